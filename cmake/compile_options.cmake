@@ -1,0 +1,19 @@
+# What every target of this project is compiled with. Use: qel_compile_options(<target>).
+
+function(qel_compile_options target)
+  set_target_properties(${target} PROPERTIES
+    CXX_STANDARD 17 CXX_STANDARD_REQUIRED ON CXX_EXTENSIONS OFF
+    C_STANDARD 99 C_STANDARD_REQUIRED ON C_EXTENSIONS OFF)
+  if(MSVC)
+    target_compile_options(${target} PRIVATE /W4 $<$<BOOL:${QEL_UNIT_WERROR}>:/WX>)
+  else()
+    # Results are the same bits everywhere only without fused multiply-add.
+    target_compile_options(${target} PRIVATE
+      -ffp-contract=off -Wall -Wextra -Wpedantic -Wconversion -Wshadow $<$<BOOL:${QEL_UNIT_WERROR}>:-Werror>)
+    if(QEL_UNIT_SANITIZE)
+      target_compile_options(${target} PRIVATE
+        -fsanitize=${QEL_UNIT_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+      target_link_options(${target} PRIVATE -fsanitize=${QEL_UNIT_SANITIZE})
+    endif()
+  endif()
+endfunction()

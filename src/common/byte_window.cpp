@@ -1,0 +1,37 @@
+// SPDX-License-Identifier: MIT
+#include "common/byte_window.h"
+
+#include "common/file.h"
+
+#include <algorithm>
+
+namespace qel {
+
+byte_window::byte_window(std::FILE *stream)
+    : stream_(stream), length_(stream_length(stream)), large_(heap_array<std::uint8_t>(large_piece)),
+      buffer_(large_ ? large_.get() : small_), capacity_(large_ ? large_piece : small_piece) {}
+
+byte_view byte_window::at(std::uint64_t offset, std::size_t wanted) {
+    wanted = std::min(wanted, max_wanted);
+    const bool inside = offset >= start_ && offset - start_ <= held_ && held_ - (offset - start_) >= wanted;
+    if (!inside) refill(offset, wanted);
+    if (offset - start_ > held_) return {buffer_, 0};
+    const std::size_t skipped = static_cast<std::size_t>(offset - start_);
+    return {buffer_ + skipped, held_ - skipped};
+}
+
+void byte_window::refill(std::uint64_t offset, std::size_t wanted) {
+    const bool forward = offset >= start_ && offset - start_ <= held_;
+    next_ = forward ? std::min(next_ * 2, capacity_) : max_wanted;
+    // What is held already of the new piece moves to the front; only the rest is read.
+    std::size_t kept = 0;
+    if (forward) {
+        kept = held_ - static_cast<std::size_t>(offset - start_);
+        std::copy(buffer_ + (held_ - kept), buffer_ + held_, buffer_);
+    }
+    const std::size_t size = std::max(next_, std::max(wanted, kept));
+    start_ = offset;
+    held_ = kept + read_at(stream_, offset + kept, buffer_ + kept, size - kept);
+}
+
+} // namespace qel

@@ -1,0 +1,67 @@
+// SPDX-License-Identifier: MIT
+// A large sliding window over a stream: a byte scan looks through it instead of reading at every step.
+#pragma once
+
+#include "common/bytes.h"
+#include "common/heap.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+
+namespace qel {
+
+/// Bytes of a stream, valid until the window moves.
+struct byte_view {
+    const std::uint8_t *data;
+    std::size_t size;
+};
+
+/// Holds a piece of a stream in memory and moves it as it is asked for other places.
+///
+/// A scan that goes forward gets pieces of 256 KiB (larger ones are slower: they fall out of the processor's
+/// cache); one that jumps about, as a tree walk does, gets 4 KiB at each jump. Without memory for the large
+/// piece, a small one inside the window serves.
+class byte_window {
+  public:
+    explicit byte_window(std::FILE *stream);
+
+    byte_window(const byte_window &) = delete;
+    byte_window &operator=(const byte_window &) = delete;
+
+    /// The stream's length when the window was made.
+    std::uint64_t length() const { return length_; }
+
+    /// The bytes from `offset` on: at least `wanted` of them (at most max_wanted), fewer only where the stream
+    /// ends. There may be more, so that a scan can go on without asking.
+    byte_view at(std::uint64_t offset, std::size_t wanted);
+
+    /// Reads one value; false when the stream ends before it does.
+    template <class T>
+    bool read(std::uint64_t offset, T &value) {
+        const byte_view view = at(offset, sizeof(T));
+        if (view.size < sizeof(T)) return false;
+        value = load<T>(view.data);
+        return true;
+    }
+
+    static constexpr std::size_t max_wanted = 4096;
+
+  private:
+    void refill(std::uint64_t offset, std::size_t wanted);
+
+    static constexpr std::size_t small_piece = 8192;
+    static constexpr std::size_t large_piece = std::size_t{256} << 10;
+
+    std::FILE *stream_;
+    std::uint64_t length_;
+    std::uint64_t start_ = 0; // where in the stream the held piece begins
+    std::size_t held_ = 0;    // bytes held
+    std::size_t next_ = 4096; // bytes to hold after the next move forward
+    scratch<std::uint8_t> large_;
+    std::uint8_t small_[small_piece];
+    std::uint8_t *buffer_;
+    std::size_t capacity_;
+};
+
+} // namespace qel

@@ -1,0 +1,51 @@
+// SPDX-License-Identifier: MIT
+#include "common/file.h"
+
+#if !defined(_WIN32)
+#include <sys/types.h>
+#endif
+
+#include <limits>
+
+namespace qel {
+
+#if !defined(_WIN32)
+static_assert(sizeof(off_t) == 8, "build with _FILE_OFFSET_BITS=64: archives may be larger than 2 GiB");
+#endif
+
+namespace {
+
+int seek(std::FILE *stream, std::int64_t offset, int origin) {
+#if defined(_WIN32)
+    return _fseeki64(stream, offset, origin);
+#else
+    return fseeko(stream, offset, origin);
+#endif
+}
+
+std::int64_t tell(std::FILE *stream) {
+#if defined(_WIN32)
+    return _ftelli64(stream);
+#else
+    return ftello(stream);
+#endif
+}
+
+} // namespace
+
+bool seek_to(std::FILE *stream, std::uint64_t position) {
+    if (position > static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max())) return false;
+    return seek(stream, static_cast<std::int64_t>(position), SEEK_SET) == 0;
+}
+
+std::uint64_t stream_length(std::FILE *stream) {
+    if (seek(stream, 0, SEEK_END) != 0) return 0;
+    const std::int64_t end = tell(stream);
+    return end < 0 ? 0 : static_cast<std::uint64_t>(end);
+}
+
+std::size_t read_at(std::FILE *stream, std::uint64_t position, void *bytes, std::size_t size) {
+    return seek_to(stream, position) ? std::fread(bytes, 1, size, stream) : 0;
+}
+
+} // namespace qel

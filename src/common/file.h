@@ -1,0 +1,27 @@
+// SPDX-License-Identifier: MIT
+// Binary streams with 64-bit positions.
+#pragma once
+
+#include <cstdint>
+#include <cstdio>
+#include <memory>
+
+namespace qel {
+
+struct stream_closer {
+    void operator()(std::FILE *stream) const { std::fclose(stream); }
+};
+
+/// A stream that is closed at the end of its scope.
+using file_stream = std::unique_ptr<std::FILE, stream_closer>;
+
+/// Moves to an absolute position; false where the stream cannot go there.
+bool seek_to(std::FILE *stream, std::uint64_t position);
+
+/// The stream's length in bytes, 0 when it has none. Leaves the position at the end.
+std::uint64_t stream_length(std::FILE *stream);
+
+/// Reads up to `size` bytes at a position; returns how many were read.
+std::size_t read_at(std::FILE *stream, std::uint64_t position, void *bytes, std::size_t size);
+
+} // namespace qel

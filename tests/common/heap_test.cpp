@@ -1,0 +1,56 @@
+// SPDX-License-Identifier: MIT
+#include "common/heap.h"
+
+#include "support/failing_heap.h"
+
+#include <gtest/gtest.h>
+
+namespace qel {
+namespace {
+
+using test::failing_heap;
+
+struct record25 {
+    char bytes[25];
+};
+
+TEST(Heap, TakesOneByteForNoRecords) {
+    const failing_heap watch = failing_heap::of_size(1);
+    EXPECT_EQ(heap_array<record25>(0), nullptr);
+    EXPECT_EQ(watch.failures(), 1u);
+}
+
+TEST(Heap, RefusesCountsThatNoMemoryCanHold) {
+    const failing_heap watch = failing_heap::nth(0);
+    EXPECT_EQ(heap_array<record25>(~std::uint64_t{0}), nullptr);
+    EXPECT_EQ(heap_zeroed<record25>(~std::uint64_t{0} / 25), nullptr);
+    EXPECT_EQ(heap_table<record25>(std::uint64_t{1} << 62), nullptr);
+    EXPECT_EQ(watch.count(), 0u) << "refused before the heap is asked";
+}
+
+TEST(Heap, ZeroesRecordsOnRequest) {
+    const scratch<record25> records(heap_zeroed<record25>(100));
+    ASSERT_NE(records, nullptr);
+    for (int i = 0; i < 100; ++i)
+        for (const char byte : records[i].bytes)
+            ASSERT_EQ(byte, 0);
+}
+
+TEST(Heap, LargeTablesAreWholeAndFreedAsUsual) {
+    auto *table = heap_table<std::uint32_t>(0x800000);
+    ASSERT_NE(table, nullptr);
+    table[0] = 1;
+    table[0x7FFFFF] = 2;
+    EXPECT_EQ(table[0] + table[0x7FFFFF], 3u);
+    release(table);
+    EXPECT_EQ(table, nullptr);
+}
+
+TEST(Heap, LargeTablesFailAsOneAllocation) {
+    const failing_heap watch = failing_heap::of_size(std::size_t{32} << 20);
+    EXPECT_EQ(heap_table<std::uint32_t>(0x800000), nullptr);
+    EXPECT_EQ(watch.count(), 1u);
+}
+
+} // namespace
+} // namespace qel

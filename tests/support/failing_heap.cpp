@@ -1,0 +1,129 @@
+// SPDX-License-Identifier: MIT
+#include "support/failing_heap.h"
+
+#include <cerrno>
+#include <unordered_set>
+
+extern "C" {
+void *__real_malloc(std::size_t size);
+void *__real_calloc(std::size_t count, std::size_t size);
+void *__real_realloc(void *block, std::size_t size);
+void *__real_aligned_alloc(std::size_t alignment, std::size_t size);
+void __real_free(void *block);
+void *__wrap_malloc(std::size_t size);
+void *__wrap_calloc(std::size_t count, std::size_t size);
+void *__wrap_realloc(void *block, std::size_t size);
+void *__wrap_aligned_alloc(std::size_t alignment, std::size_t size);
+void __wrap_free(void *block);
+}
+
+namespace {
+
+struct failure_plan {
+    bool armed = false;
+    bool all_later = false;
+    std::uint64_t fail_at = 0;
+    std::size_t fail_bytes = 0;
+    std::uint64_t count = 0;
+    std::uint64_t failures = 0;
+} plan;
+
+std::unordered_set<void *> *ledger = nullptr; // its own nodes come from operator new, which is not wrapped
+
+bool fails(std::size_t bytes) {
+    if (!plan.armed) return false;
+    ++plan.count;
+    const bool due =
+        plan.fail_at != 0 && (plan.all_later ? plan.count >= plan.fail_at : plan.count == plan.fail_at);
+    const bool fail = due || (plan.fail_bytes != 0 && bytes == plan.fail_bytes);
+    if (fail) {
+        ++plan.failures;
+        errno = ENOMEM;
+    }
+    return fail;
+}
+
+void *noted(void *block) {
+    if (ledger != nullptr && block != nullptr) ledger->insert(block);
+    return block;
+}
+
+void forgotten(void *block) {
+    if (ledger != nullptr) ledger->erase(block);
+}
+
+} // namespace
+
+extern "C" {
+
+void *__wrap_malloc(std::size_t size) {
+    return fails(size) ? nullptr : noted(__real_malloc(size));
+}
+
+void *__wrap_calloc(std::size_t count, std::size_t size) {
+    return fails(count * size) ? nullptr : noted(__real_calloc(count, size));
+}
+
+void *__wrap_realloc(void *block, std::size_t size) {
+    if (fails(size)) return nullptr;
+    void *moved = __real_realloc(block, size);
+    if (moved != nullptr) {
+        forgotten(block);
+        noted(moved);
+    }
+    return moved;
+}
+
+void *__wrap_aligned_alloc(std::size_t alignment, std::size_t size) {
+    return fails(size) ? nullptr : noted(__real_aligned_alloc(alignment, size));
+}
+
+void __wrap_free(void *block) {
+    forgotten(block);
+    __real_free(block);
+}
+}
+
+namespace qel::test {
+
+failing_heap::failing_heap(std::uint64_t n, std::size_t bytes, bool all_later) {
+    plan = {};
+    plan.armed = true;
+    plan.all_later = all_later;
+    plan.fail_at = n;
+    plan.fail_bytes = bytes;
+}
+
+failing_heap::~failing_heap() {
+    plan.armed = false;
+}
+
+std::uint64_t failing_heap::count() const {
+    return plan.count;
+}
+
+std::uint64_t failing_heap::failures() const {
+    return plan.failures;
+}
+
+heap_ledger::heap_ledger() {
+    ledger = new std::unordered_set<void *>;
+}
+
+heap_ledger::~heap_ledger() {
+    delete ledger;
+    ledger = nullptr;
+}
+
+std::size_t heap_ledger::live() const {
+    return ledger->size();
+}
+
+std::size_t heap_ledger::free_all() {
+    const std::vector<void *> blocks(ledger->begin(), ledger->end());
+    for (void *block : blocks)
+        __wrap_free(block);
+    return blocks.size();
+}
+
+} // namespace qel::test

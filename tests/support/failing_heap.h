@@ -1,0 +1,49 @@
+// SPDX-License-Identifier: MIT
+// Allocations that fail on demand, and a ledger of those that live. The tests are linked so that every malloc,
+// calloc, realloc, aligned_alloc and free of the library's objects comes here first.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+namespace qel::test {
+
+/// While it lives, allocations fail as asked. Only one lives at a time.
+class failing_heap {
+  public:
+    /// The n-th allocation from now on fails, counting from 1; 0 lets all succeed and only counts.
+    static failing_heap nth(std::uint64_t n) { return failing_heap(n, 0, false); }
+    /// The n-th allocation from now on and all later ones fail.
+    static failing_heap from(std::uint64_t n) { return failing_heap(n, 0, true); }
+    /// Every allocation of exactly this many bytes fails.
+    static failing_heap of_size(std::size_t bytes) { return failing_heap(0, bytes, false); }
+
+    ~failing_heap();
+    failing_heap(const failing_heap &) = delete;
+    failing_heap &operator=(const failing_heap &) = delete;
+
+    /// Allocations asked for since.
+    std::uint64_t count() const;
+    /// How many of them failed.
+    std::uint64_t failures() const;
+
+  private:
+    failing_heap(std::uint64_t n, std::size_t bytes, bool all_later);
+};
+
+/// While it lives, it knows which of the blocks allocated since then have not been freed. Only one at a time.
+class heap_ledger {
+  public:
+    heap_ledger();
+    ~heap_ledger();
+    heap_ledger(const heap_ledger &) = delete;
+    heap_ledger &operator=(const heap_ledger &) = delete;
+
+    /// Blocks that are still allocated.
+    std::size_t live() const;
+    /// Frees them all: for what a function deliberately leaves behind. Returns how many there were.
+    std::size_t free_all();
+};
+
+} // namespace qel::test
