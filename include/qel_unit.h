@@ -94,8 +94,8 @@ typedef struct qel_agent_dir qel_agent_dir;
 
 /* ------------------------------------------------------------------------------------------------ */
 /** @defgroup token Tokens and lattice maths
- * A token couples a 64-bit spatial key with an eight-character identity, a state word and a layer.
- * The square roots work in single precision on purpose: large inputs have a 24-bit mantissa.
+ * A token couples a 64-bit spatial key with an eight-character identity, a state word and a layer. The
+ * square roots work in single precision on purpose: large inputs have a 24-bit mantissa.
  * @{ */
 
 #pragma pack(push, 1)
@@ -197,7 +197,8 @@ struct qel_unit {
  *
  * @retval  0 built
  * @retval -1 `unit` is null or `count` is 0: nothing touched
- * @retval -2 no memory for the tokens: `version`, `count` and `extra` are set, `tokens` is null
+ * @retval -2 no memory for the tokens: `version`, `count` and `extra` are set, `tokens` is null, the other
+ *            pointers are as they were
  * @retval -3 no memory for an index: tokens and indexes are released and null, the numbers set
  * @retval -4 no memory for `order`: as after ::qel_unit_free, and `order` is null
  * @param[out] unit  the record to fill; what it held is overwritten, not freed
@@ -241,8 +242,8 @@ QEL_API int32_t qel_unit_save(const char *path, const qel_unit *unit);
  *
  * A file that ends early is no error: the whole records are kept, a partial one at the end is dropped,
  * `count` is the number kept. Records beyond the header's count are ignored. The version is not checked.
- * Tokens with equal keys keep the file's order. The sort takes a scratch of 32 bytes per token; without it,
- * it takes longer.
+ * Tokens with equal keys keep the file's order. Sorting takes a scratch of 41 bytes per token, none for a
+ * file that is sorted; without it, it takes longer.
  *
  * @retval  0 loaded, an empty file (count 0) included
  * @retval -1 the file cannot be opened: `unit` untouched
@@ -329,7 +330,7 @@ QEL_API uint32_t qel_unit_query_lattice_vertex(const qel_unit *unit, uint16_t x,
 /**
  * Lists the tokens of one layer, in storage order.
  *
- * @param unit          the unit, not null, with its tokens
+ * @param unit          the unit, not null; one without tokens gives 0
  * @param layer         layer number
  * @param[out] numbers  room for `max` token numbers; entries beyond the result are untouched
  * @param max           where to stop; below 1 gives 0
@@ -340,10 +341,11 @@ QEL_API uint32_t qel_unit_query_layer(const qel_unit *unit, uint8_t layer, uint3
 /**
  * Finds the `k` tokens nearest to a key by ::ruv_hop_distance, nearest first.
  *
- * The unit's tokens must stand in ascending key order (a loaded unit does); otherwise the search, which walks
- * outwards from the key's place, returns tokens that need not be the nearest. Of equal distances the token
- * met first is kept and comes first: nearer the key's place, the lower side first. The scratch is 16 bytes
- * per result.
+ * The unit's tokens must stand in ascending key order (a loaded unit does); otherwise the search, which
+ * walks outwards from the key's place, returns tokens that need not be the nearest. Of equal distances the
+ * token met first is kept and comes first: nearer the key's place, the lower side first. Once the worst of
+ * `k` results is 2^32 hops away the search ends: its square is 0 (mod 2^64). The scratch is 16 bytes per
+ * result.
  *
  * @param unit            the unit; null or without tokens gives 0
  * @param morton          the key to search around
@@ -351,7 +353,7 @@ QEL_API uint32_t qel_unit_query_layer(const qel_unit *unit, uint8_t layer, uint3
  * @param[out] numbers    room for `k` token numbers
  * @param[out] distances  room for `k` distances, ascending
  * @return the number of results, the smaller of `k` and the unit's count; 0 when the scratch list cannot be
- *         allocated. Entries beyond it are untouched
+ *         allocated, and from 2^31 tokens on. Entries beyond it are untouched
  */
 QEL_API uint32_t qel_unit_query_nearest(const qel_unit *unit, uint64_t morton, int32_t k, uint32_t *numbers,
                                         uint64_t *distances);
@@ -359,8 +361,8 @@ QEL_API uint32_t qel_unit_query_nearest(const qel_unit *unit, uint64_t morton, i
 
 /* ------------------------------------------------------------------------------------------------ */
 /** @defgroup matrix_48 Matrix-48: the algebra of the 48-cube
- * Pure functions over the 48 x 48 x 48 lattice, whose centre is 23.5 on every axis. Coordinates outside 0..47
- * are not refused but computed through, with the wrap-arounds that each function names.
+ * Pure functions over the 48 x 48 x 48 lattice, whose centre is 23.5 on every axis. Coordinates outside
+ * 0..47 are not refused but computed through, with the wrap-arounds that each function names.
  * @{ */
 
 /** The attributes of one cell. */
@@ -432,8 +434,8 @@ QEL_API int32_t qel_matrix_48_k11_level(uint8_t a, uint8_t b, uint8_t c);
 QEL_API uint8_t qel_matrix_48_i_state(int32_t v);
 
 /**
- * The norm of a cell: its distance from the lattice centre, scaled so that a corner of the cube has
- * about 1.618034.
+ * The norm of a cell: its distance from the lattice centre, scaled so that a corner of the cube has about
+ * 1.618034.
  *
  * sqrt((dx^2 + dy^2) + dz^2) / 40.703194 x 1.618034 in single precision, dx = x - 23.5 and so on.
  *
@@ -509,9 +511,9 @@ QEL_API int32_t qel_matrix_48_chirality(uint8_t a, uint8_t b);
  * Fills the offspring record of two parents, of which the cells and norms are read.
  *
  * Mode 0 (crossover): the average of the cells. Mode 2 (tachyon): the first parent's cell is reflected by
- * ::qel_matrix_48_mutate_tachyon, then averaged. Any other mode (projective): the midpoint is pushed outwards
- * from the centre by about 1.618034 along the line through it, truncated towards zero, and taken modulo 48
- * with the sign kept; a negative value then wraps to 8 bits.
+ * ::qel_matrix_48_mutate_tachyon, then averaged. Any other mode (projective): the midpoint is pushed
+ * outwards from the centre by about 1.618034 along the line through it, truncated towards zero, and taken
+ * modulo 48 with the sign kept; a negative value then wraps to 8 bits.
  *
  * @param a           first parent
  * @param b           second parent
@@ -565,12 +567,12 @@ struct ogawa_manifold {
     uint32_t *vertex_face_offsets; /**< owned; `vertex_count` + 1 starts into `vertex_faces` */
     uint32_t vertex_count;         /**< the mesh's vertex count */
     uint32_t *face_vertices;       /**< borrowed: the mesh's `face_indices`, never freed here */
-    uint32_t *face_offsets;        /**< owned; `face_count` + 1 starts into `face_vertices` */
-    uint32_t face_count;           /**< the mesh's face count */
-    void *aux_array_a;             /**< owned; the library leaves it null and only releases it */
-    uint32_t aux_count;            /**< the library leaves it 0 */
-    void *aux_array_b;             /**< owned; the library leaves it null and only releases it */
-    void *aux_array_c;             /**< owned; the library leaves it null and only releases it */
+    uint32_t *face_offsets; /**< owned; `face_count` + 1 starts into `face_vertices`, none unreadable */
+    uint32_t face_count;    /**< the mesh's face count */
+    void *aux_array_a;      /**< owned; the library leaves it null and only releases it */
+    uint32_t aux_count;     /**< the library leaves it 0 */
+    void *aux_array_b;      /**< owned; the library leaves it null and only releases it */
+    void *aux_array_c;      /**< owned; the library leaves it null and only releases it */
 };
 
 /** One polygon mesh. */
@@ -605,9 +607,9 @@ struct ogawa_polymesh {
 
 /* ------------------------------------------------------------------------------------------------ */
 /** @defgroup archive Archives
- * Alembic scene files in the Ogawa container, read through a buffered stream. Object and property headers are
- * not interpreted: arrays are recognised by their bytes, so a small mesh may be missed and other bytes may be
- * taken for one.
+ * Alembic scene files in the Ogawa container, read through a buffered stream. Object and property headers
+ * are not interpreted: arrays are recognised by their bytes, so a small mesh may be missed and other bytes
+ * may be taken for one.
  * @{ */
 
 /** What a scene object is; values 6 and 7 have no name. */
@@ -715,17 +717,19 @@ QEL_API const char *ogawa_schema_to_string(ogawa_schema schema);
  * Reads the archive's mesh.
  *
  * The data nodes under the archive's top object are listed (at most 500, to depth 20; references beyond the
- * first 67,108,864 are not followed) and recognised by their contents; the largest of each kind wins. When
+ * first 16,777,216 are not followed) and recognised by their contents; the largest of each kind wins. When
  * that gives no positions, the bytes themselves are searched: positions within the first 2 KiB, then unit
- * normals, then a run of small words taken as triangles. An array that cannot be allocated is no failure: its
- * pointer is null beside its count (face counts of the byte search: both face arrays are released and null).
+ * normals, then a run of small words taken as triangles. An array that cannot be allocated is no failure:
+ * its pointer is null beside its count (face counts of the byte search: both face arrays are released and
+ * null, `face_index_count` is 0 and `face_count` stays).
  *
- * The scratch is 1 MiB plus 32 bytes for each distinct group that holds nothing, of at most one for every
- * 8 bytes of the file.
+ * The scratch is 8 KiB of nodes, a window of 256 KiB, and at most 32 bytes for each distinct reference that
+ * lists nothing.
  *
  * @retval  0 at least one position was read
  * @retval -1 `archive`, its stream or `mesh` is null (nothing touched); or there are no positions: `mesh` is
- *            cleared, name and path are set, and it may hold a positions buffer, so release it
+ *            cleared, name and path are set, and it may hold a positions buffer, so release it. Where the tree
+ *            named positions that are cut short, the rest of the mesh is there all the same
  * @retval -2 the positions found by the byte search could not be allocated: as for -1
  * @param archive    an open archive; its stream position moves
  * @param object     name and path are copied from it; null gives "mesh" and "/mesh"
@@ -829,7 +833,9 @@ QEL_API void ogawa_free_uv_set(ogawa_uv_set *set);
  * Reads `vertex_count`, `face_counts`, `face_count` and `face_indices`; `face_index_count`, where it is not
  * 0, bounds the corners read. Null `face_counts` make every face a triangle; null `face_indices` count as no
  * corners. A corner whose index is not below `vertex_count` counts for no vertex but keeps its place in the
- * face. A manifold held before is overwritten, not freed. The scratch is 4 bytes per vertex.
+ * face. Faces beyond the readable corners are empty, and one that straddles their end is cut; with a
+ * `face_index_count` of 0 at most 2^32 - 1 corners are read. A manifold held before is overwritten, not
+ * freed. The scratch is 4 bytes per vertex.
  *
  * @retval  0 built
  * @retval -1 `mesh` is null or has no vertices: nothing touched
@@ -844,7 +850,8 @@ QEL_API int32_t ogawa_build_manifold(ogawa_polymesh *mesh);
  * The faces around a vertex, ascending; a face that repeats the vertex is listed once per occurrence.
  *
  * @retval  0 found
- * @retval -1 `manifold` is null or there is no such vertex: outputs untouched
+ * @retval -1 `manifold` is null or its face lists were not built, or there is no such vertex: outputs
+ *            untouched
  * @param manifold    a built manifold; may be null
  * @param vertex      vertex number
  * @param[out] faces  a pointer into the manifold, valid until it is released
@@ -857,11 +864,12 @@ QEL_API int32_t ogawa_get_vertex_faces(const ogawa_manifold *manifold, uint32_t 
  * The vertices that share a face with a vertex, each once, in order of first appearance: faces ascending,
  * corners in face order.
  *
- * The scratch is 4 bytes for each corner of the incident faces, and a table of twice that where there are
- * many.
+ * The scratch is 40 bytes for each incident face or 4 for each of their corners, whichever is more, and 8
+ * more for each corner where there are more than 64.
  *
  * @retval  0 listed
- * @retval -1 `manifold` or `faces` is null or there is no such vertex: outputs untouched
+ * @retval -1 `manifold` or `faces` is null, the manifold was not built, or there is no such vertex: outputs
+ *            untouched
  * @retval -2 no memory: outputs untouched
  * @param manifold        a built manifold; may be null
  * @param faces           `&mesh->face_counts`: the mesh's fields `face_counts`, `face_count` and
@@ -892,15 +900,15 @@ QEL_API void ogawa_free_manifold(ogawa_manifold *manifold);
  * Reads tangents and bitangents: the first pair of blocks of equal length among the first 32 blocks of the
  * archive that look like unit vectors.
  *
- * A block counts when its length is a multiple of 12 from 36 to 5,000,000 and its first six floats lie within
- * [-1.1, 1.1]. A block cut short by the file's end is completed with zeros.
+ * A block counts when its length is a multiple of 12 from 36 to 5,000,000 and its first six floats lie
+ * within [-1.1, 1.1]. A block cut short by the file's end is completed with zeros.
  *
  * @retval  0 read
  * @retval -1 `archive`, its stream or `frame` is null (nothing touched); or the file is too short or has no
  * pair
  *            (`frame` is empty)
- * @retval -2 no memory: `count` is set and a pointer may be left pointing at freed memory; do not release the
- *            record
+ * @retval -2 no memory: `count` is set; where only one array failed, the other's pointer is left pointing at
+ *            freed memory: do not release the record
  * @param archive     an open archive; its stream position moves
  * @param object      ignored
  * @param sample      ignored
@@ -911,21 +919,22 @@ QEL_API int32_t ogawa_read_tangent_frame(const ogawa_archive *archive, const oga
                                          uint64_t sample, ogawa_tangent_frame *frame);
 
 /**
- * Computes per-vertex tangents and bitangents into `mesh->tangent_frame`, from positions, faces and a UV set.
+ * Computes per-vertex tangents and bitangents into `mesh->tangent_frame`, from positions, faces and a UV
+ * set.
  *
  * Each face gives the tangent and bitangent of its first three corners to all its corners; sums are
  * normalised at the end (a sum not longer than 1e-8 is left as it is). They are not made orthogonal to the
  * normal. Tangent = (e1 dv2 - e2 dv1) / det, bitangent = (e2 du1 - e1 du2) / det with det = du1 dv2 - dv1
  * du2; where |det| is below 1e-8 the factor is 1e8 instead of 1 / det.
  *
- * Reads `positions`, `vertex_count`, `face_counts` (null: triangles), `face_count`, `face_indices`, `uv_sets`
- * and `uv_set_count`. `face_index_count` and the set's `index_count`, where they are not 0, bound what is
- * read. A face contributes nothing when one of its first three corners is missing or not below
+ * Reads `positions`, `vertex_count`, `face_counts` (null: triangles), `face_count`, `face_indices`,
+ * `uv_sets` and `uv_set_count`. `face_index_count` and the set's `index_count`, where they are not 0, bound
+ * what is read. A face contributes nothing when one of its first three corners is missing or not below
  * `vertex_count`. A UV number beyond the set's `value_count` takes UV 0 (an empty set: (0, 0)).
  *
  * @retval  0 computed
  * @retval -1 `mesh` is null, or has no vertices or no UV sets: nothing touched
- * @retval -2 no UV set of that name (null name: `uv_sets` is null): nothing touched
+ * @retval -2 no UV set of that name, or `uv_sets` is null: nothing touched
  * @retval -3 no memory: `count` and both pointers are set, one or both of them null
  * @param[in,out] mesh  the mesh; a tangent frame held before is overwritten, not freed
  * @param uv_set_name   the set to use, compared exactly; null takes the first
@@ -940,8 +949,8 @@ QEL_API int32_t ogawa_compute_tangent_frame(ogawa_polymesh *mesh, const char *uv
 QEL_API void ogawa_free_tangent_frame(ogawa_tangent_frame *frame);
 
 /**
- * The axis-aligned box of positions. A coordinate replaces a bound only if it is strictly beyond it, so a NaN
- * after the first position never does.
+ * The axis-aligned box of positions. A coordinate replaces a bound only if it is strictly beyond it, so a
+ * NaN after the first position never does.
  *
  * @param positions    `count` triples; null does nothing
  * @param count        number of triples; 0 does nothing
@@ -966,8 +975,8 @@ QEL_API int32_t ogawa_triangulate_face(const uint32_t *face, uint32_t corner_cou
 
 /* ------------------------------------------------------------------------------------------------ */
 /** @defgroup scene Token scenes
- * Meshes whose vertices are placed on the 48-cube lattice of their own box, one token per vertex, with frames
- * over time, a scene file, an index and queries.
+ * Meshes whose vertices are placed on the 48-cube lattice of their own box, one token per vertex, with
+ * frames over time, a scene file, an index and queries.
  * @{ */
 
 /** One processed vertex: 40 bytes, the same in memory and in the scene file. */
@@ -997,7 +1006,7 @@ struct qel_alembic_token {
 
 /** One mesh of a scene. */
 struct qel_alembic_mesh {
-    char name[64];                /**< terminated, at most 63 characters */
+    char name[64]; /**< at most 63 characters and a terminator; a loaded name is as the file holds it */
     uint32_t vertex_count;        /**< number of vertices */
     uint32_t face_count;          /**< number of triangles */
     float *positions;             /**< owned; `vertex_count` triples */
@@ -1100,8 +1109,8 @@ QEL_API void qel_alembic_process_vertex(const float *position, const float *boun
 /**
  * A hash of the faces that touch a vertex; it depends on their order and on the order within a face.
  *
- * h starts at 0x5A5A5A5A; every face (a, b, c) that holds the vertex makes it
- * rotl((a 0x1F1F1F1F) xor (b 0x2E2E2E2E) xor h xor (c 0x3D3D3D3D), 5), mod 2^32.
+ * h starts at 0x5A5A5A5A; every face (a, b, c) that holds the vertex makes it rotl((a 0x1F1F1F1F) xor (b
+ * 0x2E2E2E2E) xor h xor (c 0x3D3D3D3D), 5), mod 2^32.
  *
  * @param vertex_index  the vertex
  * @param indices       `face_count` triples of vertex numbers; null gives 0
@@ -1175,15 +1184,18 @@ QEL_API int32_t qel_alembic_save(const char *path, const qel_alembic_file *scene
 /**
  * Reads a scene file and builds its index. What a file that ends early does not hold is zero.
  *
- * Afterwards `total_vertices` and `total_tokens` are the sums of what was read, whatever the header says.
- * Should the index not be allocatable, the scene is loaded without one.
+ * Of the meshes and frames that lie wholly beyond the end, the first 65,536 get arrays of no entries, the
+ * rest null arrays. Afterwards `total_vertices` and `total_tokens` are the sums of what was read, whatever
+ * the header says; a scene without meshes keeps the header's `total_vertices` and has no index. Should the
+ * index not be allocatable, the scene is loaded without one.
  *
  * @retval  0 loaded
  * @retval -1 `path` or `scene` is null, or the file cannot be opened: nothing touched
  * @retval -2 fewer than 64 bytes, or the file does not begin with "BQEL": nothing touched
  * @retval -3 the version is above 1: it is stored in the scene
- * @retval -4 no memory, or counts that no memory can hold: everything read is released, the totals, times and
- *            flags of the header stay
+ * @retval -4 no memory, or counts that would take more than 1 GiB beyond the file's end: everything read is
+ *            released and both counts are 0 (they stay when the mesh array itself was refused); totals,
+ *            times and flags of the header stay
  * @param path        file to read
  * @param[out] scene  a zeroed record. Release it with ::qel_alembic_free
  */
@@ -1194,12 +1206,13 @@ QEL_API int32_t qel_alembic_load(const char *path, qel_alembic_file *scene);
  * number.
  *
  * Numbers count over the meshes in order. A key's first slot is the low 23 bits of (key xor (key >> 32));
- * taken slots send it to the next one. Tokens that find no free slot are left out. Also sets `total_vertices`
- * and `total_tokens`. The index is not kept up to date: build it again after a change, freeing `hash` first.
- * A crowded table takes a scratch of 32 MiB; without it, the build takes longer.
+ * taken slots send it to the next one. Tokens that find no free slot are left out. Also sets
+ * `total_vertices` and `total_tokens`. The index is not kept up to date: build it again after a change,
+ * freeing `hash` first. Meshes without vertex records are left out and keep their numbers. The scratch is 1
+ * MiB; without it the table is the same, but a crowded one takes long to build.
  *
  * @retval  0 built
- * @retval -1 `scene` is null or has no meshes: nothing touched
+ * @retval -1 `scene` is null or has no meshes, or a count without an array: nothing touched
  * @retval -4 no memory: `hash` is null, `hash_size` and the totals are set
  * @param[in,out] scene  the scene; the table it held is overwritten, not freed
  */
@@ -1225,7 +1238,7 @@ QEL_API void qel_alembic_mesh_free(qel_alembic_mesh *mesh);
  *
  * @retval  0 sound
  * @retval -1 `scene` is null
- * @retval -2 no meshes
+ * @retval -2 no meshes, or a count without an array
  * @retval -3 a mesh without positions
  * @retval -4 a mesh without vertices
  * @retval -5 a vertex record whose lattice cell is outside 0..47
@@ -1254,6 +1267,8 @@ QEL_API void qel_alembic_mesh_info(const qel_alembic_mesh *mesh, char *buf, int3
 
 /**
  * Finds the token of a key through the scene's index; of several, the one with the lowest global number.
+ * Where many vertices share cells, a key may lie hundreds of thousands of slots from its first one, and a
+ * lookup walks them all.
  *
  * @retval  0 found
  * @retval -1 `scene` or `out` is null, the scene has no index, or no token has that key: `out` untouched
@@ -1326,8 +1341,9 @@ QEL_API int32_t qel_alembic_sample_frame(const qel_alembic_file *scene, int32_t 
  * frames at the same time divide by zero, and the quotient is used as it is. There is no clamping.
  *
  * @retval  0 interpolated
- * @retval -1 `scene` or `out` is null, there are fewer than 2 frames, no pair encloses `time`, one of the two
- *            has no meshes or positions, or their vertex counts differ: `out` untouched
+ * @retval -1 `scene` or `out` is null, there are fewer than 2 frames, no pair encloses `time`, one of the
+ *            two has no meshes, or vertices without positions, or their vertex counts differ: `out`
+ *            untouched
  * @retval -4 no memory: `vertex_count` is set, `positions` null
  * @param scene     the scene; may be null
  * @param time      seconds
@@ -1404,8 +1420,8 @@ QEL_API uint32_t qel_mesh_verify_p_minus_p(const float *positions, uint32_t coun
 QEL_API uint32_t qel_mesh_verify_p_div_p(const float *positions, uint32_t count);
 
 /**
- * Scores the proportions of a box: 1 / (1 + |ex - ey| + |ey - ez| + |ez - ex|) with the extents e, each taken
- * as 1 when it is not above 0 (a NaN is kept). Not scale-free.
+ * Scores the proportions of a box: 1 / (1 + |ex - ey| + |ey - ez| + |ez - ex|) with the extents e, each
+ * taken as 1 when it is not above 0 (a NaN is kept). Not scale-free.
  *
  * @param min_x  the box
  * @param min_y  the box
@@ -1485,17 +1501,17 @@ QEL_API int32_t ogawa_read_skinning(const ogawa_archive *archive, const ogawa_ob
 /**
  * Moves positions by the skin's joints: linear blend skinning.
  *
- * Each joint's matrix is pose x joint transform in double precision. A vertex is the sum over its four slots,
- * in order, of weight x position transformed as a row vector, each product and sum in single precision. Slots
- * with a weight below 1e-6 or a joint number beyond the skin are skipped; weights are not normalised; a
- * vertex without a usable slot becomes (0, 0, 0). The scratch is 128 bytes per joint; without it nothing is
- * written.
+ * Each joint's matrix is pose x joint transform in double precision. A vertex is the sum over its four
+ * slots, in order, of weight x position transformed as a row vector, each product and sum in single
+ * precision. Slots with a weight below 1e-6 or a joint number beyond the skin are skipped; weights are not
+ * normalised; a vertex without a usable slot becomes (0, 0, 0). The scratch is 128 bytes per joint; without
+ * it nothing is written.
  *
  * @param skin                the skin; its `weight_count` says how many positions there are. Null does
  * nothing
  * @param pose_matrices       `joint_count` matrices of 16 doubles, row-major; null does nothing
  * @param positions_in        `weight_count` triples; null does nothing
- * @param[out] positions_out  room for `weight_count` triples; null does nothing
+ * @param[out] positions_out  room for `weight_count` triples; may be `positions_in`; null does nothing
  */
 QEL_API void qel_skin_apply(const qel_skin *skin, const double *pose_matrices, const float *positions_in,
                             float *positions_out);
@@ -1510,8 +1526,8 @@ QEL_API void qel_skin_free(qel_skin *skin);
 
 /* ------------------------------------------------------------------------------------------------ */
 /** @defgroup mesh_cache Mesh cache
- * One mesh in the form that a renderer wants, mapped into memory and used in place. A mapped file must not be
- * shortened while it is in use: on POSIX, reading a page that is gone raises SIGBUS.
+ * One mesh in the form that a renderer wants, mapped into memory and used in place. A mapped file must not
+ * be shortened while it is in use: on POSIX, reading a page that is gone raises SIGBUS.
  * @{ */
 
 /** Flag of ::qel_mesh_header: the file has a normals block. */
@@ -1556,8 +1572,9 @@ struct qel_mesh {
  * is left out.
  *
  * Reads `positions`, `vertex_count`, `normals`, `normal_count`, `normal_scope`, `face_counts`, `face_count`,
- * `face_indices`, `face_index_count`, `bounds_min` and `bounds_max`. Null `positions` are written as zeros; a
- * corner beyond `face_index_count` is vertex 0 in the index block, and gives no normal.
+ * `face_indices`, `face_index_count`, `bounds_min` and `bounds_max`. Null `positions` are written as zeros.
+ * A corner beyond `face_index_count`, or any with null `face_indices`, is vertex 0 in the index block and
+ * gives no normal. Of more than 2^32 - 1 triangles the header holds the low 32 bits and none is written.
  *
  * @retval   0 written
  * @retval  -1 `mesh` or `path` is null, or the mesh has no vertices: no file is created
@@ -1573,8 +1590,8 @@ QEL_API int32_t qel_mesh_save(const ogawa_polymesh *mesh, const qel_skin *skin, 
  * Maps a mesh cache file into memory, read-only. Nothing but the header and the skin is copied.
  *
  * Version, counts and offsets are not compared with the file's length: a caller that does not trust the file
- * checks them against `file_size` before it follows the pointers. A header cut short is completed with zeros.
- * A skin block that does not lie inside the file leaves `skin` null.
+ * checks them against `file_size` before it follows the pointers. A header cut short is completed with
+ * zeros. A skin block that does not lie inside the file leaves `skin` null.
  *
  * @retval  0 mapped
  * @retval -1 `path` or `mesh` is null: nothing touched
@@ -1615,11 +1632,10 @@ QEL_API int32_t qel_mesh_get_gpu_data(const qel_mesh *mesh, const float **positi
 /** @defgroup agents Agent directory
  * One process-wide directory of up to 65,536 agents, each known by an eight-character id, kept in one file.
  * It comes into being at the first ::qel_agent_dir_init, ::qel_agent_dir_load or ::qel_agent_spawn and ends
- * at
- * ::qel_agent_dir_free.
+ * at ::qel_agent_dir_free.
  *
  * Ids are read as up to 8 characters and found by their hash alone: the newest entry of a bucket is trusted
- * without comparing the id, so of two ids that share a bucket only the later one is found, and an unknown id
+ * without comparing the id. So of two ids that share a bucket only the later one is found, and an unknown id
  * that falls into a taken bucket finds that bucket's agent.
  * @{ */
 
@@ -1628,7 +1644,7 @@ QEL_API int32_t qel_mesh_get_gpu_data(const qel_mesh *mesh, const float **positi
 
 /** One agent: 40 bytes, the same in memory and in the directory file. */
 struct qel_agent {
-    char id[8];        /**< eight upper-case hexadecimal digits, no terminator */
+    char id[8];        /**< eight upper-case hexadecimal digits (a loaded file's: any bytes), no terminator */
     char parent[8];    /**< id of the parent or of the last delegating agent; "2A9E0000" without one */
     uint8_t type;      /**< kind of agent; statistics count 0..3 */
     uint8_t state;     /**< 0 spawned, 1 reset, 2 delegated, 3 paused, 4 and 5 by command, 6 terminated */
@@ -1638,7 +1654,7 @@ struct qel_agent {
     uint8_t cleared;         /**< set to 0 by every transition that writes the flags */
     uint8_t tag;             /**< given at spawn */
     uint8_t tier;            /**< given at spawn */
-    uint64_t reserved;       /**< zero, never written */
+    uint64_t reserved;       /**< never written: zero, or what a loaded file held */
     uint64_t task;           /**< given by delegate, else 0 */
 };
 
@@ -1650,7 +1666,7 @@ struct qel_agent_dir {
     uint32_t active_count; /**< agents spawned and not terminated */
     int64_t saved_at;      /**< seconds since 1970-01-01 UTC of the last save, 0 when never saved */
     qel_agent *agents;     /**< owned; ::QEL_AGENT_CAPACITY records */
-    qel_hash_index *index; /**< owned; from id hash to slot */
+    qel_hash_index *index; /**< owned; from id hash to slot. Node s stands for slot s */
     uint32_t next_id_counter; /**< counter for generated ids, starts at 4096, not saved */
     char path[256];           /**< the directory's file, cut to 255 characters, terminated */
     uint32_t dirty;           /**< 1 when changed since the last save or load */
@@ -1671,7 +1687,9 @@ QEL_API int32_t qel_agent_dir_init(const char *path);
  *
  * Records overwrite the slots from 0 on; slots that the file does not reach stay as they were. The index is
  * not cleared: ids that were there before can still be found unless a newer entry shares their bucket. The
- * counter for generated ids is not restored.
+ * counter for generated ids is not restored. `agent_count` is the header's, also when the file ends early; a
+ * record cut short leaves its slot as it was, and a file of 16 to 23 bytes leaves `saved_at`. No memory is
+ * needed beyond the directory's.
  *
  * @retval  0 read; the directory is clean and `path` is its path
  * @retval -1 there was no directory and it cannot be made
@@ -1686,14 +1704,16 @@ QEL_API int32_t qel_agent_dir_load(const char *path);
  * Writes the directory through a temporary file, the target's name with ".tmp" behind it.
  *
  * On POSIX the target is replaced in one step. Where the temporary file cannot be written whole, or cannot
- * take the target's place, the old file stays and the directory stays dirty.
+ * take the target's place, the old file stays, and `dirty` and `saved_at` stay as they were. A count above
+ * ::QEL_AGENT_CAPACITY is written as it is, with the records that exist.
  *
  * @retval  0 written, or a write or rename failed: the code does not tell
  * @retval -1 there is no directory
  * @retval -2 there is no path
  * @retval -3 the temporary file cannot be created
  * @param path  target; null means the directory's own path. Another path does not become the directory's. The
- *              temporary name is cut to 259 characters
+ *              temporary name is cut to 259 characters: a target of just that length is written in place, a
+ *              longer one through a file of its first 259 characters
  */
 QEL_API int32_t qel_agent_dir_save(const char *path);
 

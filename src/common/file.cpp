@@ -1,7 +1,11 @@
 // SPDX-License-Identifier: MIT
 #include "common/file.h"
 
-#if !defined(_WIN32)
+#if defined(_WIN32)
+#define WIN32_LEAN_AND_MEAN
+#define NOMINMAX
+#include <windows.h>
+#else
 #include <sys/types.h>
 #endif
 
@@ -46,6 +50,14 @@ std::uint64_t stream_length(std::FILE *stream) {
 
 std::size_t read_at(std::FILE *stream, std::uint64_t position, void *bytes, std::size_t size) {
     return seek_to(stream, position) ? std::fread(bytes, 1, size, stream) : 0;
+}
+
+bool replace_file(const char *file, const char *target) {
+#if defined(_WIN32)
+    return MoveFileExA(file, target, MOVEFILE_REPLACE_EXISTING) != 0;
+#else
+    return std::rename(file, target) == 0;
+#endif
 }
 
 } // namespace qel

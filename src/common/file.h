@@ -24,4 +24,7 @@ std::uint64_t stream_length(std::FILE *stream);
 /// Reads up to `size` bytes at a position; returns how many were read.
 std::size_t read_at(std::FILE *stream, std::uint64_t position, void *bytes, std::size_t size);
 
+/// Gives a file the name of another, which it replaces in one step: at no moment is there no file.
+bool replace_file(const char *file, const char *target);
+
 } // namespace qel

@@ -2,17 +2,12 @@
 // The unit file: a 24-byte header, then the packed tokens. Nothing follows them.
 #pragma once
 
-#include "qel_unit.h"
+#include "qel_unit/token.h"
 
 #include <cstddef>
 #include <cstdint>
 
 namespace qel {
-
-static_assert(sizeof(qel_token) == 25, "tokens are packed");
-static_assert(offsetof(qel_token, hex_id) == 8);
-static_assert(offsetof(qel_token, payload) == 16);
-static_assert(offsetof(qel_token, layer) == 24);
 
 constexpr char unit_magic[4] = {'Q', 'E', 'L', '\0'};
 constexpr std::uint32_t unit_version = 1;

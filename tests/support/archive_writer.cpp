@@ -88,7 +88,7 @@ void archive_writer::patch(std::uint64_t offset, std::uint64_t word) {
     std::memcpy(content_.data() + offset, &word, sizeof word);
 }
 
-archive_writer production_archive(const plain_mesh &mesh) {
+archive_writer production_archive(const plain_mesh &mesh, const std::vector<bytes> &plain_arrays) {
     archive_writer archive;
     std::vector<std::uint64_t> properties;
     const auto add_property = [&](std::uint64_t sample) {
@@ -100,6 +100,8 @@ archive_writer production_archive(const plain_mesh &mesh) {
     add_property(archive.array(mesh.face_counts));
     if (!mesh.corner_normals.empty()) add_property(archive.array(mesh.corner_normals));
     if (!mesh.corner_uvs.empty()) add_property(archive.array(mesh.corner_uvs));
+    for (const bytes &plain : plain_arrays)
+        add_property(archive.data(plain));
     properties.push_back(archive.data(text("P .faceIndices .faceCounts N uv")));
     const std::uint64_t geometry = archive.group(properties);
     const std::uint64_t compound = archive.group({geometry, archive.data(text(".geom"))});

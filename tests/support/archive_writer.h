@@ -58,7 +58,8 @@ class archive_writer {
 };
 
 /// A whole archive with one mesh, nested as production tools do: the top object holds an object, which holds a
-/// compound property of array properties, each a group of samples. Normals and UVs are left out where empty.
-archive_writer production_archive(const plain_mesh &mesh);
+/// compound property of array properties, each a group of samples. Corner normals and UVs are left out where empty;
+/// `plain_arrays` are added without digests, as the searches for normals, UVs and tangents want them.
+archive_writer production_archive(const plain_mesh &mesh, const std::vector<bytes> &plain_arrays = {});
 
 } // namespace qel::test

@@ -23,19 +23,19 @@ struct failure_plan {
     bool armed = false;
     bool all_later = false;
     std::uint64_t fail_at = 0;
-    std::size_t fail_bytes = 0;
+    std::size_t fail_size = 0;
     std::uint64_t count = 0;
     std::uint64_t failures = 0;
 } plan;
 
 std::unordered_set<void *> *ledger = nullptr; // its own nodes come from operator new, which is not wrapped
 
-bool fails(std::size_t bytes) {
+bool fails(std::size_t size) {
     if (!plan.armed) return false;
     ++plan.count;
     const bool due =
         plan.fail_at != 0 && (plan.all_later ? plan.count >= plan.fail_at : plan.count == plan.fail_at);
-    const bool fail = due || (plan.fail_bytes != 0 && bytes == plan.fail_bytes);
+    const bool fail = due || (plan.fail_size != 0 && size == plan.fail_size);
     if (fail) {
         ++plan.failures;
         errno = ENOMEM;
@@ -86,12 +86,12 @@ void __wrap_free(void *block) {
 
 namespace qel::test {
 
-failing_heap::failing_heap(std::uint64_t n, std::size_t bytes, bool all_later) {
+failing_heap::failing_heap(std::uint64_t n, std::size_t size, bool all_later) {
     plan = {};
     plan.armed = true;
     plan.all_later = all_later;
     plan.fail_at = n;
-    plan.fail_bytes = bytes;
+    plan.fail_size = size;
 }
 
 failing_heap::~failing_heap() {

@@ -16,8 +16,8 @@ class failing_heap {
     static failing_heap nth(std::uint64_t n) { return failing_heap(n, 0, false); }
     /// The n-th allocation from now on and all later ones fail.
     static failing_heap from(std::uint64_t n) { return failing_heap(n, 0, true); }
-    /// Every allocation of exactly this many bytes fails.
-    static failing_heap of_size(std::size_t bytes) { return failing_heap(0, bytes, false); }
+    /// Every allocation of exactly this size fails.
+    static failing_heap of_size(std::size_t size) { return failing_heap(0, size, false); }
 
     ~failing_heap();
     failing_heap(const failing_heap &) = delete;
@@ -29,7 +29,7 @@ class failing_heap {
     std::uint64_t failures() const;
 
   private:
-    failing_heap(std::uint64_t n, std::size_t bytes, bool all_later);
+    failing_heap(std::uint64_t n, std::size_t size, bool all_later);
 };
 
 /// While it lives, it knows which of the blocks allocated since then have not been freed. Only one at a time.

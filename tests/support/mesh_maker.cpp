@@ -8,7 +8,7 @@ namespace qel::test {
 namespace {
 
 struct torus_point {
-    float position[3], normal[3], uv[2];
+    float position[3], normal[3], uv[2], tangent[3], bitangent[3];
 };
 
 torus_point point_on_torus(std::uint32_t i, std::uint32_t j, std::uint32_t around, std::uint32_t across,
@@ -19,7 +19,9 @@ torus_point point_on_torus(std::uint32_t i, std::uint32_t j, std::uint32_t aroun
     const auto f = [](double value) { return static_cast<float>(value); };
     return {{f(ring * std::cos(u)), f(ring * std::sin(u)), f(tube * std::sin(v))},
             {f(std::cos(u) * std::cos(v)), f(std::sin(u) * std::cos(v)), f(std::sin(v))},
-            {f(double(i) / around), f(double(j) / across)}};
+            {f(double(i) / around), f(double(j) / across)},
+            {f(-std::sin(u)), f(std::cos(u)), 0.0f},
+            {f(-std::cos(u) * std::sin(v)), f(-std::sin(u) * std::sin(v)), f(std::cos(v))}};
 }
 
 } // namespace
@@ -30,6 +32,10 @@ plain_mesh make_torus(std::uint32_t around, std::uint32_t across, float radius, 
         for (std::uint32_t j = 0; j < across; ++j) {
             const torus_point point = point_on_torus(i, j, around, across, radius, tube);
             mesh.positions.insert(mesh.positions.end(), point.position, point.position + 3);
+            mesh.vertex_normals.insert(mesh.vertex_normals.end(), point.normal, point.normal + 3);
+            mesh.vertex_uvs.insert(mesh.vertex_uvs.end(), point.uv, point.uv + 2);
+            mesh.tangents.insert(mesh.tangents.end(), point.tangent, point.tangent + 3);
+            mesh.bitangents.insert(mesh.bitangents.end(), point.bitangent, point.bitangent + 3);
         }
     for (std::uint32_t i = 0; i < around; ++i)
         for (std::uint32_t j = 0; j < across; ++j) {

@@ -15,12 +15,16 @@ struct plain_mesh {
     std::vector<std::uint32_t> face_indices; // vertex of each corner
     std::vector<float> corner_normals;       // one triple per corner
     std::vector<float> corner_uvs;           // one pair per corner
+    std::vector<float> vertex_normals;       // one triple per vertex
+    std::vector<float> vertex_uvs;           // one pair per vertex
+    std::vector<float> tangents, bitangents; // one triple per vertex
 
     std::uint32_t vertex_count() const { return static_cast<std::uint32_t>(positions.size() / 3); }
     std::uint32_t face_count() const { return static_cast<std::uint32_t>(face_counts.size()); }
 };
 
-/// A torus of `around` x `across` quads about the z axis, with normals and UVs per corner.
+/// A torus of `around` x `across` quads about the z axis, with normals and UVs per corner and
+/// per vertex, and with tangents.
 plain_mesh make_torus(std::uint32_t around, std::uint32_t across, float radius, float tube);
 
 /// A grid of columns x rows quads in the plane z = 0, one unit each; positions only, with triangles where asked.

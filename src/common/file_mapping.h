@@ -1,0 +1,30 @@
+// SPDX-License-Identifier: MIT
+// A whole file as read-only memory.
+#pragma once
+
+#include <cstdint>
+
+namespace qel {
+
+/// How far mapping a file came.
+enum class mapping_outcome {
+    mapped,
+    cannot_open, // there is no such file, or it may not be read
+    no_mapping,  // it is empty, or nothing that can be mapped
+    no_view      // the address space has no room for it
+};
+
+/// A mapped file. The file itself is closed: only the view holds it.
+struct file_mapping {
+    const void *view = nullptr;
+    std::uint64_t size = 0; // bytes of the file, at least 1
+};
+
+/// Maps all of a file; writes `mapping` only where it succeeds. Memory behind the file's end must not be read, and
+/// a file that is shortened while it is mapped takes its pages with it.
+mapping_outcome map_file(const char *path, file_mapping &mapping);
+
+/// Ends a mapping that map_file made.
+void unmap_file(const file_mapping &mapping);
+
+} // namespace qel

@@ -1,0 +1,138 @@
+// SPDX-License-Identifier: MIT
+#include "common/file.h"
+#include "common/heap.h"
+#include "common/text.h"
+#include "qel_unit.h"
+
+#include <cstdio>
+#include <cstring>
+
+namespace {
+
+using namespace qel;
+
+enum open_status : int {
+    opened = 0,
+    cannot_open = -1, // also: no path, no record, fewer than five bytes
+    not_an_archive = -2,
+    not_frozen = -3,
+    no_version = -4,
+    no_root = -5
+};
+
+constexpr char magic[] = "Ogawa";
+constexpr std::uint8_t frozen = 0xFF; // a file still being written has another value here
+
+template <class T>
+bool read_next(std::FILE *stream, T &value) {
+    return std::fread(&value, 1, sizeof value, stream) == sizeof value;
+}
+
+/// Reads the header's 16 bytes from the stream's start.
+open_status check_header(std::FILE *stream, std::uint8_t (&version)[2]) {
+    char letters[sizeof magic - 1];
+    if (!read_next(stream, letters)) return cannot_open;
+    if (std::memcmp(letters, magic, sizeof letters) != 0) return not_an_archive;
+
+    std::uint8_t flag;
+    if (!read_next(stream, flag) || flag != frozen) return not_frozen;
+    if (!read_next(stream, version)) return no_version;
+
+    std::uint64_t root; // every reader fetches it again
+    return read_next(stream, root) ? opened : no_root;
+}
+
+void free_mesh(ogawa_polymesh *mesh) {
+    ogawa_free_polymesh(mesh);
+    std::free(mesh);
+}
+
+struct schema_name {
+    const char *word;
+    ogawa_schema schema;
+};
+
+/// In the order in which a text is searched for them: a text with two of the words is what comes first here.
+constexpr schema_name schema_names[] = {
+    {"PolyMesh", OGAWA_SCHEMA_POLYMESH}, {"SubD", OGAWA_SCHEMA_SUBD},     {"Points", OGAWA_SCHEMA_POINTS},
+    {"Xform", OGAWA_SCHEMA_XFORM},       {"Curves", OGAWA_SCHEMA_CURVES}, {"Camera", OGAWA_SCHEMA_CAMERA},
+};
+
+} // namespace
+
+extern "C" {
+
+int ogawa_open(const char *path, ogawa_archive *archive) {
+    if (path == nullptr || archive == nullptr) return cannot_open;
+    std::memset(archive, 0, sizeof *archive);
+    copy_text(archive->path, path);
+
+    file_stream stream(std::fopen(path, "rb"));
+    if (!stream) return cannot_open;
+    const open_status status = check_header(stream.get(), archive->version);
+    if (status != opened) return status;
+
+    stream_length(stream.get()); // leaves the stream at its end: every reader seeks first
+    archive->file = stream.release();
+    archive->time_start = 0.0; // time samplings are not read: these three are fixed
+    archive->time_end = 1.0;
+    archive->fps = 24.0;
+    return opened;
+}
+
+void ogawa_get_info(const ogawa_archive *archive, char *buffer, int size) {
+    if (buffer == nullptr || size <= 0 || archive == nullptr) return;
+    static_assert(sizeof archive->path == 1024, "the precision below keeps to the field");
+    std::snprintf(buffer, static_cast<std::size_t>(size),
+                  "Ogawa Archive\n=============\nPath: %.1024s\nVersion: %d.%d\nObjects: %u\n"
+                  "PolyMeshes: %u\nTime Range: %.3f - %.3f sec\nFPS: %.2f",
+                  archive->path, archive->version[0], archive->version[1], archive->object_count,
+                  archive->polymesh_count, archive->time_start, archive->time_end, archive->fps);
+}
+
+void ogawa_close(ogawa_archive *archive) {
+    if (archive == nullptr) return;
+    if (archive->file != nullptr) std::fclose(archive->file);
+    if (archive->polymeshes != nullptr) {
+        for (std::uint32_t i = 0; i < archive->polymesh_count; ++i)
+            free_mesh(archive->polymeshes[i]);
+        std::free(archive->polymeshes);
+    }
+    if (archive->objects != nullptr) {
+        for (std::uint32_t i = 0; i < archive->object_count; ++i)
+            ogawa_free_object(archive->objects[i]);
+        std::free(archive->objects);
+    }
+    std::memset(archive, 0, sizeof *archive);
+}
+
+void ogawa_free_object(ogawa_object *object) {
+    if (object == nullptr) return;
+    free_mesh(object->polymesh);
+    if (object->aux_record != nullptr) {
+        std::free(object->aux_record->aux_buffer);
+        std::free(object->aux_record);
+    }
+    if (object->children != nullptr) {
+        for (std::uint32_t i = 0; i < object->child_count; ++i)
+            ogawa_free_object(object->children[i]);
+        std::free(object->children);
+    }
+    std::free(object);
+}
+
+ogawa_schema ogawa_schema_from_string(const char *text) {
+    if (text == nullptr) return OGAWA_SCHEMA_UNKNOWN;
+    for (const schema_name &name : schema_names) {
+        if (std::strstr(text, name.word) != nullptr) return name.schema;
+    }
+    return OGAWA_SCHEMA_UNKNOWN;
+}
+
+const char *ogawa_schema_to_string(ogawa_schema schema) {
+    for (const schema_name &name : schema_names) {
+        if (name.schema == schema) return name.word;
+    }
+    return "Unknown"; // values 6 and 7 have no name either
+}
+}

@@ -1,0 +1,242 @@
+// SPDX-License-Identifier: MIT
+// Vertex-to-face and face-to-vertex adjacency in flat arrays: two counting passes and prefix sums.
+#include "qel_unit.h"
+
+#include "common/heap.h"
+#include "ogawa_reader/mesh_faces.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <cstring>
+
+namespace qel {
+
+namespace {
+
+enum build_status : std::int32_t { built = 0, no_vertices = -1, build_no_memory = -2 };
+enum lookup_status : std::int32_t { found = 0, no_such_vertex = -1, lookup_no_memory = -2 };
+
+/// Adds to each vertex's counter the corners that name it.
+void count_corners(const mesh_faces &faces, std::uint32_t vertex_count, std::uint32_t *counters) {
+    std::uint32_t end = 0;
+    for (std::uint32_t face = 0; face < faces.count && end < faces.readable; ++face)
+        end = faces.end_of(face, end);
+    for (std::uint32_t corner = 0; corner < end; ++corner) {
+        const std::uint32_t vertex = faces.indices[corner];
+        if (vertex < vertex_count) ++counters[vertex];
+    }
+}
+
+/// Sums the counters to offsets; each counter becomes the place of its vertex's next face. The sum is at most
+/// the number of readable corners, so it does not wrap.
+void sum_counters(std::uint32_t vertex_count, std::uint32_t *counters, std::uint32_t *offsets) {
+    std::uint32_t sum = 0;
+    for (std::uint32_t vertex = 0; vertex < vertex_count; ++vertex) {
+        const std::uint32_t count = counters[vertex];
+        offsets[vertex] = counters[vertex] = sum;
+        sum += count;
+    }
+    offsets[vertex_count] = sum;
+}
+
+/// Writes each face to the next place of every vertex its corners name.
+void distribute_faces(const mesh_faces &faces, std::uint32_t vertex_count, std::uint32_t *next,
+                      std::uint32_t *vertex_faces) {
+    std::uint32_t corner = 0;
+    for (std::uint32_t face = 0; face < faces.count && corner < faces.readable; ++face) {
+        const std::uint32_t end = faces.end_of(face, corner);
+        for (; corner < end; ++corner) {
+            const std::uint32_t vertex = faces.indices[corner];
+            if (vertex < vertex_count) vertex_faces[next[vertex]++] = face;
+        }
+    }
+}
+
+/// Builds the vertices' face lists; false when there is no memory.
+bool list_vertex_faces(const mesh_faces &faces, ogawa_manifold &manifold) {
+    const std::uint32_t vertex_count = manifold.vertex_count;
+    const scratch<std::uint32_t> counters(heap_zeroed<std::uint32_t>(vertex_count));
+    if (counters == nullptr) return false;
+    count_corners(faces, vertex_count, counters.get());
+    manifold.vertex_face_offsets = heap_array<std::uint32_t>(std::uint64_t{vertex_count} + 1);
+    if (manifold.vertex_face_offsets == nullptr) return false;
+    sum_counters(vertex_count, counters.get(), manifold.vertex_face_offsets);
+    manifold.vertex_faces = heap_array<std::uint32_t>(manifold.vertex_face_offsets[vertex_count]);
+    if (manifold.vertex_faces == nullptr) {
+        std::free(manifold.vertex_face_offsets); // the field deliberately stays as it is
+        return false;
+    }
+    distribute_faces(faces, vertex_count, counters.get(), manifold.vertex_faces);
+    return true;
+}
+
+/// Where each face's corners begin. Faces beyond the readable corners are empty, so that whoever follows the
+/// offsets stays within `face_vertices`.
+bool list_face_offsets(const mesh_faces &faces, ogawa_manifold &manifold) {
+    std::uint32_t *const offsets = heap_array<std::uint32_t>(std::uint64_t{faces.count} + 1);
+    manifold.face_offsets = offsets;
+    if (offsets == nullptr) return false;
+    std::uint32_t end = 0;
+    offsets[0] = 0;
+    for (std::uint32_t face = 0; face < faces.count; ++face)
+        offsets[std::size_t{face} + 1] = end = faces.end_of(face, end);
+    return true;
+}
+
+/// A vertex's part of `vertex_faces`.
+struct face_list {
+    const std::uint32_t *faces;
+    std::uint32_t count;
+};
+
+face_list faces_of(const ogawa_manifold &manifold, std::uint32_t vertex) {
+    const std::uint32_t first = manifold.vertex_face_offsets[vertex];
+    return {manifold.vertex_faces + first, manifold.vertex_face_offsets[std::size_t{vertex} + 1] - first};
+}
+
+/// Whether a vertex's face list can be looked up: not in a manifold whose building failed half-way.
+bool has_vertex(const ogawa_manifold *manifold, std::uint32_t vertex) {
+    return manifold != nullptr && vertex < manifold->vertex_count && manifold->vertex_faces != nullptr;
+}
+
+/// Calls `visit` with the corners of each face of an ascending list. A face that stands there once per repeated
+/// vertex is visited once: the others show nothing new, and their number may be the square of the corners.
+template <class Visit>
+void for_each_face(const face_list &list, const std::uint32_t *face_offsets, Visit visit) {
+    for (std::uint32_t i = 0; i < list.count; ++i) {
+        const std::uint32_t face = list.faces[i];
+        if (i != 0 && face == list.faces[i - 1]) continue;
+        visit(face_offsets[face], face_offsets[std::size_t{face} + 1]);
+    }
+}
+
+/// How many corners the faces of a list have.
+std::uint64_t corners_around(const face_list &list, const std::uint32_t *face_offsets) {
+    std::uint64_t count = 0;
+    for_each_face(list, face_offsets,
+                  [&count](std::uint32_t first, std::uint32_t end) { count += end - first; });
+    return count;
+}
+
+/// Writes the vertices of a list's faces in order, all but `vertex` itself; returns how many.
+std::uint64_t gather_others(const face_list &list, const std::uint32_t *face_offsets,
+                            const std::uint32_t *face_indices, std::uint32_t vertex, std::uint32_t *others) {
+    std::uint32_t *end = others;
+    for_each_face(list, face_offsets, [&](std::uint32_t first, std::uint32_t last) {
+        end = std::remove_copy(face_indices + first, face_indices + last, end, vertex);
+    });
+    return static_cast<std::uint64_t>(end - others);
+}
+
+/// Moves the first appearance of each value to the front, in order; returns how many there are. Compares each
+/// value with all those kept.
+std::uint64_t keep_first_by_search(std::uint32_t *values, std::uint64_t count) {
+    std::uint32_t *end = values;
+    for (std::uint64_t i = 0; i < count; ++i) {
+        const std::uint32_t value = values[i];
+        if (std::find(values, end, value) == end) *end++ = value;
+    }
+    return static_cast<std::uint64_t>(end - values);
+}
+
+/// The same by sorting (value, place) and back by place, which no choice of values makes slow. `keys` has room
+/// for `count` entries.
+std::uint64_t keep_first_by_sort(std::uint32_t *values, std::uint64_t count, std::uint64_t *keys) {
+    for (std::uint64_t i = 0; i < count; ++i)
+        keys[i] = std::uint64_t{values[i]} << 32 | i;
+    std::sort(keys, keys + count);
+    std::uint64_t *const end =
+        std::unique(keys, keys + count, [](std::uint64_t a, std::uint64_t b) { return a >> 32 == b >> 32; });
+    std::transform(keys, end, keys, [](std::uint64_t key) { return key << 32 | key >> 32; });
+    std::sort(keys, end);
+    std::transform(keys, end, values, [](std::uint64_t key) { return static_cast<std::uint32_t>(key); });
+    return static_cast<std::uint64_t>(end - keys);
+}
+
+std::uint64_t keep_first_appearances(std::uint32_t *values, std::uint64_t count) {
+    constexpr std::uint64_t quick_to_search = 64;
+    if (count > quick_to_search) {
+        const scratch<std::uint64_t> keys(heap_array<std::uint64_t>(count));
+        if (keys != nullptr) return keep_first_by_sort(values, count, keys.get());
+    }
+    return keep_first_by_search(values, count);
+}
+
+/// `face_indices` of a mesh, from the address of its `face_counts`. The caller may have no more than the run of
+/// fields from the one to the other.
+const std::uint32_t *face_indices_from(const void *faces) {
+    constexpr std::size_t distance =
+        offsetof(ogawa_polymesh, face_indices) - offsetof(ogawa_polymesh, face_counts);
+    static_assert(distance == 2 * sizeof(void *), "face_counts, face_count and face_indices are neighbours");
+    const std::uint32_t *indices;
+    std::memcpy(&indices, static_cast<const char *>(faces) + distance, sizeof indices);
+    return indices;
+}
+
+} // namespace
+
+} // namespace qel
+
+extern "C" {
+
+using namespace qel;
+
+int32_t ogawa_build_manifold(ogawa_polymesh *mesh) {
+    if (mesh == nullptr || mesh->vertex_count == 0) return no_vertices;
+    ogawa_manifold &manifold = mesh->manifold;
+    std::memset(&manifold, 0, sizeof manifold);
+    manifold.vertex_count = mesh->vertex_count;
+    manifold.face_count = mesh->face_count;
+    const mesh_faces faces(*mesh);
+    if (!list_vertex_faces(faces, manifold)) return build_no_memory;
+    if (!list_face_offsets(faces, manifold)) return build_no_memory;
+    manifold.face_vertices = mesh->face_indices;
+    return built;
+}
+
+int32_t ogawa_get_vertex_faces(const ogawa_manifold *manifold, uint32_t vertex, const uint32_t **faces,
+                               uint32_t *count) {
+    if (!has_vertex(manifold, vertex)) return no_such_vertex;
+    const face_list list = faces_of(*manifold, vertex);
+    *faces = list.faces;
+    *count = list.count;
+    return found;
+}
+
+int32_t ogawa_get_vertex_neighbors(const ogawa_manifold *manifold, const void *faces, uint32_t vertex,
+                                   uint32_t **neighbors, uint32_t *count) {
+    if (faces == nullptr || !has_vertex(manifold, vertex)) return no_such_vertex;
+    if (manifold->face_offsets == nullptr) return no_such_vertex;
+    const face_list list = faces_of(*manifold, vertex);
+    constexpr std::uint64_t usual_share = 10; // entries for a face, unless the faces are larger
+    const std::uint64_t room =
+        std::max(usual_share * list.count, corners_around(list, manifold->face_offsets));
+    const scratch<std::uint32_t> seen(heap_array<std::uint32_t>(room));
+    if (seen == nullptr) return lookup_no_memory;
+    std::uint64_t kept =
+        gather_others(list, manifold->face_offsets, face_indices_from(faces), vertex, seen.get());
+    kept = keep_first_appearances(seen.get(), kept);
+    std::uint32_t *const result = heap_array<std::uint32_t>(kept);
+    if (result == nullptr) return lookup_no_memory;
+    std::copy_n(seen.get(), kept, result);
+    *neighbors = result;
+    *count = static_cast<std::uint32_t>(kept);
+    return found;
+}
+
+int32_t ogawa_is_manifold_closed(const ogawa_manifold *) {
+    return 0;
+}
+
+void ogawa_free_manifold(ogawa_manifold *manifold) {
+    if (manifold == nullptr) return;
+    release(manifold->vertex_faces);
+    release(manifold->vertex_face_offsets);
+    release(manifold->face_offsets);
+    release(manifold->aux_array_a);
+    release(manifold->aux_array_b);
+    release(manifold->aux_array_c);
+    std::memset(manifold, 0, sizeof *manifold);
+}
+
+} // extern "C"

@@ -1,0 +1,38 @@
+// SPDX-License-Identifier: MIT
+// A mesh's faces as its arrays hold them, bounded by what may be read.
+#pragma once
+
+#include "qel_unit.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <limits>
+
+namespace qel {
+
+struct mesh_faces {
+    const std::uint32_t *counts; // corners of each face; null: all are triangles
+    std::uint32_t count;
+    const std::uint32_t *indices;
+    std::uint32_t readable; // corners that `indices` holds
+
+    /// Counts and indices come from an archive independently, so the counts may claim more corners than there
+    /// are. A record filled by hand may leave `face_index_count` 0: then the face counts are trusted, up to the
+    /// most corners that a mesh can have.
+    explicit mesh_faces(const ogawa_polymesh &mesh)
+        : counts(mesh.face_counts), count(mesh.face_count), indices(mesh.face_indices),
+          readable(mesh.face_index_count) {
+        if (readable == 0) readable = std::numeric_limits<std::uint32_t>::max();
+        if (indices == nullptr) readable = 0;
+    }
+
+    std::uint32_t corners_of(std::uint32_t face) const { return counts == nullptr ? 3 : counts[face]; }
+
+    /// Where a face that begins at corner `first` ends, among the corners that may be read.
+    std::uint32_t end_of(std::uint32_t face, std::uint32_t first) const {
+        const std::uint64_t end = std::uint64_t{first} + corners_of(face);
+        return static_cast<std::uint32_t>(std::min<std::uint64_t>(end, readable));
+    }
+};
+
+} // namespace qel

@@ -1,0 +1,82 @@
+// SPDX-License-Identifier: MIT
+// Normals and UV sets, recognised by their bytes.
+#include "qel_unit.h"
+
+#include "common/file.h"
+#include "common/heap.h"
+#include "common/text.h"
+#include "ogawa_reader/block_scan.h"
+#include "ogawa_reader/mesh_scan.h"
+
+#include <cstring>
+
+namespace qel {
+
+namespace {
+
+enum read_status : std::int32_t { complete = 0, nothing_read = -1, no_memory = -2 };
+
+/// The UV block that the mesh-data search found, else what the block scan finds; 0/0 when neither does.
+float_block find_uvs(const ogawa_archive *archive) {
+    ogawa_mesh_locations locations{};
+    ogawa_find_mesh_data(archive, &locations);
+    if (locations.uvs.size != 0) return {locations.uvs.at, locations.uvs.size};
+    return find_longest_block(archive->file, uv_blocks);
+}
+
+/// Reads `count` floats of a block into a new array. Where the stream ends before them, the array is released
+/// again and null.
+read_status read_floats(std::FILE *stream, std::uint64_t at, std::uint64_t count, float **array) {
+    *array = heap_array<float>(count);
+    if (*array == nullptr) return no_memory;
+    const std::size_t size = static_cast<std::size_t>(count) * sizeof(float);
+    if (read_at(stream, at, *array, size) == size) return complete;
+    release(*array);
+    return nothing_read;
+}
+
+} // namespace
+
+} // namespace qel
+
+extern "C" {
+
+using namespace qel;
+
+int32_t ogawa_read_normals(const ogawa_archive *archive, const ogawa_object *, uint64_t, float **normals,
+                           uint32_t **indices, uint32_t *count, uint32_t *scope) {
+    if (archive == nullptr || archive->file == nullptr) return nothing_read;
+    // The mesh-data search is not asked: it never reports normals.
+    const float_block block = find_longest_block(archive->file, unit_vector_blocks);
+    if (block.size == 0) return nothing_read;
+    *count = static_cast<std::uint32_t>(block.size / 12);
+    const read_status status = read_floats(archive->file, block.at, std::uint64_t{*count} * 3, normals);
+    if (status != complete) return status;
+    *indices = nullptr;
+    *scope = OGAWA_SCOPE_VERTEX;
+    return complete;
+}
+
+int32_t ogawa_read_uvs(const ogawa_archive *archive, const ogawa_object *, uint64_t, uint32_t,
+                       ogawa_uv_set *set) {
+    if (archive == nullptr || archive->file == nullptr || set == nullptr) return nothing_read;
+    const float_block block = find_uvs(archive);
+    if (block.size == 0) return nothing_read;
+    std::memset(set, 0, sizeof *set);
+    copy_text(set->name, "uv");
+    const auto count = static_cast<std::uint32_t>(block.size / 8);
+    const read_status status = read_floats(archive->file, block.at, std::uint64_t{count} * 2, &set->values);
+    if (status != complete) return status;
+    set->value_count = count;
+    set->scope = OGAWA_SCOPE_FACE_VARYING;
+    return complete;
+}
+
+void ogawa_free_uv_set(ogawa_uv_set *set) {
+    if (set == nullptr) return;
+    release(set->values);
+    release(set->indices);
+    std::memset(set, 0, sizeof *set);
+}
+
+} // extern "C"

@@ -1,0 +1,128 @@
+// SPDX-License-Identifier: MIT
+#include "common/bounds.h"
+#include "common/heap.h"
+#include "qel_alembic/vertex_tokens.h"
+
+#include <cstring>
+
+namespace qel {
+namespace {
+
+enum process_status : std::int32_t { processed = 0, no_mesh_to_process = -1, no_memory_for_tokens = -4 };
+enum load_raw_status : std::int32_t { missing_argument = -1, no_memory_for_copies = -4 };
+
+constexpr std::uint32_t topology_seed = 0x5A5A5A5A; // the hash of a vertex in no face
+constexpr std::uint8_t raw_layer = 1;
+
+/// What a face contributes to the hash of each of its vertices.
+std::uint32_t face_mix(const std::uint32_t *face) {
+    return face[0] * 0x1F1F1F1F ^ face[1] * 0x2E2E2E2E ^ face[2] * 0x3D3D3D3D;
+}
+
+std::uint32_t with_face(std::uint32_t hash, std::uint32_t mix) {
+    hash ^= mix;
+    return hash << 5 | hash >> 27;
+}
+
+bool allocate_where_null(qel_alembic_mesh &mesh) {
+    // Zeroed, because the padding goes into scene files.
+    if (mesh.vertices == nullptr) mesh.vertices = heap_zeroed<qel_alembic_vertex>(mesh.vertex_count);
+    if (mesh.vertices == nullptr) return false;
+    if (mesh.tokens == nullptr) mesh.tokens = heap_zeroed<qel_alembic_token>(mesh.vertex_count);
+    return mesh.tokens != nullptr;
+}
+
+void place_vertices(qel_alembic_mesh &mesh) {
+    const lattice_box box = span_lattice(mesh.bounds);
+    for (std::uint64_t i = 0; i < mesh.vertex_count; ++i)
+        place_vertex(mesh.positions + 3 * i, box, mesh.vertices[i]);
+}
+
+/// The topology hashes of all vertices in one pass over the faces: each vertex meets its faces in the same order
+/// as if it had walked them alone.
+void hash_topology(qel_alembic_mesh &mesh) {
+    const bool has_faces = mesh.indices != nullptr && mesh.face_count != 0;
+    for (std::uint64_t i = 0; i < mesh.vertex_count; ++i)
+        mesh.vertices[i].topology = has_faces ? topology_seed : 0;
+    if (!has_faces) return;
+
+    const auto touch = [&mesh](std::uint32_t vertex, std::uint32_t mix) {
+        if (vertex >= mesh.vertex_count) return; // indices are not checked by anyone before
+        std::uint32_t &hash = mesh.vertices[vertex].topology;
+        hash = with_face(hash, mix);
+    };
+    const std::uint32_t *const end = mesh.indices + std::uint64_t{mesh.face_count} * 3;
+    for (const std::uint32_t *face = mesh.indices; face != end; face += 3) {
+        const std::uint32_t a = face[0], b = face[1], c = face[2];
+        const std::uint32_t mix = face_mix(face);
+        touch(a, mix); // a vertex that stands twice in a face is touched once by it
+        if (b != a) touch(b, mix);
+        if (c != a && c != b) touch(c, mix);
+    }
+}
+
+void make_tokens(qel_alembic_mesh &mesh) {
+    for (std::uint32_t i = 0; i < mesh.vertex_count; ++i)
+        make_token(mesh.vertices[i], mesh.layer, 0, i, mesh.tokens[i]);
+}
+
+/// Copies `count` triples; null when there is no memory.
+template <class T>
+T *copy_triples(const T *source, std::uint32_t count) {
+    T *copy = heap_array<T>(std::uint64_t{count} * 3);
+    if (copy != nullptr) std::memcpy(copy, source, std::size_t{count} * 3 * sizeof(T));
+    return copy;
+}
+
+} // namespace
+} // namespace qel
+
+extern "C" {
+
+uint32_t qel_alembic_topology_hash(uint32_t vertex_index, const uint32_t *indices, uint32_t face_count) {
+    if (indices == nullptr || face_count == 0) return 0;
+    std::uint32_t hash = qel::topology_seed;
+    const std::uint32_t *const end = indices + std::uint64_t{face_count} * 3;
+    for (const std::uint32_t *face = indices; face != end; face += 3) {
+        if (face[0] == vertex_index || face[1] == vertex_index || face[2] == vertex_index)
+            hash = qel::with_face(hash, qel::face_mix(face));
+    }
+    return hash;
+}
+
+int32_t qel_alembic_process_mesh(qel_alembic_mesh *mesh, uint8_t layer) {
+    if (mesh == nullptr || mesh->vertex_count == 0) return qel::no_mesh_to_process;
+    if (!qel::allocate_where_null(*mesh)) return qel::no_memory_for_tokens;
+    mesh->layer = layer;
+    if (mesh->positions != nullptr) {
+        // The x pair alone says whether the box has been set: a mesh flat at x = 0 is measured every time.
+        if (mesh->bounds[0] == 0.0f && mesh->bounds[3] == 0.0f)
+            qel::compute_bounds(mesh->positions, mesh->vertex_count, mesh->bounds);
+        qel::place_vertices(*mesh);
+    }
+    qel::hash_topology(*mesh);
+    qel::make_tokens(*mesh);
+    return qel::processed;
+}
+
+int32_t qel_alembic_load_raw(const float *positions, uint32_t vertex_count, const uint32_t *indices,
+                             uint32_t face_count, const char *name, qel_alembic_mesh *out) {
+    if (positions == nullptr || out == nullptr) return qel::missing_argument;
+    std::memset(out, 0, sizeof *out);
+    qel::copy_text(out->name, name != nullptr ? name : "unnamed");
+    out->vertex_count = vertex_count;
+    out->face_count = face_count;
+    out->positions = qel::copy_triples(positions, vertex_count);
+    if (out->positions == nullptr) return qel::no_memory_for_copies;
+    if (face_count > 0 && indices != nullptr) {
+        out->indices = qel::copy_triples(indices, face_count);
+        if (out->indices == nullptr) {
+            std::free(out->positions); // the pointer stays in the record, as documented
+            return qel::no_memory_for_copies;
+        }
+    }
+    if (vertex_count > 0) qel::compute_bounds(positions, vertex_count, out->bounds);
+    return qel_alembic_process_mesh(out, qel::raw_layer);
+}
+
+} // extern "C"

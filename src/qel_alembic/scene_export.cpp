@@ -1,0 +1,72 @@
+// SPDX-License-Identifier: MIT
+#include "common/file.h"
+#include "qel_alembic/scene.h"
+#include "qel_unit/unit_file.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace qel {
+namespace {
+
+enum export_status : std::int32_t { exported = 0, nothing_to_export = -1 };
+
+void write_header(std::FILE *stream, std::uint32_t token_count) {
+    unit_header header = {};
+    std::memcpy(header.magic, unit_magic, sizeof header.magic);
+    header.version = unit_version;
+    header.count = token_count;
+    std::fwrite(&header, sizeof header, 1, stream);
+}
+
+qel_token packed(const qel_alembic_token &token) {
+    qel_token record;
+    record.morton = token.morton;
+    std::memcpy(record.hex_id, token.hex_id, sizeof record.hex_id);
+    record.payload = token.payload;
+    record.layer = token.layer;
+    return record;
+}
+
+/// Writes a mesh's tokens, a batch at a time; where there are none, zero bytes keep the file as long as its header
+/// says. Gives up where the stream does.
+void write_tokens(std::FILE *stream, const qel_alembic_mesh &mesh) {
+    constexpr std::uint32_t batch_size = 1024;
+    qel_token batch[batch_size] = {};
+    for (std::uint32_t done = 0, size = 0; done < mesh.vertex_count; done += size) {
+        size = std::min(batch_size, mesh.vertex_count - done);
+        if (mesh.tokens != nullptr)
+            std::transform(mesh.tokens + done, mesh.tokens + done + size, batch, packed);
+        if (std::fwrite(batch, sizeof *batch, size, stream) != size) return;
+    }
+}
+
+} // namespace
+} // namespace qel
+
+extern "C" {
+
+int32_t qel_alembic_export_qel(const qel_alembic_mesh *mesh, const char *path) {
+    if (mesh == nullptr || path == nullptr || mesh->vertex_count == 0 || mesh->tokens == nullptr)
+        return qel::nothing_to_export;
+    const qel::file_stream stream(std::fopen(path, "wb"));
+    if (!stream) return qel::nothing_to_export;
+    qel::write_header(stream.get(), mesh->vertex_count);
+    qel::write_tokens(stream.get(), *mesh);
+    return qel::exported;
+}
+
+int32_t qel_alembic_export_file_qel(const qel_alembic_file *scene, const char *path) {
+    if (scene == nullptr || path == nullptr || qel::meshes_in(*scene) == 0) return qel::nothing_to_export;
+    const qel::file_stream stream(std::fopen(path, "wb"));
+    if (!stream) return qel::nothing_to_export;
+    std::uint32_t token_count = 0; // of 32 bits, as in the header: it wraps
+    for (std::uint32_t i = 0; i < scene->mesh_count; ++i)
+        token_count += scene->meshes[i].vertex_count;
+    qel::write_header(stream.get(), token_count);
+    for (std::uint32_t i = 0; i < scene->mesh_count; ++i)
+        qel::write_tokens(stream.get(), scene->meshes[i]);
+    return qel::exported;
+}
+
+} // extern "C"

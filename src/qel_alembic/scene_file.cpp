@@ -1,0 +1,325 @@
+// SPDX-License-Identifier: MIT
+#include "qel_alembic/scene_file.h"
+
+#include "common/file.h"
+#include "common/heap.h"
+#include "common/text.h"
+#include "qel_alembic/scene.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace qel {
+namespace {
+
+enum save_status : std::int32_t { saved = 0, cannot_save = -1 };
+enum load_status : std::int32_t {
+    loaded = 0,
+    cannot_open = -1,
+    not_a_scene = -2,
+    unknown_version = -3,
+    out_of_memory = -4
+};
+
+constexpr std::size_t stream_buffer_size = std::size_t{64} << 10; // frames come in small pieces
+
+/// Writes records and arrays. Errors are not reported, but nothing more is written after one.
+class scene_writer {
+  public:
+    explicit scene_writer(std::FILE *stream) : stream_(stream) {}
+
+    template <class T>
+    void record(const T &value) {
+        write(&value, sizeof value);
+    }
+
+    /// `count` records, zero ones where there are none: the file stays as long as its counts say.
+    template <class T>
+    void array(const T *values, std::uint64_t count) {
+        if (values != nullptr)
+            write(values, count * sizeof(T));
+        else
+            write_zeros(count * sizeof(T));
+    }
+
+  private:
+    void write(const void *bytes, std::uint64_t size) {
+        const auto whole = static_cast<std::size_t>(size);
+        failed_ = failed_ || std::fwrite(bytes, 1, whole, stream_) != whole;
+    }
+
+    void write_zeros(std::uint64_t size) {
+        static constexpr std::uint8_t zeros[4096] = {};
+        for (std::uint64_t piece = 0; size > 0 && !failed_; size -= piece) {
+            piece = std::min<std::uint64_t>(size, sizeof zeros);
+            write(zeros, piece);
+        }
+    }
+
+    std::FILE *stream_;
+    bool failed_ = false;
+};
+
+void write_header(scene_writer &writer, const qel_alembic_file &scene) {
+    scene_header header = {};
+    std::memcpy(header.magic, scene_magic, sizeof header.magic);
+    header.version = scene_version;
+    header.mesh_count = scene.mesh_count;
+    header.frame_count = scene.frame_count;
+    header.total_vertices = scene.total_vertices;
+    header.total_faces = scene.total_faces;
+    header.fps = scene.fps;
+    header.time_start = scene.time_start;
+    header.time_end = scene.time_end;
+    header.flags = scene.flags;
+    writer.record(header);
+}
+
+void write_mesh(scene_writer &writer, const qel_alembic_mesh &mesh) {
+    mesh_block block = {};
+    std::memcpy(block.name, mesh.name, sizeof block.name);
+    block.vertex_count = mesh.vertex_count;
+    block.face_count = mesh.face_count;
+    std::memcpy(block.bounds, mesh.bounds, sizeof block.bounds);
+    block.reserved = mesh.reserved;
+    block.layer = mesh.layer;
+    writer.record(block);
+    writer.array(mesh.positions, std::uint64_t{mesh.vertex_count} * 3);
+    writer.array(mesh.indices, std::uint64_t{mesh.face_count} * 3);
+    writer.array(mesh.vertices, mesh.vertex_count);
+    writer.array(mesh.tokens, mesh.vertex_count);
+}
+
+void write_frame(scene_writer &writer, const qel_alembic_frame &frame) {
+    writer.record(frame_block{frame.frame, frame.time, frame.mesh_count});
+    if (frame.meshes == nullptr)
+        writer.array<std::uint32_t>(nullptr, frame.mesh_count); // meshes of no vertices
+    for (std::uint32_t i = 0; i < meshes_in(frame); ++i) {
+        writer.record(frame.meshes[i].vertex_count);
+        writer.array(frame.meshes[i].positions, std::uint64_t{frame.meshes[i].vertex_count} * 3);
+    }
+}
+
+void write_scene(scene_writer &writer, const qel_alembic_file &scene) {
+    write_header(writer, scene);
+    if (scene.meshes == nullptr) writer.array<mesh_block>(nullptr, scene.mesh_count);
+    for (std::uint32_t i = 0; i < meshes_in(scene); ++i)
+        write_mesh(writer, scene.meshes[i]);
+    if (scene.frames == nullptr) writer.array<frame_block>(nullptr, scene.frame_count);
+    for (std::uint32_t i = 0; i < frames_in(scene); ++i)
+        write_frame(writer, scene.frames[i]);
+}
+
+/// Reads records and arrays of a file that may be cut short or lie: what the file does not hold is zero.
+class scene_reader {
+  public:
+    /// `left` is how much the stream holds, as far as it says.
+    scene_reader(std::FILE *stream, std::uint64_t left) : stream_(stream), left_(left) {}
+
+    template <class T>
+    T record() {
+        T value;
+        fill(&value, sizeof value);
+        return value;
+    }
+
+    /// A new array; null when there is no memory for so many.
+    template <class T>
+    T *array(std::uint64_t count) {
+        const std::uint64_t size = count * sizeof(T);
+        if (size > left_ && size - left_ > most_missing) return nullptr;
+        if (size > left_) {
+            T *values = heap_zeroed<T>(count); // of what is missing, no page is touched
+            if (values != nullptr) fill(values, left_);
+            return values;
+        }
+        T *values = heap_array<T>(count);
+        if (values != nullptr) fill(values, size);
+        return values;
+    }
+
+    /// Zeroed records, to be read one by one; null when there is no memory for so many.
+    template <class T>
+    T *empty_records(std::uint64_t count) const {
+        const std::uint64_t size = count * sizeof(T);
+        return size > left_ && size - left_ > most_missing ? nullptr : heap_zeroed<T>(count);
+    }
+
+    /// Whether to read one more record. When the file has ended, all further ones are empty: some are still
+    /// made, with arrays of no entries; after them, a count that lies costs no more time.
+    bool more() { return left_ > 0 || ++empty_ <= most_empty; }
+
+  private:
+    // No file makes an array take much more memory than the file itself is long.
+    static constexpr std::uint64_t most_missing = std::uint64_t{1} << 30;
+    static constexpr std::uint32_t most_empty = 1 << 16;
+
+    void fill(void *bytes, std::uint64_t size) {
+        const auto wanted = static_cast<std::size_t>(size);
+        const std::size_t got = std::fread(bytes, 1, wanted, stream_);
+        if (got == wanted) {
+            left_ -= std::min<std::uint64_t>(left_, size);
+        } else {
+            std::memset(static_cast<std::uint8_t *>(bytes) + got, 0, wanted - got);
+            left_ = 0;
+        }
+    }
+
+    std::FILE *stream_;
+    std::uint64_t left_;
+    std::uint32_t empty_ = 0;
+};
+
+void take_header(const scene_header &header, qel_alembic_file &scene) {
+    scene.mesh_count = header.mesh_count;
+    scene.frame_count = header.frame_count;
+    scene.total_vertices = header.total_vertices;
+    scene.total_faces = header.total_faces;
+    scene.time_start = header.time_start;
+    scene.time_end = header.time_end;
+    scene.fps = header.fps;
+    scene.flags = header.flags;
+}
+
+bool read_mesh(scene_reader &reader, qel_alembic_mesh &mesh) {
+    const auto block = reader.record<mesh_block>();
+    std::memcpy(mesh.name, block.name, sizeof mesh.name);
+    mesh.vertex_count = block.vertex_count;
+    mesh.face_count = block.face_count;
+    std::memcpy(mesh.bounds, block.bounds, sizeof mesh.bounds);
+    mesh.reserved = block.reserved;
+    mesh.layer = block.layer;
+    mesh.positions = reader.array<float>(std::uint64_t{mesh.vertex_count} * 3);
+    if (mesh.positions == nullptr) return false;
+    mesh.indices = reader.array<std::uint32_t>(std::uint64_t{mesh.face_count} * 3);
+    if (mesh.indices == nullptr) return false;
+    mesh.vertices = reader.array<qel_alembic_vertex>(mesh.vertex_count);
+    if (mesh.vertices == nullptr) return false;
+    mesh.tokens = reader.array<qel_alembic_token>(mesh.vertex_count);
+    return mesh.tokens != nullptr;
+}
+
+bool read_frame(scene_reader &reader, qel_alembic_frame &frame) {
+    const auto block = reader.record<frame_block>();
+    frame.frame = block.frame;
+    frame.time = block.time;
+    frame.mesh_count = block.mesh_count;
+    frame.meshes = reader.empty_records<qel_alembic_mesh>(frame.mesh_count);
+    if (frame.meshes == nullptr) return false;
+    for (std::uint32_t i = 0; i < frame.mesh_count && reader.more(); ++i) {
+        qel_alembic_mesh &mesh = frame.meshes[i];
+        mesh.vertex_count = reader.record<std::uint32_t>();
+        mesh.positions = reader.array<float>(std::uint64_t{mesh.vertex_count} * 3);
+        if (mesh.positions == nullptr) return false;
+    }
+    return true;
+}
+
+bool read_meshes(scene_reader &reader, qel_alembic_file &scene) {
+    for (std::uint32_t i = 0; i < scene.mesh_count && reader.more(); ++i)
+        if (!read_mesh(reader, scene.meshes[i])) return false;
+    return true;
+}
+
+bool read_frames(scene_reader &reader, qel_alembic_file &scene) {
+    if (scene.frame_count == 0) return true; // `frames` stays as the caller set it
+    scene.frames = reader.empty_records<qel_alembic_frame>(scene.frame_count);
+    if (scene.frames == nullptr) return false;
+    for (std::uint32_t i = 0; i < scene.frame_count && reader.more(); ++i)
+        if (!read_frame(reader, scene.frames[i])) return false;
+    return true;
+}
+
+/// The bytes that a stream holds. One that cannot tell, such as a pipe, is believed to hold anything.
+std::uint64_t believed_length(std::FILE *stream) {
+    const std::uint64_t length = stream_length(stream);
+    std::rewind(stream);
+    return length == 0 ? std::numeric_limits<std::uint64_t>::max() : length;
+}
+
+/// Opens the scene's stream through a large buffer.
+file_stream open_buffered(const char *path, const char *mode, char *buffer) {
+    file_stream stream(path == nullptr ? nullptr : std::fopen(path, mode));
+    if (stream) std::setvbuf(stream.get(), buffer, _IOFBF, stream_buffer_size);
+    return stream;
+}
+
+void free_arrays(const qel_alembic_mesh &mesh) {
+    std::free(mesh.positions);
+    std::free(mesh.indices);
+    std::free(mesh.vertices);
+    std::free(mesh.tokens);
+}
+
+/// Frees the meshes of a scene or frame.
+template <class Owner>
+void release_meshes(Owner &owner) {
+    for (std::uint32_t i = 0; i < meshes_in(owner); ++i)
+        free_arrays(owner.meshes[i]);
+    release(owner.meshes);
+}
+
+} // namespace
+} // namespace qel
+
+extern "C" {
+
+int32_t qel_alembic_save(const char *path, const qel_alembic_file *scene) {
+    if (scene == nullptr) return qel::cannot_save;
+    char buffer[qel::stream_buffer_size];
+    const qel::file_stream stream = qel::open_buffered(path, "wb", buffer);
+    if (!stream) return qel::cannot_save;
+    qel::scene_writer writer(stream.get());
+    qel::write_scene(writer, *scene);
+    return qel::saved;
+}
+
+int32_t qel_alembic_load(const char *path, qel_alembic_file *scene) {
+    if (scene == nullptr) return qel::cannot_open;
+    char buffer[qel::stream_buffer_size];
+    qel::file_stream stream = qel::open_buffered(path, "rb", buffer);
+    if (!stream) return qel::cannot_open;
+    const std::uint64_t length = qel::believed_length(stream.get());
+
+    qel::scene_header header;
+    if (std::fread(&header, 1, sizeof header, stream.get()) != sizeof header ||
+        std::memcmp(header.magic, qel::scene_magic, sizeof header.magic) != 0)
+        return qel::not_a_scene;
+    scene->version = header.version;
+    if (header.version > qel::scene_version) return qel::unknown_version;
+    qel::take_header(header, *scene);
+
+    qel::scene_reader reader(stream.get(), length - std::min<std::uint64_t>(length, sizeof header));
+    scene->meshes = reader.empty_records<qel_alembic_mesh>(scene->mesh_count);
+    if (scene->meshes == nullptr) return qel::out_of_memory; // the counts stay
+    if (!qel::read_meshes(reader, *scene) || !qel::read_frames(reader, *scene)) {
+        qel_alembic_free(scene);
+        return qel::out_of_memory;
+    }
+    stream.reset();
+    qel::copy_text(scene->source, path);
+    qel_alembic_build_hash_table(scene); // without memory for it, the scene does without
+    return qel::loaded;
+}
+
+void qel_alembic_free(qel_alembic_file *scene) {
+    if (scene == nullptr) return;
+    qel::release_meshes(*scene);
+    for (std::uint32_t i = 0; i < qel::frames_in(*scene); ++i)
+        qel::release_meshes(scene->frames[i]);
+    qel::release(scene->frames);
+    qel::release(scene->hash);
+    scene->mesh_count = 0;
+    scene->frame_count = 0;
+}
+
+void qel_alembic_mesh_free(qel_alembic_mesh *mesh) {
+    if (mesh == nullptr) return;
+    qel::release(mesh->positions);
+    qel::release(mesh->indices);
+    qel::release(mesh->vertices);
+    qel::release(mesh->tokens);
+    mesh->vertex_count = 0;
+}
+
+} // extern "C"

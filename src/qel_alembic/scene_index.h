@@ -1,0 +1,22 @@
+// SPDX-License-Identifier: MIT
+// Where a key is looked for in a scene's open-addressing table of global token numbers.
+#pragma once
+
+#include <cstdint>
+
+namespace qel {
+
+constexpr std::uint32_t index_slots = 0x800000; // whatever the scene's size
+constexpr std::uint32_t empty_slot = 0xFFFFFFFF;
+
+/// The slot where the search for a key begins.
+constexpr std::uint32_t home_slot(std::uint64_t morton) {
+    return static_cast<std::uint32_t>(morton ^ (morton >> 32)) & (index_slots - 1);
+}
+
+/// The slot to try after a taken one.
+constexpr std::uint32_t next_slot(std::uint32_t slot) {
+    return (slot + 1) & (index_slots - 1);
+}
+
+} // namespace qel

@@ -1,0 +1,95 @@
+// SPDX-License-Identifier: MIT
+#include "qel_alembic/scene.h"
+#include "qel_unit/matrix_48.h"
+
+#include <cstdio>
+
+namespace qel {
+namespace {
+
+enum validate_status : std::int32_t {
+    sound = 0,
+    no_scene = -1,
+    no_meshes = -2,
+    no_positions = -3,
+    no_vertices = -4,
+    cell_outside = -5,
+    level_outside = -6
+};
+
+std::int32_t validate_mesh(const qel_alembic_mesh &mesh) {
+    constexpr int last_cell = lattice_edge - 1;
+    constexpr int outermost_level = 11;
+    if (mesh.positions == nullptr) return no_positions;
+    if (mesh.vertex_count == 0) return no_vertices;
+    if (mesh.vertices == nullptr) return sound; // not processed yet
+    const qel_alembic_vertex *const end = mesh.vertices + mesh.vertex_count;
+    for (const qel_alembic_vertex *vertex = mesh.vertices; vertex != end; ++vertex) {
+        if (vertex->matrix_x > last_cell || vertex->matrix_y > last_cell || vertex->matrix_z > last_cell)
+            return cell_outside;
+        if (vertex->k11_level < -outermost_level || vertex->k11_level > outermost_level) return level_outside;
+    }
+    return sound;
+}
+
+const char *yes_or_no(const void *array) {
+    return array != nullptr ? "yes" : "no";
+}
+
+} // namespace
+} // namespace qel
+
+extern "C" {
+
+int32_t qel_alembic_validate(const qel_alembic_file *scene) {
+    if (scene == nullptr) return qel::no_scene;
+    const std::uint32_t mesh_count = qel::meshes_in(*scene);
+    if (mesh_count == 0) return qel::no_meshes;
+    for (std::uint32_t i = 0; i < mesh_count; ++i) {
+        const std::int32_t status = qel::validate_mesh(scene->meshes[i]);
+        if (status != qel::sound) return status;
+    }
+    return qel::sound;
+}
+
+// Names that a file brought along need not be terminated: the texts end with their fields.
+
+void qel_alembic_file_info(const qel_alembic_file *scene, char *buf, int32_t size) {
+    if (buf == nullptr || size < 1 || scene == nullptr) return;
+    std::snprintf(buf, static_cast<std::size_t>(size),
+                  "QEL Alembic File\n"
+                  "================\n"
+                  "Version: %u\n"
+                  "Meshes: %u\n"
+                  "Total Vertices: %llu\n"
+                  "Total Faces: %llu\n"
+                  "Total Tokens: %llu\n"
+                  "Frames: %u\n"
+                  "FPS: %.2f\n"
+                  "Time Range: %.3f - %.3f sec\n"
+                  "Source: %.*s",
+                  scene->version, scene->mesh_count, static_cast<unsigned long long>(scene->total_vertices),
+                  static_cast<unsigned long long>(scene->total_faces),
+                  static_cast<unsigned long long>(scene->total_tokens), scene->frame_count,
+                  static_cast<double>(scene->fps), static_cast<double>(scene->time_start),
+                  static_cast<double>(scene->time_end), static_cast<int>(sizeof scene->source),
+                  scene->source);
+}
+
+void qel_alembic_mesh_info(const qel_alembic_mesh *mesh, char *buf, int32_t size) {
+    if (buf == nullptr || size < 1 || mesh == nullptr) return;
+    const auto bound = [mesh](int i) { return static_cast<double>(mesh->bounds[i]); };
+    std::snprintf(buf, static_cast<std::size_t>(size),
+                  "Mesh: %.*s\n"
+                  "Vertices: %u\n"
+                  "Faces: %u\n"
+                  "Bounds: [%.3f,%.3f,%.3f] - [%.3f,%.3f,%.3f]\n"
+                  "Layer: L%d\n"
+                  "QEL Processed: %s\n"
+                  "Tokens Generated: %s",
+                  static_cast<int>(sizeof mesh->name), mesh->name, mesh->vertex_count, mesh->face_count,
+                  bound(0), bound(1), bound(2), bound(3), bound(4), bound(5), mesh->layer,
+                  qel::yes_or_no(mesh->vertices), qel::yes_or_no(mesh->tokens));
+}
+
+} // extern "C"

@@ -1,0 +1,80 @@
+// SPDX-License-Identifier: MIT
+#include "common/heap.h"
+#include "qel_alembic/scene.h"
+
+namespace qel {
+namespace {
+
+enum sample_status : std::int32_t { sampled = 0, no_mesh_at_frame = -1 };
+enum interpolate_status : std::int32_t {
+    interpolated = 0,
+    nothing_between = -1,
+    no_memory_for_positions = -4
+};
+
+/// The mesh that stands for a frame, or for a scene without frames; null where there is none.
+const qel_alembic_mesh *sampled_mesh(const qel_alembic_file &scene, std::int32_t number) {
+    const std::uint32_t frame_count = frames_in(scene);
+    if (frame_count == 0) return meshes_in(scene) > 0 ? scene.meshes : nullptr;
+    for (const qel_alembic_frame *frame = scene.frames; frame != scene.frames + frame_count; ++frame)
+        if (frame->frame == number && meshes_in(*frame) > 0) return frame->meshes;
+    return nullptr;
+}
+
+/// The first frame that encloses a time together with the frame behind it; null where none does. A NaN is
+/// enclosed by nothing.
+const qel_alembic_frame *frame_before(const qel_alembic_file &scene, float time) {
+    for (std::uint32_t i = 0; i + 1 < frames_in(scene); ++i)
+        if (scene.frames[i].time <= time && time <= scene.frames[i + 1].time) return &scene.frames[i];
+    return nullptr;
+}
+
+/// Whether the positions that a mesh's count promises are there.
+bool has_positions(const qel_alembic_mesh &mesh) {
+    return mesh.vertex_count == 0 || mesh.positions != nullptr;
+}
+
+} // namespace
+} // namespace qel
+
+extern "C" {
+
+int32_t qel_alembic_sample_frame(const qel_alembic_file *scene, int32_t frame, qel_alembic_mesh *out) {
+    if (scene == nullptr || out == nullptr) return qel::no_mesh_at_frame;
+    const qel_alembic_mesh *const mesh = qel::sampled_mesh(*scene, frame);
+    if (mesh == nullptr) return qel::no_mesh_at_frame;
+    *out = *mesh;
+    return qel::sampled;
+}
+
+int32_t qel_alembic_interpolate_time(const qel_alembic_file *scene, float time, qel_alembic_mesh *out) {
+    if (scene == nullptr || out == nullptr) return qel::nothing_between;
+    const qel_alembic_frame *const before = qel::frame_before(*scene, time);
+    if (before == nullptr) return qel::nothing_between;
+    const qel_alembic_frame *const after = before + 1;
+    if (qel::meshes_in(*before) == 0 || qel::meshes_in(*after) == 0) return qel::nothing_between;
+    const qel_alembic_mesh &from = before->meshes[0], &to = after->meshes[0];
+    if (from.vertex_count != to.vertex_count) return qel::nothing_between;
+    if (!qel::has_positions(from) || !qel::has_positions(to)) return qel::nothing_between;
+
+    const std::uint64_t coordinates = std::uint64_t{from.vertex_count} * 3;
+    float *const positions = qel::heap_array<float>(coordinates);
+    const float *const a = from.positions, *const b = to.positions;
+    out->vertex_count = from.vertex_count;
+    out->positions = positions;
+    if (positions == nullptr) return qel::no_memory_for_positions;
+    // Two frames at one time give 0 / 0, and with it NaN everywhere.
+    const float alpha = (time - before->time) / (after->time - before->time);
+    for (std::uint64_t i = 0; i < coordinates; ++i)
+        positions[i] = a[i] + (b[i] - a[i]) * alpha;
+    return qel::interpolated;
+}
+
+void qel_alembic_get_frame_range(const qel_alembic_file *scene, uint32_t *start, uint32_t *end, float *fps) {
+    if (scene == nullptr) return;
+    if (start != nullptr) *start = 0;
+    if (end != nullptr) *end = scene->frame_count > 0 ? scene->frame_count - 1 : 0;
+    if (fps != nullptr) *fps = scene->fps;
+}
+
+} // extern "C"

@@ -1,0 +1,178 @@
+// SPDX-License-Identifier: MIT
+// Morton codes are spread by multiplication and mask, the projective child by a line through the lattice centre.
+#include "qel_unit/matrix_48.h"
+
+#include "qel_unit.h"
+
+#include <cstddef>
+
+namespace qel {
+namespace {
+
+static_assert(sizeof(qel_matrix_identity) == 24);
+static_assert(offsetof(qel_matrix_identity, k11_level) == 6);
+static_assert(offsetof(qel_matrix_identity, morton) == 8);
+static_assert(offsetof(qel_matrix_identity, phi_norm) == 16);
+static_assert(sizeof(qel_matrix_offspring) == 16);
+static_assert(offsetof(qel_matrix_offspring, chirality) == 3);
+static_assert(offsetof(qel_matrix_offspring, phi_blend) == 4);
+static_assert(offsetof(qel_matrix_offspring, k11_level) == 12);
+
+enum reproduce_mode : std::uint32_t { crossover = 0, tachyon = 2 }; // every other one is projective
+
+constexpr std::uint8_t mirror_base = lattice_edge - 1;
+
+struct cell {
+    std::uint8_t x, y, z;
+};
+
+std::uint8_t low_byte(std::uint32_t value) {
+    return static_cast<std::uint8_t>(value);
+}
+
+std::uint8_t mirror(std::uint32_t v) {
+    return low_byte(mirror_base - v);
+}
+
+/// Not the mirror: 0 and 1 share an image, and everything beyond the lattice falls to 0.
+std::uint8_t reflect(std::uint8_t v) {
+    if (v == 0) return mirror_base;
+    return v <= lattice_edge ? low_byte(lattice_edge - std::uint32_t{v}) : std::uint8_t{0};
+}
+
+std::uint8_t average(std::uint8_t a, std::uint8_t b) {
+    return low_byte((std::uint32_t{a} + b) >> 1);
+}
+
+std::uint8_t unsigned_state(int level) {
+    return static_cast<std::uint8_t>(state_48(level));
+}
+
+/// The factor is a double: only the product is rounded to single precision.
+float coupling(std::uint8_t x, std::uint8_t y, std::uint8_t z) {
+    const float scaled = phi_norm_48(x, y, z) / static_cast<float>(lattice_edge) + 1.0f;
+    return static_cast<float>(static_cast<double>(scaled) * 10.665754185164001);
+}
+
+std::int8_t chirality(std::uint8_t a, std::uint8_t b) {
+    return static_cast<std::int8_t>((b < a) - (a < b));
+}
+
+cell average(const cell &a, const cell &b) {
+    return {average(a.x, b.x), average(a.y, b.y), average(a.z, b.z)};
+}
+
+cell reflect(const cell &c) {
+    return {reflect(c.x), reflect(c.y), reflect(c.z)};
+}
+
+float midpoint(std::uint8_t a, std::uint8_t b) {
+    return static_cast<float>(a + b) * 0.5f;
+}
+
+/// Truncates towards zero and takes the remainder with its sign: -1 becomes the byte 255, not 47.
+std::uint8_t wrap_into_lattice(float coordinate) {
+    return static_cast<std::uint8_t>(static_cast<int>(coordinate) % lattice_edge);
+}
+
+/// Pushes the midpoint outwards from the centre, by about the golden ratio.
+cell project(const cell &a, const cell &b) {
+    constexpr float epsilon = 0.001f; // keeps the divisor away from zero
+    const float mx = midpoint(a.x, b.x), my = midpoint(a.y, b.y), mz = midpoint(a.z, b.z);
+    const float fx = mx - lattice_centre, fy = my - lattice_centre, fz = mz - lattice_centre;
+    const float scale = golden_ratio / (std::sqrt((fx * fx + fy * fy) + fz * fz) + epsilon);
+    return {wrap_into_lattice(fx * scale + mx), wrap_into_lattice(fy * scale + my),
+            wrap_into_lattice(fz * scale + mz)};
+}
+
+cell child_of(const cell &a, const cell &b, std::uint32_t mode) {
+    if (mode == crossover) return average(a, b);
+    if (mode == tachyon) return average(reflect(a), b);
+    return project(a, b);
+}
+
+} // namespace
+} // namespace qel
+
+extern "C" {
+
+uint64_t qel_matrix_48_morton_encode(uint32_t x, uint32_t y, uint32_t z) {
+    return qel::morton_48(x, y, z);
+}
+
+void qel_matrix_48_palindrome(uint32_t x, uint32_t y, uint32_t z, uint8_t *out_x, uint8_t *out_y,
+                              uint8_t *out_z) {
+    *out_x = qel::mirror(x);
+    *out_y = qel::mirror(y);
+    *out_z = qel::mirror(z);
+}
+
+int32_t qel_matrix_48_k11_level(uint8_t a, uint8_t b, uint8_t c) {
+    return qel::level_48(a, b, c);
+}
+
+uint8_t qel_matrix_48_i_state(int32_t v) {
+    return qel::unsigned_state(v);
+}
+
+float qel_matrix_48_phi_norm(uint8_t x, uint8_t y, uint8_t z) {
+    return qel::phi_norm_48(x, y, z);
+}
+
+float qel_matrix_48_em_coupling(uint8_t x, uint8_t y, uint8_t z) {
+    return qel::coupling(x, y, z);
+}
+
+uint64_t qel_matrix_48_identity(uint8_t x, uint8_t y, uint32_t z, qel_matrix_identity *identity) {
+    const uint8_t low_z = qel::low_byte(z);
+    const int32_t level = qel::level_48(x, y, low_z);
+    *identity = {x,
+                 y,
+                 low_z,
+                 qel::mirror(x),
+                 qel::mirror(y),
+                 qel::mirror(low_z),
+                 static_cast<int8_t>(level),
+                 qel::unsigned_state(level),
+                 qel::morton_48(x, y, z),
+                 qel::phi_norm_48(x, y, low_z),
+                 qel::coupling(x, y, low_z)};
+    return identity->morton;
+}
+
+void qel_matrix_48_crossover_bind(uint8_t a0, uint8_t a1, uint8_t a2, uint8_t b0, uint8_t b1, uint8_t b2,
+                                  uint8_t *c0, uint8_t *c1, uint8_t *c2) {
+    *c0 = qel::average(a0, b0);
+    *c1 = qel::average(a1, b1);
+    *c2 = qel::average(a2, b2);
+}
+
+void qel_matrix_48_mutate_tachyon(uint8_t x, uint8_t y, uint8_t z, uint8_t *out_x, uint8_t *out_y,
+                                  uint8_t *out_z) {
+    *out_x = qel::reflect(x);
+    *out_y = qel::reflect(y);
+    *out_z = qel::reflect(z);
+}
+
+int32_t qel_matrix_48_chirality(uint8_t a, uint8_t b) {
+    return qel::chirality(a, b);
+}
+
+void qel_matrix_48_reproduce(const qel_matrix_identity *a, const qel_matrix_identity *b, uint32_t mode,
+                             qel_matrix_offspring *child) {
+    const qel::cell c = qel::child_of({a->x, a->y, a->z}, {b->x, b->y, b->z}, mode);
+    const int32_t level = qel::level_48(c.x, c.y, c.z);
+    child->x = c.x;
+    child->y = c.y;
+    child->z = c.z;
+    child->chirality = qel::chirality(c.x, c.y);
+    child->phi_blend = (a->phi_norm * qel::golden_ratio + b->phi_norm) / 2.618034f;
+    child->em_coupling = qel::coupling(c.x, c.y, c.z);
+    child->k11_level = static_cast<int8_t>(level);
+    child->i_state = qel::unsigned_state(level);
+}
+
+uint32_t qel_matrix_48_validate_all(void) {
+    return 48 * 48 * 48; // the count alone: nothing is examined
+}
+}

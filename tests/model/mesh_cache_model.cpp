@@ -1,0 +1,190 @@
+// SPDX-License-Identifier: MIT
+#include "model/mesh_cache_model.h"
+
+#include <cmath>
+#include <cstring>
+
+namespace qel::model {
+
+namespace {
+
+using file_bytes = std::vector<std::uint8_t>;
+
+template <class T>
+void put(file_bytes &out, const T &value) {
+    std::uint8_t bytes[sizeof(T)];
+    std::memcpy(bytes, &value, sizeof value);
+    out.insert(out.end(), bytes, bytes + sizeof value);
+}
+
+/// Corners of face f where faces are walked for normals.
+std::uint32_t corners_of(const ogawa_polymesh &mesh, std::uint32_t f) {
+    return mesh.face_counts != nullptr ? mesh.face_counts[f] : 3;
+}
+
+std::uint64_t triangle_count(const ogawa_polymesh &mesh) {
+    if (mesh.face_counts == nullptr || mesh.face_count == 0) return mesh.face_index_count / 3;
+    std::uint64_t triangles = 0;
+    for (std::uint32_t f = 0; f < mesh.face_count; ++f) {
+        const std::uint32_t c = mesh.face_counts[f];
+        triangles += c > 2 ? c - 2 : 0;
+    }
+    return triangles;
+}
+
+void put_normals(file_bytes &out, const ogawa_polymesh &mesh) {
+    const std::uint32_t V = mesh.vertex_count;
+    if (mesh.normal_scope == 3 && mesh.normal_count == V) {
+        for (std::size_t i = 0; i < std::size_t{V} * 3; ++i)
+            put(out, mesh.normals[i]);
+        return;
+    }
+    std::vector<float> sums(std::size_t{V} * 3, 0.0f);
+    std::vector<std::uint32_t> counts(V, 0);
+    std::size_t k = 0;
+    for (std::uint32_t f = 0; f < mesh.face_count; ++f)
+        for (std::uint32_t c = 0; c < corners_of(mesh, f); ++c, ++k) {
+            if (k >= mesh.face_index_count || mesh.face_indices == nullptr) continue;
+            const float *normal = k < mesh.normal_count ? &mesh.normals[k * 3] : &mesh.normals[0];
+            const std::size_t w = mesh.face_indices[k];
+            if (w >= V) continue;
+            sums[w * 3] += normal[0];
+            sums[w * 3 + 1] += normal[1];
+            sums[w * 3 + 2] += normal[2];
+            counts[w] += 1;
+        }
+    for (std::size_t v = 0; v < V; ++v) {
+        float &x = sums[v * 3], &y = sums[v * 3 + 1], &z = sums[v * 3 + 2];
+        if (counts[v] > 0) {
+            const float length = std::sqrt(x * x + y * y + z * z);
+            if (length > 1e-8f) {
+                x /= length;
+                y /= length;
+                z /= length;
+            }
+        }
+        put(out, x);
+        put(out, y);
+        put(out, z);
+    }
+}
+
+std::uint32_t corner(const ogawa_polymesh &mesh, std::uint64_t k) {
+    if (mesh.face_indices == nullptr) return 0;
+    if (mesh.face_index_count > 0 && k >= mesh.face_index_count) return 0;
+    return mesh.face_indices[k];
+}
+
+void put_triangles(file_bytes &out, const ogawa_polymesh &mesh, std::uint64_t T) {
+    if (mesh.face_counts == nullptr || mesh.face_count == 0) {
+        for (std::uint64_t i = 0; mesh.face_indices != nullptr && i < T * 3; ++i)
+            put(out, mesh.face_indices[i]);
+        return;
+    }
+    if (T > 0xFFFFFFFFu) return;
+    std::uint64_t k = 0;
+    for (std::uint32_t f = 0; f < mesh.face_count; ++f) {
+        const std::uint32_t c = mesh.face_counts[f];
+        for (std::uint32_t i = 1; c >= 3 && i + 1 < c; ++i) {
+            put(out, corner(mesh, k));
+            put(out, corner(mesh, k + i));
+            put(out, corner(mesh, k + i + 1));
+        }
+        k += c;
+    }
+}
+
+void put_skin(file_bytes &out, const qel_skin &skin) {
+    put(out, skin.joint_count);
+    for (std::uint32_t j = 0; j < skin.joint_count; ++j)
+        put(out, skin.joints != nullptr ? skin.joints[j] : qel_skin_joint{});
+    put(out, skin.weight_count);
+    for (std::uint32_t i = 0; i < skin.weight_count; ++i)
+        put(out, skin.weights != nullptr ? skin.weights[i] : qel_skin_weight{});
+    put(out, skin.bind_extra);
+}
+
+/// Bytes of the file from an offset on; false where they are not all there.
+bool get(const file_bytes &file, std::uint64_t offset, void *value, std::uint64_t size) {
+    for (std::uint64_t i = 0; i < size; ++i) {
+        if (offset + i >= file.size()) return false;
+        static_cast<std::uint8_t *>(value)[i] = file[offset + i];
+    }
+    return true;
+}
+
+bool get_skin(const file_bytes &file, std::uint64_t offset, loaded_mesh &mesh) {
+    std::uint32_t count = 0;
+    if (!get(file, offset, &count, 4)) return false;
+    offset += 4;
+    for (std::uint32_t j = 0; j < count; ++j, offset += 328) {
+        qel_skin_joint joint;
+        if (!get(file, offset, &joint, 328)) return false;
+        mesh.joints.push_back(joint);
+    }
+    if (!get(file, offset, &count, 4)) return false;
+    offset += 4;
+    for (std::uint32_t i = 0; i < count; ++i, offset += 20) {
+        qel_skin_weight weight;
+        if (!get(file, offset, &weight, 20)) return false;
+        mesh.weights.push_back(weight);
+    }
+    mesh.bind_extra.resize(128);
+    return get(file, offset, mesh.bind_extra.data(), 128);
+}
+
+} // namespace
+
+saved_mesh save_mesh(const ogawa_polymesh &mesh, const qel_skin *skin) {
+    const std::uint32_t V = mesh.vertex_count;
+    if (V == 0) return {-1, {}};
+    if (mesh.face_indices != nullptr)
+        for (std::uint32_t i = 0; i < mesh.face_index_count; ++i)
+            if (mesh.face_indices[i] >= V) return {-10, {}};
+
+    const bool normals = mesh.normals != nullptr && mesh.normal_count > 0;
+    const bool skinned = skin != nullptr && skin->joint_count > 0;
+    const std::uint64_t T = triangle_count(mesh);
+    const std::uint64_t indices_at = 64 + std::uint64_t{V} * 12 * (normals ? 2 : 1);
+    file_bytes out;
+    for (const char letter : {'Q', 'E', 'L', 'M'})
+        put(out, letter);
+    put(out, std::uint16_t{2});
+    put(out, static_cast<std::uint16_t>((normals ? 1 : 0) + (skinned ? 4 : 0)));
+    put(out, V);
+    put(out, static_cast<std::uint32_t>(T));
+    put(out, skin != nullptr ? skin->joint_count : 0u);
+    put(out, 1u);
+    put(out, mesh.bounds_min);
+    put(out, mesh.bounds_max);
+    put(out, 64u);
+    put(out, normals ? static_cast<std::uint32_t>(64 + std::uint64_t{V} * 12) : 0u);
+    put(out, static_cast<std::uint32_t>(indices_at));
+    put(out, skinned ? static_cast<std::uint32_t>(indices_at + 12 * T) : 0u);
+    for (std::size_t i = 0; i < std::size_t{V} * 3; ++i)
+        put(out, mesh.positions != nullptr ? mesh.positions[i] : 0.0f);
+    if (normals) put_normals(out, mesh);
+    put_triangles(out, mesh, T);
+    if (skinned) put_skin(out, *skin);
+    return {0, out};
+}
+
+loaded_mesh load_mesh(const file_bytes &file) {
+    loaded_mesh mesh;
+    if (file.empty()) {
+        mesh.status = -3;
+        return mesh;
+    }
+    file_bytes padded = file;
+    padded.resize(64 > file.size() ? 64 : file.size());
+    std::memcpy(&mesh.header, padded.data(), 64);
+    if (std::memcmp(mesh.header.magic, "QELM", 4) != 0) {
+        mesh = {};
+        mesh.status = -5;
+        return mesh;
+    }
+    if ((mesh.header.flags & 4) != 0) mesh.has_skin = get_skin(file, mesh.header.skin_offset, mesh);
+    return mesh;
+}
+
+} // namespace qel::model

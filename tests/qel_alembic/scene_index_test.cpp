@@ -1,0 +1,242 @@
+// SPDX-License-Identifier: MIT
+#include "qel_alembic/scene_index.h"
+
+#include "model/scene_model.h"
+#include "qel_alembic/scene_maker.h"
+#include "support/failing_heap.h"
+
+#include <gtest/gtest.h>
+
+namespace qel {
+namespace {
+
+using test::failing_heap;
+using test::heap_ledger;
+using test::owned_scene;
+
+constexpr std::size_t table_bytes = std::size_t{index_slots} * 4;
+
+/// Whether the scene's table holds exactly these slots and is empty elsewhere.
+void expect_slots(const qel_alembic_file &scene,
+                  const std::vector<std::pair<std::uint32_t, std::uint32_t>> &taken) {
+    std::vector<std::uint32_t> expected(index_slots, empty_slot);
+    for (const auto &[slot, number] : taken)
+        expected[slot] = number;
+    ASSERT_NE(scene.hash, nullptr);
+    for (const auto &[slot, number] : taken)
+        EXPECT_EQ(scene.hash[slot], number) << "slot " << slot;
+    EXPECT_EQ(std::memcmp(scene.hash, expected.data(), table_bytes), 0);
+}
+
+void expect_plain_table(const qel_alembic_file &scene) {
+    const std::vector<std::uint32_t> expected = model::index_table(scene);
+    ASSERT_NE(scene.hash, nullptr);
+    ASSERT_EQ(std::memcmp(scene.hash, expected.data(), table_bytes), 0);
+}
+
+TEST(SceneIndex, RefusesNoSceneAndNoMeshesAndTouchesNothing) {
+    qel_alembic_file scene = {};
+    scene.total_vertices = 7;
+    EXPECT_EQ(qel_alembic_build_hash_table(nullptr), -1);
+    EXPECT_EQ(qel_alembic_build_hash_table(&scene), -1);
+    scene.mesh_count = 5; // a count without an array
+    EXPECT_EQ(qel_alembic_build_hash_table(&scene), -1);
+    EXPECT_EQ(scene.total_vertices, 7u);
+    EXPECT_EQ(scene.hash_size, 0u);
+    EXPECT_EQ(scene.hash, nullptr);
+}
+
+TEST(SceneIndex, SetsTheTotalsOfVerticesAndTokensButNotOfFaces) {
+    owned_scene owned;
+    owned.add_keys({1, 2, 3});
+    owned.add_keys({4, 5});
+    owned.scene.total_vertices = owned.scene.total_tokens = owned.scene.total_faces = 99;
+    ASSERT_EQ(qel_alembic_build_hash_table(&owned.scene), 0);
+    EXPECT_EQ(owned.scene.total_vertices, 5u);
+    EXPECT_EQ(owned.scene.total_tokens, 5u);
+    EXPECT_EQ(owned.scene.total_faces, 99u);
+    EXPECT_EQ(owned.scene.hash_size, 0x800000u);
+}
+
+TEST(SceneIndex, NumbersVerticesOverTheMeshesInOrderAndSkipsEmptyOnes) {
+    owned_scene owned;
+    owned.add_keys({100, 200});
+    owned.add_keys({});
+    owned.add_keys({50});
+    ASSERT_EQ(qel_alembic_build_hash_table(&owned.scene), 0);
+    expect_slots(owned.scene, {{100, 0}, {200, 1}, {50, 2}});
+}
+
+TEST(SceneIndex, FoldsTheHighHalfOfAKeyIntoItsSlot) {
+    owned_scene owned;
+    owned.add_keys({0xF0000001'F0000010u, 0x00000000'FFFFFFFFu, 0xFFFFFFFF'00000000u});
+    ASSERT_EQ(qel_alembic_build_hash_table(&owned.scene), 0);
+    expect_slots(owned.scene, {{0x11, 0}, {0x7FFFFF, 1}, {0, 2}});
+}
+
+TEST(SceneIndex, PutsEqualKeysIntoAdjacentSlots) {
+    owned_scene owned;
+    owned.add_keys({5, 5, 6, 5});
+    ASSERT_EQ(qel_alembic_build_hash_table(&owned.scene), 0);
+    expect_slots(owned.scene, {{5, 0}, {6, 1}, {7, 2}, {8, 3}});
+}
+
+TEST(SceneIndex, WrapsFromTheLastSlotToTheFirst) {
+    owned_scene owned;
+    owned.add_keys({0x7FFFFF, 0x7FFFFF, 0x7FFFFE, 0x7FFFFE, 0});
+    ASSERT_EQ(qel_alembic_build_hash_table(&owned.scene), 0);
+    expect_slots(owned.scene, {{0x7FFFFF, 0}, {0, 1}, {0x7FFFFE, 2}, {1, 3}, {2, 4}});
+}
+
+TEST(SceneIndex, LeavesUnprocessedMeshesOutButKeepsTheirNumbers) {
+    owned_scene owned;
+    owned.add_keys({10});
+    owned.add_empty_mesh().vertex_count = 1000;
+    owned.add_keys({20});
+    ASSERT_EQ(qel_alembic_build_hash_table(&owned.scene), 0);
+    expect_slots(owned.scene, {{10, 0}, {20, 1001}});
+    EXPECT_EQ(owned.scene.total_vertices, 1002u);
+}
+
+TEST(SceneIndex, LeavesOutNumbersThatNoSlotCanHold) {
+    owned_scene owned;
+    owned.add_empty_mesh().vertex_count = 0xFFFFFFFE;
+    owned.add_keys({10}); // number 0xFFFFFFFE, the last that is not the mark of an empty slot
+    owned.add_keys({20});
+    ASSERT_EQ(qel_alembic_build_hash_table(&owned.scene), 0);
+    expect_slots(owned.scene, {{10, 0xFFFFFFFE}});
+    EXPECT_EQ(owned.scene.total_vertices, 0x100000000u);
+}
+
+TEST(SceneIndex, WithoutMemoryHasNoTableButItsSizeAndTotals) {
+    owned_scene owned;
+    owned.add_keys({1, 2});
+    const failing_heap heap = failing_heap::of_size(table_bytes);
+    EXPECT_EQ(qel_alembic_build_hash_table(&owned.scene), -4);
+    EXPECT_EQ(owned.scene.hash, nullptr);
+    EXPECT_EQ(owned.scene.hash_size, 0x800000u);
+    EXPECT_EQ(owned.scene.total_vertices, 2u);
+    EXPECT_EQ(owned.scene.total_tokens, 2u);
+}
+
+TEST(SceneIndex, AllocatesTheTableFirst) {
+    owned_scene owned;
+    owned.add_keys({1, 2});
+    const failing_heap heap = failing_heap::nth(1);
+    EXPECT_EQ(qel_alembic_build_hash_table(&owned.scene), -4);
+}
+
+TEST(SceneIndex, WithoutScratchMemoryBuildsTheSameTable) {
+    std::mt19937 random(71);
+    owned_scene owned;
+    std::vector<std::uint64_t> keys(20'000);
+    for (std::uint64_t &key : keys)
+        key = 0x7FF000 + random() % 8192;
+    owned.add_keys(keys);
+    {
+        const failing_heap heap = failing_heap::from(2);
+        ASSERT_EQ(qel_alembic_build_hash_table(&owned.scene), 0);
+        EXPECT_EQ(heap.failures(), 1u);
+    }
+    expect_plain_table(owned.scene);
+}
+
+TEST(SceneIndex, WithoutScratchMemoryLeavesOutWhatFindsNoFreeSlotToo) {
+    owned_scene owned;
+    qel_alembic_mesh &mesh = owned.add_empty_mesh();
+    mesh.vertex_count = index_slots + 3;
+    mesh.vertices = static_cast<qel_alembic_vertex *>(std::calloc(mesh.vertex_count, sizeof *mesh.vertices));
+    for (std::uint32_t i = 0; i < mesh.vertex_count; ++i)
+        mesh.vertices[i].morton = i;
+    const failing_heap heap = failing_heap::from(2);
+    ASSERT_EQ(qel_alembic_build_hash_table(&owned.scene), 0);
+    for (std::uint32_t slot = 0; slot < index_slots; ++slot)
+        ASSERT_EQ(owned.scene.hash[slot], slot);
+}
+
+TEST(SceneIndex, OverwritesAnExistingTableWithoutFreeingIt) {
+    owned_scene owned;
+    owned.add_keys({1});
+    const heap_ledger ledger;
+    ASSERT_EQ(qel_alembic_build_hash_table(&owned.scene), 0);
+    std::uint32_t *const first = owned.scene.hash;
+    ASSERT_EQ(qel_alembic_build_hash_table(&owned.scene), 0);
+    EXPECT_EQ(ledger.live(), 2u);
+    EXPECT_NE(owned.scene.hash, first);
+    std::free(first);
+    EXPECT_EQ(ledger.live(), 1u);
+}
+
+TEST(SceneIndex, EqualsPlainProbingForScatteredKeys) {
+    std::mt19937_64 random(72);
+    for (int round = 0; round < 4; ++round) {
+        owned_scene owned;
+        for (int m = 0; m < 5; ++m) {
+            std::vector<std::uint64_t> keys(random() % 20'000);
+            for (std::uint64_t &key : keys)
+                key = random();
+            owned.add_keys(keys);
+        }
+        ASSERT_EQ(qel_alembic_build_hash_table(&owned.scene), 0);
+        expect_plain_table(owned.scene);
+    }
+}
+
+TEST(SceneIndex, EqualsPlainProbingForRunsAnywhere) {
+    std::mt19937_64 random(73);
+    for (int round = 0; round < 8; ++round) {
+        owned_scene owned;
+        const std::uint64_t base = random() % index_slots; // runs that begin inside, at and round the end
+        const std::uint64_t start = round % 2 == 0 ? base : index_slots - 1 - base % 4096;
+        for (int m = 0; m < 3; ++m) {
+            std::vector<std::uint64_t> keys(4'000);
+            for (std::uint64_t &key : keys)
+                key = (start + random() % 9'000) % index_slots;
+            owned.add_keys(keys);
+        }
+        ASSERT_EQ(qel_alembic_build_hash_table(&owned.scene), 0);
+        expect_plain_table(owned.scene);
+    }
+}
+
+TEST(SceneIndex, EqualsPlainProbingForMeshesOnTheLattice) {
+    std::mt19937 random(74);
+    owned_scene owned;
+    for (int m = 0; m < 4; ++m)
+        owned.add_mesh(test::random_positions(random, 25'000), {});
+    ASSERT_EQ(qel_alembic_build_hash_table(&owned.scene), 0);
+    expect_plain_table(owned.scene);
+}
+
+TEST(SceneIndex, FillsALongRunOfOneKeyWithoutWalkingIt) {
+    constexpr std::uint32_t count = 1'000'000; // walked, half a million million steps
+    owned_scene owned;
+    owned.add_keys(std::vector<std::uint64_t>(count, 0));
+    ASSERT_EQ(qel_alembic_build_hash_table(&owned.scene), 0);
+    for (std::uint32_t i = 0; i < count; ++i)
+        ASSERT_EQ(owned.scene.hash[i], i);
+    EXPECT_EQ(owned.scene.hash[count], empty_slot);
+}
+
+TEST(SceneIndex, LeavesOutWhatFindsNoFreeSlotAndStillAnswers) {
+    owned_scene owned;
+    qel_alembic_mesh &mesh = owned.add_empty_mesh();
+    mesh.vertex_count = index_slots + 1000;
+    mesh.vertices = static_cast<qel_alembic_vertex *>(std::calloc(mesh.vertex_count, sizeof *mesh.vertices));
+    mesh.vertices[3].morton = 3;
+    mesh.vertices[index_slots + 5].morton = 77;
+    ASSERT_EQ(qel_alembic_build_hash_table(&owned.scene), 0);
+    EXPECT_EQ(owned.scene.total_vertices, index_slots + 1000u);
+    for (std::uint32_t slot = 0; slot < index_slots; ++slot)
+        ASSERT_EQ(owned.scene.hash[slot], slot);
+    qel_alembic_hit hit = {};
+    EXPECT_EQ(qel_alembic_lookup_morton(&owned.scene, 0, &hit), 0);
+    EXPECT_EQ(hit.vertex_index, 0u);
+    EXPECT_EQ(qel_alembic_lookup_morton(&owned.scene, 3, &hit), 0);
+    EXPECT_EQ(hit.vertex_index, 3u);
+    EXPECT_EQ(qel_alembic_lookup_morton(&owned.scene, 77, &hit), -1);  // left out
+    EXPECT_EQ(qel_alembic_lookup_morton(&owned.scene, 500, &hit), -1); // in no vertex
+}
+
+} // namespace
+} // namespace qel

@@ -1,0 +1,387 @@
+// SPDX-License-Identifier: MIT
+#include "model/unit_model.h"
+#include "qel_unit/unit_file.h"
+#include "qel_unit/unit_fixture.h"
+#include "support/failing_heap.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <random>
+
+namespace qel {
+namespace {
+
+using test::bytes;
+using test::failing_heap;
+using test::heap_ledger;
+using test::make_token;
+using test::owned_unit;
+using test::unit_file;
+using keys = std::vector<std::uint64_t>;
+
+class UnitLoad : public testing::Test {
+  protected:
+    std::int32_t load(const bytes &file, qel_unit &unit) {
+        test::write_file(path, file);
+        return qel_unit_load(path.c_str(), &unit);
+    }
+
+    /// Loads and compares everything that a load sets with the plain reading of the bytes.
+    void expect_as_model(const bytes &file) {
+        const model::loaded_file expected = model::load(file);
+        owned_unit unit;
+        ASSERT_EQ(load(file, unit), expected.status);
+        if (expected.status != 0) return;
+        EXPECT_EQ(unit.version, expected.version);
+        EXPECT_EQ(unit.extra, expected.extra);
+        ASSERT_EQ(unit.count, expected.tokens.size());
+        ASSERT_TRUE(test::same_tokens(test::tokens_of(unit), expected.tokens));
+        EXPECT_EQ(unit.morton_index->node_count, unit.count);
+        EXPECT_EQ(unit.hex_index->node_count, unit.count);
+        for (std::uint32_t i = 0; i < unit.count; ++i)
+            ASSERT_EQ(unit.order[i], i);
+    }
+
+    test::temp_folder folder;
+    const std::string path = folder.file("unit.qel");
+    const std::vector<qel_token> unsorted = {make_token(30, "00000003", 300, 3),
+                                             make_token(10, "00000001", 100, 1),
+                                             make_token(20, "00000002", 200, 2)};
+    const std::vector<qel_token> sorted = {unsorted[1], unsorted[2], unsorted[0]};
+};
+
+TEST_F(UnitLoad, SortsByKeyAndKeepsEveryByte) {
+    owned_unit unit;
+    ASSERT_EQ(load(unit_file(3, unsorted, 0xDEADBEEF, 0xCAFE), unit), 0);
+    EXPECT_EQ(unit.version, 0xDEADBEEFu) << "any version is taken";
+    EXPECT_EQ(unit.count, 3u);
+    EXPECT_EQ(unit.extra, 0xCAFEu);
+    EXPECT_TRUE(test::same_tokens(test::tokens_of(unit), sorted));
+}
+
+TEST_F(UnitLoad, GivesBackASavedUnitSortedWithItsNewTokenNumbers) {
+    owned_unit created, unit;
+    ASSERT_EQ(test::create(created, unsorted), 0);
+    EXPECT_EQ(qel_unit_lookup_morton(&created, 30), 0u);
+    ASSERT_EQ(qel_unit_save(path.c_str(), &created), 0);
+    ASSERT_EQ(qel_unit_load(path.c_str(), &unit), 0);
+    EXPECT_EQ(test::keys_of(unit), (keys{10, 20, 30}));
+    EXPECT_EQ(qel_unit_lookup_morton(&unit, 30), 2u);
+    EXPECT_EQ(qel_unit_lookup_morton(&unit, 10), 0u);
+    EXPECT_EQ(qel_unit_lookup_hex(&unit, "00000003"), 2u);
+    EXPECT_EQ(qel_unit_lookup_hex(&unit, "00000002"), 1u);
+}
+
+TEST_F(UnitLoad, SortsKeysAsUnsignedNumbers) {
+    owned_unit unit;
+    const keys all = {0xFFFFFFFFFFFFFFFF, 1, 0x8000000000000000, 0, 0x7FFFFFFFFFFFFFFF};
+    ASSERT_EQ(load(unit_file(test::tokens_with_keys(all)), unit), 0);
+    EXPECT_EQ(test::keys_of(unit), (keys{0, 1, 0x7FFFFFFFFFFFFFFF, 0x8000000000000000, 0xFFFFFFFFFFFFFFFF}));
+}
+
+TEST_F(UnitLoad, KeepsTheFilesOrderOfEqualKeys) {
+    std::vector<qel_token> tokens;
+    for (std::uint64_t i = 0; i < 100; ++i)
+        tokens.push_back(make_token(i % 2 == 0 ? 7 : 3, "", i));
+    owned_unit unit;
+    ASSERT_EQ(load(unit_file(tokens), unit), 0);
+    for (std::uint64_t i = 0; i < 50; ++i) {
+        EXPECT_EQ(+unit.tokens[i].payload, 2 * i + 1);
+        EXPECT_EQ(+unit.tokens[50 + i].payload, 2 * i);
+    }
+}
+
+TEST_F(UnitLoad, KeepsTheWholeRecordsOfATruncatedFile) {
+    bytes file = unit_file(5, unsorted);
+    file.insert(file.end(), 10, 0x55);
+    owned_unit unit;
+    ASSERT_EQ(load(file, unit), 0);
+    EXPECT_EQ(unit.count, 3u);
+    EXPECT_TRUE(test::same_tokens(test::tokens_of(unit), sorted));
+    EXPECT_EQ(unit.order[2], 2u);
+}
+
+TEST_F(UnitLoad, IgnoresRecordsBeyondTheCount) {
+    owned_unit unit;
+    ASSERT_EQ(load(unit_file(2, unsorted), unit), 0);
+    EXPECT_EQ(test::keys_of(unit), (keys{10, 30}));
+}
+
+TEST_F(UnitLoad, TakesAHeaderAloneAsAnEmptyUnit) {
+    owned_unit unit;
+    ASSERT_EQ(load(unit_file(0, {}), unit), 0);
+    EXPECT_EQ(unit.count, 0u);
+    EXPECT_NE(unit.tokens, nullptr);
+    EXPECT_NE(unit.order, nullptr);
+    ASSERT_NE(unit.morton_index, nullptr);
+    ASSERT_NE(unit.hex_index, nullptr);
+    EXPECT_EQ(unit.morton_index->node_count, 0u);
+    EXPECT_EQ(qel_unit_lookup_morton(&unit, 0), QEL_NOT_FOUND);
+    EXPECT_EQ(qel_unit_lookup_hex(&unit, "\0\0\0\0\0\0\0"), QEL_NOT_FOUND);
+}
+
+TEST_F(UnitLoad, IgnoresRecordsBehindACountOfZero) {
+    owned_unit unit;
+    ASSERT_EQ(load(unit_file(0, unsorted), unit), 0);
+    EXPECT_EQ(unit.count, 0u);
+}
+
+TEST_F(UnitLoad, TakesACountWithoutRecordsAsAnEmptyUnit) {
+    owned_unit unit;
+    ASSERT_EQ(load(unit_file(1000, {}), unit), 0);
+    EXPECT_EQ(unit.count, 0u);
+    EXPECT_NE(unit.tokens, nullptr);
+}
+
+TEST_F(UnitLoad, FilesOfEveryLengthGiveTheirWholeRecords) {
+    const bytes whole = unit_file(unsorted);
+    for (std::size_t length = 0; length <= whole.size(); ++length) {
+        SCOPED_TRACE(length);
+        owned_unit unit;
+        unit.count = 4711;
+        const std::int32_t status =
+            load(bytes(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(length)), unit);
+        if (length < 24) {
+            ASSERT_EQ(status, -2);
+            ASSERT_EQ(unit.count, 4711u);
+        } else {
+            ASSERT_EQ(status, 0);
+            ASSERT_EQ(unit.count, (length - 24) / 25);
+            ASSERT_TRUE(std::is_sorted(unit.order, unit.order + unit.count));
+        }
+    }
+}
+
+TEST_F(UnitLoad, TakesAnyClaimedCountThatMemoryCanHold) {
+    for (const std::uint32_t claim : {4u, 171798692u, 0x7FFFFFFFu, 0x80000000u, 0xFFFFFFFFu}) {
+        SCOPED_TRACE(claim);
+        const heap_ledger ledger;
+        owned_unit unit;
+        const std::int32_t status = load(unit_file(claim, unsorted), unit);
+        if (status == 0) {
+            EXPECT_EQ(test::keys_of(unit), (keys{10, 20, 30}));
+        } else {
+            EXPECT_EQ(status, -4) << "no memory for so many";
+            EXPECT_EQ(unit.count, claim);
+            EXPECT_EQ(unit.tokens, nullptr);
+            EXPECT_EQ(ledger.live(), 0u);
+        }
+    }
+}
+
+TEST_F(UnitLoad, AsksForTheClaimedCountInSixtyFourBits) {
+    const failing_heap heap = failing_heap::of_size(std::size_t{25} * 0xFFFFFFFF);
+    owned_unit unit;
+    EXPECT_EQ(load(unit_file(0xFFFFFFFF, unsorted), unit), -4);
+    EXPECT_EQ(heap.failures(), 1u);
+}
+
+TEST_F(UnitLoad, RandomBytesEndInADocumentedCode) {
+    std::mt19937 random(11);
+    for (int round = 0; round < 300; ++round) {
+        bytes file(random() % 120);
+        for (auto &byte : file)
+            byte = static_cast<std::uint8_t>(random());
+        if (round % 2 == 0 && file.size() >= 12) std::memcpy(file.data(), "QEL", 4);
+        if (round % 4 == 0 && file.size() >= 12) std::memcpy(&file[8], "\7\0\0", 4);
+        const bool claims_much = file.size() >= 12 && file[11] != 0;
+        const std::int32_t expected =
+            claims_much && model::load(file).status == 0 ? -4 : model::load(file).status;
+        owned_unit unit;
+        // A claim of gigabytes is refused here whatever the machine could give.
+        std::uint32_t claim = 0;
+        if (file.size() >= 12) std::memcpy(&claim, &file[8], 4);
+        const failing_heap heap = failing_heap::of_size(claims_much ? std::size_t{25} * claim : 3);
+        ASSERT_EQ(load(file, unit), expected) << "round " << round;
+    }
+}
+
+TEST_F(UnitLoad, EqualsThePlainReadingOfRandomUnits) {
+    std::mt19937_64 random(5);
+    // Few and many differing bits, in one place or scattered: every number of radix passes comes up.
+    const std::uint64_t masks[] = {0,
+                                   1,
+                                   0xFF,
+                                   0x1FF,
+                                   0x8000000000000000,
+                                   0x8000000000000001,
+                                   0x0000003F003F003F,
+                                   0x0000FFFFFFFFFFFF,
+                                   0x0101010101010101,
+                                   0x8080808080808080,
+                                   0xF0F0F0F0F0F0F0F0,
+                                   0xFE00000000000000,
+                                   0xFFFFFFFFFFFFFFFF};
+    for (const std::uint64_t mask : masks) {
+        std::vector<qel_token> tokens(1 + random() % 3000);
+        const std::uint64_t base = random();
+        for (qel_token &token : tokens) {
+            token = make_token((base & ~mask) | (random() & mask), "", random(),
+                               static_cast<std::uint8_t>(random()));
+            std::memcpy(token.hex_id, &mask, 4);
+        }
+        SCOPED_TRACE(mask);
+        expect_as_model(unit_file(static_cast<std::uint32_t>(tokens.size()) + random() % 2, tokens, 3, 4));
+    }
+}
+
+TEST_F(UnitLoad, SortsALargeUnit) {
+    std::mt19937_64 random(6);
+    std::vector<qel_token> tokens(300000);
+    for (qel_token &token : tokens)
+        token = make_token(random() % 48 << 32 | random() % 48 << 16 | random() % 48, "", random());
+    expect_as_model(unit_file(tokens));
+}
+
+TEST_F(UnitLoad, GivesTheSameOrderWithoutScratchMemory) {
+    std::mt19937_64 random(7);
+    std::vector<qel_token> tokens(5000);
+    for (qel_token &token : tokens)
+        token = make_token(random() % 700, "", random());
+    const bytes file = unit_file(tokens);
+    const model::loaded_file expected = model::load(file);
+    for (std::uint64_t n = 9; n <= 10; ++n) { // behind the 8 allocations of a unit's arrays
+        const heap_ledger ledger;
+        owned_unit unit;
+        {
+            const failing_heap heap = failing_heap::from(n);
+            ASSERT_EQ(load(file, unit), 0);
+            EXPECT_GE(heap.failures(), 1u);
+        }
+        EXPECT_TRUE(test::same_tokens(test::tokens_of(unit), expected.tokens));
+        EXPECT_EQ(ledger.live(), 8u);
+    }
+}
+
+TEST_F(UnitLoad, TakesNoScratchMemoryForASortedFile) {
+    const failing_heap heap = failing_heap::nth(0);
+    owned_unit unit;
+    ASSERT_EQ(load(unit_file(sorted), unit), 0);
+    EXPECT_EQ(heap.count(), 8u);
+}
+
+TEST_F(UnitLoad, GivesBackTheRoomOfMissingRecords) {
+    const failing_heap heap = failing_heap::of_size(2 * 25); // what is kept: asked for, and refused
+    owned_unit unit;
+    ASSERT_EQ(load(unit_file(1000, {sorted[0], sorted[1]}), unit), 0);
+    EXPECT_EQ(heap.failures(), 1u);
+    EXPECT_EQ(test::keys_of(unit), (keys{10, 20})) << "the larger block serves";
+}
+
+TEST_F(UnitLoad, LeavesNoBlockBehind) {
+    for (const bytes &file :
+         {unit_file(sorted), unit_file(unsorted), unit_file(90, unsorted), unit_file(0, {})}) {
+        const heap_ledger ledger;
+        owned_unit unit;
+        ASSERT_EQ(load(file, unit), 0);
+        EXPECT_EQ(ledger.live(), 8u);
+        unit.reset();
+        EXPECT_EQ(ledger.live(), 0u);
+    }
+}
+
+class UnitLoadFailure : public UnitLoad {
+  protected:
+    UnitLoadFailure() { std::memset(&unit, 0xEE, sizeof unit); }
+
+    bool untouched() const {
+        const auto *first = reinterpret_cast<const unsigned char *>(&unit);
+        return std::all_of(first, first + sizeof unit, [](unsigned char byte) { return byte == 0xEE; });
+    }
+
+    void expect_numbers(std::uint32_t count) const {
+        EXPECT_EQ(unit.version, 8u);
+        EXPECT_EQ(unit.count, count);
+        EXPECT_EQ(unit.extra, 9u);
+    }
+
+    void expect_released() const {
+        EXPECT_EQ(unit.tokens, nullptr);
+        EXPECT_EQ(unit.morton_index, nullptr);
+        EXPECT_EQ(unit.hex_index, nullptr);
+    }
+
+    qel_unit unit;
+    const bytes file = unit_file(3, unsorted, 8, 9);
+    const bytes short_file = unit_file(1000, unsorted, 8, 9);
+};
+
+TEST_F(UnitLoadFailure, NoFileLeavesTheUnitAlone) {
+    EXPECT_EQ(qel_unit_load(folder.file("missing").c_str(), &unit), -1);
+    EXPECT_TRUE(untouched());
+}
+
+TEST_F(UnitLoadFailure, AShortHeaderLeavesTheUnitAlone) {
+    EXPECT_EQ(load({}, unit), -2);
+    EXPECT_EQ(load(bytes(file.begin(), file.begin() + 23), unit), -2);
+    EXPECT_EQ(load({'N', 'O', 'P', 'E'}, unit), -2) << "the length is tested before the magic";
+    EXPECT_TRUE(untouched());
+}
+
+TEST_F(UnitLoadFailure, AnotherMagicLeavesTheUnitAlone) {
+    for (std::size_t at = 0; at < 4; ++at) {
+        bytes other = file;
+        other[at] ^= 0x20;
+        EXPECT_EQ(load(other, unit), -3) << at;
+    }
+    EXPECT_TRUE(untouched());
+}
+
+TEST_F(UnitLoadFailure, OfTheTokensSetsTheNumbersAsClaimed) {
+    const heap_ledger ledger;
+    const failing_heap heap = failing_heap::of_size(1000 * 25);
+    EXPECT_EQ(load(short_file, unit), -4);
+    EXPECT_EQ(heap.count(), 1u) << "the first allocation";
+    expect_numbers(1000);
+    EXPECT_EQ(unit.tokens, nullptr);
+    EXPECT_EQ(ledger.live(), 0u);
+}
+
+TEST_F(UnitLoadFailure, OfAnyPartOfAnIndexReleasesEverything) {
+    for (const bytes &content : {file, short_file}) {
+        for (std::uint64_t n = 2; n <= 7; ++n) {
+            const heap_ledger ledger;
+            const failing_heap heap = failing_heap::nth(n);
+            EXPECT_EQ(load(content, unit), -5) << n;
+            expect_numbers(3);
+            expect_released();
+            EXPECT_EQ(ledger.live(), 0u) << n;
+        }
+    }
+}
+
+TEST_F(UnitLoadFailure, OfTheOrderReleasesEverything) {
+    for (const bytes &content : {file, short_file}) {
+        const heap_ledger ledger;
+        const failing_heap heap = failing_heap::nth(8);
+        EXPECT_EQ(load(content, unit), -6);
+        EXPECT_EQ(heap.failures(), 1u);
+        expect_numbers(3);
+        expect_released();
+        EXPECT_EQ(unit.order, nullptr);
+        EXPECT_EQ(ledger.live(), 0u);
+    }
+}
+
+TEST_F(UnitLoadFailure, OfEachArrayIsKnownByItsSize) {
+    const std::pair<std::size_t, std::int32_t> sizes[] = {
+        {3 * 25, -4}, {sizeof(qel_hash_index), -5}, {std::size_t{0x2000000}, -5}, {3 * 4, -6}};
+    for (const auto &[size, code] : sizes) {
+        const failing_heap heap = failing_heap::of_size(size);
+        EXPECT_EQ(load(file, unit), code) << size;
+    }
+}
+
+TEST_F(UnitLoadFailure, OfEverythingFromAPlaceOnGivesTheFirstCode) {
+    const std::int32_t codes[] = {0, -4, -5, -5, -5, -5, -5, -5, -6};
+    for (std::uint64_t n = 1; n <= 8; ++n) {
+        const heap_ledger ledger;
+        const failing_heap heap = failing_heap::from(n);
+        EXPECT_EQ(load(file, unit), codes[n]) << n;
+        EXPECT_EQ(ledger.live(), 0u) << n;
+    }
+}
+
+} // namespace
+} // namespace qel

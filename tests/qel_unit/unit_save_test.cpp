@@ -1,0 +1,188 @@
+// SPDX-License-Identifier: MIT
+#include "qel_unit/unit_file.h"
+
+#include "qel_unit/unit_fixture.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <ctime>
+
+namespace {
+
+/// The n-th fwrite from now on writes nothing; 0 lets all succeed.
+int failing_write = 0;
+
+} // namespace
+
+// Stands in for the C library's: a stream's buffer hides a full disk from the header's write.
+extern "C" std::size_t fwrite(const void *bytes, std::size_t size, std::size_t count, std::FILE *stream) {
+    if (failing_write != 0 && --failing_write == 0) return 0;
+    return fwrite_unlocked(bytes, size, count, stream);
+}
+
+namespace qel {
+namespace {
+
+using test::bytes;
+using test::create;
+using test::make_token;
+using test::owned_unit;
+using test::read_file;
+using test::temp_folder;
+using test::unit_file;
+
+class UnitSave : public testing::Test {
+  protected:
+    qel_unit three_tokens() {
+        unit.version = 1;
+        unit.count = 3;
+        unit.extra = 0;
+        unit.tokens = tokens.data();
+        return unit;
+    }
+
+    std::vector<qel_token> tokens = {make_token(0x0000000300020001, "00000003", 0x1111, 3),
+                                     make_token(1, "00000001", 0x2222, 1), make_token(2, "AB", 0x3333, 255)};
+    qel_unit unit = {};
+    temp_folder folder;
+    const std::string path = folder.file("unit.qel");
+};
+
+/// The file with its time of saving replaced by the one of test::unit_file.
+bytes without_time(bytes file) {
+    const bytes any = unit_file({});
+    std::copy(any.begin() + 16, any.begin() + 24, file.begin() + 16);
+    return file;
+}
+
+TEST_F(UnitSave, WritesTheHeaderAndTheTokensInStorageOrder) {
+    unit = three_tokens();
+    unit.version = 0x01020304;
+    unit.extra = 0xA1A2A3A4;
+    ASSERT_EQ(qel_unit_save(path.c_str(), &unit), 0);
+    const bytes file = read_file(path);
+    ASSERT_EQ(file.size(), 24u + 3 * 25);
+    EXPECT_EQ(bytes(file.begin(), file.begin() + 16),
+              (bytes{'Q', 'E', 'L', 0, 4, 3, 2, 1, 3, 0, 0, 0, 0xA4, 0xA3, 0xA2, 0xA1}));
+    EXPECT_EQ(bytes(file.begin() + 24, file.begin() + 49),
+              (bytes{1,   0,   2,   0,    3,    0, 0, 0, '0', '0', '0', '0', '0',
+                     '0', '0', '3', 0x11, 0x11, 0, 0, 0, 0,   0,   0,   3}));
+    EXPECT_EQ(without_time(file), unit_file(3, tokens, 0x01020304, 0xA1A2A3A4));
+}
+
+TEST_F(UnitSave, WritesACreatedUnitAsVersionOne) {
+    owned_unit built;
+    ASSERT_EQ(create(built, tokens), 0);
+    ASSERT_EQ(qel_unit_save(path.c_str(), &built), 0);
+    EXPECT_EQ(without_time(read_file(path)), unit_file(3, tokens, 1, 0));
+}
+
+TEST_F(UnitSave, StampsThePresentTimeInSeconds) {
+    unit = three_tokens();
+    const auto before = static_cast<std::int64_t>(std::time(nullptr));
+    ASSERT_EQ(qel_unit_save(path.c_str(), &unit), 0);
+    const auto after = static_cast<std::int64_t>(std::time(nullptr));
+    std::int64_t saved_at = 0;
+    const bytes file = read_file(path);
+    std::memcpy(&saved_at, &file[16], 8);
+    EXPECT_GE(saved_at, before);
+    EXPECT_LE(saved_at, after);
+}
+
+TEST_F(UnitSave, TwiceDiffersInTheTimeAlone) {
+    unit = three_tokens();
+    ASSERT_EQ(qel_unit_save(path.c_str(), &unit), 0);
+    const bytes first = read_file(path);
+    ASSERT_EQ(qel_unit_save(path.c_str(), &unit), 0);
+    EXPECT_EQ(without_time(read_file(path)), without_time(first));
+}
+
+TEST_F(UnitSave, ReplacesALongerFile) {
+    test::write_file(path, bytes(1000, 0xFF));
+    unit = three_tokens();
+    ASSERT_EQ(qel_unit_save(path.c_str(), &unit), 0);
+    EXPECT_EQ(read_file(path).size(), 99u);
+}
+
+TEST_F(UnitSave, DoesNotChangeTheUnit) {
+    unit = three_tokens();
+    const qel_unit before = unit;
+    const bytes records = test::bytes_of(tokens);
+    ASSERT_EQ(qel_unit_save(path.c_str(), &unit), 0);
+    EXPECT_EQ(std::memcmp(&unit, &before, sizeof unit), 0);
+    EXPECT_EQ(test::bytes_of(tokens), records);
+}
+
+TEST_F(UnitSave, RefusesNothingToSaveAndCreatesNoFile) {
+    EXPECT_EQ(qel_unit_save(path.c_str(), nullptr), -1);
+    unit = three_tokens();
+    unit.count = 0;
+    EXPECT_EQ(qel_unit_save(path.c_str(), &unit), -1);
+    unit = three_tokens();
+    unit.tokens = nullptr;
+    EXPECT_EQ(qel_unit_save(path.c_str(), &unit), -1);
+    EXPECT_FALSE(test::file_exists(path));
+}
+
+TEST_F(UnitSave, ReportsAFileThatCannotBeCreated) {
+    unit = three_tokens();
+    EXPECT_EQ(qel_unit_save(folder.file("missing/unit.qel").c_str(), &unit), -2);
+    EXPECT_EQ(qel_unit_save(folder.path().string().c_str(), &unit), -2) << "a folder";
+}
+
+TEST_F(UnitSave, ReportsAHeaderCutShort) {
+    unit = three_tokens();
+    failing_write = 1;
+    const std::int32_t status = qel_unit_save(path.c_str(), &unit);
+    failing_write = 0;
+    EXPECT_EQ(status, -3);
+    EXPECT_EQ(read_file(path).size(), 0u) << "what was written stays";
+}
+
+TEST_F(UnitSave, ReportsTokensCutShort) {
+    unit = three_tokens();
+    failing_write = 2;
+    const std::int32_t status = qel_unit_save(path.c_str(), &unit);
+    failing_write = 0;
+    EXPECT_EQ(status, -4);
+    EXPECT_EQ(read_file(path).size(), 24u) << "what was written stays";
+}
+
+TEST_F(UnitSave, ReportsAFullDiskAsTokensCutShort) {
+    if (!test::file_exists("/dev/full")) GTEST_SKIP() << "no device that is always full";
+    tokens.assign(100000, make_token(1)); // more than a stream buffers
+    unit = three_tokens();
+    unit.count = 100000;
+    EXPECT_EQ(qel_unit_save("/dev/full", &unit), -4);
+}
+
+TEST_F(UnitSave, IgnoresTheResultOfClosing) {
+    if (!test::file_exists("/dev/full")) GTEST_SKIP() << "no device that is always full";
+    unit = three_tokens();
+    EXPECT_EQ(qel_unit_save("/dev/full", &unit), 0)
+        << "the bytes fit the stream's buffer and fail at its close";
+}
+
+TEST_F(UnitSave, TakesTheByteCountModuloTwoToTheThirtySecond) {
+    unit = three_tokens();
+    unit.count = 171798692; // times 25 is 2^32 + 4
+    ASSERT_EQ(qel_unit_save(path.c_str(), &unit), 0);
+    const bytes file = read_file(path);
+    ASSERT_EQ(file.size(), 28u);
+    EXPECT_EQ(bytes(file.begin() + 8, file.begin() + 12), (bytes{0xA4, 0x70, 0x3D, 0x0A}))
+        << "the count is whole";
+    EXPECT_EQ(bytes(file.begin() + 24, file.end()), (bytes{1, 0, 2, 0}));
+
+    unit.count = 1030792153; // times 25 is 6 x 2^32 + 49
+    ASSERT_EQ(qel_unit_save(path.c_str(), &unit), 0);
+    EXPECT_EQ(read_file(path).size(), 24u + 49);
+    EXPECT_EQ(without_time(read_file(path)), [&] {
+        bytes expected = unit_file(1030792153, tokens);
+        expected.resize(24 + 49);
+        return expected;
+    }());
+}
+
+} // namespace
+} // namespace qel
