@@ -1,0 +1,91 @@
+// SPDX-License-Identifier: MIT
+#include "job.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace example {
+
+namespace {
+
+constexpr double identity_matrix[16] = {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1};
+
+/// Two joints; the weight goes over from the first to the second along the box's x axis.
+class two_joint_skin {
+  public:
+    explicit two_joint_skin(polymesh &mesh) : joints_(2), weights_(mesh->vertex_count) {
+        for (qel_skin_joint &joint : joints_)
+            std::memcpy(joint.joint_transform, identity_matrix, sizeof identity_matrix);
+        const float low = mesh->bounds_min[0], span = mesh->bounds_max[0] - low;
+        for (std::size_t i = 0; i < weights_.size(); ++i) {
+            const float second = span > 0 ? (mesh->positions[i * 3] - low) / span : 0.0f;
+            weights_[i] = {{0, 1, 0, 0}, {1.0f - second, second, 0.0f, 0.0f}};
+        }
+        skin_.joints = joints_.data();
+        skin_.joint_count = static_cast<std::uint32_t>(joints_.size());
+        skin_.weights = weights_.data();
+        skin_.weight_count = static_cast<std::uint32_t>(weights_.size());
+    }
+    const qel_skin *get() const { return &skin_; }
+
+  private:
+    std::vector<qel_skin_joint> joints_;
+    std::vector<qel_skin_weight> weights_;
+    qel_skin skin_{};
+};
+
+/// The mapped file must hold the mesh's own positions, bit for bit.
+void compare(polymesh &mesh, mapped_mesh &cache, const std::string &path) {
+    const float *positions = nullptr;
+    std::uint32_t vertices = 0, triangles = 0;
+    check("map cache", path,
+          qel_mesh_get_gpu_data(cache.get(), &positions, nullptr, nullptr, &vertices, &triangles),
+          {"it is not mapped"});
+    if (vertices != mesh->vertex_count ||
+        std::memcmp(positions, mesh->positions, std::size_t{vertices} * 3 * sizeof(float)) != 0)
+        throw step_failed("map cache", path, 0, "the positions came back changed");
+}
+
+void skin_mapped_mesh(mapped_mesh &cache, const std::string &path) {
+    step skinning("skin");
+    if (cache->skin == nullptr) throw step_failed("skin", path, 0, "the skin came back missing");
+    double poses[2][16];
+    std::memcpy(poses[0], identity_matrix, sizeof identity_matrix);
+    std::memcpy(poses[1], identity_matrix, sizeof identity_matrix);
+    poses[1][14] = 1.0; // the second joint lifts what hangs on it by one unit along z
+    const std::uint32_t vertices = cache->header.vertex_count;
+    std::vector<float> moved(std::size_t{vertices} * 3);
+    qel_skin_apply(cache->skin, poses[0], cache->positions, moved.data());
+    float highest = 0;
+    for (std::size_t i = 2; i < moved.size(); i += 3)
+        highest = std::max(highest, moved[i] - cache->positions[i]);
+    skinning.done("%u vertices moved, by up to %.3f", vertices, static_cast<double>(highest));
+}
+
+} // namespace
+
+void write_and_map_cache(polymesh &mesh, output_folder &folder) {
+    const std::string path = folder.file("mesh.qelm");
+    const two_joint_skin skin(mesh);
+    {
+        step saving("save cache");
+        const int code = qel_mesh_save(mesh.get(), skin.get(), path.c_str());
+        check(
+            "save cache", path, code == -10 ? -3 : code,
+            {"the mesh is empty", "the file cannot be created", "a face names a vertex that does not exist"});
+        saving.done("%s", path.c_str());
+    }
+    mapped_mesh cache;
+    {
+        step mapping("map cache");
+        check("map cache", path, qel_mesh_load(path.c_str(), cache.get()),
+              {"no path", "the file cannot be opened", "it cannot be mapped", "no room for the view",
+               "it is not a mesh cache"});
+        compare(mesh, cache, path);
+        mapping.done("%u vertices, %u triangles, the same positions in place", cache->header.vertex_count,
+                     cache->header.triangle_count);
+    }
+    skin_mapped_mesh(cache, path);
+}
+
+} // namespace example

@@ -1,0 +1,156 @@
+// SPDX-License-Identifier: MIT
+#include "job.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
+
+namespace example {
+
+namespace {
+
+/// The reader does not say how it found a mesh, but its byte search alone can be asked: a mesh with just those
+/// positions, and triangles or no faces at all, came from the search.
+bool found_by_byte_search(archive &source, polymesh &mesh) {
+    float *positions = nullptr;
+    std::uint32_t count = 0;
+    const int code = ogawa_read_positions(source.get(), nullptr, 0, &positions, &count);
+    const array<float> owner(positions);
+    if (code != 0 || count != mesh->vertex_count || mesh->positions == nullptr) return false;
+    if (std::memcmp(positions, mesh->positions, std::size_t{count} * 3 * sizeof(float)) != 0) return false;
+    return std::all_of(mesh->face_counts, mesh->face_counts + mesh->face_count,
+                       [](std::uint32_t corners) { return corners == 3; });
+}
+
+/// The reader recognises faces by their bytes and does not compare them with the positions.
+bool faces_fit(polymesh &mesh) {
+    std::uint64_t corners = 0;
+    for (std::uint32_t face = 0; face < mesh->face_count; ++face)
+        corners += mesh->face_counts[face];
+    return corners <= mesh->face_index_count &&
+           std::all_of(mesh->face_indices, mesh->face_indices + mesh->face_index_count,
+                       [&](std::uint32_t vertex) { return vertex < mesh->vertex_count; });
+}
+
+void drop_faces(polymesh &mesh) {
+    std::free(mesh->face_counts);
+    std::free(mesh->face_indices);
+    mesh->face_counts = nullptr;
+    mesh->face_indices = nullptr;
+    mesh->face_count = mesh->face_index_count = 0;
+}
+
+} // namespace
+
+void open_archive(archive &source, const std::string &path) {
+    step opening("open");
+    check("open", path, ogawa_open(path.c_str(), source.get()),
+          {"the file cannot be opened or is empty", "it is not an Ogawa container",
+           "it is still being written or was not closed by its writer", "its version is cut off",
+           "its root reference is cut off"});
+    char text[2048];
+    ogawa_get_info(source.get(), text, sizeof text);
+    opening.done("the archive describes itself:\n%s\n", text);
+}
+
+void read_mesh(archive &source, polymesh &mesh, const std::string &path) {
+    step reading("read mesh");
+    check("read mesh", path, ogawa_read_polymesh(source.get(), nullptr, 0, mesh.get()),
+          {"no mesh was found: neither a node nor the first 2 KiB hold a large enough array of positions",
+           "no memory for the positions"});
+    if (mesh->positions == nullptr) throw step_failed("read mesh", path, 0, "no memory for the positions");
+    reading.done("%u vertices, %u faces, %u indices, %u normals", mesh->vertex_count, mesh->face_count,
+                 mesh->face_index_count, mesh->normal_count);
+    std::printf("  found %s, %s\n",
+                found_by_byte_search(source, mesh)
+                    ? "by the fallback, a search of the bytes for anything like positions"
+                    : "by the walk over the archive's nodes",
+                mesh->face_count > 0 ? "with faces" : "without faces");
+    std::printf("  bounds (%g, %g, %g) to (%g, %g, %g)\n", mesh->bounds_min[0], mesh->bounds_min[1],
+                mesh->bounds_min[2], mesh->bounds_max[0], mesh->bounds_max[1], mesh->bounds_max[2]);
+    if (mesh->face_counts == nullptr || mesh->face_indices == nullptr) {
+        drop_faces(mesh);
+    } else if (!faces_fit(mesh)) {
+        drop_faces(mesh);
+        std::printf("  its faces name vertices or corners that it does not have: going on without faces\n");
+    }
+}
+
+std::vector<std::uint32_t> fan_faces(polymesh &mesh) {
+    step fanning("fan faces");
+    std::vector<std::uint32_t> triangles;
+    const std::uint32_t *corner = mesh->face_indices;
+    for (std::uint32_t face = 0; face < mesh->face_count; corner += mesh->face_counts[face], ++face) {
+        if (mesh->face_counts[face] < 3) continue;
+        std::uint32_t *fan = nullptr;
+        std::uint32_t count = 0;
+        check("fan faces", "face " + std::to_string(face),
+              ogawa_triangulate_face(corner, mesh->face_counts[face], &fan, &count),
+              {"a face has fewer than 3 corners", "no memory"});
+        const array<std::uint32_t> owner(fan);
+        triangles.insert(triangles.end(), fan, fan + std::size_t{count} * 3);
+    }
+    fanning.done("%zu triangles", triangles.size() / 3);
+    return triangles;
+}
+
+void read_normals_and_uvs(archive &source, polymesh &mesh) {
+    step reading("normals, UVs");
+    float *normals = nullptr;
+    std::uint32_t *indices = nullptr;
+    std::uint32_t count = 0, scope = 0;
+    const int normals_code = ogawa_read_normals(source.get(), nullptr, 0, &normals, &indices, &count, &scope);
+    const array<float> owner(normals);
+    auto *set = static_cast<ogawa_uv_set *>(std::calloc(1, sizeof(ogawa_uv_set)));
+    if (set != nullptr && ogawa_read_uvs(source.get(), nullptr, 0, 0, set) == 0) {
+        mesh->uv_sets = set; // the mesh owns it from here on
+        mesh->uv_set_count = 1;
+    } else {
+        ogawa_free_uv_set(set);
+        std::free(set);
+    }
+    reading.done("%u normals and %u UVs found by their bytes", normals_code == 0 ? count : 0,
+                 mesh->uv_set_count > 0 ? mesh->uv_sets[0].value_count : 0);
+}
+
+void build_adjacency(polymesh &mesh) {
+    step building("adjacency");
+    check("adjacency", mesh->name, ogawa_build_manifold(mesh.get()),
+          {"the mesh has no vertices", "no memory"});
+    const std::uint32_t *faces = nullptr;
+    std::uint32_t *neighbors = nullptr;
+    std::uint32_t face_count = 0, neighbor_count = 0;
+    check("adjacency", "vertex 0", ogawa_get_vertex_faces(&mesh->manifold, 0, &faces, &face_count),
+          {"there is no such vertex"});
+    check("adjacency", "vertex 0",
+          ogawa_get_vertex_neighbors(&mesh->manifold, &mesh->face_counts, 0, &neighbors, &neighbor_count),
+          {"there is no such vertex", "no memory"});
+    const array<std::uint32_t> owner(neighbors);
+    building.done("vertex 0 has %u faces and %u neighbours", face_count, neighbor_count);
+}
+
+void make_tangents(archive &source, polymesh &mesh) {
+    step making("tangents");
+    if (mesh->uv_set_count > 0 && mesh->face_count > 0) {
+        check("tangents", mesh->uv_sets[0].name, ogawa_compute_tangent_frame(mesh.get(), nullptr),
+              {"no vertices or UVs", "no such UV set", "no memory"});
+        making.done("%u tangents computed", mesh->tangent_frame.count);
+    } else {
+        const int code = ogawa_read_tangent_frame(source.get(), nullptr, 0, &mesh->tangent_frame);
+        check("tangents", mesh->name, code == -1 ? 0 : code, {"none", "no memory"});
+        making.done("no UVs on faces to compute them from; the archive's bytes hold %u",
+                    mesh->tangent_frame.count);
+    }
+}
+
+void verify_positions(polymesh &mesh) {
+    step verifying("verify");
+    const float *low = mesh->bounds_min, *high = mesh->bounds_max;
+    qel_mesh_verify_report report;
+    if (qel_mesh_verify_identity(mesh->positions, mesh->vertex_count, low[0], low[1], low[2], high[0],
+                                 high[1], high[2], &report) != 1)
+        throw step_failed("verify", mesh->name, 0, "a position is not finite");
+    verifying.done("all positions finite, box coherence %.4f", report.coherence);
+}
+
+} // namespace example

@@ -1,0 +1,32 @@
+// SPDX-License-Identifier: MIT
+// The steps of the job, in the order in which main.cpp takes them.
+#pragma once
+
+#include "step.h"
+
+#include <string>
+#include <vector>
+
+namespace example {
+
+// geometry.cpp: out of the archive
+void open_archive(archive &source, const std::string &path);
+void read_mesh(archive &source, polymesh &mesh, const std::string &path);
+std::vector<std::uint32_t> fan_faces(polymesh &mesh);
+void read_normals_and_uvs(archive &source, polymesh &mesh);
+void build_adjacency(polymesh &mesh);
+void make_tangents(archive &source, polymesh &mesh);
+void verify_positions(polymesh &mesh);
+
+// tokens.cpp: tokens, the scene file and the unit file
+void make_tokens(polymesh &mesh, const std::vector<std::uint32_t> &triangles, scene &made);
+void save_and_reload_scene(scene &made, output_folder &folder);
+void export_and_query_unit(scene &made, output_folder &folder);
+
+// cache.cpp: the mesh cache and skinning
+void write_and_map_cache(polymesh &mesh, output_folder &folder);
+
+// agents.cpp: the run, recorded in an agent directory
+void record_run(output_folder &folder, std::uint64_t tokens);
+
+} // namespace example

@@ -1,0 +1,103 @@
+// SPDX-License-Identifier: MIT
+// What every step of the job shares: a line of report with its time, failures that say what went wrong, records
+// that release themselves, and an output folder that never keeps half a job.
+#pragma once
+
+#include <qel_unit.h>
+
+#include <chrono>
+#include <cstdint>
+#include <cstdlib>
+#include <filesystem>
+#include <initializer_list>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace example {
+
+/// Ends the job: names the step, the file or thing it worked on, the code and what the code means.
+class step_failed : public std::runtime_error {
+  public:
+    step_failed(const std::string &step, const std::string &subject, int code, const std::string &meaning)
+        : std::runtime_error(step + " failed on " + subject + ": code " + std::to_string(code) + ", " +
+                             meaning) {}
+};
+
+/// Throws unless `code` is 0. The meanings are those of -1, -2, -3, … in order.
+void check(const std::string &step, const std::string &subject, int code,
+           std::initializer_list<const char *> meanings);
+
+/// Measures a step from its construction and prints one line when it is done.
+class step {
+  public:
+    explicit step(std::string name);
+    /// Prints the step's name, its time and what came of it, formatted as by printf.
+    void done(const char *format, ...)
+#if defined(__GNUC__)
+        __attribute__((format(printf, 2, 3)))
+#endif
+        ;
+
+  private:
+    std::string name_;
+    std::chrono::steady_clock::time_point start_;
+};
+
+/// A record of the library that is released at the end of its scope.
+template <class Record, void (*Release)(Record *)>
+class owned {
+  public:
+    owned() = default;
+    ~owned() { Release(&record_); }
+    owned(const owned &) = delete;
+    owned &operator=(const owned &) = delete;
+    Record *get() { return &record_; }
+    Record *operator->() { return &record_; }
+
+  private:
+    Record record_{};
+};
+
+/// A unit's release leaves `order` to its owner.
+inline void free_unit_and_order(qel_unit *unit) {
+    qel_unit_free(unit);
+    std::free(unit->order);
+}
+
+using archive = owned<ogawa_archive, ogawa_close>;
+using polymesh = owned<ogawa_polymesh, ogawa_free_polymesh>;
+using unit = owned<qel_unit, free_unit_and_order>;
+using scene = owned<qel_alembic_file, qel_alembic_free>;
+using mapped_mesh = owned<qel_mesh, qel_mesh_free>;
+
+struct free_array {
+    void operator()(void *array) const { std::free(array); }
+};
+/// An array that a function handed out.
+template <class T>
+using array = std::unique_ptr<T[], free_array>;
+
+/// The folder of the results. Unless the job is kept, the files it announced are removed again.
+class output_folder {
+  public:
+    explicit output_folder(const std::string &path);
+    ~output_folder();
+    output_folder(const output_folder &) = delete;
+    output_folder &operator=(const output_folder &) = delete;
+
+    /// The path of a result about to be written.
+    std::string file(const std::string &name);
+    /// Bytes of a result, or a failure when it is shorter than it must be (a disk may be full).
+    std::uint64_t written(const std::string &step, const std::string &path, std::uint64_t expected) const;
+    void keep() { kept_ = true; }
+
+  private:
+    std::filesystem::path path_;
+    std::vector<std::filesystem::path> files_;
+    bool made_ = false;
+    bool kept_ = false;
+};
+
+} // namespace example

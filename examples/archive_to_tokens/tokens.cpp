@@ -1,0 +1,123 @@
+// SPDX-License-Identifier: MIT
+#include "job.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
+
+namespace example {
+
+namespace {
+
+constexpr std::uint64_t unit_header_bytes = 24, scene_header_bytes = 64, mesh_header_bytes = 101;
+
+void print_counts(unit &loaded) {
+    step counting("count");
+    const std::uint32_t count = qel_unit_get_count(loaded.get());
+    std::vector<std::uint64_t> mortons(count);
+    std::vector<char> hex_ids(std::size_t{count} * 8);
+    std::vector<std::uint8_t> layers(count);
+    qel_unit_get_all_tokens(loaded.get(), mortons.data(), hex_ids.data(), layers.data());
+    const auto cells =
+        std::unique(mortons.begin(), mortons.end()) - mortons.begin(); // a loaded unit is sorted
+    std::sort(layers.begin(), layers.end());
+    const auto layer_count = std::unique(layers.begin(), layers.end()) - layers.begin();
+    counting.done("%u tokens in %td cells and %td layer%s", count, cells, layer_count,
+                  layer_count == 1 ? "" : "s");
+}
+
+void print_nearest(unit &loaded, std::uint64_t key) {
+    step asking("nearest");
+    std::uint32_t numbers[8];
+    std::uint64_t distances[8];
+    const std::uint32_t found = qel_unit_query_nearest(loaded.get(), key, 8, numbers, distances);
+    asking.done("%u tokens around key %llu", found, static_cast<unsigned long long>(key));
+    for (std::uint32_t i = 0; i < found; ++i) {
+        std::uint64_t morton = 0;
+        char identity[9] = {};
+        std::uint8_t layer = 0;
+        check("nearest", "token " + std::to_string(numbers[i]),
+              qel_unit_get_token(loaded.get(), numbers[i], &morton, identity, &layer),
+              {"there is no such token"});
+        std::printf("  token %-8u id %s  key %-7llu layer %u  %llu hops\n", numbers[i], identity,
+                    static_cast<unsigned long long>(morton), layer,
+                    static_cast<unsigned long long>(distances[i]));
+    }
+}
+
+} // namespace
+
+void make_tokens(polymesh &mesh, const std::vector<std::uint32_t> &triangles, scene &made) {
+    step making("tokens");
+    made->meshes = static_cast<qel_alembic_mesh *>(std::calloc(1, sizeof(qel_alembic_mesh)));
+    if (made->meshes == nullptr) throw step_failed("tokens", mesh->name, -4, "no memory");
+    made->mesh_count = 1;
+    const int code =
+        qel_alembic_load_raw(mesh->positions, mesh->vertex_count, triangles.data(),
+                             static_cast<std::uint32_t>(triangles.size() / 3), mesh->name, made->meshes);
+    if (code != 0) made->mesh_count = 0; // after -4 its record must not be released
+    check("tokens", mesh->name, code, {"the mesh is empty", "unexpected", "unexpected", "no memory"});
+    made->version = 1;
+    made->fps = 24.0f;
+    made->total_faces = triangles.size() / 3;
+    check("tokens", mesh->name, qel_alembic_build_hash_table(made.get()),
+          {"the scene has no meshes", "unexpected", "unexpected", "no memory for the index"});
+    made->total_tokens = made->meshes[0].vertex_count;
+    making.done("%u tokens, one for each vertex", made->meshes[0].vertex_count);
+}
+
+void export_and_query_unit(scene &made, output_folder &folder) {
+    const std::string path = folder.file("tokens.qel");
+    {
+        step exporting("export unit");
+        check("export unit", path, qel_alembic_export_qel(made->meshes, path.c_str()),
+              {"the file cannot be created"});
+        const std::uint64_t expected = unit_header_bytes + made->total_tokens * sizeof(qel_token);
+        const std::uint64_t size = folder.written("export unit", path, expected);
+        exporting.done("%llu bytes in %s", static_cast<unsigned long long>(size), path.c_str());
+    }
+    unit loaded;
+    step loading("load unit");
+    check("load unit", path, qel_unit_load(path.c_str(), loaded.get()),
+          {"the file cannot be opened", "its header is cut short", "it is not a unit file",
+           "no memory for the tokens", "no memory for an index", "no memory for the order"});
+    loading.done("sorted and indexed");
+    print_counts(loaded);
+    const std::uint32_t count = qel_unit_get_count(loaded.get());
+    const std::uint64_t first = loaded->tokens[0].morton, middle = loaded->tokens[count / 2].morton;
+    if (qel_unit_lookup_morton(loaded.get(), first) == QEL_NOT_FOUND)
+        throw step_failed("lookup", "key " + std::to_string(first), 0, "a token that is there was not found");
+    for (const std::uint64_t key : {first, middle, qel_matrix_48_morton_encode(23, 23, 23)})
+        print_nearest(loaded, key);
+}
+
+void save_and_reload_scene(scene &made, output_folder &folder) {
+    const std::string path = folder.file("scene.bqel");
+    {
+        step saving("save scene");
+        check("save scene", path, qel_alembic_save(path.c_str(), made.get()), {"the file cannot be created"});
+        const std::uint64_t vertices = made->meshes[0].vertex_count, faces = made->meshes[0].face_count;
+        const std::uint64_t expected =
+            scene_header_bytes + mesh_header_bytes + faces * 12 +
+            vertices * (12 + sizeof(qel_alembic_vertex) + sizeof(qel_alembic_token));
+        const std::uint64_t size = folder.written("save scene", path, expected);
+        saving.done("%llu bytes in %s", static_cast<unsigned long long>(size), path.c_str());
+    }
+    scene loaded;
+    step loading("load scene");
+    check(
+        "load scene", path, qel_alembic_load(path.c_str(), loaded.get()),
+        {"the file cannot be opened", "it is not a scene file", "its version is not supported", "no memory"});
+    check("load scene", path, qel_alembic_validate(loaded.get()),
+          {"no scene", "it has no meshes", "a mesh has no positions", "a mesh has no vertices",
+           "a vertex is off the lattice", "a vertex has an impossible level"});
+    const std::size_t bytes = std::size_t{made->meshes[0].vertex_count} * sizeof(qel_alembic_token);
+    if (std::memcmp(loaded->meshes[0].tokens, made->meshes[0].tokens, bytes) != 0)
+        throw step_failed("load scene", path, 0, "the tokens came back changed");
+    char scene_text[2048], mesh_text[1024];
+    qel_alembic_file_info(loaded.get(), scene_text, sizeof scene_text);
+    qel_alembic_mesh_info(&loaded->meshes[0], mesh_text, sizeof mesh_text);
+    loading.done("sound, and the same tokens; it describes itself:\n%s\n\n%s\n", scene_text, mesh_text);
+}
+
+} // namespace example

@@ -1,0 +1,23 @@
+# Shared by the scripts: finds the project and installs what a step needs. Sourced, not run.
+set -euo pipefail
+cd "$(dirname "${BASH_SOURCE[0]}")/.."
+
+# need PACKAGE...: installs the Debian packages that are missing, as root or through sudo.
+need() {
+    local missing=() package
+    if ! command -v dpkg-query >/dev/null || ! command -v apt-get >/dev/null; then
+        echo "This system has no apt-get. Where the next steps fail, install what Debian calls: $*" >&2
+        return 0
+    fi
+    for package in "$@"; do
+        [ "$(dpkg-query -W -f='${db:Status-Status}' "$package" 2>/dev/null)" = installed ] || missing+=("$package")
+    done
+    [ ${#missing[@]} -eq 0 ] && return 0
+    echo "Installing ${missing[*]}"
+    local root=()
+    [ "$(id -u)" -eq 0 ] || root=(sudo)
+    "${root[@]}" apt-get update -qq
+    "${root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
+}
+
+readonly build_packages=(g++ cmake ninja-build libgtest-dev)

@@ -1,0 +1,15 @@
+#!/usr/bin/env bash
+# Checks format and lint over the sources. Usage: scripts/lint.sh [--fix]
+source "$(dirname "$0")/lib.sh"
+need "${build_packages[@]}" clang clang-format clang-tidy
+cmake --preset release >/dev/null # for compile_commands.json
+mapfile -t all < <(git ls-files '*.h' '*.c' '*.cpp')
+mapfile -t sources < <(git ls-files 'src/*.cpp')
+if [ "${1:-}" = --fix ]; then
+    clang-format -i "${all[@]}"
+    exit
+fi
+clang-format --dry-run --Werror "${all[@]}"
+echo "format: ${#all[@]} files as .clang-format wants them"
+printf '%s\n' "${sources[@]}" | xargs -P "$(nproc)" -n 4 clang-tidy --quiet -p build/release
+echo "lint: ${#sources[@]} files clean"
