@@ -39,6 +39,7 @@
 #endif
 #endif
 
+/** @cond */
 #if defined(QEL_UNIT_STATIC)
 #define QEL_API
 #elif defined(_WIN32)
@@ -52,6 +53,7 @@
 #else
 #define QEL_API
 #endif
+/** @endcond */
 
 #ifdef __cplusplus
 extern "C" {
@@ -60,9 +62,8 @@ extern "C" {
 /** What a token lookup returns when nothing was found. */
 #define QEL_NOT_FOUND 0xFFFFFFFFu
 
-/** @name Record names
- * Every record can be named with or without `struct`, in C and in C++.
- * @{ */
+/* Every record can be named with or without `struct`, in C and in C++. */
+/** @cond */
 typedef struct qel_token qel_token;
 typedef struct qel_hash_node qel_hash_node;
 typedef struct qel_hash_index qel_hash_index;
@@ -90,7 +91,7 @@ typedef struct qel_mesh_header qel_mesh_header;
 typedef struct qel_mesh qel_mesh;
 typedef struct qel_agent qel_agent;
 typedef struct qel_agent_dir qel_agent_dir;
-/** @} */
+/** @endcond */
 
 /* ------------------------------------------------------------------------------------------------ */
 /** @defgroup token Tokens and lattice maths
@@ -614,14 +615,15 @@ struct ogawa_polymesh {
 
 /** What a scene object is; values 6 and 7 have no name. */
 typedef uint32_t ogawa_schema;
+/** The values of ::ogawa_schema. */
 enum {
-    OGAWA_SCHEMA_UNKNOWN = 0,
-    OGAWA_SCHEMA_XFORM = 1,
-    OGAWA_SCHEMA_POLYMESH = 2,
-    OGAWA_SCHEMA_SUBD = 3,
-    OGAWA_SCHEMA_POINTS = 4,
-    OGAWA_SCHEMA_CURVES = 5,
-    OGAWA_SCHEMA_CAMERA = 8
+    OGAWA_SCHEMA_UNKNOWN = 0,  /**< "Unknown", as is every value without a name */
+    OGAWA_SCHEMA_XFORM = 1,    /**< "Xform" */
+    OGAWA_SCHEMA_POLYMESH = 2, /**< "PolyMesh" */
+    OGAWA_SCHEMA_SUBD = 3,     /**< "SubD" */
+    OGAWA_SCHEMA_POINTS = 4,   /**< "Points" */
+    OGAWA_SCHEMA_CURVES = 5,   /**< "Curves" */
+    OGAWA_SCHEMA_CAMERA = 8    /**< "Camera" */
 };
 
 /** An auxiliary record of an object. The library creates none and only releases it. */
@@ -728,8 +730,8 @@ QEL_API const char *ogawa_schema_to_string(ogawa_schema schema);
  *
  * @retval  0 at least one position was read
  * @retval -1 `archive`, its stream or `mesh` is null (nothing touched); or there are no positions: `mesh` is
- *            cleared, name and path are set, and it may hold a positions buffer, so release it. Where the tree
- *            named positions that are cut short, the rest of the mesh is there all the same
+ *            cleared, name and path are set, and it may hold a positions buffer, so release it. Where the
+ *            tree named positions that are cut short, the rest of the mesh is there all the same
  * @retval -2 the positions found by the byte search could not be allocated: as for -1
  * @param archive    an open archive; its stream position moves
  * @param object     name and path are copied from it; null gives "mesh" and "/mesh"
