@@ -866,8 +866,8 @@ QEL_API int32_t ogawa_get_vertex_faces(const ogawa_manifold *manifold, uint32_t 
  * The vertices that share a face with a vertex, each once, in order of first appearance: faces ascending,
  * corners in face order.
  *
- * The scratch is 40 bytes for each incident face or 4 for each of their corners, whichever is more, and 8
- * more for each corner where there are more than 64.
+ * The scratch is 40 bytes for each incident face or 4 for each corner of theirs that names another vertex,
+ * whichever is more, and 8 more for each of these corners where there are more than 2048.
  *
  * @retval  0 listed
  * @retval -1 `manifold` or `faces` is null, the manifold was not built, or there is no such vertex: outputs
@@ -1575,8 +1575,9 @@ struct qel_mesh {
  *
  * Reads `positions`, `vertex_count`, `normals`, `normal_count`, `normal_scope`, `face_counts`, `face_count`,
  * `face_indices`, `face_index_count`, `bounds_min` and `bounds_max`. Null `positions` are written as zeros.
- * A corner beyond `face_index_count`, or any with null `face_indices`, is vertex 0 in the index block and
- * gives no normal. Of more than 2^32 - 1 triangles the header holds the low 32 bits and none is written.
+ * A corner beyond `face_index_count` (where that is not 0), or any with null `face_indices`, is vertex 0 in
+ * the index block and gives no normal. Of more than 2^32 - 1 triangles the header holds the low 32 bits and
+ * none is written.
  *
  * @retval   0 written
  * @retval  -1 `mesh` or `path` is null, or the mesh has no vertices: no file is created

@@ -18,8 +18,9 @@ namespace qel {
 /// platforms a zero-size allocation yields null, which would look like a failure.
 template <class T>
 constexpr std::size_t array_bytes(std::uint64_t count) {
-    if (count > std::numeric_limits<std::size_t>::max() / 2 / sizeof(T)) return 0;
-    return count == 0 ? 1 : static_cast<std::size_t>(count) * sizeof(T);
+    constexpr std::size_t size = sizeof(T); // NOLINT(bugprone-sizeof-expression): T may well be a pointer
+    if (count > std::numeric_limits<std::size_t>::max() / 2 / size) return 0;
+    return count == 0 ? 1 : static_cast<std::size_t>(count) * size;
 }
 
 /// Room for `count` records, not initialised; null when there is no memory.

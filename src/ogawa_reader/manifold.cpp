@@ -110,11 +110,14 @@ void for_each_face(const face_list &list, const std::uint32_t *face_offsets, Vis
     }
 }
 
-/// How many corners the faces of a list have.
-std::uint64_t corners_around(const face_list &list, const std::uint32_t *face_offsets) {
+/// How many corners of a list's faces name another vertex than `vertex`.
+std::uint64_t count_others(const face_list &list, const std::uint32_t *face_offsets,
+                           const std::uint32_t *face_indices, std::uint32_t vertex) {
     std::uint64_t count = 0;
-    for_each_face(list, face_offsets,
-                  [&count](std::uint32_t first, std::uint32_t end) { count += end - first; });
+    for_each_face(list, face_offsets, [&](std::uint32_t first, std::uint32_t last) {
+        for (std::uint32_t corner = first; corner < last; ++corner)
+            count += face_indices[corner] != vertex ? 1 : 0;
+    });
     return count;
 }
 
@@ -153,13 +156,18 @@ std::uint64_t keep_first_by_sort(std::uint32_t *values, std::uint64_t count, std
     return static_cast<std::uint64_t>(end - keys);
 }
 
+/// Keys on the stack serve every vertex but the poles of large fans, so that usually the list of neighbours and the
+/// result are all that is asked of the heap.
 std::uint64_t keep_first_appearances(std::uint32_t *values, std::uint64_t count) {
-    constexpr std::uint64_t quick_to_search = 64;
-    if (count > quick_to_search) {
-        const scratch<std::uint64_t> keys(heap_array<std::uint64_t>(count));
-        if (keys != nullptr) return keep_first_by_sort(values, count, keys.get());
+    constexpr std::uint64_t quick_to_search = 64, few = 2048;
+    if (count <= quick_to_search) return keep_first_by_search(values, count);
+    if (count <= few) {
+        std::uint64_t keys[few];
+        return keep_first_by_sort(values, count, keys);
     }
-    return keep_first_by_search(values, count);
+    const scratch<std::uint64_t> keys(heap_array<std::uint64_t>(count));
+    return keys != nullptr ? keep_first_by_sort(values, count, keys.get())
+                           : keep_first_by_search(values, count);
 }
 
 /// `face_indices` of a mesh, from the address of its `face_counts`. The caller may have no more than the run of
@@ -208,13 +216,14 @@ int32_t ogawa_get_vertex_neighbors(const ogawa_manifold *manifold, const void *f
     if (faces == nullptr || !has_vertex(manifold, vertex)) return no_such_vertex;
     if (manifold->face_offsets == nullptr) return no_such_vertex;
     const face_list list = faces_of(*manifold, vertex);
+    const std::uint32_t *const offsets = manifold->face_offsets;
+    const std::uint32_t *const indices = face_indices_from(faces);
     constexpr std::uint64_t usual_share = 10; // entries for a face, unless the faces are larger
     const std::uint64_t room =
-        std::max(usual_share * list.count, corners_around(list, manifold->face_offsets));
+        std::max(usual_share * list.count, count_others(list, offsets, indices, vertex));
     const scratch<std::uint32_t> seen(heap_array<std::uint32_t>(room));
     if (seen == nullptr) return lookup_no_memory;
-    std::uint64_t kept =
-        gather_others(list, manifold->face_offsets, face_indices_from(faces), vertex, seen.get());
+    std::uint64_t kept = gather_others(list, offsets, indices, vertex, seen.get());
     kept = keep_first_appearances(seen.get(), kept);
     std::uint32_t *const result = heap_array<std::uint32_t>(kept);
     if (result == nullptr) return lookup_no_memory;

@@ -348,6 +348,27 @@ TEST(GetVertexNeighbors, ReportMissingMemoryForTheListAndForTheResult) {
     }
 }
 
+TEST(GetVertexNeighbors, OfAFaceOfElevenCornersFillTheListOfTen) {
+    mesh_record record(11, {11}, {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10});
+    ASSERT_EQ(ogawa_build_manifold(&record.mesh), 0);
+    std::uint32_t *neighbors = nullptr, count = 0;
+    for (const std::uint64_t n : {1u, 2u}) {
+        const failing_heap heap = failing_heap::nth(n);
+        EXPECT_EQ(ogawa_get_vertex_neighbors(&record.mesh.manifold, &record.mesh.face_counts, 5, &neighbors,
+                                             &count),
+                  -2);
+    }
+    {
+        // Both the list and the result take 40 bytes, so the first of the two fails and no second is asked for.
+        const failing_heap heap = failing_heap::of_size(40);
+        EXPECT_EQ(ogawa_get_vertex_neighbors(&record.mesh.manifold, &record.mesh.face_counts, 5, &neighbors,
+                                             &count),
+                  -2);
+        EXPECT_EQ(heap.count(), 1u);
+    }
+    EXPECT_EQ(record.neighbors_of(5), (numbers{0, 1, 2, 3, 4, 6, 7, 8, 9, 10}));
+}
+
 TEST(GetVertexNeighbors, HaveRoomForFacesOfManyCorners) {
     numbers indices;
     for (std::uint32_t i = 0; i < 500; ++i)
@@ -368,6 +389,30 @@ mesh_record *make_fan(std::uint32_t spokes) {
     return new mesh_record(spokes + 1, numbers(spokes, 3), indices);
 }
 
+TEST(GetVertexNeighbors, OfAHubAskForTheListAndTheResultOnly) {
+    for (const std::uint32_t spokes : {33u, 200u, 1024u}) {
+        const std::unique_ptr<mesh_record> fan(make_fan(spokes));
+        ASSERT_EQ(ogawa_build_manifold(&fan->mesh), 0);
+        const heap_ledger ledger;
+        std::uint32_t *neighbors = nullptr, count = 77;
+        for (const std::uint64_t n : {1u, 2u}) {
+            const failing_heap heap = failing_heap::nth(n);
+            EXPECT_EQ(ogawa_get_vertex_neighbors(&fan->mesh.manifold, &fan->mesh.face_counts, 0, &neighbors,
+                                                 &count),
+                      -2)
+                << spokes;
+            EXPECT_EQ(heap.count(), n);
+        }
+        EXPECT_EQ(neighbors, nullptr);
+        EXPECT_EQ(count, 77u);
+        EXPECT_EQ(ledger.live(), 0u);
+        const numbers found = fan->neighbors_of(0);
+        ASSERT_EQ(found.size(), spokes);
+        for (std::uint32_t i = 0; i < spokes; ++i)
+            ASSERT_EQ(found[i], i + 1);
+    }
+}
+
 TEST(GetVertexNeighbors, OfAHubOfManyFacesAreFoundQuickly) {
     const std::uint32_t spokes = 300'000;
     const std::unique_ptr<mesh_record> fan(make_fan(spokes));
@@ -379,7 +424,7 @@ TEST(GetVertexNeighbors, OfAHubOfManyFacesAreFoundQuickly) {
 }
 
 TEST(GetVertexNeighbors, AreTheSameWithoutMemoryForTheQuickerWay) {
-    const std::unique_ptr<mesh_record> fan(make_fan(200));
+    const std::unique_ptr<mesh_record> fan(make_fan(2000));
     ASSERT_EQ(ogawa_build_manifold(&fan->mesh), 0);
     const numbers usual = fan->neighbors_of(0);
     const heap_ledger ledger;

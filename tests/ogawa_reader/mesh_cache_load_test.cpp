@@ -434,6 +434,19 @@ TEST_F(MeshCacheLoad, SurvivesRandomBytes) {
     EXPECT_GT(with_skin, 50);
 }
 
+TEST(MeshCacheFree, UnmapsAMeshWithoutASkinToo) {
+    const temp_folder folder;
+    const std::string path = folder.file("mesh.qelm");
+    cache_mesh quad = test::quad();
+    test::write_file(path, model::save_mesh(quad.record(), nullptr).content);
+    qel_mesh mesh;
+    ASSERT_EQ(qel_mesh_load(path.c_str(), &mesh), 0);
+    EXPECT_EQ(mesh.skin, nullptr);
+    EXPECT_TRUE(is_mapped(path));
+    qel_mesh_free(&mesh);
+    EXPECT_FALSE(is_mapped(path));
+}
+
 TEST(MeshCacheFree, UnmapsReleasesAndClears) {
     const temp_folder folder;
     const std::string path = folder.file("mesh.qelm");

@@ -258,6 +258,16 @@ TEST_F(AgentDelegate, CopiesTheSenderAsPassed) {
     EXPECT_EQ(text(query(target).parent), "2A9E01/Q");
 }
 
+TEST_F(AgentDelegate, CopiesExactlyEightBytesOfTheSender) {
+    write_file(path, directory_file({make_agent(std::string("AB\0XXXXX", 8)), make_agent("2A9E0100")}));
+    ASSERT_EQ(qel_agent_dir_load(path.c_str()), 0);
+    const char sender[] = {'A', 'B', '\0', 'C', '\0', '\x80', 'D', '\0', 'X'};
+    EXPECT_EQ(qel_agent_delegate(sender, "2A9E0100", 1), 0) << "found by what is before the zero byte";
+    EXPECT_EQ(text(query("2A9E0100").parent), std::string("AB\0C\0\x80"
+                                                          "D\0",
+                                                          8));
+}
+
 TEST_F(AgentDelegate, MarksTheDirectoryDirty) {
     const std::string id = spawn();
     g_agent_dir->dirty = 0;
@@ -446,6 +456,16 @@ TEST_F(AgentMonitor, GivesZeroWithNothingToListOrNowhereToPutIt) {
     EXPECT_EQ(qel_agent_monitor("", ids, -1), 0u);
     EXPECT_EQ(qel_agent_monitor("", ids, -0x7FFFFFFF - 1), 0u);
     EXPECT_STREQ(ids, "########");
+}
+
+TEST_F(AgentMonitor, DoesNotLookAtThePatternWhereThereIsNothingToDo) {
+    char ids[9];
+    EXPECT_EQ(qel_agent_monitor(nullptr, ids, 1), 0u) << "no directory";
+    ASSERT_EQ(qel_agent_dir_init(nullptr), 0);
+    EXPECT_EQ(qel_agent_monitor(nullptr, ids, 1), 0u) << "no agents";
+    spawn();
+    EXPECT_EQ(qel_agent_monitor(nullptr, nullptr, 1), 0u);
+    EXPECT_EQ(qel_agent_monitor(nullptr, ids, 0), 0u);
 }
 
 TEST_F(AgentMonitor, StopsAtTheLastSlotWhereALoadedFileClaimsMore) {
