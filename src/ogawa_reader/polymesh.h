@@ -1,5 +1,6 @@
-// SPDX-License-Identifier: MIT Reading a polygon mesh: the second way, through the archive's bytes, for when
-// the node tree holds no positions.
+// SPDX-License-Identifier: MIT
+// Reading a polygon mesh: the second way, through the archive's bytes, for when the node tree holds no
+// positions.
 #pragma once
 
 #include "ogawa_reader/mesh_scan.h"

@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <limits>
 
 namespace qel {
 namespace {
@@ -110,16 +111,25 @@ void write_scene(scene_writer &writer, const qel_alembic_file &scene) {
         write_frame(writer, scene.frames[i]);
 }
 
+/// The length of a stream that cannot tell: no array is sure to be there.
+constexpr std::uint64_t any_length = std::numeric_limits<std::uint64_t>::max();
+
 /// Reads records and arrays of a file that may be cut short or lie: what the file does not hold is zero.
 class scene_reader {
   public:
-    /// `left` is how much the stream holds, as far as it says.
-    scene_reader(std::FILE *stream, std::uint64_t left) : stream_(stream), left_(left) {}
+    /// `length` is how much the stream holds, as far as it says.
+    scene_reader(std::FILE *stream, std::uint64_t length) : stream_(stream), left_(length) {}
+
+    /// False when the file ends before the record does.
+    template <class T>
+    bool whole(T &value) {
+        return take(&value, sizeof value) == sizeof value;
+    }
 
     template <class T>
     T record() {
-        T value;
-        fill(&value, sizeof value);
+        T value = {};
+        take(&value, sizeof value);
         return value;
     }
 
@@ -128,13 +138,12 @@ class scene_reader {
     T *array(std::uint64_t count) {
         const std::uint64_t size = count * sizeof(T);
         if (size > left_ && size - left_ > most_missing) return nullptr;
-        if (size > left_) {
-            T *values = heap_zeroed<T>(count); // of what is missing, no page is touched
-            if (values != nullptr) fill(values, left_);
-            return values;
-        }
-        T *values = heap_array<T>(count);
-        if (values != nullptr) fill(values, size);
+        const bool held = size <= left_ && left_ != any_length;
+        T *values = held ? heap_array<T>(count) : heap_zeroed<T>(count);
+        if (values == nullptr) return nullptr;
+        const std::size_t got = take(values, size);
+        // Of an array that may well be missing, and is zero already, no page is touched.
+        if (held) std::memset(reinterpret_cast<std::uint8_t *>(values) + got, 0, size - got);
         return values;
     }
 
@@ -154,15 +163,15 @@ class scene_reader {
     static constexpr std::uint64_t most_missing = std::uint64_t{1} << 30;
     static constexpr std::uint32_t most_empty = 1 << 16;
 
-    void fill(void *bytes, std::uint64_t size) {
+    /// Reads as much as there is of `size` bytes; returns how much that was.
+    std::size_t take(void *bytes, std::uint64_t size) {
         const auto wanted = static_cast<std::size_t>(size);
         const std::size_t got = std::fread(bytes, 1, wanted, stream_);
-        if (got == wanted) {
-            left_ -= std::min<std::uint64_t>(left_, size);
-        } else {
-            std::memset(static_cast<std::uint8_t *>(bytes) + got, 0, wanted - got);
+        if (got != wanted)
             left_ = 0;
-        }
+        else if (left_ != any_length)
+            left_ -= std::min<std::uint64_t>(left_, size);
+        return got;
     }
 
     std::FILE *stream_;
@@ -234,7 +243,7 @@ bool read_frames(scene_reader &reader, qel_alembic_file &scene) {
 std::uint64_t believed_length(std::FILE *stream) {
     const std::uint64_t length = stream_length(stream);
     std::rewind(stream);
-    return length == 0 ? std::numeric_limits<std::uint64_t>::max() : length;
+    return length == 0 ? any_length : length;
 }
 
 /// Opens the scene's stream through a large buffer.
@@ -279,17 +288,15 @@ int32_t qel_alembic_load(const char *path, qel_alembic_file *scene) {
     char buffer[qel::stream_buffer_size];
     qel::file_stream stream = qel::open_buffered(path, "rb", buffer);
     if (!stream) return qel::cannot_open;
-    const std::uint64_t length = qel::believed_length(stream.get());
+    qel::scene_reader reader(stream.get(), qel::believed_length(stream.get()));
 
     qel::scene_header header;
-    if (std::fread(&header, 1, sizeof header, stream.get()) != sizeof header ||
-        std::memcmp(header.magic, qel::scene_magic, sizeof header.magic) != 0)
+    if (!reader.whole(header) || std::memcmp(header.magic, qel::scene_magic, sizeof header.magic) != 0)
         return qel::not_a_scene;
     scene->version = header.version;
     if (header.version > qel::scene_version) return qel::unknown_version;
     qel::take_header(header, *scene);
 
-    qel::scene_reader reader(stream.get(), length - std::min<std::uint64_t>(length, sizeof header));
     scene->meshes = reader.empty_records<qel_alembic_mesh>(scene->mesh_count);
     if (scene->meshes == nullptr) return qel::out_of_memory; // the counts stay
     if (!qel::read_meshes(reader, *scene) || !qel::read_frames(reader, *scene)) {

@@ -126,12 +126,17 @@ class nearest_list {
     std::uint64_t below_ = 0;
 };
 
-/// No list needs more entries than there are vertex records.
 std::uint64_t vertex_records(const qel_alembic_file &scene) {
     std::uint64_t count = 0;
     for (std::uint32_t m = 0; m < meshes_in(scene); ++m)
         if (scene.meshes[m].vertices != nullptr) count += scene.meshes[m].vertex_count;
     return count;
+}
+
+/// Room for `k` candidates. Where that is much memory, no list needs more entries than there are vertex records.
+std::uint64_t list_capacity(const qel_alembic_file &scene, std::uint64_t k) {
+    constexpr std::uint64_t modest = 1 << 16;
+    return k <= modest ? k : std::min(k, std::max(modest, vertex_records(scene)));
 }
 
 void offer_all(const qel_alembic_file &scene, std::uint64_t morton, nearest_list &list) {
@@ -195,8 +200,7 @@ int32_t qel_alembic_lookup_frame_vertex(const qel_alembic_file *scene, int32_t f
 uint32_t qel_alembic_query_nearest(const qel_alembic_file *scene, uint64_t morton, int32_t k,
                                    qel_alembic_hit *results) {
     if (k < 1 || results == nullptr || scene == nullptr) return 0;
-    const auto wanted = static_cast<std::uint64_t>(k);
-    qel::nearest_list list(std::min(wanted, qel::vertex_records(*scene)));
+    qel::nearest_list list(qel::list_capacity(*scene, static_cast<std::uint64_t>(k)));
     if (!list) return 0;
     qel::offer_all(*scene, morton, list);
     list.sort();

@@ -1,5 +1,6 @@
-// SPDX-License-Identifier: MIT Reading a polygon mesh in its plainest form: the naive walk, two reads per
-// node, and byte scans with one small read per step.
+// SPDX-License-Identifier: MIT
+// Reading a polygon mesh in its plainest form: the naive walk, two reads per node, and byte scans with one
+// small read per step.
 #pragma once
 
 #include "qel_unit.h"

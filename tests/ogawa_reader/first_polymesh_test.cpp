@@ -53,6 +53,26 @@ TEST_F(FirstPolymesh, IsReadOnceAndThenTheSameRecord) {
     EXPECT_EQ(heap.count(), 0u);
 }
 
+TEST_F(FirstPolymesh, IsReadWhereTheCacheLacksItsArrayOrItsCount) {
+    open(torus_archive());
+    archive.polymesh_count = 1;
+    ogawa_polymesh *const first = ogawa_get_first_polymesh(&archive);
+    ASSERT_NE(first, nullptr);
+    ogawa_polymesh **const first_cache = archive.polymeshes;
+    ASSERT_NE(first_cache, nullptr);
+    EXPECT_EQ(first_cache[0], first);
+
+    archive.polymesh_count = 0;
+    ogawa_polymesh *const second = ogawa_get_first_polymesh(&archive);
+    ASSERT_NE(second, nullptr);
+    EXPECT_NE(second, first);
+    EXPECT_EQ(archive.polymesh_count, 1u);
+    EXPECT_EQ(archive.polymeshes[0], second);
+    ogawa_free_polymesh(first);
+    std::free(first);
+    std::free(first_cache);
+}
+
 TEST_F(FirstPolymesh, IsCountedInTheDescription) {
     open(torus_archive());
     ogawa_get_first_polymesh(&archive);

@@ -1,6 +1,6 @@
-// SPDX-License-Identifier: MIT Files made to break the readers. What counts is that every call returns,
-// leaves nothing behind, and that the sanitizers stay silent; where the plain forms can keep up, the answers
-// are theirs.
+// SPDX-License-Identifier: MIT
+// Files made to break the readers. What counts is that every call returns, leaves nothing behind, and that
+// the sanitizers stay silent; where the plain forms can keep up, the answers are theirs.
 #include "ogawa_reader/mesh_scan.h"
 #include "ogawa_reader/read_mesh.h"
 #include "support/mesh_maker.h"

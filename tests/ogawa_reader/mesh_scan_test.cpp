@@ -8,9 +8,11 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
 #include <random>
+#include <utility>
 
 namespace qel {
 namespace {
@@ -131,6 +133,19 @@ TEST(PositionsScan, WantsTwoTriplesOfSomeExtentBehindADigest) {
     }
     payload[9] = 10001.0f;
     EXPECT_EQ(scan(block_at(100, 12028, payload)).status, -1) << "neither a digest nor plain";
+}
+
+TEST(PositionsScan, SumsTheExtentBehindADigestFromLeftToRightInSinglePrecision) {
+    constexpr float tiny = 0x1p-24f; // 1 + tiny is 1 again, 1 + (tiny + tiny) is more
+    for (const std::size_t triple : {4u, 7u}) {
+        std::vector<float> payload(3007, 0.5f);
+        std::fill_n(payload.begin(), 4, 0.0f);
+        payload[triple] = 1.0f;
+        payload[triple + 1] = payload[triple + 2] = tiny;
+        EXPECT_EQ(scan(block_at(100, 12028, payload)).count, 1002u) << "taken as plain";
+        std::swap(payload[triple], payload[triple + 2]);
+        EXPECT_EQ(scan(block_at(100, 12028, payload)).count, 1001u) << "a digest";
+    }
 }
 
 TEST(PositionsScan, SkipsOneTripleThatIsOutOfRange) {

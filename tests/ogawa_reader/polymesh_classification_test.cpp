@@ -158,15 +158,16 @@ TEST(PolymeshDigest, IsSkippedByTheSizeAloneWhereItsWordsLookTame) {
 
 TEST(PolymeshDigest, IsLookedForByTheSizeWhateverThePayloadIs) {
     // Corner counts with a float among them: those behind a digest are four fewer.
-    const auto words_read = [](float fifth, float tenth) {
+    const auto words_read = [](float fifth, float tenth, std::uint64_t size = 10024) {
         words head(16, 4);
         std::memcpy(&head[4], &fifth, 4);
         std::memcpy(&head[9], &tenth, 4);
-        return faces(payload_of(head, 10024));
+        return faces(payload_of(head, size));
     };
     EXPECT_EQ(words_read(1.5f, 0.5f), 2506u);
     EXPECT_EQ(words_read(above(1.5f), 0.5f), 2502u);
     EXPECT_EQ(words_read(2.0f, nan), 2506u);
+    EXPECT_EQ(words_read(2.0f, 0.5f, 10012), 2503u) << "fewer than 10001 bytes would be left";
 }
 
 TEST(PolymeshDigest, ThatTheFileEndsBehindLeavesTheLastWordsAsTheyWere) {

@@ -164,6 +164,12 @@ TEST(FallbackNormals, BeginWithTwoTriplesOfLengthOne) {
         EXPECT_FALSE(found(0, 0, 1.05f));
         EXPECT_FALSE(found(0.7f, 0.5f, 0.2f));
         EXPECT_FALSE(found(0.8f, 0.7f, 0.3f));
+        // The squares are summed from left to right in single precision: these two come out at 0.95 and at
+        // 1.05, and between them in any other order or in double precision.
+        EXPECT_FALSE(found(0.02f, -0.77f, 0x1.1cb396p-1f));
+        EXPECT_TRUE(found(0.02f, -0.77f, 0x1.1cb398p-1f));
+        EXPECT_FALSE(found(-0.56f, -0.48f, 0x1.7ea1d6p-1f));
+        EXPECT_TRUE(found(-0.56f, -0.48f, 0x1.7ea1d4p-1f));
     }
 }
 

@@ -204,6 +204,16 @@ TEST(PolymeshTree, WhoseRootIsOutOfTheFileIsNotSearched) {
     }
 }
 
+TEST(PolymeshTree, WhoseRootIsEmptyIsNotSearchedAtTheFilesStart) {
+    archive_writer archive;
+    archive.pad_to(3000, 0xFF);
+    archive.patch(24, archive.data(some_positions())); // the header's third child, were it a group
+    for (const std::uint64_t root : {archive_writer::empty_group, archive_writer::empty_data}) {
+        archive.set_root(root);
+        EXPECT_EQ(read_mesh(archive.content()).status, -1) << root;
+    }
+}
+
 TEST(PolymeshTree, WithoutPositionsSendsTheReadToTheBytes) {
     archive_writer archive;
     archive.data(some_positions(8)); // near the file's start, in no group

@@ -1,6 +1,7 @@
-// SPDX-License-Identifier: MIT Archives that production tools wrote: every one in the folder that the
-// environment variable QEL_REAL_ARCHIVES names, or in ../shared/archives beside the source tree. Without such
-// a folder the test is skipped.
+// SPDX-License-Identifier: MIT
+// Archives that production tools wrote: every one in the folder that the environment variable
+// QEL_REAL_ARCHIVES names, or in ../shared/archives beside the source tree. Without such a folder the tests
+// are skipped.
 #include "model/mesh_scan_model.h"
 #include "model/node_walk_model.h"
 #include "ogawa_reader/data_nodes.h"

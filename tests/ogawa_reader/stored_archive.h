@@ -1,5 +1,6 @@
-// SPDX-License-Identifier: MIT A file of any bytes with a stream on it, the way the readers meet an archive;
-// and tools to put such bytes together.
+// SPDX-License-Identifier: MIT
+// A file of any bytes with a stream on it, the way the readers meet an archive; and tools to put such bytes
+// together.
 #pragma once
 
 #include "qel_unit.h"

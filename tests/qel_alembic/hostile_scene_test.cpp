@@ -7,6 +7,11 @@
 
 #include <gtest/gtest.h>
 
+#include <sys/resource.h>
+#include <sys/stat.h>
+
+#include <thread>
+
 namespace qel {
 namespace {
 
@@ -44,6 +49,15 @@ class HostileScene : public testing::Test {
         std::filesystem::remove(path); // a new file is quicker than an old one emptied
         write_file(path, file);
         return qel_alembic_load(path.c_str(), &scene);
+    }
+
+    std::int32_t load_through_pipe(const bytes &file, qel_alembic_file &scene) {
+        const std::string pipe = folder.file("pipe");
+        if (mkfifo(pipe.c_str(), 0600) != 0) return 1;
+        std::thread writer([&] { write_file(pipe, file); });
+        const std::int32_t status = qel_alembic_load(pipe.c_str(), &scene);
+        writer.join();
+        return status;
     }
 
     bytes with_word(std::size_t at, std::uint32_t word) const {
@@ -211,6 +225,36 @@ TEST_F(HostileScene, WithMoreVerticesThanItHoldsHasZeroVertices) {
     qel_alembic_hit hit;
     EXPECT_EQ(qel_alembic_lookup_morton(&owned.scene, 0, &hit), 0);
     EXPECT_EQ(qel_alembic_lookup_morton(&owned.scene, 1, &hit), -1);
+}
+
+TEST_F(HostileScene, ThroughAPipeTakesNoMemoryForVerticesThatItDoesNotHold) {
+    constexpr std::uint32_t claimed = 26'000'000; // 2.2 GB of arrays
+    const auto peak_kilobytes = [] {
+        rusage usage = {};
+        getrusage(RUSAGE_SELF, &usage);
+        return usage.ru_maxrss;
+    };
+    owned_scene owned;
+    const failing_heap heap = failing_heap::of_size(table_bytes); // an index would read all vertices
+    const long before = peak_kilobytes();
+    ASSERT_EQ(load_through_pipe(with_word(vertex_count_at, claimed), owned.scene), 0);
+    EXPECT_LT(peak_kilobytes() - before, 150'000);
+    ASSERT_EQ(owned.scene.meshes[0].vertex_count, claimed);
+    EXPECT_EQ(owned.scene.meshes[0].positions[3 * claimed - 1], 0.0f);
+    EXPECT_EQ(owned.scene.meshes[0].tokens[claimed - 1].morton, 0u);
+    EXPECT_EQ(owned.scene.meshes[1].vertex_count, 0u);
+}
+
+TEST_F(HostileScene, ThroughAPipeWithFarTooManyMeshesIsReadInTimeOfThePipe) {
+    constexpr std::uint32_t claimed = 3'000'000;
+    bytes meshes_only = with_word(mesh_count_at, claimed);
+    meshes_only[frame_count_at] = 0;
+    meshes_only.resize(meshes_only.size() - all_frames);
+    owned_scene owned;
+    ASSERT_EQ(load_through_pipe(meshes_only, owned.scene), 0);
+    EXPECT_STREQ(owned.scene.meshes[1].name, "second");
+    EXPECT_NE(owned.scene.meshes[1000].positions, nullptr); // of no entries
+    EXPECT_EQ(owned.scene.meshes[claimed - 1].positions, nullptr);
 }
 
 TEST_F(HostileScene, WithoutMemoryReleasesWhatItHasAtEveryAllocation) {

@@ -125,6 +125,13 @@ TEST_F(QueryNearest, AnswersZeroWithoutMemoryForItsList) {
     EXPECT_EQ(heap.failures(), 1u);
 }
 
+TEST_F(QueryNearest, ListsKEntriesEvenForFewerVertices) {
+    owned.add_keys({1, 2, 3});
+    const failing_heap heap = failing_heap::of_size(5 * 16);
+    EXPECT_EQ(query(0, 5), numbers{});
+    EXPECT_EQ(heap.failures(), 1u);
+}
+
 TEST_F(QueryNearest, FreesItsList) {
     owned.add_keys({1, 2, 3});
     const heap_ledger ledger;

@@ -103,9 +103,10 @@ TEST(SceneIndex, LeavesOutNumbersThatNoSlotCanHold) {
     owned.add_empty_mesh().vertex_count = 0xFFFFFFFE;
     owned.add_keys({10}); // number 0xFFFFFFFE, the last that is not the mark of an empty slot
     owned.add_keys({20});
+    owned.add_keys({30}); // number 2^32, which must not become 0
     ASSERT_EQ(qel_alembic_build_hash_table(&owned.scene), 0);
     expect_slots(owned.scene, {{10, 0xFFFFFFFE}});
-    EXPECT_EQ(owned.scene.total_vertices, 0x100000000u);
+    EXPECT_EQ(owned.scene.total_vertices, 0x100000001u);
 }
 
 TEST(SceneIndex, WithoutMemoryHasNoTableButItsSizeAndTotals) {

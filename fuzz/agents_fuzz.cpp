@@ -1,0 +1,307 @@
+// SPDX-License-Identifier: MIT
+// Lives of the agent directory: hostile files and every operation, step by step the same as the model's.
+#include "fuzz_heap.h"
+#include "harness.h"
+
+#include "model/agent_model.h"
+#include "support/temp_folder.h"
+
+#include "qel_unit/agent_directory.h"
+
+#include <filesystem>
+#include <fuzzer/FuzzedDataProvider.h>
+
+using namespace qel;
+using namespace qel::fuzz;
+
+namespace {
+
+constexpr std::uint32_t most_steps = 400;
+
+class life {
+  public:
+    explicit life(FuzzedDataProvider &fuzz) : fuzz_(fuzz) {}
+
+    void live() {
+        for (std::uint32_t i = 0; i < most_steps && fuzz_.remaining_bytes() > 0; ++i) {
+            step();
+            compare(64);
+        }
+        compare(QEL_AGENT_CAPACITY);
+        end();
+        for (const std::string &name : paths_)
+            std::remove(name.c_str());
+    }
+
+  private:
+    void step();
+    void spawn();
+    void change();
+    void look();
+    void use_file();
+    void make_file();
+    void end();
+    void compare(std::uint32_t agents);
+    void compare_file(const std::string &name);
+    void set_clock() {
+        if (g_agent_dir != nullptr) model_.now = g_agent_dir->saved_at;
+    }
+
+    std::string any_id();
+    std::string any_path();
+
+    FuzzedDataProvider &fuzz_;
+    model::agent_model model_;
+    std::vector<std::string> paths_; // of the files there may be
+};
+
+/// Without a byte to spare behind what may be read of it.
+class exact_text {
+  public:
+    exact_text(const std::string &text, std::size_t size)
+        : text_(exact_copy(std::vector<char>(text.data(), text.data() + size))) {}
+    ~exact_text() { std::free(text_); }
+    exact_text(const exact_text &) = delete;
+    exact_text &operator=(const exact_text &) = delete;
+    operator const char *() const { return text_; }
+
+  private:
+    char *text_;
+};
+
+/// An id ends at its eighth character or at a zero.
+exact_text exact_id(const std::string &id) {
+    return exact_text(id, std::min<std::size_t>(8, id.size() + 1));
+}
+
+/// One that is copied: eight characters whatever they are.
+exact_text whole_id(std::string id) {
+    id.resize(8);
+    return exact_text(id, 8);
+}
+
+std::string life::any_id() {
+    char text[9];
+    const std::uint32_t low = fuzz_.ConsumeIntegral<std::uint8_t>();
+    switch (fuzz_.ConsumeIntegralInRange(0, 7)) {
+    case 0:
+        return fuzz_.ConsumeBytesAsString(fuzz_.ConsumeIntegralInRange<std::size_t>(0, 8)).c_str();
+    case 1:
+        std::snprintf(text, sizeof text, "2A9E10%02X", low % 32);
+        return text;
+    case 2: // another id with the same hash: 'c' x 33 + 'd' = ('c' - 1) x 33 + ('d' + 33)
+        std::snprintf(text, sizeof text, "2A9E0%u/Q", 1 + low % 4);
+        return text;
+    default:
+        std::snprintf(text, sizeof text, "2A9E%02X%02X", 1 + low % 4, low / 4 % 30);
+        return text;
+    }
+}
+
+std::string life::any_path() {
+    static const test::temp_folder folder;
+    const std::string name = folder.file(std::string(1, "abc"[fuzz_.ConsumeIntegralInRange(0, 2)]));
+    if (std::find(paths_.begin(), paths_.end(), name) == paths_.end()) paths_.push_back(name);
+    return name;
+}
+
+void life::spawn() {
+    char *const made = exact_copy(std::vector<char>(9, '#'));
+    char expected[9];
+    std::memset(expected, '#', sizeof expected);
+    const bool orphan = fuzz_.ConsumeBool();
+    const exact_text parent = whole_id(orphan ? "" : any_id());
+    const auto type = fuzz_.ConsumeIntegralInRange<std::uint8_t>(0, 5);
+    const auto tier = fuzz_.ConsumeIntegralInRange<std::uint8_t>(0, 4);
+    const auto tag = fuzz_.ConsumeIntegral<std::uint8_t>();
+    const char *const from = orphan ? nullptr : static_cast<const char *>(parent);
+    require(qel_agent_spawn(from, type, tier, tag, made) == model_.spawn(from, type, tier, tag, expected));
+    require(std::memcmp(made, expected, sizeof expected) == 0);
+    std::free(made);
+}
+
+void life::change() {
+    const std::string name = any_id();
+    const exact_text id = exact_id(name);
+    switch (fuzz_.ConsumeIntegralInRange(0, 2)) {
+    case 0:
+        return require(qel_agent_terminate(id) == model_.terminate(id));
+    case 1: {
+        const exact_text from = whole_id(name), to = exact_id(any_id());
+        const auto task = fuzz_.ConsumeIntegral<std::uint16_t>();
+        return require(qel_agent_delegate(from, to, task) == model_.delegate(from, to, task));
+    }
+    default:
+        const auto command = fuzz_.ConsumeIntegralInRange<std::uint32_t>(0, 5);
+        return require(qel_agent_control(id, command) == model_.control(id, command));
+    }
+}
+
+void life::look() {
+    const std::string name = any_id();
+    if (fuzz_.ConsumeBool()) {
+        std::uint32_t got[6] = {9, 9, 9, 9, 9, 9}, expected[6] = {9, 9, 9, 9, 9, 9};
+        qel_agent_dir_stats(&got[0], &got[1], &got[2]);
+        model_.stats(&expected[0], &expected[1], &expected[2]);
+        require(std::memcmp(got, expected, sizeof got) == 0);
+        qel_agent agent = {}, plain = {};
+        const exact_text id = exact_id(name);
+        require(qel_agent_query(id, &agent) == model_.query(id, &plain));
+        require(std::memcmp(&agent, &plain, sizeof agent) == 0);
+        return;
+    }
+    std::string pattern = name.substr(0, fuzz_.ConsumeIntegralInRange<std::size_t>(0, 8));
+    const std::size_t star = fuzz_.ConsumeIntegralInRange<std::size_t>(0, 9);
+    if (star < pattern.size()) pattern[star] = '*';
+    const std::int32_t max = fuzz_.ConsumeIntegralInRange(-1, 50);
+    std::vector<char> expected(9 * 50, '#');
+    char *const ids = exact_copy(std::vector<char>(static_cast<std::size_t>(max < 0 ? 0 : max) * 9, '#'));
+    const exact_text text(pattern, pattern.size() + 1);
+    const std::uint32_t count = model_.monitor(text, expected.data(), max);
+    require(qel_agent_monitor(text, ids, max) == count);
+    require(std::memcmp(ids, expected.data(), std::size_t{count} * 9) == 0);
+    std::free(ids);
+}
+
+/// A file that may lie about its contents.
+void life::make_file() {
+    const std::string name = any_path();
+    bytes file;
+    if (fuzz_.ConsumeIntegralInRange(0, 3) == 0) {
+        file = fuzz_.ConsumeBytes<std::uint8_t>(fuzz_.ConsumeIntegralInRange<std::size_t>(0, 300));
+        if (file.size() >= 4 && fuzz_.ConsumeBool()) std::memcpy(file.data(), "QEAG", 4);
+    } else {
+        const auto agents = fuzz_.ConsumeIntegralInRange<std::uint32_t>(0, 30);
+        const std::uint32_t claims[] = {
+            agents, agents, agents, agents + 1, fuzz_.ConsumeIntegral<std::uint8_t>(),
+            65534,  65535,  65536,  65537,      0xFFFFFFFF};
+        file = {'Q', 'E', 'A', 'G', 1, 0, 0, 0};
+        append(file, fuzz_.PickValueInArray(claims));
+        append(file, fuzz_.ConsumeIntegralInRange<std::uint32_t>(0, 2));
+        append(file, fuzz_.ConsumeIntegral<std::int64_t>());
+        for (std::uint32_t i = 0; i < agents; ++i) {
+            qel_agent agent = {};
+            const std::string id = any_id();
+            std::memcpy(agent.id, id.data(), std::min<std::size_t>(8, id.size()));
+            agent.type = fuzz_.ConsumeIntegralInRange<std::uint8_t>(0, 5);
+            agent.state = fuzz_.ConsumeIntegralInRange<std::uint8_t>(0, 7);
+            agent.reserved = agent.task = i;
+            append(file, agent);
+        }
+        const std::size_t cut = fuzz_.ConsumeBool() ? fuzz_.ConsumeIntegralInRange<std::size_t>(0, 70) : 0;
+        file.resize(file.size() - std::min(cut, file.size()));
+    }
+    test::write_file(name, file);
+    model_.files[name] = file;
+}
+
+void life::compare_file(const std::string &name) {
+    const bool there = model_.files.count(name) == 1;
+    require(test::file_exists(name) == there && !test::file_exists(name + ".tmp"));
+    if (there) require(read_whole(name.c_str()) == model_.files[name]);
+}
+
+void life::end() {
+    const std::string own = model_.dir ? model_.dir->path : "";
+    qel_agent_dir_free();
+    require(g_agent_dir == nullptr);
+    if (!own.empty() && test::file_exists(own)) {
+        const bytes file = read_whole(own.c_str());
+        if (file.size() >= 24) std::memcpy(&model_.now, file.data() + 16, sizeof model_.now);
+    }
+    model_.free();
+    if (!own.empty()) compare_file(own);
+}
+
+void life::use_file() {
+    const std::string name = any_path();
+    std::int32_t status;
+    switch (fuzz_.ConsumeIntegralInRange(0, 15)) {
+    case 0:
+        return end();
+    case 1:
+        require(qel_agent_dir_init(name.c_str()) == model_.init(name.c_str()));
+        return;
+    case 2:
+        require(qel_agent_dir_init(nullptr) == model_.init(nullptr));
+        return;
+    case 3:
+        require(qel_agent_dir_load(nullptr) == model_.load(nullptr));
+        return;
+    case 4:
+        status = qel_agent_dir_sync();
+        set_clock();
+        return require(status == model_.sync());
+    case 5:
+        status = qel_agent_dir_save(nullptr);
+        set_clock();
+        return require(status == model_.save(nullptr));
+    case 6:
+        status = qel_agent_dir_save(name.c_str());
+        set_clock();
+        require(status == model_.save(name.c_str()));
+        return compare_file(name);
+    case 7:
+    case 8:
+    case 9:
+    case 10:
+        return make_file();
+    default:
+        require(qel_agent_dir_load(name.c_str()) == model_.load(name.c_str()));
+    }
+}
+
+void life::compare(std::uint32_t agents) {
+    require((g_agent_dir != nullptr) == model_.dir.has_value());
+    if (g_agent_dir == nullptr) return;
+    const qel_agent_dir &got = *g_agent_dir;
+    const model::agent_directory &expected = *model_.dir;
+    require(std::memcmp(got.magic, "QEAG", 4) == 0 && got.version == expected.version);
+    require(got.agent_count == expected.agent_count && got.active_count == expected.active_count);
+    require(got.saved_at == expected.saved_at && got.next_id_counter == expected.next_id_counter);
+    require(got.path == expected.path && got.dirty == expected.dirty);
+    require(got.index->node_count == expected.nodes.size());
+    require(std::memcmp(got.agents, expected.agents.data(), sizeof(qel_agent) * agents) == 0);
+}
+
+void life::step() {
+    switch (fuzz_.ConsumeIntegralInRange(0, 7)) {
+    case 0:
+    case 1:
+        return spawn();
+    case 2:
+    case 3:
+    case 4:
+        return change();
+    case 5:
+        return use_file();
+    default:
+        return look();
+    }
+}
+
+/// Making a directory may fail at every allocation; there is then none.
+void run_out_of_memory(FuzzedDataProvider &fuzz) {
+    const auto n = fuzz.ConsumeIntegralInRange<std::uint64_t>(1, 6);
+    char id[9];
+    std::int32_t status;
+    {
+        const failing_heap heap(n);
+        status = fuzz.ConsumeBool() ? qel_agent_spawn(nullptr, 0, 0, 0, id) : qel_agent_dir_init(nullptr);
+    }
+    require((status == 0) == (g_agent_dir != nullptr) && (status == 0) == (n > 5));
+    qel_agent_dir_free();
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size) {
+    FuzzedDataProvider fuzz(data, size);
+    const heap_watch heap;
+    if (fuzz.ConsumeIntegral<std::uint8_t>() == 0)
+        run_out_of_memory(fuzz);
+    else
+        life(fuzz).live();
+    require(heap.live() == 0);
+    return 0;
+}

@@ -1,0 +1,96 @@
+// SPDX-License-Identifier: MIT
+// What all fuzz targets share: files in memory that have a path, arrays of exactly their size, and the way a finding
+// is reported.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <vector>
+
+#include <sys/mman.h>
+#include <unistd.h>
+
+namespace qel::fuzz {
+
+using bytes = std::vector<std::uint8_t>;
+
+/// A finding: the library and its model disagree, or a promise is broken.
+inline void require(bool holds, const char *file = __builtin_FILE(), int line = __builtin_LINE()) {
+    if (holds) return;
+    std::fprintf(stderr, "%s:%d: the requirement does not hold\n", file, line);
+    std::abort();
+}
+
+/// The content of a file.
+bytes read_whole(const char *path);
+
+/// A file in memory, opened by its path as any other.
+class memory_file {
+  public:
+    memory_file() : descriptor_(memfd_create("fuzz", 0)) {
+        require(descriptor_ >= 0);
+        std::snprintf(path_, sizeof path_, "/proc/self/fd/%d", descriptor_);
+    }
+    explicit memory_file(const bytes &content) : memory_file() {
+        for (std::size_t written = 0; written < content.size();) {
+            const ssize_t piece = write(descriptor_, content.data() + written, content.size() - written);
+            require(piece > 0);
+            written += static_cast<std::size_t>(piece);
+        }
+    }
+    ~memory_file() { close(descriptor_); }
+    memory_file(const memory_file &) = delete;
+    memory_file &operator=(const memory_file &) = delete;
+
+    const char *path() const { return path_; }
+
+    bytes content() const { return read_whole(path_); }
+
+  private:
+    int descriptor_;
+    char path_[32];
+};
+
+/// A stream over bytes in memory: for models that seek and read at every step, which in a file is a system call each.
+class memory_stream {
+  public:
+    explicit memory_stream(const bytes &content);
+    ~memory_stream() { std::fclose(file_); }
+    memory_stream(const memory_stream &) = delete;
+    memory_stream &operator=(const memory_stream &) = delete;
+
+    std::FILE *file() const { return file_; }
+
+  private:
+    static ssize_t read(void *self, char *out, std::size_t size);
+    static int seek(void *self, off64_t *offset, int origin);
+
+    const bytes &content_;
+    std::size_t position_ = 0;
+    std::FILE *file_;
+    char buffer_[64]; // read anew at every seek
+};
+
+/// A copy on the heap without a byte to spare, so that reading beyond it is noticed. Released with free.
+template <class T>
+T *exact_copy(const std::vector<T> &values) {
+    T *copy = static_cast<T *>(std::malloc(values.size() * sizeof(T)));
+    require(copy != nullptr);
+    if (!values.empty()) std::memcpy(copy, values.data(), values.size() * sizeof(T));
+    return copy;
+}
+
+/// Whether floats are the same bits. NaNs are alike: which one an operation gives, its operands' order decides, and
+/// a compiler may change that.
+bool same_floats(const void *a, const void *b, std::size_t count);
+
+template <class T>
+void append(bytes &out, const T &value) {
+    const auto *first = reinterpret_cast<const std::uint8_t *>(&value);
+    out.insert(out.end(), first, first + sizeof value);
+}
+
+} // namespace qel::fuzz

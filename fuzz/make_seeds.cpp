@@ -1,0 +1,157 @@
+// SPDX-License-Identifier: MIT
+// Writes a seed corpus for every fuzz target into a folder: real files, and numbers for the targets to build from.
+// Usage: make_seeds FOLDER
+#include "qel_unit.h"
+
+#include "support/archive_writer.h"
+#include "support/mesh_maker.h"
+
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+#include <random>
+#include <string>
+#include <vector>
+
+namespace {
+
+using namespace qel::test;
+namespace fs = std::filesystem;
+
+/// Writes the seeds of one target, numbered. The targets take their choices from an input's end.
+class seed_folder {
+  public:
+    explicit seed_folder(const fs::path &path) : path_(path) { fs::create_directories(path); }
+
+    /// A file, and the choices that make the target take it as one; the last choice is taken first.
+    void add(bytes content, const std::vector<std::uint8_t> &choices) {
+        content.insert(content.end(), choices.begin(), choices.end());
+        write_file((path_ / std::to_string(count_++)).string(), content);
+    }
+
+    void add_numbers(std::mt19937 &random, int count, std::size_t largest) {
+        for (int i = 0; i < count; ++i) {
+            bytes numbers(16 + random() % largest);
+            for (std::uint8_t &number : numbers)
+                number = static_cast<std::uint8_t>(random());
+            add(numbers, {});
+        }
+    }
+
+  private:
+    fs::path path_;
+    int count_ = 0;
+};
+
+bytes written(const fs::path &folder, const char *name) {
+    const std::string path = (folder / name).string();
+    const bytes content = read_file(path);
+    fs::remove(path);
+    return content;
+}
+
+qel_alembic_mesh scene_mesh(const plain_mesh &grid, const char *name) {
+    qel_alembic_mesh mesh;
+    const std::vector<std::uint32_t> triangles = grid.face_indices;
+    qel_alembic_load_raw(grid.positions.data(), grid.vertex_count(), triangles.data(),
+                         static_cast<std::uint32_t>(triangles.size() / 3), name, &mesh);
+    return mesh;
+}
+
+void seed_archives(const fs::path &folder, std::mt19937 &random) {
+    seed_folder seeds(folder / "archive");
+    const plain_mesh torus = make_torus(30, 29, 2.0f, 0.7f); // its positions are just large enough
+    const plain_mesh small = make_torus(20, 12, 1.0f, 0.5f);
+    const std::vector<bytes> plain = {bytes_of(small.vertex_normals), bytes_of(small.vertex_uvs),
+                                      bytes_of(small.tangents), bytes_of(small.bitangents)};
+    seeds.add(production_archive(torus).content(), {0, 1});
+    seeds.add(production_archive(small).content(), {0, 1});
+    seeds.add(production_archive(small, plain).content(), {255, 1});
+    archive_writer flat; // for the byte searches: no tree, the arrays at the file's start
+    flat.array(torus.positions);
+    flat.array(torus.vertex_normals);
+    flat.append_raw(bytes_of(torus.face_indices));
+    seeds.add(flat.content(), {7, 1});
+    seeds.add_numbers(random, 60, 600);
+}
+
+void seed_units(const fs::path &folder, std::mt19937 &random, const qel_alembic_file &scene) {
+    seed_folder seeds(folder / "unit_file");
+    qel_alembic_export_file_qel(&scene, (folder / "unit").string().c_str());
+    seeds.add(written(folder, "unit"), {0});
+    seeds.add_numbers(random, 30, 800);
+}
+
+void seed_scenes(const fs::path &folder, std::mt19937 &random, const qel_alembic_file &scene) {
+    seed_folder seeds(folder / "scene_file");
+    qel_alembic_save((folder / "scene").string().c_str(), &scene);
+    const bytes file = written(folder, "scene");
+    seeds.add(file, {0, 1, 0});
+    seeds.add(file, {0, 0, 0});
+    seeds.add_numbers(random, 40, 2000);
+    seed_folder records(folder / "scene_records");
+    records.add_numbers(random, 40, 2000);
+}
+
+void seed_caches(const fs::path &folder, std::mt19937 &random) {
+    seed_folder seeds(folder / "mesh_cache");
+    plain_mesh torus = make_torus(8, 6, 2.0f, 0.7f);
+    ogawa_polymesh mesh;
+    std::memset(&mesh, 0, sizeof mesh);
+    mesh.positions = torus.positions.data();
+    mesh.vertex_count = torus.vertex_count();
+    mesh.normals = torus.vertex_normals.data();
+    mesh.normal_count = mesh.vertex_count;
+    mesh.normal_scope = OGAWA_SCOPE_VERTEX;
+    mesh.face_counts = torus.face_counts.data();
+    mesh.face_count = torus.face_count();
+    mesh.face_indices = torus.face_indices.data();
+    mesh.face_index_count = static_cast<std::uint32_t>(torus.face_indices.size());
+    std::vector<qel_skin_joint> joints(2, qel_skin_joint{});
+    std::vector<qel_skin_weight> weights(mesh.vertex_count,
+                                         qel_skin_weight{{0, 1, 0, 0}, {0.5f, 0.5f, 0, 0}});
+    qel_skin skin = {joints.data(), 2, weights.data(), mesh.vertex_count, {}};
+    for (const qel_skin *each :
+         {static_cast<const qel_skin *>(nullptr), static_cast<const qel_skin *>(&skin)}) {
+        qel_mesh_save(&mesh, each, (folder / "cache").string().c_str());
+        seeds.add(written(folder, "cache"), {0, 0});
+    }
+    seeds.add_numbers(random, 40, 1200);
+    seed_folder records(folder / "mesh_records");
+    records.add_numbers(random, 60, 2500);
+}
+
+void seed_all(const fs::path &folder) {
+    std::mt19937 random(1);
+    fs::create_directories(folder);
+    qel_alembic_mesh meshes[] = {scene_mesh(make_grid(6, 5, true), "grid"),
+                                 scene_mesh(make_grid(2, 2, true), "small")};
+    qel_alembic_frame frames[2] = {};
+    for (int i = 0; i < 2; ++i)
+        frames[i] = {i + 1, static_cast<float>(i), meshes + i, 1};
+    qel_alembic_file scene = {};
+    scene.mesh_count = 2;
+    scene.meshes = meshes;
+    scene.frame_count = 2;
+    scene.frames = frames;
+    scene.fps = 24;
+    seed_archives(folder, random);
+    seed_units(folder, random, scene);
+    seed_scenes(folder, random, scene);
+    seed_caches(folder, random);
+    seed_folder agents(folder / "agents");
+    agents.add_numbers(random, 40, 1500);
+    for (qel_alembic_mesh &mesh : meshes)
+        qel_alembic_mesh_free(&mesh);
+}
+
+} // namespace
+
+int main(int argc, char **argv) {
+    if (argc != 2) {
+        std::fprintf(stderr, "usage: make_seeds FOLDER\n");
+        return 2;
+    }
+    seed_all(argv[1]);
+    return 0;
+}
