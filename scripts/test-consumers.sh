@@ -1,0 +1,205 @@
+#!/usr/bin/env bash
+# Installs the library in every way that it offers and builds and runs outside programs against each of them:
+# find_package, pkg-config, dlopen, a moved prefix, the static library, add_subdirectory, FetchContent, Debian packages.
+# Everything happens in a scratch folder outside the checkout; nothing is installed on this system but tools.
+source "$(dirname "$0")/lib.sh"
+need gcc g++ cmake ninja-build pkg-config binutils dpkg-dev file gzip
+[ "$(id -u)" -eq 0 ] || need fakeroot
+
+readonly checkout=$PWD scratch=$(mktemp -d)
+trap 'rm -rf "$scratch"' EXIT
+# A copy, so that a consumer cannot reach into the checkout by a relative path.
+cp -r tests/consumers "$scratch/consumers"
+readonly consumers=$scratch/consumers
+readonly torus=$checkout/examples/data/torus.abc
+version=$(sed -n 's/^project(qel_unit VERSION \([0-9.]*\).*/\1/p' CMakeLists.txt)
+readonly version major=${version%%.*}
+sed -n 's/^ *\(\w*\);$/\1/p' src/exports.map | grep -v '^\*' >"$scratch/names"
+
+ok() { echo "ok: $*"; }
+fail() { echo "FAILED: $*" >&2; exit 1; }
+
+# quiet COMMAND...: its output is shown only when it fails.
+quiet() {
+    "$@" >"$scratch/log" 2>&1 && return
+    cat "$scratch/log" >&2
+    fail "$*"
+}
+
+# refused WORDS COMMAND...: must fail, and say these words.
+refused() {
+    local words=$1
+    shift
+    if "$@" >"$scratch/log" 2>&1; then fail "was not refused: $*"; fi
+    tr -s ' \n' ' ' <"$scratch/log" | grep -qF -- "$words" || { cat "$scratch/log" >&2; fail "no word of '$words': $*"; }
+}
+
+# holds_exactly FOLDER: the files below it are those listed on standard input.
+holds_exactly() {
+    diff <(cd "$1" && find . ! -type d | sed 's|^\./||' | sort) <(sort) >"$scratch/log" && return
+    cat "$scratch/log" >&2
+    fail "$1 holds other files than expected"
+}
+
+# build PROJECT PREFIX [OPTION...]: configures and builds a consumer that finds the library in the prefix.
+build() {
+    local project=$1 prefix=$2
+    shift 2
+    rm -rf "$scratch/build"
+    quiet cmake -S "$consumers/$project" -B "$scratch/build" -G Ninja -DCMAKE_PREFIX_PATH="$prefix" \
+        -DCMAKE_FIND_USE_PACKAGE_REGISTRY=OFF -DCMAKE_FIND_USE_CMAKE_SYSTEM_PATH=OFF "$@"
+    quiet cmake --build "$scratch/build"
+}
+
+# with_find_package PREFIX: C and C++ in one project, then C alone.
+with_find_package() {
+    build find_package "$1"
+    quiet "$scratch/build/unit_round_trip" "$scratch/unit.qel"
+    quiet "$scratch/build/scene_to_unit" "$torus" "$scratch/unit.qel"
+    build find_package_c "$1"
+    quiet "$scratch/build/unit_round_trip" "$scratch/unit.qel"
+}
+
+# with_pkg_config FOLDER [--static]: a plain C compiler, no build system.
+with_pkg_config() {
+    local PKG_CONFIG_LIBDIR=$1 flags
+    export PKG_CONFIG_LIBDIR
+    [ "$(pkg-config --modversion qel_unit)" = "$version" ] || fail "qel_unit.pc has another version"
+    read -ra flags <<<"$(pkg-config "${@:2}" --cflags --libs qel_unit)"
+    quiet gcc -std=c99 -Wall -Wextra -Wpedantic -Werror "$consumers/unit_round_trip.c" "${flags[@]}" \
+        -o "$scratch/with_pkg_config"
+    LD_LIBRARY_PATH=$(pkg-config --variable=libdir qel_unit) quiet "$scratch/with_pkg_config" "$scratch/unit.qel"
+}
+
+names_no_folder() {
+    ! grep -rIlF -e "$scratch" -e "$checkout" "$1" || fail "an installed file names an absolute folder"
+}
+
+# ---- Shared: what is installed, and where --------------------------------------------------------------------------
+quiet scripts/package.sh # the same build serves the installed copies and the packages
+readonly triplet=$(gcc -print-multiarch)
+readonly libdir=lib/$triplet
+readonly runtime_files="$libdir/libqel_unit.so.$major
+$libdir/libqel_unit.so.$version"
+readonly development_files="include/qel_unit.h
+$libdir/libqel_unit.so
+$libdir/cmake/qel_unit/qel_unitConfig.cmake
+$libdir/cmake/qel_unit/qel_unitConfigVersion.cmake
+$libdir/cmake/qel_unit/qel_unitTargets.cmake
+$libdir/cmake/qel_unit/qel_unitTargets-relwithdebinfo.cmake
+$libdir/pkgconfig/qel_unit.pc"
+quiet cmake --install build/package --prefix "$scratch/runtime" --component runtime
+holds_exactly "$scratch/runtime" <<<"$runtime_files"
+quiet cmake --install build/package --prefix "$scratch/development" --component development
+holds_exactly "$scratch/development" <<<"$development_files"
+quiet cmake --install build/package --prefix "$scratch/shared"
+holds_exactly "$scratch/shared" <<<"$runtime_files
+$development_files"
+readelf -d "$scratch/shared/$libdir/libqel_unit.so" | grep -qF "soname: [libqel_unit.so.$major]" || fail "no SONAME"
+names_no_folder "$scratch/shared"
+ok "installed: version $version, SONAME libqel_unit.so.$major, components runtime and development, no absolute path"
+
+with_find_package "$scratch/shared"
+ok "find_package from C, from C++ and without any C++"
+refused "version: $version" cmake -S "$consumers/find_package" -B "$scratch/refused" -G Ninja \
+    -DCMAKE_PREFIX_PATH="$scratch/shared" -DWANTED_VERSION=9
+refused "version: $version" cmake -S "$consumers/find_package" -B "$scratch/refused" -G Ninja --fresh \
+    -DCMAKE_PREFIX_PATH="$scratch/shared" -DWANTED_VERSION="$major.999"
+quiet cmake -S "$consumers/find_package" -B "$scratch/refused" -G Ninja --fresh \
+    -DCMAKE_PREFIX_PATH="$scratch/shared" -DWANTED_VERSION="$major.1"
+ok "find_package refuses versions 9 and $major.999 and takes $major.1"
+with_pkg_config "$scratch/shared/$libdir/pkgconfig"
+! pkg-config --cflags "$scratch/shared/$libdir/pkgconfig/qel_unit.pc" | grep -F QEL_UNIT_STATIC || fail "not static"
+ok "pkg-config and gcc -std=c99"
+
+mkdir "$scratch/another place" # with a blank, too
+mv "$scratch/shared" "$scratch/another place/moved"
+readonly moved="$scratch/another place/moved"
+with_find_package "$moved"
+mv "$moved" "$scratch/moved" # the words of pkg-config's answer are split here, as in most makefiles
+with_pkg_config "$scratch/moved/$libdir/pkgconfig"
+ok "the prefix moved to another place"
+
+quiet gcc -std=c99 -D_DEFAULT_SOURCE -Wall -Wextra -Werror "$consumers/load_at_run_time.c" -ldl -o "$scratch/loader"
+mkdir "$scratch/bare"
+cp "$scratch/moved/$libdir/libqel_unit.so.$version" "$scratch/bare/library"
+quiet "$scratch/loader" "$scratch/bare/library" "$scratch/names"
+ok "dlopen of the bare library: all $(wc -l <"$scratch/names") names"
+
+# ---- Static --------------------------------------------------------------------------------------------------------
+quiet cmake -S . -B build/static -G Ninja -DBUILD_TESTING=OFF -DBUILD_SHARED_LIBS=OFF \
+    -DCMAKE_INSTALL_PREFIX="$scratch/static" -DCMAKE_INSTALL_LIBDIR=lib
+quiet cmake --build build/static
+quiet cmake --install build/static
+holds_exactly "$scratch/static" <<'LIST'
+include/qel_unit.h
+lib/cmake/qel_unit/qel_unitConfig.cmake
+lib/cmake/qel_unit/qel_unitConfigVersion.cmake
+lib/cmake/qel_unit/qel_unitTargets-relwithdebinfo.cmake
+lib/cmake/qel_unit/qel_unitTargets.cmake
+lib/libqel_unit.a
+lib/pkgconfig/qel_unit.pc
+LIST
+names_no_folder "$scratch/static"
+with_find_package "$scratch/static"
+with_pkg_config "$scratch/static/lib/pkgconfig" --static
+pkg-config --cflags "$scratch/static/lib/pkgconfig/qel_unit.pc" | grep -qF -- -DQEL_UNIT_STATIC || fail "not marked static"
+! readelf -d "$scratch/build/unit_round_trip" "$scratch/with_pkg_config" | grep -F libqel_unit || fail "not linked statically"
+ok "the static library: find_package from C and C++, pkg-config --static"
+
+# ---- As a part of another project ----------------------------------------------------------------------------------
+# as_part PROJECT TEST PROGRAM: the parent has this test and installs this program, and nothing of the library's.
+as_part() {
+    build "$1" "$scratch/nowhere" -DQEL_UNIT_SOURCE="$checkout"
+    ctest --test-dir "$scratch/build" -N | grep -q '^Total Tests: 1$' || fail "$1: the parent's tests are not its own"
+    quiet ctest --test-dir "$scratch/build" -R "^$2$" --no-tests=error
+    rm -rf "$scratch/parent"
+    quiet cmake --install "$scratch/build" --prefix "$scratch/parent"
+    holds_exactly "$scratch/parent" <<<"bin/$3"
+    ok "$1: builds and runs; its settings, tests and install rules stay its own"
+}
+as_part add_subdirectory parent.round_trip unit_round_trip
+as_part fetch_content parent.scene scene_to_unit
+
+# ---- Debian packages -----------------------------------------------------------------------------------------------
+# The pair goes through dpkg itself into a scratch root: dependencies, scripts and removal are really tried, and no
+# package of this system is touched. The scratch root's database knows the packages of this system that the library
+# depends on; the scripts run outside the root (it has no shell), where ldconfig is told which root is meant.
+readonly debs=("build/packages/libqel-unit${major}_${version}_"*.deb "build/packages/libqel-unit-dev_${version}_"*.deb)
+readonly root=$scratch/root
+install -d "$scratch/bin" "$root/etc"
+printf '#!/bin/sh\nexec /sbin/ldconfig -r "$DPKG_ROOT"\n' >"$scratch/bin/ldconfig"
+chmod +x "$scratch/bin/ldconfig"
+echo "/usr/$libdir" >"$root/etc/ld.so.conf"
+as_root=()
+[ "$(id -u)" -eq 0 ] || as_root=(fakeroot)
+# in_root ROOT ARGUMENT...: dpkg on a scratch root.
+in_root() {
+    install -d "$1/var/lib/dpkg/info" "$1/var/lib/dpkg/updates" "$1/var/log"
+    touch "$1/var/lib/dpkg/status"
+    PATH=$scratch/bin:$PATH:/usr/sbin:/sbin "${as_root[@]}" \
+        dpkg --root="$1" --log="$1/var/log/dpkg.log" --force-script-chrootless "${@:2}"
+}
+refused "depends on libc6" in_root "$scratch/empty" --install "${debs[@]}"
+refused "depends on libqel-unit$major (= $version)" in_root "$scratch/empty" --install "${debs[1]}"
+install -d "$root/var/lib/dpkg"
+dpkg-deb --field "${debs[0]}" Depends | sed 's/([^)]*)//g; s/,/ /g' | xargs dpkg-query --status |
+    sed '/^Depends:/d; /^Pre-Depends:/d' >"$root/var/lib/dpkg/status"
+quiet in_root "$root" --install "${debs[@]}"
+/sbin/ldconfig -r "$root" -p | grep -qF "libqel_unit.so.$major" || fail "the loader does not know the library"
+for package in "libqel-unit$major" libqel-unit-dev; do
+    [ -s "$root/usr/share/doc/$package/copyright" ] || fail "$package has no copyright file"
+done
+with_find_package "$root/usr"
+with_pkg_config "$root/usr/$libdir/pkgconfig"
+quiet in_root "$root" --remove libqel-unit-dev "libqel-unit$major"
+[ -z "$(find "$root" -path "$root/var" -prune -o -name '*qel*' ! -path "$root/etc/*" -print)" ] || fail "removing the packages leaves files"
+ok "Debian packages: dependencies, use by find_package and pkg-config, removal"
+if command -v lintian >/dev/null; then
+    # CPack calls ldconfig in scripts where debhelper leaves it to the trigger alone; doing both does no harm.
+    quiet lintian --allow-root --fail-on error,warning --suppress-tags maintscript-calls-ldconfig "${debs[@]}"
+    ok "lintian has nothing to say about the packages"
+else
+    echo "skipped: lintian is not installed"
+fi
+echo "All consumers build and run (${SECONDS} s)"
