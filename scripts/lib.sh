@@ -20,4 +20,4 @@ need() {
     "${root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
 }
 
-readonly build_packages=(g++ cmake ninja-build libgtest-dev)
+readonly build_packages=(g++ cmake ninja-build libgtest-dev python3)
