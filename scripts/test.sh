@@ -1,8 +1,10 @@
 #!/usr/bin/env bash
-# Installs what is missing, builds and runs all tests. Usage: scripts/test.sh [PRESET]   (release, debug, asan-ubsan)
+# Installs what is missing, builds and runs all tests.
+# Usage: scripts/test.sh [PRESET]   (release, debug, clang, asan-ubsan)
 source "$(dirname "$0")/lib.sh"
 preset=${1:-release}
 need "${build_packages[@]}"
+[ "$preset" != clang ] || need clang
 cmake --preset "$preset"
 cmake --build --preset "$preset"
 ctest --preset "$preset"
