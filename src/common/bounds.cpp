@@ -1,0 +1,156 @@
+// SPDX-License-Identifier: MIT
+// The wide forms keep the box of every lane and merge the lanes in the end. One vector holds x, y and z in turn, three
+// vectors hold whole triples, so each of the three keeps accumulators of its own. All lanes start with the first
+// position, so that a NaN there stays in all of them, and min and max instructions replace a bound just as the plain
+// comparison does. What lanes cannot tell is which of -0 and +0 came first: where they disagree, the array is asked.
+#include "common/bounds.h"
+
+#include <cstring>
+
+#if QEL_SSE2_KERNELS
+#include <immintrin.h>
+#endif
+
+namespace qel {
+namespace {
+
+struct box {
+    float low[3], high[3];
+};
+
+void widen(box &bounds, const float *position) {
+    for (int axis = 0; axis < 3; ++axis) {
+        bounds.low[axis] = position[axis] < bounds.low[axis] ? position[axis] : bounds.low[axis];
+        bounds.high[axis] = position[axis] > bounds.high[axis] ? position[axis] : bounds.high[axis];
+    }
+}
+
+void bounds_plain(const float *positions, std::uint32_t count, float *bounds) {
+    box result;
+    std::memcpy(result.low, positions, sizeof result.low);
+    std::memcpy(result.high, positions, sizeof result.high);
+    const float *const end = positions + std::uint64_t{count} * 3;
+    for (const float *position = positions + 3; position != end; position += 3)
+        widen(result, position);
+    std::memcpy(bounds, &result, sizeof result);
+}
+
+#if QEL_SSE2_KERNELS
+
+bool is_negative(float value) {
+    std::uint32_t bits;
+    std::memcpy(&bits, &value, sizeof bits);
+    return bits >> 31 != 0;
+}
+
+/// The bound of one axis from the lanes' bounds of it, every third of `lanes`. `is_low` says which bound it is.
+float merged(const float *lanes, int lane_count, bool is_low, const float *coordinates) {
+    float bound = lanes[0];
+    bool signs_differ = false;
+    for (int lane = 3; lane < lane_count; lane += 3) {
+        const float value = lanes[lane];
+        if (is_low ? value < bound : value > bound) {
+            bound = value;
+            signs_differ = false;
+        } else if (value == bound && is_negative(value) != is_negative(bound)) {
+            signs_differ = true; // only zeros are equal and have two signs
+        }
+    }
+    if (!signs_differ) return bound;
+    while (*coordinates != 0.0f)
+        coordinates += 3;
+    return *coordinates;
+}
+
+/// Merges the lanes of six accumulators, then takes the positions that were too few for all lanes.
+void merge_lanes(const float *low, const float *high, int lane_count, const float *positions,
+                 std::uint64_t done, std::uint64_t count, float *bounds) {
+    box result;
+    for (int axis = 0; axis < 3; ++axis) {
+        result.low[axis] = merged(low + axis, lane_count - axis, true, positions + axis);
+        result.high[axis] = merged(high + axis, lane_count - axis, false, positions + axis);
+    }
+    for (std::uint64_t i = done; i < count; ++i)
+        widen(result, positions + i * 3);
+    std::memcpy(bounds, &result, sizeof result);
+}
+
+void bounds_sse2(const float *positions, std::uint32_t count, float *bounds) {
+    constexpr std::uint64_t step = 4;
+    const float x = positions[0], y = positions[1], z = positions[2];
+    __m128 low_x = _mm_setr_ps(x, y, z, x), low_y = _mm_setr_ps(y, z, x, y), low_z = _mm_setr_ps(z, x, y, z);
+    __m128 high_x = low_x, high_y = low_y, high_z = low_z;
+    std::uint64_t i = 0;
+    for (; i + step <= count; i += step) {
+        const __m128 from_x = _mm_loadu_ps(positions + i * 3);
+        const __m128 from_y = _mm_loadu_ps(positions + i * 3 + 4);
+        const __m128 from_z = _mm_loadu_ps(positions + i * 3 + 8);
+        low_x = _mm_min_ps(from_x, low_x);
+        low_y = _mm_min_ps(from_y, low_y);
+        low_z = _mm_min_ps(from_z, low_z);
+        high_x = _mm_max_ps(from_x, high_x);
+        high_y = _mm_max_ps(from_y, high_y);
+        high_z = _mm_max_ps(from_z, high_z);
+    }
+    const __m128 low[3] = {low_x, low_y, low_z}, high[3] = {high_x, high_y, high_z};
+    float lows[12], highs[12];
+    std::memcpy(lows, low, sizeof lows);
+    std::memcpy(highs, high, sizeof highs);
+    merge_lanes(lows, highs, 12, positions, i, count, bounds);
+}
+
+#endif
+
+#if QEL_AVX2_KERNELS
+
+QEL_TARGET_AVX2 void bounds_avx2(const float *positions, std::uint32_t count, float *bounds) {
+    constexpr std::uint64_t step = 8;
+    const float x = positions[0], y = positions[1], z = positions[2];
+    __m256 low_x = _mm256_setr_ps(x, y, z, x, y, z, x, y);
+    __m256 low_z = _mm256_setr_ps(z, x, y, z, x, y, z, x); // eight lanes on from x comes z
+    __m256 low_y = _mm256_setr_ps(y, z, x, y, z, x, y, z);
+    __m256 high_x = low_x, high_z = low_z, high_y = low_y;
+    std::uint64_t i = 0;
+    for (; i + step <= count; i += step) {
+        const __m256 from_x = _mm256_loadu_ps(positions + i * 3);
+        const __m256 from_z = _mm256_loadu_ps(positions + i * 3 + 8);
+        const __m256 from_y = _mm256_loadu_ps(positions + i * 3 + 16);
+        low_x = _mm256_min_ps(from_x, low_x);
+        low_z = _mm256_min_ps(from_z, low_z);
+        low_y = _mm256_min_ps(from_y, low_y);
+        high_x = _mm256_max_ps(from_x, high_x);
+        high_z = _mm256_max_ps(from_z, high_z);
+        high_y = _mm256_max_ps(from_y, high_y);
+    }
+    const __m256 low[3] = {low_x, low_z, low_y}, high[3] = {high_x, high_z, high_y};
+    float lows[24], highs[24];
+    std::memcpy(lows, low, sizeof lows);
+    std::memcpy(highs, high, sizeof highs);
+    merge_lanes(lows, highs, 24, positions, i, count, bounds);
+}
+
+#endif
+
+void choose_bounds(const float *positions, std::uint32_t count, float *bounds) {
+    bounds_kernel *const form = bounds_forms.best(detect_instruction_set());
+    bounds_choice.store(form, std::memory_order_relaxed);
+    form(positions, count, bounds);
+}
+
+} // namespace
+
+#if QEL_AVX2_KERNELS
+constexpr kernel_forms<bounds_kernel> bounds_forms = {bounds_plain, bounds_sse2, bounds_avx2, nullptr};
+#elif QEL_SSE2_KERNELS
+constexpr kernel_forms<bounds_kernel> bounds_forms = {bounds_plain, bounds_sse2, nullptr, nullptr};
+#else
+constexpr kernel_forms<bounds_kernel> bounds_forms = {bounds_plain, nullptr, nullptr, nullptr};
+#endif
+
+std::atomic<bounds_kernel *> bounds_choice{choose_bounds};
+
+void compute_bounds(const float *positions, std::uint32_t count, float *bounds) {
+    bounds_choice.load(std::memory_order_relaxed)(positions, count, bounds);
+}
+
+} // namespace qel

@@ -1,0 +1,45 @@
+// SPDX-License-Identifier: MIT
+// The compiler's own __builtin_cpu_supports answers the same question, but brings a function along that runs before
+// main, so the processor is asked here.
+#include "common/cpu.h"
+
+#if QEL_AVX2_KERNELS
+#include <cpuid.h>
+#endif
+
+namespace qel {
+
+#if QEL_AVX2_KERNELS
+namespace {
+
+constexpr bool has_all(std::uint64_t bits, std::uint64_t wanted) {
+    return (bits & wanted) == wanted;
+}
+
+/// The register states that the operating system saves when it switches threads.
+std::uint64_t saved_states() {
+    std::uint32_t low, high;
+    __asm__("xgetbv" : "=a"(low), "=d"(high) : "c"(0));
+    return std::uint64_t{high} << 32 | low;
+}
+
+} // namespace
+
+instruction_set detect_instruction_set() {
+    constexpr std::uint64_t sse_and_avx_state = 0x6, avx512_state = 0xE0;
+    unsigned a, b, c, d;
+    if (__get_cpuid(1, &a, &b, &c, &d) == 0 || !has_all(c, bit_OSXSAVE | bit_AVX))
+        return instruction_set::sse2;
+    const std::uint64_t saved = saved_states();
+    if (!has_all(saved, sse_and_avx_state)) return instruction_set::sse2;
+    if (__get_cpuid_count(7, 0, &a, &b, &c, &d) == 0 || !has_all(b, bit_AVX2)) return instruction_set::sse2;
+    const bool avx512 = has_all(b, bit_AVX512F | bit_AVX512BW) && has_all(saved, avx512_state);
+    return avx512 ? instruction_set::avx512 : instruction_set::avx2;
+}
+#else
+instruction_set detect_instruction_set() {
+    return QEL_SSE2_KERNELS ? instruction_set::sse2 : instruction_set::plain;
+}
+#endif
+
+} // namespace qel
