@@ -188,9 +188,21 @@ std::uint32_t corner_vertex(const ogawa_polymesh &mesh, std::uint64_t corner) {
     return mesh.face_indices == nullptr || beyond ? 0 : mesh.face_indices[corner];
 }
 
+/// Whether the counts may be followed. A closed surface has about 2 corners for each vertex and face: counts that
+/// lead further beyond the indices than twice that are a hostile file's, and would make gigabytes of a small mesh.
+bool counts_fit_mesh(const ogawa_polymesh &mesh) {
+    if (mesh.face_indices != nullptr && mesh.face_index_count == 0) return true; // the caller knows how many
+    std::uint64_t corners = 0;
+    for (std::uint32_t f = 0; f < mesh.face_count; ++f)
+        corners += mesh.face_counts[f];
+    const std::uint64_t held = mesh.face_indices == nullptr ? 0 : mesh.face_index_count;
+    const std::uint64_t vertices_and_faces = std::uint64_t{mesh.vertex_count} + mesh.face_count;
+    return corners <= held + 4 * vertices_and_faces;
+}
+
 /// Fans every face about its first corner; faces of fewer than 3 corners give no triangle.
 void write_fans(std::FILE *file, const ogawa_polymesh &mesh, std::uint64_t triangles) {
-    if (triangles > std::numeric_limits<std::uint32_t>::max()) return;
+    if (triangles > std::numeric_limits<std::uint32_t>::max() || !counts_fit_mesh(mesh)) return;
     // The whole block is asked for, and left out where it cannot be had; only its beginning is put to use.
     const scratch<std::uint32_t> block(heap_array<std::uint32_t>(triangles * 3));
     if (block == nullptr) return;

@@ -75,13 +75,24 @@ std::uint32_t corner(const ogawa_polymesh &mesh, std::uint64_t k) {
     return mesh.face_indices[k];
 }
 
+/// Corners that the faces claim and the indices do not hold.
+std::uint64_t missing_corners(const ogawa_polymesh &mesh) {
+    if (mesh.face_indices != nullptr && mesh.face_index_count == 0) return 0;
+    std::uint64_t claimed = 0;
+    for (std::uint32_t f = 0; f < mesh.face_count; ++f)
+        claimed += mesh.face_counts[f];
+    const std::uint64_t held = mesh.face_indices != nullptr ? mesh.face_index_count : 0;
+    return claimed > held ? claimed - held : 0;
+}
+
 void put_triangles(file_bytes &out, const ogawa_polymesh &mesh, std::uint64_t T) {
     if (mesh.face_counts == nullptr || mesh.face_count == 0) {
         for (std::uint64_t i = 0; mesh.face_indices != nullptr && i < T * 3; ++i)
             put(out, mesh.face_indices[i]);
         return;
     }
-    if (T > 0xFFFFFFFFu) return;
+    if (T > 0xFFFFFFFFu || missing_corners(mesh) > 4 * (std::uint64_t{mesh.vertex_count} + mesh.face_count))
+        return;
     std::uint64_t k = 0;
     for (std::uint32_t f = 0; f < mesh.face_count; ++f) {
         const std::uint32_t c = mesh.face_counts[f];

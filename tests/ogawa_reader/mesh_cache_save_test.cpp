@@ -226,6 +226,35 @@ TEST_F(MeshCacheSave, CornersBeyondTheIndicesAreVertexZero) {
     EXPECT_EQ(saved_triangles(mesh), numbers(6, 0)) << "no indices at all";
 }
 
+TEST_F(MeshCacheSave, CountsOutOfProportionLeaveTheTrianglesOut) {
+    cache_mesh mesh = quad();
+    mesh.face_counts = {4, 24}; // 24 corners that are not there: 4 for each of 4 vertices and 2 faces
+    EXPECT_EQ(saved_triangles(mesh).size(), 3u * (2 + 22));
+    mesh.face_counts = {4, 25};
+    const bytes file = saved(mesh.record());
+    EXPECT_EQ(header_of(file).triangle_count, 25u) << "still announced";
+    EXPECT_EQ(file.size(), 64u + 48u);
+
+    mesh.face_indices.clear();
+    mesh.face_counts = {24};
+    EXPECT_EQ(saved(mesh.record()).size(), 64u + 48u) << "no indices at all: 20 are the most";
+    mesh.face_counts = {20};
+    EXPECT_EQ(saved_triangles(mesh), numbers(3 * 18, 0));
+}
+
+TEST_F(MeshCacheSave, AnEnormousFaceCountMakesNoEnormousFile) {
+    cache_mesh mesh = quad();
+    mesh.face_counts = {4, 0xFFFFFFF0};
+    cache_skin skin;
+    skin.joints.resize(1);
+    const qel_skin skin_record = skin.record();
+    const test::failing_heap watch = test::failing_heap::nth(0);
+    const bytes file = saved(mesh.record(), &skin_record);
+    EXPECT_EQ(watch.count(), 0u);
+    EXPECT_EQ(header_of(file).triangle_count, 0xFFFFFFF0u);
+    EXPECT_EQ(file.size(), 64u + 48u + 4 + 328 + 4 + 128);
+}
+
 TEST_F(MeshCacheSave, WithoutAnIndexCountTheIndicesAreTaken) {
     cache_mesh mesh = quad();
     mesh.face_indices = {3, 2, 9, 0};
@@ -243,7 +272,9 @@ TEST_F(MeshCacheSave, TrianglesBeyond32BitsAreLeftOut) {
     skin.joints.resize(1);
     const qel_skin skin_record = skin.record();
     const test::failing_heap watch = test::failing_heap::nth(0);
-    const bytes file = saved(mesh.record(), &skin_record);
+    ogawa_polymesh record = mesh.record();
+    record.face_index_count = 0; // the counts are trusted otherwise
+    const bytes file = saved(record, &skin_record);
     EXPECT_EQ(watch.count(), 0u);
     EXPECT_EQ(header_of(file).triangle_count, 4294967290u);
     EXPECT_EQ(header_of(file).skin_offset, 64u + 48u - 72u) << "12 x 4294967290 modulo 2^32 is -72";

@@ -6,6 +6,8 @@
 
 #include "support/mesh_maker.h"
 
+#include <gtest/gtest.h>
+
 #include <cstring>
 #include <vector>
 
