@@ -1576,9 +1576,9 @@ struct qel_mesh {
  * Reads `positions`, `vertex_count`, `normals`, `normal_count`, `normal_scope`, `face_counts`, `face_count`,
  * `face_indices`, `face_index_count`, `bounds_min` and `bounds_max`. Null `positions` are written as zeros.
  * A corner beyond `face_index_count` (where that is not 0), or any with null `face_indices`, is vertex 0 in
- * the index block and gives no normal. Where there are more than 4 x (`vertex_count` + `face_count`) of such
- * corners, or more than 2^32 - 1 triangles, the index block is left out, so that the file stays in proportion
- * to the mesh. A block left out is still counted in the header, which holds the low 32 bits.
+ * the index block and gives no normal. Where there are more than 2^24 of such corners, or more than 2^32 - 1
+ * triangles, the index block is left out, so that hostile counts make no enormous file. A block left out is
+ * still counted in the header, which holds the low 32 bits.
  *
  * @retval   0 written
  * @retval  -1 `mesh` or `path` is null, or the mesh has no vertices: no file is created

@@ -91,8 +91,7 @@ void put_triangles(file_bytes &out, const ogawa_polymesh &mesh, std::uint64_t T)
             put(out, mesh.face_indices[i]);
         return;
     }
-    if (T > 0xFFFFFFFFu || missing_corners(mesh) > 4 * (std::uint64_t{mesh.vertex_count} + mesh.face_count))
-        return;
+    if (T > 0xFFFFFFFFu || missing_corners(mesh) > 16777216) return;
     std::uint64_t k = 0;
     for (std::uint32_t f = 0; f < mesh.face_count; ++f) {
         const std::uint32_t c = mesh.face_counts[f];

@@ -226,18 +226,24 @@ TEST_F(MeshCacheSave, CornersBeyondTheIndicesAreVertexZero) {
     EXPECT_EQ(saved_triangles(mesh), numbers(6, 0)) << "no indices at all";
 }
 
-TEST_F(MeshCacheSave, CountsOutOfProportionLeaveTheTrianglesOut) {
+TEST_F(MeshCacheSave, CountsFarBeyondTheIndicesLeaveTheTrianglesOut) {
     cache_mesh mesh = quad();
-    mesh.face_counts = {4, 24}; // 24 corners that are not there: 4 for each of 4 vertices and 2 faces
-    EXPECT_EQ(saved_triangles(mesh).size(), 3u * (2 + 22));
-    mesh.face_counts = {4, 25};
+    mesh.face_counts = {4, 16777216}; // 2^24 corners that are not there
+    {
+        const test::failing_heap no_block = test::failing_heap::nth(1);
+        EXPECT_EQ(saved(mesh.record()).size(), 64u + 48u);
+        EXPECT_EQ(no_block.count(), 1u) << "the block is asked for";
+    }
+    mesh.face_counts = {4, 16777217};
+    const test::failing_heap watch = test::failing_heap::nth(0);
     const bytes file = saved(mesh.record());
-    EXPECT_EQ(header_of(file).triangle_count, 25u) << "still announced";
+    EXPECT_EQ(watch.count(), 0u);
+    EXPECT_EQ(header_of(file).triangle_count, 16777217u) << "still announced";
     EXPECT_EQ(file.size(), 64u + 48u);
 
     mesh.face_indices.clear();
-    mesh.face_counts = {24};
-    EXPECT_EQ(saved(mesh.record()).size(), 64u + 48u) << "no indices at all: 20 are the most";
+    mesh.face_counts = {16777217};
+    EXPECT_EQ(saved(mesh.record()).size(), 64u + 48u) << "no indices at all";
     mesh.face_counts = {20};
     EXPECT_EQ(saved_triangles(mesh), numbers(3 * 18, 0));
 }
