@@ -72,7 +72,7 @@ with_pkg_config() {
 }
 
 names_no_folder() {
-    ! grep -rIlF -e "$scratch" -e "$checkout" "$1" || fail "an installed file names an absolute folder"
+    ! grep -rIlF -e "$scratch/" -e "$checkout/" "$1" || fail "an installed file names an absolute folder"
 }
 
 # ---- Shared: what is installed, and where --------------------------------------------------------------------------

@@ -31,7 +31,7 @@ TEST(Heap, RefusesCountsThatNoMemoryCanHold) {
 TEST(Heap, ZeroesRecordsOnRequest) {
     const scratch<record25> records(heap_zeroed<record25>(100));
     ASSERT_NE(records, nullptr);
-    for (int i = 0; i < 100; ++i)
+    for (std::size_t i = 0; i < 100; ++i)
         for (const char byte : records[i].bytes)
             ASSERT_EQ(byte, 0);
 }

@@ -286,7 +286,7 @@ TEST_F(HostileScene, WithoutMemoryReleasesWhatItHasAtEveryAllocation) {
 
 TEST_F(HostileScene, CutShortAndWithoutMemoryIsRefusedToo) {
     const bytes file(sound.begin(), sound.begin() + first_mesh_at + 101 + 10); // within the first positions
-    for (const std::size_t size : {3 * 12, 2 * 12, 3 * 40, 3 * 32}) {
+    for (const std::size_t size : {3u * 12, 2u * 12, 3u * 40, 3u * 32}) {
         const heap_ledger ledger;
         const failing_heap heap = failing_heap::of_size(size);
         qel_alembic_file scene = {};
