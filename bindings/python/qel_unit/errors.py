@@ -1,0 +1,37 @@
+# SPDX-License-Identifier: MIT
+"""What can go wrong, as exceptions."""
+
+from ._raw import CODES
+
+
+class QelError(Exception):
+    """A function of the library answered with a code that is not 0."""
+
+    def __init__(self, function: str, code: int) -> None:
+        super().__init__(function, code)
+        #: The function of the C interface.
+        self.function = function
+        #: Its status, -1 and below.
+        self.code = code
+
+    @property
+    def meaning(self) -> str:
+        """What the header says of this code."""
+        return CODES.get(self.function, {}).get(self.code, "a code without a description")
+
+    def __str__(self) -> str:
+        return "{} failed with code {}: {}".format(self.function, self.code, self.meaning)
+
+
+class ClosedError(ValueError):
+    """Something was used after its `close`."""
+
+
+class CorruptFileError(ValueError):
+    """A file's counts lead beyond its end, so that its arrays cannot be handed out."""
+
+
+def check(function: str, code: int) -> None:
+    """Raises what a status means, unless it is 0."""
+    if code != 0:
+        raise QelError(function, code)

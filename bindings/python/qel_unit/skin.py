@@ -1,0 +1,93 @@
+# SPDX-License-Identifier: MIT
+"""Linear blend skinning. Skins come from arrays or from a mesh cache file, never from an archive."""
+
+import ctypes
+from typing import Any, Optional
+
+from . import _raw
+from ._arrays import Array, as_array, pointer_to, take, take_exactly, view
+from ._library import raw
+from ._records import Owner, Record
+from ._values import field_bytes
+
+
+def _interleave(records: Any, offset: int, source: Any) -> None:
+    """Writes the entries of `source` into a field of packed records, byte column by byte column."""
+    stride = ctypes.sizeof(records._type_)
+    width = ctypes.sizeof(source) // len(records)
+    target, columns = memoryview(records).cast("B"), memoryview(source).cast("B")
+    for byte in range(width):
+        target[offset + byte :: stride] = columns[byte::width]
+
+
+class Skin(Owner):
+    """Joints, and for each vertex up to four of them with weights."""
+
+    @classmethod
+    def from_arrays(
+        cls, joint_transforms: Any, joints: Any, weights: Any, *, descriptors: Optional[bytes] = None,
+        bind_extra: bytes = b"",
+    ) -> "Skin":
+        """A skin with copies of the arrays, since its records mix them.
+
+        `joint_transforms` holds 16 doubles per joint, `joints` and `weights` four entries per vertex;
+        `descriptors` 200 bytes per joint and `bind_extra` up to 128 bytes are only carried.
+        """
+        matrices = take(joint_transforms, ctypes.c_double, 16, "joint_transforms")
+        numbers = take(joints, ctypes.c_uint8, 4, "joints")
+        shares = take_exactly(weights, ctypes.c_float, len(numbers), "weights")
+        joint_records = (_raw.qel_skin_joint * (len(matrices) // 16))()
+        weight_records = (_raw.qel_skin_weight * (len(numbers) // 4))()
+        if descriptors is not None:
+            texts = take_exactly(descriptors, ctypes.c_uint8, len(joint_records) * 200, "descriptors")
+        else:
+            texts = (ctypes.c_uint8 * (len(joint_records) * 200))()
+        if len(bind_extra) > 128:
+            raise ValueError("bind_extra has at most 128 bytes")
+        if len(joint_records) > 0:
+            _interleave(joint_records, _raw.qel_skin_joint.descriptor.offset, texts)
+            _interleave(joint_records, _raw.qel_skin_joint.joint_transform.offset, matrices)
+        if len(weight_records) > 0:
+            _interleave(weight_records, _raw.qel_skin_weight.joints.offset, numbers)
+            _interleave(weight_records, _raw.qel_skin_weight.weights.offset, shares)
+        value = _raw.qel_skin(
+            pointer_to(joint_records), len(joint_records), pointer_to(weight_records), len(weight_records))
+        value.bind_extra[: len(bind_extra)] = bind_extra
+        return cls(Record(value, keep=(joint_records, weight_records)))
+
+    @property
+    def joint_count(self) -> int:
+        """The number of joints."""
+        return int(self._held().value.joint_count)
+
+    @property
+    def weight_count(self) -> int:
+        """The number of vertices that are skinned."""
+        return int(self._held().value.weight_count)
+
+    @property
+    def joints(self) -> Optional[Array]:
+        """The joints in place: fields `descriptor`, `joint_transform`."""
+        held = self._held()
+        return view(held.value.joints, held.value.joint_count, held)
+
+    @property
+    def weights(self) -> Optional[Array]:
+        """The vertices' joints in place: fields `joints`, `weights`."""
+        held = self._held()
+        return view(held.value.weights, held.value.weight_count, held)
+
+    @property
+    def bind_extra(self) -> bytes:
+        """128 bytes that the mesh cache file carries."""
+        return field_bytes(self._held().value, "bind_extra")
+
+    def apply(self, pose_matrices: Any, positions: Any) -> Array:
+        """The positions moved by the joints. A pose is 16 doubles per joint; positions are one triple per vertex."""
+        held = self._held()
+        poses = take_exactly(pose_matrices, ctypes.c_double, held.value.joint_count * 16, "pose_matrices")
+        count = held.value.weight_count
+        points = take_exactly(positions, ctypes.c_float, count * 3, "positions")
+        moved = (ctypes.c_float * (count * 3))()
+        raw.qel_skin_apply(ctypes.byref(held.value), poses, points, moved)
+        return as_array(moved, (count, 3))

@@ -1,0 +1,267 @@
+#!/usr/bin/env python3
+# Writes bindings/python/qel_unit/_raw.py from include/qel_unit.h: records, constants, signatures, meanings of codes.
+# Usage: scripts/generate_python.py [--check]     (--check writes nothing and fails when the file is out of date)
+"""Reads the one public header with the standard library alone; the header's plain C needs no compiler."""
+
+import argparse
+import re
+import sys
+import textwrap
+from pathlib import Path
+from typing import Dict, List, NamedTuple, Tuple
+
+ROOT = Path(__file__).resolve().parent.parent
+HEADER = ROOT / "include" / "qel_unit.h"
+TARGET = ROOT / "bindings" / "python" / "qel_unit" / "_raw.py"
+WIDTH = 110
+
+SCALARS = {
+    "char": "c_char", "int": "c_int", "float": "c_float", "double": "c_double",
+    "int8_t": "c_int8", "int16_t": "c_int16", "int32_t": "c_int32", "int64_t": "c_int64",
+    "uint8_t": "c_uint8", "uint16_t": "c_uint16", "uint32_t": "c_uint32", "uint64_t": "c_uint64",
+}
+OPAQUE = {"void", "FILE"}
+
+
+class Record(NamedTuple):
+    name: str
+    brief: str
+    packed: bool
+    fields: List[Tuple[str, str]]
+
+
+class Function(NamedTuple):
+    name: str
+    brief: str
+    prototype: str
+    result: str
+    arguments: List[str]
+    codes: Dict[int, str]
+
+
+def without_comments(text: str) -> str:
+    return re.sub(r"/\*.*?\*/", " ", text, flags=re.S)
+
+
+def one_line(text: str) -> str:
+    return " ".join(text.split())
+
+
+def plain(comment: str) -> str:
+    """A comment's text without the leading stars and the marks of the reference."""
+    lines = [re.sub(r"^\s*\*( |$)", "", line) for line in comment.strip().splitlines()]
+    return "\n".join(lines).replace("`", "").replace("::", "")
+
+
+def brief_of(comment: str) -> str:
+    return one_line(re.split(r"\n\s*\n|\n\s*@|^\s*@", plain(comment))[0])
+
+
+def codes_of(comment: str) -> Dict[int, str]:
+    found = re.findall(r"@retval\s+(-?\d+)\s+(.*?)(?=\n\s*@|\n\s*\n|\Z)", plain(comment), flags=re.S)
+    return {int(code): one_line(text) for code, text in found}
+
+
+def split_declaration(text: str) -> Tuple[str, str, str]:
+    """'const float *x[3]' -> ('const float *', 'x', '[3]')"""
+    match = re.fullmatch(r"(.*?)(\w+)\s*((?:\[\w+\])*)", one_line(text))
+    if match is None:
+        raise ValueError("not a declaration: " + text)
+    return match.group(1).strip(), match.group(2), match.group(3)
+
+
+class Types:
+    """From C types to the names of ctypes."""
+
+    def __init__(self, records: List[str], aliases: Dict[str, str]) -> None:
+        self.records = set(records)
+        self.aliases = aliases
+
+    def base(self, name: str) -> str:
+        name = self.aliases.get(name, name)
+        if name in SCALARS:
+            return SCALARS[name]
+        if name in self.records:
+            return name
+        raise ValueError("unknown type: " + name)
+
+    def of(self, text: str) -> str:
+        stars = text.count("*")
+        words = text.replace("*", " ").split()
+        constant = "const" in words
+        (name,) = [word for word in words if word not in ("const", "struct")]
+        if stars == 0:
+            return "None" if name == "void" else self.base(name)
+        if name in OPAQUE:
+            inner = "c_void_p"
+        elif name == "char" and constant:
+            inner = "c_char_p"
+        else:
+            inner = "POINTER({})".format(self.base(name))
+        for _ in range(stars - 1):
+            inner = "POINTER({})".format(inner)
+        return inner
+
+    def field(self, text: str) -> Tuple[str, str]:
+        kind, name, dimensions = split_declaration(text)
+        result = self.of(kind)
+        for size in reversed(re.findall(r"\[(\w+)\]", dimensions)):
+            result = "{} * {}".format(result, size)
+        return name, result
+
+
+def read_records(text: str, types: Types) -> List[Record]:
+    packed_parts = [match.span() for match in re.finditer(r"#pragma pack\(push, 1\).*?#pragma pack\(pop\)", text, re.S)]
+    records = []
+    for match in re.finditer(r"/\*\*((?:(?!\*/).)*)\*/\s*struct (\w+) \{(.*?)\n\};", text, re.S):
+        fields = [types.field(part) for part in without_comments(match.group(3)).split(";") if part.strip()]
+        packed = any(first <= match.start() < last for first, last in packed_parts)
+        records.append(Record(match.group(2), brief_of(match.group(1)), packed, fields))
+    return records
+
+
+def read_functions(text: str, types: Types) -> List[Function]:
+    functions = []
+    for match in re.finditer(r"/\*\*((?:(?!\*/).)*)\*/\s*QEL_API\s+([^;]*);", text, re.S):
+        prototype = one_line(match.group(2))
+        head, arguments = re.fullmatch(r"(.*?)\((.*)\)", prototype).groups()  # type: ignore[union-attr]
+        result, name, _ = split_declaration(head)
+        parts = [] if arguments == "void" else arguments.split(",")
+        kinds = [types.of(split_declaration(part)[0]) for part in parts]
+        functions.append(Function(name, brief_of(match.group(1)), prototype, types.of(result), kinds,
+                                  codes_of(match.group(1))))
+    return functions
+
+
+def read_constants(text: str) -> Dict[str, str]:
+    constants = dict(re.findall(r"#define (\w+) (0[xX][0-9a-fA-F]+|\d+)u?\b", text))
+    for body in re.findall(r"enum \{(.*?)\};", text, re.S):
+        constants.update(re.findall(r"(\w+) = (\d+)", without_comments(body)))
+    return constants
+
+
+def wrapped(head: str, parts: List[str], tail: str) -> str:
+    """The parts on one line where they fit, else on lines of their own."""
+    line = head + ", ".join(parts) + tail
+    if len(line) <= WIDTH:
+        return line
+    indent = " " * (len(head) - len(head.lstrip()) + 4)
+    body = textwrap.fill(", ".join(parts), WIDTH, initial_indent=indent, subsequent_indent=indent,
+                         break_long_words=False)
+    return head.rstrip() + "\n" + body + "\n" + indent[:-4] + tail
+
+
+def quoted(text: str) -> str:
+    return '"' + text.replace("\\", "\\\\").replace('"', '\\"') + '"'
+
+
+def docstring(text: str) -> str:
+    lines = textwrap.wrap(text, WIDTH - 7)
+    if len(lines) == 1:
+        return '    """{}"""'.format(lines[0])
+    return '    """' + "\n    ".join(lines) + '\n    """'
+
+
+def emit_records(records: List[Record]) -> List[str]:
+    lines = []
+    for record in records:
+        lines += ["", "", "class {}(Structure):".format(record.name), docstring(record.brief)]
+        if record.packed:
+            lines += ["", "    _pack_ = 1", '    _layout_ = "ms"']
+    lines += ["", "", "# The fields come last: records point at one another."]
+    for record in records:
+        fields = "".join('    ("{}", {}),\n'.format(name, kind) for name, kind in record.fields)
+        lines.append("{}._fields_ = [\n{}]".format(record.name, fields))
+    return lines
+
+
+def emit_signatures(functions: List[Function]) -> List[str]:
+    lines = ["", "#: Result and arguments of every function.",
+             "SIGNATURES: Dict[str, Tuple[Any, Tuple[Any, ...]]] = {"]
+    for function in functions:
+        comment = textwrap.wrap(function.prototype, WIDTH - 6)
+        lines += ["    # " + line for line in comment]
+        arguments = function.arguments + ([""] if len(function.arguments) == 1 else [])
+        tail = ")),"
+        lines.append(wrapped('    "{}": ({}, ('.format(function.name, function.result),
+                             [part for part in arguments if part],
+                             ("," if len(function.arguments) == 1 else "") + tail))
+    return lines + ["}"]
+
+
+def emit_codes(functions: List[Function]) -> List[str]:
+    lines = ["", "#: What each code of a function means.", "CODES: Dict[str, Dict[int, str]] = {"]
+    for function in functions:
+        if not function.codes:
+            continue
+        lines.append('    "{}": {{'.format(function.name))
+        for code, meaning in function.codes.items():
+            parts = textwrap.wrap(meaning, WIDTH - 16)
+            if len(parts) == 1:
+                lines.append("        {}: {},".format(code, quoted(meaning)))
+            else:
+                texts = [quoted(part + " ") for part in parts[:-1]] + [quoted(parts[-1])]
+                lines.append("        {}: (\n            {}\n        ),".format(code, "\n            ".join(texts)))
+        lines.append("    },")
+    return lines + ["}"]
+
+
+PYTHON_RESULTS = {"None": "None", "c_float": "float", "c_double": "float", "c_char_p": "Optional[bytes]"}
+
+
+def emit_functions(functions: List[Function]) -> List[str]:
+    lines = ["", "", "class Functions:",
+             '    """The functions of a loaded library, each with its signature. Nothing is checked."""', ""]
+    for function in functions:
+        kind = "Any" if function.result.startswith("POINTER") else PYTHON_RESULTS.get(function.result, "int")
+        lines.append("    {}: Callable[..., {}]".format(function.name, kind))
+    return lines + [
+        "",
+        "    def __init__(self, library: CDLL) -> None:",
+        "        for name, (result, arguments) in SIGNATURES.items():",
+        "            function = getattr(library, name)",
+        "            function.restype = result",
+        "            function.argtypes = arguments",
+        "            setattr(self, name, function)",
+    ]
+
+
+def generate(text: str) -> str:
+    aliases = {name: kind for kind, name in re.findall(r"typedef (\w+) (\w+);", text)}
+    names = re.findall(r"^struct (\w+) \{", text, re.M)
+    types = Types(names, aliases)
+    records = read_records(text, types)
+    functions = read_functions(text, types)
+    if [record.name for record in records] != names or len(functions) != text.count("\nQEL_API "):
+        raise ValueError("a record or a function was missed")
+    body = emit_records(records) + emit_signatures(functions) + emit_codes(functions) + emit_functions(functions)
+    used = sorted(set(re.findall(r"\bc_\w+\b", "\n".join(body))))
+    constants = ["{} = {}".format(name, value) for name, value in read_constants(text).items()]
+    head = [
+        "# SPDX-License-Identifier: MIT",
+        "# Generated from include/qel_unit.h by scripts/generate_python.py: change the header, not this file.",
+        '"""The C interface as it is: records, constants, signatures and the meanings of codes."""',
+        "",
+        "from ctypes import CDLL, POINTER, Structure",
+        wrapped("from ctypes import (", used, ")"),
+        "from typing import Any, Callable, Dict, Optional, Tuple",
+        "",
+    ]
+    return "\n".join(head + constants + body) + "\n"
+
+
+def main() -> int:
+    parser = argparse.ArgumentParser(description="Writes the raw layer of the Python package from the header.")
+    parser.add_argument("--check", action="store_true", help="write nothing; fail when the file is out of date")
+    wanted = generate(HEADER.read_text(encoding="utf-8"))
+    if not parser.parse_args().check:
+        TARGET.write_text(wanted, encoding="utf-8")
+        return 0
+    if TARGET.exists() and TARGET.read_text(encoding="utf-8") == wanted:
+        return 0
+    print("{} is out of date: run scripts/generate_python.py".format(TARGET.relative_to(ROOT)), file=sys.stderr)
+    return 1
+
+
+if __name__ == "__main__":
+    sys.exit(main())
