@@ -133,7 +133,9 @@ def _flatten(values: Any) -> Iterator[Any]:
 
 def _take_numpy(values: Any, kind: Any, name: str) -> Any:
     wanted = numpy.dtype(kind)
-    if isinstance(values, Iterable) and not hasattr(values, "__len__"):
+    if isinstance(values, (bytes, bytearray)):
+        values = memoryview(values)
+    elif not hasattr(values, "__len__"):
         values = list(values)
     given = numpy.asarray(values)
     if given.dtype != wanted and given.size > 0 and wanted.kind == "u":

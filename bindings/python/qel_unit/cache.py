@@ -40,7 +40,7 @@ def _require_inside(value: Any) -> None:
 
 
 def save(path: PathLike, mesh: Mesh, skin: Optional[Skin] = None) -> None:
-    """Writes a mesh cache file. Faces are fanned into triangles; missing normals are computed.
+    """Writes a mesh cache file. Faces are fanned into triangles, normals of corners summed up to normals of vertices.
 
     A file that exists is replaced by a new one, since a mapped file must not be cut short: whoever has mapped the
     old file keeps it.

@@ -244,6 +244,7 @@ class Scene(Owner):
 
     #: The records of an assembled scene's meshes; empty for a loaded one, whose meshes lie in the scene.
     _parts: Tuple[Record, ...] = ()
+    _block: Any = None
 
     def __init__(
         self, meshes: Iterable[SceneMesh] = (), frames: Iterable[Frame] = (), *, time_start: float = 0.0,
@@ -262,6 +263,7 @@ class Scene(Owner):
         value = _raw.qel_alembic_file()
         value.version, value.time_start, value.time_end, value.fps = 1, time_start, time_end, fps
         value.meshes, value.mesh_count = pointer_to(block), len(block)
+        value.total_faces = sum(part.value.face_count for part in self._parts)
         value.frames, value.frame_count = pointer_to(listed), len(listed)
         self._block = block
         super().__init__(Record(value, _release_assembled, (listed, *keep)))
@@ -284,6 +286,11 @@ class Scene(Owner):
                 ctypes.byref(self._block, place * ctypes.sizeof(part.value)), ctypes.byref(part.value),
                 ctypes.sizeof(part.value))
         return record
+
+    def close(self) -> None:
+        """Gives the scene up, and its hold on the meshes that it was made of."""
+        super().close()
+        self._parts, self._block = (), None
 
     def save(self, path: PathLike) -> None:
         """Writes a scene file. Write errors are not told."""

@@ -1,0 +1,97 @@
+# SPDX-License-Identifier: MIT
+"""What several tests need: counted calls, temporary folders, expected failures, single precision."""
+
+import gc
+import os
+import struct
+import tempfile
+import unittest
+from pathlib import Path
+from typing import Any, Callable, Dict, List
+
+from qel_unit import QelError
+from qel_unit._library import raw
+from qel_unit._raw import CODES, SIGNATURES
+
+try:
+    import numpy as _numpy
+except ImportError:
+    _numpy = None  # type: ignore[assignment]
+
+#: NumPy, None where it is missing or kept out.
+numpy: Any = _numpy
+
+FOLDER = Path(__file__).resolve().parent
+ROOT = FOLDER.parents[2]
+TORUS = ROOT / "examples" / "data" / "torus.abc"
+
+#: How often each function of the library was called.
+calls: Dict[str, int] = dict.fromkeys(SIGNATURES, 0)
+
+
+def _counted(name: str, function: Callable[..., Any]) -> Callable[..., Any]:
+    def call(*arguments: Any) -> Any:
+        calls[name] += 1
+        return function(*arguments)
+
+    return call
+
+
+def count_calls() -> None:
+    """Puts a counter before every function of the loaded library."""
+    for name in SIGNATURES:
+        setattr(raw, name, _counted(name, getattr(raw, name)))
+
+
+def f32(number: float) -> float:
+    """A number rounded to single precision."""
+    return float(struct.unpack("<f", struct.pack("<f", number))[0])
+
+
+def rows(array: Any) -> List[List[float]]:
+    return [list(row) for row in array.tolist()]
+
+
+class Case(unittest.TestCase):
+    """A test with a temporary folder, which asks that a failure carries its function, code and meaning."""
+
+    def setUp(self) -> None:
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.folder = Path(folder.name)
+
+    def file(self, name: str) -> Path:
+        return self.folder / name
+
+    def fails(self, function: str, code: int, call: Callable[..., Any], *arguments: Any) -> None:
+        with self.assertRaises(QelError) as caught:
+            call(*arguments)
+        error = caught.exception
+        self.assertEqual((error.function, error.code), (function, code))
+        self.assertEqual(error.meaning, CODES[function][code])
+        self.assertIn(error.meaning, str(error))
+        self.assertIn(function, str(error))
+
+    def releases(self, function: str, count: int, act: Callable[[], Any]) -> None:
+        """`act` and a collection call a release function so often."""
+        gc.collect()
+        before = calls[function]
+        act()
+        gc.collect()
+        self.assertEqual(calls[function] - before, count)
+
+
+def mapped(path: Path) -> bool:
+    """Whether this process has a file mapped (Linux)."""
+    return str(path) in Path("/proc/self/maps").read_text(encoding="utf-8")
+
+
+def opened(path: Path) -> bool:
+    """Whether this process has a file open (Linux)."""
+    for entry in os.listdir("/proc/self/fd"):
+        try:
+            if os.readlink("/proc/self/fd/" + entry) == str(path):
+                return True
+        except OSError:
+            pass  # the listing's own descriptor is gone by now
+    return False

@@ -1,0 +1,60 @@
+# SPDX-License-Identifier: MIT
+import ctypes.util
+import os
+import shutil
+import subprocess
+import sys
+import tempfile
+import unittest
+from pathlib import Path
+from typing import Dict
+
+from qel_unit import _library
+
+from .support import FOLDER
+
+PACKAGE = FOLDER.parent / "qel_unit"
+LIBRARY = os.environ.get(_library.VARIABLE, "")
+
+
+def imported(folder: Path, **variables: str) -> "subprocess.CompletedProcess[str]":
+    """An import of the package in a process of its own, without the variables of this one."""
+    environment: Dict[str, str] = {
+        name: text for name, text in os.environ.items() if name not in (_library.VARIABLE, "LD_LIBRARY_PATH")}
+    environment.update(variables, PYTHONPATH=str(folder), PYTHONDONTWRITEBYTECODE="1")
+    return subprocess.run(
+        [sys.executable, "-c", "import qel_unit; print(qel_unit.tokens.sqrt(81))"],
+        capture_output=True, text=True, env=environment, cwd=str(folder))
+
+
+class Finding(unittest.TestCase):
+    def setUp(self) -> None:
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.folder = Path(folder.name)
+
+    def test_takes_the_variable_first_and_only(self) -> None:
+        answer = imported(PACKAGE.parent, QEL_UNIT_LIBRARY="/nowhere/libqel_unit.so", LD_LIBRARY_PATH=str(
+            Path(LIBRARY).parent))
+        self.assertNotEqual(answer.returncode, 0)
+        self.assertIn("ImportError: the shared library of qel_unit was not found", answer.stderr)
+        self.assertIn("Set QEL_UNIT_LIBRARY to its path", answer.stderr)
+        self.assertIn("/nowhere/libqel_unit.so", answer.stderr)
+
+    @unittest.skipUnless(LIBRARY, "needs the library's path in QEL_UNIT_LIBRARY")
+    def test_looks_beside_the_package(self) -> None:
+        shutil.copytree(PACKAGE, self.folder / "qel_unit", ignore=shutil.ignore_patterns("__pycache__"))
+        (self.folder / "qel_unit" / _library.NAMES[0]).symlink_to(Path(LIBRARY).resolve())
+        self.assertEqual(imported(self.folder).stdout, "9\n")
+
+    @unittest.skipUnless(LIBRARY and sys.platform == "linux", "needs the library's path, and a loader with a path")
+    def test_asks_the_systems_loader(self) -> None:
+        (self.folder / "libqel_unit.so").symlink_to(Path(LIBRARY).resolve())
+        self.assertEqual(imported(PACKAGE.parent, LD_LIBRARY_PATH=str(self.folder)).stdout, "9\n")
+
+    def test_refuses_another_library(self) -> None:
+        other = ctypes.util.find_library("c")
+        if other is None:
+            self.skipTest("no other library is known")
+        answer = imported(PACKAGE.parent, QEL_UNIT_LIBRARY=other)
+        self.assertIn("is no qel_unit library of this version", answer.stderr)

@@ -1,0 +1,54 @@
+# SPDX-License-Identifier: MIT
+import ctypes
+import re
+import subprocess
+import sys
+import unittest
+
+from qel_unit import _raw
+
+from .support import ROOT
+
+
+class Generated(unittest.TestCase):
+    def test_is_what_the_header_gives(self) -> None:
+        checked = subprocess.run(
+            [sys.executable, str(ROOT / "scripts" / "generate_python.py"), "--check"], capture_output=True, text=True)
+        self.assertEqual((checked.returncode, checked.stderr), (0, ""))
+
+    def test_has_the_functions_that_the_library_exports(self) -> None:
+        exported = re.findall(r"^    (\w+);$", (ROOT / "src" / "exports.map").read_text(encoding="utf-8"), re.M)
+        self.assertEqual(sorted(_raw.SIGNATURES), sorted(exported))
+        self.assertEqual(len(exported), 101)
+
+    def test_lays_records_out_as_the_files_do(self) -> None:
+        sizes = {
+            "qel_token": 25, "qel_hash_node": 8, "qel_matrix_identity": 24, "qel_matrix_offspring": 16,
+            "qel_alembic_vertex": 40, "qel_alembic_token": 32, "qel_mesh_verify_report": 32, "qel_skin_joint": 328,
+            "qel_skin_weight": 20, "qel_mesh_header": 64, "qel_agent": 40,
+        }
+        self.assertEqual({name: ctypes.sizeof(getattr(_raw, name)) for name in sizes}, sizes)
+        self.assertEqual(_raw.qel_token.layer.offset, 24)
+        self.assertEqual(_raw.qel_alembic_vertex.k11_level.offset, 24)
+        self.assertEqual(_raw.qel_mesh_header.skin_offset.offset, 60)
+
+    def test_knows_signatures(self) -> None:
+        self.assertEqual(_raw.SIGNATURES["ruv_sqrt"], (ctypes.c_uint64, (ctypes.c_uint64,)))
+        self.assertEqual(
+            _raw.SIGNATURES["qel_mesh_load"], (ctypes.c_int32, (ctypes.c_char_p, ctypes.POINTER(_raw.qel_mesh))))
+        self.assertEqual(_raw.SIGNATURES["ogawa_schema_to_string"], (ctypes.c_char_p, (ctypes.c_uint32,)))
+        self.assertEqual(_raw.SIGNATURES["qel_agent_dir_free"], (None, ()))
+
+    def test_knows_constants(self) -> None:
+        self.assertEqual(_raw.QEL_NOT_FOUND, 0xFFFFFFFF)
+        self.assertEqual(_raw.QEL_HASH_BUCKETS, 0x800000)
+        self.assertEqual(_raw.OGAWA_SCHEMA_CAMERA, 8)
+
+    def test_knows_what_codes_mean(self) -> None:
+        self.assertEqual(_raw.CODES["qel_unit_save"][-2], "the file cannot be created")
+        self.assertEqual(
+            _raw.CODES["qel_mesh_save"][-10], "a face index is not below vertex_count: no file is created")
+        self.assertEqual(sorted(_raw.CODES["ogawa_open"]), [-5, -4, -3, -2, -1, 0])
+        for function, codes in _raw.CODES.items():
+            for code, meaning in codes.items():
+                self.assertTrue(meaning and "@" not in meaning, (function, code))

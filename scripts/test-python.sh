@@ -1,0 +1,17 @@
+#!/usr/bin/env bash
+# Installs what is missing, builds the library and runs the Python package's tests with NumPy and without.
+# Usage: scripts/test-python.sh [PYTHON]     (another interpreter than /usr/bin/python3 runs what it can)
+source "$(dirname "$0")/lib.sh"
+need "${build_packages[@]}" python3 python3-numpy mypy
+python=${1:-/usr/bin/python3}
+cmake --preset release >/dev/null
+cmake --build --preset release --target qel_unit
+scripts/generate_python.py --check
+export QEL_UNIT_LIBRARY=$PWD/build/release/src/libqel_unit.so PYTHONDONTWRITEBYTECODE=1
+cd bindings/python
+mypy --cache-dir=../../build/mypy qel_unit tests examples
+# -W error: an unraisable warning of ours would be a leak or a deprecation.
+if [ "$python" = /usr/bin/python3 ] || "$python" -c 'import numpy' 2>/dev/null; then
+    "$python" -W error -m tests --with-numpy
+fi
+"$python" -W error -m tests --without-numpy
