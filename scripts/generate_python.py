@@ -1,7 +1,10 @@
 #!/usr/bin/env python3
-# Writes bindings/python/qel_unit/_raw.py from include/qel_unit.h: records, constants, signatures, meanings of codes.
-# Usage: scripts/generate_python.py [--check]     (--check writes nothing and fails when the file is out of date)
-"""Reads the one public header with the standard library alone; the header's plain C needs no compiler."""
+# SPDX-License-Identifier: MIT
+"""Writes bindings/python/qel_unit/_raw.py from include/qel_unit.h: records, constants, signatures, meanings of codes.
+
+Usage: scripts/generate_python.py [--check]     (--check writes nothing and fails when the file is out of date)
+Python's standard library is enough: the header is plain enough to be read without a compiler.
+"""
 
 import argparse
 import re
@@ -111,7 +114,7 @@ class Types:
 
 
 def read_records(text: str, types: Types) -> List[Record]:
-    packed_parts = [match.span() for match in re.finditer(r"#pragma pack\(push, 1\).*?#pragma pack\(pop\)", text, re.S)]
+    packed_parts = [part.span() for part in re.finditer(r"#pragma pack\(push, 1\).*?#pragma pack\(pop\)", text, re.S)]
     records = []
     for match in re.finditer(r"/\*\*((?:(?!\*/).)*)\*/\s*struct (\w+) \{(.*?)\n\};", text, re.S):
         fields = [types.field(part) for part in without_comments(match.group(3)).split(";") if part.strip()]

@@ -1,9 +1,9 @@
 # SPDX-License-Identifier: MIT
 """Geometry out of Alembic files as meshes, tokens and mapped caches: the library `qel_unit` from Python.
 
-Each module is a room of the library: `archive`, `mesh`, `skin`, `cache`, `scene`, `tokens`, `unit`, `matrix`, `verify`,
-`agents`. What has memory of its own can be closed and is a context manager. Arrays come out as read-only views, NumPy
-arrays where NumPy is installed and memory views where it is not; a view keeps alive what it looks at.
+Each module is a room of the library: `archive`, `mesh`, `skin`, `cache`, `scene`, `tokens`, `unit`, `matrix`,
+`verify`, `agents`. What has memory of its own can be closed and is a context manager. Arrays come out as read-only
+views, NumPy arrays where NumPy is installed and memory views where it is not; a view keeps alive what it looks at.
 """
 
 from . import agents, archive, cache, matrix, mesh, scene, skin, tokens, unit, verify

@@ -27,7 +27,10 @@ _KINDS = {**dict.fromkeys("fd", "f"), **dict.fromkeys("BHILQN", "u"), **dict.fro
 
 
 class Array(Protocol):
-    """What a NumPy array and a memory view have in common: `a[i, j]`, `a.tolist()`, `a.shape`, `len(a)`."""
+    """What a NumPy array and a memory view have in common: `a[i, j]`, `a.tolist()`, `a.shape`, `len(a)`.
+
+    A memory view of several dimensions can be iterated only by way of `tolist`.
+    """
 
     @property
     def shape(self) -> Tuple[int, ...]: ...
@@ -154,14 +157,14 @@ def _take_buffer(buffer: memoryview, kind: Any) -> Any:
     letter = buffer.format.lstrip("@<=")
     wanted = _LETTERS[kind]
     fits = _KINDS.get(letter) == _KINDS[wanted] and buffer.itemsize == ctypes.sizeof(kind)
+    if buffer.nbytes == 0:
+        return (kind * 0)()
     if not fits or not buffer.c_contiguous:
         return None
     count = buffer.nbytes // ctypes.sizeof(kind)
     block = buffer.obj
     if isinstance(block, ctypes.Array) and block._type_ is kind and ctypes.sizeof(block) == buffer.nbytes:
         return block  # one of our own views
-    if count == 0:
-        return (kind * 0)()
     source = buffer.cast("B")
     return (kind * count).from_buffer_copy(source) if buffer.readonly else (kind * count).from_buffer(source)
 
@@ -175,6 +178,9 @@ def _take_plain(values: Any, kind: Any, name: str) -> Any:
         block = _take_buffer(buffer, kind)
         if block is not None:
             return block
+        letter = buffer.format[1:]
+        if buffer.format.startswith("<") and letter in _KINDS and buffer.c_contiguous:
+            buffer = buffer.cast("B").cast(letter)  # a memory view reads native formats only
         numbers = buffer.tolist()
     try:
         packed = array.array(_LETTERS[kind], _flatten(numbers))

@@ -23,7 +23,9 @@ class GoingIn(Case):
         self.assertEqual(list(take(b"\1\2", ctypes.c_uint8)), [1, 2])
         self.assertEqual(list(take(b"\1\2", ctypes.c_uint32)), [1, 2])
         self.assertEqual(list(take((n for n in (5, 6)), ctypes.c_uint32)), [5, 6])
+        self.assertEqual(list(take((ctypes.c_double * 2)(0.5, 1.5), ctypes.c_float)), [0.5, 1.5])
         self.assertEqual(list(take([], ctypes.c_uint32, 3)), [])
+        self.assertEqual(list(take((ctypes.c_float * 0)(), ctypes.c_float, 3)), [])
 
     def test_what_would_change_a_number_is_refused(self) -> None:
         self.assertRaises(OverflowError, take, [-1], ctypes.c_uint32)

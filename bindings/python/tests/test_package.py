@@ -1,0 +1,57 @@
+# SPDX-License-Identifier: MIT
+import re
+import subprocess
+import sys
+
+import qel_unit
+
+from .support import FOLDER, ROOT, TORUS, Case
+
+
+class Package(Case):
+    def test_has_the_librarys_version(self) -> None:
+        library = re.search(r"project\(qel_unit VERSION ([\d.]+)", (ROOT / "CMakeLists.txt").read_text(encoding="utf-8"))
+        package = re.search(r'^version = "([\d.]+)"', (FOLDER.parent / "pyproject.toml").read_text(encoding="utf-8"), re.M)
+        assert library is not None and package is not None
+        self.assertEqual(package.group(1), library.group(1))
+
+    def test_names_what_it_exports(self) -> None:
+        for name in qel_unit.__all__:
+            self.assertTrue(getattr(qel_unit, name).__doc__, name)
+
+    def test_a_process_may_end_with_everything_open(self) -> None:
+        program = """
+import sys, qel_unit
+source = qel_unit.Archive(sys.argv[1])
+first = source.first_polymesh()
+mesh = source.read_polymesh()
+manifold = mesh.build_manifold()
+positions, faces, normals = mesh.positions, manifold.vertex_faces(0), source.read_normals()
+scene = qel_unit.Scene([qel_unit.SceneMesh.from_arrays(positions, mesh.triangles())])
+scene.build_index()
+qel_unit.cache.save(sys.argv[2] + "/mesh.qelm", mesh)
+cached = qel_unit.MeshCache.load(sys.argv[2] + "/mesh.qelm").positions
+unit = qel_unit.Unit.from_tokens([qel_unit.Token(1, "a", 2, 3)])
+tokens, thing = unit.tokens, qel_unit.archive.Object("thing")
+directory = qel_unit.AgentDirectory(sys.argv[2] + "/agents.qeag")
+directory.spawn()
+"""
+        ended = subprocess.run(
+            [sys.executable, "-W", "error", "-c", program, str(TORUS), str(self.folder)],
+            capture_output=True, text=True, cwd=str(FOLDER.parent))
+        self.assertEqual((ended.returncode, ended.stdout, ended.stderr), (0, "", ""))
+        self.assertEqual(self.file("agents.qeag").stat().st_size, 64)  # kept, as a file would be
+
+
+class Readme(Case):
+    def test_programs_run(self) -> None:
+        text = (FOLDER.parent / "README.md").read_text(encoding="utf-8")
+        programs = re.findall(r"```python\n(.*?)```", text, re.S)
+        self.assertGreaterEqual(len(programs), 2)
+        self.file("torus.abc").write_bytes(TORUS.read_bytes())
+        path = str(FOLDER.parent)
+        for program in programs:
+            ended = subprocess.run(
+                [sys.executable, "-W", "error", "-c", "import sys; sys.path.insert(0, {!r})\n".format(path) + program],
+                capture_output=True, text=True, cwd=str(self.folder))
+            self.assertEqual((ended.returncode, ended.stderr), (0, ""), program)
