@@ -21,7 +21,9 @@ class Record:
     at stays where it is until the last view is gone.
     """
 
-    def __init__(self, value: Any, release: Optional[Callable[[Any], None]] = None, keep: Tuple[Any, ...] = ()) -> None:
+    def __init__(
+        self, value: Any, release: Optional[Callable[[Any], None]] = None, keep: Tuple[Any, ...] = ()
+    ) -> None:
         self.value = value
         self.keep = keep
         self.shared = False  # whether its arrays belong to another record, which is then kept

@@ -228,6 +228,11 @@ class Releases(Case):
             self.releases("ogawa_free_polymesh", 1, source.read_polymesh)
         self.releases("ogawa_close", 1, lambda: Archive(TORUS).close())
 
+    def test_of_a_unit_and_its_order(self) -> None:
+        # Arrays are freed by way of a UV set; the order is the unit's one array that its release leaves.
+        self.releases("ogawa_free_uv_set", 1, lambda: Unit.from_tokens(TOKENS).close())
+        self.releases("qel_unit_free", 1, lambda: Unit.from_tokens(TOKENS).close())
+
     def test_of_failures(self) -> None:
         self.releases("qel_unit_free", 1, lambda: self.fails("qel_unit_create", -1, Unit.from_tokens, []))
         self.releases("qel_alembic_free", 1, lambda: self.fails(
