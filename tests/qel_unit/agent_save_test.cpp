@@ -243,7 +243,7 @@ pid_t start_saving() {
 }
 
 TEST_F(AgentSave, LeavesAWholeFileWheneverTheProcessIsKilled) {
-    constexpr std::uint32_t count = 3000;
+    constexpr std::uint32_t count = 1000;
     constexpr std::size_t size = 24 + std::size_t{40} * count;
     ASSERT_EQ(qel_agent_dir_init(path.c_str()), 0);
     for (std::uint32_t i = 0; i < count; ++i)
@@ -251,7 +251,7 @@ TEST_F(AgentSave, LeavesAWholeFileWheneverTheProcessIsKilled) {
     ASSERT_EQ(qel_agent_dir_save(nullptr), 0);
     const bytes first = read_file(path);
     int interrupted = 0;
-    for (unsigned round = 0; round < 100; ++round) {
+    for (unsigned round = 0; round < 500; ++round) {
         const pid_t child = start_saving();
         ASSERT_GT(child, 0);
         usleep(round * 97 % 1000);
