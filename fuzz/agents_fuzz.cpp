@@ -8,7 +8,6 @@
 
 #include "qel_unit/agent_directory.h"
 
-#include <filesystem>
 #include <fuzzer/FuzzedDataProvider.h>
 
 using namespace qel;
@@ -98,9 +97,13 @@ std::string life::any_id() {
     }
 }
 
+bool there_is(const std::string &path) {
+    return access(path.c_str(), F_OK) == 0;
+}
+
 std::string life::any_path() {
-    static const test::temp_folder folder;
-    const std::string name = folder.file(std::string(1, "abc"[fuzz_.ConsumeIntegralInRange(0, 2)]));
+    static const disk_folder folder;
+    const std::string name = folder.file("abc"[fuzz_.ConsumeIntegralInRange(0, 2)]);
     if (std::find(paths_.begin(), paths_.end(), name) == paths_.end()) paths_.push_back(name);
     return name;
 }
@@ -197,7 +200,7 @@ void life::make_file() {
 
 void life::compare_file(const std::string &name) {
     const bool there = model_.files.count(name) == 1;
-    require(test::file_exists(name) == there && !test::file_exists(name + ".tmp"));
+    require(there_is(name) == there && !there_is(name + ".tmp"));
     if (there) require(read_whole(name.c_str()) == model_.files[name]);
 }
 
@@ -205,7 +208,7 @@ void life::end() {
     const std::string own = model_.dir ? model_.dir->path : "";
     qel_agent_dir_free();
     require(g_agent_dir == nullptr);
-    if (!own.empty() && test::file_exists(own)) {
+    if (!own.empty() && there_is(own)) {
         const bytes file = read_whole(own.c_str());
         if (file.size() >= 24) std::memcpy(&model_.now, file.data() + 16, sizeof model_.now);
     }

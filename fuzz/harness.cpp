@@ -8,6 +8,17 @@
 
 namespace qel::fuzz {
 
+disk_folder::disk_folder() {
+    const char *const parent = std::getenv("TMPDIR");
+    path_ = std::string(parent != nullptr ? parent : "/tmp") + "/qel_unit_fuzz_XXXXXX";
+    require(mkdtemp(path_.data()) != nullptr);
+    path_ += '/';
+}
+
+disk_folder::~disk_folder() {
+    rmdir(path_.c_str());
+}
+
 memory_stream::memory_stream(const bytes &content)
     : content_(content), file_(fopencookie(this, "rb", {read, nullptr, seek, nullptr})) {
     require(file_ != nullptr);
@@ -37,7 +48,7 @@ int memory_stream::seek(void *self, off64_t *offset, int origin) {
 bytes read_whole(const char *path) {
     std::FILE *const file = std::fopen(path, "rb");
     require(file != nullptr);
-    struct stat status;
+    struct stat status = {};
     require(fstat(fileno(file), &status) == 0);
     bytes content(static_cast<std::size_t>(status.st_size));
     require(std::fread(content.data(), 1, content.size(), file) == content.size());

@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <string>
 #include <vector>
 
 #include <sys/mman.h>
@@ -52,6 +53,20 @@ class memory_file {
   private:
     int descriptor_;
     char path_[32];
+};
+
+/// A folder for files that must have names; it goes with the process, if it is empty then.
+class disk_folder {
+  public:
+    disk_folder();
+    ~disk_folder();
+    disk_folder(const disk_folder &) = delete;
+    disk_folder &operator=(const disk_folder &) = delete;
+
+    std::string file(char name) const { return path_ + name; }
+
+  private:
+    std::string path_;
 };
 
 /// A stream over bytes in memory: for models that seek and read at every step, which in a file is a system call each.

@@ -8,25 +8,25 @@
 
 #include <cstdio>
 #include <cstring>
-#include <filesystem>
 #include <random>
 #include <string>
 #include <vector>
 
+#include <sys/stat.h>
+
 namespace {
 
 using namespace qel::test;
-namespace fs = std::filesystem;
 
 /// Writes the seeds of one target, numbered. The targets take their choices from an input's end.
 class seed_folder {
   public:
-    explicit seed_folder(const fs::path &path) : path_(path) { fs::create_directories(path); }
+    explicit seed_folder(const std::string &path) : path_(path) { mkdir(path.c_str(), 0777); }
 
     /// A file, and the choices that make the target take it as one; the last choice is taken first.
     void add(bytes content, const std::vector<std::uint8_t> &choices) {
         content.insert(content.end(), choices.begin(), choices.end());
-        write_file((path_ / std::to_string(count_++)).string(), content);
+        write_file(path_ + "/" + std::to_string(count_++), content);
     }
 
     void add_numbers(std::mt19937 &random, int count, std::size_t largest) {
@@ -39,14 +39,14 @@ class seed_folder {
     }
 
   private:
-    fs::path path_;
+    std::string path_;
     int count_ = 0;
 };
 
-bytes written(const fs::path &folder, const char *name) {
-    const std::string path = (folder / name).string();
+bytes written(const std::string &folder, const char *name) {
+    const std::string path = folder + name;
     const bytes content = read_file(path);
-    fs::remove(path);
+    std::remove(path.c_str());
     return content;
 }
 
@@ -58,8 +58,8 @@ qel_alembic_mesh scene_mesh(const plain_mesh &grid, const char *name) {
     return mesh;
 }
 
-void seed_archives(const fs::path &folder, std::mt19937 &random) {
-    seed_folder seeds(folder / "archive");
+void seed_archives(const std::string &folder, std::mt19937 &random) {
+    seed_folder seeds(folder + "archive");
     const plain_mesh torus = make_torus(30, 29, 2.0f, 0.7f); // its positions are just large enough
     const plain_mesh small = make_torus(20, 12, 1.0f, 0.5f);
     const std::vector<bytes> plain = {bytes_of(small.vertex_normals), bytes_of(small.vertex_uvs),
@@ -75,26 +75,26 @@ void seed_archives(const fs::path &folder, std::mt19937 &random) {
     seeds.add_numbers(random, 60, 600);
 }
 
-void seed_units(const fs::path &folder, std::mt19937 &random, const qel_alembic_file &scene) {
-    seed_folder seeds(folder / "unit_file");
-    qel_alembic_export_file_qel(&scene, (folder / "unit").string().c_str());
+void seed_units(const std::string &folder, std::mt19937 &random, const qel_alembic_file &scene) {
+    seed_folder seeds(folder + "unit_file");
+    qel_alembic_export_file_qel(&scene, (folder + "unit").c_str());
     seeds.add(written(folder, "unit"), {0});
     seeds.add_numbers(random, 30, 800);
 }
 
-void seed_scenes(const fs::path &folder, std::mt19937 &random, const qel_alembic_file &scene) {
-    seed_folder seeds(folder / "scene_file");
-    qel_alembic_save((folder / "scene").string().c_str(), &scene);
+void seed_scenes(const std::string &folder, std::mt19937 &random, const qel_alembic_file &scene) {
+    seed_folder seeds(folder + "scene_file");
+    qel_alembic_save((folder + "scene").c_str(), &scene);
     const bytes file = written(folder, "scene");
     seeds.add(file, {0, 1, 0});
     seeds.add(file, {0, 0, 0});
     seeds.add_numbers(random, 40, 2000);
-    seed_folder records(folder / "scene_records");
+    seed_folder records(folder + "scene_records");
     records.add_numbers(random, 40, 2000);
 }
 
-void seed_caches(const fs::path &folder, std::mt19937 &random) {
-    seed_folder seeds(folder / "mesh_cache");
+void seed_caches(const std::string &folder, std::mt19937 &random) {
+    seed_folder seeds(folder + "mesh_cache");
     plain_mesh torus = make_torus(8, 6, 2.0f, 0.7f);
     ogawa_polymesh mesh;
     std::memset(&mesh, 0, sizeof mesh);
@@ -113,17 +113,17 @@ void seed_caches(const fs::path &folder, std::mt19937 &random) {
     qel_skin skin = {joints.data(), 2, weights.data(), mesh.vertex_count, {}};
     for (const qel_skin *each :
          {static_cast<const qel_skin *>(nullptr), static_cast<const qel_skin *>(&skin)}) {
-        qel_mesh_save(&mesh, each, (folder / "cache").string().c_str());
+        qel_mesh_save(&mesh, each, (folder + "cache").c_str());
         seeds.add(written(folder, "cache"), {0, 0});
     }
     seeds.add_numbers(random, 40, 1200);
-    seed_folder records(folder / "mesh_records");
+    seed_folder records(folder + "mesh_records");
     records.add_numbers(random, 60, 2500);
 }
 
-void seed_all(const fs::path &folder) {
+void seed_all(const std::string &folder) {
     std::mt19937 random(1);
-    fs::create_directories(folder);
+    mkdir(folder.c_str(), 0777);
     qel_alembic_mesh meshes[] = {scene_mesh(make_grid(6, 5, true), "grid"),
                                  scene_mesh(make_grid(2, 2, true), "small")};
     qel_alembic_frame frames[2] = {};
@@ -139,7 +139,7 @@ void seed_all(const fs::path &folder) {
     seed_units(folder, random, scene);
     seed_scenes(folder, random, scene);
     seed_caches(folder, random);
-    seed_folder agents(folder / "agents");
+    seed_folder agents(folder + "agents");
     agents.add_numbers(random, 40, 1500);
     for (qel_alembic_mesh &mesh : meshes)
         qel_alembic_mesh_free(&mesh);
@@ -152,6 +152,6 @@ int main(int argc, char **argv) {
         std::fprintf(stderr, "usage: make_seeds FOLDER\n");
         return 2;
     }
-    seed_all(argv[1]);
+    seed_all(argv[1] + std::string("/"));
     return 0;
 }

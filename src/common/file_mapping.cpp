@@ -45,7 +45,7 @@ void unmap_file(const file_mapping &mapping) {
 namespace {
 
 mapping_outcome map_open_file(int file, file_mapping &mapping) {
-    struct stat status;
+    struct stat status = {};
     if (fstat(file, &status) != 0 || !S_ISREG(status.st_mode) || status.st_size <= 0)
         return mapping_outcome::no_mapping;
     const auto size = static_cast<std::uint64_t>(status.st_size);

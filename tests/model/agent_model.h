@@ -7,7 +7,6 @@
 
 #include <array>
 #include <cstdint>
-#include <map>
 #include <optional>
 #include <string>
 #include <unordered_map>
@@ -36,9 +35,9 @@ class agent_model {
   public:
     using file = std::vector<std::uint8_t>;
 
-    std::optional<agent_directory> dir; // empty until initialised
-    std::map<std::string, file> files;  // the disk
-    std::int64_t now = 0;               // the clock
+    std::optional<agent_directory> dir;          // empty until initialised
+    std::unordered_map<std::string, file> files; // the disk
+    std::int64_t now = 0;                        // the clock
 
     std::int32_t init(const char *path);
     std::int32_t load(const char *path);
