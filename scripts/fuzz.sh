@@ -1,19 +1,19 @@
 #!/usr/bin/env bash
 # Builds the fuzz targets, makes seeds and runs the targets, two at a time; what they learn stays in
-# build/fuzz/corpus. Fails when one of them finds something; the input is then in build/fuzz/findings.
+# build/fuzz/corpus. Fails when one of them finds something (1; the input is then in build/fuzz/findings), could not
+# run (2), or was interrupted before its time was up (130).
 # Usage: scripts/fuzz.sh [SECONDS per target] [TARGET...]
 source "$(dirname "$0")/lib.sh"
 need "${build_packages[@]}" clang libclang-rt-14-dev
 seconds=${1:-60}
 [ $# -gt 0 ] && shift
-all=(unit_file archive scene_file mesh_cache agents mesh_records scene_records)
-targets=("${@:-${all[@]}}")
+targets=("${@:-${fuzz_targets[@]}}")
 cmake --preset fuzz >/dev/null
 cmake --build --preset fuzz
 
 work=$PWD/build/fuzz
 for target in "${targets[@]}"; do
-    [ -x "$work/fuzz/fuzz_$target" ] || { echo "There is no target $target, only ${all[*]}" >&2; exit 2; }
+    [ -x "$work/fuzz/fuzz_$target" ] || { echo "There is no target $target, only ${fuzz_targets[*]}" >&2; exit 2; }
 done
 mkdir -p "$work"/{corpus,seeds,findings,logs}
 "$work"/fuzz/make_seeds "$work"/seeds
@@ -23,14 +23,24 @@ ASAN_OPTIONS+=:max_malloc_fill_size=1048576:malloc_fill_byte=203:quarantine_size
 export ASAN_OPTIONS UBSAN_OPTIONS=print_stacktrace=1
 [ ! -d /dev/shm ] || export TMPDIR=/dev/shm # where the agents' files live
 
-# run TARGET: prints one closing line; false on a finding.
+# run TARGET: prints one closing line. Returns 0 when the time was up, 1 on a finding, 130 when interrupted, else 2.
 run() {
-    local log=$work/logs/$1.log found=0
+    local log=$work/logs/$1.log code=0 end status
     mkdir -p "$work/corpus/$1"
     "$work/fuzz/fuzz_$1" -max_total_time="$seconds" -max_len=65536 -timeout=20 -rss_limit_mb=3000 \
-        -artifact_prefix="$work/findings/$1-" "$work/corpus/$1" "$work/seeds/$1" >"$log" 2>&1 || found=$?
+        -artifact_prefix="$work/findings/$1-" "$work/corpus/$1" "$work/seeds/$1" >"$log" 2>&1 || code=$?
+    # The fuzzer itself stops in order when it is interrupted, and says so; a kill leaves no last word.
+    if grep -Eq 'Test unit written to .*-(crash|leak|timeout|oom)-' "$log"; then
+        end="FOUND SOMETHING: see build/fuzz/logs/$1.log" status=1
+    elif [ "$code" -eq 72 ] || [ "$code" -gt 128 ] || grep -q 'run interrupted' "$log"; then
+        end="interrupted, no findings so far" status=130
+    elif [ "$code" -ne 0 ] || ! grep -q '^Done ' "$log"; then
+        end="DID NOT RUN (code $code): see build/fuzz/logs/$1.log" status=2
+    else
+        end="finished, no findings" status=0
+    fi
     # The last line of progress says how far it came: "#123 DONE cov: 1 ft: 2 …".
-    awk -v target="$1" -v found="$found" '
+    awk -v target="$1" -v end="$end" '
         /^#[0-9]+/ {
             executions = substr($1, 2)
             for (i = 2; i < NF; ++i) {
@@ -39,20 +49,32 @@ run() {
             }
         }
         END {
-            end = found ? "FOUND SOMETHING: see build/fuzz/logs/" target ".log" : "no findings"
             printf "%-13s %9d executions, %4d edges, %5d features, %s\n", target, executions, edges, features, end
         }' "$log"
-    return "$found"
+    return "$status"
 }
 
-status=0
+# A finding outweighs a target that did not run, and that an interruption.
+worst=0
+note() {
+    case $1 in
+    0) ;;
+    1) worst=1 ;;
+    130) [ "$worst" -ne 0 ] || worst=130 ;;
+    *) [ "$worst" -eq 1 ] || worst=2 ;;
+    esac
+}
+trap : INT # goes to the targets; they stop, and their closing lines still come
+started=0
 for target in "${targets[@]}"; do
     while [ "$(jobs -pr | wc -l)" -ge 2 ]; do
-        wait -n || status=1
+        wait -n || note $?
     done
+    [ "$worst" -eq 130 ] && break
     run "$target" &
+    started=$((started + 1))
 done
 while [ "$(jobs -p | wc -l)" -gt 0 ]; do
-    wait -n || status=1
+    wait -n || note $?
 done
-exit "$status"
+exit "$worst"
