@@ -2,6 +2,7 @@
 #include "qel_unit.h"
 
 #include "common/heap.h"
+#include "ogawa_reader/skin_blend.h"
 
 #include <algorithm>
 #include <cstdint>
@@ -15,42 +16,13 @@ static_assert(std::numeric_limits<float>::is_iec559 && std::numeric_limits<doubl
               "products that leave single precision become infinities");
 
 constexpr std::int32_t no_skin = -1;
-constexpr float least_weight = 1e-6f;
-
-/// Joint numbers are bytes: a skin may have more joints than this, but no vertex can name them.
-constexpr std::uint32_t reachable_joints = 256;
-
-struct matrix {
-    double at[4][4]; // row, column
-};
-static_assert(sizeof(matrix) == 128);
-
-matrix product(const double *left, const double *right) {
-    matrix result;
+joint_matrix product(const double *left, const double *right) {
+    joint_matrix result;
     for (std::size_t r = 0; r < 4; ++r)
         for (std::size_t c = 0; c < 4; ++c)
             result.at[r][c] = left[r * 4] * right[c] + left[r * 4 + 1] * right[4 + c] +
                               left[r * 4 + 2] * right[8 + c] + left[r * 4 + 3] * right[12 + c];
     return result;
-}
-
-/// Reads the position before it writes the result: they may be the same three floats. The fourth column takes part
-/// so that compilers move four numbers at a time; it is dropped in the end.
-void skin_vertex(const qel_skin_weight &weight, const matrix *matrices, std::uint32_t joint_count,
-                 const float *position, float *result) {
-    const double x = position[0], y = position[1], z = position[2];
-    float sum[4] = {0.0f, 0.0f, 0.0f, 0.0f};
-    for (int slot = 0; slot < 4; ++slot) {
-        const float w = weight.weights[slot];
-        const std::uint32_t joint = weight.joints[slot];
-        if (w < least_weight || joint >= joint_count) continue; // a NaN weight is used
-        const auto &m = matrices[joint].at;
-        for (int axis = 0; axis < 4; ++axis) {
-            const double moved = x * m[0][axis] + y * m[1][axis] + z * m[2][axis] + m[3][axis];
-            sum[axis] += static_cast<float>(moved) * w;
-        }
-    }
-    std::memcpy(result, sum, 3 * sizeof *sum);
 }
 
 } // namespace
@@ -72,13 +44,12 @@ void qel_skin_apply(const qel_skin *skin, const double *pose_matrices, const flo
     if (skin->joints == nullptr && skin->joint_count > 0) return;
     if (skin->weights == nullptr) return;
 
-    const scratch<matrix> matrices(heap_array<matrix>(skin->joint_count));
+    const scratch<joint_matrix> matrices(heap_array<joint_matrix>(skin->joint_count));
     if (matrices == nullptr) return;
-    for (std::uint32_t j = 0; j < std::min(skin->joint_count, reachable_joints); ++j)
+    const std::uint32_t reachable = std::min(skin->joint_count, reachable_joints);
+    for (std::uint32_t j = 0; j < reachable; ++j)
         matrices[j] = product(pose_matrices + std::size_t{j} * 16, skin->joints[j].joint_transform);
-    for (std::uint64_t v = 0; v < skin->weight_count; ++v)
-        skin_vertex(skin->weights[v], matrices.get(), skin->joint_count, positions_in + v * 3,
-                    positions_out + v * 3);
+    skin_blend(skin->weights, skin->weight_count, matrices.get(), reachable, positions_in, positions_out);
 }
 
 void qel_skin_free(qel_skin *skin) {

@@ -4,9 +4,10 @@
 // subnormals are no exception. So the bits are looked at, and nothing is summed or divided.
 #include "qel_unit.h"
 
+#include "qel_unit/finite_check.h"
+
 #include <cmath>
 #include <cstdint>
-#include <cstring>
 #include <ctime>
 
 namespace qel {
@@ -16,29 +17,8 @@ static_assert(sizeof(qel_mesh_verify_report) == 32);
 
 constexpr std::int32_t no_report = -1;
 
-/// 1 for infinities and NaNs, else 0.
-std::uint32_t not_finite(const float *coordinate) {
-    constexpr std::uint32_t exponent = 0x7F800000;
-    std::uint32_t bits;
-    std::memcpy(&bits, coordinate, sizeof bits);
-    return (bits & exponent) == exponent ? 1 : 0;
-}
-
-/// Looks at whole blocks without branching, so that a compiler looks at several coordinates at a time.
-std::uint32_t all_finite(const float *positions, std::uint32_t count) {
-    if (positions == nullptr) return 1;
-    constexpr std::uint64_t block = 512;
-    const std::uint64_t coordinates = std::uint64_t{count} * 3;
-    std::uint64_t i = 0;
-    for (; coordinates - i >= block; i += block) {
-        std::uint32_t found = 0;
-        for (std::uint64_t j = 0; j < block; ++j)
-            found |= not_finite(positions + i + j);
-        if (found != 0) return 0;
-    }
-    for (; i < coordinates; ++i)
-        if (not_finite(positions + i) != 0) return 0;
-    return 1;
+std::uint32_t holds(const float *positions, std::uint32_t count) {
+    return positions == nullptr || all_finite(positions, std::uint64_t{count} * 3) ? 1 : 0;
 }
 
 /// An extent for the proportions: a flat or inverted side counts as 1, a NaN stays.
@@ -53,11 +33,11 @@ float extent(float low, float high) {
 extern "C" {
 
 uint32_t qel_mesh_verify_p_minus_p(const float *positions, uint32_t count) {
-    return qel::all_finite(positions, count);
+    return qel::holds(positions, count);
 }
 
 uint32_t qel_mesh_verify_p_div_p(const float *positions, uint32_t count) {
-    return qel::all_finite(positions, count);
+    return qel::holds(positions, count);
 }
 
 float qel_mesh_bounds_coherence(float min_x, float min_y, float min_z, float max_x, float max_y,
@@ -73,7 +53,7 @@ int32_t qel_mesh_verify_identity(const float *positions, uint32_t count, float m
                                  qel_mesh_verify_report *report) {
     if (report == nullptr) return qel::no_report;
     report->vertex_count = count;
-    report->valid = qel::all_finite(positions, count);
+    report->valid = qel::holds(positions, count);
     report->p_minus_p_ok = report->valid;
     report->p_div_p_ok = report->valid;
     report->coherence = qel_mesh_bounds_coherence(min_x, min_y, min_z, max_x, max_y, max_z);
@@ -82,6 +62,6 @@ int32_t qel_mesh_verify_identity(const float *positions, uint32_t count, float m
 }
 
 uint32_t qel_mesh_is_static_valid(const float *positions, uint32_t count) {
-    return qel::all_finite(positions, count);
+    return qel::holds(positions, count);
 }
 }

@@ -1,0 +1,54 @@
+// SPDX-License-Identifier: MIT
+#include "common/cpu.h"
+
+#include <gtest/gtest.h>
+
+namespace qel {
+namespace {
+
+using function = int();
+int one() {
+    return 1;
+}
+int two() {
+    return 2;
+}
+int three() {
+    return 3;
+}
+int four() {
+    return 4;
+}
+
+TEST(InstructionSet, IsWhatTheCompilersOwnQuestionFinds) {
+#if QEL_AVX2_KERNELS
+    __builtin_cpu_init();
+    instruction_set expected = instruction_set::sse2;
+    if (__builtin_cpu_supports("avx2")) expected = instruction_set::avx2;
+    if (__builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512bw"))
+        expected = instruction_set::avx512;
+    EXPECT_EQ(detect_instruction_set(), expected);
+#else
+    EXPECT_LE(detect_instruction_set(), instruction_set::sse2);
+#endif
+}
+
+TEST(KernelForms, GiveTheWidestThatAProcessorCanRun) {
+    const kernel_forms<function> forms = {one, two, three, four};
+    EXPECT_EQ(forms.best(instruction_set::plain)(), 1);
+    EXPECT_EQ(forms.best(instruction_set::sse2)(), 2);
+    EXPECT_EQ(forms.best(instruction_set::avx2)(), 3);
+    EXPECT_EQ(forms.best(instruction_set::avx512)(), 4);
+}
+
+TEST(KernelForms, PassOverThoseThatAreMissing) {
+    const kernel_forms<function> only_plain = {one, nullptr, nullptr, nullptr};
+    EXPECT_EQ(only_plain.best(instruction_set::avx512)(), 1);
+    const kernel_forms<function> without_avx512 = {one, two, three, nullptr};
+    EXPECT_EQ(without_avx512.best(instruction_set::avx512)(), 3);
+    const kernel_forms<function> only_sse2 = {one, two, nullptr, nullptr};
+    EXPECT_EQ(only_sse2.best(instruction_set::avx2)(), 2);
+}
+
+} // namespace
+} // namespace qel

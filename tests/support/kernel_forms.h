@@ -1,0 +1,46 @@
+// SPDX-License-Identifier: MIT
+// The forms of a kernel that this machine can run, for tests that hold each of them to the plain one.
+#pragma once
+
+#include "common/cpu.h"
+
+#include <atomic>
+#include <vector>
+
+namespace qel::test {
+
+template <class Function>
+struct named_form {
+    const char *name;
+    Function *call;
+};
+
+template <class Function>
+std::vector<named_form<Function>> runnable(const kernel_forms<Function> &forms) {
+    const instruction_set machine = detect_instruction_set();
+    std::vector<named_form<Function>> found = {{"plain", forms.plain}};
+    const auto add = [&](instruction_set set, const char *name, Function *form) {
+        if (form != nullptr && machine >= set) found.push_back({name, form});
+    };
+    add(instruction_set::sse2, "sse2", forms.sse2);
+    add(instruction_set::avx2, "avx2", forms.avx2);
+    add(instruction_set::avx512, "avx512", forms.avx512);
+    return found;
+}
+
+/// While it lives, a kernel is called through this form; then through what it was called through before.
+template <class Function>
+class forced_form {
+  public:
+    forced_form(std::atomic<Function *> &choice, Function *form)
+        : choice_(choice), before_(choice.exchange(form)) {}
+    ~forced_form() { choice_.store(before_); }
+    forced_form(const forced_form &) = delete;
+    forced_form &operator=(const forced_form &) = delete;
+
+  private:
+    std::atomic<Function *> &choice_;
+    Function *before_;
+};
+
+} // namespace qel::test
