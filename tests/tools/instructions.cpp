@@ -1,0 +1,171 @@
+// SPDX-License-Identifier: MIT
+// instructions FOLDER: calls each hot function once or a fixed number of times on fixed inputs. scripts/instructions.sh
+// runs it under callgrind and compares the counts with tests/tools/instructions.txt.
+#include "common/bounds.h"
+#include "ogawa_reader/skin_blend.h"
+#include "qel_unit.h"
+#include "qel_unit/finite_check.h"
+#include "support/archive_writer.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <random>
+#include <string>
+#include <vector>
+
+namespace {
+
+std::mt19937 noise(1); // its sequence is the standard's, the same everywhere
+
+std::uint32_t below(std::uint32_t limit) {
+    return static_cast<std::uint32_t>(noise()) % limit;
+}
+
+float coordinate() {
+    return static_cast<float>(below(1u << 20)) / 1024.0f - 512.0f;
+}
+
+std::vector<float> random_positions(std::size_t count) {
+    std::vector<float> positions(count * 3);
+    for (float &value : positions)
+        value = coordinate();
+    return positions;
+}
+
+/// Stops when a call does not do what is to be counted.
+void require(bool holds, const char *what) {
+    if (holds) return;
+    std::fprintf(stderr, "instructions: %s\n", what);
+    std::exit(1);
+}
+
+/// The counts are to be the same on every machine, so wide kernels stay out of them.
+void force_narrow_kernels() {
+    using namespace qel;
+    constexpr instruction_set narrow = instruction_set::sse2;
+    bounds_choice.store(bounds_forms.best(narrow));
+    finite_choice.store(finite_forms.best(narrow));
+    skin_choice.store(skin_forms.best(narrow));
+}
+
+void units(const std::string &folder) {
+    constexpr std::uint32_t count = 50000;
+    std::vector<std::uint64_t> keys(count);
+    const std::vector<std::uint64_t> payloads(count, 7);
+    const std::vector<std::uint8_t> layers(count, 1);
+    std::string ids;
+    for (std::uint32_t i = 0; i < count; ++i) {
+        keys[i] = std::uint64_t{below(48)} << 32 | below(48) << 16 | below(48);
+        char id[9];
+        std::snprintf(id, sizeof id, "%08X", static_cast<unsigned>(noise()));
+        ids += id;
+    }
+    const std::string path = folder + "/shuffled.qel";
+    qel_unit unit = {};
+    require(qel_unit_create(&unit, count, keys.data(), ids.data(), payloads.data(), layers.data()) == 0,
+            "unit create");
+    require(qel_unit_save(path.c_str(), &unit) == 0, "unit save");
+    for (int i = 0; i < 10000; ++i) {
+        qel_unit_lookup_morton(&unit, i % 2 == 0 ? keys[below(count)] : noise());
+        qel_unit_lookup_hex(&unit, &ids[below(count) * 8]);
+    }
+    qel_unit_free(&unit);
+    std::free(unit.order);
+
+    qel_unit loaded = {};
+    require(qel_unit_load(path.c_str(), &loaded) == 0, "unit load");
+    std::uint32_t numbers[8];
+    std::uint64_t distances[8];
+    for (int i = 0; i < 500; ++i)
+        require(qel_unit_query_nearest(&loaded, keys[below(count)], 8, numbers, distances) == 8,
+                "unit nearest");
+    qel_unit_free(&loaded);
+    std::free(loaded.order);
+}
+
+void scenes() {
+    const qel::test::plain_mesh grid = qel::test::make_grid(50, 50, true);
+    auto *const mesh = static_cast<qel_alembic_mesh *>(std::calloc(1, sizeof(qel_alembic_mesh)));
+    require(qel_alembic_load_raw(grid.positions.data(), grid.vertex_count(), grid.face_indices.data(),
+                                 grid.face_count(), "grid", mesh) == 0,
+            "load raw");
+    qel_alembic_file scene = {};
+    scene.meshes = mesh;
+    scene.mesh_count = 1;
+    require(qel_alembic_build_hash_table(&scene) == 0, "scene index");
+    qel_alembic_hit hits[8];
+    for (int i = 0; i < 20; ++i)
+        require(qel_alembic_query_nearest(&scene, below(1u << 18), 8, hits) == 8, "scene nearest");
+    qel_alembic_free(&scene);
+}
+
+void archives(const std::string &folder) {
+    const qel::test::plain_mesh torus = qel::test::make_torus(96, 48, 3.0f, 1.0f);
+    const std::string path = folder + "/torus.abc";
+    qel::test::production_archive(torus, {qel::test::bytes_of(torus.vertex_normals)}).save(path);
+    ogawa_archive archive;
+    require(ogawa_open(path.c_str(), &archive) == 0, "open");
+    float *normals = nullptr, *positions = nullptr;
+    std::uint32_t *indices = nullptr, count = 0, scope = 0;
+    require(ogawa_read_normals(&archive, nullptr, 0, &normals, &indices, &count, &scope) == 0, "normals");
+    require(ogawa_read_positions(&archive, nullptr, 0, &positions, &count) == 0, "positions");
+    ogawa_polymesh mesh;
+    require(ogawa_read_polymesh(&archive, nullptr, 0, &mesh) == 0, "polymesh");
+    require(ogawa_build_manifold(&mesh) == 0, "manifold");
+    ogawa_free_polymesh(&mesh);
+    std::free(normals);
+    std::free(indices);
+    std::free(positions);
+    ogawa_close(&archive);
+}
+
+void positions_and_skins() {
+    constexpr std::uint32_t count = 20000, joints = 100;
+    const std::vector<float> positions = random_positions(count);
+    float bounds[6];
+    ogawa_compute_bounds(positions.data(), count, bounds);
+    require(qel_mesh_is_static_valid(positions.data(), count) == 1, "finite");
+
+    std::vector<qel_skin_weight> weights(count);
+    for (qel_skin_weight &weight : weights)
+        for (int slot = 0; slot < 4; ++slot) {
+            weight.joints[slot] = static_cast<std::uint8_t>(below(joints));
+            weight.weights[slot] = 0.25f;
+        }
+    std::vector<qel_skin_joint> records(joints);
+    std::vector<double> poses(joints * 16);
+    for (std::size_t i = 0; i < poses.size(); ++i)
+        poses[i] = records[i / 16].joint_transform[i % 16] = i % 5 == i / 16 % 5 ? 1.0 : 0.125;
+    qel_skin skin = {};
+    skin.joints = records.data();
+    skin.joint_count = joints;
+    skin.weights = weights.data();
+    skin.weight_count = count;
+    std::vector<float> moved(positions.size());
+    qel_skin_apply(&skin, poses.data(), positions.data(), moved.data());
+}
+
+void agents() {
+    require(qel_agent_dir_init(nullptr) == 0, "agents");
+    char id[9];
+    for (int i = 0; i < 200; ++i)
+        require(qel_agent_spawn(nullptr, 1, 1, 1, id) >= 0, "spawn");
+    qel_agent_dir_free();
+}
+
+} // namespace
+
+int main(int argc, char **argv) {
+    if (argc != 2) {
+        std::fprintf(stderr, "usage: instructions FOLDER\n");
+        return 2;
+    }
+    force_narrow_kernels();
+    units(argv[1]);
+    scenes();
+    archives(argv[1]);
+    positions_and_skins();
+    agents();
+    return 0;
+}
