@@ -20,8 +20,13 @@ void copy_text(char (&field)[N], const char *text) {
 
 /// Writes `value` as eight upper-case hexadecimal digits, without a terminator.
 inline void write_hex8(std::uint32_t value, char *digits) {
-    for (int i = 7; i >= 0; --i, value >>= 4)
-        digits[i] = "0123456789ABCDEF"[value & 15];
+    // All digits at once, the first in the lowest byte: halves, bytes and half-bytes are moved apart in turn.
+    std::uint64_t spread = value >> 16 | std::uint64_t{value & 0xFFFF} << 32;
+    spread = (spread >> 8 & 0x000000FF000000FF) | (spread & 0x000000FF000000FF) << 16;
+    spread = (spread >> 4 & 0x000F000F000F000F) | (spread & 0x000F000F000F000F) << 8;
+    const std::uint64_t letters = (spread + 0x0606060606060606) >> 4 & 0x0101010101010101;
+    const std::uint64_t text = spread + 0x3030303030303030 + letters * ('A' - '9' - 1);
+    std::memcpy(digits, &text, sizeof text);
 }
 
 } // namespace qel

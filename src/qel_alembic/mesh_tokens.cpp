@@ -3,6 +3,7 @@
 #include "common/heap.h"
 #include "qel_alembic/vertex_tokens.h"
 
+#include <algorithm>
 #include <cstring>
 
 namespace qel {
@@ -32,23 +33,14 @@ bool allocate_where_null(qel_alembic_mesh &mesh) {
     return mesh.tokens != nullptr;
 }
 
-void place_vertices(qel_alembic_mesh &mesh) {
-    const lattice_box box = span_lattice(mesh.bounds);
-    for (std::uint64_t i = 0; i < mesh.vertex_count; ++i)
-        place_vertex(mesh.positions + 3 * i, box, mesh.vertices[i]);
-}
-
-/// The topology hashes of all vertices in one pass over the faces: each vertex meets its faces in the same order
-/// as if it had walked them alone.
-void hash_topology(qel_alembic_mesh &mesh) {
-    const bool has_faces = mesh.indices != nullptr && mesh.face_count != 0;
-    for (std::uint64_t i = 0; i < mesh.vertex_count; ++i)
-        mesh.vertices[i].topology = has_faces ? topology_seed : 0;
-    if (!has_faces) return;
-
-    const auto touch = [&mesh](std::uint32_t vertex, std::uint32_t mix) {
-        if (vertex >= mesh.vertex_count) return; // indices are not checked by anyone before
-        std::uint32_t &hash = mesh.vertices[vertex].topology;
+/// Passes each face on to its vertices, in order: each vertex meets its faces as if it had walked them alone.
+/// `hash_of` gives the place of a vertex's hash.
+template <class HashOf>
+void hash_faces(const qel_alembic_mesh &mesh, HashOf hash_of) {
+    const std::uint32_t vertex_count = mesh.vertex_count;
+    const auto touch = [=](std::uint32_t vertex, std::uint32_t mix) {
+        if (vertex >= vertex_count) return; // indices are not checked by anyone before
+        std::uint32_t &hash = hash_of(vertex);
         hash = with_face(hash, mix);
     };
     const std::uint32_t *const end = mesh.indices + std::uint64_t{mesh.face_count} * 3;
@@ -61,9 +53,64 @@ void hash_topology(qel_alembic_mesh &mesh) {
     }
 }
 
-void make_tokens(qel_alembic_mesh &mesh) {
-    for (std::uint32_t i = 0; i < mesh.vertex_count; ++i)
+/// The topology hashes of all vertices.
+template <class HashOf>
+void hash_topology(const qel_alembic_mesh &mesh, HashOf hash_of) {
+    const bool has_faces = mesh.indices != nullptr && mesh.face_count != 0;
+    for (std::uint64_t i = 0; i < mesh.vertex_count; ++i)
+        hash_of(static_cast<std::uint32_t>(i)) = has_faces ? topology_seed : 0;
+    if (has_faces) hash_faces(mesh, hash_of);
+}
+
+/// Fills vertex records and tokens, each in one visit. `hash_of` may give the places in the records themselves.
+template <class HashOf>
+void fill_records(qel_alembic_mesh &mesh, HashOf hash_of) {
+    const lattice_box box = span_lattice(mesh.bounds);
+    lattice_run run;
+    for (std::uint64_t first = 0; first < mesh.vertex_count; first += run.size) {
+        const auto count =
+            static_cast<std::uint32_t>(std::min<std::uint64_t>(run.size, mesh.vertex_count - first));
+        run.place(mesh.positions + 3 * first, count, box);
+        for (std::uint32_t i = 0; i < count; ++i) {
+            const auto number = static_cast<std::uint32_t>(first + i);
+            qel_alembic_vertex &vertex = mesh.vertices[number];
+            run.fill(i, vertex);
+            vertex.topology = hash_of(number);
+            make_token(vertex, mesh.layer, 0, number, mesh.tokens[number]);
+        }
+    }
+}
+
+/// Without positions the vertex records keep what they hold, but for their hashes.
+template <class HashOf>
+void refresh_records(qel_alembic_mesh &mesh, HashOf hash_of) {
+    for (std::uint32_t i = 0; i < mesh.vertex_count; ++i) {
+        mesh.vertices[i].topology = hash_of(i);
         make_token(mesh.vertices[i], mesh.layer, 0, i, mesh.tokens[i]);
+    }
+}
+
+template <class HashOf>
+void process(qel_alembic_mesh &mesh, HashOf hash_of) {
+    hash_topology(mesh, hash_of);
+    if (mesh.positions != nullptr)
+        fill_records(mesh, hash_of);
+    else
+        refresh_records(mesh, hash_of);
+}
+
+/// Faces visit their vertices in any order: in a large mesh the hashes gather side by side, where ten take the memory
+/// of one record.
+void process_all(qel_alembic_mesh &mesh) {
+    constexpr std::uint32_t records_in_cache = 4096;
+    scratch<std::uint32_t> gathered;
+    if (mesh.vertex_count > records_in_cache) gathered.reset(heap_array<std::uint32_t>(mesh.vertex_count));
+    std::uint32_t *const hashes = gathered.get();
+    qel_alembic_vertex *const vertices = mesh.vertices;
+    if (hashes != nullptr)
+        process(mesh, [=](std::uint32_t vertex) -> std::uint32_t & { return hashes[vertex]; });
+    else
+        process(mesh, [=](std::uint32_t vertex) -> std::uint32_t & { return vertices[vertex].topology; });
 }
 
 /// Copies `count` triples; null when there is no memory.
@@ -98,10 +145,8 @@ int32_t qel_alembic_process_mesh(qel_alembic_mesh *mesh, uint8_t layer) {
         // The x pair alone says whether the box has been set: a mesh flat at x = 0 is measured every time.
         if (mesh->bounds[0] == 0.0f && mesh->bounds[3] == 0.0f)
             qel::compute_bounds(mesh->positions, mesh->vertex_count, mesh->bounds);
-        qel::place_vertices(*mesh);
     }
-    qel::hash_topology(*mesh);
-    qel::make_tokens(*mesh);
+    qel::process_all(*mesh);
     return qel::processed;
 }
 

@@ -53,9 +53,13 @@ inline std::uint8_t lattice_coordinate(float value, float low, float span) {
     return static_cast<std::uint8_t>(scaled > last_cell ? last_cell : scaled);
 }
 
+inline float coupling_of(float phi_norm) {
+    // Single precision to the end, unlike the coupling of the matrix algebra.
+    return (phi_norm / static_cast<float>(lattice_edge) + 1.0f) * 10.665754f;
+}
+
 /// Fills everything but the padding; the topology becomes 0.
 inline void place_vertex(const float *position, const lattice_box &box, qel_alembic_vertex &vertex) {
-    constexpr float coupling_scale = 10.665754f;
     const std::uint8_t x = lattice_coordinate(position[0], box.low[0], box.span[0]);
     const std::uint8_t y = lattice_coordinate(position[1], box.low[1], box.span[1]);
     const std::uint8_t z = lattice_coordinate(position[2], box.low[2], box.span[2]);
@@ -70,10 +74,59 @@ inline void place_vertex(const float *position, const lattice_box &box, qel_alem
     vertex.k11_level = static_cast<std::int8_t>(level);
     vertex.i_state = state_48(level);
     vertex.phi_norm = phi_norm_48(x, y, z);
-    // Single precision to the end, unlike the coupling of the matrix algebra.
-    vertex.em_coupling = (vertex.phi_norm / static_cast<float>(lattice_edge) + 1.0f) * coupling_scale;
+    vertex.em_coupling = coupling_of(vertex.phi_norm);
     vertex.topology = 0;
 }
+
+/// A few vertices at once: the same arithmetic as for one, quantity by quantity, so that the compiler makes vector
+/// instructions of it.
+struct lattice_run {
+    static constexpr std::uint32_t size = 64;
+
+    float position[3][size] = {};
+    std::uint8_t cell[3][size];
+    float phi_norm[size];
+    float em_coupling[size];
+    std::uint32_t morton[size];
+    std::int8_t level[size];
+
+    /// Places `count` vertices, at most `size`.
+    void place(const float *positions, std::uint32_t count, const lattice_box &box) {
+        for (std::uint32_t i = 0; i < count; ++i, positions += 3) {
+            position[0][i] = positions[0];
+            position[1][i] = positions[1];
+            position[2][i] = positions[2];
+        }
+        for (int axis = 0; axis < 3; ++axis) {
+            const float low = box.low[axis], span = box.span[axis]; // kept from what is written below
+            for (std::uint32_t i = 0; i < size; ++i)
+                cell[axis][i] = lattice_coordinate(position[axis][i], low, span);
+        }
+        for (std::uint32_t i = 0; i < size; ++i)
+            phi_norm[i] = phi_norm_48(cell[0][i], cell[1][i], cell[2][i]);
+        for (std::uint32_t i = 0; i < size; ++i)
+            em_coupling[i] = coupling_of(phi_norm[i]);
+        for (std::uint32_t i = 0; i < size; ++i)
+            morton[i] = static_cast<std::uint32_t>(morton_48(cell[0][i], cell[1][i], cell[2][i]));
+        for (std::uint32_t i = 0; i < size; ++i)
+            level[i] = static_cast<std::int8_t>(level_48(cell[0][i], cell[1][i], cell[2][i]));
+    }
+
+    /// Fills everything but the padding and the topology.
+    void fill(std::uint32_t i, qel_alembic_vertex &vertex) const {
+        vertex.position[0] = position[0][i];
+        vertex.position[1] = position[1][i];
+        vertex.position[2] = position[2][i];
+        vertex.matrix_x = cell[0][i];
+        vertex.matrix_y = cell[1][i];
+        vertex.matrix_z = cell[2][i];
+        vertex.morton = morton[i];
+        vertex.k11_level = level[i];
+        vertex.i_state = state_48(level[i]);
+        vertex.phi_norm = phi_norm[i];
+        vertex.em_coupling = em_coupling[i];
+    }
+};
 
 /// Fills everything but the padding.
 inline void make_token(const qel_alembic_vertex &vertex, std::uint8_t layer, std::uint32_t mesh_index,

@@ -27,10 +27,11 @@ constexpr int level_48(std::uint32_t x, std::uint32_t y, std::uint32_t z) {
     return static_cast<int>((x + y + z) % 23) - 11;
 }
 
-/// The state of a level: the two low bits of the signed value choose 0, 1, -1 or 2.
+inline constexpr std::int8_t level_states[4] = {0, 1, -1, 2};
+
+/// The state of a level, chosen by the two low bits of the signed value.
 constexpr std::int8_t state_48(int level) {
-    constexpr std::int8_t states[4] = {0, 1, -1, 2};
-    return states[level & 3];
+    return level_states[level & 3];
 }
 
 /// The cell's distance from the lattice centre, a corner having about the golden ratio.

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <string>
 
 namespace qel {
@@ -36,6 +37,20 @@ TEST(WriteHex8, WritesEightUpperCaseDigitsAndNoTerminator) {
     char nine[9] = {'.', '.', '.', '.', '.', '.', '.', '.', '!'};
     write_hex8(0x2A9E011B, nine);
     EXPECT_EQ(std::string(nine, 9), "2A9E011B!");
+}
+
+TEST(WriteHex8, WritesEveryDigitInEveryPlaceAsPrintfDoes) {
+    for (std::uint32_t digit = 0; digit < 16; ++digit) {
+        for (int place = 0; place < 8; ++place) {
+            for (const std::uint32_t others : {0u, 0x9A9A9A9Au, 0xFFFFFFFFu}) {
+                const std::uint32_t value = (others & ~(15u << 4 * place)) | digit << 4 * place;
+                char wanted[9], digits[9] = "........";
+                std::snprintf(wanted, sizeof wanted, "%08X", value);
+                write_hex8(value, digits);
+                EXPECT_STREQ(digits, wanted);
+            }
+        }
+    }
 }
 
 } // namespace

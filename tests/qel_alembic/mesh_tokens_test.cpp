@@ -6,6 +6,10 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <iterator>
+#include <limits>
+#include <random>
 #include <string>
 
 namespace qel {
@@ -245,6 +249,53 @@ TEST(ProcessMesh, EqualsThePlainFormOfOneWalkPerVertex) {
         ASSERT_EQ(std::memcmp(owned.mesh.vertices, expected.vertices.data(), vertices * 40), 0) << round;
         ASSERT_EQ(std::memcmp(owned.mesh.tokens, expected.tokens.data(), vertices * 32), 0) << round;
     }
+}
+
+TEST(ProcessMesh, EqualsThePlainFormAtEveryRemainderAndForStrangePositionsAndBoxes) {
+    constexpr float nan = std::numeric_limits<float>::quiet_NaN(),
+                    inf = std::numeric_limits<float>::infinity();
+    const float strange[] = {nan, inf, -inf, 0.0f, -0.0f, 1e-45f, 3e38f, -3e38f, 5.0f, 4.9999995f};
+    const float boxes[][6] = {{-5, -5, -5, 5, 5, 5},
+                              {5, 5, 5, -5, -5, -5},
+                              {-5, nan, -inf, 5, 5, inf},
+                              {-3e38f, 0, 0, 3e38f, 1e-5f, 0},
+                              {1, 1, 1, 1, 1, 1.0001f}};
+    std::mt19937 random(55);
+    for (std::uint32_t vertices = 1; vertices <= 200; ++vertices) {
+        std::vector<float> positions = test::random_positions(random, vertices, 6.0f);
+        for (std::size_t i = random() % 7; i < positions.size(); i += 7)
+            positions[i] = strange[random() % std::size(strange)];
+        owned_mesh owned;
+        ASSERT_EQ(load(positions, test::random_triangles(random, vertices, 50), owned.mesh), 0);
+        const float *const box = boxes[vertices % std::size(boxes)];
+        std::copy_n(box, 6, owned.mesh.bounds);
+        ASSERT_EQ(qel_alembic_process_mesh(&owned.mesh, 2), 0);
+        const std::vector<std::uint32_t> indices(owned.mesh.indices, owned.mesh.indices + 150);
+        const model::processed_mesh expected = model::process_mesh(positions, indices, box, 2);
+        ASSERT_EQ(std::memcmp(owned.mesh.vertices, expected.vertices.data(), vertices * 40), 0) << vertices;
+        ASSERT_EQ(std::memcmp(owned.mesh.tokens, expected.tokens.data(), vertices * 32), 0) << vertices;
+    }
+}
+
+TEST(ProcessMesh, OfALargeMeshEqualsThePlainFormWithAndWithoutScratchMemory) {
+    std::mt19937 random(56);
+    const std::uint32_t vertices = 4100;
+    const std::vector<float> positions = test::random_positions(random, vertices);
+    const std::vector<std::uint32_t> indices = test::random_triangles(random, vertices, 6000, 9);
+    owned_mesh owned;
+    ASSERT_EQ(load(positions, indices, owned.mesh), 0);
+    const model::processed_mesh expected = model::process_mesh(positions, indices, owned.mesh.bounds, 1);
+    for (const bool has_memory : {true, false}) {
+        EXPECT_EQ(std::memcmp(owned.mesh.vertices, expected.vertices.data(), vertices * 40), 0);
+        EXPECT_EQ(std::memcmp(owned.mesh.tokens, expected.tokens.data(), vertices * 32), 0);
+        std::memset(owned.mesh.vertices, 0, vertices * 40);
+        std::memset(owned.mesh.tokens, 0, vertices * 32);
+        const failing_heap heap = has_memory ? failing_heap::nth(0) : failing_heap::from(1);
+        ASSERT_EQ(qel_alembic_process_mesh(&owned.mesh, 1), 0);
+        EXPECT_EQ(heap.failures(), has_memory ? 0u : 1u);
+    }
+    EXPECT_EQ(std::memcmp(owned.mesh.vertices, expected.vertices.data(), vertices * 40), 0);
+    EXPECT_EQ(std::memcmp(owned.mesh.tokens, expected.tokens.data(), vertices * 32), 0);
 }
 
 TEST(ProcessMesh, HashesAMillionFacesInOnePass) {
