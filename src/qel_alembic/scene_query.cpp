@@ -21,30 +21,36 @@ qel_alembic_hit hit_at(const qel_alembic_mesh &mesh, std::uint32_t mesh_index, s
     return hit;
 }
 
-/// Turns global numbers into vertices. The first one costs a walk over the meshes; for a search that goes on,
-/// signposts at regular distances shorten all further walks.
-class vertex_finder {
-  public:
-    explicit vertex_finder(const qel_alembic_file &scene) : scene_(scene), count_(meshes_in(scene)) {}
+/// The global numbers of a mesh's vertices.
+struct mesh_numbers {
+    std::uint64_t first;
+    std::uint64_t count;
+    std::uint32_t mesh;
 
-    /// False when the number lies beyond all meshes.
-    bool find(std::uint64_t number, std::uint32_t &mesh, std::uint32_t &vertex) {
+    bool hold(std::uint32_t number) const { return number - first < count; }
+};
+
+/// Finds the mesh that a global number belongs to. The first time costs a walk over the meshes; for a search that goes
+/// on, signposts at regular distances shorten all further walks.
+class mesh_finder {
+  public:
+    explicit mesh_finder(const qel_alembic_file &scene) : scene_(scene), count_(meshes_in(scene)) {}
+
+    /// No numbers when the number lies beyond all meshes.
+    mesh_numbers find(std::uint32_t number) {
         if (++finds_ == 2) set_signposts();
-        mesh = 0;
-        std::uint64_t first = 0; // global number of the mesh's first vertex
+        mesh_numbers numbers = {0, 0, 0};
         if (posts_ > 0) {
             const std::uint64_t *const post = std::upper_bound(first_, first_ + posts_, number) - 1;
-            mesh = static_cast<std::uint32_t>(post - first_) * stride_;
-            first = *post;
+            numbers.mesh = static_cast<std::uint32_t>(post - first_) * stride_;
+            numbers.first = *post;
         }
-        for (; mesh < count_; ++mesh) {
-            if (number - first < scene_.meshes[mesh].vertex_count) {
-                vertex = static_cast<std::uint32_t>(number - first);
-                return true;
-            }
-            first += scene_.meshes[mesh].vertex_count;
+        for (; numbers.mesh < count_; ++numbers.mesh) {
+            numbers.count = scene_.meshes[numbers.mesh].vertex_count;
+            if (numbers.hold(number)) return numbers;
+            numbers.first += numbers.count;
         }
-        return false;
+        return {0, 0, 0};
     }
 
   private:
@@ -161,19 +167,22 @@ extern "C" {
 
 int32_t qel_alembic_lookup_morton(const qel_alembic_file *scene, uint64_t morton, qel_alembic_hit *out) {
     if (scene == nullptr || out == nullptr || scene->hash == nullptr) return qel::not_found;
-    qel::vertex_finder finder(*scene);
+    qel::mesh_finder finder(*scene);
+    qel::mesh_numbers numbers = {0, 0, 0}; // of the mesh that was looked into last
+    const qel_alembic_vertex *vertices = nullptr;
     const std::uint32_t home = qel::home_slot(morton);
     std::uint32_t slot = home;
     do {
         const std::uint32_t number = scene->hash[slot];
         if (number == qel::empty_slot) return qel::not_found;
-        std::uint32_t m = 0, v = 0;
-        if (finder.find(number, m, v)) {
-            const qel_alembic_mesh &mesh = scene->meshes[m];
-            if (mesh.vertices != nullptr && mesh.vertices[v].morton == morton) {
-                *out = qel::hit_at(mesh, m, v);
-                return qel::found;
-            }
+        if (!numbers.hold(number)) {
+            numbers = finder.find(number);
+            vertices = numbers.count > 0 ? scene->meshes[numbers.mesh].vertices : nullptr;
+        }
+        if (vertices != nullptr && vertices[number - numbers.first].morton == morton) {
+            const auto vertex = static_cast<std::uint32_t>(number - numbers.first);
+            *out = qel::hit_at(scene->meshes[numbers.mesh], numbers.mesh, vertex);
+            return qel::found;
         }
         slot = qel::next_slot(slot);
     } while (slot != home);
