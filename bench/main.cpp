@@ -1,0 +1,51 @@
+// SPDX-License-Identifier: MIT
+// Google Benchmark's own options, and --quick: tiny inputs, one round.
+#include "support/rows.h"
+#include "support/side_by_side.h"
+
+#include <cstdio>
+#include <cstring>
+
+namespace {
+
+/// A line per row while it goes on: the table is made from the file.
+class progress : public benchmark::BenchmarkReporter {
+  public:
+    bool ReportContext(const Context &) override { return true; }
+    void ReportRuns(const std::vector<Run> &runs) override {
+        for (const Run &run : runs) {
+            if (run.error_occurred) failed = true;
+            std::fprintf(stderr, "%-72s %10.3f ms %s\n", run.run_name.function_name.c_str(),
+                         run.GetAdjustedRealTime(), run.error_occurred ? run.error_message.c_str() : "");
+        }
+    }
+    bool failed = false;
+};
+
+} // namespace
+
+int main(int argc, char **argv) {
+    int kept = 0;
+    for (int i = 0; i < argc; ++i)
+        if (std::strcmp(argv[i], "--quick") == 0)
+            qel::bench::set_quick(true);
+        else
+            argv[kept++] = argv[i];
+    benchmark::Initialize(&kept, argv);
+    if (benchmark::ReportUnrecognizedArguments(kept, argv)) return 2;
+    using namespace qel::bench;
+    add_unit_rows();
+    add_matrix_rows();
+    add_mesh_token_rows();
+    add_scene_rows();
+    add_scan_rows();
+    add_polymesh_rows();
+    add_geometry_rows();
+    add_verify_rows();
+    add_mesh_cache_rows();
+    add_skinning_rows();
+    add_agent_rows();
+    progress display;
+    benchmark::RunSpecifiedBenchmarks(&display);
+    return display.failed ? 1 : 0;
+}

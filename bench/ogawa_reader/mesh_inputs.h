@@ -1,0 +1,58 @@
+// SPDX-License-Identifier: MIT
+// A torus of quads as a mesh record: the geometry rows' input.
+#pragma once
+
+#include "qel_unit.h"
+
+#include "support/mesh_maker.h"
+
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+
+namespace qel::bench {
+
+/// A record that borrows the arrays of a torus of `side` x `side` quads, with normals per corner and one UV set whose
+/// indices are the corners' vertices.
+struct mesh_input {
+    explicit mesh_input(std::size_t side)
+        : torus(test::make_torus(static_cast<std::uint32_t>(side), static_cast<std::uint32_t>(side), 3.0f,
+                                 1.0f)) {
+        mesh.positions = torus.positions.data();
+        mesh.vertex_count = torus.vertex_count();
+        mesh.normals = torus.corner_normals.data();
+        mesh.normal_count = static_cast<std::uint32_t>(torus.corner_normals.size() / 3);
+        mesh.normal_scope = OGAWA_SCOPE_FACE_VARYING;
+        mesh.face_counts = torus.face_counts.data();
+        mesh.face_count = torus.face_count();
+        mesh.face_indices = torus.face_indices.data();
+        mesh.face_index_count = static_cast<std::uint32_t>(torus.face_indices.size());
+        std::strcpy(uvs.name, "uv");
+        uvs.values = torus.vertex_uvs.data();
+        uvs.value_count = mesh.vertex_count;
+        uvs.indices = torus.face_indices.data();
+        uvs.index_count = mesh.face_index_count;
+        uvs.scope = OGAWA_SCOPE_FACE_VARYING;
+        mesh.uv_sets = &uvs;
+        mesh.uv_set_count = 1;
+        ogawa_compute_bounds(mesh.positions, mesh.vertex_count, box);
+        std::memcpy(mesh.bounds_min, box, sizeof mesh.bounds_min);
+        std::memcpy(mesh.bounds_max, box + 3, sizeof mesh.bounds_max);
+    }
+    mesh_input(const mesh_input &) = delete;
+    mesh_input &operator=(const mesh_input &) = delete;
+
+    /// The same with normals per vertex.
+    void take_vertex_normals() {
+        mesh.normals = torus.vertex_normals.data();
+        mesh.normal_count = mesh.vertex_count;
+        mesh.normal_scope = OGAWA_SCOPE_VERTEX;
+    }
+
+    test::plain_mesh torus;
+    ogawa_uv_set uvs = {};
+    ogawa_polymesh mesh = {};
+    float box[6] = {};
+};
+
+} // namespace qel::bench

@@ -1,0 +1,177 @@
+// SPDX-License-Identifier: MIT
+// Arrays found by searching an archive's bytes.
+#include "model/block_scan_model.h"
+#include "model/polymesh_model.h"
+#include "ogawa_reader/archive_inputs.h"
+#include "support/limits.h"
+#include "support/peak_memory.h"
+#include "support/rows.h"
+#include "support/side_by_side.h"
+
+#include <cstdlib>
+#include <cstring>
+
+namespace qel::bench {
+
+namespace {
+
+constexpr std::size_t mebibyte = std::size_t{1} << 20;
+
+std::size_t file_size() {
+    return sized(64 * mebibyte, mebibyte / 8);
+}
+/// A read for every step takes a plain scan minutes in 64 MiB.
+std::size_t small_size() {
+    return sized(mebibyte, mebibyte / 16);
+}
+
+/// What is read, and how: by the library, and plainly.
+struct normals_reader {
+    static std::vector<float> read(const ogawa_archive &archive) {
+        float *normals = nullptr;
+        std::uint32_t *indices = nullptr;
+        std::uint32_t count = 0, scope = 0;
+        if (ogawa_read_normals(&archive, nullptr, 0, &normals, &indices, &count, &scope) != 0) return {};
+        std::vector<float> values(normals, normals + std::size_t{count} * 3);
+        std::free(normals);
+        return values;
+    }
+    static void run(const ogawa_archive &archive) {
+        float *normals = nullptr;
+        std::uint32_t *indices = nullptr;
+        std::uint32_t count = 0, scope = 0;
+        ogawa_read_normals(&archive, nullptr, 0, &normals, &indices, &count, &scope);
+        std::free(normals);
+    }
+    static std::vector<float> read_plainly(std::FILE *file) {
+        return model::read_normals_plainly(file).values;
+    }
+};
+
+struct uvs_reader {
+    static std::vector<float> read(const ogawa_archive &archive) {
+        ogawa_uv_set set = {};
+        if (ogawa_read_uvs(&archive, nullptr, 0, 0, &set) != 0) return {};
+        std::vector<float> values(set.values, set.values + std::size_t{set.value_count} * 2);
+        ogawa_free_uv_set(&set);
+        return values;
+    }
+    static void run(const ogawa_archive &archive) {
+        ogawa_uv_set set = {};
+        ogawa_read_uvs(&archive, nullptr, 0, 0, &set);
+        ogawa_free_uv_set(&set);
+    }
+    static std::vector<float> read_plainly(std::FILE *file) { return model::read_uvs_plainly(file).values; }
+};
+
+struct tangents_reader {
+    static std::vector<float> read(const ogawa_archive &archive) {
+        ogawa_tangent_frame frame = {};
+        if (ogawa_read_tangent_frame(&archive, nullptr, 0, &frame) != 0) return {};
+        std::vector<float> values(frame.tangents, frame.tangents + std::size_t{frame.count} * 3);
+        values.insert(values.end(), frame.bitangents, frame.bitangents + std::size_t{frame.count} * 3);
+        ogawa_free_tangent_frame(&frame);
+        return values;
+    }
+    static void run(const ogawa_archive &archive) {
+        ogawa_tangent_frame frame = {};
+        ogawa_read_tangent_frame(&archive, nullptr, 0, &frame);
+        ogawa_free_tangent_frame(&frame);
+    }
+    static std::vector<float> read_plainly(std::FILE *file) {
+        model::tangents_read read = model::read_tangents_plainly(file);
+        read.tangents.insert(read.tangents.end(), read.bitangents.begin(), read.bitangents.end());
+        return read.tangents;
+    }
+};
+
+template <class Reader, test::archive_writer (*Make)(std::size_t)>
+void scan(benchmark::State &state) {
+    const open_archive large(Make(file_size())), small(Make(small_size()));
+    const std::vector<float> found = Reader::read(small.archive);
+    const bool same = !found.empty() && found == Reader::read_plainly(small.archive.file);
+    if (!agree(state, same && !Reader::read(large.archive).empty(), "the plain arrays differ")) return;
+    side_by_side(state, {[&] { Reader::run(large.archive); }})
+        .model_at("1 MiB", {[&] { Reader::run(small.archive); }},
+                  {[&] { keep(Reader::read_plainly(small.archive.file)); }}, 100)
+        .limit("fread of the file", {[&] { read_through(large.archive.file); }}, 2)
+        .measure();
+}
+
+/// The mesh search needs no small reads, so that its plain form is not hundreds of times slower.
+void searched_uvs(benchmark::State &state) {
+    const open_archive large(archive_of_blocks(file_size()));
+    const std::vector<float> found = uvs_reader::read(large.archive);
+    const bool same = !found.empty() && found == uvs_reader::read_plainly(large.archive.file);
+    if (!agree(state, same, "the plain UVs differ")) return;
+    side_by_side(state, {[&] { uvs_reader::run(large.archive); }})
+        .model({[&] { keep(uvs_reader::read_plainly(large.archive.file)); }}, side_by_side::no_target)
+        .limit("fread of the file", {[&] { read_through(large.archive.file); }}, 2)
+        .measure();
+}
+
+void read_mesh(const ogawa_archive &archive) {
+    ogawa_polymesh mesh;
+    ogawa_read_polymesh(&archive, nullptr, 0, &mesh);
+    ogawa_free_polymesh(&mesh);
+}
+
+bool same_as_plain(const ogawa_archive &archive) {
+    ogawa_polymesh ours, plain;
+    ogawa_read_polymesh(&archive, nullptr, 0, &ours);
+    model::read_polymesh(archive.file, nullptr, &plain);
+    const bool found = ours.vertex_count != 0 && ours.normal_count != 0 && ours.face_index_count != 0;
+    const bool same = found && model::same_polymesh(ours, plain);
+    ogawa_free_polymesh(&ours);
+    model::free_polymesh(&plain);
+    return same;
+}
+
+void fallback(benchmark::State &state) {
+    const open_archive large(archive_without_tree(file_size())),
+        small(archive_without_tree(small_size() / 2));
+    if (!agree(state, same_as_plain(small.archive), "the plain mesh differs")) return;
+    ogawa_polymesh plain = {};
+    side_by_side(state, {[&] { read_mesh(large.archive); }})
+        .model_at("512 KiB", {[&] { read_mesh(small.archive); }},
+                  {[&] { model::read_polymesh(small.archive.file, nullptr, &plain); },
+                   [&] { model::free_polymesh(&plain); }},
+                  100)
+        .limit("fread of the file", {[&] { read_through(large.archive.file); }}, 4)
+        .measure();
+}
+
+template <test::archive_writer (*Make)(std::size_t)>
+void scan_peak(benchmark::State &state, void (*run)(const ogawa_archive &)) {
+    const open_archive large(Make(file_size()));
+    report_peak(state, [&] { run(large.archive); });
+}
+
+void normals_peak(benchmark::State &state) {
+    scan_peak<archive_of_blocks>(state, normals_reader::run);
+}
+void uvs_peak(benchmark::State &state) {
+    scan_peak<archive_of_small_uvs>(state, uvs_reader::run);
+}
+void tangents_peak(benchmark::State &state) {
+    scan_peak<archive_of_blocks>(state, tangents_reader::run);
+}
+void fallback_peak(benchmark::State &state) {
+    scan_peak<archive_without_tree>(state, read_mesh);
+}
+
+} // namespace
+
+void add_scan_rows() {
+    row("normals by scan", "64 MiB file", scan<normals_reader, archive_of_blocks>);
+    row("UVs by scan", "64 MiB file", scan<uvs_reader, archive_of_small_uvs>);
+    row("UVs by the mesh search", "64 MiB file", searched_uvs);
+    row("tangent frames by scan", "64 MiB file", scan<tangents_reader, archive_of_blocks>);
+    row("positions, normals, topology fallback", "64 MiB file", fallback);
+    row("peak memory: normals by scan", "64 MiB file", normals_peak);
+    row("peak memory: UVs by scan", "64 MiB file", uvs_peak);
+    row("peak memory: tangent frames by scan", "64 MiB file", tangents_peak);
+    row("peak memory: positions, normals, topology fallback", "64 MiB file", fallback_peak);
+}
+
+} // namespace qel::bench

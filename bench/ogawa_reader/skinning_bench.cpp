@@ -1,0 +1,98 @@
+// SPDX-License-Identifier: MIT
+// Linear blend skinning.
+#include "qel_unit.h"
+
+#include "model/skin_model.h"
+#include "support/rows.h"
+#include "support/side_by_side.h"
+
+#include <Eigen/Core>
+#include <Eigen/StdVector>
+
+#include <cstring>
+#include <random>
+#include <vector>
+
+namespace qel::bench {
+
+namespace {
+
+using matrix = Eigen::Matrix<double, 4, 4, Eigen::RowMajor>;
+
+struct skin_input {
+    skin_input(std::size_t vertices, std::size_t joint_count)
+        : joints(joint_count), weights(vertices), poses(joint_count * 16), positions(vertices * 3) {
+        std::mt19937 random(29);
+        std::uniform_real_distribution<double> entry(-1, 1);
+        for (double &value : poses)
+            value = entry(random);
+        for (qel_skin_joint &joint : joints)
+            for (double &value : joint.joint_transform)
+                value = entry(random);
+        for (float &value : positions)
+            value = static_cast<float>(entry(random) * 10);
+        for (qel_skin_weight &weight : weights)
+            for (int slot = 0; slot < 4; ++slot) {
+                weight.joints[slot] = static_cast<std::uint8_t>(random() % joint_count);
+                weight.weights[slot] = 0.25f;
+            }
+        skin.joints = joints.data();
+        skin.joint_count = static_cast<std::uint32_t>(joint_count);
+        skin.weights = weights.data();
+        skin.weight_count = static_cast<std::uint32_t>(vertices);
+    }
+
+    std::vector<qel_skin_joint> joints;
+    std::vector<qel_skin_weight> weights;
+    std::vector<double> poses;
+    std::vector<float> positions;
+    qel_skin skin = {};
+};
+
+/// As a user of Eigen would write it: all in double precision, a row vector through each joint's matrix.
+void skin_with_eigen(const skin_input &input, std::vector<float> &out) {
+    std::vector<matrix, Eigen::aligned_allocator<matrix>> matrices(input.joints.size());
+    for (std::size_t j = 0; j < matrices.size(); ++j)
+        matrices[j] = Eigen::Map<const matrix>(&input.poses[j * 16]) *
+                      Eigen::Map<const matrix>(input.joints[j].joint_transform);
+    for (std::size_t i = 0; i < input.weights.size(); ++i) {
+        const float *const p = &input.positions[i * 3];
+        const double x = static_cast<double>(p[0]), y = static_cast<double>(p[1]),
+                     z = static_cast<double>(p[2]);
+        Eigen::RowVector4d sum = Eigen::RowVector4d::Zero();
+        for (int slot = 0; slot < 4; ++slot) {
+            const matrix &m = matrices[input.weights[i].joints[slot]];
+            const double weight = static_cast<double>(input.weights[i].weights[slot]);
+            sum += weight * (x * m.row(0) + y * m.row(1) + z * m.row(2) + m.row(3));
+        }
+        for (int axis = 0; axis < 3; ++axis)
+            out[i * 3 + static_cast<std::size_t>(axis)] = static_cast<float>(sum[axis]);
+    }
+}
+
+void apply(benchmark::State &state) {
+    const skin_input input(sized(1000000, 2000), 100);
+    std::vector<float> ours(input.positions.size()), eigen(input.positions.size());
+    qel_skin_apply(&input.skin, input.poses.data(), input.positions.data(), ours.data());
+    std::vector<float> plain = model::skin_apply(input.skin, input.poses, input.positions);
+    const bool same = std::memcmp(ours.data(), plain.data(), plain.size() * sizeof(float)) == 0;
+    if (!agree(state, same, "the plain positions differ")) return;
+    side_by_side(state, {[&] {
+                     qel_skin_apply(&input.skin, input.poses.data(), input.positions.data(), ours.data());
+                 }})
+        .model({[&] { plain = model::skin_apply(input.skin, input.poses, input.positions); }}, 4)
+        .peer("Eigen, double precision", {[&] {
+                  skin_with_eigen(input, eigen);
+                  keep(eigen[0]);
+              }},
+              1)
+        .measure();
+}
+
+} // namespace
+
+void add_skinning_rows() {
+    row("skin apply, 4 of 100 joints each", "1 M vertices", apply);
+}
+
+} // namespace qel::bench

@@ -1,0 +1,85 @@
+// SPDX-License-Identifier: MIT
+// A mesh into vertex records and tokens.
+#include "model/topology_model.h"
+#include "qel_alembic/scene_inputs.h"
+#include "support/limits.h"
+#include "support/rows.h"
+#include "support/side_by_side.h"
+
+namespace qel::bench {
+
+namespace {
+
+/// A mesh record that borrows its arrays, as it is before processing.
+qel_alembic_mesh unprocessed(triangle_mesh &mesh) {
+    qel_alembic_mesh record = {};
+    record.vertex_count = mesh.vertex_count();
+    record.face_count = mesh.face_count();
+    record.positions = mesh.positions.data();
+    record.indices = mesh.indices.data();
+    return record;
+}
+
+void drop_records(qel_alembic_mesh &record) {
+    std::free(record.vertices);
+    std::free(record.tokens);
+    record.vertices = nullptr;
+    record.tokens = nullptr;
+    std::memset(record.bounds, 0, sizeof record.bounds);
+}
+
+contender processing(qel_alembic_mesh &record) {
+    return {[&record] { qel_alembic_process_mesh(&record, 1); }, [&record] { drop_records(record); }};
+}
+
+/// Each vertex looks at all faces.
+void process_plainly(const triangle_mesh &mesh, model::processed_mesh &out) {
+    float bounds[6];
+    qel_alembic_compute_bounds(mesh.positions.data(), mesh.vertex_count(), bounds);
+    out = model::process_mesh(mesh.positions, mesh.indices, bounds, 1);
+}
+
+bool same_as_plain(triangle_mesh &mesh) {
+    qel_alembic_mesh record = unprocessed(mesh);
+    qel_alembic_process_mesh(&record, 1);
+    model::processed_mesh plain;
+    process_plainly(mesh, plain);
+    const std::size_t count = plain.vertices.size();
+    const bool same =
+        std::memcmp(record.vertices, plain.vertices.data(), count * sizeof *record.vertices) == 0 &&
+        std::memcmp(record.tokens, plain.tokens.data(), count * sizeof *record.tokens) == 0;
+    drop_records(record);
+    return same;
+}
+
+void process(benchmark::State &state) {
+    triangle_mesh small(1000), mesh(sized(50000, 1000));
+    if (!agree(state, same_as_plain(small), "the plain records differ")) return;
+    qel_alembic_mesh record = unprocessed(mesh);
+    model::processed_mesh plain;
+    side_by_side(state, processing(record))
+        .model({[&] { process_plainly(mesh, plain); }, [&] { plain = {}; }}, 1000)
+        .limit("streaming its inputs and outputs", {[&] {
+                   stream_read(mesh.positions);
+                   stream_read(mesh.indices);
+                   stream_fill(mesh.vertex_count() *
+                               (sizeof(qel_alembic_vertex) + sizeof(qel_alembic_token)));
+               }},
+               3)
+        .measure();
+}
+
+void process_large(benchmark::State &state) {
+    triangle_mesh mesh(sized(1000000, 2000)), smaller(sized(50000, 1000));
+    qel_alembic_mesh record = unprocessed(mesh), smaller_record = unprocessed(smaller);
+    side_by_side(state, processing(record)).limit("the 50 k mesh", processing(smaller_record), 25).measure();
+}
+
+} // namespace
+
+void add_mesh_token_rows() {
+    row("process mesh", "50 k vertices, 100 k faces", process);
+    row("process mesh", "1 M vertices, 2 M faces", process_large);
+}
+
+} // namespace qel::bench

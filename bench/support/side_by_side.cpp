@@ -1,0 +1,150 @@
+// SPDX-License-Identifier: MIT
+#include "support/side_by_side.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <utility>
+
+namespace qel::bench {
+
+namespace {
+
+bool quick_mode = false;
+
+constexpr double row_seconds = 3;       // after so long no further round begins
+constexpr std::size_t least_rounds = 5; // but so many are played
+constexpr std::size_t most_rounds = 41;
+constexpr double model_seconds = 1;     // a model that has taken so long rests ...
+constexpr std::size_t model_rounds = 3; // ... after so many rounds,
+constexpr double slow_model = 3;        // or at once when it is as slow as this
+
+double seconds_of(const std::function<void()> &run) {
+    using clock = std::chrono::steady_clock;
+    const clock::time_point start = clock::now();
+    run();
+    benchmark::ClobberMemory();
+    return std::chrono::duration<double>(clock::now() - start).count();
+}
+
+double median(std::vector<double> values) {
+    std::sort(values.begin(), values.end());
+    const std::size_t half = values.size() / 2;
+    return values.size() % 2 == 1 ? values[half] : (values[half - 1] + values[half]) / 2;
+}
+
+double play(const contender &way) {
+    if (way.before) way.before();
+    const double seconds = seconds_of(way.run);
+    if (way.after) way.after();
+    return seconds;
+}
+
+} // namespace
+
+bool quick() {
+    return quick_mode;
+}
+
+void set_quick(bool on) {
+    quick_mode = on;
+}
+
+side_by_side::side_by_side(benchmark::State &state, contender ours) : state_(state) {
+    add(std::move(ours));
+}
+
+std::size_t side_by_side::add(contender way) {
+    ways_.push_back({std::move(way)});
+    return ways_.size() - 1;
+}
+
+side_by_side &side_by_side::add_rival(const std::string &label, std::size_t way, std::size_t reference,
+                                      double target, sense wanted, bool may_rest) {
+    rivals_.push_back({label, target, wanted, way, reference, may_rest});
+    return *this;
+}
+
+side_by_side &side_by_side::model(contender plain, double at_least) {
+    return add_rival("model", add(std::move(plain)), 0, at_least, sense::at_least, true);
+}
+
+side_by_side &side_by_side::model_at(const std::string &size, contender ours, contender plain,
+                                     double at_least) {
+    const std::size_t reference = add(std::move(ours));
+    return add_rival("model|" + size, add(std::move(plain)), reference, at_least, sense::at_least, true);
+}
+
+side_by_side &side_by_side::peer(const std::string &name, contender other, double at_least) {
+    return add_rival("peer|" + name, add(std::move(other)), 0, at_least, sense::at_least, false);
+}
+
+side_by_side &side_by_side::limit(const std::string &name, contender best, double at_most) {
+    return add_rival("limit|" + name, add(std::move(best)), 0, at_most, sense::at_most, false);
+}
+
+side_by_side &side_by_side::within(double milliseconds) {
+    most_milliseconds_ = milliseconds;
+    return *this;
+}
+
+/// Those that run, run one after the other; every second round the other way round, so that none always follows the
+/// same one.
+void side_by_side::play_round(bool backwards) {
+    for (std::size_t i = 0; i < ways_.size(); ++i) {
+        const std::size_t turn = backwards ? ways_.size() - 1 - i : i;
+        timed &way = ways_[turn];
+        const bool may_rest = std::any_of(rivals_.begin(), rivals_.end(),
+                                          [turn](const rival &r) { return r.way == turn && r.may_rest; });
+        const bool tired =
+            way.seconds.size() >= model_rounds ? way.total > model_seconds : way.total > slow_model;
+        if (may_rest && tired) continue;
+        way.seconds.push_back(play(way.way));
+        way.total += way.seconds.back();
+    }
+}
+
+/// Way over reference for what should be slower, reference over way for the limit.
+double side_by_side::ratio(const rival &r) const {
+    const std::vector<double> &way = ways_[r.way].seconds, &reference = ways_[r.reference].seconds;
+    std::vector<double> ratios;
+    for (std::size_t round = 0; round < std::min(way.size(), reference.size()); ++round)
+        ratios.push_back(r.wanted == sense::at_least ? way[round] / reference[round]
+                                                     : reference[round] / way[round]);
+    return median(ratios);
+}
+
+void side_by_side::measure() {
+    if (state_.error_occurred()) return;
+    for (auto _ : state_) {
+        if (!quick()) play(ways_[0].way); // first calls bind symbols and warm caches
+        double played = 0;
+        for (std::size_t round = 0; round < most_rounds; ++round) {
+            const std::size_t rounds_wanted = quick() ? 1 : least_rounds;
+            if (round >= rounds_wanted && (quick() || played > row_seconds)) break;
+            played += seconds_of([&] { play_round(round % 2 == 1); });
+        }
+        state_.SetIterationTime(median(ways_[0].seconds));
+    }
+    for (const rival &r : rivals_) {
+        char target[32] = "";
+        if (r.target != no_target) std::snprintf(target, sizeof target, "|%g", r.target);
+        state_.counters[r.label + (r.label.find('|') == std::string::npos ? "|" : "") + target] = ratio(r);
+    }
+    if (most_milliseconds_ != no_target) state_.counters["milliseconds"] = most_milliseconds_;
+    state_.counters["rounds"] = static_cast<double>(ways_[0].seconds.size());
+}
+
+bool agree(benchmark::State &state, bool same, const char *what) {
+    if (!same) state.SkipWithError(what);
+    return same;
+}
+
+void row(const std::string &job, const std::string &size, void (*measure)(benchmark::State &)) {
+    benchmark::RegisterBenchmark((job + " | " + size).c_str(), measure)
+        ->Iterations(1)
+        ->UseManualTime()
+        ->Unit(benchmark::kMillisecond);
+}
+
+} // namespace qel::bench

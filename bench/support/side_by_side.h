@@ -1,0 +1,94 @@
+// SPDX-License-Identifier: MIT
+// One job done in several ways, in one process and in turn, so that whatever slows the machine slows all of them:
+// the library, its plain model, what a user would take instead, and what the memory or the file allows at best. The
+// figures are medians over the rounds, and each ratio is the median of the rounds' ratios.
+#pragma once
+
+#include <benchmark/benchmark.h>
+
+#include <cstddef>
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace qel::bench {
+
+/// Whether only to see that every row runs: tiny inputs, one round.
+bool quick();
+void set_quick(bool on);
+
+/// The size of an input: the row's own, or a tiny one.
+inline std::size_t sized(std::size_t full, std::size_t tiny) {
+    return quick() ? tiny : full;
+}
+
+/// A way to do the job. Only `run` is timed; `before` and `after` make and release what it needs.
+struct contender {
+    std::function<void()> run;
+    std::function<void()> after = {};
+    std::function<void()> before = {};
+};
+
+/// Keeps a result from being optimised away.
+template <class T>
+void keep(const T &value) {
+    benchmark::DoNotOptimize(value);
+}
+
+class side_by_side {
+  public:
+    side_by_side(benchmark::State &state, contender ours);
+
+    /// No target: the ratio is only reported.
+    static constexpr double no_target = 0;
+
+    /// The plain form; it should take at least so many times as long. Slow ones take part in few rounds.
+    side_by_side &model(contender plain, double at_least);
+    /// The same at a smaller size, for a plain form that would take minutes at the full one. Where its effort grows
+    /// at least as the library's, the ratio at the full size is no lower.
+    side_by_side &model_at(const std::string &size, contender ours, contender plain, double at_least);
+    /// What a user would take instead, and how many times as long as the library it should take at least.
+    side_by_side &peer(const std::string &name, contender other, double at_least);
+    /// What cannot be beaten, and how many times as long as that the library may take.
+    side_by_side &limit(const std::string &name, contender best, double at_most);
+    /// The most milliseconds that the job may take.
+    side_by_side &within(double milliseconds);
+
+    /// Runs the rounds and reports; does nothing after a failed check.
+    void measure();
+
+  private:
+    enum class sense { at_least, at_most };
+    struct timed {
+        contender way;
+        std::vector<double> seconds = {}; // of each round that it took part in
+        double total = 0;
+    };
+    struct rival {
+        std::string label;
+        double target;
+        sense wanted;
+        std::size_t way, reference; // in ways_
+        bool may_rest;              // a slow model does not take part in every round
+    };
+
+    std::size_t add(contender way);
+    side_by_side &add_rival(const std::string &label, std::size_t way, std::size_t reference, double target,
+                            sense wanted, bool may_rest);
+    void play_round(bool backwards);
+    double ratio(const rival &r) const;
+
+    benchmark::State &state_;
+    std::vector<timed> ways_;
+    std::vector<rival> rivals_;
+    double most_milliseconds_ = no_target;
+};
+
+/// Checks what a row takes for granted: that two ways gave the same, that a call succeeded. False and a failed row
+/// otherwise.
+bool agree(benchmark::State &state, bool same, const char *what);
+
+/// Adds a row to the table.
+void row(const std::string &job, const std::string &size, void (*measure)(benchmark::State &));
+
+} // namespace qel::bench
