@@ -29,16 +29,25 @@ bool same_index_as_plain(bench_scene &s) {
     return same;
 }
 
-void index_scene(benchmark::State &state) {
-    bench_scene s(sized(100000, 2000));
+void index_scene(benchmark::State &state, shape form, double target) {
+    bench_scene s(sized(100000, 2000), form);
     if (!agree(state, same_index_as_plain(s), "the plain index differs")) return;
     side_by_side(state, indexing(s))
-        .model({[&] { model::plain_build_index(&s.scene); }, [&] { s.drop_index(); }}, 100)
+        .model({[&] { model::plain_build_index(&s.scene); }, [&] { s.drop_index(); }}, target)
         .measure();
 }
 
-void index_large_scene(benchmark::State &state) {
-    bench_scene s(sized(1000000, 4000)), smaller(sized(100000, 2000));
+void index_grid(benchmark::State &state) {
+    index_scene(state, shape::flat_grid, 100);
+}
+
+/// Plain probing meets few taken slots here.
+void index_torus(benchmark::State &state) {
+    index_scene(state, shape::torus, side_by_side::no_target);
+}
+
+void index_large_grid(benchmark::State &state) {
+    bench_scene s(sized(1000000, 4000), shape::flat_grid), smaller(sized(100000, 2000), shape::flat_grid);
     side_by_side(state, indexing(s)).limit("the 100 k scene", indexing(smaller), 15).measure();
 }
 
@@ -156,8 +165,9 @@ void load(benchmark::State &state) {
 } // namespace
 
 void add_scene_rows() {
-    row("scene index build", "100 k vertices", index_scene);
-    row("scene index build", "1 M vertices", index_large_scene);
+    row("scene index build, flat grid", "100 k vertices", index_grid);
+    row("scene index build, flat grid", "1 M vertices", index_large_grid);
+    row("scene index build, torus", "100 k vertices", index_torus);
     row("scene lookup, hits", "64 in 1 M vertices", look_up_hits);
     row("scene lookup, misses", "64 in 1 M vertices", look_up_misses);
     row("scene nearest, k = 8", "1 M vertices", nearest);

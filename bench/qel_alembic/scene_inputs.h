@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Meshes and scenes for the token rows: a torus, whose surface meets few of the lattice's cells, so that many vertices
-// share one, as in any scanned or modelled surface.
+// Meshes and scenes for the token rows: a torus, of which some vertices share a lattice cell, as in any modelled
+// surface, and a flat grid, whose vertices crowd into one layer of cells.
 #pragma once
 
 #include "qel_unit.h"
@@ -13,13 +13,18 @@
 
 namespace qel::bench {
 
-/// A triangulated torus of about so many vertices and twice as many triangles.
+enum class shape { torus, flat_grid };
+
+/// Of about so many vertices and twice as many triangles.
 struct triangle_mesh {
-    explicit triangle_mesh(std::size_t vertices) {
+    explicit triangle_mesh(std::size_t vertices, shape form = shape::torus) {
         const auto side = static_cast<std::uint32_t>(std::lround(std::sqrt(static_cast<double>(vertices))));
         for (std::uint32_t i = 0; i < side; ++i)
             for (std::uint32_t j = 0; j < side; ++j)
-                add_vertex(6.2831853 * i / side, 6.2831853 * j / side);
+                if (form == shape::torus)
+                    add_torus_vertex(6.2831853 * i / side, 6.2831853 * j / side);
+                else
+                    positions.insert(positions.end(), {static_cast<float>(i), static_cast<float>(j), 0.0f});
         for (std::uint32_t i = 0; i < side; ++i)
             for (std::uint32_t j = 0; j < side; ++j) {
                 const std::uint32_t a = i * side + j, b = (i + 1) % side * side + j;
@@ -35,23 +40,23 @@ struct triangle_mesh {
     std::vector<std::uint32_t> indices;
 
   private:
-    void add_vertex(double u, double v) {
+    void add_torus_vertex(double u, double v) {
         const double ring = 3 + std::cos(v);
         for (const double value : {ring * std::cos(u), ring * std::sin(u), std::sin(v)})
             positions.push_back(static_cast<float>(value));
     }
 };
 
-/// A scene of one processed mesh, or of a mesh without records to process.
+/// A scene of one processed mesh.
 class bench_scene {
   public:
-    explicit bench_scene(std::size_t vertices) {
-        const triangle_mesh mesh(vertices);
+    explicit bench_scene(std::size_t vertices, shape form = shape::torus) {
+        const triangle_mesh mesh(vertices, form);
         scene.meshes = static_cast<qel_alembic_mesh *>(std::calloc(1, sizeof(qel_alembic_mesh)));
         scene.mesh_count = 1;
         scene.fps = 24;
         qel_alembic_load_raw(mesh.positions.data(), mesh.vertex_count(), mesh.indices.data(),
-                             mesh.face_count(), "torus", scene.meshes);
+                             mesh.face_count(), "mesh", scene.meshes);
     }
     ~bench_scene() { qel_alembic_free(&scene); }
     bench_scene(const bench_scene &) = delete;

@@ -12,7 +12,7 @@ namespace {
 
 bool quick_mode = false;
 
-constexpr double row_seconds = 3;       // after so long no further round begins
+constexpr double row_seconds = 2;       // after so long, models not counted, no further round begins
 constexpr std::size_t least_rounds = 5; // but so many are played
 constexpr std::size_t most_rounds = 41;
 constexpr double model_seconds = 1;     // a model that has taken so long rests ...
@@ -88,9 +88,10 @@ side_by_side &side_by_side::within(double milliseconds) {
     return *this;
 }
 
-/// Those that run, run one after the other; every second round the other way round, so that none always follows the
-/// same one.
-void side_by_side::play_round(bool backwards) {
+/// Every second round goes the other way round, so that none always follows the same one. Returns the time without
+/// the models'.
+double side_by_side::play_round(bool backwards) {
+    double seconds = 0;
     for (std::size_t i = 0; i < ways_.size(); ++i) {
         const std::size_t turn = backwards ? ways_.size() - 1 - i : i;
         timed &way = ways_[turn];
@@ -101,7 +102,9 @@ void side_by_side::play_round(bool backwards) {
         if (may_rest && tired) continue;
         way.seconds.push_back(play(way.way));
         way.total += way.seconds.back();
+        if (!may_rest) seconds += way.seconds.back();
     }
+    return seconds;
 }
 
 /// Way over reference for what should be slower, reference over way for the limit.
@@ -122,7 +125,7 @@ void side_by_side::measure() {
         for (std::size_t round = 0; round < most_rounds; ++round) {
             const std::size_t rounds_wanted = quick() ? 1 : least_rounds;
             if (round >= rounds_wanted && (quick() || played > row_seconds)) break;
-            played += seconds_of([&] { play_round(round % 2 == 1); });
+            played += play_round(round % 2 == 1);
         }
         state_.SetIterationTime(median(ways_[0].seconds));
     }

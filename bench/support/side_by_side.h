@@ -75,7 +75,7 @@ class side_by_side {
     std::size_t add(contender way);
     side_by_side &add_rival(const std::string &label, std::size_t way, std::size_t reference, double target,
                             sense wanted, bool may_rest);
-    void play_round(bool backwards);
+    double play_round(bool backwards);
     double ratio(const rival &r) const;
 
     benchmark::State &state_;
