@@ -27,8 +27,8 @@ class progress : public benchmark::BenchmarkReporter {
 } // namespace
 
 int main(int argc, char **argv) {
-    // By default the heap keeps some large blocks once they were freed, and what a row takes would depend on the rows
-    // before it. So each large array is fresh memory, as in a process that does the job once.
+    // Else some large blocks would stay in the heap once they were freed, and what a row takes would depend on the
+    // rows before it.
     mallopt(M_MMAP_THRESHOLD, 128 << 10);
     int kept = 0;
     for (int i = 0; i < argc; ++i)

@@ -34,17 +34,21 @@ void stream_words(const unsigned char *bytes, std::size_t size) {
 }
 
 #if defined(__x86_64__)
+/// Four runs at once: the processor then keeps more lines on their way than for one.
 __attribute__((target("avx2"))) void stream_wide(const unsigned char *bytes, std::size_t size) {
-    __m256i sums[8] = {};
-    std::size_t at = 0;
-    for (; at + sizeof sums <= size; at += sizeof sums)
-        for (int i = 0; i < 8; ++i)
-            sums[i] = _mm256_add_epi64(sums[i],
-                                       _mm256_loadu_si256(reinterpret_cast<const __m256i *>(bytes + at) + i));
-    for (int i = 1; i < 8; ++i)
+    constexpr std::size_t step = 2 * sizeof(__m256i), runs = 4;
+    const std::size_t run = size / runs / step * step;
+    __m256i sums[2 * runs] = {};
+    for (std::size_t at = 0; at < run; at += step)
+        for (std::size_t r = 0; r < runs; ++r) {
+            const auto *const words = reinterpret_cast<const __m256i *>(bytes + r * run + at);
+            sums[2 * r] = _mm256_add_epi64(sums[2 * r], _mm256_loadu_si256(words));
+            sums[2 * r + 1] = _mm256_add_epi64(sums[2 * r + 1], _mm256_loadu_si256(words + 1));
+        }
+    for (std::size_t i = 1; i < 2 * runs; ++i)
         sums[0] = _mm256_add_epi64(sums[0], sums[i]);
     keep(sums[0]);
-    stream_words(bytes + at, size - at);
+    stream_words(bytes + runs * run, size - runs * run);
 }
 #endif
 

@@ -6,6 +6,8 @@
 #include <cstdio>
 #include <utility>
 
+#include <malloc.h>
+
 namespace qel::bench {
 
 namespace {
@@ -33,8 +35,11 @@ double median(std::vector<double> values) {
     return values.size() % 2 == 1 ? values[half] : (values[half - 1] + values[half]) / 2;
 }
 
+/// What the heap kept of earlier ways and rows goes back to the system first, all but a little for small blocks: a large
+/// array is then fresh memory whoever takes it.
 double play(const contender &way) {
     if (way.before) way.before();
+    malloc_trim(std::size_t{1} << 20);
     const double seconds = seconds_of(way.run);
     if (way.after) way.after();
     return seconds;
