@@ -2,6 +2,7 @@
 // The block scan: finds arrays of small floats in an archive by their size word and first values alone.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <cstdio>
 
@@ -23,6 +24,16 @@ struct float_block {
     std::uint64_t at;
     std::uint64_t size;
 };
+
+/// A size word and the floats that are tested.
+constexpr std::size_t bytes_looked_at(const block_rule &rule) {
+    return sizeof(std::uint64_t) + rule.tested_count * sizeof(float);
+}
+
+/// The block whose size word stands at `at` in a stream of `length` bytes, 0/0 when it is none. `bytes` are the size
+/// word's and all others that are looked at.
+float_block block_at(const std::uint8_t *bytes, std::uint64_t at, std::uint64_t length,
+                     const block_rule &rule);
 
 /// The longest block of a stream, of equals the first; 0/0 when there is none.
 float_block find_longest_block(std::FILE *stream, const block_rule &rule);

@@ -5,6 +5,7 @@
 #include "common/bytes.h"
 #include "common/file.h"
 #include "common/heap.h"
+#include "ogawa_reader/size_words.h"
 
 #include <cmath>
 #include <cstring>
@@ -116,12 +117,13 @@ std::uint32_t keep_triples_in_range(float *triples, std::size_t count) {
 
 // The mesh-data search.
 
-constexpr std::size_t candidate_bytes = 20; // a size word and three more of the payload
 constexpr std::uint64_t smallest_geometry = 1001;
 constexpr std::uint64_t largest_face_counts = 999'999;
 
 bool plausible_size(std::uint64_t size) {
-    return size >= 12 && size <= 10'000'000 && size % 4 == 0;
+    constexpr std::uint64_t largest = 10'000'000;
+    static_assert(largest < size_word_end);
+    return size >= 12 && size <= largest && size % 4 == 0;
 }
 
 void offer(ogawa_mesh_locations::block &best, std::uint64_t at, std::uint64_t size) {
@@ -138,9 +140,11 @@ void weigh_geometry(const float *f, std::uint64_t at, std::uint64_t size, ogawa_
         offer(best->uvs, at, size);
 }
 
-/// `bytes` are a size word that is plausible and three payload words, the first of them at `at`.
+} // namespace
+
 void weigh_candidate(const std::uint8_t *bytes, std::uint64_t at, ogawa_mesh_locations *best) {
     const std::uint64_t size = load<std::uint64_t>(bytes);
+    if (!plausible_size(size)) return;
     float f[3];
     std::uint32_t w[3];
     std::memcpy(f, bytes + sizeof size, sizeof f);
@@ -151,8 +155,6 @@ void weigh_candidate(const std::uint8_t *bytes, std::uint64_t at, ogawa_mesh_loc
         size <= largest_face_counts)
         offer(best->face_counts, at, size);
 }
-
-} // namespace
 
 position_scan_status ogawa_scan_positions(const ogawa_archive *archive, float **positions,
                                           std::uint32_t *count) {
@@ -175,17 +177,11 @@ void ogawa_find_mesh_data(const ogawa_archive *archive, ogawa_mesh_locations *lo
     if (!window.read(8, root)) return;
     *locations = {};
 
-    std::uint64_t at = header_bytes;
-    for (;;) {
-        const byte_view view = window.at(at, candidate_bytes);
-        if (view.size < candidate_bytes) return;
-        std::size_t i = 0;
-        for (; i + candidate_bytes <= view.size; i += 4) {
-            if (!plausible_size(load<std::uint64_t>(view.data + i))) continue;
-            weigh_candidate(view.data + i, at + i + sizeof(std::uint64_t), locations);
-        }
-        at += i;
-    }
+    for_each_size_word(window, candidate_bytes, candidate_bytes,
+                       [&](const std::uint8_t *bytes, std::uint64_t at) {
+                           weigh_candidate(bytes, at + sizeof(std::uint64_t), locations);
+                           return true;
+                       });
 }
 
 } // namespace qel

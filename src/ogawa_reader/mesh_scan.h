@@ -4,6 +4,7 @@
 
 #include "qel_unit.h"
 
+#include <cstddef>
 #include <cstdint>
 
 namespace qel {
@@ -30,6 +31,12 @@ struct ogawa_mesh_locations {
     block face_counts;
     block reserved; // never found
 };
+
+inline constexpr std::size_t candidate_bytes = 20; // a size word and three more of the payload
+
+/// Keeps the block of a size word where it is the largest of a kind that it may be. `bytes` are the size word and three
+/// payload words, the first of them at `at`.
+void weigh_candidate(const std::uint8_t *bytes, std::uint64_t at, ogawa_mesh_locations *best);
 
 /// Searches the whole file, at every fourth byte from 16 on, for the largest block of each kind; of equal
 /// ones the first wins. The archive is open. A file without a whole root reference leaves `locations`

@@ -7,6 +7,7 @@
 #include "common/text.h"
 #include "ogawa_reader/block_scan.h"
 #include "ogawa_reader/mesh_scan.h"
+#include "ogawa_reader/size_words.h"
 
 #include <cstring>
 
@@ -16,12 +17,23 @@ namespace {
 
 enum read_status : std::int32_t { complete = 0, nothing_read = -1, no_memory = -2 };
 
-/// The UV block that the mesh-data search found, else what the block scan finds; 0/0 when neither does.
+/// The UV block that the mesh-data search finds, else what the block scan finds; 0/0 when neither does. Both look at
+/// every size word, so they do it together.
 float_block find_uvs(const ogawa_archive *archive) {
+    constexpr std::size_t block_bytes =
+        bytes_looked_at(uv_blocks); // more; block_at() sees where they are not there
+    byte_window window(archive->file);
     ogawa_mesh_locations locations{};
-    ogawa_find_mesh_data(archive, &locations);
+    float_block longest{0, 0};
+    for_each_size_word(window, candidate_bytes, block_bytes,
+                       [&](const std::uint8_t *bytes, std::uint64_t at) {
+                           weigh_candidate(bytes, at + sizeof(std::uint64_t), &locations);
+                           const float_block block = block_at(bytes, at, window.length(), uv_blocks);
+                           if (block.size > longest.size) longest = block;
+                           return true;
+                       });
     if (locations.uvs.size != 0) return {locations.uvs.at, locations.uvs.size};
-    return find_longest_block(archive->file, uv_blocks);
+    return longest;
 }
 
 /// Reads `count` floats of a block into a new array. Where the stream ends before them, the array is released

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+#include "common/bits.h"
 #include "common/byte_window.h"
 #include "common/bytes.h"
 #include "common/file.h"
@@ -8,6 +9,11 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <limits>
+
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
 
 namespace qel {
 
@@ -48,38 +54,66 @@ std::uint32_t normals_at(const std::uint8_t *bytes) {
     return static_cast<std::uint32_t>((size - digest_bytes) / triple_bytes);
 }
 
-/// The longest block of normals, the first of equal ones; count 0 when there is none.
-triple_block find_normals(std::FILE *stream) {
-    byte_window window(stream);
-    triple_block best = {0, 0};
-    // A file shorter than the margin is searched whole; its end comes before a block's sample does.
-    const std::uint64_t length = window.length();
-    const std::uint64_t end = length < bytes_after_start ? length : length - bytes_after_start;
-    std::uint64_t at = header_bytes;
-    while (at < end) {
-        const byte_view view = window.at(at, normals_sample);
-        if (view.size < normals_sample) break;
-        const std::size_t stop =
-            static_cast<std::size_t>(std::min<std::uint64_t>(view.size - normals_sample + 1, end - at));
-        std::size_t i = 0;
-        while (i < stop) {
-            // A size below 2^24 has zeros in its five high bytes: where its highest byte is none, no size
-            // word stands here nor at the next four offsets.
-            if (view.data[i + 7] != 0) {
-                i += 5;
-                continue;
-            }
-            const std::uint32_t count = normals_at(view.data + i);
-            if (count > best.count) best = {at + i + normals_head, count};
-            ++i;
-        }
-        at += i;
+/// Bit i says whether a size of normals may stand at byte i: its five high bytes are 0 and the two below are not both.
+/// Looks at 23 bytes.
+std::uint32_t mark_sizes(const std::uint8_t *bytes) {
+#if defined(__SSE2__)
+    const auto from = [bytes](int i) {
+        return _mm_loadu_si128(reinterpret_cast<const __m128i *>(bytes + i));
+    };
+    const __m128i zero = _mm_setzero_si128();
+    const __m128i high = _mm_or_si128(_mm_or_si128(from(3), from(4)), _mm_or_si128(from(5), from(6)));
+    const __m128i small = _mm_cmpeq_epi8(_mm_or_si128(high, from(7)), zero);
+    const __m128i tiny = _mm_cmpeq_epi8(_mm_or_si128(from(1), from(2)), zero);
+    return static_cast<std::uint32_t>(_mm_movemask_epi8(_mm_andnot_si128(tiny, small)));
+#else
+    std::uint32_t marks = 0;
+    for (std::uint32_t i = 0; i < 16; ++i) {
+        const std::uint64_t size = load<std::uint64_t>(bytes + i);
+        marks |= (size >= 1 << 8 && size < 1 << 24 ? 1u : 0u) << i;
     }
-    return best;
+    return marks;
+#endif
 }
 
-void read_normals(std::FILE *stream, ogawa_polymesh *mesh) {
-    const triple_block found = find_normals(stream);
+/// Finds the longest block of normals, the first of equal ones, in bytes that it is shown piece by piece.
+class normals_search {
+  public:
+    /// Of a stream of `length` bytes. One shorter than the margin is searched whole; its end comes before a block's
+    /// sample does.
+    explicit normals_search(std::uint64_t length)
+        : end_(length < bytes_after_start ? length : length - bytes_after_start) {}
+
+    /// Looks at every offset from `at` on that has not been looked at and has its sample in the view.
+    void look(std::uint64_t at, const byte_view &view) {
+        if (view.size < normals_sample || at >= end_) return;
+        const auto stop =
+            static_cast<std::size_t>(std::min<std::uint64_t>(view.size - normals_sample + 1, end_ - at));
+        std::size_t i = next_ > at ? static_cast<std::size_t>(next_ - at) : 0;
+        for (; i + 16 <= stop; i += 16) {
+            for (std::uint32_t marks = mark_sizes(view.data + i); marks != 0; marks &= marks - 1)
+                offer(at, view.data, i + lowest_bit(marks));
+        }
+        for (; i < stop; ++i)
+            offer(at, view.data, i);
+        next_ = at + i;
+    }
+
+    /// Count 0 when there is none.
+    const triple_block &best() const { return best_; }
+
+  private:
+    void offer(std::uint64_t at, const std::uint8_t *bytes, std::size_t offset) {
+        const std::uint32_t count = normals_at(bytes + offset);
+        if (count > best_.count) best_ = {at + offset + normals_head, count};
+    }
+
+    std::uint64_t end_;
+    std::uint64_t next_ = 0; // the first offset that has not been looked at
+    triple_block best_ = {0, 0};
+};
+
+void read_normals(std::FILE *stream, const triple_block &found, ogawa_polymesh *mesh) {
     if (found.count <= most_too_few_normals) return;
     mesh->normal_count = found.count;
     mesh->normals = heap_array<float>(std::uint64_t{found.count} * 3);
@@ -101,46 +135,88 @@ struct word_run {
     std::uint64_t length;
 };
 
-/// Keeps the longer run, the first of equal ones.
-void offer(word_run &best, const word_run &run) {
-    const std::uint64_t length = std::min(run.length, longest_run);
-    if (length >= shortest_run && length > best.length) best = {run.at, length};
+/// Bit i says of word i whether it is below `end`.
+std::uint32_t mark_below(const std::uint8_t *words, std::uint32_t end) {
+    std::uint32_t marks = 0;
+#if defined(__SSE2__)
+    const __m128i sign =
+        _mm_set1_epi32(std::numeric_limits<std::int32_t>::min()); // makes a signed comparison unsigned
+    const __m128i ends = _mm_xor_si128(_mm_set1_epi32(static_cast<std::int32_t>(end)), sign);
+    __m128i below[4];
+    for (std::size_t i = 0; i < 4; ++i) {
+        const __m128i four = _mm_loadu_si128(reinterpret_cast<const __m128i *>(words + i * sizeof four));
+        below[i] = _mm_cmplt_epi32(_mm_xor_si128(four, sign), ends);
+    }
+    const __m128i packed =
+        _mm_packs_epi16(_mm_packs_epi32(below[0], below[1]), _mm_packs_epi32(below[2], below[3]));
+    marks = static_cast<std::uint32_t>(_mm_movemask_epi8(packed));
+#else
+    for (std::uint32_t i = 0; i < 16; ++i)
+        marks |= (load<std::uint32_t>(words + i * sizeof end) < end ? 1u : 0u) << i;
+#endif
+    return marks;
 }
 
-/// The longest run of words below `vertex_count` or equal to 3 or 4 (face sizes may be mixed in), the first
-/// of them below `vertex_count`; length 0 when none is long enough. A run that starts inside another ends
-/// where that one ends and is never longer, so one pass sees all that count.
-word_run find_run(std::FILE *stream, std::uint32_t vertex_count) {
-    byte_window window(stream);
-    word_run best = {0, 0};
-    word_run run = {0, 0};
-    std::uint64_t at = header_bytes;
-    for (;;) {
-        const byte_view view = window.at(at, sizeof(std::uint32_t));
-        if (view.size < sizeof(std::uint32_t)) break;
-        std::size_t i = 0;
-        for (; i + sizeof(std::uint32_t) <= view.size; i += sizeof(std::uint32_t)) {
-            const std::uint32_t word = load<std::uint32_t>(view.data + i);
-            if (word < vertex_count) {
-                if (run.length++ == 0) run.at = at + i;
-            } else if (run.length != 0) {
-                if (word == 3 || word == 4) {
-                    ++run.length;
-                } else {
-                    offer(best, run);
-                    run.length = 0;
-                }
+/// Finds the longest run of words below `vertex_count` or equal to 3 or 4 (face sizes may be mixed in), the first of
+/// them below `vertex_count`, in bytes that it is shown piece by piece. A run that starts inside another ends where
+/// that one ends and is never longer, so one pass sees all that count.
+class run_search {
+  public:
+    explicit run_search(std::uint32_t vertex_count) : vertex_count_(vertex_count) {}
+
+    /// Looks at every whole word from `at` (a multiple of 4) on that has not been looked at.
+    void look(std::uint64_t at, const byte_view &view) {
+        constexpr std::size_t word_bytes = sizeof(std::uint32_t), at_once = 16 * word_bytes;
+        std::size_t i = next_ > at ? static_cast<std::size_t>(next_ - at) : 0;
+        while (i + word_bytes <= view.size) {
+            const bool many = i + at_once <= view.size;
+            const std::uint32_t below = many ? mark_below(view.data + i, vertex_count_) : 1;
+            if (many && below == (length_ == 0 ? 0 : 0xFFFF)) { // all go on as before
+                length_ += length_ == 0 ? 0 : 16;
+                i += at_once;
+                continue;
             }
+            const std::size_t end = many ? i + at_once : i + word_bytes;
+            for (; i < end; i += word_bytes)
+                take(at + i, load<std::uint32_t>(view.data + i));
         }
-        at += i;
+        next_ = at + i;
     }
-    offer(best, run);
-    return best;
-}
+
+    /// Ends the search; length 0 when no run is long enough.
+    const word_run &finish() {
+        end_run();
+        return best_;
+    }
+
+  private:
+    void take(std::uint64_t at, std::uint32_t word) {
+        if (word < vertex_count_) {
+            if (length_++ == 0) start_ = at;
+        } else if (length_ != 0) {
+            if (word == 3 || word == 4)
+                ++length_;
+            else
+                end_run();
+        }
+    }
+
+    /// Keeps the longer run, the first of equal ones.
+    void end_run() {
+        const std::uint64_t length = std::min(length_, longest_run);
+        if (length >= shortest_run && length > best_.length) best_ = {start_, length};
+        length_ = 0;
+    }
+
+    std::uint32_t vertex_count_;
+    std::uint64_t next_ = 0;   // the first offset that has not been looked at
+    std::uint64_t start_ = 0;  // of the run that goes on
+    std::uint64_t length_ = 0; // its words so far, 0 outside of any run
+    word_run best_ = {0, 0};
+};
 
 /// Everything is read as triangles: one or two indices beyond a multiple of three stay unused.
-void read_topology(std::FILE *stream, ogawa_polymesh *mesh) {
-    const word_run found = find_run(stream, mesh->vertex_count);
+void read_topology(std::FILE *stream, const word_run &found, ogawa_polymesh *mesh) {
     if (found.length == 0) return;
     mesh->face_index_count = static_cast<std::uint32_t>(found.length);
     mesh->face_indices = heap_array<std::uint32_t>(found.length);
@@ -159,13 +235,36 @@ void read_topology(std::FILE *stream, ogawa_polymesh *mesh) {
     std::fill_n(mesh->face_counts, mesh->face_count, 3u);
 }
 
+struct byte_finds {
+    triple_block normals;
+    word_run topology;
+};
+
+/// Shows the whole stream to both searches in one pass.
+byte_finds search(std::FILE *stream, std::uint32_t vertex_count) {
+    constexpr std::size_t overlap = 48; // a sample that a piece cuts off is seen whole in the next
+    static_assert(overlap + 1 >= normals_sample && overlap % sizeof(std::uint32_t) == 0);
+    byte_window window(stream);
+    normals_search normals(window.length());
+    run_search topology(vertex_count);
+    for (std::uint64_t at = header_bytes;;) {
+        const byte_view view = window.at(at, overlap + sizeof(std::uint32_t));
+        normals.look(at, view);
+        topology.look(at, view);
+        if (view.size < overlap + sizeof(std::uint32_t)) break;
+        at += (view.size - overlap) / sizeof(std::uint32_t) * sizeof(std::uint32_t);
+    }
+    return {normals.best(), topology.finish()};
+}
+
 } // namespace
 
 position_scan_status read_mesh_from_bytes(const ogawa_archive *archive, ogawa_polymesh *mesh) {
     const position_scan_status status = ogawa_scan_positions(archive, &mesh->positions, &mesh->vertex_count);
     if (status != positions_found) return status;
-    read_normals(archive->file, mesh);
-    read_topology(archive->file, mesh);
+    const byte_finds found = search(archive->file, mesh->vertex_count);
+    read_normals(archive->file, found.normals, mesh);
+    read_topology(archive->file, found.topology, mesh);
     return status;
 }
 

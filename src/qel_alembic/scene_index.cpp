@@ -1,29 +1,16 @@
 // SPDX-License-Identifier: MIT
 #include "qel_alembic/scene_index.h"
 
+#include "common/bits.h"
 #include "common/heap.h"
 #include "qel_alembic/scene.h"
 
 #include <cstring>
 
-#if defined(_MSC_VER)
-#include <intrin.h>
-#endif
-
 namespace qel {
 namespace {
 
 enum build_status : std::int32_t { built = 0, no_meshes = -1, no_memory_for_index = -4 };
-
-std::uint32_t lowest_bit(std::uint64_t bits) {
-#if defined(_MSC_VER)
-    unsigned long position;
-    _BitScanForward64(&position, bits);
-    return position;
-#else
-    return static_cast<std::uint32_t>(__builtin_ctzll(bits));
-#endif
-}
 
 /// Which slots are free, as a tree of bits: a bit of level 0 is a slot, a bit of a higher level says whether any
 /// of the 64 bits below it is set. The next free slot is found in a few steps, however long the run of

@@ -4,6 +4,8 @@
 
 #include "qel_unit.h"
 
+#include <gtest/gtest.h>
+
 #include "support/mesh_maker.h"
 
 #include <gtest/gtest.h>
