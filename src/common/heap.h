@@ -23,11 +23,31 @@ constexpr std::size_t array_bytes(std::uint64_t count) {
     return count == 0 ? 1 : static_cast<std::size_t>(count) * size;
 }
 
+constexpr std::size_t huge_page = std::size_t{2} << 20;
+
+/// Asks for huge pages where whole ones lie inside a large block that nothing has touched yet: its first use then
+/// takes hundreds of page faults fewer, and random visits as many TLB misses. A hint: refusal changes nothing.
+inline void advise_huge_pages(void *block, std::size_t bytes) {
+#if defined(__linux__)
+    if (block == nullptr || bytes < 2 * huge_page) return;
+    const auto address = reinterpret_cast<std::uintptr_t>(block);
+    const std::size_t before = (huge_page - address % huge_page) % huge_page;
+    const std::size_t inside = (bytes - before) / huge_page * huge_page;
+    madvise(static_cast<char *>(block) + before, inside, MADV_HUGEPAGE);
+#else
+    static_cast<void>(block);
+    static_cast<void>(bytes);
+#endif
+}
+
 /// Room for `count` records, not initialised; null when there is no memory.
 template <class T>
 T *heap_array(std::uint64_t count) {
     const std::size_t bytes = array_bytes<T>(count);
-    return bytes == 0 ? nullptr : static_cast<T *>(std::malloc(bytes));
+    if (bytes == 0) return nullptr;
+    void *const block = std::malloc(bytes);
+    advise_huge_pages(block, bytes);
+    return static_cast<T *>(block);
 }
 
 /// `count` records of zero bytes; null when there is no memory.
@@ -37,16 +57,15 @@ T *heap_zeroed(std::uint64_t count) {
     return bytes == 0 ? nullptr : static_cast<T *>(std::calloc(1, bytes));
 }
 
-/// Room for a large table that is filled at once and then visited at random: where the system has huge pages to
-/// give, it takes thousands of page faults and TLB misses fewer. Not initialised; null when there is no memory.
+/// Room for a large table of whole huge pages, aligned so that not a part of it is left to small ones. Not
+/// initialised; null when there is no memory.
 template <class T>
 T *heap_table(std::uint64_t count) {
 #if defined(__linux__)
-    constexpr std::size_t huge_page = std::size_t{2} << 20;
     const std::size_t bytes = array_bytes<T>(count);
     if (bytes >= 2 * huge_page && bytes % huge_page == 0) {
-        void *table = std::aligned_alloc(huge_page, bytes);
-        if (table != nullptr) madvise(table, bytes, MADV_HUGEPAGE); // a hint: refusal changes nothing
+        void *const table = std::aligned_alloc(huge_page, bytes);
+        advise_huge_pages(table, bytes);
         return static_cast<T *>(table);
     }
 #endif
