@@ -243,7 +243,7 @@ QEL_API int32_t qel_unit_save(const char *path, const qel_unit *unit);
  *
  * A file that ends early is no error: the whole records are kept, a partial one at the end is dropped,
  * `count` is the number kept. Records beyond the header's count are ignored. The version is not checked.
- * Tokens with equal keys keep the file's order. Sorting takes a scratch of 41 bytes per token, none for a
+ * Tokens with equal keys keep the file's order. Sorting takes a scratch of 25 bytes per token, none for a
  * file that is sorted; without it, it takes longer.
  *
  * @retval  0 loaded, an empty file (count 0) included

@@ -72,7 +72,7 @@ inline qel_agent *find_agent(const qel_agent_dir &directory, const char *id) {
 inline void index_agent(qel_agent_dir &directory, std::uint32_t slot) {
     qel_hash_index &index = *directory.index;
     if (index.node_count >= QEL_HASH_BUCKETS) return;
-    std::uint32_t &head = index.buckets[identity_hash(directory.agents[slot].id)];
+    std::uint32_t &head = index.buckets[field_hash(directory.agents[slot].id)];
     index.nodes[slot] = {slot, head};
     head = slot;
     ++index.node_count;

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The sort is a least-significant-digit radix sort of (key, position) pairs: Knuth, The Art of Computer
+// The sort is a least-significant-digit radix sort of (key prefix, position) pairs: Knuth, The Art of Computer
 // Programming 3, section 5.2.5.
 #include "qel_unit/unit_file.h"
 
@@ -8,7 +8,6 @@
 #include "qel_unit/unit_store.h"
 
 #include <algorithm>
-#include <cstddef>
 #include <cstring>
 #include <ctime>
 #include <utility>
@@ -73,34 +72,6 @@ bool key_before(const qel_token &a, const qel_token &b) {
     return compare_tokens_morton(&a, &b) < 0;
 }
 
-struct sort_entry {
-    std::uint64_t key;
-    std::uint32_t position;
-};
-
-/// The 8-bit digits to sort by. Each begins at the lowest bit in which keys differ and which no digit before it
-/// covers: lattice keys, with few bits in use, take few digits.
-struct radix_digits {
-    static constexpr unsigned most = 8;
-    static constexpr std::uint32_t radix = 256;
-
-    explicit radix_digits(std::uint64_t differing) {
-        for (unsigned shift = 0; shift < 64;) {
-            if ((differing >> shift & 1) != 0) {
-                shifts[count++] = shift;
-                shift += 8;
-            } else {
-                ++shift;
-            }
-        }
-    }
-
-    std::uint32_t of(std::uint64_t key, unsigned digit) const { return key >> shifts[digit] & (radix - 1); }
-
-    unsigned count = 0;
-    unsigned shifts[most];
-};
-
 std::uint64_t differing_bits(const qel_token *tokens, std::uint32_t count) {
     std::uint64_t differing = 0;
     for (std::uint32_t i = 1; i < count; ++i)
@@ -108,50 +79,122 @@ std::uint64_t differing_bits(const qel_token *tokens, std::uint32_t count) {
     return differing;
 }
 
-/// Sorts `count` pairs of every token's key and position; they end in `entries`, by way of `other`. Stable.
-void sort_keys(const qel_token *tokens, std::uint32_t count, sort_entry *entries, sort_entry *other) {
-    const radix_digits digits(differing_bits(tokens, count));
-    // First how often each value of each digit occurs, then where its next entry goes.
-    std::uint32_t places[radix_digits::most][radix_digits::radix] = {};
-    sort_entry *from = digits.count % 2 == 0 ? entries : other;
-    sort_entry *to = digits.count % 2 == 0 ? other : entries;
-    for (std::uint32_t i = 0; i < count; ++i) {
-        from[i] = {tokens[i].morton, i};
-        for (unsigned digit = 0; digit < digits.count; ++digit)
-            ++places[digit][digits.of(from[i].key, digit)];
+/// What keys are sorted by: the highest 32 of the bits in which they differ, moved together. Lattice keys, with few
+/// bits in use, fit as a whole.
+struct key_prefix {
+    explicit key_prefix(std::uint64_t differing) {
+        unsigned low = 64;
+        while (low > 0 && bits < 32) {
+            --low;
+            if ((differing >> low & 1) == 0) continue;
+            if (count == 0 || parts[count - 1].low != low + 1) parts[count++] = {low + 1, 0};
+            --parts[count - 1].low;
+            ++parts[count - 1].width;
+            ++bits;
+        }
+        whole = (differing & ((std::uint64_t{1} << low) - 1)) == 0;
     }
-    for (unsigned digit = 0; digit < digits.count; ++digit) {
+
+    std::uint32_t of(std::uint64_t key) const {
+        std::uint64_t prefix = 0;
+        for (unsigned i = 0; i < count; ++i)
+            prefix = prefix << parts[i].width | (key >> parts[i].low & ((1ULL << parts[i].width) - 1));
+        return static_cast<std::uint32_t>(prefix);
+    }
+
+    struct part {
+        unsigned low, width;
+    };
+
+    part parts[32];
+    unsigned count = 0;
+    unsigned bits = 0;  // of a prefix
+    bool whole = false; // no bit in which keys differ is left out
+};
+
+/// A token's position and the prefix of its key, in the shape of a chain node: the nodes of a unit's indexes, which
+/// are filled after the sort, are all the memory that sorting keys takes.
+using sort_entry = qel_hash_node;
+
+std::uint32_t &position_of(sort_entry &entry) {
+    return entry.token;
+}
+
+std::uint32_t &prefix_of(sort_entry &entry) {
+    return entry.next;
+}
+
+/// Sorts the positions of all tokens by the prefixes of their keys, stably, in one of two arrays, which it returns.
+sort_entry *sort_prefixes(const qel_token *tokens, std::uint32_t count, const key_prefix &prefix,
+                          sort_entry *from, sort_entry *to) {
+    constexpr std::uint32_t digit_bits = 8, radix = 1 << digit_bits, most_digits = 32 / digit_bits;
+    const std::uint32_t digits = (prefix.bits + digit_bits - 1) / digit_bits;
+    // First how often each value of each digit occurs, then where its next entry goes.
+    std::uint32_t places[most_digits][radix] = {};
+    for (std::uint32_t i = 0; i < count; ++i) {
+        const std::uint32_t value = prefix.of(tokens[i].morton);
+        from[i] = {i, value};
+        for (std::uint32_t digit = 0; digit < digits; ++digit)
+            ++places[digit][value >> digit * digit_bits & (radix - 1)];
+    }
+    for (std::uint32_t digit = 0; digit < digits; ++digit) {
         std::uint32_t place = 0;
         for (std::uint32_t &value : places[digit])
             place += std::exchange(value, place);
         for (std::uint32_t i = 0; i < count; ++i)
-            to[places[digit][digits.of(from[i].key, digit)]++] = from[i];
+            to[places[digit][prefix_of(from[i]) >> digit * digit_bits & (radix - 1)]++] = from[i];
         std::swap(from, to);
+    }
+    return from;
+}
+
+/// Sorts by whole keys where prefixes are equal.
+void settle_ties(const qel_token *tokens, std::uint32_t count, sort_entry *entries) {
+    const auto before = [&](sort_entry a, sort_entry b) {
+        const std::int32_t order = compare_tokens_morton(tokens + position_of(a), tokens + position_of(b));
+        return order != 0 ? order < 0 : position_of(a) < position_of(b);
+    };
+    for (std::uint32_t first = 0, last = 0; first < count; first = last) {
+        for (last = first + 1; last < count && prefix_of(entries[last]) == prefix_of(entries[first]);
+             ++last) {
+        }
+        if (last - first > 1) std::sort(entries + first, entries + last, before);
     }
 }
 
-/// Sorts the keys first, then moves every token once. False without scratch memory for that.
-bool sort_with_scratch(qel_unit &unit) {
-    static_assert(sizeof(sort_entry) <= sizeof(qel_token) &&
-                  alignof(sort_entry) <= alignof(std::max_align_t));
-    const scratch<sort_entry> entries(heap_array<sort_entry>(unit.count));
+/// Moves every token once, into an array of its own. False without memory for that.
+bool move_tokens(qel_unit &unit, sort_entry *entries) {
     scratch<qel_token> sorted(heap_array<qel_token>(unit.count));
-    if (entries == nullptr || sorted == nullptr) return false;
-
-    // Until the tokens move in, their new block is the other half of the key sort's memory.
-    sort_keys(unit.tokens, unit.count, entries.get(), reinterpret_cast<sort_entry *>(sorted.get()));
+    if (sorted == nullptr) return false;
     for (std::uint32_t i = 0; i < unit.count; ++i)
-        sorted[i] = unit.tokens[entries[i].position];
+        sorted[i] = unit.tokens[position_of(entries[i])];
     release(unit.tokens);
     unit.tokens = sorted.release();
     return true;
 }
 
+/// The same within the array, one cycle of tokens after the other: slower, for each step waits for the one before.
+void rotate_tokens(qel_token *tokens, std::uint32_t count, sort_entry *entries) {
+    for (std::uint32_t first = 0; first < count; ++first) {
+        const qel_token displaced = tokens[first];
+        std::uint32_t place = first;
+        for (std::uint32_t source = 0; (source = position_of(entries[place])) != first; place = source) {
+            tokens[place] = tokens[source];
+            position_of(entries[place]) = place;
+        }
+        tokens[place] = displaced;
+        position_of(entries[place]) = place;
+    }
+}
+
 /// Sorts the tokens ascending by key; equal keys keep the file's order.
 void sort_tokens(qel_unit &unit) {
-    qel_token *const end = unit.tokens + unit.count;
-    if (std::is_sorted(unit.tokens, end, key_before)) return;
-    if (!sort_with_scratch(unit)) std::stable_sort(unit.tokens, end, key_before);
+    if (std::is_sorted(unit.tokens, unit.tokens + unit.count, key_before)) return;
+    const key_prefix prefix(differing_bits(unit.tokens, unit.count));
+    sort_entry *const entries =
+        sort_prefixes(unit.tokens, unit.count, prefix, unit.morton_index->nodes, unit.hex_index->nodes);
+    if (!prefix.whole) settle_ties(unit.tokens, unit.count, entries);
+    if (!move_tokens(unit, entries)) rotate_tokens(unit.tokens, unit.count, entries);
 }
 
 } // namespace
@@ -180,7 +223,7 @@ int32_t qel_unit_load(const char *path, qel_unit *unit) {
     if (!qel::allocate_order(*unit)) return qel::no_order;
     if (missing != 0) qel::shrink_tokens(*unit);
     qel::sort_tokens(*unit);
-    qel::index_tokens(*unit);
+    qel::index_tokens(*unit, [](uint32_t, uint32_t) {});
     return qel::loaded;
 }
 }

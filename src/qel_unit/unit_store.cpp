@@ -2,12 +2,9 @@
 #include "qel_unit/unit_store.h"
 
 #include "common/heap.h"
-#include "qel_unit/hash_index.h"
 #include "qel_unit/unit_file.h"
 
-#include <algorithm>
 #include <cstring>
-#include <numeric>
 
 namespace qel {
 namespace {
@@ -20,33 +17,22 @@ enum create_status : std::int32_t {
     no_order = -4
 };
 
-void copy_arrays(qel_unit &unit, const std::uint64_t *mortons, const char *hex_ids,
-                 const std::uint64_t *payloads, const std::uint8_t *layers) {
-    for (std::uint32_t i = 0; i < unit.count; ++i) {
-        qel_token &token = unit.tokens[i];
-        token.morton = mortons[i];
-        std::memcpy(token.hex_id, hex_ids + std::uint64_t{i} * sizeof token.hex_id, sizeof token.hex_id);
-        token.payload = payloads[i];
-        token.layer = layers[i];
-    }
-}
+/// What a create is given.
+struct token_arrays {
+    const std::uint64_t *mortons;
+    const char *hex_ids;
+    const std::uint64_t *payloads;
+    const std::uint8_t *layers;
 
-/// The buckets of a few tokens, fetched ahead: one after the other they would each wait for memory.
-struct bucket_block {
-    static constexpr std::uint32_t size = 32;
-
-    void fetch(const qel_unit &unit, std::uint32_t first, std::uint32_t count) {
-        for (std::uint32_t i = 0; i < count; ++i) {
-            const qel_token &token = unit.tokens[first + i];
-            morton[i] = morton_hash(token.morton);
-            hex[i] = identity_hash(token.hex_id);
-            prefetch(unit.morton_index->buckets + morton[i]);
-            prefetch(unit.hex_index->buckets + hex[i]);
+    void copy(qel_token *tokens, std::uint32_t first, std::uint32_t count) const {
+        for (std::uint32_t i = first; i < first + count; ++i) {
+            qel_token &token = tokens[i];
+            token.morton = mortons[i];
+            std::memcpy(token.hex_id, hex_ids + std::uint64_t{i} * sizeof token.hex_id, sizeof token.hex_id);
+            token.payload = payloads[i];
+            token.layer = layers[i];
         }
     }
-
-    std::uint32_t morton[size];
-    std::uint32_t hex[size];
 };
 
 } // namespace
@@ -66,19 +52,6 @@ bool allocate_order(qel_unit &unit) {
     return false;
 }
 
-void index_tokens(qel_unit &unit) {
-    bucket_block buckets;
-    for (std::uint32_t first = 0, count = 0; first < unit.count; first += count) {
-        count = std::min(bucket_block::size, unit.count - first);
-        buckets.fetch(unit, first, count);
-        for (std::uint32_t i = 0; i < count; ++i) {
-            insert(*unit.morton_index, buckets.morton[i], first + i);
-            insert(*unit.hex_index, buckets.hex[i], first + i);
-        }
-    }
-    std::iota(unit.order, unit.order + unit.count, 0U);
-}
-
 } // namespace qel
 
 extern "C" {
@@ -91,10 +64,10 @@ int32_t qel_unit_create(qel_unit *unit, uint32_t count, const uint64_t *mortons,
     unit->count = count;
     unit->tokens = qel::heap_array<qel_token>(count);
     if (unit->tokens == nullptr) return qel::no_tokens;
-    qel::copy_arrays(*unit, mortons, hex_ids, payloads, layers);
     if (!qel::allocate_indexes(*unit)) return qel::no_index;
     if (!qel::allocate_order(*unit)) return qel::no_order;
-    qel::index_tokens(*unit);
+    const qel::token_arrays arrays = {mortons, hex_ids, payloads, layers};
+    qel::index_tokens(*unit, [&](uint32_t first, uint32_t size) { arrays.copy(unit->tokens, first, size); });
     return qel::created;
 }
 

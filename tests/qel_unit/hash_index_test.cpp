@@ -80,6 +80,28 @@ TEST(IdentityHash, EqualsPlainArithmeticOnRandomBytes) {
     }
 }
 
+TEST(FieldHash, IsTheIdentityHashWhateverTheBytes) {
+    std::mt19937 random(23);
+    for (int round = 0; round < 200000; ++round) {
+        char field[8];
+        for (char &byte : field) // mostly characters of 7 bits, so that all of a field often are
+            byte = static_cast<char>(random() % 16 != 0 ? 1 + random() % 127 : random() & 255);
+        ASSERT_EQ(field_hash(field), model::hex_bucket(field));
+    }
+}
+
+TEST(FieldHash, IsTheIdentityHashWithEveryByteInEveryPlace) {
+    for (int place = 0; place < 8; ++place) {
+        for (const char rest : {'\x01', '0', 'F', '\x7F', '\x80', '\xFF'}) {
+            for (int byte = 0; byte < 256; ++byte) {
+                std::string field = identity("", rest);
+                field[static_cast<std::size_t>(place)] = static_cast<char>(byte);
+                ASSERT_EQ(field_hash(field.data()), model::hex_bucket(field.data()));
+            }
+        }
+    }
+}
+
 TEST(HashIndex, IsCreatedEmpty) {
     const owned_index index(create_index(10));
     ASSERT_NE(index, nullptr);
