@@ -9,19 +9,36 @@
 namespace qel {
 namespace {
 
+/// The newest token of a bucket if it is the one that `matches`, else QEL_NOT_FOUND.
+///
+/// Node n mostly stands for token n, in a built unit always. The test whether it does lets the processor guess so and
+/// fetch the token while the node is still on its way; and the fewer steps, the more lookups wait for memory at once.
+template <class Matches>
+std::uint32_t find_newest(const qel_unit &unit, const qel_hash_index &index, std::uint32_t bucket,
+                          Matches matches) {
+    const std::uint32_t node = index.buckets[bucket];
+    if (node == empty_bucket) return QEL_NOT_FOUND;
+    const std::uint32_t number = index.nodes[node].token;
+    const qel_token *token = unit.tokens + node;
+    if (number != node) {
+        if (number == QEL_NOT_FOUND) return QEL_NOT_FOUND;
+        token = unit.tokens + number;
+    }
+    return matches(*token) ? number : QEL_NOT_FOUND;
+}
+
 std::uint32_t find_morton(const qel_unit &unit, std::uint64_t morton) {
     if (unit.morton_index == nullptr) return QEL_NOT_FOUND;
-    const std::uint32_t token = newest_entry(*unit.morton_index, morton_hash(morton));
-    return token != QEL_NOT_FOUND && unit.tokens[token].morton == morton ? token : QEL_NOT_FOUND;
+    return find_newest(unit, *unit.morton_index, morton_hash(morton),
+                       [&](const qel_token &token) { return token.morton == morton; });
 }
 
 std::uint32_t find_hex(const qel_unit &unit, const char *hex_id) {
     if (unit.hex_index == nullptr) return QEL_NOT_FOUND;
-    const std::uint32_t token = newest_entry(*unit.hex_index, identity_hash(hex_id));
-    if (token == QEL_NOT_FOUND) return QEL_NOT_FOUND;
     // All 8 bytes, also behind a terminator where the hash has stopped.
-    return std::memcmp(unit.tokens[token].hex_id, hex_id, sizeof(qel_token::hex_id)) == 0 ? token
-                                                                                          : QEL_NOT_FOUND;
+    return find_newest(unit, *unit.hex_index, field_hash(hex_id), [&](const qel_token &token) {
+        return std::memcmp(token.hex_id, hex_id, sizeof token.hex_id) == 0;
+    });
 }
 
 /// Collects the hits of a block without a branch on the layer, which is as good as random, then hands them out.
@@ -43,70 +60,75 @@ std::uint32_t scan_layer(const qel_unit &unit, std::uint8_t layer, std::uint32_t
     return found;
 }
 
-/// The best results offered so far, at most as many as wanted, nearest first. Of equal distances the one met first
-/// comes first. For few: a new result is inserted from the back, where in a sorted unit it mostly belongs.
-class sorted_results {
+/// The best results offered so far, at most as many as wanted. Of equal distances the one met first comes first.
+///
+/// In a sorted unit distances grow outwards, so that an offer belongs at the end of a sorted list or little before it.
+/// Elsewhere a list of many would be shifted at every offer: once that has taken more steps than a heap would, the
+/// results become a heap with the worst in front, and come into order at the end.
+class nearest_results {
   public:
-    sorted_results(qel_search_result *results, std::uint32_t wanted) : results_(results), wanted_(wanted) {}
+    nearest_results(qel_search_result *results, std::uint32_t wanted) : results_(results), wanted_(wanted) {}
 
     bool full() const { return count_ == wanted_; }
 
     /// The distance that an offer must beat, once full.
-    std::uint64_t worst() const { return results_[count_ - 1].distance; }
+    std::uint64_t worst() const { return heaped_ ? results_[0].distance : results_[count_ - 1].distance; }
 
     void offer(std::uint32_t token, std::uint64_t distance) {
         if (full() && distance >= worst()) return;
-        if (!full()) ++count_;
-        const qel_search_result result = {token, 0, distance};
-        std::uint32_t place = count_ - 1;
-        for (; place > 0 && compare_search_results(&result, &results_[place - 1]) < 0; --place)
-            results_[place] = results_[place - 1];
-        results_[place] = result;
-    }
-
-    std::uint32_t finish() const { return count_; }
-
-  private:
-    qel_search_result *results_;
-    std::uint32_t wanted_;
-    std::uint32_t count_ = 0;
-};
-
-/// The same for many results, whose insertions would take quadratic time: once full it is a heap with the worst in
-/// front, and it comes into order at the end.
-class heaped_results {
-  public:
-    heaped_results(qel_search_result *results, std::uint32_t wanted) : results_(results), wanted_(wanted) {}
-
-    bool full() const { return count_ == wanted_; }
-    std::uint64_t worst() const { return results_[0].distance; }
-
-    void offer(std::uint32_t token, std::uint64_t distance) {
-        if (!full()) {
-            results_[count_++] = {token, arrivals_++, distance};
-            if (full()) std::make_heap(results_, results_ + count_, before);
-        } else if (distance < worst()) {
-            std::pop_heap(results_, results_ + count_, before);
-            results_[count_ - 1] = {token, arrivals_++, distance};
-            std::push_heap(results_, results_ + count_, before);
-        }
+        if (heaped_)
+            push({token, arrivals_++, distance});
+        else
+            insert({token, 0, distance});
     }
 
     std::uint32_t finish() {
-        std::sort(results_, results_ + count_, before);
+        if (heaped_) std::sort(results_, results_ + count_, before);
         return count_;
     }
 
   private:
+    static constexpr std::uint64_t steps_per_offer = 64; // about those of a heap of a few thousand
+
     static bool before(const qel_search_result &a, const qel_search_result &b) {
         const std::int32_t order = compare_search_results(&a, &b);
         return order != 0 ? order < 0 : a.arrival < b.arrival;
+    }
+
+    void insert(const qel_search_result &result) {
+        if (!full()) ++count_;
+        std::uint32_t place = count_ - 1;
+        for (; place > 0 && compare_search_results(&result, &results_[place - 1]) < 0; --place)
+            results_[place] = results_[place - 1];
+        results_[place] = result;
+        credit_ += steps_per_offer;
+        credit_ -= std::min<std::uint64_t>(credit_, count_ - 1 - place);
+        if (credit_ == 0) become_heap();
+    }
+
+    /// From the list, where equal distances stand in the order met, arrivals can be numbered anew.
+    void become_heap() {
+        for (std::uint32_t i = 0; i < count_; ++i)
+            results_[i].arrival = arrivals_++;
+        std::reverse(results_, results_ + count_); // the worst in front, the best last: a heap
+        heaped_ = true;
+    }
+
+    void push(const qel_search_result &result) {
+        if (full())
+            std::pop_heap(results_, results_ + count_, before);
+        else
+            ++count_;
+        results_[count_ - 1] = result;
+        std::push_heap(results_, results_ + count_, before);
     }
 
     qel_search_result *results_;
     std::uint32_t wanted_;
     std::uint32_t count_ = 0;
     std::uint32_t arrivals_ = 0;
+    std::uint64_t credit_ = 4096; // steps that may still be spent on shifting
+    bool heaped_ = false;
 };
 
 /// Where a binary search for the key ends: at the key, or beside the place where it would stand.
@@ -125,9 +147,9 @@ std::int32_t search_start(const qel_token *tokens, std::int32_t count, std::uint
 
 /// Offers tokens from the key's place outwards, one of each side in turn, until neither side can improve the
 /// results. Returns how many there are.
-template <class Results>
-std::uint32_t search_outwards(const qel_token *tokens, std::int32_t count, std::uint64_t target,
-                              Results nearest) {
+std::uint32_t find_nearest(const qel_token *tokens, std::int32_t count, std::uint64_t target,
+                           qel_search_result *results, std::uint32_t wanted) {
+    nearest_results nearest(results, wanted);
     const auto offer = [&](std::int32_t token) {
         nearest.offer(static_cast<std::uint32_t>(token), hop_distance(tokens[token].morton, target));
     };
@@ -149,13 +171,6 @@ std::uint32_t search_outwards(const qel_token *tokens, std::int32_t count, std::
         if (go_right) offer(right++);
     }
     return nearest.finish();
-}
-
-std::uint32_t find_nearest(const qel_token *tokens, std::int32_t count, std::uint64_t target,
-                           qel_search_result *results, std::uint32_t wanted) {
-    constexpr std::uint32_t few = 256;
-    if (wanted <= few) return search_outwards(tokens, count, target, sorted_results(results, wanted));
-    return search_outwards(tokens, count, target, heaped_results(results, wanted));
 }
 
 } // namespace

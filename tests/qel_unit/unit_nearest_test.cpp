@@ -249,6 +249,15 @@ TEST_P(UnitQueryNearestModel, EqualsThePlainPassesForManyResults) {
     }
 }
 
+TEST_P(UnitQueryNearestModel, EqualsThePlainPassesWhereMostOffersComeAfterTheListIsFull) {
+    for (const key_kind &kind : kinds) {
+        SCOPED_TRACE(kind.name);
+        const std::vector<qel_token> unit = tokens(kind, 3000);
+        for (const std::int32_t k : {200, 600, 1000})
+            expect_as_model(unit, kind.key(random), k);
+    }
+}
+
 INSTANTIATE_TEST_SUITE_P(, UnitQueryNearestModel, testing::Values(true, false),
                          [](const auto &instance) { return instance.param ? "Sorted" : "Unsorted"; });
 
