@@ -49,9 +49,50 @@ std::uint8_t unsigned_state(int level) {
 }
 
 /// The factor is a double: only the product is rounded to single precision.
-float coupling(std::uint8_t x, std::uint8_t y, std::uint8_t z) {
-    const float scaled = phi_norm_48(x, y, z) / static_cast<float>(lattice_edge) + 1.0f;
+constexpr float coupling_of_norm(float norm) {
+    const float scaled = norm / static_cast<float>(lattice_edge) + 1.0f;
     return static_cast<float>(static_cast<double>(scaled) * 10.665754185164001);
+}
+
+struct cell_field {
+    float norm, coupling;
+};
+
+/// Norms and couplings of all lattice cells, which need no root and no division then.
+///
+/// Both depend on a cell's squared distance from the centre alone, which single precision holds exactly. Four times
+/// that is a sum of three squares of odd numbers: 8 n + 3, where the lattice has n from 0 to 828.
+struct field_table {
+    static constexpr std::uint32_t size = 829;
+
+    constexpr field_table() {
+        for (std::uint32_t n = 0; n < size; ++n) {
+            const float norm = norm_at(static_cast<float>(root((8.0 * n + 3) / 4)));
+            fields[n] = {norm, coupling_of_norm(norm)};
+        }
+    }
+
+    /// By Newton's method, in double precision: the library's root is not for compilers.
+    static constexpr double root(double square) {
+        double estimate = 0, next = 64; // above all roots asked for: from there the estimates fall
+        do {
+            estimate = next;
+            next = (estimate + square / estimate) / 2;
+        } while (next < estimate);
+        return estimate;
+    }
+
+    cell_field fields[size] = {};
+};
+
+constexpr field_table lattice_fields;
+
+cell_field field_of(const cell &c) {
+    const auto squared = [](int v) { return (2 * v - mirror_base) * (2 * v - mirror_base); };
+    const auto n = static_cast<std::uint32_t>(squared(c.x) + squared(c.y) + squared(c.z)) / 8;
+    if (n < field_table::size) return lattice_fields.fields[n];
+    const float norm = phi_norm_48(c.x, c.y, c.z);
+    return {norm, coupling_of_norm(norm)};
 }
 
 std::int8_t chirality(std::uint8_t a, std::uint8_t b) {
@@ -72,7 +113,9 @@ float midpoint(std::uint8_t a, std::uint8_t b) {
 
 /// Truncates towards zero and takes the remainder with its sign: -1 becomes the byte 255, not 47.
 std::uint8_t wrap_into_lattice(float coordinate) {
-    return static_cast<std::uint8_t>(static_cast<int>(coordinate) % lattice_edge);
+    const int whole = static_cast<int>(coordinate);
+    if (whole > -lattice_edge && whole < lattice_edge) return static_cast<std::uint8_t>(whole); // mostly
+    return static_cast<std::uint8_t>(whole % lattice_edge);
 }
 
 /// Pushes the midpoint outwards from the centre, by about the golden ratio.
@@ -116,16 +159,17 @@ uint8_t qel_matrix_48_i_state(int32_t v) {
 }
 
 float qel_matrix_48_phi_norm(uint8_t x, uint8_t y, uint8_t z) {
-    return qel::phi_norm_48(x, y, z);
+    return qel::field_of({x, y, z}).norm;
 }
 
 float qel_matrix_48_em_coupling(uint8_t x, uint8_t y, uint8_t z) {
-    return qel::coupling(x, y, z);
+    return qel::field_of({x, y, z}).coupling;
 }
 
 uint64_t qel_matrix_48_identity(uint8_t x, uint8_t y, uint32_t z, qel_matrix_identity *identity) {
     const uint8_t low_z = qel::low_byte(z);
     const int32_t level = qel::level_48(x, y, low_z);
+    const qel::cell_field field = qel::field_of({x, y, low_z});
     *identity = {x,
                  y,
                  low_z,
@@ -135,8 +179,8 @@ uint64_t qel_matrix_48_identity(uint8_t x, uint8_t y, uint32_t z, qel_matrix_ide
                  static_cast<int8_t>(level),
                  qel::unsigned_state(level),
                  qel::morton_48(x, y, z),
-                 qel::phi_norm_48(x, y, low_z),
-                 qel::coupling(x, y, low_z)};
+                 field.norm,
+                 field.coupling};
     return identity->morton;
 }
 
@@ -167,7 +211,7 @@ void qel_matrix_48_reproduce(const qel_matrix_identity *a, const qel_matrix_iden
     child->z = c.z;
     child->chirality = qel::chirality(c.x, c.y);
     child->phi_blend = (a->phi_norm * qel::golden_ratio + b->phi_norm) / 2.618034f;
-    child->em_coupling = qel::coupling(c.x, c.y, c.z);
+    child->em_coupling = qel::field_of(c).coupling;
     child->k11_level = static_cast<int8_t>(level);
     child->i_state = qel::unsigned_state(level);
 }

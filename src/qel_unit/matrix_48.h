@@ -34,12 +34,16 @@ constexpr std::int8_t state_48(int level) {
     return level_states[level & 3];
 }
 
-/// The cell's distance from the lattice centre, a corner having about the golden ratio.
+/// The norm of a cell at this distance from the lattice centre: a corner has about the golden ratio.
+constexpr float norm_at(float distance) {
+    return distance / corner_radius * golden_ratio;
+}
+
 inline float phi_norm_48(std::uint8_t x, std::uint8_t y, std::uint8_t z) {
     const float dx = static_cast<float>(x) - lattice_centre;
     const float dy = static_cast<float>(y) - lattice_centre;
     const float dz = static_cast<float>(z) - lattice_centre;
-    return std::sqrt((dx * dx + dy * dy) + dz * dz) / corner_radius * golden_ratio;
+    return norm_at(std::sqrt((dx * dx + dy * dy) + dz * dz));
 }
 
 } // namespace qel
