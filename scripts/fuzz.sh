@@ -27,8 +27,10 @@ export ASAN_OPTIONS UBSAN_OPTIONS=print_stacktrace=1
 run() {
     local log=$work/logs/$1.log code=0 end status
     mkdir -p "$work/corpus/$1"
+    local inputs=("$work/corpus/$1" "$work/seeds/$1")
+    [ ! -d "tests/regression/inputs/$1" ] || inputs+=("tests/regression/inputs/$1")
     "$work/fuzz/fuzz_$1" -max_total_time="$seconds" -max_len=65536 -timeout=20 -rss_limit_mb=3000 \
-        -artifact_prefix="$work/findings/$1-" "$work/corpus/$1" "$work/seeds/$1" >"$log" 2>&1 || code=$?
+        -artifact_prefix="$work/findings/$1-" "${inputs[@]}" >"$log" 2>&1 || code=$?
     # The fuzzer itself stops in order when it is interrupted, and says so; a kill leaves no last word.
     if grep -Eq 'Test unit written to .*-(crash|leak|timeout|oom)-' "$log"; then
         end="FOUND SOMETHING: see build/fuzz/logs/$1.log" status=1

@@ -14,8 +14,9 @@ work=$PWD/build/msan
 export MSAN_OPTIONS=allocator_may_return_null=1
 for target in "${targets[@]}"; do
     inputs=("-random=$count" "$work/seeds/$target")
-    learnt=$PWD/build/fuzz/corpus/$target
-    [ -d "$learnt" ] && inputs+=("$learnt")
+    for folder in "tests/regression/inputs/$target" "build/fuzz/corpus/$target"; do
+        [ ! -d "$folder" ] || inputs+=("$folder")
+    done
     printf '%-13s ' "$target"
     "$work/fuzz/fuzz_$target" "${inputs[@]}"
 done
