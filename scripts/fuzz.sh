@@ -30,7 +30,10 @@ run() {
     local inputs=("$work/corpus/$1" "$work/seeds/$1")
     [ ! -d "tests/regression/inputs/$1" ] || inputs+=("tests/regression/inputs/$1")
     "$work/fuzz/fuzz_$1" -max_total_time="$seconds" -max_len=65536 -timeout=20 -rss_limit_mb=3000 \
-        -artifact_prefix="$work/findings/$1-" "${inputs[@]}" >"$log" 2>&1 || code=$?
+        -artifact_prefix="$work/findings/$1-" "${inputs[@]}" >"$log" 2>&1 &
+    echo $! >"$work/logs/$1.pid"
+    wait $! || code=$?
+    rm -f "$work/logs/$1.pid"
     # The fuzzer itself stops in order when it is interrupted, and says so; a kill leaves no last word.
     if grep -Eq 'Test unit written to .*-(crash|leak|timeout|oom)-' "$log"; then
         end="FOUND SOMETHING: see build/fuzz/logs/$1.log" status=1
@@ -66,15 +69,15 @@ note() {
     *) [ "$worst" -eq 1 ] || worst=2 ;;
     esac
 }
-trap : INT # goes to the targets; they stop, and their closing lines still come
-started=0
+# An interruption is passed on: the targets stop in order, and their closing lines still come.
+trap 'cat "$work"/logs/*.pid 2>/dev/null | xargs -r kill -INT' INT TERM
+rm -f "$work"/logs/*.pid
 for target in "${targets[@]}"; do
     while [ "$(jobs -pr | wc -l)" -ge 2 ]; do
         wait -n || note $?
     done
     [ "$worst" -eq 130 ] && break
     run "$target" &
-    started=$((started + 1))
 done
 while [ "$(jobs -p | wc -l)" -gt 0 ]; do
     wait -n || note $?
