@@ -242,6 +242,23 @@ pid_t start_saving() {
     return begun ? child : -1;
 }
 
+TEST_F(AgentSave, IsNeverSeenMissingOrInPart) {
+    constexpr std::uint32_t count = 1000;
+    ASSERT_EQ(qel_agent_dir_init(path.c_str()), 0);
+    for (std::uint32_t i = 0; i < count; ++i)
+        spawn();
+    ASSERT_EQ(qel_agent_dir_save(nullptr), 0);
+    const pid_t child = start_saving();
+    ASSERT_GT(child, 0);
+    std::size_t whole = 0;
+    constexpr std::size_t looks = 2000;
+    for (std::size_t i = 0; i < looks; ++i)
+        whole += file_exists(path) && read_file(path).size() == 24 + std::size_t{40} * count ? 1 : 0;
+    kill(child, SIGKILL);
+    EXPECT_EQ(waitpid(child, nullptr, 0), child);
+    EXPECT_EQ(whole, looks);
+}
+
 TEST_F(AgentSave, LeavesAWholeFileWheneverTheProcessIsKilled) {
     constexpr std::uint32_t count = 1000;
     constexpr std::size_t size = 24 + std::size_t{40} * count;
