@@ -15,7 +15,6 @@ byte_view byte_window::at(std::uint64_t offset, std::size_t wanted) {
     wanted = std::min(wanted, max_wanted);
     const bool inside = offset >= start_ && offset - start_ <= held_ && held_ - (offset - start_) >= wanted;
     if (!inside) refill(offset, wanted);
-    if (offset - start_ > held_) return {buffer_, 0};
     const std::size_t skipped = static_cast<std::size_t>(offset - start_);
     return {buffer_ + skipped, held_ - skipped};
 }

@@ -45,9 +45,9 @@ void unmap_file(const file_mapping &mapping) {
 namespace {
 
 mapping_outcome map_open_file(int file, file_mapping &mapping) {
-    struct stat status = {};
-    if (fstat(file, &status) != 0 || !S_ISREG(status.st_mode) || status.st_size <= 0)
-        return mapping_outcome::no_mapping;
+    struct stat status = {}; // where fstat fails, this is no regular file
+    fstat(file, &status);
+    if (!S_ISREG(status.st_mode) || status.st_size <= 0) return mapping_outcome::no_mapping;
     const auto size = static_cast<std::uint64_t>(status.st_size);
     if (size > std::numeric_limits<std::size_t>::max() / 2) return mapping_outcome::no_view;
     const void *view = mmap(nullptr, static_cast<std::size_t>(size), PROT_READ, MAP_PRIVATE, file, 0);

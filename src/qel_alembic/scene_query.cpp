@@ -77,14 +77,13 @@ std::uint64_t difference(std::uint64_t a, std::uint64_t b) {
     return a > b ? a - b : b - a;
 }
 
-/// The floor of the root, exact: the root in double precision is at most one off.
+/// The floor of the root, exact. In double precision a square has its own root, so that the root of no value is too
+/// small; just below a large square it is one too large.
 std::uint64_t floor_sqrt(std::uint64_t value) {
     constexpr std::uint64_t largest_root = 0xFFFFFFFF;
-    std::uint64_t root =
+    const std::uint64_t root =
         std::min(static_cast<std::uint64_t>(std::sqrt(static_cast<double>(value))), largest_root);
-    if (root * root > value) --root;
-    if (root < largest_root && (root + 1) * (root + 1) <= value) ++root;
-    return root;
+    return root * root > value ? root - 1 : root;
 }
 
 struct candidate {

@@ -71,9 +71,9 @@ bool write_directory(std::FILE *stream, const qel_agent_dir &directory, std::int
     header.agent_count = directory.agent_count;
     header.active_count = directory.active_count;
     header.saved_at = now;
-    const std::size_t count = used_slots(directory);
-    return std::fwrite(&header, sizeof header, 1, stream) == 1 &&
-           std::fwrite(directory.agents, sizeof *directory.agents, count, stream) == count;
+    std::fwrite(&header, sizeof header, 1, stream);
+    std::fwrite(directory.agents, sizeof *directory.agents, used_slots(directory), stream);
+    return std::ferror(stream) == 0;
 }
 
 /// A null path means the directory's own. A failed write or rename is not reported, but it leaves the old file

@@ -48,6 +48,13 @@ TEST(FileMapping, OneByteIsEnough) {
     unmap_file(mapping);
 }
 
+TEST(FileMapping, RefusesAFileWhoseSystemMapsNone) {
+    const char *const path = "/sys/kernel/notes"; // regular, not empty, and no device to map
+    if (!std::filesystem::exists(path)) GTEST_SKIP() << "the kernel shows no " << path;
+    file_mapping mapping;
+    EXPECT_EQ(map_file(path, mapping), mapping_outcome::no_mapping);
+}
+
 TEST(FileMapping, OutlivesTheFilesName) {
     const temp_folder folder;
     test::write_file(folder.file("f"), {1, 2, 3});

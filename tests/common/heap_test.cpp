@@ -46,6 +46,27 @@ TEST(Heap, LargeTablesAreWholeAndFreedAsUsual) {
     EXPECT_EQ(table, nullptr);
 }
 
+TEST(Heap, TablesThatAreNoWholeNumberOfHugePagesComeLikeArrays) {
+    for (const std::uint64_t count : {std::uint64_t{1000}, (std::uint64_t{4} << 20) / 4 + 1}) {
+        auto *table = heap_table<std::uint32_t>(count);
+        ASSERT_NE(table, nullptr);
+        table[count - 1] = 7;
+        EXPECT_EQ(table[count - 1], 7u);
+        release(table);
+        const failing_heap watch = failing_heap::of_size(static_cast<std::size_t>(count) * 4);
+        EXPECT_EQ(heap_table<std::uint32_t>(count), nullptr);
+        EXPECT_EQ(watch.count(), 1u);
+    }
+}
+
+TEST(Heap, RefusesExactlyWhatDoesNotFitIntoHalfTheAddresses) {
+    constexpr std::uint64_t most = ~std::uint64_t{0} / 2 / 4;
+    EXPECT_EQ(array_bytes<std::uint32_t>(most), most * 4);
+    EXPECT_EQ(array_bytes<std::uint32_t>(most + 1), 0u);
+    EXPECT_EQ(heap_zeroed<std::uint32_t>(most + 1), nullptr);
+    EXPECT_EQ(heap_table<std::uint32_t>(most + 1), nullptr);
+}
+
 TEST(Heap, LargeTablesFailAsOneAllocation) {
     const failing_heap watch = failing_heap::of_size(std::size_t{32} << 20);
     EXPECT_EQ(heap_table<std::uint32_t>(0x800000), nullptr);

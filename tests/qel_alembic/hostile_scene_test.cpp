@@ -216,6 +216,20 @@ TEST_F(HostileScene, WithFarTooManyMeshesOrFramesIsReadInTimeAndMemoryOfTheFile)
     EXPECT_EQ(qel_alembic_lookup_frame_vertex(&frames.scene, 12345, 0, 0, &hit), -1);
 }
 
+TEST_F(HostileScene, WithFarTooManyMeshesInAFrameMakes65536OfThemAtItsEnd) {
+    const std::size_t first_frame_at = sound.size() - all_frames;
+    bytes file = with_word(first_frame_at + 8, 3'000'000);
+    file[frame_count_at] = 1;
+    file.resize(first_frame_at + 12);
+    owned_scene owned;
+    ASSERT_EQ(load(file, owned.scene), 0);
+    const qel_alembic_frame &frame = owned.scene.frames[0];
+    EXPECT_EQ(frame.mesh_count, 3'000'000u);
+    EXPECT_NE(frame.meshes[65'535].positions, nullptr); // of no entries
+    EXPECT_EQ(frame.meshes[65'536].positions, nullptr);
+    EXPECT_EQ(frame.meshes[2'999'999].vertex_count, 0u);
+}
+
 TEST_F(HostileScene, WithMoreVerticesThanItHoldsHasZeroVertices) {
     owned_scene owned;
     ASSERT_EQ(load(with_word(vertex_count_at, 1'000'000), owned.scene), 0);

@@ -127,6 +127,16 @@ TEST(ProcessMesh, HashesToZeroWhenItHasAFaceCountButNoIndices) {
     release_tokens(mesh);
 }
 
+TEST(ProcessMesh, HashesToZeroWhenItHasIndicesButNoFaceCount) {
+    float positions[] = {0, 0, 0};
+    std::uint32_t indices[] = {0, 0, 0};
+    qel_alembic_mesh mesh = bare_mesh(1, positions);
+    mesh.indices = indices;
+    ASSERT_EQ(qel_alembic_process_mesh(&mesh, 1), 0);
+    EXPECT_EQ(mesh.vertices[0].topology, 0u);
+    release_tokens(mesh);
+}
+
 TEST(ProcessMesh, IgnoresIndicesBeyondTheMesh) {
     owned_mesh owned;
     ASSERT_EQ(load({0, 0, 0, 1, 1, 1}, {0, 2, 0xFFFFFFFF, 5, 6, 7}, owned.mesh), 0);

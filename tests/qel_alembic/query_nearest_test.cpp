@@ -160,6 +160,26 @@ TEST_F(QueryNearest, MeasuresExactlyAtEverySquare) {
     }
 }
 
+TEST_F(QueryNearest, MeasuresExactlyJustBelowALargeSquare) {
+    const std::uint64_t root =
+        (1 << 27) + 9; // the first that single precision rounds up; the one below, down
+    EXPECT_EQ(distance_between(0, root * root), 134217744.0f);
+    EXPECT_EQ(distance_between(0, root * root - 1), 134217728.0f);
+}
+
+TEST_F(QueryNearest, CountsOnlyVertexRecordsWhereItsListWouldBeLarge) {
+    owned.add_empty_mesh().vertex_count = 70'000; // unprocessed
+    owned.add_keys(std::vector<std::uint64_t>(40'000, 4));
+    owned.add_keys(std::vector<std::uint64_t>(30'000, 9));
+    hits.assign(80'000, {});
+    const heap_ledger ledger;
+    EXPECT_EQ(qel_alembic_query_nearest(&owned.scene, 0, 80'000, hits.data()), 70'000u);
+    EXPECT_EQ(hits[0].mesh_index, 1u);
+    EXPECT_EQ(hits[69'999].mesh_index, 2u);
+    EXPECT_EQ(hits[69'999].vertex_index, 29'999u);
+    EXPECT_EQ(ledger.live(), 0u);
+}
+
 TEST_F(QueryNearest, PutsTheFarthestVertexLastAndLetsNearerOnesReplaceIt) {
     owned.add_keys({last_key, last_key - 1, std::uint64_t{1} << 62, 0});
     EXPECT_EQ(query(0, 1), (numbers{3}));

@@ -184,6 +184,33 @@ TEST_F(InterpolateTime, WithoutMeshesOrPositionsAnswersMinusOne) {
     EXPECT_EQ(status, -1);
 }
 
+TEST_F(InterpolateTime, NeedsThePositionsOfBothFrames) {
+    owned.add_frame(1, 0.0f, {{1, 2, 3}});
+    owned.add_frame(2, 1.0f, {{4, 5, 6}});
+    for (const int missing : {0, 1}) {
+        float *&positions = owned.scene.frames[missing].meshes[0].positions;
+        float *const there = positions;
+        positions = nullptr;
+        at(0.5f);
+        EXPECT_EQ(status, -1) << "frame " << missing;
+        positions = there;
+    }
+    at(0.5f);
+    EXPECT_EQ(status, 0);
+}
+
+TEST_F(InterpolateTime, NeedsNoArraysForMeshesWithoutVertices) {
+    for (const std::int32_t number : {1, 2}) {
+        float *&positions = owned.add_frame(number, static_cast<float>(number), {{}}).meshes[0].positions;
+        std::free(positions);
+        positions = nullptr;
+    }
+    qel_alembic_mesh mesh = {};
+    EXPECT_EQ(qel_alembic_interpolate_time(&owned.scene, 1.5f, &mesh), 0);
+    EXPECT_NE(mesh.positions, nullptr);
+    std::free(mesh.positions);
+}
+
 TEST_F(InterpolateTime, OfMeshesWithoutVerticesGivesAnEmptyArray) {
     owned.add_frame(1, 0.0f, {{}});
     owned.add_frame(2, 1.0f, {{}});

@@ -1,0 +1,68 @@
+#!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
+"""Prints the coverage that gcovr measured and compares it with tests/coverage_exceptions.txt.
+
+Fails when a line was not run, a branch was not taken that the list does not have, or the list has one that was. A
+block of the list is a source ("file PATH"), a line of it without its indentation ("- …"), how many branches of it
+are not taken where that is not one ("-3 …"), and why they cannot be ("= …").
+"""
+
+import json
+import pathlib
+import re
+import sys
+
+ROOT = pathlib.Path(__file__).resolve().parents[1]
+EXCEPTIONS = ROOT / "tests" / "coverage_exceptions.txt"
+
+
+def read_exceptions():
+    """How many branches of which line of a source are not taken."""
+    exceptions = {}
+    source = key = None
+    for number, text in enumerate(EXCEPTIONS.read_text().splitlines(), 1):
+        line = re.match(r"-(\d*) (.*)$", text)
+        if not text.strip() or text.startswith("#"):
+            continue
+        if text.startswith("file "):
+            source = text[5:].strip()
+        elif line and source:
+            key = (source, line[2].strip())
+            exceptions[key] = exceptions.get(key, 0) + int(line[1] or 1)
+        elif not (text.startswith("= ") and key):
+            sys.exit(f"{EXCEPTIONS.name}:{number}: not understood: {text}")
+    return exceptions
+
+
+def main():
+    exceptions = read_exceptions()
+    totals = [0, 0, 0, 0]
+    problems, missed = [], {}
+    print(f"{'source':<42}{'lines':>7}{'run':>7}{'branches':>10}{'taken':>7}")
+    for file in json.load(open(sys.argv[1], encoding="utf-8"))["files"]:
+        name = file["file"]
+        text = (ROOT / name).read_text().splitlines()
+        counts = [0, 0, 0, 0]
+        for line in file["lines"]:
+            if line["gcovr/noncode"]:
+                continue
+            taken = [branch["count"] > 0 for branch in line["branches"] if not branch["throw"]]
+            counts = [a + b for a, b in zip(counts, (1, line["count"] > 0, len(taken), sum(taken)))]
+            code = text[line["line_number"] - 1].strip()
+            if line["count"] == 0:
+                problems.append(f"{name}:{line['line_number']}: not run: {code}")
+            elif not all(taken):
+                missed[name, code] = missed.get((name, code), 0) + taken.count(False)
+        totals = [a + b for a, b in zip(totals, counts)]
+        print(f"{name:<42}{counts[0]:>7}{counts[1]:>7}{counts[2]:>10}{counts[3]:>7}")
+    print(f"{'all':<42}{totals[0]:>7}{totals[1]:>7}{totals[2]:>10}{totals[3]:>7}")
+    for name, code in sorted(missed.keys() | exceptions.keys()):
+        found, listed = missed.get((name, code), 0), exceptions.get((name, code), 0)
+        if found != listed:
+            problems.append(f"{name}: {found} branches not taken, {listed} listed: {code}")
+    print("\n".join(problems) or f"all lines run; {sum(exceptions.values())} branches not taken, each listed with its reason")
+    return 1 if problems else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
