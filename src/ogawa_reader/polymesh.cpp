@@ -86,9 +86,8 @@ class payload_head {
 };
 
 /// A digest is noise: two of its four words are no coordinates. Where fewer show it, the size may: only
-/// without the digest it is a whole number of triples.
+/// without the digest it is a whole number of triples. Listed nodes are all longer than a digest.
 bool begins_with_digest(const payload_head &head, std::uint64_t size) {
-    if (size <= digest_bytes) return false;
     int wild_words = 0;
     for (std::size_t i = 0; i < 4; ++i)
         wild_words += head.wild(i);
@@ -198,7 +197,7 @@ void read_blocks(std::FILE *stream, const mesh_blocks &blocks, ogawa_polymesh *m
 }
 
 read_status finish(ogawa_polymesh *mesh) {
-    if (mesh->positions != nullptr && mesh->vertex_count > 0) {
+    if (mesh->positions != nullptr) { // then there are vertices, too
         float bounds[6];
         compute_bounds(mesh->positions, mesh->vertex_count, bounds);
         std::copy_n(bounds, 3, mesh->bounds_min);

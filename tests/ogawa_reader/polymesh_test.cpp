@@ -304,6 +304,14 @@ TEST(PolymeshArrays, AreSearchedInTheBytesWithoutMemoryForTheNodeList) {
     EXPECT_NE(read.mesh.face_count, 500u);
 }
 
+TEST(PolymeshArrays, AreNoneInAFileThatLostItsRootReference) {
+    bytes header = archive_writer().content();
+    header.resize(12);
+    const read_mesh read(header);
+    EXPECT_EQ(read.status, -1);
+    EXPECT_EQ(read.mesh.positions, nullptr);
+}
+
 TEST(PolymeshArrays, AreAllThatStaysOnTheHeap) {
     const stored_archive archive(test::four_arrays().content());
     for (std::uint64_t n = 0; n < 16; ++n) {
