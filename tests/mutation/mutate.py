@@ -225,7 +225,7 @@ class Tree:
             self.write(source, original, modified)
             if error:
                 return "unbuilt", error
-            outcome, why = self.test(source, folder)
+            outcome, why, last = self.test(source, folder)
         finally:
             self.write(source, original, modified)
             for built in self.objects():
@@ -233,29 +233,32 @@ class Tree:
                     built.unlink()
         if outcome == "survived" and source.endswith(".h"):
             self.write(source, text)
-            outcome, why = self.test(source, folder)
+            outcome, why, last = self.test(source, folder)
             self.write(source, original)
+        for step in self.steps(folder):
+            if outcome == "killed" and step[0] == last and last not in self.limits:
+                self.measure(*step)  # so that it was the change that failed there
         return outcome, why
 
     def test(self, source, folder):
-        """Links and runs the tests with the library's objects as they are."""
+        """Links and runs the tests with the library's objects as they are; the outcome and the step that gave it."""
         for name, target, command in self.steps(folder):
             error = self.make(target)
             if error:
-                return "unbuilt", error
+                return "unbuilt", error, name
             suites = self.mirror(source) if name == folder else ""
             if suites:
                 passed, why = self.run([*command, f"--gtest_filter={suites}"], self.limits[name])
                 if not passed:
-                    return "killed", why
+                    return "killed", why, name
             passed, why = self.run(command, self.limits.get(name, 600))
             if not passed:
-                return "killed", why
-        return "survived", ""
+                return "killed", why, name
+        return "survived", "", name
 
 
 def try_mutation(tree, mutation):
-    original = (ROOT / mutation.source).read_text()
+    original = (tree.path / mutation.source).read_text()
     text, problem = mutated(original, mutation)
     if problem:
         return "stale", problem
