@@ -25,16 +25,27 @@ std::uint64_t saved_states() {
 
 } // namespace
 
-instruction_set detect_instruction_set() {
+instruction_set widest_set(const processor_words &words) {
     constexpr std::uint64_t sse_and_avx_state = 0x6, avx512_state = 0xE0;
-    unsigned a, b, c, d;
-    if (__get_cpuid(1, &a, &b, &c, &d) == 0 || !has_all(c, bit_OSXSAVE | bit_AVX))
-        return instruction_set::sse2;
-    const std::uint64_t saved = saved_states();
-    if (!has_all(saved, sse_and_avx_state)) return instruction_set::sse2;
-    if (__get_cpuid_count(7, 0, &a, &b, &c, &d) == 0 || !has_all(b, bit_AVX2)) return instruction_set::sse2;
-    const bool avx512 = has_all(b, bit_AVX512F | bit_AVX512BW) && has_all(saved, avx512_state);
+    const bool avx2 = has_all(words.features, bit_OSXSAVE | bit_AVX) &&
+                      has_all(words.extended_features, bit_AVX2) &&
+                      has_all(words.saved_states, sse_and_avx_state);
+    if (!avx2) return instruction_set::sse2;
+    const bool avx512 = has_all(words.extended_features, bit_AVX512F | bit_AVX512BW) &&
+                        has_all(words.saved_states, avx512_state);
     return avx512 ? instruction_set::avx512 : instruction_set::avx2;
+}
+
+instruction_set detect_instruction_set() {
+    unsigned a = 0, b = 0, c = 0, d = 0; // stay zero where the processor does not know the question
+    processor_words words = {};
+    __get_cpuid(1, &a, &b, &c, &d);
+    words.features = c;
+    b = 0;
+    __get_cpuid_count(7, 0, &a, &b, &c, &d);
+    words.extended_features = b;
+    if (has_all(words.features, bit_OSXSAVE)) words.saved_states = saved_states();
+    return widest_set(words);
 }
 #else
 instruction_set detect_instruction_set() {

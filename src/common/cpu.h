@@ -29,6 +29,19 @@ namespace qel {
 /// Instruction sets that kernels are written for, each including those before it.
 enum class instruction_set : std::uint8_t { plain, sse2, avx2, avx512 };
 
+#if QEL_AVX2_KERNELS
+/// What a processor says of itself: words of its cpuid instruction, and the register states that the operating system
+/// saves when it switches threads.
+struct processor_words {
+    std::uint32_t features;          // leaf 1, ecx
+    std::uint32_t extended_features; // leaf 7, ebx
+    std::uint64_t saved_states;      // 0 where it cannot be asked
+};
+
+/// The widest set that such a processor can run.
+instruction_set widest_set(const processor_words &words);
+#endif
+
 /// The widest set that the processor has and the operating system saves the registers of. Asks both at every call.
 instruction_set detect_instruction_set();
 
