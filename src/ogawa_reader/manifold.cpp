@@ -110,6 +110,14 @@ void for_each_face(const face_list &list, const std::uint32_t *face_offsets, Vis
     }
 }
 
+/// How many corners a list's faces have.
+std::uint64_t count_corners(const face_list &list, const std::uint32_t *face_offsets) {
+    std::uint64_t count = 0;
+    for_each_face(list, face_offsets,
+                  [&count](std::uint32_t first, std::uint32_t last) { count += last - first; });
+    return count;
+}
+
 /// How many corners of a list's faces name another vertex than `vertex`.
 std::uint64_t count_others(const face_list &list, const std::uint32_t *face_offsets,
                            const std::uint32_t *face_indices, std::uint32_t vertex) {
@@ -130,6 +138,8 @@ std::uint64_t gather_others(const face_list &list, const std::uint32_t *face_off
     });
     return static_cast<std::uint64_t>(end - others);
 }
+
+constexpr std::uint64_t quick_to_search = 64; // values that are compared each with all before it
 
 /// Moves the first appearance of each value to the front, in order; returns how many there are. Compares each
 /// value with all those kept.
@@ -156,10 +166,28 @@ std::uint64_t keep_first_by_sort(std::uint32_t *values, std::uint64_t count, std
     return static_cast<std::uint64_t>(end - keys);
 }
 
+/// Writes the vertices of a list's faces but `vertex` itself in the order of their first appearance; returns how many.
+std::uint64_t gather_first_appearances(const face_list &list, const std::uint32_t *face_offsets,
+                                       const std::uint32_t *face_indices, std::uint32_t vertex,
+                                       std::uint32_t *others) {
+    std::uint32_t *end = others;
+    for_each_face(list, face_offsets, [&](std::uint32_t first, std::uint32_t last) {
+        for (std::uint32_t corner = first; corner < last; ++corner) {
+            const std::uint32_t other = face_indices[corner];
+            if (other == vertex) continue;
+            const std::uint32_t *seen = others;
+            while (seen != end && *seen != other)
+                ++seen;
+            if (seen == end) *end++ = other;
+        }
+    });
+    return static_cast<std::uint64_t>(end - others);
+}
+
 /// Keys on the stack serve every vertex but the poles of large fans, so that usually the list of neighbours and the
 /// result are all that is asked of the heap.
 std::uint64_t keep_first_appearances(std::uint32_t *values, std::uint64_t count) {
-    constexpr std::uint64_t quick_to_search = 64, few = 2048;
+    constexpr std::uint64_t few = 2048;
     if (count <= quick_to_search) return keep_first_by_search(values, count);
     if (count <= few) {
         std::uint64_t keys[few];
@@ -219,12 +247,18 @@ int32_t ogawa_get_vertex_neighbors(const ogawa_manifold *manifold, const void *f
     const std::uint32_t *const offsets = manifold->face_offsets;
     const std::uint32_t *const indices = face_indices_from(faces);
     constexpr std::uint64_t usual_share = 10; // entries for a face, unless the faces are larger
-    const std::uint64_t room =
-        std::max(usual_share * list.count, count_others(list, offsets, indices, vertex));
+    std::uint64_t room = usual_share * list.count;
+    const std::uint64_t corners = count_corners(list, offsets);
+    if (corners > room) room = std::max(room, count_others(list, offsets, indices, vertex));
     const scratch<std::uint32_t> seen(heap_array<std::uint32_t>(room));
     if (seen == nullptr) return lookup_no_memory;
-    std::uint64_t kept = gather_others(list, offsets, indices, vertex, seen.get());
-    kept = keep_first_appearances(seen.get(), kept);
+    std::uint64_t kept;
+    if (corners <= quick_to_search) {
+        kept = gather_first_appearances(list, offsets, indices, vertex, seen.get());
+    } else {
+        kept = gather_others(list, offsets, indices, vertex, seen.get());
+        kept = keep_first_appearances(seen.get(), kept);
+    }
     std::uint32_t *const result = heap_array<std::uint32_t>(kept);
     if (result == nullptr) return lookup_no_memory;
     std::copy_n(seen.get(), kept, result);
