@@ -47,11 +47,17 @@ bool has_joints(const qel_skin *skin) {
 }
 
 bool indices_in_range(const ogawa_polymesh &mesh) {
-    if (mesh.face_indices == nullptr || mesh.face_index_count == 0) return true;
-    std::uint32_t largest = 0;
-    for (std::uint32_t i = 0; i < mesh.face_index_count; ++i)
-        largest = std::max(largest, mesh.face_indices[i]);
-    return largest < mesh.vertex_count;
+    if (mesh.face_indices == nullptr) return true;
+    constexpr std::uint32_t at_once = 64; // a fixed number of comparisons is made a vector at a time
+    const std::uint32_t *index = mesh.face_indices;
+    const std::uint32_t *const end = index + mesh.face_index_count;
+    std::uint32_t beyond = 0;
+    for (; end - index >= at_once && beyond == 0; index += at_once)
+        for (std::uint32_t i = 0; i < at_once; ++i)
+            beyond |= index[i] >= mesh.vertex_count ? 1u : 0u;
+    for (; index != end && beyond == 0; ++index)
+        beyond = *index >= mesh.vertex_count ? 1 : 0;
+    return beyond == 0;
 }
 
 /// Triangles of all faces fanned. With hand-made face counts they may be more than the header can say.
@@ -107,9 +113,9 @@ void write_array(std::FILE *file, const T *array, std::uint64_t count) {
         std::fwrite(array, sizeof(T), static_cast<std::size_t>(count), file);
 }
 
-/// Adds the normal of every corner to its vertex and counts it. Faces lie one after the other, so the walk over
-/// faces and their corners is one run over corners; it ends where the face indices do, which are all in range.
-void add_corner_normals(const ogawa_polymesh &mesh, float *sums, std::uint32_t *counts) {
+/// Adds the normal of every corner to its vertex. Faces lie one after the other, so the walk over faces and their
+/// corners is one run over corners; it ends where the face indices do, which are all in range.
+void add_corner_normals(const ogawa_polymesh &mesh, float *sums) {
     std::uint64_t corners = 0;
     if (mesh.face_counts == nullptr) corners = std::uint64_t{mesh.face_count} * 3;
     for (std::uint32_t f = 0; mesh.face_counts != nullptr && f < mesh.face_count; ++f)
@@ -117,20 +123,34 @@ void add_corner_normals(const ogawa_polymesh &mesh, float *sums, std::uint32_t *
     corners = mesh.face_indices == nullptr ? 0 : std::min<std::uint64_t>(corners, mesh.face_index_count);
 
     for (std::uint64_t k = 0; k < corners; ++k) {
-        const std::uint32_t vertex = mesh.face_indices[k];
         const float *const normal = mesh.normals + (k < mesh.normal_count ? k * 3 : 0);
-        float *const sum = sums + std::uint64_t{vertex} * 3;
-        for (int axis = 0; axis < 3; ++axis)
-            sum[axis] += normal[axis];
-        ++counts[vertex];
+        float *const sum = sums + std::uint64_t{mesh.face_indices[k]} * 3;
+        sum[0] += normal[0];
+        sum[1] += normal[1];
+        sum[2] += normal[2];
     }
 }
 
 void normalize(float *vector) {
-    const float length = std::sqrt(vector[0] * vector[0] + vector[1] * vector[1] + vector[2] * vector[2]);
+    const float x = vector[0], y = vector[1], z = vector[2];
+    const float length = std::sqrt(x * x + y * y + z * z);
     if (!(length > 1e-8f)) return; // nor if it is NaN
-    for (int axis = 0; axis < 3; ++axis)
-        vector[axis] /= length;
+    vector[0] = x / length;
+    vector[1] = y / length;
+    vector[2] = z / length;
+}
+
+/// Normalises vectors and writes them piece by piece, while a piece is in the processor's cache.
+void write_normalized(std::FILE *file, float *vectors, std::uint64_t count) {
+    constexpr std::uint64_t at_once = 16384;
+    while (count > 0) {
+        const std::uint64_t piece = std::min(count, at_once);
+        for (std::uint64_t i = 0; i < piece; ++i)
+            normalize(vectors + i * 3);
+        write_array(file, vectors, piece * 3);
+        vectors += piece * 3;
+        count -= piece;
+    }
 }
 
 /// Normals per vertex and as many as vertices are written as they are, others are averaged over corners. Without
@@ -142,12 +162,11 @@ void write_normals(std::FILE *file, const ogawa_polymesh &mesh) {
         return;
     }
     const scratch<float> sums(heap_zeroed<float>(vertices * 3));
-    const scratch<std::uint32_t> counts(heap_zeroed<std::uint32_t>(vertices));
+    // Counters of corners are asked for like the sums, but never needed: a vertex without corners has no length.
+    const scratch<std::uint32_t> counts(heap_array<std::uint32_t>(vertices));
     if (sums == nullptr || counts == nullptr) return;
-    add_corner_normals(mesh, sums.get(), counts.get());
-    for (std::uint64_t v = 0; v < vertices; ++v)
-        if (counts[v] > 0) normalize(&sums[v * 3]);
-    write_array(file, sums.get(), vertices * 3);
+    add_corner_normals(mesh, sums.get());
+    write_normalized(file, sums.get(), vertices);
 }
 
 /// Collects triangles and writes them in pieces that stay in the processor's cache.
@@ -188,6 +207,24 @@ std::uint32_t corner_vertex(const ogawa_polymesh &mesh, std::uint64_t corner) {
     return mesh.face_indices == nullptr || beyond ? 0 : mesh.face_indices[corner];
 }
 
+/// The corners that may be read without asking for each.
+std::uint64_t corners_held(const ogawa_polymesh &mesh) {
+    if (mesh.face_indices == nullptr) return 0;
+    return mesh.face_index_count != 0 ? mesh.face_index_count : std::numeric_limits<std::uint64_t>::max();
+}
+
+/// The triangles of a face of any number of corners.
+void write_fan(triangle_writer &writer, const ogawa_polymesh &mesh, std::uint64_t face,
+               std::uint64_t face_end) {
+    const std::uint32_t first = corner_vertex(mesh, face);
+    std::uint32_t previous = corner_vertex(mesh, face + 1);
+    for (std::uint64_t corner = face + 2; corner < face_end; ++corner) {
+        const std::uint32_t vertex = corner_vertex(mesh, corner);
+        writer.add(first, previous, vertex);
+        previous = vertex;
+    }
+}
+
 /// Whether the counts may be followed. A slip leads a few corners beyond the indices; a hostile file's counts lead
 /// billions beyond and would make gigabytes of a small mesh.
 bool counts_fit_mesh(const ogawa_polymesh &mesh) {
@@ -207,17 +244,17 @@ void write_fans(std::FILE *file, const ogawa_polymesh &mesh, std::uint64_t trian
     const scratch<std::uint32_t> block(heap_array<std::uint32_t>(triangles * 3));
     if (block == nullptr) return;
     triangle_writer writer(file, block.get(), triangles);
+    const std::uint64_t held = corners_held(mesh);
     std::uint64_t face_end = 0;
     for (std::uint32_t f = 0; f < mesh.face_count; ++f) {
         const std::uint64_t face = face_end;
         face_end += mesh.face_counts[f];
-        if (mesh.face_counts[f] < 3) continue;
-        const std::uint32_t first = corner_vertex(mesh, face);
-        std::uint32_t previous = corner_vertex(mesh, face + 1);
-        for (std::uint64_t corner = face + 2; corner < face_end; ++corner) {
-            const std::uint32_t vertex = corner_vertex(mesh, corner);
-            writer.add(first, previous, vertex);
-            previous = vertex;
+        if (mesh.face_counts[f] == 4 && face_end <= held) { // what most faces of most meshes are
+            const std::uint32_t *const corners = mesh.face_indices + face;
+            writer.add(corners[0], corners[1], corners[2]);
+            writer.add(corners[0], corners[2], corners[3]);
+        } else if (mesh.face_counts[f] >= 3) {
+            write_fan(writer, mesh, face, face_end);
         }
     }
 }
