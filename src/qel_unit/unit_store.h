@@ -22,7 +22,7 @@ bool allocate_order(qel_unit &unit);
 
 /// A few tokens on their way into both indexes.
 struct token_block {
-    static constexpr std::uint32_t most = 64;
+    static constexpr std::uint32_t most = 8; // more at once drive one another out of the first cache
 
     /// Works out the tokens' buckets, and asks memory for them.
     void hash(const qel_unit &unit, std::uint32_t from, std::uint32_t size) {
