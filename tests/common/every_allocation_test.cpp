@@ -1,0 +1,247 @@
+// SPDX-License-Identifier: MIT
+// Every function that allocates, with its n-th allocation failing, alone and with all that follow, for every n until
+// it needs no more: a documented code, a record that can be released, nothing left behind.
+#include "common/heap.h"
+#include "ogawa_reader/archive_in_memory.h"
+#include "ogawa_reader/mesh_cache_cases.h"
+#include "ogawa_reader/stored_archive.h"
+#include "qel_alembic/scene_maker.h"
+#include "qel_unit/agent_fixture.h"
+#include "qel_unit/unit_fixture.h"
+#include "support/archive_writer.h"
+#include "support/failing_heap.h"
+#include "support/mesh_maker.h"
+
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <set>
+
+namespace qel {
+namespace {
+
+using test::failing_heap;
+using test::heap_ledger;
+
+struct allocating_call {
+    const char *name;
+    std::function<int()> call;
+    std::set<int> codes; // beside 0
+    std::function<void()> release;
+};
+
+/// One failing allocation; whether there was one.
+bool fails_well(const allocating_call &it, std::uint64_t n, bool all_later) {
+    const heap_ledger ledger;
+    int code = 0;
+    std::uint64_t failures = 0;
+    {
+        const failing_heap heap = all_later ? failing_heap::from(n) : failing_heap::nth(n);
+        code = it.call();
+        failures = heap.failures();
+    }
+    it.release();
+    EXPECT_EQ(ledger.live(), 0u) << it.name << ", allocation " << n;
+    EXPECT_TRUE(code == 0 || (failures > 0 && it.codes.count(code) == 1))
+        << it.name << ", " << n << ": " << code;
+    return failures > 0;
+}
+
+void expect_every_allocation_may_fail(const std::vector<allocating_call> &calls) {
+    for (const allocating_call &it : calls) {
+        std::uint64_t n = 1;
+        while (fails_well(it, n, false) && fails_well(it, n, true) && n < 1000)
+            ++n;
+        EXPECT_GT(n, 1u) << it.name << " allocates nothing";
+        EXPECT_LT(n, 1000u) << it.name;
+    }
+}
+
+TEST(EveryAllocation, OfUnitsAndAgentsMayFail) {
+    const test::temp_folder folder;
+    const std::string unit_path = folder.file("unit"), agents_path = folder.file("agents");
+    const test::token_arrays arrays(test::tokens_with_keys({9, 4, 7}));
+    test::write_file(unit_path, test::unit_file(test::tokens_with_keys({9, 4, 7})));
+    test::write_file(agents_path, test::directory_file({test::make_agent("2A9E0100")}));
+    std::vector<qel_token> sorted = test::tokens_with_keys({4, 7, 9});
+    const qel_unit borrowed = test::borrowed_unit(sorted);
+    test::discard_directory();
+
+    test::owned_unit unit;
+    std::uint32_t numbers[2];
+    std::uint64_t distances[2];
+    char id[9];
+    const auto reset = [&] { unit.reset(); };
+    const auto discard = [] { test::discard_directory(); };
+    expect_every_allocation_may_fail(
+        {{"create", [&] { return arrays.create(unit); }, {-2, -3, -4}, reset},
+         {"load", [&] { return qel_unit_load(unit_path.c_str(), &unit); }, {-4, -5, -6}, reset},
+         {"nearest",
+          [&] { return static_cast<int>(qel_unit_query_nearest(&borrowed, 5, 2, numbers, distances)) - 2; },
+          {-2},
+          [] {}},
+         {"init", [] { return qel_agent_dir_init(nullptr); }, {-1, -2}, discard},
+         {"load", [&] { return qel_agent_dir_load(agents_path.c_str()); }, {-1}, discard},
+         {"spawn", [&] { return qel_agent_spawn(nullptr, 0, 0, 0, id); }, {-1}, discard}});
+}
+
+TEST(EveryAllocation, OfScenesMayFail) {
+    const test::temp_folder folder;
+    const std::string path = folder.file("scene");
+    const std::vector<float> positions = {0, 0, 0, 1, 0, 0, 1, 1, 0};
+    const std::vector<std::uint32_t> triangle = {0, 1, 2};
+    test::owned_scene owned;
+    owned.add_mesh(positions, triangle);
+    owned.add_frame(1, 0.0f, {positions});
+    owned.add_frame(2, 1.0f, {positions});
+    ASSERT_EQ(qel_alembic_save(path.c_str(), &owned.scene), 0);
+
+    qel_alembic_mesh mesh = {};
+    qel_alembic_file scene = {};
+    qel_alembic_hit hits[2];
+    const auto release_mesh = [&] {
+        if (mesh.indices == nullptr) mesh.positions = nullptr; // left dangling
+        qel_alembic_mesh_free(&mesh);
+        mesh = {};
+    };
+    const auto release_tokens = [&] {
+        release(owned.scene.meshes->vertices);
+        release(owned.scene.meshes->tokens);
+    };
+    release_tokens();
+    expect_every_allocation_may_fail(
+        {{"load raw",
+          [&] { return qel_alembic_load_raw(positions.data(), 3, triangle.data(), 1, "m", &mesh); },
+          {-4},
+          release_mesh},
+         {"process", [&] { return qel_alembic_process_mesh(owned.scene.meshes, 1); }, {-4}, release_tokens},
+         {"load",
+          [&] { return qel_alembic_load(path.c_str(), &scene); },
+          {-4},
+          [&] { qel_alembic_free(&scene); }},
+         {"interpolate",
+          [&] { return qel_alembic_interpolate_time(&owned.scene, 0.5f, &mesh); },
+          {-4},
+          [&] { std::free(mesh.positions); }}});
+
+    ASSERT_EQ(qel_alembic_process_mesh(owned.scene.meshes, 1), 0);
+    expect_every_allocation_may_fail(
+        {{"index",
+          [&] { return qel_alembic_build_hash_table(&owned.scene); },
+          {-4},
+          [&] { release(owned.scene.hash); }},
+         {"nearest",
+          [&] { return static_cast<int>(qel_alembic_query_nearest(&owned.scene, 5, 2, hits)) - 2; },
+          {-2},
+          [] {}}});
+}
+
+/// An archive of blocks of plain numbers, as the byte searches find them.
+test::bytes blocks_of(std::size_t floats, int count) {
+    std::vector<float> values;
+    for (std::size_t i = 0; i < floats; ++i)
+        values.push_back(static_cast<float>(i % 100) * 0.01f);
+    test::bytes content = test::archive_header();
+    for (int i = 0; i < count; ++i)
+        test::append_block(content, floats * sizeof(float), values);
+    test::append_filler(content, 100);
+    return content;
+}
+
+TEST(EveryAllocation, OfArchivesMayFail) {
+    const test::stored_archive tree(test::production_archive(test::make_torus(40, 30, 3.0f, 1.0f)).content());
+    const test::stored_archive large(blocks_of(3003, 1)), small(blocks_of(12, 2));
+    const ogawa_archive &record = small.record;
+    ogawa_polymesh mesh = {};
+    float *values = nullptr;
+    std::uint32_t *indices = nullptr, count = 0, scope = 0;
+    ogawa_uv_set set = {};
+    ogawa_tangent_frame frame = {};
+    int frame_code = 0;
+    const auto free_values = [&] { release(values); };
+    expect_every_allocation_may_fail(
+        {{"polymesh",
+          [&] { return ogawa_read_polymesh(&tree.record, nullptr, 0, &mesh); },
+          {-1, -2},
+          [&] { ogawa_free_polymesh(&mesh); }},
+         {"positions",
+          [&] { return ogawa_read_positions(&large.record, nullptr, 0, &values, &count); },
+          {-2},
+          free_values},
+         {"normals",
+          [&] { return ogawa_read_normals(&record, nullptr, 0, &values, &indices, &count, &scope); },
+          {-2},
+          free_values},
+         {"UVs",
+          [&] { return ogawa_read_uvs(&record, nullptr, 0, 0, &set); },
+          {-2},
+          [&] { ogawa_free_uv_set(&set); }},
+         {"tangent frame",
+          [&] { return frame_code = ogawa_read_tangent_frame(&record, nullptr, 0, &frame); },
+          {-2},
+          [&] {
+              if (frame_code == 0) ogawa_free_tangent_frame(&frame); // else left dangling
+          }}});
+}
+
+TEST(EveryAllocation, OfGeometryAndTheMeshCacheMayFail) {
+    const test::temp_folder folder;
+    const std::string path = folder.file("cache");
+    std::mt19937 random(5);
+    test::cache_mesh quad = test::quad();
+    quad.normals = {0, 0, 1};
+    test::cache_skin skin = test::noise_skin(random, 2, 4);
+    const qel_skin skin_record = skin.record();
+    ogawa_polymesh mesh = quad.record();
+    float uvs[] = {0, 0, 1, 0, 1, 1, 0, 1};
+    ogawa_uv_set set = {};
+    set.values = uvs;
+    set.value_count = 4;
+    mesh.uv_sets = &set;
+    mesh.uv_set_count = 1;
+    ASSERT_EQ(qel_mesh_save(&mesh, &skin_record, path.c_str()), 0);
+
+    const std::vector<double> poses(32, 1.0);
+    std::vector<float> moved(12);
+    std::uint32_t *list = nullptr, count = 0;
+    qel_mesh cache = {};
+    const auto release_list = [&] { release(list); };
+    expect_every_allocation_may_fail(
+        {{"manifold",
+          [&] { return ogawa_build_manifold(&mesh); },
+          {-2},
+          [&] {
+              if (mesh.manifold.vertex_faces == nullptr)
+                  mesh.manifold.vertex_face_offsets = nullptr; // left dangling
+              ogawa_free_manifold(&mesh.manifold);
+          }},
+         {"tangent frame",
+          [&] { return ogawa_compute_tangent_frame(&mesh, nullptr); },
+          {-3},
+          [&] { ogawa_free_tangent_frame(&mesh.tangent_frame); }},
+         {"fan",
+          [&] { return ogawa_triangulate_face(quad.face_indices.data(), 4, &list, &count); },
+          {-2},
+          release_list},
+         {"save", [&] { return qel_mesh_save(&mesh, &skin_record, path.c_str()); }, {}, [] {}},
+         {"skin",
+          [&] {
+              qel_skin_apply(&skin_record, poses.data(), quad.positions.data(), moved.data());
+              return 0;
+          },
+          {},
+          [] {}}});
+
+    ASSERT_EQ(qel_mesh_save(&mesh, &skin_record, path.c_str()), 0);
+    ASSERT_EQ(ogawa_build_manifold(&mesh), 0);
+    expect_every_allocation_may_fail(
+        {{"load", [&] { return qel_mesh_load(path.c_str(), &cache); }, {}, [&] { qel_mesh_free(&cache); }},
+         {"neighbors",
+          [&] { return ogawa_get_vertex_neighbors(&mesh.manifold, &mesh.face_counts, 0, &list, &count); },
+          {-2},
+          release_list}});
+    ogawa_free_manifold(&mesh.manifold);
+}
+
+} // namespace
+} // namespace qel
