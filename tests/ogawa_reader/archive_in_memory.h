@@ -18,7 +18,9 @@ namespace qel::test {
 class archive_in_memory {
   public:
     explicit archive_in_memory(bytes content) : content_(std::move(content)) {
-        record.file = fmemopen(content_.data(), content_.size(), "rb");
+        // The C library's stream over no bytes at all writes one.
+        record.file = content_.empty() ? std::fopen("/dev/null", "rb")
+                                       : fmemopen(content_.data(), content_.size(), "rb");
     }
     ~archive_in_memory() {
         if (record.file != nullptr) std::fclose(record.file);
