@@ -8,13 +8,15 @@ extern "C" {
 void *__real_malloc(std::size_t size);
 void *__real_calloc(std::size_t count, std::size_t size);
 void *__real_realloc(void *block, std::size_t size);
-void *__real_aligned_alloc(std::size_t alignment, std::size_t size);
 void __real_free(void *block);
 void *__wrap_malloc(std::size_t size);
 void *__wrap_calloc(std::size_t count, std::size_t size);
 void *__wrap_realloc(void *block, std::size_t size);
-void *__wrap_aligned_alloc(std::size_t alignment, std::size_t size);
 void __wrap_free(void *block);
+#if !defined(_WIN32) // it has no aligned_alloc
+void *__real_aligned_alloc(std::size_t alignment, std::size_t size);
+void *__wrap_aligned_alloc(std::size_t alignment, std::size_t size);
+#endif
 }
 
 namespace {
@@ -74,9 +76,11 @@ void *__wrap_realloc(void *block, std::size_t size) {
     return moved;
 }
 
+#if !defined(_WIN32)
 void *__wrap_aligned_alloc(std::size_t alignment, std::size_t size) {
     return fails(size) ? nullptr : noted(__real_aligned_alloc(alignment, size));
 }
+#endif
 
 void __wrap_free(void *block) {
     forgotten(block);

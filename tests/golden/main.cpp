@@ -1,0 +1,100 @@
+// SPDX-License-Identifier: MIT
+// golden_digests [--update]: runs the fixed workload, once with each set of kernels that the processor has, and compares
+// the digest of each job with tests/golden/digests.txt. Every platform must give the same.
+#include "common/bounds.h"
+#include "common/cpu.h"
+#include "golden/jobs.h"
+#include "ogawa_reader/skin_blend.h"
+#include "qel_unit/finite_check.h"
+
+#include <cstdio>
+#include <filesystem>
+#include <map>
+
+namespace {
+
+using qel::instruction_set;
+using digests = std::map<std::string, std::uint64_t>;
+
+void force_kernels(instruction_set set) {
+    qel::bounds_choice.store(qel::bounds_forms.best(set));
+    qel::finite_choice.store(qel::finite_forms.best(set));
+    qel::skin_choice.store(qel::skin_forms.best(set));
+}
+
+digests run_all() {
+    namespace test = qel::test;
+    digests found;
+    for (const test::job *jobs :
+         {test::token_jobs, test::archive_jobs, test::mesh_jobs, test::scene_jobs, test::agent_jobs})
+        for (; jobs->name != nullptr; ++jobs) {
+            test::digest results;
+            jobs->run(results);
+            found[jobs->name] = results.value();
+        }
+    return found;
+}
+
+digests read_table() {
+    digests table;
+    std::FILE *const file = std::fopen(GOLDEN_TABLE, "r");
+    if (file == nullptr) return table;
+    char name[64];
+    unsigned long long value;
+    while (std::fscanf(file, "%63s %16llx", name, &value) == 2)
+        table[name] = value;
+    std::fclose(file);
+    return table;
+}
+
+bool write_table(const digests &table) {
+    std::FILE *const file = std::fopen(GOLDEN_TABLE, "w");
+    if (file == nullptr) return false;
+    for (const auto &[name, value] : table)
+        std::fprintf(file, "%s %016llx\n", name.c_str(), static_cast<unsigned long long>(value));
+    return std::fclose(file) == 0;
+}
+
+/// Says what differs; whether nothing does.
+bool agree(const digests &found, const digests &expected, const char *kernels) {
+    for (const auto &[name, value] : found) {
+        const auto entry = expected.find(name);
+        if (entry == expected.end() || entry->second != value)
+            std::fprintf(stderr, "%s (%s kernels): %016llx is not what the table says\n", name.c_str(),
+                         kernels, static_cast<unsigned long long>(value));
+    }
+    if (found == expected) return true;
+    std::fprintf(
+        stderr,
+        "The results differ from tests/golden/digests.txt. Where that is meant: golden_digests --update\n");
+    return false;
+}
+
+} // namespace
+
+int main(int argc, char **argv) {
+    const bool update = argc == 2 && std::string(argv[1]) == "--update";
+    if (argc > 1 && !update) {
+        std::fprintf(stderr, "usage: golden_digests [--update]\n");
+        return 2;
+    }
+    const qel::test::temp_folder folder;
+    const std::filesystem::path before = std::filesystem::current_path();
+    std::filesystem::current_path(folder.path()); // names of files are part of some results
+    constexpr const char *names[] = {"plain", "sse2", "avx2", "avx512"};
+    const instruction_set machine = qel::detect_instruction_set();
+    digests expected = update ? digests() : read_table();
+    bool good = true;
+    for (int set = 0; set <= static_cast<int>(machine); ++set) {
+        force_kernels(static_cast<instruction_set>(set));
+        const digests found = run_all();
+        if (update && expected.empty()) expected = found;
+        good = agree(found, expected, names[set]) && good;
+    }
+    if (good && update) good = write_table(expected);
+    if (good)
+        std::printf("%zu digests, with kernels up to %s\n", expected.size(),
+                    names[static_cast<int>(machine)]);
+    std::filesystem::current_path(before);
+    return good ? 0 : 1;
+}
