@@ -6,6 +6,8 @@
 
 #include <gtest/gtest.h>
 
+#include <ostream>
+
 namespace qel {
 namespace {
 
@@ -18,6 +20,11 @@ struct finding {
     std::uint64_t failing_allocation; // of the load; 0: none
     std::int32_t code;
 };
+
+/// Names a finding in lists of tests.
+std::ostream &operator<<(std::ostream &out, const finding &one) {
+    return out << one.name;
+}
 
 constexpr std::uint32_t all = 0xFFFFFFFF;
 constexpr std::uint64_t data_bit = std::uint64_t{1} << 63;
