@@ -1,14 +1,14 @@
 #!/usr/bin/env bash
 # Runs the tests under Valgrind's memcheck: a read of what nobody wrote, a read or write outside a block, or a leak
-# fails. Usage: scripts/valgrind.sh [TEST PROGRAM...]   (common, qel_unit, qel_alembic, ogawa_reader)
+# fails. Usage: scripts/valgrind.sh [TEST PROGRAM...]   (common, qel_unit, qel_alembic, ogawa_reader, regression)
 source "$(dirname "$0")/lib.sh"
 need "${build_packages[@]}" valgrind
-programs=("${@:-common qel_unit qel_alembic ogawa_reader}")
+programs=("${@:-common qel_unit qel_alembic ogawa_reader regression}")
 read -ra programs <<<"${programs[*]}"
 
 # Left out, for time or for what Valgrind cannot do; all others run.
 without=(
-    FileMapping.ReportsAnAddressSpaceWithoutRoom  # Valgrind keeps the address space itself
+    '*.ReportsAnAddressSpaceWithoutRoom'          # Valgrind keeps the address space itself
     'MemoryLimit.*'                               # and its own memory
     RuvSqrt.RoundsTheArgumentToSinglePrecisionFirst # Valgrind rounds such a number twice, by way of a double
     AgentSave.LeavesAWholeFileWheneverTheProcessIsKilled # kills by the clock
