@@ -114,7 +114,7 @@ float midpoint(std::uint8_t a, std::uint8_t b) {
 /// Truncates towards zero and takes the remainder with its sign: -1 becomes the byte 255, not 47.
 std::uint8_t wrap_into_lattice(float coordinate) {
     const int whole = static_cast<int>(coordinate);
-    if (whole > -lattice_edge && whole < lattice_edge) return static_cast<std::uint8_t>(whole); // mostly
+    if (whole < lattice_edge) return static_cast<std::uint8_t>(whole); // mostly; never below -1
     return static_cast<std::uint8_t>(whole % lattice_edge);
 }
 
