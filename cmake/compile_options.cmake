@@ -11,6 +11,9 @@ function(qel_compile_options target)
     # without that question it is one instruction, of which loops take several at once.
     target_compile_options(${target} PRIVATE
       -ffp-contract=off -fno-math-errno -Wall -Wextra -Wpedantic -Wconversion -Wshadow $<$<BOOL:${QEL_UNIT_WERROR}>:-Werror>)
+    if(MINGW) # formats of the C standard, not of the old C library of Windows
+      target_compile_definitions(${target} PRIVATE __USE_MINGW_ANSI_STDIO=1)
+    endif()
     if(QEL_UNIT_SANITIZE)
       target_compile_options(${target} PRIVATE
         -fsanitize=${QEL_UNIT_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)

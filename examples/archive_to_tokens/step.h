@@ -35,7 +35,9 @@ class step {
     explicit step(std::string name);
     /// Prints the step's name, its time and what came of it, formatted as by printf.
     void done(const char *format, ...)
-#if defined(__GNUC__)
+#if defined(__MINGW32__)
+        __attribute__((format(gnu_printf, 2, 3))) // the C standard's formats, not those of Windows
+#elif defined(__GNUC__)
         __attribute__((format(printf, 2, 3)))
 #endif
         ;

@@ -12,7 +12,7 @@
 namespace qel::test {
 namespace {
 
-const std::string program = ARCHIVE_TO_TOKENS;
+const std::string program = shell_name(ARCHIVE_TO_TOKENS);
 
 #define EXPECT_SAYS(text, part) EXPECT_NE((text).find(part), std::string::npos) << "in:\n" << (text)
 

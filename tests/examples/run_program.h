@@ -4,9 +4,13 @@
 
 #include "support/temp_folder.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <string>
+
+#if !defined(_WIN32)
 #include <sys/wait.h>
+#endif
 
 namespace qel::test {
 
@@ -15,17 +19,38 @@ struct program_result {
     std::string output, errors;
 };
 
+/// What a program wrote, with its lines ended by a newline alone.
 inline std::string text_of(const std::string &path) {
     const bytes content = read_file(path);
-    return std::string(content.begin(), content.end());
+    std::string text(content.begin(), content.end());
+    text.erase(std::remove(text.begin(), text.end(), '\r'), text.end());
+    return text;
+}
+
+/// A program's path as the shell wants it.
+inline std::string shell_name(std::string program) {
+#if defined(_WIN32)
+    std::replace(program.begin(), program.end(), '/', '\\');
+#endif
+    return program;
 }
 
 /// Runs a shell command in a folder.
 inline program_result run_program(const temp_folder &folder, const std::string &command) {
     const std::string out = folder.file("stdout.txt"), err = folder.file("stderr.txt");
+#if defined(_WIN32)
+    const std::string enter = "cd /d ";
+#else
+    const std::string enter = "cd ";
+#endif
     const int status = std::system(
-        ("cd '" + folder.path().string() + "' && " + command + " >'" + out + "' 2>'" + err + "'").c_str());
+        (enter + '"' + folder.path().string() + "\" && " + command + " >\"" + out + "\" 2>\"" + err + '"')
+            .c_str());
+#if defined(_WIN32)
+    return {status, text_of(out), text_of(err)};
+#else
     return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, text_of(out), text_of(err)};
+#endif
 }
 
 } // namespace qel::test

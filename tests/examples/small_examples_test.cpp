@@ -8,7 +8,7 @@ namespace {
 
 TEST(CCaller, BuildsAUnitAndAsksIt) {
     const temp_folder folder;
-    const program_result run = run_program(folder, C_CALLER);
+    const program_result run = run_program(folder, shell_name(C_CALLER));
     EXPECT_EQ(run.exit_code, 0);
     EXPECT_EQ(run.errors, "");
     EXPECT_EQ(run.output, "64 tokens\n"
@@ -23,7 +23,7 @@ TEST(CCaller, BuildsAUnitAndAsksIt) {
 
 TEST(SceneOverTime, InterpolatesBetweenItsFrames) {
     const temp_folder folder;
-    const program_result run = run_program(folder, SCENE_OVER_TIME);
+    const program_result run = run_program(folder, shell_name(SCENE_OVER_TIME));
     EXPECT_EQ(run.exit_code, 0);
     EXPECT_EQ(run.errors, "");
     EXPECT_EQ(run.output, "QEL Alembic File\n================\nVersion: 0\nMeshes: 1\nTotal Vertices: 4\n"
@@ -42,7 +42,7 @@ TEST(SceneOverTime, InterpolatesBetweenItsFrames) {
 
 TEST(SkinnedCache, BendsTheMappedMesh) {
     const temp_folder folder;
-    const program_result run = run_program(folder, std::string(SKINNED_CACHE) + " strip.qelm");
+    const program_result run = run_program(folder, shell_name(SKINNED_CACHE) + " strip.qelm");
     EXPECT_EQ(run.exit_code, 0);
     EXPECT_EQ(run.errors, "");
     EXPECT_EQ(run.output, "10 vertices, 8 triangles, 2 joints\n"
@@ -53,7 +53,7 @@ TEST(SkinnedCache, BendsTheMappedMesh) {
 
 TEST(SkinnedCache, SaysWhatItCouldNotWrite) {
     const temp_folder folder;
-    const program_result run = run_program(folder, std::string(SKINNED_CACHE) + " missing/strip.qelm");
+    const program_result run = run_program(folder, shell_name(SKINNED_CACHE) + " missing/strip.qelm");
     EXPECT_EQ(run.exit_code, 1);
     EXPECT_EQ(run.errors, "missing/strip.qelm could not be written: code -2\n");
 }

@@ -62,9 +62,10 @@ void agents(digest &results) {
             const std::string parent = ids.empty()
                                            ? std::string("ROOT0000")
                                            : ids[random.below(static_cast<std::uint32_t>(ids.size()))];
-            results.add(qel_agent_spawn(i % 5 == 0 ? nullptr : parent.c_str(),
-                                        static_cast<std::uint8_t>(random.below(6)),
-                                        static_cast<std::uint8_t>(random.below(4)), random.byte(), id));
+            const auto type = static_cast<std::uint8_t>(random.below(6));
+            const auto tier = static_cast<std::uint8_t>(random.below(4));
+            const char *const given = i % 5 == 0 ? nullptr : parent.c_str();
+            results.add(qel_agent_spawn(given, type, tier, random.byte(), id));
             results.add(std::string(id));
             ids.push_back(id);
         }

@@ -64,8 +64,9 @@ void lattice(digest &results) {
         vertex.topology = static_cast<std::uint32_t>(random.next());
         add_vertex(results, vertex);
         qel_alembic_token token{};
-        qel_alembic_generate_token(&vertex, random.byte(), random.below(300),
-                                   static_cast<std::uint32_t>(i) << 12, &token);
+        const std::uint8_t layer = random.byte();
+        qel_alembic_generate_token(&vertex, layer, random.below(300), static_cast<std::uint32_t>(i) << 12,
+                                   &token);
         add_token(results, token);
         float box[6];
         qel_alembic_compute_bounds(values, 3, box);
@@ -133,8 +134,9 @@ void ask(digest &results, const qel_alembic_file &scene) {
         for (std::uint32_t h = 0; h < found; ++h)
             add_hit(results, hits[h]);
         const auto frame = static_cast<std::int32_t>(random.below(4) * 10);
+        const std::uint32_t mesh = random.below(3);
         const std::int32_t status =
-            qel_alembic_lookup_frame_vertex(&scene, frame, random.below(3), random.below(600), hits.data());
+            qel_alembic_lookup_frame_vertex(&scene, frame, mesh, random.below(600), hits.data());
         results.add(status);
         if (status == 0) add_hit(results, hits[0]);
     }

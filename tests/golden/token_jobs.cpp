@@ -73,15 +73,21 @@ void cells(digest &results) {
     }
 }
 
+/// The identity of a cell at random. One number at a time: the order of arguments is left to the compiler.
+void fill_cell(noise &random, std::uint32_t limit, qel_matrix_identity &cell) {
+    const auto x = static_cast<std::uint8_t>(random.below(limit));
+    const auto y = static_cast<std::uint8_t>(random.below(limit));
+    const std::uint32_t z = random.below(limit);
+    qel_matrix_48_identity(x, y, z, &cell);
+}
+
 void offspring(digest &results) {
     noise random(3);
     for (int i = 0; i < 6000; ++i) {
         qel_matrix_identity parents[2];
         const std::uint32_t limit = i % 8 == 0 ? 256 : 48;
         for (qel_matrix_identity &parent : parents)
-            qel_matrix_48_identity(static_cast<std::uint8_t>(random.below(limit)),
-                                   static_cast<std::uint8_t>(random.below(limit)), random.below(limit),
-                                   &parent);
+            fill_cell(random, limit, parent);
         if (i < 100) add_cell(results, parents[0]);
         qel_matrix_offspring child;
         qel_matrix_48_reproduce(parents, parents + 1, static_cast<std::uint32_t>(i % 4), &child);
@@ -105,8 +111,9 @@ unit_arrays make_arrays(std::uint64_t seed, std::uint32_t count, bool sorted) {
     noise random(seed);
     unit_arrays arrays;
     for (std::uint32_t i = 0; i < count; ++i) {
-        const std::uint64_t cell =
-            std::uint64_t{random.below(20)} << 32 | random.below(20) << 16 | random.below(20);
+        std::uint64_t cell = 0;
+        for (int axis = 0; axis < 3; ++axis)
+            cell = cell << 16 | random.below(20);
         arrays.keys.push_back(i % 3 == 0 ? random.next() : cell);
         arrays.payloads.push_back(random.next());
         arrays.layers.push_back(random.byte());
@@ -160,9 +167,10 @@ void ask(digest &results, const qel_unit &unit, const unit_arrays &arrays) {
         const std::uint64_t key = i % 2 == 0 ? arrays.keys[random.below(count)] : random.next();
         results.add(qel_unit_lookup_morton(&unit, key));
         results.add(qel_unit_lookup_hex(&unit, &arrays.ids[random.below(count) * 8]));
-        results.add(qel_unit_query_lattice_vertex(&unit, static_cast<std::uint16_t>(random.below(20)),
-                                                  static_cast<std::uint16_t>(random.below(20)),
-                                                  static_cast<std::uint16_t>(random.below(20))));
+        std::uint16_t vertex[3];
+        for (std::uint16_t &coordinate : vertex)
+            coordinate = static_cast<std::uint16_t>(random.below(20));
+        results.add(qel_unit_query_lattice_vertex(&unit, vertex[0], vertex[1], vertex[2]));
         const std::uint32_t of_layer =
             qel_unit_query_layer(&unit, random.byte(), numbers.data(), static_cast<std::int32_t>(count));
         results.add_array(numbers.data(), of_layer);

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "model/mesh_scan_model.h"
 
+#include "support/stream_position.h"
+
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
@@ -10,12 +12,12 @@ namespace qel::model {
 namespace {
 
 void seek(std::FILE *stream, std::uint64_t position) {
-    fseeko(stream, static_cast<off_t>(position), SEEK_SET);
+    test::seek_stream(stream, position);
 }
 
 std::uint64_t length_of(std::FILE *stream) {
-    fseeko(stream, 0, SEEK_END);
-    return static_cast<std::uint64_t>(ftello(stream));
+    test::seek_stream(stream, 0, SEEK_END);
+    return test::position_in(stream);
 }
 
 bool in_range(float v) {

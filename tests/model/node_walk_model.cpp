@@ -1,12 +1,14 @@
 // SPDX-License-Identifier: MIT
 #include "model/node_walk_model.h"
 
+#include "support/stream_position.h"
+
 namespace qel::model {
 
 namespace {
 
 bool seek(std::FILE *stream, std::uint64_t position) {
-    return fseeko(stream, static_cast<off_t>(position), SEEK_SET) == 0;
+    return test::seek_stream(stream, position);
 }
 
 bool read_u64(std::FILE *stream, std::uint64_t &value) {

@@ -3,6 +3,7 @@
 
 #include "model/mesh_scan_model.h"
 #include "model/node_walk_model.h"
+#include "support/stream_position.h"
 
 #include <cmath>
 #include <cstdlib>
@@ -13,12 +14,12 @@ namespace qel::model {
 namespace {
 
 bool seek(std::FILE *stream, std::uint64_t position) {
-    return fseeko(stream, static_cast<off_t>(position), SEEK_SET) == 0;
+    return test::seek_stream(stream, position);
 }
 
 std::uint64_t length_of(std::FILE *stream) {
-    fseeko(stream, 0, SEEK_END);
-    return static_cast<std::uint64_t>(ftello(stream));
+    test::seek_stream(stream, 0, SEEK_END);
+    return test::position_in(stream);
 }
 
 template <class T>

@@ -18,9 +18,14 @@ namespace qel::test {
 class archive_in_memory {
   public:
     explicit archive_in_memory(bytes content) : content_(std::move(content)) {
+#if defined(_WIN32) // which has streams on files only
+        write_file(folder_.file("archive.abc"), content_);
+        record.file = std::fopen(folder_.file("archive.abc").c_str(), "rb");
+#else
         // The C library's stream over no bytes at all writes one.
         record.file = content_.empty() ? std::fopen("/dev/null", "rb")
                                        : fmemopen(content_.data(), content_.size(), "rb");
+#endif
     }
     ~archive_in_memory() {
         if (record.file != nullptr) std::fclose(record.file);
@@ -28,11 +33,16 @@ class archive_in_memory {
     archive_in_memory(const archive_in_memory &) = delete;
     archive_in_memory &operator=(const archive_in_memory &) = delete;
 
-    std::FILE *file() const { return record.file; }
+    std::FILE *file() const {
+        return record.file;
+    }
 
     ogawa_archive record{};
 
   private:
+#if defined(_WIN32)
+    temp_folder folder_;
+#endif
     bytes content_;
 };
 

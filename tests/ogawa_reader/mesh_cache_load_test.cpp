@@ -8,7 +8,9 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#if !defined(_WIN32)
 #include <sys/stat.h>
+#endif
 #include <system_error>
 
 namespace qel {
@@ -160,10 +162,15 @@ TEST_F(MeshCacheLoad, ReportsWhatCannotBeMapped) {
     EXPECT_EQ(load({}), -3);
     EXPECT_TRUE(is_zero(mesh_));
     mesh_.file_size = 1;
-    EXPECT_EQ(qel_mesh_load(folder_.path().c_str(), &mesh_), -3);
+#if defined(_WIN32)
+    EXPECT_EQ(qel_mesh_load(folder_.path().string().c_str(), &mesh_), -2) << "a folder does not open";
+    EXPECT_TRUE(is_zero(mesh_));
+#else
+    EXPECT_EQ(qel_mesh_load(folder_.path().string().c_str(), &mesh_), -3);
     EXPECT_TRUE(is_zero(mesh_));
     ASSERT_EQ(mkfifo(folder_.file("pipe").c_str(), 0600), 0);
     EXPECT_EQ(qel_mesh_load(folder_.file("pipe").c_str(), &mesh_), -3);
+#endif
 }
 
 TEST_F(MeshCacheLoad, ReportsAnAddressSpaceWithoutRoom) {

@@ -54,7 +54,7 @@ TEST_F(MeshCacheSaveFailure, ReportsAFileThatCannotBeMade) {
     cache_mesh mesh = quad();
     const ogawa_polymesh record = mesh.record();
     EXPECT_EQ(qel_mesh_save(&record, nullptr, folder_.file("no/such/folder").c_str()), -2);
-    EXPECT_EQ(qel_mesh_save(&record, nullptr, folder_.path().c_str()), -2);
+    EXPECT_EQ(qel_mesh_save(&record, nullptr, folder_.path().string().c_str()), -2);
     EXPECT_EQ(qel_mesh_save(&record, nullptr, ""), -2);
 }
 

@@ -57,7 +57,7 @@ class RealArchives : public testing::Test {
 TEST_F(RealArchives, ListTheNodesOfTheNaiveWalk) {
     for_each([](ogawa_archive &archive, std::uint64_t length) {
         std::uint64_t root = 0;
-        fseeko(archive.file, 8, SEEK_SET);
+        std::fseek(archive.file, 8, SEEK_SET);
         ASSERT_EQ(std::fread(&root, 8, 1, archive.file), 1u);
         for (const std::uint32_t capacity : {500u, 20u}) {
             for (const std::int32_t max_depth : {20, 4}) {

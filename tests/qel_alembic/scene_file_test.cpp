@@ -8,9 +8,11 @@
 
 #include <gtest/gtest.h>
 
-#include <sys/stat.h>
-
 #include <thread>
+
+#if !defined(_WIN32)
+#include <sys/stat.h>
+#endif
 
 namespace qel {
 namespace {
@@ -214,8 +216,12 @@ TEST_F(SceneFile, CannotBeLoadedFromNowhere) {
     EXPECT_EQ(qel_alembic_load(nullptr, &loaded.scene), -1);
     write_file(path, header(1, 0, 0));
     EXPECT_EQ(qel_alembic_load(path.c_str(), nullptr), -1);
-    EXPECT_EQ(qel_alembic_load(folder.path().c_str(), &loaded.scene),
-              -2); // a folder opens, but holds no bytes
+#if defined(_WIN32)
+    constexpr std::int32_t of_a_folder = -1; // it does not open
+#else
+    constexpr std::int32_t of_a_folder = -2; // it opens, but holds no bytes
+#endif
+    EXPECT_EQ(qel_alembic_load(folder.path().string().c_str(), &loaded.scene), of_a_folder);
     EXPECT_EQ(loaded.scene.version, 0u);
 }
 
@@ -283,6 +289,7 @@ TEST_F(SceneFile, CutsItsPathTo255Characters) {
     EXPECT_EQ(loaded.scene.source, deep.substr(0, 255));
 }
 
+#if !defined(_WIN32) // which has no pipes with names in folders
 TEST_F(SceneFile, LoadsThroughAPipe) {
     owned_scene owned;
     fill(owned);
@@ -295,6 +302,7 @@ TEST_F(SceneFile, LoadsThroughAPipe) {
     ASSERT_EQ(qel_alembic_save(folder.file("again").c_str(), &loaded.scene), 0);
     EXPECT_EQ(read_file(folder.file("again")), read_file(path));
 }
+#endif
 
 TEST_F(SceneFile, MayHoldMoreThanItsCountsSay) {
     bytes file = header(1, 0, 0);

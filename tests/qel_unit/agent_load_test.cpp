@@ -64,7 +64,12 @@ TEST_F(AgentLoad, FailsWithMinusThreeBelowSixteenBytes) {
         write_file(path, bytes(file.begin(), file.begin() + size));
         EXPECT_EQ(qel_agent_dir_load(path.c_str()), -3) << size;
     }
-    EXPECT_EQ(qel_agent_dir_load(folder.path().c_str()), -3) << "a folder opens but does not read";
+#if defined(_WIN32)
+    constexpr std::int32_t of_a_folder = -2; // it does not open
+#else
+    constexpr std::int32_t of_a_folder = -3; // it opens, but does not read
+#endif
+    EXPECT_EQ(qel_agent_dir_load(folder.path().string().c_str()), of_a_folder);
     write_file(path, bytes(15, 'X'));
     EXPECT_EQ(qel_agent_dir_load(path.c_str()), -3) << "the length is tested before the magic";
 }

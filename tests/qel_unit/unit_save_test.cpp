@@ -18,7 +18,11 @@ int failing_write = 0;
 // Stands in for the C library's: a stream's buffer hides a full disk from the header's write.
 extern "C" std::size_t fwrite(const void *bytes, std::size_t size, std::size_t count, std::FILE *stream) {
     if (failing_write != 0 && --failing_write == 0) return 0;
+#if defined(_WIN32)
+    return _fwrite_nolock(bytes, size, count, stream);
+#else
     return fwrite_unlocked(bytes, size, count, stream);
+#endif
 }
 
 namespace qel {
