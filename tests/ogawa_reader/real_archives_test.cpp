@@ -45,7 +45,7 @@ class RealArchives : public testing::Test {
         for (const fs::path &path : paths) {
             SCOPED_TRACE(path.filename().string());
             ogawa_archive archive;
-            ASSERT_EQ(ogawa_open(path.c_str(), &archive), 0);
+            ASSERT_EQ(ogawa_open(path.string().c_str(), &archive), 0);
             check(archive, fs::file_size(path));
             ogawa_close(&archive);
         }
