@@ -29,9 +29,10 @@ constexpr std::size_t huge_page = std::size_t{2} << 20;
 /// takes hundreds of page faults fewer, and random visits as many TLB misses. A hint: refusal changes nothing.
 inline void advise_huge_pages(void *block, std::size_t bytes) {
 #if defined(__linux__)
-    if (block == nullptr || bytes < 2 * huge_page) return;
+    if (block == nullptr || bytes < huge_page) return;
     const auto address = reinterpret_cast<std::uintptr_t>(block);
     const std::size_t before = (huge_page - address % huge_page) % huge_page;
+    if (bytes - before < huge_page) return;
     const std::size_t inside = (bytes - before) / huge_page * huge_page;
     madvise(static_cast<char *>(block) + before, inside, MADV_HUGEPAGE);
 #else
@@ -54,7 +55,9 @@ T *heap_array(std::uint64_t count) {
 template <class T>
 T *heap_zeroed(std::uint64_t count) {
     const std::size_t bytes = array_bytes<T>(count);
-    return bytes == 0 ? nullptr : static_cast<T *>(std::calloc(1, bytes));
+    void *const block = bytes == 0 ? nullptr : std::calloc(1, bytes); // large ones are fresh and not touched either
+    advise_huge_pages(block, bytes);
+    return static_cast<T *>(block);
 }
 
 /// Room for a large table of whole huge pages, aligned so that not a part of it is left to small ones. Not

@@ -18,25 +18,23 @@ enum lookup_status : std::int32_t { found = 0, no_such_vertex = -1, lookup_no_me
 
 /// Adds to each vertex's counter the corners that name it.
 void count_corners(const mesh_faces &faces, std::uint32_t vertex_count, std::uint32_t *counters) {
-    std::uint32_t end = 0;
-    for (std::uint32_t face = 0; face < faces.count && end < faces.readable; ++face)
-        end = faces.end_of(face, end);
-    for (std::uint32_t corner = 0; corner < end; ++corner) {
+    const std::uint64_t end = std::min<std::uint64_t>(faces.claimed_corners(), faces.readable);
+    for (std::uint64_t corner = 0; corner < end; ++corner) {
         const std::uint32_t vertex = faces.indices[corner];
         if (vertex < vertex_count) ++counters[vertex];
     }
 }
 
-/// Sums the counters to offsets; each counter becomes the place of its vertex's next face. The sum is at most
-/// the number of readable corners, so it does not wrap.
-void sum_counters(std::uint32_t vertex_count, std::uint32_t *counters, std::uint32_t *offsets) {
+/// Replaces each counter by the sum of those before it and returns the sum of all. It is at most the number of
+/// readable corners, so it does not wrap.
+std::uint32_t sum_counters(std::uint32_t vertex_count, std::uint32_t *counters) {
     std::uint32_t sum = 0;
     for (std::uint32_t vertex = 0; vertex < vertex_count; ++vertex) {
         const std::uint32_t count = counters[vertex];
-        offsets[vertex] = counters[vertex] = sum;
+        counters[vertex] = sum;
         sum += count;
     }
-    offsets[vertex_count] = sum;
+    return sum;
 }
 
 /// Writes each face to the next place of every vertex its corners name.
@@ -52,21 +50,24 @@ void distribute_faces(const mesh_faces &faces, std::uint32_t vertex_count, std::
     }
 }
 
-/// Builds the vertices' face lists; false when there is no memory.
+/// Builds the vertices' face lists; false when there is no memory. The offsets serve as counters first, one place on:
+/// there each counter grows from its vertex's first place to the next vertex's, which is what the offsets are to hold.
 bool list_vertex_faces(const mesh_faces &faces, ogawa_manifold &manifold) {
     const std::uint32_t vertex_count = manifold.vertex_count;
+    // Counters of their own are asked for, but not needed.
     const scratch<std::uint32_t> counters(heap_zeroed<std::uint32_t>(vertex_count));
     if (counters == nullptr) return false;
-    count_corners(faces, vertex_count, counters.get());
     manifold.vertex_face_offsets = heap_array<std::uint32_t>(std::uint64_t{vertex_count} + 1);
     if (manifold.vertex_face_offsets == nullptr) return false;
-    sum_counters(vertex_count, counters.get(), manifold.vertex_face_offsets);
-    manifold.vertex_faces = heap_array<std::uint32_t>(manifold.vertex_face_offsets[vertex_count]);
+    std::uint32_t *const ends = manifold.vertex_face_offsets + 1;
+    std::fill_n(manifold.vertex_face_offsets, std::size_t{vertex_count} + 1, 0u);
+    count_corners(faces, vertex_count, ends);
+    manifold.vertex_faces = heap_array<std::uint32_t>(sum_counters(vertex_count, ends));
     if (manifold.vertex_faces == nullptr) {
         std::free(manifold.vertex_face_offsets); // the field deliberately stays as it is
         return false;
     }
-    distribute_faces(faces, vertex_count, counters.get(), manifold.vertex_faces);
+    distribute_faces(faces, vertex_count, ends, manifold.vertex_faces);
     return true;
 }
 
@@ -108,14 +109,6 @@ void for_each_face(const face_list &list, const std::uint32_t *face_offsets, Vis
         if (i != 0 && face == list.faces[i - 1]) continue;
         visit(face_offsets[face], face_offsets[std::size_t{face} + 1]);
     }
-}
-
-/// How many corners a list's faces have.
-std::uint64_t count_corners(const face_list &list, const std::uint32_t *face_offsets) {
-    std::uint64_t count = 0;
-    for_each_face(list, face_offsets,
-                  [&count](std::uint32_t first, std::uint32_t last) { count += last - first; });
-    return count;
 }
 
 /// How many corners of a list's faces name another vertex than `vertex`.
@@ -166,31 +159,45 @@ std::uint64_t keep_first_by_sort(std::uint32_t *values, std::uint64_t count, std
     return static_cast<std::uint64_t>(end - keys);
 }
 
-/// Writes the vertices of a list's faces but `vertex` itself in the order of their first appearance; returns how many.
-std::uint64_t gather_first_appearances(const face_list &list, const std::uint32_t *face_offsets,
-                                       const std::uint32_t *face_indices, std::uint32_t vertex,
-                                       std::uint32_t *others) {
-    std::uint32_t *end = others;
+constexpr std::uint32_t few = 64; // neighbours, more than vertices but the poles of fans have
+
+/// What one walk over a vertex's faces finds.
+struct gathered {
+    std::uint32_t count;   // neighbours; more than `few` where there are more
+    std::uint64_t corners; // of the faces
+};
+
+/// Writes the vertices of a list's faces but `vertex` itself in the order of their first appearance. Of what has been
+/// written a word keeps a mark for each vertex number's low bits: where there is none, a vertex need not be searched.
+gathered gather_few_others(const face_list &list, const std::uint32_t *face_offsets,
+                           const std::uint32_t *face_indices, std::uint32_t vertex, std::uint32_t *others) {
+    gathered walk = {0, 0};
+    std::uint64_t marks = 0;
     for_each_face(list, face_offsets, [&](std::uint32_t first, std::uint32_t last) {
-        for (std::uint32_t corner = first; corner < last; ++corner) {
+        walk.corners += last - first;
+        for (std::uint32_t corner = first; corner < last && walk.count <= few; ++corner) {
             const std::uint32_t other = face_indices[corner];
             if (other == vertex) continue;
-            const std::uint32_t *seen = others;
-            while (seen != end && *seen != other)
+            const std::uint64_t mark = std::uint64_t{1} << other % 64;
+            std::uint32_t seen = (marks & mark) == 0 ? walk.count : 0;
+            while (seen != walk.count && others[seen] != other)
                 ++seen;
-            if (seen == end) *end++ = other;
+            if (seen != walk.count) continue;
+            marks |= mark;
+            if (walk.count < few) others[walk.count] = other;
+            ++walk.count;
         }
     });
-    return static_cast<std::uint64_t>(end - others);
+    return walk;
 }
 
 /// Keys on the stack serve every vertex but the poles of large fans, so that usually the list of neighbours and the
 /// result are all that is asked of the heap.
 std::uint64_t keep_first_appearances(std::uint32_t *values, std::uint64_t count) {
-    constexpr std::uint64_t few = 2048;
+    constexpr std::uint64_t keys_on_stack = 2048;
     if (count <= quick_to_search) return keep_first_by_search(values, count);
-    if (count <= few) {
-        std::uint64_t keys[few];
+    if (count <= keys_on_stack) {
+        std::uint64_t keys[keys_on_stack];
         return keep_first_by_sort(values, count, keys);
     }
     const scratch<std::uint64_t> keys(heap_array<std::uint64_t>(count));
@@ -246,22 +253,23 @@ int32_t ogawa_get_vertex_neighbors(const ogawa_manifold *manifold, const void *f
     const face_list list = faces_of(*manifold, vertex);
     const std::uint32_t *const offsets = manifold->face_offsets;
     const std::uint32_t *const indices = face_indices_from(faces);
+    std::uint32_t few_others[few];
+    const gathered walk = gather_few_others(list, offsets, indices, vertex, few_others);
+    const bool are_few = walk.count <= few;
     constexpr std::uint64_t usual_share = 10; // entries for a face, unless the faces are larger
     std::uint64_t room = usual_share * list.count;
-    const std::uint64_t corners = count_corners(list, offsets);
-    if (corners > room) room = std::max(room, count_others(list, offsets, indices, vertex));
+    if (walk.corners > room) room = std::max(room, count_others(list, offsets, indices, vertex));
+    // Asked for in any case, but not needed by the few.
     const scratch<std::uint32_t> seen(heap_array<std::uint32_t>(room));
     if (seen == nullptr) return lookup_no_memory;
-    std::uint64_t kept;
-    if (corners <= quick_to_search) {
-        kept = gather_first_appearances(list, offsets, indices, vertex, seen.get());
-    } else {
+    std::uint64_t kept = walk.count;
+    if (!are_few) {
         kept = gather_others(list, offsets, indices, vertex, seen.get());
         kept = keep_first_appearances(seen.get(), kept);
     }
     std::uint32_t *const result = heap_array<std::uint32_t>(kept);
     if (result == nullptr) return lookup_no_memory;
-    std::copy_n(seen.get(), kept, result);
+    std::copy_n(are_few ? few_others : seen.get(), kept, result);
     *neighbors = result;
     *count = static_cast<std::uint32_t>(kept);
     return found;

@@ -33,6 +33,15 @@ struct mesh_faces {
         const std::uint64_t end = std::uint64_t{first} + corners_of(face);
         return static_cast<std::uint32_t>(std::min<std::uint64_t>(end, readable));
     }
+
+    /// Corners of all faces, whether they may be read or not.
+    std::uint64_t claimed_corners() const {
+        if (counts == nullptr) return std::uint64_t{count} * 3;
+        std::uint64_t corners = 0;
+        for (std::uint32_t face = 0; face < count; ++face)
+            corners += counts[face];
+        return corners;
+    }
 };
 
 } // namespace qel

@@ -165,6 +165,26 @@ TEST(GetVertexNeighbors, AreTheSameWithoutMemoryForTheQuickerWay) {
     EXPECT_EQ(ledger.live(), 0u);
 }
 
+TEST(GetVertexNeighbors, TellVerticesApartWhoseNumbersShareTheirLowBits) {
+    mesh_record record(400, {3, 4, 4}, {0, 64, 128, 0, 128, 192, 320, 320, 64, 0, 256});
+    ASSERT_EQ(ogawa_build_manifold(&record.mesh), 0);
+    EXPECT_EQ(record.neighbors_of(0), (numbers{64, 128, 192, 320, 256}));
+}
+
+TEST(GetVertexNeighbors, AreTheSameOnEitherSideOfAFew) {
+    for (const std::uint32_t neighbors : {63u, 64u, 65u, 66u}) {
+        numbers counts, indices, expected;
+        for (std::uint32_t i = 1; i <= neighbors; ++i) {
+            counts.push_back(3);
+            indices.insert(indices.end(), {0, i * 5 % 67, i * 5 % 67}); // 67 is prime: no two are equal
+            expected.push_back(i * 5 % 67);
+        }
+        mesh_record record(67, counts, indices);
+        ASSERT_EQ(ogawa_build_manifold(&record.mesh), 0);
+        EXPECT_EQ(record.neighbors_of(0), expected) << neighbors << " neighbours";
+    }
+}
+
 TEST(GetVertexNeighbors, VisitAFaceOnceHoweverOftenItRepeatsTheVertex) {
     // Visiting it once per listing would look at 40,000,000,000 corners.
     numbers indices(200'000, 0);
