@@ -10,7 +10,8 @@ function(qel_compile_options target)
     # Results are the same bits everywhere only without fused multiply-add. Nobody asks errno about a root, and
     # without that question it is one instruction, of which loops take several at once.
     target_compile_options(${target} PRIVATE
-      -ffp-contract=off -fno-math-errno -Wall -Wextra -Wpedantic -Wconversion -Wshadow $<$<BOOL:${QEL_UNIT_WERROR}>:-Werror>)
+      -ffp-contract=off -fno-math-errno -Wall -Wextra -Wpedantic -Wconversion -Wshadow $<$<BOOL:${QEL_UNIT_WERROR}>:-Werror>
+      ${qel_more_options})
     if(MINGW) # formats of the C standard, not of the old C library of Windows
       target_compile_definitions(${target} PRIVATE __USE_MINGW_ANSI_STDIO=1)
     endif()

@@ -40,7 +40,7 @@ class barren_references {
   private:
     static constexpr int depth_bits = 16;
     static constexpr std::uint64_t position_end = std::uint64_t{1} << 47;
-    static constexpr std::uint64_t first_capacity = 1024; // a power of two, as every later one
+    static constexpr std::size_t first_capacity = 1024; // a power of two, as every later one
 
     /// What a slot cannot hold (no file reaches that far) is not remembered.
     static bool fits(std::uint64_t reference, std::int32_t depth) {
@@ -53,9 +53,9 @@ class barren_references {
     }
 
     /// The slot that holds the key, or the free one where it belongs.
-    static std::uint64_t find(const std::uint64_t *slots, std::uint64_t capacity, std::uint64_t key) {
-        const std::uint64_t mask = capacity - 1;
-        std::uint64_t i = (key * 0x9E3779B97F4A7C15u >> 32) & mask; // Fibonacci hashing
+    static std::size_t find(const std::uint64_t *slots, std::size_t capacity, std::uint64_t key) {
+        const std::size_t mask = capacity - 1;
+        auto i = static_cast<std::size_t>(key * 0x9E3779B97F4A7C15u >> 32) & mask; // Fibonacci hashing
         while (slots[i] != 0 && slots[i] >> depth_bits != key)
             i = (i + 1) & mask;
         return i;
@@ -64,10 +64,10 @@ class barren_references {
     /// Keeps a quarter of the slots free.
     bool make_room() {
         if ((used_ + 1) * 4 <= capacity_ * 3) return true;
-        const std::uint64_t capacity = capacity_ == 0 ? first_capacity : capacity_ * 2;
+        const std::size_t capacity = capacity_ == 0 ? first_capacity : capacity_ * 2;
         scratch<std::uint64_t> slots(heap_zeroed<std::uint64_t>(capacity));
         if (!slots) return false;
-        for (std::uint64_t i = 0; i < capacity_; ++i) {
+        for (std::size_t i = 0; i < capacity_; ++i) {
             if (slots_[i] != 0) slots[find(slots.get(), capacity, slots_[i] >> depth_bits)] = slots_[i];
         }
         slots_ = std::move(slots);
@@ -76,8 +76,8 @@ class barren_references {
     }
 
     scratch<std::uint64_t> slots_;
-    std::uint64_t capacity_ = 0;
-    std::uint64_t used_ = 0;
+    std::size_t capacity_ = 0;
+    std::size_t used_ = 0;
 };
 
 class node_walk {
@@ -138,7 +138,7 @@ bool node_walk::visit_group(std::uint64_t position, std::int32_t depth) {
     read_references(position + sizeof count, count, children.get());
 
     bool complete = true;
-    for (std::uint64_t i = 0; i < count && !full(); ++i) {
+    for (std::size_t i = 0; i < count && !full(); ++i) {
         if (children[i] != 0) complete = follow(children[i], depth + 1) && complete;
     }
     return complete;

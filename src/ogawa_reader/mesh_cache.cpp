@@ -52,7 +52,7 @@ bool indices_in_range(const ogawa_polymesh &mesh) {
     const std::uint32_t *index = mesh.face_indices;
     const std::uint32_t *const end = index + mesh.face_index_count;
     std::uint32_t beyond = 0;
-    for (; end - index >= at_once && beyond == 0; index += at_once)
+    for (; static_cast<std::size_t>(end - index) >= at_once && beyond == 0; index += at_once)
         for (std::uint32_t i = 0; i < at_once; ++i)
             beyond |= index[i] >= mesh.vertex_count ? 1u : 0u;
     for (; index != end && beyond == 0; ++index)

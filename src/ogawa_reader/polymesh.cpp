@@ -183,7 +183,8 @@ void read_block(std::FILE *stream, const array_block &block, std::uint32_t recor
     if (block.size == 0) return;
     count = static_cast<std::uint32_t>(block.size / record_bytes);
     array = heap_array<T>(block.size / sizeof(T));
-    if (array == nullptr || read_at(stream, block.at, array, block.size) == block.size) return;
+    const auto size = static_cast<std::size_t>(block.size); // node payloads are small
+    if (array == nullptr || read_at(stream, block.at, array, size) == size) return;
     release(array);
     count = 0;
 }

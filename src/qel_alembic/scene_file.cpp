@@ -141,9 +141,10 @@ class scene_reader {
         const bool held = size <= left_ && left_ != any_length;
         T *values = held ? heap_array<T>(count) : heap_zeroed<T>(count);
         if (values == nullptr) return nullptr;
-        const std::size_t got = take(values, size);
+        const auto bytes = static_cast<std::size_t>(size); // as there is memory for them
+        const std::size_t got = take(values, bytes);
         // Of an array that may well be missing, and is zero already, no page is touched.
-        if (held) std::memset(reinterpret_cast<std::uint8_t *>(values) + got, 0, size - got);
+        if (held) std::memset(reinterpret_cast<std::uint8_t *>(values) + got, 0, bytes - got);
         return values;
     }
 

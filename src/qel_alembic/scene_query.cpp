@@ -127,7 +127,7 @@ class nearest_list {
   private:
     scratch<candidate> list_;
     std::uint64_t capacity_;
-    std::uint64_t size_ = 0;
+    std::size_t size_ = 0;
     std::uint64_t below_ = 0;
 };
 

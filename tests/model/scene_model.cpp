@@ -70,13 +70,13 @@ std::int32_t lookup(const qel_alembic_file &scene, const std::vector<std::uint32
 
 std::uint64_t newton_root(std::uint64_t value) {
     if (value < 2) return value;
-    __extension__ using wide = unsigned __int128;
-    wide x = value, y = (value / x + x) >> 1;
+    const auto middle = [](std::uint64_t a, std::uint64_t b) { return (a & b) + ((a ^ b) >> 1); };
+    std::uint64_t x = value, y = middle(value / x, x);
     while (y < x) {
         x = y;
-        y = (value / x + x) >> 1;
+        y = middle(value / x, x);
     }
-    return static_cast<std::uint64_t>(x);
+    return x;
 }
 
 std::vector<qel_alembic_hit> nearest(const qel_alembic_file &scene, std::uint64_t morton, std::size_t k) {

@@ -8,26 +8,30 @@ namespace qel::model {
 
 namespace {
 
-__extension__ using wide = unsigned __int128;
+/// A number as significand x 2^exponent.
+struct scaled {
+    std::uint64_t significand;
+    int exponent;
+};
 
 /// n rounded to 24 significant bits, ties to even.
-wide rounded(std::uint64_t n) {
+scaled rounded(std::uint64_t n) {
     int excess = 0;
     while (n >> excess >= (1U << 24))
         ++excess;
-    if (excess == 0) return n;
+    if (excess == 0) return {n, 0};
     std::uint64_t kept = n >> excess;
     const std::uint64_t rest = n - (kept << excess);
     const std::uint64_t half = std::uint64_t{1} << (excess - 1);
     if (rest > half || (rest == half && kept % 2 == 1)) ++kept;
-    return wide{kept} << excess;
+    return {kept, excess};
 }
 
-/// The largest r with r * r <= n.
-wide whole_root(wide n) {
-    wide low = 0, high = wide{1} << 63;
+/// The largest r with r * r <= n, which is below 2^48.
+std::uint64_t whole_root(std::uint64_t n) {
+    std::uint64_t low = 0, high = std::uint64_t{1} << 24;
     while (low < high) {
-        const wide middle = (low + high + 1) / 2;
+        const std::uint64_t middle = (low + high + 1) / 2;
         if (middle * middle <= n)
             low = middle;
         else
@@ -40,20 +44,17 @@ wide whole_root(wide n) {
 
 std::uint64_t root(std::uint64_t n) {
     if (n == 0) return 0;
-    // The root as a 24-bit mantissa m x 2^-s: the whole root of n x 2^2s, rounded up when n x 2^2s lies beyond
-    // (m + 1/2)^2. A tie cannot be: the square of 25 significant bits has more than the 24 of a float.
-    const wide number = rounded(n);
-    int scale = 0;
-    while (number << (2 * scale) < wide{1} << 46)
-        ++scale;
-    int drop = 0; // a root of 25 bits or more loses its low bits
-    const wide r = whole_root(number << (2 * scale));
-    while (r >> drop >= (1U << 24))
-        ++drop;
-    wide mantissa = r >> drop;
-    const wide middle = (2 * mantissa + 1) << drop; // twice the midpoint of two neighbouring floats
-    if (4 * (number << (2 * scale)) > middle * middle) ++mantissa;
-    return static_cast<std::uint64_t>((mantissa << drop) >> scale);
+    // Scaled by a power of four to 47 or 48 bits, the number has a whole root of 24 bits, the mantissa; rounded up
+    // where the number lies beyond (r + 1/2)^2. A tie cannot be: that square is no whole number.
+    scaled number = rounded(n);
+    while (number.significand < std::uint64_t{1} << 46 || number.exponent % 2 != 0) {
+        number.significand *= 2;
+        --number.exponent;
+    }
+    std::uint64_t mantissa = whole_root(number.significand);
+    if (number.significand > mantissa * mantissa + mantissa) ++mantissa;
+    const int half = number.exponent / 2;
+    return half >= 0 ? mantissa << half : mantissa >> -half;
 }
 
 std::uint64_t hops(std::uint64_t a, std::uint64_t b) {

@@ -8,7 +8,11 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#if !defined(_WIN32)
+#if defined(_WIN32)
+#include <windows.h>
+
+#include <psapi.h>
+#else
 #include <sys/stat.h>
 #endif
 #include <system_error>
@@ -46,12 +50,28 @@ bool is_zero(const qel_mesh &mesh) {
     return std::memcmp(&mesh, zeros.data(), sizeof mesh) == 0;
 }
 
+#if defined(_WIN32)
+bool is_mapped(const std::string &path) {
+    const std::filesystem::path whole(path);
+    const std::string name = (whole.parent_path().filename() / whole.filename()).make_preferred().string();
+    MEMORY_BASIC_INFORMATION region;
+    const char *at = nullptr;
+    for (; VirtualQuery(at, &region, sizeof region) != 0; at += region.RegionSize) {
+        char file[1024];
+        if (region.State != MEM_COMMIT || region.Type != MEM_MAPPED) continue;
+        const DWORD size = K32GetMappedFileNameA(GetCurrentProcess(), region.BaseAddress, file, sizeof file);
+        if (std::string(file, size).find(name) != std::string::npos) return true;
+    }
+    return false;
+}
+#else
 bool is_mapped(const std::string &path) {
     std::ifstream maps("/proc/self/maps");
     for (std::string line; std::getline(maps, line);)
         if (line.find(path) != std::string::npos) return true;
     return false;
 }
+#endif
 
 class MeshCacheLoad : public testing::Test {
   protected:
