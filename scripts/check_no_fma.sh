@@ -1,21 +1,21 @@
 #!/usr/bin/env bash
 # Fails when the built library holds a fused multiply-add: it rounds once where the results round twice, so the same
 # call would give other bits on other machines. First makes sure that such an instruction would be seen.
-# Usage: scripts/check_no_fma.sh [LIBRARY]
+# Usage: scripts/check_no_fma.sh [LIBRARY]   (another platform's: with its compiler and objdump in CXX and OBJDUMP)
 source "$(dirname "$0")/lib.sh"
 need binutils g++
 library=${1:-build/release/src/libqel_unit.so}
 
 # fused OBJECT: its fused instructions, x86-64 or arm64, one a line.
 fused() {
-    objdump --disassemble --no-show-raw-insn "$1" |
+    "${OBJDUMP:-objdump}" --disassemble --no-show-raw-insn "$1" |
         grep -P '^\s*[0-9a-f]+:\t(vfn?m(add|sub)|fn?m(add|sub|ad|sb)\b|fn?ml[as]l?2?\b|vfn?m[as]\b)' || true
 }
 
 scratch=$(mktemp -d)
 trap 'rm -rf "$scratch"' EXIT
 flags=(-O2 -ffp-contract=fast)
-[ "$(uname -m)" != x86_64 ] || flags+=(-mfma)
+[[ $("${CXX:-c++}" -dumpmachine) != x86_64* ]] || flags+=(-mfma)
 echo 'double fused(double a, double b, double c) { return a * b + c; }' >"$scratch/fused.cpp"
 "${CXX:-c++}" "${flags[@]}" -c "$scratch/fused.cpp" -o "$scratch/fused.o"
 if [ -z "$(fused "$scratch/fused.o")" ]; then
@@ -24,7 +24,7 @@ if [ -z "$(fused "$scratch/fused.o")" ]; then
 fi
 
 [ -f "$library" ] || { echo "There is no $library" >&2; exit 2; }
-instructions=$(objdump --disassemble --no-show-raw-insn "$library" | grep -cP '^\s*[0-9a-f]+:\t')
+instructions=$("${OBJDUMP:-objdump}" --disassemble --no-show-raw-insn "$library" | grep -cP '^\s*[0-9a-f]+:\t')
 if [ "$instructions" -lt 1000 ]; then
     echo "$library does not look like the library: $instructions instructions" >&2
     exit 2

@@ -33,8 +33,11 @@ test_platform() {
     windows)
         cmake/toolchains/run-wine.sh wineboot --init # makes the prefix, which programs at the same time could not
         dll_is_whole
+        scripts/check_no_fma.sh build/windows/bin/qel_unit.dll
         ;;
-    arm64) scripts/check_no_fma.sh build/arm64/src/libqel_unit.so ;;
+    arm64)
+        CXX=aarch64-linux-gnu-g++ OBJDUMP=aarch64-linux-gnu-objdump scripts/check_no_fma.sh build/arm64/src/libqel_unit.so
+        ;;
     esac
     ctest --preset "$platform"
     summary+=("$platform: passed in $((SECONDS - begin)) s")

@@ -156,7 +156,7 @@ void classify(std::FILE *stream, const ogawa_data_node &node, mesh_blocks &best)
     array_block block = {node.payload_at, node.payload_size};
     if (begins_with_digest(head, block.size)) {
         block = {block.at + digest_bytes, block.size - digest_bytes};
-        head.replace(bytes + digest_bytes, held - digest_bytes);
+        head.replace(bytes + digest_bytes, held - std::size_t{digest_bytes});
     }
     if (block.size >= smallest_triples) weigh_triples(head, block, best);
     weigh_faces(head, block, best);
