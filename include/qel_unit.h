@@ -24,8 +24,9 @@
  *    is opened, used and closed within one call, except an archive's stream (::ogawa_open to ::ogawa_close)
  *    and a mesh cache mapping (::qel_mesh_load to ::qel_mesh_free).
  * 7. **Numbers.** Positions, normals and UVs are single precision and computed in single precision, in the
- *    order written, without fused multiply-add: results are the same bits on every platform. Transforms are
- *    4 x 4 doubles in row-major order. Times are 64-bit seconds since 1970-01-01 UTC.
+ *    order written, without fused multiply-add: results are the same bits on every platform, but for what a
+ *    NaN carries beside being one. Transforms are 4 x 4 doubles in row-major order. Times are 64-bit
+ *    seconds since 1970-01-01 UTC.
  */
 #ifndef QEL_UNIT_H
 #define QEL_UNIT_H

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Choosing at run time which form of a kernel the processor gets. All forms of a kernel give the same bits.
+// Choosing at run time which form of a kernel the processor gets. All forms of a kernel give the same bits;
+// only which of two NaNs comes out of an operation is the compiler's choice.
 //
 // A kernel has one function per instruction set and one atomic pointer through which it is called. The pointer's first
 // value, a constant, is a function that looks at the processor, stores its choice and calls it: nothing runs when the

@@ -61,9 +61,9 @@ bool look_at_size_words(const std::uint8_t *bytes, std::size_t count, Look look)
     return true;
 }
 
-/// Calls `look(bytes, offset)` with every size word, and some other words, of a stream from its header's end on, in the order in which they
-/// stand, until it returns false. From the word's first byte on there are `wanted` bytes, near the stream's end fewer,
-/// but never less than `least` (8 or more).
+/// Calls `look(bytes, offset)` with every size word, and some other words, of a stream from its header's end on, in the
+/// order in which they stand, until it returns false. From the word's first byte on there are `wanted` bytes, near the
+/// stream's end fewer, but never less than `least` (8 or more).
 template <class Look>
 void for_each_size_word(byte_window &window, std::size_t least, std::size_t wanted, Look look) {
     constexpr std::uint64_t header_bytes = 16;
