@@ -158,7 +158,12 @@ TEST(FileMapping, MapsMoreThanFourGibibytes) {
     if (refused) GTEST_SKIP() << "the file system has no sparse files";
 
     file_mapping mapping;
-    ASSERT_EQ(map_file(folder.file("f").c_str(), mapping), mapping_outcome::mapped);
+    const mapping_outcome outcome = map_file(folder.file("f").c_str(), mapping);
+    if (sizeof(void *) < 8) {
+        EXPECT_EQ(outcome, mapping_outcome::no_view) << "no address space has room for it";
+        return;
+    }
+    ASSERT_EQ(outcome, mapping_outcome::mapped);
     EXPECT_EQ(mapping.size, size);
     const auto *content = static_cast<const std::uint8_t *>(mapping.view);
     EXPECT_EQ(content[0], 9);

@@ -60,7 +60,7 @@ TEST(Heap, TablesThatAreNoWholeNumberOfHugePagesComeLikeArrays) {
 }
 
 TEST(Heap, RefusesExactlyWhatDoesNotFitIntoHalfTheAddresses) {
-    constexpr std::uint64_t most = ~std::uint64_t{0} / 2 / 4;
+    constexpr std::uint64_t most = ~std::size_t{0} / 2 / 4;
     EXPECT_EQ(array_bytes<std::uint32_t>(most), most * 4);
     EXPECT_EQ(array_bytes<std::uint32_t>(most + 1), 0u);
     EXPECT_EQ(heap_zeroed<std::uint32_t>(most + 1), nullptr);

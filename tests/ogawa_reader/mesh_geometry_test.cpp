@@ -137,7 +137,7 @@ TEST(TriangulateFace, CountsBytesIn64Bits) {
     std::uint32_t *triangles = nullptr, count = 77;
     const failing_heap heap = failing_heap::of_size(std::size_t{0xFFFFFFFD} * 12);
     EXPECT_EQ(ogawa_triangulate_face(face, 0xFFFFFFFF, &triangles, &count), -2);
-    EXPECT_EQ(heap.failures(), 1u);
+    EXPECT_EQ(heap.failures(), sizeof(std::size_t) == 8 ? 1u : 0u) << "32 bits hold no such block to ask for";
 }
 
 } // namespace

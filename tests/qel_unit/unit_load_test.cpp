@@ -174,7 +174,7 @@ TEST_F(UnitLoad, AsksForTheClaimedCountInSixtyFourBits) {
     const failing_heap heap = failing_heap::of_size(std::size_t{25} * 0xFFFFFFFF);
     owned_unit unit;
     EXPECT_EQ(load(unit_file(0xFFFFFFFF, unsorted), unit), -4);
-    EXPECT_EQ(heap.failures(), 1u);
+    EXPECT_EQ(heap.failures(), sizeof(std::size_t) == 8 ? 1u : 0u) << "32 bits hold no such block to ask for";
 }
 
 TEST_F(UnitLoad, RandomBytesEndInADocumentedCode) {
@@ -389,8 +389,10 @@ TEST_F(UnitLoadFailure, OfTheOrderReleasesEverything) {
 }
 
 TEST_F(UnitLoadFailure, OfEachArrayIsKnownByItsSize) {
+    // With 32-bit pointers an index record is as large as three numbers, and asked for first.
+    const std::int32_t of_three_numbers = sizeof(qel_hash_index) == 3 * 4 ? -5 : -6;
     const std::pair<std::size_t, std::int32_t> sizes[] = {
-        {3 * 25, -4}, {sizeof(qel_hash_index), -5}, {std::size_t{0x2000000}, -5}, {3 * 4, -6}};
+        {3 * 25, -4}, {sizeof(qel_hash_index), -5}, {std::size_t{0x2000000}, -5}, {3 * 4, of_three_numbers}};
     for (const auto &[size, code] : sizes) {
         const failing_heap heap = failing_heap::of_size(size);
         EXPECT_EQ(load(file, unit), code) << size;
