@@ -40,8 +40,10 @@ inline std::uint32_t mark_size_words(const std::uint8_t *bytes) {
         marks |= static_cast<std::uint32_t>(_mm_movemask_ps(_mm_castsi128_ps(found))) << 4 * i;
     }
 #else
-    for (std::uint32_t i = 0; i < steps_at_once; ++i)
-        marks |= (load<std::uint64_t>(bytes + i * size_word_step) < size_word_end ? 1u : 0u) << i;
+    for (std::uint32_t i = 0; i < steps_at_once; ++i) {
+        const auto word = load<std::uint64_t>(bytes + i * size_word_step);
+        marks |= (word != 0 && word < size_word_end ? 1u : 0u) << i;
+    }
 #endif
     return marks;
 }
