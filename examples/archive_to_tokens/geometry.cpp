@@ -2,7 +2,6 @@
 #include "job.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <cstring>
 
 namespace example {
@@ -61,18 +60,18 @@ void read_mesh(archive &source, polymesh &mesh, const std::string &path) {
     if (mesh->positions == nullptr) throw step_failed("read mesh", path, 0, "no memory for the positions");
     reading.done("%u vertices, %u faces, %u indices, %u normals", mesh->vertex_count, mesh->face_count,
                  mesh->face_index_count, mesh->normal_count);
-    std::printf("  found %s, %s\n",
-                found_by_byte_search(source, mesh)
-                    ? "by the fallback, a search of the bytes for anything like positions"
-                    : "by the walk over the archive's nodes",
-                mesh->face_count > 0 ? "with faces" : "without faces");
-    std::printf("  bounds (%g, %g, %g) to (%g, %g, %g)\n", mesh->bounds_min[0], mesh->bounds_min[1],
-                mesh->bounds_min[2], mesh->bounds_max[0], mesh->bounds_max[1], mesh->bounds_max[2]);
+    note("found %s, %s",
+         found_by_byte_search(source, mesh)
+             ? "by the fallback, a search of the bytes for anything like positions"
+             : "by the walk over the archive's nodes",
+         mesh->face_count > 0 ? "with faces" : "without faces");
+    note("bounds (%g, %g, %g) to (%g, %g, %g)", mesh->bounds_min[0], mesh->bounds_min[1], mesh->bounds_min[2],
+         mesh->bounds_max[0], mesh->bounds_max[1], mesh->bounds_max[2]);
     if (mesh->face_counts == nullptr || mesh->face_indices == nullptr) {
         drop_faces(mesh);
     } else if (!faces_fit(mesh)) {
         drop_faces(mesh);
-        std::printf("  its faces name vertices or corners that it does not have: going on without faces\n");
+        note("its faces name vertices or corners that it does not have: going on without faces");
     }
 }
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The steps of the job, in the order in which main.cpp takes them.
+// The job and its steps.
 #pragma once
 
 #include "step.h"
@@ -8,6 +8,12 @@
 #include <vector>
 
 namespace example {
+
+/// The whole job: an archive becomes a file of each format in a folder. Returns the files it wrote, or throws
+/// step_failed and leaves none of them.
+std::vector<std::string> archive_to_tokens(const std::string &input, const std::string &output);
+
+// The steps, in the order in which the job takes them.
 
 // geometry.cpp: out of the archive
 void open_archive(archive &source, const std::string &path);

@@ -22,25 +22,48 @@ class step_failed : public std::runtime_error {
   public:
     step_failed(const std::string &step, const std::string &subject, int code, const std::string &meaning)
         : std::runtime_error(step + " failed on " + subject + ": code " + std::to_string(code) + ", " +
-                             meaning) {}
+                             meaning),
+          step_(step), subject_(subject), meaning_(meaning) {}
+    const std::string &step() const { return step_; }
+    const std::string &subject() const { return subject_; }
+    const std::string &meaning() const { return meaning_; }
+
+  private:
+    std::string step_, subject_, meaning_;
 };
+
+/// Hears what the steps say. Where nobody else listens, it is printed.
+class listener {
+  public:
+    virtual ~listener() = default;
+    virtual void begins(const std::string &step) = 0;
+    virtual void done(const std::string &step, double milliseconds, const std::string &outcome) = 0;
+    virtual void note(const std::string &text) = 0;
+};
+/// From now on `ear` hears the steps; null prints them again.
+void listen(listener *ear);
+
+#if defined(__MINGW32__) // the C standard's formats, not those of Windows
+#define EXAMPLE_PRINTF(pattern, first) __attribute__((format(gnu_printf, pattern, first)))
+#elif defined(__GNUC__)
+#define EXAMPLE_PRINTF(pattern, first) __attribute__((format(printf, pattern, first)))
+#else
+#define EXAMPLE_PRINTF(pattern, first)
+#endif
+
+/// A remark between two steps, formatted as by printf, without the line's end.
+void note(const char *format, ...) EXAMPLE_PRINTF(1, 2);
 
 /// Throws unless `code` is 0. The meanings are those of -1, -2, -3, … in order.
 void check(const std::string &step, const std::string &subject, int code,
            std::initializer_list<const char *> meanings);
 
-/// Measures a step from its construction and prints one line when it is done.
+/// Measures a step from its construction and reports one line when it is done.
 class step {
   public:
     explicit step(std::string name);
-    /// Prints the step's name, its time and what came of it, formatted as by printf.
-    void done(const char *format, ...)
-#if defined(__MINGW32__)
-        __attribute__((format(gnu_printf, 2, 3))) // the C standard's formats, not those of Windows
-#elif defined(__GNUC__)
-        __attribute__((format(printf, 2, 3)))
-#endif
-        ;
+    /// Reports the step's name, its time and what came of it, formatted as by printf.
+    void done(const char *format, ...) EXAMPLE_PRINTF(2, 3);
 
   private:
     std::string name_;
@@ -94,6 +117,7 @@ class output_folder {
     /// Bytes of a result, or a failure when it is shorter than it must be (a disk may be full).
     std::uint64_t written(const std::string &step, const std::string &path, std::uint64_t expected) const;
     void keep() { kept_ = true; }
+    std::vector<std::string> files() const;
 
   private:
     std::filesystem::path path_;

@@ -2,7 +2,6 @@
 #include "job.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <cstring>
 
 namespace example {
@@ -39,9 +38,8 @@ void print_nearest(unit &loaded, std::uint64_t key) {
         check("nearest", "token " + std::to_string(numbers[i]),
               qel_unit_get_token(loaded.get(), numbers[i], &morton, identity, &layer),
               {"there is no such token"});
-        std::printf("  token %-8u id %s  key %-7llu layer %u  %llu hops\n", numbers[i], identity,
-                    static_cast<unsigned long long>(morton), layer,
-                    static_cast<unsigned long long>(distances[i]));
+        note("token %-8u id %s  key %-7llu layer %u  %llu hops", numbers[i], identity,
+             static_cast<unsigned long long>(morton), layer, static_cast<unsigned long long>(distances[i]));
     }
 }
 

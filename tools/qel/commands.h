@@ -1,0 +1,24 @@
+// SPDX-License-Identifier: MIT
+// What main.cpp dispatches to. Every command returns the exit status or throws failure.
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace tool {
+
+int info(const std::vector<std::string> &names);
+int dump(const std::string &name, bool json);
+int convert(const std::string &name, const std::string &folder, bool verbose);
+
+struct nearest_options {
+    std::string unit, around;
+    int count = 8;
+    bool packed = false; ///< X,Y,Z is a packed lattice vertex instead of a Morton code
+    bool json = false;
+};
+int nearest(const nearest_options &options);
+
+int view(const std::string &name, const std::string &page);
+
+} // namespace tool

@@ -1,0 +1,95 @@
+// SPDX-License-Identifier: MIT
+// Units and agent directories are dumped record by record as they stand in the file; geometry is in dump_geometry.
+#include "dump.h"
+
+#include "commands.h"
+#include "text.h"
+
+namespace tool {
+
+namespace {
+
+constexpr std::uint64_t header_bytes = 24;
+
+void dump_unit(writer &out, const input_file &file) {
+    const auto count = head_number<std::uint32_t>(file, 8);
+    out.count("version", head_number<std::uint32_t>(file, 4));
+    out.count("count", count);
+    out.count("extra", head_number<std::uint32_t>(file, 12));
+    out.number("saved_at", head_number<std::int64_t>(file, 16));
+    out.open_list("tokens");
+    each_record<qel_token>(file, header_bytes, count, [&](std::uint64_t, const qel_token &token) {
+        out.open_object();
+        out.count("morton", token.morton);
+        out.bytes("hex_id", token.hex_id, sizeof token.hex_id);
+        out.text("payload", word_text(token.payload));
+        out.count("layer", token.layer);
+        out.close();
+    });
+    out.close();
+}
+
+void dump_agents(writer &out, const input_file &file) {
+    const auto count = head_number<std::uint32_t>(file, 8);
+    out.count("version", head_number<std::uint32_t>(file, 4));
+    out.count("agent_count", count);
+    out.count("active_count", head_number<std::uint32_t>(file, 12));
+    out.number("saved_at", head_number<std::int64_t>(file, 16));
+    out.open_list("agents");
+    const std::uint64_t wanted = std::min(count, QEL_AGENT_CAPACITY);
+    each_record<qel_agent>(file, header_bytes, wanted, [&](std::uint64_t, const qel_agent &agent) {
+        out.open_object();
+        out.bytes("id", agent.id, sizeof agent.id);
+        out.bytes("parent", agent.parent, sizeof agent.parent);
+        out.count("type", agent.type);
+        out.count("state", agent.state);
+        out.count("flag_idle", agent.flag_idle);
+        out.count("flag_terminated", agent.flag_terminated);
+        out.count("flag_delegated", agent.flag_delegated);
+        out.count("tag", agent.tag);
+        out.count("tier", agent.tier);
+        out.text("task", word_text(agent.task));
+        out.close();
+    });
+    out.close();
+}
+
+} // namespace
+
+std::string word_text(std::uint64_t word) {
+    return format("0x%016llX", static_cast<unsigned long long>(word));
+}
+
+int dump(const std::string &name, bool json) {
+    const input_file file(name);
+    if (file.kind() == file_kind::unit || file.kind() == file_kind::agents)
+        if (file.size() < header_bytes) throw failure(file.name(), "its header is cut short");
+    const report about = file.kind() == file_kind::archive ? report{} : examine(file);
+    if (file.kind() == file_kind::scene && !about.problems.empty() &&
+        about.problems[0].compare(0, 9, "cut short") ==
+            0) // what is missing reads as zeros, perhaps gigabytes of them
+        throw failure(file.name(), about.problems[0]);
+    const geometry loaded(file); // before anything is written, so that what fails leaves no half a document
+    writer out(json ? writer::style::json : writer::style::lines);
+    out.open_object();
+    out.text("format", name_of(file.kind()));
+    switch (file.kind()) {
+    case file_kind::unit:
+        dump_unit(out, file);
+        break;
+    case file_kind::agents:
+        dump_agents(out, file);
+        break;
+    default:
+        loaded.dump(out);
+        break;
+    }
+    out.close();
+    if (about.problems.empty()) return 0;
+    // What could be read is written all the same, but nobody shall take it for the whole.
+    std::fflush(stdout);
+    std::fprintf(stderr, "qel: %s: %s\n", printable(file.name()).c_str(), about.problems[0].c_str());
+    return 1;
+}
+
+} // namespace tool

@@ -1,0 +1,21 @@
+# Writes PARTS, files of FOLDER, as one C++ source OUTPUT: an array for each kind, html, css and js.
+set(html "")
+set(css "")
+set(js "")
+foreach(part IN LISTS PARTS)
+  file(READ "${FOLDER}/${part}" text HEX)
+  get_filename_component(kind "${part}" LAST_EXT)
+  string(SUBSTRING "${kind}" 1 -1 kind)
+  string(APPEND ${kind} "${text}")
+endforeach()
+
+set(source "// Made from the files of tools/qel/page.\n#include \"page.h\"\n\nnamespace tool {\n")
+foreach(kind html css js)
+  string(REGEX REPLACE "([0-9a-f][0-9a-f])" "0x\\1," bytes "${${kind}}")
+  string(LENGTH "${${kind}}" digits)
+  math(EXPR length "${digits} / 2")
+  string(APPEND source "static const unsigned char ${kind}_bytes[] = {${bytes}0};\n"
+    "const std::string_view page_${kind}(reinterpret_cast<const char *>(${kind}_bytes), ${length});\n")
+endforeach()
+string(APPEND source "} // namespace tool\n")
+file(WRITE "${OUTPUT}" "${source}")

@@ -1,0 +1,114 @@
+// SPDX-License-Identifier: MIT
+#include "report.h"
+
+#include "text.h"
+
+#include <cmath>
+
+namespace tool {
+
+namespace {
+
+/// The meanings are those of -1, -2, -3, … in order.
+void must_be_zero(const input_file &file, int code, std::initializer_list<const char *> meanings) {
+    if (code == 0) return;
+    const auto place = static_cast<std::size_t>(-(code + 1));
+    throw failure(file.name(), place < meanings.size() ? meanings.begin()[place] : "unexpected code");
+}
+
+} // namespace
+
+void tally::tell(report &about, const char *noun, const std::string &what) const {
+    if (count_ == 0) return;
+    about.problem(format("%s %s %s, the first is %s %llu", counted(count_, noun).c_str(),
+                         count_ == 1 ? "has" : "have", what.c_str(), noun,
+                         static_cast<unsigned long long>(first_)));
+}
+
+void compare_sizes(report &about, std::uint64_t size, std::uint64_t expected) {
+    if (size < expected)
+        about.problem("cut short: its counts need " + std::to_string(expected) + " bytes, it has " +
+                      std::to_string(size));
+    if (size > expected)
+        about.problem(counted(size - expected, "byte") + " beyond the " + std::to_string(expected) +
+                      " that its counts need");
+}
+
+void check_finite(report &about, const std::string &what, const float *triples, std::uint64_t count) {
+    tally bad;
+    for (std::uint64_t i = 0; i < count; ++i)
+        if (!std::isfinite(triples[i * 3]) || !std::isfinite(triples[i * 3 + 1]) ||
+            !std::isfinite(triples[i * 3 + 2]))
+            bad.found(i);
+    bad.tell(about, what.c_str(), "a component that is not finite");
+}
+
+void check_box(report &about, const std::string &what, const float *low, const float *high) {
+    for (int axis = 0; axis < 3; ++axis)
+        if (!std::isfinite(low[axis]) || !std::isfinite(high[axis]) || low[axis] > high[axis]) {
+            about.problem(what + " is no box: " + box_text(low, high));
+            return;
+        }
+}
+
+void check_indices(report &about, const std::string &what, const std::uint32_t *numbers, std::uint64_t count,
+                   std::uint64_t limit) {
+    tally bad;
+    for (std::uint64_t i = 0; i < count; ++i)
+        if (numbers[i] >= limit) bad.found(i / 3);
+    bad.tell(about, what.c_str(), "a corner that is not below the vertex count " + std::to_string(limit));
+}
+
+std::string box_text(const float *low, const float *high) {
+    return format("(%g, %g, %g) to (%g, %g, %g)", double{low[0]}, double{low[1]}, double{low[2]},
+                  double{high[0]}, double{high[1]}, double{high[2]});
+}
+
+report examine(const input_file &file) {
+    report about = [&] {
+        switch (file.kind()) {
+        case file_kind::unit:
+            return examine_unit(file);
+        case file_kind::agents:
+            return examine_agents(file);
+        case file_kind::scene:
+            return examine_scene(file);
+        case file_kind::mesh_cache:
+            return examine_cache(file);
+        default:
+            return examine_archive(file);
+        }
+    }();
+    about.facts.insert(about.facts.begin(), {{"file", printable(file.name())},
+                                             {"kind", name_of(file.kind())},
+                                             {"bytes", std::to_string(file.size())}});
+    return about;
+}
+
+void load_scene(const input_file &file, qel_alembic_file &scene) {
+    must_be_zero(file, qel_alembic_load(file.path(), &scene),
+                 {"cannot be opened", "its header is cut short", "its version is not supported",
+                  "not enough memory for what its counts say"});
+}
+
+void map_cache(const input_file &file, qel_mesh &cache) {
+    must_be_zero(
+        file, qel_mesh_load(file.path(), &cache),
+        {"no path", "cannot be opened", "cannot be mapped", "no room to map it", "not a mesh cache"});
+}
+
+void load_unit(const input_file &file, qel_unit &unit) {
+    must_be_zero(file, qel_unit_load(file.path(), &unit),
+                 {"cannot be opened", "its header is cut short", "not a unit",
+                  "not enough memory for as many tokens as its header claims",
+                  "not enough memory for an index", "not enough memory for the order"});
+}
+
+void open_archive(const input_file &file, ogawa_archive &archive) {
+    must_be_zero(file, ogawa_open(file.path(), &archive),
+                 {"cannot be opened", "not an Ogawa container",
+                  "still being written, or not closed by its writer", "cut short in its version",
+                  "cut short in its root reference"});
+}
+
+} // namespace tool

@@ -1,0 +1,160 @@
+// SPDX-License-Identifier: MIT
+// qel: looks into units, scenes, mesh caches, agent directories and archives. See qel.1.
+#include "commands.h"
+#include "input.h"
+#include "report.h"
+#include "text.h"
+
+#include <CLI/CLI.hpp>
+
+#include <cerrno>
+#include <cstdio>
+#include <exception>
+#include <functional>
+#include <new>
+
+namespace tool {
+
+int info(const std::vector<std::string> &names) {
+    int status = 0;
+    for (std::size_t i = 0; i < names.size(); ++i) {
+        std::string complaint;
+        try {
+            const input_file file(names[i]);
+            const report about = examine(file);
+            if (i > 0) std::printf("\n");
+            for (const auto &[name, value] : about.facts)
+                std::printf("%s: %s\n", name.c_str(), value.c_str());
+            std::printf("sound: %s\n", about.problems.empty() ? "yes" : "no");
+            for (const std::string &problem : about.problems)
+                std::printf("problem: %s\n", problem.c_str());
+            if (!about.problems.empty())
+                complaint = printable(file.name()) + ": not sound: " + about.problems[0];
+        } catch (const failure &failed) {
+            complaint = failed.what();
+        }
+        if (complaint.empty()) continue;
+        std::fflush(stdout);
+        std::fprintf(stderr, "qel: %s\n", complaint.c_str());
+        status = 1;
+    }
+    return status;
+}
+
+namespace {
+
+/// What the command line asks for, to be done once it is known to be right.
+struct request {
+    std::vector<std::string> names;
+    std::string name, output;
+    bool json = false, verbose = false;
+    nearest_options around;
+    std::function<int()> command;
+};
+
+void add_info(CLI::App &app, request &wanted) {
+    CLI::App *sub = app.add_subcommand("info", "Say what a file holds, and whether it is sound");
+    sub->add_option("FILE", wanted.names,
+                    "Unit, scene, mesh cache, agent directory or archive; - is standard input")
+        ->required();
+    sub->callback([&wanted] { wanted.command = [&wanted] { return info(wanted.names); }; });
+}
+
+void add_convert(CLI::App &app, request &wanted) {
+    CLI::App *sub = app.add_subcommand(
+        "convert", "Make a unit, a scene, a mesh cache and an agent directory out of an archive's mesh");
+    sub->add_option("ARCHIVE", wanted.name, "Alembic file; - is standard input")->required();
+    sub->add_option("-o,--output", wanted.output, "Folder of the results, made if it is not there")
+        ->required()
+        ->type_name("FOLDER");
+    sub->add_flag("-v,--verbose", wanted.verbose, "Report every step and its time on standard error");
+    sub->callback([&wanted] {
+        wanted.command = [&wanted] { return convert(wanted.name, wanted.output, wanted.verbose); };
+    });
+}
+
+void add_nearest(CLI::App &app, request &wanted) {
+    CLI::App *sub = app.add_subcommand("nearest", "Find the tokens of a unit that are nearest to a key");
+    sub->add_option("UNIT", wanted.around.unit, "Unit file; - is standard input")->required();
+    sub->add_option("PLACE", wanted.around.around,
+                    "A key, decimal or 0x..., or X,Y,Z: a cell of the lattice, 0 to 47 each")
+        ->required();
+    sub->add_option("-k,--count", wanted.around.count, "Number of tokens")
+        ->check(CLI::Range(1, 2147483647))
+        ->type_name("N")
+        ->capture_default_str();
+    sub->add_flag(
+        "-p,--packed", wanted.around.packed,
+        "X,Y,Z stands for the packed key of a lattice vertex (0 to 65535) instead of a Morton code");
+    sub->add_flag("-j,--json", wanted.around.json, "Write JSON instead of a table");
+    sub->callback([&wanted] { wanted.command = [&wanted] { return nearest(wanted.around); }; });
+}
+
+void add_dump(CLI::App &app, request &wanted) {
+    CLI::App *sub = app.add_subcommand("dump", "Write everything that a file holds as text");
+    sub->add_option("FILE", wanted.name,
+                    "Unit, scene, mesh cache, agent directory or archive; - is standard input")
+        ->required();
+    sub->add_flag("-j,--json", wanted.json, "Write JSON instead of lines \"path = value\"");
+    sub->callback([&wanted] { wanted.command = [&wanted] { return dump(wanted.name, wanted.json); }; });
+}
+
+void add_view(CLI::App &app, request &wanted) {
+    CLI::App *sub = app.add_subcommand("view", "Write a page that shows a mesh beside its tokens in 3-D");
+    sub->add_option("FILE", wanted.name, "Archive, scene or mesh cache; - is standard input")->required();
+    sub->add_option("-o,--output", wanted.output, "The page; - is standard output")
+        ->required()
+        ->type_name("PAGE.html");
+    sub->callback([&wanted] { wanted.command = [&wanted] { return view(wanted.name, wanted.output); }; });
+}
+
+int complain(const std::string &what, int status) {
+    std::fflush(stdout);
+    std::fprintf(stderr, "qel: %s\n", what.c_str());
+    return status;
+}
+
+int perform(const request &wanted) {
+    try {
+        const int status = wanted.command();
+        if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0)
+            return errno == EPIPE ? 1 : complain(std::string("standard output: ") + std::strerror(errno), 1);
+        return status;
+    } catch (const usage_error &wrong) {
+        return complain(wrong.what(), 2);
+    } catch (const std::bad_alloc &) {
+        return complain("not enough memory", 1);
+    } catch (const std::exception &failed) {
+        return complain(failed.what(), 1);
+    }
+}
+
+} // namespace
+} // namespace tool
+
+int main(int argc, char **argv) {
+    CLI::App app(
+        "Looks into the files of qel_unit: units, scenes, mesh caches, agent directories and archives.",
+        "qel");
+    app.set_version_flag("--version", "qel " QEL_VERSION);
+    app.require_subcommand(1);
+    app.get_formatter()->column_width(28);
+    app.footer("Exit status: 0 done, 1 a file is missing, not sound or cannot be written, 2 a wrong call.\n"
+               "See qel(1). Each command tells its options with: qel COMMAND --help");
+    tool::request wanted;
+    tool::add_info(app, wanted);
+    tool::add_convert(app, wanted);
+    tool::add_nearest(app, wanted);
+    tool::add_dump(app, wanted);
+    tool::add_view(app, wanted);
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::Success &asked) { // --help, --version
+        app.exit(asked);
+        return std::fflush(stdout) == 0 ? 0 : 1;
+    } catch (const CLI::ParseError &wrong) {
+        std::fprintf(stderr, "qel: %s\nTry: qel --help\n", wrong.what());
+        return 2;
+    }
+    return tool::perform(wanted);
+}

@@ -1,0 +1,11 @@
+// SPDX-License-Identifier: MIT
+// The parts of the page that `qel view` writes, embedded when the tool is built.
+#pragma once
+
+#include <string_view>
+
+namespace tool {
+
+extern const std::string_view page_html, page_css, page_js;
+
+} // namespace tool

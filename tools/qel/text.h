@@ -1,0 +1,27 @@
+// SPDX-License-Identifier: MIT
+// Numbers and bytes as text.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+namespace tool {
+
+/// As printf.
+std::string format(const char *pattern, ...) __attribute__((format(printf, 1, 2)));
+
+/// The bytes up to `size` or the first zero, printable ones as they are and others as \xNN: a hostile name must
+/// not command the terminal.
+std::string printable(const char *bytes, std::size_t size);
+std::string printable(const std::string &text);
+
+/// UTC, as 2026-01-31T12:00:00Z, or "never" for 0.
+std::string time_text(std::int64_t seconds);
+
+/// "1 token", "2 tokens".
+std::string counted(std::uint64_t count, const char *noun);
+
+/// Reads a whole unsigned number, decimal or 0x…; false where the text is anything else.
+bool parse_number(const std::string &text, std::uint64_t &number);
+
+} // namespace tool
