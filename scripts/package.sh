@@ -2,7 +2,7 @@
 # Builds the pair of Debian packages, the library's and the developer's, into build/packages.
 source "$(dirname "$0")/lib.sh"
 need g++ cmake ninja-build dpkg-dev file gzip
-cmake -S . -B build/package -G Ninja -DBUILD_TESTING=OFF -DCMAKE_BUILD_TYPE=RelWithDebInfo \
+cmake -S . -B build/package -G Ninja -DBUILD_TESTING=OFF -DQEL_UNIT_TOOLS=OFF -DCMAKE_BUILD_TYPE=RelWithDebInfo \
     -DCMAKE_INSTALL_PREFIX=/usr >/dev/null # /usr: Debian's folder for libraries depends on it
 cmake --build build/package
 rm -rf build/packages

@@ -127,7 +127,7 @@ quiet "$scratch/loader" "$scratch/bare/library" "$scratch/names"
 ok "dlopen of the bare library: all $(wc -l <"$scratch/names") names"
 
 # ---- Static --------------------------------------------------------------------------------------------------------
-quiet cmake -S . -B build/static -G Ninja -DBUILD_TESTING=OFF -DBUILD_SHARED_LIBS=OFF \
+quiet cmake -S . -B build/static -G Ninja -DBUILD_TESTING=OFF -DQEL_UNIT_TOOLS=OFF -DBUILD_SHARED_LIBS=OFF \
     -DCMAKE_INSTALL_PREFIX="$scratch/static" -DCMAKE_INSTALL_LIBDIR=lib
 quiet cmake --build build/static
 quiet cmake --install build/static

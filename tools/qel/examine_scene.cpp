@@ -80,10 +80,10 @@ void check_frame(report &about, const qel_alembic_frame &frame, std::uint32_t nu
 
 } // namespace
 
-void check_scene(report &about, const qel_alembic_file &scene, std::uint64_t size) {
+void check_scene(report &about, const qel_alembic_file &scene, const input_file &file) {
     const std::uint64_t needed = bytes_needed(scene);
-    compare_sizes(about, size, needed);
-    if (size < needed) return; // what is missing was read as zero, and is not worth a look
+    compare_sizes(about, file.size(), needed);
+    if (file.size() < needed) return; // what is missing was read as zero, and is not worth a look
     if (scene.mesh_count == 0) about.problem("it has no meshes");
     for (std::uint32_t i = 0; i < scene.mesh_count; ++i)
         check_mesh(about, "mesh " + std::to_string(i), scene.meshes[i]);
@@ -91,6 +91,10 @@ void check_scene(report &about, const qel_alembic_file &scene, std::uint64_t siz
         check_frame(about, scene.frames[i], i);
     if (!std::isfinite(scene.fps) || !std::isfinite(scene.time_start) || !std::isfinite(scene.time_end))
         about.problem("its times are not finite");
+    const auto claimed = head_number<std::uint64_t>(file, 16);
+    if (claimed != scene.total_vertices && scene.mesh_count > 0)
+        about.problem("its header counts " + std::to_string(claimed) + " vertices, its meshes " +
+                      std::to_string(scene.total_vertices));
 }
 
 report examine_scene(const input_file &file) {
@@ -121,11 +125,7 @@ report examine_scene(const input_file &file) {
                           box_text(mesh.bounds, mesh.bounds + 3).c_str()));
     }
     if (scene->mesh_count > listed) about.fact("more meshes", scene->mesh_count - listed);
-    check_scene(about, *scene.get(), file.size());
-    const auto claimed = head_number<std::uint64_t>(file, 16);
-    if (claimed != scene->total_vertices)
-        about.problem("its header counts " + std::to_string(claimed) + " vertices, its meshes " +
-                      std::to_string(scene->total_vertices));
+    check_scene(about, *scene.get(), file);
     return about;
 }
 

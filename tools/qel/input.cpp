@@ -73,6 +73,19 @@ const char *name_of(file_kind kind) {
     }
 }
 
+temporary_file::~temporary_file() {
+    if (!path_.empty()) ::unlink(path_.c_str());
+}
+
+int temporary_file::make() {
+    std::error_code error;
+    const std::filesystem::path folder = std::filesystem::temp_directory_path(error);
+    path_ = (error ? std::filesystem::path("/tmp") : folder) / "qel.XXXXXX";
+    const int made = ::mkstemp(path_.data());
+    if (made < 0) path_.clear();
+    return made;
+}
+
 input_file::input_file(const std::string &name) : name_(name == "-" ? "standard input" : name), path_(name) {
     const descriptor from{name == "-" ? STDIN_FILENO : ::open(name.c_str(), O_RDONLY | O_CLOEXEC)};
     struct stat facts {};
@@ -82,26 +95,11 @@ input_file::input_file(const std::string &name) : name_(name == "-" ? "standard 
     read_head();
 }
 
-input_file::~input_file() {
-    if (!temporary_.empty()) ::unlink(temporary_.c_str());
-}
-
 void input_file::spool(int from) {
-    std::error_code error;
-    const std::filesystem::path folder = std::filesystem::temp_directory_path(error);
-    temporary_ = (error ? std::filesystem::path("/tmp") : folder) / "qel.XXXXXX";
-    const descriptor to{::mkstemp(temporary_.data())};
-    if (to.number < 0) {
-        temporary_.clear();
-        throw system_failure("temporary file");
-    }
-    path_ = temporary_;
-    try {
-        copy(from, to.number, name_);
-    } catch (...) { // an object that was not made whole has no destructor
-        ::unlink(temporary_.c_str());
-        throw;
-    }
+    const descriptor to{copy_.make()};
+    if (to.number < 0) throw system_failure("temporary file");
+    copy(from, to.number, name_);
+    path_ = copy_.path();
 }
 
 void input_file::read_head() {

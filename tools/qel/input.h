@@ -31,13 +31,25 @@ failure system_failure(const std::string &file);
 enum class file_kind { unit, scene, mesh_cache, agents, archive, unknown };
 const char *name_of(file_kind kind);
 
+/// A file that goes with its name's owner.
+class temporary_file {
+  public:
+    temporary_file() = default;
+    ~temporary_file();
+    temporary_file(const temporary_file &) = delete;
+    temporary_file &operator=(const temporary_file &) = delete;
+    /// Makes the file and returns its descriptor, or -1.
+    int make();
+    const std::string &path() const { return path_; }
+
+  private:
+    std::string path_;
+};
+
 /// An input that can be opened by its path. "-", pipes and the like are copied to a temporary file first.
 class input_file {
   public:
     explicit input_file(const std::string &name);
-    ~input_file();
-    input_file(const input_file &) = delete;
-    input_file &operator=(const input_file &) = delete;
 
     /// As the user calls it.
     const std::string &name() const { return name_; }
@@ -54,7 +66,8 @@ class input_file {
     void spool(int from);
     void read_head();
 
-    std::string name_, path_, temporary_;
+    std::string name_, path_;
+    temporary_file copy_;
     std::uint64_t size_ = 0;
     file_kind kind_ = file_kind::unknown;
     std::vector<unsigned char> head_;

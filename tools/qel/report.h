@@ -54,8 +54,8 @@ report examine_scene(const input_file &file);
 report examine_cache(const input_file &file);
 report examine_archive(const input_file &file);
 
-/// What is wrong with a scene that was loaded from a file of a size.
-void check_scene(report &about, const qel_alembic_file &scene, std::uint64_t size);
+/// What is wrong with a scene that was loaded from a file.
+void check_scene(report &about, const qel_alembic_file &scene, const input_file &file);
 /// Which blocks of a mapped cache lie in the file: without problems, its pointers may be followed.
 void check_cache_layout(report &about, const qel_mesh &cache);
 /// What stands in the blocks.

@@ -159,7 +159,9 @@ int view(const std::string &name, const std::string &page) {
     const bool failed = std::ferror(out) != 0;
     if (std::fclose(out) != 0 || failed) {
         const failure reason = system_failure(page);
-        std::remove(page.c_str()); // half a page is no page
+        std::error_code ignored;
+        if (std::filesystem::is_regular_file(page, ignored))
+            std::remove(page.c_str()); // half a page is no page
         throw reason;
     }
     return 0;

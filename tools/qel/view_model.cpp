@@ -44,7 +44,7 @@ void load_from_scene(view_model &model, const input_file &file) {
     scene_record scene;
     load_scene(file, *scene.get());
     report about;
-    check_scene(about, *scene.get(), file.size());
+    check_scene(about, *scene.get(), file);
     must_be_sound(file, about);
     for (std::uint32_t i = 0; i < scene->mesh_count; ++i)
         add_mesh(model, scene->meshes[i]);

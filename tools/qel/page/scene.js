@@ -107,7 +107,7 @@ function createScene(gl) {
     gl.disable(gl.BLEND);
   };
   // Depth is only tested here, not written: the ring must not hide itself.
-  const drawMarker = (transform, place, look, size) => {
+  const drawMarker = (transform, place, look, size, hidden) => {
     use(marker, transform);
     gl.bindVertexArray(nothing);
     gl.uniform3fv(marker.at('place'), place);
@@ -115,7 +115,7 @@ function createScene(gl) {
     gl.uniform3fv(marker.at('fill'), look.fill);
     gl.enable(gl.BLEND);
     gl.depthMask(false);
-    for (const [test, strength] of [[gl.ALWAYS, 0.35], [gl.LESS, 1]]) { // faint where something is in front
+    for (const [test, strength] of [[gl.ALWAYS, hidden], [gl.LESS, 1]]) { // fainter where a surface is in front
       gl.depthFunc(test);
       gl.uniform4fv(marker.at('tone'), [...look.marker, strength]);
       gl.drawArrays(gl.POINTS, 0, 1);
@@ -160,7 +160,7 @@ function createScene(gl) {
           gl.drawArrays(gl.POINTS, 0, count);
         }
         drawBox(pane.transform, pane.from, pane.to, look.edge, !pane.isMesh);
-        if (look.chosen >= 0) drawMarker(pane.transform, pane.place(look.chosen), look, 24 * look.ratio);
+        if (look.chosen >= 0) drawMarker(pane.transform, pane.place(look.chosen), look, 24 * look.ratio, pane.isMesh && triangles.length > 0 ? 0.4 : 1);
       }
     },
     // The vertex seen nearest to a pixel of a pane, or -1.

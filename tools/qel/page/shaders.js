@@ -86,7 +86,7 @@ uniform mat4 transform;
 uniform float size;
 void main() {
   gl_Position = transform * vec4(place, 1.0);
-  gl_Position.z -= 0.004 * gl_Position.w;     // in front of the surface that it lies on
+  gl_Position.z -= 0.012 * gl_Position.w;     // in front of the surface that it lies on
   gl_PointSize = size;
 }`, `#version 300 es
 precision highp float;

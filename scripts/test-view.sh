@@ -1,0 +1,15 @@
+#!/usr/bin/env bash
+# Installs Chromium, builds the tool qel and tests the pages of `qel view` in it. Not part of scripts/test.sh.
+# Usage: scripts/test-view.sh [FOLDER]     (keeps the pictures in the folder)
+caller=$PWD
+source "$(dirname "$0")/lib.sh"
+need "${build_packages[@]}" libcli11-dev chromium chromium-driver
+cmake --preset release >/dev/null
+cmake --build --preset release --target qel
+export QEL=$PWD/build/release/tools/qel/qel TORUS=$PWD/examples/data/torus.abc PYTHONDONTWRITEBYTECODE=1
+if [ $# -gt 0 ]; then
+    SHOTS=$(cd "$caller" && mkdir -p "$1" && cd "$1" && pwd)
+    export SHOTS
+fi
+cd tests/qel
+python3 -m unittest -v view_test
