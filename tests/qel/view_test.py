@@ -165,11 +165,11 @@ class PageTest(unittest.TestCase):
         browser.press("x")
         self.assertEqual(browser.run("return document.getElementById('find').getAttribute('aria-invalid')"), "true")
         reached = []
-        browser.run("document.activeElement.blur()")
-        for _ in range(7):
+        browser.run("document.querySelector('input[name=mode]:checked').focus()")
+        for _ in range(5):
             browser.press("\ue004")
-            reached.append(browser.run("return document.activeElement.id || document.activeElement.name"))
-        self.assertEqual(reached[:6], ["mode", "find", "tint", "reset", "theme", "canvas"])
+            reached.append(browser.run("return document.activeElement.id "))
+        self.assertEqual(reached, ["find", "tint", "reset", "theme", "canvas"])
 
     def test_the_theme_can_be_chosen(self):
         browser = self.browse("torus", dark=True)

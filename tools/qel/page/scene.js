@@ -131,7 +131,7 @@ function createScene(gl) {
 
   // A pixel-sized dot and one that nearly fills its cell.
   const pointSizes = (pane, ratio) => pane.isMesh
-    ? [0, 4 * ratio] : [pane.pixels[3] * cubeScale / lens * 0.74 / Math.max(1, Math.cbrt(count / 20000) * 0.8), 2.5 * ratio];
+    ? [0, (count < 20000 ? 7 : 3) * ratio] : [pane.pixels[3] * cubeScale / lens * 0.74 / Math.max(1, Math.cbrt(count / 20000) * 0.8), 2.5 * ratio];
 
   return {
     setColours(values) {
