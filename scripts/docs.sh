@@ -1,7 +1,10 @@
 #!/usr/bin/env bash
-# Builds the reference into build/docs/html; a function, field or code without its comment is an error.
+# Builds the site into build/docs/html. A warning is an error (a function, field or code without its comment is one), and so
+# is a local link that leads nowhere.
 source "$(dirname "$0")/lib.sh"
-need doxygen
+need doxygen python3
+rm -rf build/docs # pages of earlier runs would satisfy links
 mkdir -p build
 doxygen docs/Doxyfile
-echo "reference: build/docs/html/index.html"
+scripts/check_links.py build/docs/html
+echo "site: build/docs/html/index.html"

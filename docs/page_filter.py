@@ -1,0 +1,91 @@
+#!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
+"""Doxygen's input filter for the pages: they are written to be read in the repository, and are linked for the site.
+
+- A page's first heading gets the page's name as its label, the others page-heading; links to pages become references.
+- A name of the interface in backticks becomes a link to its documentation.
+- A link to a file that is no page of the site becomes plain text.
+
+Usage: page_filter.py PAGE.md    (writes the filtered page)
+"""
+import os
+import pathlib
+import re
+import sys
+
+PROJECT = pathlib.Path(__file__).resolve().parent.parent
+HEADER = PROJECT / "include" / "qel_unit.h"
+PAGES = {path: path.stem.lower() for path in
+         [*(PROJECT / "docs").glob("*.md"), PROJECT / "CONTRIBUTING.md", PROJECT / "CHANGELOG.md"]}
+PAGES[PROJECT / "bindings" / "python" / "README.md"] = "python"
+
+LONG = 4  # a page of so many sections gets a table of contents
+
+
+def interface_names():
+    """All functions, records and constants of the header."""
+    header = HEADER.read_text(encoding="utf-8")
+    return (set(re.findall(r"^QEL_API [^(]*?(\w+)\(", header, re.M)) | set(re.findall(r"^struct (\w+) \{", header, re.M))
+            | set(re.findall(r"^#define ((?:QEL|OGAWA)_\w+) ", header, re.M))
+            | set(re.findall(r"^\s+(OGAWA_SCHEMA_\w+) =", header, re.M)))
+
+
+def slug(heading):
+    """As GitHub makes the anchor of a heading."""
+    return re.sub(r"[^\w\- ]", "", heading.lower()).strip().replace(" ", "-")
+
+
+def reference(page, target):
+    """What a relative link of the page leads to on the site: a label, or nothing."""
+    path, _, anchor = target.partition("#")
+    full = pathlib.Path(os.path.normpath(page.parent / path)) if path else page
+    if full == HEADER:
+        return anchor or HEADER.name  # the anchor names a group of functions
+    if full not in PAGES:
+        return None
+    return f"{PAGES[full]}-{anchor}" if anchor else PAGES[full]
+
+
+def link(page, match):
+    text, target = match[1], match[2]
+    if re.match(r"\w+:", target):
+        return match[0]
+    label = reference(page, target)
+    return f'@ref {label} "{" ".join(text.strip("`").split())}"' if label else text
+
+
+def sentences(page, names, text):
+    """What stands between headings and code blocks."""
+    commands = re.compile(r"^(    .*|@(?:verb)?include .*)$", re.M)  # left as they are, as is indented code
+    parts = commands.split(text)
+    for i in range(0, len(parts), 2):
+        part = parts[i].replace("@", "@@")
+        part = re.sub(r"(?<![\w`%/])qel_unit(?![\w`./:])", "%qel_unit", part)  # the library, not the record
+        part = re.sub(r"!\[([^\]]+)\]\(images/(\S+)\)", r'<img src="\2" alt="\1"/>', part)
+        part = re.sub(r"\[([^\]]+)\]\(([^)\s]+)\)", lambda match: link(page, match), part)
+        parts[i] = re.sub(r"`(\w+)`", lambda m: f"<code>@ref {m[1]}</code>" if m[1] in names else m[0], part)
+    return "".join(parts)
+
+
+def filtered(page, text):
+    names, label = interface_names(), PAGES[page]
+    contents = label != "index" and len(re.findall(r"^## ", text, re.M)) >= LONG
+    parts = re.split(r"^(#+ .+\n|```[\s\S]*?^```\n)", text, flags=re.M)
+    title = False
+    for i, part in enumerate(parts):
+        if part.startswith("#"):
+            heading = part.strip().replace("qel_unit", "%qel_unit")
+            own = label if label != "index" else "mainpage"
+            anchor = f"{label}-{slug(part.strip().lstrip('# '))}" if title else own
+            parts[i] = f"{heading} {{#{anchor}}}\n"
+            parts[i] += "[TOC]\n" if contents and not title else ""
+            title = True
+        elif not part.startswith("```"):
+            parts[i] = sentences(page, names, part)
+    return "".join(parts)
+
+
+if __name__ == "__main__":
+    source = pathlib.Path(sys.argv[1]).resolve()
+    sys.stdout.reconfigure(encoding="utf-8")
+    sys.stdout.write(filtered(source, source.read_text(encoding="utf-8")))

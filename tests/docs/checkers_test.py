@@ -1,0 +1,79 @@
+#!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
+"""What checks the pages and the site notices what is wrong, and the pages' filter links what it should."""
+import pathlib
+import subprocess
+import sys
+import tempfile
+import unittest
+
+PROJECT = pathlib.Path(__file__).resolve().parent.parent.parent
+sys.path[:0] = [str(PROJECT / "docs"), str(PROJECT / "tests" / "docs")]
+sys.dont_write_bytecode = True
+import check_pages  # noqa: E402
+import page_filter  # noqa: E402
+
+
+def run(*command):
+    return subprocess.run([sys.executable, *map(str, command)], capture_output=True, text=True)
+
+
+class Links(unittest.TestCase):
+    def check(self, **pages):
+        with tempfile.TemporaryDirectory() as folder:
+            for name, text in pages.items():
+                pathlib.Path(folder, name + ".html").write_text(text)
+            return run(PROJECT / "scripts" / "check_links.py", folder)
+
+    def test_sound_pages_pass(self):
+        ended = self.check(index='<a href="other.html#there">', other='<p id="there"><a href="https://example.org/x">')
+        self.assertEqual((ended.returncode, ended.stdout), (0, "links: 1 local ones on 2 pages, 0 broken\n"))
+
+    def test_a_missing_page_place_picture_or_word_fails(self):
+        for link, reason in (('<a href="gone.html">', "no such file"), ('<a href="#gone">', "no such place"),
+                             ('<img alt="" src="gone.svg">', "no such file"), ('<img src="index.html">', "without words")):
+            ended = self.check(index=link)
+            self.assertEqual(ended.returncode, 1, link)
+            self.assertIn(reason, ended.stdout)
+
+    def test_no_pages_are_no_site(self):
+        self.assertNotEqual(self.check().returncode, 0)
+
+
+class Pages(unittest.TestCase):
+    everything = check_pages.sources()
+
+    def check(self, addition):
+        """What is wrong with a page once something is added to it."""
+        page = PROJECT / "docs" / "units.md"
+        return list(check_pages.check_page(page, page.read_text(encoding="utf-8") + f"\n{addition}\n", self.everything))
+
+    def test_what_is_there_may_be_named(self):
+        self.assertEqual(self.check("`scripts/lint.sh --fix`, `-DBUILD_TESTING=OFF`, `qel_unit_load`, `src/common/file`, "
+                                    "`cmake --preset release`, [x](guarantees.md#threads), [y](../include/qel_unit.h#scene)"), [])
+
+    def test_what_is_not_there_is_noticed(self):
+        for addition, reason in (("`scripts/gone.sh`", "not there"), ("`scripts/lint.sh --gone`", "does not know"),
+                                 ("`-DQEL_GONE=ON`", "nothing reads"), ("`qel_unit_gone`", "is nowhere"),
+                                 ("`cmake --preset gone`", "preset gone"), ("`find_package(qel_unit 9.9)`", "version 9.9"),
+                                 ("[x](gone.md)", "not there"), ("[x](guarantees.md#gone)", "no such heading"),
+                                 ("[x](../include/qel_unit.h#gone)", "no such group"),
+                                 ("    scripts/gone.sh", "not there"), ("```sh\nscripts/gone.sh\n```", "not there"),
+                                 ("```c\nint x;\n```", "no test runs"), ("@include gone.c", "not in docs/snippets")):
+            problems = self.check(addition)
+            self.assertEqual(len(problems), 1, addition)
+            self.assertIn(reason, problems[0])
+
+
+class Filter(unittest.TestCase):
+    def test_links_what_the_site_has(self):
+        page = PROJECT / "docs" / "units.md"
+        made = page_filter.filtered(page, "# Title\n\n## A part\n\n`qel_unit_load` and `free`, [the\nrest](scenes.md#the-functions),"
+                                          " [a file](snippets/units.c), me@home of qel_unit\n\n```text\n`qel_unit_load`\n```\n")
+        self.assertEqual(made, "# Title {#units}\n\n## A part {#units-a-part}\n\n<code>@ref qel_unit_load</code> and `free`, "
+                               '@ref scenes-the-functions "the rest", a file, me@@home of %qel_unit\n\n'
+                               "```text\n`qel_unit_load`\n```\n")
+
+
+if __name__ == "__main__":
+    unittest.main()
