@@ -74,7 +74,7 @@ def filtered(page, text):
     title = False
     for i, part in enumerate(parts):
         if part.startswith("#"):
-            heading = part.strip().replace("qel_unit", "%qel_unit")
+            heading = part.strip().replace("`", "").replace("qel_unit", "%qel_unit")
             own = label if label != "index" else "mainpage"
             anchor = f"{label}-{slug(part.strip().lstrip('# '))}" if title else own
             parts[i] = f"{heading} {{#{anchor}}}\n"

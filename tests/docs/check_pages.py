@@ -11,7 +11,7 @@ import re
 import sys
 
 PROJECT = pathlib.Path(__file__).resolve().parent.parent.parent
-FOLDERS = ("bench", "bindings", "cmake", "docs", "examples", "fuzz", "include", "packaging", "scripts", "src", "tests", ".ci")
+FOLDERS = ("bench", "bindings", "cmake", "docs", "examples", "fuzz", "include", "packaging", "scripts", "src", "tests", "tools", ".ci")
 SOURCES = (".c", ".cpp", ".h", ".py", ".sh", ".txt", ".cmake", ".in", ".json", "")
 # Which test builds and runs the fenced programs of a page.
 TESTED = {("README.md", "c"): "interface.ReadmeProgram", ("docs/index.md", "cmake"): "docs.InstallsAsThePageSays",
