@@ -55,8 +55,8 @@ T *heap_array(std::uint64_t count) {
 template <class T>
 T *heap_zeroed(std::uint64_t count) {
     const std::size_t bytes = array_bytes<T>(count);
-    void *const block = bytes == 0 ? nullptr : std::calloc(1, bytes); // large ones are fresh and not touched either
-    advise_huge_pages(block, bytes);
+    void *const block = bytes == 0 ? nullptr : std::calloc(1, bytes);
+    advise_huge_pages(block, bytes); // a large block is fresh, so nothing has touched it either
     return static_cast<T *>(block);
 }
 

@@ -168,14 +168,20 @@ TEST_F(MeshCacheSave, FacesOfNoOrOneCornerGiveNoTriangles) {
 }
 
 TEST_F(MeshCacheSave, WritesLargeMeshesWhole) {
-    const test::plain_mesh torus = test::make_torus(150, 150, 4.0f, 1.0f);
+    const test::plain_mesh torus = test::make_torus(300, 300, 4.0f, 1.0f);
     cache_mesh mesh;
     mesh.positions = torus.positions;
     mesh.face_counts = torus.face_counts;
     mesh.face_indices = torus.face_indices;
     mesh.normals = torus.corner_normals;
     mesh.normal_scope = OGAWA_SCOPE_FACE_VARYING;
-    EXPECT_EQ(header_of(saved(mesh.record())).triangle_count, 45000u);
+    EXPECT_EQ(header_of(saved(mesh.record())).triangle_count, 180000u);
+    EXPECT_TRUE(saved(mesh.record()) == model::save_mesh(mesh.record(), nullptr).content);
+
+    for (std::size_t f = 0; f + 1 < mesh.face_counts.size(); f += f % 5 + 2) { // of some pairs of quads
+        mesh.face_counts[f] = 3;
+        mesh.face_counts[f + 1] = 5;
+    }
     EXPECT_TRUE(saved(mesh.record()) == model::save_mesh(mesh.record(), nullptr).content);
 }
 
