@@ -43,10 +43,8 @@ bool like_unit_vector(const float *v) {
     return length > 0.95f && length < 1.05f;
 }
 
-/// The triples that a block at `bytes` would hold, 0 when it is none of normals.
-std::uint32_t normals_at(const std::uint8_t *bytes) {
-    const std::uint64_t size = load<std::uint64_t>(bytes);
-    if (size < smallest_normals_size || size > largest_normals_size) return 0;
+/// The triples that a block of `size` bytes would hold whose size word is at `bytes`, 0 when it is none of normals.
+std::uint32_t normals_at(const std::uint8_t *bytes, std::uint64_t size) {
     if ((size - digest_bytes) % triple_bytes != 0) return 0;
     float sample[6];
     std::memcpy(sample, bytes + normals_head, sizeof sample);
@@ -54,26 +52,25 @@ std::uint32_t normals_at(const std::uint8_t *bytes) {
     return static_cast<std::uint32_t>((size - digest_bytes) / triple_bytes);
 }
 
+constexpr std::size_t offsets_at_once = 57; // whose size words lie in 64 bytes
+
 /// Bit i says whether a size of normals may stand at byte i: its five high bytes are 0 and the two below are not both.
-/// Looks at 23 bytes.
-std::uint32_t mark_sizes(const std::uint8_t *bytes) {
+std::uint64_t mark_sizes(const std::uint8_t *bytes) {
+    std::uint64_t zeros = 0; // bit i says whether byte i is 0
 #if defined(__SSE2__)
-    const auto from = [bytes](int i) {
-        return _mm_loadu_si128(reinterpret_cast<const __m128i *>(bytes + i));
+    const auto among_16 = [bytes](std::size_t i) {
+        const __m128i some = _mm_loadu_si128(reinterpret_cast<const __m128i *>(bytes + i));
+        const int equal = _mm_movemask_epi8(_mm_cmpeq_epi8(some, _mm_setzero_si128()));
+        return static_cast<std::uint64_t>(static_cast<std::uint32_t>(equal)) << i;
     };
-    const __m128i zero = _mm_setzero_si128();
-    const __m128i high = _mm_or_si128(_mm_or_si128(from(3), from(4)), _mm_or_si128(from(5), from(6)));
-    const __m128i small = _mm_cmpeq_epi8(_mm_or_si128(high, from(7)), zero);
-    const __m128i tiny = _mm_cmpeq_epi8(_mm_or_si128(from(1), from(2)), zero);
-    return static_cast<std::uint32_t>(_mm_movemask_epi8(_mm_andnot_si128(tiny, small)));
+    zeros = among_16(0) | among_16(16) | among_16(32) | among_16(48);
 #else
-    std::uint32_t marks = 0;
-    for (std::uint32_t i = 0; i < 16; ++i) {
-        const std::uint64_t size = load<std::uint64_t>(bytes + i);
-        marks |= (size >= 1 << 8 && size < 1 << 24 ? 1u : 0u) << i;
-    }
-    return marks;
+    for (std::size_t i = 0; i < 64; ++i)
+        zeros |= std::uint64_t{bytes[i] == 0} << i;
 #endif
+    const std::uint64_t two = zeros & zeros >> 1,
+                        five = two & two >> 2 & zeros >> 4; // so many from byte i on
+    return five >> 3 & ~(two >> 1);
 }
 
 /// Finds the longest block of normals, the first of equal ones, in bytes that it is shown piece by piece.
@@ -90,8 +87,8 @@ class normals_search {
         const auto stop =
             static_cast<std::size_t>(std::min<std::uint64_t>(view.size - normals_sample + 1, end_ - at));
         std::size_t i = next_ > at ? static_cast<std::size_t>(next_ - at) : 0;
-        for (; i + 16 <= stop; i += 16) {
-            for (std::uint32_t marks = mark_sizes(view.data + i); marks != 0; marks &= marks - 1)
+        for (; i + offsets_at_once <= stop; i += offsets_at_once) {
+            for (std::uint64_t marks = mark_sizes(view.data + i); marks != 0; marks &= marks - 1)
                 offer(at, view.data, i + lowest_bit(marks));
         }
         for (; i < stop; ++i)
@@ -104,7 +101,9 @@ class normals_search {
 
   private:
     void offer(std::uint64_t at, const std::uint8_t *bytes, std::size_t offset) {
-        const std::uint32_t count = normals_at(bytes + offset);
+        const std::uint64_t size = load<std::uint64_t>(bytes + offset);
+        if (size < smallest_normals_size || size > largest_normals_size) return;
+        const std::uint32_t count = normals_at(bytes + offset, size);
         if (count > best_.count) best_ = {at + offset + normals_head, count};
     }
 
@@ -142,13 +141,12 @@ std::uint32_t mark_below(const std::uint8_t *words, std::uint32_t end) {
     const __m128i sign =
         _mm_set1_epi32(std::numeric_limits<std::int32_t>::min()); // makes a signed comparison unsigned
     const __m128i ends = _mm_xor_si128(_mm_set1_epi32(static_cast<std::int32_t>(end)), sign);
-    __m128i below[4];
-    for (std::size_t i = 0; i < 4; ++i) {
-        const __m128i four = _mm_loadu_si128(reinterpret_cast<const __m128i *>(words + i * sizeof four));
-        below[i] = _mm_cmplt_epi32(_mm_xor_si128(four, sign), ends);
-    }
+    const auto below = [=](std::size_t i) {
+        const __m128i four = _mm_loadu_si128(reinterpret_cast<const __m128i *>(words + i * sizeof end));
+        return _mm_cmplt_epi32(_mm_xor_si128(four, sign), ends);
+    };
     const __m128i packed =
-        _mm_packs_epi16(_mm_packs_epi32(below[0], below[1]), _mm_packs_epi32(below[2], below[3]));
+        _mm_packs_epi16(_mm_packs_epi32(below(0), below(4)), _mm_packs_epi32(below(8), below(12)));
     marks = static_cast<std::uint32_t>(_mm_movemask_epi8(packed));
 #else
     for (std::uint32_t i = 0; i < 16; ++i)
@@ -169,15 +167,12 @@ class run_search {
         constexpr std::size_t word_bytes = sizeof(std::uint32_t), at_once = 16 * word_bytes;
         std::size_t i = next_ > at ? static_cast<std::size_t>(next_ - at) : 0;
         while (i + word_bytes <= view.size) {
-            const bool many = i + at_once <= view.size;
-            const std::uint32_t below = many ? mark_below(view.data + i, vertex_count_) : 1;
-            if (many && below == (length_ == 0 ? 0 : 0xFFFF)) { // all go on as before
-                length_ += length_ == 0 ? 0 : 16;
-                i += at_once;
-                continue;
-            }
-            const std::size_t end = many ? i + at_once : i + word_bytes;
-            for (; i < end; i += word_bytes)
+            // Face sizes among the vertex numbers need no question of their own.
+            const bool many = i + at_once <= view.size && vertex_count_ > 4;
+            std::size_t taken = 0;
+            if (many) taken = take_many(at + i, mark_below(view.data + i, vertex_count_)) * word_bytes;
+            const std::size_t end = i + (many ? at_once : word_bytes);
+            for (i += taken; i < end; i += word_bytes)
                 take(at + i, load<std::uint32_t>(view.data + i));
         }
         next_ = at + i;
@@ -190,6 +185,26 @@ class run_search {
     }
 
   private:
+    /// Takes words of which `marks` says for each of 16 which are below `vertex_count`; returns how many. In most data
+    /// they are none, all, or too few in a row to matter.
+    std::size_t take_many(std::uint64_t at, std::uint32_t marks) {
+        std::uint32_t taken = 0;
+        if (length_ != 0) {
+            taken = lowest_bit(~marks);
+            length_ += taken;
+            if (taken == 16) return taken;
+            end_run();
+            marks = marks >> taken << taken;
+        }
+        const std::uint32_t two = marks & marks >> 1, six = two & two >> 2 & two >> 4; // in a row
+        static_assert(shortest_run == 6);
+        if (six != 0) return taken;
+        for (; (marks & 0x8000) != 0; marks <<= 1)
+            ++length_; // of a run that may go on
+        start_ = at + (16 - length_) * sizeof(std::uint32_t);
+        return 16;
+    }
+
     void take(std::uint64_t at, std::uint32_t word) {
         if (word < vertex_count_) {
             if (length_++ == 0) start_ = at;

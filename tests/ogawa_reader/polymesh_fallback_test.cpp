@@ -174,7 +174,7 @@ TEST(FallbackNormals, BeginWithTwoTriplesOfLengthOne) {
 }
 
 TEST(FallbackNormals, AreTriedAtEveryOffset) {
-    for (std::uint64_t shift = 0; shift < 9; ++shift) {
+    for (std::uint64_t shift = 0; shift < 70; ++shift) {
         bytes content = vertices_only();
         put_normals(content, data_at + shift, 12016);
         EXPECT_EQ(normals(content), 1000u) << shift;
@@ -308,6 +308,20 @@ TEST(FallbackTopology, IsSoughtAtEveryFourthOffset) {
         const stored_archive archive(with_words(counting(40), data_at + shift));
         EXPECT_EQ(read_mesh(archive).mesh.face_index_count != 0, shift % 4 == 0) << shift;
         EXPECT_TRUE(test::agrees_with_model(archive)) << shift;
+    }
+}
+
+TEST(FallbackTopology, IsFoundAmongRunsOfAnyLengthAtAnyPlace) {
+    std::mt19937 random(91);
+    for (std::uint32_t round = 0; round < 200; ++round) {
+        words data;
+        const std::uint32_t most = round % 40 + 1;
+        while (data.size() < 400) {
+            for (auto length = random() % most + 1; length > 0; --length)
+                data.push_back(static_cast<std::uint32_t>(random() % 1001));
+            data.insert(data.end(), random() % 4 == 0 ? 17 : random() % 3 + 1, 0xFFFFFFFF);
+        }
+        EXPECT_TRUE(test::agrees_with_model(stored_archive(with_words(data)))) << round;
     }
 }
 
