@@ -110,7 +110,9 @@ TEST(UnitQueryNearest, ComparesTheCountAsASignedNumber) {
     unit.tokens = &one;
     for (const std::uint32_t count : {0x80000000u, 0xFFFFFFFFu}) {
         unit.count = count;
+        const failing_heap heap = failing_heap::nth(0);
         EXPECT_EQ(query(unit, 1, 3, 3), results{}) << count;
+        EXPECT_EQ(heap.count(), 0u) << "no list of that many results";
     }
 }
 
