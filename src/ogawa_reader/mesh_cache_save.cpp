@@ -170,8 +170,8 @@ void write_normalized(std::FILE *file, float *vectors, std::uint64_t count) {
     vector_run run;
     while (count > 0) {
         const std::uint64_t piece = std::min(count, at_once);
-        for (std::uint64_t first = 0; first < piece; first += run.size) {
-            const std::uint64_t some = std::min(piece - first, run.size);
+        for (std::uint64_t first = 0; first < piece; first += vector_run::size) {
+            const std::uint64_t some = std::min(piece - first, vector_run::size);
             run.take(vectors + first * 3, some);
             run.normalize();
             run.give(vectors + first * 3, some);

@@ -67,9 +67,9 @@ template <class HashOf>
 void fill_records(qel_alembic_mesh &mesh, HashOf hash_of) {
     const lattice_box box = span_lattice(mesh.bounds);
     lattice_run run;
-    for (std::uint64_t first = 0; first < mesh.vertex_count; first += run.size) {
+    for (std::uint64_t first = 0; first < mesh.vertex_count; first += lattice_run::size) {
         const auto count =
-            static_cast<std::uint32_t>(std::min<std::uint64_t>(run.size, mesh.vertex_count - first));
+            static_cast<std::uint32_t>(std::min<std::uint64_t>(lattice_run::size, mesh.vertex_count - first));
         run.place(mesh.positions + 3 * first, count, box);
         for (std::uint32_t i = 0; i < count; ++i) {
             const auto number = static_cast<std::uint32_t>(first + i);

@@ -36,7 +36,8 @@ inline std::uint32_t field_hash(const char *field) {
     if ((((bytes - ones) | bytes) & tops) != 0) return identity_hash(field); // a zero byte, or a negative one
     constexpr std::uint64_t every_second = 0x00FF00FF00FF00FF, every_fourth = 0x0000FFFF0000FFFF;
     const std::uint64_t pairs = (bytes & every_second) * 33 + (bytes >> 8 & every_second);
-    const std::uint64_t fours = (pairs & every_fourth) * (33 * 33) + (pairs >> 16 & every_fourth);
+    constexpr std::uint64_t power_2 = 1089; // 33 x 33
+    const std::uint64_t fours = (pairs & every_fourth) * power_2 + (pairs >> 16 & every_fourth);
     constexpr std::uint32_t power_4 = 33 * 33 * 33 * 33;
     constexpr std::uint32_t start = 5381 * power_4 * power_4; // mod 2^32
     const std::uint32_t hash =
