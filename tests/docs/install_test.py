@@ -3,7 +3,7 @@
 """Follows the front page: installs the library, then builds and runs its first program with the CMake lines and the
 compiler command that stand there.
 
-Usage: install_test.py PROJECT BUILD_FOLDER C_COMPILER
+Usage: install_test.py PROJECT BUILD_FOLDER C_COMPILER GENERATOR
 """
 import os
 import pathlib
@@ -14,7 +14,7 @@ import sys
 import tempfile
 
 project, build = (pathlib.Path(argument).resolve() for argument in sys.argv[1:3])
-compiler = sys.argv[3]
+compiler, generator = sys.argv[3:5]  # cmake's own choice, make, may be missing where the project was built
 page = (project / "docs" / "index.md").read_text(encoding="utf-8")
 shown = (project / "docs" / "snippets" / "first_program.txt").read_text(encoding="utf-8")
 torus = str(project / "examples" / "data" / "torus.abc")
@@ -45,7 +45,8 @@ with tempfile.TemporaryDirectory() as scratch:
     (folder / "CMakeLists.txt").write_text("cmake_minimum_required(VERSION 3.21)\nproject(reader LANGUAGES C)\n"
                                            + block("cmake", "find_package").replace(
                                                "target_link", "add_executable(program program.c)\ntarget_link"))
-    run("cmake", "-S", folder, "-B", folder / "out", f"-DCMAKE_PREFIX_PATH={prefix}", f"-DCMAKE_C_COMPILER={compiler}")
+    run("cmake", "-G", generator, "-S", folder, "-B", folder / "out", f"-DCMAKE_PREFIX_PATH={prefix}",
+        f"-DCMAKE_C_COMPILER={compiler}")
     run("cmake", "--build", folder / "out")
     expect(run(folder / "out" / "program", torus, cwd=scratch), "with find_package")
     if shutil.which("pkg-config"):
