@@ -14,12 +14,12 @@ byte_window::byte_window(std::FILE *stream)
 byte_view byte_window::at(std::uint64_t offset, std::size_t wanted) {
     wanted = std::min(wanted, max_wanted);
     const bool inside = offset >= start_ && offset - start_ <= held_ && held_ - (offset - start_) >= wanted;
-    if (!inside) refill(offset, wanted);
+    if (!inside) refill(offset);
     const std::size_t skipped = static_cast<std::size_t>(offset - start_);
     return {buffer_ + skipped, held_ - skipped};
 }
 
-void byte_window::refill(std::uint64_t offset, std::size_t wanted) {
+void byte_window::refill(std::uint64_t offset) {
     const bool forward = offset >= start_ && offset - start_ <= held_;
     next_ = forward ? std::min(next_ * 2, capacity_) : max_wanted;
     // What is held already of the new piece moves to the front; only the rest is read.
@@ -28,9 +28,8 @@ void byte_window::refill(std::uint64_t offset, std::size_t wanted) {
         kept = held_ - static_cast<std::size_t>(offset - start_);
         std::copy(buffer_ + (held_ - kept), buffer_ + held_, buffer_);
     }
-    const std::size_t size = std::max(next_, std::max(wanted, kept));
     start_ = offset;
-    held_ = kept + read_at(stream_, offset + kept, buffer_ + kept, size - kept);
+    held_ = kept + read_at(stream_, offset + kept, buffer_ + kept, next_ - kept);
 }
 
 } // namespace qel

@@ -48,16 +48,16 @@ class byte_window {
     static constexpr std::size_t max_wanted = 4096;
 
   private:
-    void refill(std::uint64_t offset, std::size_t wanted);
+    void refill(std::uint64_t offset);
 
     static constexpr std::size_t small_piece = 8192;
     static constexpr std::size_t large_piece = std::size_t{256} << 10;
 
     std::FILE *stream_;
     std::uint64_t length_;
-    std::uint64_t start_ = 0; // where in the stream the held piece begins
-    std::size_t held_ = 0;    // bytes held
-    std::size_t next_ = 4096; // bytes to hold after the next move forward
+    std::uint64_t start_ = 0;       // where in the stream the held piece begins
+    std::size_t held_ = 0;          // bytes held
+    std::size_t next_ = max_wanted; // bytes to hold after the last move; never fewer than anyone may want
     scratch<std::uint8_t> large_;
     std::uint8_t small_[small_piece];
     std::uint8_t *buffer_;

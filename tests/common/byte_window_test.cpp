@@ -73,6 +73,25 @@ TEST_P(ByteWindow, EndsWhereTheStreamEnds) {
     EXPECT_FALSE(window->read(93, word));
 }
 
+TEST_P(ByteWindow, MovesForTheLastByteWanted) {
+    for (std::size_t missing = 0; missing < 3; ++missing) {
+        open(100'000);
+        const std::size_t held = window->at(0, 1).size;
+        ASSERT_LT(held, content.size());
+        expect_bytes_at(held - 80 + missing, 80);
+    }
+}
+
+TEST_P(ByteWindow, GivesAPieceWhereMoreIsWanted) {
+    open(100'000);
+    for (const std::uint64_t offset : {0, 50'000, 60'000, 99'000}) {
+        const byte_view view = window->at(offset, 1'000'000);
+        const std::uint64_t there = content.size() - offset;
+        EXPECT_GE(view.size, std::min<std::uint64_t>(byte_window::max_wanted, there)) << "at " << offset;
+        EXPECT_TRUE(std::equal(view.data, view.data + view.size, content.data() + offset)) << "at " << offset;
+    }
+}
+
 TEST_P(ByteWindow, WalksAScanByWholeViews) {
     open(700'001);
     std::uint64_t offset = 0;

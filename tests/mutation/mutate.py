@@ -12,8 +12,9 @@ Several of - and + in a block belong together, the first to the first. Where a l
 second one. "file PATH" says which source the blocks after it are about, and # begins a comment.
 
 Every mutation is built in a copy of the project. First the tests that mirror the file run, then those of its
-folder, then all others: what passes all of them has survived. The tests are not compiled anew, but for a header whose
-mutation they have not noticed: some of them hold instances of its templates that the library does not.
+folder, then all others: what passes all of them has survived. A mutation that is said to change nothing only meets the
+tests of its folder. The tests are not compiled anew, but for a header whose mutation they have not noticed: some of them
+hold instances of its templates that the library does not.
 """
 
 import argparse
@@ -215,8 +216,9 @@ class Tree:
     def objects(self):
         return (self.build / "src" / "CMakeFiles" / "qel_unit_objects.dir").rglob("*.o")
 
-    def verdict(self, source, original, text):
-        """Whether a test notices the changed text of a source: how it was killed, or that it survived."""
+    def verdict(self, source, original, text, folder_alone):
+        """Whether a test notices the changed text of a source, or one of its folder: how it was killed, or that it
+        survived."""
         folder = source.split("/")[1]
         name, target, command = next(self.steps(folder))
         if name not in self.limits:
@@ -230,7 +232,7 @@ class Tree:
             self.write(source, original, modified)
             if error:
                 return "unbuilt", error
-            outcome, why, last = self.test(source, folder)
+            outcome, why, last = self.test(source, folder, folder_alone)
         finally:
             self.write(source, original, modified)
             for built in self.objects():
@@ -238,14 +240,14 @@ class Tree:
                     built.unlink()
         if outcome == "survived" and source.endswith(".h"):
             self.write(source, text)
-            outcome, why, last = self.test(source, folder)
+            outcome, why, last = self.test(source, folder, folder_alone)
             self.write(source, original)
         for step in self.steps(folder):
             if outcome == "killed" and step[0] == last and last not in self.limits:
                 self.measure(*step)  # so that it was the change that failed there
         return outcome, why
 
-    def test(self, source, folder):
+    def test(self, source, folder, folder_alone):
         """Links and runs the tests with the library's objects as they are; the outcome and the step that gave it."""
         for name, target, command in self.steps(folder):
             error = self.make(target)
@@ -259,6 +261,8 @@ class Tree:
             passed, why = self.run(command, self.limits.get(name, 600))
             if not passed:
                 return "killed", why, name
+            if folder_alone:
+                break
         return "survived", "", name
 
 
@@ -269,7 +273,7 @@ def try_mutation(tree, mutation):
         return "stale", problem
     if text == original:
         return "stale", "it changes nothing"
-    return tree.verdict(mutation.source, original, text)
+    return tree.verdict(mutation.source, original, text, folder_alone=bool(mutation.equivalent))
 
 
 def wrong(mutation, outcome):
@@ -298,15 +302,15 @@ def summary(results):
 
 def main():
     parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
-    parser.add_argument("filter", nargs="?", default="", help="only sources whose path contains this")
+    parser.add_argument("filter", nargs="*", help="only sources whose path contains one of these")
     parser.add_argument("--part", default="1/1", metavar="I/N", help="only each N-th mutation, beginning with the I-th")
     parser.add_argument("--check", action="store_true", help="only look whether all lines are there; build nothing")
     parser.add_argument("--work", default=str(ROOT / "build" / "mutation"), help="where the copies are built")
     arguments = parser.parse_args()
-    part, parts = map(int, arguments.part.split("/"))
 
     mutations = [m for table in sorted(TABLES.glob("*.txt")) for m in read_table(table)]
-    mutations = [m for m in mutations if arguments.filter in m.source]
+    if arguments.filter:
+        mutations = [m for m in mutations if any(part in m.source for part in arguments.filter)]
     stale = [(m, mutated((ROOT / m.source).read_text(), m)[1]) for m in mutations]
     stale = [(m, problem) for m, problem in stale if problem]
     for mutation, problem in stale:
@@ -315,6 +319,7 @@ def main():
         print(f"{len(mutations)} mutations, {len(stale)} stale")
         return 1 if stale or not mutations else 0
 
+    part, parts = map(int, arguments.part.split("/"))
     tree = Tree(pathlib.Path(arguments.work).resolve() / f"{part}of{parts}")
     tree.update()
     results = []
