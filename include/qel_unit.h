@@ -1708,9 +1708,10 @@ QEL_API int32_t qel_agent_dir_load(const char *path);
 /**
  * Writes the directory through a temporary file, the target's name with ".tmp" behind it.
  *
- * On POSIX the target is replaced in one step. Where the temporary file cannot be written whole, or cannot
- * take the target's place, it is removed, the old file stays, and `dirty` and `saved_at` stay as they were.
- * A count above ::QEL_AGENT_CAPACITY is written as it is, with the records that exist.
+ * On POSIX the target is replaced in one step. Where the temporary file cannot be written whole, it is
+ * removed, the old file stays, and `dirty` and `saved_at` stay as they were. Where it is whole but cannot take
+ * the target's place (a folder with files in it, or on Windows a file in use), it stays beside it and counts
+ * as saved. Where the temporary name is a link to another file, that link is removed first. A count above ::QEL_AGENT_CAPACITY is written as it is, with the records that exist.
  *
  * @retval  0 written, or a write or rename failed: the code does not tell
  * @retval -1 there is no directory

@@ -30,6 +30,7 @@ void byte_window::refill(std::uint64_t offset) {
     }
     start_ = offset;
     held_ = kept + read_at(stream_, offset + kept, buffer_ + kept, next_ - kept);
+    if (held_ < next_) length_ = std::min(length_, start_ + held_); // a file may have lost its end meanwhile
 }
 
 } // namespace qel

@@ -29,7 +29,7 @@ class byte_window {
     byte_window(const byte_window &) = delete;
     byte_window &operator=(const byte_window &) = delete;
 
-    /// The stream's length when the window was made.
+    /// The stream's length when the window was made, or less where it has turned out to end sooner.
     std::uint64_t length() const { return length_; }
 
     /// The bytes from `offset` on: at least `wanted` of them (at most max_wanted), fewer only where the stream

@@ -10,7 +10,9 @@
 #endif
 #include <windows.h>
 #else
+#include <sys/stat.h>
 #include <sys/types.h>
+#include <unistd.h>
 #endif
 
 #include <limits>
@@ -56,11 +58,23 @@ std::size_t read_at(std::FILE *stream, std::uint64_t position, void *bytes, std:
     return seek_to(stream, position) ? std::fread(bytes, 1, size, stream) : 0;
 }
 
-bool replace_file(const char *file, const char *target) {
+void remove_link(const char *path) {
 #if defined(_WIN32)
-    return MoveFileExA(file, target, MOVEFILE_REPLACE_EXISTING) != 0;
+    static_cast<void>(path);
 #else
-    return std::rename(file, target) == 0;
+    struct stat status = {};
+    if (lstat(path, &status) != 0) return;
+    if (S_ISLNK(status.st_mode) || (S_ISREG(status.st_mode) && status.st_nlink > 1)) unlink(path);
+#endif
+}
+
+void replace_file(const char *file, const char *target) {
+#if defined(_WIN32)
+    if (MoveFileExA(file, target, MOVEFILE_REPLACE_EXISTING) != 0) return;
+    if (RemoveDirectoryA(target) != 0) MoveFileExA(file, target, 0);
+#else
+    if (std::rename(file, target) == 0) return;
+    if (rmdir(target) == 0) std::rename(file, target);
 #endif
 }
 

@@ -24,7 +24,12 @@ std::uint64_t stream_length(std::FILE *stream);
 /// Reads up to `size` bytes at a position; returns how many were read.
 std::size_t read_at(std::FILE *stream, std::uint64_t position, void *bytes, std::size_t size);
 
-/// Gives a file the name of another, which it replaces in one step: at no moment is there no file.
-bool replace_file(const char *file, const char *target);
+/// Removes a name that leads to a file which has another name as well, where the system can tell: a symbolic link,
+/// one of several hard links.
+void remove_link(const char *path);
+
+/// Gives a file the name of another, which it replaces in one step: at no moment is there no file. An empty folder of
+/// that name gives way, too; where anything else is in the way, both files stay.
+void replace_file(const char *file, const char *target);
 
 } // namespace qel

@@ -19,28 +19,31 @@ constexpr std::uint64_t max_references = std::uint64_t{1} << 24;
 
 /// References that listed nothing, each with the least depth at which that was seen: at a deeper level the
 /// depth limit is nearer, so nothing can come of them there either. Open addressing; a slot packs reference
-/// and depth into one word and is 0 when free. Without memory it remembers less, which costs time only.
+/// and depth into one word and is 0 when free. Without memory it remembers less, which costs time only; so does what
+/// meets too many others.
 class barren_references {
   public:
     bool contains(std::uint64_t reference, std::int32_t depth) const {
         if (capacity_ == 0 || !fits(reference, depth)) return false;
-        const std::uint64_t slot = slots_[find(slots_.get(), capacity_, key_of(reference))];
-        return slot != 0 && depth_of(slot) <= depth;
+        const std::uint64_t *const slot = find(slots_.get(), capacity_, key_of(reference));
+        return slot != nullptr && *slot != 0 && depth_of(*slot) <= depth;
     }
 
     /// For what it does not contain: a depth is only ever replaced by a lesser one.
     void insert(std::uint64_t reference, std::int32_t depth) {
         if (!fits(reference, depth) || !make_room()) return;
         const std::uint64_t key = key_of(reference);
-        std::uint64_t &slot = slots_[find(slots_.get(), capacity_, key)];
-        if (slot == 0) ++used_;
-        slot = key << depth_bits | static_cast<std::uint64_t>(depth);
+        std::uint64_t *const slot = find(slots_.get(), capacity_, key);
+        if (slot == nullptr) return;
+        if (*slot == 0) ++used_;
+        *slot = key << depth_bits | static_cast<std::uint64_t>(depth);
     }
 
   private:
     static constexpr int depth_bits = 16;
     static constexpr std::uint64_t position_end = std::uint64_t{1} << 47;
     static constexpr std::size_t first_capacity = 1024; // a power of two, as every later one
+    static constexpr std::size_t most_steps = 128;
 
     /// What a slot cannot hold (no file reaches that far) is not remembered.
     static bool fits(std::uint64_t reference, std::int32_t depth) {
@@ -52,13 +55,17 @@ class barren_references {
         return static_cast<std::int32_t>(slot & ((1 << depth_bits) - 1));
     }
 
-    /// The slot that holds the key, or the free one where it belongs.
-    static std::size_t find(const std::uint64_t *slots, std::size_t capacity, std::uint64_t key) {
-        const std::size_t mask = capacity - 1;
-        auto i = static_cast<std::size_t>(key * 0x9E3779B97F4A7C15u >> 32) & mask; // Fibonacci hashing
-        while (slots[i] != 0 && slots[i] >> depth_bits != key)
-            i = (i + 1) & mask;
-        return i;
+    /// The slot that holds the key, or the free one where it belongs; null when neither is near. The factor of
+    /// the hash depends on where the slots lie, so that no file can choose positions that all meet.
+    static std::uint64_t *find(std::uint64_t *slots, std::size_t capacity, std::uint64_t key) {
+        constexpr std::uint64_t golden = 0x9E3779B97F4A7C15;
+        const std::uint64_t factor = reinterpret_cast<std::uintptr_t>(slots) * golden | 1;
+        const auto home = static_cast<std::size_t>(key * factor >> 32);
+        for (std::size_t step = 0; step < most_steps; ++step) {
+            std::uint64_t *const slot = slots + ((home + step) & (capacity - 1));
+            if (*slot == 0 || *slot >> depth_bits == key) return slot;
+        }
+        return nullptr;
     }
 
     /// Keeps a quarter of the slots free.
@@ -67,8 +74,13 @@ class barren_references {
         const std::size_t capacity = capacity_ == 0 ? first_capacity : capacity_ * 2;
         scratch<std::uint64_t> slots(heap_zeroed<std::uint64_t>(capacity));
         if (!slots) return false;
+        used_ = 0;
         for (std::size_t i = 0; i < capacity_; ++i) {
-            if (slots_[i] != 0) slots[find(slots.get(), capacity, slots_[i] >> depth_bits)] = slots_[i];
+            if (slots_[i] == 0) continue;
+            std::uint64_t *const slot = find(slots.get(), capacity, slots_[i] >> depth_bits);
+            if (slot == nullptr) continue;
+            *slot = slots_[i];
+            ++used_;
         }
         slots_ = std::move(slots);
         capacity_ = capacity;

@@ -122,48 +122,11 @@ std::uint64_t count_others(const face_list &list, const std::uint32_t *face_offs
     return count;
 }
 
-/// Writes the vertices of a list's faces in order, all but `vertex` itself; returns how many.
-std::uint64_t gather_others(const face_list &list, const std::uint32_t *face_offsets,
-                            const std::uint32_t *face_indices, std::uint32_t vertex, std::uint32_t *others) {
-    std::uint32_t *end = others;
-    for_each_face(list, face_offsets, [&](std::uint32_t first, std::uint32_t last) {
-        end = std::remove_copy(face_indices + first, face_indices + last, end, vertex);
-    });
-    return static_cast<std::uint64_t>(end - others);
-}
-
-constexpr std::uint64_t quick_to_search = 64; // values that are compared each with all before it
-
-/// Moves the first appearance of each value to the front, in order; returns how many there are. Compares each
-/// value with all those kept.
-std::uint64_t keep_first_by_search(std::uint32_t *values, std::uint64_t count) {
-    std::uint32_t *end = values;
-    for (std::uint64_t i = 0; i < count; ++i) {
-        const std::uint32_t value = values[i];
-        if (std::find(values, end, value) == end) *end++ = value;
-    }
-    return static_cast<std::uint64_t>(end - values);
-}
-
-/// The same by sorting (value, place) and back by place, which no choice of values makes slow. `keys` has room
-/// for `count` entries.
-std::uint64_t keep_first_by_sort(std::uint32_t *values, std::uint64_t count, std::uint64_t *keys) {
-    for (std::uint64_t i = 0; i < count; ++i)
-        keys[i] = std::uint64_t{values[i]} << 32 | i;
-    std::sort(keys, keys + count);
-    std::uint64_t *const end =
-        std::unique(keys, keys + count, [](std::uint64_t a, std::uint64_t b) { return a >> 32 == b >> 32; });
-    std::transform(keys, end, keys, [](std::uint64_t key) { return key << 32 | key >> 32; });
-    std::sort(keys, end);
-    std::transform(keys, end, values, [](std::uint64_t key) { return static_cast<std::uint32_t>(key); });
-    return static_cast<std::uint64_t>(end - keys);
-}
-
-constexpr std::uint32_t few = 64; // neighbours, more than vertices but the poles of fans have
+constexpr std::uint32_t most_on_stack = 64; // neighbours, more than vertices but the poles of fans have
 
 /// What one walk over a vertex's faces finds.
 struct gathered {
-    std::uint32_t count;   // neighbours; more than `few` where there are more
+    std::uint32_t count;   // neighbours; more than `most_on_stack` where there are more
     std::uint64_t corners; // of the faces
 };
 
@@ -175,7 +138,7 @@ gathered gather_few_others(const face_list &list, const std::uint32_t *face_offs
     std::uint64_t marks = 0;
     for_each_face(list, face_offsets, [&](std::uint32_t first, std::uint32_t last) {
         walk.corners += last - first;
-        for (std::uint32_t corner = first; corner < last && walk.count <= few; ++corner) {
+        for (std::uint32_t corner = first; corner < last && walk.count <= most_on_stack; ++corner) {
             const std::uint32_t other = face_indices[corner];
             if (other == vertex) continue;
             const std::uint64_t mark = std::uint64_t{1} << other % 64;
@@ -184,25 +147,38 @@ gathered gather_few_others(const face_list &list, const std::uint32_t *face_offs
                 ++seen;
             if (seen != walk.count) continue;
             marks |= mark;
-            if (walk.count < few) others[walk.count] = other;
+            if (walk.count < most_on_stack) others[walk.count] = other;
             ++walk.count;
         }
     });
     return walk;
 }
 
-/// Keys on the stack serve every vertex but the poles of large fans, so that usually the list of neighbours and the
-/// result are all that is asked of the heap.
-std::uint64_t keep_first_appearances(std::uint32_t *values, std::uint64_t count) {
-    constexpr std::uint64_t keys_on_stack = 2048;
-    if (count <= quick_to_search) return keep_first_by_search(values, count);
-    if (count <= keys_on_stack) {
-        std::uint64_t keys[keys_on_stack];
-        return keep_first_by_sort(values, count, keys);
-    }
-    const scratch<std::uint64_t> keys(heap_array<std::uint64_t>(count));
-    return keys != nullptr ? keep_first_by_sort(values, count, keys.get())
-                           : keep_first_by_search(values, count);
+std::uint32_t vertex_of(std::uint64_t key) {
+    return static_cast<std::uint32_t>(key);
+}
+
+/// The same for any number of them: as keys, whose vertices vertex_of() tells. Returns how many there are.
+///
+/// A key holds a corner's vertex and its place. Sorted by vertex, the first of equal ones stays; turned round and
+/// sorted again, they are in the order of their places. No choice of vertices makes that slow.
+std::uint64_t gather_many_others(const face_list &list, const std::uint32_t *face_offsets,
+                                 const std::uint32_t *face_indices, std::uint32_t vertex,
+                                 std::uint64_t *keys) {
+    std::uint64_t count = 0;
+    for_each_face(list, face_offsets, [&](std::uint32_t first, std::uint32_t last) {
+        for (std::uint32_t corner = first; corner < last; ++corner)
+            if (face_indices[corner] != vertex) {
+                keys[count] = std::uint64_t{face_indices[corner]} << 32 | count;
+                ++count;
+            }
+    });
+    std::sort(keys, keys + count);
+    std::uint64_t *const end =
+        std::unique(keys, keys + count, [](std::uint64_t a, std::uint64_t b) { return a >> 32 == b >> 32; });
+    std::transform(keys, end, keys, [](std::uint64_t key) { return key << 32 | key >> 32; });
+    std::sort(keys, end);
+    return static_cast<std::uint64_t>(end - keys);
 }
 
 /// `face_indices` of a mesh, from the address of its `face_counts`. The caller may have no more than the run of
@@ -253,23 +229,22 @@ int32_t ogawa_get_vertex_neighbors(const ogawa_manifold *manifold, const void *f
     const face_list list = faces_of(*manifold, vertex);
     const std::uint32_t *const offsets = manifold->face_offsets;
     const std::uint32_t *const indices = face_indices_from(faces);
-    std::uint32_t few_others[few];
+    std::uint32_t few_others[most_on_stack];
     const gathered walk = gather_few_others(list, offsets, indices, vertex, few_others);
-    const bool are_few = walk.count <= few;
-    constexpr std::uint64_t usual_share = 10; // entries for a face, unless the faces are larger
-    std::uint64_t room = usual_share * list.count;
-    if (walk.corners > room) room = std::max(room, count_others(list, offsets, indices, vertex));
-    // Asked for in any case, but not needed by the few.
-    const scratch<std::uint32_t> seen(heap_array<std::uint32_t>(room));
-    if (seen == nullptr) return lookup_no_memory;
-    std::uint64_t kept = walk.count;
-    if (!are_few) {
-        kept = gather_others(list, offsets, indices, vertex, seen.get());
-        kept = keep_first_appearances(seen.get(), kept);
-    }
+    const bool are_few = walk.count <= most_on_stack;
+    // Ten words a face, as five keys; more only where faces are large and the keys are needed.
+    std::uint64_t room = std::uint64_t{5} * list.count;
+    if (!are_few && walk.corners > room) room = std::max(room, count_others(list, offsets, indices, vertex));
+    const scratch<std::uint64_t> keys(heap_array<std::uint64_t>(room)); // asked for in any case
+    if (keys == nullptr) return lookup_no_memory;
+    const std::uint64_t kept =
+        are_few ? walk.count : gather_many_others(list, offsets, indices, vertex, keys.get());
     std::uint32_t *const result = heap_array<std::uint32_t>(kept);
     if (result == nullptr) return lookup_no_memory;
-    std::copy_n(are_few ? few_others : seen.get(), kept, result);
+    if (are_few)
+        std::copy_n(few_others, kept, result);
+    else
+        std::transform(keys.get(), keys.get() + kept, result, vertex_of);
     *neighbors = result;
     *count = static_cast<std::uint32_t>(kept);
     return found;

@@ -249,17 +249,15 @@ class triangle_writer {
     std::uint32_t *next_;
 };
 
-/// The vertex of a corner, or vertex 0 where hand-made counts lead beyond the indices. A count of 0 means that
-/// the caller did not say how many there are.
-std::uint32_t corner_vertex(const ogawa_polymesh &mesh, std::uint64_t corner) {
-    const bool beyond = mesh.face_index_count != 0 && corner >= mesh.face_index_count;
-    return mesh.face_indices == nullptr || beyond ? 0 : mesh.face_indices[corner];
-}
-
-/// The corners that may be read without asking for each.
+/// The corners that may be read. A count of 0 means that the caller did not say how many there are.
 std::uint64_t corners_held(const ogawa_polymesh &mesh) {
     if (mesh.face_indices == nullptr) return 0;
     return mesh.face_index_count != 0 ? mesh.face_index_count : std::numeric_limits<std::uint64_t>::max();
+}
+
+/// The vertex of a corner, or vertex 0 where hand-made counts lead beyond the indices.
+std::uint32_t corner_vertex(const ogawa_polymesh &mesh, std::uint64_t corner) {
+    return corner < corners_held(mesh) ? mesh.face_indices[corner] : 0;
 }
 
 /// The triangles of a face of any number of corners.

@@ -261,9 +261,11 @@ void free_arrays(const qel_alembic_mesh &mesh) {
     std::free(mesh.tokens);
 }
 
-/// Frees the meshes of a scene or frame.
+/// Frees the meshes of a scene or frame. A record without meshes is not written to: of the many that a file may
+/// claim, those that nobody has touched take no memory yet.
 template <class Owner>
 void release_meshes(Owner &owner) {
+    if (owner.meshes == nullptr) return;
     for (std::uint32_t i = 0; i < meshes_in(owner); ++i)
         free_arrays(owner.meshes[i]);
     release(owner.meshes);

@@ -12,86 +12,95 @@ namespace {
 
 enum build_status : std::int32_t { built = 0, no_meshes = -1, no_memory_for_index = -4 };
 
-/// Which slots are free, as a tree of bits: a bit of level 0 is a slot, a bit of a higher level says whether any
-/// of the 64 bits below it is set. The next free slot is found in a few steps, however long the run of
-/// taken ones: lattice keys have 18 bits, so large scenes fill one run of slots, and walking it at every insertion
-/// would take time in proportion to the square of the scene.
+/// Finds free slots of a table that is only ever filled. Lattice keys have 18 bits, so large scenes fill one run of
+/// slots; walking it at every insertion would take time in proportion to the square of the scene. Here a block of
+/// slots that is full is passed by, and the other full ones behind it as well: a tree of bits leads to the next block
+/// that is not, however long the run.
 class free_slots {
   public:
-    free_slots() : words_(heap_array<std::uint64_t>(level_start[levels])) {
-        if (!words_) return;
-        std::memset(words_.get(), 0, level_start[levels] * sizeof(std::uint64_t));
-        for (std::uint32_t level = 0, bits = index_slots; level < levels; ++level, bits /= 64)
-            std::memset(words_.get() + level_start[level], 0xFF, bits / 8);
+    explicit free_slots(const std::uint32_t *table) : table_(table) {
+        for (std::uint32_t level = 0, bits = blocks; level < levels; ++level, bits /= 64)
+            std::memset(open_ + level_start[level], 0xFF, bits / 8);
     }
-
-    explicit operator bool() const { return words_ != nullptr; }
 
     /// Takes the first free slot from `home` on, round the table's end; empty_slot when all are taken.
     std::uint32_t take(std::uint32_t home) {
-        std::uint32_t slot = first_from(home);
-        if (slot == empty_slot) slot = first_from(0);
-        if (slot == empty_slot) return empty_slot;
-        for (std::uint32_t level = 0, bit = slot; level < levels; ++level, bit /= 64) {
-            std::uint64_t &word = words_[level_start[level] + bit / 64];
-            word &= ~(std::uint64_t{1} << bit % 64);
-            if (word != 0) break;
+        const std::uint32_t home_block = home / block_slots;
+        std::uint32_t slot = first_in(home, home_block);
+        if (slot == empty_slot) {
+            std::uint32_t block = next_open(home_block + 1);
+            if (block == blocks) block = next_open(0);
+            if (block == blocks) return empty_slot;
+            const std::uint32_t first = block * block_slots;
+            slot = first_in(block == last_block_ ? last_slot_ : first, block);
+            last_block_ = block; // all of it before the slot is taken
+            last_slot_ = slot;
         }
+        if (++taken_[slot / block_slots] == 0) close(slot / block_slots);
         return slot;
     }
 
   private:
-    std::uint32_t first_from(std::uint32_t bit) const {
-        for (std::uint32_t level = 0; level < levels; ++level, bit = bit / 64 + 1) {
-            const std::uint64_t rest = words_[level_start[level] + bit / 64] >> bit % 64;
-            if (rest == 0) continue;
-            bit += lowest_bit(rest);
-            while (level-- > 0)
-                bit = bit * 64 + lowest_bit(words_[level_start[level] + bit]);
-            return bit;
-        }
+    static constexpr std::uint32_t block_slots = 256; // so that the count of a full block is 0 again
+    static constexpr std::uint32_t blocks = index_slots / block_slots;
+    static constexpr std::uint32_t levels = 3;
+    // 2^15, 2^9 and 2^3 bits; each level ends with a word of zeros, where a search beyond its end stops.
+    static constexpr std::uint32_t level_start[levels + 1] = {0, 513, 522, 524};
+
+    bool is_open(std::uint32_t block) const { return (open_[block / 64] >> block % 64 & 1) != 0; }
+
+    /// The first free slot of a block from `slot` on.
+    std::uint32_t first_in(std::uint32_t slot, std::uint32_t block) const {
+        if (!is_open(block)) return empty_slot;
+        for (const std::uint32_t end = (block + 1) * block_slots; slot != end; ++slot)
+            if (table_[slot] == empty_slot) return slot;
         return empty_slot;
     }
 
-    static constexpr std::uint32_t levels = 4;
-    // 2^23, 2^17, 2^11 and 2^5 bits; each level ends with a word of zeros, where a search beyond its end stops.
-    static constexpr std::uint32_t level_start[levels + 1] = {0, 131073, 133122, 133155, 133157};
+    /// The first block from `block` on that is not full; `blocks` where there is none.
+    std::uint32_t next_open(std::uint32_t bit) const {
+        for (std::uint32_t level = 0; level < levels; ++level, bit = bit / 64 + 1) {
+            const std::uint64_t rest = open_[level_start[level] + bit / 64] >> bit % 64;
+            if (rest == 0) continue;
+            bit += lowest_bit(rest);
+            while (level-- > 0)
+                bit = bit * 64 + lowest_bit(open_[level_start[level] + bit]);
+            return bit;
+        }
+        return blocks;
+    }
 
-    scratch<std::uint64_t> words_;
+    void close(std::uint32_t bit) {
+        for (std::uint32_t level = 0; level < levels; ++level, bit /= 64) {
+            std::uint64_t &word = open_[level_start[level] + bit / 64];
+            word &= ~(std::uint64_t{1} << bit % 64);
+            if (word != 0) break;
+        }
+    }
+
+    const std::uint32_t *table_;
+    std::uint32_t last_block_ = blocks; // where the last search from a block's start ended
+    std::uint32_t last_slot_ = 0;
+    std::uint8_t taken_[blocks] = {};
+    std::uint64_t open_[level_start[levels]] = {};
 };
 
-/// Enters every processed vertex in order, in the slot that `take` gives for its home; ends when there is none.
-template <class Take>
-void enter_vertices(const qel_alembic_file &scene, std::uint32_t *table, Take take) {
+/// Enters every processed vertex in order; ends when there is no slot.
+void fill_table(const qel_alembic_file &scene, std::uint32_t *table) {
+    std::memset(table, 0xFF, std::size_t{index_slots} * sizeof *table);
+    free_slots free_ones(table);
     std::uint64_t first = 0; // global number of the mesh's first vertex
     for (std::uint32_t m = 0; m < scene.mesh_count; ++m) {
         const qel_alembic_mesh &mesh = scene.meshes[m];
         const std::uint64_t end = first + mesh.vertex_count;
         if (end > empty_slot) return; // such numbers have no room in a slot
         for (std::uint32_t v = 0; mesh.vertices != nullptr && v < mesh.vertex_count; ++v) {
-            const std::uint32_t slot = take(home_slot(mesh.vertices[v].morton));
+            const std::uint32_t slot = free_ones.take(home_slot(mesh.vertices[v].morton));
             if (slot == empty_slot) return;
             table[slot] = static_cast<std::uint32_t>(first + v);
         }
         first = end;
     }
-}
-
-void fill_table(const qel_alembic_file &scene, std::uint32_t *table) {
-    std::memset(table, 0xFF, std::size_t{index_slots} * sizeof *table);
-    free_slots free_ones;
-    if (free_ones) {
-        enter_vertices(scene, table, [&free_ones](std::uint32_t home) { return free_ones.take(home); });
-        return;
-    }
-    std::uint32_t taken = 0; // without scratch memory, by walking
-    enter_vertices(scene, table, [table, &taken](std::uint32_t slot) {
-        if (taken == index_slots) return empty_slot;
-        ++taken;
-        while (table[slot] != empty_slot)
-            slot = next_slot(slot);
-        return slot;
-    });
 }
 
 } // namespace

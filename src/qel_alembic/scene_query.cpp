@@ -31,7 +31,7 @@ struct mesh_numbers {
 };
 
 /// Finds the mesh that a global number belongs to. The first time costs a walk over the meshes; for a search that goes
-/// on, signposts at regular distances shorten all further walks.
+/// on, signposts shorten all further walks: one at every mesh, or without memory for so many at regular distances.
 class mesh_finder {
   public:
     explicit mesh_finder(const qel_alembic_file &scene) : scene_(scene), count_(meshes_in(scene)) {}
@@ -40,9 +40,9 @@ class mesh_finder {
     mesh_numbers find(std::uint32_t number) {
         if (++finds_ == 2) set_signposts();
         mesh_numbers numbers = {0, 0, 0};
-        if (posts_ > 0) {
-            const std::uint64_t *const post = std::upper_bound(first_, first_ + posts_, number) - 1;
-            numbers.mesh = static_cast<std::uint32_t>(post - first_) * stride_;
+        if (post_count_ > 0) {
+            const std::uint64_t *const post = std::upper_bound(posts_, posts_ + post_count_, number) - 1;
+            numbers.mesh = static_cast<std::uint32_t>(post - posts_) * stride_;
             numbers.first = *post;
         }
         for (; numbers.mesh < count_; ++numbers.mesh) {
@@ -55,22 +55,28 @@ class mesh_finder {
 
   private:
     void set_signposts() {
-        stride_ = count_ / most_posts + 1;
+        if (count_ > few) all_ = scratch<std::uint64_t>(heap_array<std::uint64_t>(count_));
+        if (all_ != nullptr)
+            posts_ = all_.get();
+        else
+            stride_ = count_ / few + 1;
         std::uint64_t first = 0;
         for (std::uint32_t mesh = 0; mesh < count_; ++mesh) {
-            if (mesh % stride_ == 0) first_[posts_++] = first;
+            if (mesh % stride_ == 0) posts_[post_count_++] = first;
             first += scene_.meshes[mesh].vertex_count;
         }
     }
 
-    static constexpr std::uint32_t most_posts = 256;
+    static constexpr std::uint32_t few = 256;
 
     const qel_alembic_file &scene_;
     std::uint32_t count_;
     std::uint32_t finds_ = 0;
     std::uint32_t stride_ = 1;
-    std::uint32_t posts_ = 0;
-    std::uint64_t first_[most_posts]; // of every stride-th mesh
+    std::uint32_t post_count_ = 0;
+    std::uint64_t few_posts_[few];
+    std::uint64_t *posts_ = few_posts_; // the first number of every stride-th mesh
+    scratch<std::uint64_t> all_;
 };
 
 std::uint64_t difference(std::uint64_t a, std::uint64_t b) {

@@ -76,8 +76,9 @@ bool write_directory(std::FILE *stream, const qel_agent_dir &directory, std::int
     return std::ferror(stream) == 0;
 }
 
-/// A null path means the directory's own. A failed write or rename is not reported, but it leaves the old file
-/// and the dirty mark, so that the next save tries again.
+/// A null path means the directory's own. Failures behind the creation are not reported. What could not be written
+/// whole leaves the old file and the dirty mark, so that the next save tries again; a whole file that cannot take the
+/// target's place stays beside it, and counts as saved.
 save_status save_directory(const char *path) {
     if (g_agent_dir == nullptr) return no_directory;
     qel_agent_dir &directory = *g_agent_dir;
@@ -88,12 +89,14 @@ save_status save_directory(const char *path) {
     std::snprintf(temporary, sizeof temporary, "%s.tmp", target);
     // A target of just as many characters as fit leaves no room for the suffix: it is written in place.
     const bool in_place = std::strcmp(temporary, target) == 0;
+    if (!in_place) remove_link(temporary); // it may lead to the old file
     file_stream stream(std::fopen(temporary, "wb"));
     if (!stream) return cannot_create;
     const auto now = static_cast<std::int64_t>(std::time(nullptr));
     const bool written = write_directory(stream.get(), directory, now);
     const bool closed = std::fclose(stream.release()) == 0;
-    if (written && closed && (in_place || replace_file(temporary, target))) {
+    if (written && closed) {
+        if (!in_place) replace_file(temporary, target);
         directory.dirty = 0;
         directory.saved_at = now;
     } else if (!in_place) {

@@ -7,6 +7,7 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <random>
 
 namespace qel {
@@ -76,7 +77,8 @@ TEST_P(ByteWindow, EndsWhereTheStreamEnds) {
 TEST_P(ByteWindow, MovesForTheLastByteWanted) {
     for (std::size_t missing = 0; missing < 3; ++missing) {
         open(100'000);
-        const std::size_t held = window->at(0, 1).size;
+        const std::size_t held = window->at(0, 80).size;
+        ASSERT_GE(held, 80u);
         ASSERT_LT(held, content.size());
         expect_bytes_at(held - 80 + missing, 80);
     }
@@ -90,6 +92,19 @@ TEST_P(ByteWindow, GivesAPieceWhereMoreIsWanted) {
         EXPECT_GE(view.size, std::min<std::uint64_t>(byte_window::max_wanted, there)) << "at " << offset;
         EXPECT_TRUE(std::equal(view.data, view.data + view.size, content.data() + offset)) << "at " << offset;
     }
+}
+
+TEST_P(ByteWindow, KnowsTheNewEndOfAFileThatWasCutMeanwhile) {
+    open(100'000);
+    content.resize(50'000);
+    std::filesystem::resize_file(folder.file("bytes"), content.size());
+    EXPECT_EQ(window->length(), 100'000u);
+    expect_bytes_at(40'000, 4'096);
+    EXPECT_EQ(window->length(), 100'000u) << "nothing has been missing";
+    expect_bytes_at(49'000, 4'096);
+    EXPECT_EQ(window->length(), 50'000u);
+    EXPECT_EQ(window->at(90'000, 8).size, 0u);
+    EXPECT_EQ(window->length(), 50'000u);
 }
 
 TEST_P(ByteWindow, WalksAScanByWholeViews) {

@@ -203,7 +203,8 @@ TEST(DataNodes, OfAGroupThatOnceHadNoMemoryAreFoundLater) {
     archive_writer archive;
     const std::uint64_t a = claim(archive, 200);
     const std::uint64_t inner = archive.group({a, a, a});
-    const std::uint64_t middle = archive.group({inner});
+    const std::uint64_t barren = claim(archive, 50);
+    const std::uint64_t middle = archive.group({inner, barren});
     const std::uint64_t outer = archive.group({middle, middle});
     const stored_archive stored(archive.content());
     // The window, the outer group, the middle one; the fourth allocation is the inner group's.

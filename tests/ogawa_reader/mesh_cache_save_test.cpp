@@ -187,10 +187,11 @@ TEST_F(MeshCacheSave, WritesLargeMeshesWhole) {
 
 TEST_F(MeshCacheSave, FansOneFaceOfManyCorners) {
     cache_mesh mesh;
-    mesh.positions = floats(50'000 * 3, 0.5f);
-    mesh.face_counts = {50'000};
-    for (std::uint32_t i = 0; i < 50'000; ++i)
-        mesh.face_indices.push_back(i * 7 % 50'000);
+    const std::uint32_t corners = 140'000; // more triangles than are gathered for one write
+    mesh.positions = floats(corners * 3, 0.5f);
+    mesh.face_counts = {corners};
+    for (std::uint32_t i = 0; i < corners; ++i)
+        mesh.face_indices.push_back(i * 9 % corners);
     EXPECT_TRUE(saved(mesh.record()) == model::save_mesh(mesh.record(), nullptr).content);
 }
 
@@ -275,6 +276,12 @@ TEST_F(MeshCacheSave, WithoutAnIndexCountTheIndicesAreTaken) {
     record.face_index_count = 0;
     EXPECT_EQ(values_at<std::uint32_t>(saved(record), 64 + 48, 6), (numbers{3, 2, 9, 3, 9, 0}))
         << "unchecked";
+    mesh.face_indices = {3, 2, 9, 0, 1, 2, 3};
+    mesh.face_counts = {7}; // and likewise in a face of many corners
+    record = mesh.record();
+    record.face_index_count = 0;
+    EXPECT_EQ(values_at<std::uint32_t>(saved(record), 64 + 48, 15),
+              (numbers{3, 2, 9, 3, 9, 0, 3, 0, 1, 3, 1, 2, 3, 2, 3}));
 }
 
 TEST_F(MeshCacheSave, TrianglesBeyond32BitsAreLeftOut) {

@@ -175,7 +175,7 @@ TEST_F(AgentSave, KeepsTheOldFileAndTheDirtyMarkWhereTheDiskIsFull) {
     }
 }
 #else
-TEST_F(AgentSave, KeepsTheOldFileAndTheDirtyMarkWhereAnotherProgramHoldsIt) {
+TEST_F(AgentSave, KeepsTheWholeFileBesideOneThatAnotherProgramHolds) {
     ASSERT_EQ(qel_agent_dir_init(path.c_str()), 0);
     ASSERT_EQ(qel_agent_dir_save(nullptr), 0);
     const bytes old = read_file(path);
@@ -184,23 +184,59 @@ TEST_F(AgentSave, KeepsTheOldFileAndTheDirtyMarkWhereAnotherProgramHoldsIt) {
     EXPECT_EQ(qel_agent_dir_save(nullptr), 0) << "the code does not tell";
     std::fclose(other);
     EXPECT_EQ(read_file(path), old);
-    EXPECT_EQ(files_in(folder.path()), 1u) << "the temporary file is removed";
-    EXPECT_EQ(g_agent_dir->dirty, 1u);
-    EXPECT_EQ(qel_agent_dir_sync(), 0) << "the next save tries again";
+    EXPECT_EQ(read_file(path + ".tmp").size(), 64u);
+    EXPECT_EQ(qel_agent_dir_save(nullptr), 0);
     EXPECT_EQ(read_file(path).size(), 64u);
 }
 #endif
 
-TEST_F(AgentSave, LeavesAFolderInTheTargetsPlace) {
+TEST_F(AgentSave, KeepsTheWholeFileBesideAFolderInTheTargetsPlace) {
     fs::create_directory(path);
     write_file(path + "/inside", bytes(3, 'i'));
     spawn();
     EXPECT_EQ(qel_agent_dir_save(path.c_str()), 0);
-    EXPECT_EQ(g_agent_dir->dirty, 1u);
-    EXPECT_EQ(g_agent_dir->saved_at, 0);
+    EXPECT_EQ(g_agent_dir->dirty, 0u);
+    EXPECT_NE(g_agent_dir->saved_at, 0);
     EXPECT_EQ(read_file(path + "/inside"), bytes(3, 'i'));
-    EXPECT_EQ(files_in(folder.path()), 1u) << "the temporary file is removed";
+    EXPECT_EQ(read_file(path + ".tmp").size(), 64u);
 }
+
+TEST_F(AgentSave, TakesThePlaceOfAnEmptyFolder) {
+    fs::create_directory(path);
+    spawn();
+    EXPECT_EQ(qel_agent_dir_save(path.c_str()), 0);
+    EXPECT_EQ(read_file(path).size(), 64u);
+    EXPECT_EQ(files_in(folder.path()), 1u);
+}
+
+#if !defined(_WIN32)
+TEST_F(AgentSave, KeepsTheOldFileWhereTheTemporaryNameLeadsToIt) {
+    const std::string temporary = path + ".tmp";
+    for (const bool symbolic : {true, false}) {
+        discard_directory();
+        fs::remove(path);
+        ASSERT_EQ(qel_agent_dir_init(path.c_str()), 0);
+        ASSERT_EQ(qel_agent_dir_save(nullptr), 0);
+        const bytes old = read_file(path);
+        const auto link = [&] {
+            symbolic ? fs::create_symlink(path, temporary) : fs::create_hard_link(path, temporary);
+        };
+        spawn();
+        link();
+        {
+            const full_disk disk(10);
+            EXPECT_EQ(qel_agent_dir_save(nullptr), 0);
+        }
+        EXPECT_EQ(read_file(path), old);
+        EXPECT_EQ(g_agent_dir->dirty, 1u);
+        link();
+        EXPECT_EQ(qel_agent_dir_save(nullptr), 0);
+        EXPECT_TRUE(fs::is_regular_file(fs::symlink_status(path)));
+        EXPECT_EQ(read_file(path).size(), 64u);
+        EXPECT_EQ(files_in(folder.path()), 1u);
+    }
+}
+#endif
 
 TEST_F(AgentSave, CutsTheTemporaryNameTo259Characters) {
     spawn();
