@@ -6,7 +6,7 @@
  * Readable as C99 and as C++17. These conventions hold everywhere and are not repeated below:
  *
  * 1. **Status.** A function that can fail returns a signed 32-bit status: 0 for success, then -1, -2, -3, …
- *    in the order in which its steps can fail. Lookups in a unit return a token number, or ::QEL_NOT_FOUND.
+ *    mostly in the order in which its steps can fail. Lookups in a unit return a token number, or ::QEL_NOT_FOUND.
  *    Queries return a count, 0 on bad arguments. Nothing is printed, logged or kept in a global variable.
  * 2. **Ownership.** The caller allocates every record and passes a pointer to it. The library hangs arrays on
  *    the record; the record's release function frees them and nulls the pointers, never the record itself.
@@ -16,7 +16,8 @@
  *    `malloc`ed arrays may be given to a release function. An allocation of zero bytes is never a failure.
  *    A function holds its result plus a bounded scratch; where the scratch grows with the input, it says so.
  * 4. **Arguments.** Pointers are tested for null only where the function says so. Arrays must hold as many
- *    entries as the counts say. Inputs are never written; outputs must not overlap inputs.
+ *    entries as the counts say. Inputs are never written; outputs must not overlap inputs but
+ *    where the function allows it (::qel_skin_apply).
  * 5. **Threads.** No function starts a thread, waits or locks. The agent directory is process-wide state, and
  *    an archive's stream and first-mesh cache are shared through its record: callers serialise their calls on
  *    those. Everything else touches only its arguments.
@@ -200,7 +201,7 @@ struct qel_unit {
  * @retval  0 built
  * @retval -1 `unit` is null or `count` is 0: nothing touched
  * @retval -2 no memory for the tokens: `version`, `count` and `extra` are set, `tokens` is null, the other
- *            pointers are as they were
+ *            pointers are as they were: only a record that was zeroed before can be released then
  * @retval -3 no memory for an index: tokens and indexes are released and null, the numbers set
  * @retval -4 no memory for `order`: as after ::qel_unit_free, and `order` is null
  * @param[out] unit  the record to fill; what it held is overwritten, not freed
@@ -252,7 +253,7 @@ QEL_API int32_t qel_unit_save(const char *path, const qel_unit *unit);
  * @retval -2 fewer than 24 bytes: `unit` untouched
  * @retval -3 the file does not begin with "QEL" and a zero byte: `unit` untouched
  * @retval -4 no memory for as many tokens as the header claims: `version`, `count`, `extra` set, `tokens`
- * null
+ *            null
  * @retval -5 no memory for an index: tokens and indexes are released and null
  * @retval -6 no memory for `order`: as after ::qel_unit_free, and `order` is null
  * @param path       file to read
@@ -550,9 +551,8 @@ struct ogawa_uv_set {
     float *values;        /**< owned; `value_count` pairs (u, v) */
     uint32_t value_count; /**< number of pairs */
     uint32_t *indices;    /**< owned, may be null; per face corner an index into `values` */
-    uint32_t
-        index_count; /**< entries in `indices`; where it is 0 beside an array, the array is not bounded */
-    uint32_t scope;  /**< ::OGAWA_SCOPE_VERTEX or ::OGAWA_SCOPE_FACE_VARYING; the reader writes the latter */
+    uint32_t index_count; /**< entries in `indices`; 0 beside an array: not bounded */
+    uint32_t scope; /**< ::OGAWA_SCOPE_VERTEX or ::OGAWA_SCOPE_FACE_VARYING; the reader writes the latter */
 };
 
 /** Per-vertex tangents and bitangents. */
@@ -662,8 +662,8 @@ struct ogawa_archive {
  * Opens an archive and checks its 16-byte header. The record may be passed to the readers only after a 0.
  *
  * @retval  0 open
- * @retval -1 `path` or `archive` is null (record untouched); the file cannot be opened, or has fewer than 5
- * bytes
+ * @retval -1 `path` or `archive` is null (record untouched); the file cannot be opened, or has fewer than
+ *            5 bytes
  * @retval -2 the file does not begin with "Ogawa"
  * @retval -3 the sixth byte is missing or not 0xFF: the file is still being written
  * @retval -4 the two version bytes are missing
@@ -738,7 +738,7 @@ QEL_API const char *ogawa_schema_to_string(ogawa_schema schema);
  * @param object     name and path are copied from it; null gives "mesh" and "/mesh"
  * @param sample     ignored: every archive is read as one static sample
  * @param[out] mesh  the record; cleared first, what it held is not freed. Release it with
- * ::ogawa_free_polymesh
+ *                   ::ogawa_free_polymesh
  */
 QEL_API int ogawa_read_polymesh(const ogawa_archive *archive, const ogawa_object *object, uint64_t sample,
                                 ogawa_polymesh *mesh);
@@ -761,7 +761,8 @@ QEL_API ogawa_polymesh *ogawa_get_first_polymesh(ogawa_archive *archive);
  *
  * @retval  0 read
  * @retval -1 `archive`, its stream or an output is null, or no array of at least 100 triples was found
- * (outputs untouched); or nothing could be read or kept (`*count` is 0 and `*positions` is a buffer to free)
+ *            (outputs untouched); or nothing could be read or kept (`*count` is 0 and `*positions` is a
+ *            buffer to free)
  * @retval -2 no memory: `*count` is the number of triples sought, `*positions` null
  * @param archive         an open archive; its stream position moves
  * @param object          ignored
@@ -876,7 +877,7 @@ QEL_API int32_t ogawa_get_vertex_faces(const ogawa_manifold *manifold, uint32_t 
  * @retval -2 no memory: outputs untouched
  * @param manifold        a built manifold; may be null
  * @param faces           `&mesh->face_counts`: the mesh's fields `face_counts`, `face_count` and
- * `face_indices` in their places; only `face_indices` is read
+ *                        `face_indices` in their places; only `face_indices` is read
  * @param vertex          vertex number
  * @param[out] neighbors  an array of `*count` vertex numbers for the caller to free
  * @param[out] count      number of neighbours
@@ -907,9 +908,8 @@ QEL_API void ogawa_free_manifold(ogawa_manifold *manifold);
  * within [-1.1, 1.1]. A block cut short by the file's end is completed with zeros.
  *
  * @retval  0 read
- * @retval -1 `archive`, its stream or `frame` is null (nothing touched); or the file is too short or has no
- * pair
- *            (`frame` is empty)
+ * @retval -1 `archive`, its stream or `frame` is null (nothing touched); or the file is too short or has
+ *            no pair (`frame` is empty)
  * @retval -2 no memory: `count` is set; where only one array failed, the other's pointer is left pointing at
  *            freed memory: do not release the record
  * @param archive     an open archive; its stream position moves
@@ -1224,8 +1224,8 @@ QEL_API int32_t qel_alembic_build_hash_table(qel_alembic_file *scene);
 /**
  * Releases a scene's meshes, frames and index; totals, times, source and `hash_size` stay.
  *
- * @param[in,out] scene  may be null; a record with counts and null arrays is harmless. The record itself is
- * not freed
+ * @param[in,out] scene  may be null; a record with counts and null arrays is harmless. The record itself
+ *                       is not freed
  */
 QEL_API void qel_alembic_free(qel_alembic_file *scene);
 
@@ -1330,7 +1330,7 @@ QEL_API uint32_t qel_alembic_query_layer(const qel_alembic_file *scene, uint8_t 
  *
  * @retval  0 copied
  * @retval -1 `scene` or `out` is null, there is no mesh, or no frame with meshes has that number: `out`
- * untouched
+ *            untouched
  * @param scene     the scene; may be null
  * @param frame     frame number; the first frame with it that has meshes counts
  * @param[out] out  a shallow copy that shares the scene's arrays: do not release it

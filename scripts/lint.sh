@@ -1,10 +1,11 @@
 #!/usr/bin/env bash
 # Checks format and lint over the sources. Usage: scripts/lint.sh [--fix]
 source "$(dirname "$0")/lib.sh"
-need "${build_packages[@]}" clang clang-format clang-tidy
+need "${build_packages[@]}" clang clang-format clang-tidy git
 cmake --preset release >/dev/null # for compile_commands.json
 mapfile -t all < <(git ls-files '*.h' '*.c' '*.cpp')
 mapfile -t sources < <(git ls-files 'src/*.cpp')
+[ ${#sources[@]} -gt 0 ] || { echo "git lists no sources here" >&2; exit 2; }
 if [ "${1:-}" = --fix ]; then
     clang-format -i "${all[@]}"
     exit

@@ -18,6 +18,7 @@ without=(
     UnitLoad.RandomBytesEndInADocumentedCode      # thousands of loads of two 32 MB tables
     UnitLoad.FilesOfEveryLengthGiveTheirWholeRecords
     HostileScene.WithAnyByteAtAnExtremeLoadsOrIsRefused # as scripts/msan.sh's scene_file
+    HostileScene.OfMillionsOfFramesThatItDoesNotHoldIsReleasedWithoutTakingMemory
     HostileScene.ThroughAPipeTakesNoMemoryForVerticesThatItDoesNotHold # measures the process's memory
     DataNodes.BehindTheFirst16777216ReferencesAreNotFollowed
 )

@@ -97,7 +97,7 @@ class node_walk {
     explicit node_walk(ogawa_node_collector &collector) : list_(collector), window_(collector.stream) {}
 
     /// Lists what a reference leads to. False when something below it went unseen, so that another visit
-    /// might list more.
+    /// might list more; the depth limit hides nothing that another visit at the same level would see.
     bool follow(std::uint64_t reference, std::int32_t depth);
 
   private:

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "ogawa_reader/polymesh.h"
+#include "ogawa_reader/polymesh_fallback.h"
 
 #include "common/bounds.h"
 #include "common/bytes.h"

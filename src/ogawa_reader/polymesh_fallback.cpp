@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
+#include "ogawa_reader/polymesh_fallback.h"
 #include "common/bits.h"
 #include "common/byte_window.h"
 #include "common/bytes.h"
 #include "common/file.h"
 #include "common/heap.h"
-#include "ogawa_reader/polymesh.h"
 
 #include <algorithm>
 #include <cmath>

@@ -16,6 +16,8 @@ static_assert(std::numeric_limits<float>::is_iec559 && std::numeric_limits<doubl
               "products that leave single precision become infinities");
 
 constexpr std::int32_t no_skin = -1;
+
+/// `left` x `right`, row by column.
 joint_matrix product(const double *left, const double *right) {
     joint_matrix result;
     for (std::size_t r = 0; r < 4; ++r)

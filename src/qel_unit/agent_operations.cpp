@@ -10,8 +10,8 @@ namespace qel {
 namespace {
 
 constexpr std::uint32_t id_length = 8;
-constexpr std::uint32_t id_prefix =
-    0x2A9E0000;                          // what every id begins with, and the parent of parentless agents
+// What every id begins with, and the parent of parentless agents.
+constexpr std::uint32_t id_prefix = 0x2A9E0000;
 constexpr std::uint32_t named_tiers = 3; // tiers with ids of their own
 constexpr std::uint32_t ids_per_tier = 28;
 

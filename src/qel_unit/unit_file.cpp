@@ -187,7 +187,7 @@ void rotate_tokens(qel_token *tokens, std::uint32_t count, sort_entry *entries) 
     }
 }
 
-/// Sorts the tokens ascending by key; equal keys keep the file's order.
+/// Sorts the tokens ascending by key; equal keys keep the file's order. Overwrites the nodes of both indexes.
 void sort_tokens(qel_unit &unit) {
     if (std::is_sorted(unit.tokens, unit.tokens + unit.count, key_before)) return;
     const key_prefix prefix(differing_bits(unit.tokens, unit.count));
@@ -218,7 +218,7 @@ int32_t qel_unit_load(const char *path, qel_unit *unit) {
     const qel::load_status status = qel::read_unit(stream.get(), *unit, missing);
     if (status != qel::loaded) return status;
     stream.reset();
-    // All that can fail comes first: whether the sort gets its scratch memory changes no code.
+    // Whatever has a code is allocated before the sort, which may use the nodes and does without scratch memory.
     if (!qel::allocate_indexes(*unit)) return qel::no_index;
     if (!qel::allocate_order(*unit)) return qel::no_order;
     if (missing != 0) qel::shrink_tokens(*unit);

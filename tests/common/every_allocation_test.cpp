@@ -59,9 +59,12 @@ void expect_every_allocation_may_fail(const std::vector<allocating_call> &calls)
 
 TEST(EveryAllocation, OfUnitsAndAgentsMayFail) {
     const test::temp_folder folder;
-    const std::string unit_path = folder.file("unit"), agents_path = folder.file("agents");
+    const std::string unit_path = folder.file("unit"), short_path = folder.file("short");
+    const std::string agents_path = folder.file("agents");
     const test::token_arrays arrays(test::tokens_with_keys({9, 4, 7}));
     test::write_file(unit_path, test::unit_file(test::tokens_with_keys({9, 4, 7})));
+    test::write_file(short_path,
+                     test::unit_file(1000, test::tokens_with_keys({9, 4, 7}))); // claims a thousand
     test::write_file(agents_path, test::directory_file({test::make_agent("2A9E0100")}));
     std::vector<qel_token> sorted = test::tokens_with_keys({4, 7, 9});
     const qel_unit borrowed = test::borrowed_unit(sorted);
@@ -76,6 +79,7 @@ TEST(EveryAllocation, OfUnitsAndAgentsMayFail) {
     expect_every_allocation_may_fail(
         {{"create", [&] { return arrays.create(unit); }, {-2, -3, -4}, reset},
          {"load", [&] { return qel_unit_load(unit_path.c_str(), &unit); }, {-4, -5, -6}, reset},
+         {"load short", [&] { return qel_unit_load(short_path.c_str(), &unit); }, {-4, -5, -6}, reset},
          {"nearest",
           [&] { return static_cast<int>(qel_unit_query_nearest(&borrowed, 5, 2, numbers, distances)) - 2; },
           {-2},
@@ -164,6 +168,10 @@ TEST(EveryAllocation, OfArchivesMayFail) {
           [&] { return ogawa_read_polymesh(&tree.record, nullptr, 0, &mesh); },
           {-1, -2},
           [&] { ogawa_free_polymesh(&mesh); }},
+         {"polymesh by bytes",
+          [&] { return ogawa_read_polymesh(&large.record, nullptr, 0, &mesh); },
+          {-1, -2},
+          [&] { ogawa_free_polymesh(&mesh); }},
          {"positions",
           [&] { return ogawa_read_positions(&large.record, nullptr, 0, &values, &count); },
           {-2},
@@ -240,6 +248,37 @@ TEST(EveryAllocation, OfGeometryAndTheMeshCacheMayFail) {
           [&] { return ogawa_get_vertex_neighbors(&mesh.manifold, &mesh.face_counts, 0, &list, &count); },
           {-2},
           release_list}});
+    ogawa_free_manifold(&mesh.manifold);
+}
+
+TEST(EveryAllocation, OfLargeMeshesMayFail) {
+    test::plain_mesh torus = test::make_torus(100, 60, 4.0f, 1.0f);
+    test::cache_mesh hub; // faces of five corners round vertex 0
+    hub.positions = torus.positions;
+    for (std::uint32_t i = 1; i < 5000; ++i) {
+        hub.face_counts.push_back(5);
+        hub.face_indices.insert(hub.face_indices.end(), {0, i, i + 1, i + 2, i + 3});
+    }
+    ogawa_polymesh mesh = hub.record();
+    ASSERT_EQ(ogawa_build_manifold(&mesh), 0);
+    std::vector<std::uint32_t> triangles;
+    for (std::uint32_t i = 0; i + 2 < 6000; ++i)
+        triangles.insert(triangles.end(), {i, i + 1, i + 2});
+    test::owned_scene owned;
+    owned.add_mesh(torus.positions, triangles);
+    qel_alembic_mesh &large = owned.scene.meshes[0];
+    const auto release_tokens = [&] {
+        release(large.vertices);
+        release(large.tokens);
+    };
+    release_tokens();
+    std::uint32_t *list = nullptr, count = 0;
+    expect_every_allocation_may_fail(
+        {{"process", [&] { return qel_alembic_process_mesh(&large, 1); }, {-4}, release_tokens},
+         {"neighbors of a hub",
+          [&] { return ogawa_get_vertex_neighbors(&mesh.manifold, &mesh.face_counts, 0, &list, &count); },
+          {-2},
+          [&] { release(list); }}});
     ogawa_free_manifold(&mesh.manifold);
 }
 

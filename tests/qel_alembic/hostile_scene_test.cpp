@@ -246,13 +246,15 @@ TEST_F(HostileScene, WithMoreVerticesThanItHoldsHasZeroVertices) {
 }
 
 #if !defined(_WIN32) // which has no pipes with names in folders
+/// The most memory that the process has had until now.
+long peak_kilobytes() {
+    rusage usage = {};
+    getrusage(RUSAGE_SELF, &usage);
+    return usage.ru_maxrss;
+}
+
 TEST_F(HostileScene, ThroughAPipeTakesNoMemoryForVerticesThatItDoesNotHold) {
     constexpr std::uint32_t claimed = 26'000'000; // 2.2 GB of arrays
-    const auto peak_kilobytes = [] {
-        rusage usage = {};
-        getrusage(RUSAGE_SELF, &usage);
-        return usage.ru_maxrss;
-    };
     owned_scene owned;
     const failing_heap heap = failing_heap::of_size(table_bytes); // an index would read all vertices
     const long before = peak_kilobytes();
@@ -262,6 +264,22 @@ TEST_F(HostileScene, ThroughAPipeTakesNoMemoryForVerticesThatItDoesNotHold) {
     EXPECT_EQ(owned.scene.meshes[0].positions[3 * claimed - 1], 0.0f);
     EXPECT_EQ(owned.scene.meshes[0].tokens[claimed - 1].morton, 0u);
     EXPECT_EQ(owned.scene.meshes[1].vertex_count, 0u);
+}
+
+TEST_F(HostileScene, OfMillionsOfFramesThatItDoesNotHoldIsReleasedWithoutTakingMemory) {
+    constexpr std::uint32_t claimed = 20'000'000; // 640 MB of records
+    const long before = peak_kilobytes();
+    {
+        owned_scene owned;
+        ASSERT_EQ(load(with_word(frame_count_at, claimed), owned.scene), 0);
+        ASSERT_EQ(owned.scene.frame_count, claimed);
+    }
+    EXPECT_LT(peak_kilobytes() - before, 150'000);
+    bytes refused = with_word(frame_count_at, claimed);
+    std::memset(&refused[refused.size() - all_frames + 12], 0xFF, 4); // the first frame's meshes
+    qel_alembic_file scene = {};
+    ASSERT_EQ(load(refused, scene), -4);
+    EXPECT_LT(peak_kilobytes() - before, 150'000);
 }
 
 TEST_F(HostileScene, ThroughAPipeWithFarTooManyMeshesIsReadInTimeOfThePipe) {

@@ -2,12 +2,17 @@
 #include "model/scene_model.h"
 #include "qel_alembic/scene_index.h"
 #include "qel_alembic/scene_maker.h"
+#include "support/failing_heap.h"
 
 #include <gtest/gtest.h>
+
+#include <algorithm>
+#include <numeric>
 
 namespace qel {
 namespace {
 
+using test::failing_heap;
 using test::owned_scene;
 
 /// A hit with every field unlike any answer.
@@ -151,6 +156,8 @@ TEST_F(LookupMorton, EqualsAPlainSearchInScenesOfManyMeshes) {
             qel_alembic_hit expected = noise();
             hit = noise();
             const std::int32_t status = model::lookup(many.scene, table, key, expected);
+            const failing_heap heap = i % 2 == 0 ? failing_heap::from(1)
+                                                 : failing_heap::nth(0); // with and without signposts for all
             ASSERT_EQ(qel_alembic_lookup_morton(&many.scene, key, &hit), status);
             ASSERT_EQ(hit.mesh_index, expected.mesh_index);
             ASSERT_EQ(hit.vertex_index, expected.vertex_index);
@@ -159,6 +166,24 @@ TEST_F(LookupMorton, EqualsAPlainSearchInScenesOfManyMeshes) {
         }
         EXPECT_GT(found, 5) << vertices;
     }
+}
+
+TEST_F(LookupMorton, AmongManyMeshesEndsQuickly) {
+    // Each of the 300,000 steps leads to another mesh, in no order.
+    constexpr std::uint32_t count = 300'000;
+    std::vector<std::uint32_t> keys(count);
+    std::iota(keys.begin(), keys.end(), 0);
+    std::mt19937 random(83);
+    std::shuffle(keys.begin(), keys.end(), random);
+    owned_scene many;
+    for (const std::uint32_t key : keys)
+        many.add_keys({key});
+    ASSERT_EQ(qel_alembic_build_hash_table(&many.scene), 0);
+    EXPECT_EQ(qel_alembic_lookup_morton(&many.scene, std::uint64_t{1} << 63, &hit), -1);
+    const std::uint64_t last = std::uint64_t{1} << 62 | 7;
+    many.scene.meshes[many.scene.hash[count - 1]].vertices->morton = last;
+    ASSERT_EQ(qel_alembic_lookup_morton(&many.scene, last, &hit), 0);
+    EXPECT_EQ(hit.mesh_index, many.scene.hash[count - 1]);
 }
 
 class LookupFrameVertex : public testing::Test {

@@ -699,7 +699,7 @@ CODES: Dict[str, Dict[int, str]] = {
         -1: "unit is null or count is 0: nothing touched",
         -2: (
             "no memory for the tokens: version, count and extra are set, tokens is null, the other pointers "
-            "are as they were"
+            "are as they were: only a record that was zeroed before can be released then"
         ),
         -3: "no memory for an index: tokens and indexes are released and null, the numbers set",
         -4: "no memory for order: as after qel_unit_free, and order is null",
