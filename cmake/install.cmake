@@ -1,5 +1,5 @@
-# What `cmake --install` puts where. Two components: `runtime` is what a program needs to run, `development` what it
-# needs to be built. No file holds an absolute path, so an installed prefix may be moved as a whole.
+# What `cmake --install` puts where. Components: `runtime` is what a program needs to run, `development` what it needs to
+# be built, `license` the text to pass on with either. No file holds an absolute path, so an installed prefix may be moved as a whole.
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 
@@ -9,6 +9,9 @@ install(TARGETS qel_unit EXPORT qel_unitTargets
   ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development)
 target_include_directories(qel_unit INTERFACE $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
 install(FILES include/qel_unit.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT development)
+
+# A component of its own: the Debian packages have its text in their file `copyright`.
+install(FILES LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT license)
 
 # The standard library's own parts, for those who link the static library without a C++ compiler.
 set(qel_runtime_libraries ${CMAKE_CXX_IMPLICIT_LINK_LIBRARIES})

@@ -94,7 +94,9 @@ quiet cmake --install build/package --prefix "$scratch/development" --component 
 holds_exactly "$scratch/development" <<<"$development_files"
 quiet cmake --install build/package --prefix "$scratch/shared"
 holds_exactly "$scratch/shared" <<<"$runtime_files
-$development_files"
+$development_files
+share/doc/qel_unit/LICENSE"
+cmp LICENSE "$scratch/shared/share/doc/qel_unit/LICENSE" || fail "another licence is installed"
 readelf -d "$scratch/shared/$libdir/libqel_unit.so" | grep -qF "soname: [libqel_unit.so.$major]" || fail "no SONAME"
 names_no_folder "$scratch/shared"
 ok "installed: version $version, SONAME libqel_unit.so.$major, components runtime and development, no absolute path"
@@ -139,6 +141,7 @@ lib/cmake/qel_unit/qel_unitTargets-relwithdebinfo.cmake
 lib/cmake/qel_unit/qel_unitTargets.cmake
 lib/libqel_unit.a
 lib/pkgconfig/qel_unit.pc
+share/doc/qel_unit/LICENSE
 LIST
 names_no_folder "$scratch/static"
 with_find_package "$scratch/static"
@@ -190,6 +193,7 @@ quiet in_root "$root" --install "${debs[@]}"
 for package in "libqel-unit$major" libqel-unit-dev; do
     [ -s "$root/usr/share/doc/$package/copyright" ] || fail "$package has no copyright file"
 done
+[ -z "$(find "$root/usr" -name LICENSE)" ] || fail "the packages hold the licence twice"
 with_find_package "$root/usr"
 with_pkg_config "$root/usr/$libdir/pkgconfig"
 quiet in_root "$root" --remove libqel-unit-dev "libqel-unit$major"

@@ -21,6 +21,7 @@ trap 'rm -rf "$built"' EXIT
 cp -r . "$built/source"
 /usr/bin/python3 -m pip wheel --quiet --no-build-isolation --no-deps --no-index -w "$built" "$built/source"
 /usr/bin/python3 -m zipfile -e "$built"/qel_unit-*.whl "$built/installed"
+cmp "$built"/installed/qel_unit-*.dist-info/LICENSE ../../LICENSE
 cd "$built"
 PYTHONPATH=$built/installed /usr/bin/python3 -c "
 import os, qel_unit

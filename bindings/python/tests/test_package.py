@@ -15,6 +15,9 @@ class Package(Case):
         assert library is not None and package is not None
         self.assertEqual(package.group(1), library.group(1))
 
+    def test_carries_the_licence(self) -> None:
+        self.assertEqual((FOLDER.parent / "LICENSE").read_bytes(), (ROOT / "LICENSE").read_bytes())
+
     def test_names_what_it_exports(self) -> None:
         for name in qel_unit.__all__:
             self.assertTrue(getattr(qel_unit, name).__doc__, name)
