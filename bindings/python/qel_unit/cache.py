@@ -3,6 +3,8 @@
 
 import ctypes
 import os
+import shutil
+import tempfile
 from typing import Any, NamedTuple, Optional
 
 from . import _raw
@@ -43,17 +45,43 @@ def save(path: PathLike, mesh: Mesh, skin: Optional[Skin] = None) -> None:
     """Writes a mesh cache file. Faces are fanned into triangles, normals of corners summed up to normals of vertices.
 
     A file that exists is replaced by a new one, since a mapped file must not be cut short: whoever has mapped the
-    old file keeps it.
+    old file keeps it. A file that could not be written whole raises an OSError, and the old one stays.
     """
     mesh_record = mesh._held()
     skin_record = None if skin is None else skin._held()
-    skin_pointer = None if skin_record is None else ctypes.byref(skin_record.value)
-    final = os.path.realpath(path)
-    replaces = os.path.isfile(final)
-    target = path_bytes(final) + (b".tmp" if replaces else b"")
-    check("qel_mesh_save", raw.qel_mesh_save(ctypes.byref(mesh_record.value), skin_pointer, target))
-    if replaces:
-        os.replace(os.fsdecode(final) + ".tmp", os.fsdecode(final))
+    final = os.fsdecode(os.path.realpath(path))
+    if not os.path.isfile(final):
+        _write(final, mesh_record, skin_record)
+        return
+    # A folder of its own beside the old file: no name in it is taken, and whatever happens it goes again.
+    with tempfile.TemporaryDirectory(prefix=".qel_mesh_", dir=os.path.dirname(final)) as folder:
+        fresh = os.path.join(folder, "mesh")
+        _write(fresh, mesh_record, skin_record)
+        shutil.copymode(final, fresh)
+        os.replace(fresh, final)
+
+
+def _write(path: str, mesh: Record, skin: Optional[Record]) -> None:
+    """Writes a file, and removes it again if it is not whole: the library does not tell of failed writes."""
+    skin_pointer = None if skin is None else ctypes.byref(skin.value)
+    check("qel_mesh_save", raw.qel_mesh_save(ctypes.byref(mesh.value), skin_pointer, path_bytes(path)))
+    if os.path.isfile(path) and os.path.getsize(path) != _whole_size(path, skin):  # a device has no size
+        os.remove(path)
+        raise OSError("the mesh cache file could not be written whole: {}".format(path))
+
+
+def _whole_size(path: str, skin: Optional[Record]) -> int:
+    """The size of a file just written, of what its header counts and its skin; 64 where even the header is cut."""
+    header = _raw.qel_mesh_header()
+    with open(path, "rb") as file:
+        file.readinto(header)
+    size = ctypes.sizeof(header) + 12 * header.vertex_count + 12 * header.triangle_count
+    if header.flags & _raw.QEL_MESH_HAS_NORMALS:
+        size += 12 * header.vertex_count
+    if header.flags & _raw.QEL_MESH_HAS_SKIN and skin is not None:
+        joints, weights = skin.value.joint_count, skin.value.weight_count
+        size += 8 + joints * ctypes.sizeof(_raw.qel_skin_joint) + weights * ctypes.sizeof(_raw.qel_skin_weight) + 128
+    return size
 
 
 class MeshCache(Owner):

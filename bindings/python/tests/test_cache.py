@@ -1,10 +1,13 @@
 # SPDX-License-Identifier: MIT
 import struct
+import subprocess
+import sys
+import unittest
 from typing import Any
 
 from qel_unit import Archive, CorruptFileError, Mesh, MeshCache, Skin, cache
 
-from .support import TORUS, Case, rows
+from .support import FOLDER, TORUS, Case, rows
 from .test_skin import IDENTITY
 
 TRIANGLE = [(0, 0, 0), (1, 0, 0), (0, 2, 0)]
@@ -82,6 +85,58 @@ class Saving(Case):
         with Mesh.from_arrays(TRIANGLE, [0, 1, 3]) as mesh:
             self.fails("qel_mesh_save", -10, cache.save, self.file("x"), mesh)
         self.assertEqual(self.file("x").read_bytes(), b"old")
+
+
+    def test_leaves_other_files_alone(self) -> None:
+        other = self.file("x.qelm.tmp")
+        other.write_bytes(b"mine")
+        for _ in range(2):
+            with triangle() as mesh:
+                cache.save(self.file("x.qelm"), mesh)
+        self.assertEqual(other.read_bytes(), b"mine")
+        self.assertEqual(sorted(path.name for path in self.folder.iterdir()), ["x.qelm", "x.qelm.tmp"])
+
+    @unittest.skipIf(sys.platform == "win32", "needs permissions")
+    def test_a_replaced_file_keeps_its_permissions(self) -> None:
+        with triangle() as mesh:
+            cache.save(self.file("x"), mesh)
+            self.file("x").chmod(0o640)
+            cache.save(self.file("x"), mesh)
+        self.assertEqual(self.file("x").stat().st_mode & 0o777, 0o640)
+
+    @unittest.skipUnless(sys.platform == "linux", "needs a limit on file sizes")
+    def test_a_file_that_is_cut_short_raises_and_keeps_the_old_one(self) -> None:
+        program = """
+import resource, sys
+from pathlib import Path
+from qel_unit import Mesh, Skin, cache
+path, present, limit, count = Path(sys.argv[1]), sys.argv[2] == "present", int(sys.argv[3]), 3000
+one = [1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1]
+skin = Skin.from_arrays([one], [[0] * 4] * count, [[1, 0, 0, 0]] * count)
+mesh = Mesh.from_arrays([(0, 0, 0)] * count, normals=[(0, 0, 1)] * count)
+if present:
+    cache.save(path, mesh)
+before = path.read_bytes() if present else None
+resource.setrlimit(resource.RLIMIT_FSIZE, (limit, limit))
+try:
+    cache.save(path, mesh, skin)
+except OSError as error:
+    print(error)
+else:
+    print("nothing raised")
+assert (path.read_bytes() if path.exists() else None) == before
+assert [other.name for other in path.parent.iterdir()] == [path.name] * present
+"""
+        whole = 64 + 24 * 3000 + 4 + 328 + 4 + 20 * 3000 + 128
+        for present in ("present", "absent"):
+            for limit in (10, 16384, whole - 1):
+                folder = self.file("{} {}".format(present, limit))
+                folder.mkdir()
+                ended = subprocess.run(
+                    [sys.executable, "-W", "error", "-c", program, str(folder / "mesh.qelm"), present, str(limit)],
+                    capture_output=True, text=True, cwd=str(FOLDER.parent))
+                self.assertEqual((ended.returncode, ended.stderr), (0, ""))
+                self.assertIn("could not be written whole", ended.stdout)
 
 
 class Loading(Case):
