@@ -1,17 +1,14 @@
 # SPDX-License-Identifier: MIT
-"""From an archive to the tokens nearest to one of them: nearest_tokens.py [ARCHIVE]"""
+"""From an archive to the tokens nearest to one of them: nearest_tokens.py ARCHIVE TOKENS (the file to write)"""
 
 import sys
-import tempfile
-from pathlib import Path
 
 from qel_unit import Archive, SceneMesh, Unit
 
-archive_path = Path(sys.argv[1]) if len(sys.argv) > 1 else Path(__file__).parents[3] / "examples/data/torus.abc"
-with Archive(archive_path) as archive, tempfile.TemporaryDirectory() as folder:
-    mesh = archive.read_polymesh()
-    processed = SceneMesh.from_arrays(mesh.positions, mesh.triangles(), mesh.name)
-    processed.export(Path(folder, "tokens.qel"))
-    with Unit.load(Path(folder, "tokens.qel")) as unit:
-        for number, hops in zip(*unit.query_nearest(unit[600].morton, 5)):
-            print(f"{hops} hops: {unit[number]}")
+archive_path, tokens_path = sys.argv[1:]
+with Archive(archive_path) as archive, archive.read_polymesh() as mesh:
+    scene_mesh = SceneMesh.from_arrays(mesh.positions, mesh.triangles(), mesh.name)
+scene_mesh.export(tokens_path)
+with Unit.load(tokens_path) as unit:
+    for number, hops in zip(*unit.query_nearest(unit[600].morton, 5)):
+        print(f"{hops} hops: {unit[number]}")
