@@ -1,14 +1,19 @@
 # SPDX-License-Identifier: MIT
 """Arrays in and out: NumPy arrays where NumPy is there, memory views where it is not.
 
-Going in, an array of the right type is used in place and anything else is converted. Coming out, an array is a
-read-only view: of memory that lives as long as the view does.
+Going in, an array of the right type is used in place and anything else is converted, by the same rules with NumPy
+and without: only numbers are taken, integers where integers are wanted, and each must fit its type. Coming out, an
+array is a read-only view: of memory that lives as long as the view does.
 """
 
 import array
 import ctypes
-from collections.abc import Iterable
-from typing import Any, Iterator, List, Optional, Protocol, Sequence, Tuple, Type
+import math
+import struct
+import sys
+from itertools import chain
+from numbers import Complex, Real
+from typing import Any, Iterable, Iterator, List, Optional, Protocol, Sequence, Tuple, Type
 
 try:
     import numpy
@@ -23,7 +28,9 @@ _LETTERS = {
     ctypes.c_uint32: "I",
     ctypes.c_uint64: "Q",
 }
-_KINDS = {**dict.fromkeys("fd", "f"), **dict.fromkeys("BHILQN", "u"), **dict.fromkeys("bhilqn", "i")}
+_KINDS = {**dict.fromkeys("efd", "f"), **dict.fromkeys("?BHILQN", "u"), **dict.fromkeys("bhilqn", "i")}
+#: Types of numbers that need no closer look.
+_PLAIN = {bool, int, float}
 
 
 class Array(Protocol):
@@ -124,81 +131,127 @@ def view(pointer: Any, count: int, owner: Any, shape: Optional[Tuple[int, ...]] 
     return as_array(block, shape)
 
 
-def _flatten(values: Any) -> Iterator[Any]:
-    for value in values:
-        if isinstance(value, str):  # which would hold itself for ever
-            raise TypeError("text where numbers should be")
-        if isinstance(value, Iterable):
-            yield from _flatten(value)
-        else:
-            yield value
+def _is_nest(kind: type) -> bool:
+    return hasattr(kind, "__iter__") or issubclass(kind, ctypes.Array)
 
 
-def _take_numpy(values: Any, kind: Any, name: str) -> Any:
+def _unnest(values: Any, name: str) -> Tuple[Tuple[int, ...], List[Any]]:
+    """The shape of a (nested) iterable, which must be rectangular, and its numbers in a row."""
+    entries = list(values)
+    shape: Tuple[int, ...] = (len(entries),)
+    while True:
+        kinds = set(map(type, entries))
+        for kind in kinds - _PLAIN:
+            if issubclass(kind, str):  # which would hold itself for ever
+                raise TypeError("{} holds text where numbers should be".format(name))
+            if issubclass(kind, Complex) and not issubclass(kind, Real):  # NumPy's would lose their imaginary part
+                raise TypeError("{} must hold real numbers".format(name))
+        nests = set(filter(_is_nest, kinds))
+        if not nests:
+            return shape, entries
+        if nests != kinds:
+            raise ValueError("{} holds numbers beside rows of numbers".format(name))
+        rows = entries if kinds <= {list, tuple} else list(map(list, entries))
+        lengths = set(map(len, rows))
+        if len(lengths) > 1:
+            raise ValueError("{} has rows of different length".format(name))
+        shape = (*shape, *lengths)
+        entries = list(chain.from_iterable(rows))
+
+
+def pack(numbers: Iterable[Any], kind: Any, name: str) -> Any:
+    """Numbers as an array of their type. One that does not fit it is refused; infinities fit."""
+    letter = _LETTERS[kind]
+    try:
+        packed = array.array("d" if letter == "f" else letter, numbers)
+    except (OverflowError, TypeError) as error:
+        raise type(error)("{}: {}".format(name, error)) from None
+    if letter != "f":
+        return packed
+    singles = array.array("f", packed)
+    if sum(map(math.isinf, singles)) != sum(map(math.isinf, packed)):
+        raise OverflowError("{} must hold numbers within single precision".format(name))
+    return singles
+
+
+def _pack_block(numbers: Sequence[Any], kind: Any, name: str) -> Any:
+    packed = pack(numbers, kind, name)
+    return (kind * len(packed)).from_buffer(packed) if len(packed) > 0 else (kind * 0)()
+
+
+def _take_numpy(given: Any, kind: Any, name: str) -> Any:
+    """The array itself where it may be used in place. Converts as `pack` does, only faster."""
     wanted = numpy.dtype(kind)
-    if isinstance(values, (bytes, bytearray)):
-        values = memoryview(values)
-    elif not hasattr(values, "__len__"):
-        values = list(values)
-    given = numpy.asarray(values)
-    if given.dtype != wanted and given.size > 0 and wanted.kind == "u":
-        if given.dtype.kind not in "iub":
-            raise TypeError("{} must hold integers".format(name))
-        if int(given.min()) < 0 or int(given.max()) > int(numpy.iinfo(wanted).max):
-            raise OverflowError("{} must hold unsigned {}-bit numbers".format(name, wanted.itemsize * 8))
+    if given.size == 0:
+        return (kind * 0)()
+    if given.dtype != wanted:
+        if given.dtype.kind == "O":
+            return _pack_block(given.ravel().tolist(), kind, name)
+        if given.dtype.kind not in ("biu" if wanted.kind == "u" else "biuf"):
+            raise TypeError("{} must hold {}".format(name, "integers" if wanted.kind == "u" else "real numbers"))
+        if wanted.kind == "u":
+            if int(given.min()) < 0 or int(given.max()) > int(numpy.iinfo(wanted).max):
+                raise OverflowError("{} must hold unsigned {}-bit numbers".format(name, wanted.itemsize * 8))
+        else:
+            with numpy.errstate(all="ignore"):
+                doubles = given.astype(numpy.float64)
+                rounded = doubles.astype(wanted)
+            if numpy.isinf(rounded).sum() != numpy.isinf(given).sum():
+                raise OverflowError("{} must hold numbers within {}-bit precision".format(name, wanted.itemsize * 8))
+            given = rounded
     ready = numpy.ascontiguousarray(given, wanted)
     block = (kind * ready.size).from_address(ready.ctypes.data)
     block._owner = ready
     return block
 
 
-def _take_buffer(buffer: memoryview, kind: Any) -> Any:
-    """The buffer itself where it may be used in place, a copy where it is read-only, None if it does not fit."""
-    letter = buffer.format.lstrip("@<=")
-    wanted = _LETTERS[kind]
-    fits = _KINDS.get(letter) == _KINDS[wanted] and buffer.itemsize == ctypes.sizeof(kind)
+def _take_buffer(buffer: memoryview, kind: Any, name: str) -> Any:
+    """The buffer itself where it may be used in place, a copy where it is read-only or of another type."""
+    letter, wanted = buffer.format.lstrip("@=<>!"), _LETTERS[kind]
     if buffer.nbytes == 0:
         return (kind * 0)()
+    native = buffer.format[0] not in ("!>" if sys.byteorder == "little" else "<")
+    fits = native and _KINDS.get(letter) == _KINDS[wanted] and buffer.itemsize == ctypes.sizeof(kind)
     if not fits or not buffer.c_contiguous:
-        return None
-    count = buffer.nbytes // ctypes.sizeof(kind)
+        if letter not in _KINDS:
+            raise TypeError("{} must hold numbers".format(name))
+        return _pack_block([number for (number,) in struct.iter_unpack(buffer.format, buffer.tobytes())], kind, name)
     block = buffer.obj
     if isinstance(block, ctypes.Array) and block._type_ is kind and ctypes.sizeof(block) == buffer.nbytes:
         return block  # one of our own views
-    source = buffer.cast("B")
+    count, source = buffer.nbytes // ctypes.sizeof(kind), buffer.cast("B")
     return (kind * count).from_buffer_copy(source) if buffer.readonly else (kind * count).from_buffer(source)
 
 
-def _take_plain(values: Any, kind: Any, name: str) -> Any:
+def _take_any(values: Any, kind: Any, name: str) -> Tuple[Tuple[int, ...], Any]:
+    """The shape and the numbers of whatever it is."""
+    if numpy is not None and hasattr(values, "__array__"):
+        given = numpy.asarray(values)
+        return given.shape, _take_numpy(given, kind, name)
     try:
         buffer = memoryview(values)
     except TypeError:
-        numbers = values
-    else:
-        block = _take_buffer(buffer, kind)
-        if block is not None:
-            return block
-        letter = buffer.format[1:]
-        if buffer.format.startswith("<") and letter in _KINDS and buffer.c_contiguous:
-            buffer = buffer.cast("B").cast(letter)  # a memory view reads native formats only
-        numbers = buffer.tolist()
-    try:
-        packed = array.array(_LETTERS[kind], _flatten(numbers))
-    except OverflowError as error:
-        raise OverflowError("{}: {}".format(name, error)) from None
-    except TypeError as error:
-        raise TypeError("{}: {}".format(name, error)) from None
-    return (kind * len(packed)).from_buffer(packed) if len(packed) > 0 else (kind * 0)()
+        shape, numbers = _unnest(values, name)
+        return shape, _pack_block(numbers, kind, name)
+    if numpy is not None:
+        return buffer.shape or (), _take_numpy(numpy.asarray(buffer), kind, name)
+    return buffer.shape or (), _take_buffer(buffer, kind, name)
 
 
-def take(values: Any, kind: Any, width: int = 1, name: str = "the array") -> Any:
+def take(values: Any, kind: Any, width: int = 1, name: str = "the array", rows: Tuple[int, ...] = ()) -> Any:
     """The numbers of any buffer or (nested) iterable as a ctypes array, in place where that is possible.
 
-    `width` is the number of numbers in an entry: a length that it does not divide is refused.
+    `width` is the number of numbers in an entry. A flat array must hold a multiple of it; one of more dimensions
+    must have rows of this length, or of one of the lengths `rows`.
     """
     if values is None or isinstance(values, str):
         raise TypeError("{} must hold numbers".format(name))
-    block = (_take_numpy if numpy is not None else _take_plain)(values, kind, name)
+    shape, block = _take_any(values, kind, name)
+    if len(shape) == 0:
+        raise TypeError("{} must hold numbers, but is a single one".format(name))
+    if len(shape) > 1 and shape[-1] not in (rows or (width,)):
+        raise ValueError("{} must have rows of {}, but has the shape {}".format(
+            name, " or ".join(map(str, rows or (width,))), shape))
     if len(block) % width != 0:
         raise ValueError("{} must hold {} numbers for each entry, but holds {}".format(name, width, len(block)))
     if len(block) // width > 0xFFFFFFFF:
@@ -206,9 +259,9 @@ def take(values: Any, kind: Any, width: int = 1, name: str = "the array") -> Any
     return block
 
 
-def take_exactly(values: Any, kind: Any, count: int, name: str) -> Any:
+def take_exactly(values: Any, kind: Any, count: int, name: str, rows: Tuple[int, ...] = (1,)) -> Any:
     """As `take`, for an array whose length is known beforehand."""
-    block = take(values, kind, 1, name)
+    block = take(values, kind, 1, name, rows)
     if len(block) != count:
         raise ValueError("{} must hold {} numbers, but holds {}".format(name, count, len(block)))
     return block

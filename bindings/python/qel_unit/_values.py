@@ -5,9 +5,9 @@ import ctypes
 import operator
 import os
 import sys
-from typing import Any, NamedTuple, Tuple, Union
+from typing import Any, Iterable, NamedTuple, Tuple, Union
 
-from ._arrays import take_exactly
+from ._arrays import pack, take_exactly
 
 PathLike = Union[str, bytes, "os.PathLike[str]", "os.PathLike[bytes]"]
 Identity8 = Union[str, bytes]
@@ -47,6 +47,24 @@ def u64(value: Any, name: str = "the number") -> int:
 
 def i32(value: Any, name: str = "the number") -> int:
     return _integer(value, -0x80000000, 0x7FFFFFFF, name)
+
+
+def f32(value: Any, name: str = "the number") -> float:
+    """A number rounded to single precision, which must not make it infinite."""
+    return float(pack((value,), ctypes.c_float, name)[0])
+
+
+def fill(record: Any, values: Any, names: Iterable[str]) -> None:
+    """Sets fields of a record to the numbers of the same names; `ctypes` alone would cut them to fit."""
+    kinds = dict(record._fields_)
+    for name in names:
+        kind, value = kinds[name], getattr(values, name)
+        if kind is ctypes.c_float:
+            setattr(record, name, f32(value, name))
+            continue
+        half = 1 << (8 * ctypes.sizeof(kind) - 1)
+        low, high = (-half, half - 1) if kind(-1).value < 0 else (0, 2 * half - 1)
+        setattr(record, name, _integer(value, low, high, name))
 
 
 def _without_zero(text: bytes) -> bytes:
@@ -92,7 +110,7 @@ def field_bytes(record: Any, name: str) -> bytes:
 
 def box(bounds: Any) -> Any:
     """Six floats from a `Bounds`, two triples or six numbers."""
-    return take_exactly(bounds, ctypes.c_float, 6, "the box")
+    return take_exactly(bounds, ctypes.c_float, 6, "the box", rows=(3, 6))
 
 
 def bounds_of(six: Any) -> Bounds:

@@ -7,7 +7,7 @@ from typing import NamedTuple, Tuple
 
 from . import _raw
 from ._library import raw
-from ._values import i32, u8, u32
+from ._values import fill, i32, u8, u32
 
 Cell = Tuple[int, int, int]
 
@@ -118,10 +118,11 @@ def chirality(a: int, b: int) -> int:
 
 def reproduce(a: Identity, b: Identity, mode: int = Mode.CROSSOVER) -> Offspring:
     """The child of two cells, of which the coordinates and norms are read."""
-    child = _raw.qel_matrix_offspring()
+    parents, child = (_raw.qel_matrix_identity * 2)(), _raw.qel_matrix_offspring()
+    fill(parents[0], a, Identity._fields)
+    fill(parents[1], b, Identity._fields)
     raw.qel_matrix_48_reproduce(
-        ctypes.byref(_raw.qel_matrix_identity(*a)), ctypes.byref(_raw.qel_matrix_identity(*b)), u32(mode, "mode"),
-        ctypes.byref(child))
+        ctypes.byref(parents[0]), ctypes.byref(parents[1]), u32(mode, "mode"), ctypes.byref(child))
     return Offspring(*(getattr(child, name) for name in Offspring._fields))
 
 

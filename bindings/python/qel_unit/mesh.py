@@ -191,12 +191,14 @@ class Mesh(Owner):
     ) -> "Mesh":
         """A mesh over the caller's arrays. Without `face_counts` all faces are triangles.
 
+        `face_indices` is flat, or has one face a row: rows of three, or of the number that every face count is.
+
         Arrays of single floats and 32-bit words in writable buffers are used in place: the mesh holds them, sees
         what is written into them, and must not see them resized. Everything else is copied.
         """
         points = take(positions, ctypes.c_float, 3, "positions")
-        corners = take(() if face_indices is None else face_indices, ctypes.c_uint32, 1, "face_indices")
         counts = take(() if face_counts is None else face_counts, ctypes.c_uint32, 1, "face_counts")
+        corners = _take_corners(face_indices, None if face_counts is None else counts)
         directions = take(() if normals is None else normals, ctypes.c_float, 3, "normals")
         text = text_bytes(name)
         if len(text) > 255:
@@ -205,7 +207,7 @@ class Mesh(Owner):
         value.name, value.path = text, b"/" + text
         value.positions, value.vertex_count = pointer_to(points), len(points) // 3
         value.normals, value.normal_count = pointer_to(directions), len(directions) // 3
-        value.normal_scope = normal_scope if normals is not None else 0
+        value.normal_scope = u32(normal_scope, "normal_scope") if normals is not None else 0
         value.face_indices, value.face_index_count = pointer_to(corners), len(corners)
         value.face_counts = pointer_to(counts)
         value.face_count = len(counts) if face_counts is not None else len(corners) // 3
@@ -325,6 +327,15 @@ class Mesh(Owner):
         record = Record(_raw.ogawa_tangent_frame.from_buffer_copy(scratch.tangent_frame), release_tangent_frame)
         check("ogawa_compute_tangent_frame", code)
         return TangentFrame(record)
+
+
+def _take_corners(indices: Any, counts: Any) -> Any:
+    given = () if indices is None else indices
+    if counts is None:
+        return take(given, ctypes.c_uint32, 3, "face_indices")
+    size = counts[0] if len(counts) > 0 else 1
+    same = _every_is(as_array(counts), size)
+    return take(given, ctypes.c_uint32, 1, "face_indices", rows=(size if same else 1,))
 
 
 def _sum(numbers: Any) -> int:

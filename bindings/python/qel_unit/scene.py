@@ -8,7 +8,7 @@ from . import _raw
 from ._arrays import Array, pointer_to, take, take_exactly, view
 from ._library import raw
 from ._records import Owner, Record, free
-from ._values import Bounds, PathLike, Triple, bounds_of, box, described, field_bytes, i32, identity_of
+from ._values import Bounds, PathLike, Triple, bounds_of, box, described, f32, field_bytes, fill, i32, identity_of
 from ._values import path_bytes, text_bytes, text_of, u8, u32, u64
 from .errors import QelError, check
 from .matrix import Cell
@@ -56,10 +56,9 @@ def _vertex(record: Any) -> Vertex:
 
 def _vertex_record(vertex: Vertex) -> Any:
     record = _raw.qel_alembic_vertex()
-    record.position[:] = vertex.position
+    record.position[:] = take_exactly(vertex.position, ctypes.c_float, 3, "the position")
     record.matrix_x, record.matrix_y, record.matrix_z = (u8(part, "the cell") for part in vertex.cell)
-    for name in Vertex._fields[2:]:
-        setattr(record, name, getattr(vertex, name))
+    fill(record, vertex, Vertex._fields[2:])
     return record
 
 
@@ -86,7 +85,7 @@ def compute_bounds(positions: Any) -> Optional[Bounds]:
 
 def world_to_matrix(point: Sequence[float], bounds: Any) -> Cell:
     """The lattice cell of a point in a box. Only a point at the maximum reaches 47."""
-    x, y, z = point
+    x, y, z = take_exactly(point, ctypes.c_float, 3, "the point")
     a, b, c = ctypes.c_uint8(), ctypes.c_uint8(), ctypes.c_uint8()
     raw.qel_alembic_world_to_matrix(x, y, z, box(bounds), ctypes.byref(a), ctypes.byref(b), ctypes.byref(c))
     return a.value, b.value, c.value
@@ -257,11 +256,13 @@ class Scene(Owner):
         for number, time, shown in frames:
             records = tuple(mesh._held() for mesh in shown)
             positions = _copies(records)
-            moments.append(_raw.qel_alembic_frame(i32(number, "frame"), time, pointer_to(positions), len(records)))
+            moments.append(_raw.qel_alembic_frame(
+                i32(number, "frame"), f32(time, "time"), pointer_to(positions), len(records)))
             keep += [records, positions]
         listed = (_raw.qel_alembic_frame * len(moments))(*moments)
         value = _raw.qel_alembic_file()
-        value.version, value.time_start, value.time_end, value.fps = 1, time_start, time_end, fps
+        value.version, value.fps = 1, f32(fps, "fps")
+        value.time_start, value.time_end = f32(time_start, "time_start"), f32(time_end, "time_end")
         value.meshes, value.mesh_count = pointer_to(block), len(block)
         value.total_faces = sum(part.value.face_count for part in self._parts)
         value.frames, value.frame_count = pointer_to(listed), len(listed)
@@ -406,7 +407,7 @@ class Scene(Owner):
         value = _raw.qel_alembic_mesh()
         record = Record(value, _release_mesh)
         check("qel_alembic_interpolate_time", raw.qel_alembic_interpolate_time(
-            ctypes.byref(held.value), time, ctypes.byref(value)))
+            ctypes.byref(held.value), f32(time, "time"), ctypes.byref(value)))
         return SceneMesh(record)
 
     def frame_range(self) -> FrameRange:

@@ -30,16 +30,16 @@ class Skin(Owner):
     ) -> "Skin":
         """A skin with copies of the arrays, since its records mix them.
 
-        `joint_transforms` holds 16 doubles per joint, `joints` and `weights` four entries per vertex;
+        `joint_transforms` holds 16 doubles per joint (or 4 rows of 4), `joints` and `weights` four entries per vertex;
         `descriptors` 200 bytes per joint and `bind_extra` up to 128 bytes are only carried.
         """
-        matrices = take(joint_transforms, ctypes.c_double, 16, "joint_transforms")
+        matrices = take(joint_transforms, ctypes.c_double, 16, "joint_transforms", rows=(16, 4))
         numbers = take(joints, ctypes.c_uint8, 4, "joints")
-        shares = take_exactly(weights, ctypes.c_float, len(numbers), "weights")
+        shares = take_exactly(weights, ctypes.c_float, len(numbers), "weights", rows=(4,))
         joint_records = (_raw.qel_skin_joint * (len(matrices) // 16))()
         weight_records = (_raw.qel_skin_weight * (len(numbers) // 4))()
         if descriptors is not None:
-            texts = take_exactly(descriptors, ctypes.c_uint8, len(joint_records) * 200, "descriptors")
+            texts = take_exactly(descriptors, ctypes.c_uint8, len(joint_records) * 200, "descriptors", rows=(200,))
         else:
             texts = (ctypes.c_uint8 * (len(joint_records) * 200))()
         if len(bind_extra) > 128:
@@ -85,9 +85,10 @@ class Skin(Owner):
     def apply(self, pose_matrices: Any, positions: Any) -> Array:
         """The positions moved by the joints. A pose is 16 doubles per joint; positions are one triple per vertex."""
         held = self._held()
-        poses = take_exactly(pose_matrices, ctypes.c_double, held.value.joint_count * 16, "pose_matrices")
+        poses = take_exactly(
+            pose_matrices, ctypes.c_double, held.value.joint_count * 16, "pose_matrices", rows=(16, 4))
         count = held.value.weight_count
-        points = take_exactly(positions, ctypes.c_float, count * 3, "positions")
+        points = take_exactly(positions, ctypes.c_float, count * 3, "positions", rows=(3,))
         moved = (ctypes.c_float * (count * 3))()
         raw.qel_skin_apply(ctypes.byref(held.value), poses, points, moved)
         return as_array(moved, (count, 3))

@@ -45,6 +45,7 @@ def lattice_key(x: int, y: int, z: int) -> int:
 
 def lattice_vertex(key: int) -> Tuple[int, int, int]:
     """The lattice vertex of a key, the inverse of `lattice_key`."""
+    key = u64(key, "key")
     return key >> 32 & 0xFFFF, key >> 16 & 0xFFFF, key & 0xFFFF
 
 

@@ -186,4 +186,4 @@ def _found(number: int) -> Optional[int]:
 def _room(wanted: Optional[int], most: int) -> int:
     """No more room than there can be results: a huge `k` must not take huge memory."""
     most = min(most, 0x7FFFFFFF)
-    return most if wanted is None else max(0, min(wanted, most))
+    return most if wanted is None else max(0, min(i32(wanted, "the number of results"), most))

@@ -62,6 +62,16 @@ class Children(Case):
     def test_chirality_compares(self) -> None:
         self.assertEqual([matrix.chirality(*pair) for pair in ((2, 1), (1, 2), (3, 3))], [1, -1, 0])
 
+    def test_reproduce_refuses_numbers_that_do_not_fit(self) -> None:
+        cell = matrix.identity(9, 9, 9)
+        for change in ({"x": 265}, {"mirror_z": -1}, {"k11_level": 128}, {"k11_level": -129}, {"i_state": 256},
+                       {"morton": 2**64}, {"phi_norm": 1e39}, {"em_coupling": -1e39}):
+            wrong = cell._replace(**change)  # type: ignore[arg-type]
+            self.assertRaises(OverflowError, matrix.reproduce, wrong, cell)
+            self.assertRaises(OverflowError, matrix.reproduce, cell, wrong)
+        self.assertRaises(TypeError, matrix.reproduce, cell._replace(x=9.5), cell)  # type: ignore[arg-type]
+        self.assertRaises(TypeError, matrix.reproduce, cell._replace(phi_norm="1"), cell)  # type: ignore[arg-type]
+
     def test_reproduce_knows_three_modes(self) -> None:
         a, b = matrix.identity(10, 20, 30), matrix.identity(20, 10, 40)
         child = matrix.reproduce(a, b)

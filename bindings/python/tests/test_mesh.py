@@ -36,6 +36,31 @@ class FromArrays(Case):
             positions[4] = 40.0
             self.assertEqual(rows(made.positions)[1], [3, 40, 5])
 
+    def test_refuses_rows_of_another_width(self) -> None:
+        for points in ([[0, 0], [1, 1], [2, 2]], [[0, 0, 0, 1]] * 3):
+            self.assertRaises(ValueError, Mesh.from_arrays, points)
+            self.assertRaises(ValueError, mesh.compute_bounds, points)
+
+    def test_takes_corners_flat_or_one_face_a_row(self) -> None:
+        right: Any = (
+            ([0, 1, 2, 0, 2, 3], None, 2), ([[0, 1, 2], [0, 2, 3]], None, 2), ([[0, 1, 2], [0, 2, 3]], [3, 3], 2),
+            ([[0, 1, 2, 3]], [4], 1), ([0, 1, 2, 3, 0, 1, 2], [4, 3], 2),
+        )
+        for corners, counts, faces in right:
+            with Mesh.from_arrays(SQUARE, corners, counts) as made:
+                self.assertEqual(made.face_count, faces)
+        wrong: Any = (
+            ([[0, 1, 2, 3]] * 3, None), ([0, 1, 2, 3], None), ([[0, 1, 2]], [4]), ([[0, 1, 2]] * 2, [4, 2]),
+            ([[0, 1, 2], [0, 1, 2, 3]], [3, 4]), ([0, 1, 2], [[3, 3]]),
+        )
+        for corners, counts in wrong:
+            self.assertRaises(ValueError, Mesh.from_arrays, SQUARE, corners, counts)
+
+    def test_refuses_a_scope_that_does_not_fit(self) -> None:
+        for scope in (-1, 2**32):
+            with self.assertRaises(OverflowError):
+                Mesh.from_arrays(SQUARE, normals=SQUARE, normal_scope=scope)
+
     def test_keeps_normals_with_their_scope(self) -> None:
         with Mesh.from_arrays(SQUARE, normals=[(0, 0, 1)] * 4) as made:
             self.assertEqual(rows(made.normals), [[0, 0, 1]] * 4)

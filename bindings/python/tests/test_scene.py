@@ -50,6 +50,18 @@ class Vertices(Case):
         self.assertEqual(token, (vertex.morton, "FE000001", payload, 9))
 
 
+    def test_a_number_that_does_not_fit_is_refused(self) -> None:
+        vertex = scene.process_vertex((1, 0, 0), BOX)
+        for change in ({"morton": 2**64 + 5}, {"morton": -1}, {"k11_level": 128}, {"i_state": 128}, {"i_state": -129},
+                       {"topology": 2**32}, {"phi_norm": 1e39}, {"em_coupling": 1e39}, {"cell": (256, 0, 0)},
+                       {"position": (1e39, 0, 0)}):
+            wrong = vertex._replace(**change)  # type: ignore[arg-type]
+            self.assertRaises(OverflowError, scene.generate_token, wrong, 1, 0, 0)
+        self.assertRaises(ValueError, scene.generate_token, vertex._replace(position=(1, 0)), 1, 0, 0)  # type: ignore
+        self.assertRaises(OverflowError, scene.world_to_matrix, (1e39, 0, 0), BOX)
+        self.assertRaises(OverflowError, scene.world_to_matrix, (0, 0, 0), ((0, 0, 0), (1, 1, 1e39)))
+
+
 class Meshes(Case):
     def test_are_copied_and_processed(self) -> None:
         with SceneMesh.from_arrays(TRIANGLE, [0, 1, 2], "triangle") as mesh:
@@ -179,6 +191,13 @@ class Frames(Case):
         self.assertEqual(hit, (0, 2, 1, 0, None, None))
         self.assertIsNotNone(shown.lookup_frame_vertex(0, 0, 2).token)
         self.fails("qel_alembic_lookup_frame_vertex", -1, shown.lookup_frame_vertex, 20, 1, 0)
+
+    def test_times_that_do_not_fit_are_refused(self) -> None:
+        for name, number in (("time_start", 1e39), ("time_end", -1e39), ("fps", 1e39)):
+            with self.assertRaises(OverflowError):
+                Scene([self.base], **{name: number})  # type: ignore[arg-type]
+        self.assertRaises(OverflowError, Scene, [self.base], [Frame(1, 1e39, [self.base])])
+        self.assertRaises(OverflowError, self.scene.interpolate_time, 1e39)
 
     def test_of_a_made_scene(self) -> None:
         self.check(self.scene)

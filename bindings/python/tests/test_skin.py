@@ -27,6 +27,14 @@ class Skinning(Case):
             self.assertEqual(list(weights[0].weights), [f32(part) for part in (0.1, 0.2, 0.3, 0.4)])
             self.assertEqual(skin.bind_extra, b"extra".ljust(128, b"\0"))
 
+    def test_takes_a_matrix_as_one_row_or_four(self) -> None:
+        square = [IDENTITY[row : row + 4] for row in range(0, 16, 4)]
+        for matrices in (IDENTITY, [IDENTITY], square, [square]):
+            with Skin.from_arrays(matrices, [[0, 0, 0, 0]], [[1, 0, 0, 0]]) as skin:
+                self.assertEqual(rows(skin.apply(matrices, [(1, 2, 3)])), [[1, 2, 3]])
+        self.assertRaises(ValueError, Skin.from_arrays, [[0.0] * 8] * 2, [[0] * 4], [[1, 0, 0, 0]])
+        self.assertRaises(ValueError, Skin.from_arrays, [IDENTITY], [[0] * 4], [[1, 0], [0, 0]])
+
     def test_lengths_must_agree(self) -> None:
         self.assertRaises(ValueError, Skin.from_arrays, [IDENTITY], [[0, 0, 0, 0]], [[1, 0, 0, 0]] * 2)
         with Skin.from_arrays([IDENTITY], [[0, 0, 0, 0]], [[1, 0, 0, 0]]) as skin:

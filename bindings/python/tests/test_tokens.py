@@ -34,6 +34,8 @@ class Keys(Case):
         self.assertEqual(tokens.lattice_key(1, 2, 3), 0x100020003)
         self.assertEqual(tokens.lattice_vertex(0x100020003), (1, 2, 3))
         self.assertRaises(OverflowError, tokens.lattice_key, 65536, 0, 0)
+        self.assertRaises(OverflowError, tokens.lattice_vertex, 2**64)
+        self.assertRaises(OverflowError, tokens.lattice_vertex, -1)
 
 
 class Transform(Case):

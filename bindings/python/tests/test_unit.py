@@ -37,6 +37,8 @@ class Creation(Case):
         self.assertRaises(ValueError, Unit.create, [1, 2], ["a"], [1, 2], [1, 2])
         self.assertRaises(OverflowError, Unit.create, [-1], ["a"], [1], [1])
         self.assertRaises(OverflowError, Unit.create, [1], ["a"], [1], [256])
+        self.assertRaises(OverflowError, Unit.create, [2**64], ["a"], [1], [1])
+        self.assertRaises(OverflowError, Unit.create, [2**63, -1], ["a", "b"], [1, 1], [1, 1])
 
     def test_refuses_no_tokens(self) -> None:
         self.fails("qel_unit_create", -1, Unit.from_tokens, [])
@@ -106,6 +108,8 @@ class Looking(Case):
     def test_a_huge_k_takes_no_huge_memory(self) -> None:
         self.assertEqual(len(self.unit.query_nearest(0, 2**31 - 1).numbers), 16)
         self.assertEqual(len(self.unit.query_nearest(0, 0).numbers), 0)
+        self.assertRaises(OverflowError, self.unit.query_nearest, 0, 2**31)
+        self.assertRaises(OverflowError, self.unit.query_layer, 0, 2**31)
 
     def test_hands_out_columns(self) -> None:
         columns = self.unit.all_tokens()
