@@ -65,27 +65,27 @@ void skin_mapped_mesh(mapped_mesh &cache, const std::string &path) {
 } // namespace
 
 void write_and_map_cache(polymesh &mesh, output_folder &folder) {
-    const std::string path = folder.file("mesh.qelm");
+    const result file = folder.file("mesh.qelm");
     const two_joint_skin skin(mesh);
     {
         step saving("save cache");
-        const int code = qel_mesh_save(mesh.get(), skin.get(), path.c_str());
+        const int code = qel_mesh_save(mesh.get(), skin.get(), file.path.c_str());
         check(
-            "save cache", path, code == -10 ? -3 : code,
+            "save cache", file.place, code == -10 ? -3 : code,
             {"the mesh is empty", "the file cannot be created", "a face names a vertex that does not exist"});
-        saving.done("%s", path.c_str());
+        saving.done("%s", file.place.c_str());
     }
     mapped_mesh cache;
     {
         step mapping("map cache");
-        check("map cache", path, qel_mesh_load(path.c_str(), cache.get()),
+        check("map cache", file.place, qel_mesh_load(file.path.c_str(), cache.get()),
               {"no path", "the file cannot be opened", "it cannot be mapped", "no room for the view",
                "it is not a mesh cache"});
-        compare(mesh, cache, path);
+        compare(mesh, cache, file.place);
         mapping.done("%u vertices, %u triangles, the same positions in place", cache->header.vertex_count,
                      cache->header.triangle_count);
     }
-    skin_mapped_mesh(cache, path);
+    skin_mapped_mesh(cache, file.place);
 }
 
 } // namespace example

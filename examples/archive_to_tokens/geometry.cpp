@@ -71,7 +71,7 @@ void read_mesh(archive &source, polymesh &mesh, const std::string &path) {
         drop_faces(mesh);
     } else if (!faces_fit(mesh)) {
         drop_faces(mesh);
-        note("its faces name vertices or corners that it does not have: going on without faces");
+        warn("its faces name vertices or corners that it does not have: going on without faces");
     }
 }
 

@@ -1,9 +1,31 @@
 // SPDX-License-Identifier: MIT
 #include "job.h"
 
+#include <filesystem>
+
 namespace example {
 
+namespace {
+
+/// A result may take the place of an earlier one, but of nothing else.
+void check_place(const std::filesystem::path &place, const std::string &input) {
+    namespace fs = std::filesystem;
+    std::error_code ignored;
+    const fs::file_status there = fs::status(place, ignored);
+    if (!fs::exists(there)) return;
+    const char *const hindrance = !fs::is_regular_file(there)             ? "what is there is no file"
+                                  : fs::equivalent(place, input, ignored) ? "it is the input"
+                                  : (there.permissions() & fs::perms::owner_write) == fs::perms::none
+                                      ? "the file there is read-only"
+                                      : nullptr;
+    if (hindrance != nullptr) throw step_failed("output folder", place.string(), 0, hindrance);
+}
+
+} // namespace
+
 std::vector<std::string> archive_to_tokens(const std::string &input, const std::string &output) {
+    for (const char *name : result_names)
+        check_place(std::filesystem::path(output) / name, input);
     output_folder folder(output);
 
     archive source;
@@ -24,8 +46,7 @@ std::vector<std::string> archive_to_tokens(const std::string &input, const std::
     write_and_map_cache(mesh, folder);
     record_run(folder, tokens->total_tokens);
 
-    folder.keep();
-    return folder.files();
+    return folder.keep();
 }
 
 } // namespace example

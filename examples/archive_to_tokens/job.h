@@ -9,8 +9,11 @@
 
 namespace example {
 
-/// The whole job: an archive becomes a file of each format in a folder. Returns the files it wrote, or throws
-/// step_failed and leaves none of them.
+/// What the job makes.
+constexpr const char *result_names[] = {"tokens.qel", "scene.bqel", "mesh.qelm", "agents.qeag"};
+
+/// The whole job: an archive becomes a file of each format in a folder, where they take the place of files of
+/// these names. Returns their paths, or throws step_failed and changes nothing.
 std::vector<std::string> archive_to_tokens(const std::string &input, const std::string &output);
 
 // The steps, in the order in which the job takes them.

@@ -53,6 +53,10 @@ void note(const char *format, ...) {
     va_end(arguments);
 }
 
+void warn(const std::string &text) {
+    ear().warning(text);
+}
+
 step::step(std::string name) : name_(std::move(name)), start_(std::chrono::steady_clock::now()) {
     ear().begins(name_);
 }
@@ -65,39 +69,62 @@ void step::done(const char *format, ...) {
     va_end(arguments);
 }
 
+namespace {
+
+[[noreturn]] void folder_failed(const fs::path &subject, const std::error_code &error) {
+    throw step_failed("output folder", subject.string(), error.value(), error.message());
+}
+
+/// A folder that nobody else has: those of interrupted jobs may still be there.
+fs::path make_work_folder(const fs::path &parent) {
+    for (unsigned number = 0;; ++number) {
+        std::error_code error;
+        const fs::path folder = parent / (".unfinished-" + std::to_string(number));
+        if (fs::create_directory(folder, error)) return folder;
+        std::error_code ignored;
+        if (error && !fs::exists(folder, ignored)) folder_failed(parent, error);
+    }
+}
+
+} // namespace
+
 output_folder::output_folder(const std::string &path) : path_(path) {
     std::error_code error;
     made_ = fs::create_directories(path_, error);
-    if (error) throw step_failed("output folder", path, error.value(), error.message());
+    if (error) folder_failed(path_, error);
+    work_ = make_work_folder(path_);
+    ear().works_in(work_.string());
 }
 
 output_folder::~output_folder() {
-    if (kept_) return;
     std::error_code ignored;
-    for (const fs::path &file : files_)
-        fs::remove(file, ignored);
+    fs::remove_all(work_, ignored);
     if (made_) fs::remove(path_, ignored); // only when empty
 }
 
-std::string output_folder::file(const std::string &name) {
-    files_.push_back(path_ / name);
-    return files_.back().string();
+result output_folder::file(const std::string &name) {
+    files_.push_back({(work_ / name).string(), (path_ / name).string()});
+    return files_.back();
 }
 
-std::vector<std::string> output_folder::files() const {
-    std::vector<std::string> paths;
-    for (const fs::path &file : files_)
-        paths.push_back(file.string());
-    return paths;
-}
-
-std::uint64_t output_folder::written(const std::string &step, const std::string &path,
+std::uint64_t output_folder::written(const std::string &step, const result &file,
                                      std::uint64_t expected) const {
     std::error_code error;
-    const std::uint64_t size = fs::file_size(path, error);
-    if (error) throw step_failed(step, path, error.value(), error.message());
-    if (size != expected) throw step_failed(step, path, 0, "the file was not written whole");
+    const std::uint64_t size = fs::file_size(file.path, error);
+    if (error) throw step_failed(step, file.place, error.value(), error.message());
+    if (size != expected) throw step_failed(step, file.place, 0, "the file was not written whole");
     return size;
+}
+
+std::vector<std::string> output_folder::keep() {
+    std::vector<std::string> places;
+    for (const result &file : files_) {
+        std::error_code error;
+        fs::rename(file.path, file.place, error);
+        if (error) folder_failed(file.place, error);
+        places.push_back(file.place);
+    }
+    return places;
 }
 
 } // namespace example

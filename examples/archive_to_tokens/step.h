@@ -39,6 +39,10 @@ class listener {
     virtual void begins(const std::string &step) = 0;
     virtual void done(const std::string &step, double milliseconds, const std::string &outcome) = 0;
     virtual void note(const std::string &text) = 0;
+    /// What the results lack. It is a note where nobody makes more of it.
+    virtual void warning(const std::string &text) { note(text); }
+    /// The results are made in this folder, which is gone when the job ends.
+    virtual void works_in(const std::string &) {}
 };
 /// From now on `ear` hears the steps; null prints them again.
 void listen(listener *ear);
@@ -53,6 +57,7 @@ void listen(listener *ear);
 
 /// A remark between two steps, formatted as by printf, without the line's end.
 void note(const char *format, ...) EXAMPLE_PRINTF(1, 2);
+void warn(const std::string &text);
 
 /// Throws unless `code` is 0. The meanings are those of -1, -2, -3, … in order.
 void check(const std::string &step, const std::string &subject, int code,
@@ -104,7 +109,14 @@ struct free_array {
 template <class T>
 using array = std::unique_ptr<T[], free_array>;
 
-/// The folder of the results. Unless the job is kept, the files it announced are removed again.
+/// A file that the job makes.
+struct result {
+    std::string path;  ///< where it is written
+    std::string place; ///< where it will be, once the job is done
+};
+
+/// The folder of the results. They are written in a folder of this job's own inside it and moved to their places
+/// at the end: a job that fails or is interrupted leaves every file there as it was.
 class output_folder {
   public:
     explicit output_folder(const std::string &path);
@@ -112,18 +124,17 @@ class output_folder {
     output_folder(const output_folder &) = delete;
     output_folder &operator=(const output_folder &) = delete;
 
-    /// The path of a result about to be written.
-    std::string file(const std::string &name);
+    /// A result about to be written.
+    result file(const std::string &name);
     /// Bytes of a result, or a failure when it is shorter than it must be (a disk may be full).
-    std::uint64_t written(const std::string &step, const std::string &path, std::uint64_t expected) const;
-    void keep() { kept_ = true; }
-    std::vector<std::string> files() const;
+    std::uint64_t written(const std::string &step, const result &file, std::uint64_t expected) const;
+    /// Moves the results to their places and returns these. Should one not go there, those before it have.
+    std::vector<std::string> keep();
 
   private:
-    std::filesystem::path path_;
-    std::vector<std::filesystem::path> files_;
+    std::filesystem::path path_, work_;
+    std::vector<result> files_;
     bool made_ = false;
-    bool kept_ = false;
 };
 
 } // namespace example

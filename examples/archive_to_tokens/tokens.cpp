@@ -65,18 +65,18 @@ void make_tokens(polymesh &mesh, const std::vector<std::uint32_t> &triangles, sc
 }
 
 void export_and_query_unit(scene &made, output_folder &folder) {
-    const std::string path = folder.file("tokens.qel");
+    const result file = folder.file("tokens.qel");
     {
         step exporting("export unit");
-        check("export unit", path, qel_alembic_export_qel(made->meshes, path.c_str()),
+        check("export unit", file.place, qel_alembic_export_qel(made->meshes, file.path.c_str()),
               {"the file cannot be created"});
         const std::uint64_t expected = unit_header_bytes + made->total_tokens * sizeof(qel_token);
-        const std::uint64_t size = folder.written("export unit", path, expected);
-        exporting.done("%llu bytes in %s", static_cast<unsigned long long>(size), path.c_str());
+        const std::uint64_t size = folder.written("export unit", file, expected);
+        exporting.done("%llu bytes in %s", static_cast<unsigned long long>(size), file.place.c_str());
     }
     unit loaded;
     step loading("load unit");
-    check("load unit", path, qel_unit_load(path.c_str(), loaded.get()),
+    check("load unit", file.place, qel_unit_load(file.path.c_str(), loaded.get()),
           {"the file cannot be opened", "its header is cut short", "it is not a unit file",
            "no memory for the tokens", "no memory for an index", "no memory for the order"});
     loading.done("sorted and indexed");
@@ -90,28 +90,29 @@ void export_and_query_unit(scene &made, output_folder &folder) {
 }
 
 void save_and_reload_scene(scene &made, output_folder &folder) {
-    const std::string path = folder.file("scene.bqel");
+    const result file = folder.file("scene.bqel");
     {
         step saving("save scene");
-        check("save scene", path, qel_alembic_save(path.c_str(), made.get()), {"the file cannot be created"});
+        check("save scene", file.place, qel_alembic_save(file.path.c_str(), made.get()),
+              {"the file cannot be created"});
         const std::uint64_t vertices = made->meshes[0].vertex_count, faces = made->meshes[0].face_count;
         const std::uint64_t expected =
             scene_header_bytes + mesh_header_bytes + faces * 12 +
             vertices * (12 + sizeof(qel_alembic_vertex) + sizeof(qel_alembic_token));
-        const std::uint64_t size = folder.written("save scene", path, expected);
-        saving.done("%llu bytes in %s", static_cast<unsigned long long>(size), path.c_str());
+        const std::uint64_t size = folder.written("save scene", file, expected);
+        saving.done("%llu bytes in %s", static_cast<unsigned long long>(size), file.place.c_str());
     }
     scene loaded;
     step loading("load scene");
     check(
-        "load scene", path, qel_alembic_load(path.c_str(), loaded.get()),
+        "load scene", file.place, qel_alembic_load(file.path.c_str(), loaded.get()),
         {"the file cannot be opened", "it is not a scene file", "its version is not supported", "no memory"});
-    check("load scene", path, qel_alembic_validate(loaded.get()),
+    check("load scene", file.place, qel_alembic_validate(loaded.get()),
           {"no scene", "it has no meshes", "a mesh has no positions", "a mesh has no vertices",
            "a vertex is off the lattice", "a vertex has an impossible level"});
     const std::size_t bytes = std::size_t{made->meshes[0].vertex_count} * sizeof(qel_alembic_token);
     if (std::memcmp(loaded->meshes[0].tokens, made->meshes[0].tokens, bytes) != 0)
-        throw step_failed("load scene", path, 0, "the tokens came back changed");
+        throw step_failed("load scene", file.place, 0, "the tokens came back changed");
     char scene_text[2048], mesh_text[1024];
     qel_alembic_file_info(loaded.get(), scene_text, sizeof scene_text);
     qel_alembic_mesh_info(&loaded->meshes[0], mesh_text, sizeof mesh_text);

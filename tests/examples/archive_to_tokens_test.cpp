@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <limits>
 
 namespace qel::test {
 namespace {
@@ -113,15 +114,54 @@ TEST(ArchiveToTokens, GoesOnWithoutFacesThatDoNotFit) {
     EXPECT_SAYS(run.output, "1152 vertices, 0 triangles, the same positions in place");
 }
 
-TEST(ArchiveToTokens, RemovesWhatItWroteWhenALaterStepFails) {
+/// An archive whose mesh is found, but fails when it is verified: two results have been written by then.
+void save_archive_of_an_odd_mesh(const std::string &path) {
+    plain_mesh mesh = make_torus(48, 24, 3.0f, 1.0f);
+    mesh.positions[3000] = std::numeric_limits<float>::quiet_NaN();
+    production_archive(mesh).save(path);
+}
+
+TEST(ArchiveToTokens, LeavesNothingWhenALaterStepFails) {
     const temp_folder folder;
-    std::filesystem::create_directories(folder.file("out/mesh.qelm")); // a folder where a file must go
-    const program_result run = run_program(folder, program + " " EXAMPLE_DATA "/torus.abc out");
+    save_archive_of_an_odd_mesh(folder.file("odd.abc"));
+    const program_result run = run_program(folder, program + " odd.abc out");
     EXPECT_EQ(run.exit_code, 1);
-    const std::string path = std::filesystem::path("out/mesh.qelm").make_preferred().string();
-    EXPECT_SAYS(run.errors, "save cache failed on " + path + ": code -2, the file cannot be created");
+    EXPECT_SAYS(run.output, "save scene");
+    EXPECT_SAYS(run.errors, "verify failed on ");
+    EXPECT_FALSE(file_exists(folder.file("out")));
+}
+
+TEST(ArchiveToTokens, LeavesTheFilesOfAnEarlierRunAsTheyWereWhenAStepFails) {
+    const temp_folder folder;
+    ASSERT_EQ(run_program(folder, program + " " EXAMPLE_DATA "/torus.abc out").exit_code, 0);
+    const bytes tokens = read_file(folder.file("out/tokens.qel")),
+                scene = read_file(folder.file("out/scene.bqel"));
+    save_archive_of_an_odd_mesh(folder.file("odd.abc"));
+    EXPECT_EQ(run_program(folder, program + " odd.abc out").exit_code, 1);
+    EXPECT_EQ(read_file(folder.file("out/tokens.qel")), tokens);
+    EXPECT_EQ(read_file(folder.file("out/scene.bqel")), scene);
+    std::size_t files = 0;
+    for ([[maybe_unused]] const auto &file : std::filesystem::directory_iterator(folder.file("out")))
+        ++files;
+    EXPECT_EQ(files, 4u);
+}
+
+TEST(ArchiveToTokens, ReplacesNeitherAFolderNorItsInput) {
+    const temp_folder folder;
+    std::filesystem::create_directories(folder.file("out/mesh.qelm"));
+    const std::string places[] = {std::filesystem::path("out/mesh.qelm").make_preferred().string(),
+                                  std::filesystem::path("in/tokens.qel").make_preferred().string()};
+    program_result run = run_program(folder, program + " " EXAMPLE_DATA "/torus.abc out");
+    EXPECT_EQ(run.exit_code, 1);
+    EXPECT_SAYS(run.errors, "output folder failed on " + places[0] + ": code 0, what is there is no file");
     EXPECT_FALSE(file_exists(folder.file("out/tokens.qel")));
-    EXPECT_FALSE(file_exists(folder.file("out/scene.bqel")));
+
+    std::filesystem::create_directories(folder.file("in"));
+    write_file(folder.file("in/tokens.qel"), read_file(EXAMPLE_DATA "/torus.abc"));
+    run = run_program(folder, program + " in/tokens.qel in");
+    EXPECT_EQ(run.exit_code, 1);
+    EXPECT_SAYS(run.errors, "output folder failed on " + places[1] + ": code 0, it is the input");
+    EXPECT_EQ(read_file(folder.file("in/tokens.qel")), read_file(EXAMPLE_DATA "/torus.abc"));
 }
 
 TEST(ArchiveToTokens, SaysWhenTheOutputFolderCannotBeMade) {
