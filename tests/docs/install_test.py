@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: MIT
 """Follows the front page: installs the library, then builds and runs its first program with the CMake lines and the
-compiler command that stand there.
+compiler command that stand there. Where the tool was built, installs it as its page says and starts it.
 
 Usage: install_test.py PROJECT BUILD_FOLDER C_COMPILER GENERATOR
 """
@@ -39,6 +39,15 @@ def expect(printed, how):
 
 
 with tempfile.TemporaryDirectory() as scratch:
+    if (build / "tools" / "qel" / "qel").exists():
+        tool = pathlib.Path(scratch, "tool")
+        lines = re.findall(r"^    (cmake --install .+?) *(?:#.*)?$", (project / "docs" / "tool.md").read_text("utf-8"), re.M)
+        for line in lines:
+            run(*line.replace("build/release", str(build)).replace("PREFIX", str(tool)).split(" "))
+        without_paths = {name: value for name, value in os.environ.items() if name != "LD_LIBRARY_PATH"}
+        if "sound: yes" not in run(tool / "bin" / "qel", "info", torus, env=without_paths):
+            sys.exit("the installed tool does not know a sound archive")
+        print(f"{len(lines)} lines of the tool's page: an installed qel that starts")
     folder, prefix = pathlib.Path(scratch), pathlib.Path(scratch, "prefix")
     run("cmake", "--install", build, "--prefix", prefix)
     shutil.copy(project / "docs" / "snippets" / "first_program.c", folder / "program.c")
