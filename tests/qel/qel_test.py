@@ -1,18 +1,26 @@
 # SPDX-License-Identifier: MIT
-"""The tool as its user meets it: output, messages and exit statuses. QEL and TORUS name the program and an archive."""
+"""The tool as its user meets it: output, messages and exit statuses.
+
+QEL, TORUS and PAGE name the program, an archive and the manual page; SLOW_STEP, if given, a library to preload."""
 
 import json
 import os
+import pty
 import re
+import resource
+import shutil
 import signal
 import stat
+import struct
 import subprocess
 import tempfile
+import time
 import unittest
 
 import files
 
-QEL, TORUS = os.environ["QEL"], os.environ["TORUS"]
+QEL, TORUS, PAGE = os.environ["QEL"], os.environ["TORUS"], os.environ["PAGE"]
+SLOW_STEP = os.environ.get("SLOW_STEP")
 THREE = [(702, b"000002FC", 1 << 63, 1), (5, b"\x1b[31m\xff<x", 0, 2), (702, b"00000003", 3, 1)]
 
 
@@ -30,6 +38,10 @@ class ToolTest(unittest.TestCase):
             out.write(content)
         return name
 
+    def content(self, name):
+        with open(self.path(name), "rb") as file:
+            return file.read()
+
     def qel(self, *arguments, stdin=None, status=0, **how):
         run = subprocess.run([QEL, *arguments], input=stdin, capture_output=True, cwd=self.folder, timeout=120,
                              stdin=None if stdin is not None else subprocess.DEVNULL, **how)
@@ -41,6 +53,12 @@ class ToolTest(unittest.TestCase):
         out = self.qel(*arguments, status=1, **how)
         self.assertEqual(self.errors, f"qel: {message}\n")
         return out
+
+
+def at_most(size):
+    """For a child: no file of its making grows beyond this, as on a full disk."""
+    signal.signal(signal.SIGXFSZ, signal.SIG_IGN)
+    resource.setrlimit(resource.RLIMIT_FSIZE, (size, size))
 
 
 class CallTest(ToolTest):
@@ -61,10 +79,37 @@ class CallTest(ToolTest):
             self.assertEqual(self.qel(*call, status=2), "")
             self.assertRegex(self.errors, r"\Aqel: .+\nTry: qel --help\n\Z")
 
+    def test_a_wrong_word_is_named(self):
+        for call, word in ((("infoo",), "infoo"), (("--foo",), "--foo"), (("--foo", "info", TORUS), "--foo"),
+                           (("info", TORUS, "--bar"), "--bar"), (("\x1b[31m",), r"\x1B[31m")):
+            self.qel(*call, status=2)
+            self.assertIn(word, self.errors)
+
+    def test_the_manual_page_and_the_help_have_the_same_options(self):
+        with open(PAGE, encoding="utf-8") as page:
+            parts = re.split(r"(?m)^\.It Cm (\w+)", page.read())
+        told = {name: {"-" + option for line in re.findall(r"(?m)^\.It (Fl .*)", part)
+                       for option in re.findall(r"(?:Fl|,) (-?[a-z]+)", line)}
+                for name, part in zip(parts[1::2], parts[2::2])}
+        commands = re.findall(r"(?m)^  (\w+)", self.qel("--help").partition("Subcommands:")[2])
+        self.assertEqual(sorted(told), sorted(commands))
+        for command in commands:
+            help_text = "\n".join(re.findall(r"(?m)^  (-\S+)", self.qel(command, "--help")))
+            self.assertEqual(set(re.findall(r"-[-a-z]+", help_text)) - {"-h", "--help"}, told[command], command)
+        self.assertIn(".Fl -help | Fl -version", parts[0])
+        self.assertEqual(set(re.findall(r"(?m)^  (-\S+)", self.qel("--help"))), {"-h,--help", "--version"})
+
     def test_a_full_disk_is_a_failure(self):
-        with open("/dev/full", "w") as full:
-            run = subprocess.run([QEL, "dump", TORUS], stdout=full, stderr=subprocess.PIPE, timeout=120)
-        self.assertEqual((run.returncode, run.stderr), (1, b"qel: standard output: No space left on device\n"))
+        for call in (("dump", TORUS), ("info", TORUS), ("--version",), ("--help",), ("view", "--help")):
+            with open("/dev/full", "w") as full:
+                run = subprocess.run([QEL, *call], stdout=full, stderr=subprocess.PIPE, timeout=120)
+            self.assertEqual((run.returncode, run.stderr), (1, b"qel: standard output: No space left on device\n"), call)
+
+    def test_a_closed_descriptor_is_not_taken_for_a_file(self):
+        for call, message in (("info - >&-", b"qel: standard output: Bad file descriptor\n"),
+                              ("info - <&-", b"qel: standard input: Bad file descriptor\n"), ("info - 2>&- >&-", b"")):
+            run = subprocess.run(["sh", "-c", '"$0" ' + call, QEL], input=files.unit(THREE), capture_output=True, timeout=120)
+            self.assertEqual((run.returncode, run.stdout, run.stderr), (1, b"", message), call)
 
     def test_a_reader_that_has_had_enough_hears_no_complaint(self):
         with subprocess.Popen([QEL, "dump", TORUS], stdout=subprocess.PIPE, stderr=subprocess.PIPE) as run:
@@ -117,6 +162,24 @@ class InfoTest(ToolTest):
             self.file(files.cache(), "pipe")
             self.assertIn(b"kind: mesh cache\n", run.stdout.read())
 
+    def test_a_pipe_that_is_none_of_the_formats_is_not_copied_first(self):
+        self.fails("/dev/zero: not a unit, scene, mesh cache, agent directory or archive", "info", "/dev/zero",
+                   preexec_fn=lambda: at_most(1000))
+
+    @unittest.skipUnless(os.path.exists("/proc/self/fd"), "a file has to have a name here")
+    def test_the_temporary_file_has_no_name_while_it_is_in_use(self):
+        scene = files.scene([files.mesh()] * 3000)
+        environment = {**os.environ, "TMPDIR": self.folder}
+        with subprocess.Popen([QEL, "dump", "-"], stdin=subprocess.PIPE, stdout=subprocess.PIPE, env=environment) as run:
+            run.stdin.write(scene[:500000])  # more than a pipe holds: some of it has been copied
+            self.assertEqual(os.listdir(self.folder), [])
+            run.stdin.write(scene[500000:])
+            run.stdin.close()
+            run.stdout.readline()
+            run.stdout.close()
+            self.assertEqual(run.wait(), -signal.SIGPIPE)
+        self.assertEqual(os.listdir(self.folder), [])
+
     def test_no_temporary_file_stays(self):
         self.qel("info", "-", stdin=files.unit(THREE), env={**os.environ, "TMPDIR": self.folder})
         self.qel("info", "-", stdin=b"no file of ours", env={**os.environ, "TMPDIR": self.folder}, status=1)
@@ -132,17 +195,31 @@ class InfoTest(ToolTest):
         self.assertIn(r'"\x1B]0;x\x07"', text)
 
 
+    def test_a_name_in_utf_8_is_shown_as_it_is(self):
+        for name in ("größe", "漢字 𝄞", "\u00a0\uffff"):
+            self.fails(f"{name}: No such file or directory", "info", name)
+            self.assertEqual(self.facts(self.file(files.unit(THREE), name))["file"], name)
+
+    def test_bytes_that_are_no_utf_8_and_control_characters_are_escaped(self):
+        for name, shown in ((b"a\xff\xc3", r"a\xFF\xC3"), (b"\xc0\xaf", r"\xC0\xAF"), (b"\xe0\x80\xaf", r"\xE0\x80\xAF"),
+                            (b"\xed\xa0\x80", r"\xED\xA0\x80"), (b"\xf4\x90\x80\x80", r"\xF4\x90\x80\x80"),
+                            (b"\xe2\x82(", r"\xE2\x82("), ("\u009b31m".encode(), r"\xC2\x9B31m"), (b"\x7f", r"\x7F")):
+            self.fails(f"{shown}: No such file or directory", "info", name)
+
+
 class BrokenFileTest(ToolTest):
-    def broken(self, content, problem):
-        """`info` tells the problem and is status 1; the other commands neither crash nor call it sound."""
+    def broken(self, content, problem, converts=False):
+        """`info` tells the problem and is status 1; the other commands neither crash nor call it sound. An archive
+        may be converted, with a warning."""
         name = self.file(content)
         out = self.fails(f"file: not sound: {problem}", "info", name)
         self.assertIn(f"sound: no\nproblem: {problem}\n", out)
         self.qel("dump", name, "--json", status=1)
-        for command in (["view", name, "-o", "page.html"], ["convert", name, "-o", "out"]):
-            self.qel(*command, status=1)
+        self.assertRegex(self.errors, r"\Aqel: file: .+\n\Z")
+        for command, done in ((["view", name, "-o", "page.html"], False), (["convert", name, "-o", "out"], converts)):
+            self.qel(*command, status=0 if done else 1)
             self.assertRegex(self.errors, r"\Aqel: file: .+\n\Z")
-            self.assertFalse(os.path.exists(self.path(command[3])))
+            self.assertEqual(os.path.exists(self.path(command[3])), done)
 
     def test_what_is_no_file_of_ours(self):
         self.fails("missing: No such file or directory", "info", "missing")
@@ -217,8 +294,24 @@ class BrokenFileTest(ToolTest):
             whole = torus.read()
         self.fails("file: still being written, or not closed by its writer", "info", self.file(whole[:5] + b"\0" + whole[6:]))
         self.fails("file: cut short in its root reference", "info", self.file(whole[:12]))
-        self.fails("file: not sound: its root does not lie in the file", "info", self.file(whole[:5000]))
+        self.broken(whole[:-300], "its root does not lie in the file", converts=True)
+        self.assertEqual(self.errors, "qel: file: its root does not lie in the file: the mesh was found among its bytes\n")
+        self.broken(self.with_a_wrong_corner(whole),
+                    "1 corner has a vertex that the mesh does not have, the first is corner 4", converts=True)
+        self.assertEqual(self.errors, "qel: file: its faces name vertices or corners that it does not have: going on "
+                                      "without faces\n")
         self.assertIn("mesh: none found", self.qel("info", self.file(whole[:20] + bytes(64)), status=1))
+
+    def test_a_broken_archive_is_dumped_as_far_as_it_goes(self):
+        name = self.file(self.with_a_wrong_corner(self.content(TORUS)))
+        got = json.loads(self.qel("dump", name, "--json", status=1))
+        self.assertEqual((len(got["positions"]), got["face_indices"][4]), (1152, 5000))
+        self.assertEqual(self.errors, "qel: file: 1 corner has a vertex that the mesh does not have, the first is corner 4\n")
+
+    def with_a_wrong_corner(self, archive):
+        corners = json.loads(self.qel("dump", TORUS, "--json"))["face_indices"]
+        place = archive.index(struct.pack("<8I", *corners[:8])) + 16
+        return archive[:place] + struct.pack("<I", 5000) + archive[place + 4:]
 
     def test_every_truncation_and_many_changes_end_in_a_status(self):
         contents = [files.unit(THREE), files.scene(frames=[files.frame()]), files.agents([(b"2A9E0100", 0)]),
@@ -263,6 +356,118 @@ class ConvertTest(ToolTest):
         self.qel("convert", TORUS, "-o", "file/out", status=1)
         self.assertIn("output folder: file/out: ", self.errors)
 
+    def earlier_results(self):
+        os.mkdir(self.path("out"))
+        for name in [*self.NAMES, "other"]:
+            self.file(b"earlier " + name.encode(), "out/" + name)
+
+    def assert_only_earlier_results(self):
+        self.assertEqual(sorted(os.listdir(self.path("out"))), sorted([*self.NAMES, "other"]))
+        for name in [*self.NAMES, "other"]:
+            self.assertEqual(self.content("out/" + name), b"earlier " + name.encode())
+
+    def test_takes_the_place_of_earlier_results(self):
+        self.earlier_results()
+        self.qel("convert", TORUS, "-o", "out")
+        self.assertEqual(self.qel("info", *(f"out/{name}" for name in self.NAMES)).count("sound: yes\n"), 4)
+        self.assertEqual(sorted(os.listdir(self.path("out"))), sorted([*self.NAMES, "other"]))
+
+    def test_a_failure_changes_no_file_that_was_there(self):
+        self.earlier_results()
+        self.fails(f"{TORUS}: save scene: out/scene.bqel: the file was not written whole", "convert", TORUS, "-o", "out",
+                   preexec_fn=lambda: at_most(50000))
+        self.assert_only_earlier_results()
+
+    def test_what_is_no_file_or_read_only_stays_as_it_is(self):
+        self.earlier_results()
+        os.chmod(self.path("out/agents.qeag"), 0o444)
+        self.fails(f"{TORUS}: output folder: out/agents.qeag: the file there is read-only", "convert", TORUS, "-o", "out")
+        self.assert_only_earlier_results()
+        os.mkdir(self.path("else"))
+        os.mkdir(self.path("else/mesh.qelm"))
+        self.fails(f"{TORUS}: output folder: else/mesh.qelm: what is there is no file", "convert", TORUS, "-o", "else")
+        self.assertEqual(os.listdir(self.path("else")), ["mesh.qelm"])
+
+    def test_the_input_is_not_overwritten(self):
+        os.mkdir(self.path("out"))
+        shutil.copy(TORUS, self.path("out/tokens.qel"))
+        os.symlink("out/tokens.qel", self.path("link.abc"))
+        for name in ("out/tokens.qel", "link.abc", os.path.join(self.folder, "out", "tokens.qel")):
+            self.assertEqual(self.qel("convert", name, "-o", "out", status=2), "")
+            self.assertEqual(self.errors, "qel: out/tokens.qel: is the input, which would be lost\n")
+        with open(self.path("out/tokens.qel"), "rb") as archive:
+            run = subprocess.run([QEL, "convert", "-", "-o", "out"], stdin=archive, cwd=self.folder, capture_output=True)
+        self.assertEqual(run.returncode, 2)
+        self.assertEqual(os.listdir(self.path("out")), ["tokens.qel"])
+        self.assertEqual(self.content("out/tokens.qel"), self.content(TORUS))
+
+
+@unittest.skipUnless(SLOW_STEP, "no step can be made slow here")
+class SlowConvertTest(ToolTest):
+    ENVIRONMENT = {**os.environ, "LD_PRELOAD": SLOW_STEP or ""}
+
+    def test_an_interruption_leaves_the_folder_as_it_was(self):
+        os.mkdir(self.path("out"))
+        self.file(b"earlier", "out/tokens.qel")
+        for number in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP):
+            with subprocess.Popen([QEL, "convert", TORUS, "-o", "out"], cwd=self.folder, env=self.ENVIRONMENT) as run:
+                while not os.path.exists(self.path("out/.unfinished-0/scene.bqel")) and run.poll() is None:
+                    time.sleep(0.01)
+                self.assertEqual(self.content("out/tokens.qel"), b"earlier")
+                run.send_signal(number)
+                self.assertEqual(run.wait(), -number)
+            self.assertEqual(os.listdir(self.path("out")), ["tokens.qel"])
+            self.assertEqual(self.content("out/tokens.qel"), b"earlier")
+
+    def test_an_interruption_that_the_caller_ignores_is_none(self):
+        with subprocess.Popen([QEL, "convert", TORUS, "-o", "out"], cwd=self.folder, env=self.ENVIRONMENT,
+                              stdout=subprocess.DEVNULL,
+                              preexec_fn=lambda: signal.signal(signal.SIGHUP, signal.SIG_IGN)) as run:
+            while not os.path.exists(self.path("out/.unfinished-0/scene.bqel")) and run.poll() is None:
+                time.sleep(0.01)
+            run.send_signal(signal.SIGHUP)
+            self.assertEqual(run.wait(), 0)
+        self.assertEqual(sorted(os.listdir(self.path("out"))), sorted(ConvertTest.NAMES))
+
+    def test_a_killed_run_is_in_no_later_ones_way(self):
+        with subprocess.Popen([QEL, "convert", TORUS, "-o", "out"], cwd=self.folder, env=self.ENVIRONMENT) as run:
+            while not os.path.exists(self.path("out/.unfinished-0/scene.bqel")) and run.poll() is None:
+                time.sleep(0.01)
+            run.kill()
+        self.assertEqual(os.listdir(self.path("out")), [".unfinished-0"])
+        self.qel("convert", TORUS, "-o", "out")
+        self.assertEqual(sorted(os.listdir(self.path("out"))), sorted([".unfinished-0", *ConvertTest.NAMES]))
+
+    def on_a_terminal(self, *options):
+        """What a run writes to a terminal that is its standard error."""
+        terminal, end = pty.openpty()
+        with subprocess.Popen([QEL, "convert", TORUS, "-o", "out", *options], cwd=self.folder, env=self.ENVIRONMENT,
+                              stdout=subprocess.PIPE, stderr=end) as run:
+            os.close(end)
+            shown = b""
+            try:
+                while part := os.read(terminal, 4096):
+                    shown += part
+            except OSError:  # Linux: the other end is closed
+                pass
+            os.close(terminal)
+            self.assertEqual(run.stdout.read().count(b"\n"), 4)
+        self.assertEqual(run.returncode, 0)
+        return shown.decode()
+
+    def test_a_terminal_shows_the_step_that_takes_long_and_is_clean_in_the_end(self):
+        shown = self.on_a_terminal()
+        self.assertRegex(shown, r"\r\x1b\[Kadjacency … 0\.[3-9] s\r\x1b\[K")
+        self.assertTrue(shown.endswith("\r\x1b[K"), shown)
+        self.assertGreater(shown.count("adjacency"), 1)
+
+    def test_steps_are_reported_on_lines_of_their_own(self):
+        self.assertRegex(self.on_a_terminal("-v"), r"(\n|\x1b\[K)adjacency +[\d.]+ ms ")
+
+    def test_standard_error_that_is_no_terminal_stays_silent(self):
+        self.qel("convert", TORUS, "-o", "out", env=self.ENVIRONMENT)
+        self.assertEqual(self.errors, "")
+
 
 class NearestTest(ToolTest):
     def test_lists_tokens_nearest_first(self):
@@ -276,10 +481,10 @@ class NearestTest(ToolTest):
     def test_takes_cells_and_packed_vertices(self):
         name = self.file(files.unit([(233471, b"00000000", 0, 1), (1 << 32 | 2 << 16 | 3, b"00000001", 0, 1)]))
         first = json.loads(self.qel("nearest", name, "47,47,47", "--json"))
-        self.assertEqual((first["key"], first["nearest"][0]), (233471, {
-            "token": 0, "hex_id": "00000000", "morton": 233471, "layer": 1, "hops": 0}))
+        self.assertEqual((first["key"], first["nearest"][0]), ("233471", {
+            "token": 0, "hex_id": "00000000", "morton": "233471", "layer": 1, "hops": "0"}))
         packed = json.loads(self.qel("nearest", name, "1,2,3", "-p", "-j", "-k", "1"))
-        self.assertEqual((packed["key"], packed["nearest"][0]["token"]), (4295098371, 1))
+        self.assertEqual((packed["key"], packed["nearest"][0]["token"]), ("4295098371", 1))
 
     def test_a_place_that_is_none_is_a_wrong_call(self):
         name = self.file(files.unit(THREE))
@@ -298,10 +503,24 @@ class DumpTest(ToolTest):
 
     def test_a_unit_in_the_order_of_the_file(self):
         self.assertEqual(self.json(files.unit(THREE)), {
-            "format": "unit", "version": 1, "count": 3, "extra": 7, "saved_at": 0, "tokens": [
-                {"morton": 702, "hex_id": "000002FC", "payload": "0x8000000000000000", "layer": 1},
-                {"morton": 5, "hex_id": "\x1b[31m\xff<x", "payload": "0x0000000000000000", "layer": 2},
-                {"morton": 702, "hex_id": "00000003", "payload": "0x0000000000000003", "layer": 1}]})
+            "format": "unit", "version": 1, "count": 3, "extra": 7, "saved_at": "0", "tokens": [
+                {"morton": "702", "hex_id": "000002FC", "payload": "0x8000000000000000", "layer": 1},
+                {"morton": "5", "hex_id": "\x1b[31m\xff<x", "payload": "0x0000000000000000", "layer": 2},
+                {"morton": "702", "hex_id": "00000003", "payload": "0x0000000000000003", "layer": 1}]})
+
+    def test_fields_of_64_bits_are_texts_in_json_and_digits_in_lines(self):
+        unit = files.unit([(2**64 - 1, b"00000000", 2**64 - 1, 1)], saved_at=-2**63)
+        got = self.json(unit)
+        self.assertEqual((got["saved_at"], got["tokens"][0]["morton"], got["tokens"][0]["payload"]),
+                         ("-9223372036854775808", "18446744073709551615", "0xFFFFFFFFFFFFFFFF"))
+        near = json.loads(self.qel("nearest", self.file(unit), "0", "--json"))
+        self.assertEqual((near["key"], near["nearest"][0]["morton"]), ("0", "18446744073709551615"))
+        self.assertRegex(near["nearest"][0]["hops"], r"\A\d+\Z")
+        scene = self.json(files.scene())
+        self.assertEqual((scene["total_vertices"], scene["total_faces"]), ("3", "1"))
+        self.assertEqual([vertex["morton"] for vertex in scene["meshes"][0]["vertices"]], ["0", "33353", "66706"])
+        self.assertEqual([token["morton"] for token in scene["meshes"][0]["tokens"]], ["0", "33353", "66706"])
+        self.assertIn("tokens[0].morton = 18446744073709551615\n", self.qel("dump", self.file(unit)))
 
     def test_lines_have_paths(self):
         lines = self.qel("dump", self.file(files.unit(THREE))).splitlines()
@@ -313,7 +532,7 @@ class DumpTest(ToolTest):
         got = self.json(files.scene(frames=[files.frame()]))
         self.assertEqual(got["meshes"][0]["positions"], [[0, 0, 0], [1, 0, 0], [0, 2, 0]])
         self.assertEqual(got["meshes"][0]["vertices"][1], {
-            "position": [1, 0, 0], "cell": [47, 0, 0], "morton": 33353, "k11_level": 1, "i_state": 1, "phi_norm": 1.5,
+            "position": [1, 0, 0], "cell": [47, 0, 0], "morton": "33353", "k11_level": 1, "i_state": 1, "phi_norm": 1.5,
             "em_coupling": 11, "topology": 5})
         self.assertEqual(got["meshes"][0]["tokens"][2]["hex_id"], "00000002")
         self.assertEqual(got["frames"], [{"frame": 1, "time": 0.5, "meshes": [
@@ -384,6 +603,15 @@ class ViewTest(ToolTest):
         self.fails("file: is of the kind unit, but view wants an archive, a scene or a mesh cache", "view",
                    self.file(files.unit(THREE)), "-o", "page.html")
         self.fails("no/page.html: No such file or directory", "view", TORUS, "-o", "no/page.html")
+
+    def test_the_input_is_not_overwritten(self):
+        shutil.copy(TORUS, self.path("x.abc"))
+        os.symlink("x.abc", self.path("link"))
+        os.link(self.path("x.abc"), self.path("twin"))
+        for page in ("x.abc", "./x.abc", "link", "twin"):
+            self.qel("view", "x.abc", "-o", page, status=2)
+            self.assertEqual(self.errors, f"qel: {page}: is the input, which would be lost\n")
+        self.assertEqual(self.content("x.abc"), self.content(TORUS))
 
     def test_a_full_disk_is_told(self):
         os.symlink("/dev/full", self.path("full.html"))

@@ -1,13 +1,16 @@
 // SPDX-License-Identifier: MIT
 #include "commands.h"
 #include "input.h"
+#include "interruption.h"
 #include "job.h"
+#include "report.h"
 #include "text.h"
 
 #include <condition_variable>
 #include <cstdio>
 #include <filesystem>
 #include <mutex>
+#include <optional>
 #include <thread>
 #include <unistd.h>
 
@@ -67,9 +70,13 @@ class progress {
     std::thread clock_;
 };
 
+void warn(const input_file &file, const std::string &what) {
+    std::fprintf(stderr, "qel: %s: %s\n", printable(file.name()).c_str(), what.c_str());
+}
+
 class ear : public example::listener {
   public:
-    explicit ear(bool verbose) : verbose_(verbose) { example::listen(this); }
+    ear(const input_file &file, bool verbose) : file_(file), verbose_(verbose) { example::listen(this); }
     ~ear() override { example::listen(nullptr); }
     ear(const ear &) = delete;
     ear &operator=(const ear &) = delete;
@@ -83,10 +90,20 @@ class ear : public example::listener {
     void note(const std::string &text) override {
         if (verbose_) std::fprintf(stderr, "  %s\n", text.c_str());
     }
+    void warning(const std::string &text) override { warn(file_, text); }
+    void works_in(const std::string &folder) override {
+        std::vector<std::string> files;
+        for (const char *name : example::result_names)
+            files.push_back(folder + "/" + name);
+        files.push_back(files.back() + ".tmp"); // through which the library writes the agent directory
+        unfinished_.emplace(std::move(files), folder);
+    }
 
   private:
+    const input_file &file_;
     const bool verbose_;
     progress progress_;
+    std::optional<interruption> unfinished_;
 };
 
 /// The step's own words, but in the form "FILE: what is wrong".
@@ -100,13 +117,19 @@ failure told(const example::step_failed &failed, const input_file &file) {
 int convert(const std::string &name, const std::string &folder, bool verbose) {
     const input_file file(name);
     file.must_be(file_kind::archive, "convert");
+    for (const char *result : example::result_names)
+        file.must_not_be_at((std::filesystem::path(folder) / result).string());
     std::vector<std::string> files;
     try {
-        const ear hearing(verbose);
+        const ear hearing(file, verbose);
         files = example::archive_to_tokens(file.path(), folder);
     } catch (const example::step_failed &failed) {
         throw told(failed, file);
     }
+    report about;
+    check_root(about, file);
+    for (const std::string &problem : about.problems)
+        warn(file, problem + ": the mesh was found among its bytes");
     for (const std::string &path : files)
         std::printf("%s\n", path.c_str());
     return 0;

@@ -16,11 +16,11 @@ void dump_unit(writer &out, const input_file &file) {
     out.count("version", head_number<std::uint32_t>(file, 4));
     out.count("count", count);
     out.count("extra", head_number<std::uint32_t>(file, 12));
-    out.number("saved_at", head_number<std::int64_t>(file, 16));
+    out.wide("saved_at", head_number<std::int64_t>(file, 16));
     out.open_list("tokens");
     each_record<qel_token>(file, header_bytes, count, [&](std::uint64_t, const qel_token &token) {
         out.open_object();
-        out.count("morton", token.morton);
+        out.wide("morton", token.morton);
         out.bytes("hex_id", token.hex_id, sizeof token.hex_id);
         out.text("payload", word_text(token.payload));
         out.count("layer", token.layer);
@@ -34,7 +34,7 @@ void dump_agents(writer &out, const input_file &file) {
     out.count("version", head_number<std::uint32_t>(file, 4));
     out.count("agent_count", count);
     out.count("active_count", head_number<std::uint32_t>(file, 12));
-    out.number("saved_at", head_number<std::int64_t>(file, 16));
+    out.wide("saved_at", head_number<std::int64_t>(file, 16));
     out.open_list("agents");
     const std::uint64_t wanted = std::min(count, QEL_AGENT_CAPACITY);
     each_record<qel_agent>(file, header_bytes, wanted, [&](std::uint64_t, const qel_agent &agent) {
@@ -64,7 +64,7 @@ int dump(const std::string &name, bool json) {
     const input_file file(name);
     if (file.kind() == file_kind::unit || file.kind() == file_kind::agents)
         if (file.size() < header_bytes) throw failure(file.name(), "its header is cut short");
-    const report about = file.kind() == file_kind::archive ? report{} : examine(file);
+    const report about = examine(file);
     if (file.kind() == file_kind::scene && !about.problems.empty() &&
         about.problems[0].compare(0, 9, "cut short") ==
             0) // what is missing reads as zeros, perhaps gigabytes of them

@@ -7,7 +7,7 @@
 
 namespace tool {
 
-/// A 64-bit word, as text: programs that read JSON may not keep all 64 bits of a number.
+/// A 64-bit word without a meaning as a number, as hexadecimal digits.
 std::string word_text(std::uint64_t word);
 
 /// What a scene, mesh cache or archive holds; nothing for the other kinds.

@@ -24,7 +24,7 @@ void dump_vertex(writer &out, const qel_alembic_vertex &vertex) {
     out.open_object();
     out.row("position", vertex.position, 3);
     out.row("cell", cell, 3);
-    out.count("morton", vertex.morton);
+    out.wide("morton", vertex.morton);
     out.number("k11_level", vertex.k11_level);
     out.number("i_state", vertex.i_state);
     out.real("phi_norm", vertex.phi_norm);
@@ -35,7 +35,7 @@ void dump_vertex(writer &out, const qel_alembic_vertex &vertex) {
 
 void dump_token(writer &out, const qel_alembic_token &token) {
     out.open_object();
-    out.count("morton", token.morton);
+    out.wide("morton", token.morton);
     out.bytes("hex_id", token.hex_id, sizeof token.hex_id);
     out.text("payload", word_text(token.payload));
     out.count("layer", token.layer);
@@ -80,8 +80,8 @@ void dump_frame(writer &out, const qel_alembic_frame &frame) {
 void dump_scene(writer &out, const qel_alembic_file &scene) {
     out.count("version", scene.version);
     out.count("flags", scene.flags);
-    out.count("total_vertices", scene.total_vertices);
-    out.count("total_faces", scene.total_faces);
+    out.wide("total_vertices", scene.total_vertices);
+    out.wide("total_faces", scene.total_faces);
     out.real("fps", scene.fps);
     out.real("time_start", scene.time_start);
     out.real("time_end", scene.time_end);

@@ -51,6 +51,12 @@ bool check_faces(report &about, const ogawa_polymesh &mesh) {
     return about.problems.size() == before;
 }
 
+void check_root(report &about, const input_file &file) {
+    const auto root = head_number<std::uint64_t>(file, 8);
+    if ((root & group_bit) != 0 || root < header_bytes || root >= file.size())
+        about.problem("its root does not lie in the file");
+}
+
 report examine_archive(const input_file &file) {
     report about;
     archive_record archive;
@@ -58,11 +64,8 @@ report examine_archive(const input_file &file) {
     about.fact("version", format("%u.%u", unsigned{archive->version[0]}, unsigned{archive->version[1]}));
     about.fact("time",
                format("%g to %g at %g per second", archive->time_start, archive->time_end, archive->fps));
-    const auto root = head_number<std::uint64_t>(file, 8);
-    const std::uint64_t place = root & ~group_bit;
-    about.fact("root at", place);
-    if ((root & group_bit) != 0 || place < header_bytes || place >= file.size())
-        about.problem("its root does not lie in the file");
+    about.fact("root at", head_number<std::uint64_t>(file, 8) & ~group_bit);
+    check_root(about, file);
     polymesh_record mesh;
     if (ogawa_read_polymesh(archive.get(), nullptr, 0, mesh.get()) == 0 && mesh->positions != nullptr)
         mesh_facts(about, *mesh.get());

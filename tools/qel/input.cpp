@@ -32,18 +32,23 @@ struct descriptor {
     }
 };
 
-void copy(int from, int to, const std::string &name) {
-    std::vector<char> part(std::size_t{1} << 16);
-    for (;;) {
-        const ssize_t got = ::read(from, part.data(), part.size());
-        if (got == 0) return;
-        if (got < 0 && errno == EINTR) continue;
-        if (got < 0) throw system_failure(name);
-        for (ssize_t written = 0; written < got;) {
-            const ssize_t now = ::write(to, part.data() + written, static_cast<std::size_t>(got - written));
-            if (now < 0 && errno != EINTR) throw system_failure("temporary file");
-            if (now > 0) written += now;
-        }
+/// Reads up to `size` bytes, fewer only at the end.
+std::size_t read_some(int from, char *bytes, std::size_t size, const std::string &name) {
+    std::size_t done = 0;
+    while (done < size) {
+        const ssize_t got = ::read(from, bytes + done, size - done);
+        if (got == 0) break;
+        if (got < 0 && errno != EINTR) throw system_failure(name);
+        if (got > 0) done += static_cast<std::size_t>(got);
+    }
+    return done;
+}
+
+void write_all(int to, const void *bytes, std::size_t size) {
+    for (std::size_t done = 0; done < size;) {
+        const ssize_t now = ::write(to, static_cast<const char *>(bytes) + done, size - done);
+        if (now < 0 && errno != EINTR) throw system_failure("temporary file");
+        if (now > 0) done += static_cast<std::size_t>(now);
     }
 }
 
@@ -74,16 +79,24 @@ const char *name_of(file_kind kind) {
 }
 
 temporary_file::~temporary_file() {
-    if (!path_.empty()) ::unlink(path_.c_str());
+    if (has_name_) ::unlink(path_.c_str());
+    if (descriptor_ >= 0) ::close(descriptor_);
 }
 
 int temporary_file::make() {
     std::error_code error;
     const std::filesystem::path folder = std::filesystem::temp_directory_path(error);
     path_ = (error ? std::filesystem::path("/tmp") : folder) / "qel.XXXXXX";
-    const int made = ::mkstemp(path_.data());
-    if (made < 0) path_.clear();
-    return made;
+    descriptor_ = ::mkstemp(path_.data());
+    has_name_ = descriptor_ >= 0;
+    // Linux opens it by its descriptor, too. Without a name it goes with the program, however that ends.
+    const std::string nameless = "/proc/self/fd/" + std::to_string(descriptor_);
+    if (has_name_ && ::access(nameless.c_str(), R_OK) == 0) {
+        ::unlink(path_.c_str());
+        path_ = nameless;
+        has_name_ = false;
+    }
+    return descriptor_;
 }
 
 input_file::input_file(const std::string &name) : name_(name == "-" ? "standard input" : name), path_(name) {
@@ -91,36 +104,42 @@ input_file::input_file(const std::string &name) : name_(name == "-" ? "standard 
     struct stat facts {};
     if (from.number < 0 || ::fstat(from.number, &facts) != 0) throw system_failure(name_);
     if (S_ISDIR(facts.st_mode)) throw failure(name_, std::strerror(EISDIR));
-    if (name == "-" || !S_ISREG(facts.st_mode)) spool(from.number);
-    read_head();
-}
-
-void input_file::spool(int from) {
-    const descriptor to{copy_.make()};
-    if (to.number < 0) throw system_failure("temporary file");
-    copy(from, to.number, name_);
-    path_ = copy_.path();
-}
-
-void input_file::read_head() {
-    const descriptor file{::open(path(), O_RDONLY | O_CLOEXEC)};
-    struct stat facts {};
-    if (file.number < 0 || ::fstat(file.number, &facts) != 0) throw system_failure(name_);
+    device_ = facts.st_dev;
+    inode_ = facts.st_ino;
     size_ = static_cast<std::uint64_t>(facts.st_size);
     head_.resize(64);
-    const ssize_t got = ::read(file.number, head_.data(), head_.size());
-    if (got < 0) throw system_failure(name_);
-    head_.resize(static_cast<std::size_t>(got));
+    head_.resize(read_some(from.number, reinterpret_cast<char *>(head_.data()), head_.size(), name_));
+    if (head_.empty()) throw failure(name_, "the file is empty");
     kind_ = kind_of(head_);
-    if (size_ == 0) throw failure(name_, "the file is empty");
-    if (kind_ == file_kind::unknown)
+    if (kind_ == file_kind::unknown) // told before a copy is made: a pipe may have no end
         throw failure(name_, "not a unit, scene, mesh cache, agent directory or archive");
+    if (name == "-" || !S_ISREG(facts.st_mode)) spool(from.number);
+}
+
+/// Copies what is left behind the head.
+void input_file::spool(int from) {
+    const int to = copy_.make();
+    if (to < 0) throw system_failure("temporary file");
+    write_all(to, head_.data(), head_.size());
+    size_ = head_.size();
+    std::vector<char> part(std::size_t{1} << 16);
+    while (const std::size_t got = read_some(from, part.data(), part.size(), name_)) {
+        write_all(to, part.data(), got);
+        size_ += got;
+    }
+    path_ = copy_.path();
 }
 
 void input_file::must_be(file_kind wanted, const char *purpose) const {
     if (kind_ == wanted) return;
     throw failure(name_, std::string("is of the kind ") + name_of(kind_) + ", but " + purpose + " wants " +
                              name_of(wanted));
+}
+
+void input_file::must_not_be_at(const std::string &output) const {
+    struct stat facts {};
+    if (::stat(output.c_str(), &facts) == 0 && facts.st_dev == device_ && facts.st_ino == inode_)
+        throw usage_error(printable(output) + ": is the input, which would be lost");
 }
 
 } // namespace tool

@@ -9,6 +9,7 @@
 #include <memory>
 #include <stdexcept>
 #include <string>
+#include <sys/types.h>
 #include <vector>
 
 namespace tool {
@@ -31,19 +32,22 @@ failure system_failure(const std::string &file);
 enum class file_kind { unit, scene, mesh_cache, agents, archive, unknown };
 const char *name_of(file_kind kind);
 
-/// A file that goes with its name's owner.
+/// A file that is gone when its owner is.
 class temporary_file {
   public:
     temporary_file() = default;
     ~temporary_file();
     temporary_file(const temporary_file &) = delete;
     temporary_file &operator=(const temporary_file &) = delete;
-    /// Makes the file and returns its descriptor, or -1.
+    /// Makes the file and returns its descriptor, which stays its owner's, or -1.
     int make();
+    /// Where it can be opened, again and again.
     const std::string &path() const { return path_; }
 
   private:
     std::string path_;
+    int descriptor_ = -1;
+    bool has_name_ = false;
 };
 
 /// An input that can be opened by its path. "-", pipes and the like are copied to a temporary file first.
@@ -61,13 +65,16 @@ class input_file {
     const std::vector<unsigned char> &head() const { return head_; }
     /// Fails unless the file is of this kind; `purpose` says who wants it.
     void must_be(file_kind wanted, const char *purpose) const;
+    /// Fails where an output would be written over this very file, whatever the two are called.
+    void must_not_be_at(const std::string &output) const;
 
   private:
     void spool(int from);
-    void read_head();
 
     std::string name_, path_;
     temporary_file copy_;
+    dev_t device_ = 0;
+    ino_t inode_ = 0;
     std::uint64_t size_ = 0;
     file_kind kind_ = file_kind::unknown;
     std::vector<unsigned char> head_;

@@ -10,8 +10,10 @@
 #include <cerrno>
 #include <cstdio>
 #include <exception>
+#include <fcntl.h>
 #include <functional>
 #include <new>
+#include <sstream>
 
 namespace tool {
 
@@ -114,12 +116,26 @@ int complain(const std::string &what, int status) {
     return status;
 }
 
+int wrong_call(const std::string &what) {
+    return complain(printable(what) + "\nTry: qel --help", 2);
+}
+
+/// The status, if all output has gone where it should; a reader that has had enough is no failure to speak of.
+int finish(int status) {
+    if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0) return status;
+    return errno == EPIPE ? 1 : complain(std::string("standard output: ") + std::strerror(errno), 1);
+}
+
+/// Where a standard descriptor is closed, the next file to be opened would take its place and be read or written
+/// for it. Opened the wrong way, it fails whoever uses it.
+void occupy_standard_descriptors() {
+    for (int number = 0; number <= 2; ++number)
+        if (::fcntl(number, F_GETFD) < 0) ::open("/dev/null", number == 0 ? O_WRONLY : O_RDONLY);
+}
+
 int perform(const request &wanted) {
     try {
-        const int status = wanted.command();
-        if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0)
-            return errno == EPIPE ? 1 : complain(std::string("standard output: ") + std::strerror(errno), 1);
-        return status;
+        return finish(wanted.command());
     } catch (const usage_error &wrong) {
         return complain(wrong.what(), 2);
     } catch (const std::bad_alloc &) {
@@ -133,11 +149,12 @@ int perform(const request &wanted) {
 } // namespace tool
 
 int main(int argc, char **argv) {
+    tool::occupy_standard_descriptors();
     CLI::App app(
         "Looks into the files of qel_unit: units, scenes, mesh caches, agent directories and archives.",
         "qel");
     app.set_version_flag("--version", "qel " QEL_VERSION);
-    app.require_subcommand(1);
+    app.require_subcommand(0, 1); // a wrong word is told by its name, a missing one below
     app.get_formatter()->column_width(28);
     app.footer("Exit status: 0 done, 1 a file is missing, not sound or cannot be written, 2 a wrong call.\n"
                "See qel(1). Each command tells its options with: qel COMMAND --help");
@@ -150,11 +167,12 @@ int main(int argc, char **argv) {
     try {
         app.parse(argc, argv);
     } catch (const CLI::Success &asked) { // --help, --version
-        app.exit(asked);
-        return std::fflush(stdout) == 0 ? 0 : 1;
+        std::ostringstream text;
+        app.exit(asked, text, text);
+        std::fputs(text.str().c_str(), stdout);
+        return tool::finish(0);
     } catch (const CLI::ParseError &wrong) {
-        std::fprintf(stderr, "qel: %s\nTry: qel --help\n", wrong.what());
-        return 2;
+        return tool::wrong_call(wrong.what());
     }
-    return tool::perform(wanted);
+    return wanted.command ? tool::perform(wanted) : tool::wrong_call("A command is required");
 }

@@ -32,16 +32,16 @@ void print_json(const qel_unit &unit, std::uint64_t key, std::uint32_t found, co
                 const std::uint64_t *distances) {
     writer out(writer::style::json);
     out.open_object();
-    out.count("key", key);
+    out.wide("key", key);
     out.open_list("nearest");
     for (std::uint32_t i = 0; i < found; ++i) {
         const qel_token token = unit.tokens[numbers[i]];
         out.open_object();
         out.count("token", numbers[i]);
         out.bytes("hex_id", token.hex_id, sizeof token.hex_id);
-        out.count("morton", token.morton);
+        out.wide("morton", token.morton);
         out.count("layer", token.layer);
-        out.count("hops", distances[i]);
+        out.wide("hops", distances[i]);
         out.close();
     }
     out.close();

@@ -60,6 +60,8 @@ void check_scene(report &about, const qel_alembic_file &scene, const input_file 
 void check_cache_layout(report &about, const qel_mesh &cache);
 /// What stands in the blocks.
 void check_cache_content(report &about, const qel_mesh &cache);
+/// An archive's root lies behind its header.
+void check_root(report &about, const input_file &file);
 /// The archive's mesh: faces must name corners and vertices that exist.
 bool check_faces(report &about, const ogawa_polymesh &mesh);
 

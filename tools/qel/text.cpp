@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "text.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdarg>
 #include <cstdio>
@@ -22,11 +23,37 @@ std::string format(const char *pattern, ...) {
     return text;
 }
 
+namespace {
+
+/// The bytes of the UTF-8 character that stands first, 0 where there is none or one that commands terminals:
+/// below a space, the 0x7F of the delete key, and 0x80 to 0x9F.
+std::size_t character_length(const char *bytes, std::size_t size) {
+    const auto byte = [&](std::size_t i) { return static_cast<unsigned char>(bytes[i]); };
+    const unsigned first = byte(0);
+    if (first < 0x80) return first >= 0x20 && first != 0x7F ? 1 : 0;
+    const std::size_t length = first >= 0xF0 ? 4 : first >= 0xE0 ? 3 : 2;
+    if (first < 0xC2 || first > 0xF4 || length > size) return 0;
+    std::uint32_t character = first & (0x7Fu >> length);
+    for (std::size_t i = 1; i < length; ++i) {
+        if ((byte(i) & 0xC0u) != 0x80) return 0; // a zero that ends the text is none, either
+        character = character << 6 | (byte(i) & 0x3Fu);
+    }
+    const std::uint32_t least = length == 4 ? 0x10000 : length == 3 ? 0x800 : 0xA0;
+    const bool surrogate = character >= 0xD800 && character <= 0xDFFF;
+    return character < least || character > 0x10FFFF || surrogate ? 0 : length;
+}
+
+} // namespace
+
 std::string printable(const char *bytes, std::size_t size) {
     std::string text;
-    for (std::size_t i = 0; i < size && bytes[i] != '\0'; ++i) {
-        const auto byte = static_cast<unsigned char>(bytes[i]);
-        text += byte < 0x20 || byte > 0x7E ? format("\\x%02X", byte) : std::string(1, bytes[i]);
+    for (std::size_t i = 0; i < size && bytes[i] != '\0';) {
+        const std::size_t length = character_length(bytes + i, size - i);
+        if (length > 0)
+            text.append(bytes + i, length);
+        else
+            text += format("\\x%02X", static_cast<unsigned char>(bytes[i]));
+        i += std::max<std::size_t>(length, 1);
     }
     return text;
 }

@@ -10,8 +10,8 @@ namespace tool {
 /// As printf.
 std::string format(const char *pattern, ...) __attribute__((format(printf, 1, 2)));
 
-/// The bytes up to `size` or the first zero, printable ones as they are and others as \xNN: a hostile name must
-/// not command the terminal.
+/// The text up to `size` bytes or the first zero as it is, but control characters and bytes that are no UTF-8 as
+/// \xNN: a hostile name must not command the terminal.
 std::string printable(const char *bytes, std::size_t size);
 std::string printable(const std::string &text);
 

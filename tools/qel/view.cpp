@@ -146,6 +146,7 @@ void write_page(std::FILE *out, const std::string &title, const std::string &dat
 
 int view(const std::string &name, const std::string &page) {
     const input_file file(name);
+    if (page != "-") file.must_not_be_at(page);
     const view_model model = load_view(file);
     const std::string title = std::filesystem::path(file.name()).filename().string();
     const std::string data = data_text(model, title);

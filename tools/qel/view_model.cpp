@@ -75,6 +75,7 @@ class silence : public example::listener {
 };
 
 void load_from_archive(view_model &model, const input_file &file) {
+    must_be_sound(file, examine(file)); // a mesh that is read for use has lost the faces that do not fit
     const silence quiet;
     try {
         archive_record archive;
@@ -82,9 +83,6 @@ void load_from_archive(view_model &model, const input_file &file) {
         polymesh_record mesh;
         example::read_mesh(archive, mesh, file.path());
         const std::vector<std::uint32_t> triangles = example::fan_faces(mesh);
-        report about;
-        check_finite(about, "position", mesh->positions, mesh->vertex_count);
-        must_be_sound(file, about);
         add_geometry(model, file, mesh->name, mesh->positions, mesh->vertex_count, triangles.data(),
                      static_cast<std::uint32_t>(triangles.size() / 3));
     } catch (const example::step_failed &failed) {

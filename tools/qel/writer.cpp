@@ -76,6 +76,10 @@ void writer::put(const char *name, const std::string &value) {
     path_.resize(path);
 }
 
+void writer::put_digits(const char *name, const std::string &digits) {
+    put(name, style_ == style::json ? '"' + digits + '"' : digits);
+}
+
 void writer::text(const char *name, const std::string &value) {
     put(name, quoted(value.data(), value.size()));
 }
@@ -87,11 +91,17 @@ void writer::bytes(const char *name, const char *value, std::size_t size) {
     put(name, quoted(value, length));
 }
 
-void writer::number(const char *name, std::int64_t value) {
+void writer::number(const char *name, std::int32_t value) {
     put(name, std::to_string(value));
 }
-void writer::count(const char *name, std::uint64_t value) {
+void writer::count(const char *name, std::uint32_t value) {
     put(name, std::to_string(value));
+}
+void writer::wide(const char *name, std::int64_t value) {
+    put_digits(name, std::to_string(value));
+}
+void writer::wide(const char *name, std::uint64_t value) {
+    put_digits(name, std::to_string(value));
 }
 void writer::real(const char *name, float value) {
     put(name, real_text(double{value}, 9));

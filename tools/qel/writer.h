@@ -28,8 +28,12 @@ class writer {
     void text(const char *name, const std::string &value);
     /// Up to `size` bytes or the first zero; bytes that are no ASCII become the characters of Latin-1.
     void bytes(const char *name, const char *value, std::size_t size);
-    void number(const char *name, std::int64_t value);
-    void count(const char *name, std::uint64_t value);
+    void number(const char *name, std::int32_t value);
+    void count(const char *name, std::uint32_t value);
+    /// A field of 64 bits: in JSON a text of decimal digits, whatever its value, because programs that read JSON
+    /// may keep only 53 bits of a number.
+    void wide(const char *name, std::int64_t value);
+    void wide(const char *name, std::uint64_t value);
     /// A number that is not finite is null.
     void real(const char *name, float value);
     void real(const char *name, double value);
@@ -46,6 +50,7 @@ class writer {
     void open(const char *name, bool list, bool row);
     void begin(const char *name);
     void put(const char *name, const std::string &value);
+    void put_digits(const char *name, const std::string &digits);
 
     style style_;
     std::string path_; ///< of the open level, for lines
