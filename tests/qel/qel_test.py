@@ -1,64 +1,21 @@
 # SPDX-License-Identifier: MIT
-"""The tool as its user meets it: output, messages and exit statuses.
-
-QEL, TORUS and PAGE name the program, an archive and the manual page; SLOW_STEP, if given, a library to preload."""
+"""Every command but `convert`, on good files and broken ones. PAGE names the manual page."""
 
 import json
 import os
-import pty
 import re
-import resource
 import shutil
 import signal
 import stat
 import struct
 import subprocess
-import tempfile
-import time
 import unittest
 
 import files
+from tool import QEL, TORUS, ToolTest, at_most
 
-QEL, TORUS, PAGE = os.environ["QEL"], os.environ["TORUS"], os.environ["PAGE"]
-SLOW_STEP = os.environ.get("SLOW_STEP")
+PAGE = os.environ["PAGE"]
 THREE = [(702, b"000002FC", 1 << 63, 1), (5, b"\x1b[31m\xff<x", 0, 2), (702, b"00000003", 3, 1)]
-
-
-class ToolTest(unittest.TestCase):
-    def setUp(self):
-        folder = tempfile.TemporaryDirectory()
-        self.addCleanup(folder.cleanup)
-        self.folder = folder.name
-
-    def path(self, name):
-        return os.path.join(self.folder, name)
-
-    def file(self, content, name="file"):
-        with open(self.path(name), "wb") as out:
-            out.write(content)
-        return name
-
-    def content(self, name):
-        with open(self.path(name), "rb") as file:
-            return file.read()
-
-    def qel(self, *arguments, stdin=None, status=0, **how):
-        run = subprocess.run([QEL, *arguments], input=stdin, capture_output=True, cwd=self.folder, timeout=120,
-                             stdin=None if stdin is not None else subprocess.DEVNULL, **how)
-        self.errors = run.stderr.decode()
-        self.assertEqual(run.returncode, status, self.errors)
-        return run.stdout.decode()
-
-    def fails(self, message, *arguments, **how):
-        out = self.qel(*arguments, status=1, **how)
-        self.assertEqual(self.errors, f"qel: {message}\n")
-        return out
-
-
-def at_most(size):
-    """For a child: no file of its making grows beyond this, as on a full disk."""
-    signal.signal(signal.SIGXFSZ, signal.SIG_IGN)
-    resource.setrlimit(resource.RLIMIT_FSIZE, (size, size))
 
 
 class CallTest(ToolTest):
@@ -326,149 +283,6 @@ class BrokenFileTest(ToolTest):
                     self.assertIn(run.returncode, (0, 1), (command, changed, run.stderr))
 
 
-class ConvertTest(ToolTest):
-    NAMES = ["tokens.qel", "scene.bqel", "mesh.qelm", "agents.qeag"]
-
-    def test_makes_a_sound_file_of_each_format_and_names_them(self):
-        paths = [f"out/{name}" for name in self.NAMES]
-        self.assertEqual(self.qel("convert", TORUS, "-o", "out").splitlines(), paths)
-        self.assertEqual(self.errors, "")
-        self.assertEqual(self.qel("info", *paths).count("sound: yes\n"), 4)
-        self.assertEqual(sorted(os.listdir(self.path("out"))), sorted(self.NAMES))
-
-    def test_reports_the_steps_where_asked(self):
-        self.qel("convert", "-v", TORUS, "-o", "out")
-        self.assertRegex(self.errors, r"(?m)^read mesh +[\d.]+ ms  1152 vertices, 1152 faces")
-
-    def test_reads_standard_input(self):
-        with open(TORUS, "rb") as torus:
-            self.qel("convert", "-", "-o", "out", stdin=torus.read())
-        self.assertEqual(os.path.getsize(self.path("out/tokens.qel")), 24 + 25 * 1152)
-
-    def test_says_what_is_wrong_and_leaves_nothing(self):
-        self.fails("file: is of the kind unit, but convert wants archive", "convert", self.file(files.unit(THREE)), "-o", "out")
-        with open(TORUS, "rb") as torus:
-            head = torus.read(20) + bytes(64)
-        self.fails("file: read mesh: no mesh was found: neither a node nor the first 2 KiB hold a large enough array of "
-                   "positions", "convert", self.file(head), "-o", "out")
-        self.fails("missing: No such file or directory", "convert", "missing", "-o", "out")
-        self.assertFalse(os.path.exists(self.path("out")))
-        self.qel("convert", TORUS, "-o", "file/out", status=1)
-        self.assertIn("output folder: file/out: ", self.errors)
-
-    def earlier_results(self):
-        os.mkdir(self.path("out"))
-        for name in [*self.NAMES, "other"]:
-            self.file(b"earlier " + name.encode(), "out/" + name)
-
-    def assert_only_earlier_results(self):
-        self.assertEqual(sorted(os.listdir(self.path("out"))), sorted([*self.NAMES, "other"]))
-        for name in [*self.NAMES, "other"]:
-            self.assertEqual(self.content("out/" + name), b"earlier " + name.encode())
-
-    def test_takes_the_place_of_earlier_results(self):
-        self.earlier_results()
-        self.qel("convert", TORUS, "-o", "out")
-        self.assertEqual(self.qel("info", *(f"out/{name}" for name in self.NAMES)).count("sound: yes\n"), 4)
-        self.assertEqual(sorted(os.listdir(self.path("out"))), sorted([*self.NAMES, "other"]))
-
-    def test_a_failure_changes_no_file_that_was_there(self):
-        self.earlier_results()
-        self.fails(f"{TORUS}: save scene: out/scene.bqel: the file was not written whole", "convert", TORUS, "-o", "out",
-                   preexec_fn=lambda: at_most(50000))
-        self.assert_only_earlier_results()
-
-    def test_what_is_no_file_or_read_only_stays_as_it_is(self):
-        self.earlier_results()
-        os.chmod(self.path("out/agents.qeag"), 0o444)
-        self.fails(f"{TORUS}: output folder: out/agents.qeag: the file there is read-only", "convert", TORUS, "-o", "out")
-        self.assert_only_earlier_results()
-        os.mkdir(self.path("else"))
-        os.mkdir(self.path("else/mesh.qelm"))
-        self.fails(f"{TORUS}: output folder: else/mesh.qelm: what is there is no file", "convert", TORUS, "-o", "else")
-        self.assertEqual(os.listdir(self.path("else")), ["mesh.qelm"])
-
-    def test_the_input_is_not_overwritten(self):
-        os.mkdir(self.path("out"))
-        shutil.copy(TORUS, self.path("out/tokens.qel"))
-        os.symlink("out/tokens.qel", self.path("link.abc"))
-        for name in ("out/tokens.qel", "link.abc", os.path.join(self.folder, "out", "tokens.qel")):
-            self.assertEqual(self.qel("convert", name, "-o", "out", status=2), "")
-            self.assertEqual(self.errors, "qel: out/tokens.qel: is the input, which would be lost\n")
-        with open(self.path("out/tokens.qel"), "rb") as archive:
-            run = subprocess.run([QEL, "convert", "-", "-o", "out"], stdin=archive, cwd=self.folder, capture_output=True)
-        self.assertEqual(run.returncode, 2)
-        self.assertEqual(os.listdir(self.path("out")), ["tokens.qel"])
-        self.assertEqual(self.content("out/tokens.qel"), self.content(TORUS))
-
-
-@unittest.skipUnless(SLOW_STEP, "no step can be made slow here")
-class SlowConvertTest(ToolTest):
-    ENVIRONMENT = {**os.environ, "LD_PRELOAD": SLOW_STEP or ""}
-
-    def test_an_interruption_leaves_the_folder_as_it_was(self):
-        os.mkdir(self.path("out"))
-        self.file(b"earlier", "out/tokens.qel")
-        for number in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP):
-            with subprocess.Popen([QEL, "convert", TORUS, "-o", "out"], cwd=self.folder, env=self.ENVIRONMENT) as run:
-                while not os.path.exists(self.path("out/.unfinished-0/scene.bqel")) and run.poll() is None:
-                    time.sleep(0.01)
-                self.assertEqual(self.content("out/tokens.qel"), b"earlier")
-                run.send_signal(number)
-                self.assertEqual(run.wait(), -number)
-            self.assertEqual(os.listdir(self.path("out")), ["tokens.qel"])
-            self.assertEqual(self.content("out/tokens.qel"), b"earlier")
-
-    def test_an_interruption_that_the_caller_ignores_is_none(self):
-        with subprocess.Popen([QEL, "convert", TORUS, "-o", "out"], cwd=self.folder, env=self.ENVIRONMENT,
-                              stdout=subprocess.DEVNULL,
-                              preexec_fn=lambda: signal.signal(signal.SIGHUP, signal.SIG_IGN)) as run:
-            while not os.path.exists(self.path("out/.unfinished-0/scene.bqel")) and run.poll() is None:
-                time.sleep(0.01)
-            run.send_signal(signal.SIGHUP)
-            self.assertEqual(run.wait(), 0)
-        self.assertEqual(sorted(os.listdir(self.path("out"))), sorted(ConvertTest.NAMES))
-
-    def test_a_killed_run_is_in_no_later_ones_way(self):
-        with subprocess.Popen([QEL, "convert", TORUS, "-o", "out"], cwd=self.folder, env=self.ENVIRONMENT) as run:
-            while not os.path.exists(self.path("out/.unfinished-0/scene.bqel")) and run.poll() is None:
-                time.sleep(0.01)
-            run.kill()
-        self.assertEqual(os.listdir(self.path("out")), [".unfinished-0"])
-        self.qel("convert", TORUS, "-o", "out")
-        self.assertEqual(sorted(os.listdir(self.path("out"))), sorted([".unfinished-0", *ConvertTest.NAMES]))
-
-    def on_a_terminal(self, *options):
-        """What a run writes to a terminal that is its standard error."""
-        terminal, end = pty.openpty()
-        with subprocess.Popen([QEL, "convert", TORUS, "-o", "out", *options], cwd=self.folder, env=self.ENVIRONMENT,
-                              stdout=subprocess.PIPE, stderr=end) as run:
-            os.close(end)
-            shown = b""
-            try:
-                while part := os.read(terminal, 4096):
-                    shown += part
-            except OSError:  # Linux: the other end is closed
-                pass
-            os.close(terminal)
-            self.assertEqual(run.stdout.read().count(b"\n"), 4)
-        self.assertEqual(run.returncode, 0)
-        return shown.decode()
-
-    def test_a_terminal_shows_the_step_that_takes_long_and_is_clean_in_the_end(self):
-        shown = self.on_a_terminal()
-        self.assertRegex(shown, r"\r\x1b\[Kadjacency … 0\.[3-9] s\r\x1b\[K")
-        self.assertTrue(shown.endswith("\r\x1b[K"), shown)
-        self.assertGreater(shown.count("adjacency"), 1)
-
-    def test_steps_are_reported_on_lines_of_their_own(self):
-        self.assertRegex(self.on_a_terminal("-v"), r"(\n|\x1b\[K)adjacency +[\d.]+ ms ")
-
-    def test_standard_error_that_is_no_terminal_stays_silent(self):
-        self.qel("convert", TORUS, "-o", "out", env=self.ENVIRONMENT)
-        self.assertEqual(self.errors, "")
-
-
 class NearestTest(ToolTest):
     def test_lists_tokens_nearest_first(self):
         name = self.file(files.unit(THREE))
@@ -612,6 +426,21 @@ class ViewTest(ToolTest):
             self.qel("view", "x.abc", "-o", page, status=2)
             self.assertEqual(self.errors, f"qel: {page}: is the input, which would be lost\n")
         self.assertEqual(self.content("x.abc"), self.content(TORUS))
+
+    def test_a_page_is_replaced_when_the_new_one_is_whole(self):
+        self.file(b"earlier", "page.html")
+        os.chmod(self.path("page.html"), 0o600)
+        os.symlink("page.html", self.path("link"))
+        self.fails("page.html: File too large", "view", TORUS, "-o", "page.html", preexec_fn=lambda: at_most(9000))
+        self.assertEqual((self.content("page.html"), sorted(os.listdir(self.folder))), (b"earlier", ["link", "page.html"]))
+        self.file(b"of a killed run", "page.html.unfinished-0")
+        self.qel("view", TORUS, "-o", "link")
+        self.assertTrue(self.content("page.html").startswith(b"<!DOCTYPE html>"))
+        self.assertEqual(stat.S_IMODE(os.stat(self.path("page.html")).st_mode), 0o600)
+        self.assertTrue(os.path.islink(self.path("link")))
+        self.assertEqual(self.content("page.html.unfinished-0"), b"of a killed run")
+        self.qel("view", TORUS, "-o", "new.html", preexec_fn=lambda: os.umask(0o027))
+        self.assertEqual(stat.S_IMODE(os.stat(self.path("new.html")).st_mode), 0o640)
 
     def test_a_full_disk_is_told(self):
         os.symlink("/dev/full", self.path("full.html"))

@@ -7,7 +7,7 @@
 
 int32_t ogawa_build_manifold(ogawa_polymesh *mesh) {
     int32_t (*whole)(ogawa_polymesh *);
-    const struct timespec pause = {0, 800000000};
+    const struct timespec pause = {1, 500000000};
     *(void **)&whole = dlsym(RTLD_NEXT, "ogawa_build_manifold");
     nanosleep(&pause, NULL);
     return whole(mesh);

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // The page is one text: its frame, style and script, and the model as base64 arrays in a block of JSON.
 #include "commands.h"
+#include "output.h"
 #include "page.h"
 #include "text.h"
 #include "view_model.h"
@@ -154,17 +155,9 @@ int view(const std::string &name, const std::string &page) {
         write_page(stdout, title, data);
         return 0;
     }
-    std::FILE *out = std::fopen(page.c_str(), "wb");
-    if (out == nullptr) throw system_failure(page);
-    write_page(out, title, data);
-    const bool failed = std::ferror(out) != 0;
-    if (std::fclose(out) != 0 || failed) {
-        const failure reason = system_failure(page);
-        std::error_code ignored;
-        if (std::filesystem::is_regular_file(page, ignored))
-            std::remove(page.c_str()); // half a page is no page
-        throw reason;
-    }
+    output_file out(page);
+    write_page(out.stream(), title, data);
+    out.finish();
     return 0;
 }
 

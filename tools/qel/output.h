@@ -1,0 +1,34 @@
+// SPDX-License-Identifier: MIT
+// A file that is whole or not there.
+#pragma once
+
+#include "interruption.h"
+
+#include <cstdio>
+#include <optional>
+#include <string>
+
+namespace tool {
+
+/// A file that is written beside its place and moved there when it is whole. A device or pipe is written where it is.
+class output_file {
+  public:
+    explicit output_file(const std::string &name);
+    ~output_file();
+    output_file(const output_file &) = delete;
+    output_file &operator=(const output_file &) = delete;
+
+    std::FILE *stream() const { return stream_; }
+    /// Puts the file in its place, or fails and leaves what was there.
+    void finish();
+
+  private:
+    void make_unfinished(unsigned mode);
+
+    const std::string name_;
+    std::string place_, unfinished_path_; ///< both empty where the file is written in its place
+    std::FILE *stream_ = nullptr;
+    std::optional<interruption> unfinished_;
+};
+
+} // namespace tool
