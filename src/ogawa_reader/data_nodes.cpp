@@ -19,14 +19,13 @@ constexpr std::uint64_t max_references = std::uint64_t{1} << 24;
 
 /// References that listed nothing, each with the least depth at which that was seen: at a deeper level the
 /// depth limit is nearer, so nothing can come of them there either. Open addressing; a slot packs reference
-/// and depth into one word and is 0 when free. Without memory it remembers less, which costs time only; so does what
-/// meets too many others.
+/// and depth into one word and is 0 when free. Without memory it remembers less, which costs time only.
 class barren_references {
   public:
     bool contains(std::uint64_t reference, std::int32_t depth) const {
         if (capacity_ == 0 || !fits(reference, depth)) return false;
-        const std::uint64_t *const slot = find(slots_.get(), capacity_, key_of(reference));
-        return slot != nullptr && *slot != 0 && depth_of(*slot) <= depth;
+        const std::uint64_t slot = *find(slots_.get(), capacity_, key_of(reference));
+        return slot != 0 && depth_of(slot) <= depth;
     }
 
     /// For what it does not contain: a depth is only ever replaced by a lesser one.
@@ -34,7 +33,6 @@ class barren_references {
         if (!fits(reference, depth) || !make_room()) return;
         const std::uint64_t key = key_of(reference);
         std::uint64_t *const slot = find(slots_.get(), capacity_, key);
-        if (slot == nullptr) return;
         if (*slot == 0) ++used_;
         *slot = key << depth_bits | static_cast<std::uint64_t>(depth);
     }
@@ -43,7 +41,6 @@ class barren_references {
     static constexpr int depth_bits = 16;
     static constexpr std::uint64_t position_end = std::uint64_t{1} << 47;
     static constexpr std::size_t first_capacity = 1024; // a power of two, as every later one
-    static constexpr std::size_t most_steps = 128;
 
     /// What a slot cannot hold (no file reaches that far) is not remembered.
     static bool fits(std::uint64_t reference, std::int32_t depth) {
@@ -55,17 +52,16 @@ class barren_references {
         return static_cast<std::int32_t>(slot & ((1 << depth_bits) - 1));
     }
 
-    /// The slot that holds the key, or the free one where it belongs; null when neither is near. The factor of
-    /// the hash depends on where the slots lie, so that no file can choose positions that all meet.
+    /// The slot that holds the key, or the free one where it belongs. The factor of the hash depends on where the
+    /// slots lie, so that no file can choose positions that all meet.
     static std::uint64_t *find(std::uint64_t *slots, std::size_t capacity, std::uint64_t key) {
         constexpr std::uint64_t golden = 0x9E3779B97F4A7C15;
         const std::uint64_t factor = reinterpret_cast<std::uintptr_t>(slots) * golden | 1;
         const auto home = static_cast<std::size_t>(key * factor >> 32);
-        for (std::size_t step = 0; step < most_steps; ++step) {
-            std::uint64_t *const slot = slots + ((home + step) & (capacity - 1));
-            if (*slot == 0 || *slot >> depth_bits == key) return slot;
-        }
-        return nullptr;
+        std::uint64_t *slot = slots + (home & (capacity - 1));
+        for (std::size_t step = 1; *slot != 0 && *slot >> depth_bits != key; ++step)
+            slot = slots + ((home + step) & (capacity - 1));
+        return slot;
     }
 
     /// Keeps a quarter of the slots free.
@@ -74,13 +70,8 @@ class barren_references {
         const std::size_t capacity = capacity_ == 0 ? first_capacity : capacity_ * 2;
         scratch<std::uint64_t> slots(heap_zeroed<std::uint64_t>(capacity));
         if (!slots) return false;
-        used_ = 0;
         for (std::size_t i = 0; i < capacity_; ++i) {
-            if (slots_[i] == 0) continue;
-            std::uint64_t *const slot = find(slots.get(), capacity, slots_[i] >> depth_bits);
-            if (slot == nullptr) continue;
-            *slot = slots_[i];
-            ++used_;
+            if (slots_[i] != 0) *find(slots.get(), capacity, slots_[i] >> depth_bits) = slots_[i];
         }
         slots_ = std::move(slots);
         capacity_ = capacity;

@@ -147,7 +147,7 @@ std::uint64_t vertex_records(const qel_alembic_file &scene) {
 /// Room for `k` candidates. Where that is much memory, no list needs more entries than there are vertex records.
 std::uint64_t list_capacity(const qel_alembic_file &scene, std::uint64_t k) {
     constexpr std::uint64_t modest = 1 << 16;
-    return k <= modest ? k : std::min(k, std::max(modest, vertex_records(scene)));
+    return k <= modest ? k : std::min(k, vertex_records(scene));
 }
 
 void offer_all(const qel_alembic_file &scene, std::uint64_t morton, nearest_list &list) {

@@ -282,6 +282,19 @@ TEST_F(HostileScene, OfMillionsOfFramesThatItDoesNotHoldIsReleasedWithoutTakingM
     EXPECT_LT(peak_kilobytes() - before, 150'000);
 }
 
+TEST_F(HostileScene, ThroughAPipeHasAsManyMeshesAsItHolds) {
+    owned_scene many;
+    for (int i = 0; i < 70'000; ++i)
+        many.add_empty_mesh();
+    many.add_mesh(std::vector<float>(9), {0, 1, 2}, "last");
+    ASSERT_EQ(qel_alembic_save(path.c_str(), &many.scene), 0);
+    owned_scene owned;
+    ASSERT_EQ(load_through_pipe(read_file(path), owned.scene), 0);
+    ASSERT_EQ(owned.scene.mesh_count, 70'001u);
+    EXPECT_STREQ(owned.scene.meshes[70'000].name, "last");
+    EXPECT_EQ(owned.scene.meshes[70'000].vertex_count, 3u);
+}
+
 TEST_F(HostileScene, ThroughAPipeWithFarTooManyMeshesIsReadInTimeOfThePipe) {
     constexpr std::uint32_t claimed = 3'000'000;
     bytes meshes_only = with_word(mesh_count_at, claimed);

@@ -308,6 +308,23 @@ TEST(ProcessMesh, OfALargeMeshEqualsThePlainFormWithAndWithoutScratchMemory) {
     EXPECT_EQ(std::memcmp(owned.mesh.tokens, expected.tokens.data(), vertices * 32), 0);
 }
 
+TEST(ProcessMesh, OfALargeMeshWithoutPositionsRefreshesItsHashesAlone) {
+    std::mt19937 random(57);
+    const std::uint32_t vertices = 4100;
+    owned_mesh owned;
+    ASSERT_EQ(load(test::random_positions(random, vertices),
+                   test::random_triangles(random, vertices, 6000, 9), owned.mesh),
+              0);
+    const std::vector<qel_alembic_vertex> expected(owned.mesh.vertices, owned.mesh.vertices + vertices);
+    for (std::uint32_t i = 0; i < vertices; ++i)
+        owned.mesh.vertices[i].topology = 77;
+    float *positions = nullptr;
+    std::swap(positions, owned.mesh.positions);
+    EXPECT_EQ(qel_alembic_process_mesh(&owned.mesh, 1), 0);
+    std::swap(positions, owned.mesh.positions);
+    EXPECT_EQ(std::memcmp(owned.mesh.vertices, expected.data(), vertices * sizeof expected[0]), 0);
+}
+
 TEST(ProcessMesh, HashesAMillionFacesInOnePass) {
     const test::plain_mesh grid = test::make_grid(700, 715, true); // a walk per vertex would take minutes
     owned_mesh owned;

@@ -77,6 +77,16 @@ TEST_F(LookupMorton, TellsKeysOfOneSlotApart) {
     EXPECT_EQ(lookup(5 + 0x1000000u), -1);
 }
 
+TEST_F(LookupMorton, FindsTheVeryFirstVertexBehindOthers) {
+    owned.add_keys({5});
+    owned.add_keys({5 + 0x800000u});
+    build();
+    std::swap(owned.scene.hash[5], owned.scene.hash[6]);
+    EXPECT_EQ(lookup(5), 0);
+    EXPECT_EQ(hit.mesh_index, 0u);
+    EXPECT_EQ(hit.vertex_index, 0u);
+}
+
 TEST_F(LookupMorton, WrapsRoundTheTableEnd) {
     owned.add_keys({0x7FFFFF, 0xFFFFFF, 0x17FFFFF});
     build();
@@ -246,8 +256,8 @@ TEST_F(LookupFrameVertex, AnswersMinusOneForNoSuchBaseMeshOrVertex) {
 }
 
 TEST_F(LookupFrameVertex, GivesNullPointersForAnUnprocessedMesh) {
-    owned.add_empty_mesh().vertex_count = 1;
-    EXPECT_EQ(lookup(0, 2, 0), 0);
+    owned.add_empty_mesh().vertex_count = 2;
+    EXPECT_EQ(lookup(0, 2, 1), 0);
     EXPECT_EQ(hit.vertex, nullptr);
     EXPECT_EQ(hit.token, nullptr);
 }

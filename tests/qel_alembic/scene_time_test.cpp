@@ -50,6 +50,18 @@ TEST(SampleFrame, TreatsFrameZeroAsANumberLikeAnyOther) {
     EXPECT_EQ(mesh.positions[0], 4.0f);
 }
 
+TEST(SampleFrame, PassesByFramesOfOtherNumbers) {
+    owned_scene owned;
+    owned.add_keys({1});
+    owned.add_frame(3, 0.0f, {{1, 2, 3}});
+    owned.add_frame(9, 0.0f, {{4, 5, 6}});
+    owned.add_frame(5, 0.0f, {{7, 8, 9}});
+    qel_alembic_mesh mesh = {};
+    EXPECT_EQ(qel_alembic_sample_frame(&owned.scene, 5, &mesh), 0);
+    EXPECT_EQ(mesh.positions[0], 7.0f);
+    EXPECT_EQ(qel_alembic_sample_frame(&owned.scene, 4, &mesh), -1);
+}
+
 TEST(SampleFrame, AnswersMinusOneForNoSceneOutputMeshOrFrame) {
     owned_scene owned;
     qel_alembic_mesh mesh = {};

@@ -36,7 +36,7 @@ class agent_test : public testing::Test {
 /// The id of a new agent.
 inline std::string spawn(std::uint8_t tier = 0, std::uint8_t type = 0, const char *parent = nullptr,
                          std::uint8_t tag = 0) {
-    char id[9] = "########";
+    char id[10] = "#########"; // the terminator comes from the call
     EXPECT_EQ(qel_agent_spawn(parent, type, tier, tag, id), 0);
     return id;
 }
