@@ -304,6 +304,17 @@ TEST_F(WriteFailure, OnAFullDiskLeavesABeginningOfTheFile) {
     }
 }
 
+TEST_F(WriteFailure, OfMoreZerosThan32BitsCountEndsWhereTheDiskDoes) {
+    const std::string path = folder_.file("file");
+    test::owned_scene owned;
+    owned.add_keys({1}).face_count = 0x55555556; // three indices each: 16 GiB and 8 bytes of them
+    {
+        const lowered_limit limit(RLIMIT_FSIZE, mebibyte);
+        EXPECT_EQ(qel_alembic_save(path.c_str(), &owned.scene), 0);
+    }
+    EXPECT_EQ(test::read_file(path).size(), mebibyte);
+}
+
 TEST_F(WriteFailure, OfADeviceThatIsAlwaysFullEndsAtOnce) {
     if (!test::file_exists("/dev/full")) GTEST_SKIP() << "no such device";
     for (const saver &each : savers()) {

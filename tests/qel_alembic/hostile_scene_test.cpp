@@ -308,6 +308,35 @@ TEST_F(HostileScene, ThroughAPipeWithFarTooManyMeshesIsReadInTimeOfThePipe) {
 }
 #endif
 
+TEST_F(HostileScene, MayLackOneGibibyteOfAnArrayAndNoMore) {
+    constexpr std::uint32_t gibibyte = 1 << 30;
+    // No mesh; one frame with one mesh; 8 bytes of positions, so that 12 n - 8 can be a gibibyte.
+    bytes file(sound.begin(), sound.begin() + 64);
+    const std::uint32_t none = 0, one = 1;
+    std::memcpy(&file[mesh_count_at], &none, sizeof none);
+    std::memcpy(&file[frame_count_at], &one, sizeof one);
+    const bytes frame(sound.end() - all_frames, sound.end() - all_frames + 12);
+    file.insert(file.end(), frame.begin(), frame.end());
+    std::memcpy(&file[file.size() - 4], &one, sizeof one); // its meshes
+    file.resize(file.size() + 4 + 8, 0);
+    for (const std::uint32_t more : {0u, 1u}) {
+        const std::uint32_t vertices = (gibibyte + 8) / 12 + more;
+        std::memcpy(&file[file.size() - 12], &vertices, sizeof vertices);
+        qel_alembic_file scene = {};
+        EXPECT_EQ(load(file, scene), more == 0 ? 0 : -4);
+        qel_alembic_free(&scene);
+    }
+    for (const std::uint32_t more : {0u, 1u}) {
+        const std::uint32_t frames = gibibyte / sizeof(qel_alembic_frame) + more;
+        bytes claims(sound.begin(), sound.begin() + 64);
+        std::memcpy(&claims[mesh_count_at], &none, sizeof none);
+        std::memcpy(&claims[frame_count_at], &frames, sizeof frames);
+        qel_alembic_file scene = {};
+        EXPECT_EQ(load(claims, scene), more == 0 ? 0 : -4);
+        qel_alembic_free(&scene);
+    }
+}
+
 TEST_F(HostileScene, WithoutMemoryReleasesWhatItHasAtEveryAllocation) {
     // Meshes, four arrays each; frames, their meshes, their positions; the index; its scratch.
     constexpr std::uint64_t before_index = 1 + 2 * 4 + 1 + (1 + 1) + (1 + 2);

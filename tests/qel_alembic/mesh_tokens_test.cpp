@@ -316,13 +316,16 @@ TEST(ProcessMesh, OfALargeMeshWithoutPositionsRefreshesItsHashesAlone) {
                    test::random_triangles(random, vertices, 6000, 9), owned.mesh),
               0);
     const std::vector<qel_alembic_vertex> expected(owned.mesh.vertices, owned.mesh.vertices + vertices);
+    const std::vector<qel_alembic_token> tokens(owned.mesh.tokens, owned.mesh.tokens + vertices);
     for (std::uint32_t i = 0; i < vertices; ++i)
         owned.mesh.vertices[i].topology = 77;
+    std::memset(owned.mesh.tokens, 0, vertices * sizeof tokens[0]);
     float *positions = nullptr;
     std::swap(positions, owned.mesh.positions);
     EXPECT_EQ(qel_alembic_process_mesh(&owned.mesh, 1), 0);
     std::swap(positions, owned.mesh.positions);
     EXPECT_EQ(std::memcmp(owned.mesh.vertices, expected.data(), vertices * sizeof expected[0]), 0);
+    EXPECT_EQ(std::memcmp(owned.mesh.tokens, tokens.data(), vertices * sizeof tokens[0]), 0);
 }
 
 TEST(ProcessMesh, HashesAMillionFacesInOnePass) {
