@@ -4,6 +4,7 @@
 
 #include "qel_unit.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
@@ -32,6 +33,7 @@ struct owned_mesh {
 /// A scene that grows, released at the end of its scope.
 struct owned_scene {
     qel_alembic_file scene = {};
+    std::uint32_t room = 0; // for meshes
     owned_scene() = default;
     ~owned_scene() { qel_alembic_free(&scene); }
     owned_scene(const owned_scene &) = delete;
@@ -63,8 +65,11 @@ struct owned_scene {
     }
 
     qel_alembic_mesh &add_empty_mesh() {
-        scene.meshes = static_cast<qel_alembic_mesh *>(
-            std::realloc(scene.meshes, (scene.mesh_count + 1) * sizeof(qel_alembic_mesh)));
+        if (scene.mesh_count >= room) {
+            room = std::max(scene.mesh_count + 1, room * 2);
+            scene.meshes =
+                static_cast<qel_alembic_mesh *>(std::realloc(scene.meshes, room * sizeof *scene.meshes));
+        }
         qel_alembic_mesh &mesh = scene.meshes[scene.mesh_count++];
         std::memset(&mesh, 0, sizeof mesh);
         return mesh;
