@@ -86,7 +86,7 @@ TEST_P(ByteWindow, MovesForTheLastByteWanted) {
 
 TEST_P(ByteWindow, GivesAPieceWhereMoreIsWanted) {
     open(100'000);
-    for (const std::uint64_t offset : {0, 50'000, 60'000, 99'000}) {
+    for (const std::uint64_t offset : {0u, 50'000u, 60'000u, 99'000u}) {
         const byte_view view = window->at(offset, 1'000'000);
         const std::uint64_t there = content.size() - offset;
         EXPECT_GE(view.size, std::min<std::uint64_t>(byte_window::max_wanted, there)) << "at " << offset;

@@ -29,7 +29,7 @@ TEST(CpuDetection, TakesAVX512WhereProcessorAndSystemHaveAllOfIt) {
 TEST(CpuDetection, TakesAVX2WhereAnyPartOfAVX512IsMissing) {
     EXPECT_EQ(without(0, avx512f), instruction_set::avx2);
     EXPECT_EQ(without(0, avx512bw), instruction_set::avx2);
-    for (const std::uint64_t state : {0x20, 0x40, 0x80})
+    for (const std::uint64_t state : {0x20u, 0x40u, 0x80u})
         EXPECT_EQ(without(0, 0, state), instruction_set::avx2) << state;
 }
 
