@@ -237,7 +237,7 @@ TEST_F(UnitLoad, SortsALargeUnit) {
 TEST_F(UnitLoad, SettlesKeysThatAgreeInTheirHighestDifferingBits) {
     std::mt19937_64 random(8);
     // Few values of the high half, so that what the sort looks at first is the same for runs of tokens.
-    for (const std::uint64_t high : {1, 2, 40}) {
+    for (const std::uint64_t high : {1u, 2u, 40u}) {
         std::vector<qel_token> tokens(4000);
         for (qel_token &token : tokens) {
             const std::uint64_t low = random() % 2 == 0 ? random() % 50 : random() & 0xFFFFFFFF;
