@@ -868,8 +868,8 @@ QEL_API int32_t ogawa_get_vertex_faces(const ogawa_manifold *manifold, uint32_t 
  * The vertices that share a face with a vertex, each once, in order of first appearance: faces ascending,
  * corners in face order.
  *
- * The scratch is 40 bytes for each incident face or 4 for each corner of theirs that names another vertex,
- * whichever is more, and 8 more for each of these corners where there are more than 2048.
+ * The scratch is 40 bytes for each incident face; with more than 64 neighbours, 8 for each corner of these
+ * faces that names another vertex where that is more.
  *
  * @retval  0 listed
  * @retval -1 `manifold` or `faces` is null, the manifold was not built, or there is no such vertex: outputs
@@ -1211,8 +1211,8 @@ QEL_API int32_t qel_alembic_load(const char *path, qel_alembic_file *scene);
  * Numbers count over the meshes in order. A key's first slot is the low 23 bits of (key xor (key >> 32));
  * taken slots send it to the next one. Tokens that find no free slot are left out. Also sets
  * `total_vertices` and `total_tokens`. The index is not kept up to date: build it again after a change,
- * freeing `hash` first. Meshes without vertex records are left out and keep their numbers. The scratch is 1
- * MiB; without it the table is the same, but a crowded one takes long to build.
+ * freeing `hash` first. Meshes without vertex records are left out and keep their numbers. No memory is
+ * needed but the table's.
  *
  * @retval  0 built
  * @retval -1 `scene` is null or has no meshes, or a count without an array: nothing touched
@@ -1271,7 +1271,8 @@ QEL_API void qel_alembic_mesh_info(const qel_alembic_mesh *mesh, char *buf, int3
 /**
  * Finds the token of a key through the scene's index; of several, the one with the lowest global number.
  * Where many vertices share cells, a key may lie hundreds of thousands of slots from its first one, and a
- * lookup walks them all.
+ * lookup walks them all. Where that walk leaves its first mesh and there are more than 256, the scratch is 8
+ * bytes per mesh; without it the answer is the same.
  *
  * @retval  0 found
  * @retval -1 `scene` or `out` is null, the scene has no index, or no token has that key: `out` untouched

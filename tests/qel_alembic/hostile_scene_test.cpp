@@ -349,7 +349,7 @@ TEST_F(HostileScene, MayLackOneGibibyteOfAnArrayAndNoMore) {
 }
 
 TEST_F(HostileScene, WithoutMemoryReleasesWhatItHasAtEveryAllocation) {
-    // Meshes, four arrays each; frames, their meshes, their positions; the index; its scratch.
+    // Meshes, four arrays each; frames, their meshes, their positions; the index.
     constexpr std::uint64_t before_index = 1 + 2 * 4 + 1 + (1 + 1) + (1 + 2);
     for (std::uint64_t n = 1; n <= before_index; ++n) {
         const heap_ledger ledger;
