@@ -1196,9 +1196,9 @@ QEL_API int32_t qel_alembic_save(const char *path, const qel_alembic_file *scene
  * @retval -1 `path` or `scene` is null, or the file cannot be opened: nothing touched
  * @retval -2 fewer than 64 bytes, or the file does not begin with "BQEL": nothing touched
  * @retval -3 the version is above 1: it is stored in the scene
- * @retval -4 no memory, or counts that would take more than 1 GiB beyond the file's end: everything read is
- *            released and both counts are 0 (they stay when the mesh array itself was refused); totals,
- *            times and flags of the header stay
+ * @retval -4 no memory, or counts that the file cannot hold and that would take more than 1 GiB beyond its
+ *            length: everything read is released and both counts are 0 (they stay when the mesh array itself
+ *            was refused); totals, times and flags of the header stay
  * @param path        file to read
  * @param[out] scene  a zeroed record. Release it with ::qel_alembic_free
  */

@@ -117,8 +117,10 @@ constexpr std::uint64_t any_length = std::numeric_limits<std::uint64_t>::max();
 /// Reads records and arrays of a file that may be cut short or lie: what the file does not hold is zero.
 class scene_reader {
   public:
-    /// `length` is how much the stream holds, as far as it says.
-    scene_reader(std::FILE *stream, std::uint64_t length) : stream_(stream), left_(length) {}
+    /// `length` is how much the stream holds, as far as it says; no count makes an array that takes more than
+    /// `most_missing` bytes beyond what the stream can hold.
+    scene_reader(std::FILE *stream, std::uint64_t length, std::uint64_t most_missing)
+        : stream_(stream), left_(length), most_missing_(most_missing) {}
 
     /// False when the file ends before the record does.
     template <class T>
@@ -137,7 +139,7 @@ class scene_reader {
     template <class T>
     T *array(std::uint64_t count) {
         const std::uint64_t size = count * sizeof(T);
-        if (size > left_ && size - left_ > most_missing) return nullptr;
+        if (size > left_ && size - left_ > most_missing_) return nullptr;
         const bool held = size <= left_ && left_ != any_length;
         T *values = held ? heap_array<T>(count) : heap_zeroed<T>(count);
         if (values == nullptr) return nullptr;
@@ -148,11 +150,13 @@ class scene_reader {
         return values;
     }
 
-    /// Zeroed records, to be read one by one; null when there is no memory for so many.
+    /// Zeroed records, to be read one by one; null when there is no memory for so many. In the file, one takes
+    /// `smallest` bytes or more, often far fewer than in memory: what may well be there is not refused.
     template <class T>
-    T *empty_records(std::uint64_t count) const {
+    T *empty_records(std::uint64_t count, std::size_t smallest) const {
         const std::uint64_t size = count * sizeof(T);
-        return size > left_ && size - left_ > most_missing ? nullptr : heap_zeroed<T>(count);
+        const bool missing = count > left_ / smallest;
+        return missing && size > left_ && size - left_ > most_missing_ ? nullptr : heap_zeroed<T>(count);
     }
 
     /// Whether to read one more record. When the file has ended, all further ones are empty: some are still
@@ -160,8 +164,6 @@ class scene_reader {
     bool more() { return left_ > 0 || ++empty_ <= most_empty; }
 
   private:
-    // No file makes an array take much more memory than the file itself is long.
-    static constexpr std::uint64_t most_missing = std::uint64_t{1} << 30;
     static constexpr std::uint32_t most_empty = 1 << 16;
 
     /// Reads as much as there is of `size` bytes; returns how much that was.
@@ -177,6 +179,7 @@ class scene_reader {
 
     std::FILE *stream_;
     std::uint64_t left_;
+    std::uint64_t most_missing_;
     std::uint32_t empty_ = 0;
 };
 
@@ -214,7 +217,7 @@ bool read_frame(scene_reader &reader, qel_alembic_frame &frame) {
     frame.frame = block.frame;
     frame.time = block.time;
     frame.mesh_count = block.mesh_count;
-    frame.meshes = reader.empty_records<qel_alembic_mesh>(frame.mesh_count);
+    frame.meshes = reader.empty_records<qel_alembic_mesh>(frame.mesh_count, smallest_frame_mesh);
     if (frame.meshes == nullptr) return false;
     for (std::uint32_t i = 0; i < frame.mesh_count && reader.more(); ++i) {
         qel_alembic_mesh &mesh = frame.meshes[i];
@@ -233,7 +236,7 @@ bool read_meshes(scene_reader &reader, qel_alembic_file &scene) {
 
 bool read_frames(scene_reader &reader, qel_alembic_file &scene) {
     if (scene.frame_count == 0) return true; // `frames` stays as the caller set it
-    scene.frames = reader.empty_records<qel_alembic_frame>(scene.frame_count);
+    scene.frames = reader.empty_records<qel_alembic_frame>(scene.frame_count, sizeof(frame_block));
     if (scene.frames == nullptr) return false;
     for (std::uint32_t i = 0; i < scene.frame_count && reader.more(); ++i)
         if (!read_frame(reader, scene.frames[i])) return false;
@@ -272,6 +275,33 @@ void release_meshes(Owner &owner) {
 }
 
 } // namespace
+
+std::int32_t load_scene(const char *path, qel_alembic_file *scene, std::uint64_t most_missing) {
+    if (scene == nullptr) return cannot_open;
+    char buffer[stream_buffer_size];
+    file_stream stream = open_buffered(path, "rb", buffer);
+    if (!stream) return cannot_open;
+    scene_reader reader(stream.get(), believed_length(stream.get()), most_missing);
+
+    scene_header header;
+    if (!reader.whole(header) || std::memcmp(header.magic, scene_magic, sizeof header.magic) != 0)
+        return not_a_scene;
+    scene->version = header.version;
+    if (header.version > scene_version) return unknown_version;
+    take_header(header, *scene);
+
+    scene->meshes = reader.empty_records<qel_alembic_mesh>(scene->mesh_count, sizeof(mesh_block));
+    if (scene->meshes == nullptr) return out_of_memory; // the counts stay
+    if (!read_meshes(reader, *scene) || !read_frames(reader, *scene)) {
+        qel_alembic_free(scene);
+        return out_of_memory;
+    }
+    stream.reset();
+    copy_text(scene->source, path);
+    qel_alembic_build_hash_table(scene); // without memory for it, the scene does without
+    return loaded;
+}
+
 } // namespace qel
 
 extern "C" {
@@ -287,29 +317,7 @@ int32_t qel_alembic_save(const char *path, const qel_alembic_file *scene) {
 }
 
 int32_t qel_alembic_load(const char *path, qel_alembic_file *scene) {
-    if (scene == nullptr) return qel::cannot_open;
-    char buffer[qel::stream_buffer_size];
-    qel::file_stream stream = qel::open_buffered(path, "rb", buffer);
-    if (!stream) return qel::cannot_open;
-    qel::scene_reader reader(stream.get(), qel::believed_length(stream.get()));
-
-    qel::scene_header header;
-    if (!reader.whole(header) || std::memcmp(header.magic, qel::scene_magic, sizeof header.magic) != 0)
-        return qel::not_a_scene;
-    scene->version = header.version;
-    if (header.version > qel::scene_version) return qel::unknown_version;
-    qel::take_header(header, *scene);
-
-    scene->meshes = reader.empty_records<qel_alembic_mesh>(scene->mesh_count);
-    if (scene->meshes == nullptr) return qel::out_of_memory; // the counts stay
-    if (!qel::read_meshes(reader, *scene) || !qel::read_frames(reader, *scene)) {
-        qel_alembic_free(scene);
-        return qel::out_of_memory;
-    }
-    stream.reset();
-    qel::copy_text(scene->source, path);
-    qel_alembic_build_hash_table(scene); // without memory for it, the scene does without
-    return qel::loaded;
+    return qel::load_scene(path, scene, qel::most_missing_bytes);
 }
 
 void qel_alembic_free(qel_alembic_file *scene) {

@@ -65,4 +65,14 @@ static_assert(offsetof(mesh_block, layer) == 100);
 
 static_assert(sizeof(frame_block) == 12);
 
+/// A frame's mesh without vertices: its vertex count.
+constexpr std::size_t smallest_frame_mesh = sizeof(std::uint32_t);
+
+/// How much memory an array may take beyond what a file can hold. A file may claim anything; this much is zeros that
+/// nobody touches.
+constexpr std::uint64_t most_missing_bytes = std::uint64_t{1} << 30;
+
+/// qel_alembic_load() with another bound than `most_missing_bytes`.
+std::int32_t load_scene(const char *path, qel_alembic_file *scene, std::uint64_t most_missing);
+
 } // namespace qel
