@@ -135,9 +135,9 @@ class Tree:
         subprocess.run(["cmake", "-S", self.path, "-B", self.build, "-G", "Ninja", *options], check=True,
                        env=self.environment, stdout=subprocess.DEVNULL)
 
-    def make(self, target="all"):
-        """Empty when the target was built, else the compiler's first error."""
-        done = subprocess.run(["cmake", "--build", self.build, "--target", target,
+    def make(self, *targets):
+        """Empty when the targets were built, else the compiler's first error."""
+        done = subprocess.run(["cmake", "--build", self.build, "--target", *targets,
                                "--parallel", str(os.cpu_count())], env=self.environment,
                               capture_output=True, text=True)
         if done.returncode == 0:
@@ -214,7 +214,8 @@ class Tree:
             os.utime(self.path / source, (modified, modified))
 
     def objects(self):
-        return (self.build / "src" / "CMakeFiles" / "qel_unit_objects.dir").rglob("*.o")
+        folders = (self.build / "src" / "CMakeFiles").glob("*_objects.dir")
+        return [built for folder in folders for built in folder.rglob("*.o")]
 
     def verdict(self, source, original, text, folder_alone):
         """Whether a test notices the changed text of a source, or one of its folder: how it was killed, or that it
@@ -228,7 +229,7 @@ class Tree:
         begin = time.time()
         self.write(source, text)
         try:
-            error = self.make("qel_unit_objects")
+            error = self.make("qel_common_objects", "qel_unit_objects")
             self.write(source, original, modified)
             if error:
                 return "unbuilt", error
