@@ -10,4 +10,6 @@ program=$PWD/build/release/examples/archive_to_tokens
 input=${1:-$PWD/examples/data/torus.abc}
 output=${2:-$PWD/build/demo}
 cd "$caller" # relative paths are the caller's
+mkdir -p "$output"
 "$program" "$input" "$output"
+echo "A file of each format is in $output"

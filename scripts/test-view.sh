@@ -11,5 +11,5 @@ if [ $# -gt 0 ]; then
     SHOTS=$(cd "$caller" && mkdir -p "$1" && cd "$1" && pwd)
     export SHOTS
 fi
-cd tests/qel
+cd tests/tool
 python3 -m unittest -v view_test

@@ -6,42 +6,35 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <filesystem>
-#include <limits>
 
 namespace qel::test {
 namespace {
 
 const std::string program = shell_name(ARCHIVE_TO_TOKENS);
+const std::string torus = EXAMPLE_DATA "/torus.abc";
 
-#define EXPECT_SAYS(text, part) EXPECT_NE((text).find(part), std::string::npos) << "in:\n" << (text)
+std::size_t files_in(const std::string &folder) {
+    std::size_t files = 0;
+    for ([[maybe_unused]] const auto &file : std::filesystem::directory_iterator(folder))
+        ++files;
+    return files;
+}
 
-TEST(ArchiveToTokens, MakesAFileOfEachFormatFromTheDefaultArchive) {
-    const temp_folder folder;
-    const program_result run = run_program(folder, program);
-    ASSERT_EQ(run.exit_code, 0) << run.errors;
-    EXPECT_SAYS(run.output, "Ogawa Archive\n=============\nPath: " EXAMPLE_DATA "/torus.abc\nVersion: 0.1\n");
-    EXPECT_SAYS(run.output, "1152 vertices, 1152 faces, 4608 indices, 4608 normals");
-    EXPECT_SAYS(run.output, "found by the walk over the archive's nodes, with faces");
-    EXPECT_SAYS(run.output, "bounds (-4, -4, -1) to (4, 4, 1)");
-    EXPECT_SAYS(run.output, "2304 triangles");
-    EXPECT_SAYS(run.output, "1152 tokens, one for each vertex");
-    EXPECT_SAYS(run.output, "1152 tokens in 1152 cells and 1 layer\n");
-    EXPECT_SAYS(run.output, "8 tokens around key");
-    EXPECT_SAYS(run.output, "sound, and the same tokens");
-    EXPECT_SAYS(run.output, "1155 normals and 1153 UVs found by their bytes");
-    EXPECT_SAYS(run.output, "vertex 0 has 4 faces and 8 neighbours");
-    EXPECT_SAYS(run.output, "1152 tangents computed");
-    EXPECT_SAYS(run.output, "all positions finite, box coherence 0.0769");
-    EXPECT_SAYS(run.output, "1152 vertices, 2304 triangles, the same positions in place");
-    EXPECT_SAYS(run.output, "1152 vertices moved, by up to 1.000");
-    EXPECT_SAYS(run.output, "2 agents, 1 active: 2A9E0100 read, 2A9E0200 made 1152 tokens");
+program_result run_in_folder(const temp_folder &folder, const std::string &archive,
+                             const std::string &output) {
+    std::filesystem::create_directories(folder.file(output));
+    return run_program(folder, program + " " + archive + " " + output);
 }
 
 TEST(ArchiveToTokens, LeavesFilesThatTheLibraryReads) {
     const temp_folder folder;
-    ASSERT_EQ(run_program(folder, program + " " EXAMPLE_DATA "/torus.abc out").exit_code, 0);
+    const program_result run = run_in_folder(folder, torus, "out");
+    ASSERT_EQ(run.exit_code, 0) << run.errors;
+    EXPECT_EQ(run.output, "1152 vertices, 1152 faces, 2304 triangles\n"
+                          "token 000001BB, 23 hops from the middle\n"
+                          "token 000001D3, 23 hops from the middle\n"
+                          "token 000001EB, 23 hops from the middle\n");
     qel_unit unit{};
     EXPECT_EQ(qel_unit_load(folder.file("out/tokens.qel").c_str(), &unit), 0);
     EXPECT_EQ(unit.count, 1152u);
@@ -49,6 +42,7 @@ TEST(ArchiveToTokens, LeavesFilesThatTheLibraryReads) {
     std::free(unit.order);
     qel_alembic_file scene{};
     EXPECT_EQ(qel_alembic_load(folder.file("out/scene.bqel").c_str(), &scene), 0);
+    EXPECT_EQ(qel_alembic_validate(&scene), 0);
     EXPECT_EQ(scene.total_tokens, 1152u);
     EXPECT_EQ(scene.total_faces, 2304u);
     qel_alembic_free(&scene);
@@ -63,121 +57,46 @@ TEST(ArchiveToTokens, LeavesFilesThatTheLibraryReads) {
     qel_agent_dir_free();
 }
 
-TEST(ArchiveToTokens, NamesAMissingFileAndLeavesNothing) {
+TEST(ArchiveToTokens, SaysWhichStepFailed) {
     const temp_folder folder;
-    const program_result run = run_program(folder, program + " missing.abc out");
+    program_result run = run_in_folder(folder, "missing.abc", "out");
     EXPECT_EQ(run.exit_code, 1);
-    EXPECT_EQ(
-        run.errors,
-        "archive_to_tokens: open failed on missing.abc: code -1, the file cannot be opened or is empty\n");
-    EXPECT_FALSE(file_exists(folder.file("out")));
-}
+    EXPECT_EQ(run.errors, "archive_to_tokens: opening the archive failed: code -1\n");
 
-TEST(ArchiveToTokens, SaysWhatIsWrongWithAFileThatIsNoArchive) {
-    const temp_folder folder;
-    write_file(folder.file("text.abc"), bytes(100, 'x'));
-    const program_result run = run_program(folder, program + " text.abc out");
-    EXPECT_EQ(run.exit_code, 1);
-    EXPECT_SAYS(run.errors, "open failed on text.abc: code -2, it is not an Ogawa container");
-}
-
-TEST(ArchiveToTokens, SaysThatAnArchiveHasNoMesh) {
-    const temp_folder folder;
     archive_writer archive;
     archive.finish(archive.group({}));
     archive.save(folder.file("empty.abc"));
-    const program_result run = run_program(folder, program + " empty.abc out");
+    run = run_in_folder(folder, "empty.abc", "out");
     EXPECT_EQ(run.exit_code, 1);
-    EXPECT_SAYS(run.errors, "read mesh failed on empty.abc: code -1, no mesh was found");
-    EXPECT_FALSE(file_exists(folder.file("out")));
-}
+    EXPECT_EQ(run.errors, "archive_to_tokens: finding a mesh failed: code -1\n");
 
-TEST(ArchiveToTokens, SaysWhenAMeshCameFromTheByteSearch) {
-    const temp_folder folder;
-    archive_writer archive; // no groups at all: only bytes that look like positions
-    archive.data(bytes_of(make_torus(64, 32, 3.0f, 1.0f).positions));
-    archive.save(folder.file("bytes.abc"));
-    const program_result run = run_program(folder, program + " bytes.abc out");
-    EXPECT_EQ(run.exit_code, 0) << run.errors;
-    EXPECT_SAYS(run.output, "2048 vertices");
-    EXPECT_SAYS(run.output, "found by the fallback");
-}
-
-TEST(ArchiveToTokens, GoesOnWithoutFacesThatDoNotFit) {
-    const temp_folder folder;
     plain_mesh mesh = make_torus(48, 24, 3.0f, 1.0f);
     mesh.face_indices[100] = 5000;
     production_archive(mesh).save(folder.file("odd.abc"));
-    const program_result run = run_program(folder, program + " odd.abc out");
+    run = run_in_folder(folder, "odd.abc", "out");
+    EXPECT_EQ(run.exit_code, 1);
+    EXPECT_EQ(run.errors, "archive_to_tokens: using the mesh failed: code 1\n");
+    EXPECT_EQ(files_in(folder.file("out")), 0u);
+
+    run = run_program(folder, program + " " + torus + " none");
+    EXPECT_EQ(run.exit_code, 1);
+    EXPECT_EQ(run.errors, "archive_to_tokens: writing the unit failed: code -1\n");
+}
+
+#if !defined(_WIN32) // where the folder itself would be too long a path
+TEST(ArchiveToTokens, RefusesAPathThatTheAgentDirectoryWouldCut) {
+    const temp_folder folder;
+    // "FOLDER/agents.qeag" of 255 characters fits, of 256 it does not.
+    const std::string half(120, 'a'), fits = half + "/" + std::string(122, 'b');
+    program_result run = run_in_folder(folder, torus, fits);
     EXPECT_EQ(run.exit_code, 0) << run.errors;
-    EXPECT_SAYS(run.output, "going on without faces");
-    EXPECT_SAYS(run.output, "1152 vertices, 0 triangles, the same positions in place");
-}
-
-/// An archive whose mesh is found, but fails when it is verified: two results have been written by then.
-void save_archive_of_an_odd_mesh(const std::string &path) {
-    plain_mesh mesh = make_torus(48, 24, 3.0f, 1.0f);
-    mesh.positions[3000] = std::numeric_limits<float>::quiet_NaN();
-    production_archive(mesh).save(path);
-}
-
-TEST(ArchiveToTokens, LeavesNothingWhenALaterStepFails) {
-    const temp_folder folder;
-    save_archive_of_an_odd_mesh(folder.file("odd.abc"));
-    const program_result run = run_program(folder, program + " odd.abc out");
+    EXPECT_EQ(files_in(folder.file(fits)), 4u);
+    run = run_in_folder(folder, torus, fits + "c");
     EXPECT_EQ(run.exit_code, 1);
-    EXPECT_SAYS(run.output, "save scene");
-    EXPECT_SAYS(run.errors, "verify failed on ");
-    EXPECT_FALSE(file_exists(folder.file("out")));
+    EXPECT_EQ(run.errors, "archive_to_tokens: keeping the path within 255 characters failed: code 1\n");
+    EXPECT_EQ(files_in(folder.file(fits + "c")), 0u);
 }
-
-TEST(ArchiveToTokens, LeavesTheFilesOfAnEarlierRunAsTheyWereWhenAStepFails) {
-    const temp_folder folder;
-    ASSERT_EQ(run_program(folder, program + " " EXAMPLE_DATA "/torus.abc out").exit_code, 0);
-    const bytes tokens = read_file(folder.file("out/tokens.qel")),
-                scene = read_file(folder.file("out/scene.bqel"));
-    save_archive_of_an_odd_mesh(folder.file("odd.abc"));
-    EXPECT_EQ(run_program(folder, program + " odd.abc out").exit_code, 1);
-    EXPECT_EQ(read_file(folder.file("out/tokens.qel")), tokens);
-    EXPECT_EQ(read_file(folder.file("out/scene.bqel")), scene);
-    std::size_t files = 0;
-    for ([[maybe_unused]] const auto &file : std::filesystem::directory_iterator(folder.file("out")))
-        ++files;
-    EXPECT_EQ(files, 4u);
-}
-
-TEST(ArchiveToTokens, ReplacesNeitherAFolderNorItsInput) {
-    const temp_folder folder;
-    std::filesystem::create_directories(folder.file("out/mesh.qelm"));
-    const std::string places[] = {std::filesystem::path("out/mesh.qelm").make_preferred().string(),
-                                  std::filesystem::path("in/tokens.qel").make_preferred().string()};
-    program_result run = run_program(folder, program + " " EXAMPLE_DATA "/torus.abc out");
-    EXPECT_EQ(run.exit_code, 1);
-    EXPECT_SAYS(run.errors, "output folder failed on " + places[0] + ": code 0, what is there is no file");
-    EXPECT_FALSE(file_exists(folder.file("out/tokens.qel")));
-
-    std::filesystem::create_directories(folder.file("in"));
-    write_file(folder.file("in/tokens.qel"), read_file(EXAMPLE_DATA "/torus.abc"));
-    run = run_program(folder, program + " in/tokens.qel in");
-    EXPECT_EQ(run.exit_code, 1);
-    EXPECT_SAYS(run.errors, "output folder failed on " + places[1] + ": code 0, it is the input");
-    EXPECT_EQ(read_file(folder.file("in/tokens.qel")), read_file(EXAMPLE_DATA "/torus.abc"));
-}
-
-TEST(ArchiveToTokens, SaysWhenTheOutputFolderCannotBeMade) {
-    const temp_folder folder;
-    write_file(folder.file("out"), bytes(1, 'x'));
-    const program_result run = run_program(folder, program + " " EXAMPLE_DATA "/torus.abc out/deeper");
-    EXPECT_EQ(run.exit_code, 1);
-    EXPECT_SAYS(run.errors, "output folder failed on out/deeper");
-}
-
-TEST(ArchiveToTokens, ExplainsItself) {
-    const temp_folder folder;
-    EXPECT_EQ(run_program(folder, program + " --help").output,
-              "usage: archive_to_tokens [INPUT.abc] [OUTPUT_FOLDER]\n");
-    EXPECT_EQ(run_program(folder, program + " a b c").exit_code, 2);
-}
+#endif
 
 } // namespace
 } // namespace qel::test

@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include "commands.h"
+#include "convert/job.h"
+#include "convert/step.h"
 #include "input.h"
 #include "interruption.h"
-#include "job.h"
 #include "report.h"
 #include "text.h"
 
@@ -74,10 +75,10 @@ void warn(const input_file &file, const std::string &what) {
     std::fprintf(stderr, "qel: %s: %s\n", printable(file.name()).c_str(), what.c_str());
 }
 
-class ear : public example::listener {
+class ear : public job::listener {
   public:
-    ear(const input_file &file, bool verbose) : file_(file), verbose_(verbose) { example::listen(this); }
-    ~ear() override { example::listen(nullptr); }
+    ear(const input_file &file, bool verbose) : file_(file), verbose_(verbose) { job::listen(this); }
+    ~ear() override { job::listen(nullptr); }
     ear(const ear &) = delete;
     ear &operator=(const ear &) = delete;
 
@@ -93,7 +94,7 @@ class ear : public example::listener {
     void warning(const std::string &text) override { warn(file_, text); }
     void works_in(const std::string &folder) override {
         std::vector<std::string> files;
-        for (const char *name : example::result_names)
+        for (const char *name : job::result_names)
             files.push_back(folder + "/" + name);
         files.push_back(files.back() + ".tmp"); // through which the library writes the agent directory
         unfinished_.emplace(std::move(files), folder);
@@ -107,7 +108,7 @@ class ear : public example::listener {
 };
 
 /// The step's own words, but in the form "FILE: what is wrong".
-failure told(const example::step_failed &failed, const input_file &file) {
+failure told(const job::step_failed &failed, const input_file &file) {
     if (failed.subject() == file.path()) return {file.name(), failed.step() + ": " + failed.meaning()};
     return {file.name(), failed.step() + ": " + failed.subject() + ": " + failed.meaning()};
 }
@@ -117,13 +118,13 @@ failure told(const example::step_failed &failed, const input_file &file) {
 int convert(const std::string &name, const std::string &folder, bool verbose) {
     const input_file file(name);
     file.must_be(file_kind::archive, "convert");
-    for (const char *result : example::result_names)
+    for (const char *result : job::result_names)
         file.must_not_be_at((std::filesystem::path(folder) / result).string());
     std::vector<std::string> files;
     try {
         const ear hearing(file, verbose);
-        files = example::archive_to_tokens(file.path(), folder);
-    } catch (const example::step_failed &failed) {
+        files = job::convert_archive(file.path(), folder);
+    } catch (const job::step_failed &failed) {
         throw told(failed, file);
     }
     report about;

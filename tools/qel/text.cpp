@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -11,14 +10,20 @@
 
 namespace tool {
 
-std::string format(const char *pattern, ...) {
-    std::va_list arguments, again;
-    va_start(arguments, pattern);
+std::string format_list(const char *pattern, std::va_list arguments) {
+    std::va_list again;
     va_copy(again, arguments);
     const int length = std::vsnprintf(nullptr, 0, pattern, arguments);
     std::string text(static_cast<std::size_t>(length > 0 ? length : 0), '\0');
     std::vsnprintf(text.data(), text.size() + 1, pattern, again);
     va_end(again);
+    return text;
+}
+
+std::string format(const char *pattern, ...) {
+    std::va_list arguments;
+    va_start(arguments, pattern);
+    std::string text = format_list(pattern, arguments);
     va_end(arguments);
     return text;
 }

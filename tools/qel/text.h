@@ -2,6 +2,7 @@
 // Numbers and bytes as text.
 #pragma once
 
+#include <cstdarg>
 #include <cstdint>
 #include <string>
 
@@ -9,6 +10,7 @@ namespace tool {
 
 /// As printf.
 std::string format(const char *pattern, ...) __attribute__((format(printf, 1, 2)));
+std::string format_list(const char *pattern, std::va_list arguments);
 
 /// The text up to `size` bytes or the first zero as it is, but control characters and bytes that are no UTF-8 as
 /// \xNN: a hostile name must not command the terminal.

@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "view_model.h"
 
-#include "job.h"
+#include "convert/job.h"
+#include "convert/step.h"
 #include "owned.h"
 #include "report.h"
 #include "text.h"
@@ -63,29 +64,17 @@ void load_from_cache(view_model &model, const input_file &file) {
         model.normals.assign(cache->normals, cache->normals + std::size_t{count} * 3);
 }
 
-class silence : public example::listener {
-  public:
-    silence() { example::listen(this); }
-    ~silence() override { example::listen(nullptr); }
-    silence(const silence &) = delete;
-    silence &operator=(const silence &) = delete;
-    void begins(const std::string &) override {}
-    void done(const std::string &, double, const std::string &) override {}
-    void note(const std::string &) override {}
-};
-
 void load_from_archive(view_model &model, const input_file &file) {
     must_be_sound(file, examine(file)); // a mesh that is read for use has lost the faces that do not fit
-    const silence quiet;
     try {
         archive_record archive;
-        example::open_archive(archive, file.path());
+        job::open_archive(archive, file.path());
         polymesh_record mesh;
-        example::read_mesh(archive, mesh, file.path());
-        const std::vector<std::uint32_t> triangles = example::fan_faces(mesh);
+        job::read_mesh(archive, mesh, file.path());
+        const std::vector<std::uint32_t> triangles = job::fan_faces(mesh);
         add_geometry(model, file, mesh->name, mesh->positions, mesh->vertex_count, triangles.data(),
                      static_cast<std::uint32_t>(triangles.size() / 3));
-    } catch (const example::step_failed &failed) {
+    } catch (const job::step_failed &failed) {
         throw failure(file.name(), failed.meaning());
     }
 }

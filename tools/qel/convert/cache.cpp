@@ -1,10 +1,11 @@
 // SPDX-License-Identifier: MIT
 #include "job.h"
+#include "step.h"
 
 #include <algorithm>
 #include <cstring>
 
-namespace example {
+namespace tool::job {
 
 namespace {
 
@@ -13,7 +14,7 @@ constexpr double identity_matrix[16] = {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0
 /// Two joints; the weight goes over from the first to the second along the box's x axis.
 class two_joint_skin {
   public:
-    explicit two_joint_skin(polymesh &mesh) : joints_(2), weights_(mesh->vertex_count) {
+    explicit two_joint_skin(polymesh_record &mesh) : joints_(2), weights_(mesh->vertex_count) {
         for (qel_skin_joint &joint : joints_)
             std::memcpy(joint.joint_transform, identity_matrix, sizeof identity_matrix);
         const float low = mesh->bounds_min[0], span = mesh->bounds_max[0] - low;
@@ -35,7 +36,7 @@ class two_joint_skin {
 };
 
 /// The mapped file must hold the mesh's own positions, bit for bit.
-void compare(polymesh &mesh, mapped_mesh &cache, const std::string &path) {
+void compare(polymesh_record &mesh, cache_record &cache, const std::string &path) {
     const float *positions = nullptr;
     std::uint32_t vertices = 0, triangles = 0;
     check("map cache", path,
@@ -46,7 +47,7 @@ void compare(polymesh &mesh, mapped_mesh &cache, const std::string &path) {
         throw step_failed("map cache", path, 0, "the positions came back changed");
 }
 
-void skin_mapped_mesh(mapped_mesh &cache, const std::string &path) {
+void skin_mapped_mesh(cache_record &cache, const std::string &path) {
     step skinning("skin");
     if (cache->skin == nullptr) throw step_failed("skin", path, 0, "the skin came back missing");
     double poses[2][16];
@@ -64,7 +65,7 @@ void skin_mapped_mesh(mapped_mesh &cache, const std::string &path) {
 
 } // namespace
 
-void write_and_map_cache(polymesh &mesh, output_folder &folder) {
+void write_and_map_cache(polymesh_record &mesh, result_folder &folder) {
     const result file = folder.file("mesh.qelm");
     const two_joint_skin skin(mesh);
     {
@@ -75,7 +76,7 @@ void write_and_map_cache(polymesh &mesh, output_folder &folder) {
             {"the mesh is empty", "the file cannot be created", "a face names a vertex that does not exist"});
         saving.done("%s", file.place.c_str());
     }
-    mapped_mesh cache;
+    cache_record cache;
     {
         step mapping("map cache");
         check("map cache", file.place, qel_mesh_load(file.path.c_str(), cache.get()),
@@ -88,4 +89,4 @@ void write_and_map_cache(polymesh &mesh, output_folder &folder) {
     skin_mapped_mesh(cache, file.place);
 }
 
-} // namespace example
+} // namespace tool::job

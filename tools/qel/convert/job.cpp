@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include "job.h"
+#include "step.h"
 
 #include <filesystem>
 
-namespace example {
+namespace tool::job {
 
 namespace {
 
@@ -23,18 +24,18 @@ void check_place(const std::filesystem::path &place, const std::string &input) {
 
 } // namespace
 
-std::vector<std::string> archive_to_tokens(const std::string &input, const std::string &output) {
+std::vector<std::string> convert_archive(const std::string &input, const std::string &output) {
     for (const char *name : result_names)
         check_place(std::filesystem::path(output) / name, input);
-    output_folder folder(output);
+    result_folder folder(output);
 
-    archive source;
+    archive_record source;
     open_archive(source, input);
-    polymesh mesh;
+    polymesh_record mesh;
     read_mesh(source, mesh, input);
     const std::vector<std::uint32_t> triangles = fan_faces(mesh);
 
-    scene tokens;
+    scene_record tokens;
     make_tokens(mesh, triangles, tokens);
     export_and_query_unit(tokens, folder);
     save_and_reload_scene(tokens, folder);
@@ -49,4 +50,4 @@ std::vector<std::string> archive_to_tokens(const std::string &input, const std::
     return folder.keep();
 }
 
-} // namespace example
+} // namespace tool::job

@@ -3,10 +3,12 @@
 
 SLOW_STEP, if given, is a library that makes one step take long."""
 
+import json
 import os
 import pty
 import shutil
 import signal
+import struct
 import subprocess
 import time
 import unittest
@@ -29,7 +31,22 @@ class ConvertTest(ToolTest):
 
     def test_reports_the_steps_where_asked(self):
         self.qel("convert", "-v", TORUS, "-o", "out")
-        self.assertRegex(self.errors, r"(?m)^read mesh +[\d.]+ ms  1152 vertices, 1152 faces")
+        self.assertRegex(self.errors, r"(?m)^read mesh +[\d.]+ ms  1152 vertices, 1152 faces, 4608 indices, 4608 normals$")
+        for said in ("found by the walk over the archive's nodes, with faces", "bounds (-4, -4, -1) to (4, 4, 1)", "2304 triangles",
+                     "1152 tokens, one for each vertex", "1152 tokens in 1152 cells and 1 layer\n", "8 tokens around key",
+                     "sound, and the same tokens", "1155 normals and 1153 UVs found by their bytes",
+                     "vertex 0 has 4 faces and 8 neighbours", "1152 tangents computed",
+                     "all positions finite, box coherence 0.0769", "1152 vertices, 2304 triangles, the same positions in place",
+                     "1152 vertices moved, by up to 1.000", "2 agents, 1 active: 2A9E0100 read, 2A9E0200 made 1152 tokens"):
+            self.assertIn(said, self.errors)
+
+    def test_says_when_a_mesh_came_from_the_byte_search(self):
+        positions = b"".join(struct.pack("<3f", *point) for point in json.loads(self.qel("dump", TORUS, "--json"))["positions"])
+        content = self.content(TORUS)
+        place = content.index(positions[:120])  # no groups at all: only bytes that look like positions
+        bytes_alone = content[:8] + struct.pack("<Q", 16) + content[place:place + len(positions)]
+        self.qel("convert", "-v", self.file(bytes_alone), "-o", "out")
+        self.assertIn("found by the fallback", self.errors)
 
     def test_reads_standard_input(self):
         with open(TORUS, "rb") as torus:

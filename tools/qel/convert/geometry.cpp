@@ -1,16 +1,17 @@
 // SPDX-License-Identifier: MIT
 #include "job.h"
+#include "step.h"
 
 #include <algorithm>
 #include <cstring>
 
-namespace example {
+namespace tool::job {
 
 namespace {
 
 /// The reader does not say how it found a mesh, but its byte search alone can be asked: a mesh with just those
 /// positions, and triangles or no faces at all, came from the search.
-bool found_by_byte_search(archive &source, polymesh &mesh) {
+bool found_by_byte_search(archive_record &source, polymesh_record &mesh) {
     float *positions = nullptr;
     std::uint32_t count = 0;
     const int code = ogawa_read_positions(source.get(), nullptr, 0, &positions, &count);
@@ -22,7 +23,7 @@ bool found_by_byte_search(archive &source, polymesh &mesh) {
 }
 
 /// The reader recognises faces by their bytes and does not compare them with the positions.
-bool faces_fit(polymesh &mesh) {
+bool faces_fit(polymesh_record &mesh) {
     std::uint64_t corners = 0;
     for (std::uint32_t face = 0; face < mesh->face_count; ++face)
         corners += mesh->face_counts[face];
@@ -31,7 +32,7 @@ bool faces_fit(polymesh &mesh) {
                        [&](std::uint32_t vertex) { return vertex < mesh->vertex_count; });
 }
 
-void drop_faces(polymesh &mesh) {
+void drop_faces(polymesh_record &mesh) {
     std::free(mesh->face_counts);
     std::free(mesh->face_indices);
     mesh->face_counts = nullptr;
@@ -41,7 +42,7 @@ void drop_faces(polymesh &mesh) {
 
 } // namespace
 
-void open_archive(archive &source, const std::string &path) {
+void open_archive(archive_record &source, const std::string &path) {
     step opening("open");
     check("open", path, ogawa_open(path.c_str(), source.get()),
           {"the file cannot be opened or is empty", "it is not an Ogawa container",
@@ -52,7 +53,7 @@ void open_archive(archive &source, const std::string &path) {
     opening.done("the archive describes itself:\n%s\n", text);
 }
 
-void read_mesh(archive &source, polymesh &mesh, const std::string &path) {
+void read_mesh(archive_record &source, polymesh_record &mesh, const std::string &path) {
     step reading("read mesh");
     check("read mesh", path, ogawa_read_polymesh(source.get(), nullptr, 0, mesh.get()),
           {"no mesh was found: neither a node nor the first 2 KiB hold a large enough array of positions",
@@ -75,7 +76,7 @@ void read_mesh(archive &source, polymesh &mesh, const std::string &path) {
     }
 }
 
-std::vector<std::uint32_t> fan_faces(polymesh &mesh) {
+std::vector<std::uint32_t> fan_faces(polymesh_record &mesh) {
     step fanning("fan faces");
     std::vector<std::uint32_t> triangles;
     const std::uint32_t *corner = mesh->face_indices;
@@ -93,7 +94,7 @@ std::vector<std::uint32_t> fan_faces(polymesh &mesh) {
     return triangles;
 }
 
-void read_normals_and_uvs(archive &source, polymesh &mesh) {
+void read_normals_and_uvs(archive_record &source, polymesh_record &mesh) {
     step reading("normals, UVs");
     float *normals = nullptr;
     std::uint32_t *indices = nullptr;
@@ -112,7 +113,7 @@ void read_normals_and_uvs(archive &source, polymesh &mesh) {
                  mesh->uv_set_count > 0 ? mesh->uv_sets[0].value_count : 0);
 }
 
-void build_adjacency(polymesh &mesh) {
+void build_adjacency(polymesh_record &mesh) {
     step building("adjacency");
     check("adjacency", mesh->name, ogawa_build_manifold(mesh.get()),
           {"the mesh has no vertices", "no memory"});
@@ -128,7 +129,7 @@ void build_adjacency(polymesh &mesh) {
     building.done("vertex 0 has %u faces and %u neighbours", face_count, neighbor_count);
 }
 
-void make_tangents(archive &source, polymesh &mesh) {
+void make_tangents(archive_record &source, polymesh_record &mesh) {
     step making("tangents");
     if (mesh->uv_set_count > 0 && mesh->face_count > 0) {
         check("tangents", mesh->uv_sets[0].name, ogawa_compute_tangent_frame(mesh.get(), nullptr),
@@ -142,7 +143,7 @@ void make_tangents(archive &source, polymesh &mesh) {
     }
 }
 
-void verify_positions(polymesh &mesh) {
+void verify_positions(polymesh_record &mesh) {
     step verifying("verify");
     const float *low = mesh->bounds_min, *high = mesh->bounds_max;
     qel_mesh_verify_report report;
@@ -152,4 +153,4 @@ void verify_positions(polymesh &mesh) {
     verifying.done("all positions finite, box coherence %.4f", report.coherence);
 }
 
-} // namespace example
+} // namespace tool::job

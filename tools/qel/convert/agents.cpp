@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include "job.h"
+#include "step.h"
 
-namespace example {
+namespace tool::job {
 
-void record_run(output_folder &folder, std::uint64_t tokens) {
+void record_run(result_folder &folder, std::uint64_t tokens) {
     step recording("record run");
     const result file = folder.file("agents.qeag");
     check("record run", file.place, qel_agent_dir_init(file.path.c_str()), {"no memory", "no memory"});
@@ -29,4 +30,4 @@ void record_run(output_folder &folder, std::uint64_t tokens) {
                    static_cast<unsigned long long>(tokens));
 }
 
-} // namespace example
+} // namespace tool::job

@@ -1,16 +1,17 @@
 // SPDX-License-Identifier: MIT
 #include "job.h"
+#include "step.h"
 
 #include <algorithm>
 #include <cstring>
 
-namespace example {
+namespace tool::job {
 
 namespace {
 
 constexpr std::uint64_t unit_header_bytes = 24, scene_header_bytes = 64, mesh_header_bytes = 101;
 
-void print_counts(unit &loaded) {
+void print_counts(unit_record &loaded) {
     step counting("count");
     const std::uint32_t count = qel_unit_get_count(loaded.get());
     std::vector<std::uint64_t> mortons(count);
@@ -25,7 +26,7 @@ void print_counts(unit &loaded) {
                   layer_count == 1 ? "" : "s");
 }
 
-void print_nearest(unit &loaded, std::uint64_t key) {
+void print_nearest(unit_record &loaded, std::uint64_t key) {
     step asking("nearest");
     std::uint32_t numbers[8];
     std::uint64_t distances[8];
@@ -45,7 +46,7 @@ void print_nearest(unit &loaded, std::uint64_t key) {
 
 } // namespace
 
-void make_tokens(polymesh &mesh, const std::vector<std::uint32_t> &triangles, scene &made) {
+void make_tokens(polymesh_record &mesh, const std::vector<std::uint32_t> &triangles, scene_record &made) {
     step making("tokens");
     made->meshes = static_cast<qel_alembic_mesh *>(std::calloc(1, sizeof(qel_alembic_mesh)));
     if (made->meshes == nullptr) throw step_failed("tokens", mesh->name, -4, "no memory");
@@ -64,7 +65,7 @@ void make_tokens(polymesh &mesh, const std::vector<std::uint32_t> &triangles, sc
     making.done("%u tokens, one for each vertex", made->meshes[0].vertex_count);
 }
 
-void export_and_query_unit(scene &made, output_folder &folder) {
+void export_and_query_unit(scene_record &made, result_folder &folder) {
     const result file = folder.file("tokens.qel");
     {
         step exporting("export unit");
@@ -74,7 +75,7 @@ void export_and_query_unit(scene &made, output_folder &folder) {
         const std::uint64_t size = folder.written("export unit", file, expected);
         exporting.done("%llu bytes in %s", static_cast<unsigned long long>(size), file.place.c_str());
     }
-    unit loaded;
+    unit_record loaded;
     step loading("load unit");
     check("load unit", file.place, qel_unit_load(file.path.c_str(), loaded.get()),
           {"the file cannot be opened", "its header is cut short", "it is not a unit file",
@@ -89,7 +90,7 @@ void export_and_query_unit(scene &made, output_folder &folder) {
         print_nearest(loaded, key);
 }
 
-void save_and_reload_scene(scene &made, output_folder &folder) {
+void save_and_reload_scene(scene_record &made, result_folder &folder) {
     const result file = folder.file("scene.bqel");
     {
         step saving("save scene");
@@ -102,7 +103,7 @@ void save_and_reload_scene(scene &made, output_folder &folder) {
         const std::uint64_t size = folder.written("save scene", file, expected);
         saving.done("%llu bytes in %s", static_cast<unsigned long long>(size), file.place.c_str());
     }
-    scene loaded;
+    scene_record loaded;
     step loading("load scene");
     check(
         "load scene", file.place, qel_alembic_load(file.path.c_str(), loaded.get()),
@@ -119,4 +120,4 @@ void save_and_reload_scene(scene &made, output_folder &folder) {
     loading.done("sound, and the same tokens; it describes itself:\n%s\n\n%s\n", scene_text, mesh_text);
 }
 
-} // namespace example
+} // namespace tool::job

@@ -1,0 +1,42 @@
+// SPDX-License-Identifier: MIT
+// The conversion of an archive and its steps.
+#pragma once
+
+#include "owned.h"
+#include "result_folder.h"
+
+#include <string>
+#include <vector>
+
+namespace tool::job {
+
+/// What a conversion makes.
+constexpr const char *result_names[] = {"tokens.qel", "scene.bqel", "mesh.qelm", "agents.qeag"};
+
+/// The whole conversion: an archive becomes a file of each format in a folder, where they take the place of files of
+/// these names. Returns their paths, or throws step_failed and changes nothing.
+std::vector<std::string> convert_archive(const std::string &input, const std::string &output);
+
+// The steps, in the order in which the job takes them.
+
+// geometry.cpp: out of the archive
+void open_archive(archive_record &source, const std::string &path);
+void read_mesh(archive_record &source, polymesh_record &mesh, const std::string &path);
+std::vector<std::uint32_t> fan_faces(polymesh_record &mesh);
+void read_normals_and_uvs(archive_record &source, polymesh_record &mesh);
+void build_adjacency(polymesh_record &mesh);
+void make_tangents(archive_record &source, polymesh_record &mesh);
+void verify_positions(polymesh_record &mesh);
+
+// tokens.cpp: tokens, the scene file and the unit file
+void make_tokens(polymesh_record &mesh, const std::vector<std::uint32_t> &triangles, scene_record &made);
+void save_and_reload_scene(scene_record &made, result_folder &folder);
+void export_and_query_unit(scene_record &made, result_folder &folder);
+
+// cache.cpp: the mesh cache and skinning
+void write_and_map_cache(polymesh_record &mesh, result_folder &folder);
+
+// agents.cpp: the run, recorded in an agent directory
+void record_run(result_folder &folder, std::uint64_t tokens);
+
+} // namespace tool::job

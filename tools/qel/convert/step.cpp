@@ -1,0 +1,57 @@
+// SPDX-License-Identifier: MIT
+#include "step.h"
+
+#include "text.h"
+
+#include <cstdarg>
+
+namespace tool::job {
+
+namespace {
+
+listener *ear_of_all = nullptr;
+
+} // namespace
+
+void listen(listener *ear) {
+    ear_of_all = ear;
+}
+
+void note(const char *pattern, ...) {
+    if (ear_of_all == nullptr) return;
+    std::va_list arguments;
+    va_start(arguments, pattern);
+    ear_of_all->note(format_list(pattern, arguments));
+    va_end(arguments);
+}
+
+void warn(const std::string &text) {
+    if (ear_of_all != nullptr) ear_of_all->warning(text);
+}
+
+void works_in(const std::string &folder) {
+    if (ear_of_all != nullptr) ear_of_all->works_in(folder);
+}
+
+void check(const std::string &step, const std::string &subject, int code,
+           std::initializer_list<const char *> meanings) {
+    if (code == 0) return;
+    const auto place = static_cast<std::size_t>(-(code + 1));
+    throw step_failed(step, subject, code,
+                      place < meanings.size() ? meanings.begin()[place] : "unexpected code");
+}
+
+step::step(std::string name) : name_(std::move(name)), start_(std::chrono::steady_clock::now()) {
+    if (ear_of_all != nullptr) ear_of_all->begins(name_);
+}
+
+void step::done(const char *pattern, ...) {
+    if (ear_of_all == nullptr) return;
+    const std::chrono::duration<double, std::milli> time = std::chrono::steady_clock::now() - start_;
+    std::va_list arguments;
+    va_start(arguments, pattern);
+    ear_of_all->done(name_, time.count(), format_list(pattern, arguments));
+    va_end(arguments);
+}
+
+} // namespace tool::job
