@@ -537,7 +537,9 @@ QEL_API uint32_t qel_matrix_48_validate_all(void);
 /* ------------------------------------------------------------------------------------------------ */
 /** @defgroup mesh_records Polygon meshes
  * What is read from an archive, and what the mesh geometry functions hang on it. A record filled by hand
- * needs only the fields that a function says it reads; the others may be zero.
+ * needs only the fields that a function says it reads; the others may be zero. A count of 0 beside the array
+ * that it bounds (`face_index_count`, `index_count`, `value_count` of a set with indices) means that it was not
+ * set: the array is read as far as the rest of the record leads.
  * @{ */
 
 /** Geometry scope: one value per vertex. */
@@ -549,7 +551,7 @@ QEL_API uint32_t qel_matrix_48_validate_all(void);
 struct ogawa_uv_set {
     char name[64];        /**< set name, terminated; the reader writes "uv" */
     float *values;        /**< owned; `value_count` pairs (u, v) */
-    uint32_t value_count; /**< number of pairs */
+    uint32_t value_count; /**< number of pairs; 0 beside an array: not set, so that `indices` are not bounded */
     uint32_t *indices;    /**< owned, may be null; per face corner an index into `values` */
     uint32_t index_count; /**< entries in `indices`; 0 beside an array: not bounded */
     uint32_t scope; /**< ::OGAWA_SCOPE_VERTEX or ::OGAWA_SCOPE_FACE_VARYING; the reader writes the latter */
@@ -854,8 +856,7 @@ QEL_API int32_t ogawa_build_manifold(ogawa_polymesh *mesh);
  * The faces around a vertex, ascending; a face that repeats the vertex is listed once per occurrence.
  *
  * @retval  0 found
- * @retval -1 `manifold` is null or its face lists were not built, or there is no such vertex: outputs
- *            untouched
+ * @retval -1 `manifold` is null or was not built, or there is no such vertex: outputs untouched
  * @param manifold    a built manifold; may be null
  * @param vertex      vertex number
  * @param[out] faces  a pointer into the manifold, valid until it is released
@@ -933,7 +934,8 @@ QEL_API int32_t ogawa_read_tangent_frame(const ogawa_archive *archive, const oga
  * Reads `positions`, `vertex_count`, `face_counts` (null: triangles), `face_count`, `face_indices`,
  * `uv_sets` and `uv_set_count`. `face_index_count` and the set's `index_count`, where they are not 0, bound
  * what is read. A face contributes nothing when one of its first three corners is missing or not below
- * `vertex_count`. A UV number beyond the set's `value_count` takes UV 0 (an empty set: (0, 0)).
+ * `vertex_count`. A UV number beyond the set's `value_count` takes UV 0; where that count is 0, indices are
+ * not bounded and vertices without indices all take UV 0. Null `values` are (0, 0) throughout.
  *
  * @retval  0 computed
  * @retval -1 `mesh` is null, or has no vertices or no UV sets: nothing touched

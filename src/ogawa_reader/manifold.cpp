@@ -62,8 +62,9 @@ bool list_vertex_faces(const mesh_faces &faces, ogawa_manifold &manifold) {
     std::uint32_t *const ends = manifold.vertex_face_offsets + 1;
     std::fill_n(manifold.vertex_face_offsets, std::size_t{vertex_count} + 1, 0u);
     count_corners(faces, vertex_count, ends);
-    manifold.vertex_faces = heap_array<std::uint32_t>(sum_counters(vertex_count, ends));
-    if (manifold.vertex_faces == nullptr) {
+    const std::uint32_t place_count = sum_counters(vertex_count, ends);
+    manifold.vertex_faces = heap_array<std::uint32_t>(place_count);
+    if (manifold.vertex_faces == nullptr && place_count != 0) {
         std::free(manifold.vertex_face_offsets); // the field deliberately stays as it is
         return false;
     }
@@ -90,14 +91,19 @@ struct face_list {
     std::uint32_t count;
 };
 
-face_list faces_of(const ogawa_manifold &manifold, std::uint32_t vertex) {
-    const std::uint32_t first = manifold.vertex_face_offsets[vertex];
-    return {manifold.vertex_faces + first, manifold.vertex_face_offsets[std::size_t{vertex} + 1] - first};
+/// Whether the offsets lead to freed memory: the build had faces to list, and no memory for the lists.
+bool failed_half_way(const ogawa_manifold &manifold) {
+    return manifold.vertex_faces == nullptr && manifold.face_offsets == nullptr && manifold.face_count != 0;
 }
 
-/// Whether a vertex's face list can be looked up: not in a manifold whose building failed half-way.
-bool has_vertex(const ogawa_manifold *manifold, std::uint32_t vertex) {
-    return manifold != nullptr && vertex < manifold->vertex_count && manifold->vertex_faces != nullptr;
+/// Finds a vertex's part; false where there is none. Where no vertex has a face, `vertex_faces` may be null.
+bool find_faces(const ogawa_manifold *manifold, std::uint32_t vertex, face_list &list) {
+    if (manifold == nullptr || vertex >= manifold->vertex_count) return false;
+    if (manifold->vertex_face_offsets == nullptr || failed_half_way(*manifold)) return false;
+    const std::uint32_t first = manifold->vertex_face_offsets[vertex];
+    list.count = manifold->vertex_face_offsets[std::size_t{vertex} + 1] - first;
+    list.faces = manifold->vertex_faces != nullptr ? manifold->vertex_faces + first : nullptr;
+    return list.faces != nullptr || list.count == 0;
 }
 
 /// Calls `visit` with the corners of each face of an ascending list. A face that stands there once per repeated
@@ -215,8 +221,8 @@ int32_t ogawa_build_manifold(ogawa_polymesh *mesh) {
 
 int32_t ogawa_get_vertex_faces(const ogawa_manifold *manifold, uint32_t vertex, const uint32_t **faces,
                                uint32_t *count) {
-    if (!has_vertex(manifold, vertex)) return no_such_vertex;
-    const face_list list = faces_of(*manifold, vertex);
+    face_list list;
+    if (!find_faces(manifold, vertex, list)) return no_such_vertex;
     *faces = list.faces;
     *count = list.count;
     return found;
@@ -224,9 +230,9 @@ int32_t ogawa_get_vertex_faces(const ogawa_manifold *manifold, uint32_t vertex, 
 
 int32_t ogawa_get_vertex_neighbors(const ogawa_manifold *manifold, const void *faces, uint32_t vertex,
                                    uint32_t **neighbors, uint32_t *count) {
-    if (faces == nullptr || !has_vertex(manifold, vertex)) return no_such_vertex;
-    if (manifold->face_offsets == nullptr) return no_such_vertex;
-    const face_list list = faces_of(*manifold, vertex);
+    face_list list;
+    if (faces == nullptr || !find_faces(manifold, vertex, list)) return no_such_vertex;
+    if (list.count != 0 && manifold->face_offsets == nullptr) return no_such_vertex;
     const std::uint32_t *const offsets = manifold->face_offsets;
     const std::uint32_t *const indices = face_indices_from(faces);
     std::uint32_t few_others[most_on_stack];

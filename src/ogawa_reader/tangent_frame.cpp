@@ -80,14 +80,16 @@ struct uv_pair {
 class uv_lookup {
   public:
     explicit uv_lookup(const ogawa_uv_set &set)
-        : values_(set.values), value_count_(set.values == nullptr ? 0 : set.value_count),
+        : values_(set.values), value_count_(set.value_count),
           indices_(set.scope == OGAWA_SCOPE_FACE_VARYING ? set.indices : nullptr),
-          index_count_(set.index_count != 0 ? set.index_count : std::numeric_limits<std::uint64_t>::max()) {}
+          index_count_(set.index_count != 0 ? set.index_count : no_bound) {
+        if (indices_ != nullptr && value_count_ == 0) value_count_ = no_bound;
+    }
 
     /// By the corner's index in a face-varying set with indices, else by its vertex; number 0 stands in for one
     /// that is missing or out of range.
     uv_pair at(std::uint32_t corner, std::uint32_t vertex) const {
-        if (value_count_ == 0) return {0.0f, 0.0f};
+        if (values_ == nullptr) return {0.0f, 0.0f};
         std::uint32_t number = vertex;
         if (indices_ != nullptr) number = corner < index_count_ ? indices_[corner] : 0;
         if (number >= value_count_) number = 0;
@@ -96,8 +98,11 @@ class uv_lookup {
     }
 
   private:
+    /// Of a record filled by hand that does not say how many entries an array has.
+    static constexpr std::uint64_t no_bound = std::numeric_limits<std::uint64_t>::max();
+
     const float *values_;
-    std::uint32_t value_count_;
+    std::uint64_t value_count_;
     const std::uint32_t *indices_;
     std::uint64_t index_count_;
 };

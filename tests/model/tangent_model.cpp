@@ -17,13 +17,15 @@ std::int64_t vertex_of(const ogawa_polymesh &mesh, std::uint64_t corner) {
 
 void uv_of(const ogawa_uv_set &set, std::uint64_t corner, std::uint32_t vertex, float *u, float *v) {
     *u = *v = 0.0f;
-    if (set.values == nullptr || set.value_count == 0) return;
+    if (set.values == nullptr) return;
     std::uint64_t i = vertex;
+    bool bounded = true;
     if (set.indices != nullptr && set.scope == 4) {
         const bool held = set.index_count == 0 || corner < set.index_count;
         i = held ? set.indices[corner] : 0;
+        bounded = set.value_count != 0;
     }
-    if (i >= set.value_count) i = 0;
+    if (bounded && i >= set.value_count) i = 0;
     *u = set.values[i * 2];
     *v = set.values[i * 2 + 1];
 }

@@ -241,6 +241,65 @@ TEST(VertexLookups, FindNothingInAManifoldWhoseBuildingFailed) {
     }
 }
 
+/// A manifold of three vertices, made by hand.
+struct hand_made {
+    std::uint32_t vertex_face_offsets[4] = {0, 0, 0, 0}, face_offsets[2] = {0, 0};
+    ogawa_manifold manifold{};
+    ogawa_polymesh mesh{};
+
+    hand_made() {
+        manifold.vertex_count = 3;
+        manifold.vertex_face_offsets = vertex_face_offsets;
+    }
+
+    /// What both lookups answer, when they agree; a list of faces or neighbours is counted as well.
+    std::int32_t look_up(std::uint32_t vertex) {
+        const std::uint32_t *faces = nullptr;
+        std::uint32_t *neighbors = nullptr, face_count = 0, neighbor_count = 0;
+        const std::int32_t status = ogawa_get_vertex_faces(&manifold, vertex, &faces, &face_count);
+        EXPECT_EQ(
+            ogawa_get_vertex_neighbors(&manifold, &mesh.face_counts, vertex, &neighbors, &neighbor_count),
+            status);
+        std::free(neighbors);
+        EXPECT_EQ(face_count, 0u);
+        EXPECT_EQ(neighbor_count, 0u);
+        return status;
+    }
+};
+
+TEST(VertexLookups, FindEmptyListsWhereNoVertexHasAFace) {
+    hand_made without_faces, empty_faces;
+    empty_faces.manifold.face_offsets = empty_faces.face_offsets;
+    empty_faces.manifold.face_count = 1;
+    for (std::uint32_t vertex = 0; vertex < 4; ++vertex) {
+        EXPECT_EQ(without_faces.look_up(vertex), vertex < 3 ? 0 : -1);
+        EXPECT_EQ(empty_faces.look_up(vertex), vertex < 3 ? 0 : -1);
+    }
+}
+
+TEST(VertexLookups, FindNothingThroughArraysThatAreNotThere) {
+    hand_made no_offsets, no_lists;
+    no_offsets.manifold.vertex_face_offsets = nullptr;
+    EXPECT_EQ(no_offsets.look_up(0), -1);
+    no_lists.vertex_face_offsets[2] = no_lists.vertex_face_offsets[3] = 1;
+    EXPECT_EQ(no_lists.look_up(0), 0);
+    EXPECT_EQ(no_lists.look_up(1), -1);
+}
+
+TEST(VertexLookups, OfAMeshWithoutFacesNeedNoMemoryForTheLists) {
+    for (const numbers &counts : {numbers{}, numbers{0, 0}}) {
+        mesh_record record(3, counts, {});
+        {
+            const failing_heap heap = failing_heap::nth(3);
+            ASSERT_EQ(ogawa_build_manifold(&record.mesh), 0) << "no list is missing";
+            EXPECT_EQ(heap.failures(), 1u);
+        }
+        EXPECT_EQ(record.mesh.manifold.vertex_faces, nullptr);
+        EXPECT_TRUE(record.faces_of(2).empty());
+        EXPECT_TRUE(record.neighbors_of(2).empty());
+    }
+}
+
 TEST(IsManifoldClosed, SaysNoEvenOfACube) {
     mesh_record cube(8, {4, 4, 4, 4, 4, 4},
                      {0, 1, 3, 2, 4, 6, 7, 5, 0, 4, 5, 1, 2, 3, 7, 6, 0, 2, 6, 4, 1, 5, 7, 3});
