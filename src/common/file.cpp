@@ -43,6 +43,13 @@ std::int64_t tell(std::FILE *stream) {
 
 } // namespace
 
+buffered_stream::buffered_stream(const char *path, const char *mode)
+    : stream_(path == nullptr ? nullptr : std::fopen(path, mode)) {
+    constexpr std::size_t size = std::size_t{64} << 10;
+    if (stream_) buffer_.reset(heap_array<char>(size));
+    if (buffer_) std::setvbuf(stream_.get(), buffer_.get(), _IOFBF, size);
+}
+
 bool seek_to(std::FILE *stream, std::uint64_t position) {
     if (position > static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max())) return false;
     return seek(stream, static_cast<std::int64_t>(position), SEEK_SET) == 0;

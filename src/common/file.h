@@ -2,6 +2,8 @@
 // Binary streams with 64-bit positions.
 #pragma once
 
+#include "common/heap.h"
+
 #include <cstdint>
 #include <cstdio>
 #include <memory>
@@ -14,6 +16,23 @@ struct stream_closer {
 
 /// A stream that is closed at the end of its scope.
 using file_stream = std::unique_ptr<std::FILE, stream_closer>;
+
+/// A file, opened for the time of its scope, of which 64 KiB move at a time; fewer, as many as the C library chooses,
+/// where there is no memory for them.
+class buffered_stream {
+  public:
+    /// A null path is no file.
+    buffered_stream(const char *path, const char *mode);
+
+    /// Null when the file was not opened, and after close().
+    std::FILE *get() const { return stream_.get(); }
+
+    void close() { stream_.reset(); }
+
+  private:
+    scratch<char> buffer_; // outlives the stream, which uses it to the end
+    file_stream stream_;
+};
 
 /// Moves to an absolute position; false where the stream cannot go there.
 bool seek_to(std::FILE *stream, std::uint64_t position);

@@ -75,6 +75,19 @@ T *heap_table(std::uint64_t count) {
     return heap_array<T>(count);
 }
 
+/// Room for `count` records that begin at a cache line, where the platform offers that, so that none of the size of
+/// whole lines lies across one more. Not initialised; null when there is no memory.
+template <class T>
+T *heap_lines(std::uint64_t count) {
+#if defined(__linux__)
+    constexpr std::size_t line = 64;
+    static_assert(sizeof(T) % line == 0, "aligned_alloc takes whole lines");
+    const std::size_t bytes = array_bytes<T>(count);
+    if (count > 0 && bytes > 0) return static_cast<T *>(std::aligned_alloc(line, bytes));
+#endif
+    return heap_array<T>(count);
+}
+
 /// Frees and nulls an array that a record owns.
 template <class T>
 void release(T *&array) {

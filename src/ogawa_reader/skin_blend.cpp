@@ -43,10 +43,10 @@ struct wide_position {
 /// A position moved by one joint, rounded to single precision and weighed.
 QEL_TARGET_AVX2 inline __m128 weighed(const wide_position &position, const joint_matrix &joint,
                                       float weight) {
-    __m256d moved = _mm256_mul_pd(position.x, _mm256_load_pd(joint.at[0]));
-    moved = _mm256_add_pd(moved, _mm256_mul_pd(position.y, _mm256_load_pd(joint.at[1])));
-    moved = _mm256_add_pd(moved, _mm256_mul_pd(position.z, _mm256_load_pd(joint.at[2])));
-    moved = _mm256_add_pd(moved, _mm256_load_pd(joint.at[3]));
+    __m256d moved = _mm256_mul_pd(position.x, _mm256_loadu_pd(joint.at[0]));
+    moved = _mm256_add_pd(moved, _mm256_mul_pd(position.y, _mm256_loadu_pd(joint.at[1])));
+    moved = _mm256_add_pd(moved, _mm256_mul_pd(position.z, _mm256_loadu_pd(joint.at[2])));
+    moved = _mm256_add_pd(moved, _mm256_loadu_pd(joint.at[3]));
     return _mm_mul_ps(_mm256_cvtpd_ps(moved), _mm_set1_ps(weight));
 }
 
@@ -63,15 +63,12 @@ QEL_TARGET_AVX2 inline unsigned used_slots(const qel_skin_weight &weight, __m128
 QEL_TARGET_AVX2 void skin_avx2(const qel_skin_weight *weights, std::uint32_t count,
                                const joint_matrix *joints, std::uint32_t joint_count, const float *positions,
                                float *results) {
-    // The heap aligns to 16 bytes; rows that lie across two cache lines would cost a sixth of the speed.
-    alignas(64) joint_matrix aligned[reachable_joints];
-    if (joint_count > 0) std::memcpy(aligned, joints, joint_count * sizeof *joints);
     const __m128i limit = _mm_set1_epi32(static_cast<std::int32_t>(joint_count));
     for (const qel_skin_weight *const end = weights + count; weights != end; ++weights) {
         const wide_position position = {_mm256_set1_pd(positions[0]), _mm256_set1_pd(positions[1]),
                                         _mm256_set1_pd(positions[2])};
         const auto slot = [&](unsigned number) QEL_TARGET_AVX2 {
-            return weighed(position, aligned[weights->joints[number]], weights->weights[number]);
+            return weighed(position, joints[weights->joints[number]], weights->weights[number]);
         };
         __m128 sum = _mm_setzero_ps();
         unsigned used = used_slots(*weights, limit);

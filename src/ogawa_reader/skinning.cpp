@@ -46,7 +46,7 @@ void qel_skin_apply(const qel_skin *skin, const double *pose_matrices, const flo
     if (skin->joints == nullptr && skin->joint_count > 0) return;
     if (skin->weights == nullptr) return;
 
-    const scratch<joint_matrix> matrices(heap_array<joint_matrix>(skin->joint_count));
+    const scratch<joint_matrix> matrices(heap_lines<joint_matrix>(skin->joint_count));
     if (matrices == nullptr) return;
     const std::uint32_t reachable = std::min(skin->joint_count, reachable_joints);
     for (std::uint32_t j = 0; j < reachable; ++j)

@@ -31,7 +31,7 @@ qel_token packed(const qel_alembic_token &token) {
 /// Writes a mesh's tokens, a batch at a time; where there are none, zero bytes keep the file as long as its header
 /// says. Gives up where the stream does.
 void write_tokens(std::FILE *stream, const qel_alembic_mesh &mesh) {
-    constexpr std::uint32_t batch_size = 1024;
+    constexpr std::uint32_t batch_size = 64;
     qel_token batch[batch_size] = {};
     for (std::uint32_t done = 0, size = 0; done < mesh.vertex_count; done += size) {
         size = std::min(batch_size, mesh.vertex_count - done);
@@ -49,8 +49,8 @@ extern "C" {
 int32_t qel_alembic_export_qel(const qel_alembic_mesh *mesh, const char *path) {
     if (mesh == nullptr || path == nullptr || mesh->vertex_count == 0 || mesh->tokens == nullptr)
         return qel::nothing_to_export;
-    const qel::file_stream stream(std::fopen(path, "wb"));
-    if (!stream) return qel::nothing_to_export;
+    const qel::buffered_stream stream(path, "wb");
+    if (stream.get() == nullptr) return qel::nothing_to_export;
     qel::write_header(stream.get(), mesh->vertex_count);
     qel::write_tokens(stream.get(), *mesh);
     return qel::exported;
@@ -58,8 +58,8 @@ int32_t qel_alembic_export_qel(const qel_alembic_mesh *mesh, const char *path) {
 
 int32_t qel_alembic_export_file_qel(const qel_alembic_file *scene, const char *path) {
     if (scene == nullptr || path == nullptr || qel::meshes_in(*scene) == 0) return qel::nothing_to_export;
-    const qel::file_stream stream(std::fopen(path, "wb"));
-    if (!stream) return qel::nothing_to_export;
+    const qel::buffered_stream stream(path, "wb");
+    if (stream.get() == nullptr) return qel::nothing_to_export;
     std::uint32_t token_count = 0; // of 32 bits, as in the header: it wraps
     for (std::uint32_t i = 0; i < scene->mesh_count; ++i)
         token_count += scene->meshes[i].vertex_count;

@@ -22,7 +22,6 @@ enum load_status : std::int32_t {
     out_of_memory = -4
 };
 
-constexpr std::size_t stream_buffer_size = std::size_t{64} << 10; // frames come in small pieces
 
 /// Writes records and arrays. Errors are not reported, but nothing more is written after one.
 class scene_writer {
@@ -250,13 +249,6 @@ std::uint64_t believed_length(std::FILE *stream) {
     return length == 0 ? any_length : length;
 }
 
-/// Opens the scene's stream through a large buffer.
-file_stream open_buffered(const char *path, const char *mode, char *buffer) {
-    file_stream stream(path == nullptr ? nullptr : std::fopen(path, mode));
-    if (stream) std::setvbuf(stream.get(), buffer, _IOFBF, stream_buffer_size);
-    return stream;
-}
-
 void free_arrays(const qel_alembic_mesh &mesh) {
     std::free(mesh.positions);
     std::free(mesh.indices);
@@ -278,9 +270,8 @@ void release_meshes(Owner &owner) {
 
 std::int32_t load_scene(const char *path, qel_alembic_file *scene, std::uint64_t most_missing) {
     if (scene == nullptr) return cannot_open;
-    char buffer[stream_buffer_size];
-    file_stream stream = open_buffered(path, "rb", buffer);
-    if (!stream) return cannot_open;
+    buffered_stream stream(path, "rb"); // frames come in small pieces
+    if (stream.get() == nullptr) return cannot_open;
     scene_reader reader(stream.get(), believed_length(stream.get()), most_missing);
 
     scene_header header;
@@ -296,7 +287,7 @@ std::int32_t load_scene(const char *path, qel_alembic_file *scene, std::uint64_t
         qel_alembic_free(scene);
         return out_of_memory;
     }
-    stream.reset();
+    stream.close();
     copy_text(scene->source, path);
     qel_alembic_build_hash_table(scene); // without memory for it, the scene does without
     return loaded;
@@ -308,9 +299,8 @@ extern "C" {
 
 int32_t qel_alembic_save(const char *path, const qel_alembic_file *scene) {
     if (scene == nullptr) return qel::cannot_save;
-    char buffer[qel::stream_buffer_size];
-    const qel::file_stream stream = qel::open_buffered(path, "wb", buffer);
-    if (!stream) return qel::cannot_save;
+    const qel::buffered_stream stream(path, "wb");
+    if (stream.get() == nullptr) return qel::cannot_save;
     qel::scene_writer writer(stream.get());
     qel::write_scene(writer, *scene);
     return qel::saved;

@@ -18,7 +18,10 @@ enum build_status : std::int32_t { built = 0, no_meshes = -1, no_memory_for_inde
 /// that is not, however long the run.
 class free_slots {
   public:
-    explicit free_slots(const std::uint32_t *table) : table_(table) {
+    /// Counts how many slots of each block are taken. Without memory for that, a block turns out to be full only when
+    /// all of it has been looked at: the same slots, in more steps.
+    explicit free_slots(const std::uint32_t *table)
+        : table_(table), taken_(heap_zeroed<std::uint8_t>(blocks)) {
         for (std::uint32_t level = 0, bits = blocks; level < levels; ++level, bits /= 64)
             std::memset(open_ + level_start[level], 0xFF, bits / 8);
     }
@@ -27,16 +30,8 @@ class free_slots {
     std::uint32_t take(std::uint32_t home) {
         const std::uint32_t home_block = home / block_slots;
         std::uint32_t slot = first_in(home, home_block);
-        if (slot == empty_slot) {
-            std::uint32_t block = next_open(home_block + 1);
-            if (block == blocks) block = next_open(0);
-            if (block == blocks) return empty_slot;
-            const std::uint32_t first = block * block_slots;
-            slot = first_in(block == last_block_ ? last_slot_ : first, block);
-            last_block_ = block; // all of it before the slot is taken
-            last_slot_ = slot;
-        }
-        if (++taken_[slot / block_slots] == 0) close(slot / block_slots);
+        if (slot == empty_slot) slot = take_behind(home_block);
+        if (slot != empty_slot && taken_ && ++taken_[slot / block_slots] == 0) close(slot / block_slots);
         return slot;
     }
 
@@ -48,6 +43,23 @@ class free_slots {
     static constexpr std::uint32_t level_start[levels + 1] = {0, 513, 522, 524};
 
     bool is_open(std::uint32_t block) const { return (open_[block / 64] >> block % 64 & 1) != 0; }
+
+    /// The first free slot of the blocks behind one, round the table's end and with that block at last.
+    std::uint32_t take_behind(std::uint32_t home_block) {
+        for (;;) {
+            std::uint32_t block = next_open(home_block + 1);
+            if (block == blocks) block = next_open(0);
+            if (block == blocks) return empty_slot;
+            const std::uint32_t slot =
+                first_in(block == last_block_ ? last_slot_ : block * block_slots, block);
+            if (slot != empty_slot) {
+                last_block_ = block; // all of it before the slot is taken
+                last_slot_ = slot;
+                return slot;
+            }
+            close(block); // nothing has counted
+        }
+    }
 
     /// The first free slot of a block from `slot` on.
     std::uint32_t first_in(std::uint32_t slot, std::uint32_t block) const {
@@ -79,9 +91,9 @@ class free_slots {
     }
 
     const std::uint32_t *table_;
+    scratch<std::uint8_t> taken_;       // of each block, modulo its size
     std::uint32_t last_block_ = blocks; // where the last search from a block's start ended
     std::uint32_t last_slot_ = 0;
-    std::uint8_t taken_[blocks] = {};
     std::uint64_t open_[level_start[levels]] = {};
 };
 

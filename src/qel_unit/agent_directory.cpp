@@ -50,7 +50,7 @@ load_status read_header(std::FILE *stream, qel_agent_dir &directory) {
 /// Reads and indexes what the file has of the agents that its header claims. The records come through a piece
 /// of their own, so that one cut short by the file's end leaves its slot as it was.
 void read_agents(std::FILE *stream, qel_agent_dir &directory) {
-    constexpr std::uint32_t piece_size = 512;
+    constexpr std::uint32_t piece_size = 128;
     qel_agent piece[piece_size];
     const std::uint32_t end = used_slots(directory);
     std::uint32_t slot = 0;
