@@ -26,8 +26,8 @@
  *    and a mesh cache mapping (::qel_mesh_load to ::qel_mesh_free).
  * 7. **Numbers.** Positions, normals and UVs are single precision and computed in single precision, in the
  *    order written, without fused multiply-add: results are the same bits on every platform, but for what a
- *    NaN carries beside being one. Transforms are 4 x 4 doubles in row-major order. Times are 64-bit
- *    seconds since 1970-01-01 UTC.
+ *    NaN carries beside being one. Texts have a decimal point in every locale. Transforms are 4 x 4 doubles in
+ *    row-major order. Times are 64-bit seconds since 1970-01-01 UTC.
  */
 #ifndef QEL_UNIT_H
 #define QEL_UNIT_H

@@ -2,7 +2,7 @@
 # Counts which lines and branches of src/ the tests run. Prints a table, writes build/coverage/report/index.html, and
 # fails when a line is not run, or a branch that tests/coverage_exceptions.txt does not explain.
 source "$(dirname "$0")/lib.sh"
-need "${build_packages[@]}" gcovr python3
+need "${build_packages[@]}" gcovr locales python3
 cmake --preset coverage >/dev/null
 cmake --build --preset coverage
 find build/coverage -name '*.gcda' -delete # counts add up from run to run

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "common/file.h"
+#include "common/fixed_text.h"
 #include "common/heap.h"
 #include "common/text.h"
 #include "qel_unit.h"
@@ -85,9 +86,10 @@ void ogawa_get_info(const ogawa_archive *archive, char *buffer, int size) {
     static_assert(sizeof archive->path == 1024, "the precision below keeps to the field");
     std::snprintf(buffer, static_cast<std::size_t>(size),
                   "Ogawa Archive\n=============\nPath: %.1024s\nVersion: %d.%d\nObjects: %u\n"
-                  "PolyMeshes: %u\nTime Range: %.3f - %.3f sec\nFPS: %.2f",
+                  "PolyMeshes: %u\nTime Range: %s - %s sec\nFPS: %s",
                   archive->path, archive->version[0], archive->version[1], archive->object_count,
-                  archive->polymesh_count, archive->time_start, archive->time_end, archive->fps);
+                  archive->polymesh_count, fixed(archive->time_start, 3).text,
+                  fixed(archive->time_end, 3).text, fixed(archive->fps, 2).text);
 }
 
 void ogawa_close(ogawa_archive *archive) {

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+#include "common/fixed_text.h"
 #include "qel_alembic/scene.h"
 #include "qel_unit/matrix_48.h"
 
@@ -65,31 +66,30 @@ void qel_alembic_file_info(const qel_alembic_file *scene, char *buf, int32_t siz
                   "Total Faces: %llu\n"
                   "Total Tokens: %llu\n"
                   "Frames: %u\n"
-                  "FPS: %.2f\n"
-                  "Time Range: %.3f - %.3f sec\n"
+                  "FPS: %s\n"
+                  "Time Range: %s - %s sec\n"
                   "Source: %.*s",
                   scene->version, scene->mesh_count, static_cast<unsigned long long>(scene->total_vertices),
                   static_cast<unsigned long long>(scene->total_faces),
                   static_cast<unsigned long long>(scene->total_tokens), scene->frame_count,
-                  static_cast<double>(scene->fps), static_cast<double>(scene->time_start),
-                  static_cast<double>(scene->time_end), static_cast<int>(sizeof scene->source),
-                  scene->source);
+                  qel::fixed(scene->fps, 2).text, qel::fixed(scene->time_start, 3).text,
+                  qel::fixed(scene->time_end, 3).text, static_cast<int>(sizeof scene->source), scene->source);
 }
 
 void qel_alembic_mesh_info(const qel_alembic_mesh *mesh, char *buf, int32_t size) {
     if (buf == nullptr || size < 1 || mesh == nullptr) return;
-    const auto bound = [mesh](int i) { return static_cast<double>(mesh->bounds[i]); };
+    const auto bound = [mesh](int i) { return qel::fixed(mesh->bounds[i], 3); };
     std::snprintf(buf, static_cast<std::size_t>(size),
                   "Mesh: %.*s\n"
                   "Vertices: %u\n"
                   "Faces: %u\n"
-                  "Bounds: [%.3f,%.3f,%.3f] - [%.3f,%.3f,%.3f]\n"
+                  "Bounds: [%s,%s,%s] - [%s,%s,%s]\n"
                   "Layer: L%d\n"
                   "QEL Processed: %s\n"
                   "Tokens Generated: %s",
                   static_cast<int>(sizeof mesh->name), mesh->name, mesh->vertex_count, mesh->face_count,
-                  bound(0), bound(1), bound(2), bound(3), bound(4), bound(5), mesh->layer,
-                  qel::yes_or_no(mesh->vertices), qel::yes_or_no(mesh->tokens));
+                  bound(0).text, bound(1).text, bound(2).text, bound(3).text, bound(4).text, bound(5).text,
+                  mesh->layer, qel::yes_or_no(mesh->vertices), qel::yes_or_no(mesh->tokens));
 }
 
 } // extern "C"

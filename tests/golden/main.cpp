@@ -1,11 +1,13 @@
 // SPDX-License-Identifier: MIT
-// golden_digests [--update]: runs the fixed workload, once with each set of kernels that the processor has, and compares
-// the digest of each job with tests/golden/digests.txt. Every platform must give the same.
+// golden_digests [--update | --locale NAME]: runs the fixed workload, once with each set of kernels that the processor has, and compares
+// the digest of each job with tests/golden/digests.txt. Every platform must give the same, in every locale. Where there is
+// no such locale, the exit code is 77.
 #include "common/bounds.h"
 #include "common/cpu.h"
 #include "golden/jobs.h"
 #include "ogawa_reader/skin_blend.h"
 #include "qel_unit/finite_check.h"
+#include "support/locales.h"
 
 #include <cstdio>
 #include <filesystem>
@@ -70,14 +72,8 @@ bool agree(const digests &found, const digests &expected, const char *kernels) {
     return false;
 }
 
-} // namespace
-
-int main(int argc, char **argv) {
-    const bool update = argc == 2 && std::string(argv[1]) == "--update";
-    if (argc > 1 && !update) {
-        std::fprintf(stderr, "usage: golden_digests [--update]\n");
-        return 2;
-    }
+/// Runs the workload with every set of kernels. Returns the exit code.
+int run(bool update) {
     const qel::test::temp_folder folder;
     const std::filesystem::path before = std::filesystem::current_path();
     std::filesystem::current_path(folder.path()); // names of files are part of some results
@@ -97,4 +93,20 @@ int main(int argc, char **argv) {
                     names[static_cast<int>(machine)]);
     std::filesystem::current_path(before);
     return good ? 0 : 1;
+}
+
+} // namespace
+
+int main(int argc, char **argv) {
+    const std::string option = argc > 1 ? argv[1] : "";
+    if (argc == 1) return run(false);
+    if (argc == 2 && option == "--update") return run(true);
+    if (argc == 3 && option == "--locale") {
+        const qel::test::set_locale locale(argv[2]);
+        if (locale) return run(false);
+        std::fprintf(stderr, "There is no locale %s here\n", argv[2]);
+        return 77;
+    }
+    std::fprintf(stderr, "usage: golden_digests [--update | --locale NAME]\n");
+    return 2;
 }

@@ -1,0 +1,17 @@
+// SPDX-License-Identifier: MIT
+// Numbers as text, the same in every locale.
+#pragma once
+
+namespace qel {
+
+/// The text of a number with a fixed count of decimals.
+struct fixed_text {
+    static constexpr int most_decimals = 16;
+
+    char text[384]; // a sign, 309 digits, a point (a locale's takes up to 16 bytes at first), the decimals
+};
+
+/// What "%.*f" writes in the C locale, whatever locale the process has set. At most `most_decimals` decimals.
+fixed_text fixed(double value, int decimals);
+
+} // namespace qel
