@@ -549,10 +549,11 @@ QEL_API uint32_t qel_matrix_48_validate_all(void);
 
 /** One set of texture coordinates. */
 struct ogawa_uv_set {
-    char name[64];        /**< set name, terminated; the reader writes "uv" */
-    float *values;        /**< owned; `value_count` pairs (u, v) */
-    uint32_t value_count; /**< number of pairs; 0 beside an array: not set, so that `indices` are not bounded */
-    uint32_t *indices;    /**< owned, may be null; per face corner an index into `values` */
+    char name[64]; /**< set name, terminated; the reader writes "uv" */
+    float *values; /**< owned; `value_count` pairs (u, v) */
+    uint32_t
+        value_count;   /**< number of pairs; 0 beside an array: not set, so that `indices` are not bounded */
+    uint32_t *indices; /**< owned, may be null; per face corner an index into `values` */
     uint32_t index_count; /**< entries in `indices`; 0 beside an array: not bounded */
     uint32_t scope; /**< ::OGAWA_SCOPE_VERTEX or ::OGAWA_SCOPE_FACE_VARYING; the reader writes the latter */
 };
