@@ -48,6 +48,32 @@ void free_mesh(ogawa_polymesh *mesh) {
     std::free(mesh);
 }
 
+/// Where the release of a tree of objects goes on behind one of them. It stands in the object's own path, which nobody
+/// reads any more: a tree may be as deep as it likes, for it takes neither stack nor memory.
+struct release_place {
+    ogawa_object *parent; // null at the top
+    std::uint32_t next_child;
+};
+
+release_place place_of(const ogawa_object &object) {
+    release_place place;
+    static_assert(sizeof place <= sizeof object.path);
+    std::memcpy(&place, object.path, sizeof place);
+    return place;
+}
+
+void set_place(ogawa_object &object, const release_place &place) {
+    std::memcpy(object.path, &place, sizeof place);
+}
+
+/// Releases what an object owns beside its children.
+void release_contents(const ogawa_object &object) {
+    free_mesh(object.polymesh);
+    if (object.aux_record == nullptr) return;
+    std::free(object.aux_record->aux_buffer);
+    std::free(object.aux_record);
+}
+
 struct schema_name {
     const char *word;
     ogawa_schema schema;
@@ -109,18 +135,24 @@ void ogawa_close(ogawa_archive *archive) {
 }
 
 void ogawa_free_object(ogawa_object *object) {
-    if (object == nullptr) return;
-    free_mesh(object->polymesh);
-    if (object->aux_record != nullptr) {
-        std::free(object->aux_record->aux_buffer);
-        std::free(object->aux_record);
+    const auto enter = [](ogawa_object *entered, ogawa_object *parent) {
+        release_contents(*entered);
+        set_place(*entered, {parent, 0});
+        return entered;
+    };
+    if (object != nullptr) enter(object, nullptr);
+    while (object != nullptr) {
+        release_place place = place_of(*object);
+        if (object->children != nullptr && place.next_child < object->child_count) {
+            ogawa_object *const child = object->children[place.next_child++];
+            set_place(*object, place);
+            if (child != nullptr) object = enter(child, object);
+        } else {
+            std::free(object->children);
+            std::free(object);
+            object = place.parent;
+        }
     }
-    if (object->children != nullptr) {
-        for (std::uint32_t i = 0; i < object->child_count; ++i)
-            ogawa_free_object(object->children[i]);
-        std::free(object->children);
-    }
-    std::free(object);
 }
 
 ogawa_schema ogawa_schema_from_string(const char *text) {

@@ -40,6 +40,52 @@ class Links(unittest.TestCase):
         self.assertNotEqual(self.check().returncode, 0)
 
 
+class Stack(unittest.TestCase):
+    def check(self, *lines, exports="    outer;\n"):
+        """Looks at a call graph of these lines, as gcc writes them."""
+        with tempfile.TemporaryDirectory() as folder:
+            pathlib.Path(folder, "exports.map").write_text(exports)
+            pathlib.Path(folder, "unit.ci").write_text("\n".join(lines))
+            ended = run(PROJECT / "scripts" / "check_stack.py", folder, pathlib.Path(folder, "exports.map"))
+        return ended.returncode, ended.stdout, ended.stderr
+
+    @staticmethod
+    def function(name, size, kind="static", text=None):
+        return f'node: {{ title: "{name}" label: "{text or name}\\nunit.cpp:1:1\\n{size} bytes ({kind})" }}'
+
+    @staticmethod
+    def call(caller, callee):
+        return f'edge: {{ sourcename: "{caller}" targetname: "{callee}" label: "unit.cpp:2:2" }}'
+
+    def test_frames_along_the_deepest_path_are_added(self):
+        code, out, _ = self.check(self.function("outer", 1000), self.function("small", 10), self.function("large", 500),
+                                  self.call("outer", "small"), self.call("outer", "large"), self.call("large", "fread"))
+        self.assertEqual(code, 0)
+        self.assertIn("   1500 outer\n            500 large\n", out)
+
+    def test_more_than_the_ceiling_fails(self):
+        for size, expected in ((24 * 1024 - 8, 0), (24 * 1024 - 7, 1)):
+            code, _, err = self.check(self.function("outer", 8), self.function("inner", size), self.call("outer", "inner"))
+            self.assertEqual(code, expected, err)
+        self.assertIn("outer: needs 32769 bytes", err)
+
+    def test_a_pointer_may_lead_to_every_function_of_the_file(self):
+        _, out, _ = self.check(self.function("outer", 8), self.function("unit.cpp:form", 700, text="qel::{anonymous}::form"),
+                               self.call("outer", "__indirect_call"))
+        self.assertIn("    708 outer", out)
+
+    def test_what_has_no_sum_fails(self):
+        for lines, reason in (((self.function("outer", 8, "dynamic"),), "has no bound"),
+                              ((self.function("outer", 8), self.call("outer", "outer")), "calls itself"),
+                              ((self.function("outer", 8), self.function("a", 8), self.call("outer", "a"),
+                                self.call("a", "outer")), "calls itself"),
+                              ((self.function("outer", 8), self.call("outer", "qsort")), "unknown function"),
+                              ((self.function("other", 8),), "not in the build"), ((), "not in the build")):
+            code, _, err = self.check(*lines)
+            self.assertEqual(code, 1, reason)
+            self.assertIn(reason, err)
+
+
 class Pages(unittest.TestCase):
     everything = check_pages.sources()
 

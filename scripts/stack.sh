@@ -1,0 +1,7 @@
+#!/usr/bin/env bash
+# Fails when a function of the interface may need more than 32 KiB of stack. Prints the ten that need most.
+source "$(dirname "$0")/lib.sh"
+need "${build_packages[@]}"
+cmake --preset stack >/dev/null
+cmake --build --preset stack
+python3 scripts/check_stack.py build/stack
