@@ -192,11 +192,11 @@ struct qel_unit {
 };
 
 /**
- * Builds a unit from caller arrays: one token per entry, in the caller's order, with both indexes.
+ * Wants ascending keys, which it does not sort, or ::qel_unit_query_nearest returns wrong tokens without a
+ * word: builds a unit from caller arrays.
  *
- * The order is kept. ::qel_unit_query_nearest wants ascending keys, so pass sorted arrays where it is used
- * (a save and a load also sort). The index leaves out the 8,388,609th token and later ones; they stay
- * reachable by number, by layer and by the nearest query.
+ * One token per entry, in the caller's order, with both indexes. A save and a load sort. The index leaves
+ * out the 8,388,609th token and later ones; they stay reachable by number, by layer and by the nearest query.
  *
  * @retval  0 built
  * @retval -1 `unit` is null or `count` is 0: nothing touched
@@ -342,13 +342,12 @@ QEL_API uint32_t qel_unit_query_lattice_vertex(const qel_unit *unit, uint16_t x,
 QEL_API uint32_t qel_unit_query_layer(const qel_unit *unit, uint8_t layer, uint32_t *numbers, int32_t max);
 
 /**
- * Finds the `k` tokens nearest to a key by ::ruv_hop_distance, nearest first.
+ * Wants tokens in ascending key order, as a loaded unit's are, or returns wrong ones without a word: finds
+ * the `k` tokens nearest to a key by ::ruv_hop_distance, nearest first.
  *
- * The unit's tokens must stand in ascending key order (a loaded unit does); otherwise the search, which
- * walks outwards from the key's place, returns tokens that need not be the nearest. Of equal distances the
- * token met first is kept and comes first: nearer the key's place, the lower side first. Once the worst of
- * `k` results is 2^32 hops away the search ends: its square is 0 (mod 2^64). The scratch is 16 bytes per
- * result.
+ * The search walks outwards from the key's place. Of equal distances the token met first is kept and comes
+ * first: nearer the key's place, the lower side first. Once the worst of `k` results is 2^32 hops away the
+ * search ends: its square is 0 (mod 2^64). The scratch is 16 bytes per result.
  *
  * @param unit            the unit; null or without tokens gives 0
  * @param morton          the key to search around

@@ -16,7 +16,7 @@ from numbers import Complex, Real
 from typing import Any, Iterable, Iterator, List, Optional, Protocol, Sequence, Tuple, Type
 
 try:
-    import numpy
+    import numpy as numpy  # for the other modules, too
 except ImportError:
     numpy = None  # type: ignore[assignment]
 

@@ -43,9 +43,17 @@ class Owner:
     """Something that can be closed, and refuses to be used afterwards. A context manager."""
 
     _record: Optional[Record]
+    #: What makes one, where the class itself does not.
+    _made_by = ""
 
-    def __init__(self, record: Record) -> None:
-        self._record = record
+    def __init__(self, *given: Any, **named: Any) -> None:
+        raise TypeError("a {} is made by {}".format(type(self).__name__, self._made_by))
+
+    @classmethod
+    def _of(cls: Type[Self], record: Record) -> Self:
+        owner = cls.__new__(cls)
+        owner._record = record
+        return owner
 
     def _held(self) -> Record:
         record = getattr(self, "_record", None)

@@ -89,9 +89,20 @@ def text_of(text: bytes) -> str:
     return text.decode("utf-8", "surrogateescape")
 
 
+def latin_bytes(text: Identity8) -> bytes:
+    """The bytes of an identity's characters, one for each of U+0000 to U+00FF, without a zero byte."""
+    return _without_zero(_latin(text))
+
+
+def _latin(text: Identity8) -> bytes:
+    if not isinstance(text, (str, bytes)):
+        raise TypeError("an identity is text or bytes, not {!r}".format(text))
+    return text if isinstance(text, bytes) else text.encode("latin-1")
+
+
 def identity_bytes(identity: Identity8) -> bytes:
     """The 8 bytes of an identity. A shorter one is filled with zero bytes."""
-    plain = identity if isinstance(identity, bytes) else identity.encode("latin-1")
+    plain = _latin(identity)
     if len(plain) > IDENTITY_LENGTH:
         raise ValueError("an identity has at most 8 characters: {!r}".format(identity))
     return plain.ljust(IDENTITY_LENGTH, b"\0")

@@ -3,18 +3,24 @@
 
 import ctypes
 import enum
+import errno
+import os
+import shutil
+import tempfile
 import threading
 import weakref
 from types import TracebackType
 from typing import Any, List, NamedTuple, Optional, Tuple, Type
 
-from . import _raw
+from . import _files, _raw
 from ._library import raw
 from ._values import IDENTITY_LENGTH, Identity8, PathLike, field_bytes, i32, identity_bytes, identity_of
-from ._values import path_bytes, text_bytes, u8, u32, u64
+from ._values import latin_bytes, path_bytes, u8, u32, u64
 from .errors import ClosedError, check
 
 CAPACITY = _raw.QEL_AGENT_CAPACITY
+#: The library keeps no more of a directory's path and would go on with what it kept.
+PATH_LENGTH = _raw.qel_agent_dir.path.size - 1
 
 
 class State(enum.IntEnum):
@@ -66,31 +72,87 @@ _lock = threading.RLock()  # the library leaves it to its callers to take turns
 _current: "Optional[weakref.ref[AgentDirectory]]" = None
 
 
-def _end() -> None:
-    with _lock:
-        raw.qel_agent_dir_free()
+class _Keeper:
+    """The directory's own path, and whether it has changed since its last load or save: what its end needs.
+
+    The library is not told the path: it would write without saying whether the file became whole.
+    """
+
+    path: Optional[str] = None
+    changed = False
+
+    def save(self, path: PathLike) -> None:
+        _files.save(path, _write)
+        self.changed = False
+
+    def save_changes(self) -> None:
+        if self.changed and self.path is not None:
+            self.save(self.path)
+
+    def end(self) -> None:
+        with _lock:
+            try:
+                self.save_changes()
+            finally:
+                raw.qel_agent_dir_free()
+
+
+def _write(fresh: bytes) -> int:
+    """Saves by way of a folder for temporary files: `fresh` can be longer than a path that fits."""
+    total = ctypes.c_uint32()
+    raw.qel_agent_dir_stats(ctypes.byref(total), None, None)
+    with tempfile.TemporaryDirectory(prefix="qel_") as folder:
+        passed = os.path.join(folder, "agents")
+        check("qel_agent_dir_save", raw.qel_agent_dir_save(_fitting(passed)))
+        if not os.path.exists(passed):  # the library removes what is not whole
+            raise _files.unwritten(passed)
+        shutil.copyfile(passed, fresh)
+    return _HEADER_SIZE + ctypes.sizeof(_raw.qel_agent) * min(total.value, CAPACITY)
+
+
+_HEADER_SIZE = 24
+
+
+def _fitting(path: PathLike) -> bytes:
+    plain = path_bytes(path)
+    if len(plain) > PATH_LENGTH:
+        raise _files.refusal(errno.ENAMETOOLONG, path, "an agent directory's path has at most {} bytes".format(
+            PATH_LENGTH))
+    return plain
+
+
+def _own(path: PathLike) -> str:
+    """The path as the directory's own, which stays the same file where the process changes its working folder."""
+    if not _fitting(path):
+        raise _files.refusal(errno.ENOENT, path)
+    return os.path.join(os.getcwd(), os.fsdecode(path))
 
 
 class AgentDirectory:
     """The process's directory, of which there is one at a time: `with AgentDirectory(path) as directory`.
 
-    Closing it saves it to its path if it has changed, and so does its end without a `close`.
+    Closing it saves it to its path if it has changed, and so does its end without a `close`. A path has at most 255
+    bytes; a longer one raises an OSError.
     """
 
     def __init__(self, path: Optional[PathLike] = None) -> None:
         """An empty directory. The file is not read and not written yet."""
         global _current
+        keeper = _Keeper()
+        keeper.path = None if path is None else _own(path)
         with _lock:
             present = _current() if _current is not None else None
             if present is not None and not present.closed:
                 raise RuntimeError("the process has one agent directory, and it is open already")
-            check("qel_agent_dir_init", raw.qel_agent_dir_init(None if path is None else path_bytes(path)))
-            self._finalizer = weakref.finalize(self, _end)
+            check("qel_agent_dir_init", raw.qel_agent_dir_init(None))
+            self._keeper = keeper
+            self._finalizer = weakref.finalize(self, keeper.end)
             _current = weakref.ref(self)
 
     @classmethod
     def load(cls, path: PathLike) -> "AgentDirectory":
         """The directory of a file."""
+        _own(path)
         directory = cls()
         try:
             directory.merge(path)
@@ -101,8 +163,10 @@ class AgentDirectory:
 
     def merge(self, path: PathLike) -> None:
         """Reads a file over the slots from 0 on, and takes its path. Ids that were there can still be found."""
+        own = _own(path)
         with self._turn():
-            check("qel_agent_dir_load", raw.qel_agent_dir_load(path_bytes(path)))
+            _files.check_opened("qel_agent_dir_load", raw.qel_agent_dir_load(path_bytes(path)), path)
+            self._keeper.path, self._keeper.changed = own, False
 
     @property
     def closed(self) -> bool:
@@ -110,8 +174,14 @@ class AgentDirectory:
         return not self._finalizer.alive
 
     def close(self) -> None:
-        """Saves the directory to its path if it has changed (a failure is not reported) and ends it."""
-        self._finalizer()
+        """Saves the directory to its path if it has changed, and ends it.
+
+        A save that fails raises its error and leaves the directory open, so that it can be saved elsewhere.
+        """
+        with _lock:
+            if not self.closed:
+                self._keeper.save_changes()
+                self._finalizer()
 
     def __enter__(self) -> "AgentDirectory":
         with self._turn():
@@ -126,14 +196,21 @@ class AgentDirectory:
         return _Turn(self)
 
     def save(self, path: Optional[PathLike] = None) -> None:
-        """Writes the directory to a path, or to its own. A write that fails half way is not told."""
+        """Writes the directory to a path, or to its own. A file that could not be written whole raises an OSError."""
         with self._turn():
-            check("qel_agent_dir_save", raw.qel_agent_dir_save(None if path is None else path_bytes(path)))
+            target = self._keeper.path if path is None else path
+            if target is None:
+                check("qel_agent_dir_save", raw.qel_agent_dir_save(None))  # which says that there is no path
+            else:
+                _fitting(path or "")
+                self._keeper.save(target)
 
     def sync(self) -> None:
         """Saves the directory to its own path if it has changed."""
         with self._turn():
-            check("qel_agent_dir_save", raw.qel_agent_dir_sync())  # its codes are those of a save
+            if self._keeper.path is None:
+                check("qel_agent_dir_save", raw.qel_agent_dir_sync())  # its codes are those of a save
+            self._keeper.save_changes()
 
     def stats(self) -> Stats:
         """Counts agents."""
@@ -152,18 +229,21 @@ class AgentDirectory:
         with self._turn():
             check("qel_agent_spawn", raw.qel_agent_spawn(
                 given, u8(type, "type"), u8(tier, "tier"), u8(tag, "tag"), identity))
+            self._keeper.changed = True
         return identity_of(identity.raw[:IDENTITY_LENGTH])
 
     def terminate(self, id: Identity8) -> None:
         """Ends an agent. It keeps its slot."""
         with self._turn():
             check("qel_agent_terminate", raw.qel_agent_terminate(identity_bytes(id)))
+            self._keeper.changed = True
 
     def delegate(self, source: Identity8, target: Identity8, task: int) -> None:
         """Gives the target a task; the source becomes its parent."""
         with self._turn():
             check("qel_agent_delegate", raw.qel_agent_delegate(
                 identity_bytes(source), identity_bytes(target), u64(task, "task")))
+            self._keeper.changed = True
 
     def query(self, id: Identity8) -> Agent:
         """A copy of an agent's record."""
@@ -179,10 +259,11 @@ class AgentDirectory:
         """Changes an agent's state by a `Command`."""
         with self._turn():
             check("qel_agent_control", raw.qel_agent_control(identity_bytes(id), u32(command, "command")))
+            self._keeper.changed = True
 
-    def monitor(self, pattern: str = "", limit: Optional[int] = None) -> List[str]:
+    def monitor(self, pattern: Identity8 = "", limit: Optional[int] = None) -> List[str]:
         """The ids that match a pattern, in slot order; `*` stands for any character, missing ones are free."""
-        text = text_bytes(pattern)
+        text = latin_bytes(pattern)  # as the ids that it is compared with
         with self._turn():
             most = min(self.stats().total, CAPACITY)
             room = most if limit is None else max(0, min(i32(limit, "limit"), most))

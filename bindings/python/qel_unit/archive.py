@@ -8,6 +8,7 @@ from typing import Any, Callable, Iterable, NamedTuple, Optional, Tuple
 
 from . import _raw
 from ._arrays import Array
+from ._files import check_opened, path_text
 from ._library import raw
 from ._records import Owner, Record, allocate, free, owned
 from ._values import PathLike, described, path_bytes, text_bytes, text_of, u32, u64
@@ -70,7 +71,7 @@ class Object(Owner):
         value = _raw.ogawa_object.from_address(allocate(ctypes.sizeof(_raw.ogawa_object)))
         value.name, value.path, value.schema = name_bytes, full, u32(schema, "schema")
         record = Record(value, _release_object)
-        super().__init__(record)
+        self._record = record
         held = [child._held() for child in children]
         if held:
             kind = ctypes.POINTER(_raw.ogawa_object)
@@ -116,14 +117,16 @@ class Archive(Owner):
         value = _raw.ogawa_archive()
         code = raw.ogawa_open(path_bytes(path), ctypes.byref(value))
         record = Record(value, _release_archive)
-        check("ogawa_open", code)
-        super().__init__(record)
+        check_opened("ogawa_open", code, path)
+        self._record = record
+        self._path = path_text(path)
         self._lock = threading.Lock()  # all reads share one stream
 
     @property
     def path(self) -> str:
-        """The path that it was opened with, cut to 1023 bytes."""
-        return text_of(self._held().value.path)
+        """The path that it was opened with."""
+        self._held()
+        return self._path
 
     @property
     def version(self) -> Tuple[int, int]:
@@ -156,7 +159,7 @@ class Archive(Owner):
         record = Record(value, release_mesh)
         number = u64(sample, "sample")
         check("ogawa_read_polymesh", self._call(raw.ogawa_read_polymesh, object, number, ctypes.byref(value)))
-        return Mesh(record)
+        return Mesh._of(record)
 
     def first_polymesh(self) -> Optional[Mesh]:
         """The archive's mesh, read once and kept in the archive, which it holds; None when there is none."""
@@ -167,7 +170,7 @@ class Archive(Owner):
                 return None
             cached = held.value.polymesh_count > 0
         value = pointer.contents
-        return Mesh(Record(value, keep=(held,)) if cached else Record(value, _release_uncached_mesh))
+        return Mesh._of(Record(value, keep=(held,)) if cached else Record(value, _release_uncached_mesh))
 
     def read_positions(self) -> Array:
         """Positions alone, by the search of the first 2 KiB; one triple a row."""
@@ -193,7 +196,7 @@ class Archive(Owner):
         record = Record(value, release_uv_set)
         number = u32(set_index, "set_index")
         check("ogawa_read_uvs", self._call(raw.ogawa_read_uvs, None, 0, number, ctypes.byref(value)))
-        return UVSet(record)
+        return UVSet._of(record)
 
     def read_tangent_frame(self) -> TangentFrame:
         """Tangents and bitangents: the first pair of equal blocks that look like unit vectors."""
@@ -201,11 +204,11 @@ class Archive(Owner):
         code = self._call(raw.ogawa_read_tangent_frame, None, 0, ctypes.byref(value))
         # Released only after a success: a failure has freed what it had, and may leave a pointer to it.
         check("ogawa_read_tangent_frame", code)
-        return TangentFrame(Record(value, release_tangent_frame))
+        return TangentFrame._of(Record(value, release_tangent_frame))
 
     def read_skinning(self, object: Optional[Object] = None) -> Skin:
         """Always raises a `QelError`: archives are not read for skins."""
         value = _raw.qel_skin()
         record = Record(value, lambda skin: raw.qel_skin_free(ctypes.byref(skin)))
         check("ogawa_read_skinning", self._call(raw.ogawa_read_skinning, object, ctypes.byref(value)))
-        return Skin(record)
+        return Skin._of(record)

@@ -2,12 +2,9 @@
 """The mesh cache: one mesh in the form that a renderer wants, mapped into memory and used in place."""
 
 import ctypes
-import os
-import shutil
-import tempfile
 from typing import Any, NamedTuple, Optional
 
-from . import _raw
+from . import _files, _raw
 from ._arrays import Array, as_array, view
 from ._library import raw
 from ._records import Owner, Record
@@ -44,33 +41,21 @@ def _require_inside(value: Any) -> None:
 def save(path: PathLike, mesh: Mesh, skin: Optional[Skin] = None) -> None:
     """Writes a mesh cache file. Faces are fanned into triangles, normals of corners summed up to normals of vertices.
 
-    A file that exists is replaced by a new one, since a mapped file must not be cut short: whoever has mapped the
-    old file keeps it. A file that could not be written whole raises an OSError, and the old one stays.
+    A file that exists is replaced by a new one, so whoever has mapped the old file keeps it. A file that could not be
+    written whole raises an OSError, and the old one stays.
     """
     mesh_record = mesh._held()
     skin_record = None if skin is None else skin._held()
-    final = os.fsdecode(os.path.realpath(path))
-    if not os.path.isfile(final):
-        _write(final, mesh_record, skin_record)
-        return
-    # A folder of its own beside the old file: no name in it is taken, and whatever happens it goes again.
-    with tempfile.TemporaryDirectory(prefix=".qel_mesh_", dir=os.path.dirname(final)) as folder:
-        fresh = os.path.join(folder, "mesh")
-        _write(fresh, mesh_record, skin_record)
-        shutil.copymode(final, fresh)
-        os.replace(fresh, final)
+
+    def write(fresh: bytes) -> int:
+        skin_pointer = None if skin_record is None else ctypes.byref(skin_record.value)
+        check("qel_mesh_save", raw.qel_mesh_save(ctypes.byref(mesh_record.value), skin_pointer, fresh))
+        return _whole_size(fresh, skin_record)
+
+    _files.save(path, write)
 
 
-def _write(path: str, mesh: Record, skin: Optional[Record]) -> None:
-    """Writes a file, and removes it again if it is not whole: the library does not tell of failed writes."""
-    skin_pointer = None if skin is None else ctypes.byref(skin.value)
-    check("qel_mesh_save", raw.qel_mesh_save(ctypes.byref(mesh.value), skin_pointer, path_bytes(path)))
-    if os.path.isfile(path) and os.path.getsize(path) != _whole_size(path, skin):  # a device has no size
-        os.remove(path)
-        raise OSError("the mesh cache file could not be written whole: {}".format(path))
-
-
-def _whole_size(path: str, skin: Optional[Record]) -> int:
+def _whole_size(path: bytes, skin: Optional[Record]) -> int:
     """The size of a file just written, of what its header counts and its skin; 64 where even the header is cut."""
     header = _raw.qel_mesh_header()
     with open(path, "rb") as file:
@@ -91,14 +76,16 @@ class MeshCache(Owner):
     shorten the file meanwhile.
     """
 
+    _made_by = "MeshCache.load(path), and its file by cache.save(path, mesh)"
+
     @classmethod
     def load(cls, path: PathLike) -> "MeshCache":
         """Maps a file. One whose counts lead beyond its end raises a `CorruptFileError`."""
         value = _raw.qel_mesh()
         record = Record(value, _release)
-        check("qel_mesh_load", raw.qel_mesh_load(path_bytes(path), ctypes.byref(value)))
+        _files.check_opened("qel_mesh_load", raw.qel_mesh_load(path_bytes(path), ctypes.byref(value)), path)
         _require_inside(value)
-        return cls(record)
+        return cls._of(record)
 
     @property
     def version(self) -> int:
@@ -164,7 +151,7 @@ class MeshCache(Owner):
     def skin(self) -> Optional[Skin]:
         """The skin, which lives in the cache; None without one."""
         held = self._held()
-        return Skin(Record(held.value.skin.contents, keep=(held,))) if held.value.skin else None
+        return Skin._of(Record(held.value.skin.contents, keep=(held,))) if held.value.skin else None
 
 
 def _rows(pointer: Any, count: int, owner: Any) -> Any:

@@ -6,6 +6,7 @@ from typing import Any, Optional, Sequence, Tuple, Union
 
 from . import _raw
 from ._arrays import Array, as_array, pointer_to, take, view
+from ._fans import fans
 from ._library import raw
 from ._records import Owner, Record, owned
 from ._values import Bounds, bounds_of, text_bytes, text_of, u32
@@ -55,6 +56,8 @@ def triangulate_face(face: Any) -> Array:
 class UVSet(Owner):
     """A set of texture coordinates, read from an archive or made from arrays."""
 
+    _made_by = "UVSet.from_arrays(values, indices) or Archive.read_uvs()"
+
     @classmethod
     def from_arrays(cls, values: Any, indices: Any = None, name: str = "uv") -> "UVSet":
         """A set over the caller's arrays: pairs (u, v) and, per face corner, an index into them.
@@ -69,7 +72,7 @@ class UVSet(Owner):
         value = _raw.ogawa_uv_set(
             text, pointer_to(pairs), len(pairs) // 2, pointer_to(numbers), len(numbers),
             SCOPE_FACE_VARYING if len(numbers) > 0 else SCOPE_VERTEX)
-        return cls(Record(value, keep=(pairs, numbers)))
+        return cls._of(Record(value, keep=(pairs, numbers)))
 
     @property
     def name(self) -> str:
@@ -98,6 +101,8 @@ class UVSet(Owner):
 class TangentFrame(Owner):
     """Tangents and bitangents, three floats a row."""
 
+    _made_by = "Mesh.compute_tangent_frame(uv_sets) or Archive.read_tangent_frame()"
+
     def _rows(self, field: str) -> Any:
         held = self._held()
         count = held.value.count
@@ -119,6 +124,8 @@ class TangentFrame(Owner):
 
 class Manifold(Owner):
     """Vertex-to-face and face-to-vertex adjacency. It holds the mesh that it was built from."""
+
+    _made_by = "Mesh.build_manifold()"
 
     @property
     def vertex_count(self) -> int:
@@ -178,6 +185,8 @@ class Manifold(Owner):
 class Mesh(Owner):
     """One polygon mesh, read from an archive or made from arrays."""
 
+    _made_by = "Mesh.from_arrays(positions, face_indices, face_counts) or Archive.read_polymesh()"
+
     @classmethod
     def from_arrays(
         cls,
@@ -216,7 +225,7 @@ class Mesh(Owner):
         if bounds is not None:
             value.bounds_min[:], value.bounds_max[:] = bounds
             value.self_bounds_min[:], value.self_bounds_max[:] = bounds
-        return cls(Record(value, keep=(points, corners, counts, directions)))
+        return cls._of(Record(value, keep=(points, corners, counts, directions)))
 
     @property
     def name(self) -> str:
@@ -297,7 +306,7 @@ class Mesh(Owner):
             raise ValueError("a face names a vertex that does not exist")
         if counts is None or _every_is(counts, 3):
             return view(corners, value.face_count * 3, held, (value.face_count, 3))
-        return _fan(corners, counts)
+        return fans(view(corners, used, held), counts)
 
     def build_manifold(self) -> Manifold:
         """The mesh's adjacency. The mesh itself does not change; the manifold holds it."""
@@ -310,7 +319,7 @@ class Mesh(Owner):
             value.vertex_face_offsets = None  # freed already where the face list could not be allocated
         record = Record(value, release_manifold, (held,))
         check("ogawa_build_manifold", code)
-        return Manifold(record)
+        return Manifold._of(record)
 
     def compute_tangent_frame(
         self, uv_sets: Union[UVSet, Sequence[UVSet]], name: Optional[str] = None
@@ -326,7 +335,7 @@ class Mesh(Owner):
         code = raw.ogawa_compute_tangent_frame(ctypes.byref(scratch), None if name is None else text_bytes(name))
         record = Record(_raw.ogawa_tangent_frame.from_buffer_copy(scratch.tangent_frame), release_tangent_frame)
         check("ogawa_compute_tangent_frame", code)
-        return TangentFrame(record)
+        return TangentFrame._of(record)
 
 
 def _take_corners(indices: Any, counts: Any) -> Any:
@@ -348,18 +357,3 @@ def _largest(numbers: Any) -> int:
 
 def _every_is(counts: Any, wanted: int) -> bool:
     return bool((counts == wanted).all()) if hasattr(counts, "all") else all(count == wanted for count in counts)
-
-
-def _fan(corners: Any, counts: Any) -> Any:
-    sizes = counts.tolist()
-    rows = sum(max(0, size - 2) for size in sizes)
-    triangles = (ctypes.c_uint32 * (3 * rows))()
-    first = written = 0
-    for size in sizes:
-        if size > 2:
-            face = (ctypes.c_uint32 * size).from_address(ctypes.addressof(corners.contents) + 4 * first)
-            fan = triangulate_face(face).tobytes()
-            ctypes.memmove(ctypes.byref(triangles, written), fan, len(fan))
-            written += len(fan)
-        first += size
-    return as_array(triangles, (rows, 3))

@@ -23,6 +23,8 @@ def _interleave(records: Any, offset: int, source: Any) -> None:
 class Skin(Owner):
     """Joints, and for each vertex up to four of them with weights."""
 
+    _made_by = "Skin.from_arrays(joint_transforms, joints, weights)"
+
     @classmethod
     def from_arrays(
         cls, joint_transforms: Any, joints: Any, weights: Any, *, descriptors: Optional[bytes] = None,
@@ -53,7 +55,7 @@ class Skin(Owner):
         value = _raw.qel_skin(
             pointer_to(joint_records), len(joint_records), pointer_to(weight_records), len(weight_records))
         value.bind_extra[: len(bind_extra)] = bind_extra
-        return cls(Record(value, keep=(joint_records, weight_records)))
+        return cls._of(Record(value, keep=(joint_records, weight_records)))
 
     @property
     def joint_count(self) -> int:

@@ -2,15 +2,19 @@
 """Units: stores of tokens with an index by key and one by identity."""
 
 import ctypes
-from typing import Any, Iterable, Iterator, NamedTuple, Optional, Union
+from typing import Any, Iterable, Iterator, NamedTuple, Optional, Set
 
-from . import _raw
+from . import _bulk, _files, _raw
 from ._arrays import Array, as_array, take, take_exactly, view
+from ._columns import Identities, ascending, by_key, identities
 from ._library import raw
 from ._records import Owner, Record, free
 from ._values import Identity8, PathLike, i32, identity_bytes, identity_of, path_bytes, u8, u16, u32, u64
 from .errors import check
 from .tokens import Token
+
+#: What stands for no token in the answers to whole arrays of keys.
+NOT_FOUND = _raw.QEL_NOT_FOUND
 
 
 class Columns(NamedTuple):
@@ -35,41 +39,46 @@ def _release(value: _raw.qel_unit) -> None:
         value.order = None
 
 
-def _identities(values: Union[bytes, Iterable[Identity8]], count: int) -> Any:
-    if not isinstance(values, (bytes, bytearray, memoryview)):
-        values = b"".join(identity_bytes(value) for value in values)
-    if len(values) != count * 8:
-        raise ValueError("hex_ids must be {} identities, or 8 bytes for each".format(count))
-    return (ctypes.c_char * len(values)).from_buffer_copy(values)
-
-
 class Unit(Owner):
-    """A store of tokens. It costs 64 MiB plus 45 bytes per token, so close it: `with Unit.load(path) as unit`."""
+    """A store of tokens. It costs 64 MiB plus 45 bytes per token, so close it: `with Unit.load(path) as unit`.
+
+    Tokens stand in ascending order of their keys, and a token's number is its place.
+    """
+
+    _made_by = "Unit.create(mortons, hex_ids, payloads, layers), Unit.from_tokens(tokens) or Unit.load(path)"
+    #: The places at which a key is followed by a smaller one: the nearest query cannot be asked while there are any.
+    _descents: Set[int]
 
     @classmethod
-    def create(cls, mortons: Any, hex_ids: Any, payloads: Any, layers: Any) -> "Unit":
-        """Builds a unit from arrays, one token per entry, in this order. The nearest query wants ascending keys.
+    def create(cls, mortons: Any, hex_ids: Identities, payloads: Any, layers: Any, *, sorted: bool = False) -> "Unit":
+        """Builds a unit from arrays, one token per entry. Tokens whose keys do not ascend are sorted by key.
 
-        `hex_ids` is an iterable of texts, or a bytes-like object with eight bytes for each.
+        Tokens of equal keys stay in their order. `sorted=True` says that the keys ascend already, so that numbers are
+        the caller's places, and raises a ValueError if they do not.
+
+        `hex_ids` is an iterable of texts, or a buffer of bytes with eight for each, such as `all_tokens().hex_ids`.
         """
         keys = take(mortons, ctypes.c_uint64, 1, "mortons")
         count = len(keys)
+        columns = (
+            keys, identities(hex_ids, count), take_exactly(payloads, ctypes.c_uint64, count, "payloads"),
+            take_exactly(layers, ctypes.c_uint8, count, "layers"))
+        if not ascending(keys):
+            if sorted:
+                raise ValueError("the keys are said to be sorted, but one is followed by a smaller one")
+            columns = by_key(*columns)
         value = _raw.qel_unit()
         record = Record(value, _release)
-        check("qel_unit_create", raw.qel_unit_create(
-            ctypes.byref(value), count, keys, _identities(hex_ids, count),
-            take_exactly(payloads, ctypes.c_uint64, count, "payloads"),
-            take_exactly(layers, ctypes.c_uint8, count, "layers"),
-        ))
-        return cls(record)
+        check("qel_unit_create", raw.qel_unit_create(ctypes.byref(value), count, *columns))
+        return cls._of(record)
 
     @classmethod
-    def from_tokens(cls, tokens: Iterable[Token]) -> "Unit":
-        """Builds a unit from tokens, in this order."""
+    def from_tokens(cls, tokens: Iterable[Token], *, sorted: bool = False) -> "Unit":
+        """Builds a unit from tokens, as `create`."""
         listed = list(tokens)
         return cls.create(
             [token.morton for token in listed], [token.hex_id for token in listed],
-            [token.payload for token in listed], [token.layer for token in listed],
+            [token.payload for token in listed], [token.layer for token in listed], sorted=sorted,
         )
 
     @classmethod
@@ -77,13 +86,27 @@ class Unit(Owner):
         """Reads a unit file, sorts its tokens by key and builds both indexes. A cut file gives its whole records."""
         value = _raw.qel_unit()
         record = Record(value, _release)
-        check("qel_unit_load", raw.qel_unit_load(path_bytes(path), ctypes.byref(value)))
-        return cls(record)
+        _files.check_opened("qel_unit_load", raw.qel_unit_load(path_bytes(path), ctypes.byref(value)), path)
+        return cls._of(record)
+
+    @classmethod
+    def _of(cls, record: Record) -> "Unit":
+        unit = super()._of(record)
+        unit._descents = set()
+        return unit
 
     def save(self, path: PathLike) -> None:
-        """Writes a unit file."""
+        """Writes a unit file. One that could not be written whole raises an OSError, and the old file stays."""
         held = self._held()
-        check("qel_unit_save", raw.qel_unit_save(path_bytes(path), ctypes.byref(held.value)))
+
+        def write(fresh: bytes) -> int:
+            code = raw.qel_unit_save(fresh, ctypes.byref(held.value))
+            if code in (-3, -4):  # not written whole, and why is not said
+                raise _files.unwritten(path)
+            check("qel_unit_save", code)
+            return _files.unit_size(held.value.count)
+
+        _files.save(path, write)
 
     @property
     def version(self) -> int:
@@ -150,6 +173,22 @@ class Unit(Owner):
         held = self._held()
         return _found(raw.qel_unit_lookup_hex(ctypes.byref(held.value), identity_bytes(hex_id)))
 
+    def lookup_mortons(self, keys: Any) -> Array:
+        """What `lookup_morton` gives for each key; `NOT_FOUND`, which is no token's number, for None."""
+        held = self._held()
+        wanted = take(keys, ctypes.c_uint64, 1, "keys")
+        return as_array(_bulk.look_up(_bulk.LOOKUP_MORTON, held.value, wanted))
+
+    def lookup_ids(self, hex_ids: Identities) -> Array:
+        """What `lookup_hex` gives for each identity; `NOT_FOUND`, which is no token's number, for None.
+
+        `hex_ids` is what `create` takes.
+        """
+        held = self._held()
+        wanted = identities(hex_ids)
+        first = ctypes.addressof(wanted)
+        return as_array(_bulk.look_up(_bulk.LOOKUP_HEX, held.value, range(first, first + len(wanted), 8)))
+
     def query_lattice_vertex(self, x: int, y: int, z: int) -> Optional[int]:
         """The number of the token at a lattice vertex, as `lookup_morton` of its key."""
         held = self._held()
@@ -165,18 +204,46 @@ class Unit(Owner):
         return as_array(numbers)[:found]
 
     def query_nearest(self, key: int, k: int) -> Nearest:
-        """The `k` tokens nearest to a key by hop distance. The tokens must stand in ascending key order."""
+        """The `k` tokens nearest to a key by hop distance; fewer only where the unit has fewer.
+
+        Where `apply_ilogic` has left a key beside a smaller one it raises a ValueError: the search wants ascending
+        keys. A save and a load sort.
+        """
         held = self._held()
-        room = _room(k, len(self))
+        room = self._nearest_room(k)
         numbers, distances = (ctypes.c_uint32 * room)(), (ctypes.c_uint64 * room)()
         found = raw.qel_unit_query_nearest(ctypes.byref(held.value), u64(key, "key"), room, numbers, distances)
-        return Nearest(as_array(numbers)[:found], as_array(distances)[:found])
+        if found != room:
+            raise MemoryError("no memory for the scratch list of the nearest query")
+        return Nearest(as_array(numbers), as_array(distances))
+
+    def query_nearest_many(self, keys: Any, k: int) -> Nearest:
+        """What `query_nearest` gives for each key, one key a row."""
+        held = self._held()
+        wanted = take(keys, ctypes.c_uint64, 1, "keys")
+        room = self._nearest_room(k)
+        numbers, distances = (ctypes.c_uint32 * (len(wanted) * room))(), (ctypes.c_uint64 * (len(wanted) * room))()
+        if room > 0:
+            _bulk.nearest(held.value, wanted, room, numbers, distances)
+        shape = (len(wanted), room)
+        return Nearest(as_array(numbers, shape), as_array(distances, shape))
+
+    def _nearest_room(self, k: int) -> int:
+        if self._descents:
+            raise ValueError("the nearest query wants ascending keys, and apply_ilogic has left one beside a smaller one")
+        return _room(k, len(self))
 
     def apply_ilogic(self, number: int, op: int) -> None:
-        """Transforms a stored token in place, as `tokens.apply_ilogic`. No index is updated."""
+        """Transforms a stored token in place, as `tokens.apply_ilogic`. No index is updated, and it keeps its place."""
         held = self._held()
-        place = ctypes.pointer(held.value.tokens[range(len(self))[number]])
-        raw.qel_token_apply_ilogic(place, i32(op, "op"))
+        place = range(len(self))[number]
+        stored = held.value.tokens
+        raw.qel_token_apply_ilogic(ctypes.pointer(stored[place]), i32(op, "op"))
+        for left in range(max(place - 1, 0), min(place + 1, len(self) - 1)):
+            if stored[left].morton > stored[left + 1].morton:
+                self._descents.add(left)
+            else:
+                self._descents.discard(left)
 
 
 def _found(number: int) -> Optional[int]:

@@ -48,6 +48,11 @@ def f32(number: float) -> float:
     return float(struct.unpack("<f", struct.pack("<f", number))[0])
 
 
+def buffer(array: Any) -> memoryview:
+    """An array's element type, and whether it can be written to, with NumPy and without."""
+    return memoryview(array)
+
+
 def rows(array: Any) -> List[List[float]]:
     return [list(row) for row in array.tolist()]
 

@@ -1,5 +1,6 @@
 # SPDX-License-Identifier: MIT
 import gc
+import os
 import struct
 import threading
 
@@ -44,6 +45,20 @@ class Agents(Case):
         self.assertEqual(self.directory.monitor("", 3), everyone[:3])
         self.assertEqual(self.directory.monitor("X"), [])
 
+    def test_are_listed_by_the_same_letters_that_their_ids_have(self) -> None:
+        path = self.file("others.qeag")
+        ids = ["\u00e9t\u00e9", "e\u00e9", "\u00ff" * 8]
+        records = b"".join(struct.pack("<8s32x", id.encode("latin-1")) for id in ids)
+        path.write_bytes(struct.pack("<4sIIIq", b"QEAG", 1, 3, 3, 0) + records)
+        self.directory.merge(path)
+        self.assertEqual(self.directory.monitor(), ids)
+        for id in ids:
+            self.assertEqual(self.directory.monitor(id), [id])
+        self.assertEqual(self.directory.monitor("*\u00e9"), ids[1:2])
+        self.assertRaises(ValueError, self.directory.monitor, "\u20ac")
+        self.assertRaises(ValueError, self.directory.monitor, "a\0b")
+        self.assertEqual(self.directory.monitor(b"\xe9"), ids[:1])
+
     def test_failures_tell_their_code(self) -> None:
         known = self.directory.spawn()
         self.fails("qel_agent_query", -2, self.directory.query, "unknown")
@@ -52,8 +67,6 @@ class Agents(Case):
         self.fails("qel_agent_delegate", -3, self.directory.delegate, known, "unknown", 0)
         self.directory.terminate(known)
         self.fails("qel_agent_terminate", -3, self.directory.terminate, known)
-        self.fails("qel_agent_dir_save", -3, self.directory.save, self.folder / "none" / "x")
-        self.fails("qel_agent_dir_load", -2, self.directory.merge, self.file("missing"))
 
     def test_take_turns(self) -> None:
         def spawn_some() -> None:
@@ -88,6 +101,56 @@ class Keeping(Case):
         self.fails("qel_agent_dir_load", -4, AgentDirectory.load, self.file("other"))
         with AgentDirectory() as directory:
             self.assertEqual(len(directory), 0)
+            self.fails("qel_agent_dir_save", -2, directory.save)
+
+    def test_a_close_that_cannot_save_raises_and_ends_nothing(self) -> None:
+        path = self.file("folder") / "agents.qeag"
+        directory = AgentDirectory(path)
+        self.addCleanup(directory.close)
+        directory.spawn(tag=3)
+        self.assertRaises(FileNotFoundError, directory.sync)
+        self.assertRaises(FileNotFoundError, directory.close)
+        self.assertFalse(directory.closed)
+        self.assertEqual(directory.query("2A9E0100").tag, 3)
+        directory.save(self.file("elsewhere"))
+        directory.close()
+        self.assertTrue(directory.closed)
+        self.assertFalse(path.exists())
+        with AgentDirectory.load(self.file("elsewhere")) as directory:
+            self.assertEqual(directory.query("2A9E0100").tag, 3)
+
+    def test_a_file_that_does_not_change_is_not_written_again(self) -> None:
+        path = self.file("agents.qeag")
+        with AgentDirectory(path) as directory:
+            directory.sync()
+            self.assertFalse(path.exists())
+            directory.spawn()
+            directory.sync()
+            first = path.stat().st_ino
+            directory.sync()
+        self.assertEqual(path.stat().st_ino, first)
+        with AgentDirectory.load(path) as directory:
+            directory.query("2A9E0100")
+        self.assertEqual(path.stat().st_ino, first)
+        with AgentDirectory.load(path) as directory:
+            directory.control("2A9E0100", Command.TO_STATE_4)
+        with AgentDirectory.load(path) as directory:
+            self.assertEqual(directory.query("2A9E0100").state, State.STATE_4)
+
+    def test_a_file_is_where_it_was_meant_to_be(self) -> None:
+        before = os.getcwd()
+        self.addCleanup(os.chdir, before)
+        os.chdir(self.folder)
+        with AgentDirectory("agents.qeag") as directory:
+            directory.spawn()
+            os.chdir(before)
+        self.assertTrue(self.file("agents.qeag").exists())
+
+    def test_without_a_path_there_is_nothing_to_sync_to(self) -> None:
+        with AgentDirectory() as directory:
+            directory.sync()
+            directory.spawn()
+            self.fails("qel_agent_dir_save", -2, directory.sync)
             self.fails("qel_agent_dir_save", -2, directory.save)
 
     def test_there_is_one_at_a_time(self) -> None:

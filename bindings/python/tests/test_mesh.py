@@ -1,11 +1,12 @@
 # SPDX-License-Identifier: MIT
 import array
-from typing import Any, List
+from random import Random
+from typing import Any, List, Sequence
 
 from qel_unit import Archive, Mesh, mesh
 from qel_unit.mesh import UVSet
 
-from .support import TORUS, Case, rows
+from .support import TORUS, Case, buffer, rows
 
 SQUARE = [(0, 0, 0), (1, 0, 0), (1, 1, 0), (0, 1, 0)]
 
@@ -75,6 +76,25 @@ class FromArrays(Case):
             self.assertEqual(made.triangles().tolist(), [[0, 1, 3]])
         with Mesh.from_arrays(SQUARE) as made:
             self.assertEqual(made.triangles().tolist(), [])
+
+    def test_triangles_are_those_of_the_library(self) -> None:
+        random = Random(7)
+        mixes: List[Sequence[int]] = [(4,), (5,), (2,), (0,), (3, 4), (0, 1, 2, 3, 4, 5, 17), (1, 2), (4, 4, 4, 4, 4, 4, 3)]
+        for sizes in mixes:
+            for faces in (1, 2, 300):
+                counts = [random.choice(sizes) for _ in range(faces)]
+                corners = [random.randrange(1000) for _ in range(sum(counts) + 2)]  # two belong to no face
+                wanted, first = [], 0
+                for size in counts:
+                    if size > 2:
+                        wanted.append(mesh.triangulate_face(corners[first : first + size]).tobytes())
+                    first += size
+                with self.subTest(sizes), Mesh.from_arrays([(0, 0, 0)] * 1000, corners, counts) as made:
+                    triangles = made.triangles()
+                    self.assertEqual(triangles.tobytes(), b"".join(wanted))
+                    self.assertEqual(len(triangles), len(b"".join(wanted)) // 12)
+                    self.assertTrue(buffer(triangles).readonly)
+                    self.assertEqual(buffer(triangles).format, "I")
 
     def test_triangles_refuse_faces_that_lie(self) -> None:
         with Mesh.from_arrays(SQUARE, [0, 1, 2], [4]) as made:

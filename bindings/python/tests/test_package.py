@@ -2,8 +2,11 @@
 import re
 import subprocess
 import sys
+from typing import Any, Callable, List
 
 import qel_unit
+from qel_unit import Archive, Mesh, MeshCache, Scene, SceneMesh, Skin, Unit, archive, mesh
+from qel_unit._records import Owner
 
 from .support import FOLDER, ROOT, TORUS, Case
 
@@ -21,6 +24,26 @@ class Package(Case):
     def test_names_what_it_exports(self) -> None:
         for name in qel_unit.__all__:
             self.assertTrue(getattr(qel_unit, name).__doc__, name)
+
+    def test_owners_say_how_they_are_made(self) -> None:
+        makers = {
+            Mesh: "Mesh.from_arrays", MeshCache: "MeshCache.load", Skin: "Skin.from_arrays", Unit: "Unit.create",
+            SceneMesh: "SceneMesh.from_arrays", mesh.UVSet: "UVSet.from_arrays", mesh.Manifold: "Mesh.build_manifold",
+            mesh.TangentFrame: "Mesh.compute_tangent_frame",
+        }
+        others = {Archive, Scene, archive.Object}  # which are made by a call of their class
+        self.assertEqual(set(makers) | others, set(Owner.__subclasses__()))
+        for owner, maker in makers.items():
+            calls: List[Callable[[Any], Any]] = [
+                lambda kind: kind(), lambda kind: kind([]), lambda kind: kind(positions=[(0, 0, 0)])]
+            for call in calls:
+                with self.assertRaisesRegex(TypeError, "a {} is made by .*{}".format(owner.__name__, maker)):
+                    call(owner)
+            kind, method = maker.split(".")
+            self.assertTrue(callable(getattr(owner if kind == owner.__name__ else Mesh, method)))
+        for wrong in ("scene.bqel", [1]):
+            with self.assertRaisesRegex(TypeError, r"Scene\.load\(path\)"):
+                Scene(wrong)  # type: ignore[arg-type]
 
     def test_a_process_may_end_with_everything_open(self) -> None:
         program = """

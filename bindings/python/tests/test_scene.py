@@ -85,7 +85,6 @@ class Meshes(Case):
     def test_export_becomes_a_unit(self) -> None:
         with SceneMesh.from_arrays(TRIANGLE, [0, 1, 2]) as mesh:
             mesh.export(self.file("tokens.qel"))
-            self.fails("qel_alembic_export_qel", -1, mesh.export, self.folder)
         with Unit.load(self.file("tokens.qel")) as unit:
             self.assertEqual([token.hex_id for token in unit], ["00000000", "00000001", "00000002"])
 
@@ -158,13 +157,12 @@ class Scenes(Case):
             self.assertEqual(len(unit.query_layer(2)), 3)
 
     def test_failures_tell_their_code(self) -> None:
-        self.fails("qel_alembic_load", -1, Scene.load, self.file("missing"))
         self.file("other").write_bytes(bytes(64))
         self.fails("qel_alembic_load", -2, Scene.load, self.file("other"))
         self.file("late").write_bytes(b"BQEL\2" + bytes(59))
         self.fails("qel_alembic_load", -3, Scene.load, self.file("late"))
-        self.fails("qel_alembic_save", -1, self.scene.save, self.folder)
-        self.fails("qel_alembic_export_file_qel", -1, self.scene.export, self.folder)
+        self.fails("qel_alembic_export_file_qel", -1, Scene().export, self.file("x"))
+        self.assertFalse(self.file("x").exists())
         self.fails("qel_alembic_build_hash_table", -1, Scene().build_index)
         self.fails("qel_alembic_validate", -2, Scene().validate)
         self.fails("qel_alembic_sample_frame", -1, Scene().sample_frame, 0)
@@ -216,6 +214,7 @@ class Frames(Case):
     def test_an_interpolated_mesh_can_be_processed(self) -> None:
         between = self.scene.interpolate_time(2.0)
         self.assertIsNone(between.tokens)
+        self.fails("qel_alembic_export_qel", -1, between.export, self.file("x"))
         with Scene([between]) as shown:
             shown.meshes[0].process(5)
             self.assertEqual(len(shown.query_layer(5)), 3)
