@@ -783,10 +783,7 @@ CODES: Dict[str, Dict[int, str]] = {
     },
     "ogawa_get_vertex_faces": {
         0: "found",
-        -1: (
-            "manifold is null or its face lists were not built, or there is no such vertex: outputs "
-            "untouched"
-        ),
+        -1: "manifold is null or was not built, or there is no such vertex: outputs untouched",
     },
     "ogawa_get_vertex_neighbors": {
         0: "listed",
@@ -844,9 +841,9 @@ CODES: Dict[str, Dict[int, str]] = {
         -2: "fewer than 64 bytes, or the file does not begin with \"BQEL\": nothing touched",
         -3: "the version is above 1: it is stored in the scene",
         -4: (
-            "no memory, or counts that would take more than 1 GiB beyond the file's end: everything read is "
-            "released and both counts are 0 (they stay when the mesh array itself was refused); totals, "
-            "times and flags of the header stay"
+            "no memory, or counts that the file cannot hold and that would take more than 1 GiB beyond its "
+            "length: everything read is released and both counts are 0 (they stay when the mesh array "
+            "itself was refused); totals, times and flags of the header stay"
         ),
     },
     "qel_alembic_build_hash_table": {
