@@ -114,19 +114,19 @@ object_node &add_moving_xform(object_node &parent, const std::string &name,
                               std::uint32_t time_sampling) {
     object_node &object = add_schema_object(parent, name, "AbcGeom_Xform_v3", ".xform");
     if (samples.front().empty()) return object;
-    std::vector<std::vector<std::uint8_t>> codes;
+    std::vector<std::uint8_t> codes;
+    for (const xform_operation &operation : samples.front())
+        codes.push_back(operation.code);
     std::vector<std::vector<double>> values;
     for (const std::vector<xform_operation> &operations : samples) {
-        codes.emplace_back();
         values.emplace_back();
         for (const xform_operation &operation : operations) {
-            codes.back().push_back(operation.code);
             values.back().insert(values.back().end(), operation.values.begin(), operation.values.end());
         }
     }
     property_node &xform = schema_compound(object);
     set_inherits(object, true);
-    add_values(xform, ".ops", codes, 0);
+    add_values<std::uint8_t>(xform, ".ops", {codes}, 0);
     add_values(xform, ".vals", values, time_sampling);
     return object;
 }
