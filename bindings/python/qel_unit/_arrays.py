@@ -11,6 +11,7 @@ import ctypes
 import math
 import struct
 import sys
+from functools import lru_cache
 from itertools import chain
 from numbers import Complex, Real
 from typing import Any, Iterable, Iterator, List, Optional, Protocol, Sequence, Tuple, Type
@@ -89,6 +90,11 @@ class Records(Sequence[Any]):
         return self._bytes.tobytes()
 
 
+@lru_cache(maxsize=None)  # of the library's few types; NumPy takes microseconds for each
+def _dtype_of(kind: Any) -> Any:
+    return _record_dtype(kind) if issubclass(kind, ctypes.Structure) else numpy.dtype(kind)
+
+
 def _record_dtype(record: Any) -> Any:
     names = [name for name, _ in record._fields_]
     formats: List[Any] = []
@@ -107,13 +113,12 @@ def as_array(block: Any, shape: Optional[Tuple[int, ...]] = None) -> Any:
     """A read-only view of a ctypes array. The view keeps the block alive."""
     kind = block._type_
     if numpy is not None:
-        record = issubclass(kind, ctypes.Structure)
-        dtype = _record_dtype(kind) if record else numpy.dtype(kind)
+        dtype = _dtype_of(kind)
         if len(block) == 0:
             flat = numpy.empty(0, dtype)
         else:
             flat = numpy.frombuffer(memoryview(block).cast("B").toreadonly(), dtype)
-        return flat.view(numpy.recarray) if record else flat.reshape(shape or (len(block),))
+        return flat.view(numpy.recarray) if dtype.names else flat.reshape(shape or (len(block),))
     if issubclass(kind, ctypes.Structure):
         return Records(block)
     flat = memoryview(block).cast("B").toreadonly()

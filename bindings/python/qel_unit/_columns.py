@@ -12,14 +12,16 @@ from ._values import IDENTITY_LENGTH, Identity8, identity_bytes
 Identities = Union[bytes, Iterable[Identity8]]
 
 
-def identities(values: Any, count: Optional[int] = None, name: str = "hex_ids") -> Any:
+def identities(values: Any, count: Optional[int] = None) -> Any:
     """The identities as 8 bytes each: from texts, or from a buffer of bytes, flat or with one identity a row."""
+    if isinstance(values, str):
+        raise TypeError("hex_ids must be several texts, not a single one")
     plain = _buffered(values)
     if plain is None:
         plain = b"".join(map(identity_bytes, values))
     if len(plain) % IDENTITY_LENGTH != 0 or (count is not None and len(plain) != count * IDENTITY_LENGTH):
-        raise ValueError("{} must be {} identities, or 8 bytes for each".format(
-            name, "any number of" if count is None else count))
+        raise ValueError("hex_ids must be {}identities, or 8 bytes for each".format(
+            "" if count is None else "{} ".format(count)))
     return (ctypes.c_char * len(plain)).from_buffer_copy(plain)
 
 
@@ -27,7 +29,7 @@ def _buffered(values: Any) -> Optional[bytes]:
     """The bytes of a buffer that holds nothing else, such as `Columns.hex_ids` or a NumPy array of S8."""
     try:
         buffer = memoryview(values)
-    except TypeError:
+    except (TypeError, ValueError):  # a ValueError where NumPy holds texts that are no buffer
         return None
     letter = buffer.format.lstrip("@=<>!|")
     if letter == "{}s".format(IDENTITY_LENGTH) and buffer.ndim == 1:

@@ -211,6 +211,9 @@ class Scene(Owner):
         room = max(0, min(i32(k, "k"), self.vertex_count))
         hits = (_raw.qel_alembic_hit * room)()
         found = raw.qel_alembic_query_nearest(ctypes.byref(held.value), u64(key, "key"), room, hits)
+        if found == 0 and room > 0 and any(
+                mesh.vertices and mesh.vertex_count for mesh in _each(held.value.meshes, held.value.mesh_count)):
+            raise MemoryError("no memory for the scratch list of the nearest query")
         return [hit_of(hits[place]) for place in range(found)]
 
     def query_layer(self, layer: int, limit: Optional[int] = None) -> List[Hit]:

@@ -2,12 +2,14 @@
 import gc
 import os
 import struct
+import subprocess
+import sys
 import threading
 
 from qel_unit import AgentDirectory, ClosedError
 from qel_unit.agents import Command, State, Stats
 
-from .support import Case
+from .support import FOLDER, Case
 
 
 class Agents(Case):
@@ -165,6 +167,13 @@ class Keeping(Case):
         del directory
         gc.collect()
         self.assertEqual(self.file("agents.qeag").stat().st_size, 64)
+
+    def test_a_forgotten_directory_that_cannot_be_saved_says_so(self) -> None:
+        program = "import sys, qel_unit; qel_unit.AgentDirectory(sys.argv[1]).spawn()"
+        ended = subprocess.run([sys.executable, "-c", program, str(self.file("none") / "agents.qeag")],
+                               capture_output=True, text=True, cwd=str(FOLDER.parent))
+        self.assertIn("FileNotFoundError", ended.stderr)
+        self.assertIn(str(self.file("none") / "agents.qeag"), ended.stderr)
 
     def test_a_closed_directory_refuses(self) -> None:
         directory = AgentDirectory()

@@ -143,6 +143,14 @@ class Saving(Case):
             save(null)
         self.assertTrue(full.is_char_device() and full.is_symlink() and null.is_char_device() and null.is_symlink())
 
+    @unittest.skipUnless(LINUX, "looks into /proc")
+    def test_a_file_without_a_name_gets_none(self) -> None:
+        with open(self.file("gone"), "wb") as gone:
+            self.file("gone").unlink()
+            for save in self.savers.values():
+                self.refuses(FileNotFoundError, "/proc/self/fd/{}".format(gone.fileno()), save)
+        self.assertEqual(self.names(), [])
+
     @unittest.skipUnless(POSIX, "needs named pipes")
     def test_a_pipe_gets_the_whole_file(self) -> None:
         pipe = self.file("pipe")

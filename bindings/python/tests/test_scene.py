@@ -1,8 +1,10 @@
 # SPDX-License-Identifier: MIT
 import math
 import struct
+from unittest import mock
 
 from qel_unit import Archive, Scene, SceneMesh, Unit, matrix, scene
+from qel_unit._library import raw
 from qel_unit.scene import Frame
 
 from .support import TORUS, Case, f32, rows
@@ -129,6 +131,12 @@ class Scenes(Case):
         self.assertEqual([(hit.distance, hit.mesh_index * 1152 + hit.vertex_index) for hit in hits], wanted)
         self.assertEqual(len(self.scene.query_nearest(key, 2**31 - 1)), 1155)
         self.assertEqual(self.scene.query_nearest(key, 0), [])
+        with mock.patch.object(raw, "qel_alembic_query_nearest", lambda *_: 0):
+            self.assertEqual(self.scene.query_nearest(key, 0), [])
+            self.assertRaises(MemoryError, self.scene.query_nearest, key, 1)
+        self.assertEqual(Scene().query_nearest(key, 5), [])
+        bare = Scene([self.triangle], [Frame(0, 0, [self.triangle]), Frame(1, 1, [self.triangle])]).interpolate_time(0)
+        self.assertEqual(Scene([bare]).query_nearest(key, 5), [])
 
     def test_lists_a_layer(self) -> None:
         self.assertEqual([hit[:2] for hit in self.scene.query_layer(2)], [(1, 0), (1, 1), (1, 2)])

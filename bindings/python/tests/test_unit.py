@@ -74,7 +74,7 @@ class Creation(Case):
             bytes(31), bytes(33), memoryview(bytes(32)).cast("B", (8, 4)), ["1", "2", "3", "123456789"], ["\u20ac"] * 4]
         for form in wrong:
             self.assertRaises(ValueError, Unit.create, range(4), form, [0] * 4, [0] * 4)
-        typeless: List[Any] = [5, [1, 2, 3, 4], [None] * 4, array.array("Q", range(4)), array.array("d", range(4))]
+        typeless: List[Any] = ["12345678" * 4, 5, [1, 2, 3, 4], [None] * 4, array.array("Q", range(4)), array.array("d", range(4))]
         for form in typeless:
             self.assertRaises(TypeError, Unit.create, range(4), form, [0] * 4, [0] * 4)
 
@@ -274,6 +274,8 @@ class LookingForMany(Case):
         self.assertRaises(OverflowError, self.unit.query_nearest_many, [-1], 1)
         self.assertRaises(OverflowError, self.unit.query_nearest_many, [1], 2**31)
         self.assertRaises(ValueError, self.unit.lookup_ids, ["123456789"])
+        self.assertRaises(ValueError, self.unit.lookup_ids, b"123456789")
+        self.assertRaises(TypeError, self.unit.lookup_ids, "12345678")
         self.assertRaises(TypeError, self.unit.lookup_mortons, [1.5])
 
     def test_an_answer_without_memory_raises(self) -> None:
