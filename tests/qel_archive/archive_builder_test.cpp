@@ -46,7 +46,7 @@ struct lone_property {
     }
     /// The content of a data node of the property's group.
     bytes stored(std::size_t reference) const {
-        const std::uint64_t at = place.references.at(reference) & ~archive_writer::data_bit;
+        const std::uint64_t at = built_archive::position_of(place.references.at(reference));
         if (at == 0) return {};
         const auto first = archive.content.begin() + static_cast<std::ptrdiff_t>(at + 8);
         return bytes(first, first + static_cast<std::ptrdiff_t>(value_at<std::uint64_t>(archive, at)));
@@ -226,7 +226,7 @@ TEST(ArchiveBuilder, NumbersMetadataOrPutsItIntoTheHeader) {
     EXPECT_EQ(header("c"), "00 00 10 00 01 63");
     EXPECT_EQ(header("d"), "00 00 F0 0F 01 64 03 6D 3D 31");
     EXPECT_EQ(header("e"), "04 00 F0 0F 01 00 65 00 01 6D"); // 256 bytes: too long for a shared text
-    const std::uint64_t texts = archive.root.references[5] & ~archive_writer::data_bit;
+    const std::uint64_t texts = built_archive::position_of(archive.root.references[5]);
     EXPECT_EQ(hexadecimal(archive.content.data() + texts, 16),
               "08 00 00 00 00 00 00 00 03 6D 3D 31 03 6D 3D 32");
 }
@@ -285,7 +285,7 @@ TEST(ArchiveBuilder, WritesTimeSamplingsWithTheHighestCountOfTheirProperties) {
     builder.top.properties.scalar<float>("a", 1, {{1}, {2}, {3}}, film);
     builder.top.properties.scalar<float>("b", 1, {{1}, {2}}, odd);
     const built_archive archive = builder.build();
-    const std::uint64_t at = archive.root.references[4] & ~archive_writer::data_bit;
+    const std::uint64_t at = built_archive::position_of(archive.root.references[4]);
     EXPECT_EQ(hexadecimal(archive.content.data() + at, 8 + 24 + 24 + 32),
               "50 00 00 00 00 00 00 00 "
               "00 00 00 00 00 00 00 00 00 00 F0 3F 01 00 00 00 00 00 00 00 00 00 00 00 "
@@ -325,6 +325,18 @@ TEST(ArchiveBuilder, PutsAnythingAnywhereWhenAsked) {
               archive.root.reference);
 }
 
+TEST(ArchiveBuilder, PutsAnyBytesIntoTheDataOfASample) {
+    property_node parent;
+    property_node &node = parent.array<float>("x", 1, {{1, 2}, {1, 2}});
+    node.samples[1].payload = bytes{1, 2, 3};
+    node.samples[1].dimensions_payload = bytes{4};
+    const lone_property written(node);
+    ASSERT_EQ(written.place.references.size(), 4u);
+    EXPECT_EQ(written.stored(0).size(), 16u + 8u);
+    EXPECT_EQ(hexadecimal(written.stored(2)), "01 02 03");
+    EXPECT_EQ(hexadecimal(written.stored(3)), "04");
+}
+
 TEST(ArchiveSchemas, WriteATransformAsItsOperationsAndValues) {
     archive_builder builder;
     const std::uint32_t film = builder.add_sampling({1.0 / 24, {0}});
@@ -343,7 +355,7 @@ TEST(ArchiveSchemas, WriteATransformAsItsOperationsAndValues) {
     EXPECT_EQ(header(".ops"), "11 2C 00 00 01 04 2E 6F 70 73");
     EXPECT_EQ(header(".vals"), "B1 45 00 00 02 01 05 2E 76 61 6C 73");
     const std::uint64_t ops =
-        archive.places.at("/turn:.xform/.ops").references[0] & ~archive_writer::data_bit;
+        built_archive::position_of(archive.places.at("/turn:.xform/.ops").references[0]);
     EXPECT_EQ(hexadecimal(archive.content.data() + ops + 24, 2), "10 50");
 }
 
@@ -384,7 +396,7 @@ TEST(ArchiveSchemas, WriteAMeshWithItsBoundsAndParameters) {
                                                "/sail:.geom/uv", "/sail:.geom/uv/.indices",
                                                "/sail:.geom/uv/.vals"}));
     const std::uint64_t bounds =
-        archive.places.at("/sail:.geom/.selfBnds").references[0] & ~archive_writer::data_bit;
+        built_archive::position_of(archive.places.at("/sail:.geom/.selfBnds").references[0]);
     const double expected[6] = {0, 0, -2, 1, 5, 0};
     for (std::uint64_t i = 0; i < 6; ++i)
         EXPECT_EQ(value_at<double>(archive, bounds + 24 + 8 * i), expected[i]);

@@ -142,21 +142,16 @@ std::uint8_t archive_output::metadata_number(const std::string &text, bool in_he
 
 void archive_output::put_sample(std::vector<std::uint64_t> &references, const property_node &node,
                                 const sample_data &sample) {
+    const auto reference_to = [this](const bytes &payload) {
+        return payload.empty() ? archive_writer::empty_data : shared_data(payload);
+    };
     const bool is_array = node.kind != property_kind::scalar;
     const bool is_nothing = is_array && sample.values.empty() && !sample.store_empty;
-    if (sample.instead) {
-        references.push_back(*sample.instead);
-    } else {
-        references.push_back(is_nothing ? archive_writer::empty_data
-                                        : shared_data(archive_writer::with_digest(sample.values)));
-    }
+    const bytes payload = is_nothing ? bytes() : archive_writer::with_digest(sample.values);
+    references.push_back(sample.instead ? *sample.instead : reference_to(sample.payload.value_or(payload)));
     if (!is_array) return;
-    if (sample.dimensions_instead) {
-        references.push_back(*sample.dimensions_instead);
-    } else {
-        references.push_back(sample.dimensions.empty() ? archive_writer::empty_data
-                                                       : shared_data(bytes_of(sample.dimensions)));
-    }
+    const bytes dimensions = sample.dimensions_payload.value_or(bytes_of(sample.dimensions));
+    references.push_back(sample.dimensions_instead ? *sample.dimensions_instead : reference_to(dimensions));
 }
 
 property_header archive_output::header_of(const property_node &node) {
@@ -318,6 +313,7 @@ built_archive archive_output::run() {
 
 bool sample_data::operator==(const sample_data &other) const {
     return values == other.values && dimensions == other.dimensions && store_empty == other.store_empty &&
+           payload == other.payload && dimensions_payload == other.dimensions_payload &&
            instead == other.instead && dimensions_instead == other.dimensions_instead;
 }
 

@@ -44,6 +44,8 @@ struct sample_data {
     bytes values;                          // as stored, without the digest
     std::vector<std::uint64_t> dimensions; // of an array; none are stored as empty data: one dimension
     bool store_empty = false;              // an empty array as a digest alone instead of as empty data
+    // Damage: what the data holds, digest included, and references that are written instead of one to it.
+    std::optional<bytes> payload = std::nullopt, dimensions_payload = std::nullopt;
     std::optional<std::uint64_t> instead = std::nullopt, dimensions_instead = std::nullopt;
 
     bool operator==(const sample_data &other) const;
@@ -166,6 +168,10 @@ struct built_archive {
     template <class T>
     void patch(std::uint64_t at, const T &value_there) {
         std::memcpy(content.data() + at, &value_there, sizeof value_there);
+    }
+    /// Where a reference leads, be it to a group or to data.
+    static std::uint64_t position_of(std::uint64_t reference) {
+        return reference & ~archive_writer::data_bit;
     }
     /// The position of reference `child` of a group.
     static std::uint64_t reference_at(std::uint64_t group, std::uint64_t child) {
