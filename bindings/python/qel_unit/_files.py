@@ -107,8 +107,14 @@ def unit_size(tokens: int) -> int:
 
 
 def unwritten(path: PathLike) -> OSError:
-    """What is raised for a file that is not whole. The library does not tell why."""
-    return refusal(errno.EIO, path, "the file could not be written whole")
+    """What is raised for a file that is not whole. The library does not tell why; one more write may."""
+    number, reason = errno.EIO, "the file could not be written whole"
+    try:
+        with open(path, "ab") as file:
+            file.write(bytes(1 << 16))
+    except OSError as error:
+        number, reason = error.errno or number, "{}: {}".format(reason, error.strerror)
+    return refusal(number, path, reason)
 
 
 def _take_after(fresh: str, old: os.stat_result) -> None:

@@ -21,6 +21,7 @@ from .errors import ClosedError, check
 CAPACITY = _raw.QEL_AGENT_CAPACITY
 #: The library keeps no more of a directory's path and would go on with what it kept.
 PATH_LENGTH = _raw.qel_agent_dir.path.size - 1
+_HEADER_SIZE = 24  # of the directory file
 
 
 class State(enum.IntEnum):
@@ -108,9 +109,6 @@ def _write(fresh: bytes) -> int:
             raise _files.unwritten(passed)
         shutil.copyfile(passed, fresh)
     return _HEADER_SIZE + ctypes.sizeof(_raw.qel_agent) * min(total.value, CAPACITY)
-
-
-_HEADER_SIZE = 24
 
 
 def _fitting(path: PathLike) -> bytes:

@@ -268,10 +268,11 @@ class Scene(Owner):
 
 
 def _whole_size(value: Any) -> int:
-    """The length of a whole scene file."""
+    """The length of a whole scene file: a header, the meshes with all their arrays, the frames with their positions."""
+    each_vertex = 12 + ctypes.sizeof(_raw.qel_alembic_vertex) + ctypes.sizeof(_raw.qel_alembic_token)
     size = 64
     for mesh in _each(value.meshes, value.mesh_count):
-        size += 101 + (12 + 40 + 32) * mesh.vertex_count + 12 * mesh.face_count
+        size += 101 + each_vertex * mesh.vertex_count + 12 * mesh.face_count
     for frame in _each(value.frames, value.frame_count):
         size += 12 + sum(4 + 12 * mesh.vertex_count for mesh in _each(frame.meshes, frame.mesh_count))
     return size

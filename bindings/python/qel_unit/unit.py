@@ -2,6 +2,7 @@
 """Units: stores of tokens with an index by key and one by identity."""
 
 import ctypes
+import os
 from typing import Any, Iterable, Iterator, NamedTuple, Optional, Set
 
 from . import _bulk, _files, _raw
@@ -102,7 +103,7 @@ class Unit(Owner):
         def write(fresh: bytes) -> int:
             code = raw.qel_unit_save(fresh, ctypes.byref(held.value))
             if code in (-3, -4):  # not written whole, and why is not said
-                raise _files.unwritten(path)
+                raise _files.unwritten(os.fsdecode(fresh))
             check("qel_unit_save", code)
             return _files.unit_size(held.value.count)
 
