@@ -5,16 +5,19 @@ SLOW_STEP, if given, is a library that makes one step take long."""
 
 import json
 import os
-import pty
+import re
 import shutil
 import signal
+import stat
 import struct
 import subprocess
+import tempfile
 import time
 import unittest
+import unittest.mock
 
 import files
-from tool import QEL, TORUS, ToolTest, at_most
+from tool import QEL, TORUS, ToolTest, at_most, open_terminal, read_terminal
 
 SLOW_STEP = os.environ.get("SLOW_STEP")
 
@@ -57,8 +60,7 @@ class ConvertTest(ToolTest):
         self.fails("file: is of the kind unit, but convert wants archive", "convert", self.file(files.unit([])), "-o", "out")
         with open(TORUS, "rb") as torus:
             head = torus.read(20) + bytes(64)
-        self.fails("file: read mesh: no mesh was found: neither a node nor the first 2 KiB hold a large enough array of "
-                   "positions", "convert", self.file(head), "-o", "out")
+        self.fails("file: not sound: its root does not lie in the file", "convert", self.file(head), "-o", "out")
         self.fails("missing: No such file or directory", "convert", "missing", "-o", "out")
         self.assertFalse(os.path.exists(self.path("out")))
         self.qel("convert", TORUS, "-o", "file/out", status=1)
@@ -85,6 +87,85 @@ class ConvertTest(ToolTest):
         self.fails(f"{TORUS}: save scene: out/scene.bqel: the file was not written whole", "convert", TORUS, "-o", "out",
                    preexec_fn=lambda: at_most(50000))
         self.assert_only_earlier_results()
+
+    def folder_of_length(self, wanted):
+        """A folder whose path has so many bytes, inside the test's own."""
+        name = "a" * 100
+        os.makedirs(self.path(name), exist_ok=True)
+        return name + "/" + "b" * (wanted - len(name) - 1)
+
+    def test_a_path_that_the_agent_directory_would_cut_is_refused_before_anything_is_made(self):
+        longest = 255 - len("/.unfinished-9999/agents.qeag")
+        fits, long = self.folder_of_length(longest), self.folder_of_length(longest + 1)
+        self.qel("convert", TORUS, "-o", fits)
+        self.assertEqual(sorted(os.listdir(self.path(fits))), sorted(self.NAMES))
+        self.assertEqual(self.qel("info", *(f"{fits}/{name}" for name in self.NAMES)).count("sound: yes\n"), 4)
+        self.fails(f"{TORUS}: record run: {long}: the path is too long: while the agent directory is written, it must not "
+                   "exceed 255 bytes, and has 256", "convert", TORUS, "-o", long)
+        self.assertFalse(os.path.exists(self.path(long)))
+
+    def test_no_other_file_is_written_whatever_the_length(self):
+        """Where a path is cut after 255 bytes, the rest of the last one is the name of another file."""
+        for length in range(220, 260):
+            folder = self.folder_of_length(length)
+            before = sorted(os.listdir(self.path("a" * 100)))
+            status, _ = self.status_of("convert", TORUS, "-o", folder)
+            made = set(os.listdir(self.path("a" * 100))) - set(before)
+            self.assertEqual(made, {os.path.basename(folder)} if status == 0 else set(), length)
+            if status == 0:
+                self.assertEqual(sorted(os.listdir(self.path(folder))), sorted(self.NAMES), length)
+
+    def test_a_failure_leaves_no_folder_that_was_not_there(self):
+        os.mkdir(self.path("a"))
+        for output in ("a/b/c", "new/b/c", "a/b/../d", "./e"):
+            self.qel("convert", TORUS, "-o", output, status=1, preexec_fn=lambda: at_most(50000))
+            self.assertEqual([names for _, *names in os.walk(self.folder)], [[["a"], []], [[], []]], output)
+        self.qel("convert", TORUS, "-o", "a/b/c/")
+        self.assertEqual(sorted(os.listdir(self.path("a/b/c"))), sorted(self.NAMES))
+
+    def test_files_that_are_replaced_hand_down_their_modes(self):
+        self.earlier_results()
+        modes = dict(zip(self.NAMES, (0o600, 0o640, 0o664, 0o666)))
+        for name, mode in modes.items():
+            os.chmod(self.path("out/" + name), mode)
+        self.qel("convert", TORUS, "-o", "out", preexec_fn=lambda: os.umask(0o022))
+        self.assertEqual({name: stat.S_IMODE(os.stat(self.path("out/" + name)).st_mode) for name in modes}, modes)
+        self.qel("convert", TORUS, "-o", "new", preexec_fn=lambda: os.umask(0o027))
+        self.assertEqual({stat.S_IMODE(os.stat(self.path("new/" + name)).st_mode) for name in modes}, {0o640})
+
+    def test_links_stay_and_what_they_lead_to_is_replaced_or_made(self):
+        os.makedirs(self.path("out"))
+        os.mkdir(self.path("else"))
+        self.file(b"earlier", "else/unit")
+        os.symlink("../else/unit", self.path("out/tokens.qel"))
+        os.symlink(self.path("else/none"), self.path("out/scene.bqel"))
+        with tempfile.TemporaryDirectory(dir="/dev/shm" if os.path.isdir("/dev/shm") else None) as other_disk:
+            os.symlink(os.path.join(other_disk, "mesh"), self.path("out/mesh.qelm"))
+            self.qel("convert", TORUS, "-o", "out")
+            self.assertEqual(os.listdir(other_disk), ["mesh"])
+            self.assertIn("sound: yes\n", self.qel("info", os.path.join(other_disk, "mesh")))
+            self.assertEqual([os.path.islink(self.path("out/" + name)) for name in self.NAMES], [True, True, True, False])
+        self.assertEqual(sorted(os.listdir(self.path("else"))), ["none", "unit"])
+        self.assertEqual(self.qel("info", "else/none", "else/unit").count("sound: yes\n"), 2)
+        self.assertEqual(sorted(os.listdir(self.path("out"))), sorted(self.NAMES))
+
+    def test_a_link_that_leads_to_no_folder_is_refused_before_anything_is_made(self):
+        self.earlier_results()
+        os.remove(self.path("out/agents.qeag"))
+        os.symlink("none/agents.qeag", self.path("out/agents.qeag"))
+        self.fails(f"{TORUS}: output folder: out/agents.qeag: its link leads to a folder that is not there", "convert", TORUS,
+                   "-o", "out")
+        self.assertEqual(self.content("out/tokens.qel"), b"earlier tokens.qel")
+        os.symlink("loop", self.path("loop"))
+        os.remove(self.path("out/agents.qeag"))
+        os.symlink("../loop", self.path("out/agents.qeag"))
+        self.fails(f"{TORUS}: output folder: out/agents.qeag: its links lead to one another", "convert", TORUS, "-o", "out")
+
+    def test_no_message_tells_of_a_path_that_is_not_there_afterwards(self):
+        self.qel("convert", "-v", TORUS, "-o", "out")
+        self.assertNotIn(".unfinished", self.errors)
+        for path in re.findall(r"\S*out/\S+", self.errors):
+            self.assertTrue(os.path.exists(self.path(path)), path)
 
     def test_what_is_no_file_or_read_only_stays_as_it_is(self):
         self.earlier_results()
@@ -127,6 +208,14 @@ class SlowConvertTest(ToolTest):
             self.assertEqual(os.listdir(self.path("out")), ["tokens.qel"])
             self.assertEqual(self.content("out/tokens.qel"), b"earlier")
 
+    def test_an_interruption_leaves_no_folder_that_was_not_there(self):
+        with subprocess.Popen([QEL, "convert", TORUS, "-o", "a/b/c"], cwd=self.folder, env=self.ENVIRONMENT) as run:
+            while not os.path.exists(self.path("a/b/c/.unfinished-0/scene.bqel")) and run.poll() is None:
+                time.sleep(0.01)
+            run.send_signal(signal.SIGTERM)
+            self.assertEqual(run.wait(), -signal.SIGTERM)
+        self.assertEqual(os.listdir(self.folder), [])
+
     def test_an_interruption_that_the_caller_ignores_is_none(self):
         with subprocess.Popen([QEL, "convert", TORUS, "-o", "out"], cwd=self.folder, env=self.ENVIRONMENT,
                               stdout=subprocess.DEVNULL,
@@ -146,22 +235,20 @@ class SlowConvertTest(ToolTest):
         self.qel("convert", TORUS, "-o", "out")
         self.assertEqual(sorted(os.listdir(self.path("out"))), sorted([".unfinished-0", *ConvertTest.NAMES]))
 
+    def test_where_there_is_no_terminal_the_tests_of_it_are_skipped(self):
+        with unittest.mock.patch("pty.openpty", side_effect=OSError(2, "No such file or directory")):
+            self.assertRaisesRegex(unittest.SkipTest, "no pseudo-terminal can be had here", self.on_a_terminal)
+
     def on_a_terminal(self, *options):
         """What a run writes to a terminal that is its standard error."""
-        terminal, end = pty.openpty()
+        terminal, end = open_terminal(self)
         with subprocess.Popen([QEL, "convert", TORUS, "-o", "out", *options], cwd=self.folder, env=self.ENVIRONMENT,
                               stdout=subprocess.PIPE, stderr=end) as run:
             os.close(end)
-            shown = b""
-            try:
-                while part := os.read(terminal, 4096):
-                    shown += part
-            except OSError:  # Linux: the other end is closed
-                pass
-            os.close(terminal)
+            shown = read_terminal(terminal)
             self.assertEqual(run.stdout.read().count(b"\n"), 4)
         self.assertEqual(run.returncode, 0)
-        return shown.decode()
+        return shown
 
     def test_a_terminal_shows_the_step_that_takes_long_and_is_clean_in_the_end(self):
         shown = self.on_a_terminal()

@@ -1,9 +1,10 @@
 # SPDX-License-Identifier: MIT
-"""Files of the four formats, written from their description, whole or with something wrong."""
+"""Files of the four formats and archives, written from their description, whole or with something wrong."""
 
 import struct
 
 NAN = float("nan")
+THREE = [(702, b"000002FC", 1 << 63, 1), (5, b"\x1b[31m\xff<x", 0, 2), (702, b"00000003", 3, 1)]  # tokens of a unit
 
 
 def unit(tokens, version=1, count=None, extra=7, saved_at=0):
@@ -67,3 +68,8 @@ def skin(joint=0, weights=3):
     one = struct.pack("<200x16d", *[1.0, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1])
     rows = b"".join(struct.pack("<4B4f", joint, 0, 0, 0, 1, 0, 0, 0) for _ in range(weights))
     return struct.pack("<I", 1) + one + struct.pack("<I", weights) + rows + bytes(128)
+
+
+def archive():
+    """Sound, but without anything in it: an empty root group."""
+    return struct.pack("<8sQQ", b"Ogawa\xff\0\1", 16, 0)

@@ -4,8 +4,10 @@
 QEL and TORUS name the program and an archive."""
 
 import os
+import pty
 import resource
 import signal
+import stat
 import subprocess
 import tempfile
 import unittest
@@ -31,17 +33,51 @@ class ToolTest(unittest.TestCase):
         with open(self.path(name), "rb") as file:
             return file.read()
 
-    def qel(self, *arguments, stdin=None, status=0, **how):
-        run = subprocess.run([QEL, *arguments], input=stdin, capture_output=True, cwd=self.folder, timeout=120,
-                             stdin=None if stdin is not None else subprocess.DEVNULL, **how)
+    def run_qel(self, *arguments, stdin=None, **how):
+        return subprocess.run([QEL, *arguments], input=stdin, capture_output=True, cwd=self.folder, timeout=120,
+                              stdin=None if stdin is not None else subprocess.DEVNULL, **how)
+
+    def qel(self, *arguments, status=0, **how):
+        run = self.run_qel(*arguments, **how)
         self.errors = run.stderr.decode()
         self.assertEqual(run.returncode, status, self.errors)
         return run.stdout.decode()
+
+    def status_of(self, *arguments, **how):
+        run = self.run_qel(*arguments, **how)
+        return run.returncode, run.stderr.decode()
 
     def fails(self, message, *arguments, **how):
         out = self.qel(*arguments, status=1, **how)
         self.assertEqual(self.errors, f"qel: {message}\n")
         return out
+
+
+def open_terminal(test):
+    """The two ends of a terminal; where none can be had, as in a bare chroot, the test is skipped."""
+    try:
+        return pty.openpty()
+    except OSError as error:
+        return test.skipTest(f"no pseudo-terminal can be had here: {error}")
+
+
+def full_device(test):
+    """The device whose disk is always full; opened for writing where it is not there, it would become a file."""
+    if not (os.path.exists("/dev/full") and stat.S_ISCHR(os.stat("/dev/full").st_mode)):
+        test.skipTest("there is no device /dev/full here")
+    return "/dev/full"
+
+
+def read_terminal(terminal):
+    """All that is shown until the other end is closed."""
+    shown = b""
+    try:
+        while part := os.read(terminal, 4096):
+            shown += part
+    except OSError:  # how Linux says that the other end is closed
+        pass
+    os.close(terminal)
+    return shown.decode()
 
 
 def at_most(size):

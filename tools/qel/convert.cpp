@@ -4,14 +4,12 @@
 #include "convert/step.h"
 #include "input.h"
 #include "interruption.h"
-#include "report.h"
+#include "messages.h"
 #include "text.h"
 
 #include <condition_variable>
-#include <cstdio>
 #include <filesystem>
 #include <mutex>
-#include <optional>
 #include <thread>
 #include <unistd.h>
 
@@ -24,6 +22,7 @@ namespace {
 class progress {
   public:
     progress() : shown_(isatty(STDERR_FILENO) != 0) {
+        const signals_held_back for_the_main_thread; // whose handler they are meant for
         if (shown_) clock_ = std::thread([this] { watch(); });
     }
     ~progress() {
@@ -53,12 +52,12 @@ class progress {
         while (!changed_.wait_for(lock, std::chrono::milliseconds(100), [this] { return ended_; })) {
             const std::chrono::duration<double> time = std::chrono::steady_clock::now() - start_;
             if (step_.empty() || time.count() < 0.3) continue;
-            std::fprintf(stderr, "\r\033[K%s … %.1f s", step_.c_str(), time.count());
+            show_for_now(format("%s … %.1f s", step_.c_str(), time.count()));
             written_ = true;
         }
     }
     void clear() {
-        if (written_) std::fputs("\r\033[K", stderr);
+        if (written_) show_for_now("");
         written_ = false;
     }
 
@@ -71,13 +70,9 @@ class progress {
     std::thread clock_;
 };
 
-void warn(const input_file &file, const std::string &what) {
-    std::fprintf(stderr, "qel: %s: %s\n", printable(file.name()).c_str(), what.c_str());
-}
-
 class ear : public job::listener {
   public:
-    ear(const input_file &file, bool verbose) : file_(file), verbose_(verbose) { job::listen(this); }
+    explicit ear(bool verbose) : verbose_(verbose) { job::listen(this); }
     ~ear() override { job::listen(nullptr); }
     ear(const ear &) = delete;
     ear &operator=(const ear &) = delete;
@@ -85,26 +80,15 @@ class ear : public job::listener {
     void begins(const std::string &step) override { progress_.begins(step); }
     void done(const std::string &step, double milliseconds, const std::string &outcome) override {
         progress_.done();
-        if (verbose_)
-            std::fprintf(stderr, "%-18s %9.2f ms  %s\n", step.c_str(), milliseconds, outcome.c_str());
+        if (verbose_) remark(format("%-18s %9.2f ms  %s", step.c_str(), milliseconds, outcome.c_str()));
     }
     void note(const std::string &text) override {
-        if (verbose_) std::fprintf(stderr, "  %s\n", text.c_str());
-    }
-    void warning(const std::string &text) override { warn(file_, text); }
-    void works_in(const std::string &folder) override {
-        std::vector<std::string> files;
-        for (const char *name : job::result_names)
-            files.push_back(folder + "/" + name);
-        files.push_back(files.back() + ".tmp"); // through which the library writes the agent directory
-        unfinished_.emplace(std::move(files), folder);
+        if (verbose_) remark("  " + text);
     }
 
   private:
-    const input_file &file_;
     const bool verbose_;
     progress progress_;
-    std::optional<interruption> unfinished_;
 };
 
 /// The step's own words, but in the form "FILE: what is wrong".
@@ -122,17 +106,13 @@ int convert(const std::string &name, const std::string &folder, bool verbose) {
         file.must_not_be_at((std::filesystem::path(folder) / result).string());
     std::vector<std::string> files;
     try {
-        const ear hearing(file, verbose);
-        files = job::convert_archive(file.path(), folder);
+        const ear hearing(verbose);
+        files = job::convert_archive(file, folder);
     } catch (const job::step_failed &failed) {
         throw told(failed, file);
     }
-    report about;
-    check_root(about, file);
-    for (const std::string &problem : about.problems)
-        warn(file, problem + ": the mesh was found among its bytes");
     for (const std::string &path : files)
-        std::printf("%s\n", path.c_str());
+        say(path);
     return 0;
 }
 

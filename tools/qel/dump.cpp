@@ -46,8 +46,10 @@ void dump_agents(writer &out, const input_file &file) {
         out.count("flag_idle", agent.flag_idle);
         out.count("flag_terminated", agent.flag_terminated);
         out.count("flag_delegated", agent.flag_delegated);
+        out.count("cleared", agent.cleared);
         out.count("tag", agent.tag);
         out.count("tier", agent.tier);
+        out.text("reserved", word_text(agent.reserved));
         out.text("task", word_text(agent.task));
         out.close();
     });
@@ -62,34 +64,23 @@ std::string word_text(std::uint64_t word) {
 
 int dump(const std::string &name, bool json) {
     const input_file file(name);
-    if (file.kind() == file_kind::unit || file.kind() == file_kind::agents)
-        if (file.size() < header_bytes) throw failure(file.name(), "its header is cut short");
-    const report about = examine(file);
-    if (file.kind() == file_kind::scene && !about.problems.empty() &&
-        about.problems[0].compare(0, 9, "cut short") ==
-            0) // what is missing reads as zeros, perhaps gigabytes of them
-        throw failure(file.name(), about.problems[0]);
-    const geometry loaded(file); // before anything is written, so that what fails leaves no half a document
-    writer out(json ? writer::style::json : writer::style::lines);
-    out.open_object();
-    out.text("format", name_of(file.kind()));
-    switch (file.kind()) {
-    case file_kind::unit:
-        dump_unit(out, file);
-        break;
-    case file_kind::agents:
-        dump_agents(out, file);
-        break;
-    default:
-        loaded.dump(out);
-        break;
+    const examined what(file); // before anything is written, so that what fails leaves no half a document
+    if (!what.about.readable) what.must_be_usable();
+    {
+        writer out(json ? writer::style::json : writer::style::lines);
+        out.open_object();
+        out.text("format", name_of(file.kind()));
+        if (file.kind() == file_kind::unit)
+            dump_unit(out, file);
+        else if (file.kind() == file_kind::agents)
+            dump_agents(out, file);
+        else
+            dump_geometry(out, what);
+        out.close();
     }
-    out.close();
-    if (about.problems.empty()) return 0;
     // What could be read is written all the same, but nobody shall take it for the whole.
-    std::fflush(stdout);
-    std::fprintf(stderr, "qel: %s: %s\n", printable(file.name()).c_str(), about.problems[0].c_str());
-    return 1;
+    what.must_be_usable();
+    return 0;
 }
 
 } // namespace tool

@@ -24,9 +24,11 @@ void dump_vertex(writer &out, const qel_alembic_vertex &vertex) {
     out.open_object();
     out.row("position", vertex.position, 3);
     out.row("cell", cell, 3);
+    out.count("padding0", vertex.padding0);
     out.wide("morton", vertex.morton);
     out.number("k11_level", vertex.k11_level);
     out.number("i_state", vertex.i_state);
+    out.row("padding1", vertex.padding1, 2);
     out.real("phi_norm", vertex.phi_norm);
     out.real("em_coupling", vertex.em_coupling);
     out.count("topology", vertex.topology);
@@ -39,6 +41,7 @@ void dump_token(writer &out, const qel_alembic_token &token) {
     out.bytes("hex_id", token.hex_id, sizeof token.hex_id);
     out.text("payload", word_text(token.payload));
     out.count("layer", token.layer);
+    out.row("padding", token.padding, sizeof token.padding);
     out.close();
 }
 
@@ -49,6 +52,7 @@ void dump_scene_mesh(writer &out, const qel_alembic_mesh &mesh) {
     out.count("face_count", mesh.face_count);
     out.count("layer", mesh.layer);
     out.row("bounds", mesh.bounds, 6);
+    out.count("reserved", mesh.reserved);
     triples(out, "positions", mesh.positions, mesh.vertex_count);
     triples(out, "indices", mesh.indices, mesh.face_count);
     out.open_list("vertices");
@@ -77,14 +81,16 @@ void dump_frame(writer &out, const qel_alembic_frame &frame) {
     out.close();
 }
 
-void dump_scene(writer &out, const qel_alembic_file &scene) {
+void dump_scene(writer &out, const input_file &file, const qel_alembic_file &scene) {
     out.count("version", scene.version);
     out.count("flags", scene.flags);
-    out.wide("total_vertices", scene.total_vertices);
-    out.wide("total_faces", scene.total_faces);
+    out.wide("total_vertices",
+             head_number<std::uint64_t>(file, 16)); // as they stand there: loading counts anew
+    out.wide("total_faces", head_number<std::uint64_t>(file, 24));
     out.real("fps", scene.fps);
     out.real("time_start", scene.time_start);
     out.real("time_end", scene.time_end);
+    out.opaque("reserved", file.head().data() + 48, 16);
     out.open_list("meshes");
     for (std::uint32_t i = 0; i < scene.mesh_count; ++i)
         dump_scene_mesh(out, scene.meshes[i]);
@@ -97,11 +103,14 @@ void dump_scene(writer &out, const qel_alembic_file &scene) {
 
 void dump_skin(writer &out, const qel_skin &skin) {
     out.open_object("skin");
-    out.open_list("joint_transforms");
+    out.open_list("joints");
     for (std::uint32_t i = 0; i < skin.joint_count; ++i) {
-        out.open_row();
+        out.open_object();
+        out.opaque("descriptor", skin.joints[i].descriptor, sizeof skin.joints[i].descriptor);
+        out.open_row("transform");
         for (const double number : skin.joints[i].joint_transform)
             out.real(nullptr, number);
+        out.close();
         out.close();
     }
     out.close();
@@ -113,6 +122,7 @@ void dump_skin(writer &out, const qel_skin &skin) {
         out.close();
     }
     out.close();
+    out.opaque("bind_extra", skin.bind_extra, sizeof skin.bind_extra);
     out.close();
 }
 
@@ -123,8 +133,13 @@ void dump_cache(writer &out, const qel_mesh &cache) {
     out.count("vertex_count", header.vertex_count);
     out.count("triangle_count", header.triangle_count);
     out.count("joint_count", header.joint_count);
+    out.count("reserved", header.reserved);
     out.row("bounds_min", header.bounds_min, 3);
     out.row("bounds_max", header.bounds_max, 3);
+    out.count("positions_offset", header.positions_offset);
+    out.count("normals_offset", header.normals_offset);
+    out.count("indices_offset", header.indices_offset);
+    out.count("skin_offset", header.skin_offset);
     triples(out, "positions", cache.positions, header.vertex_count);
     triples(out, "normals", cache.normals, header.vertex_count);
     triples(out, "indices", cache.indices, header.triangle_count);
@@ -139,31 +154,17 @@ void dump_archive(writer &out, const ogawa_archive &archive, const ogawa_polymes
     out.row("bounds_max", mesh.bounds_max, 3);
     triples(out, "positions", mesh.positions, mesh.vertex_count);
     triples(out, "normals", mesh.normals, mesh.normal_count);
+    out.count("normal_scope", mesh.normal_scope);
     words(out, "face_counts", mesh.face_counts, mesh.face_count);
     words(out, "face_indices", mesh.face_indices, mesh.face_index_count);
 }
 
 } // namespace
 
-geometry::geometry(const input_file &file) : kind_(file.kind()) {
-    if (kind_ == file_kind::scene) load_scene(file, *scene_.get());
-    if (kind_ == file_kind::mesh_cache) {
-        map_cache(file, *cache_.get());
-        report layout;
-        check_cache_layout(layout, *cache_.get());
-        if (!layout.problems.empty()) throw failure(file.name(), layout.problems[0]);
-    }
-    if (kind_ == file_kind::archive) {
-        open_archive(file, *archive_.get());
-        if (ogawa_read_polymesh(archive_.get(), nullptr, 0, mesh_.get()) != 0)
-            throw failure(file.name(), "no mesh was found");
-    }
-}
-
-void geometry::dump(writer &out) const {
-    if (kind_ == file_kind::scene) dump_scene(out, *scene_.get());
-    if (kind_ == file_kind::mesh_cache) dump_cache(out, *cache_.get());
-    if (kind_ == file_kind::archive) dump_archive(out, *archive_.get(), *mesh_.get());
+void dump_geometry(writer &out, const examined &what) {
+    if (what.file.kind() == file_kind::scene) dump_scene(out, what.file, *what.scene.get());
+    if (what.file.kind() == file_kind::mesh_cache) dump_cache(out, *what.cache.get());
+    if (what.file.kind() == file_kind::archive) dump_archive(out, *what.archive.get(), *what.mesh.get());
 }
 
 } // namespace tool

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "report.h"
+#include "examined.h"
 
 #include "text.h"
 
@@ -7,16 +7,11 @@
 
 namespace tool {
 
-namespace {
-
-/// The meanings are those of -1, -2, -3, … in order.
 void must_be_zero(const input_file &file, int code, std::initializer_list<const char *> meanings) {
     if (code == 0) return;
     const auto place = static_cast<std::size_t>(-(code + 1));
     throw failure(file.name(), place < meanings.size() ? meanings.begin()[place] : "unexpected code");
 }
-
-} // namespace
 
 void tally::tell(report &about, const char *noun, const std::string &what) const {
     if (count_ == 0) return;
@@ -64,37 +59,31 @@ std::string box_text(const float *low, const float *high) {
                   double{high[0]}, double{high[1]}, double{high[2]});
 }
 
-report examine(const input_file &file) {
-    report about = [&] {
-        switch (file.kind()) {
-        case file_kind::unit:
-            return examine_unit(file);
-        case file_kind::agents:
-            return examine_agents(file);
-        case file_kind::scene:
-            return examine_scene(file);
-        case file_kind::mesh_cache:
-            return examine_cache(file);
-        default:
-            return examine_archive(file);
-        }
-    }();
-    about.facts.insert(about.facts.begin(), {{"file", printable(file.name())},
-                                             {"kind", name_of(file.kind())},
-                                             {"bytes", std::to_string(file.size())}});
-    return about;
+examined::examined(const input_file &from) : file(from) {
+    about.fact("file", file.name());
+    about.fact("kind", name_of(file.kind()));
+    about.fact("bytes", file.size());
+    switch (file.kind()) {
+    case file_kind::unit:
+        examine_unit(*this);
+        break;
+    case file_kind::agents:
+        examine_agents(*this);
+        break;
+    case file_kind::scene:
+        examine_scene(*this);
+        break;
+    case file_kind::mesh_cache:
+        examine_cache(*this);
+        break;
+    default:
+        examine_archive(*this);
+        break;
+    }
 }
 
-void load_scene(const input_file &file, qel_alembic_file &scene) {
-    must_be_zero(file, qel_alembic_load(file.path(), &scene),
-                 {"cannot be opened", "its header is cut short", "its version is not supported",
-                  "not enough memory for what its counts say"});
-}
-
-void map_cache(const input_file &file, qel_mesh &cache) {
-    must_be_zero(
-        file, qel_mesh_load(file.path(), &cache),
-        {"no path", "cannot be opened", "cannot be mapped", "no room to map it", "not a mesh cache"});
+void examined::must_be_usable() const {
+    if (!about.verdict().empty()) throw failure(file.name(), about.verdict());
 }
 
 void load_unit(const input_file &file, qel_unit &unit) {
@@ -102,13 +91,6 @@ void load_unit(const input_file &file, qel_unit &unit) {
                  {"cannot be opened", "its header is cut short", "not a unit",
                   "not enough memory for as many tokens as its header claims",
                   "not enough memory for an index", "not enough memory for the order"});
-}
-
-void open_archive(const input_file &file, ogawa_archive &archive) {
-    must_be_zero(file, ogawa_open(file.path(), &archive),
-                 {"cannot be opened", "not an Ogawa container",
-                  "still being written, or not closed by its writer", "cut short in its version",
-                  "cut short in its root reference"});
 }
 
 } // namespace tool

@@ -1,7 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "report.h"
-
-#include "owned.h"
+#include "examined.h"
 #include "text.h"
 
 #include <cmath>
@@ -44,8 +42,7 @@ void check_skin(report &about, const qel_skin &skin, std::uint32_t vertices) {
     transforms.tell(about, "joint", "a transform that is not finite");
 }
 
-} // namespace
-
+/// Which blocks lie in the file: without problems, the pointers may be followed.
 void check_cache_layout(report &about, const qel_mesh &cache) {
     const qel_mesh_header &header = cache.header;
     if (cache.file_size < header_bytes) {
@@ -61,6 +58,7 @@ void check_cache_layout(report &about, const qel_mesh &cache) {
         about.problem("its skin does not lie in the file");
 }
 
+/// What stands in the blocks.
 void check_cache_content(report &about, const qel_mesh &cache) {
     const qel_mesh_header &header = cache.header;
     if (header.vertex_count == 0) about.problem("it has no vertices");
@@ -77,11 +75,19 @@ void check_cache_content(report &about, const qel_mesh &cache) {
     }
 }
 
-report examine_cache(const input_file &file) {
-    report about;
-    cache_record cache;
-    map_cache(file, *cache.get());
-    const qel_mesh_header &header = cache->header;
+void map_cache(const input_file &file, qel_mesh &cache) {
+    must_be_zero(
+        file, qel_mesh_load(file.path(), &cache),
+        {"no path", "cannot be opened", "cannot be mapped", "no room to map it", "not a mesh cache"});
+}
+
+/// Where memory runs out, a skin comes without an array that its counts tell of.
+bool is_whole(const qel_skin &skin) {
+    return (skin.joints != nullptr || skin.joint_count == 0) &&
+           (skin.weights != nullptr || skin.weight_count == 0);
+}
+
+void header_facts(report &about, const qel_mesh_header &header) {
     about.fact("version", header.version);
     about.fact("vertices", header.vertex_count);
     about.fact("triangles", header.triangle_count);
@@ -92,9 +98,18 @@ report examine_cache(const input_file &file) {
     about.fact("normals at", header.normals_offset);
     about.fact("indices at", header.indices_offset);
     about.fact("skin at", header.skin_offset);
-    check_cache_layout(about, *cache.get());
-    if (about.problems.empty()) check_cache_content(about, *cache.get());
-    return about;
+}
+
+} // namespace
+
+void examine_cache(examined &what) {
+    map_cache(what.file, *what.cache.get());
+    if (what.cache->skin != nullptr && !is_whole(*what.cache->skin))
+        throw failure(what.file.name(), "not enough memory for its skin");
+    header_facts(what.about, what.cache->header);
+    check_cache_layout(what.about, *what.cache.get());
+    what.about.readable = what.about.problems.empty();
+    if (what.about.readable) check_cache_content(what.about, *what.cache.get());
 }
 
 } // namespace tool

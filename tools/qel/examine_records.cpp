@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 // The two formats that are a header and records: units and agent directories.
-#include "report.h"
-
+#include "examined.h"
 #include "text.h"
 
 #include <map>
@@ -30,12 +29,18 @@ bool is_hexadecimal(const char *id) {
 
 } // namespace
 
-report examine_unit(const input_file &file) {
-    report about;
-    if (file.size() < header_bytes) {
-        about.problem("its header is cut short");
-        return about;
-    }
+void check_unit(report &about, const input_file &file) {
+    if (file.size() < header_bytes) return about.fatal("its header is cut short");
+    const auto version = head_number<std::uint32_t>(file, 4), count = head_number<std::uint32_t>(file, 8);
+    if (version != 1) about.problem("its version is " + std::to_string(version) + ", not 1");
+    compare_sizes(about, file.size(), header_bytes + std::uint64_t{count} * sizeof(qel_token));
+}
+
+void examine_unit(examined &what) {
+    report &about = what.about;
+    const input_file &file = what.file;
+    check_unit(about, file);
+    if (!about.readable) return;
     const auto version = head_number<std::uint32_t>(file, 4), count = head_number<std::uint32_t>(file, 8);
     std::map<unsigned, std::uint64_t> layers;
     std::set<std::uint64_t> cells;
@@ -59,22 +64,17 @@ report examine_unit(const input_file &file) {
     about.fact("distinct keys",
                cells.size() > cell_limit ? "more than 1000000" : std::to_string(cells.size()));
     about.fact("layers", list_of(layers));
-    if (version != 1) about.problem("its version is " + std::to_string(version) + ", not 1");
-    compare_sizes(about, file.size(), header_bytes + std::uint64_t{count} * sizeof(qel_token));
-    return about;
 }
 
-report examine_agents(const input_file &file) {
-    report about;
-    if (file.size() < header_bytes) {
-        about.problem("its header is cut short");
-        return about;
-    }
+void examine_agents(examined &what) {
+    report &about = what.about;
+    const input_file &file = what.file;
+    if (file.size() < header_bytes) return about.fatal("its header is cut short");
     const auto version = head_number<std::uint32_t>(file, 4), count = head_number<std::uint32_t>(file, 8),
                active = head_number<std::uint32_t>(file, 12);
     std::map<unsigned, std::uint64_t> types, states;
     std::set<std::string> ids;
-    tally bad_ids, repeated, bad_states;
+    tally bad_ids, bad_states;
     std::uint64_t running = 0;
     const std::uint64_t wanted = std::min(count, QEL_AGENT_CAPACITY);
     const std::uint64_t found =
@@ -84,7 +84,7 @@ report examine_agents(const input_file &file) {
             if (agent.state != 6) ++running;
             if (agent.state > 6) bad_states.found(slot);
             if (!is_hexadecimal(agent.id)) bad_ids.found(slot);
-            if (!ids.insert(std::string(agent.id, 8)).second) repeated.found(slot);
+            ids.insert(std::string(agent.id, 8));
         });
     about.fact("version", version);
     about.fact("agents", found);
@@ -92,18 +92,17 @@ report examine_agents(const input_file &file) {
     about.fact("saved", time_text(head_number<std::int64_t>(file, 16)));
     about.fact("types", list_of(types));
     about.fact("states", list_of(states));
+    about.fact("distinct ids", ids.size()); // fewer than agents once the counter of ids has come round
     if (version != 1) about.problem("its version is " + std::to_string(version) + ", not 1");
     if (count > QEL_AGENT_CAPACITY)
         about.problem("it claims " + counted(count, "agent") + ", a directory holds at most 65536");
     compare_sizes(about, file.size(), header_bytes + wanted * sizeof(qel_agent));
     bad_ids.tell(about, "agent", "an id that is not eight hexadecimal digits");
-    repeated.tell(about, "agent", "an id that an earlier one has");
     bad_states.tell(about, "agent", "an impossible state");
     // A reset brings an ended agent back without counting it, so there may be more running than counted.
     if (active > running && found == count)
         about.problem("it counts " + std::to_string(active) + " active, but only " + std::to_string(running) +
                       " have not ended");
-    return about;
 }
 
 } // namespace tool

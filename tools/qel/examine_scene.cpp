@@ -1,7 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "report.h"
-
-#include "owned.h"
+#include "examined.h"
 #include "text.h"
 
 #include <cmath>
@@ -78,12 +76,13 @@ void check_frame(report &about, const qel_alembic_frame &frame, std::uint32_t nu
     }
 }
 
-} // namespace
-
 void check_scene(report &about, const qel_alembic_file &scene, const input_file &file) {
     const std::uint64_t needed = bytes_needed(scene);
     compare_sizes(about, file.size(), needed);
-    if (file.size() < needed) return; // what is missing was read as zero, and is not worth a look
+    if (file.size() < needed) { // what is missing was read as zeros, perhaps gigabytes of them
+        about.readable = false;
+        return;
+    }
     if (scene.mesh_count == 0) about.problem("it has no meshes");
     for (std::uint32_t i = 0; i < scene.mesh_count; ++i)
         check_mesh(about, "mesh " + std::to_string(i), scene.meshes[i]);
@@ -92,19 +91,19 @@ void check_scene(report &about, const qel_alembic_file &scene, const input_file 
     if (!std::isfinite(scene.fps) || !std::isfinite(scene.time_start) || !std::isfinite(scene.time_end))
         about.problem("its times are not finite");
     const auto claimed = head_number<std::uint64_t>(file, 16);
-    if (claimed != scene.total_vertices && scene.mesh_count > 0)
+    if (claimed != 0 && claimed != scene.total_vertices &&
+        scene.mesh_count > 0) // 0: saved without an index built
         about.problem("its header counts " + std::to_string(claimed) + " vertices, its meshes " +
                       std::to_string(scene.total_vertices));
 }
 
-report examine_scene(const input_file &file) {
-    report about;
-    if (file.size() < header_bytes) {
-        about.problem("its header is cut short");
-        return about;
-    }
-    scene_record scene;
-    load_scene(file, *scene.get());
+void load_scene(const input_file &file, qel_alembic_file &scene) {
+    must_be_zero(file, qel_alembic_load(file.path(), &scene),
+                 {"cannot be opened", "its header is cut short", "its version is not supported",
+                  "not enough memory for what its counts say"});
+}
+
+void scene_facts(report &about, scene_record &scene) {
     about.fact("version", scene->version);
     about.fact("flags", scene->flags);
     about.fact("meshes", scene->mesh_count);
@@ -125,8 +124,15 @@ report examine_scene(const input_file &file) {
                           box_text(mesh.bounds, mesh.bounds + 3).c_str()));
     }
     if (scene->mesh_count > listed) about.fact("more meshes", scene->mesh_count - listed);
-    check_scene(about, *scene.get(), file);
-    return about;
+}
+
+} // namespace
+
+void examine_scene(examined &what) {
+    if (what.file.size() < header_bytes) return what.about.fatal("its header is cut short");
+    load_scene(what.file, *what.scene.get());
+    scene_facts(what.about, what.scene);
+    check_scene(what.about, *what.scene.get(), what.file);
 }
 
 } // namespace tool

@@ -1,35 +1,45 @@
 // SPDX-License-Identifier: MIT
 #include "commands.h"
-#include "input.h"
-#include "report.h"
-#include "text.h"
+#include "examined.h"
+#include "messages.h"
 
-#include <cstdio>
+#include <unistd.h>
 
 namespace tool {
+
+namespace {
+
+/// The verdict repeats the first problem for those who read standard error alone. On one terminal both are read.
+bool repeats_what_was_said(const report &about) {
+    return !about.problems.empty() && isatty(STDOUT_FILENO) != 0 && isatty(STDERR_FILENO) != 0;
+}
+
+bool tell(const std::string &name, bool first) {
+    const input_file file(name);
+    examined what(file);
+    add_searched_facts(what);
+    if (!first) say("");
+    for (const auto &[fact, value] : what.about.facts)
+        say(fact + ": " + value);
+    say(std::string("sound: ") + (what.about.problems.empty() ? "yes" : "no"));
+    for (const std::string &problem : what.about.problems)
+        say("problem: " + problem);
+    if (what.about.verdict().empty()) return true;
+    if (!repeats_what_was_said(what.about)) complain(file.name() + ": " + what.about.verdict());
+    return false;
+}
+
+} // namespace
 
 int info(const std::vector<std::string> &names) {
     int status = 0;
     for (std::size_t i = 0; i < names.size(); ++i) {
-        std::string complaint;
         try {
-            const input_file file(names[i]);
-            const report about = examine(file);
-            if (i > 0) std::printf("\n");
-            for (const auto &[name, value] : about.facts)
-                std::printf("%s: %s\n", name.c_str(), value.c_str());
-            std::printf("sound: %s\n", about.problems.empty() ? "yes" : "no");
-            for (const std::string &problem : about.problems)
-                std::printf("problem: %s\n", problem.c_str());
-            if (!about.problems.empty())
-                complaint = printable(file.name()) + ": not sound: " + about.problems[0];
+            if (!tell(names[i], i == 0)) status = 1;
         } catch (const failure &failed) {
-            complaint = failed.what();
+            complain(failed.what());
+            status = 1;
         }
-        if (complaint.empty()) continue;
-        std::fflush(stdout);
-        std::fprintf(stderr, "qel: %s\n", complaint.c_str());
-        status = 1;
     }
     return status;
 }

@@ -25,6 +25,18 @@ file_kind kind_of(const std::vector<unsigned char> &head) {
     return file_kind::unknown;
 }
 
+/// What people take for one of the files, by its first bytes.
+const char *what_it_is(const std::vector<unsigned char> &head) {
+    const std::string text(head.begin(), head.end());
+    if (text.compare(0, 8, "\x89HDF\r\n\x1a\n") == 0)
+        return "an Alembic archive in the older HDF5 container, which is not read";
+    if (text.compare(0, 8, "version ") == 0 && text.find("://git-lfs.github.com/spec/") != std::string::npos)
+        return "the pointer that stands for a file in a large-file store, not the file: fetch that first";
+    if (text.find("/annex/objects/") < 32)
+        return "the pointer that stands for a file in a large-file store, not the file: fetch that first";
+    return "not a unit, scene, mesh cache, agent directory or archive";
+}
+
 struct descriptor {
     int number;
     ~descriptor() {
@@ -54,8 +66,7 @@ void write_all(int to, const void *bytes, std::size_t size) {
 
 } // namespace
 
-failure::failure(const std::string &file, const std::string &what)
-    : std::runtime_error(printable(file) + ": " + what) {}
+failure::failure(const std::string &file, const std::string &what) : std::runtime_error(file + ": " + what) {}
 
 failure system_failure(const std::string &file) {
     return {file, std::strerror(errno)};
@@ -112,7 +123,7 @@ input_file::input_file(const std::string &name) : name_(name == "-" ? "standard 
     if (head_.empty()) throw failure(name_, "the file is empty");
     kind_ = kind_of(head_);
     if (kind_ == file_kind::unknown) // told before a copy is made: a pipe may have no end
-        throw failure(name_, "not a unit, scene, mesh cache, agent directory or archive");
+        throw failure(name_, what_it_is(head_));
     if (name == "-" || !S_ISREG(facts.st_mode)) spool(from.number);
 }
 
@@ -139,7 +150,7 @@ void input_file::must_be(file_kind wanted, const char *purpose) const {
 void input_file::must_not_be_at(const std::string &output) const {
     struct stat facts {};
     if (::stat(output.c_str(), &facts) == 0 && facts.st_dev == device_ && facts.st_ino == inode_)
-        throw usage_error(printable(output) + ": is the input, which would be lost");
+        throw usage_error(output + ": is the input, which would be lost");
 }
 
 } // namespace tool

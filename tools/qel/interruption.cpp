@@ -2,7 +2,6 @@
 #include "interruption.h"
 
 #include <atomic>
-#include <csignal>
 #include <unistd.h>
 
 namespace tool {
@@ -24,8 +23,8 @@ void set_action(int signal, void (*action)(int)) {
 
 } // namespace
 
-interruption::interruption(std::vector<std::string> files, std::string folder)
-    : files_(std::move(files)), folder_(std::move(folder)) {
+interruption::interruption(std::vector<std::string> files, std::vector<std::string> folders)
+    : files_(std::move(files)), folders_(std::move(folders)) {
     current = this;
     for (const int signal : ending_signals)
         set_action(signal, clear_and_end);
@@ -42,9 +41,22 @@ void interruption::clear_and_end(int signal) {
     if (const interruption *const left = current) {
         for (const std::string &file : left->files_)
             ::unlink(file.c_str());
-        if (!left->folder_.empty()) ::rmdir(left->folder_.c_str());
+        for (const std::string &folder : left->folders_)
+            ::rmdir(folder.c_str());
     }
     ::raise(signal); // its own action is in place again and ends the program when this returns
+}
+
+signals_held_back::signals_held_back() {
+    sigset_t held;
+    sigemptyset(&held);
+    for (const int signal : ending_signals)
+        sigaddset(&held, signal);
+    ::pthread_sigmask(SIG_BLOCK, &held, &before_);
+}
+
+signals_held_back::~signals_held_back() {
+    ::pthread_sigmask(SIG_SETMASK, &before_, nullptr);
 }
 
 } // namespace tool

@@ -2,16 +2,17 @@
 // What an interrupted program must not leave behind.
 #pragma once
 
+#include <csignal>
 #include <string>
 #include <vector>
 
 namespace tool {
 
-/// While it lives, SIGHUP, SIGINT and SIGTERM remove these files, then the folder, before they end the program.
-/// At most one lives at a time.
+/// While it lives, SIGHUP, SIGINT and SIGTERM remove these files, then the folders, before they end the program.
+/// Folders that are not empty stay. At most one lives at a time.
 class interruption {
   public:
-    explicit interruption(std::vector<std::string> files, std::string folder = "");
+    explicit interruption(std::vector<std::string> files, std::vector<std::string> folders = {});
     ~interruption();
     interruption(const interruption &) = delete;
     interruption &operator=(const interruption &) = delete;
@@ -19,8 +20,19 @@ class interruption {
   private:
     static void clear_and_end(int signal);
 
-    const std::vector<std::string> files_;
-    const std::string folder_;
+    const std::vector<std::string> files_, folders_;
+};
+
+/// While it lives, these signals wait: for this thread, and for those that it starts.
+class signals_held_back {
+  public:
+    signals_held_back();
+    ~signals_held_back();
+    signals_held_back(const signals_held_back &) = delete;
+    signals_held_back &operator=(const signals_held_back &) = delete;
+
+  private:
+    sigset_t before_;
 };
 
 } // namespace tool

@@ -2,7 +2,7 @@
 // qel: looks into units, scenes, mesh caches, agent directories and archives. See qel.1.
 #include "commands.h"
 #include "input.h"
-#include "text.h"
+#include "messages.h"
 
 #include <CLI/CLI.hpp>
 
@@ -83,20 +83,48 @@ void add_view(CLI::App &app, request &wanted) {
     sub->callback([&wanted] { wanted.command = [&wanted] { return view(wanted.name, wanted.output); }; });
 }
 
-int complain(const std::string &what, int status) {
-    std::fflush(stdout);
-    std::fprintf(stderr, "qel: %s\n", what.c_str());
+/// CLI11 takes "[a,b]" for two words and "{}" for none where it may have several. So words with such a beginning
+/// pass through it with a mark in front of them.
+constexpr char mark = '\x01';
+
+std::vector<std::string> marked(int argc, char **argv) {
+    std::vector<std::string> words;
+    for (int i = argc - 1; i > 0; --i) { // the last one first, as parse() wants them
+        const std::string word = argv[i];
+        const bool misread = !word.empty() && (word[0] == '[' || word[0] == '{' || word[0] == mark);
+        words.push_back(misread ? mark + word : word);
+    }
+    return words;
+}
+
+void unmark(std::string &word) {
+    if (!word.empty() && word[0] == mark) word.erase(0, 1);
+}
+
+void unmark(request &wanted) {
+    for (std::string &name : wanted.names)
+        unmark(name);
+    for (std::string *word : {&wanted.name, &wanted.output, &wanted.around.unit, &wanted.around.around})
+        unmark(*word);
+}
+
+int failed_with(const std::string &what, int status) {
+    complain(what);
     return status;
 }
 
-int wrong_call(const std::string &what) {
-    return complain(printable(what) + "\nTry: qel --help", 2);
+int wrong_call(std::string what) {
+    for (std::size_t at; (at = what.find(mark)) != std::string::npos && at + 1 < what.size();)
+        what.erase(at, 1);
+    complain(what);
+    remark("Try: qel --help");
+    return 2;
 }
 
 /// The status, if all output has gone where it should; a reader that has had enough is no failure to speak of.
 int finish(int status) {
     if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0) return status;
-    return errno == EPIPE ? 1 : complain(std::string("standard output: ") + std::strerror(errno), 1);
+    return errno == EPIPE ? 1 : failed_with(std::string("standard output: ") + std::strerror(errno), 1);
 }
 
 /// Where a standard descriptor is closed, the next file to be opened would take its place and be read or written
@@ -110,11 +138,11 @@ int perform(const request &wanted) {
     try {
         return finish(wanted.command());
     } catch (const usage_error &wrong) {
-        return complain(wrong.what(), 2);
+        return failed_with(wrong.what(), 2);
     } catch (const std::bad_alloc &) {
-        return complain("not enough memory", 1);
+        return failed_with("not enough memory", 1);
     } catch (const std::exception &failed) {
-        return complain(failed.what(), 1);
+        return failed_with(failed.what(), 1);
     }
 }
 
@@ -138,7 +166,7 @@ int main(int argc, char **argv) {
     tool::add_dump(app, wanted);
     tool::add_view(app, wanted);
     try {
-        app.parse(argc, argv);
+        app.parse(tool::marked(argc, argv));
     } catch (const CLI::Success &asked) { // --help, --version
         std::ostringstream text;
         app.exit(asked, text, text);
@@ -147,5 +175,6 @@ int main(int argc, char **argv) {
     } catch (const CLI::ParseError &wrong) {
         return tool::wrong_call(wrong.what());
     }
+    tool::unmark(wanted);
     return wanted.command ? tool::perform(wanted) : tool::wrong_call("A command is required");
 }

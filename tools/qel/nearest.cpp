@@ -20,7 +20,7 @@ std::uint64_t key_of(const nearest_options &options) {
     if (second == std::string::npos || !parse_number(text.substr(0, first), parts[0]) ||
         !parse_number(text.substr(first + 1, second - first - 1), parts[1]) ||
         !parse_number(text.substr(second + 1), parts[2]) || std::max({parts[0], parts[1], parts[2]}) > limit)
-        throw usage_error("\"" + printable(text) + "\" is neither a key nor X,Y,Z with coordinates of 0 to " +
+        throw usage_error("\"" + text + "\" is neither a key nor X,Y,Z with coordinates of 0 to " +
                           std::to_string(limit));
     if (options.packed) return parts[0] << 32 | parts[1] << 16 | parts[2];
     return qel_matrix_48_morton_encode(static_cast<std::uint32_t>(parts[0]),
@@ -66,6 +66,9 @@ int nearest(const nearest_options &options) {
     const std::uint64_t key = key_of(options);
     const input_file file(options.unit);
     file.must_be(file_kind::unit, "nearest");
+    report about;
+    check_unit(about, file);
+    if (!about.verdict().empty()) throw failure(file.name(), about.verdict());
     unit_record unit;
     load_unit(file, *unit.get());
     const std::uint32_t count = qel_unit_get_count(unit.get());

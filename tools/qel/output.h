@@ -3,6 +3,7 @@
 #pragma once
 
 #include "interruption.h"
+#include "place.h"
 
 #include <cstdio>
 #include <optional>
@@ -23,10 +24,11 @@ class output_file {
     void finish();
 
   private:
-    void make_unfinished(unsigned mode);
+    void make_unfinished();
 
     const std::string name_;
-    std::string place_, unfinished_path_; ///< both empty where the file is written in its place
+    const place place_;
+    std::string unfinished_path_; ///< empty where the file is written in its place
     std::FILE *stream_ = nullptr;
     std::optional<interruption> unfinished_;
 };

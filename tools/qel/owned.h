@@ -4,6 +4,7 @@
 
 #include <qel_unit.h>
 
+#include <cstdint>
 #include <cstdlib>
 #include <memory>
 
@@ -18,7 +19,9 @@ class owned {
     owned(const owned &) = delete;
     owned &operator=(const owned &) = delete;
     Record *get() { return &record_; }
+    const Record *get() const { return &record_; }
     Record *operator->() { return &record_; }
+    const Record *operator->() const { return &record_; }
 
   private:
     Record record_{};
@@ -35,6 +38,26 @@ using polymesh_record = owned<ogawa_polymesh, ogawa_free_polymesh>;
 using unit_record = owned<qel_unit, free_unit_and_order>;
 using scene_record = owned<qel_alembic_file, qel_alembic_free>;
 using cache_record = owned<qel_mesh, qel_mesh_free>;
+
+// Three calls leave a pointer to freed memory where memory runs out. After these, what they were given may be
+// released like any other: an array that the failed call had made is given up with the program, which ends anyway.
+
+inline int build_manifold(ogawa_polymesh &mesh) {
+    const int code = ogawa_build_manifold(&mesh);
+    if (code == -2) mesh.manifold = {};
+    return code;
+}
+inline int read_tangent_frame(const ogawa_archive &archive, ogawa_tangent_frame &frame) {
+    const int code = ogawa_read_tangent_frame(&archive, nullptr, 0, &frame);
+    if (code == -2) frame = {};
+    return code;
+}
+inline int load_raw(const float *positions, std::uint32_t vertex_count, const std::uint32_t *triangles,
+                    std::uint32_t triangle_count, const char *name, qel_alembic_mesh &mesh) {
+    const int code = qel_alembic_load_raw(positions, vertex_count, triangles, triangle_count, name, &mesh);
+    if (code == -4) mesh = {};
+    return code;
+}
 
 struct free_array {
     void operator()(void *array) const { std::free(array); }

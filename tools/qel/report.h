@@ -6,6 +6,7 @@
 
 #include <qel_unit.h>
 
+#include <initializer_list>
 #include <string>
 #include <utility>
 #include <vector>
@@ -15,10 +16,19 @@ namespace tool {
 struct report {
     std::vector<std::pair<std::string, std::string>> facts; ///< name and value, in order
     std::vector<std::string> problems;                      ///< none in a sound file
+    std::string lack;     ///< what a sound file does not have that every use of it needs
+    bool readable = true; ///< the records may be followed, though they may be wrong
 
     void fact(const std::string &name, const std::string &value) { facts.emplace_back(name, value); }
     void fact(const std::string &name, std::uint64_t value) { fact(name, std::to_string(value)); }
+    /// What keeps the file from being used, in the words of all commands; empty where nothing does.
+    std::string verdict() const { return problems.empty() ? lack : "not sound: " + problems[0]; }
     void problem(const std::string &what) { problems.push_back(what); }
+    /// A problem that leaves nothing to read.
+    void fatal(const std::string &what) {
+        problem(what);
+        readable = false;
+    }
 };
 
 /// Counts what is wrong in the same way, and tells it once with the first place.
@@ -45,30 +55,11 @@ void check_indices(report &about, const std::string &what, const std::uint32_t *
                    std::uint64_t limit);
 std::string box_text(const float *low, const float *high);
 
-/// Everything about a file of any kind.
-report examine(const input_file &file);
+/// What is wrong with a unit's header and size.
+void check_unit(report &about, const input_file &file);
 
-report examine_unit(const input_file &file);
-report examine_agents(const input_file &file);
-report examine_scene(const input_file &file);
-report examine_cache(const input_file &file);
-report examine_archive(const input_file &file);
-
-/// What is wrong with a scene that was loaded from a file.
-void check_scene(report &about, const qel_alembic_file &scene, const input_file &file);
-/// Which blocks of a mapped cache lie in the file: without problems, its pointers may be followed.
-void check_cache_layout(report &about, const qel_mesh &cache);
-/// What stands in the blocks.
-void check_cache_content(report &about, const qel_mesh &cache);
-/// An archive's root lies behind its header.
-void check_root(report &about, const input_file &file);
-/// The archive's mesh: faces must name corners and vertices that exist.
-bool check_faces(report &about, const ogawa_polymesh &mesh);
-
-// Loads, or fails with the meaning of the library's code.
-void load_scene(const input_file &file, qel_alembic_file &scene);
-void map_cache(const input_file &file, qel_mesh &cache);
+/// Fails unless `code` is 0. The meanings are those of -1, -2, -3, … in order.
+void must_be_zero(const input_file &file, int code, std::initializer_list<const char *> meanings);
 void load_unit(const input_file &file, qel_unit &unit);
-void open_archive(const input_file &file, ogawa_archive &archive);
 
 } // namespace tool

@@ -43,9 +43,12 @@ std::size_t character_length(const char *bytes, std::size_t size) {
         if ((byte(i) & 0xC0u) != 0x80) return 0; // a zero that ends the text is none, either
         character = character << 6 | (byte(i) & 0x3Fu);
     }
+    const bool reorders = (character >= 0x200E && character <= 0x200F) || // and so may show another text
+                          (character >= 0x2028 && character <= 0x202E) ||
+                          (character >= 0x2066 && character <= 0x2069);
     const std::uint32_t least = length == 4 ? 0x10000 : length == 3 ? 0x800 : 0xA0;
     const bool surrogate = character >= 0xD800 && character <= 0xDFFF;
-    return character < least || character > 0x10FFFF || surrogate ? 0 : length;
+    return character < least || character > 0x10FFFF || surrogate || reorders ? 0 : length;
 }
 
 } // namespace

@@ -12,8 +12,8 @@ namespace tool {
 std::string format(const char *pattern, ...) __attribute__((format(printf, 1, 2)));
 std::string format_list(const char *pattern, std::va_list arguments);
 
-/// The text up to `size` bytes or the first zero as it is, but control characters and bytes that are no UTF-8 as
-/// \xNN: a hostile name must not command the terminal.
+/// The text up to `size` bytes or the first zero as it is, but control characters, those that turn the direction of
+/// writing, and bytes that are no UTF-8 as \xNN: a hostile name must not command the terminal.
 std::string printable(const char *bytes, std::size_t size);
 std::string printable(const std::string &text);
 

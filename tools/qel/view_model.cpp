@@ -3,8 +3,7 @@
 
 #include "convert/job.h"
 #include "convert/step.h"
-#include "owned.h"
-#include "report.h"
+#include "examined.h"
 #include "text.h"
 
 #include <cmath>
@@ -12,10 +11,6 @@
 namespace tool {
 
 namespace {
-
-void must_be_sound(const input_file &file, const report &about) {
-    if (!about.problems.empty()) throw failure(file.name(), about.problems[0]);
-}
 
 void add_mesh(view_model &model, const qel_alembic_mesh &mesh) {
     const auto first = static_cast<std::uint32_t>(model.positions.size() / 3);
@@ -33,49 +28,29 @@ void add_geometry(view_model &model, const input_file &file, const char *name, c
                   std::uint32_t vertex_count, const std::uint32_t *triangles, std::uint32_t triangle_count) {
     scene_record made;
     made->meshes = static_cast<qel_alembic_mesh *>(std::calloc(1, sizeof(qel_alembic_mesh)));
+    if (made->meshes != nullptr) made->mesh_count = 1;
     if (made->meshes == nullptr ||
-        qel_alembic_load_raw(positions, vertex_count, triangles, triangle_count, name, made->meshes) != 0)
-        throw failure(file.name(),
-                      "not enough memory"); // the count is still 0: nothing of the mesh is released
-    made->mesh_count = 1;
+        load_raw(positions, vertex_count, triangles, triangle_count, name, *made->meshes) != 0)
+        throw failure(file.name(), "not enough memory");
     add_mesh(model, made->meshes[0]);
 }
 
-void load_from_scene(view_model &model, const input_file &file) {
-    scene_record scene;
-    load_scene(file, *scene.get());
-    report about;
-    check_scene(about, *scene.get(), file);
-    must_be_sound(file, about);
-    for (std::uint32_t i = 0; i < scene->mesh_count; ++i)
-        add_mesh(model, scene->meshes[i]);
+void load_from_cache(view_model &model, const examined &from) {
+    const qel_mesh &cache = *from.cache.get();
+    const std::uint32_t count = cache.header.vertex_count;
+    add_geometry(model, from.file, "mesh", cache.positions, count, cache.indices,
+                 cache.header.triangle_count);
+    if (cache.normals != nullptr) model.normals.assign(cache.normals, cache.normals + std::size_t{count} * 3);
 }
 
-void load_from_cache(view_model &model, const input_file &file) {
-    cache_record cache;
-    map_cache(file, *cache.get());
-    report about;
-    check_cache_layout(about, *cache.get());
-    if (about.problems.empty()) check_cache_content(about, *cache.get());
-    must_be_sound(file, about);
-    const std::uint32_t count = cache->header.vertex_count;
-    add_geometry(model, file, "mesh", cache->positions, count, cache->indices, cache->header.triangle_count);
-    if (cache->normals != nullptr)
-        model.normals.assign(cache->normals, cache->normals + std::size_t{count} * 3);
-}
-
-void load_from_archive(view_model &model, const input_file &file) {
-    must_be_sound(file, examine(file)); // a mesh that is read for use has lost the faces that do not fit
+void load_from_archive(view_model &model, examined &from) {
+    polymesh_record &mesh = from.mesh;
     try {
-        archive_record archive;
-        job::open_archive(archive, file.path());
-        polymesh_record mesh;
-        job::read_mesh(archive, mesh, file.path());
         const std::vector<std::uint32_t> triangles = job::fan_faces(mesh);
-        add_geometry(model, file, mesh->name, mesh->positions, mesh->vertex_count, triangles.data(),
+        add_geometry(model, from.file, mesh->name, mesh->positions, mesh->vertex_count, triangles.data(),
                      static_cast<std::uint32_t>(triangles.size() / 3));
     } catch (const job::step_failed &failed) {
-        throw failure(file.name(), failed.meaning());
+        throw failure(from.file.name(), failed.meaning());
     }
 }
 
@@ -111,21 +86,16 @@ void normalise(std::vector<float> &normals) {
 } // namespace
 
 view_model load_view(const input_file &file) {
-    view_model model;
-    switch (file.kind()) {
-    case file_kind::scene:
-        load_from_scene(model, file);
-        break;
-    case file_kind::mesh_cache:
-        load_from_cache(model, file);
-        break;
-    case file_kind::archive:
-        load_from_archive(model, file);
-        break;
-    default:
+    if (file.kind() == file_kind::unit || file.kind() == file_kind::agents)
         throw failure(file.name(), std::string("is of the kind ") + name_of(file.kind()) +
                                        ", but view wants an archive, a scene or a mesh cache");
-    }
+    examined from(file);
+    from.must_be_usable();
+    view_model model;
+    for (std::uint32_t i = 0; i < from.scene->mesh_count; ++i)
+        add_mesh(model, from.scene->meshes[i]);
+    if (file.kind() == file_kind::mesh_cache) load_from_cache(model, from);
+    if (file.kind() == file_kind::archive) load_from_archive(model, from);
     if (model.positions.size() / 3 >= 0xFFFFFFFFu)
         throw failure(file.name(), "too many vertices for one page");
     if (model.normals.empty()) sum_normals(model);

@@ -91,6 +91,13 @@ void writer::bytes(const char *name, const char *value, std::size_t size) {
     put(name, quoted(value, length));
 }
 
+void writer::opaque(const char *name, const std::uint8_t *bytes, std::size_t size) {
+    std::string digits;
+    for (std::size_t i = 0; i < size; ++i)
+        digits += format("%02X", bytes[i]);
+    text(name, digits);
+}
+
 void writer::number(const char *name, std::int32_t value) {
     put(name, std::to_string(value));
 }

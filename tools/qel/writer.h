@@ -28,6 +28,8 @@ class writer {
     void text(const char *name, const std::string &value);
     /// Up to `size` bytes or the first zero; bytes that are no ASCII become the characters of Latin-1.
     void bytes(const char *name, const char *value, std::size_t size);
+    /// Bytes without a meaning, two hexadecimal digits each.
+    void opaque(const char *name, const std::uint8_t *bytes, std::size_t size);
     void number(const char *name, std::int32_t value);
     void count(const char *name, std::uint32_t value);
     /// A field of 64 bits: in JSON a text of decimal digits, whatever its value, because programs that read JSON

@@ -4,9 +4,28 @@
 
 namespace tool::job {
 
+namespace {
+
+constexpr std::size_t longest_kept = 255; // bytes of its path that the agent directory keeps
+
+void check_length(const std::string &path, const std::string &shown) {
+    if (path.size() > longest_kept)
+        throw step_failed("record run", shown, 0,
+                          "the path is too long: while the agent directory is written, it must not exceed " +
+                              std::to_string(longest_kept) + " bytes, and has " +
+                              std::to_string(path.size()));
+}
+
+} // namespace
+
+void check_agents_path(const std::string &output) {
+    check_length(longest_path(output, agents_name), output);
+}
+
 void record_run(result_folder &folder, std::uint64_t tokens) {
     step recording("record run");
-    const result file = folder.file("agents.qeag");
+    const result file = folder.file(agents_name);
+    check_length(file.path, file.place);
     check("record run", file.place, qel_agent_dir_init(file.path.c_str()), {"no memory", "no memory"});
     struct directory_end {
         ~directory_end() { qel_agent_dir_free(); } // process-wide state: ends with the scope

@@ -49,7 +49,8 @@ void compare(polymesh_record &mesh, cache_record &cache, const std::string &path
 
 void skin_mapped_mesh(cache_record &cache, const std::string &path) {
     step skinning("skin");
-    if (cache->skin == nullptr) throw step_failed("skin", path, 0, "the skin came back missing");
+    if (cache->skin == nullptr || cache->skin->joints == nullptr || cache->skin->weights == nullptr)
+        throw step_failed("skin", path, 0, "the skin came back missing");
     double poses[2][16];
     std::memcpy(poses[0], identity_matrix, sizeof identity_matrix);
     std::memcpy(poses[1], identity_matrix, sizeof identity_matrix);
@@ -63,9 +64,20 @@ void skin_mapped_mesh(cache_record &cache, const std::string &path) {
     skinning.done("%u vertices moved, by up to %.3f", vertices, static_cast<double>(highest));
 }
 
+constexpr std::uint64_t header_bytes = 64;
+
+/// Positions, triangles, the skin with its two counts, and normals where the mesh has any. Blocks for which the
+/// library had no memory are left out of the file without a word.
+std::uint64_t bytes_needed(const polymesh_record &mesh, std::uint64_t triangles, const qel_skin &skin) {
+    const std::uint64_t each_vertex = mesh->normals != nullptr ? 24 : 12;
+    return header_bytes + mesh->vertex_count * each_vertex + triangles * 12 + 8 +
+           skin.joint_count * sizeof(qel_skin_joint) + skin.weight_count * sizeof(qel_skin_weight) +
+           sizeof skin.bind_extra;
+}
+
 } // namespace
 
-void write_and_map_cache(polymesh_record &mesh, result_folder &folder) {
+void write_and_map_cache(polymesh_record &mesh, std::uint64_t triangles, result_folder &folder) {
     const result file = folder.file("mesh.qelm");
     const two_joint_skin skin(mesh);
     {
@@ -74,7 +86,9 @@ void write_and_map_cache(polymesh_record &mesh, result_folder &folder) {
         check(
             "save cache", file.place, code == -10 ? -3 : code,
             {"the mesh is empty", "the file cannot be created", "a face names a vertex that does not exist"});
-        saving.done("%s", file.place.c_str());
+        const std::uint64_t size =
+            folder.written("save cache", file, bytes_needed(mesh, triangles, *skin.get()));
+        saving.done("%llu bytes in %s", static_cast<unsigned long long>(size), file.place.c_str());
     }
     cache_record cache;
     {

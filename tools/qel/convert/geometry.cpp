@@ -11,7 +11,7 @@ namespace {
 
 /// The reader does not say how it found a mesh, but its byte search alone can be asked: a mesh with just those
 /// positions, and triangles or no faces at all, came from the search.
-bool found_by_byte_search(archive_record &source, polymesh_record &mesh) {
+bool found_by_byte_search(const archive_record &source, const polymesh_record &mesh) {
     float *positions = nullptr;
     std::uint32_t count = 0;
     const int code = ogawa_read_positions(source.get(), nullptr, 0, &positions, &count);
@@ -22,58 +22,22 @@ bool found_by_byte_search(archive_record &source, polymesh_record &mesh) {
                        [](std::uint32_t corners) { return corners == 3; });
 }
 
-/// The reader recognises faces by their bytes and does not compare them with the positions.
-bool faces_fit(polymesh_record &mesh) {
-    std::uint64_t corners = 0;
-    for (std::uint32_t face = 0; face < mesh->face_count; ++face)
-        corners += mesh->face_counts[face];
-    return corners <= mesh->face_index_count &&
-           std::all_of(mesh->face_indices, mesh->face_indices + mesh->face_index_count,
-                       [&](std::uint32_t vertex) { return vertex < mesh->vertex_count; });
-}
-
-void drop_faces(polymesh_record &mesh) {
-    std::free(mesh->face_counts);
-    std::free(mesh->face_indices);
-    mesh->face_counts = nullptr;
-    mesh->face_indices = nullptr;
-    mesh->face_count = mesh->face_index_count = 0;
-}
-
 } // namespace
 
-void open_archive(archive_record &source, const std::string &path) {
-    step opening("open");
-    check("open", path, ogawa_open(path.c_str(), source.get()),
-          {"the file cannot be opened or is empty", "it is not an Ogawa container",
-           "it is still being written or was not closed by its writer", "its version is cut off",
-           "its root reference is cut off"});
-    char text[2048];
-    ogawa_get_info(source.get(), text, sizeof text);
-    opening.done("the archive describes itself:\n%s\n", text);
-}
-
-void read_mesh(archive_record &source, polymesh_record &mesh, const std::string &path) {
+std::unique_ptr<examined> read_archive(const input_file &input) {
     step reading("read mesh");
-    check("read mesh", path, ogawa_read_polymesh(source.get(), nullptr, 0, mesh.get()),
-          {"no mesh was found: neither a node nor the first 2 KiB hold a large enough array of positions",
-           "no memory for the positions"});
-    if (mesh->positions == nullptr) throw step_failed("read mesh", path, 0, "no memory for the positions");
+    auto source = std::make_unique<examined>(input);
+    source->must_be_usable();
+    const polymesh_record &mesh = source->mesh;
     reading.done("%u vertices, %u faces, %u indices, %u normals", mesh->vertex_count, mesh->face_count,
                  mesh->face_index_count, mesh->normal_count);
     note("found %s, %s",
-         found_by_byte_search(source, mesh)
+         found_by_byte_search(source->archive, mesh)
              ? "by the fallback, a search of the bytes for anything like positions"
              : "by the walk over the archive's nodes",
          mesh->face_count > 0 ? "with faces" : "without faces");
-    note("bounds (%g, %g, %g) to (%g, %g, %g)", mesh->bounds_min[0], mesh->bounds_min[1], mesh->bounds_min[2],
-         mesh->bounds_max[0], mesh->bounds_max[1], mesh->bounds_max[2]);
-    if (mesh->face_counts == nullptr || mesh->face_indices == nullptr) {
-        drop_faces(mesh);
-    } else if (!faces_fit(mesh)) {
-        drop_faces(mesh);
-        warn("its faces name vertices or corners that it does not have: going on without faces");
-    }
+    note("bounds %s", box_text(mesh->bounds_min, mesh->bounds_max).c_str());
+    return source;
 }
 
 std::vector<std::uint32_t> fan_faces(polymesh_record &mesh) {
@@ -115,8 +79,7 @@ void read_normals_and_uvs(archive_record &source, polymesh_record &mesh) {
 
 void build_adjacency(polymesh_record &mesh) {
     step building("adjacency");
-    check("adjacency", mesh->name, ogawa_build_manifold(mesh.get()),
-          {"the mesh has no vertices", "no memory"});
+    check("adjacency", mesh->name, build_manifold(*mesh.get()), {"the mesh has no vertices", "no memory"});
     const std::uint32_t *faces = nullptr;
     std::uint32_t *neighbors = nullptr;
     std::uint32_t face_count = 0, neighbor_count = 0;
@@ -136,7 +99,7 @@ void make_tangents(archive_record &source, polymesh_record &mesh) {
               {"no vertices or UVs", "no such UV set", "no memory"});
         making.done("%u tangents computed", mesh->tangent_frame.count);
     } else {
-        const int code = ogawa_read_tangent_frame(source.get(), nullptr, 0, &mesh->tangent_frame);
+        const int code = read_tangent_frame(*source.get(), mesh->tangent_frame);
         check("tangents", mesh->name, code == -1 ? 0 : code, {"none", "no memory"});
         making.done("no UVs on faces to compute them from; the archive's bytes hold %u",
                     mesh->tangent_frame.count);

@@ -2,26 +2,27 @@
 // The conversion of an archive and its steps.
 #pragma once
 
-#include "owned.h"
+#include "examined.h"
 #include "result_folder.h"
 
+#include <memory>
 #include <string>
 #include <vector>
 
 namespace tool::job {
 
 /// What a conversion makes.
-constexpr const char *result_names[] = {"tokens.qel", "scene.bqel", "mesh.qelm", "agents.qeag"};
+constexpr const char *agents_name = "agents.qeag";
+constexpr const char *result_names[] = {"tokens.qel", "scene.bqel", "mesh.qelm", agents_name};
 
 /// The whole conversion: an archive becomes a file of each format in a folder, where they take the place of files of
-/// these names. Returns their paths, or throws step_failed and changes nothing.
-std::vector<std::string> convert_archive(const std::string &input, const std::string &output);
+/// these names. Returns their paths, or throws failure or step_failed and changes nothing.
+std::vector<std::string> convert_archive(const input_file &input, const std::string &output);
 
 // The steps, in the order in which the job takes them.
 
 // geometry.cpp: out of the archive
-void open_archive(archive_record &source, const std::string &path);
-void read_mesh(archive_record &source, polymesh_record &mesh, const std::string &path);
+std::unique_ptr<examined> read_archive(const input_file &input);
 std::vector<std::uint32_t> fan_faces(polymesh_record &mesh);
 void read_normals_and_uvs(archive_record &source, polymesh_record &mesh);
 void build_adjacency(polymesh_record &mesh);
@@ -34,9 +35,11 @@ void save_and_reload_scene(scene_record &made, result_folder &folder);
 void export_and_query_unit(scene_record &made, result_folder &folder);
 
 // cache.cpp: the mesh cache and skinning
-void write_and_map_cache(polymesh_record &mesh, result_folder &folder);
+void write_and_map_cache(polymesh_record &mesh, std::uint64_t triangles, result_folder &folder);
 
 // agents.cpp: the run, recorded in an agent directory
+/// Fails where the library would cut the path of the directory in this folder and write to another file.
+void check_agents_path(const std::string &output);
 void record_run(result_folder &folder, std::uint64_t tokens);
 
 } // namespace tool::job

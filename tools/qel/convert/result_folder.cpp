@@ -1,7 +1,14 @@
 // SPDX-License-Identifier: MIT
 #include "result_folder.h"
 
+#include "place.h"
 #include "step.h"
+
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace tool::job {
 
@@ -9,35 +16,134 @@ namespace fs = std::filesystem;
 
 namespace {
 
+constexpr unsigned last_number = 9999; // of a work folder; those of killed runs may still be there
+
+std::string work_name(unsigned number) {
+    return ".unfinished-" + std::to_string(number);
+}
+
 [[noreturn]] void folder_failed(const fs::path &subject, const std::error_code &error) {
     throw step_failed("output folder", subject.string(), error.value(), error.message());
 }
 
-/// A folder that nobody else has: those of interrupted jobs may still be there.
-fs::path make_work_folder(const fs::path &parent) {
-    for (unsigned number = 0;; ++number) {
-        std::error_code error;
-        const fs::path folder = parent / (".unfinished-" + std::to_string(number));
-        if (fs::create_directory(folder, error)) return folder;
-        std::error_code ignored;
-        if (error && !fs::exists(folder, ignored)) folder_failed(parent, error);
+[[noreturn]] void system_failed(const std::string &step, const std::string &subject, int error) {
+    throw step_failed(step, subject, error, std::strerror(error));
+}
+
+/// Closes what was opened.
+struct descriptor {
+    const int number;
+    ~descriptor() {
+        if (number >= 0) ::close(number);
     }
+};
+
+bool copy_to(int to, const std::string &path) {
+    const descriptor from{::open(path.c_str(), O_RDONLY | O_CLOEXEC)};
+    std::vector<char> part(std::size_t{1} << 16);
+    for (;;) {
+        const ssize_t got = ::read(from.number, part.data(), part.size());
+        if (got <= 0) return got == 0;
+        for (ssize_t done = 0, now = 0; done < got; done += now)
+            if ((now = ::write(to, part.data() + done, static_cast<std::size_t>(got - done))) < 0)
+                return false;
+    }
+}
+
+/// Where a link leads to another file system, the file is copied there first, beside its place.
+bool move_across(const result &file, const place &target) {
+    std::string beside;
+    const descriptor copy{make_beside(target, beside)};
+    if (copy.number < 0) return false;
+    if (copy_to(copy.number, file.path) && ::fsync(copy.number) == 0 && target.hand_down(copy.number) &&
+        std::rename(beside.c_str(), target.path.c_str()) == 0)
+        return true;
+    const int error = errno;
+    ::unlink(beside.c_str());
+    errno = error;
+    return false;
+}
+
+void move(const result &file, const place &target) {
+    const descriptor made{::open(file.path.c_str(), O_RDONLY | O_CLOEXEC)};
+    if (made.number >= 0 && target.hand_down(made.number)) {
+        if (std::rename(file.path.c_str(), target.path.c_str()) == 0) return;
+        if (errno == EXDEV && move_across(file, target)) return;
+    }
+    system_failed("output folder", file.place, errno);
 }
 
 } // namespace
 
-result_folder::result_folder(const std::string &path) : path_(path) {
-    std::error_code error;
-    made_ = fs::create_directories(path_, error);
-    if (error) folder_failed(path_, error);
-    work_ = make_work_folder(path_);
-    works_in(work_.string());
+void check_place(const std::string &path, const std::string &input) {
+    const place target(path);
+    const char *hindrance = nullptr;
+    std::error_code ignored;
+    if (target.in_a_circle)
+        hindrance = "its links lead to one another";
+    else if (target.exists && !target.is_file())
+        hindrance = "what is there is no file";
+    else if (target.exists && fs::equivalent(target.path, input, ignored))
+        hindrance = "it is the input";
+    else if (target.exists && (target.there.st_mode & S_IWUSR) == 0)
+        hindrance = "the file there is read-only";
+    else if (target.path != path && !fs::is_directory(fs::path(target.path).parent_path() / ".", ignored))
+        hindrance = "its link leads to a folder that is not there";
+    if (hindrance != nullptr) throw step_failed("output folder", path, 0, hindrance);
+}
+
+std::string longest_path(const std::string &folder, const std::string &name) {
+    return (fs::path(folder) / work_name(last_number) / name).string();
+}
+
+result_folder::result_folder(const std::string &path, const std::vector<std::string> &names) : path_(path) {
+    const signals_held_back until_registered;
+    try {
+        make_folders();
+        make_work_folder();
+    } catch (...) {
+        remove_folders();
+        throw;
+    }
+    std::vector<std::string> files;
+    for (const std::string &name : names)
+        files.push_back((work_ / name).string());
+    unfinished_.emplace(std::move(files), made_);
+}
+
+/// Makes the folder and those that it lies in, as far as they are not there.
+void result_folder::make_folders() {
+    fs::path folder;
+    for (const fs::path &part : path_) {
+        folder /= part;
+        std::error_code error;
+        if (fs::create_directory(folder, error)) made_.insert(made_.begin(), folder.string());
+        if (error) folder_failed(path_, error);
+    }
+}
+
+/// A folder that nobody else has or looks into.
+void result_folder::make_work_folder() {
+    for (unsigned number = 0; number <= last_number; ++number) {
+        work_ = path_ / work_name(number);
+        if (::mkdir(work_.c_str(), 0700) == 0) {
+            made_.insert(made_.begin(), work_.string());
+            return;
+        }
+        if (errno != EEXIST) system_failed("output folder", path_.string(), errno);
+    }
+    throw step_failed("output folder", path_.string(), 0, "too many unfinished runs have left their folders");
 }
 
 result_folder::~result_folder() {
     std::error_code ignored;
     fs::remove_all(work_, ignored);
-    if (made_) fs::remove(path_, ignored); // only when empty
+    remove_folders();
+}
+
+void result_folder::remove_folders() {
+    for (const std::string &folder : made_)
+        ::rmdir(folder.c_str()); // only where it is empty
 }
 
 result result_folder::file(const std::string &name) {
@@ -55,11 +161,10 @@ std::uint64_t result_folder::written(const std::string &step, const result &file
 }
 
 std::vector<std::string> result_folder::keep() {
+    const signals_held_back until_all_are_there;
     std::vector<std::string> places;
     for (const result &file : files_) {
-        std::error_code error;
-        fs::rename(file.path, file.place, error);
-        if (error) folder_failed(file.place, error);
+        move(file, place(file.place));
         places.push_back(file.place);
     }
     return places;

@@ -2,39 +2,56 @@
 // The folder of a conversion's results, which never keeps half of them.
 #pragma once
 
+#include "interruption.h"
+
 #include <cstdint>
 #include <filesystem>
+#include <optional>
 #include <string>
 #include <vector>
 
 namespace tool::job {
 
-/// A file that the job makes.
+/// A file that the conversion makes.
 struct result {
     std::string path;  ///< where it is written
-    std::string place; ///< where it will be, once the job is done
+    std::string place; ///< where it will be, once all is done
 };
 
-/// The folder of the results. They are written in a folder of this job's own inside it and moved to their places
-/// at the end: a job that fails or is interrupted leaves every file there as it was.
+/// A result may take the place of an earlier one, but of nothing else: fails before anything is written.
+void check_place(const std::string &place, const std::string &input);
+
+/// The results are written in a folder of this conversion's own inside the folder and moved to their places at the
+/// end: one that fails or is interrupted leaves every file there as it was.
 class result_folder {
   public:
-    explicit result_folder(const std::string &path);
+    /// `names` are those of all files that may be written, to be removed when the program is interrupted.
+    result_folder(const std::string &path, const std::vector<std::string> &names);
     ~result_folder();
     result_folder(const result_folder &) = delete;
     result_folder &operator=(const result_folder &) = delete;
 
     /// A result about to be written.
     result file(const std::string &name);
-    /// Bytes of a result, or a failure when it is shorter than it must be (a disk may be full).
+    /// Bytes of a result, or a failure where they are not as many as they must be (a disk may be full).
     std::uint64_t written(const std::string &step, const result &file, std::uint64_t expected) const;
-    /// Moves the results to their places and returns these. Should one not go there, those before it have.
+    /// Moves the results to their places and returns these. Files that are replaced hand down their modes, links
+    /// stay. Should one not go there, those before it have.
     std::vector<std::string> keep();
 
   private:
-    std::filesystem::path path_, work_;
+    void make_folders();
+    void make_work_folder();
+    void remove_folders();
+
+    const std::filesystem::path path_;
+    std::filesystem::path work_;
     std::vector<result> files_;
-    bool made_ = false;
+    std::vector<std::string> made_; ///< folders that were not there before, the inner ones first
+    std::optional<interruption> unfinished_;
 };
+
+/// The longest path that a result called `name` has while it is written.
+std::string longest_path(const std::string &folder, const std::string &name);
 
 } // namespace tool::job

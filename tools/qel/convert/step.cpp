@@ -25,14 +25,6 @@ void note(const char *pattern, ...) {
     va_end(arguments);
 }
 
-void warn(const std::string &text) {
-    if (ear_of_all != nullptr) ear_of_all->warning(text);
-}
-
-void works_in(const std::string &folder) {
-    if (ear_of_all != nullptr) ear_of_all->works_in(folder);
-}
-
 void check(const std::string &step, const std::string &subject, int code,
            std::initializer_list<const char *> meanings) {
     if (code == 0) return;

@@ -31,18 +31,12 @@ class listener {
     virtual void begins(const std::string &step) = 0;
     virtual void done(const std::string &step, double milliseconds, const std::string &outcome) = 0;
     virtual void note(const std::string &text) = 0;
-    /// What the results lack.
-    virtual void warning(const std::string &text) = 0;
-    /// The results are made in this folder, which is gone when the job ends.
-    virtual void works_in(const std::string &folder) = 0;
 };
 /// From now on `ear` hears the steps; null hears nothing.
 void listen(listener *ear);
 
 /// A remark between two steps, formatted as by printf, without the line's end.
 void note(const char *format, ...) __attribute__((format(printf, 1, 2)));
-void warn(const std::string &text);
-void works_in(const std::string &folder);
 
 /// Throws unless `code` is 0. The meanings are those of -1, -2, -3, … in order.
 void check(const std::string &step, const std::string &subject, int code,

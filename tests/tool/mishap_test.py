@@ -1,0 +1,85 @@
+# SPDX-License-Identifier: MIT
+"""The tool where memory runs out or a disk becomes full inside the library: it ends with a message, and what is there
+stays. FAILING_HEAP and FULL_DISK, if given, are libraries that make it so."""
+
+import os
+import unittest
+
+from tool import TORUS, ToolTest
+
+FAILING_HEAP, FULL_DISK = os.environ.get("FAILING_HEAP"), os.environ.get("FULL_DISK")
+
+
+@unittest.skipUnless(FAILING_HEAP, "the library's heap cannot be made to fail here")
+class HeapTest(ToolTest):
+    def asked_for(self, *call):
+        """The sizes of what the library asks for, in order."""
+        self.qel(*call, env={**os.environ, "LD_PRELOAD": FAILING_HEAP, "SIZES": self.path("sizes")})
+        with open(self.path("sizes"), encoding="ascii") as sizes:
+            asked = sizes.read().split()
+        os.remove(self.path("sizes"))
+        return asked
+
+    def chosen(self, asked):
+        """The faces ask for the same again and again: the first of such a run stands for all."""
+        return [number for number in range(1, len(asked) + 1) if number == 1 or asked[number - 1] != asked[number - 2]]
+
+    def refuse(self, number, call):
+        environment = {**os.environ, "LD_PRELOAD": FAILING_HEAP, "FAIL_AT": str(number)}
+        status, errors = self.status_of(*call, env=environment)
+        self.assertIn(status, (0, 1), (number, errors))
+        self.assertRegex(errors, r"\Aqel: .+\n\Z" if status else r"\A\Z", number)
+        return status
+
+    def test_convert_ends_with_a_message_and_leaves_nothing(self):
+        asked = self.asked_for("convert", TORUS, "-o", "out")
+        self.assertGreater(len(asked), 1152)
+        for name in os.listdir(self.path("out")):
+            os.remove(self.path("out/" + name))
+        os.rmdir(self.path("out"))
+        statuses = []
+        for number in self.chosen(asked):
+            statuses.append(self.refuse(number, ("convert", TORUS, "-o", f"out{number}")))
+            self.assertEqual(os.path.exists(self.path(f"out{number}")), statuses[-1] == 0, number)
+        self.assertIn(1, statuses)
+
+    def test_the_other_commands_end_with_a_message(self):
+        self.qel("convert", TORUS, "-o", "out")
+        for call in (("info", TORUS), ("dump", TORUS), ("view", TORUS, "-o", "page.html"), ("info", "out/scene.bqel"),
+                     ("info", "out/mesh.qelm"), ("view", "out/mesh.qelm", "-o", "page.html"),
+                     ("nearest", "out/tokens.qel", "1")):
+            with self.subTest(call=call):
+                asked = self.asked_for(*call)
+                self.assertGreater(len(asked), 1)
+                for number in self.chosen(asked):
+                    self.refuse(number, call)
+
+
+@unittest.skipUnless(FULL_DISK, "no disk can be made full here")
+class DiskTest(ToolTest):
+    SIZES = {"tokens.qel": 24 + 25 * 1152, "scene.bqel": 64 + 101 + 2304 * 12 + 1152 * 84,
+             "mesh.qelm": 64 + 1152 * 24 + 2304 * 12 + 8 + 2 * 328 + 1152 * 20 + 128, "agents.qeag": 24 + 2 * 40}
+    WRITERS = {"tokens.qel": "qel_alembic_export_qel", "scene.bqel": "qel_alembic_save", "mesh.qelm": "qel_mesh_save",
+               "agents.qeag": "qel_agent_dir_sync"}
+
+    def test_the_sizes_are_those_of_whole_files(self):
+        self.qel("convert", TORUS, "-o", "out")
+        self.assertEqual({name: os.path.getsize(self.path("out/" + name)) for name in self.SIZES}, self.SIZES)
+
+    def test_a_disk_that_becomes_full_inside_any_result_is_told_and_nothing_stays(self):
+        for name, size in self.SIZES.items():
+            for room in (0, 1, 63, 64, 4096, size // 2, size - 1):
+                if room >= size:
+                    continue
+                with self.subTest(name=name, room=room):
+                    environment = {**os.environ, "LD_PRELOAD": FULL_DISK, "FULL_IN": self.WRITERS[name],
+                                   "FULL_AT": str(room)}
+                    status, errors = self.status_of("convert", TORUS, "-o", "out", env=environment)
+                    self.assertEqual(status, 1, errors)
+                    wanted = ".+" if name == "agents.qeag" else "the file was not written whole"
+                    self.assertRegex(errors, rf"\Aqel: {TORUS}: [a-z ]+: out/{name}: {wanted}\n\Z")
+                    self.assertFalse(os.path.exists(self.path("out")))
+
+
+if __name__ == "__main__":
+    unittest.main()
