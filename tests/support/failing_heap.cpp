@@ -30,7 +30,11 @@ struct failure_plan {
     std::uint64_t failures = 0;
 } plan;
 
-std::unordered_set<void *> *ledger = nullptr; // its own nodes come from operator new, which is not wrapped
+struct block_lists {
+    std::unordered_set<const void *> live, freed;
+};
+
+block_lists *ledger = nullptr; // its own nodes come from operator new, which is not wrapped
 
 bool fails(std::size_t size) {
     if (!plan.armed) return false;
@@ -46,12 +50,14 @@ bool fails(std::size_t size) {
 }
 
 void *noted(void *block) {
-    if (ledger != nullptr && block != nullptr) ledger->insert(block);
+    if (ledger == nullptr || block == nullptr) return block;
+    ledger->live.insert(block);
+    ledger->freed.erase(block);
     return block;
 }
 
 void forgotten(void *block) {
-    if (ledger != nullptr) ledger->erase(block);
+    if (ledger != nullptr && ledger->live.erase(block) != 0) ledger->freed.insert(block);
 }
 
 } // namespace
@@ -111,7 +117,7 @@ std::uint64_t failing_heap::failures() const {
 }
 
 heap_ledger::heap_ledger() {
-    ledger = new std::unordered_set<void *>;
+    ledger = new block_lists;
 }
 
 heap_ledger::~heap_ledger() {
@@ -120,13 +126,21 @@ heap_ledger::~heap_ledger() {
 }
 
 std::size_t heap_ledger::live() const {
-    return ledger->size();
+    return ledger->live.size();
+}
+
+bool heap_ledger::holds(const void *pointer) const {
+    return ledger->live.count(pointer) != 0;
+}
+
+bool heap_ledger::has_freed(const void *pointer) const {
+    return ledger->freed.count(pointer) != 0;
 }
 
 std::size_t heap_ledger::free_all() {
-    const std::vector<void *> blocks(ledger->begin(), ledger->end());
-    for (void *block : blocks)
-        __wrap_free(block);
+    const std::vector<const void *> blocks(ledger->live.begin(), ledger->live.end());
+    for (const void *block : blocks)
+        __wrap_free(const_cast<void *>(block));
     return blocks.size();
 }
 

@@ -42,6 +42,10 @@ class heap_ledger {
 
     /// Blocks that are still allocated.
     std::size_t live() const;
+    /// Whether a pointer is one of them.
+    bool holds(const void *pointer) const;
+    /// Whether a pointer was one of them and no longer is.
+    bool has_freed(const void *pointer) const;
     /// Frees them all: for what a function deliberately leaves behind. Returns how many there were.
     std::size_t free_all();
 };

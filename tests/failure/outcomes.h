@@ -1,0 +1,148 @@
+// SPDX-License-Identifier: MIT
+// What each function leaves behind after each of its codes: one row of a table each. A row says in words which fields of
+// the caller's records the call has changed, and to what; every field that it does not name is as it was.
+#pragma once
+
+#include "qel_unit.h"
+#include "support/failing_heap.h"
+#include "support/temp_folder.h"
+
+#include <array>
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <functional>
+#include <iosfwd>
+#include <string>
+#include <type_traits>
+#include <vector>
+
+namespace qel::test {
+
+/// "null", "owned" (a block that lives), "freed", or "set" (to anything else, such as a place within a block).
+std::string pointer_text(const void *pointer, const heap_ledger &ledger);
+std::string number_text(double number);
+std::string name_text(const char *text, std::size_t size);
+
+/// The value of a field in a word.
+template <class T>
+std::string value_text(const T &value, const heap_ledger &ledger) {
+    if constexpr (std::is_same_v<T, std::FILE *>) {
+        return value == nullptr ? "null" : "open";
+    } else if constexpr (std::is_pointer_v<T>) {
+        return pointer_text(value, ledger);
+    } else if constexpr (std::is_arithmetic_v<T>) {
+        return number_text(static_cast<double>(value));
+    } else if constexpr (std::is_same_v<std::remove_extent_t<T>, char>) {
+        return name_text(value, sizeof value);
+    } else {
+        static_assert(std::is_array_v<T>);
+        return "filled";
+    }
+}
+
+/// The caller's side of one call: records full of rubbish, a folder, and what the call changed of what it watches.
+class caller {
+  public:
+    caller();
+    ~caller();
+    caller(const caller &) = delete;
+    caller &operator=(const caller &) = delete;
+
+    /// Remembers the fields of a record as they are now.
+    void watch(qel_unit &record);
+    void watch(ogawa_archive &record);
+    void watch(ogawa_polymesh &record);
+    void watch(ogawa_uv_set &record);
+    void watch(ogawa_tangent_frame &record);
+    void watch(ogawa_manifold &record);
+    void watch(qel_alembic_mesh &record);
+    void watch(qel_alembic_file &record);
+    void watch(qel_alembic_hit &record);
+    void watch(qel_skin &record);
+    void watch(qel_mesh &record);
+    void watch(qel_agent &record);
+    /// The process's agent directory, or that there is none.
+    void watch_directory();
+    /// The length of the file at `path`.
+    void watch_file() { watched_file_ = path; }
+
+    template <class T>
+    void watch(const char *name, T &value) {
+        const auto *at = reinterpret_cast<const std::uint8_t *>(&value);
+        fields_.push_back({record_, name, at, bytes(at, at + sizeof value),
+                           [this, &value] { return value_text(value, ledger); }});
+    }
+
+    /// What has changed since, such as "count 3, tokens owned". Of a record that was written as a whole, fields that are
+    /// zero or null are named together, as "rest 0".
+    std::string changes() const;
+
+    heap_ledger ledger;
+    temp_folder folder;
+    std::string path = folder.file("file");
+    std::function<void()> afterwards; // once the changes have been seen
+    std::string cannot;               // why the system does not let the case happen
+
+    qel_unit unit;
+    ogawa_archive archive;
+    ogawa_polymesh mesh;
+    ogawa_uv_set uv_set;
+    ogawa_tangent_frame frame;
+    ogawa_manifold manifold;
+    qel_alembic_mesh scene_mesh;
+    qel_alembic_file scene;
+    qel_alembic_hit hit;
+    qel_skin skin;
+    qel_mesh cache;
+    qel_agent agent;
+    float *floats;
+    const float *positions, *normals;
+    std::uint32_t *numbers;
+    const std::uint32_t *borrowed;
+    std::uint32_t count, scope;
+    std::uint64_t key;
+    char text[12];
+    std::uint8_t byte;
+
+  private:
+    struct field {
+        int record;
+        std::string name;
+        const std::uint8_t *at;
+        bytes before;
+        std::function<std::string()> value;
+
+        bool changed() const { return std::memcmp(at, before.data(), before.size()) != 0; }
+        bool zero() const;
+    };
+
+    void watch_frame(ogawa_tangent_frame &record, const std::string &prefix);
+    void watch_manifold(ogawa_manifold &record, const std::string &prefix);
+    void next_record() { ++record_; }
+    template <class T>
+    void watch(const std::string &name, T &value) {
+        watch(name.c_str(), value);
+    }
+
+    std::vector<field> fields_;
+    int record_ = 0;
+    std::string watched_file_;
+    bool watches_directory_ = false, had_directory_ = false;
+};
+
+struct outcome {
+    const char *function;
+    std::int32_t code;
+    const char *when;
+    std::int32_t (*call)(caller &);
+    const char *changes;
+};
+
+void PrintTo(const outcome &row, std::ostream *out);
+
+// One table for each part of the interface.
+extern const std::vector<outcome> unit_outcomes, archive_outcomes, geometry_outcomes, scene_outcomes,
+    scene_query_outcomes, cache_outcomes, agent_outcomes;
+
+} // namespace qel::test
