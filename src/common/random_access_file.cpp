@@ -1,0 +1,110 @@
+// SPDX-License-Identifier: MIT
+#include "common/random_access_file.h"
+
+#include "common/heap.h"
+
+#include <algorithm>
+
+#if defined(_WIN32)
+#ifndef WIN32_LEAN_AND_MEAN
+#define WIN32_LEAN_AND_MEAN
+#endif
+#ifndef NOMINMAX
+#define NOMINMAX
+#endif
+#include <windows.h>
+#else
+#include <cerrno>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+#endif
+
+namespace qel {
+namespace {
+
+/// Systems read at most about 2 GiB at once.
+constexpr std::size_t max_read = std::size_t{1} << 30;
+
+} // namespace
+
+#if defined(_WIN32)
+
+random_access_file::~random_access_file() {
+    if (handle_ != nullptr) CloseHandle(handle_);
+}
+
+open_outcome random_access_file::open(const char *path) {
+    const int length = MultiByteToWideChar(CP_UTF8, MB_ERR_INVALID_CHARS, path, -1, nullptr, 0);
+    if (length <= 0) return open_outcome::cannot_open;
+    const scratch<wchar_t> wide(heap_array<wchar_t>(static_cast<std::uint64_t>(length)));
+    if (!wide) return open_outcome::no_memory;
+    MultiByteToWideChar(CP_UTF8, MB_ERR_INVALID_CHARS, path, -1, wide.get(), length);
+    const HANDLE handle =
+        CreateFileW(wide.get(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+                    OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+    if (handle == INVALID_HANDLE_VALUE) return open_outcome::cannot_open;
+    handle_ = handle;
+    LARGE_INTEGER size;
+    if (GetFileType(handle) != FILE_TYPE_DISK || GetFileSizeEx(handle, &size) == 0)
+        return open_outcome::cannot_open;
+    size_ = static_cast<std::uint64_t>(size.QuadPart);
+    return open_outcome::opened;
+}
+
+read_outcome random_access_file::read(std::uint64_t position, void *bytes, std::size_t size) const {
+    auto *next = static_cast<std::uint8_t *>(bytes);
+    while (size > 0) {
+        OVERLAPPED place = {};
+        place.Offset = static_cast<DWORD>(position);
+        place.OffsetHigh = static_cast<DWORD>(position >> 32);
+        DWORD count = 0;
+        if (ReadFile(handle_, next, static_cast<DWORD>(std::min(size, max_read)), &count, &place) == 0)
+            return GetLastError() == ERROR_HANDLE_EOF ? read_outcome::cut : read_outcome::failed;
+        if (count == 0) return read_outcome::cut;
+        next += count;
+        position += count;
+        size -= count;
+    }
+    return read_outcome::read;
+}
+
+#else
+
+static_assert(sizeof(off_t) == 8, "build with _FILE_OFFSET_BITS=64: archives may be larger than 2 GiB");
+
+random_access_file::~random_access_file() {
+    if (descriptor_ >= 0) ::close(descriptor_);
+}
+
+open_outcome random_access_file::open(const char *path) {
+    // Opening a pipe would wait for who writes to it, but not so.
+    constexpr int flags = O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY;
+    do
+        descriptor_ = ::open(path, flags); // NOLINT(cppcoreguidelines-pro-type-vararg)
+    while (descriptor_ < 0 && errno == EINTR);
+    struct stat status = {};
+    if (descriptor_ < 0 || fstat(descriptor_, &status) != 0 || !S_ISREG(status.st_mode))
+        return open_outcome::cannot_open;
+    size_ = static_cast<std::uint64_t>(status.st_size);
+    return open_outcome::opened;
+}
+
+read_outcome random_access_file::read(std::uint64_t position, void *bytes, std::size_t size) const {
+    auto *next = static_cast<std::uint8_t *>(bytes);
+    while (size > 0) {
+        const ssize_t count =
+            pread(descriptor_, next, std::min(size, max_read), static_cast<off_t>(position));
+        if (count < 0 && errno == EINTR) continue;
+        if (count < 0) return read_outcome::failed;
+        if (count == 0) return read_outcome::cut;
+        next += count;
+        position += static_cast<std::uint64_t>(count);
+        size -= static_cast<std::size_t>(count);
+    }
+    return read_outcome::read;
+}
+
+#endif
+
+} // namespace qel

@@ -1,0 +1,32 @@
+// SPDX-License-Identifier: MIT
+// What the Ogawa container is made of: groups of references, and data.
+#pragma once
+
+#include <cstdint>
+
+namespace qel::ogawa {
+
+/// The file's header: five letters, a byte that says whether the writer finished, two of version, the root's position.
+inline constexpr char magic[] = {'O', 'g', 'a', 'w', 'a'};
+inline constexpr std::uint64_t finished_at = sizeof magic;
+inline constexpr std::uint8_t finished = 0xFF;
+inline constexpr std::uint64_t root_at = 8;
+inline constexpr std::uint64_t header_size = 16;
+
+/// Set in a reference to data, clear in one to a group. The other bits are its position, 0 for an empty one.
+inline constexpr std::uint64_t data_bit = std::uint64_t{1} << 63;
+
+/// A group begins with the number of its references, data with its size.
+inline constexpr std::uint64_t count_size = 8;
+inline constexpr std::uint64_t reference_size = 8;
+
+/// What the values of every sample begin with.
+inline constexpr std::uint64_t digest_size = 16;
+
+/// Where something stands in a file.
+struct extent {
+    std::uint64_t at;
+    std::uint64_t size;
+};
+
+} // namespace qel::ogawa

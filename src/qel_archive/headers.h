@@ -1,0 +1,81 @@
+// SPDX-License-Identifier: MIT
+// What stands before the values: the headers of objects and properties, and metadata.
+#pragma once
+
+#include "common/arena.h"
+#include "qel_archive/container.h"
+#include "qel_archive/metadata.h"
+#include "qel_archive/names.h"
+#include "qel_archive/time_sampling.h"
+
+#include <cstdint>
+
+namespace qel::archives {
+
+/// The texts that headers name by number; number 0 is the empty one.
+struct metadata_table {
+    const object_metadata *texts;
+    std::uint32_t count;
+};
+
+/// What headers refer to.
+struct header_context {
+    metadata_table shared;
+    time_sampling_table samplings;
+};
+
+/// Bytes that headers are read from, with room for one more. What is read keeps its texts there: the byte behind each
+/// becomes zero.
+struct header_bytes {
+    std::uint8_t *bytes;
+    std::uint64_t size;
+};
+
+/// The headers of the objects below one.
+struct object_headers {
+    name_table names;
+    const object_metadata *const *metadata;
+};
+
+enum class property_kind : std::uint8_t { compound, scalar, array };
+
+struct property_header {
+    const char *metadata;
+    std::uint32_t samples, first_changed, last_changed, time_sampling;
+    property_kind kind;
+    std::uint8_t value, extent;
+    bool all_equal; // the header says so
+};
+
+/// The headers of the properties of one compound.
+struct property_headers {
+    name_table names;
+    const property_header *headers;
+    std::uint32_t instance_source; // number of the property that makes an object an instance, or `none`
+};
+
+/// Reads the shared texts.
+status read_shared_metadata(header_bytes source, arena &memory, metadata_table &table);
+
+/// Reads `count` headers; DAMAGED where there are more or fewer, or what they say cannot be.
+status read_object_headers(header_bytes source, std::uint64_t count, const header_context &context,
+                           arena &memory, object_headers &headers);
+status read_property_headers(header_bytes source, std::uint64_t count, const header_context &context,
+                             arena &memory, property_headers &headers);
+
+/// Bytes of a value of a kind; 0 where that differs from value to value.
+std::uint32_t value_size(std::uint32_t value);
+
+enum value_kind : std::uint8_t {
+    value_bool = 0,
+    value_u8 = 1,
+    value_i8 = 2,
+    value_u32 = 5,
+    value_i32 = 6,
+    value_f32 = 10,
+    value_f64 = 11,
+    value_text = 12,
+    value_wide_text = 13
+};
+
+} // namespace qel::archives

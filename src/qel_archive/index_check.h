@@ -1,0 +1,30 @@
+// SPDX-License-Identifier: MIT
+// Whether indices lead into an array, and how many a list of counts asks for.
+#pragma once
+
+#include "common/cpu.h"
+
+#include <atomic>
+#include <cstdint>
+
+namespace qel::archives {
+
+/// Whether all of `count` indices are below a limit.
+bool all_below(const std::uint32_t *indices, std::uint64_t count, std::uint32_t limit);
+
+/// The sum of `count` counts, where none of them is negative as a signed number; `bad_sum` otherwise.
+std::uint64_t sum_counts(const std::uint32_t *counts, std::uint64_t count);
+
+constexpr std::uint64_t bad_sum = ~std::uint64_t{0};
+
+using below_kernel = bool(const std::uint32_t *indices, std::uint64_t count, std::uint32_t limit);
+using sum_kernel = std::uint64_t(const std::uint32_t *counts, std::uint64_t count);
+
+extern const kernel_forms<below_kernel> below_forms;
+extern const kernel_forms<sum_kernel> sum_forms;
+
+/// What all_below and sum_counts call. Tests and measurements store a form here.
+extern std::atomic<below_kernel *> below_choice;
+extern std::atomic<sum_kernel *> sum_choice;
+
+} // namespace qel::archives

@@ -1,0 +1,26 @@
+// SPDX-License-Identifier: MIT
+// Texts of `key=value` pairs, joined by ';'.
+#pragma once
+
+#include "common/arena.h"
+#include "qel_unit.h"
+
+#include <cstddef>
+
+namespace qel::archives {
+
+/// What an object's text says.
+struct object_metadata {
+    const char *text;
+    const char *schema; // the value of the key `schema`, "" without one
+    ogawa_schema kind;
+};
+
+/// Finds the value of a key, the first where there are several; null when there is none.
+const char *find_value(const char *metadata, std::size_t metadata_length, const char *key,
+                       std::size_t &length);
+
+/// Reads an object's text of `length` bytes; false when there is no memory.
+bool describe_object(const char *text, std::size_t length, arena &memory, object_metadata &metadata);
+
+} // namespace qel::archives

@@ -1,0 +1,38 @@
+// SPDX-License-Identifier: MIT
+// When samples are.
+#pragma once
+
+#include "common/arena.h"
+#include "qel_archive/container.h"
+
+#include <cstdint>
+
+namespace qel::archives {
+
+/// The times of one kind of property.
+struct time_sampling {
+    double cycle;        // seconds
+    const double *times; // of one cycle; of all samples where acyclic
+    std::uint32_t count; // at least 1
+    bool acyclic;
+
+    bool is_uniform() const { return count == 1 && !acyclic; }
+};
+
+struct time_sampling_table {
+    const time_sampling *samplings;
+    std::uint32_t count;
+};
+
+/// Reads all time samplings from the `size` bytes that hold them.
+status read_time_samplings(const std::uint8_t *bytes, std::uint64_t size, arena &memory,
+                           time_sampling_table &table);
+
+/// Seconds of a sample.
+double sample_time(const time_sampling &sampling, std::uint64_t sample);
+
+/// The last of `count` samples at or before a time, 0 where all are later; times may differ by a millionth of a cycle,
+/// but for acyclic ones. There is at least one.
+std::uint64_t last_sample_at(const time_sampling &sampling, std::uint64_t count, double seconds);
+
+} // namespace qel::archives
