@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The library's visible symbols, the list in src/exports.map and the header's declarations are one set.
+// A library's visible symbols, the list of its exports and its header's declarations are one set.
 #include <gtest/gtest.h>
 
 #include <cstdio>
@@ -34,20 +34,40 @@ names all_matches(const std::string &text, const std::string &pattern) {
     return found;
 }
 
-names declared() {
-    std::string text = read_text(QEL_UNIT_SOURCE "/include/qel_unit.h");
-    return all_matches(text, "\nQEL_API [^(]*\\b(\\w+)\\(");
+/// A library of the project.
+struct library {
+    const char *name;
+    const char *file;
+    const char *header;
+    const char *declaration; // what a declaration in the header begins with
+    const char *exports;
+    std::size_t functions;
+};
+
+void PrintTo(const library &tested, std::ostream *stream) {
+    *stream << tested.name;
 }
 
-names listed() {
-    return all_matches(read_text(QEL_UNIT_SOURCE "/src/exports.map"), "\n +(\\w+);");
+const library libraries[] = {
+    {"qel_unit", QEL_UNIT_LIBRARY, "/include/qel_unit.h", "\nQEL_API [^(]*\\b(\\w+)\\(", "/src/exports.map",
+     101},
+    {"qel_archive", QEL_ARCHIVE_LIBRARY, "/include/qel_archive.h", "\nQEL_ARCHIVE_API [^(]*\\b(\\w+)\\(",
+     "/src/qel_archive/exports.map", 16},
+};
+
+names declared(const library &tested) {
+    return all_matches(read_text(std::string(QEL_UNIT_SOURCE) + tested.header), tested.declaration);
+}
+
+names listed(const library &tested) {
+    return all_matches(read_text(std::string(QEL_UNIT_SOURCE) + tested.exports), "\n +(\\w+);");
 }
 
 #if defined(_WIN32)
 /// The names in the export table of the loaded library.
-names exported() {
+names exported(const library &tested) {
     names found;
-    const auto *const image = reinterpret_cast<const unsigned char *>(LoadLibraryA(QEL_UNIT_LIBRARY));
+    const auto *const image = reinterpret_cast<const unsigned char *>(LoadLibraryA(tested.file));
     if (image == nullptr) return found;
     const auto *const start = reinterpret_cast<const IMAGE_DOS_HEADER *>(image);
     const auto *const headers = reinterpret_cast<const IMAGE_NT_HEADERS *>(image + start->e_lfanew);
@@ -60,9 +80,10 @@ names exported() {
 }
 #else
 /// The dynamic symbols that the library defines, as nm prints them.
-names exported() {
+names exported(const library &tested) {
     std::string text = "\n";
-    FILE *pipe = popen("nm -D --defined-only '" QEL_UNIT_LIBRARY "'", "r");
+    const std::string command = std::string("nm -D --defined-only '") + tested.file + "'";
+    FILE *pipe = popen(command.c_str(), "r");
     char piece[4096];
     for (std::size_t size; (size = std::fread(piece, 1, sizeof piece, pipe)) > 0;)
         text.append(piece, size);
@@ -71,32 +92,37 @@ names exported() {
 }
 #endif
 
-TEST(Symbols, TheHeaderDeclaresOneHundredAndOneFunctions) {
-    EXPECT_EQ(declared().size(), 101u);
+class Symbols : public testing::TestWithParam<library> {};
+
+TEST_P(Symbols, TheHeaderDeclaresSoManyFunctions) {
+    EXPECT_EQ(declared(GetParam()).size(), GetParam().functions);
 }
 
-TEST(Symbols, TheListHoldsTheHeadersDeclarations) {
-    EXPECT_EQ(listed(), declared());
+TEST_P(Symbols, TheListHoldsTheHeadersDeclarations) {
+    EXPECT_EQ(listed(GetParam()), declared(GetParam()));
 }
 
-TEST(Symbols, TheLibraryExportsTheListAndNothingElse) {
-    EXPECT_EQ(exported(), listed());
+TEST_P(Symbols, TheLibraryExportsTheListAndNothingElse) {
+    EXPECT_EQ(exported(GetParam()), listed(GetParam()));
 }
 
-TEST(Symbols, EveryFunctionResolvesInTheLoadedLibrary) {
+TEST_P(Symbols, EveryFunctionResolvesInTheLoadedLibrary) {
 #if defined(_WIN32)
-    const HMODULE library = LoadLibraryA(QEL_UNIT_LIBRARY);
-    ASSERT_NE(library, nullptr);
-    for (const std::string &name : declared())
-        EXPECT_NE(GetProcAddress(library, name.c_str()), nullptr) << name;
-    FreeLibrary(library);
+    const HMODULE loaded = LoadLibraryA(GetParam().file);
+    ASSERT_NE(loaded, nullptr);
+    for (const std::string &name : declared(GetParam()))
+        EXPECT_NE(GetProcAddress(loaded, name.c_str()), nullptr) << name;
+    FreeLibrary(loaded);
 #else
-    void *library = dlopen(QEL_UNIT_LIBRARY, RTLD_NOW | RTLD_LOCAL);
-    ASSERT_NE(library, nullptr) << dlerror();
-    for (const std::string &name : declared())
-        EXPECT_NE(dlsym(library, name.c_str()), nullptr) << name;
-    dlclose(library);
+    void *loaded = dlopen(GetParam().file, RTLD_NOW | RTLD_LOCAL);
+    ASSERT_NE(loaded, nullptr) << dlerror();
+    for (const std::string &name : declared(GetParam()))
+        EXPECT_NE(dlsym(loaded, name.c_str()), nullptr) << name;
+    dlclose(loaded);
 #endif
 }
+
+INSTANTIATE_TEST_SUITE_P(Library, Symbols, testing::ValuesIn(libraries),
+                         [](const auto &tested) { return tested.param.name; });
 
 } // namespace
