@@ -131,6 +131,16 @@ QEL_ARCHIVE_API const char *qel_archive_message(int32_t status);
 /**
  * Opens an archive: reads and checks its whole tree of objects and all property headers. Arrays stay in the file.
  *
+ * An instance is opened as a copy of its source: only name, path and parent are its own. More than 2^20 objects, 2^24
+ * properties or 1,000 levels are taken for damage, which bounds what an archive whose groups share one another costs.
+ *
+ * @retval  0 open
+ * @retval -1 `path` or `archive` is null
+ * @retval -2 there is no such file, it is no regular file, or it cannot be read
+ * @retval -3 the file does not begin with "Ogawa", or has fewer than 16 bytes
+ * @retval -4 the archive is in the older HDF5 container
+ * @retval -5 what the archive says contradicts what it holds, or its writer did not finish it
+ * @retval -6 no memory
  * @param path          the file; bytes on POSIX, UTF-8 on Windows
  * @param[out] archive  the open archive, to be closed with ::qel_archive_close; null after every failure
  */
@@ -143,54 +153,219 @@ QEL_ARCHIVE_API int32_t qel_archive_open(const char *path, qel_archive **archive
  */
 QEL_ARCHIVE_API void qel_archive_close(qel_archive *archive);
 
-/** What the archive says of itself. */
+/**
+ * What the archive says of itself.
+ *
+ * @retval  0 filled
+ * @retval -1 `archive` or `info` is null
+ * @param archive    an open archive; may be null
+ * @param[out] info  the record to fill; its text belongs to the archive
+ */
 QEL_ARCHIVE_API int32_t qel_archive_get_info(const qel_archive *archive, qel_archive_info *info);
 
-/** One object. */
+/**
+ * One object.
+ *
+ * @retval  0 filled
+ * @retval -1 `archive` or `out` is null
+ * @retval -6 no memory for the path, which is made when it is first asked for
+ * @retval -7 there is no such object
+ * @param archive   an open archive; may be null
+ * @param object    its number; 0 is the top object
+ * @param[out] out  the record to fill; its texts belong to the archive
+ */
 QEL_ARCHIVE_API int32_t qel_archive_get_object(const qel_archive *archive, uint32_t object,
                                                qel_archive_object *out);
 
-/** The number of the object with a path, ::QEL_NOT_FOUND when there is none. */
+/**
+ * Finds an object by its path.
+ *
+ * @param archive  an open archive; null finds nothing
+ * @param path     "/" for the top object, "/a/b" below, byte for byte; null finds nothing
+ * @return the object's number, or ::QEL_NOT_FOUND
+ */
 QEL_ARCHIVE_API uint32_t qel_archive_find(const qel_archive *archive, const char *path);
 
-/** One property of an object. */
+/**
+ * One property of an object.
+ *
+ * @retval  0 filled
+ * @retval -1 `archive` or `out` is null
+ * @retval -6 no memory for the name, which is made when it is first asked for
+ * @retval -7 there is no such object or property
+ * @param archive   an open archive; may be null
+ * @param object    the object's number
+ * @param property  the property's number among all of the object, those inside compounds included
+ * @param[out] out  the record to fill; its texts belong to the archive
+ */
 QEL_ARCHIVE_API int32_t qel_archive_get_property(const qel_archive *archive, uint32_t object,
                                                  uint32_t property, qel_archive_property *out);
 
-/** The number of an object's property with a name, ::QEL_NOT_FOUND when there is none. */
+/**
+ * Finds a property of an object by its name.
+ *
+ * @param archive  an open archive; null finds nothing
+ * @param object   the object's number; one that is not there finds nothing
+ * @param name     with the compounds that the property stands in: ".geom/P"; null finds nothing
+ * @return the property's number, or ::QEL_NOT_FOUND
+ */
 QEL_ARCHIVE_API uint32_t qel_archive_find_property(const qel_archive *archive, uint32_t object,
                                                    const char *name);
 
-/** Copies the values of one sample as they are stored. */
+/**
+ * Copies the values of one sample as they are stored, without the digest. Texts end with a zero byte each.
+ *
+ * Where `capacity` is smaller than the values, none is copied and the call succeeds all the same: null and 0 ask for
+ * the size. A read that fails may leave some of the values in `bytes`.
+ *
+ * @retval  0 `size` is set, and the values are copied where they fit
+ * @retval -1 `archive` or `size` is null, or `bytes` is null and `capacity` is not 0
+ * @retval -2 the file cannot be read
+ * @retval -5 the sample is damaged: not stored, cut short, or of another size than its dimensions or extent say
+ * @retval -7 there is no such object, property or sample
+ * @retval -8 the property is a compound
+ * @param archive     an open archive; may be null
+ * @param object      the object's number
+ * @param property    the property's number
+ * @param sample      the sample's number, from 0
+ * @param[out] bytes  room for `capacity` bytes; may be null when `capacity` is 0
+ * @param capacity    how many bytes `bytes` has room for
+ * @param[out] size   the number of bytes of the values; untouched after a failure
+ */
 QEL_ARCHIVE_API int32_t qel_archive_read_property(const qel_archive *archive, uint32_t object,
                                                   uint32_t property, uint64_t sample, void *bytes,
                                                   uint64_t capacity, uint64_t *size);
 
-/** The time of a property's sample in seconds. */
+/**
+ * The time of a property's sample.
+ *
+ * @retval  0 set
+ * @retval -1 `archive` or `seconds` is null
+ * @retval -7 there is no such object, property or sample
+ * @retval -8 the property is a compound
+ * @param archive       an open archive; may be null
+ * @param object        the object's number
+ * @param property      the property's number
+ * @param sample        the sample's number, from 0
+ * @param[out] seconds  the time in seconds
+ */
 QEL_ARCHIVE_API int32_t qel_archive_property_time(const qel_archive *archive, uint32_t object,
                                                   uint32_t property, uint64_t sample, double *seconds);
 
-/** What a mesh holds, without reading its arrays. */
+/**
+ * What a mesh holds, without its arrays. Points, curves and patches are taken too: they have no faces.
+ *
+ * @retval  0 filled
+ * @retval -1 `archive` or `out` is null
+ * @retval -2 the file cannot be read
+ * @retval -5 the arrays of sample 0 are damaged
+ * @retval -7 there is no such object, or its positions have no samples
+ * @retval -8 the object has no positions
+ * @param archive   an open archive; may be null
+ * @param object    the object's number
+ * @param[out] out  the record to fill
+ */
 QEL_ARCHIVE_API int32_t qel_archive_get_mesh_info(const qel_archive *archive, uint32_t object,
                                                   qel_archive_mesh_info *out);
 
-/** Reads one sample of a mesh, of points, of curves or of a patch. */
+/**
+ * Reads one sample of a mesh, of points, of curves or of a patch.
+ *
+ * The mesh is sound: the face counts sum to the number of indices, each index is below the number of vertices, and
+ * normals and UVs are as many as their scope asks, with indices below their values. Normals and UVs that are not are
+ * left out. Points, curves and patches give positions only.
+ *
+ * `name` and `path` are cut to the record. Scopes are 0 constant, 1 one a face, 2 varying, ::OGAWA_SCOPE_VERTEX
+ * and ::OGAWA_SCOPE_FACE_VARYING; `normal_indices` and a set's `indices` are null where the values are not
+ * indexed. There is a set for the property `uv`, and one for each parameter of two floats. `bounds_min` and
+ * `bounds_max` are those of the positions; `self_bounds_min` and `self_bounds_max` those that the archive holds,
+ * else the same. `transform` is the world transform at the sample's time. A property with fewer samples than the
+ * positions gives its last one.
+ *
+ * @retval  0 read
+ * @retval -1 `archive` or `mesh` is null
+ * @retval -2 the file cannot be read
+ * @retval -5 the mesh or a transform above it is damaged
+ * @retval -6 no memory
+ * @retval -7 there is no such object or sample
+ * @retval -8 the object has no positions
+ * @param archive    an open archive; may be null
+ * @param object     the object's number
+ * @param sample     the sample's number, from 0
+ * @param[out] mesh  the record to fill, to be released with ::ogawa_free_polymesh; all zero after every failure
+ */
 QEL_ARCHIVE_API int32_t qel_archive_read_mesh(const qel_archive *archive, uint32_t object, uint64_t sample,
                                               ogawa_polymesh *mesh);
 
-/** The last sample of an object's positions at or before a time. */
+/**
+ * The last sample of an object's positions at or before a time.
+ *
+ * A time may lie before its sample by 1e-6 of a cycle; where the archive lists each time by itself, it may not.
+ *
+ * @retval  0 set
+ * @retval -1 `archive` or `sample` is null
+ * @retval -5 the positions are of another kind than three floats each
+ * @retval -7 there is no such object, or its positions have no samples
+ * @retval -8 the object has no positions
+ * @param archive      an open archive; may be null
+ * @param object       the object's number
+ * @param seconds      the time
+ * @param[out] sample  the sample's number; 0 where all samples are later
+ */
 QEL_ARCHIVE_API int32_t qel_archive_sample_at(const qel_archive *archive, uint32_t object, double seconds,
                                               uint64_t *sample);
 
-/** The object's own transform at a time. */
+/**
+ * The object's own transform at a time: from its space to its parent's.
+ *
+ * The last sample at or before the time counts, as with ::qel_archive_sample_at. Row by row; points are rows.
+ *
+ * @retval  0 set
+ * @retval -1 `archive` or `matrix` is null
+ * @retval -2 the file cannot be read
+ * @retval -5 the transform is damaged
+ * @retval -7 there is no such object
+ * @param archive      an open archive; may be null
+ * @param object       the object's number; one that is no Xform has the identity
+ * @param seconds      the time
+ * @param[out] matrix  4 x 4 numbers
+ */
 QEL_ARCHIVE_API int32_t qel_archive_local_transform(const qel_archive *archive, uint32_t object,
                                                     double seconds, double matrix[16]);
 
-/** The transform from the object's space to the world's at a time. */
+/**
+ * The transform from the object's space to the world's at a time: its own, times that of the parent where it
+ * inherits.
+ *
+ * @retval  0 set
+ * @retval -1 `archive` or `matrix` is null
+ * @retval -2 the file cannot be read
+ * @retval -5 a transform on the way is damaged
+ * @retval -7 there is no such object
+ * @param archive      an open archive; may be null
+ * @param object       the object's number
+ * @param seconds      the time
+ * @param[out] matrix  4 x 4 numbers, as those of ::qel_archive_local_transform
+ */
 QEL_ARCHIVE_API int32_t qel_archive_world_transform(const qel_archive *archive, uint32_t object,
                                                     double seconds, double matrix[16]);
 
-/** Whether an object is shown at a time. */
+/**
+ * Whether an object is shown at a time.
+ *
+ * The object itself decides where it says hidden or shown, else the nearest one above that does; where none does, it
+ * is shown. So a shown child of a hidden parent is visible.
+ *
+ * @retval  0 set
+ * @retval -1 `archive` or `visible` is null
+ * @retval -2 the file cannot be read
+ * @retval -5 a visibility on the way is damaged
+ * @retval -7 there is no such object
+ * @param archive       an open archive; may be null
+ * @param object        the object's number
+ * @param seconds       the time
+ * @param[out] visible  1 shown, 0 hidden
+ */
 QEL_ARCHIVE_API int32_t qel_archive_is_visible(const qel_archive *archive, uint32_t object, double seconds,
                                                int32_t *visible);
 /** @} */

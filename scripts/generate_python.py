@@ -1,9 +1,9 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: MIT
-"""Writes bindings/python/qel_unit/_raw.py from include/qel_unit.h: records, constants, signatures, meanings of codes.
+"""Writes the raw layer of the Python package from the headers: records, constants, signatures, meanings of codes.
 
-Usage: scripts/generate_python.py [--check]     (--check writes nothing and fails when the file is out of date)
-Python's standard library is enough: the header is plain enough to be read without a compiler.
+Usage: scripts/generate_python.py [--check]     (--check writes nothing and fails when a file is out of date)
+Python's standard library is enough: the headers are plain enough to be read without a compiler.
 """
 
 import argparse
@@ -11,11 +11,10 @@ import re
 import sys
 import textwrap
 from pathlib import Path
-from typing import Dict, List, NamedTuple, Tuple
+from typing import Dict, List, NamedTuple, Set, Tuple
 
 ROOT = Path(__file__).resolve().parent.parent
-HEADER = ROOT / "include" / "qel_unit.h"
-TARGET = ROOT / "bindings" / "python" / "qel_unit" / "_raw.py"
+TARGETS = ROOT / "bindings" / "python" / "qel_unit"
 WIDTH = 110
 
 SCALARS = {
@@ -24,6 +23,21 @@ SCALARS = {
     "uint8_t": "c_uint8", "uint16_t": "c_uint16", "uint32_t": "c_uint32", "uint64_t": "c_uint64",
 }
 OPAQUE = {"void", "FILE"}
+
+
+class Header(NamedTuple):
+    name: str
+    mark: str  # before each function
+    target: str
+    includes: Tuple[str, ...]  # headers of this list whose types it uses
+
+
+HEADERS = {
+    header.name: header for header in (
+        Header("qel_unit.h", "QEL_API", "_raw.py", ()),
+        Header("qel_archive.h", "QEL_ARCHIVE_API", "_raw_archive.py", ("qel_unit.h",)),
+    )
+}
 
 
 class Record(NamedTuple):
@@ -76,9 +90,11 @@ def split_declaration(text: str) -> Tuple[str, str, str]:
 class Types:
     """From C types to the names of ctypes."""
 
-    def __init__(self, records: List[str], aliases: Dict[str, str]) -> None:
-        self.records = set(records)
-        self.aliases = aliases
+    def __init__(self, text: str) -> None:
+        """All that a text declares, be it in one header or in several."""
+        self.records = set(record_names(text))
+        self.aliases = {name: kind for kind, name in re.findall(r"typedef (\w+) (\w+);", text)}
+        self.opaque = OPAQUE | set(re.findall(r"typedef struct (\w+) \1;", text)) - self.records
 
     def base(self, name: str) -> str:
         name = self.aliases.get(name, name)
@@ -95,7 +111,7 @@ class Types:
         (name,) = [word for word in words if word not in ("const", "struct")]
         if stars == 0:
             return "None" if name == "void" else self.base(name)
-        if name in OPAQUE:
+        if name in self.opaque:
             inner = "c_void_p"
         elif name == "char" and constant:
             inner = "c_char_p"
@@ -105,6 +121,11 @@ class Types:
             inner = "POINTER({})".format(inner)
         return inner
 
+    def argument(self, text: str) -> str:
+        """An array that is passed on is a pointer to its first element."""
+        kind, _, dimensions = split_declaration(text)
+        return self.of(kind + " *" if dimensions else kind)
+
     def field(self, text: str) -> Tuple[str, str]:
         kind, name, dimensions = split_declaration(text)
         result = self.of(kind)
@@ -113,24 +134,28 @@ class Types:
         return name, result
 
 
+def record_names(text: str) -> List[str]:
+    return re.findall(r"^(?:typedef )?struct (\w+) \{", text, re.M)
+
+
 def read_records(text: str, types: Types) -> List[Record]:
     packed_parts = [part.span() for part in re.finditer(r"#pragma pack\(push, 1\).*?#pragma pack\(pop\)", text, re.S)]
     records = []
-    for match in re.finditer(r"/\*\*((?:(?!\*/).)*)\*/\s*struct (\w+) \{(.*?)\n\};", text, re.S):
+    for match in re.finditer(r"/\*\*((?:(?!\*/).)*)\*/\s*(?:typedef )?struct (\w+) \{(.*?)\n\}[\w ]*;", text, re.S):
         fields = [types.field(part) for part in without_comments(match.group(3)).split(";") if part.strip()]
         packed = any(first <= match.start() < last for first, last in packed_parts)
         records.append(Record(match.group(2), brief_of(match.group(1)), packed, fields))
     return records
 
 
-def read_functions(text: str, types: Types) -> List[Function]:
+def read_functions(text: str, mark: str, types: Types) -> List[Function]:
     functions = []
-    for match in re.finditer(r"/\*\*((?:(?!\*/).)*)\*/\s*QEL_API\s+([^;]*);", text, re.S):
+    for match in re.finditer(r"/\*\*((?:(?!\*/).)*)\*/\s*" + mark + r"\s+([^;]*);", text, re.S):
         prototype = one_line(match.group(2))
         head, arguments = re.fullmatch(r"(.*?)\((.*)\)", prototype).groups()  # type: ignore[union-attr]
         result, name, _ = split_declaration(head)
         parts = [] if arguments == "void" else arguments.split(",")
-        kinds = [types.of(split_declaration(part)[0]) for part in parts]
+        kinds = [types.argument(part) for part in parts]
         functions.append(Function(name, brief_of(match.group(1)), prototype, types.of(result), kinds,
                                   codes_of(match.group(1))))
     return functions
@@ -138,8 +163,8 @@ def read_functions(text: str, types: Types) -> List[Function]:
 
 def read_constants(text: str) -> Dict[str, str]:
     constants = dict(re.findall(r"#define (\w+) (0[xX][0-9a-fA-F]+|\d+)u?\b", text))
-    for body in re.findall(r"enum \{(.*?)\};", text, re.S):
-        constants.update(re.findall(r"(\w+) = (\d+)", without_comments(body)))
+    for body in re.findall(r"\benum[\w ]* \{(.*?)\}[\w ]*;", text, re.S):
+        constants.update(re.findall(r"(\w+) = (-?\d+)", without_comments(body)))
     return constants
 
 
@@ -229,41 +254,59 @@ def emit_functions(functions: List[Function]) -> List[str]:
     ]
 
 
-def generate(text: str) -> str:
-    aliases = {name: kind for kind, name in re.findall(r"typedef (\w+) (\w+);", text)}
-    names = re.findall(r"^struct (\w+) \{", text, re.M)
-    types = Types(names, aliases)
+def read_header(name: str) -> str:
+    return (ROOT / "include" / name).read_text(encoding="utf-8")
+
+
+def imported(header: Header, used: Set[str]) -> List[str]:
+    """The imports of the records that other headers declare."""
+    lines = []
+    for name in header.includes:
+        records = [record for record in record_names(read_header(name)) if record in used]
+        if records:
+            lines.append("from .{} import {}".format(HEADERS[name].target[:-3], ", ".join(records)))
+    return [""] + lines if lines else []
+
+
+def generate(header: Header) -> str:
+    text = read_header(header.name)
+    types = Types("".join(read_header(name) for name in (*header.includes, header.name)))
     records = read_records(text, types)
-    functions = read_functions(text, types)
-    if [record.name for record in records] != names or len(functions) != text.count("\nQEL_API "):
+    functions = read_functions(text, header.mark, types)
+    if ([record.name for record in records] != record_names(text)
+            or len(functions) != text.count("\n{} ".format(header.mark))):
         raise ValueError("a record or a function was missed")
     body = emit_records(records) + emit_signatures(functions) + emit_codes(functions) + emit_functions(functions)
-    used = sorted(set(re.findall(r"\bc_\w+\b", "\n".join(body))))
+    words = set(re.findall(r"\b\w+\b", "\n".join(line for line in body if not line.lstrip().startswith("#"))))
     constants = ["{} = {}".format(name, value) for name, value in read_constants(text).items()]
     head = [
         "# SPDX-License-Identifier: MIT",
-        "# Generated from include/qel_unit.h by scripts/generate_python.py: change the header, not this file.",
+        "# Generated from include/{} by scripts/generate_python.py: change the header, not this file.".format(header.name),
         '"""The C interface as it is: records, constants, signatures and the meanings of codes."""',
         "",
         "from ctypes import CDLL, POINTER, Structure",
-        wrapped("from ctypes import (", used, ")"),
+        wrapped("from ctypes import (", sorted(word for word in words if word.startswith("c_")), ")"),
         "from typing import Any, Callable, Dict, Optional, Tuple",
+        *imported(header, words),
         "",
     ]
     return "\n".join(head + constants + body) + "\n"
 
 
 def main() -> int:
-    parser = argparse.ArgumentParser(description="Writes the raw layer of the Python package from the header.")
-    parser.add_argument("--check", action="store_true", help="write nothing; fail when the file is out of date")
-    wanted = generate(HEADER.read_text(encoding="utf-8"))
-    if not parser.parse_args().check:
-        TARGET.write_text(wanted, encoding="utf-8")
-        return 0
-    if TARGET.exists() and TARGET.read_text(encoding="utf-8") == wanted:
-        return 0
-    print("{} is out of date: run scripts/generate_python.py".format(TARGET.relative_to(ROOT)), file=sys.stderr)
-    return 1
+    parser = argparse.ArgumentParser(description="Writes the raw layer of the Python package from the headers.")
+    parser.add_argument("--check", action="store_true", help="write nothing; fail when a file is out of date")
+    check = parser.parse_args().check
+    outdated = []
+    for header in HEADERS.values():
+        wanted, target = generate(header), TARGETS / header.target
+        if not check:
+            target.write_text(wanted, encoding="utf-8")
+        elif not target.exists() or target.read_text(encoding="utf-8") != wanted:
+            outdated.append(str(target.relative_to(ROOT)))
+    if outdated:
+        print("out of date: {}: run scripts/generate_python.py".format(", ".join(outdated)), file=sys.stderr)
+    return 1 if outdated else 0
 
 
 if __name__ == "__main__":

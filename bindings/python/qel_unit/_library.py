@@ -1,58 +1,68 @@
 # SPDX-License-Identifier: MIT
-"""Finds and loads the shared library."""
+"""Finds and loads the shared libraries."""
 
 import ctypes
 import ctypes.util
 import os
 import sys
-from typing import Iterator, List
+from typing import Callable, Iterator, List, Tuple, TypeVar
 
 from ._raw import Functions
 
+F = TypeVar("F")
+
+#: The first library's path, where the variable is set.
 VARIABLE = "QEL_UNIT_LIBRARY"
 
-if sys.platform == "win32":
-    NAMES = ("qel_unit.dll", "libqel_unit.dll")
-elif sys.platform == "darwin":
-    NAMES = ("libqel_unit.dylib",)
-else:
-    NAMES = ("libqel_unit.so",)
+
+def file_names(name: str) -> Tuple[str, ...]:
+    """What the file of a library is called on this system."""
+    if sys.platform == "win32":
+        return name + ".dll", "lib{}.dll".format(name)
+    return ("lib{}.{}".format(name, "dylib" if sys.platform == "darwin" else "so"),)
 
 
-def _places() -> Iterator[str]:
-    named = os.environ.get(VARIABLE)
+def _present(folder: str, names: Tuple[str, ...]) -> Iterator[str]:
+    for name in names:
+        place = os.path.join(folder, name)
+        if os.path.exists(place):
+            yield place
+
+
+def _places(name: str, variable: str, beside: str) -> Iterator[str]:
+    named = os.environ.get(variable)
     if named:
         yield named  # and nothing else: a wrong name must not quietly lead to another library
         return
-    folder = os.path.dirname(os.path.abspath(__file__))
-    for name in NAMES:
-        beside = os.path.join(folder, name)
-        if os.path.exists(beside):
-            yield beside
-    yield from NAMES
-    found = ctypes.util.find_library("qel_unit")  # also knows libraries that have a version in their name only
+    names = file_names(name)
+    if beside:
+        yield from _present(beside, names)
+    yield from _present(os.path.dirname(os.path.abspath(__file__)), names)
+    yield from names
+    found = ctypes.util.find_library(name)  # also knows libraries that have a version in their name only
     if found:
         yield found
 
 
-def load() -> Functions:
-    """The functions of the first library that can be loaded; an ImportError tells what was tried."""
+def load(name: str, variable: str, functions: Callable[[ctypes.CDLL], F], beside: str = "") -> F:
+    """The functions of the first library that can be loaded; an ImportError tells what was tried. A folder `beside` is
+    looked into first."""
     tried: List[str] = []
-    for place in _places():
+    for place in _places(name, variable, beside):
         try:
             library = ctypes.CDLL(place)
         except OSError as error:
             tried.append("{} ({})".format(place, error))
             continue
         try:
-            return Functions(library)
+            return functions(library)
         except AttributeError as error:
-            raise ImportError("{} is no qel_unit library of this version: {}".format(place, error)) from error
+            raise ImportError("{} is no {} library of this version: {}".format(place, name, error)) from error
     raise ImportError(
-        "the shared library of qel_unit was not found. Set {} to its path, put it beside the package, or install it "
-        "where the system's loader looks. Tried: {}".format(VARIABLE, "; ".join(tried))
+        "the shared library of {} was not found. Set {} to its path, put it beside the package, or install it "
+        "where the system's loader looks. Tried: {}".format(name, variable, "; ".join(tried))
     )
 
 
 #: The library's functions, as they are.
-raw: Functions = load()
+raw: Functions = load("qel_unit", VARIABLE, Functions)

@@ -44,7 +44,7 @@ class Finding(unittest.TestCase):
     @unittest.skipUnless(LIBRARY, "needs the library's path in QEL_UNIT_LIBRARY")
     def test_looks_beside_the_package(self) -> None:
         shutil.copytree(PACKAGE, self.folder / "qel_unit", ignore=shutil.ignore_patterns("__pycache__"))
-        (self.folder / "qel_unit" / _library.NAMES[0]).symlink_to(Path(LIBRARY).resolve())
+        (self.folder / "qel_unit" / _library.file_names("qel_unit")[0]).symlink_to(Path(LIBRARY).resolve())
         self.assertEqual(imported(self.folder).stdout, "9\n")
 
     @unittest.skipUnless(LIBRARY and sys.platform == "linux", "needs the library's path, and a loader with a path")

@@ -5,13 +5,13 @@ import subprocess
 import sys
 import unittest
 
-from qel_unit import _raw
+from qel_unit import _raw, _raw_archive
 
 from .support import ROOT
 
 
 class Generated(unittest.TestCase):
-    def test_is_what_the_header_gives(self) -> None:
+    def test_is_what_the_headers_give(self) -> None:
         checked = subprocess.run(
             [sys.executable, str(ROOT / "scripts" / "generate_python.py"), "--check"], capture_output=True, text=True)
         self.assertEqual((checked.returncode, checked.stderr), (0, ""))
@@ -32,23 +32,40 @@ class Generated(unittest.TestCase):
         self.assertEqual(_raw.qel_alembic_vertex.k11_level.offset, 24)
         self.assertEqual(_raw.qel_mesh_header.skin_offset.offset, 60)
 
+    def test_lays_records_of_the_second_library_out_as_a_compiler_does(self) -> None:
+        text = ctypes.sizeof(ctypes.c_char_p)
+        self.assertEqual(_raw_archive.qel_archive_info.start.offset, 16)
+        self.assertEqual(ctypes.sizeof(_raw_archive.qel_archive_object), 4 * text + 16)
+        self.assertEqual(ctypes.sizeof(_raw_archive.qel_archive_property), 2 * text + 24)
+        self.assertEqual(ctypes.sizeof(_raw_archive.qel_archive_mesh_info), 40)
+
     def test_knows_signatures(self) -> None:
         self.assertEqual(_raw.SIGNATURES["ruv_sqrt"], (ctypes.c_uint64, (ctypes.c_uint64,)))
         self.assertEqual(
             _raw.SIGNATURES["qel_mesh_load"], (ctypes.c_int32, (ctypes.c_char_p, ctypes.POINTER(_raw.qel_mesh))))
         self.assertEqual(_raw.SIGNATURES["ogawa_schema_to_string"], (ctypes.c_char_p, (ctypes.c_uint32,)))
         self.assertEqual(_raw.SIGNATURES["qel_agent_dir_free"], (None, ()))
+        self.assertEqual(_raw_archive.SIGNATURES["qel_archive_open"], (
+            ctypes.c_int32, (ctypes.c_char_p, ctypes.POINTER(ctypes.c_void_p))))
+        self.assertEqual(_raw_archive.SIGNATURES["qel_archive_read_mesh"], (
+            ctypes.c_int32, (ctypes.c_void_p, ctypes.c_uint32, ctypes.c_uint64, ctypes.POINTER(_raw.ogawa_polymesh))))
+        self.assertEqual(_raw_archive.SIGNATURES["qel_archive_world_transform"], (
+            ctypes.c_int32, (ctypes.c_void_p, ctypes.c_uint32, ctypes.c_double, ctypes.POINTER(ctypes.c_double))))
 
     def test_knows_constants(self) -> None:
         self.assertEqual(_raw.QEL_NOT_FOUND, 0xFFFFFFFF)
         self.assertEqual(_raw.QEL_HASH_BUCKETS, 0x800000)
         self.assertEqual(_raw.OGAWA_SCHEMA_CAMERA, 8)
+        self.assertEqual((_raw_archive.QEL_ARCHIVE_OK, _raw_archive.QEL_ARCHIVE_WRONG_KIND), (0, -8))
 
     def test_knows_what_codes_mean(self) -> None:
         self.assertEqual(_raw.CODES["qel_unit_save"][-2], "the file cannot be created")
         self.assertEqual(
             _raw.CODES["qel_mesh_save"][-10], "a face index is not below vertex_count: no file is created")
         self.assertEqual(sorted(_raw.CODES["ogawa_open"]), [-5, -4, -3, -2, -1, 0])
-        for function, codes in _raw.CODES.items():
+        self.assertEqual(sorted(_raw_archive.CODES["qel_archive_open"]), [-6, -5, -4, -3, -2, -1, 0])
+        self.assertEqual(
+            _raw_archive.CODES["qel_archive_open"][-4], "the archive is in the older HDF5 container")
+        for function, codes in [*_raw.CODES.items(), *_raw_archive.CODES.items()]:
             for code, meaning in codes.items():
                 self.assertTrue(meaning and "@" not in meaning, (function, code))
