@@ -14,7 +14,7 @@ using namespace qel;
 
 enum open_status : int {
     opened = 0,
-    cannot_open = -1, // also: no path, no record, fewer than five bytes
+    cannot_open_archive = -1, // also: no path, no record, fewer than five bytes
     not_an_archive = -2,
     not_frozen = -3,
     no_version = -4,
@@ -32,7 +32,7 @@ bool read_next(std::FILE *stream, T &value) {
 /// Reads the header's 16 bytes from the stream's start.
 open_status check_header(std::FILE *stream, std::uint8_t (&version)[2]) {
     char letters[sizeof magic - 1];
-    if (!read_next(stream, letters)) return cannot_open;
+    if (!read_next(stream, letters)) return cannot_open_archive;
     if (std::memcmp(letters, magic, sizeof letters) != 0) return not_an_archive;
 
     std::uint8_t flag;
@@ -90,12 +90,12 @@ constexpr schema_name schema_names[] = {
 extern "C" {
 
 int ogawa_open(const char *path, ogawa_archive *archive) {
-    if (path == nullptr || archive == nullptr) return cannot_open;
+    if (path == nullptr || archive == nullptr) return cannot_open_archive;
     std::memset(archive, 0, sizeof *archive);
     copy_text(archive->path, path);
 
     file_stream stream(std::fopen(path, "rb"));
-    if (!stream) return cannot_open;
+    if (!stream) return cannot_open_archive;
     const open_status status = check_header(stream.get(), archive->version);
     if (status != opened) return status;
 

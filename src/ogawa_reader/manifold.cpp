@@ -13,8 +13,8 @@ namespace qel {
 
 namespace {
 
-enum build_status : std::int32_t { built = 0, no_vertices = -1, build_no_memory = -2 };
-enum lookup_status : std::int32_t { found = 0, no_such_vertex = -1, lookup_no_memory = -2 };
+enum manifold_status : std::int32_t { joined = 0, nothing_to_join = -1, no_memory_for_manifold = -2 };
+enum neighbors_status : std::int32_t { listed = 0, no_such_vertex = -1, no_memory_for_neighbors = -2 };
 
 /// Adds to each vertex's counter the corners that name it.
 void count_corners(const mesh_faces &faces, std::uint32_t vertex_count, std::uint32_t *counters) {
@@ -207,16 +207,16 @@ extern "C" {
 using namespace qel;
 
 int32_t ogawa_build_manifold(ogawa_polymesh *mesh) {
-    if (mesh == nullptr || mesh->vertex_count == 0) return no_vertices;
+    if (mesh == nullptr || mesh->vertex_count == 0) return nothing_to_join;
     ogawa_manifold &manifold = mesh->manifold;
     std::memset(&manifold, 0, sizeof manifold);
     manifold.vertex_count = mesh->vertex_count;
     manifold.face_count = mesh->face_count;
     const mesh_faces faces(*mesh);
-    if (!list_vertex_faces(faces, manifold)) return build_no_memory;
-    if (!list_face_offsets(faces, manifold)) return build_no_memory;
+    if (!list_vertex_faces(faces, manifold)) return no_memory_for_manifold;
+    if (!list_face_offsets(faces, manifold)) return no_memory_for_manifold;
     manifold.face_vertices = mesh->face_indices;
-    return built;
+    return joined;
 }
 
 int32_t ogawa_get_vertex_faces(const ogawa_manifold *manifold, uint32_t vertex, const uint32_t **faces,
@@ -225,7 +225,7 @@ int32_t ogawa_get_vertex_faces(const ogawa_manifold *manifold, uint32_t vertex, 
     if (!find_faces(manifold, vertex, list)) return no_such_vertex;
     *faces = list.faces;
     *count = list.count;
-    return found;
+    return listed;
 }
 
 int32_t ogawa_get_vertex_neighbors(const ogawa_manifold *manifold, const void *faces, uint32_t vertex,
@@ -242,18 +242,18 @@ int32_t ogawa_get_vertex_neighbors(const ogawa_manifold *manifold, const void *f
     std::uint64_t room = std::uint64_t{5} * list.count;
     if (!are_few && walk.corners > room) room = std::max(room, count_others(list, offsets, indices, vertex));
     const scratch<std::uint64_t> keys(heap_array<std::uint64_t>(room)); // asked for in any case
-    if (keys == nullptr) return lookup_no_memory;
+    if (keys == nullptr) return no_memory_for_neighbors;
     const std::uint64_t kept =
         are_few ? walk.count : gather_many_others(list, offsets, indices, vertex, keys.get());
     std::uint32_t *const result = heap_array<std::uint32_t>(kept);
-    if (result == nullptr) return lookup_no_memory;
+    if (result == nullptr) return no_memory_for_neighbors;
     if (are_few)
         std::copy_n(few_others, kept, result);
     else
         std::transform(keys.get(), keys.get() + kept, result, vertex_of);
     *neighbors = result;
     *count = static_cast<std::uint32_t>(kept);
-    return found;
+    return listed;
 }
 
 int32_t ogawa_is_manifold_closed(const ogawa_manifold *) {

@@ -11,21 +11,21 @@
 namespace qel {
 namespace {
 
-enum load_status : std::int32_t {
-    loaded = 0,
+enum map_status : std::int32_t {
+    mapped = 0,
     no_argument = -1,
-    cannot_open = -2,
+    cannot_open_cache = -2,
     no_mapping = -3,
     no_view = -4,
-    wrong_magic = -5
+    not_a_cache = -5
 };
 
 constexpr std::int32_t not_mapped = -1;
 
-load_status status_of(mapping_outcome outcome) {
+map_status status_of(mapping_outcome outcome) {
     switch (outcome) {
     case mapping_outcome::cannot_open:
-        return cannot_open;
+        return cannot_open_cache;
     case mapping_outcome::no_mapping:
         return no_mapping;
     case mapping_outcome::no_view:
@@ -33,7 +33,7 @@ load_status status_of(mapping_outcome outcome) {
     case mapping_outcome::mapped:
         break;
     }
-    return loaded;
+    return mapped;
 }
 
 /// A place in the mapping that is handed out. The offset is the file's and may lead anywhere: it is not followed
@@ -113,15 +113,15 @@ int32_t qel_mesh_load(const char *path, qel_mesh *mesh) {
     if (path == nullptr || mesh == nullptr) return no_argument;
     *mesh = {};
     file_mapping mapping;
-    const load_status status = status_of(map_file(path, mapping));
-    if (status != loaded) return status;
+    const map_status status = status_of(map_file(path, mapping));
+    if (status != mapped) return status;
 
     qel_mesh_header header = {}; // what a short file does not hold stays zero
     std::memcpy(&header, mapping.view,
                 std::min<std::size_t>(sizeof header, static_cast<std::size_t>(mapping.size)));
     if (std::memcmp(header.magic, mesh_cache_magic, sizeof header.magic) != 0) {
         unmap_file(mapping);
-        return wrong_magic;
+        return not_a_cache;
     }
     mesh->header = header;
     mesh->view = mapping.view;
@@ -131,7 +131,7 @@ int32_t qel_mesh_load(const char *path, qel_mesh *mesh) {
         mesh->normals = place<float>(mapping.view, header.normals_offset);
     mesh->indices = place<std::uint32_t>(mapping.view, header.indices_offset);
     if (header.flags & QEL_MESH_HAS_SKIN) mesh->skin = load_skin(mapping, header.skin_offset);
-    return loaded;
+    return mapped;
 }
 
 void qel_mesh_free(qel_mesh *mesh) {
@@ -151,6 +151,6 @@ int32_t qel_mesh_get_gpu_data(const qel_mesh *mesh, const float **positions, con
     if (indices != nullptr) *indices = mesh->indices;
     if (vertex_count != nullptr) *vertex_count = mesh->header.vertex_count;
     if (triangle_count != nullptr) *triangle_count = mesh->header.triangle_count;
-    return loaded;
+    return mapped;
 }
 }

@@ -13,11 +13,11 @@
 namespace qel {
 namespace {
 
-enum save_status : std::int32_t {
-    saved = 0,
-    nothing_to_save = -1,
+enum cache_save_status : std::int32_t {
+    cache_saved = 0,
+    no_mesh_to_save = -1,
     index_out_of_range = -10,
-    cannot_create = -2
+    cannot_create_cache = -2
 };
 
 bool has_face_counts(const ogawa_polymesh &mesh) {
@@ -329,10 +329,10 @@ extern "C" {
 
 int32_t qel_mesh_save(const ogawa_polymesh *mesh, const qel_skin *skin, const char *path) {
     using namespace qel;
-    if (mesh == nullptr || path == nullptr || mesh->vertex_count == 0) return nothing_to_save;
+    if (mesh == nullptr || path == nullptr || mesh->vertex_count == 0) return no_mesh_to_save;
     if (!indices_in_range(*mesh)) return index_out_of_range;
     const file_stream file(std::fopen(path, "wb"));
-    if (file == nullptr) return cannot_create;
+    if (file == nullptr) return cannot_create_cache;
     const face_totals totals = count_faces(*mesh);
     const qel_mesh_header header = make_header(*mesh, skin, totals.triangles);
     write_array(file.get(), &header, 1);
@@ -340,7 +340,7 @@ int32_t qel_mesh_save(const ogawa_polymesh *mesh, const qel_skin *skin, const ch
     if (has_normals(*mesh)) write_normals(file.get(), *mesh, totals.corners);
     write_triangles(file.get(), *mesh, totals);
     if (has_joints(skin)) write_skin(file.get(), *skin);
-    return saved;
+    return cache_saved;
 }
 
 } // extern "C"

@@ -9,7 +9,7 @@ namespace qel {
 
 namespace {
 
-enum triangulate_status : std::int32_t { split = 0, no_polygon = -1, no_memory = -2 };
+enum triangulate_status : std::int32_t { split = 0, no_polygon = -1, no_memory_for_fan = -2 };
 
 } // namespace
 
@@ -30,7 +30,7 @@ int32_t ogawa_triangulate_face(const uint32_t *face, uint32_t corner_count, uint
         return no_polygon;
     const std::uint32_t count = corner_count - 2;
     std::uint32_t *const fan = heap_array<std::uint32_t>(std::uint64_t{count} * 3);
-    if (fan == nullptr) return no_memory;
+    if (fan == nullptr) return no_memory_for_fan;
     std::uint32_t *out = fan;
     for (std::uint32_t t = 0; t < count; ++t) {
         *out++ = face[0];

@@ -5,6 +5,7 @@
 #include "common/bytes.h"
 #include "common/file.h"
 #include "common/heap.h"
+#include "ogawa_reader/array_layout.h"
 #include "ogawa_reader/size_words.h"
 
 #include <cmath>
@@ -13,10 +14,6 @@
 namespace qel {
 
 namespace {
-
-constexpr std::uint64_t header_bytes = 16;
-constexpr std::uint64_t triple_bytes = 3 * sizeof(float);
-constexpr std::uint64_t digest_bytes = 16;
 
 // The positions scan.
 

@@ -15,7 +15,7 @@ namespace qel {
 
 namespace {
 
-enum read_status : std::int32_t { complete = 0, nothing_read = -1, no_memory = -2 };
+enum values_status : std::int32_t { values_read = 0, no_values = -1, no_memory_for_values = -2 };
 
 /// The UV block that the mesh-data search finds, else what the block scan finds; 0/0 when neither does. Both look at
 /// every size word, so they do it together.
@@ -38,13 +38,13 @@ float_block find_uvs(const ogawa_archive *archive) {
 
 /// Reads `count` floats of a block into a new array. Where the stream ends before them, the array is released
 /// again and null.
-read_status read_floats(std::FILE *stream, std::uint64_t at, std::uint64_t count, float **array) {
+values_status read_floats(std::FILE *stream, std::uint64_t at, std::uint64_t count, float **array) {
     *array = heap_array<float>(count);
-    if (*array == nullptr) return no_memory;
+    if (*array == nullptr) return no_memory_for_values;
     const std::size_t size = static_cast<std::size_t>(count) * sizeof(float);
-    if (read_at(stream, at, *array, size) == size) return complete;
+    if (read_at(stream, at, *array, size) == size) return values_read;
     release(*array);
-    return nothing_read;
+    return no_values;
 }
 
 } // namespace
@@ -57,31 +57,31 @@ using namespace qel;
 
 int32_t ogawa_read_normals(const ogawa_archive *archive, const ogawa_object *, uint64_t, float **normals,
                            uint32_t **indices, uint32_t *count, uint32_t *scope) {
-    if (archive == nullptr || archive->file == nullptr) return nothing_read;
+    if (archive == nullptr || archive->file == nullptr) return no_values;
     // The mesh-data search is not asked: it never reports normals.
     const float_block block = find_longest_block(archive->file, unit_vector_blocks);
-    if (block.size == 0) return nothing_read;
+    if (block.size == 0) return no_values;
     *count = static_cast<std::uint32_t>(block.size / 12);
-    const read_status status = read_floats(archive->file, block.at, std::uint64_t{*count} * 3, normals);
-    if (status != complete) return status;
+    const values_status status = read_floats(archive->file, block.at, std::uint64_t{*count} * 3, normals);
+    if (status != values_read) return status;
     *indices = nullptr;
     *scope = OGAWA_SCOPE_VERTEX;
-    return complete;
+    return values_read;
 }
 
 int32_t ogawa_read_uvs(const ogawa_archive *archive, const ogawa_object *, uint64_t, uint32_t,
                        ogawa_uv_set *set) {
-    if (archive == nullptr || archive->file == nullptr || set == nullptr) return nothing_read;
+    if (archive == nullptr || archive->file == nullptr || set == nullptr) return no_values;
     const float_block block = find_uvs(archive);
-    if (block.size == 0) return nothing_read;
+    if (block.size == 0) return no_values;
     std::memset(set, 0, sizeof *set);
     copy_text(set->name, "uv");
     const auto count = static_cast<std::uint32_t>(block.size / 8);
-    const read_status status = read_floats(archive->file, block.at, std::uint64_t{count} * 2, &set->values);
-    if (status != complete) return status;
+    const values_status status = read_floats(archive->file, block.at, std::uint64_t{count} * 2, &set->values);
+    if (status != values_read) return status;
     set->value_count = count;
     set->scope = OGAWA_SCOPE_FACE_VARYING;
-    return complete;
+    return values_read;
 }
 
 void ogawa_free_uv_set(ogawa_uv_set *set) {

@@ -6,6 +6,7 @@
 #include "common/file.h"
 #include "common/heap.h"
 #include "common/text.h"
+#include "ogawa_reader/array_layout.h"
 #include "ogawa_reader/data_nodes.h"
 
 #include <algorithm>
@@ -43,7 +44,6 @@ bool find_top_object(std::FILE *stream, std::uint64_t length, std::uint64_t &ref
 
 // What a payload is, by its first words.
 
-constexpr std::uint64_t digest_bytes = 16;
 constexpr std::uint64_t smallest_triples = 10'001; // float triples are recognised from this size on
 constexpr std::uint64_t smallest_faces = 1001;
 constexpr std::uint64_t too_large_for_face_counts = 500'000;

@@ -5,6 +5,7 @@
 #include "common/bytes.h"
 #include "common/file.h"
 #include "common/heap.h"
+#include "ogawa_reader/array_layout.h"
 
 #include <algorithm>
 #include <cmath>
@@ -18,10 +19,6 @@
 namespace qel {
 
 namespace {
-
-constexpr std::uint64_t header_bytes = 16;
-constexpr std::size_t digest_bytes = 16;
-constexpr std::size_t triple_bytes = 3 * sizeof(float);
 
 // Normals: a size word, a digest and two triples of length one.
 

@@ -51,7 +51,7 @@ QEL_TARGET_AVX2 inline __m128 weighed(const wide_position &position, const joint
 }
 
 /// One bit for each slot that is not skipped.
-QEL_TARGET_AVX2 inline unsigned used_slots(const qel_skin_weight &weight, __m128i joint_count) {
+QEL_TARGET_AVX2 inline unsigned heavy_slots(const qel_skin_weight &weight, __m128i joint_count) {
     std::int32_t packed;
     std::memcpy(&packed, weight.joints, sizeof packed);
     const __m128i joints = _mm_cvtepu8_epi32(_mm_cvtsi32_si128(packed));
@@ -71,7 +71,7 @@ QEL_TARGET_AVX2 void skin_avx2(const qel_skin_weight *weights, std::uint32_t cou
             return weighed(position, joints[weights->joints[number]], weights->weights[number]);
         };
         __m128 sum = _mm_setzero_ps();
-        unsigned used = used_slots(*weights, limit);
+        unsigned used = heavy_slots(*weights, limit);
         if (used == 15) {
             sum = _mm_add_ps(sum, slot(0));
             sum = _mm_add_ps(sum, slot(1));

@@ -16,8 +16,13 @@ namespace qel {
 
 namespace {
 
-enum read_status : std::int32_t { complete = 0, nothing_read = -1, read_no_memory = -2 };
-enum compute_status : std::int32_t { computed = 0, nothing_to_do = -1, no_such_set = -2, no_memory = -3 };
+enum frame_status : std::int32_t { frame_read = 0, no_frame = -1, no_memory_for_frame = -2 };
+enum compute_status : std::int32_t {
+    computed = 0,
+    nothing_to_do = -1,
+    no_such_set = -2,
+    no_memory_for_tangents = -3
+};
 
 constexpr std::uint32_t components_per_vector = 3;
 constexpr std::uint32_t most_candidates = 32;
@@ -203,10 +208,10 @@ using namespace qel;
 
 int32_t ogawa_read_tangent_frame(const ogawa_archive *archive, const ogawa_object *, uint64_t,
                                  ogawa_tangent_frame *frame) {
-    if (archive == nullptr || archive->file == nullptr || frame == nullptr) return nothing_read;
+    if (archive == nullptr || archive->file == nullptr || frame == nullptr) return no_frame;
     std::memset(frame, 0, sizeof *frame);
     block_pair pair;
-    if (!find_pair(archive->file, pair)) return nothing_read;
+    if (!find_pair(archive->file, pair)) return no_frame;
     frame->count = static_cast<std::uint32_t>(pair.tangents.size / 12);
     const std::uint64_t float_count = std::uint64_t{frame->count} * components_per_vector;
     frame->tangents = heap_array<float>(float_count);
@@ -214,12 +219,12 @@ int32_t ogawa_read_tangent_frame(const ogawa_archive *archive, const ogawa_objec
     if (frame->tangents == nullptr || frame->bitangents == nullptr) {
         std::free(frame->tangents); // one is null; the fields deliberately stay as they are
         std::free(frame->bitangents);
-        return read_no_memory;
+        return no_memory_for_frame;
     }
     read_vectors(archive->file, pair.tangents, frame->tangents);
     read_vectors(archive->file, pair.bitangents, frame->bitangents);
     frame->components = components_per_vector;
-    return complete;
+    return frame_read;
 }
 
 int32_t ogawa_compute_tangent_frame(ogawa_polymesh *mesh, const char *uv_set_name) {
@@ -231,7 +236,7 @@ int32_t ogawa_compute_tangent_frame(ogawa_polymesh *mesh, const char *uv_set_nam
     const std::uint64_t float_count = std::uint64_t{frame.count} * components_per_vector;
     frame.tangents = heap_zeroed<float>(float_count);
     frame.bitangents = heap_zeroed<float>(float_count);
-    if (frame.tangents == nullptr || frame.bitangents == nullptr) return no_memory;
+    if (frame.tangents == nullptr || frame.bitangents == nullptr) return no_memory_for_tangents;
     accumulate(*mesh, uv_lookup(*set));
     normalise(frame.tangents, frame.count);
     normalise(frame.bitangents, frame.count);

@@ -13,15 +13,14 @@
 namespace qel {
 namespace {
 
-enum save_status : std::int32_t { saved = 0, cannot_save = -1 };
-enum load_status : std::int32_t {
-    loaded = 0,
-    cannot_open = -1,
+enum scene_save_status : std::int32_t { scene_saved = 0, cannot_save = -1 };
+enum scene_load_status : std::int32_t {
+    scene_loaded = 0,
+    cannot_open_scene = -1,
     not_a_scene = -2,
     unknown_version = -3,
     out_of_memory = -4
 };
-
 
 /// Writes records and arrays. Errors are not reported, but nothing more is written after one.
 class scene_writer {
@@ -269,9 +268,9 @@ void release_meshes(Owner &owner) {
 } // namespace
 
 std::int32_t load_scene(const char *path, qel_alembic_file *scene, std::uint64_t most_missing) {
-    if (scene == nullptr) return cannot_open;
+    if (scene == nullptr) return cannot_open_scene;
     buffered_stream stream(path, "rb"); // frames come in small pieces
-    if (stream.get() == nullptr) return cannot_open;
+    if (stream.get() == nullptr) return cannot_open_scene;
     scene_reader reader(stream.get(), believed_length(stream.get()), most_missing);
 
     scene_header header;
@@ -290,7 +289,7 @@ std::int32_t load_scene(const char *path, qel_alembic_file *scene, std::uint64_t
     stream.close();
     copy_text(scene->source, path);
     qel_alembic_build_hash_table(scene); // without memory for it, the scene does without
-    return loaded;
+    return scene_loaded;
 }
 
 } // namespace qel
@@ -303,7 +302,7 @@ int32_t qel_alembic_save(const char *path, const qel_alembic_file *scene) {
     if (stream.get() == nullptr) return qel::cannot_save;
     qel::scene_writer writer(stream.get());
     qel::write_scene(writer, *scene);
-    return qel::saved;
+    return qel::scene_saved;
 }
 
 int32_t qel_alembic_load(const char *path, qel_alembic_file *scene) {

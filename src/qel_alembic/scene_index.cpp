@@ -10,7 +10,7 @@
 namespace qel {
 namespace {
 
-enum build_status : std::int32_t { built = 0, no_meshes = -1, no_memory_for_index = -4 };
+enum build_status : std::int32_t { built = 0, nothing_to_index = -1, no_memory_for_index = -4 };
 
 /// Finds free slots of a table that is only ever filled. Lattice keys have 18 bits, so large scenes fill one run of
 /// slots; walking it at every insertion would take time in proportion to the square of the scene. Here a block of
@@ -121,7 +121,7 @@ void fill_table(const qel_alembic_file &scene, std::uint32_t *table) {
 extern "C" {
 
 int32_t qel_alembic_build_hash_table(qel_alembic_file *scene) {
-    if (scene == nullptr || qel::meshes_in(*scene) == 0) return qel::no_meshes;
+    if (scene == nullptr || qel::meshes_in(*scene) == 0) return qel::nothing_to_index;
     std::uint64_t total = 0;
     for (std::uint32_t i = 0; i < scene->mesh_count; ++i)
         total += scene->meshes[i].vertex_count;

@@ -18,15 +18,20 @@ namespace {
 constexpr std::uint32_t first_generated_id = 4096;
 constexpr std::uint32_t counted_types = 4;
 
-enum load_status : std::int32_t {
-    loaded = 0,
-    cannot_make = -1,
-    cannot_open = -2,
+enum directory_load_status : std::int32_t {
+    directory_loaded = 0,
+    cannot_make_directory = -1,
+    cannot_open_directory = -2,
     too_short = -3,
-    wrong_magic = -4
+    not_a_directory = -4
 };
 
-enum save_status : std::int32_t { saved = 0, no_directory = -1, no_path = -2, cannot_create = -3 };
+enum directory_save_status : std::int32_t {
+    directory_saved = 0,
+    nothing_to_save = -1,
+    no_path = -2,
+    cannot_create_directory = -3
+};
 
 void release_directory(qel_agent_dir *&directory) {
     release(directory->agents);
@@ -35,16 +40,16 @@ void release_directory(qel_agent_dir *&directory) {
 }
 
 /// A file that ends within the time of its save keeps the directory's.
-load_status read_header(std::FILE *stream, qel_agent_dir &directory) {
+directory_load_status read_header(std::FILE *stream, qel_agent_dir &directory) {
     agent_header header;
     const std::size_t size = std::fread(&header, 1, sizeof header, stream);
     if (size < offsetof(agent_header, saved_at)) return too_short;
-    if (std::memcmp(header.magic, agent_magic, sizeof agent_magic) != 0) return wrong_magic;
+    if (std::memcmp(header.magic, agent_magic, sizeof agent_magic) != 0) return not_a_directory;
     directory.version = header.version;
     directory.agent_count = header.agent_count;
     directory.active_count = header.active_count;
     if (size == sizeof header) directory.saved_at = header.saved_at;
-    return loaded;
+    return directory_loaded;
 }
 
 /// Reads and indexes what the file has of the agents that its header claims. The records come through a piece
@@ -79,8 +84,8 @@ bool write_directory(std::FILE *stream, const qel_agent_dir &directory, std::int
 /// A null path means the directory's own. Failures behind the creation are not reported. What could not be written
 /// whole leaves the old file and the dirty mark, so that the next save tries again; a whole file that cannot take the
 /// target's place stays beside it, and counts as saved.
-save_status save_directory(const char *path) {
-    if (g_agent_dir == nullptr) return no_directory;
+directory_save_status save_directory(const char *path) {
+    if (g_agent_dir == nullptr) return nothing_to_save;
     qel_agent_dir &directory = *g_agent_dir;
     const char *const target = path != nullptr ? path : directory.path;
     if (*target == '\0') return no_path;
@@ -91,7 +96,7 @@ save_status save_directory(const char *path) {
     const bool in_place = std::strcmp(temporary, target) == 0;
     if (!in_place) remove_link(temporary); // it may lead to the old file
     file_stream stream(std::fopen(temporary, "wb"));
-    if (!stream) return cannot_create;
+    if (!stream) return cannot_create_directory;
     const auto now = static_cast<std::int64_t>(std::time(nullptr));
     const bool written = write_directory(stream.get(), directory, now);
     const bool closed = std::fclose(stream.release()) == 0;
@@ -102,7 +107,7 @@ save_status save_directory(const char *path) {
     } else if (!in_place) {
         std::remove(temporary);
     }
-    return saved;
+    return directory_saved;
 }
 
 } // namespace
@@ -136,16 +141,16 @@ std::int32_t qel_agent_dir_init(const char *path) {
 }
 
 std::int32_t qel_agent_dir_load(const char *path) {
-    if (make_agent_directory(path) != ready) return cannot_make;
+    if (make_agent_directory(path) != ready) return cannot_make_directory;
     const file_stream stream(path != nullptr ? std::fopen(path, "rb") : nullptr);
-    if (!stream) return cannot_open;
+    if (!stream) return cannot_open_directory;
     qel_agent_dir &directory = *g_agent_dir;
-    const load_status status = read_header(stream.get(), directory);
-    if (status != loaded) return status;
+    const directory_load_status status = read_header(stream.get(), directory);
+    if (status != directory_loaded) return status;
     read_agents(stream.get(), directory);
     copy_text(directory.path, path);
     directory.dirty = 0;
-    return loaded;
+    return directory_loaded;
 }
 
 std::int32_t qel_agent_dir_save(const char *path) {
@@ -153,7 +158,7 @@ std::int32_t qel_agent_dir_save(const char *path) {
 }
 
 std::int32_t qel_agent_dir_sync() {
-    if (g_agent_dir == nullptr || g_agent_dir->dirty == 0) return saved;
+    if (g_agent_dir == nullptr || g_agent_dir->dirty == 0) return directory_saved;
     return save_directory(nullptr);
 }
 

@@ -14,12 +14,12 @@ namespace qel {
 namespace {
 
 constexpr std::uint32_t exponent = 0x7F800000;
-constexpr std::uint64_t block = 2048; // 8 KiB
+constexpr std::uint64_t floats_a_block = 2048; // 8 KiB
 
 bool finite_plain(const float *numbers, std::uint64_t count) {
     for (std::uint64_t i = 0; i < count;) {
         std::uint32_t found = 0;
-        for (const std::uint64_t end = std::min(i + block, count); i < end; ++i) {
+        for (const std::uint64_t end = std::min(i + floats_a_block, count); i < end; ++i) {
             std::uint32_t bits;
             std::memcpy(&bits, numbers + i, sizeof bits);
             found |= (bits & exponent) == exponent ? 1 : 0;
@@ -36,7 +36,7 @@ bool finite_sse2(const float *numbers, std::uint64_t count) {
     const std::uint64_t whole = count - count % 4;
     for (std::uint64_t i = 0; i < whole;) {
         __m128i found = _mm_setzero_si128();
-        for (const std::uint64_t end = std::min(i + block, whole); i < end; i += 4) {
+        for (const std::uint64_t end = std::min(i + floats_a_block, whole); i < end; i += 4) {
             const __m128i bits = _mm_castps_si128(_mm_loadu_ps(numbers + i));
             found = _mm_or_si128(found, _mm_cmpeq_epi32(_mm_and_si128(bits, mask), mask));
         }
@@ -54,7 +54,7 @@ QEL_TARGET_AVX2 bool finite_avx2(const float *numbers, std::uint64_t count) {
     const std::uint64_t whole = count - count % 8;
     for (std::uint64_t i = 0; i < whole;) {
         __m256i found = _mm256_setzero_si256();
-        for (const std::uint64_t end = std::min(i + block, whole); i < end; i += 8) {
+        for (const std::uint64_t end = std::min(i + floats_a_block, whole); i < end; i += 8) {
             const __m256i bits = _mm256_castps_si256(_mm256_loadu_ps(numbers + i));
             found = _mm256_or_si256(found, _mm256_cmpeq_epi32(_mm256_and_si256(bits, mask), mask));
         }

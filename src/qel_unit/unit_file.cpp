@@ -17,19 +17,19 @@ namespace {
 
 static_assert(sizeof(std::time_t) == 8, "build with a 64-bit clock: seconds since 1970 outgrow 32 bits");
 
-enum save_status : std::int32_t {
-    saved = 0,
-    nothing_to_save = -1,
-    cannot_create = -2,
+enum unit_save_status : std::int32_t {
+    unit_saved = 0,
+    no_unit_to_save = -1,
+    cannot_create_unit = -2,
     header_cut = -3,
     tokens_cut = -4
 };
 
-enum load_status : std::int32_t {
-    loaded = 0,
-    cannot_open = -1,
+enum unit_load_status : std::int32_t {
+    unit_loaded = 0,
+    cannot_open_unit = -1,
     no_header = -2,
-    wrong_magic = -3,
+    not_a_unit = -3,
     no_tokens = -4,
     no_index = -5,
     no_order = -6
@@ -48,10 +48,10 @@ bool write_tokens(std::FILE *stream, const qel_unit &unit) {
 }
 
 /// Reads the header and as many whole tokens as it claims and the file holds; `missing` are those it does not.
-load_status read_unit(std::FILE *stream, qel_unit &unit, std::uint32_t &missing) {
+unit_load_status read_unit(std::FILE *stream, qel_unit &unit, std::uint32_t &missing) {
     unit_header header;
     if (std::fread(&header, 1, sizeof header, stream) != sizeof header) return no_header;
-    if (std::memcmp(header.magic, unit_magic, sizeof unit_magic) != 0) return wrong_magic;
+    if (std::memcmp(header.magic, unit_magic, sizeof unit_magic) != 0) return not_a_unit;
     unit.version = header.version;
     unit.count = header.count;
     unit.extra = header.extra;
@@ -59,7 +59,7 @@ load_status read_unit(std::FILE *stream, qel_unit &unit, std::uint32_t &missing)
     if (unit.tokens == nullptr) return no_tokens;
     unit.count = static_cast<std::uint32_t>(std::fread(unit.tokens, sizeof(qel_token), header.count, stream));
     missing = header.count - unit.count;
-    return loaded;
+    return unit_loaded;
 }
 
 /// Gives back the room for tokens that the header claimed and the file did not hold.
@@ -203,20 +203,20 @@ void sort_tokens(qel_unit &unit) {
 extern "C" {
 
 int32_t qel_unit_save(const char *path, const qel_unit *unit) {
-    if (unit == nullptr || unit->tokens == nullptr || unit->count == 0) return qel::nothing_to_save;
+    if (unit == nullptr || unit->tokens == nullptr || unit->count == 0) return qel::no_unit_to_save;
     const qel::file_stream stream(std::fopen(path, "wb"));
-    if (stream == nullptr) return qel::cannot_create;
+    if (stream == nullptr) return qel::cannot_create_unit;
     if (!qel::write_header(stream.get(), *unit)) return qel::header_cut;
     if (!qel::write_tokens(stream.get(), *unit)) return qel::tokens_cut;
-    return qel::saved;
+    return qel::unit_saved;
 }
 
 int32_t qel_unit_load(const char *path, qel_unit *unit) {
     qel::file_stream stream(std::fopen(path, "rb"));
-    if (stream == nullptr) return qel::cannot_open;
+    if (stream == nullptr) return qel::cannot_open_unit;
     uint32_t missing = 0;
-    const qel::load_status status = qel::read_unit(stream.get(), *unit, missing);
-    if (status != qel::loaded) return status;
+    const qel::unit_load_status status = qel::read_unit(stream.get(), *unit, missing);
+    if (status != qel::unit_loaded) return status;
     stream.reset();
     // Whatever has a code is allocated before the sort, which may use the nodes and does without scratch memory.
     if (!qel::allocate_indexes(*unit)) return qel::no_index;
@@ -224,6 +224,6 @@ int32_t qel_unit_load(const char *path, qel_unit *unit) {
     if (missing != 0) qel::shrink_tokens(*unit);
     qel::sort_tokens(*unit);
     qel::index_tokens(*unit, [](uint32_t, uint32_t) {});
-    return qel::loaded;
+    return qel::unit_loaded;
 }
 }

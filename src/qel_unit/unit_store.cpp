@@ -12,9 +12,9 @@ namespace {
 enum create_status : std::int32_t {
     created = 0,
     no_input = -1,
-    no_tokens = -2,
-    no_index = -3,
-    no_order = -4
+    no_memory_for_list = -2,
+    no_memory_for_indexes = -3,
+    no_memory_for_order = -4
 };
 
 /// What a create is given.
@@ -63,9 +63,9 @@ int32_t qel_unit_create(qel_unit *unit, uint32_t count, const uint64_t *mortons,
     unit->version = qel::unit_version;
     unit->count = count;
     unit->tokens = qel::heap_array<qel_token>(count);
-    if (unit->tokens == nullptr) return qel::no_tokens;
-    if (!qel::allocate_indexes(*unit)) return qel::no_index;
-    if (!qel::allocate_order(*unit)) return qel::no_order;
+    if (unit->tokens == nullptr) return qel::no_memory_for_list;
+    if (!qel::allocate_indexes(*unit)) return qel::no_memory_for_indexes;
+    if (!qel::allocate_order(*unit)) return qel::no_memory_for_order;
     const qel::token_arrays arrays = {mortons, hex_ids, payloads, layers};
     qel::index_tokens(*unit, [&](uint32_t first, uint32_t size) { arrays.copy(unit->tokens, first, size); });
     return qel::created;
