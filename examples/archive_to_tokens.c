@@ -33,12 +33,11 @@ static void must_hold(const char *path, uint64_t bytes) {
 static int faces_fit(const ogawa_polymesh *mesh) {
     uint64_t corners = 0;
     uint32_t i;
-    if (mesh->face_counts == NULL || mesh->face_indices == NULL) return mesh->face_count == 0;
     for (i = 0; i < mesh->face_count; ++i)
         corners += mesh->face_counts[i];
     for (i = 0; i < mesh->face_index_count; ++i)
         if (mesh->face_indices[i] >= mesh->vertex_count) return 0;
-    return corners <= mesh->face_index_count;
+    return corners == mesh->face_index_count;
 }
 
 /* Splits the faces into triangles about their first corners. */
@@ -91,6 +90,7 @@ int main(int argc, char **argv) {
 
     check(ogawa_open(argv[1], &archive), "opening the archive");
     check(ogawa_read_polymesh(&archive, NULL, 0, &mesh), "finding a mesh");
+    if (mesh.face_counts == NULL || mesh.face_indices == NULL) mesh.face_count = mesh.face_index_count = 0;
     check(mesh.positions == NULL || !faces_fit(&mesh), "using the mesh");
     triangles = fan_faces(&mesh, &count);
     vertices = mesh.vertex_count;

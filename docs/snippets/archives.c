@@ -8,7 +8,11 @@
 static void print_around_vertex(ogawa_polymesh *mesh, uint32_t vertex) {
     const uint32_t *faces;
     uint32_t *neighbors, face_count, neighbor_count;
-    if (ogawa_build_manifold(mesh) != 0) return;
+    if (ogawa_build_manifold(mesh) != 0) {
+        mesh->manifold.vertex_face_offsets =
+            NULL; /* without memory it may be left pointing at freed memory */
+        return;
+    }
     if (ogawa_get_vertex_faces(&mesh->manifold, vertex, &faces, &face_count) == 0)
         printf("vertex %u is a corner of %u faces\n", (unsigned)vertex, (unsigned)face_count);
     if (ogawa_get_vertex_neighbors(&mesh->manifold, &mesh->face_counts, vertex, &neighbors,
@@ -20,7 +24,8 @@ static void print_around_vertex(ogawa_polymesh *mesh, uint32_t vertex) {
 
 static void print_first_face(const ogawa_polymesh *mesh) {
     uint32_t *triangles, count;
-    if (mesh->face_count == 0 || mesh->face_counts[0] > mesh->face_index_count) return;
+    if (mesh->face_count == 0 || mesh->face_counts == NULL) return; /* their array found no memory */
+    if (mesh->face_counts[0] > mesh->face_index_count) return;
     if (ogawa_triangulate_face(mesh->face_indices, mesh->face_counts[0], &triangles, &count) != 0) return;
     printf("face 0 has %u corners: %u triangles\n", (unsigned)mesh->face_counts[0], (unsigned)count);
     free(triangles);

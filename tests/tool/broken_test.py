@@ -108,6 +108,18 @@ class BrokenFileTest(ToolTest):
         self.broken(whole[:counts] + struct.pack("<I", 3) + whole[counts + 4:],
                     "its faces need 4607 corners, it has 4608")
 
+    def test_faces_that_are_half_there_are_left_out_and_told(self):
+        corners = json.loads(self.qel("dump", TORUS, "--json"))["face_indices"]
+        content = self.content(TORUS)
+        place = content.index(struct.pack("<8I", *corners[:8]))
+        name = self.file(content[:place] + b"\xff" * (4 * len(corners)) + content[place + 4 * len(corners):])
+        out = self.qel("info", name)
+        self.assertIn("left out: 1152 faces with 0 corners, one without the other\n", out)
+        self.assertIn("faces: 0\n", out)
+        self.qel("view", name, "-o", "page.html")
+        self.qel("convert", name, "-o", "out")
+        self.assertEqual(self.qel("info", "out/mesh.qelm", "out/scene.bqel").count("sound: yes\n"), 2)
+
     def test_an_archive_without_a_mesh_is_sound_but_of_no_use(self):
         out = self.verdict(self.file(files.archive()), "no mesh was found")
         self.assertIn("mesh: none found\n", out)

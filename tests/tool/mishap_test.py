@@ -1,20 +1,27 @@
 # SPDX-License-Identifier: MIT
 """The tool where memory runs out or a disk becomes full inside the library: it ends with a message, and what is there
-stays. FAILING_HEAP and FULL_DISK, if given, are libraries that make it so."""
+stays. PROGRAMS are those that people copy; FAILING_HEAP and FULL_DISK, if given, are libraries that make it so."""
 
 import os
+import subprocess
 import unittest
 
-from tool import TORUS, ToolTest
+from tool import QEL, TORUS, ToolTest
 
 FAILING_HEAP, FULL_DISK = os.environ.get("FAILING_HEAP"), os.environ.get("FULL_DISK")
+PROGRAMS = os.environ.get("PROGRAMS", "").split()
 
 
 @unittest.skipUnless(FAILING_HEAP, "the library's heap cannot be made to fail here")
 class HeapTest(ToolTest):
+    def run_with(self, call, **environment):
+        return subprocess.run(call, capture_output=True, text=True, cwd=self.folder, timeout=120,
+                              env={**os.environ, "LD_PRELOAD": FAILING_HEAP, **environment})
+
     def asked_for(self, *call):
         """The sizes of what the library asks for, in order."""
-        self.qel(*call, env={**os.environ, "LD_PRELOAD": FAILING_HEAP, "SIZES": self.path("sizes")})
+        run = self.run_with(call, SIZES=self.path("sizes"))
+        self.assertEqual(run.returncode, 0, run.stderr)
         with open(self.path("sizes"), encoding="ascii") as sizes:
             asked = sizes.read().split()
         os.remove(self.path("sizes"))
@@ -25,21 +32,24 @@ class HeapTest(ToolTest):
         return [number for number in range(1, len(asked) + 1) if number == 1 or asked[number - 1] != asked[number - 2]]
 
     def refuse(self, number, call):
-        environment = {**os.environ, "LD_PRELOAD": FAILING_HEAP, "FAIL_AT": str(number)}
-        status, errors = self.status_of(*call, env=environment)
-        self.assertIn(status, (0, 1), (number, errors))
-        self.assertRegex(errors, r"\Aqel: .+\n\Z" if status else r"\A\Z", number)
-        return status
+        run = self.run_with(call, FAIL_AT=str(number))
+        self.assertIn(run.returncode, (0, 1), (number, run.stderr))
+        return run
+
+    def refuse_to_qel(self, number, call):
+        run = self.refuse(number, (QEL, *call))
+        self.assertRegex(run.stderr, r"\Aqel: .+\n\Z" if run.returncode else r"\A\Z", number)
+        return run.returncode
 
     def test_convert_ends_with_a_message_and_leaves_nothing(self):
-        asked = self.asked_for("convert", TORUS, "-o", "out")
+        asked = self.asked_for(QEL, "convert", TORUS, "-o", "out")
         self.assertGreater(len(asked), 1152)
         for name in os.listdir(self.path("out")):
             os.remove(self.path("out/" + name))
         os.rmdir(self.path("out"))
         statuses = []
         for number in self.chosen(asked):
-            statuses.append(self.refuse(number, ("convert", TORUS, "-o", f"out{number}")))
+            statuses.append(self.refuse_to_qel(number, ("convert", TORUS, "-o", f"out{number}")))
             self.assertEqual(os.path.exists(self.path(f"out{number}")), statuses[-1] == 0, number)
         self.assertIn(1, statuses)
 
@@ -49,8 +59,20 @@ class HeapTest(ToolTest):
                      ("info", "out/mesh.qelm"), ("view", "out/mesh.qelm", "-o", "page.html"),
                      ("nearest", "out/tokens.qel", "1")):
             with self.subTest(call=call):
-                asked = self.asked_for(*call)
+                asked = self.asked_for(QEL, *call)
                 self.assertGreater(len(asked), 1)
+                for number in self.chosen(asked):
+                    self.refuse_to_qel(number, call)
+
+    def test_the_examples_and_the_programs_of_the_pages_release_nothing_twice(self):
+        self.assertGreater(len(PROGRAMS), 5)
+        for program in PROGRAMS:
+            call = (program, TORUS, ".") if program.endswith("archive_to_tokens") else (program, TORUS)
+            if program.endswith("skinned_cache"):
+                call = (program, "strip.qelm")
+            with self.subTest(program=program):
+                asked = self.asked_for(*call)
+                self.assertGreater(len(asked), 0)
                 for number in self.chosen(asked):
                     self.refuse(number, call)
 

@@ -8,9 +8,12 @@ namespace {
 
 constexpr std::uint64_t header_bytes = 16, group_bit = std::uint64_t{1} << 63;
 
-/// Corner counts without corners, or the reverse, are no faces.
-void drop_half_faces(ogawa_polymesh &mesh) {
+/// Faces without corners, or the reverse, are none.
+void drop_half_faces(report &about, ogawa_polymesh &mesh) {
     if (mesh.face_counts != nullptr && mesh.face_indices != nullptr) return;
+    if (mesh.face_count > 0 || mesh.face_index_count > 0)
+        about.fact("left out", counted(mesh.face_count, "face") + " with " +
+                                   counted(mesh.face_index_count, "corner") + ", one without the other");
     std::free(mesh.face_counts);
     std::free(mesh.face_indices);
     mesh.face_counts = mesh.face_indices = nullptr;
@@ -84,7 +87,7 @@ void examine_archive(examined &what) {
     if (code == -2 || (code == 0 && what.mesh->positions == nullptr))
         throw failure(what.file.name(), "not enough memory for its mesh");
     if (code == 0) {
-        drop_half_faces(*what.mesh.get());
+        drop_half_faces(about, *what.mesh.get());
         return mesh_facts(about, *what.mesh.get());
     }
     about.fact("mesh", "none found");
