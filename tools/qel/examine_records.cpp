@@ -27,6 +27,23 @@ bool is_hexadecimal(const char *id) {
     return true;
 }
 
+/// What the records of an agent directory hold.
+struct agent_census {
+    std::map<unsigned, std::uint64_t> types, states;
+    std::set<std::string> ids;
+    tally bad_ids, bad_states;
+    std::uint64_t running = 0;
+
+    void add(std::uint64_t slot, const qel_agent &agent) {
+        ++types[agent.type];
+        ++states[agent.state];
+        if (agent.state != 6) ++running;
+        if (agent.state > 6) bad_states.found(slot);
+        if (!is_hexadecimal(agent.id)) bad_ids.found(slot);
+        ids.insert(std::string(agent.id, 8));
+    }
+};
+
 } // namespace
 
 void check_unit(report &about, const input_file &file) {
@@ -72,37 +89,28 @@ void examine_agents(examined &what) {
     if (file.size() < header_bytes) return about.fatal("its header is cut short");
     const auto version = head_number<std::uint32_t>(file, 4), count = head_number<std::uint32_t>(file, 8),
                active = head_number<std::uint32_t>(file, 12);
-    std::map<unsigned, std::uint64_t> types, states;
-    std::set<std::string> ids;
-    tally bad_ids, bad_states;
-    std::uint64_t running = 0;
     const std::uint64_t wanted = std::min(count, QEL_AGENT_CAPACITY);
+    agent_census all;
     const std::uint64_t found =
-        each_record<qel_agent>(file, header_bytes, wanted, [&](std::uint64_t slot, const qel_agent &agent) {
-            ++types[agent.type];
-            ++states[agent.state];
-            if (agent.state != 6) ++running;
-            if (agent.state > 6) bad_states.found(slot);
-            if (!is_hexadecimal(agent.id)) bad_ids.found(slot);
-            ids.insert(std::string(agent.id, 8));
-        });
+        each_record<qel_agent>(file, header_bytes, wanted,
+                               [&](std::uint64_t slot, const qel_agent &agent) { all.add(slot, agent); });
     about.fact("version", version);
     about.fact("agents", found);
     about.fact("active", active);
     about.fact("saved", time_text(head_number<std::int64_t>(file, 16)));
-    about.fact("types", list_of(types));
-    about.fact("states", list_of(states));
-    about.fact("distinct ids", ids.size()); // fewer than agents once the counter of ids has come round
+    about.fact("types", list_of(all.types));
+    about.fact("states", list_of(all.states));
+    about.fact("distinct ids", all.ids.size()); // fewer than agents once the counter of ids has come round
     if (version != 1) about.problem("its version is " + std::to_string(version) + ", not 1");
     if (count > QEL_AGENT_CAPACITY)
         about.problem("it claims " + counted(count, "agent") + ", a directory holds at most 65536");
     compare_sizes(about, file.size(), header_bytes + wanted * sizeof(qel_agent));
-    bad_ids.tell(about, "agent", "an id that is not eight hexadecimal digits");
-    bad_states.tell(about, "agent", "an impossible state");
+    all.bad_ids.tell(about, "agent", "an id that is not eight hexadecimal digits");
+    all.bad_states.tell(about, "agent", "an impossible state");
     // A reset brings an ended agent back without counting it, so there may be more running than counted.
-    if (active > running && found == count)
-        about.problem("it counts " + std::to_string(active) + " active, but only " + std::to_string(running) +
-                      " have not ended");
+    if (active > all.running && found == count)
+        about.problem("it counts " + std::to_string(active) + " active, but only " +
+                      std::to_string(all.running) + " have not ended");
 }
 
 } // namespace tool
