@@ -43,10 +43,11 @@ def frame(number=1, time=0.5, positions=None):
     return struct.pack("<ifII", number, time, 1, len(positions)) + b"".join(struct.pack("<3f", *p) for p in positions)
 
 
-def scene(meshes=None, frames=(), version=1, total=None):
+def scene(meshes=None, frames=(), version=1, total=None, faces=None):
     meshes = [mesh()] if meshes is None else meshes
     total = sum(struct.unpack_from("<I", m, 64)[0] for m in meshes) if total is None else total
-    head = struct.pack("<4sIIIQQfffI16x", b"BQEL", version, len(meshes), len(frames), total, len(meshes), 24, 0, 1, 0)
+    head = struct.pack("<4sIIIQQfffI16x", b"BQEL", version, len(meshes), len(frames), total,
+                       len(meshes) if faces is None else faces, 24, 0, 1, 0)
     return head + b"".join(meshes) + b"".join(frames)
 
 

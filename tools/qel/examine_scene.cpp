@@ -109,7 +109,10 @@ void scene_facts(report &about, scene_record &scene) {
     about.fact("meshes", scene->mesh_count);
     about.fact("vertices", scene->total_vertices);
     about.fact("tokens", scene->total_tokens);
-    about.fact("triangles", scene->total_faces);
+    std::uint64_t triangles = 0; // the header holds what its maker set
+    for (std::uint32_t i = 0; i < scene->mesh_count; ++i)
+        triangles += scene->meshes[i].face_count;
+    about.fact("triangles", triangles);
     about.fact("frames", scene->frame_count);
     about.fact("time", format("%g to %g at %g per second", double{scene->time_start}, double{scene->time_end},
                               double{scene->fps}));
