@@ -13,17 +13,19 @@
  *    Filling a record that already owns arrays overwrites their pointers without freeing: release first.
  * 3. **Memory.** Every array that leaves the library comes from `malloc`, `calloc`, `realloc` or (POSIX)
  *    `aligned_alloc`. Arrays that a function hands out are released with `free`; a record filled by hand with
- *    `malloc`ed arrays may be given to a release function. An allocation of zero bytes is never a failure.
+ *    `malloc`ed arrays may be given to a release function. An array of no entries is asked for as one
+ *    byte, so that no platform's null for it looks like a failure.
  *    A function holds its result plus a bounded scratch; where the scratch grows with the input, it says so.
  * 4. **Arguments.** Pointers are tested for null only where the function says so. Arrays must hold as many
  *    entries as the counts say. Inputs are never written; outputs must not overlap inputs but
  *    where the function allows it (::qel_skin_apply).
- * 5. **Threads.** No function starts a thread, waits or locks. The agent directory is process-wide state, and
- *    an archive's stream and first-mesh cache are shared through its record: callers serialise their calls on
- *    those. Everything else touches only its arguments.
+ * 5. **Threads.** No function starts a thread, waits for one or locks. The agent directory is process-wide
+ *    state, and an archive's stream and first-mesh cache are shared through its record: callers serialise
+ *    their calls on those. Everything else touches only its arguments.
  * 6. **Files.** All formats are little-endian; paths are byte strings for `fopen`. Offsets are 64-bit. A file
  *    is opened, used and closed within one call, except an archive's stream (::ogawa_open to ::ogawa_close)
- *    and a mesh cache mapping (::qel_mesh_load to ::qel_mesh_free).
+ *    and a mesh cache mapping (::qel_mesh_load to ::qel_mesh_free). A path that names a pipe waits until the
+ *    pipe's other end is opened, as `fopen` does, except that ::qel_mesh_load refuses it at once.
  * 7. **Numbers.** Positions, normals and UVs are single precision and computed in single precision, in the
  *    order written, without fused multiply-add: results are the same bits on every platform, but for what a
  *    NaN carries beside being one. Texts have a decimal point in every locale. Transforms are 4 x 4 doubles in
@@ -202,7 +204,8 @@ struct qel_unit {
  * @retval -1 `unit` is null or `count` is 0: nothing touched
  * @retval -2 no memory for the tokens: `version`, `count` and `extra` are set, `tokens` is null, the other
  *            pointers are as they were: only a record that was zeroed before can be released then
- * @retval -3 no memory for an index: tokens and indexes are released and null, the numbers set
+ * @retval -3 no memory for an index: tokens and indexes are released and null, the numbers set, `order` as it
+ *            was
  * @retval -4 no memory for `order`: as after ::qel_unit_free, and `order` is null
  * @param[out] unit  the record to fill; what it held is overwritten, not freed
  * @param count      number of tokens
@@ -227,9 +230,11 @@ QEL_API void qel_unit_free(qel_unit *unit);
 /**
  * Writes a unit file: a 24-byte header with the present time, then the tokens in storage order.
  *
- * A failed save may leave a partly written file behind.
+ * A failed save may leave a partly written file behind. The last few kilobytes are written when the file is
+ * closed, and what goes wrong there is not reported: on a full device the answer may be 0, and is for few
+ * tokens. To be sure, load the file again.
  *
- * @retval  0 written
+ * @retval  0 written, as far as could be seen before the file was closed
  * @retval -1 `unit` or its `tokens` is null, or its `count` is 0: no file is created
  * @retval -2 the file cannot be created
  * @retval -3 the header could not be written whole
@@ -252,9 +257,11 @@ QEL_API int32_t qel_unit_save(const char *path, const qel_unit *unit);
  * @retval -1 the file cannot be opened: `unit` untouched
  * @retval -2 fewer than 24 bytes: `unit` untouched
  * @retval -3 the file does not begin with "QEL" and a zero byte: `unit` untouched
- * @retval -4 no memory for as many tokens as the header claims: `version`, `count`, `extra` set, `tokens`
- *            null
- * @retval -5 no memory for an index: tokens and indexes are released and null
+ * @retval -4 no memory for as many tokens as the header claims: `version`, `count` (as claimed) and `extra` are
+ *            set, `tokens` is null, the other pointers are as they were: only a record that was zeroed before
+ *            can be released then
+ * @retval -5 no memory for an index: tokens and indexes are released and null, the numbers set, `order` as it
+ *            was
  * @retval -6 no memory for `order`: as after ::qel_unit_free, and `order` is null
  * @param path       file to read
  * @param[out] unit  the record to fill; what it held is overwritten, not freed
@@ -590,7 +597,7 @@ struct ogawa_polymesh {
     float *normals;                    /**< owned; `normal_count` triples */
     uint32_t normal_count;             /**< number of triples */
     uint32_t *normal_indices;          /**< owned; the library leaves it null and only releases it */
-    uint32_t normal_scope;             /**< ::OGAWA_SCOPE_FACE_VARYING when normals were taken, else 0 */
+    uint32_t normal_scope;             /**< ::OGAWA_SCOPE_FACE_VARYING or 0, see ::ogawa_read_polymesh */
     uint32_t *face_counts;             /**< owned; corners of each face */
     uint32_t face_count;               /**< number of faces */
     uint32_t *face_indices;            /**< owned; the vertex of every corner, face after face; not checked */
@@ -726,16 +733,21 @@ QEL_API const char *ogawa_schema_to_string(ogawa_schema schema);
  * that gives no positions, the bytes themselves are searched: positions within the first 2 KiB, then unit
  * normals, then a run of small words taken as triangles. An array that cannot be allocated is no failure:
  * its pointer is null beside its count (face counts of the byte search: both face arrays are released and
- * null, `face_index_count` is 0 and `face_count` stays).
+ * null, `face_index_count` is 0 and `face_count` stays). An array of the tree that the file's end cuts short is
+ * null and its count 0; normals of the byte search keep their count then, and missing face indices are 0.
+ * `normal_scope` is ::OGAWA_SCOPE_FACE_VARYING where the tree has normals, read or not, and where the byte
+ * search has read some.
  *
- * The scratch is 8 KiB of nodes, a window of 256 KiB, and at most 32 bytes for each distinct reference that
- * lists nothing.
+ * The tree is not searched without memory for its list of nodes, and a group not without memory for its
+ * references (8 bytes each): the answer is then what the rest holds. The scratch is 8 KiB of nodes, a window
+ * of 256 KiB, and at most 32 bytes for each distinct reference that lists nothing.
  *
- * @retval  0 at least one position was read
+ * @retval  0 there is at least one vertex; `positions` are null where only memory for them was missing
  * @retval -1 `archive`, its stream or `mesh` is null (nothing touched); or there are no positions: `mesh` is
  *            cleared, name and path are set, and it may hold a positions buffer, so release it. Where the
  *            tree named positions that are cut short, the rest of the mesh is there all the same
- * @retval -2 the positions found by the byte search could not be allocated: as for -1
+ * @retval -2 the positions found by the byte search could not be allocated: as for -1, but `vertex_count` is
+ *            the number sought, beside null `positions`
  * @param archive    an open archive; its stream position moves
  * @param object     name and path are copied from it; null gives "mesh" and "/mesh"
  * @param sample     ignored: every archive is read as one static sample
@@ -796,8 +808,8 @@ QEL_API void ogawa_free_polymesh(ogawa_polymesh *mesh);
  *
  * @retval  0 read
  * @retval -1 `archive` or its stream is null, or no block was found (outputs untouched); or the block is cut
- *            short (`*normals` is null, `*count` the number sought)
- * @retval -2 no memory: `*normals` is null, `*count` the number sought
+ *            short (`*normals` is null, `*count` the number sought, the other outputs untouched)
+ * @retval -2 no memory: as where the block is cut short
  * @param archive       an open archive; its stream position moves
  * @param object        ignored
  * @param sample        ignored
@@ -940,7 +952,7 @@ QEL_API int32_t ogawa_read_tangent_frame(const ogawa_archive *archive, const oga
  * @retval  0 computed
  * @retval -1 `mesh` is null, or has no vertices or no UV sets: nothing touched
  * @retval -2 no UV set of that name, or `uv_sets` is null: nothing touched
- * @retval -3 no memory: `count` and both pointers are set, one or both of them null
+ * @retval -3 no memory: `count` and both pointers are set, one or both of them null; `components` stays
  * @param[in,out] mesh  the mesh; a tangent frame held before is overwritten, not freed
  * @param uv_set_name   the set to use, compared exactly; null takes the first
  */
@@ -1146,18 +1158,19 @@ QEL_API void qel_alembic_generate_token(const qel_alembic_vertex *vertex, uint8_
  * Vertex and token arrays are allocated where they are null, else reused. The box is computed when its
  * minimum and maximum x are both exactly 0 and there are positions; any other box is trusted. Without
  * positions the vertex records keep what they hold (new ones: zero) but for the topology. Linear in vertices
- * plus faces.
+ * plus faces. Above 4,096 vertices the scratch is 4 bytes per vertex; without it the result is the same.
  *
  * @retval  0 processed
  * @retval -1 `mesh` is null or has no vertices: nothing touched
- * @retval -4 no memory: an array that was allocated before stays in the record
+ * @retval -4 no memory: an array that was allocated before stays in the record, which is not changed otherwise
  * @param[in,out] mesh  the mesh; `layer`, `bounds`, `vertices` and `tokens` are written
  * @param layer         layer of the mesh and its tokens
  */
 QEL_API int32_t qel_alembic_process_mesh(qel_alembic_mesh *mesh, uint8_t layer);
 
 /**
- * Builds a mesh record from caller arrays, which are copied, and processes it with layer 1.
+ * Builds a mesh record from caller arrays, which are copied, and processes it with layer 1, with the scratch of
+ * ::qel_alembic_process_mesh.
  *
  * @retval  0 built
  * @retval -1 `positions` or `out` is null (nothing touched), or `vertex_count` is 0 (the record holds name,
@@ -1197,7 +1210,7 @@ QEL_API int32_t qel_alembic_save(const char *path, const qel_alembic_file *scene
  * @retval  0 loaded
  * @retval -1 `path` or `scene` is null, or the file cannot be opened: nothing touched
  * @retval -2 fewer than 64 bytes, or the file does not begin with "BQEL": nothing touched
- * @retval -3 the version is above 1: it is stored in the scene
+ * @retval -3 the version is above 1: it is stored in the scene, and nothing else is touched
  * @retval -4 no memory, or counts that the file cannot hold and that would take more than 1 GiB beyond its
  *            length: everything read is released and both counts are 0 (they stay when the mesh array itself
  *            was refused); totals, times and flags of the header stay
@@ -1305,7 +1318,8 @@ QEL_API int32_t qel_alembic_lookup_frame_vertex(const qel_alembic_file *scene, i
  * Finds the `k` vertices nearest to a key, nearest first; of equal distances the earlier vertex comes first.
  *
  * The distance is floor(sqrt(|vertex key - key|)), exact for every 64-bit difference: it is measured on the
- * keys, not in space. The whole scene is scanned. The scratch is at most 16 bytes per result.
+ * keys, not in space. The whole scene is scanned, but for meshes without vertex records. The scratch is at
+ * most 16 bytes per result.
  *
  * @param scene         the scene; null gives 0
  * @param morton        the key to search around
@@ -1317,7 +1331,7 @@ QEL_API uint32_t qel_alembic_query_nearest(const qel_alembic_file *scene, uint64
                                            qel_alembic_hit *results);
 
 /**
- * Lists the tokens of one layer, meshes and tokens in order.
+ * Lists the tokens of one layer, meshes and tokens in order. Meshes without tokens are passed by.
  *
  * @param scene         the scene; null or without meshes gives 0
  * @param layer         layer number, compared with each token's
@@ -1511,7 +1525,7 @@ QEL_API int32_t ogawa_read_skinning(const ogawa_archive *archive, const ogawa_ob
  * slots, in order, of weight x position transformed as a row vector, each product and sum in single
  * precision. Slots with a weight below 1e-6 or a joint number beyond the skin are skipped; weights are not
  * normalised; a vertex without a usable slot becomes (0, 0, 0). The scratch is 128 bytes per joint; without
- * it nothing is written.
+ * it nothing is written, nor for a skin that has joints to count, or weights, but no array of them.
  *
  * @param skin                the skin; its `weight_count` says how many positions there are. Null does
  * nothing
@@ -1573,16 +1587,17 @@ struct qel_mesh {
  * Writes a mesh cache file. Errors after the file is open are not reported.
  *
  * Faces are fanned into triangles about their first corner; faces of fewer than 3 corners give none. Normals
- * of vertex scope and matching count are written as they are, others are summed over the corners of each
- * vertex and normalised. Where scratch memory (16 bytes per vertex; 12 per triangle) is missing, that block
- * is left out.
+ * of vertex scope and matching count are written as they are, others are summed over the first
+ * `face_index_count` corners, each for its vertex, and normalised. Where scratch memory (16 bytes per vertex;
+ * 12 per triangle) is missing, that block is left out.
  *
  * Reads `positions`, `vertex_count`, `normals`, `normal_count`, `normal_scope`, `face_counts`, `face_count`,
  * `face_indices`, `face_index_count`, `bounds_min` and `bounds_max`. Null `positions` are written as zeros.
  * A corner beyond `face_index_count` (where that is not 0), or any with null `face_indices`, is vertex 0 in
  * the index block and gives no normal. Where there are more than 2^24 of such corners, or more than 2^32 - 1
  * triangles, the index block is left out, so that hostile counts make no enormous file. A block left out is
- * still counted in the header, which holds the low 32 bits.
+ * still counted in the header, which holds the low 32 bits. With a `face_index_count` of 0 no index is checked:
+ * faces are fanned as their counts say, into whatever indices stand there, and summed normals are all zero.
  *
  * @retval   0 written
  * @retval  -1 `mesh` or `path` is null, or the mesh has no vertices: no file is created
@@ -1599,7 +1614,9 @@ QEL_API int32_t qel_mesh_save(const ogawa_polymesh *mesh, const qel_skin *skin, 
  *
  * Version, counts and offsets are not compared with the file's length: a caller that does not trust the file
  * checks them against `file_size` before it follows the pointers. A header cut short is completed with
- * zeros. A skin block that does not lie inside the file leaves `skin` null.
+ * zeros. A skin block that does not lie inside the file leaves `skin` null, and so does missing memory for the
+ * record. Without memory for the joints, `joints` is null and the weights are read from where the joints lie;
+ * without memory for the weights, `weights` is null.
  *
  * @retval  0 mapped
  * @retval -1 `path` or `mesh` is null: nothing touched
@@ -1714,7 +1731,8 @@ QEL_API int32_t qel_agent_dir_load(const char *path);
  * On POSIX the target is replaced in one step. Where the temporary file cannot be written whole, it is
  * removed, the old file stays, and `dirty` and `saved_at` stay as they were. Where it is whole but cannot take
  * the target's place (a folder with files in it, or on Windows a file in use), it stays beside it and counts
- * as saved. Where the temporary name is a link to another file, that link is removed first. A count above ::QEL_AGENT_CAPACITY is written as it is, with the records that exist.
+ * as saved. Where the temporary name is a link to another file, that link is removed first. A count above
+ * ::QEL_AGENT_CAPACITY is written as it is, with the records that exist.
  *
  * @retval  0 written, or a write or rename failed: the code does not tell
  * @retval -1 there is no directory
