@@ -18,7 +18,7 @@ class BrokenFileTest(ToolTest):
         out = self.fails(f"file: {verdict}", "info", name)
         self.qel("dump", name, "--json", status=1)
         self.assertEqual(self.errors, message)
-        for call in (("view", name, "-o", "page.html"), ("convert", name, "-o", "out"), ("nearest", name, "1")):
+        for call in (("view", name, "--by-bytes", "-o", "page.html"), ("convert", name, "-o", "out"), ("nearest", name, "1")):
             self.assertEqual(self.qel(*call, status=1), "")
             if ": is of the kind " not in self.errors:
                 self.assertEqual(self.errors, message, call)
@@ -116,7 +116,7 @@ class BrokenFileTest(ToolTest):
         out = self.qel("info", name)
         self.assertIn("left out: 1152 faces with 0 corners, one without the other\n", out)
         self.assertIn("faces: 0\n", out)
-        self.qel("view", name, "-o", "page.html")
+        self.qel("view", name, "--by-bytes", "-o", "page.html")
         self.qel("convert", name, "-o", "out")
         self.assertEqual(self.qel("info", "out/mesh.qelm", "out/scene.bqel").count("sound: yes\n"), 2)
 

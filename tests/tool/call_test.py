@@ -41,7 +41,7 @@ class CallTest(ToolTest):
         with open(PAGE, encoding="utf-8") as page:
             parts = re.split(r"(?m)^\.It Cm (\w+)", page.read())
         told = {name: {"-" + option for line in re.findall(r"(?m)^\.It (Fl .*)", part)
-                       for option in re.findall(r"(?:Fl|,) (-?[a-z]+)", line)}
+                       for option in re.findall(r"(?:Fl|,) (-?[a-z][-a-z]*)", line)}
                 for name, part in zip(parts[1::2], parts[2::2])}
         commands = re.findall(r"(?m)^  (\w+)", self.qel("--help").partition("Subcommands:")[2])
         self.assertEqual(sorted(told), sorted(commands))

@@ -55,7 +55,8 @@ class HeapTest(ToolTest):
 
     def test_the_other_commands_end_with_a_message(self):
         self.qel("convert", TORUS, "-o", "out")
-        for call in (("info", TORUS), ("dump", TORUS), ("view", TORUS, "-o", "page.html"), ("info", "out/scene.bqel"),
+        for call in (("info", TORUS), ("dump", TORUS), ("view", TORUS, "--by-bytes", "-o", "page.html"),
+                     ("info", "out/scene.bqel"),
                      ("info", "out/mesh.qelm"), ("view", "out/mesh.qelm", "-o", "page.html"),
                      ("nearest", "out/tokens.qel", "1")):
             with self.subTest(call=call):

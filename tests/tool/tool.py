@@ -13,6 +13,7 @@ import tempfile
 import unittest
 
 QEL, TORUS = os.environ["QEL"], os.environ["TORUS"]
+HARBOUR = os.path.join(os.path.dirname(TORUS), "harbour.abc")
 
 
 class ToolTest(unittest.TestCase):

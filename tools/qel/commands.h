@@ -2,6 +2,7 @@
 // What main.cpp dispatches to. Every command returns the exit status or throws failure.
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -19,6 +20,11 @@ struct nearest_options {
 };
 int nearest(const nearest_options &options);
 
-int view(const std::string &name, const std::string &page);
+struct view_options {
+    std::string input, page;
+    std::uint64_t megabytes = 64; ///< at most, of the page
+    bool by_bytes = false;        ///< an archive's mesh is found by the look of its bytes
+};
+int view(const view_options &options);
 
 } // namespace tool

@@ -24,6 +24,7 @@ struct request {
     std::string name, output;
     bool json = false, verbose = false;
     nearest_options around;
+    view_options seen;
     std::function<int()> command;
 };
 
@@ -75,12 +76,20 @@ void add_dump(CLI::App &app, request &wanted) {
 }
 
 void add_view(CLI::App &app, request &wanted) {
-    CLI::App *sub = app.add_subcommand("view", "Write a page that shows a mesh beside its tokens in 3-D");
-    sub->add_option("FILE", wanted.name, "Archive, scene or mesh cache; - is standard input")->required();
-    sub->add_option("-o,--output", wanted.output, "The page; - is standard output")
+    CLI::App *sub = app.add_subcommand("view", "Write a page that shows meshes beside their tokens in 3-D");
+    sub->add_option("FILE", wanted.seen.input,
+                    "Archive, scene, mesh cache, or a folder of mesh caches; - is standard input")
+        ->required();
+    sub->add_option("-o,--output", wanted.seen.page, "The page; - is standard output")
         ->required()
         ->type_name("PAGE.html");
-    sub->callback([&wanted] { wanted.command = [&wanted] { return view(wanted.name, wanted.output); }; });
+    sub->add_option("--max-size", wanted.seen.megabytes,
+                    "Megabytes that the page may have: frames are left out first, then points")
+        ->check(CLI::Range(1, 4096))
+        ->type_name("MB")
+        ->capture_default_str();
+    sub->add_flag("--by-bytes", wanted.seen.by_bytes, "Find an archive's mesh by the look of its bytes");
+    sub->callback([&wanted] { wanted.command = [&wanted] { return view(wanted.seen); }; });
 }
 
 /// CLI11 takes "[a,b]" for two words and "{}" for none where it may have several. So words with such a beginning

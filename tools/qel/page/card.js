@@ -1,30 +1,54 @@
-// The card that says what a token is.
-const card = document.getElementById('card');
+// The card that says what a token is, and its record as text.
+const short = (values) => values.map((value) => signed(Number(value.toPrecision(4)))).join(', ');
+const hexadecimal = (value) => value.toString(16).toUpperCase().padStart(16, '0');
 
-const stateNames = new Map([[-1, '\u22121'], [0, '0'], [1, '1'], [2, '2']]);
-const place3 = (vertex) => [0, 1, 2].map((axis) => Number(positions[vertex * 3 + axis].toPrecision(4)))
-  .map(signed).join(', ');
-
-function fillCard(vertex, mode) {
-  const facts = [
-    ['Key', keyOf(vertex)], ['Identity', identityOf(vertex)], ['Cell', cellOf(vertex).join(', ')],
-    ['Layer', String(layers[vertex])], ['Level', signed(levels[vertex])],
-    ['State', stateNames.get(states[vertex]) || signed(states[vertex])],
-    ['Norm', norms[vertex].toFixed(4)], ['Position', place3(vertex)],
+function factsOf(model, vertex) {
+  const payload = payloadOf(model, vertex), normal = normalOf(model, vertex), uv = uvOf(model, vertex);
+  const computed = [...model.normals.subarray(vertex * 4, vertex * 4 + 3)].map((value) => value / 127);
+  return [
+    ['Key', String(keyOf(model, vertex))], ['Identity', identityOf(model, vertex)], ['Cell', cellOf(model, vertex).join(', ')],
+    ['Layer', String(model.layers[vertex])], ['Level', signed(model.levels[vertex])], ['State', signed(model.states[vertex])],
+    ['Norm', model.norms[vertex].toFixed(4)], ['Payload', payload === null ? 'not in this page' : hexadecimal(payload)],
+    ['Position', short(positionOf(model, vertex))],
+    normal ? ['Normal', short(normal)] : ['Normal (of faces)', short(computed)],
+    ...(uv ? [['UV', short(uv)]] : []),
   ];
-  const part = partOf(vertex);
-  const title = element('h3');
-  title.append(element('i', '', `background: ${css(modes[mode].colour(vertex))}`),
-    element('span', `Token ${grouped(vertex)}`), element('small', data.parts.length > 1 ? part.name : ''));
+}
+
+function recordText(model, vertex) {
+  const mesh = meshOf(model, vertex);
+  const facts = factsOf(model, vertex).map(([name, value]) => `${name.toLowerCase()} = ${value.replace(/\u2212/g, '-')}`);
+  return [`mesh = ${pathOf(model, mesh.object)}`, `vertex = ${numberOf(model, vertex)}`,
+    ...(model.times.length > 1 ? [`time = ${model.times[model.frame]}`] : []), ...facts].join('\n') + '\n';
+}
+
+// `near` holds [vertex, distance] of the nearest tokens; `pick` is called with the one that is pressed.
+function fillCard(card, model, vertex, colour, crowd, near, pick) {
+  const mesh = meshOf(model, vertex), title = element('h3'), dot = element('i');
+  dot.style.background = colour;
+  title.append(dot, element('span', `Token ${grouped(numberOf(model, vertex))}`), element('small', model.objects[mesh.object].name));
+  title.lastChild.title = pathOf(model, mesh.object);
   const list = element('dl');
-  for (const [name, value] of facts) list.append(element('dt', name), element('dd', value));
+  for (const [name, value] of factsOf(model, vertex)) list.append(element('dt', name), element('dd', value));
   card.replaceChildren(title, list);
-  const others = crowd.get(cellNumber(vertex)) - 1;
-  if (others > 0) card.append(element('p', `Shares its cell with ${grouped(others)} other token${others === 1 ? '' : 's'}.`));
+  if (crowd > 1) card.append(element('p', `Shares its cell with ${plural(crowd - 1, 'other token')}.`));
+  if (near.length === 0) return;
+  const nearest = element('ol');
+  for (const [other, distance] of near) {
+    const entry = element('li'), button = element('button');
+    button.type = 'button';
+    button.append(element('b', grouped(distance)), element('span', identityOf(model, other)),
+      element('small', model.meshes.length > 1 ? model.objects[meshOf(model, other).object].name : cellOf(model, other).join(', ')));
+    button.addEventListener('click', () => pick(other));
+    entry.append(button);
+    nearest.append(entry);
+  }
+  const heading = element('h4', 'Nearest, in hops');
+  card.append(heading, nearest);
 }
 
 // Beside the pointer where there is room, never under it.
-function placeCard(x, y, width, height) {
+function placeCard(card, x, y, width, height) {
   card.hidden = false;
   const own = card.getBoundingClientRect(), gap = 18, margin = 10;
   let left = x + gap + own.width + margin > width ? x - gap - own.width : x + gap;

@@ -1,163 +1,476 @@
 // Ties the parts together: what is chosen, how it looks, when it is drawn.
-const canvas = document.getElementById('canvas'), labels = document.getElementById('labels');
-const gl = canvas.getContext('webgl2', { antialias: true, alpha: true, premultipliedAlpha: true });
-const chosen = { vertex: -1, kept: false, x: 0, y: 0 };
-let scene = null, mode = 'level', panes = [], pointer = null, waiting = false;
+const by = (id) => document.getElementById(id);
+const root = document.documentElement, canvas = by('canvas'), overlay = by('overlay'), card = by('card');
 
-const root = document.documentElement;
-const tone = (name) => channels(getComputedStyle(root).getPropertyValue(name).trim()).map((channel) => channel / 255);
-const ratio = () => Math.min(window.devicePixelRatio || 1, 2);
+function say(text) {
+  by('found').textContent = text;
+}
 
-function layOut() {
-  const box = canvas.getBoundingClientRect(), scale = ratio();
-  canvas.width = Math.max(1, Math.round(box.width * scale));
-  canvas.height = Math.max(1, Math.round(box.height * scale));
-  panes = ['mesh-pane', 'token-pane'].map((id) => {
-    const own = document.getElementById(id).getBoundingClientRect(), isMesh = id === 'mesh-pane';
-    const left = own.left - box.left, top = own.top - box.top;
-    const size = [own.width * scale, own.height * scale].map(Math.round);
-    return {
-      isMesh, left, top, width: own.width, height: own.height,
-      pixels: [Math.round(left * scale), canvas.height - Math.round(top * scale) - size[1], ...size],
-      from: isMesh ? low : [-0.5, -0.5, -0.5], to: isMesh ? high : [47.5, 47.5, 47.5],
-      place: (i) => (isMesh ? [...positions.subarray(i * 3, i * 3 + 3)] : cellOf(i)),
-    };
+function fail(text) {
+  by('message').textContent = text;
+  by('message').hidden = false;
+  document.body.classList.remove('opening');
+}
+
+// Where nothing else tells: what stands on z = 0 and reaches below y = 0 has Z up.
+function guessZUp({ low, high }) {
+  const deep = high[1] - low[1], tall = high[2] - low[2];
+  return tall > 0 && Math.abs(low[2]) < tall * 0.01 && low[1] < -deep * 0.05;
+}
+
+function wholeBox(model) {
+  const low = [0, 1, 2].map((axis) => Math.min(...model.meshes.map((mesh) => mesh.low[axis])));
+  const high = [0, 1, 2].map((axis) => Math.max(...model.meshes.map((mesh) => mesh.high[axis])));
+  return { low, high };
+}
+
+function startPage(model, read) {
+  const gl = canvas.getContext('webgl2', { antialias: false, alpha: true, premultipliedAlpha: true });
+  const state = { mode: 'level', layout: 'both', linked: true, zUp: false, fitted: true };
+  const chosen = { vertex: -1, kept: false, near: [] };
+  const cameras = { mesh: newCamera(), tokens: newCamera() };
+  const colours = createColours(model), cells = createCells(model);
+  const whole = model.count > 0 ? wholeBox(model) : { low: [0, 0, 0], high: [1, 1, 1] };
+  const spaces = { mesh: spaceOf(whole), tokens: { centre: [23.5, 23.5, 23.5], scale: 1 / (24 * Math.sqrt(3)) } };
+  let renderer = null, tones = null, panes = [], active = null, pointer = null, asked = 0, dirty = true, overlayDirty = true;
+  let moving = false, share = 1, lastDrawn = 0, pace = 0, resting = 0, selectedMeshes = [], outliner = null, time = null, floor = null;
+
+  const ratio = () => Math.min(window.devicePixelRatio || 1, 2);
+  const style = (name) => getComputedStyle(root).getPropertyValue(name).trim();
+  const tone = (name) => channels(style(name)).map((channel) => channel / 255);
+  const look = () => ({
+    edge: tone('--edge'), mesh: tone('--mesh'), ink: tone('--ink'), accent: tone('--accent'), tint: by('tint').checked ? 0.78 : 0,
+    grid: by('grid').checked, box: selectedMeshes.length > 0 ? boxOf(model, selectedMeshes) : null,
   });
-}
+  const overlayLook = () => ({ ink: style('--ink'), paper: style('--page'), quiet: style('--quiet'), near: style('--near'), grid: by('grid').checked });
 
-for (const name of ['x', 'y', 'z']) labels.append(element('span', name));
-
-// Beside the middle of edges that one sees from outside: x and z in front at the bottom, y at the left.
-function labelPlaces(matrix) {
-  const r = rotation(), middle = 23.5, nearX = r[2] > 0 ? 52 : -5, nearZ = r[8] > 0 ? 52 : -5, bottom = -4;
-  const upright = [[-4, -4], [-4, 51], [51, -4], [51, 51]].map(([x, z]) => [x, middle, z]);
-  const across = (point) => projected(matrix, point, 1, 1)[0];
-  return [[middle, bottom, nearZ], upright.sort((a, b) => across(a) - across(b))[0], [nearX, bottom, middle]];
-}
-
-function placeLabels(pane) {
-  labelPlaces(pane.transform).forEach((point, i) => {
-    const [x, y] = projected(pane.transform, point, pane.width, pane.height);
-    const inside = x > 8 && y > 12 && x < pane.width - 8 && y < pane.height - 12;
-    labels.children[i].style.visibility = inside ? 'visible' : 'hidden';
-    labels.children[i].style.transform = `translate(${pane.left + x - 4}px, ${pane.top + y - 11}px)`;
-  });
-}
-
-function paneAt(x, y) {
-  return panes.find((p) => x >= p.left && x < p.left + p.width && y >= p.top && y < p.top + p.height);
-}
-
-function pickAt(x, y) {
-  const pane = paneAt(x, y);
-  return pane ? scene.pick(pane, Math.round(x * ratio()), canvas.height - Math.round(y * ratio()), ratio()) : -1;
-}
-
-function draw() {
-  waiting = false;
-  if (!scene || gl.isContextLost()) return;
-  for (const pane of panes)
-    pane.transform = projection(pane.width / pane.height, pane.isMesh ? meshCentre : cubeCentre, pane.isMesh ? meshScale : cubeScale);
-  if (pointer && !chosen.kept) choose(pickAt(...pointer), ...pointer);
-  pointer = null;
-  const fill = chosen.vertex >= 0 ? modes[mode].colour(chosen.vertex).map((channel) => channel / 255) : [0, 0, 0];
-  scene.draw(panes, {
-    edge: tone('--edge'), mesh: tone('--mesh'), marker: tone('--marker'), fill, ratio: ratio(),
-    tint: document.getElementById('tint').checked ? 0.72 : 0, chosen: chosen.vertex,
-  });
-  placeLabels(panes[1]);
-}
-
-function redraw() {
-  if (!waiting) requestAnimationFrame(draw);
-  waiting = true;
-}
-
-function choose(vertex, x, y) {
-  chosen.vertex = vertex;
-  card.hidden = vertex < 0;
-  if (vertex >= 0) {
-    fillCard(vertex, mode);
-    placeCard(x, y, canvas.clientWidth, canvas.clientHeight);
+  // ---- where things are
+  function layOut() {
+    const box = canvas.getBoundingClientRect(), scale = ratio();
+    for (const one of [canvas, overlay]) {
+      one.width = Math.max(1, Math.round(box.width * scale));
+      one.height = Math.max(1, Math.round(box.height * scale));
+    }
+    panes = [['mesh', 'mesh-pane'], ['tokens', 'token-pane']].map(([name, id]) => {
+      const own = by(id).getBoundingClientRect();
+      return { name, isMesh: name === 'mesh', left: own.left - box.left, top: own.top - box.top, width: own.width, height: own.height,
+        camera: cameras[name], seen: null, numbered: false };
+    }).filter((pane) => pane.width > 2 && pane.height > 2);
+    redraw();
   }
-  redraw();
+  const paneAt = (x, y) => panes.find((p) => x >= p.left && x < p.left + p.width && y >= p.top && y < p.top + p.height);
+  const placeIn = (pane, vertex) => (pane.isMesh ? positionOf(model, vertex) : cellOf(model, vertex));
+  const moved = () => { state.fitted = false; redraw(); };
+  const turned = (act) => {
+    const own = active && panes.includes(active) ? active : panes[0];
+    for (const pane of state.linked ? panes : [own]) act(pane.camera, pane);
+    moved();
+  };
+
+  // ---- drawing
+  function redraw() {
+    dirty = true;
+    refresh();
+  }
+  function refresh() {
+    overlayDirty = true;
+    asked ||= requestAnimationFrame(draw);
+  }
+  function draw(now) {
+    asked = 0;
+    if (!renderer || gl.isContextLost() || panes.length === 0) return;
+    if (dirty) drawViews(now);
+    if (pointer && !moving) {
+      if (!chosen.kept) hover(...pointer);
+      pointer = null;
+    }
+    if (overlayDirty) {
+      const picked = chosen.vertex < 0 ? null : {
+        vertex: chosen.vertex, near: chosen.kept ? chosen.near : [], colour: colours.of(chosen.vertex), place: placeIn, normal: normalOf(model, chosen.vertex),
+      };
+      drawOverlay(overlay, panes, ratio(), overlayLook(), picked, state.zUp);
+      overlayDirty = false;
+    }
+  }
+  // While things move slowly they are drawn coarsely; at rest once more in full.
+  function drawViews(now) {
+    dirty = false;
+    const busy = moving || time?.playing;
+    if (busy && lastDrawn > 0 && now - lastDrawn < 1000) {
+      pace = pace * 0.7 + (now - lastDrawn) * 0.3;
+      if (pace > 40) share = Math.max(0.4, share * 0.8);
+    }
+    lastDrawn = busy ? now : 0;
+    for (const pane of panes) {
+      pane.seen = sight(pane.camera, pane.width / pane.height, spaces[pane.name], state.zUp);
+      pane.numbered = false;
+    }
+    renderer.draw(panes, look(), ratio(), busy ? share : 1);
+    clearTimeout(resting);
+    resting = setTimeout(rest, busy && share < 1 ? 140 : 260);
+  }
+  function rest() {
+    if (share < 1 && lastDrawn > 0 && !time?.playing && !moving) {
+      lastDrawn = 0;
+      redraw();
+    } else if (!time?.playing && !moving && model.count > 100000) {
+      for (const pane of panes) number(pane);
+    }
+  }
+  function number(pane) {
+    if (!pane.seen || pane.numbered) return;
+    renderer.number(pane, ratio());
+    pane.numbered = true;
+  }
+
+  // ---- picking
+  function pickAt(x, y) {
+    const pane = paneAt(x, y), scale = ratio();
+    if (!pane || !renderer || !pane.seen) return -1;
+    number(pane);
+    const hit = renderer.pick(pane, x, y, scale);
+    if (!hit) return -1;
+    if (!pane.isMesh) return cells.vertices[hit.number];
+    const mesh = meshOf(model, hit.number);
+    if (mesh.triangleCount === 0) return hit.number;
+    const point = unprojected(pane.seen, (hit.x - pane.left) / pane.width * 2 - 1, 1 - (hit.y - pane.top) / pane.height * 2, hit.depth);
+    return nearestVertex(model, mesh, point);
+  }
+  function hover(x, y) {
+    choose(pickAt(x, y), false);
+    if (chosen.vertex >= 0) placeCard(card, x, y, canvas.clientWidth, canvas.clientHeight);
+  }
+  function choose(vertex, kept) {
+    if (vertex === chosen.vertex && kept === chosen.kept && vertex < 0) return;
+    Object.assign(chosen, { vertex, kept: kept && vertex >= 0, near: kept && vertex >= 0 ? nearestTo(model, tones, vertex, 8) : [] });
+    showCard();
+    refresh();
+  }
+  function showCard() {
+    card.hidden = chosen.vertex < 0;
+    card.classList.toggle('kept', chosen.kept);
+    by('take-record').disabled = chosen.vertex < 0;
+    if (chosen.vertex < 0) return;
+    const cell = cellNumberOf(model, chosen.vertex);
+    fillCard(card, model, chosen.vertex, colours.of(chosen.vertex), cells.crowd[cell], chosen.near, keep);
+    if (chosen.kept) card.style.transform = '';
+  }
+  const keep = (vertex) => choose(vertex, true);
+
+  // ---- what is shown
+  function repaint(movingOnly = false) {
+    tones = colours.paint(state.mode, movingOnly);
+    cells.gather(tones);
+    if (renderer) {
+      renderer.setColours(tones);
+      renderer.setCells(cells);
+    }
+    by('token-note').textContent = `${plural(cells.count, 'cell')} taken`;
+    redraw();
+  }
+  function showChanged() {
+    renderer?.setShown();
+    if (chosen.vertex >= 0 && meshOf(model, chosen.vertex).hidden) choose(-1, false);
+    repaint();
+    noteMesh();
+  }
+  function filtered() {
+    repaint();
+    explain();
+    if (chosen.kept) keep(chosen.vertex);
+  }
+  function explain() {
+    const held = colours.isFiltered() ? ' Some tokens are held back by a filter.' : '';
+    by('explain').textContent = explanations[state.mode] + held;
+  }
+  function setMode(name) {
+    state.mode = name;
+    document.querySelector(`input[name="mode"][value="${name}"]`).checked = true;
+    repaint();
+    showLegend(by('legend'), model, colours, name, filtered);
+    explain();
+    showCard();
+    outliner?.redraw();
+  }
+  function goTo(frame) {
+    goToFrame(model, frame);
+    renderer?.setFrame();
+    repaint(true);
+    if (chosen.vertex >= 0) {
+      if (chosen.kept && !time?.playing) chosen.near = nearestTo(model, tones, chosen.vertex, 8);
+      if (chosen.kept && time?.playing) chosen.near = [];
+      showCard();
+    }
+  }
+  function noteMesh() {
+    const shown = model.meshes.filter((mesh) => !mesh.hidden), box = boxOf(model, shown);
+    const size = box ? box.high.map((value, axis) => Number((value - box.low[axis]).toPrecision(3))).join(' × ') : 'nothing shown';
+    by('mesh-note').textContent = `${size}${floor && by('grid').checked ? ` · grid ${Number(floor.step.toPrecision(3))}` : ''}`;
+  }
+  function setUp(zUp) {
+    state.zUp = zUp;
+    by('up').textContent = zUp ? 'Z up' : 'Y up';
+    floor = floorOf(whole, zUp);
+    renderer?.setFloor(floor.values);
+    noteMesh();
+    redraw();
+  }
+  function setLayout(name) {
+    state.layout = name;
+    by('stage').dataset.views = name;
+    by('views').textContent = { both: 'Both', mesh: 'Mesh', tokens: 'Tokens' }[name];
+    by('linked').disabled = name !== 'both';
+    layOut();
+  }
+  function setLinked(linked) {
+    state.linked = linked;
+    by('linked').setAttribute('aria-pressed', String(linked));
+    by('linked').textContent = linked ? 'Linked' : 'Alone';
+    if (!linked) return;
+    const from = active && panes.includes(active) ? active.camera : cameras.mesh; // the others follow the one last moved
+    for (const camera of Object.values(cameras)) Object.assign(camera, { yaw: from.yaw, pitch: from.pitch });
+    redraw();
+  }
+
+  // ---- moving about
+  const unitOf = (space, point) => upright(state.zUp, sub3(point, space.centre).map((value) => value * space.scale));
+  function frameMeshes(meshes) {
+    const box = boxOf(model, meshes.length > 0 ? meshes : model.meshes);
+    if (!box) return;
+    const own = spaceOf(box), camera = cameras.mesh;
+    camera.target = unitOf(spaces.mesh, own.centre);
+    camera.zoom = clamp(own.scale / spaces.mesh.scale, 0.2, 5000);
+    Object.assign(cameras.tokens, { zoom: 1, target: [0, 0, 0] });
+    redraw();
+  }
+  function fit() {
+    if (state.fitted) for (const camera of Object.values(cameras)) Object.assign(camera, { yaw: startTurn.yaw, pitch: startTurn.pitch });
+    frameMeshes(model.meshes.filter((mesh) => !mesh.hidden));
+    state.fitted = true;
+  }
+  function focus() {
+    if (chosen.vertex < 0) {
+      frameMeshes(selectedMeshes);
+      return;
+    }
+    const box = boxOf(model, [meshOf(model, chosen.vertex)]), size = box ? spaceOf(box).scale / spaces.mesh.scale : 1;
+    for (const pane of panes) {
+      pane.camera.target = unitOf(spaces[pane.name], placeIn(pane, chosen.vertex));
+      pane.camera.zoom = Math.max(pane.camera.zoom, pane.isMesh ? size * 2.5 : 2.5);
+    }
+    moved();
+  }
+  const begin = (x, y) => { moving = true; active = paneAt(x, y) || active; };
+  const end = () => {
+    moving = false;
+    clearTimeout(resting);
+    resting = setTimeout(rest, 120);
+  };
+  listenTo(canvas, {
+    begin, end,
+    turn: (dx, dy) => turned((camera) => {
+      const slow = 0.008 / Math.max(1, Math.sqrt(camera.zoom) * 0.6);
+      turnBy(camera, -dx * -slow, dy * slow);
+    }),
+    pan: (dx, dy) => turned((camera, pane) => panBy(camera, dx / pane.height, dy / pane.height, pane.width / pane.height)),
+    zoom: (factor, x, y) => {
+      const own = paneAt(x, y) || panes[0], nx = (x - own.left) / own.width * 2 - 1, ny = 1 - (y - own.top) / own.height * 2;
+      turned((camera, pane) => zoomBy(camera, factor, nx, ny, pane.width / pane.height));
+    },
+    pointed(x, y) { pointer = [x, y]; refresh(); },
+    clicked(x, y, twice) {
+      const vertex = pickAt(x, y);
+      choose(vertex, true);
+      if (vertex >= 0) outliner.reveal(meshOf(model, vertex).object);
+      if (twice && vertex >= 0) focus();
+    },
+    left() { pointer = null; if (!chosen.kept) choose(-1, false); },
+  });
+
+  // ---- search
+  function find(after) {
+    const answer = search(model, by('find').value, after);
+    by('find').setAttribute('aria-invalid', String('nothing' in answer));
+    say(answer.nothing || '');
+    if ('nothing' in answer) choose(-1, false);
+    if ('object' in answer) {
+      outliner.select(answer.object);
+      say(`${pathOf(model, answer.object)}: press Enter to frame it.`);
+    } else if (answer.vertex >= 0) keep(answer.vertex);
+    else if (answer.vertex < 0) choose(-1, false);
+    return answer;
+  }
+  by('find').addEventListener('input', () => find(-1));
+  by('find').addEventListener('keydown', (event) => {
+    if (event.key === 'Enter') {
+      const answer = find(chosen.vertex);
+      if (answer.vertex >= 0) say('Enter finds the next one.');
+      if (answer.object >= 0) frameMeshes(selectedMeshes);
+    }
+    if (event.key === 'Escape') { by('find').value = ''; find(-1); canvas.focus(); }
+  });
+
+  // ---- to take along
+  const fileName = (ending) => `${model.header.title.replace(/[^\w.-]+/g, '_').slice(0, 60) || 'scene'}${ending}`;
+  const viewNow = () => viewText({ ...state, frame: model.frame, vertex: chosen.kept ? chosen.vertex : -1,
+    hidden: model.meshes.filter((mesh) => mesh.hidden).map((mesh) => mesh.number) }, cameras);
+  function takePicture() {
+    dirty = overlayDirty = true;
+    lastDrawn = 0;
+    cancelAnimationFrame(asked);
+    draw(performance.now());
+    picture(canvas, overlay, style('--page'), fileName('.png'));
+    say('The picture is saved.');
+  }
+  function takeLink() {
+    history.replaceState(null, '', '#' + viewNow());
+    copy(location.href, say, 'The link is copied.');
+  }
+  function takeRecord() {
+    if (chosen.vertex < 0) say('No token is picked.');
+    else copy(recordText(model, chosen.vertex), say, 'The record is copied.');
+  }
+
+  // ---- controls
+  const cycle = (list, value) => list[(list.indexOf(value) + 1) % list.length];
+  const flip = (id) => { by(id).checked = !by(id).checked; by(id).dispatchEvent(new Event('change')); };
+  const pickedMesh = () => (chosen.vertex >= 0 ? meshOf(model, chosen.vertex).object : outliner.selected);
+  const showSide = (open) => {
+    document.body.classList.toggle('side-shown', open);
+    by('side-open').setAttribute('aria-expanded', String(open));
+    layOut();
+  };
+  function nextTheme() {
+    const next = cycle(['auto', 'light', 'dark'], root.dataset.theme || 'auto');
+    root.dataset.theme = next;
+    by('theme').textContent = next[0].toUpperCase() + next.slice(1);
+    by('theme').setAttribute('aria-label', `Theme: ${next}`);
+    redraw();
+  }
+  const arrows = { ArrowLeft: [-1, 0], ArrowRight: [1, 0], ArrowUp: [0, -1], ArrowDown: [0, 1] };
+  const table = keyTable({
+    arrow: (key, shift) => turned((camera, pane) => {
+      const [x, y] = arrows[key];
+      if (shift) panBy(camera, x * -0.04, y * -0.04, pane.width / pane.height);
+      else turnBy(camera, x * 0.1, y * 0.1);
+    }),
+    zoom: (key) => turned((camera, pane) => zoomBy(camera, key === '-' ? 1 / 1.15 : 1.15, 0, 0, pane.width / pane.height)),
+    fit, focus,
+    stepToken: (key) => keep(nextVertexBy(key === '.' ? 1 : -1)),
+    nearest: () => { if (chosen.vertex >= 0) keep((nearestTo(model, tones, chosen.vertex, 1)[0] || [-1])[0]); },
+    letGo: () => { choose(-1, false); say(''); },
+    play: () => { if (model.times.length > 1) time.toggle(); },
+    stepFrame: (key) => { if (model.times.length > 1) time.step(key === ']' ? 1 : -1); },
+    mode: (key) => setMode(['level', 'state', 'norm', 'layer', 'mesh'][key - 1]),
+    edges: () => flip('edges'), tint: () => flip('tint'), grid: () => flip('grid'),
+    views: () => setLayout(cycle(['both', 'mesh', 'tokens'], state.layout)),
+    linked: () => setLinked(!state.linked), up: () => setUp(!state.zUp),
+    hide: () => { if (pickedMesh() >= 0) outliner.toggle(pickedMesh()); },
+    isolate: () => { if (pickedMesh() >= 0) outliner.isolate(pickedMesh()); },
+    showAll: () => outliner.showAll(),
+    side: () => showSide(!document.body.classList.contains('side-shown')),
+    search: () => by('find').focus(), picture: takePicture, link: takeLink, record: takeRecord, theme: nextTheme,
+    help: () => by('help').showModal(),
+  });
+  function nextVertexBy(step) {
+    const passes = (vertex) => tones[vertex * 4 + 3] > 0 && !meshOf(model, vertex).hidden;
+    let vertex = chosen.vertex < 0 ? (step > 0 ? -1 : model.count) : chosen.vertex;
+    for (let tries = 0; tries < model.count; ++tries) {
+      vertex = (vertex + step + model.count) % model.count;
+      if (passes(vertex)) return vertex;
+    }
+    return -1;
+  }
+  listenToKeys(table, canvas);
+  for (const [, text] of table) {
+    const at = text.indexOf(': ');
+    by('help-list').append(element('dt', text.slice(0, at)), element('dd', text.slice(at + 2)));
+  }
+  for (const text of ['Drag: turn', 'Right drag, Shift drag, two fingers: move', 'Wheel, pinch: zoom to the pointer', 'Click, tap: keep a token', 'Double click: focus'])
+    by('help-list').append(element('dt', text.split(': ')[0]), element('dd', text.split(': ')[1]));
+
+  for (const input of document.querySelectorAll('input[name="mode"]')) input.addEventListener('change', () => setMode(input.value));
+  by('tint').addEventListener('change', redraw);
+  by('grid').addEventListener('change', () => { noteMesh(); redraw(); });
+  by('edges').addEventListener('change', () => { renderer?.setEdges(by('edges').checked); redraw(); });
+  by('fit').addEventListener('click', fit);
+  by('up').addEventListener('click', () => setUp(!state.zUp));
+  by('views').addEventListener('click', () => setLayout(cycle(['both', 'mesh', 'tokens'], state.layout)));
+  by('linked').addEventListener('click', () => setLinked(!state.linked));
+  by('theme').addEventListener('click', nextTheme);
+  by('help-open').addEventListener('click', () => by('help').showModal());
+  by('side-open').addEventListener('click', () => showSide(true));
+  by('side-close').addEventListener('click', () => showSide(false));
+  for (const [id, act] of [['take-picture', takePicture], ['take-link', takeLink], ['take-record', takeRecord]])
+    by(id).addEventListener('click', () => { by('take').open = false; act(); });
+  matchMedia('(prefers-color-scheme: dark)').addEventListener('change', redraw);
+
+  // ---- beginning
+  const stills = model.times.length > 1 ? ` · ${plural(model.times.length, 'frame')}` : '';
+  by('counts').textContent = `${plural(model.count, 'vertex', 'vertices')} · ${plural(model.triangleCount, 'triangle')}` +
+    (model.meshes.length === 1 ? '' : ` · ${plural(model.meshes.length, 'mesh', 'meshes')}`) + stills;
+  by('notes').replaceChildren(...model.header.notes.map((note) => element('p', note)));
+  outliner = createOutliner(model, {
+    colourOf: (mesh) => (state.mode === 'mesh' ? colours.ofMesh(mesh) : 'var(--edge)'),
+    changed: showChanged, selected: (meshes) => { selectedMeshes = meshes; redraw(); }, focus: frameMeshes,
+  });
+  time = createTime(model, goTo);
+  document.body.classList.toggle('side-shown', window.innerWidth > 760 && model.objects.length > 1);
+  document.body.classList.remove('opening');
+
+  function startDrawing() {
+    renderer = createRenderer(gl, model);
+    renderer.setShown();
+    if (by('edges').checked) renderer.setEdges(true);
+    setUp(state.zUp);
+    setMode(state.mode);
+  }
+  function restoreView(text) {
+    const view = readView(text);
+    if (!view.hasView) return;
+    for (const name of ['mesh', 'tokens']) if (view[name]) Object.assign(cameras[name], view[name]);
+    const hidden = new Set(view.hidden);
+    for (const mesh of model.meshes) mesh.hidden = hidden.has(mesh.number);
+    setUp(view.zUp);
+    state.linked = view.linked;
+    setLinked(view.linked);
+    if (view.mode) state.mode = view.mode;
+    if (view.layout) setLayout(view.layout);
+    state.fitted = false;
+    outliner.redraw();
+    renderer?.setShown();
+    setMode(state.mode);
+    if (view.frame > 0) state.wantedFrame = view.frame;
+    if (view.token >= 0 && view.token < model.count) keep(view.token);
+  }
+
+  state.zUp = guessZUp(whole);
+  if (gl) {
+    canvas.addEventListener('webglcontextlost', (event) => { event.preventDefault(); renderer = null; });
+    canvas.addEventListener('webglcontextrestored', startDrawing);
+    startDrawing();
+    new ResizeObserver(layOut).observe(by('stage'));
+    layOut();
+    if (model.count === 0) fail('This scene has no mesh to show: every one of it is empty, hidden or missing.');
+  } else {
+    setUp(state.zUp);
+    setMode('level');
+    fail('This browser offers no WebGL 2, which the picture needs. The list of objects and the search work without it.');
+  }
+  restoreView(location.hash);
+  window.addEventListener('hashchange', () => restoreView(location.hash));
+  if (model.frames.length > 0)
+    readFrames(model, read, (number) => {
+      time.show();
+      if (number === state.wantedFrame) time.jump(number);
+    }).catch((error) => fail(`This page is damaged: ${error.message}. Make it again with qel view.`));
 }
 
-// By number, keyboard or the search field: the card goes to the corner, out of the way.
-function chooseKept(vertex) {
-  chosen.kept = vertex >= 0;
-  choose(vertex, canvas.clientWidth, canvas.clientHeight * 2);
-}
-
-listenTo(canvas, {
-  changed: redraw,
-  pointed(x, y) { pointer = [x, y]; redraw(); },
-  clicked(x, y) {
-    const vertex = pickAt(x, y);
-    chosen.kept = vertex >= 0;
-    choose(vertex, x, y);
-  },
-  left() { if (!chosen.kept) choose(-1); },
-  stepped(by) {
-    if (by === 0) chooseKept(-1);
-    else chooseKept(chosen.vertex < 0 ? (by > 0 ? 0 : count - 1) : (chosen.vertex + by + count) % count);
-  },
-});
-
-function found(text) {
-  const cell = text.match(/^\s*(\d+)[\s,]+(\d+)[\s,]+(\d+)\s*$/);
-  for (let i = 0; cell && i < count; ++i) if (cellOf(i).every((value, axis) => value === Number(cell[axis + 1]))) return i;
-  if (cell) return -1;
-  const wanted = text.trim().toUpperCase();
-  if (wanted.length === 8) for (let i = 0; i < count; ++i) if (identityOf(i).toUpperCase() === wanted) return i;
-  return /^\d+$/.test(wanted) && Number(wanted) < count ? Number(wanted) : -1;
-}
-
-const find = document.getElementById('find');
-find.addEventListener('input', () => {
-  const vertex = found(find.value);
-  find.setAttribute('aria-invalid', String(vertex < 0 && find.value.trim() !== ''));
-  chooseKept(vertex);
-});
-
-function setMode(name) {
-  mode = name;
-  scene?.setColours(coloursOf(mode));
-  showLegend(mode);
-  if (chosen.vertex >= 0) fillCard(chosen.vertex, mode);
-  redraw();
-}
-for (const input of document.querySelectorAll('input[name="mode"]')) input.addEventListener('change', () => setMode(input.value));
-document.getElementById('tint').addEventListener('change', redraw);
-document.getElementById('reset').addEventListener('click', () => { Object.assign(turn, startTurn); redraw(); });
-canvas.addEventListener('dblclick', () => { Object.assign(turn, startTurn); redraw(); });
-
-const themes = ['auto', 'light', 'dark'], theme = document.getElementById('theme');
-theme.addEventListener('click', () => {
-  const next = themes[(themes.indexOf(root.dataset.theme || 'auto') + 1) % themes.length];
-  root.dataset.theme = next;
-  theme.textContent = next[0].toUpperCase() + next.slice(1);
-  theme.setAttribute('aria-label', `Theme: ${next}`);
-  redraw();
-});
-matchMedia('(prefers-color-scheme: dark)').addEventListener('change', redraw);
-
-const plural = (number, noun, many) => `${grouped(number)} ${number === 1 ? noun : many}`;
-document.getElementById('counts').textContent =
-  `${plural(count, 'vertex', 'vertices')} · ${plural(triangles.length / 3, 'triangle', 'triangles')}` +
-  (data.parts.length > 1 ? ` · ${data.parts.length} meshes` : '');
-const size = high.map((value, axis) => Number((value - low[axis]).toPrecision(3)));
-document.getElementById('mesh-note').textContent = `${size.join(' × ')}`;
-document.getElementById('token-note').textContent = `${plural(crowd.size, 'cell', 'cells')} taken`;
-
-if (gl) {
-  const start = () => { scene = createScene(gl); setMode(document.querySelector('input[name="mode"]:checked').value); };
-  canvas.addEventListener('webglcontextlost', (event) => { event.preventDefault(); scene = null; });
-  canvas.addEventListener('webglcontextrestored', start);
-  layOut();
-  start();
-  new ResizeObserver(() => { layOut(); redraw(); }).observe(canvas);
-} else {
-  document.getElementById('unsupported').hidden = false;
-  setMode('level');
+try {
+  if (!window.DecompressionStream) throw new Error('This browser is too old to unpack the page: it has no DecompressionStream.');
+  const { header, read } = openPage(document);
+  startPage(await openModel(header, read), read);
+} catch (error) {
+  by('counts').textContent = '';
+  fail(error instanceof Damaged ? `This page is damaged: ${error.message}. Make it again with qel view.` : error.message);
 }

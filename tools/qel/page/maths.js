@@ -1,34 +1,80 @@
-// A camera that turns about the centre of a box whose half diagonal is 1. Matrices are column-major.
+// Cameras that turn about a target, in a space where the whole scene has the radius 1. Matrices are column-major.
 const startTurn = { yaw: 0.65, pitch: 0.5, zoom: 1 };
-const turn = { ...startTurn };
 const lens = Math.tan(0.24); // of half the field of view
-const near = 0.05;
+const newCamera = () => ({ ...startTurn, target: [0, 0, 0] });
 
-function rotation() {
-  const cy = Math.cos(turn.yaw), sy = Math.sin(turn.yaw), cp = Math.cos(turn.pitch), sp = Math.sin(turn.pitch);
-  return [cy, sp * sy, -cp * sy, 0, cp, sp, sy, -sp * cy, cp * cy];
+const dot3 = (a, b) => a[0] * b[0] + a[1] * b[1] + a[2] * b[2];
+const sub3 = (a, b) => [a[0] - b[0], a[1] - b[1], a[2] - b[2]];
+
+// Rows: right, up and towards the eye.
+function axesOf({ yaw, pitch }) {
+  const cy = Math.cos(yaw), sy = Math.sin(yaw), cp = Math.cos(pitch), sp = Math.sin(pitch);
+  return [[cy, 0, sy], [sp * sy, cp, -sp * cy], [-cp * sy, sp, cp * cy]];
 }
 
-// Clip coordinates of a box: `centre` and `scale` bring it to half diagonal 1.
-function projection(aspect, centre, scale) {
-  const r = rotation();
-  const distance = 1.06 / lens / turn.zoom / Math.min(1, aspect);
-  const far = distance + 4, fx = 1 / (lens * aspect), fy = 1 / lens;
-  const front = Math.max(near, distance - 2.5);
+// With Z up the scene is turned so that its Z is the picture's Y.
+const upright = (zUp, [x, y, z]) => zUp ? [x, z, -y] : [x, y, z];
+const lying = (zUp, [x, y, z]) => zUp ? [x, -z, y] : [x, y, z];
+
+// How one space is seen: `centre` and `scale` bring it to radius 1.
+function sight(camera, aspect, { centre, scale }, zUp) {
+  const axes = axesOf(camera), distance = 1.06 / lens / camera.zoom / Math.min(1, aspect);
+  const reach = 1.8 + Math.hypot(...camera.target);
+  const front = Math.max(distance * 0.02, distance - reach), far = distance + reach;
   const a = -(far + front) / (far - front), b = -2 * far * front / (far - front);
-  const m = new Float32Array(16);
-  for (let i = 0; i < 3; ++i) {
-    const x = r[i * 3] * scale, y = r[i * 3 + 1] * scale, z = r[i * 3 + 2] * scale;
-    m.set([fx * x, fy * y, a * z, -z], i * 4);
-  }
-  const eye = [0, 1, 2].map((row) => -scale * (r[row] * centre[0] + r[3 + row] * centre[1] + r[6 + row] * centre[2]));
-  m.set([fx * eye[0], fy * eye[1], a * (eye[2] - distance) + b, distance - eye[2]], 12);
-  return m;
+  const columns = [0, 1, 2].map((axis) => {
+    const unit = upright(zUp, [0, 1, 2].map((i) => (i === axis ? scale : 0)));
+    return axes.map((row) => dot3(row, unit));
+  });
+  const shift = axes.map((row) => -columns.reduce((sum, column, i) => sum + column[axes.indexOf(row)] * centre[i], 0) - dot3(row, camera.target));
+  const fx = 1 / (lens * aspect), fy = 1 / lens, matrix = new Float32Array(16);
+  columns.forEach(([x, y, z], i) => matrix.set([fx * x, fy * y, a * z, -z], i * 4));
+  const depth = shift[2] - distance;
+  matrix.set([fx * shift[0], fy * shift[1], a * depth + b, -depth], 12);
+  const turned = new Float32Array(columns.flat().map((value) => value / scale));
+  return { matrix, turned, axes, distance, aspect, a, b, centre, scale, zUp, target: camera.target };
 }
 
-// Where a point falls in a rectangle of pixels.
-function projected(matrix, point, width, height) {
-  const at = (row) => matrix[row] * point[0] + matrix[4 + row] * point[1] + matrix[8 + row] * point[2] + matrix[12 + row];
-  const w = at(3);
-  return [(at(0) / w + 1) / 2 * width, (1 - at(1) / w) / 2 * height];
+// Where a point falls in a rectangle of pixels; the third number is below 0 behind the eye.
+function projected({ matrix }, [x, y, z], width, height) {
+  const at = (row) => matrix[row] * x + matrix[4 + row] * y + matrix[8 + row] * z + matrix[12 + row], w = at(3);
+  return [(at(0) / w + 1) / 2 * width, (1 - at(1) / w) / 2 * height, w];
+}
+
+// The point of the seen space at a place of the picture (−1 to 1) and a depth (0 to 1).
+function unprojected(seen, nx, ny, depth) {
+  const back = seen.b / (depth * 2 - 1 + seen.a); // how far before the eye
+  const own = [nx * back * lens * seen.aspect, ny * back * lens, seen.distance - back];
+  const unit = [0, 1, 2].map((i) => seen.axes[0][i] * own[0] + seen.axes[1][i] * own[1] + seen.axes[2][i] * own[2] + seen.target[i]);
+  return lying(seen.zUp, unit).map((value, i) => value / seen.scale + seen.centre[i]);
+}
+
+const clamp = (value, least, most) => Math.min(Math.max(value, least), most);
+
+function turnBy(camera, yaw, pitch) {
+  camera.yaw += yaw;
+  camera.pitch = clamp(camera.pitch + pitch, -Math.PI / 2, Math.PI / 2);
+}
+
+// By shares of the picture's height.
+function panBy(camera, dx, dy, aspect) {
+  const [right, up] = axesOf(camera), size = 2.12 / camera.zoom / Math.min(1, aspect);
+  camera.target = camera.target.map((value, i) => clamp(value - (right[i] * dx - up[i] * dy) * size, -20, 20));
+}
+
+// What lies under the place (−1 to 1) stays there.
+function zoomBy(camera, factor, nx, ny, aspect) {
+  const before = camera.zoom;
+  camera.zoom = clamp(camera.zoom * factor, 0.2, 5000);
+  const share = 1 - before / camera.zoom;
+  const size = 1.06 / before / Math.min(1, aspect), [right, up] = axesOf(camera);
+  camera.target = camera.target.map((value, i) => value + (right[i] * nx * aspect + up[i] * ny) * size * share);
+}
+
+// The unit space of a box.
+function spaceOf({ low, high }) {
+  return {
+    centre: low.map((value, axis) => (value + high[axis]) / 2),
+    scale: 2 / (Math.hypot(...low.map((value, axis) => high[axis] - value)) || 1),
+  };
 }

@@ -1,0 +1,53 @@
+// Tokens near a key, by the library's measure: hops, the whole root of the difference of two keys.
+function rootOf(difference) {
+  let root = BigInt(Math.floor(Math.sqrt(Number(difference))));
+  while (root * root > difference) --root;
+  while ((root + 1n) * (root + 1n) <= difference) ++root;
+  return root;
+}
+
+// The `count` shown tokens nearest to a vertex's, itself left out: [vertex, distance], nearest first, earlier ones first.
+function nearestTo(model, colours, vertex, count) {
+  const best = [], usual = model.usual, wanted = usual ? Number(keyOf(model, vertex)) : keyOf(model, vertex);
+  let worst = Infinity;
+  for (const mesh of model.meshes) if (!mesh.hidden) for (let i = mesh.first; i < mesh.first + mesh.count; ++i) {
+    if (i === vertex || colours[i * 4 + 3] === 0) continue;
+    let distance;
+    if (usual) {
+      const at = i * 3, key = spread[model.cells[at]] | spread[model.cells[at + 1]] << 1 | spread[model.cells[at + 2]] << 2;
+      const away = Math.abs(key - wanted);
+      if (away >= (worst + 1) * (worst + 1)) continue;
+      distance = Math.floor(Math.sqrt(away));
+    } else {
+      const key = keyOf(model, i), away = key > wanted ? key - wanted : wanted - key;
+      distance = Number(rootOf(away));
+    }
+    if (best.length === count && distance >= worst) continue;
+    let place = best.length;
+    while (place > 0 && best[place - 1][1] > distance) --place;
+    best.splice(place, 0, [i, distance]);
+    if (best.length > count) best.pop();
+    if (best.length === count) worst = best[count - 1][1];
+  }
+  return best;
+}
+
+// The vertex of a mesh whose position is nearest to a point.
+function nearestVertex(model, mesh, point) {
+  const { positions } = model, [x, y, z] = point;
+  let best = -1, least = Infinity;
+  for (let i = mesh.first * 3, end = (mesh.first + mesh.count) * 3; i < end; i += 3) {
+    const dx = positions[i] - x, dy = positions[i + 1] - y, dz = positions[i + 2] - z, away = dx * dx + dy * dy + dz * dz;
+    if (away < least) { least = away; best = i; }
+  }
+  return best / 3;
+}
+
+// The first shown vertex that a test accepts, from a place on, round and round; -1 where there is none.
+function nextVertex(model, after, accepts) {
+  for (let step = 1; step <= model.count; ++step) {
+    const vertex = (after + step + model.count) % model.count;
+    if (accepts(vertex) && !meshOf(model, vertex).hidden) return vertex;
+  }
+  return -1;
+}

@@ -1,0 +1,297 @@
+// Draws the two views into one canvas and answers what is under a pixel. Is given arrays; knows nothing of the page.
+const cube = { low: [-0.5, -0.5, -0.5], high: [47.5, 47.5, 47.5] };
+
+// The edges of a box of corners 0 and 1, then a grid on the lower and upper face of each axis.
+function boxLines() {
+  const lines = [], point = (axis, a, b, c) => { const p = []; p[axis] = a; p[(axis + 1) % 3] = b; p[(axis + 2) % 3] = c; return p; };
+  for (let axis = 0; axis < 3; ++axis)
+    for (const b of [0, 1]) for (const c of [0, 1]) lines.push(...point(axis, 0, b, c), ...point(axis, 1, b, c));
+  const starts = [];
+  for (let axis = 0; axis < 3; ++axis) for (const side of [0, 1]) {
+    starts.push(lines.length / 3);
+    for (let step = 1; step < 6; ++step) {
+      lines.push(...point(axis, side, step / 6, 0), ...point(axis, side, step / 6, 1));
+      lines.push(...point(axis, side, 0, step / 6), ...point(axis, side, 1, step / 6));
+    }
+  }
+  return { vertices: new Float32Array(lines), starts };
+}
+
+// The polygons' edges as pairs of vertices, mesh after mesh: the diagonals of a fan are none of them.
+function edgePairs(model) {
+  const { triangles, continues, triangleCount } = model, pairs = new Uint32Array(triangleCount * 6), starts = new Map();
+  let at = 0;
+  for (const mesh of model.meshes) {
+    starts.set(mesh, at);
+    for (let t = mesh.firstTriangle; t < mesh.firstTriangle + mesh.triangleCount; ++t) {
+      const a = triangles[t * 3], b = triangles[t * 3 + 1], c = triangles[t * 3 + 2];
+      if (!continues || !continues[t]) { pairs[at++] = a; pairs[at++] = b; }
+      pairs[at++] = b; pairs[at++] = c;
+      if (!continues || !continues[t + 1]) { pairs[at++] = c; pairs[at++] = a; }
+    }
+    mesh.edges = [starts.get(mesh), at - starts.get(mesh)];
+  }
+  return pairs.subarray(0, at);
+}
+
+// Neighbouring stretches become one.
+function stretches(list) {
+  const joined = [];
+  for (const [start, length] of list) {
+    const last = joined[joined.length - 1];
+    if (last && last[0] + last[1] === start) last[1] += length;
+    else if (length > 0) joined.push([start, length]);
+  }
+  return joined;
+}
+
+function createRenderer(gl, model) {
+  const program = ([vertex, fragment]) => {
+    const made = gl.createProgram();
+    for (const [kind, source] of [[gl.VERTEX_SHADER, vertex], [gl.FRAGMENT_SHADER, fragment]]) {
+      const shader = gl.createShader(kind);
+      gl.shaderSource(shader, source);
+      gl.compileShader(shader);
+      gl.attachShader(made, shader);
+    }
+    gl.linkProgram(made);
+    if (!gl.getProgramParameter(made, gl.LINK_STATUS) && !gl.isContextLost()) throw new Error(gl.getProgramInfoLog(made));
+    const places = new Map();
+    return { made, at: (name) => places.get(name) ?? places.set(name, gl.getUniformLocation(made, name)).get(name) };
+  };
+  const buffer = (values, target = gl.ARRAY_BUFFER) => {
+    const made = gl.createBuffer();
+    gl.bindBuffer(target, made);
+    gl.bufferData(target, values, gl.STATIC_DRAW);
+    return made;
+  };
+  const refill = (made, values) => {
+    gl.bindBuffer(gl.ARRAY_BUFFER, made);
+    gl.bufferData(gl.ARRAY_BUFFER, values, gl.DYNAMIC_DRAW);
+  };
+  // A set of attributes: location, buffer, size, type, normalised, stride.
+  const layout = (attributes, indices) => {
+    const made = gl.createVertexArray();
+    gl.bindVertexArray(made);
+    for (const [location, from, size, type, normalised, stride] of attributes) {
+      gl.bindBuffer(gl.ARRAY_BUFFER, from);
+      gl.enableVertexAttribArray(location);
+      gl.vertexAttribPointer(location, size, type, normalised, stride, 0);
+    }
+    if (indices) gl.bindBuffer(gl.ELEMENT_ARRAY_BUFFER, indices);
+    gl.bindVertexArray(null);
+    return made;
+  };
+
+  const [surface, dots, picking, lines] = [surfaceShader, pointShader, pickShader, lineShader].map(program);
+  const positions = buffer(model.positions), normals = buffer(model.normals), colours = buffer(new Uint8Array(model.count * 4));
+  const cells = buffer(new Uint8Array(4)), cellColours = buffer(new Uint8Array(4)), ground = buffer(new Float32Array(6));
+  const corners = buffer(model.triangles, gl.ELEMENT_ARRAY_BUFFER);
+  const mesh = layout([[0, positions, 3, gl.FLOAT, false, 12], [1, normals, 3, gl.BYTE, true, 4], [2, colours, 4, gl.UNSIGNED_BYTE, true, 4]], corners);
+  const lattice = layout([[0, cells, 3, gl.UNSIGNED_BYTE, false, 4], [2, cellColours, 4, gl.UNSIGNED_BYTE, true, 4]]);
+  const boxShape = boxLines(), box = layout([[0, buffer(boxShape.vertices), 3, gl.FLOAT, false, 12]]);
+  const floor = layout([[0, ground, 3, gl.FLOAT, false, 12]]);
+  let wires = null, cellsShown = 0, floorLines = [0, 0];
+  let faces = [], points = [], edges = [], edgesWanted = false;
+
+  // Frames are drawn beside the canvas: one half can be drawn again alone, with or without smoothing.
+  const target = (integers) => ({ made: gl.createFramebuffer(), integers, colour: null, depth: gl.createRenderbuffer(), size: '' });
+  const smooth = target(false), quick = target(false), numbers = target(true);
+  const samples = Math.min(4, gl.getParameter(gl.MAX_SAMPLES));
+  const fit = (into, width, height, smoothed) => {
+    gl.bindFramebuffer(gl.FRAMEBUFFER, into.made);
+    if (into.size === `${width} ${height}`) return;
+    into.size = `${width} ${height}`;
+    into.colour ??= gl.createRenderbuffer();
+    const storage = (at, format) => {
+      gl.bindRenderbuffer(gl.RENDERBUFFER, at);
+      if (smoothed) gl.renderbufferStorageMultisample(gl.RENDERBUFFER, samples, format, width, height);
+      else gl.renderbufferStorage(gl.RENDERBUFFER, format, width, height);
+    };
+    storage(into.colour, into.integers ? gl.RG32UI : gl.RGBA8);
+    storage(into.depth, gl.DEPTH_COMPONENT24);
+    gl.framebufferRenderbuffer(gl.FRAMEBUFFER, gl.COLOR_ATTACHMENT0, gl.RENDERBUFFER, into.colour);
+    gl.framebufferRenderbuffer(gl.FRAMEBUFFER, gl.DEPTH_ATTACHMENT, gl.RENDERBUFFER, into.depth);
+  };
+
+  const use = (chosen, transform) => {
+    gl.useProgram(chosen.made);
+    gl.uniformMatrix4fv(chosen.at('transform'), false, transform);
+  };
+  const unitBox = (transform, { low, high }) => { // the transform of a box with corners 0 and 1
+    const m = new Float32Array(transform);
+    for (let row = 0; row < 4; ++row) for (let axis = 0; axis < 3; ++axis) {
+      m[12 + row] += transform[axis * 4 + row] * low[axis];
+      m[axis * 4 + row] *= high[axis] - low[axis];
+    }
+    return m;
+  };
+  const drawBox = (seen, shape, tone, strength) => {
+    use(lines, unitBox(seen.matrix, shape));
+    gl.bindVertexArray(box);
+    gl.uniform4fv(lines.at('tone'), [...tone, strength]);
+    gl.drawArrays(gl.LINES, 0, 24);
+  };
+  const drawCube = (seen, tone) => {
+    drawBox(seen, cube, tone, 0.8);
+    gl.uniform4fv(lines.at('tone'), [...tone, 0.34]);
+    for (let axis = 0; axis < 3; ++axis)
+      gl.drawArrays(gl.LINES, boxShape.starts[axis * 2 + (seen.turned[axis * 3 + 2] > 0 ? 0 : 1)], 20);
+  };
+  const drawFloor = (seen, tone) => {
+    use(lines, seen.matrix);
+    gl.bindVertexArray(floor);
+    gl.uniform4fv(lines.at('tone'), [...tone, 0.3]);
+    gl.drawArrays(gl.LINES, 4, floorLines[0]);
+    gl.uniform4fv(lines.at('tone'), [...tone, 0.75]);
+    gl.drawArrays(gl.LINES, 0, 4);
+  };
+  // A pixel-sized dot and one that nearly fills its cell.
+  const sizesOf = (pane, seen, ratio) => pane.isMesh ? [0, (model.count < 20000 ? 7 : 3) * ratio]
+    : [pane.height * ratio * seen.scale / lens * 0.74 / Math.max(1, Math.cbrt(cellsShown / 20000)), 2.5 * ratio];
+  const drawPoints = (seen, pane, look, ratio) => {
+    use(dots, seen.matrix);
+    gl.uniform2fv(dots.at('sizes'), sizesOf(pane, seen, ratio));
+    gl.uniform3fv(dots.at('plain'), look.mesh);
+    gl.uniform1f(dots.at('tint'), 1);
+  };
+  const drawMesh = (pane, look, ratio) => {
+    const { seen } = pane;
+    gl.bindVertexArray(mesh);
+    if (faces.length > 0) {
+      use(surface, seen.matrix);
+      gl.uniformMatrix3fv(surface.at('turned'), false, seen.turned);
+      gl.uniform3fv(surface.at('plain'), look.mesh);
+      gl.uniform2fv(surface.at('lens'), [lens * seen.aspect, lens]);
+      gl.uniform1f(surface.at('tint'), look.tint);
+      gl.enable(gl.POLYGON_OFFSET_FILL);
+      gl.polygonOffset(1, 1);
+      for (const [start, length] of faces) gl.drawElements(gl.TRIANGLES, length * 3, gl.UNSIGNED_INT, start * 12);
+      gl.disable(gl.POLYGON_OFFSET_FILL);
+    }
+    if (points.length > 0) drawPoints(seen, pane, look, ratio);
+    for (const [start, length] of points) gl.drawArrays(gl.POINTS, start, length);
+    gl.enable(gl.BLEND);
+    if (edgesWanted && wires) {
+      use(lines, seen.matrix);
+      gl.bindVertexArray(wires);
+      gl.uniform4fv(lines.at('tone'), [...look.ink, 0.5]);
+      for (const [start, length] of edges) gl.drawElements(gl.LINES, length, gl.UNSIGNED_INT, start * 4);
+    }
+    if (look.grid) drawFloor(seen, look.edge);
+    if (look.box) drawBox(seen, look.box, look.accent, 1);
+    gl.disable(gl.BLEND);
+  };
+  const drawTokens = (pane, look, ratio) => {
+    drawPoints(pane.seen, pane, look, ratio);
+    gl.bindVertexArray(lattice);
+    gl.drawArrays(gl.POINTS, 0, cellsShown);
+    gl.enable(gl.BLEND);
+    drawCube(pane.seen, look.edge);
+    gl.disable(gl.BLEND);
+  };
+  const rectangle = (pane, scale, height) => {
+    const left = Math.round(pane.left * scale), right = Math.round((pane.left + pane.width) * scale);
+    const top = Math.round(pane.top * scale), bottom = Math.round((pane.top + pane.height) * scale);
+    return [left, height - bottom, right - left, bottom - top];
+  };
+  const enter = (pane, scale, height) => {
+    const place = rectangle(pane, scale, height);
+    gl.viewport(...place);
+    gl.scissor(...place);
+  };
+  const prepare = () => {
+    gl.enable(gl.SCISSOR_TEST);
+    gl.enable(gl.DEPTH_TEST);
+    gl.blendFunc(gl.ONE, gl.ONE_MINUS_SRC_ALPHA);
+    gl.clearColor(0, 0, 0, 0);
+  };
+
+  return {
+    setFrame() {
+      for (const moving of model.meshes) if (moving.moves) {
+        const { first, count } = moving;
+        gl.bindBuffer(gl.ARRAY_BUFFER, positions);
+        gl.bufferSubData(gl.ARRAY_BUFFER, first * 12, model.positions, first * 3, count * 3);
+        gl.bindBuffer(gl.ARRAY_BUFFER, normals);
+        gl.bufferSubData(gl.ARRAY_BUFFER, first * 4, model.normals, first * 4, count * 4);
+      }
+    },
+    setColours(values) { refill(colours, values); },
+    setCells({ places, tones, count }) {
+      refill(cells, places.subarray(0, count * 4));
+      refill(cellColours, tones.subarray(0, count * 4));
+      cellsShown = count;
+    },
+    setShown() {
+      const shown = model.meshes.filter((one) => !one.hidden);
+      faces = stretches(shown.map((one) => [one.firstTriangle, one.triangleCount]));
+      points = stretches(shown.filter((one) => one.triangleCount === 0).map((one) => [one.first, one.count]));
+      edges = edgesWanted ? stretches(shown.map((one) => one.edges)) : [];
+    },
+    setEdges(wanted) {
+      edgesWanted = wanted;
+      if (wanted && !wires) wires = layout([[0, positions, 3, gl.FLOAT, false, 12]], buffer(edgePairs(model), gl.ELEMENT_ARRAY_BUFFER));
+      this.setShown();
+    },
+    // Two lines of axes first, then the others.
+    setFloor(values) {
+      refill(ground, values);
+      floorLines = [values.length / 3 - 4, 0];
+    },
+    // At a share of the canvas's size: less than 1 is quick and coarse, 1 is smoothed.
+    draw(panes, look, ratio, share) {
+      const { width, height } = gl.canvas, into = share < 1 ? quick : smooth;
+      const wide = Math.round(width * share), high = Math.round(height * share);
+      fit(into, wide, high, share === 1);
+      prepare();
+      for (const pane of panes) {
+        enter(pane, ratio * share, high);
+        gl.clear(gl.COLOR_BUFFER_BIT | gl.DEPTH_BUFFER_BIT);
+        if (pane.isMesh) drawMesh(pane, look, ratio * share);
+        else drawTokens(pane, look, ratio * share);
+      }
+      gl.disable(gl.SCISSOR_TEST);
+      gl.bindFramebuffer(gl.READ_FRAMEBUFFER, into.made);
+      gl.bindFramebuffer(gl.DRAW_FRAMEBUFFER, null);
+      gl.blitFramebuffer(0, 0, wide, high, 0, 0, width, height, gl.COLOR_BUFFER_BIT, share < 1 ? gl.LINEAR : gl.NEAREST);
+      gl.bindFramebuffer(gl.FRAMEBUFFER, null);
+    },
+    // Draws numbers instead of colours, once for each sight of a pane; pick then reads pixels.
+    number(pane, ratio) {
+      const { width, height } = gl.canvas;
+      fit(numbers, width, height, false);
+      prepare();
+      enter(pane, ratio, height);
+      gl.clearBufferuiv(gl.COLOR, 0, [0, 0, 0, 0]);
+      gl.clear(gl.DEPTH_BUFFER_BIT);
+      use(picking, pane.seen.matrix);
+      gl.uniform2fv(picking.at('sizes'), sizesOf(pane, pane.seen, ratio));
+      gl.uniform1i(picking.at('round'), 0);
+      gl.bindVertexArray(pane.isMesh ? mesh : lattice);
+      for (const [start, length] of pane.isMesh ? faces : []) gl.drawElements(gl.TRIANGLES, length * 3, gl.UNSIGNED_INT, start * 12);
+      gl.uniform1i(picking.at('round'), 1);
+      for (const [start, length] of pane.isMesh ? points : [[0, cellsShown]]) gl.drawArrays(gl.POINTS, start, length);
+      gl.disable(gl.SCISSOR_TEST);
+      gl.bindFramebuffer(gl.FRAMEBUFFER, null);
+    },
+    // What is drawn nearest to a place of a pane: its number, its depth and where it is, or null.
+    pick(pane, placeX, placeY, ratio) {
+      const reach = Math.round(6 * ratio), side = 2 * reach + 1, seen = new Uint32Array(side * side * 4);
+      const x = Math.round(placeX * ratio), y = gl.canvas.height - 1 - Math.round(placeY * ratio);
+      const [left, bottom, width, height] = rectangle(pane, ratio, gl.canvas.height);
+      gl.bindFramebuffer(gl.FRAMEBUFFER, numbers.made);
+      gl.readPixels(x - reach, y - reach, side, side, gl.RGBA_INTEGER, gl.UNSIGNED_INT, seen);
+      gl.bindFramebuffer(gl.FRAMEBUFFER, null);
+      let best = -1, least = reach * reach + 1;
+      for (let i = 0; i < side * side; ++i) {
+        const dx = i % side - reach, dy = Math.floor(i / side) - reach, away = dx * dx + dy * dy;
+        const inside = x + dx >= left && x + dx < left + width && y + dy >= bottom && y + dy < bottom + height;
+        if (inside && seen[i * 4] > 0 && away < least) [best, least] = [i, away];
+      }
+      if (best < 0) return null;
+      const dx = best % side - reach, dy = Math.floor(best / side) - reach;
+      return { number: seen[best * 4] - 1, depth: new Float32Array(seen.buffer)[best * 4 + 1], x: placeX + dx / ratio, y: placeY - dy / ratio };
+    },
+  };
+}
