@@ -14,7 +14,7 @@
 
 namespace qel {
 
-/// Hands out arrays that live as long as the arena. At most a fifth of its memory, and 4 KiB, is not handed out.
+/// Hands out arrays that live as long as the arena. At most a quarter of its memory, and 4 KiB, is not handed out.
 class arena {
   public:
     arena() = default;
@@ -46,14 +46,12 @@ class arena {
     void *take(std::size_t bytes) {
         bytes = (bytes + alignment - 1) / alignment * alignment;
         if (bytes > left_) {
-            const std::size_t room = std::clamp(total_ / 8, min_room, max_room);
-            if (bytes > room / 4) return add_block(bytes); // the begun block stays for small arrays
+            const std::size_t room = next_room();
+            if (bytes > room / 4)
+                return add_block(bytes + alignment); // the begun block stays for small arrays
             next_ = add_block(room);
-            if (next_ == nullptr) {
-                left_ = 0;
-                return nullptr;
-            }
-            left_ = room;
+            left_ = next_ == nullptr ? 0 : room - alignment;
+            if (next_ == nullptr) return nullptr;
         }
         void *const taken = next_;
         next_ += bytes;
@@ -61,8 +59,14 @@ class arena {
         return taken;
     }
 
+    /// Bytes of the next block for small arrays: a quarter of what there is, large ones in whole huge pages.
+    std::size_t next_room() const {
+        const std::size_t room = std::clamp(total_ / 4, min_room, max_room);
+        return room < 2 * huge_page ? room : room / huge_page * huge_page;
+    }
+
     std::uint8_t *add_block(std::size_t bytes) {
-        auto *const memory = heap_array<std::uint8_t>(std::uint64_t{bytes} + alignment);
+        auto *const memory = heap_table<std::uint8_t>(bytes);
         if (memory == nullptr) return nullptr;
         blocks_ = new (memory) block{blocks_};
         total_ += bytes;
@@ -71,7 +75,7 @@ class arena {
 
     static constexpr std::size_t alignment = 8;
     static constexpr std::size_t min_room = std::size_t{4} << 10;
-    static constexpr std::size_t max_room = std::size_t{1} << 20;
+    static constexpr std::size_t max_room = std::size_t{8} << 20;
 
     block *blocks_ = nullptr;
     std::uint8_t *next_ = nullptr;

@@ -40,21 +40,23 @@ std::size_t read_ahead::oldest() const {
     return found;
 }
 
-/// Fills a piece with a place and what is likely to be asked for next.
+/// Fills the oldest piece with a place and what is likely to be asked for next. What is held beside the place stays: a
+/// walk often takes a step back.
 read_outcome read_ahead::bring(std::uint64_t position, std::size_t size, std::size_t &brought) {
-    for (brought = 0; brought < piece_count; ++brought) {
-        const piece &near = pieces_[brought];
+    brought = oldest();
+    for (const piece &near : pieces_) {
         if (near.held == 0) continue;
         const std::uint64_t end = near.start + near.held;
-        const std::uint64_t step = std::min<std::uint64_t>(near.held * 2, max_piece);
-        if (position >= near.start && position <= end && end - position < size)
-            return fill(brought, position, position + step);
+        const std::uint64_t step = std::clamp<std::uint64_t>(near.held * 2, min_piece, max_piece);
+        if (position >= near.start && position + size <= end + step) {
+            const std::uint64_t start = std::min(position, end);
+            return fill(brought, start, start + step);
+        }
         const std::uint64_t last = std::max(near.start, position + size);
         if (position < near.start && last - position <= step)
             return fill(brought, last - std::min(last, step), last);
     }
     // Groups stand behind what they lead to, so most of a new piece lies before the place.
-    brought = oldest();
     const std::uint64_t end = position + std::max<std::uint64_t>(size, min_piece / 4);
     return fill(brought, end - std::min<std::uint64_t>(end, min_piece), end);
 }

@@ -12,7 +12,7 @@ namespace qel {
 
 /// Holds a few pieces of a file in memory.
 ///
-/// A read beside a held piece, before or behind it, brings one of twice its size, up to 32 KiB; a read elsewhere brings
+/// A read near a held piece, before or behind it, brings another of twice its size, up to 32 KiB; a read elsewhere brings
 /// 4 KiB. So a walk that goes through a file in either direction takes long steps, and one that jumps about reads
 /// little that it does not need.
 class read_ahead {

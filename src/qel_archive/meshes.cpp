@@ -192,10 +192,8 @@ status read_main_uvs(const qel_archive &archive, const property_entry &entry, st
     if (mesh.uv_set_count == before) return outcome;
     std::size_t length = 0;
     const char *const name = parameter_metadata(archive, entry, "sourceName", length);
-    if (name != nullptr && length != 0)
-        name_set(mesh.uv_sets[before], name, length);
-    else
-        copy_text(mesh.uv_sets[before].name, "uv");
+    const bool named = name != nullptr && length != 0;
+    name_set(mesh.uv_sets[before], named ? name : "uv", named ? length : 2);
     return outcome;
 }
 
