@@ -1,0 +1,83 @@
+// SPDX-License-Identifier: MIT
+#include "qel_archive/names.h"
+#include "support/failing_heap.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <random>
+#include <string>
+#include <vector>
+
+namespace qel::archives {
+namespace {
+
+std::vector<text> texts_of(const std::vector<std::string> &names) {
+    std::vector<text> texts;
+    for (const std::string &name : names)
+        texts.push_back({name.c_str(), static_cast<std::uint32_t>(name.size())});
+    return texts;
+}
+
+/// Names that share long beginnings, hold bytes above 127 and are prefixes of each other.
+std::vector<std::string> awkward_names(std::size_t count) {
+    std::vector<std::string> names;
+    for (std::size_t i = 0; i < count; ++i) {
+        std::string name = "a_common_beginning";
+        for (std::size_t rest = i; rest > 0; rest /= 3)
+            name += rest % 3 == 0 ? "a" : rest % 3 == 1 ? "\xC3\xA9" : "12345678";
+        names.push_back(name);
+    }
+    std::sort(names.begin(), names.end());
+    names.erase(std::unique(names.begin(), names.end()), names.end());
+    std::shuffle(names.begin(), names.end(), std::mt19937(5));
+    return names;
+}
+
+TEST(Names, EveryNameIsFoundAndNoOther) {
+    for (const std::size_t count : {1, 2, 8, 9, 10, 300}) {
+        const std::vector<std::string> names = awkward_names(count);
+        const std::vector<text> texts = texts_of(names);
+        arena memory;
+        name_table table = {texts.data(), static_cast<std::uint32_t>(texts.size()), nullptr};
+        ASSERT_EQ(order_names(table, memory), QEL_ARCHIVE_OK);
+        for (std::uint32_t i = 0; i < table.count; ++i) {
+            EXPECT_EQ(find_name(table, names[i].data(), names[i].size()), i);
+            EXPECT_EQ(find_name(table, (names[i] + "?").data(), names[i].size() + 1), none);
+        }
+        EXPECT_EQ(find_name(table, "", 0), none);
+        EXPECT_EQ(find_name(table, "zebra", 5), none);
+    }
+}
+
+TEST(Names, ANameThatStandsThereTwiceIsDamage) {
+    for (const std::size_t count : {2, 8, 9, 300}) {
+        std::vector<std::string> names = awkward_names(count);
+        names.back() = names.front();
+        const std::vector<text> texts = texts_of(names);
+        arena memory;
+        name_table table = {texts.data(), static_cast<std::uint32_t>(texts.size()), nullptr};
+        EXPECT_EQ(order_names(table, memory), QEL_ARCHIVE_DAMAGED) << count;
+    }
+}
+
+TEST(Names, SortingNeedsMemoryAndSaysSo) {
+    const std::vector<std::string> names = awkward_names(300);
+    const std::vector<text> texts = texts_of(names);
+    for (const std::uint64_t n : {1, 2}) {
+        arena memory;
+        name_table table = {texts.data(), static_cast<std::uint32_t>(texts.size()), nullptr};
+        const auto plan = test::failing_heap::nth(n);
+        EXPECT_EQ(order_names(table, memory), QEL_ARCHIVE_NO_MEMORY);
+    }
+}
+
+TEST(Names, AreNotEmptyAndHoldNeitherSlashNorZero) {
+    EXPECT_TRUE(is_name({"a", 1}));
+    EXPECT_FALSE(is_name({"", 0}));
+    EXPECT_FALSE(is_name({"a/b", 3}));
+    EXPECT_FALSE(is_name({"a\0b", 3}));
+}
+
+} // namespace
+} // namespace qel::archives
