@@ -16,6 +16,10 @@ function(qel_add_objects target)
   if(NOT MSVC)
     target_compile_definitions(${target} PRIVATE _FILE_OFFSET_BITS=64 _TIME_BITS=64)
     target_compile_options(${target} PRIVATE -fno-exceptions -fno-rtti)
+    if(CMAKE_CXX_COMPILER_ID MATCHES "Clang" AND NOT PROJECT_IS_TOP_LEVEL)
+      # Of a parent's checks, this one alone asks for a part of the runtime that programs in C are not linked with.
+      target_compile_options(${target} PRIVATE -fno-sanitize=function)
+    endif()
   endif()
   if(QEL_UNIT_COVERAGE) # only what is measured is instrumented
     target_compile_options(${target} PRIVATE --coverage)
@@ -32,12 +36,13 @@ function(qel_pass_on_instrumentation target)
   endif()
 endfunction()
 
-# Use: qel_add_library(<name> HEADER <file in include/> EXPORTS <file> SOURCES <source>... [OBJECTS <target>...])
+# Use: qel_add_library(<name> DESCRIPTION <text> HEADER <file in include/> EXPORTS <file> SOURCES <source>...
+#                     [OBJECTS <target>...])
 # Makes the library <name>, shared or static by BUILD_SHARED_LIBS, with the alias qel_unit::<name>; EXPORTS is the
 # linker's list of what may be seen. Its own objects are <name>_objects; OBJECTS are targets of qel_add_objects that it
 # shares with other libraries, and whoever links <name>_objects gets them too.
 function(qel_add_library name)
-  cmake_parse_arguments(PARSE_ARGV 1 arg "" "HEADER;EXPORTS" "SOURCES;OBJECTS")
+  cmake_parse_arguments(PARSE_ARGV 1 arg "" "DESCRIPTION;HEADER;EXPORTS" "SOURCES;OBJECTS")
   qel_add_objects(${name}_objects ${arg_SOURCES})
   set(objects $<TARGET_OBJECTS:${name}_objects>)
   foreach(shared IN LISTS arg_OBJECTS)
@@ -55,6 +60,7 @@ function(qel_add_library name)
   qel_pass_on_instrumentation(${name})
   set_target_properties(${name} PROPERTIES
     LINKER_LANGUAGE CXX VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR}
+    QEL_UNIT_DESCRIPTION "${arg_DESCRIPTION}" # in what pkg-config says
     PUBLIC_HEADER ${PROJECT_SOURCE_DIR}/include/${arg_HEADER})
   target_include_directories(${name} INTERFACE $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include>)
   if(BUILD_SHARED_LIBS)
@@ -78,7 +84,9 @@ function(qel_link_shared target exports)
     # Nothing but the interface is visible, template instances of the standard library included.
     target_link_options(${target} PRIVATE -Wl,--version-script=${exports})
     set_property(TARGET ${target} APPEND PROPERTY LINK_DEPENDS ${exports})
-    if(NOT QEL_UNIT_SANITIZE) # a sanitizer's own functions are resolved by the program
+    # A sanitizer's own functions are resolved by the program. A parent may bring one in more ways than can be asked
+    # for, so what is missing is looked for where the project is built by itself.
+    if(PROJECT_IS_TOP_LEVEL AND NOT QEL_UNIT_SANITIZE AND NOT CMAKE_CXX_FLAGS MATCHES "-fsanitize")
       target_link_options(${target} PRIVATE -Wl,--no-undefined)
     endif()
   endif()

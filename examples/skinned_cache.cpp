@@ -2,6 +2,7 @@
 // A mesh with a skin goes into a cache file; the file is mapped, and the mesh bent in place of its positions.
 #include <qel_unit.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
@@ -37,8 +38,10 @@ struct strip {
         mesh.face_count = static_cast<std::uint32_t>(counts.size());
         mesh.face_indices = corners.data();
         mesh.face_index_count = static_cast<std::uint32_t>(corners.size());
-        ogawa_compute_bounds(mesh.positions, mesh.vertex_count,
-                             mesh.bounds_min); // fills bounds_max behind it
+        float box[6];
+        ogawa_compute_bounds(mesh.positions, mesh.vertex_count, box);
+        std::copy(box, box + 3, mesh.bounds_min);
+        std::copy(box + 3, box + 6, mesh.bounds_max);
         skin.joints = joints.data();
         skin.joint_count = 2;
         skin.weights = weights.data();

@@ -1,9 +1,10 @@
 #!/usr/bin/env bash
 # Installs the library in every way that it offers and builds and runs outside programs against each of them:
-# find_package, pkg-config, dlopen, a moved prefix, the static library, add_subdirectory, FetchContent, Debian packages.
+# find_package, pkg-config, dlopen, a moved prefix, the static library, both linkages in one prefix, add_subdirectory,
+# FetchContent, a parent's sanitizers, one translation unit, Debian packages.
 # Everything happens in a scratch folder outside the checkout; nothing is installed on this system but tools.
 source "$(dirname "$0")/lib.sh"
-need gcc g++ cmake ninja-build pkg-config binutils dpkg-dev file gzip
+need gcc g++ clang cmake ninja-build pkg-config binutils dpkg-dev file gzip
 [ "$(id -u)" -eq 0 ] || need fakeroot
 
 readonly checkout=$PWD scratch=$(mktemp -d)
@@ -60,15 +61,22 @@ with_find_package() {
     quiet "$scratch/build/unit_round_trip" "$scratch/unit.qel"
 }
 
-# with_pkg_config FOLDER [--static]: a plain C compiler, no build system.
+# with_pkg_config FOLDER [PACKAGE [--static]]: a plain C compiler, no build system.
 with_pkg_config() {
-    local PKG_CONFIG_LIBDIR=$1 flags
+    local PKG_CONFIG_LIBDIR=$1 package=${2-qel_unit} flags
     export PKG_CONFIG_LIBDIR
-    [ "$(pkg-config --modversion qel_unit)" = "$version" ] || fail "qel_unit.pc has another version"
-    read -ra flags <<<"$(pkg-config "${@:2}" --cflags --libs qel_unit)"
+    [ "$(pkg-config --modversion "$package")" = "$version" ] || fail "$package.pc has another version"
+    read -ra flags <<<"$(pkg-config "${@:3}" --cflags --libs "$package")"
     quiet gcc -std=c99 -Wall -Wextra -Wpedantic -Werror "$consumers/unit_round_trip.c" "${flags[@]}" \
         -o "$scratch/with_pkg_config"
-    LD_LIBRARY_PATH=$(pkg-config --variable=libdir qel_unit) quiet "$scratch/with_pkg_config" "$scratch/unit.qel"
+    LD_LIBRARY_PATH=$(pkg-config --variable=libdir "$package") quiet "$scratch/with_pkg_config" "$scratch/unit.qel"
+}
+
+# linked_with PROGRAM shared|static: how a program got the library.
+linked_with() {
+    local found=static
+    if readelf -d "$1" | grep -qF "[libqel_unit.so"; then found=shared; fi
+    [ "$found" = "$2" ] || fail "$1 is linked with the $found library, not the $2 one"
 }
 
 names_no_folder() {
@@ -79,15 +87,18 @@ names_no_folder() {
 quiet scripts/package.sh # the same build serves the installed copies and the packages
 readonly triplet=$(gcc -print-multiarch)
 readonly libdir=lib/$triplet
-readonly runtime_files="$libdir/libqel_unit.so.$major
-$libdir/libqel_unit.so.$version"
-readonly development_files="include/qel_unit.h
-$libdir/libqel_unit.so
-$libdir/cmake/qel_unit/qel_unitConfig.cmake
-$libdir/cmake/qel_unit/qel_unitConfigVersion.cmake
-$libdir/cmake/qel_unit/qel_unitTargets.cmake
-$libdir/cmake/qel_unit/qel_unitTargets-relwithdebinfo.cmake
-$libdir/pkgconfig/qel_unit.pc"
+# development LINKAGE LIBRARY_FILES...: what is installed for those who build with the libraries, below lib.
+development() {
+    local linkage=$1 library
+    printf '%s\n' cmake/qel_unit/qel_unitConfig{,Version}.cmake "${@:2}" \
+        cmake/qel_unit/qel_unit_"$linkage"Targets{,-relwithdebinfo}.cmake
+    for library in qel_unit qel_archive; do printf '%s\n' pkgconfig/$library{,-"$linkage"}.pc; done
+}
+readonly headers="include/qel_archive.h
+include/qel_unit.h"
+runtime_files=$(printf "$libdir/%s\n" libqel_{archive,unit}.so.{"$major","$version"})
+development_files=$headers$'\n'$(development shared libqel_{archive,unit}.so | sed "s|^|$libdir/|")
+readonly runtime_files development_files
 quiet cmake --install build/package --prefix "$scratch/runtime" --component runtime
 holds_exactly "$scratch/runtime" <<<"$runtime_files"
 quiet cmake --install build/package --prefix "$scratch/development" --component development
@@ -130,25 +141,50 @@ ok "dlopen of the bare library: all $(wc -l <"$scratch/names") names"
 
 # ---- Static --------------------------------------------------------------------------------------------------------
 quiet cmake -S . -B build/static -G Ninja -DBUILD_TESTING=OFF -DQEL_UNIT_TOOLS=OFF -DBUILD_SHARED_LIBS=OFF \
-    -DCMAKE_INSTALL_PREFIX="$scratch/static" -DCMAKE_INSTALL_LIBDIR=lib
+    -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCMAKE_INSTALL_PREFIX="$scratch/static" -DCMAKE_INSTALL_LIBDIR=lib
 quiet cmake --build build/static
 quiet cmake --install build/static
-holds_exactly "$scratch/static" <<'LIST'
-include/qel_unit.h
-lib/cmake/qel_unit/qel_unitConfig.cmake
-lib/cmake/qel_unit/qel_unitConfigVersion.cmake
-lib/cmake/qel_unit/qel_unitTargets-relwithdebinfo.cmake
-lib/cmake/qel_unit/qel_unitTargets.cmake
-lib/libqel_unit.a
-lib/pkgconfig/qel_unit.pc
-share/doc/qel_unit/LICENSE
-LIST
+holds_exactly "$scratch/static" <<<"$headers
+$(development static libqel_{archive,unit}.a | sed 's|^|lib/|')
+share/doc/qel_unit/LICENSE"
 names_no_folder "$scratch/static"
 with_find_package "$scratch/static"
-with_pkg_config "$scratch/static/lib/pkgconfig" --static
+with_pkg_config "$scratch/static/lib/pkgconfig" qel_unit --static
 pkg-config --cflags "$scratch/static/lib/pkgconfig/qel_unit.pc" | grep -qF -- -DQEL_UNIT_STATIC || fail "not marked static"
-! readelf -d "$scratch/build/unit_round_trip" "$scratch/with_pkg_config" | grep -F libqel_unit || fail "not linked statically"
+linked_with "$scratch/build/unit_round_trip" static
+linked_with "$scratch/with_pkg_config" static
 ok "the static library: find_package from C and C++, pkg-config --static"
+
+# ---- Both in one prefix --------------------------------------------------------------------------------------------
+# in_both PREFIX: whatever was installed last, each linkage is there and is what it says.
+in_both() {
+    local option linkage
+    for option in "shared" "shared -DBUILD_SHARED_LIBS=ON" "static -DBUILD_SHARED_LIBS=OFF" "static -DWANTED_COMPONENT=static" \
+        "shared -DBUILD_SHARED_LIBS=OFF -DWANTED_COMPONENT=shared"; do
+        read -ra option <<<"$option"
+        build find_package "$1" "${option[@]:1}"
+        quiet "$scratch/build/unit_round_trip" "$scratch/unit.qel"
+        linked_with "$scratch/build/unit_round_trip" "${option[0]}"
+        linked_with "$scratch/build/scene_to_unit" "${option[0]}"
+    done
+    for linkage in shared static; do
+        with_pkg_config "$1/lib/pkgconfig" "qel_unit-$linkage"
+        linked_with "$scratch/with_pkg_config" "$linkage"
+    done
+}
+quiet cmake -S . -B build/package_lib -G Ninja -DBUILD_TESTING=OFF -DQEL_UNIT_TOOLS=OFF \
+    -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCMAKE_INSTALL_LIBDIR=lib
+quiet cmake --build build/package_lib
+for order in "package_lib static" "static package_lib"; do
+    for build in $order; do quiet cmake --install "build/$build" --prefix "$scratch/both"; done
+    in_both "$scratch/both"
+    with_pkg_config "$scratch/both/lib/pkgconfig" qel_unit --static
+    if [ "$build" = static ]; then linked_with "$scratch/with_pkg_config" static; fi
+    rm -rf "$scratch/both"
+done
+refused "qel_unit" cmake -S "$consumers/find_package" -B "$scratch/refused" -G Ninja --fresh \
+    -DCMAKE_PREFIX_PATH="$scratch/static" -DWANTED_COMPONENT=shared
+ok "both linkages in one prefix, in either order: find_package by component and BUILD_SHARED_LIBS, pkg-config by name"
 
 # ---- As a part of another project ----------------------------------------------------------------------------------
 # as_part PROJECT TEST PROGRAM: the parent has this test and installs this program, and nothing of the library's.
@@ -163,6 +199,22 @@ as_part() {
 }
 as_part add_subdirectory parent.round_trip unit_round_trip
 as_part fetch_content parent.scene scene_to_unit
+
+# ---- Sanitizers, and one translation unit --------------------------------------------------------------------------
+quiet cmake -S . -B "$scratch/unity" -G Ninja -DBUILD_TESTING=OFF -DQEL_UNIT_TOOLS=OFF -DQEL_UNIT_WERROR=ON \
+    -DCMAKE_UNITY_BUILD=ON -DCMAKE_UNITY_BUILD_BATCH_SIZE=0
+quiet cmake --build "$scratch/unity"
+ok "each library as one translation unit, without a warning"
+for linkage in ON OFF; do
+    build add_subdirectory "$scratch/nowhere" -DQEL_UNIT_SOURCE="$checkout" -DWANTED_SHARED=$linkage \
+        -DCMAKE_C_COMPILER=clang -DCMAKE_CXX_COMPILER=clang++ \
+        -DCMAKE_C_FLAGS=-fsanitize=address,undefined -DCMAKE_CXX_FLAGS=-fsanitize=address,undefined
+    quiet "$scratch/build/unit_round_trip" "$scratch/unit.qel"
+    build add_subdirectory "$scratch/nowhere" -DQEL_UNIT_SOURCE="$checkout" -DWANTED_SHARED=$linkage \
+        -DQEL_UNIT_SANITIZE=address,undefined
+    quiet "$scratch/build/unit_round_trip" "$scratch/unit.qel"
+done
+ok "sanitizers of a parent (clang) and of the library alone (gcc) reach what links it, shared and static"
 
 # ---- Debian packages -----------------------------------------------------------------------------------------------
 # The pair goes through dpkg itself into a scratch root: dependencies, scripts and removal are really tried, and no

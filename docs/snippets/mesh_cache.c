@@ -3,6 +3,7 @@
 #include <qel_unit.h>
 
 #include <stdio.h>
+#include <string.h>
 
 #define UNIT_MATRIX                                                                                          \
     { 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1 }
@@ -16,13 +17,16 @@ static qel_skin_weight weights[4] = {
 static int save_square(const char *path) {
     ogawa_polymesh mesh = {0}; /* only the fields that the header names are read */
     qel_skin skin = {0};
+    float box[6];
     mesh.positions = positions;
     mesh.vertex_count = 4;
     mesh.face_counts = corner_counts;
     mesh.face_count = 1;
     mesh.face_indices = corners;
     mesh.face_index_count = 4;
-    ogawa_compute_bounds(positions, 4, mesh.bounds_min); /* and bounds_max behind it */
+    ogawa_compute_bounds(positions, 4, box);
+    memcpy(mesh.bounds_min, box, sizeof mesh.bounds_min);
+    memcpy(mesh.bounds_max, box + 3, sizeof mesh.bounds_max);
     skin.joints = &joint;
     skin.joint_count = 1;
     skin.weights = weights;

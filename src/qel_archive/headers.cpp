@@ -18,7 +18,7 @@ constexpr char instance_source_name[] = ".instanceSource";
 
 // The first word of a property's header.
 constexpr std::uint32_t kind_bits = 3, width_shift = 2, width_bits = 3, value_shift = 4, value_bits = 15,
-                        has_sampling = 1u << 8, has_changes = 1u << 9, is_constant = 1u << 11,
+                        has_sampling = 1u << 8, has_changes = 1u << 9, never_changes = 1u << 11,
                         extent_shift = 12, metadata_shift = 20, byte_bits = 0xFF;
 constexpr std::uint32_t no_width = 3;
 
@@ -117,7 +117,7 @@ status read_samples(header_cursor &cursor, std::uint32_t info, std::uint32_t wid
             !cursor.read_number(width, header.last_changed) || !are_changes(header))
             return QEL_ARCHIVE_DAMAGED;
         header.all_equal = header.first_changed == 0;
-    } else if ((info & is_constant) != 0) {
+    } else if ((info & never_changes) != 0) {
         header.all_equal = true;
     } else {
         header.first_changed = 1;
