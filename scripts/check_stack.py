@@ -19,6 +19,7 @@ import sys
 ROOT = pathlib.Path(__file__).resolve().parents[1]
 EXPORTS = [  # of each library
     ROOT / "src" / "exports.map",
+    ROOT / "src" / "qel_archive" / "exports.map",
 ]
 CEILING = 32 << 10
 ALLOWANCE = 8 << 10  # for the deepest call of the C library, the loader's binding of its name included
@@ -30,6 +31,7 @@ OUTSIDE = set("""
 """.split())
 # How deep a function that calls itself goes, by a part of its name.
 RECURSIONS = {
+    "place_table4grow": 2,  # a larger table takes the entries without growing
     "node_walk": 21,  # max_depth and the root of the walk
     "__introsort_loop": 64,  # twice the halvings of fewer than 2^32 elements; then it turns to a heap
 }
@@ -44,6 +46,7 @@ class Graph:
     def __init__(self, build):
         self.frames = {}
         self.texts = {}
+        self.instantiated = {}
         self.calls = collections.defaultdict(set)
         self.files = collections.defaultdict(set)  # the functions of each translation unit
         self.problems = []
@@ -63,6 +66,7 @@ class Graph:
             if node and (frame := FRAME.search(node[2])):
                 name = node[1]
                 self.files[file].add(name)
+                self.instantiated[name.rpartition(":")[2]] = name
                 self.texts[name] = node[2].split("\\n")[0]
                 self.frames[name] = max(self.frames.get(name, 0), int(frame[1]))
                 if frame[2] not in ("static", "dynamic,bounded"):
@@ -92,9 +96,12 @@ class Graph:
                                        and "::{anonymous}::" in self.texts[name]}
 
     def resolve(self, name):
-        """A complete constructor or destructor is often another name of the base one."""
+        """A complete constructor or destructor is often another name of the base one; what a file instantiates for
+        others has the file's name before its own there."""
         if name in self.frames:
             return name
+        if name in self.instantiated:
+            return self.instantiated[name]
         return re.sub(r"([CD])1E", r"\g<1>2E", name)
 
     def depth(self, name, above=()):
@@ -107,17 +114,19 @@ class Graph:
                 self.problems.append(f"{name}: an unknown function; called by {self.texts[above[-1]]}")
             return 0, []
         deepest = (0, [])
-        times = 1
+        times, round_trips = 1, 0
         for callee in sorted(self.calls[name]):
             callee = self.resolve(callee)
             if callee == name or callee in above:
                 times = next((bound for part, bound in RECURSIONS.items() if part in name), 0)
-                if times == 0 or callee != name:
+                if times > 0 and callee in above:  # by way of others, which come again as often
+                    round_trips = (times - 1) * sum(self.frames[other] for other in above[above.index(callee):])
+                if times == 0:
                     self.problems.append(f"{self.texts[name]}: calls itself")
                 continue
             deepest = max(deepest, self.depth(callee, (*above, name)), key=lambda found: found[0])
         self.times[name] = times
-        self.depths[name] = times * self.frames[name] + deepest[0], [name, *deepest[1]]
+        self.depths[name] = times * self.frames[name] + round_trips + deepest[0], [name, *deepest[1]]
         return self.depths[name]
 
     def print_path(self, function):
