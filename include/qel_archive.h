@@ -129,17 +129,19 @@ typedef struct qel_archive_mesh_info {
 QEL_ARCHIVE_API const char *qel_archive_message(int32_t status);
 
 /**
- * Opens an archive: reads and checks its whole tree of objects and all property headers. Arrays stay in the file.
+ * Opens an archive: reads and checks its whole tree of objects and all property headers, once. Arrays stay in the file.
  *
- * An instance is opened as a copy of its source: only name, path and parent are its own. More than 2^20 objects, 2^24
- * properties or 1,000 levels are taken for damage, which bounds what an archive whose groups share one another costs.
+ * Groups that several references lead to count as often as they are led to, and an instance as a copy of its source:
+ * more than 2^20 objects, 2^24 properties, or 1,000 levels of objects or of properties in one object are damage. Time
+ * grows with the bytes of headers, times the logarithm of the number of sisters where their names are not in order.
  *
- * @retval  0 open
- * @retval -1 `path` or `archive` is null
- * @retval -2 there is no such file, it is no regular file, or it cannot be read
- * @retval -3 the file does not begin with "Ogawa", or has fewer than 16 bytes
- * @retval -4 the archive is in the older HDF5 container
- * @retval -5 what the archive says contradicts what it holds, or its writer did not finish it
+ * @retval  0 opened
+ * @retval -1 an argument is null
+ * @retval -2 there is no such file, it is no regular file, it may not be read, or the system failed to read it. Nothing
+ *            is waited for
+ * @retval -3 the file has fewer than 16 bytes or begins with others than an archive
+ * @retval -4 it is an older archive in the HDF5 container
+ * @retval -5 it contradicts itself, was cut short or never finished, holds itself, or is beyond the limits
  * @retval -6 no memory
  * @param path          the file; bytes on POSIX, UTF-8 on Windows
  * @param[out] archive  the open archive, to be closed with ::qel_archive_close; null after every failure
@@ -157,214 +159,226 @@ QEL_ARCHIVE_API void qel_archive_close(qel_archive *archive);
  * What the archive says of itself.
  *
  * @retval  0 filled
- * @retval -1 `archive` or `info` is null
- * @param archive    an open archive; may be null
- * @param[out] info  the record to fill; its text belongs to the archive
+ * @retval -1 an argument is null
+ * @param archive    an open archive
+ * @param[out] info  the record; its text belongs to the archive
  */
 QEL_ARCHIVE_API int32_t qel_archive_get_info(const qel_archive *archive, qel_archive_info *info);
 
 /**
  * One object.
  *
+ * The path is made when it is first asked for and kept until the archive is closed.
+ *
  * @retval  0 filled
- * @retval -1 `archive` or `out` is null
- * @retval -6 no memory for the path, which is made when it is first asked for
- * @retval -7 there is no such object
- * @param archive   an open archive; may be null
- * @param object    its number; 0 is the top object
- * @param[out] out  the record to fill; its texts belong to the archive
+ * @retval -1 an argument is null
+ * @retval -6 no memory for the path
+ * @retval -7 there is no object of that number
+ * @param archive   an open archive
+ * @param object    number of the object
+ * @param[out] out  the record; its texts belong to the archive
  */
 QEL_ARCHIVE_API int32_t qel_archive_get_object(const qel_archive *archive, uint32_t object,
                                                qel_archive_object *out);
 
 /**
- * Finds an object by its path.
+ * The number of the object with a path, which is written as ::qel_archive_object has it.
  *
- * @param archive  an open archive; null finds nothing
- * @param path     "/" for the top object, "/a/b" below, byte for byte; null finds nothing
- * @return the object's number, or ::QEL_NOT_FOUND
+ * Takes one search among sisters for each name in the path; such a search grows with the logarithm of their number.
+ *
+ * @param archive  an open archive; null gives ::QEL_NOT_FOUND
+ * @param path     "/" or "/a/b", terminated; null gives ::QEL_NOT_FOUND
+ * @return the number, ::QEL_NOT_FOUND when there is none
  */
 QEL_ARCHIVE_API uint32_t qel_archive_find(const qel_archive *archive, const char *path);
 
 /**
  * One property of an object.
  *
+ * The name of one that stands in a compound is made when it is first asked for and kept until the archive is closed.
+ *
  * @retval  0 filled
- * @retval -1 `archive` or `out` is null
- * @retval -6 no memory for the name, which is made when it is first asked for
- * @retval -7 there is no such object or property
- * @param archive   an open archive; may be null
- * @param object    the object's number
- * @param property  the property's number among all of the object, those inside compounds included
- * @param[out] out  the record to fill; its texts belong to the archive
+ * @retval -1 an argument is null
+ * @retval -6 no memory for the name
+ * @retval -7 there is no object of that number, or it has no property of that number
+ * @param archive   an open archive
+ * @param object    number of the object
+ * @param property  number of the property, below the object's `property_count`
+ * @param[out] out  the record; its texts belong to the archive
  */
 QEL_ARCHIVE_API int32_t qel_archive_get_property(const qel_archive *archive, uint32_t object,
                                                  uint32_t property, qel_archive_property *out);
 
 /**
- * Finds a property of an object by its name.
+ * The number of an object's property with a name, which is written as ::qel_archive_property has it.
  *
- * @param archive  an open archive; null finds nothing
- * @param object   the object's number; one that is not there finds nothing
- * @param name     with the compounds that the property stands in: ".geom/P"; null finds nothing
- * @return the property's number, or ::QEL_NOT_FOUND
+ * As quick as ::qel_archive_find.
+ *
+ * @param archive  an open archive; null gives ::QEL_NOT_FOUND
+ * @param object   number of the object; one that is not there gives ::QEL_NOT_FOUND
+ * @param name     ".geom/P", terminated; null gives ::QEL_NOT_FOUND
+ * @return the number, ::QEL_NOT_FOUND when there is none
  */
 QEL_ARCHIVE_API uint32_t qel_archive_find_property(const qel_archive *archive, uint32_t object,
                                                    const char *name);
 
 /**
- * Copies the values of one sample as they are stored, without the digest. Texts end with a zero byte each.
+ * Copies the values of one sample as they are stored, without the digest that stands before them. Texts end with a zero
+ * byte each.
  *
- * Where `capacity` is smaller than the values, none is copied and the call succeeds all the same: null and 0 ask for
- * the size. A read that fails may leave some of the values in `bytes`.
+ * Only samples that differ from the one before are stored; any sample below the count can be read. Where the buffer is
+ * too small nothing is copied, and that is no failure: with null and 0 a call asks for the size.
  *
- * @retval  0 `size` is set, and the values are copied where they fit
+ * @retval  0 copied, or the buffer is too small: `*size` says which
  * @retval -1 `archive` or `size` is null, or `bytes` is null and `capacity` is not 0
- * @retval -2 the file cannot be read
- * @retval -5 the sample is damaged: not stored, cut short, or of another size than its dimensions or extent say
+ * @retval -2 the system failed to read the file
+ * @retval -5 the sample is not stored whole, or has another number of values than the property or its dimensions say
  * @retval -7 there is no such object, property or sample
  * @retval -8 the property is a compound
- * @param archive     an open archive; may be null
- * @param object      the object's number
- * @param property    the property's number
- * @param sample      the sample's number, from 0
- * @param[out] bytes  room for `capacity` bytes; may be null when `capacity` is 0
- * @param capacity    how many bytes `bytes` has room for
- * @param[out] size   the number of bytes of the values; untouched after a failure
+ * @param archive     an open archive
+ * @param object      number of the object
+ * @param property    number of the property
+ * @param sample      number of the sample
+ * @param[out] bytes  room for `capacity` bytes; may be null where that is 0. What it holds after a failure is undefined
+ * @param capacity    bytes of room
+ * @param[out] size   bytes of the sample's values, also where they were not copied; untouched after a failure
  */
 QEL_ARCHIVE_API int32_t qel_archive_read_property(const qel_archive *archive, uint32_t object,
                                                   uint32_t property, uint64_t sample, void *bytes,
                                                   uint64_t capacity, uint64_t *size);
 
 /**
- * The time of a property's sample.
+ * The time of a property's sample. Nothing is read.
  *
  * @retval  0 set
  * @retval -1 `archive` or `seconds` is null
  * @retval -7 there is no such object, property or sample
  * @retval -8 the property is a compound
- * @param archive       an open archive; may be null
- * @param object        the object's number
- * @param property      the property's number
- * @param sample        the sample's number, from 0
- * @param[out] seconds  the time in seconds
+ * @param archive       an open archive
+ * @param object        number of the object
+ * @param property      number of the property
+ * @param sample        number of the sample
+ * @param[out] seconds  the time
  */
 QEL_ARCHIVE_API int32_t qel_archive_property_time(const qel_archive *archive, uint32_t object,
                                                   uint32_t property, uint64_t sample, double *seconds);
 
 /**
- * What a mesh holds, without its arrays. Points, curves and patches are taken too: they have no faces.
+ * What a mesh holds, without reading its arrays: their sizes tell.
  *
  * @retval  0 filled
- * @retval -1 `archive` or `out` is null
- * @retval -2 the file cannot be read
- * @retval -5 the arrays of sample 0 are damaged
+ * @retval -1 an argument is null
+ * @retval -2 the system failed to read the file
+ * @retval -5 an array of sample 0 is not stored whole, or the positions, face counts or indices are of another type
  * @retval -7 there is no such object, or its positions have no samples
  * @retval -8 the object has no positions
- * @param archive   an open archive; may be null
- * @param object    the object's number
- * @param[out] out  the record to fill
+ * @param archive   an open archive
+ * @param object    number of the object
+ * @param[out] out  the record
  */
 QEL_ARCHIVE_API int32_t qel_archive_get_mesh_info(const qel_archive *archive, uint32_t object,
                                                   qel_archive_mesh_info *out);
 
 /**
- * Reads one sample of a mesh, of points, of curves or of a patch.
+ * Reads one sample of a mesh: positions, faces, normals, UV sets, bounds and the world transform at its time.
  *
- * The mesh is sound: the face counts sum to the number of indices, each index is below the number of vertices, and
- * normals and UVs are as many as their scope asks, with indices below their values. Normals and UVs that are not are
- * left out. Points, curves and patches give positions only.
+ * What is handed out can be indexed without a check: no count is negative, the counts sum to the number of indices,
+ * each index is below the number of points, normals and UVs are as many as their scope asks, and their indices are
+ * below the number of their values. Normals and UVs of which that is not so are left out. A property with fewer samples
+ * than the positions gives its last one. Of objects that are neither PolyMesh nor SubD there are positions only.
  *
- * `name` and `path` are cut to the record. Scopes are 0 constant, 1 one a face, 2 varying, ::OGAWA_SCOPE_VERTEX
- * and ::OGAWA_SCOPE_FACE_VARYING; `normal_indices` and a set's `indices` are null where the values are not
- * indexed. There is a set for the property `uv`, and one for each parameter of two floats. `bounds_min` and
- * `bounds_max` are those of the positions; `self_bounds_min` and `self_bounds_max` those that the archive holds,
- * else the same. `transform` is the world transform at the sample's time. A property with fewer samples than the
- * positions gives its last one.
+ * An array of no entries is null. Scopes are 0 constant, 1 face, 2 varying, 3 vertex, 4 corner; one that is not written
+ * is told by the number of entries, in the order corner, vertex, face, constant. The first UV set is that of the
+ * property `uv`, named by its key `sourceName`, else "uv"; the others are the pairs of floats among the arbitrary
+ * parameters, by their names. `self_bounds_min` and `self_bounds_max` are what the archive holds, rounded to single
+ * precision, and else the positions' box.
+ *
+ * The result is all that is allocated.
  *
  * @retval  0 read
  * @retval -1 `archive` or `mesh` is null
- * @retval -2 the file cannot be read
- * @retval -5 the mesh or a transform above it is damaged
+ * @retval -2 the system failed to read the file
+ * @retval -5 an array is not stored whole or is of another type, the mesh is not sound, or a transform is damaged
  * @retval -6 no memory
- * @retval -7 there is no such object or sample
+ * @retval -7 there is no such object, or `sample` is not below the samples of its positions
  * @retval -8 the object has no positions
- * @param archive    an open archive; may be null
- * @param object     the object's number
- * @param sample     the sample's number, from 0
- * @param[out] mesh  the record to fill, to be released with ::ogawa_free_polymesh; all zero after every failure
+ * @param archive    an open archive
+ * @param object     number of the object
+ * @param sample     number of the sample
+ * @param[out] mesh  the record; cleared first, what it held is not freed. Release it with ::ogawa_free_polymesh. After
+ *                   a failure it is all zero
  */
 QEL_ARCHIVE_API int32_t qel_archive_read_mesh(const qel_archive *archive, uint32_t object, uint64_t sample,
                                               ogawa_polymesh *mesh);
 
 /**
- * The last sample of an object's positions at or before a time.
+ * The last sample of an object's positions at or before a time. Nothing is read.
  *
- * A time may lie before its sample by 1e-6 of a cycle; where the archive lists each time by itself, it may not.
+ * Times may differ by a millionth of a cycle, but for samples whose times are listed one by one.
  *
  * @retval  0 set
  * @retval -1 `archive` or `sample` is null
- * @retval -5 the positions are of another kind than three floats each
+ * @retval -5 the positions are of another type
  * @retval -7 there is no such object, or its positions have no samples
  * @retval -8 the object has no positions
- * @param archive      an open archive; may be null
- * @param object       the object's number
- * @param seconds      the time
- * @param[out] sample  the sample's number; 0 where all samples are later
+ * @param archive      an open archive
+ * @param object       number of the object
+ * @param seconds      the time; a NaN is before all
+ * @param[out] sample  number of the sample; 0 where all are later
  */
 QEL_ARCHIVE_API int32_t qel_archive_sample_at(const qel_archive *archive, uint32_t object, double seconds,
                                               uint64_t *sample);
 
 /**
- * The object's own transform at a time: from its space to its parent's.
+ * The object's own transform, from the last samples at or before a time as ::qel_archive_sample_at finds them. An
+ * object that is no Xform has the identity.
  *
- * The last sample at or before the time counts, as with ::qel_archive_sample_at. Row by row; points are rows.
+ * Computed in double precision in the order written. Sine and cosine are the C library's: the last bit of a rotation
+ * may differ between platforms.
  *
  * @retval  0 set
  * @retval -1 `archive` or `matrix` is null
- * @retval -2 the file cannot be read
- * @retval -5 the transform is damaged
+ * @retval -2 the system failed to read the file
+ * @retval -5 there is an unknown operation, there are too few values, or they are not stored whole
  * @retval -7 there is no such object
- * @param archive      an open archive; may be null
- * @param object       the object's number; one that is no Xform has the identity
+ * @param archive      an open archive
+ * @param object       number of the object
  * @param seconds      the time
- * @param[out] matrix  4 x 4 numbers
+ * @param[out] matrix  16 numbers, row by row; points are rows
  */
 QEL_ARCHIVE_API int32_t qel_archive_local_transform(const qel_archive *archive, uint32_t object,
                                                     double seconds, double matrix[16]);
 
 /**
- * The transform from the object's space to the world's at a time: its own, times that of the parent where it
- * inherits.
+ * The transform from the object's space to the world's: its own times the parent's world transform, or its own alone
+ * where it does not inherit.
  *
  * @retval  0 set
  * @retval -1 `archive` or `matrix` is null
- * @retval -2 the file cannot be read
- * @retval -5 a transform on the way is damaged
+ * @retval -2 the system failed to read the file
+ * @retval -5 as for ::qel_archive_local_transform, of any object on the way
  * @retval -7 there is no such object
- * @param archive      an open archive; may be null
- * @param object       the object's number
+ * @param archive      an open archive
+ * @param object       number of the object
  * @param seconds      the time
- * @param[out] matrix  4 x 4 numbers, as those of ::qel_archive_local_transform
+ * @param[out] matrix  16 numbers, row by row; points are rows
  */
 QEL_ARCHIVE_API int32_t qel_archive_world_transform(const qel_archive *archive, uint32_t object,
                                                     double seconds, double matrix[16]);
 
 /**
- * Whether an object is shown at a time.
- *
- * The object itself decides where it says hidden or shown, else the nearest one above that does; where none does, it
- * is shown. So a shown child of a hidden parent is visible.
+ * Whether an object is shown at a time. The nearest one upwards that says so decides, the object itself first: a shown
+ * child of a hidden parent is visible, and what says nothing is.
  *
  * @retval  0 set
  * @retval -1 `archive` or `visible` is null
- * @retval -2 the file cannot be read
- * @retval -5 a visibility on the way is damaged
+ * @retval -2 the system failed to read the file
+ * @retval -5 a sample that was asked for is not stored whole
  * @retval -7 there is no such object
- * @param archive       an open archive; may be null
- * @param object        the object's number
+ * @param archive       an open archive
+ * @param object        number of the object
  * @param seconds       the time
- * @param[out] visible  1 shown, 0 hidden
+ * @param[out] visible  1 or 0
  */
 QEL_ARCHIVE_API int32_t qel_archive_is_visible(const qel_archive *archive, uint32_t object, double seconds,
                                                int32_t *visible);
