@@ -25,8 +25,9 @@ bool begins_with(const archive_bytes &file, const void *bytes, std::size_t count
 } // namespace
 
 archive_container::archive_container(const std::string &path) : file_(whole_file(path)) {
+    require(file_.size() >= header_size, QEL_ARCHIVE_NOT_AN_ARCHIVE);
     require(!begins_with(file_, "\x89HDF\r\n\x1a\n", 8), QEL_ARCHIVE_HDF5);
-    require(file_.size() >= header_size && begins_with(file_, "Ogawa", 5), QEL_ARCHIVE_NOT_AN_ARCHIVE);
+    require(begins_with(file_, "Ogawa", 5), QEL_ARCHIVE_NOT_AN_ARCHIVE);
     require(file_[5] == 0xFF);
 }
 
@@ -37,8 +38,16 @@ std::uint64_t archive_container::word(std::uint64_t at) const {
 }
 
 std::uint64_t archive_container::node_word(std::uint64_t at) const {
-    require(at >= header_size && at <= file_.size() && file_.size() - at >= 8);
+    require(can_hold_node(at));
     return word(at);
+}
+
+bool archive_container::can_hold_node(std::uint64_t at) const {
+    return at >= header_size && at <= file_.size() && file_.size() - at >= 8;
+}
+
+bool archive_container::can_be_group(std::uint64_t reference) const {
+    return reference == 0 || (!is_data(reference) && can_hold_node(reference));
 }
 
 std::vector<std::uint64_t> archive_container::group(std::uint64_t reference) const {

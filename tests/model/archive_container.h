@@ -61,6 +61,8 @@ class archive_container {
     static std::uint64_t position(std::uint64_t reference) { return reference & ~(std::uint64_t{1} << 63); }
 
     std::uint64_t root() const { return word(8); }
+    /// Whether a reference can lead to a group: where it stands is not read.
+    bool can_be_group(std::uint64_t reference) const;
     /// The references of a group, which has to be one and to stand in the file.
     std::vector<std::uint64_t> group(std::uint64_t reference) const;
     /// The bytes of data, which have to stand in the file.
@@ -68,6 +70,7 @@ class archive_container {
 
   private:
     std::uint64_t word(std::uint64_t at) const;
+    bool can_hold_node(std::uint64_t at) const;
     /// The word at a node's position, where a node can stand.
     std::uint64_t node_word(std::uint64_t at) const;
 

@@ -45,7 +45,6 @@ const archive_groups::compound &archive_groups::read_compound(std::uint64_t refe
     const inside_group inside(around_, reference);
     require(around_.size() <= 2 * max_archive_levels); // nor may the levels fill the stack
     compound result;
-    result.amount.levels = 1;
     std::vector<std::uint64_t> children = file_.container.group(reference);
     if (!children.empty()) {
         const archive_bytes headers = file_.container.data(children.back());
@@ -55,6 +54,7 @@ const archive_groups::compound &archive_groups::read_compound(std::uint64_t refe
         require(result.headers.size() == children.size());
     }
     for (std::size_t i = 0; i < children.size(); ++i) {
+        require(file_.container.can_be_group(children[i])); // its samples are looked at when they are read
         archive_amount amount;
         if (result.headers[i].kind == 0) amount = read_compound(children[i]).amount;
         amount.properties += 1;

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cfloat>
+#include <cmath>
 #include <set>
 
 namespace qel::model {
@@ -81,7 +82,7 @@ double archive_time_sampling::time(std::uint64_t i) const {
 }
 
 std::uint64_t archive_time_sampling::sample_at(double seconds, std::uint64_t count) const {
-    const double latest = is_acyclic() ? seconds : seconds + 1e-6 * cycle;
+    const double latest = is_acyclic() ? seconds : seconds + 1e-6 * std::fabs(cycle);
     const std::uint64_t n = times.size();
     std::uint64_t last = 0;
     // The samples of one place in the cycle follow each other in one direction.
@@ -129,7 +130,8 @@ std::vector<std::string> parse_shared_metadata(const archive_bytes &data) {
     return texts;
 }
 
-std::optional<std::string> metadata_value(const std::string &metadata, const std::string &key) {
+std::optional<std::string> metadata_value(const std::string &whole, const std::string &key) {
+    const std::string metadata = whole.c_str(); // a text ends at a zero byte
     for (std::size_t at = 0; at < metadata.size();) {
         const std::size_t end = std::min(metadata.find(';', at), metadata.size());
         const std::string pair = metadata.substr(at, end - at);

@@ -42,7 +42,7 @@ struct archive_property_header {
     std::uint32_t samples = 0, first_changed = 0, last_changed = 0, time_sampling = 0;
 
     bool all_equal() const { return first_changed == 0 && last_changed == 0; }
-    bool is_constant() const { return kind != 0 && (samples <= 1 || all_equal()); }
+    bool is_constant() const { return samples <= 1 || all_equal(); }
     /// Which of the stored samples is sample i.
     std::uint64_t stored_sample(std::uint64_t i) const;
 };

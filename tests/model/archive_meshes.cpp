@@ -26,10 +26,9 @@ std::uint64_t nearest_sample(const archive_tree_property &property, std::uint64_
     return std::min<std::uint64_t>(sample, property.header.samples - 1);
 }
 
-void require_type(const archive_tree_property &property, std::uint32_t kind, std::uint32_t value,
-                  std::uint32_t extent) {
-    require(property.header.kind == kind && property.header.value == value &&
-            property.header.extent == extent);
+bool is_of_type(const archive_tree_property &property, std::uint32_t kind, std::uint32_t value,
+                std::uint32_t extent) {
+    return property.header.kind == kind && property.header.value == value && property.header.extent == extent;
 }
 
 /// An array of a mesh; one that is not there is empty.
@@ -37,7 +36,7 @@ template <class T>
 std::vector<T> mesh_array(const archive_file &file, const archive_tree_property *property,
                           std::uint32_t value, std::uint32_t extent, std::uint64_t sample) {
     if (property == nullptr) return {};
-    require_type(*property, 2, value, extent);
+    require(is_of_type(*property, 2, value, extent));
     if (!has_samples(property)) return {};
     return values_of<T>(file.sample(*property, nearest_sample(*property, sample)));
 }
@@ -68,7 +67,7 @@ std::optional<std::uint32_t> written_scope(const std::string &metadata) {
     const std::string words[5] = {"con", "uni", "var", "vtx", "fvr"};
     for (std::uint32_t scope = 0; scope < 5; ++scope)
         if (*word == words[scope]) return scope;
-    throw archive_failure{QEL_ARCHIVE_DAMAGED};
+    return std::nullopt; // a word without a meaning is none
 }
 
 std::uint64_t places_of(std::uint32_t scope, const mesh_sizes &sizes) {
@@ -137,10 +136,12 @@ std::optional<archive_model_parameter> sound_parameter(const archive_file &file,
 }
 
 std::string uv_name(const archive_tree_object &object, const archive_tree_property &uv) {
-    std::optional<std::string> name = metadata_value(uv.header.metadata, "sourceName");
-    const archive_tree_property *values = object.property(uv.header.name + "/.vals");
-    if (!name && values != nullptr) name = metadata_value(values->header.metadata, "sourceName");
-    return name.value_or("uv").substr(0, 63);
+    for (const archive_tree_property *named : {&uv, object.property(uv.header.name + "/.vals")}) {
+        if (named == nullptr) continue;
+        const std::string name = metadata_value(named->header.metadata, "sourceName").value_or("");
+        if (!name.empty()) return name.substr(0, 63);
+    }
+    return "uv";
 }
 
 void read_uv_sets(const archive_file &file, const archive_tree_object &object, std::uint64_t sample,
@@ -166,9 +167,7 @@ void set_bounds(const archive_file &file, const archive_tree_object &object, std
     if (points != 0) plain_bounds(mesh.positions.data(), points, mesh.bounds.data());
     mesh.self_bounds = mesh.bounds;
     const archive_tree_property *property = object.property(".geom/.selfBnds");
-    if (property == nullptr) return;
-    require_type(*property, 1, f64_value, 6);
-    if (!has_samples(property)) return;
+    if (!has_samples(property) || !is_of_type(*property, 1, f64_value, 6)) return;
     const auto corners = values_of<double>(file.sample(*property, nearest_sample(*property, sample)));
     for (std::size_t i = 0; i < 6; ++i)
         mesh.self_bounds[i] = static_cast<float>(corners[i]);
@@ -199,6 +198,7 @@ void read_faces(const archive_file &file, const archive_tree_object &object, std
 const archive_tree_property &archive_positions(const archive_tree_object &object) {
     const archive_tree_property *positions = object.property(".geom/P");
     require(positions != nullptr && positions->header.kind != 0, QEL_ARCHIVE_WRONG_KIND);
+    require(is_of_type(*positions, 2, f32_value, 3));
     require(positions->header.samples != 0, QEL_ARCHIVE_NOT_FOUND);
     return *positions;
 }

@@ -37,16 +37,20 @@ double frames_per_second(const std::vector<archive_time_sampling> &samplings) {
     return 0;
 }
 
+/// "Xform" of "AbcGeom_Xform_v3"; empty where a schema is called otherwise.
+std::string schema_name(const std::string &schema) {
+    const std::string prefix = "AbcGeom_";
+    const std::size_t version = schema.rfind("_v");
+    if (schema.compare(0, prefix.size(), prefix) != 0) return "";
+    if (version == std::string::npos || version < prefix.size() || version + 2 == schema.size()) return "";
+    if (schema.find_first_not_of("0123456789", version + 2) != std::string::npos) return "";
+    return schema.substr(prefix.size(), version - prefix.size());
+}
+
 } // namespace
 
 ogawa_schema archive_schema(const std::string &metadata) {
-    const std::string schema = metadata_value(metadata, "schema").value_or("");
-    const std::string prefix = "AbcGeom_";
-    const std::size_t version = schema.rfind("_v");
-    if (schema.compare(0, prefix.size(), prefix) != 0 || version == std::string::npos)
-        return OGAWA_SCHEMA_UNKNOWN;
-    if (version < prefix.size()) return OGAWA_SCHEMA_UNKNOWN;
-    const std::string name = schema.substr(prefix.size(), version - prefix.size());
+    const std::string name = schema_name(metadata_value(metadata, "schema").value_or(""));
     if (name == "Xform") return OGAWA_SCHEMA_XFORM;
     if (name == "PolyMesh") return OGAWA_SCHEMA_POLYMESH;
     if (name == "SubD") return OGAWA_SCHEMA_SUBD;

@@ -122,9 +122,10 @@ archive_matrix archive_local_transform(const archive_file &file, const archive_t
     const auto values = values_at<double>(file, object, ".xform/.vals", f64_value, seconds);
     const std::vector<double> numbers = values.value_or(std::vector<double>());
     value_list remaining(numbers);
-    archive_matrix matrix = identity;
-    for (const std::uint8_t code : *operations)
-        matrix = product(operation(code, remaining), matrix);
+    if (operations->empty()) return identity;
+    archive_matrix matrix = operation(operations->front(), remaining);
+    for (std::size_t i = 1; i < operations->size(); ++i)
+        matrix = product(operation((*operations)[i], remaining), matrix);
     return matrix;
 }
 
@@ -138,8 +139,11 @@ archive_matrix archive_world_transform(const archive_file &file,
 
 bool archive_is_visible(const archive_file &file, const std::vector<archive_tree_object> &objects,
                         std::uint32_t object, double seconds) {
-    const auto values = values_at<std::uint8_t>(file, objects[object], "visible", i8_value, seconds);
-    if (values && !values->empty() && values->front() <= 1) return values->front() == 1;
+    const archive_tree_property *property = objects[object].property("visible");
+    if (property != nullptr && property->header.kind == 1 && property->header.value == i8_value) {
+        const auto values = values_at<std::uint8_t>(file, objects[object], "visible", i8_value, seconds);
+        if (values && values->front() <= 1) return values->front() == 1;
+    }
     const std::uint32_t parent = objects[object].parent;
     return parent == 0xFFFFFFFF || archive_is_visible(file, objects, parent, seconds);
 }

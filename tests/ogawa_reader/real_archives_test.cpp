@@ -1,17 +1,14 @@
 // SPDX-License-Identifier: MIT
-// Archives that production tools wrote: every one in the folder that the environment variable
-// QEL_REAL_ARCHIVES names, or in ../shared/archives beside the source tree. Without such a folder the tests
-// are skipped.
+// Archives that production tools wrote, read as their models read them.
 #include "model/mesh_scan_model.h"
 #include "model/node_walk_model.h"
 #include "ogawa_reader/data_nodes.h"
 #include "ogawa_reader/mesh_scan.h"
 #include "ogawa_reader/read_mesh.h"
+#include "support/real_archives.h"
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <cstdlib>
 #include <filesystem>
 
 namespace qel {
@@ -20,22 +17,10 @@ namespace {
 namespace fs = std::filesystem;
 using test::heap_ledger;
 
-std::vector<fs::path> real_archives() {
-    const char *named = std::getenv("QEL_REAL_ARCHIVES");
-    const fs::path folder =
-        named != nullptr ? fs::path(named) : fs::path(__FILE__).parent_path() / "../../../shared/archives";
-    std::vector<fs::path> paths;
-    std::error_code missing;
-    for (const fs::directory_entry &entry : fs::directory_iterator(folder, missing))
-        if (entry.path().extension() == ".abc") paths.push_back(entry.path());
-    std::sort(paths.begin(), paths.end());
-    return paths;
-}
-
 class RealArchives : public testing::Test {
   protected:
     void SetUp() override {
-        paths = real_archives();
+        paths = test::real_archives();
         if (paths.empty()) GTEST_SKIP() << "no archives here; QEL_REAL_ARCHIVES may name their folder";
     }
 

@@ -1,0 +1,178 @@
+// SPDX-License-Identifier: MIT
+// Every answer of the archive reader is the model's: for archives made by chance, sound and damaged, for every
+// truncation and every changed byte of small ones.
+//
+// QEL_ARCHIVE_ROUNDS makes the tests longer: so many random archives of each sort, and every value of every byte.
+// QEL_ARCHIVE_SEED has the random ones begin elsewhere.
+#include "model/archive_comparison.h"
+#include "qel_archive.h"
+#include "support/archive_schemas.h"
+#include "support/random_archive.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <numeric>
+
+namespace qel {
+namespace {
+
+using namespace test;
+
+std::uint64_t from_environment(const char *name, std::uint64_t otherwise) {
+    const char *value = std::getenv(name);
+    return value == nullptr ? otherwise : std::strtoull(value, nullptr, 10);
+}
+
+class ArchiveAgainstModel : public testing::Test {
+  protected:
+    /// Empty where the library answers as the model does.
+    std::string difference(const bytes &content) {
+        std::filesystem::remove(path_); // a new file waits for no disk, unlike one that is written over
+        write_file(path_, content);
+        return model::first_difference(path_);
+    }
+
+    /// Compares archives that `make` makes of chances.
+    template <class Make>
+    void compare_random(const Make &make) {
+        const std::uint64_t rounds = from_environment("QEL_ARCHIVE_ROUNDS", 400);
+        const std::uint64_t first = from_environment("QEL_ARCHIVE_SEED", 1);
+        for (std::uint64_t seed = first; seed < first + rounds; ++seed) {
+            chance random(seed);
+            ASSERT_EQ(difference(make(random)), "") << "QEL_ARCHIVE_SEED=" << seed;
+        }
+    }
+
+    temp_folder folder_;
+    std::string path_ = folder_.file("archive.abc");
+};
+
+TEST_F(ArchiveAgainstModel, ReadsSoundArchivesAlike) {
+    compare_random([](chance &random) { return random_archive(random).build().content; });
+}
+
+TEST_F(ArchiveAgainstModel, ReadsArchivesWithDamagedFieldsAlike) {
+    compare_random([](chance &random) {
+        archive_builder archive = random_archive(random);
+        damage_fields(archive, random);
+        return archive.build().content;
+    });
+}
+
+TEST_F(ArchiveAgainstModel, ReadsArchivesWithDamagedBytesAlike) {
+    compare_random([](chance &random) { return damaged_bytes(random_archive(random).build(), random); });
+}
+
+/// Damage says nothing where every archive is refused.
+TEST_F(ArchiveAgainstModel, OpensManyOfTheDamagedArchives) {
+    std::uint32_t opened = 0, refused = 0;
+    for (std::uint64_t seed = 1; seed <= 200; ++seed) {
+        chance random(seed);
+        archive_builder archive = random_archive(random);
+        damage_fields(archive, random);
+        archive.save(path_);
+        ++(model::model_status(path_) == QEL_ARCHIVE_OK ? opened : refused);
+    }
+    EXPECT_GT(opened, 50u);
+    EXPECT_GT(refused, 50u);
+}
+
+/// A triangle with normals and UVs below a transform that moves, and an instance of it.
+archive_builder small_mesh() {
+    archive_builder archive;
+    archive.metadata = "a=b";
+    const std::uint32_t film = archive.add_sampling({0.5, {0}});
+    object_node &xform =
+        add_moving_xform(archive.top, "x", {{translate(1, 2, 3)}, {translate(4, 5, 6)}}, film);
+    polymesh mesh;
+    mesh.points = {{0, 0, 0, 1, 0, 0, 0, 1, 0}};
+    mesh.face_counts = {{3}};
+    mesh.face_indices = {{0, 1, 2}};
+    mesh.parameters = {normals({{0, 0, 1}}, "con"), uvs({{0, 0, 1, 1}}, "vtx", "map")};
+    mesh.parameters.back().indices = {{0, 1, 1}};
+    add_polymesh(xform, "m", mesh);
+    add_instance(archive.top, "i", "/x");
+    return archive;
+}
+
+/// Points that come and go, hidden at times, without any metadata shared.
+archive_builder small_points() {
+    archive_builder archive;
+    archive.metadata = "";
+    archive.share_metadata = false;
+    const std::uint32_t steps = archive.add_sampling({acyclic, {0, 1, 4}});
+    object_node &points = add_points(archive.top, "p", {{1, 2, 3}, {}, {4, 5, 6, 7, 8, 9}}, {}, steps);
+    set_visible(points, {-1, 0, 1}, steps);
+    return archive;
+}
+
+/// Properties of several kinds in compounds, and no schema.
+archive_builder small_properties() {
+    archive_builder archive;
+    const std::uint32_t cyclic = archive.add_sampling({1, {0, 0.25}});
+    property_node &compound = archive.top.properties.compound("c");
+    compound.text("t", "word", cyclic);
+    compound.array<std::uint16_t>("a", 2, {{1, 2}, {1, 2}, {3, 4, 5, 6}, {}}, cyclic);
+    compound.children.back().samples[2].dimensions = {1, 2};
+    compound.compound("empty");
+    archive.top.properties.scalar<double>("s", 1, {{1}, {2}, {2}}, cyclic);
+    return archive;
+}
+
+std::vector<archive_builder> small_archives() {
+    return {small_mesh(), small_points(), small_properties(), archive_builder()};
+}
+
+TEST_F(ArchiveAgainstModel, ReadsEveryTruncationAlike) {
+    for (const archive_builder &archive : small_archives()) {
+        const bytes whole = archive.build().content;
+        for (std::size_t size = 0; size <= whole.size(); ++size) {
+            const bytes cut(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(size));
+            ASSERT_EQ(difference(cut), "") << size << " of " << whole.size() << " bytes";
+        }
+    }
+}
+
+/// What is added to a byte: two steps, or all where the random tests are made longer.
+std::vector<std::uint8_t> byte_steps() {
+    if (std::getenv("QEL_ARCHIVE_ROUNDS") == nullptr) return {1, 0x80};
+    std::vector<std::uint8_t> steps(255);
+    std::iota(steps.begin(), steps.end(), std::uint8_t{1});
+    return steps;
+}
+
+TEST_F(ArchiveAgainstModel, ReadsEveryChangedByteAlike) {
+    for (const archive_builder &archive : small_archives()) {
+        const bytes whole = archive.build().content;
+        for (std::size_t at = 0; at < whole.size(); ++at)
+            for (const std::uint8_t step : byte_steps()) {
+                bytes changed = whole;
+                changed[at] = static_cast<std::uint8_t>(changed[at] + step);
+                ASSERT_EQ(difference(changed), "") << "byte " << at << " = " << int{changed[at]};
+            }
+    }
+}
+
+TEST_F(ArchiveAgainstModel, ReadsMissingFilesAndFoldersAlike) {
+    EXPECT_EQ(model::first_difference(folder_.file("missing.abc")), "");
+    EXPECT_EQ(model::first_difference(folder_.path().string()), "");
+}
+
+TEST_F(ArchiveAgainstModel, ReadsOtherContainersAlike) {
+    const bytes hdf5 = {0x89, 'H', 'D', 'F', '\r', '\n', 0x1A, '\n'};
+    for (std::size_t size = 0; size <= 24; ++size) {
+        bytes begun = hdf5;
+        begun.resize(size);
+        EXPECT_EQ(difference(begun), "") << size;
+    }
+    for (std::size_t i = 0; i < 16; ++i) {
+        bytes changed = archive_builder().build().content;
+        changed[i] ^= 1;
+        EXPECT_EQ(difference(changed), "") << i;
+    }
+}
+
+} // namespace
+} // namespace qel
