@@ -1,5 +1,6 @@
-# What `cmake --install` puts where. Components: `runtime` is what a program needs to run, `development` what it needs to
-# be built, `license` the text to pass on with either. No file holds an absolute path, so an installed prefix may be moved as a whole.
+# What `cmake --install` puts where. Components: `runtime` and `archive_runtime` are what a program needs to run, one for
+# each library, `development` what it needs to be built, `license` the text to pass on with any of them. No file holds an
+# absolute path, so an installed prefix may be moved as a whole.
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 
@@ -9,15 +10,17 @@ if(BUILD_SHARED_LIBS)
   set(linkage shared)
 endif()
 get_property(qel_libraries GLOBAL PROPERTY QEL_UNIT_LIBRARIES)
+set(qel_unit_component runtime)
+set(qel_archive_component archive_runtime)
 foreach(library IN LISTS qel_libraries)
   set_target_properties(${library} PROPERTIES EXPORT_NAME ${library}_${linkage})
+  install(TARGETS ${library} EXPORT qel_unitTargets
+    RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT ${${library}_component}
+    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT ${${library}_component} NAMELINK_COMPONENT development
+    ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development
+    PUBLIC_HEADER DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT development
+    INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 endforeach()
-install(TARGETS ${qel_libraries} EXPORT qel_unitTargets
-  RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT runtime
-  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT runtime NAMELINK_COMPONENT development
-  ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development
-  PUBLIC_HEADER DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT development
-  INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 
 # A component of its own: the Debian packages have its text in their file `copyright`.
 install(FILES LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT license)

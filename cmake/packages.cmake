@@ -1,6 +1,7 @@
-# The pair of Debian packages: `cpack -G DEB` in a build folder, or scripts/package.sh. The library's package is named
-# after its SONAME, so that two major versions can stand side by side.
+# The Debian packages: `cpack -G DEB` in a build folder, or scripts/package.sh. Each library's package is named after its
+# SONAME, so that two major versions can stand side by side; one package holds what both need for development.
 set(deb_runtime libqel-unit${PROJECT_VERSION_MAJOR})
+set(deb_archive_runtime libqel-archive${PROJECT_VERSION_MAJOR})
 set(deb_development libqel-unit-dev)
 
 set(CPACK_GENERATOR DEB)
@@ -20,7 +21,7 @@ if(QEL_UNIT_GZIP)
   string(TIMESTAMP deb_date "%a, %d %b %Y %H:%M:%S +0000" UTC) # of SOURCE_DATE_EPOCH, where it is set
   configure_file(packaging/changelog.in changelog @ONLY)
   execute_process(COMMAND ${QEL_UNIT_GZIP} -9nf ${CMAKE_CURRENT_BINARY_DIR}/changelog COMMAND_ERROR_IS_FATAL ANY)
-  foreach(part runtime development)
+  foreach(part runtime archive_runtime development)
     install(FILES packaging/copyright ${CMAKE_CURRENT_BINARY_DIR}/changelog.gz
       DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/doc/${deb_${part}} COMPONENT debian_${part} EXCLUDE_FROM_ALL)
   endforeach()
@@ -28,19 +29,23 @@ endif()
 
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_COMPONENTS_GROUPING ONE_PER_GROUP)
-set(CPACK_COMPONENTS_ALL runtime debian_runtime development debian_development)
+set(CPACK_COMPONENTS_ALL runtime debian_runtime archive_runtime debian_archive_runtime development debian_development)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY ">=")
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_NAME ${deb_runtime})
-set(CPACK_DEBIAN_LIBRARY_PACKAGE_SECTION libs)
-set(CPACK_DEBIAN_LIBRARY_PACKAGE_SHLIBDEPS ON)
-set(CPACK_DEBIAN_LIBRARY_PACKAGE_CONTROL_EXTRA ${CMAKE_CURRENT_SOURCE_DIR}/packaging/triggers)
+set(CPACK_DEBIAN_ARCHIVE_PACKAGE_NAME ${deb_archive_runtime})
+foreach(group LIBRARY ARCHIVE)
+  set(CPACK_DEBIAN_${group}_PACKAGE_SECTION libs)
+  set(CPACK_DEBIAN_${group}_PACKAGE_SHLIBDEPS ON)
+  set(CPACK_DEBIAN_${group}_PACKAGE_CONTROL_EXTRA ${CMAKE_CURRENT_SOURCE_DIR}/packaging/triggers)
+endforeach()
 set(CPACK_DEBIAN_HEADERS_PACKAGE_NAME ${deb_development})
 set(CPACK_DEBIAN_HEADERS_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_HEADERS_PACKAGE_SHLIBDEPS OFF)
-set(CPACK_DEBIAN_HEADERS_PACKAGE_DEPENDS "${deb_runtime} (= ${PROJECT_VERSION})")
+set(CPACK_DEBIAN_HEADERS_PACKAGE_DEPENDS
+  "${deb_runtime} (= ${PROJECT_VERSION}), ${deb_archive_runtime} (= ${PROJECT_VERSION})")
 
 set(deb_text "qel_unit reads the polygon mesh out of an Alembic archive, maps its vertices
 onto a 48-cube lattice as 25-byte tokens, stores and searches them, and keeps
@@ -49,14 +54,23 @@ no dependency but the standard library.")
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "") # each package has its own, as the first line of its description
 set(CPACK_DEBIAN_LIBRARY_DESCRIPTION "Alembic geometry as meshes, tokens and mapped caches
 ${deb_text}")
+set(CPACK_DEBIAN_ARCHIVE_DESCRIPTION "Alembic archives read by what they say
+qel_archive follows what an Alembic archive in the Ogawa container says of
+itself: its objects, properties, samples and times, its meshes with normals and
+UVs, its transforms. It has a C interface, and no dependency but the standard
+library.")
 set(CPACK_DEBIAN_HEADERS_DESCRIPTION "Alembic geometry as meshes and tokens (development files)
 ${deb_text}
 
-This package holds the header and what CMake and pkg-config read.")
+This package holds the headers of qel_unit and of its second library,
+qel_archive, and what CMake and pkg-config read.")
 include(CPack)
 cpack_add_component_group(library)
+cpack_add_component_group(archive)
 cpack_add_component_group(headers)
 cpack_add_component(runtime GROUP library)
 cpack_add_component(debian_runtime GROUP library)
+cpack_add_component(archive_runtime GROUP archive)
+cpack_add_component(debian_archive_runtime GROUP archive)
 cpack_add_component(development GROUP headers)
 cpack_add_component(debian_development GROUP headers)

@@ -14,7 +14,7 @@ import re
 import sys
 
 PROJECT = pathlib.Path(__file__).resolve().parent.parent
-HEADER = PROJECT / "include" / "qel_unit.h"
+HEADERS = [PROJECT / "include" / "qel_unit.h", PROJECT / "include" / "qel_archive.h"]
 PAGES = {path: path.stem.lower() for path in
          [*(PROJECT / "docs").glob("*.md"), PROJECT / "CONTRIBUTING.md", PROJECT / "CHANGELOG.md"]}
 PAGES[PROJECT / "bindings" / "python" / "README.md"] = "python"
@@ -23,11 +23,11 @@ LONG = 4  # a page of so many sections gets a table of contents
 
 
 def interface_names():
-    """All functions, records and constants of the header."""
-    header = HEADER.read_text(encoding="utf-8")
-    return (set(re.findall(r"^QEL_API [^(]*?(\w+)\(", header, re.M)) | set(re.findall(r"^struct (\w+) \{", header, re.M))
-            | set(re.findall(r"^#define ((?:QEL|OGAWA)_\w+) ", header, re.M))
-            | set(re.findall(r"^\s+(OGAWA_SCHEMA_\w+) =", header, re.M)))
+    """All functions, records and constants of the headers."""
+    text = "\n".join(header.read_text(encoding="utf-8") for header in HEADERS)
+    forms = (r"^QEL_(?:ARCHIVE_)?API [^(]*?(\w+)\(", r"^(?:typedef )?struct (\w+) \{", r"^#define ((?:QEL|OGAWA)_\w+) ",
+             r"^\s+((?:OGAWA_SCHEMA|QEL_ARCHIVE)_\w+) =", r"^typedef struct (qel_archive) ")
+    return {name for form in forms for name in re.findall(form, text, re.M)} - {"QEL_ARCHIVE_API", "QEL_API", "QEL_ARCHIVE_H"}
 
 
 def slug(heading):
@@ -39,8 +39,8 @@ def reference(page, target):
     """What a relative link of the page leads to on the site: a label, or nothing."""
     path, _, anchor = target.partition("#")
     full = pathlib.Path(os.path.normpath(page.parent / path)) if path else page
-    if full == HEADER:
-        return anchor or HEADER.name  # the anchor names a group of functions
+    if full in HEADERS:
+        return anchor or full.name  # the anchor names a group of functions
     if full not in PAGES:
         return None
     return f"{PAGES[full]}-{anchor}" if anchor else PAGES[full]
@@ -60,7 +60,7 @@ def sentences(page, names, text):
     parts = commands.split(text)
     for i in range(0, len(parts), 2):
         part = parts[i].replace("@", "@@")
-        part = re.sub(r"(?<![\w`%/])qel_unit(?![\w`./:])", "%qel_unit", part)  # the library, not the record
+        part = re.sub(r"(?<![\w`%/])(qel_(?:unit|archive))(?![\w`./:])", r"%\1", part)  # the library, not the record
         part = re.sub(r"!\[([^\]]+)\]\(images/(\S+)\)", r'<img src="\2" alt="\1"/>', part)
         part = re.sub(r"\[([^\]]+)\]\(([^)\s]+)\)", lambda match: link(page, match), part)
         parts[i] = re.sub(r"`(\w+)`", lambda m: f"<code>@ref {m[1]}</code>" if m[1] in names else m[0], part)
@@ -74,7 +74,7 @@ def filtered(page, text):
     title = False
     for i, part in enumerate(parts):
         if part.startswith("#"):
-            heading = part.strip().replace("`", "").replace("qel_unit", "%qel_unit")
+            heading = re.sub("qel_(?=unit|archive)", "%qel_", part.strip().replace("`", ""))
             own = label if label != "index" else "mainpage"
             anchor = f"{label}-{slug(part.strip().lstrip('# '))}" if title else own
             parts[i] = f"{heading} {{#{anchor}}}\n"

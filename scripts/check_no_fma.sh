@@ -1,10 +1,11 @@
 #!/usr/bin/env bash
-# Fails when the built library holds a fused multiply-add: it rounds once where the results round twice, so the same
+# Fails when a built library holds a fused multiply-add: it rounds once where the results round twice, so the same
 # call would give other bits on other machines. First makes sure that such an instruction would be seen.
-# Usage: scripts/check_no_fma.sh [LIBRARY]   (another platform's: with its compiler and objdump in CXX and OBJDUMP)
+# Usage: scripts/check_no_fma.sh [LIBRARY...]   (another platform's: with its compiler and objdump in CXX and OBJDUMP)
 source "$(dirname "$0")/lib.sh"
 need binutils g++
-library=${1:-build/release/src/libqel_unit.so}
+libraries=("$@")
+[ $# -gt 0 ] || libraries=(build/release/src/lib{qel_unit,qel_archive}.so)
 
 # fused OBJECT: its fused instructions, x86-64 or arm64, one a line.
 fused() {
@@ -23,16 +24,18 @@ if [ -z "$(fused "$scratch/fused.o")" ]; then
     exit 2
 fi
 
-[ -f "$library" ] || { echo "There is no $library" >&2; exit 2; }
-instructions=$("${OBJDUMP:-objdump}" --disassemble --no-show-raw-insn "$library" | grep -cP '^\s*[0-9a-f]+:\t')
-if [ "$instructions" -lt 1000 ]; then
-    echo "$library does not look like the library: $instructions instructions" >&2
-    exit 2
-fi
-found=$(fused "$library")
-if [ -n "$found" ]; then
-    echo "Fused multiply-add in $library:" >&2
-    echo "$found" >&2
-    exit 1
-fi
-echo "no fused multiply-add among $instructions instructions of $library"
+for library in "${libraries[@]}"; do
+    [ -f "$library" ] || { echo "There is no $library" >&2; exit 2; }
+    instructions=$("${OBJDUMP:-objdump}" --disassemble --no-show-raw-insn "$library" | grep -cP '^\s*[0-9a-f]+:\t')
+    if [ "$instructions" -lt 1000 ]; then
+        echo "$library does not look like a library: $instructions instructions" >&2
+        exit 2
+    fi
+    found=$(fused "$library")
+    if [ -n "$found" ]; then
+        echo "Fused multiply-add in $library:" >&2
+        echo "$found" >&2
+        exit 1
+    fi
+    echo "no fused multiply-add among $instructions instructions of $library"
+done

@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Builds the pair of Debian packages, the library's and the developer's, into build/packages.
+# Builds the Debian packages, one for each library and one for development, into build/packages.
 source "$(dirname "$0")/lib.sh"
 need g++ cmake ninja-build dpkg-dev file gzip
 cmake -S . -B build/package -G Ninja -DBUILD_TESTING=OFF -DQEL_UNIT_TOOLS=OFF -DCMAKE_BUILD_TYPE=RelWithDebInfo \

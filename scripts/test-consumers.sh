@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Installs the library in every way that it offers and builds and runs outside programs against each of them:
+# Installs the libraries in every way that they offer and builds and runs outside programs against each of them:
 # find_package, pkg-config, dlopen, a moved prefix, the static library, both linkages in one prefix, add_subdirectory,
 # FetchContent, a parent's sanitizers, one translation unit, Debian packages.
 # Everything happens in a scratch folder outside the checkout; nothing is installed on this system but tools.
@@ -13,9 +13,13 @@ trap 'rm -rf "$scratch"' EXIT
 cp -r tests/consumers "$scratch/consumers"
 readonly consumers=$scratch/consumers
 readonly torus=$checkout/examples/data/torus.abc
+readonly harbour=$checkout/examples/data/harbour.abc
 version=$(sed -n 's/^project(qel_unit VERSION \([0-9.]*\).*/\1/p' CMakeLists.txt)
 readonly version major=${version%%.*}
-sed -n 's/^ *\(\w*\);$/\1/p' src/exports.map | grep -v '^\*' >"$scratch/names"
+# names_in EXPORTS: the functions of a library.
+names_in() { sed -n 's/^ *\(\w*\);$/\1/p' "$1" | grep -v '^\*'; }
+names_in src/exports.map >"$scratch/names"
+names_in src/qel_archive/exports.map >"$scratch/archive_names"
 
 ok() { echo "ok: $*"; }
 fail() { echo "FAILED: $*" >&2; exit 1; }
@@ -57,26 +61,50 @@ with_find_package() {
     build find_package "$1"
     quiet "$scratch/build/unit_round_trip" "$scratch/unit.qel"
     quiet "$scratch/build/scene_to_unit" "$torus" "$scratch/unit.qel"
+    quiet "$scratch/build/archive_mesh" "$harbour"
     build find_package_c "$1"
     quiet "$scratch/build/unit_round_trip" "$scratch/unit.qel"
+    quiet "$scratch/build/archive_mesh" "$harbour"
 }
 
-# with_pkg_config FOLDER [PACKAGE [--static]]: a plain C compiler, no build system.
+# compiled PROGRAM OPTION|PACKAGE...: builds a program with a plain C compiler and what pkg-config says.
+compiled() {
+    local flags
+    read -ra flags <<<"$(pkg-config --cflags --libs "${@:2}")"
+    quiet gcc -std=c99 -Wall -Wextra -Wpedantic -Werror "$consumers/$1.c" "${flags[@]}" -o "$scratch/$1"
+}
+
+# with_pkg_config FOLDER [PACKAGE [--static]]: no build system. PACKAGE may say which linkage is meant: qel_unit-static.
 with_pkg_config() {
-    local PKG_CONFIG_LIBDIR=$1 package=${2-qel_unit} flags
+    local PKG_CONFIG_LIBDIR=$1 package=${2-qel_unit} archive_package LD_LIBRARY_PATH
+    archive_package=qel_archive${package#qel_unit}
     export PKG_CONFIG_LIBDIR
-    [ "$(pkg-config --modversion "$package")" = "$version" ] || fail "$package.pc has another version"
-    read -ra flags <<<"$(pkg-config "${@:3}" --cflags --libs "$package")"
-    quiet gcc -std=c99 -Wall -Wextra -Wpedantic -Werror "$consumers/unit_round_trip.c" "${flags[@]}" \
-        -o "$scratch/with_pkg_config"
-    LD_LIBRARY_PATH=$(pkg-config --variable=libdir "$package") quiet "$scratch/with_pkg_config" "$scratch/unit.qel"
+    for name in "$package" "$archive_package"; do
+        [ "$(pkg-config --modversion "$name")" = "$version" ] || fail "$name.pc has another version"
+    done
+    [[ $(pkg-config "${@:3}" --libs "$archive_package") != *qel_unit* ]] || fail "$archive_package.pc links qel_unit"
+    LD_LIBRARY_PATH=$(pkg-config --variable=libdir "$package")
+    export LD_LIBRARY_PATH
+    compiled unit_round_trip "${@:3}" "$package"
+    quiet "$scratch/unit_round_trip" "$scratch/unit.qel"
+    compiled archive_mesh "${@:3}" "$archive_package" "$package"
+    quiet "$scratch/archive_mesh" "$harbour"
 }
 
-# linked_with PROGRAM shared|static: how a program got the library.
+# linked_with PROGRAM shared|static: how a program got the libraries that it uses.
 linked_with() {
-    local found=static
-    if readelf -d "$1" | grep -qF "[libqel_unit.so"; then found=shared; fi
+    local found=static wanted=0 count
+    count=$(readelf -d "$1" | grep -cF "[libqel_") || true
+    if [ "$count" -gt 0 ]; then found=shared; fi
     [ "$found" = "$2" ] || fail "$1 is linked with the $found library, not the $2 one"
+    [[ $1 != */archive_mesh ]] || wanted=2
+    [ "$found" = static ] || [ "$wanted" -eq 0 ] || [ "$count" -eq "$wanted" ] || fail "$1 is linked with $count libraries"
+}
+
+# all_linked_with FOLDER shared|static: both programs in C.
+all_linked_with() {
+    linked_with "$1/unit_round_trip" "$2"
+    linked_with "$1/archive_mesh" "$2"
 }
 
 names_no_folder() {
@@ -96,21 +124,29 @@ development() {
 }
 readonly headers="include/qel_archive.h
 include/qel_unit.h"
-runtime_files=$(printf "$libdir/%s\n" libqel_{archive,unit}.so.{"$major","$version"})
+runtime_files=$(printf "$libdir/%s\n" libqel_unit.so.{"$major","$version"})
+archive_runtime_files=$(printf "$libdir/%s\n" libqel_archive.so.{"$major","$version"})
 development_files=$headers$'\n'$(development shared libqel_{archive,unit}.so | sed "s|^|$libdir/|")
-readonly runtime_files development_files
+readonly runtime_files archive_runtime_files development_files
 quiet cmake --install build/package --prefix "$scratch/runtime" --component runtime
 holds_exactly "$scratch/runtime" <<<"$runtime_files"
+quiet cmake --install build/package --prefix "$scratch/archive_runtime" --component archive_runtime
+holds_exactly "$scratch/archive_runtime" <<<"$archive_runtime_files"
 quiet cmake --install build/package --prefix "$scratch/development" --component development
 holds_exactly "$scratch/development" <<<"$development_files"
 quiet cmake --install build/package --prefix "$scratch/shared"
 holds_exactly "$scratch/shared" <<<"$runtime_files
+$archive_runtime_files
 $development_files
 share/doc/qel_unit/LICENSE"
 cmp LICENSE "$scratch/shared/share/doc/qel_unit/LICENSE" || fail "another licence is installed"
-readelf -d "$scratch/shared/$libdir/libqel_unit.so" | grep -qF "soname: [libqel_unit.so.$major]" || fail "no SONAME"
+for library in qel_unit qel_archive; do
+    dynamic=$(readelf -d "$scratch/shared/$libdir/lib$library.so")
+    [[ $dynamic == *"soname: [lib$library.so.$major]"* ]] || fail "$library has no SONAME"
+    ! grep NEEDED <<<"$dynamic" | grep -F libqel_ || fail "$library needs another library of the project"
+done
 names_no_folder "$scratch/shared"
-ok "installed: version $version, SONAME libqel_unit.so.$major, components runtime and development, no absolute path"
+ok "installed: version $version, SONAME lib{qel_unit,qel_archive}.so.$major, each component, no absolute path"
 
 with_find_package "$scratch/shared"
 ok "find_package from C, from C++ and without any C++"
@@ -120,9 +156,13 @@ refused "version: $version" cmake -S "$consumers/find_package" -B "$scratch/refu
     -DCMAKE_PREFIX_PATH="$scratch/shared" -DWANTED_VERSION="$major.999"
 quiet cmake -S "$consumers/find_package" -B "$scratch/refused" -G Ninja --fresh \
     -DCMAKE_PREFIX_PATH="$scratch/shared" -DWANTED_VERSION="$major.1"
-ok "find_package refuses versions 9 and $major.999 and takes $major.1"
+quiet cmake -S "$consumers/find_package" -B "$scratch/refused" -G Ninja --fresh \
+    -DCMAKE_PREFIX_PATH="$scratch/shared" "-DWANTED_COMPONENT=qel_unit;qel_archive;shared"
+refused "no component qel_other" cmake -S "$consumers/find_package" -B "$scratch/refused" -G Ninja --fresh \
+    -DCMAKE_PREFIX_PATH="$scratch/shared" "-DWANTED_COMPONENT=qel_archive;qel_other"
+ok "find_package refuses versions 9 and $major.999 and the component qel_other, and takes $major.1 and both libraries"
 with_pkg_config "$scratch/shared/$libdir/pkgconfig"
-! pkg-config --cflags "$scratch/shared/$libdir/pkgconfig/qel_unit.pc" | grep -F QEL_UNIT_STATIC || fail "not static"
+! pkg-config --cflags "$scratch/shared/$libdir"/pkgconfig/*.pc | grep -F QEL_UNIT_STATIC || fail "not static"
 ok "pkg-config and gcc -std=c99"
 
 mkdir "$scratch/another place" # with a blank, too
@@ -138,6 +178,11 @@ mkdir "$scratch/bare"
 cp "$scratch/moved/$libdir/libqel_unit.so.$version" "$scratch/bare/library"
 quiet "$scratch/loader" "$scratch/bare/library" "$scratch/names"
 ok "dlopen of the bare library: all $(wc -l <"$scratch/names") names"
+quiet gcc -std=c99 -D_DEFAULT_SOURCE -Wall -Wextra -Werror -I"$scratch/moved/include" \
+    "$consumers/load_archive_at_run_time.c" -ldl -o "$scratch/archive_loader"
+cp "$scratch/moved/$libdir/libqel_archive.so.$version" "$scratch/bare/archive_library"
+quiet "$scratch/archive_loader" "$scratch/bare/archive_library" "$scratch/archive_names" "$harbour"
+ok "dlopen of qel_archive alone: all $(wc -l <"$scratch/archive_names") names, and a mesh is read"
 
 # ---- Static --------------------------------------------------------------------------------------------------------
 quiet cmake -S . -B build/static -G Ninja -DBUILD_TESTING=OFF -DQEL_UNIT_TOOLS=OFF -DBUILD_SHARED_LIBS=OFF \
@@ -150,10 +195,12 @@ share/doc/qel_unit/LICENSE"
 names_no_folder "$scratch/static"
 with_find_package "$scratch/static"
 with_pkg_config "$scratch/static/lib/pkgconfig" qel_unit --static
-pkg-config --cflags "$scratch/static/lib/pkgconfig/qel_unit.pc" | grep -qF -- -DQEL_UNIT_STATIC || fail "not marked static"
-linked_with "$scratch/build/unit_round_trip" static
-linked_with "$scratch/with_pkg_config" static
-ok "the static library: find_package from C and C++, pkg-config --static"
+for file in "$scratch"/static/lib/pkgconfig/*.pc; do
+    pkg-config --cflags "$file" | grep -qF -- -DQEL_UNIT_STATIC || fail "$file: not marked static"
+done
+all_linked_with "$scratch/build" static
+all_linked_with "$scratch" static
+ok "the static libraries, alone and together: find_package from C and C++, pkg-config --static"
 
 # ---- Both in one prefix --------------------------------------------------------------------------------------------
 # in_both PREFIX: whatever was installed last, each linkage is there and is what it says.
@@ -164,12 +211,12 @@ in_both() {
         read -ra option <<<"$option"
         build find_package "$1" "${option[@]:1}"
         quiet "$scratch/build/unit_round_trip" "$scratch/unit.qel"
-        linked_with "$scratch/build/unit_round_trip" "${option[0]}"
+        all_linked_with "$scratch/build" "${option[0]}"
         linked_with "$scratch/build/scene_to_unit" "${option[0]}"
     done
     for linkage in shared static; do
         with_pkg_config "$1/lib/pkgconfig" "qel_unit-$linkage"
-        linked_with "$scratch/with_pkg_config" "$linkage"
+        all_linked_with "$scratch" "$linkage"
     done
 }
 quiet cmake -S . -B build/package_lib -G Ninja -DBUILD_TESTING=OFF -DQEL_UNIT_TOOLS=OFF \
@@ -179,7 +226,7 @@ for order in "package_lib static" "static package_lib"; do
     for build in $order; do quiet cmake --install "build/$build" --prefix "$scratch/both"; done
     in_both "$scratch/both"
     with_pkg_config "$scratch/both/lib/pkgconfig" qel_unit --static
-    if [ "$build" = static ]; then linked_with "$scratch/with_pkg_config" static; fi
+    if [ "$build" = static ]; then all_linked_with "$scratch" static; fi
     rm -rf "$scratch/both"
 done
 refused "qel_unit" cmake -S "$consumers/find_package" -B "$scratch/refused" -G Ninja --fresh \
@@ -187,18 +234,19 @@ refused "qel_unit" cmake -S "$consumers/find_package" -B "$scratch/refused" -G N
 ok "both linkages in one prefix, in either order: find_package by component and BUILD_SHARED_LIBS, pkg-config by name"
 
 # ---- As a part of another project ----------------------------------------------------------------------------------
-# as_part PROJECT TEST PROGRAM: the parent has this test and installs this program, and nothing of the library's.
+# as_part PROJECT PROGRAM...: the parent has a test of each program and installs them, and nothing of the library's.
 as_part() {
     build "$1" "$scratch/nowhere" -DQEL_UNIT_SOURCE="$checkout"
-    ctest --test-dir "$scratch/build" -N | grep -q '^Total Tests: 1$' || fail "$1: the parent's tests are not its own"
-    quiet ctest --test-dir "$scratch/build" -R "^$2$" --no-tests=error
+    diff <(ctest --test-dir "$scratch/build" -N | sed -n 's/^ *Test *#[0-9]*: //p' | sort) \
+        <(printf 'parent.%s\n' "${@:2}" | sort) || fail "$1: the parent's tests are not its own"
+    quiet ctest --test-dir "$scratch/build" --no-tests=error
     rm -rf "$scratch/parent"
     quiet cmake --install "$scratch/build" --prefix "$scratch/parent"
-    holds_exactly "$scratch/parent" <<<"bin/$3"
+    holds_exactly "$scratch/parent" < <(printf 'bin/%s\n' "${@:2}")
     ok "$1: builds and runs; its settings, tests and install rules stay its own"
 }
-as_part add_subdirectory parent.round_trip unit_round_trip
-as_part fetch_content parent.scene scene_to_unit
+as_part add_subdirectory unit_round_trip archive_mesh
+as_part fetch_content scene_to_unit archive_mesh
 
 # ---- Sanitizers, and one translation unit --------------------------------------------------------------------------
 quiet cmake -S . -B "$scratch/unity" -G Ninja -DBUILD_TESTING=OFF -DQEL_UNIT_TOOLS=OFF -DQEL_UNIT_WERROR=ON \
@@ -217,10 +265,11 @@ done
 ok "sanitizers of a parent (clang) and of the library alone (gcc) reach what links it, shared and static"
 
 # ---- Debian packages -----------------------------------------------------------------------------------------------
-# The pair goes through dpkg itself into a scratch root: dependencies, scripts and removal are really tried, and no
-# package of this system is touched. The scratch root's database knows the packages of this system that the library
-# depends on; the scripts run outside the root (it has no shell), where ldconfig is told which root is meant.
-readonly debs=("build/packages/libqel-unit${major}_${version}_"*.deb "build/packages/libqel-unit-dev_${version}_"*.deb)
+# They go through dpkg itself into a scratch root: dependencies, scripts and removal are really tried, and no
+# package of this system is touched. The scratch root's database knows the packages of this system that the libraries
+# depend on; the scripts run outside the root (it has no shell), where ldconfig is told which root is meant.
+readonly debs=("build/packages/libqel-unit${major}_${version}_"*.deb "build/packages/libqel-archive${major}_${version}_"*.deb
+    "build/packages/libqel-unit-dev_${version}_"*.deb)
 readonly root=$scratch/root
 install -d "$scratch/bin" "$root/etc"
 printf '#!/bin/sh\nexec /sbin/ldconfig -r "$DPKG_ROOT"\n' >"$scratch/bin/ldconfig"
@@ -236,19 +285,25 @@ in_root() {
         dpkg --root="$1" --log="$1/var/log/dpkg.log" --force-script-chrootless "${@:2}"
 }
 refused "depends on libc6" in_root "$scratch/empty" --install "${debs[@]}"
-refused "depends on libqel-unit$major (= $version)" in_root "$scratch/empty" --install "${debs[1]}"
+for library in unit archive; do
+    refused "depends on libqel-$library$major (= $version)" in_root "$scratch/empty" --install "${debs[2]}"
+done
 install -d "$root/var/lib/dpkg"
-dpkg-deb --field "${debs[0]}" Depends | sed 's/([^)]*)//g; s/,/ /g' | xargs dpkg-query --status |
+for deb in "${debs[@]:0:2}"; do
+    dpkg-deb --field "$deb" Depends
+done | sed 's/([^)]*)//g; s/,/ /g' | tr -s ' ' '\n' | sort -u | xargs dpkg-query --status |
     sed '/^Depends:/d; /^Pre-Depends:/d' >"$root/var/lib/dpkg/status"
 quiet in_root "$root" --install "${debs[@]}"
-/sbin/ldconfig -r "$root" -p | grep -qF "libqel_unit.so.$major" || fail "the loader does not know the library"
-for package in "libqel-unit$major" libqel-unit-dev; do
+for library in qel_unit qel_archive; do
+    /sbin/ldconfig -r "$root" -p | grep -qF "lib$library.so.$major" || fail "the loader does not know $library"
+done
+for package in "libqel-unit$major" "libqel-archive$major" libqel-unit-dev; do
     [ -s "$root/usr/share/doc/$package/copyright" ] || fail "$package has no copyright file"
 done
 [ -z "$(find "$root/usr" -name LICENSE)" ] || fail "the packages hold the licence twice"
 with_find_package "$root/usr"
 with_pkg_config "$root/usr/$libdir/pkgconfig"
-quiet in_root "$root" --remove libqel-unit-dev "libqel-unit$major"
+quiet in_root "$root" --remove libqel-unit-dev "libqel-unit$major" "libqel-archive$major"
 [ -z "$(find "$root" -path "$root/var" -prune -o -name '*qel*' ! -path "$root/etc/*" -print)" ] || fail "removing the packages leaves files"
 ok "Debian packages: dependencies, use by find_package and pkg-config, removal"
 if command -v lintian >/dev/null; then

@@ -12,15 +12,16 @@ declare -A packages=(
     [i386]="g++-i686-linux-gnu googletest"
 )
 
-# dll_is_whole: exactly the functions of the interface, and nothing needed that Windows lacks.
+# dll_is_whole LIBRARY EXPORTS: exactly the functions of its interface, and nothing needed that Windows lacks.
 dll_is_whole() {
-    local dll=build/windows/bin/qel_unit.dll listing others
+    local dll=build/windows/bin/$1.dll listing others functions
+    functions=$(sed -n 's/^ *\(\w*\);$/\1/p' "$2" | sort)
     listing=$(x86_64-w64-mingw32-objdump --private-headers "$dll")
-    diff <(sed -n 's/^ *\(\w*\);$/\1/p' src/exports.map | sort) \
+    diff <(echo "$functions") \
         <(sed -n '/^\[Ordinal\/Name Pointer\] Table/,/^$/s/^\t*\[ *[0-9]*\]\(.*\] *\)\? *\(\w*\)$/\2/p' <<<"$listing" | sort)
     others=$(sed -n 's/^\tDLL Name: //p' <<<"$listing" | grep -viE '^(kernel32|msvcrt)\.dll$' || true)
-    [ -z "$others" ] || { echo "qel_unit.dll needs $others" >&2; return 1; }
-    echo "qel_unit.dll: 101 functions, nothing needed but Windows"
+    [ -z "$others" ] || { echo "$1.dll needs $others" >&2; return 1; }
+    echo "$1.dll: $(wc -l <<<"$functions") functions, nothing needed but Windows"
 }
 
 test_platform() {
@@ -32,11 +33,13 @@ test_platform() {
     case $platform in
     windows)
         cmake/toolchains/run-wine.sh wineboot --init # makes the prefix, which programs at the same time could not
-        dll_is_whole
-        scripts/check_no_fma.sh build/windows/bin/qel_unit.dll
+        dll_is_whole qel_unit src/exports.map
+        dll_is_whole qel_archive src/qel_archive/exports.map
+        scripts/check_no_fma.sh build/windows/bin/{qel_unit,qel_archive}.dll
         ;;
     arm64)
-        CXX=aarch64-linux-gnu-g++ OBJDUMP=aarch64-linux-gnu-objdump scripts/check_no_fma.sh build/arm64/src/libqel_unit.so
+        CXX=aarch64-linux-gnu-g++ OBJDUMP=aarch64-linux-gnu-objdump scripts/check_no_fma.sh \
+            build/arm64/src/lib{qel_unit,qel_archive}.so
         ;;
     esac
     ctest --preset "$platform"

@@ -1,9 +1,10 @@
 #!/usr/bin/env bash
 # Runs the tests under Valgrind's memcheck: a read of what nobody wrote, a read or write outside a block, or a leak
-# fails. Usage: scripts/valgrind.sh [TEST PROGRAM...]   (common, qel_unit, qel_alembic, ogawa_reader, regression)
+# fails. Usage: scripts/valgrind.sh [TEST PROGRAM...]   (common, qel_unit, qel_alembic, ogawa_reader,
+# qel_archive, regression)
 source "$(dirname "$0")/lib.sh"
 need "${build_packages[@]}" valgrind
-programs=("${@:-common qel_unit qel_alembic ogawa_reader regression}")
+programs=("${@:-common qel_unit qel_alembic ogawa_reader qel_archive regression}")
 read -ra programs <<<"${programs[*]}"
 
 # Left out, for time or for what Valgrind cannot do; all others run.

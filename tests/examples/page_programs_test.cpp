@@ -12,9 +12,9 @@ class PageProgram : public testing::TestWithParam<const char *> {};
 TEST_P(PageProgram, PrintsWhatThePageShows) {
     const std::string name = GetParam();
     const temp_folder folder;
-    const program_result run =
-        run_program(folder, shell_name(PAGE_PROGRAM_PREFIX + name + PAGE_PROGRAM_SUFFIX) + " " +
-                                EXAMPLE_DATA "/torus.abc");
+    const std::string archive = name == "archive_reader" ? "/harbour.abc" : "/torus.abc";
+    const program_result run = run_program(
+        folder, shell_name(PAGE_PROGRAM_PREFIX + name + PAGE_PROGRAM_SUFFIX) + " " + EXAMPLE_DATA + archive);
     EXPECT_EQ(run.exit_code, 0);
     EXPECT_EQ(run.errors, "");
     const std::string shown = text_of(PAGE_OUTPUTS "/" + name + ".txt");

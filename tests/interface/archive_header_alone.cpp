@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include <qel_archive.h>
 
+#include "archive_layout.h"
+
 bool archive_header_alone_cpp(qel_archive &archive);
 bool archive_header_alone_cpp(qel_archive &archive) {
     qel_archive_info info{};

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // The dumps in docs/file-formats.md are real: small files of all four formats are made here and must agree with
-// them byte for byte. QEL_PRINT_DUMPS=1 prints the bytes, to write the page from.
+// them byte for byte.
+#include "dumps.h"
 #include "support/temp_folder.h"
 
 #include <qel_unit.h>
@@ -8,60 +9,9 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
-#include <cstring>
-#include <regex>
-#include <sstream>
 
 namespace qel::test {
 namespace {
-
-/// One byte of a dump; a time stamp's bytes may be anything.
-struct dumped_byte {
-    bool any;
-    std::uint8_t value;
-};
-
-/// Reads the dump behind a heading of the page. A line is an offset, bytes ("..": any, "00 x 16": sixteen zeros) and,
-/// two spaces on, what they are.
-std::vector<dumped_byte> dump_of(const std::string &heading) {
-    const bytes content = read_file(QEL_UNIT_SOURCE "/docs/file-formats.md");
-    std::string page(content.begin(), content.end());
-    const std::size_t start = page.find("```", page.find("\n## " + heading));
-    std::istringstream block(page.substr(start, page.find("```", start + 3) - start));
-    const std::regex line_form("([0-9a-f]{4})  (00 x ([0-9]+)|[0-9a-f.]{2}(?: [0-9a-f.]{2})*)  .*");
-    std::vector<dumped_byte> dump;
-    std::smatch parts;
-    for (std::string line; std::getline(block, line);) {
-        if (!std::regex_match(line, parts, line_form)) continue;
-        EXPECT_EQ(std::stoul(parts[1], nullptr, 16), dump.size()) << line;
-        if (parts[3].matched) {
-            dump.insert(dump.end(), std::stoul(parts[3]), {false, 0});
-            continue;
-        }
-        std::istringstream words(parts[2]);
-        for (std::string word; words >> word;)
-            dump.push_back({word == "..", word == ".."
-                                              ? std::uint8_t{0}
-                                              : static_cast<std::uint8_t>(std::stoul(word, nullptr, 16))});
-    }
-    return dump;
-}
-
-void expect_dump(const std::string &heading, const std::string &path) {
-    const bytes file = read_file(path);
-    if (std::getenv("QEL_PRINT_DUMPS") != nullptr) {
-        std::printf("== %s\n", heading.c_str());
-        for (std::size_t i = 0; i < file.size(); ++i)
-            std::printf("%02x%s", file[i], i % 16 == 15 ? "\n" : " ");
-        std::printf("\n");
-    }
-    const std::vector<dumped_byte> dump = dump_of(heading);
-    ASSERT_EQ(dump.size(), file.size()) << heading;
-    for (std::size_t i = 0; i < file.size(); ++i)
-        if (!dump[i].any) {
-            ASSERT_EQ(int{dump[i].value}, int{file[i]}) << heading << ", byte " << i;
-        }
-}
 
 constexpr float corners[3][3] = {{0, 0, 0}, {1, 0, 0}, {0, 2, 0}};
 constexpr std::uint32_t triangle[3] = {0, 1, 2};
@@ -76,7 +26,7 @@ TEST(FileFormats, UnitFileIsDumpedAsItIs) {
     ASSERT_EQ(qel_unit_save(folder.file("unit").c_str(), &unit), 0);
     qel_unit_free(&unit);
     std::free(unit.order);
-    expect_dump("Unit file", folder.file("unit"));
+    expect_dump("file-formats.md", "Unit file", read_file(folder.file("unit")));
 }
 
 TEST(FileFormats, SceneFileIsDumpedAsItIs) {
@@ -98,7 +48,7 @@ TEST(FileFormats, SceneFileIsDumpedAsItIs) {
     scene.time_end = 1.0f;
     ASSERT_EQ(qel_alembic_save(folder.file("scene").c_str(), &scene), 0);
     qel_alembic_mesh_free(&mesh);
-    expect_dump("Scene file", folder.file("scene"));
+    expect_dump("file-formats.md", "Scene file", read_file(folder.file("scene")));
 }
 
 TEST(FileFormats, MeshCacheFileIsDumpedAsItIs) {
@@ -122,7 +72,7 @@ TEST(FileFormats, MeshCacheFileIsDumpedAsItIs) {
         {{0, 0, 0, 0}, {1, 0, 0, 0}}, {{0, 0, 0, 0}, {1, 0, 0, 0}}, {{0, 0, 0, 0}, {0.5f, 0, 0, 0}}};
     qel_skin skin{&joint, 1, weights, 3, {}};
     ASSERT_EQ(qel_mesh_save(&mesh, &skin, folder.file("mesh").c_str()), 0);
-    expect_dump("Mesh cache file", folder.file("mesh"));
+    expect_dump("file-formats.md", "Mesh cache file", read_file(folder.file("mesh")));
 }
 
 TEST(FileFormats, AgentDirectoryFileIsDumpedAsItIs) {
@@ -133,7 +83,7 @@ TEST(FileFormats, AgentDirectoryFileIsDumpedAsItIs) {
     ASSERT_EQ(qel_agent_delegate(id, id, 0x1122334455667788), 0);
     ASSERT_EQ(qel_agent_dir_sync(), 0);
     qel_agent_dir_free();
-    expect_dump("Agent directory file", folder.file("agents"));
+    expect_dump("file-formats.md", "Agent directory file", read_file(folder.file("agents")));
 }
 
 } // namespace

@@ -701,11 +701,14 @@ CODES: Dict[str, Dict[int, str]] = {
             "no memory for the tokens: version, count and extra are set, tokens is null, the other pointers "
             "are as they were: only a record that was zeroed before can be released then"
         ),
-        -3: "no memory for an index: tokens and indexes are released and null, the numbers set",
+        -3: (
+            "no memory for an index: tokens and indexes are released and null, the numbers set, order as it "
+            "was"
+        ),
         -4: "no memory for order: as after qel_unit_free, and order is null",
     },
     "qel_unit_save": {
-        0: "written",
+        0: "written, as far as could be seen before the file was closed",
         -1: "unit or its tokens is null, or its count is 0: no file is created",
         -2: "the file cannot be created",
         -3: "the header could not be written whole",
@@ -719,8 +722,15 @@ CODES: Dict[str, Dict[int, str]] = {
         -1: "the file cannot be opened: unit untouched",
         -2: "fewer than 24 bytes: unit untouched",
         -3: "the file does not begin with \"QEL\" and a zero byte: unit untouched",
-        -4: "no memory for as many tokens as the header claims: version, count, extra set, tokens null",
-        -5: "no memory for an index: tokens and indexes are released and null",
+        -4: (
+            "no memory for as many tokens as the header claims: version, count (as claimed) and extra are "
+            "set, tokens is null, the other pointers are as they were: only a record that was zeroed before "
+            "can be released then"
+        ),
+        -5: (
+            "no memory for an index: tokens and indexes are released and null, the numbers set, order as it "
+            "was"
+        ),
         -6: "no memory for order: as after qel_unit_free, and order is null",
     },
     "qel_unit_get_token": {
@@ -739,13 +749,16 @@ CODES: Dict[str, Dict[int, str]] = {
         -5: "the 8-byte root reference is missing",
     },
     "ogawa_read_polymesh": {
-        0: "at least one position was read",
+        0: "there is at least one vertex; positions are null where only memory for them was missing",
         -1: (
             "archive, its stream or mesh is null (nothing touched); or there are no positions: mesh is "
             "cleared, name and path are set, and it may hold a positions buffer, so release it. Where the "
             "tree named positions that are cut short, the rest of the mesh is there all the same"
         ),
-        -2: "the positions found by the byte search could not be allocated: as for -1",
+        -2: (
+            "the positions found by the byte search could not be allocated: as for -1, but vertex_count is "
+            "the number sought, beside null positions"
+        ),
     },
     "ogawa_read_positions": {
         0: "read",
@@ -760,9 +773,9 @@ CODES: Dict[str, Dict[int, str]] = {
         0: "read",
         -1: (
             "archive or its stream is null, or no block was found (outputs untouched); or the block is cut "
-            "short (*normals is null, *count the number sought)"
+            "short (*normals is null, *count the number sought, the other outputs untouched)"
         ),
-        -2: "no memory: *normals is null, *count the number sought",
+        -2: "no memory: as where the block is cut short",
     },
     "ogawa_read_uvs": {
         0: "read: the set is named \"uv\", its scope is OGAWA_SCOPE_FACE_VARYING, it has no indices",
@@ -808,7 +821,7 @@ CODES: Dict[str, Dict[int, str]] = {
         0: "computed",
         -1: "mesh is null, or has no vertices or no UV sets: nothing touched",
         -2: "no UV set of that name, or uv_sets is null: nothing touched",
-        -3: "no memory: count and both pointers are set, one or both of them null",
+        -3: "no memory: count and both pointers are set, one or both of them null; components stays",
     },
     "ogawa_triangulate_face": {
         0: "split",
@@ -818,7 +831,10 @@ CODES: Dict[str, Dict[int, str]] = {
     "qel_alembic_process_mesh": {
         0: "processed",
         -1: "mesh is null or has no vertices: nothing touched",
-        -4: "no memory: an array that was allocated before stays in the record",
+        -4: (
+            "no memory: an array that was allocated before stays in the record, which is not changed "
+            "otherwise"
+        ),
     },
     "qel_alembic_load_raw": {
         0: "built",
@@ -839,7 +855,7 @@ CODES: Dict[str, Dict[int, str]] = {
         0: "loaded",
         -1: "path or scene is null, or the file cannot be opened: nothing touched",
         -2: "fewer than 64 bytes, or the file does not begin with \"BQEL\": nothing touched",
-        -3: "the version is above 1: it is stored in the scene",
+        -3: "the version is above 1: it is stored in the scene, and nothing else is touched",
         -4: (
             "no memory, or counts that the file cannot hold and that would take more than 1 GiB beyond its "
             "length: everything read is released and both counts are 0 (they stay when the mesh array "

@@ -126,37 +126,40 @@ SIGNATURES: Dict[str, Tuple[Any, Tuple[Any, ...]]] = {
 #: What each code of a function means.
 CODES: Dict[str, Dict[int, str]] = {
     "qel_archive_open": {
-        0: "open",
-        -1: "path or archive is null",
-        -2: "there is no such file, it is no regular file, or it cannot be read",
-        -3: "the file does not begin with \"Ogawa\", or has fewer than 16 bytes",
-        -4: "the archive is in the older HDF5 container",
-        -5: "what the archive says contradicts what it holds, or its writer did not finish it",
+        0: "opened",
+        -1: "an argument is null",
+        -2: (
+            "there is no such file, it is no regular file, it may not be read, or the system failed to read "
+            "it. Nothing is waited for"
+        ),
+        -3: "the file has fewer than 16 bytes or begins with others than an archive",
+        -4: "it is an older archive in the HDF5 container",
+        -5: "it contradicts itself, was cut short or never finished, holds itself, or is beyond the limits",
         -6: "no memory",
     },
     "qel_archive_get_info": {
         0: "filled",
-        -1: "archive or info is null",
+        -1: "an argument is null",
     },
     "qel_archive_get_object": {
         0: "filled",
-        -1: "archive or out is null",
-        -6: "no memory for the path, which is made when it is first asked for",
-        -7: "there is no such object",
+        -1: "an argument is null",
+        -6: "no memory for the path",
+        -7: "there is no object of that number",
     },
     "qel_archive_get_property": {
         0: "filled",
-        -1: "archive or out is null",
-        -6: "no memory for the name, which is made when it is first asked for",
-        -7: "there is no such object or property",
+        -1: "an argument is null",
+        -6: "no memory for the name",
+        -7: "there is no object of that number, or it has no property of that number",
     },
     "qel_archive_read_property": {
-        0: "size is set, and the values are copied where they fit",
+        0: "copied, or the buffer is too small: *size says which",
         -1: "archive or size is null, or bytes is null and capacity is not 0",
-        -2: "the file cannot be read",
+        -2: "the system failed to read the file",
         -5: (
-            "the sample is damaged: not stored, cut short, or of another size than its dimensions or extent "
-            "say"
+            "the sample is not stored whole, or has another number of values than the property or its "
+            "dimensions say"
         ),
         -7: "there is no such object, property or sample",
         -8: "the property is a compound",
@@ -169,47 +172,53 @@ CODES: Dict[str, Dict[int, str]] = {
     },
     "qel_archive_get_mesh_info": {
         0: "filled",
-        -1: "archive or out is null",
-        -2: "the file cannot be read",
-        -5: "the arrays of sample 0 are damaged",
+        -1: "an argument is null",
+        -2: "the system failed to read the file",
+        -5: (
+            "an array of sample 0 is not stored whole, or the positions, face counts or indices are of "
+            "another type"
+        ),
         -7: "there is no such object, or its positions have no samples",
         -8: "the object has no positions",
     },
     "qel_archive_read_mesh": {
         0: "read",
         -1: "archive or mesh is null",
-        -2: "the file cannot be read",
-        -5: "the mesh or a transform above it is damaged",
+        -2: "the system failed to read the file",
+        -5: (
+            "an array is not stored whole or is of another type, the mesh is not sound, or a transform is "
+            "damaged"
+        ),
         -6: "no memory",
-        -7: "there is no such object or sample",
+        -7: "there is no such object, or sample is not below the samples of its positions",
         -8: "the object has no positions",
     },
     "qel_archive_sample_at": {
         0: "set",
         -1: "archive or sample is null",
-        -5: "the positions are of another kind than three floats each",
+        -5: "the positions are of another type",
         -7: "there is no such object, or its positions have no samples",
         -8: "the object has no positions",
     },
     "qel_archive_local_transform": {
         0: "set",
         -1: "archive or matrix is null",
-        -2: "the file cannot be read",
-        -5: "the transform is damaged",
+        -2: "the system failed to read the file",
+        -5: "there is an unknown operation, there are too few values, or they are not stored whole",
         -7: "there is no such object",
     },
     "qel_archive_world_transform": {
         0: "set",
         -1: "archive or matrix is null",
-        -2: "the file cannot be read",
-        -5: "a transform on the way is damaged",
+        -2: "the system failed to read the file",
+        -5: "as for qel_archive_local_transform, of any object on the way",
         -7: "there is no such object",
     },
     "qel_archive_is_visible": {
         0: "set",
         -1: "archive or visible is null",
-        -2: "the file cannot be read",
-        -5: "a visibility on the way is damaged",
+        -2: "the system failed to read the file",
+        -5: "a sample that was asked for is not stored whole",
         -7: "there is no such object",
     },
 }
