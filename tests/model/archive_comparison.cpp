@@ -2,69 +2,16 @@
 #include "model/archive_comparison.h"
 
 #include "model/archive_model.h"
+#include "model/same_answers.h"
 
 #include <algorithm>
 #include <cmath>
-#include <sstream>
 
 namespace qel::model {
 namespace {
 
 constexpr std::uint32_t no_number = 0xFFFFFFFF;
 constexpr std::uint64_t most_samples = 8; ///< of one property that are all asked for
-
-struct difference {
-    std::string text;
-};
-
-template <class T>
-std::string shown(const T &value) {
-    std::ostringstream out;
-    out.precision(17);
-    out << value;
-    return out.str();
-}
-
-std::string shown(const std::string &text) {
-    return '"' + text + '"';
-}
-
-/// Equality, of doubles and floats by their bits, but for what a NaN carries beside being one.
-template <class T>
-bool same_bits(const T &a, const T &b) {
-    if constexpr (std::is_floating_point_v<T>) {
-        return std::memcmp(&a, &b, sizeof a) == 0 || (std::isnan(a) && std::isnan(b));
-    } else {
-        return a == b;
-    }
-}
-
-/// A record filled with a pattern, which shows what was written.
-template <class T>
-T patterned() {
-    T record;
-    std::memset(static_cast<void *>(&record), 0xA5, sizeof record);
-    return record;
-}
-
-template <class T>
-bool is_patterned(const T &record) {
-    const T untouched = patterned<T>();
-    return std::memcmp(&record, &untouched, sizeof record) == 0;
-}
-
-/// As many floats or words as the model has; a null pointer has none.
-template <class T, class U>
-bool same_array(const T *library, std::uint64_t count, const std::vector<U> &model) {
-    static_assert(sizeof(T) == sizeof(U));
-    if (count != model.size()) return false;
-    return count == 0 || (library != nullptr && std::memcmp(library, model.data(), count * sizeof(T)) == 0);
-}
-
-/// What a C caller sees of a text.
-std::string as_c_string(const std::string &text) {
-    return text.c_str();
-}
 
 class comparison {
   public:

@@ -25,6 +25,7 @@ class maker {
     object_node &add_mesh(object_node &parent, const std::string &name);
     object_node &add_positions_only(object_node &parent, const std::string &name);
     object_node &add_instance_of_any(object_node &parent, const std::string &name);
+    void vary_instance(object_node &instance);
     std::vector<xform_operation> operations();
     xform_operation operation_of(std::uint8_t code);
     polymesh mesh_arrays();
@@ -280,6 +281,22 @@ void maker::vary(object_node &object) {
         vary(child);
 }
 
+/// Instances that say their source in another way, and such with children or properties of their own.
+void maker::vary_instance(object_node &instance) {
+    property_node &source = instance.properties.children.front();
+    bytes &text = source.samples.front().values;
+    if (random_.one_in(30)) text.pop_back();
+    if (random_.one_in(30)) append_bytes(text, {'a', 0});
+    if (random_.one_in(30)) source.extent = 2;
+    if (random_.one_in(30)) source.kind = property_kind::array;
+    if (random_.one_in(30)) source.value = static_cast<value_kind>(random_.below(14));
+    if (random_.one_in(30)) source.samples.push_back(random_sample(source));
+    if (random_.one_in(30)) source.samples.clear();
+    if (random_.one_in(20)) add_transform(instance, "own");
+    if (random_.one_in(20)) instance.metadata = "schema=AbcGeom_PolyMesh_v1";
+    if (random_.one_in(20)) add_properties(instance.properties, 2);
+}
+
 /// An instance, mostly of an object that came before and does not contain it: such ones end.
 object_node &maker::add_instance_of_any(object_node &parent, const std::string &name) {
     if (random_.one_in(60)) return add_instance(parent, name, random_.of(paths_));
@@ -287,7 +304,10 @@ object_node &maker::add_instance_of_any(object_node &parent, const std::string &
     const std::string instance = path_ + "/" + name;
     for (int tries = 0; tries < 5; ++tries) {
         const std::string &path = random_.of(paths_);
-        if (instance.compare(0, path.size(), path) != 0) return add_instance(parent, name, path);
+        if (instance.compare(0, path.size(), path) == 0) continue;
+        object_node &object = add_instance(parent, name, path);
+        if (random_.one_in(4)) vary_instance(object);
+        return object;
     }
     return add_transform(parent, name);
 }
