@@ -14,7 +14,7 @@ import sys
 from functools import lru_cache
 from itertools import chain
 from numbers import Complex, Real
-from typing import Any, Iterable, Iterator, List, Optional, Protocol, Sequence, Tuple, Type
+from typing import Any, Iterable, List, Optional, Sequence, Tuple, Type
 
 try:
     import numpy as numpy  # for the other modules, too
@@ -23,38 +23,13 @@ except ImportError:
 
 #: Kind of number and letter of the memory view for each element type.
 _LETTERS = {
-    ctypes.c_float: "f",
-    ctypes.c_double: "d",
-    ctypes.c_uint8: "B",
-    ctypes.c_uint32: "I",
-    ctypes.c_uint64: "Q",
+    ctypes.c_bool: "?", ctypes.c_float: "f", ctypes.c_double: "d",
+    ctypes.c_uint8: "B", ctypes.c_uint16: "H", ctypes.c_uint32: "I", ctypes.c_uint64: "Q",
+    ctypes.c_int8: "b", ctypes.c_int16: "h", ctypes.c_int32: "i", ctypes.c_int64: "q",
 }
 _KINDS = {**dict.fromkeys("efd", "f"), **dict.fromkeys("?BHILQN", "u"), **dict.fromkeys("bhilqn", "i")}
 #: Types of numbers that need no closer look.
 _PLAIN = {bool, int, float}
-
-
-class Array(Protocol):
-    """What a NumPy array and a memory view have in common: `a[i, j]`, `a.tolist()`, `a.shape`, `len(a)`.
-
-    A memory view of several dimensions can be iterated only by way of `tolist`.
-    """
-
-    @property
-    def shape(self) -> Tuple[int, ...]: ...
-
-    @property
-    def nbytes(self) -> int: ...
-
-    def __len__(self) -> int: ...
-
-    def __getitem__(self, key: Any) -> Any: ...
-
-    def __iter__(self) -> Iterator[Any]: ...
-
-    def tolist(self) -> Any: ...
-
-    def tobytes(self) -> bytes: ...
 
 
 class Records(Sequence[Any]):
@@ -82,6 +57,9 @@ class Records(Sequence[Any]):
         index = range(len(self))[key]
         size = ctypes.sizeof(self._type)
         return self._type.from_buffer_copy(self._bytes[index * size : (index + 1) * size])
+
+    def __repr__(self) -> str:
+        return "<Records: {} of {}>".format(len(self), self._type.__name__)
 
     def tolist(self) -> Any:
         return [tuple(getattr(record, name) for name, _ in self._type._fields_) for record in self]

@@ -39,13 +39,18 @@ def _naming(path: PathLike) -> Iterator[None]:
 def check_opened(function: str, code: int, path: PathLike) -> None:
     """Raises what a reading function's status means. A file that cannot be opened raises the system's reason."""
     if code != 0:
-        with _naming(path):
-            mode = os.stat(path).st_mode
-            if stat.S_ISDIR(mode):
-                raise refusal(errno.EISDIR, path)
-            if stat.S_ISREG(mode):  # the opening of a pipe could wait for ever
-                os.close(os.open(path, os.O_RDONLY))
+        require_opens(path)
     check(function, code)
+
+
+def require_opens(path: PathLike) -> None:
+    """Raises the system's reason why a file cannot be opened, where it has one."""
+    with _naming(path):
+        mode = os.stat(path).st_mode
+        if stat.S_ISDIR(mode):
+            raise refusal(errno.EISDIR, path)
+        if stat.S_ISREG(mode):  # the opening of a pipe could wait for ever
+            os.close(os.open(path, os.O_RDONLY))
 
 
 def save(path: PathLike, write: Writer) -> None:

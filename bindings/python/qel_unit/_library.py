@@ -36,7 +36,8 @@ def _places(name: str, variable: str, beside: str) -> Iterator[str]:
         return
     names = file_names(name)
     if beside:
-        yield from _present(beside, names)
+        yield next(_present(beside, names), os.path.join(beside, names[0]))
+        return
     yield from _present(os.path.dirname(os.path.abspath(__file__)), names)
     yield from names
     found = ctypes.util.find_library(name)  # also knows libraries that have a version in their name only
@@ -45,8 +46,8 @@ def _places(name: str, variable: str, beside: str) -> Iterator[str]:
 
 
 def load(name: str, variable: str, functions: Callable[[ctypes.CDLL], F], beside: str = "") -> F:
-    """The functions of the first library that can be loaded; an ImportError tells what was tried. A folder `beside` is
-    looked into first."""
+    """The functions of the first library that can be loaded; an ImportError tells what was tried. Where a folder `beside`
+    is given, the library must lie there: two versions must not meet."""
     tried: List[str] = []
     for place in _places(name, variable, beside):
         try:

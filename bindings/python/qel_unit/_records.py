@@ -27,10 +27,18 @@ class Record:
         self.value = value
         self.keep = keep
         self.shared = False  # whether its arrays belong to another record, which is then kept
+        self.origin: Optional[str] = None  # the full path of a file that holds the same, where there is one
         self._finalizer: Any = None
         if release is not None:
             self._finalizer = weakref.finalize(self, release, value)
             self._finalizer.atexit = False  # the process ends: the system takes memory and mappings back
+
+    def changed(self) -> None:
+        """No file holds the same any more, for it and for what it is a part of."""
+        self.origin = None
+        for kept in self.keep:
+            if isinstance(kept, Record):
+                kept.changed()
 
     def give_away(self, owner: "Record") -> None:
         """The record belongs to another one from here on, which releases it with its own."""
@@ -69,6 +77,30 @@ class Owner:
     def close(self) -> None:
         """Gives the record up; more than once does no harm. Views that are still in use stay valid."""
         self._record = None
+
+    def _facts(self) -> str:
+        """What `repr` tells of an open one."""
+        return ""
+
+    @classmethod
+    def _reopen(cls: Type[Self], path: str) -> Self:
+        """One from a file, for those classes whose `Record.origin` can be set."""
+        raise NotImplementedError
+
+    def __repr__(self) -> str:
+        name = type(self).__name__
+        if getattr(self, "_record", None) is None:
+            return "<{}: closed>".format(name)
+        facts = self._facts()
+        return "<{} {}>".format(name, facts) if facts else "<{}>".format(name)
+
+    def __reduce__(self) -> Tuple[Any, ...]:
+        """A pickle or copy holds the path, and opens the file again."""
+        origin = self._held().origin
+        if origin is None:
+            raise TypeError("this {} cannot be pickled: no file is known to hold it as it is".format(
+                type(self).__name__))
+        return type(self)._reopen, (origin,)
 
     def __enter__(self: Self) -> Self:
         self._held()

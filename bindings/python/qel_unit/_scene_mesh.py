@@ -5,9 +5,10 @@ import ctypes
 from typing import Any, Optional
 
 from . import _files, _raw
-from ._arrays import Array, take, view
+from ._arrays import take, view
 from ._library import raw
 from ._records import Owner, Record
+from ._types import Floats, RecordArray, Words
 from ._values import Bounds, PathLike, bounds_of, described, text_bytes, text_of, u8
 from .errors import check
 
@@ -41,7 +42,11 @@ class SceneMesh(Owner):
         held = self._held()
         if held.shared:
             raise ValueError("a sampled mesh shares the scene's arrays: process the scene's own mesh")
+        held.changed()
         check("qel_alembic_process_mesh", raw.qel_alembic_process_mesh(ctypes.byref(held.value), u8(layer, "layer")))
+
+    def _facts(self) -> str:
+        return "{!r} of {} vertices and {} triangles".format(self.name, self.vertex_count, self.face_count)
 
     @property
     def name(self) -> str:
@@ -69,27 +74,27 @@ class SceneMesh(Owner):
         return bounds_of(self._held().value.bounds)
 
     @property
-    def positions(self) -> Optional[Array]:
+    def positions(self) -> Optional[Floats]:
         """The vertices, one triple a row, in place."""
         held = self._held()
         count = held.value.vertex_count
         return view(held.value.positions, count * 3, held, (count, 3))
 
     @property
-    def indices(self) -> Optional[Array]:
+    def indices(self) -> Optional[Words]:
         """The triangles, one a row, in place; None without."""
         held = self._held()
         count = held.value.face_count
         return view(held.value.indices, count * 3, held, (count, 3))
 
     @property
-    def vertices(self) -> Optional[Array]:
+    def vertices(self) -> Optional[RecordArray]:
         """The processed vertices in place: fields `position`, `matrix_x`, …, `topology`; None until processed."""
         held = self._held()
         return view(held.value.vertices, held.value.vertex_count, held)
 
     @property
-    def tokens(self) -> Optional[Array]:
+    def tokens(self) -> Optional[RecordArray]:
         """The tokens in place: fields `morton`, `hex_id`, `payload`, `layer`; None until processed."""
         held = self._held()
         return view(held.value.tokens, held.value.vertex_count, held)

@@ -81,6 +81,11 @@ def path_bytes(path: PathLike) -> bytes:
     return _without_zero(plain.encode("mbcs") if sys.platform == "win32" else os.fsencode(plain))
 
 
+def utf8_path_bytes(path: PathLike) -> bytes:
+    """A path as the reader of archives takes it: the system's bytes, on Windows UTF-8."""
+    return _without_zero(os.fsencode(path))  # which is UTF-8 on Windows
+
+
 def text_bytes(text: Union[str, bytes]) -> bytes:
     return _without_zero(text if isinstance(text, bytes) else text.encode("utf-8", "surrogateescape"))
 

@@ -181,6 +181,11 @@ class AgentDirectory:
                 self._keeper.save_changes()
                 self._finalizer()
 
+    def __repr__(self) -> str:
+        if self.closed:
+            return "<AgentDirectory: closed>"
+        return "<AgentDirectory {!r} of {} agents>".format(self._keeper.path, self.stats().total)
+
     def __enter__(self) -> "AgentDirectory":
         with self._turn():
             return self

@@ -3,14 +3,15 @@
 
 import ctypes
 import enum
+import os
 import threading
 from typing import Any, Callable, Iterable, NamedTuple, Optional, Tuple
 
 from . import _raw
-from ._arrays import Array
 from ._files import check_opened, path_text
 from ._library import raw
 from ._records import Owner, Record, allocate, free, owned
+from ._types import Floats
 from ._values import PathLike, described, path_bytes, text_bytes, text_of, u32, u64
 from .errors import check
 from .mesh import Mesh, TangentFrame, UVSet, release_mesh, release_tangent_frame, release_uv_set
@@ -32,7 +33,7 @@ class Schema(enum.IntEnum):
 class Normals(NamedTuple):
     """Normals, one a row, and what each belongs to."""
 
-    values: Array
+    values: Floats
     scope: int
 
 
@@ -81,6 +82,9 @@ class Object(Owner):
                 value.children[place] = ctypes.pointer(child.value)
                 value.child_count = place + 1
 
+    def _facts(self) -> str:
+        return "{!r}: {}".format(self.path, schema_to_string(self.schema))
+
     @property
     def name(self) -> str:
         """The object's name."""
@@ -120,7 +124,15 @@ class Archive(Owner):
         check_opened("ogawa_open", code, path)
         self._record = record
         self._path = path_text(path)
+        record.origin = os.path.abspath(self._path)
         self._lock = threading.Lock()  # all reads share one stream
+
+    def _facts(self) -> str:
+        return repr(self._path)
+
+    @classmethod
+    def _reopen(cls, path: str) -> "Archive":
+        return cls(path)
 
     @property
     def path(self) -> str:
@@ -172,7 +184,7 @@ class Archive(Owner):
         value = pointer.contents
         return Mesh._of(Record(value, keep=(held,)) if cached else Record(value, _release_uncached_mesh))
 
-    def read_positions(self) -> Array:
+    def read_positions(self) -> Floats:
         """Positions alone, by the search of the first 2 KiB; one triple a row."""
         positions, count = ctypes.POINTER(ctypes.c_float)(), ctypes.c_uint32()
         code = self._call(raw.ogawa_read_positions, None, 0, ctypes.byref(positions), ctypes.byref(count))

@@ -2,12 +2,14 @@
 """The mesh cache: one mesh in the form that a renderer wants, mapped into memory and used in place."""
 
 import ctypes
+import os
 from typing import Any, NamedTuple, Optional
 
 from . import _files, _raw
-from ._arrays import Array, as_array, view
+from ._arrays import as_array, view
 from ._library import raw
 from ._records import Owner, Record
+from ._types import Floats, Words
 from ._values import Bounds, PathLike, bounds_of, path_bytes
 from .errors import CorruptFileError, check
 from .mesh import Mesh
@@ -17,9 +19,9 @@ from .skin import Skin
 class GpuData(NamedTuple):
     """What a renderer draws: views into the mapping, `normals` None without normals."""
 
-    positions: Array
-    normals: Optional[Array]
-    indices: Array
+    positions: Floats
+    normals: Optional[Floats]
+    indices: Words
 
 
 def _release(value: Any) -> None:
@@ -85,7 +87,15 @@ class MeshCache(Owner):
         record = Record(value, _release)
         _files.check_opened("qel_mesh_load", raw.qel_mesh_load(path_bytes(path), ctypes.byref(value)), path)
         _require_inside(value)
+        record.origin = os.path.abspath(_files.path_text(path))
         return cls._of(record)
+
+    @classmethod
+    def _reopen(cls, path: str) -> "MeshCache":
+        return cls.load(path)
+
+    def _facts(self) -> str:
+        return "of {} vertices and {} triangles".format(self.vertex_count, self.triangle_count)
 
     @property
     def version(self) -> int:
@@ -133,17 +143,17 @@ class MeshCache(Owner):
             _rows(indices, triangles.value, held))
 
     @property
-    def positions(self) -> Array:
+    def positions(self) -> Floats:
         """The vertices, one triple a row, in place."""
         return self.gpu_data().positions
 
     @property
-    def normals(self) -> Optional[Array]:
+    def normals(self) -> Optional[Floats]:
         """The normals, one triple a row, in place; None without normals."""
         return self.gpu_data().normals
 
     @property
-    def indices(self) -> Array:
+    def indices(self) -> Words:
         """The triangles, three vertex numbers a row, in place. The file's: not checked."""
         return self.gpu_data().indices
 

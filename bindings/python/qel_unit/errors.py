@@ -1,7 +1,9 @@
 # SPDX-License-Identifier: MIT
 """What can go wrong, as exceptions."""
 
-from ._raw import CODES
+from . import _raw, _raw_archive
+
+_CODES = {**_raw.CODES, **_raw_archive.CODES}
 
 
 class QelError(Exception):
@@ -17,10 +19,23 @@ class QelError(Exception):
     @property
     def meaning(self) -> str:
         """What the header says of this code."""
-        return CODES.get(self.function, {}).get(self.code, "a code without a description")
+        return _CODES.get(self.function, {}).get(self.code, "a code without a description")
 
     def __str__(self) -> str:
         return "{} failed with code {}: {}".format(self.function, self.code, self.meaning)
+
+
+class ArchiveError(QelError):
+    """An archive that cannot be read, or an object of it that has not what was asked for."""
+
+    def __init__(self, function: str, code: int, path: str) -> None:
+        super().__init__(function, code)
+        self.args = (function, code, path)  # what a pickle is made of
+        #: The archive's file.
+        self.path = path
+
+    def __str__(self) -> str:
+        return "{}: {}".format(self.path, super().__str__())
 
 
 class ClosedError(ValueError):

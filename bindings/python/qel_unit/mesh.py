@@ -2,36 +2,29 @@
 """Polygon meshes and what is computed from them: adjacency, tangent frames, bounds, triangles."""
 
 import ctypes
-from typing import Any, Optional, Sequence, Tuple, Union
+from typing import Any, List, Optional, Sequence, Tuple, Union
 
 from . import _raw
-from ._arrays import Array, as_array, pointer_to, take, view
+from ._arrays import as_array, pointer_to, take, view
 from ._fans import fans
 from ._library import raw
+from ._mesh_parts import SCOPE_FACE_VARYING, SCOPE_VERTEX, Manifold, TangentFrame, UVSet
+from ._mesh_parts import release_manifold, release_tangent_frame, release_uv_set
 from ._records import Owner, Record, owned
+from ._types import Floats, Words
 from ._values import Bounds, bounds_of, text_bytes, text_of, u32
 from .errors import check
 
-SCOPE_VERTEX = _raw.OGAWA_SCOPE_VERTEX
-SCOPE_FACE_VARYING = _raw.OGAWA_SCOPE_FACE_VARYING
+__all__ = [
+    "SCOPE_FACE_VARYING", "SCOPE_VERTEX", "Manifold", "Mesh", "TangentFrame", "UVSet", "compute_bounds",
+    "release_mesh", "release_tangent_frame", "release_uv_set", "triangulate_face",
+]
 
 _IDENTITY_MATRIX = (1.0, 0.0, 0.0, 0.0, 0.0, 1.0, 0.0, 0.0, 0.0, 0.0, 1.0, 0.0, 0.0, 0.0, 0.0, 1.0)
 
 
 def release_mesh(value: Any) -> None:
     raw.ogawa_free_polymesh(ctypes.byref(value))
-
-
-def release_uv_set(value: Any) -> None:
-    raw.ogawa_free_uv_set(ctypes.byref(value))
-
-
-def release_tangent_frame(value: Any) -> None:
-    raw.ogawa_free_tangent_frame(ctypes.byref(value))
-
-
-def release_manifold(value: Any) -> None:
-    raw.ogawa_free_manifold(ctypes.byref(value))
 
 
 def compute_bounds(positions: Any) -> Optional[Bounds]:
@@ -44,7 +37,7 @@ def compute_bounds(positions: Any) -> Optional[Bounds]:
     return bounds_of(six)
 
 
-def triangulate_face(face: Any) -> Array:
+def triangulate_face(face: Any) -> Words:
     """A polygon's fan of triangles about its first corner, one triangle a row."""
     corners = take(face, ctypes.c_uint32, 1, "the face")
     triangles, count = ctypes.POINTER(ctypes.c_uint32)(), ctypes.c_uint32()
@@ -53,139 +46,10 @@ def triangulate_face(face: Any) -> Array:
     return owned(triangles, count.value * 3, (count.value, 3))
 
 
-class UVSet(Owner):
-    """A set of texture coordinates, read from an archive or made from arrays."""
-
-    _made_by = "UVSet.from_arrays(values, indices) or Archive.read_uvs()"
-
-    @classmethod
-    def from_arrays(cls, values: Any, indices: Any = None, name: str = "uv") -> "UVSet":
-        """A set over the caller's arrays: pairs (u, v) and, per face corner, an index into them.
-
-        Arrays of single floats and 32-bit words in writable buffers are used in place; do not resize them.
-        """
-        pairs = take(values, ctypes.c_float, 2, "values")
-        numbers = take(() if indices is None else indices, ctypes.c_uint32, 1, "indices")
-        text = text_bytes(name)
-        if len(text) > 63:
-            raise ValueError("a set's name has at most 63 bytes")
-        value = _raw.ogawa_uv_set(
-            text, pointer_to(pairs), len(pairs) // 2, pointer_to(numbers), len(numbers),
-            SCOPE_FACE_VARYING if len(numbers) > 0 else SCOPE_VERTEX)
-        return cls._of(Record(value, keep=(pairs, numbers)))
-
-    @property
-    def name(self) -> str:
-        """The set's name."""
-        return text_of(self._held().value.name)
-
-    @property
-    def values(self) -> Optional[Array]:
-        """The pairs (u, v), in place."""
-        held = self._held()
-        count = held.value.value_count
-        return view(held.value.values, count * 2, held, (count, 2))
-
-    @property
-    def indices(self) -> Optional[Array]:
-        """Per face corner an index into `values`, in place; None without indices."""
-        held = self._held()
-        return view(held.value.indices, held.value.index_count, held)
-
-    @property
-    def scope(self) -> int:
-        """`SCOPE_VERTEX` or `SCOPE_FACE_VARYING`."""
-        return int(self._held().value.scope)
-
-
-class TangentFrame(Owner):
-    """Tangents and bitangents, three floats a row."""
-
-    _made_by = "Mesh.compute_tangent_frame(uv_sets) or Archive.read_tangent_frame()"
-
-    def _rows(self, field: str) -> Any:
-        held = self._held()
-        count = held.value.count
-        return view(getattr(held.value, field), count * 3, held, (count, 3))
-
-    def __len__(self) -> int:
-        return int(self._held().value.count)
-
-    @property
-    def tangents(self) -> Array:
-        """The tangents, in place."""
-        return self._rows("tangents")
-
-    @property
-    def bitangents(self) -> Array:
-        """The bitangents, in place."""
-        return self._rows("bitangents")
-
-
-class Manifold(Owner):
-    """Vertex-to-face and face-to-vertex adjacency. It holds the mesh that it was built from."""
-
-    _made_by = "Mesh.build_manifold()"
-
-    @property
-    def vertex_count(self) -> int:
-        """The mesh's number of vertices."""
-        return int(self._held().value.vertex_count)
-
-    @property
-    def face_count(self) -> int:
-        """The mesh's number of faces."""
-        return int(self._held().value.face_count)
-
-    @property
-    def vertex_face_offsets(self) -> Array:
-        """Where each vertex's faces start in `flat_vertex_faces`, one more than there are vertices; in place."""
-        held = self._held()
-        value = held.value
-        return view(value.vertex_face_offsets, value.vertex_count + 1, held)
-
-    @property
-    def flat_vertex_faces(self) -> Array:
-        """Face numbers grouped by vertex, in place."""
-        held = self._held()
-        value = held.value
-        count = value.vertex_face_offsets[value.vertex_count]
-        return view(value.vertex_faces, count, held)
-
-    @property
-    def face_offsets(self) -> Array:
-        """Where each face's corners start, one more than there are faces; in place."""
-        held = self._held()
-        return view(held.value.face_offsets, held.value.face_count + 1, held)
-
-    def vertex_faces(self, vertex: int) -> Array:
-        """The faces around a vertex, ascending: a part of the manifold, in place."""
-        held = self._held()
-        faces, count = ctypes.POINTER(ctypes.c_uint32)(), ctypes.c_uint32()
-        check("ogawa_get_vertex_faces", raw.ogawa_get_vertex_faces(
-            ctypes.byref(held.value), u32(vertex, "vertex"), ctypes.byref(faces), ctypes.byref(count)))
-        return view(faces, count.value, held)
-
-    def vertex_neighbors(self, vertex: int) -> Array:
-        """The vertices that share a face with a vertex, each once, in order of first appearance."""
-        held = self._held()
-        mesh: Record = held.keep[0]
-        faces = ctypes.byref(mesh.value, _raw.ogawa_polymesh.face_counts.offset)
-        neighbors, count = ctypes.POINTER(ctypes.c_uint32)(), ctypes.c_uint32()
-        check("ogawa_get_vertex_neighbors", raw.ogawa_get_vertex_neighbors(
-            ctypes.byref(held.value), faces, u32(vertex, "vertex"), ctypes.byref(neighbors), ctypes.byref(count)))
-        return owned(neighbors, count.value)
-
-    def is_closed(self) -> bool:
-        """False: the library does not determine whether a mesh is closed."""
-        held = self._held()
-        return bool(raw.ogawa_is_manifold_closed(ctypes.byref(held.value)))
-
-
 class Mesh(Owner):
     """One polygon mesh, read from an archive or made from arrays."""
 
-    _made_by = "Mesh.from_arrays(positions, face_indices, face_counts) or Archive.read_polymesh()"
+    _made_by = "Mesh.from_arrays(positions, face_indices, face_counts), an archive's read_polymesh() or an object's mesh()"
 
     @classmethod
     def from_arrays(
@@ -227,6 +91,9 @@ class Mesh(Owner):
             value.self_bounds_min[:], value.self_bounds_max[:] = bounds
         return cls._of(Record(value, keep=(points, corners, counts, directions)))
 
+    def _facts(self) -> str:
+        return "{!r} of {} vertices and {} faces".format(self.path, self.vertex_count, self.face_count)
+
     @property
     def name(self) -> str:
         """The mesh's name."""
@@ -253,27 +120,45 @@ class Mesh(Owner):
         return view(getattr(held.value, field), rows * width, held, (rows, width) if width > 1 else None)
 
     @property
-    def positions(self) -> Optional[Array]:
+    def positions(self) -> Optional[Floats]:
         """The vertices (x, y, z) in place; None where there are none."""
         return self._array("positions", "vertex_count", 3)
 
     @property
-    def normals(self) -> Optional[Array]:
+    def normals(self) -> Optional[Floats]:
         """The normals in place; None where there are none. `normal_scope` says what each belongs to."""
         return self._array("normals", "normal_count", 3)
 
     @property
+    def normal_indices(self) -> Optional[Words]:
+        """Which of the normals each place has, in place; None where the normals are not indexed."""
+        held = self._held()
+        value = held.value
+        places = {0: 1, 1: value.face_count, SCOPE_FACE_VARYING: value.face_index_count}
+        return view(value.normal_indices, places.get(value.normal_scope, value.vertex_count), held)
+
+    @property
     def normal_scope(self) -> int:
-        """`SCOPE_VERTEX`, `SCOPE_FACE_VARYING`, or 0 without normals."""
+        """`SCOPE_VERTEX`, `SCOPE_FACE_VARYING`, or 0 without normals.
+
+        A mesh of `open_archive` has also 0 for a single normal, 1 for one a face, 2 for one a vertex that is varying.
+        """
         return int(self._held().value.normal_scope)
 
     @property
-    def face_counts(self) -> Optional[Array]:
+    def uv_sets(self) -> List[UVSet]:
+        """The UV sets that were read with the mesh, in place."""
+        held = self._held()
+        value = held.value
+        return [UVSet._of(Record(value.uv_sets[place], keep=(held,))) for place in range(value.uv_set_count)]
+
+    @property
+    def face_counts(self) -> Optional[Words]:
         """The number of corners of each face, in place; None for triangles or no faces."""
         return self._array("face_counts", "face_count")
 
     @property
-    def face_indices(self) -> Optional[Array]:
+    def face_indices(self) -> Optional[Words]:
         """The vertex of every corner, face after face, in place. An archive's are not checked."""
         return self._array("face_indices", "face_index_count")
 
@@ -288,7 +173,7 @@ class Mesh(Owner):
         """The 4 x 4 matrix, row by row."""
         return tuple(self._held().value.transform)
 
-    def triangles(self) -> Array:
+    def triangles(self) -> Words:
         """All faces as triangles, one a row: each face a fan. A triangle mesh's own indices come in place.
 
         Faces that name corners or vertices that do not exist raise a ValueError.

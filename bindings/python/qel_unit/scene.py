@@ -2,6 +2,7 @@
 """Token scenes: meshes whose vertices are placed on the 48-cube lattice of their own box, one token per vertex."""
 
 import ctypes
+import os
 from typing import Any, Iterable, Iterator, List, NamedTuple, Optional, Sequence, Tuple
 
 from . import _files, _raw
@@ -99,7 +100,16 @@ class Scene(Owner):
         _files.check_opened("qel_alembic_load", raw.qel_alembic_load(path_bytes(path), ctypes.byref(value)), path)
         scene = cls._of(record)
         scene._source = _files.path_text(path)
+        record.origin = os.path.abspath(scene._source)
         return scene
+
+    @classmethod
+    def _reopen(cls, path: str) -> "Scene":
+        return cls.load(path)
+
+    def _facts(self) -> str:
+        value = self._held().value
+        return "of {} meshes and {} frames".format(value.mesh_count, value.frame_count)
 
     def _held(self) -> Record:
         """The record; an assembled scene's meshes may have been processed since it was looked at last."""

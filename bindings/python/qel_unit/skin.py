@@ -5,9 +5,10 @@ import ctypes
 from typing import Any, Optional
 
 from . import _raw
-from ._arrays import Array, as_array, pointer_to, take, take_exactly, view
+from ._arrays import as_array, pointer_to, take, take_exactly, view
 from ._library import raw
 from ._records import Owner, Record
+from ._types import Floats, RecordArray
 from ._values import field_bytes
 
 
@@ -57,6 +58,9 @@ class Skin(Owner):
         value.bind_extra[: len(bind_extra)] = bind_extra
         return cls._of(Record(value, keep=(joint_records, weight_records)))
 
+    def _facts(self) -> str:
+        return "of {} joints for {} vertices".format(self.joint_count, self.weight_count)
+
     @property
     def joint_count(self) -> int:
         """The number of joints."""
@@ -68,13 +72,13 @@ class Skin(Owner):
         return int(self._held().value.weight_count)
 
     @property
-    def joints(self) -> Optional[Array]:
+    def joints(self) -> Optional[RecordArray]:
         """The joints in place: fields `descriptor`, `joint_transform`."""
         held = self._held()
         return view(held.value.joints, held.value.joint_count, held)
 
     @property
-    def weights(self) -> Optional[Array]:
+    def weights(self) -> Optional[RecordArray]:
         """The vertices' joints in place: fields `joints`, `weights`."""
         held = self._held()
         return view(held.value.weights, held.value.weight_count, held)
@@ -84,7 +88,7 @@ class Skin(Owner):
         """128 bytes that the mesh cache file carries."""
         return field_bytes(self._held().value, "bind_extra")
 
-    def apply(self, pose_matrices: Any, positions: Any) -> Array:
+    def apply(self, pose_matrices: Any, positions: Any) -> Floats:
         """The positions moved by the joints. A pose is 16 doubles per joint; positions are one triple per vertex."""
         held = self._held()
         poses = take_exactly(

@@ -3,17 +3,21 @@
 
 import ctypes
 import os
-from typing import Any, Iterable, Iterator, NamedTuple, Optional, Set
+import struct
+from typing import Any, Iterable, Iterator, List, Literal, NamedTuple, Optional, Set, Union, overload
 
 from . import _bulk, _files, _raw
-from ._arrays import Array, as_array, take, take_exactly, view
+from ._arrays import as_array, take, take_exactly, view
 from ._columns import Identities, ascending, by_key, identities
 from ._library import raw
 from ._records import Owner, Record, free
+from ._types import Bytes, Keys, RecordArray, Words
 from ._values import Identity8, PathLike, i32, identity_bytes, identity_of, path_bytes, u8, u16, u32, u64
 from .errors import check
 from .tokens import Token
 
+#: A token's record: key, identity, payload, layer.
+_RECORD = struct.Struct("<Q8sQB")
 #: What stands for no token in the answers to whole arrays of keys.
 NOT_FOUND = _raw.QEL_NOT_FOUND
 
@@ -21,16 +25,16 @@ NOT_FOUND = _raw.QEL_NOT_FOUND
 class Columns(NamedTuple):
     """Every token's key, identity (eight bytes a row) and layer: copies, free of the unit."""
 
-    mortons: Array
-    hex_ids: Array
-    layers: Array
+    mortons: Keys
+    hex_ids: Bytes
+    layers: Bytes
 
 
 class Nearest(NamedTuple):
     """Token numbers with their distances in hops, nearest first."""
 
-    numbers: Array
-    distances: Array
+    numbers: Words
+    distances: Keys
 
 
 def _release(value: _raw.qel_unit) -> None:
@@ -88,7 +92,15 @@ class Unit(Owner):
         value = _raw.qel_unit()
         record = Record(value, _release)
         _files.check_opened("qel_unit_load", raw.qel_unit_load(path_bytes(path), ctypes.byref(value)), path)
+        record.origin = os.path.abspath(_files.path_text(path))
         return cls._of(record)
+
+    @classmethod
+    def _reopen(cls, path: str) -> "Unit":
+        return cls.load(path)
+
+    def _facts(self) -> str:
+        return "of {} tokens".format(len(self))
 
     @classmethod
     def _of(cls, record: Record) -> "Unit":
@@ -121,14 +133,33 @@ class Unit(Owner):
 
     @extra.setter
     def extra(self, word: int) -> None:
-        self._held().value.extra = u32(word, "extra")
+        held = self._held()
+        held.value.extra = u32(word, "extra")
+        held.changed()
 
     def __len__(self) -> int:
         held = self._held()
         return raw.qel_unit_get_count(ctypes.byref(held.value))
 
-    def __getitem__(self, index: int) -> Token:
-        return self.token(range(len(self))[index])
+    @overload
+    def __getitem__(self, index: int) -> Token: ...
+
+    @overload
+    def __getitem__(self, index: slice) -> List[Token]: ...
+
+    def __getitem__(self, index: Union[int, slice]) -> Union[Token, List[Token]]:
+        """One token, or those of a slice."""
+        chosen = range(len(self))[index]
+        return self.token(chosen) if isinstance(chosen, int) else self._several(chosen)
+
+    def _several(self, chosen: range) -> List[Token]:
+        stored, size = self._held().value.tokens, ctypes.sizeof(_raw.qel_token)
+        if len(chosen) == 0:
+            return []
+        first, last = min(chosen[0], chosen[-1]), max(chosen[0], chosen[-1])
+        plain = ctypes.string_at(ctypes.byref(stored[first]), (last - first + 1) * size)
+        found = [Token(key, identity_of(hex_id), *rest) for key, hex_id, *rest in _RECORD.iter_unpack(plain)]
+        return found[:: chosen.step]
 
     def __iter__(self) -> Iterator[Token]:
         return (self.token(number) for number in range(len(self)))
@@ -152,14 +183,28 @@ class Unit(Owner):
         rows = (ctypes.c_uint8 * (count * 8)).from_buffer(hex_ids)
         return Columns(as_array(mortons), as_array(rows, (count, 8)), as_array(layers))
 
+    @overload
+    def hex_ids(self, text: Literal[True]) -> List[str]: ...
+
+    @overload
+    def hex_ids(self, text: Literal[False] = False) -> Bytes: ...
+
+    def hex_ids(self, text: bool = False) -> Union[Bytes, List[str]]:
+        """Every token's identity, in storage order: eight bytes a row, or texts."""
+        rows = self.all_tokens().hex_ids
+        if not text:
+            return rows
+        plain = rows.tobytes()
+        return [identity_of(plain[first : first + 8]) for first in range(0, len(plain), 8)]
+
     @property
-    def tokens(self) -> Array:
+    def tokens(self) -> RecordArray:
         """The stored records in place, 25 bytes each: fields `morton`, `hex_id`, `payload`, `layer`."""
         record = self._held()
         return view(record.value.tokens, record.value.count, record)
 
     @property
-    def order(self) -> Array:
+    def order(self) -> Words:
         """The token numbers 0, 1, 2, … in place."""
         record = self._held()
         return view(record.value.order, record.value.count, record)
@@ -174,13 +219,13 @@ class Unit(Owner):
         held = self._held()
         return _found(raw.qel_unit_lookup_hex(ctypes.byref(held.value), identity_bytes(hex_id)))
 
-    def lookup_mortons(self, keys: Any) -> Array:
+    def lookup_mortons(self, keys: Any) -> Words:
         """What `lookup_morton` gives for each key; `NOT_FOUND`, which is no token's number, for None."""
         held = self._held()
         wanted = take(keys, ctypes.c_uint64, 1, "keys")
         return as_array(_bulk.look_up(_bulk.LOOKUP_MORTON, held.value, wanted))
 
-    def lookup_ids(self, hex_ids: Identities) -> Array:
+    def lookup_ids(self, hex_ids: Identities) -> Words:
         """What `lookup_hex` gives for each identity; `NOT_FOUND`, which is no token's number, for None.
 
         `hex_ids` is what `create` takes.
@@ -196,7 +241,7 @@ class Unit(Owner):
         return _found(raw.qel_unit_query_lattice_vertex(
             ctypes.byref(held.value), u16(x, "x"), u16(y, "y"), u16(z, "z")))
 
-    def query_layer(self, layer: int, limit: Optional[int] = None) -> Array:
+    def query_layer(self, layer: int, limit: Optional[int] = None) -> Words:
         """The numbers of a layer's tokens, in storage order, at most `limit` of them."""
         held = self._held()
         room = _room(limit, len(self))
@@ -240,6 +285,7 @@ class Unit(Owner):
         place = range(len(self))[number]
         stored = held.value.tokens
         raw.qel_token_apply_ilogic(ctypes.pointer(stored[place]), i32(op, "op"))
+        held.changed()
         for left in range(max(place - 1, 0), min(place + 1, len(self) - 1)):
             if stored[left].morton > stored[left + 1].morton:
                 self._descents.add(left)

@@ -9,9 +9,7 @@ import unittest
 from pathlib import Path
 from typing import Any, Callable, Dict, List
 
-from qel_unit import QelError
-from qel_unit._library import raw
-from qel_unit._raw import CODES, SIGNATURES
+from qel_unit import QelError, _library, _library_archive, _raw, _raw_archive
 
 try:
     import numpy as _numpy
@@ -24,9 +22,11 @@ numpy: Any = _numpy
 FOLDER = Path(__file__).resolve().parent
 ROOT = FOLDER.parents[2]
 TORUS = ROOT / "examples" / "data" / "torus.abc"
+HARBOUR = ROOT / "examples" / "data" / "harbour.abc"
+CODES = {**_raw.CODES, **_raw_archive.CODES}
 
-#: How often each function of the library was called.
-calls: Dict[str, int] = dict.fromkeys(SIGNATURES, 0)
+#: How often each function of both libraries was called.
+calls: Dict[str, int] = dict.fromkeys([*_raw.SIGNATURES, *_raw_archive.SIGNATURES], 0)
 
 
 def _counted(name: str, function: Callable[..., Any]) -> Callable[..., Any]:
@@ -38,9 +38,10 @@ def _counted(name: str, function: Callable[..., Any]) -> Callable[..., Any]:
 
 
 def count_calls() -> None:
-    """Puts a counter before every function of the loaded library."""
-    for name in SIGNATURES:
-        setattr(raw, name, _counted(name, getattr(raw, name)))
+    """Puts a counter before every function of the loaded libraries."""
+    for raw, interface in ((_library.raw, _raw), (_library_archive.raw, _raw_archive)):
+        for name in interface.SIGNATURES:
+            setattr(raw, name, _counted(name, getattr(raw, name)))
 
 
 def f32(number: float) -> float:

@@ -5,7 +5,7 @@ import sys
 from typing import Any, Callable, List
 
 import qel_unit
-from qel_unit import Archive, Mesh, MeshCache, Scene, SceneMesh, Skin, Unit, archive, mesh
+from qel_unit import Archive, ArchiveTree, Mesh, MeshCache, Scene, SceneMesh, Skin, Unit, archive, mesh
 from qel_unit._records import Owner
 
 from .support import FOLDER, ROOT, TORUS, Case
@@ -31,7 +31,7 @@ class Package(Case):
             SceneMesh: "SceneMesh.from_arrays", mesh.UVSet: "UVSet.from_arrays", mesh.Manifold: "Mesh.build_manifold",
             mesh.TangentFrame: "Mesh.compute_tangent_frame",
         }
-        others = {Archive, Scene, archive.Object}  # which are made by a call of their class
+        others = {Archive, ArchiveTree, Scene, archive.Object}  # which are made by a call of their class
         self.assertEqual(set(makers) | others, set(Owner.__subclasses__()))
         for owner, maker in makers.items():
             calls: List[Callable[[Any], Any]] = [
