@@ -233,7 +233,7 @@ class Failures(Case):
         self.raises(-4, b"\x89HDF\r\n\x1a\n" + bytes(64))
         self.raises(-5, sound[:5] + b"\0" + sound[6:])
         self.raises(-5, sound[: len(sound) // 2])
-        self.assertIn("older HDF5 container", CODES["qel_archive_open"][-4])
+        self.assertIn("older archive in the HDF5 container", CODES["qel_archive_open"][-4])
 
     def test_what_cannot_be_opened_raises_the_systems_error(self) -> None:
         with self.assertRaises(FileNotFoundError) as caught:
