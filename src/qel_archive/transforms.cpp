@@ -152,7 +152,7 @@ status multiply_operations(const random_access_file &file, const extent &operati
     value_stream<std::uint8_t> operation_stream(file, operations);
     value_stream<double> value_stream(file, values);
     product = identity;
-    for (bool first = true; !operation_stream.at_end(); first = false) {
+    while (!operation_stream.at_end()) {
         std::uint8_t operation;
         status outcome = operation_stream.read(&operation, 1);
         if (outcome != QEL_ARCHIVE_OK) return outcome;
@@ -161,8 +161,7 @@ status multiply_operations(const random_access_file &file, const extent &operati
         double taken[16];
         outcome = value_stream.read(taken, value_counts[operation]);
         if (outcome != QEL_ARCHIVE_OK) return outcome;
-        const matrix next = operation_matrix(operation, taken);
-        product = first ? next : multiply(next, product);
+        product = multiply(operation_matrix(operation, taken), product);
     }
     return QEL_ARCHIVE_OK;
 }

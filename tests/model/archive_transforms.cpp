@@ -122,10 +122,9 @@ archive_matrix archive_local_transform(const archive_file &file, const archive_t
     const auto values = values_at<double>(file, object, ".xform/.vals", f64_value, seconds);
     const std::vector<double> numbers = values.value_or(std::vector<double>());
     value_list remaining(numbers);
-    if (operations->empty()) return identity;
-    archive_matrix matrix = operation(operations->front(), remaining);
-    for (std::size_t i = 1; i < operations->size(); ++i)
-        matrix = product(operation((*operations)[i], remaining), matrix);
+    archive_matrix matrix = identity;
+    for (const std::uint8_t code : *operations)
+        matrix = product(operation(code, remaining), matrix);
     return matrix;
 }
 

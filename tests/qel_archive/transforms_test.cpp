@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <cmath>
 #include <memory>
 
 namespace qel::test {
@@ -90,11 +91,18 @@ TEST_F(Transforms, AnAxisOfNoLengthTurnsNothing) {
     EXPECT_EQ(local(open(), "/a"), unmoved);
 }
 
-TEST_F(Transforms, AMatrixIsTakenAsItStands) {
-    const matrix_values given = {1, -2, 3, -0.0, 5, 6, 7, 0, 9, 10, 11, 0, 13, 14, 15, 2};
+TEST_F(Transforms, AMatrixIsTakenRowByRow) {
+    const matrix_values given = {1, -2, 3, 0, 5, 6, 7, 0, 9, 10, 11, 0, 13, 14, 15, 2};
     add_xform(scene.top, "a", {matrix({given.begin(), given.end()})});
     const matrix_values read = local(open(), "/a");
     EXPECT_EQ(std::memcmp(read.data(), given.data(), sizeof given), 0);
+}
+
+TEST_F(Transforms, TheIdentityIsTheFirstFactorSoThatANegativeZeroBecomesPositive) {
+    add_xform(scene.top, "a", {translate(1, -0.0, 2)});
+    const matrix_values read = local(open(), "/a");
+    EXPECT_EQ(read[13], 0.0);
+    EXPECT_FALSE(std::signbit(read[13]));
 }
 
 TEST_F(Transforms, TheWorldsIsOwnTimesParentsUnlessItDoesNotInherit) {
