@@ -35,14 +35,14 @@ std::uint64_t sum_plain(const std::uint32_t *counts, std::uint64_t count) {
     return (any & highest_bit) != 0 ? bad_sum : sum;
 }
 
+#if QEL_SSE2_KERNELS
+
 /// Joins the sum of whole vectors with the counts behind them.
 std::uint64_t join_sums(std::uint64_t sum, bool any_negative, const std::uint32_t *rest,
                         std::uint64_t count) {
     const std::uint64_t last = sum_plain(rest, count);
     return any_negative || last == bad_sum ? bad_sum : sum + last;
 }
-
-#if QEL_SSE2_KERNELS
 
 bool below_sse2(const std::uint32_t *indices, std::uint64_t count, std::uint32_t limit) {
     if (limit == 0) return count == 0;

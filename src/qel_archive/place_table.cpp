@@ -6,16 +6,16 @@
 namespace qel::archives {
 
 /// The finishing steps of splitmix64.
-std::uint64_t place_table::first_slot(std::uint64_t place) const {
+std::size_t place_table::first_slot(std::uint64_t place) const {
     std::uint64_t mixed = place + reinterpret_cast<std::uintptr_t>(slots_.get());
     mixed = (mixed ^ mixed >> 30) * 0xBF58476D1CE4E5B9;
     mixed = (mixed ^ mixed >> 27) * 0x94D049BB133111EB;
-    return (mixed ^ mixed >> 31) & (capacity_ - 1);
+    return static_cast<std::size_t>(mixed ^ mixed >> 31) & (capacity_ - 1);
 }
 
 const std::uint64_t *place_table::find(std::uint64_t place) const {
     if (capacity_ == 0) return nullptr;
-    std::uint64_t i = first_slot(place);
+    std::size_t i = first_slot(place);
     for (; slots_[i].number != 0; i = (i + 1) & (capacity_ - 1))
         if (slots_[i].place == place) return &slots_[i].number;
     return nullptr;
@@ -23,7 +23,7 @@ const std::uint64_t *place_table::find(std::uint64_t place) const {
 
 bool place_table::add(std::uint64_t place, std::uint64_t number) {
     if (count_ * 2 >= capacity_ && !grow()) return false;
-    std::uint64_t i = first_slot(place);
+    std::size_t i = first_slot(place);
     while (slots_[i].number != 0)
         i = (i + 1) & (capacity_ - 1);
     slots_[i] = {place, number};
@@ -32,14 +32,14 @@ bool place_table::add(std::uint64_t place, std::uint64_t number) {
 }
 
 bool place_table::grow() {
-    constexpr std::uint64_t first_capacity = 64;
-    const std::uint64_t old_capacity = capacity_;
+    constexpr std::size_t first_capacity = 64;
+    const std::size_t old_capacity = capacity_;
     scratch<slot> old(heap_zeroed<slot>(old_capacity == 0 ? first_capacity : old_capacity * 2));
     if (!old) return false;
     std::swap(old, slots_);
     capacity_ = old_capacity == 0 ? first_capacity : old_capacity * 2;
     count_ = 0;
-    for (std::uint64_t i = 0; i < old_capacity; ++i)
+    for (std::size_t i = 0; i < old_capacity; ++i)
         if (old[i].number != 0) add(old[i].place, old[i].number);
     return true;
 }

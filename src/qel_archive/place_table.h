@@ -4,6 +4,7 @@
 
 #include "common/heap.h"
 
+#include <cstddef>
 #include <cstdint>
 
 namespace qel::archives {
@@ -23,12 +24,12 @@ class place_table {
         std::uint64_t number; // 0 in an empty slot
     };
 
-    std::uint64_t first_slot(std::uint64_t place) const;
+    std::size_t first_slot(std::uint64_t place) const;
     bool grow();
 
     scratch<slot> slots_;
-    std::uint64_t capacity_ = 0; // a power of two, or 0
-    std::uint64_t count_ = 0;
+    std::size_t capacity_ = 0; // a power of two, or 0
+    std::size_t count_ = 0;
 };
 
 /// What was read of an archive, by where it stands. Data of one place may be headers of objects to one group and headers
