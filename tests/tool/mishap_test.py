@@ -6,7 +6,7 @@ import os
 import subprocess
 import unittest
 
-from tool import QEL, TORUS, ToolTest
+from tool import HARBOUR, QEL, TORUS, ToolTest
 
 FAILING_HEAP, FULL_DISK = os.environ.get("FAILING_HEAP"), os.environ.get("FULL_DISK")
 PROGRAMS = os.environ.get("PROGRAMS", "").split()
@@ -71,6 +71,8 @@ class HeapTest(ToolTest):
             call = (program, TORUS, ".") if program.endswith("archive_to_tokens") else (program, TORUS)
             if program.endswith("skinned_cache"):
                 call = (program, "strip.qelm")
+            elif program.endswith(("read_archive", "archive_reader")):
+                call = (program, HARBOUR)
             with self.subTest(program=program):
                 asked = self.asked_for(*call)
                 self.assertGreater(len(asked), 0)
