@@ -18,7 +18,7 @@ class BrokenFileTest(ToolTest):
         out = self.fails(f"file: {verdict}", "info", name)
         self.qel("dump", name, "--json", status=1)
         self.assertEqual(self.errors, message)
-        for call in (("view", name, "--by-bytes", "-o", "page.html"), ("convert", name, "-o", "out"), ("nearest", name, "1")):
+        for call in (("view", name, "--by-bytes", "-o", "page.html"), ("convert", "--by-bytes", name, "-o", "out"), ("nearest", name, "1")):
             self.assertEqual(self.qel(*call, status=1), "")
             if ": is of the kind " not in self.errors:
                 self.assertEqual(self.errors, message, call)
@@ -117,7 +117,7 @@ class BrokenFileTest(ToolTest):
         self.assertIn("left out: 1152 faces with 0 corners, one without the other\n", out)
         self.assertIn("faces: 0\n", out)
         self.qel("view", name, "--by-bytes", "-o", "page.html")
-        self.qel("convert", name, "-o", "out")
+        self.qel("convert", "--by-bytes", name, "-o", "out")
         self.assertEqual(self.qel("info", "out/mesh.qelm", "out/scene.bqel").count("sound: yes\n"), 2)
 
     def test_an_archive_without_a_mesh_is_sound_but_of_no_use(self):

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""`qel convert`: what it leaves where, whatever happens, and what it tells.
+"""`qel convert --by-bytes`: what it leaves where, whatever happens, and what it tells.
 
 SLOW_STEP, if given, is a library that makes one step take long."""
 
@@ -27,13 +27,13 @@ class ConvertTest(ToolTest):
 
     def test_makes_a_sound_file_of_each_format_and_names_them(self):
         paths = [f"out/{name}" for name in self.NAMES]
-        self.assertEqual(self.qel("convert", TORUS, "-o", "out").splitlines(), paths)
+        self.assertEqual(self.qel("convert", "--by-bytes", TORUS, "-o", "out").splitlines(), paths)
         self.assertEqual(self.errors, "")
         self.assertEqual(self.qel("info", *paths).count("sound: yes\n"), 4)
         self.assertEqual(sorted(os.listdir(self.path("out"))), sorted(self.NAMES))
 
     def test_reports_the_steps_where_asked(self):
-        self.qel("convert", "-v", TORUS, "-o", "out")
+        self.qel("convert", "--by-bytes", "-v", TORUS, "-o", "out")
         self.assertRegex(self.errors, r"(?m)^read mesh +[\d.]+ ms  1152 vertices, 1152 faces, 4608 indices, 4608 normals$")
         for said in ("found by the walk over the archive's nodes, with faces", "bounds (-4, -4, -1) to (4, 4, 1)", "2304 triangles",
                      "1152 tokens, one for each vertex", "1152 tokens in 1152 cells and 1 layer\n", "8 tokens around key",
@@ -48,22 +48,22 @@ class ConvertTest(ToolTest):
         content = self.content(TORUS)
         place = content.index(positions[:120])  # no groups at all: only bytes that look like positions
         bytes_alone = content[:8] + struct.pack("<Q", 16) + content[place:place + len(positions)]
-        self.qel("convert", "-v", self.file(bytes_alone), "-o", "out")
+        self.qel("convert", "--by-bytes", "-v", self.file(bytes_alone), "-o", "out")
         self.assertIn("found by the fallback", self.errors)
 
     def test_reads_standard_input(self):
         with open(TORUS, "rb") as torus:
-            self.qel("convert", "-", "-o", "out", stdin=torus.read())
+            self.qel("convert", "--by-bytes", "-", "-o", "out", stdin=torus.read())
         self.assertEqual(os.path.getsize(self.path("out/tokens.qel")), 24 + 25 * 1152)
 
     def test_says_what_is_wrong_and_leaves_nothing(self):
-        self.fails("file: is of the kind unit, but convert wants archive", "convert", self.file(files.unit([])), "-o", "out")
+        self.fails("file: is of the kind unit, but convert wants archive", "convert", "--by-bytes", self.file(files.unit([])), "-o", "out")
         with open(TORUS, "rb") as torus:
             head = torus.read(20) + bytes(64)
-        self.fails("file: not sound: its root does not lie in the file", "convert", self.file(head), "-o", "out")
-        self.fails("missing: No such file or directory", "convert", "missing", "-o", "out")
+        self.fails("file: not sound: its root does not lie in the file", "convert", "--by-bytes", self.file(head), "-o", "out")
+        self.fails("missing: No such file or directory", "convert", "--by-bytes", "missing", "-o", "out")
         self.assertFalse(os.path.exists(self.path("out")))
-        self.qel("convert", TORUS, "-o", "file/out", status=1)
+        self.qel("convert", "--by-bytes", TORUS, "-o", "file/out", status=1)
         self.assertIn("output folder: file/out: ", self.errors)
 
     def earlier_results(self):
@@ -78,13 +78,13 @@ class ConvertTest(ToolTest):
 
     def test_takes_the_place_of_earlier_results(self):
         self.earlier_results()
-        self.qel("convert", TORUS, "-o", "out")
+        self.qel("convert", "--by-bytes", TORUS, "-o", "out")
         self.assertEqual(self.qel("info", *(f"out/{name}" for name in self.NAMES)).count("sound: yes\n"), 4)
         self.assertEqual(sorted(os.listdir(self.path("out"))), sorted([*self.NAMES, "other"]))
 
     def test_a_failure_changes_no_file_that_was_there(self):
         self.earlier_results()
-        self.fails(f"{TORUS}: save scene: out/scene.bqel: the file was not written whole", "convert", TORUS, "-o", "out",
+        self.fails(f"{TORUS}: save scene: out/scene.bqel: the file was not written whole", "convert", "--by-bytes", TORUS, "-o", "out",
                    preexec_fn=lambda: at_most(50000))
         self.assert_only_earlier_results()
 
@@ -97,11 +97,11 @@ class ConvertTest(ToolTest):
     def test_a_path_that_the_agent_directory_would_cut_is_refused_before_anything_is_made(self):
         longest = 255 - len("/.unfinished-9999/agents.qeag")
         fits, long = self.folder_of_length(longest), self.folder_of_length(longest + 1)
-        self.qel("convert", TORUS, "-o", fits)
+        self.qel("convert", "--by-bytes", TORUS, "-o", fits)
         self.assertEqual(sorted(os.listdir(self.path(fits))), sorted(self.NAMES))
         self.assertEqual(self.qel("info", *(f"{fits}/{name}" for name in self.NAMES)).count("sound: yes\n"), 4)
         self.fails(f"{TORUS}: record run: {long}: the path is too long: while the agent directory is written, it must not "
-                   "exceed 255 bytes, and has 256", "convert", TORUS, "-o", long)
+                   "exceed 255 bytes, and has 256", "convert", "--by-bytes", TORUS, "-o", long)
         self.assertFalse(os.path.exists(self.path(long)))
 
     def test_no_other_file_is_written_whatever_the_length(self):
@@ -109,7 +109,7 @@ class ConvertTest(ToolTest):
         for length in range(220, 260):
             folder = self.folder_of_length(length)
             before = sorted(os.listdir(self.path("a" * 100)))
-            status, _ = self.status_of("convert", TORUS, "-o", folder)
+            status, _ = self.status_of("convert", "--by-bytes", TORUS, "-o", folder)
             made = set(os.listdir(self.path("a" * 100))) - set(before)
             self.assertEqual(made, {os.path.basename(folder)} if status == 0 else set(), length)
             if status == 0:
@@ -118,9 +118,9 @@ class ConvertTest(ToolTest):
     def test_a_failure_leaves_no_folder_that_was_not_there(self):
         os.mkdir(self.path("a"))
         for output in ("a/b/c", "new/b/c", "a/b/../d", "./e"):
-            self.qel("convert", TORUS, "-o", output, status=1, preexec_fn=lambda: at_most(50000))
+            self.qel("convert", "--by-bytes", TORUS, "-o", output, status=1, preexec_fn=lambda: at_most(50000))
             self.assertEqual([names for _, *names in os.walk(self.folder)], [[["a"], []], [[], []]], output)
-        self.qel("convert", TORUS, "-o", "a/b/c/")
+        self.qel("convert", "--by-bytes", TORUS, "-o", "a/b/c/")
         self.assertEqual(sorted(os.listdir(self.path("a/b/c"))), sorted(self.NAMES))
 
     def test_files_that_are_replaced_hand_down_their_modes(self):
@@ -128,9 +128,9 @@ class ConvertTest(ToolTest):
         modes = dict(zip(self.NAMES, (0o600, 0o640, 0o664, 0o666)))
         for name, mode in modes.items():
             os.chmod(self.path("out/" + name), mode)
-        self.qel("convert", TORUS, "-o", "out", preexec_fn=lambda: os.umask(0o022))
+        self.qel("convert", "--by-bytes", TORUS, "-o", "out", preexec_fn=lambda: os.umask(0o022))
         self.assertEqual({name: stat.S_IMODE(os.stat(self.path("out/" + name)).st_mode) for name in modes}, modes)
-        self.qel("convert", TORUS, "-o", "new", preexec_fn=lambda: os.umask(0o027))
+        self.qel("convert", "--by-bytes", TORUS, "-o", "new", preexec_fn=lambda: os.umask(0o027))
         self.assertEqual({stat.S_IMODE(os.stat(self.path("new/" + name)).st_mode) for name in modes}, {0o640})
 
     def test_links_stay_and_what_they_lead_to_is_replaced_or_made(self):
@@ -141,7 +141,7 @@ class ConvertTest(ToolTest):
         os.symlink(self.path("else/none"), self.path("out/scene.bqel"))
         with tempfile.TemporaryDirectory(dir="/dev/shm" if os.path.isdir("/dev/shm") else None) as other_disk:
             os.symlink(os.path.join(other_disk, "mesh"), self.path("out/mesh.qelm"))
-            self.qel("convert", TORUS, "-o", "out")
+            self.qel("convert", "--by-bytes", TORUS, "-o", "out")
             self.assertEqual(os.listdir(other_disk), ["mesh"])
             self.assertIn("sound: yes\n", self.qel("info", os.path.join(other_disk, "mesh")))
             self.assertEqual([os.path.islink(self.path("out/" + name)) for name in self.NAMES], [True, True, True, False])
@@ -153,16 +153,16 @@ class ConvertTest(ToolTest):
         self.earlier_results()
         os.remove(self.path("out/agents.qeag"))
         os.symlink("none/agents.qeag", self.path("out/agents.qeag"))
-        self.fails(f"{TORUS}: output folder: out/agents.qeag: its link leads to a folder that is not there", "convert", TORUS,
+        self.fails(f"{TORUS}: output folder: out/agents.qeag: its link leads to a folder that is not there", "convert", "--by-bytes", TORUS,
                    "-o", "out")
         self.assertEqual(self.content("out/tokens.qel"), b"earlier tokens.qel")
         os.symlink("loop", self.path("loop"))
         os.remove(self.path("out/agents.qeag"))
         os.symlink("../loop", self.path("out/agents.qeag"))
-        self.fails(f"{TORUS}: output folder: out/agents.qeag: its links lead to one another", "convert", TORUS, "-o", "out")
+        self.fails(f"{TORUS}: output folder: out/agents.qeag: its links lead to one another", "convert", "--by-bytes", TORUS, "-o", "out")
 
     def test_no_message_tells_of_a_path_that_is_not_there_afterwards(self):
-        self.qel("convert", "-v", TORUS, "-o", "out")
+        self.qel("convert", "--by-bytes", "-v", TORUS, "-o", "out")
         self.assertNotIn(".unfinished", self.errors)
         for path in re.findall(r"\S*out/\S+", self.errors):
             self.assertTrue(os.path.exists(self.path(path)), path)
@@ -170,11 +170,11 @@ class ConvertTest(ToolTest):
     def test_what_is_no_file_or_read_only_stays_as_it_is(self):
         self.earlier_results()
         os.chmod(self.path("out/agents.qeag"), 0o444)
-        self.fails(f"{TORUS}: output folder: out/agents.qeag: the file there is read-only", "convert", TORUS, "-o", "out")
+        self.fails(f"{TORUS}: output folder: out/agents.qeag: the file there is read-only", "convert", "--by-bytes", TORUS, "-o", "out")
         self.assert_only_earlier_results()
         os.mkdir(self.path("else"))
         os.mkdir(self.path("else/mesh.qelm"))
-        self.fails(f"{TORUS}: output folder: else/mesh.qelm: what is there is no file", "convert", TORUS, "-o", "else")
+        self.fails(f"{TORUS}: output folder: else/mesh.qelm: what is there is no file", "convert", "--by-bytes", TORUS, "-o", "else")
         self.assertEqual(os.listdir(self.path("else")), ["mesh.qelm"])
 
     def test_the_input_is_not_overwritten(self):
@@ -182,10 +182,10 @@ class ConvertTest(ToolTest):
         shutil.copy(TORUS, self.path("out/tokens.qel"))
         os.symlink("out/tokens.qel", self.path("link.abc"))
         for name in ("out/tokens.qel", "link.abc", os.path.join(self.folder, "out", "tokens.qel")):
-            self.assertEqual(self.qel("convert", name, "-o", "out", status=2), "")
+            self.assertEqual(self.qel("convert", "--by-bytes", name, "-o", "out", status=2), "")
             self.assertEqual(self.errors, "qel: out/tokens.qel: is the input, which would be lost\n")
         with open(self.path("out/tokens.qel"), "rb") as archive:
-            run = subprocess.run([QEL, "convert", "-", "-o", "out"], stdin=archive, cwd=self.folder, capture_output=True)
+            run = subprocess.run([QEL, "convert", "--by-bytes", "-", "-o", "out"], stdin=archive, cwd=self.folder, capture_output=True)
         self.assertEqual(run.returncode, 2)
         self.assertEqual(os.listdir(self.path("out")), ["tokens.qel"])
         self.assertEqual(self.content("out/tokens.qel"), self.content(TORUS))
@@ -199,7 +199,7 @@ class SlowConvertTest(ToolTest):
         os.mkdir(self.path("out"))
         self.file(b"earlier", "out/tokens.qel")
         for number in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP):
-            with subprocess.Popen([QEL, "convert", TORUS, "-o", "out"], cwd=self.folder, env=self.ENVIRONMENT) as run:
+            with subprocess.Popen([QEL, "convert", "--by-bytes", TORUS, "-o", "out"], cwd=self.folder, env=self.ENVIRONMENT) as run:
                 while not os.path.exists(self.path("out/.unfinished-0/scene.bqel")) and run.poll() is None:
                     time.sleep(0.01)
                 self.assertEqual(self.content("out/tokens.qel"), b"earlier")
@@ -209,7 +209,7 @@ class SlowConvertTest(ToolTest):
             self.assertEqual(self.content("out/tokens.qel"), b"earlier")
 
     def test_an_interruption_leaves_no_folder_that_was_not_there(self):
-        with subprocess.Popen([QEL, "convert", TORUS, "-o", "a/b/c"], cwd=self.folder, env=self.ENVIRONMENT) as run:
+        with subprocess.Popen([QEL, "convert", "--by-bytes", TORUS, "-o", "a/b/c"], cwd=self.folder, env=self.ENVIRONMENT) as run:
             while not os.path.exists(self.path("a/b/c/.unfinished-0/scene.bqel")) and run.poll() is None:
                 time.sleep(0.01)
             run.send_signal(signal.SIGTERM)
@@ -217,7 +217,7 @@ class SlowConvertTest(ToolTest):
         self.assertEqual(os.listdir(self.folder), [])
 
     def test_an_interruption_that_the_caller_ignores_is_none(self):
-        with subprocess.Popen([QEL, "convert", TORUS, "-o", "out"], cwd=self.folder, env=self.ENVIRONMENT,
+        with subprocess.Popen([QEL, "convert", "--by-bytes", TORUS, "-o", "out"], cwd=self.folder, env=self.ENVIRONMENT,
                               stdout=subprocess.DEVNULL,
                               preexec_fn=lambda: signal.signal(signal.SIGHUP, signal.SIG_IGN)) as run:
             while not os.path.exists(self.path("out/.unfinished-0/scene.bqel")) and run.poll() is None:
@@ -227,12 +227,12 @@ class SlowConvertTest(ToolTest):
         self.assertEqual(sorted(os.listdir(self.path("out"))), sorted(ConvertTest.NAMES))
 
     def test_a_killed_run_is_in_no_later_ones_way(self):
-        with subprocess.Popen([QEL, "convert", TORUS, "-o", "out"], cwd=self.folder, env=self.ENVIRONMENT) as run:
+        with subprocess.Popen([QEL, "convert", "--by-bytes", TORUS, "-o", "out"], cwd=self.folder, env=self.ENVIRONMENT) as run:
             while not os.path.exists(self.path("out/.unfinished-0/scene.bqel")) and run.poll() is None:
                 time.sleep(0.01)
             run.kill()
         self.assertEqual(os.listdir(self.path("out")), [".unfinished-0"])
-        self.qel("convert", TORUS, "-o", "out")
+        self.qel("convert", "--by-bytes", TORUS, "-o", "out")
         self.assertEqual(sorted(os.listdir(self.path("out"))), sorted([".unfinished-0", *ConvertTest.NAMES]))
 
     def test_where_there_is_no_terminal_the_tests_of_it_are_skipped(self):
@@ -242,7 +242,7 @@ class SlowConvertTest(ToolTest):
     def on_a_terminal(self, *options):
         """What a run writes to a terminal that is its standard error."""
         terminal, end = open_terminal(self)
-        with subprocess.Popen([QEL, "convert", TORUS, "-o", "out", *options], cwd=self.folder, env=self.ENVIRONMENT,
+        with subprocess.Popen([QEL, "convert", "--by-bytes", TORUS, "-o", "out", *options], cwd=self.folder, env=self.ENVIRONMENT,
                               stdout=subprocess.PIPE, stderr=end) as run:
             os.close(end)
             shown = read_terminal(terminal)
@@ -259,7 +259,7 @@ class SlowConvertTest(ToolTest):
         self.assertRegex(self.on_a_terminal("-v"), r"(\n|\x1b\[K)adjacency +[\d.]+ ms ")
 
     def test_standard_error_that_is_no_terminal_stays_silent(self):
-        self.qel("convert", TORUS, "-o", "out", env=self.ENVIRONMENT)
+        self.qel("convert", "--by-bytes", TORUS, "-o", "out", env=self.ENVIRONMENT)
         self.assertEqual(self.errors, "")
 
 

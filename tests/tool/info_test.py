@@ -9,7 +9,7 @@ import subprocess
 import unittest
 
 import files
-from tool import QEL, TORUS, ToolTest, at_most, open_terminal, read_terminal
+from tool import HARBOUR, QEL, TORUS, ToolTest, at_most, open_terminal, read_terminal
 
 
 class InfoTest(ToolTest):
@@ -93,7 +93,7 @@ class InfoTest(ToolTest):
                 self.assertEqual(self.errors, f"qel: {name}: No such file or directory\n".replace("\x01", r"\x01"))
         self.qel("info", "x", "[a,b]", "y", status=1)
         self.assertEqual(self.errors.count("No such file"), 3)
-        self.qel("convert", TORUS, "-o", "[a,b]")
+        self.qel("convert", HARBOUR, "-o", "[a,b]")
         self.assertTrue(os.path.exists(self.path("[a,b]/tokens.qel")))
 
     def test_a_name_cannot_command_the_terminal(self):
@@ -106,13 +106,13 @@ class InfoTest(ToolTest):
         evil = "\x1b]0;x\x07\u202e\r\n\x7f\u009b31m"
         os.mkdir(self.path(evil))
         archive, scene, unit = f"{evil}/t.abc", f"{evil}/s.bqel", f"{evil}/u.qel"
-        shutil.copy(TORUS, self.path(archive))
+        shutil.copy(HARBOUR, self.path(archive))
         self.file(files.scene([files.mesh(name=evil.encode())]), scene)
         self.file(files.unit([(1, b"\x1b[31m\x07\r\n", 0, 1)]), unit)
         self.file(self.content(scene)[:-1], f"{evil}/cut")
         self.file(b"", f"{evil}/empty")
         os.mkdir(self.path("taken"))
-        os.mkdir(self.path("taken/" + "mesh.qelm"))
+        os.mkdir(self.path("taken/" + "scene.bqel"))
         calls = [("convert", "-v", archive, "-o", f"{evil}/out"), ("convert", "-v", archive, "-o", f"{archive}/out"),
                  ("convert", archive, "-o", f"{evil}/" + "x" * 230), ("convert", archive, "-o", "taken"),
                  ("view", archive, "-o", f"{evil}/page"), ("view", archive, "-o", archive), ("view", archive, "-o", evil),

@@ -42,19 +42,19 @@ class HeapTest(ToolTest):
         return run.returncode
 
     def test_convert_ends_with_a_message_and_leaves_nothing(self):
-        asked = self.asked_for(QEL, "convert", TORUS, "-o", "out")
+        asked = self.asked_for(QEL, "convert", "--by-bytes", TORUS, "-o", "out")
         self.assertGreater(len(asked), 1152)
         for name in os.listdir(self.path("out")):
             os.remove(self.path("out/" + name))
         os.rmdir(self.path("out"))
         statuses = []
         for number in self.chosen(asked):
-            statuses.append(self.refuse_to_qel(number, ("convert", TORUS, "-o", f"out{number}")))
+            statuses.append(self.refuse_to_qel(number, ("convert", "--by-bytes", TORUS, "-o", f"out{number}")))
             self.assertEqual(os.path.exists(self.path(f"out{number}")), statuses[-1] == 0, number)
         self.assertIn(1, statuses)
 
     def test_the_other_commands_end_with_a_message(self):
-        self.qel("convert", TORUS, "-o", "out")
+        self.qel("convert", "--by-bytes", TORUS, "-o", "out")
         for call in (("info", TORUS), ("dump", TORUS), ("view", TORUS, "--by-bytes", "-o", "page.html"),
                      ("info", "out/scene.bqel"),
                      ("info", "out/mesh.qelm"), ("view", "out/mesh.qelm", "-o", "page.html"),
@@ -88,7 +88,7 @@ class DiskTest(ToolTest):
                "agents.qeag": "qel_agent_dir_sync"}
 
     def test_the_sizes_are_those_of_whole_files(self):
-        self.qel("convert", TORUS, "-o", "out")
+        self.qel("convert", "--by-bytes", TORUS, "-o", "out")
         self.assertEqual({name: os.path.getsize(self.path("out/" + name)) for name in self.SIZES}, self.SIZES)
 
     def test_a_disk_that_becomes_full_inside_any_result_is_told_and_nothing_stays(self):
@@ -99,7 +99,7 @@ class DiskTest(ToolTest):
                 with self.subTest(name=name, room=room):
                     environment = {**os.environ, "LD_PRELOAD": FULL_DISK, "FULL_IN": self.WRITERS[name],
                                    "FULL_AT": str(room)}
-                    status, errors = self.status_of("convert", TORUS, "-o", "out", env=environment)
+                    status, errors = self.status_of("convert", "--by-bytes", TORUS, "-o", "out", env=environment)
                     self.assertEqual(status, 1, errors)
                     wanted = ".+" if name == "agents.qeag" else "the file was not written whole"
                     self.assertRegex(errors, rf"\Aqel: {TORUS}: [a-z ]+: out/{name}: {wanted}\n\Z")

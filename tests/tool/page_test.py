@@ -20,7 +20,7 @@ class ViewTest(ToolTest):
         return text, Page(text)
 
     def test_pages_of_all_kinds_hold_the_same_mesh(self):
-        self.qel("convert", TORUS, "-o", "out")
+        self.qel("convert", "--by-bytes", TORUS, "-o", "out")
         pages = [self.page(*how)[1] for how in ((TORUS, "--by-bytes"), ("out/scene.bqel",), ("out/mesh.qelm",), ("out",))]
         for page in pages:
             self.assertEqual([(m["vertices"], m["triangles"]) for m in page.header["meshes"]], [(1152, 2304)])
@@ -108,7 +108,7 @@ class ViewTest(ToolTest):
         self.assertEqual(page.header["objects"][0]["name"], "</script><script>alert(1)//")
 
     def test_unusual_tokens_bring_their_keys_and_identities(self):
-        self.qel("convert", TORUS, "-o", "out")
+        self.qel("convert", "--by-bytes", TORUS, "-o", "out")
         usual = self.page("out/scene.bqel")[1]
         self.assertNotIn("keys", usual.blocks)
         other = self.page(self.file(files.scene([files.mesh(ids=[b"AAAAAAAA", b"B", b"C"])])))[1]

@@ -6,13 +6,14 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <fnmatch.h>
 
 namespace tool {
 
 namespace {
 
 constexpr double same_time = 1e-6; // seconds: sample times nearer than this are one frame
-constexpr const char *transform_values = ".xform/.vals", *points = ".geom/P";
+constexpr const char *transform_values = ".xform/.vals", *points = ".geom/P", *visibility = "visible";
 
 /// A point is a row: p' = p M.
 void move(float *triples, std::size_t count, const double matrix[16]) {
@@ -44,7 +45,16 @@ void turn_normals(float *normals, std::size_t count, const double m[16]) {
 
 } // namespace
 
-archive_scene::archive_scene(const input_file &file) : name_(file.name()) {
+bool scene_choice::takes_path(const qel_archive_object &object) const {
+    if (globs.empty()) return true;
+    return std::any_of(globs.begin(), globs.end(), [&](const std::string &glob) {
+        const bool whole = glob.find('/') != std::string::npos;
+        return ::fnmatch(glob.c_str(), whole ? object.path : object.name, 0) == 0;
+    });
+}
+
+archive_scene::archive_scene(const input_file &file, scene_choice choice)
+    : name_(file.name()), choice_(std::move(choice)) {
     qel_archive *opened = nullptr;
     must(qel_archive_open(file.path(), &opened), "");
     archive_.reset(opened);
@@ -65,6 +75,8 @@ bool archive_scene::add_times(std::uint32_t object, const char *property) {
         qel_archive_get_property(archive(), object, number, &about) != QEL_ARCHIVE_OK)
         return false;
     if (about.constant != 0) return false;
+    // The number of the sampling and the count decide the times: thousands of meshes may share them.
+    if (!added_.emplace(about.time_sampling, about.sample_count).second) return true;
     for (std::uint32_t sample = 0; sample < about.sample_count; ++sample) {
         double time = 0;
         if (qel_archive_property_time(archive(), object, number, sample, &time) == QEL_ARCHIVE_OK &&
@@ -91,12 +103,32 @@ void archive_scene::merge_times() {
     if (times_.empty()) times_.push_back(info_.start);
 }
 
-bool archive_scene::is_shown(std::uint32_t object) const {
-    for (const double time : times_) {
-        std::int32_t visible = 1;
-        if (qel_archive_is_visible(archive(), object, time, &visible) != QEL_ARCHIVE_OK || visible != 0)
+/// At the times at which `decider`, the object or one above it, may change what is shown.
+bool archive_scene::is_shown_once(std::uint32_t object, std::uint32_t decider) const {
+    const std::uint32_t number = qel_archive_find_property(archive(), decider, visibility);
+    qel_archive_property about;
+    if (number == QEL_NOT_FOUND ||
+        qel_archive_get_property(archive(), decider, number, &about) != QEL_ARCHIVE_OK)
+        return false;
+    for (std::uint32_t sample = 0; sample < about.sample_count; ++sample) {
+        double time = 0;
+        std::int32_t visible = 0;
+        if (qel_archive_property_time(archive(), decider, number, sample, &time) == QEL_ARCHIVE_OK &&
+            qel_archive_is_visible(archive(), object, time, &visible) == QEL_ARCHIVE_OK && visible != 0)
             return true;
     }
+    return false;
+}
+
+bool archive_scene::is_shown(std::uint32_t object) const {
+    std::int32_t visible = 1;
+    if (qel_archive_is_visible(archive(), object, times_[0], &visible) != QEL_ARCHIVE_OK || visible != 0)
+        return true;
+    qel_archive_object about;
+    for (std::uint32_t at = object;
+         at != QEL_NOT_FOUND && qel_archive_get_object(archive(), at, &about) == QEL_ARCHIVE_OK;
+         at = about.parent)
+        if (is_shown_once(object, at)) return true;
     return false;
 }
 
@@ -108,15 +140,20 @@ void archive_scene::list_meshes() {
         must(qel_archive_get_object(archive(), i, &about), "");
         mesh.path = about.path;
         mesh.kind = about.kind;
+        if (!choice_.takes_path(about)) continue;
         const std::int32_t status = qel_archive_get_mesh_info(archive(), i, &mesh.info);
         if (status == QEL_ARCHIVE_WRONG_KIND) continue;
+        if (!choice_.takes_kind(about.kind)) {
+            ++other_count_;
+            continue;
+        }
         if (status != QEL_ARCHIVE_NOT_FOUND) must(status, mesh.path);
         if (status == QEL_ARCHIVE_NOT_FOUND || (mesh.info.vertex_count == 0 && mesh.info.topology != 2)) {
             ++empty_count_;
             continue;
         }
         const bool deforms = add_times(i, points);
-        mesh.moves = add_times_above(i) || deforms;
+        mesh.moves = (choice_.world && add_times_above(i)) || deforms;
         found.push_back(std::move(mesh));
     }
     merge_times();
@@ -134,19 +171,18 @@ double archive_scene::rate() const {
     return length > 0 ? static_cast<double>(times_.size() - 1) / length : 24;
 }
 
-void archive_scene::read(const scene_mesh &mesh, double time, ogawa_polymesh &out, bool world) const {
+void archive_scene::read(const scene_mesh &mesh, double time, ogawa_polymesh &out) const {
     std::uint64_t sample = 0;
     must(qel_archive_sample_at(archive(), mesh.object, time, &sample), mesh.path);
     must(qel_archive_read_mesh(archive(), mesh.object, sample, &out), mesh.path);
-    if (!world) return;
+    if (!choice_.world) return;
     std::array<double, 16> matrix{};
     must(qel_archive_world_transform(archive(), mesh.object, time, matrix.data()), mesh.path);
     move(out.positions, out.vertex_count, matrix.data());
     if (out.normals != nullptr) turn_normals(out.normals, out.normal_count, matrix.data());
 }
 
-void archive_scene::read_positions(const scene_mesh &mesh, double time, std::vector<float> &positions,
-                                   bool world) const {
+void archive_scene::read_positions(const scene_mesh &mesh, double time, std::vector<float> &positions) const {
     std::uint64_t sample = 0, size = 0;
     must(qel_archive_sample_at(archive(), mesh.object, time, &sample), mesh.path);
     const std::uint32_t property = qel_archive_find_property(archive(), mesh.object, points);
@@ -154,7 +190,7 @@ void archive_scene::read_positions(const scene_mesh &mesh, double time, std::vec
     positions.resize(size / sizeof(float));
     must(qel_archive_read_property(archive(), mesh.object, property, sample, positions.data(), size, &size),
          mesh.path);
-    if (!world) return;
+    if (!choice_.world) return;
     std::array<double, 16> matrix{};
     must(qel_archive_world_transform(archive(), mesh.object, time, matrix.data()), mesh.path);
     move(positions.data(), positions.size() / 3, matrix.data());

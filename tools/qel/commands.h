@@ -2,6 +2,8 @@
 // What main.cpp dispatches to. Every command returns the exit status or throws failure.
 #pragma once
 
+#include "convert/whole.h"
+
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -10,7 +12,16 @@ namespace tool {
 
 int info(const std::vector<std::string> &names);
 int dump(const std::string &name, bool json);
-int convert(const std::string &name, const std::string &folder, bool verbose);
+
+struct convert_options {
+    std::vector<std::string> names; ///< archives, and folders of them
+    std::string folder;
+    unsigned processes = 1;
+    bool verbose = false, quiet = false;
+    bool by_bytes = false; ///< a mesh is found by the look of an archive's bytes
+    job::whole_options whole;
+};
+int convert(const convert_options &options);
 
 struct nearest_options {
     std::string unit, around;

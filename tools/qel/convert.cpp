@@ -1,83 +1,32 @@
 // SPDX-License-Identifier: MIT
+// `qel convert`: which archives go into which folders, and what is told of it.
 #include "commands.h"
-#include "convert/job.h"
 #include "convert/step.h"
-#include "input.h"
-#include "interruption.h"
+#include "convert/whole.h"
+#include "many.h"
 #include "messages.h"
+#include "progress.h"
 #include "text.h"
 
-#include <condition_variable>
+#include <algorithm>
 #include <filesystem>
-#include <mutex>
-#include <thread>
-#include <unistd.h>
+#include <set>
 
 namespace tool {
 
 namespace {
 
-/// Tells on a terminal which step has been running, once it has for a while. The library says nothing while it
-/// works, so a second thread watches the clock.
-class progress {
-  public:
-    progress() : shown_(isatty(STDERR_FILENO) != 0) {
-        const signals_held_back for_the_main_thread; // whose handler they are meant for
-        if (shown_) clock_ = std::thread([this] { watch(); });
-    }
-    ~progress() {
-        if (!shown_) return;
-        {
-            const std::lock_guard<std::mutex> lock(mutex_);
-            ended_ = true;
-        }
-        changed_.notify_one();
-        clock_.join();
-        clear();
-    }
-    progress(const progress &) = delete;
-    progress &operator=(const progress &) = delete;
-
-    void begins(const std::string &step) {
-        const std::lock_guard<std::mutex> lock(mutex_);
-        clear();
-        step_ = step;
-        start_ = std::chrono::steady_clock::now();
-    }
-    void done() { begins(""); }
-
-  private:
-    void watch() {
-        std::unique_lock<std::mutex> lock(mutex_);
-        while (!changed_.wait_for(lock, std::chrono::milliseconds(100), [this] { return ended_; })) {
-            const std::chrono::duration<double> time = std::chrono::steady_clock::now() - start_;
-            if (step_.empty() || time.count() < 0.3) continue;
-            show_for_now(format("%s … %.1f s", step_.c_str(), time.count()));
-            written_ = true;
-        }
-    }
-    void clear() {
-        if (written_) show_for_now("");
-        written_ = false;
-    }
-
-    const bool shown_;
-    bool ended_ = false, written_ = false;
-    std::string step_;
-    std::chrono::steady_clock::time_point start_;
-    std::mutex mutex_;
-    std::condition_variable changed_;
-    std::thread clock_;
-};
+namespace fs = std::filesystem;
 
 class ear : public job::listener {
   public:
-    explicit ear(bool verbose) : verbose_(verbose) { job::listen(this); }
+    ear(bool verbose, bool alone) : verbose_(verbose), progress_(alone) { job::listen(this); }
     ~ear() override { job::listen(nullptr); }
     ear(const ear &) = delete;
     ear &operator=(const ear &) = delete;
 
     void begins(const std::string &step) override { progress_.begins(step); }
+    void advances(std::uint64_t done, std::uint64_t all) override { progress_.advances(done, all); }
     void done(const std::string &step, double milliseconds, const std::string &outcome) override {
         progress_.done();
         if (verbose_) remark(format("%-18s %9.2f ms  %s", step.c_str(), milliseconds, outcome.c_str()));
@@ -85,6 +34,7 @@ class ear : public job::listener {
     void note(const std::string &text) override {
         if (verbose_) remark("  " + text);
     }
+    void warns(const std::string &text) override { remark("qel: " + text); }
 
   private:
     const bool verbose_;
@@ -97,23 +47,87 @@ failure told(const job::step_failed &failed, const input_file &file) {
     return {file.name(), failed.step() + ": " + failed.subject() + ": " + failed.meaning()};
 }
 
-} // namespace
+std::uint64_t bytes_of(const std::vector<std::string> &files) {
+    std::uint64_t bytes = 0;
+    std::error_code ignored;
+    for (const std::string &file : files) {
+        const std::uint64_t size = fs::file_size(file, ignored);
+        bytes += ignored ? 0 : size;
+    }
+    return bytes;
+}
 
-int convert(const std::string &name, const std::string &folder, bool verbose) {
-    const input_file file(name);
+job::outcome convert_one(const work &item, const convert_options &options, bool alone) {
+    const auto start = std::chrono::steady_clock::now();
+    const input_file file(item.name);
     file.must_be(file_kind::archive, "convert");
-    for (const char *result : job::result_names)
-        file.must_not_be_at((std::filesystem::path(folder) / result).string());
-    std::vector<std::string> files;
+    job::outcome made;
     try {
-        const ear hearing(verbose);
-        files = job::convert_archive(file, folder);
+        const ear hearing(options.verbose, alone);
+        made = options.by_bytes ? job::convert_by_bytes(file, item.folder)
+                                : job::convert_whole(file, item.folder, options.whole);
     } catch (const job::step_failed &failed) {
         throw told(failed, file);
     }
-    for (const std::string &path : files)
-        say(path);
-    return 0;
+    const std::chrono::duration<double> time = std::chrono::steady_clock::now() - start;
+    const double megabytes = static_cast<double>(file.size() + bytes_of(made.files)) / 1e6;
+    if (options.verbose)
+        remark(format("%s read and written in %s, %.1f MB/s", format("%.2f MB", megabytes).c_str(),
+                      format("%.3f s", time.count()).c_str(), megabytes / std::max(time.count(), 1e-9)));
+    made.summary = file.name() + ": " + made.summary + " in " + format("%.3f s", time.count());
+    return made;
+}
+
+/// A folder's archives, those in the folders inside it too, in the order of their names.
+void add_folder(std::vector<work> &all, const std::string &name, const fs::path &output) {
+    std::vector<fs::path> paths;
+    std::error_code error;
+    for (fs::recursive_directory_iterator entry(name, error), end; !error && entry != end;
+         entry.increment(error))
+        if (entry->path().extension() == ".abc" && !entry->is_directory(error))
+            paths.push_back(entry->path());
+    if (error) throw failure(name, error.message());
+    if (paths.empty()) throw failure(name, "has no archive (*.abc) in it");
+    std::sort(paths.begin(), paths.end());
+    for (const fs::path &path : paths) {
+        const fs::path inside = path.lexically_relative(name);
+        all.push_back({path.string(), (output / inside.parent_path() / inside.stem()).string()});
+    }
+}
+
+/// Each archive with the folder of its own. Those that are called the same get numbers.
+std::vector<work> list_work(const convert_options &options) {
+    std::vector<work> all;
+    for (const std::string &name : options.names) {
+        if (fs::is_directory(name))
+            add_folder(all, name, options.folder);
+        else
+            all.push_back(
+                {name, (fs::path(options.folder) / fs::path(name == "-" ? "stdin" : name).stem()).string()});
+    }
+    std::set<std::string> taken;
+    for (work &item : all) {
+        const std::string wanted = item.folder;
+        for (unsigned number = 2; !taken.insert(item.folder).second; ++number)
+            item.folder = wanted + "-" + std::to_string(number);
+    }
+    return all;
+}
+
+} // namespace
+
+int convert(const convert_options &options) {
+    if (options.names.size() == 1 && !fs::is_directory(options.names[0])) {
+        const job::outcome made = convert_one({options.names[0], options.folder}, options, true);
+        if (options.by_bytes && !options.quiet)
+            for (const std::string &path : made.files)
+                say(path);
+        else if (!options.quiet)
+            say(made.summary);
+        return 0;
+    }
+    return do_each(list_work(options), options.processes, !options.quiet,
+                   [&](const work &item) { return convert_one(item, options, false).summary; });
 }
 
 } // namespace tool

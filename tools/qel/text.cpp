@@ -86,7 +86,9 @@ std::string counted(std::uint64_t count, const char *noun) {
     if (count == 1) return std::string("1 ") + noun;
     const std::string one = noun;
     const bool vertex = one.size() >= 6 && one.compare(one.size() - 6, 6, "vertex") == 0;
-    return std::to_string(count) + " " + (vertex ? one.substr(0, one.size() - 2) + "ices" : one + "s");
+    const bool mesh = one.size() >= 4 && one.compare(one.size() - 4, 4, "mesh") == 0;
+    return std::to_string(count) + " " +
+           (vertex ? one.substr(0, one.size() - 2) + "ices" : one + (mesh ? "es" : "s"));
 }
 
 bool parse_number(const std::string &text, std::uint64_t &number) {

@@ -1,22 +1,28 @@
 // SPDX-License-Identifier: MIT
 #include "job.h"
 #include "step.h"
+#include "text.h"
 
 #include <filesystem>
 
 namespace tool::job {
 
-std::vector<std::string> convert_archive(const input_file &input, const std::string &output) {
-    for (const char *name : result_names)
-        check_place((std::filesystem::path(output) / name).string(), input.path());
+void check_places(const input_file &input, const std::string &folder, const std::vector<std::string> &names) {
+    for (const std::string &name : names)
+        input.must_not_be_at((std::filesystem::path(folder) / name).string());
+    for (const std::string &name : names)
+        check_place((std::filesystem::path(folder) / name).string(), input.path());
+}
+
+outcome convert_by_bytes(const input_file &input, const std::string &output) {
+    std::vector<std::string> names{"tokens.qel", "scene.bqel", "mesh.qelm", agents_name};
+    check_places(input, output, names);
     check_agents_path(output);
     const std::unique_ptr<examined> source = read_archive(input);
     polymesh_record &mesh = source->mesh;
     const std::vector<std::uint32_t> triangles = fan_faces(mesh);
 
-    std::vector<std::string> names(std::begin(result_names), std::end(result_names));
-    names.push_back(std::string(agents_name) +
-                    ".tmp"); // through which the library writes the agent directory
+    names.emplace_back(unfinished_agents_name);
     result_folder folder(output, names);
     scene_record tokens;
     make_tokens(mesh, triangles, tokens);
@@ -30,7 +36,9 @@ std::vector<std::string> convert_archive(const input_file &input, const std::str
     write_and_map_cache(mesh, triangles.size() / 3, folder);
     record_run(folder, tokens->total_tokens);
 
-    return folder.keep();
+    return {folder.keep(), counted(mesh->vertex_count, "vertex") + ", " +
+                               counted(triangles.size() / 3, "triangle") + ", " +
+                               counted(tokens->total_tokens, "token") + ", found by the look of the bytes"};
 }
 
 } // namespace tool::job

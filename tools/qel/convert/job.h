@@ -11,13 +11,21 @@
 
 namespace tool::job {
 
-/// What a conversion makes.
-constexpr const char *agents_name = "agents.qeag";
-constexpr const char *result_names[] = {"tokens.qel", "scene.bqel", "mesh.qelm", agents_name};
+/// What a conversion made.
+struct outcome {
+    std::vector<std::string> files; ///< their paths
+    std::string summary;            ///< what is in them
+};
 
-/// The whole conversion: an archive becomes a file of each format in a folder, where they take the place of files of
-/// these names. Returns their paths, or throws failure or step_failed and changes nothing.
-std::vector<std::string> convert_archive(const input_file &input, const std::string &output);
+/// The agent directory, and the file through which the library writes it.
+constexpr const char *agents_name = "agents.qeag", *unfinished_agents_name = "agents.qeag.tmp";
+
+/// Fails before anything is written unless each of the names in the folder may be written.
+void check_places(const input_file &input, const std::string &folder, const std::vector<std::string> &names);
+
+/// The mesh that is found by the look of an archive's bytes becomes a file of each format in a folder, where they
+/// take the place of files of these names. Throws failure or step_failed and changes nothing.
+outcome convert_by_bytes(const input_file &input, const std::string &output);
 
 // The steps, in the order in which the job takes them.
 

@@ -101,6 +101,8 @@ result_folder::result_folder(const std::string &path, const std::vector<std::str
     try {
         make_folders();
         make_work_folder();
+        for (const std::string &name : names)
+            make_inner_folders(fs::path(name).parent_path());
     } catch (...) {
         remove_folders();
         throw;
@@ -133,6 +135,16 @@ void result_folder::make_work_folder() {
         if (errno != EEXIST) system_failed("output folder", path_.string(), errno);
     }
     throw step_failed("output folder", path_.string(), 0, "too many unfinished runs have left their folders");
+}
+
+/// A folder inside, where results are written and where they go.
+void result_folder::make_inner_folders(const fs::path &name) {
+    if (name.empty()) return;
+    for (const fs::path &folder : {work_ / name, path_ / name}) {
+        std::error_code error;
+        if (fs::create_directory(folder, error)) made_.insert(made_.begin(), folder.string());
+        if (error) folder_failed(folder == work_ / name ? path_ : folder, error);
+    }
 }
 
 result_folder::~result_folder() {

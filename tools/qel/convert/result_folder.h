@@ -25,7 +25,8 @@ void check_place(const std::string &place, const std::string &input);
 /// end: one that fails or is interrupted leaves every file there as it was.
 class result_folder {
   public:
-    /// `names` are those of all files that may be written, to be removed when the program is interrupted.
+    /// `names` are those of all files that may be written, to be removed when the program is interrupted. They may lie in a
+    /// folder inside: "meshes/a".
     result_folder(const std::string &path, const std::vector<std::string> &names);
     ~result_folder();
     result_folder(const result_folder &) = delete;
@@ -42,6 +43,7 @@ class result_folder {
   private:
     void make_folders();
     void make_work_folder();
+    void make_inner_folders(const std::filesystem::path &name);
     void remove_folders();
 
     const std::filesystem::path path_;

@@ -25,6 +25,18 @@ void note(const char *pattern, ...) {
     va_end(arguments);
 }
 
+void warn(const char *pattern, ...) {
+    if (ear_of_all == nullptr) return;
+    std::va_list arguments;
+    va_start(arguments, pattern);
+    ear_of_all->warns(format_list(pattern, arguments));
+    va_end(arguments);
+}
+
+void advance(std::uint64_t done, std::uint64_t all) {
+    if (ear_of_all != nullptr) ear_of_all->advances(done, all);
+}
+
 void check(const std::string &step, const std::string &subject, int code,
            std::initializer_list<const char *> meanings) {
     if (code == 0) return;

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <chrono>
+#include <cstdint>
 #include <initializer_list>
 #include <stdexcept>
 #include <string>
@@ -30,13 +31,21 @@ class listener {
     virtual ~listener() = default;
     virtual void begins(const std::string &step) = 0;
     virtual void done(const std::string &step, double milliseconds, const std::string &outcome) = 0;
+    virtual void advances(std::uint64_t done, std::uint64_t all) = 0;
     virtual void note(const std::string &text) = 0;
+    virtual void warns(const std::string &text) = 0;
 };
 /// From now on `ear` hears the steps; null hears nothing.
 void listen(listener *ear);
 
 /// A remark between two steps, formatted as by printf, without the line's end.
 void note(const char *format, ...) __attribute__((format(printf, 1, 2)));
+
+/// Something that people should know before it happens.
+void warn(const char *format, ...) __attribute__((format(printf, 1, 2)));
+
+/// How much of the running step is done.
+void advance(std::uint64_t done, std::uint64_t all);
 
 /// Throws unless `code` is 0. The meanings are those of -1, -2, -3, … in order.
 void check(const std::string &step, const std::string &subject, int code,

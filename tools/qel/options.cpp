@@ -1,0 +1,102 @@
+// SPDX-License-Identifier: MIT
+#include "options.h"
+
+namespace tool {
+
+namespace {
+
+/// CLI11 takes "[a,b]" for two words and "{}" for none where it may have several. So words with such a beginning
+/// pass through it with a mark in front of them.
+constexpr char mark = '\x01';
+
+void unmark(std::string &word) {
+    if (!word.empty() && word[0] == mark) word.erase(0, 1);
+}
+
+void add_info(CLI::App &app, request &wanted) {
+    CLI::App *sub = app.add_subcommand("info", "Say what a file holds, and whether it is sound");
+    sub->add_option("FILE", wanted.names,
+                    "Unit, scene, mesh cache, agent directory or archive; - is standard input")
+        ->required();
+    sub->callback([&wanted] { wanted.command = [&wanted] { return info(wanted.names); }; });
+}
+
+void add_nearest(CLI::App &app, request &wanted) {
+    CLI::App *sub = app.add_subcommand("nearest", "Find the tokens of a unit that are nearest to a key");
+    sub->add_option("UNIT", wanted.around.unit, "Unit file; - is standard input")->required();
+    sub->add_option("PLACE", wanted.around.around,
+                    "A key, decimal or 0x..., or X,Y,Z: a cell of the lattice, 0 to 47 each")
+        ->required();
+    sub->add_option("-k,--count", wanted.around.count, "Number of tokens")
+        ->check(CLI::Range(1, 2147483647))
+        ->type_name("N")
+        ->capture_default_str();
+    sub->add_flag(
+        "-p,--packed", wanted.around.packed,
+        "X,Y,Z stands for the packed key of a lattice vertex (0 to 65535) instead of a Morton code");
+    sub->add_flag("-j,--json", wanted.around.json, "Write JSON instead of a table");
+    sub->callback([&wanted] { wanted.command = [&wanted] { return nearest(wanted.around); }; });
+}
+
+void add_dump(CLI::App &app, request &wanted) {
+    CLI::App *sub = app.add_subcommand("dump", "Write everything that a file holds as text");
+    sub->add_option("FILE", wanted.name,
+                    "Unit, scene, mesh cache, agent directory or archive; - is standard input")
+        ->required();
+    sub->add_flag("-j,--json", wanted.json, "Write JSON instead of lines \"path = value\"");
+    sub->callback([&wanted] { wanted.command = [&wanted] { return dump(wanted.name, wanted.json); }; });
+}
+
+void add_view(CLI::App &app, request &wanted) {
+    CLI::App *sub = app.add_subcommand("view", "Write a page that shows meshes beside their tokens in 3-D");
+    sub->add_option("FILE", wanted.seen.input,
+                    "Archive, scene, mesh cache, or a folder of mesh caches; - is standard input")
+        ->required();
+    sub->add_option("-o,--output", wanted.seen.page, "The page; - is standard output")
+        ->required()
+        ->type_name("PAGE.html");
+    sub->add_option("--max-size", wanted.seen.megabytes,
+                    "Megabytes that the page may have: frames are left out first, then points")
+        ->check(CLI::Range(1, 4096))
+        ->type_name("MB")
+        ->capture_default_str();
+    sub->add_flag("--by-bytes", wanted.seen.by_bytes, "Find an archive's mesh by the look of its bytes");
+    sub->callback([&wanted] { wanted.command = [&wanted] { return view(wanted.seen); }; });
+}
+
+} // namespace
+
+void add_commands(CLI::App &app, request &wanted) {
+    add_info(app, wanted);
+    add_convert(app, wanted);
+    add_nearest(app, wanted);
+    add_dump(app, wanted);
+    add_view(app, wanted);
+}
+
+std::vector<std::string> marked(int argc, char **argv) {
+    std::vector<std::string> words;
+    for (int i = argc - 1; i > 0; --i) { // the last one first, as parse() wants them
+        const std::string word = argv[i];
+        const bool misread = !word.empty() && (word[0] == '[' || word[0] == '{' || word[0] == mark);
+        words.push_back(misread ? mark + word : word);
+    }
+    return words;
+}
+
+void unmark(request &wanted) {
+    for (std::vector<std::string> *words :
+         {&wanted.names, &wanted.made.names, &wanted.made.whole.meshes.globs})
+        for (std::string &word : *words)
+            unmark(word);
+    for (std::string *word : {&wanted.name, &wanted.made.folder, &wanted.around.unit, &wanted.around.around,
+                              &wanted.seen.input, &wanted.seen.page})
+        unmark(*word);
+}
+
+void unmark_all(std::string &message) {
+    for (std::size_t at; (at = message.find(mark)) != std::string::npos && at + 1 < message.size();)
+        message.erase(at, 1);
+}
+
+} // namespace tool

@@ -1,0 +1,35 @@
+// SPDX-License-Identifier: MIT
+// The commands and their options: one table, from which the help is made too.
+#pragma once
+
+#include "commands.h"
+
+#include <CLI/CLI.hpp>
+
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace tool {
+
+/// What the command line asks for, to be done once it is known to be right.
+struct request {
+    std::vector<std::string> names;
+    std::string name;
+    bool json = false;
+    convert_options made;
+    nearest_options around;
+    view_options seen;
+    std::function<int()> command;
+};
+
+void add_commands(CLI::App &app, request &wanted);
+void add_convert(CLI::App &app, request &wanted);
+
+/// The words of a call, the last one first, as CLI11 wants them. Some carry marks that CLI11 must see and nobody else.
+std::vector<std::string> marked(int argc, char **argv);
+void unmark(request &wanted);
+/// Takes the marks out of a message.
+void unmark_all(std::string &message);
+
+} // namespace tool
