@@ -17,7 +17,7 @@ need() {
     local root=()
     [ "$(id -u)" -eq 0 ] || root=(sudo)
     "${root[@]}" apt-get update -qq
-    "${root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
+    "${root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends --no-remove "${missing[@]}" >/dev/null
 }
 
 readonly build_packages=(g++ cmake ninja-build libgtest-dev python3)

@@ -15,7 +15,8 @@ FOLDERS = ("bench", "bindings", "cmake", "docs", "examples", "fuzz", "include", 
 SOURCES = (".c", ".cpp", ".h", ".py", ".sh", ".txt", ".cmake", ".in", ".json", "")
 # Which test builds and runs the fenced programs of a page.
 TESTED = {("README.md", "c"): "interface.ReadmeProgram", ("docs/index.md", "cmake"): "docs.InstallsAsThePageSays",
-          ("bindings/python/README.md", "python"): "scripts/test-python.sh"}
+          ("bindings/python/README.md", "python"): "scripts/test-python.sh",
+          ("docs/python-notebook.md", "python"): "scripts/test-python.sh"}
 
 def text_of(path):
     return path.read_text(encoding="utf-8", errors="replace")

@@ -3,13 +3,10 @@
 
 import gc
 import os
-import subprocess
 import sys
 import unittest
-from pathlib import Path
 from typing import Any, Callable, List
 
-import qel_unit
 from qel_unit import ArchiveError, ArchiveObject, ClosedError, Mesh, open_archive
 from qel_unit._raw_archive import CODES
 from qel_unit.archive import Schema, TimeRange
@@ -264,12 +261,3 @@ class Failures(Case):
         gc.collect()
         self.assertFalse(opened(HARBOUR))
         self.assertEqual(calls["qel_archive_close"] - before, 1)
-
-    def test_the_reader_by_bytes_needs_no_second_library(self) -> None:
-        program = "import qel_unit; print(qel_unit.tokens.sqrt(81)); qel_unit.open_archive('x')"
-        folder = str(Path(qel_unit.__file__).parent.parent)
-        ended = subprocess.run(
-            [sys.executable, "-c", program], capture_output=True, text=True,
-            env={**os.environ, "QEL_ARCHIVE_LIBRARY": "/nowhere/libqel_archive.so", "PYTHONPATH": folder})
-        self.assertEqual(ended.stdout, "9\n")
-        self.assertIn("ImportError: the shared library of qel_archive was not found", ended.stderr)

@@ -9,21 +9,26 @@ import unittest
 from pathlib import Path
 from typing import Dict
 
-from qel_unit import _library
+from qel_unit import _library, _library_archive
 
-from .support import FOLDER
+from .support import FOLDER, HARBOUR
 
 PACKAGE = FOLDER.parent / "qel_unit"
 LIBRARY = os.environ.get(_library.VARIABLE, "")
 
 
-def imported(folder: Path, **variables: str) -> "subprocess.CompletedProcess[str]":
+ROOT_OF_SQUARE = "print(qel_unit.tokens.sqrt(81))"
+OPENED = "print(len(qel_unit.open_archive({!r})))".format(str(HARBOUR))
+
+
+def imported(folder: Path, program: str = ROOT_OF_SQUARE, **variables: str) -> "subprocess.CompletedProcess[str]":
     """An import of the package in a process of its own, without the variables of this one."""
     environment: Dict[str, str] = {
-        name: text for name, text in os.environ.items() if name not in (_library.VARIABLE, "LD_LIBRARY_PATH")}
+        name: text for name, text in os.environ.items()
+        if name not in (_library.VARIABLE, _library_archive.VARIABLE, "LD_LIBRARY_PATH")}
     environment.update(variables, PYTHONPATH=str(folder), PYTHONDONTWRITEBYTECODE="1")
     return subprocess.run(
-        [sys.executable, "-c", "import qel_unit; print(qel_unit.tokens.sqrt(81))"],
+        [sys.executable, "-c", "import qel_unit; " + program],
         capture_output=True, text=True, env=environment, cwd=str(folder))
 
 
@@ -51,6 +56,29 @@ class Finding(unittest.TestCase):
     def test_asks_the_systems_loader(self) -> None:
         (self.folder / "libqel_unit.so").symlink_to(Path(LIBRARY).resolve())
         self.assertEqual(imported(PACKAGE.parent, LD_LIBRARY_PATH=str(self.folder)).stdout, "9\n")
+
+    def link(self, *names: str) -> None:
+        for name in names:
+            (self.folder / name).symlink_to((Path(LIBRARY).parent / name).resolve())
+
+    @unittest.skipUnless(LIBRARY and sys.platform == "linux", "needs the libraries' folder, and a loader with a path")
+    def test_takes_the_second_library_from_where_the_first_one_is(self) -> None:
+        self.link("libqel_unit.so")
+        alone = imported(PACKAGE.parent, OPENED, QEL_UNIT_LIBRARY=str(self.folder / "libqel_unit.so"),
+                         LD_LIBRARY_PATH=str(Path(LIBRARY).parent))
+        self.assertIn("ImportError: the shared library of qel_archive was not found", alone.stderr)
+        self.assertIn(str(self.folder / "libqel_archive.so"), alone.stderr)
+        self.link("libqel_archive.so")
+        for variables in ({"QEL_UNIT_LIBRARY": str(self.folder / "libqel_unit.so")}, {"LD_LIBRARY_PATH": str(self.folder)},
+                          {"QEL_UNIT_LIBRARY": LIBRARY, "QEL_ARCHIVE_LIBRARY": str(self.folder / "libqel_archive.so")}):
+            answer = imported(PACKAGE.parent, OPENED, **variables)
+            self.assertEqual((answer.stdout, answer.stderr), ("42\n", ""))
+
+    @unittest.skipUnless(LIBRARY and sys.platform == "linux", "needs the library's path")
+    def test_needs_no_second_library_before_an_archive_is_opened(self) -> None:
+        self.link("libqel_unit.so")
+        answer = imported(PACKAGE.parent, QEL_UNIT_LIBRARY=str(self.folder / "libqel_unit.so"))
+        self.assertEqual((answer.stdout, answer.stderr), ("9\n", ""))
 
     def test_refuses_another_library(self) -> None:
         other = ctypes.util.find_library("c")

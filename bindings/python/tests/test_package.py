@@ -8,7 +8,7 @@ import qel_unit
 from qel_unit import Archive, ArchiveTree, Mesh, MeshCache, Scene, SceneMesh, Skin, Unit, archive, mesh
 from qel_unit._records import Owner
 
-from .support import FOLDER, ROOT, TORUS, Case
+from .support import FOLDER, HARBOUR, ROOT, TORUS, Case
 
 
 class Package(Case):
@@ -75,6 +75,7 @@ class Readme(Case):
         programs = re.findall(r"```python\n(.*?)```", text, re.S)
         self.assertGreaterEqual(len(programs), 2)
         self.file("torus.abc").write_bytes(TORUS.read_bytes())
+        self.file("harbour.abc").write_bytes(HARBOUR.read_bytes())
         path = str(FOLDER.parent)
         for program in programs:
             ended = subprocess.run(
