@@ -21,7 +21,7 @@ fi
 built=$(mktemp -d)
 trap 'rm -rf "$built"' EXIT
 ../../scripts/make-wheel.sh "$built" >/dev/null
-/usr/bin/python3 -m pip install --quiet --no-index --no-deps --target "$built/installed" "$built"/qel_unit-*.whl
+/usr/bin/python3 -m pip install --quiet --root-user-action=ignore --no-index --no-deps --target "$built/installed" "$built"/qel_unit-*.whl
 harbour=$(realpath ../../examples/data/harbour.abc)
 cmp "$built"/installed/qel_unit-*.dist-info/LICENSE ../../LICENSE
 cd "$built"
