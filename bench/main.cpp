@@ -50,6 +50,8 @@ int main(int argc, char **argv) {
     add_mesh_cache_rows();
     add_skinning_rows();
     add_agent_rows();
+    add_archive_rows();
+    add_index_check_rows();
     progress display;
     const std::size_t rows = benchmark::RunSpecifiedBenchmarks(&display);
     return display.failed || rows == 0 ? 1 : 0;

@@ -5,6 +5,7 @@
 
 #include "support/archive_writer.h"
 #include "support/mesh_maker.h"
+#include "support/random_archive.h"
 
 #include <cstdio>
 #include <cstring>
@@ -75,6 +76,18 @@ void seed_archives(const std::string &folder, std::mt19937 &random) {
     seeds.add_numbers(random, 60, 600);
 }
 
+/// Small scenes that are whole, as their bytes, and choices to build others from.
+void seed_archive_structures(const std::string &folder, std::mt19937 &random) {
+    seed_folder seeds(folder + "archive_structure");
+    for (std::uint64_t seed = 1; seed <= 24; ++seed) {
+        chance chances(seed);
+        const bytes whole = random_archive(chances).build().content;
+        const auto way = static_cast<std::uint8_t>(seed % 8);
+        if (whole.size() < 20000) seeds.add(whole, {0, static_cast<std::uint8_t>(seed * 7), 0, way});
+    }
+    seeds.add_numbers(random, 60, 1500);
+}
+
 void seed_units(const std::string &folder, std::mt19937 &random, const qel_alembic_file &scene) {
     seed_folder seeds(folder + "unit_file");
     qel_alembic_export_file_qel(&scene, (folder + "unit").c_str());
@@ -143,6 +156,7 @@ void seed_all(const std::string &folder) {
     agents.add_numbers(random, 40, 1500);
     for (qel_alembic_mesh &mesh : meshes)
         qel_alembic_mesh_free(&mesh);
+    seed_archive_structures(folder, random);
 }
 
 } // namespace

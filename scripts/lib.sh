@@ -21,4 +21,4 @@ need() {
 }
 
 readonly build_packages=(g++ cmake ninja-build libgtest-dev python3)
-readonly fuzz_targets=(unit_file archive scene_file mesh_cache agents mesh_records scene_records)
+readonly fuzz_targets=(unit_file archive archive_structure scene_file mesh_cache agents mesh_records scene_records)

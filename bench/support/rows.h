@@ -15,5 +15,7 @@ void add_verify_rows();
 void add_mesh_cache_rows();
 void add_skinning_rows();
 void add_agent_rows();
+void add_archive_rows();
+void add_index_check_rows();
 
 } // namespace qel::bench

@@ -6,6 +6,7 @@
 #include "common/cpu.h"
 #include "golden/jobs.h"
 #include "ogawa_reader/skin_blend.h"
+#include "qel_archive/index_check.h"
 #include "qel_unit/finite_check.h"
 #include "support/locales.h"
 
@@ -22,13 +23,15 @@ void force_kernels(instruction_set set) {
     qel::bounds_choice.store(qel::bounds_forms.best(set));
     qel::finite_choice.store(qel::finite_forms.best(set));
     qel::skin_choice.store(qel::skin_forms.best(set));
+    qel::archives::below_choice.store(qel::archives::below_forms.best(set));
+    qel::archives::sum_choice.store(qel::archives::sum_forms.best(set));
 }
 
 digests run_all() {
     namespace test = qel::test;
     digests found;
-    for (const test::job *jobs :
-         {test::token_jobs, test::archive_jobs, test::mesh_jobs, test::scene_jobs, test::agent_jobs})
+    for (const test::job *jobs : {test::token_jobs, test::archive_jobs, test::mesh_jobs, test::scene_jobs,
+                                  test::agent_jobs, test::structure_jobs})
         for (; jobs->name != nullptr; ++jobs) {
             test::digest results;
             jobs->run(results);

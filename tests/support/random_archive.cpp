@@ -80,7 +80,7 @@ void maker::add_samplings() {
 xform_operation maker::operation_of(std::uint8_t code) {
     static const std::vector<std::size_t> counts = {3, 3, 4, 16, 1, 1, 1};
     static const std::vector<double> angles = {0, 90, 45, -180, 30, 360, 1e6};
-    xform_operation operation{static_cast<std::uint8_t>(code << 4 | random_.below(16)), {}};
+    xform_operation operation{static_cast<std::uint8_t>(code * 16u + random_.below(16)), {}};
     for (std::size_t i = 0; i < counts[code]; ++i)
         operation.values.push_back(random_.one_in(4) ? random_.below(2) : random_.number());
     if (code >= 4 || code == 2) {

@@ -1,0 +1,187 @@
+// SPDX-License-Identifier: MIT
+// Archives of any bytes, read by what they say: every answer of the 16 functions compared with the model's; and with
+// reads that are short or interrupted, with reads and allocations that fail, with a file that shrinks.
+#include "archive_answers.h"
+#include "faulty_reads.h"
+#include "fuzz_heap.h"
+#include "harness.h"
+
+#include "model/archive_comparison.h"
+#include "support/random_archive.h"
+
+#include <fuzzer/FuzzedDataProvider.h>
+
+using namespace qel;
+using namespace qel::fuzz;
+
+namespace {
+
+constexpr std::uint32_t most_compared = 150; // objects and properties: the model answers each question anew
+
+/// Opens an archive and asks everything. The first answer is that of opening.
+std::vector<archive_answer> open_and_ask(const char *path) {
+    qel_archive *archive = reinterpret_cast<qel_archive *>(1);
+    const std::int32_t status = qel_archive_open(path, &archive);
+    require((archive != nullptr) == (status == QEL_ARCHIVE_OK));
+    std::vector<archive_answer> answers;
+    if (archive != nullptr) answers = ask_everything(archive);
+    answers.insert(answers.begin(), {status, 0});
+    qel_archive_close(archive);
+    return answers;
+}
+
+/// Each answer is what it was without the fault, or says what failed. Where opening failed there are no others; where
+/// an object's name is not to be had, its properties are not asked for.
+void require_alike(const std::vector<archive_answer> &faulty, const std::vector<archive_answer> &sound,
+                   std::int32_t fault) {
+    require(faulty.front() == sound.front() || faulty.front().status == fault);
+    if (faulty.front().status != QEL_ARCHIVE_OK) return;
+    if (faulty.size() == sound.size()) {
+        for (std::size_t i = 0; i < faulty.size(); ++i)
+            require(faulty[i] == sound[i] || faulty[i].status == fault);
+    } else {
+        require(fault == QEL_ARCHIVE_NO_MEMORY && faulty.size() < sound.size());
+    }
+}
+
+/// Whether the model is asked, too: not about what the limits of the fuzzer's heap refuse, and not for minutes.
+bool is_comparable(const char *path) {
+    qel_archive *archive = nullptr;
+    const std::int32_t status = qel_archive_open(path, &archive);
+    if (archive == nullptr) return status != QEL_ARCHIVE_NO_MEMORY;
+    qel_archive_info info = {};
+    qel_archive_get_info(archive, &info);
+    std::uint64_t total = info.object_count;
+    for (std::uint32_t i = 0; i < info.object_count && total <= most_compared; ++i) {
+        qel_archive_object object = {};
+        require(qel_archive_get_object(archive, i, &object) == QEL_ARCHIVE_OK);
+        total += object.property_count;
+    }
+    qel_archive_close(archive);
+    return total <= most_compared;
+}
+
+void compare(const memory_file &file) {
+    if (!is_comparable(file.path())) return;
+    const std::string difference = model::first_difference(file.path());
+    if (!difference.empty()) std::fprintf(stderr, "%s\n", difference.c_str());
+    require(difference.empty());
+}
+
+void read_with_failing_memory(const memory_file &file, std::uint64_t n, bool all_later) {
+    const std::vector<archive_answer> sound = open_and_ask(file.path());
+    std::vector<archive_answer> faulty;
+    {
+        const failing_heap failing(n, all_later);
+        faulty = open_and_ask(file.path());
+    }
+    require_alike(faulty, sound, QEL_ARCHIVE_NO_MEMORY);
+}
+
+void read_with_failing_reads(const memory_file &file, std::uint64_t n, bool all_later) {
+    const std::vector<archive_answer> sound = open_and_ask(file.path());
+    std::vector<archive_answer> faulty;
+    {
+        faulty_reads faults;
+        faults.fail_at = n;
+        faults.all_later = all_later;
+        faulty = open_and_ask(file.path());
+    }
+    require_alike(faulty, sound, QEL_ARCHIVE_CANNOT_OPEN);
+}
+
+/// Reads that give less than was asked for, and interrupted ones, change nothing.
+void read_in_pieces(const memory_file &file, std::size_t most_bytes, std::uint64_t interrupt_each) {
+    const std::vector<archive_answer> sound = open_and_ask(file.path());
+    std::vector<archive_answer> pieces;
+    {
+        faulty_reads faults;
+        faults.most_bytes = most_bytes;
+        faults.interrupt_each = interrupt_each;
+        pieces = open_and_ask(file.path());
+    }
+    require(pieces == sound);
+}
+
+/// What is beyond the end is damaged, but for normals and UVs: a mesh has fewer of them then.
+void read_while_it_shrinks(const memory_file &file, std::size_t size) {
+    qel_archive *archive = nullptr;
+    if (qel_archive_open(file.path(), &archive) != QEL_ARCHIVE_OK) return;
+    const std::vector<archive_answer> sound = ask_everything(archive);
+    require(truncate(file.path(), static_cast<off_t>(size)) == 0);
+    const std::vector<archive_answer> shrunk = ask_everything(archive);
+    qel_archive_close(archive);
+    require(shrunk.size() == sound.size());
+    for (std::size_t i = 0; i < shrunk.size(); ++i)
+        require(shrunk[i] == sound[i] || shrunk[i].status == QEL_ARCHIVE_DAMAGED ||
+                shrunk[i].status < sound[i].status);
+}
+
+/// Bytes at places that the fuzzer chooses, in what is an archive before.
+void patch(FuzzedDataProvider &fuzz, bytes &content) {
+    for (int count = fuzz.ConsumeIntegralInRange(0, 6); count > 0 && !content.empty(); --count) {
+        const std::size_t at = fuzz.ConsumeIntegral<std::uint32_t>() % content.size();
+        content[at] = fuzz.ConsumeIntegral<std::uint8_t>();
+    }
+}
+
+/// An archive of everything that archives hold, as the fuzzer's numbers say, sound or damaged.
+bytes archive_of_choices(FuzzedDataProvider &fuzz) {
+    const int damage = fuzz.ConsumeIntegralInRange(0, 3);
+    bytes patches = fuzz.ConsumeBytes<std::uint8_t>(fuzz.ConsumeIntegralInRange<std::size_t>(0, 40));
+    const auto seed = fuzz.ConsumeIntegral<std::uint16_t>();
+    std::vector<std::uint16_t> list;
+    while (fuzz.remaining_bytes() > 1 && list.size() < 2000)
+        list.push_back(fuzz.ConsumeIntegral<std::uint16_t>());
+    test::chance chances(std::move(list), seed);
+    test::archive_builder archive = test::random_archive(chances);
+    if (damage == 1) test::damage_fields(archive, chances);
+    const test::built_archive built = archive.build();
+    if (damage == 2) return test::damaged_bytes(built, chances);
+    bytes content = built.content;
+    FuzzedDataProvider places(patches.data(), patches.size());
+    if (damage == 3) patch(places, content);
+    return content;
+}
+
+/// Bytes behind a header whose root they say.
+bytes archive_of_bytes(FuzzedDataProvider &fuzz) {
+    bytes content = {'O', 'g', 'a', 'w', 'a', 0xFF, 0, 1};
+    append(content, std::uint64_t{16} + fuzz.ConsumeIntegral<std::uint8_t>());
+    const bytes rest = fuzz.ConsumeRemainingBytes<std::uint8_t>();
+    content.insert(content.end(), rest.begin(), rest.end());
+    return content;
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size) {
+    FuzzedDataProvider fuzz(data, size);
+    const heap_watch heap;
+    const int way = fuzz.ConsumeIntegralInRange(0, 7), form = fuzz.ConsumeIntegralInRange(0, 7);
+    const auto n = std::uint64_t{1} + fuzz.ConsumeIntegral<std::uint8_t>();
+    const bool all_later = fuzz.ConsumeBool();
+    {
+        const memory_file file(form == 0   ? fuzz.ConsumeRemainingBytes<std::uint8_t>()
+                               : form == 1 ? archive_of_bytes(fuzz)
+                                           : archive_of_choices(fuzz));
+        switch (way) {
+        case 0:
+            read_with_failing_memory(file, n, all_later);
+            break;
+        case 1:
+            read_with_failing_reads(file, n, all_later);
+            break;
+        case 2:
+            read_in_pieces(file, static_cast<std::size_t>(n), 2 + n % 5);
+            break;
+        case 3:
+            read_while_it_shrinks(file, static_cast<std::size_t>(n) * 8);
+            break;
+        default:
+            compare(file);
+        }
+    }
+    require(heap.live() == 0);
+    return 0;
+}
