@@ -1,8 +1,8 @@
 # SPDX-License-Identifier: MIT
 """How much faster two threads read one archive than one: threads.py [ARCHIVE]
 
-Without an archive it makes one of 64 meshes of 100,000 vertices. Each turn reads all meshes, first with one thread and then
-with two. Where other programs take the cores, wall time says little: then the processor time, which is the same work,
+Without an archive it makes one of 64 meshes of 100,000 vertices. Each turn reads all meshes, first with one thread
+and then with two. Where other programs take the cores, wall time says little; the processor time of the busier thread
 says what two free cores would give.
 """
 

@@ -46,8 +46,10 @@ def _places(name: str, variable: str, beside: str) -> Iterator[str]:
 
 
 def load(name: str, variable: str, functions: Callable[[ctypes.CDLL], F], beside: str = "") -> F:
-    """The functions of the first library that can be loaded; an ImportError tells what was tried. Where a folder `beside`
-    is given, the library must lie there: two versions must not meet."""
+    """The functions of the first library that can be loaded; an ImportError tells what was tried.
+
+    Where a folder `beside` is given, the library must lie there: two versions must not meet.
+    """
     tried: List[str] = []
     for place in _places(name, variable, beside):
         try:

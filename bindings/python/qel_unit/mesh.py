@@ -49,7 +49,8 @@ def triangulate_face(face: Any) -> Words:
 class Mesh(Owner):
     """One polygon mesh, read from an archive or made from arrays."""
 
-    _made_by = "Mesh.from_arrays(positions, face_indices, face_counts), an archive's read_polymesh() or an object's mesh()"
+    _made_by = (
+        "Mesh.from_arrays(positions, face_indices, face_counts), Archive.read_polymesh() or ArchiveObject.mesh()")
 
     @classmethod
     def from_arrays(

@@ -28,8 +28,10 @@ class Values(Case):
         parts: List[Any] = []
         for value, pair in enumerate(EXTREMES):
             parts += [
-                writer.Scalar("scalar{}".format(value), value, [pair], 2), writer.Scalar("one{}".format(value), value, [pair[1:]]),
-                writer.Array("flat{}".format(value), value, [pair * 3]), writer.Array("rows{}".format(value), value, [pair * 3], 2),
+                writer.Scalar("scalar{}".format(value), value, [pair], 2),
+                writer.Scalar("one{}".format(value), value, [pair[1:]]),
+                writer.Array("flat{}".format(value), value, [pair * 3]),
+                writer.Array("rows{}".format(value), value, [pair * 3], 2),
                 writer.Array("empty{}".format(value), value, [[]], 2)]
         found = self.opened(*parts)
         for value, pair in enumerate(EXTREMES):
@@ -53,7 +55,8 @@ class Values(Case):
 
     def test_texts_are_lists(self) -> None:
         found = self.opened(
-            writer.Scalar("one", writer.TEXT, [["hull"]]), writer.Array("many", writer.TEXT, [["a", "", "\u00e9t\u00e9"], []]),
+            writer.Scalar("one", writer.TEXT, [["hull"]]),
+            writer.Array("many", writer.TEXT, [["a", "", "\u00e9t\u00e9"], []]),
             writer.Scalar("other", writer.TEXT, [b"\xff\0"]))
         self.assertEqual(found["one"].samples[0], ["hull"])
         self.assertEqual(found["many"].samples[:], [["a", "", "\u00e9t\u00e9"], []])
@@ -98,7 +101,8 @@ class Names(Case):
 
     def test_may_be_cut_at_the_beginning_where_one_alone_ends_so(self) -> None:
         red, blue = [1.0, 0.0, 0.0], [0.0, 0.0, 1.0]
-        colours = writer.Compound(".arbGeomParams", [writer.Array("Cd", 10, [red * 3 + blue], 3), writer.Array("x", 6, [[1]])])
+        colours = writer.Compound(
+            ".arbGeomParams", [writer.Array("Cd", 10, [red * 3 + blue], 3), writer.Array("x", 6, [[1]])])
         path = self.file("colours.abc")
         path.write_bytes(writer.written([writer.mesh(
             "square", [[0.0] * 12], [4], [0, 1, 2, 3], others=[colours], around=[writer.Scalar("x", 6, [[2]])])]))

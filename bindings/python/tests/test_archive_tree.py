@@ -91,7 +91,8 @@ class Tree(Case):
         looks: List[Callable[[], Any]] = [
             sea.mesh, sea.mesh_info, sea.visible, sea.world_transform, lambda: sea.children, lambda: sea.parent,
             lambda: sea.properties, lambda: sea.time_range, lambda: list(self.archive), lambda: "/" in self.archive,
-            lambda: len(self.archive)]
+            lambda: len(self.archive), lambda: self.archive.info, lambda: self.archive.path, lambda: self.archive.top,
+            lambda: self.archive.time_range, lambda: self.archive.find("/"), lambda: next(self.archive.meshes())]
         for call in looks:
             self.assertRaises(ClosedError, call)
         self.assertEqual(len(properties["P"].samples[0]), 441)  # which holds the archive's record

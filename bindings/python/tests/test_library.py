@@ -69,8 +69,9 @@ class Finding(unittest.TestCase):
         self.assertIn("ImportError: the shared library of qel_archive was not found", alone.stderr)
         self.assertIn(str(self.folder / "libqel_archive.so"), alone.stderr)
         self.link("libqel_archive.so")
-        for variables in ({"QEL_UNIT_LIBRARY": str(self.folder / "libqel_unit.so")}, {"LD_LIBRARY_PATH": str(self.folder)},
-                          {"QEL_UNIT_LIBRARY": LIBRARY, "QEL_ARCHIVE_LIBRARY": str(self.folder / "libqel_archive.so")}):
+        for variables in (
+                {"QEL_UNIT_LIBRARY": str(self.folder / "libqel_unit.so")}, {"LD_LIBRARY_PATH": str(self.folder)},
+                {"QEL_UNIT_LIBRARY": LIBRARY, "QEL_ARCHIVE_LIBRARY": str(self.folder / "libqel_archive.so")}):
             answer = imported(PACKAGE.parent, OPENED, **variables)
             self.assertEqual((answer.stdout, answer.stderr), ("42\n", ""))
 

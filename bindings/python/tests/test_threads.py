@@ -126,5 +126,6 @@ class Benchmark(Case):
             [sys.executable, "-W", "error", str(FOLDER.parent / "benchmarks" / "threads.py"), str(HARBOUR)],
             capture_output=True, text=True)
         self.assertEqual((answer.returncode, answer.stderr), (0, ""))
-        self.assertRegex(answer.stdout, r"^23 meshes, best of 7 turns, milliseconds\n1 thread : wall [\d.]+, processor [\d.]+, "
-                         r"busiest thread [\d.]+\n2 threads: .*\ntwo against one: [\d.]+ by wall, [\d.]+ by ")
+        self.assertRegex(
+            answer.stdout, r"^23 meshes, best of 7 turns, milliseconds\n1 thread : wall [\d.]+, processor [\d.]+, "
+            r"busiest thread [\d.]+\n2 threads: .*\ntwo against one: [\d.]+ by wall, [\d.]+ by ")
