@@ -28,7 +28,7 @@ class object_reader {
     object_reader(header_source &source, const header_context &context, arena &memory, shared_places *sharing,
                   object_tree &tree)
         : source_(source), context_(context), memory_(memory), sharing_(sharing), tree_(tree),
-          compounds_(source, context, memory, tree.compounds, sharing) {}
+          compounds_(source, context, memory, tree.compounds, sharing, around_) {}
 
     status read(std::uint64_t top);
 
@@ -50,6 +50,7 @@ class object_reader {
     arena &memory_;
     shared_places *sharing_;
     object_tree &tree_;
+    heap_list<std::uint64_t> around_; // groups of the objects that are being read, that of the innermost last
     compound_reader compounds_;
     heap_list<frame> stack_;
 };
@@ -68,6 +69,7 @@ status object_reader::read(std::uint64_t top) {
         } else {
             home.open = false;
             stack_.pop();
+            around_.pop();
         }
     }
     return outcome;
@@ -82,6 +84,7 @@ status object_reader::enter(std::uint64_t reference, std::uint32_t &node) {
         return tree_.nodes[node].open ? QEL_ARCHIVE_DAMAGED : QEL_ARCHIVE_OK;
     }
     if (stack_.size() == max_levels || tree_.nodes.size() == max_objects) return QEL_ARCHIVE_DAMAGED;
+    if (!around_.push(reference)) return QEL_ARCHIVE_NO_MEMORY;
     object_node read = {nullptr, nullptr, 0, none, true};
     const status outcome = read_node(reference, read);
     if (outcome != QEL_ARCHIVE_OK) return outcome;

@@ -98,10 +98,18 @@ status compound_reader::read(std::uint64_t reference, std::uint32_t &number) {
     return outcome;
 }
 
+bool compound_reader::is_around(std::uint64_t reference) const {
+    for (std::uint32_t i = 0; i < around_.size(); ++i) {
+        if (around_[i] == reference) return true;
+    }
+    return false;
+}
+
 /// Finds or reads a compound; what it holds is read next where it holds anything.
 status compound_reader::enter(std::uint64_t reference, std::uint32_t &number) {
     number = 0;
     if (reference == 0) return QEL_ARCHIVE_OK;
+    if (is_around(reference)) return QEL_ARCHIVE_DAMAGED;
     const std::uint64_t *const known = sharing_ == nullptr ? nullptr : sharing_->compounds.find(reference);
     if (known != nullptr) {
         number = static_cast<std::uint32_t>(*known);

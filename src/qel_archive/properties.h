@@ -83,13 +83,14 @@ class compound_table {
     heap_list<compound> compounds_;
 };
 
-/// Reads compounds into a table. With `sharing`, what stands at one place is read once.
+/// Reads compounds into a table. With `sharing`, what stands at one place is read once. `around` are the groups of the
+/// objects that are being read: none of them can be a compound, whose group would be inside itself.
 class compound_reader {
   public:
     compound_reader(header_source &source, const header_context &context, arena &memory,
-                    compound_table &table, shared_places *sharing)
+                    compound_table &table, shared_places *sharing, const heap_list<std::uint64_t> &around)
         : source_(source), context_(context), memory_(memory), compounds_(table.compounds_),
-          sharing_(sharing) {}
+          sharing_(sharing), around_(around) {}
 
     /// Makes the empty compound; to be called first.
     bool begin() { return compounds_.push(compound{}); }
@@ -106,6 +107,7 @@ class compound_reader {
         std::uint32_t next;
     };
 
+    bool is_around(std::uint64_t reference) const;
     status enter(std::uint64_t reference, std::uint32_t &number);
     status read_compound(std::uint64_t reference, compound &read);
     status read_headers(std::uint64_t reference, std::uint64_t count, const property_headers *&headers);
@@ -117,6 +119,7 @@ class compound_reader {
     arena &memory_;
     heap_list<compound> &compounds_;
     shared_places *sharing_;
+    const heap_list<std::uint64_t> &around_;
     heap_list<frame> stack_;
     std::uint32_t total_ = 0;
 };
