@@ -47,12 +47,25 @@ matrix unit_rotation(double x, double y, double z, double angle) {
              0, 0, 0, 1}};
 }
 
+/// Brings an axis whose square is no exact number, as it is too long or too short, near to length 1. A power of two
+/// keeps its direction to the last bit.
+void bring_near_one(double *axis) {
+    const double square = axis[0] * axis[0] + axis[1] * axis[1] + axis[2] * axis[2];
+    if (square >= 0x1p-960 && square <= 0x1p1000) return;
+    const double largest = std::max({std::fabs(axis[0]), std::fabs(axis[1]), std::fabs(axis[2])});
+    if (largest == 0 || !std::isfinite(largest)) return;
+    const int exponent = std::ilogb(largest);
+    for (int i = 0; i < 3; ++i)
+        axis[i] = std::scalbn(axis[i], -exponent);
+}
+
 /// The rotation about an axis of any length; one of no length turns nothing.
 matrix rotation(const double *axis_and_angle) {
-    const double x = axis_and_angle[0], y = axis_and_angle[1], z = axis_and_angle[2];
-    const double length = std::sqrt(x * x + y * y + z * z);
+    double axis[] = {axis_and_angle[0], axis_and_angle[1], axis_and_angle[2]};
+    bring_near_one(axis);
+    const double length = std::sqrt(axis[0] * axis[0] + axis[1] * axis[1] + axis[2] * axis[2]);
     if (length == 0) return identity;
-    return unit_rotation(x / length, y / length, z / length, axis_and_angle[3]);
+    return unit_rotation(axis[0] / length, axis[1] / length, axis[2] / length, axis_and_angle[3]);
 }
 
 enum operation : std::uint8_t {

@@ -2,6 +2,7 @@
 // Transforms and visibility of the archive model.
 #include "model/archive_model.h"
 
+#include <algorithm>
 #include <cmath>
 
 namespace qel::model {
@@ -23,6 +24,12 @@ archive_matrix product(const archive_matrix &a, const archive_matrix &b) {
 }
 
 archive_matrix rotation(double x, double y, double z, double degrees) {
+    const double square = x * x + y * y + z * z;
+    const double largest = std::max({std::fabs(x), std::fabs(y), std::fabs(z)});
+    if (largest != 0 && std::isfinite(largest) && !(square >= 0x1p-960 && square <= 0x1p1000)) {
+        const double unit = std::ldexp(1.0, std::ilogb(largest)); // the square would not be exact
+        x /= unit, y /= unit, z /= unit;
+    }
     const double length = std::sqrt(x * x + y * y + z * z);
     if (length == 0) return identity;
     x /= length, y /= length, z /= length;

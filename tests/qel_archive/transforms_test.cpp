@@ -1,175 +1,240 @@
 // SPDX-License-Identifier: MIT
-// Transforms by hand: what the operations of a page's worth of arithmetic come to.
-#include "qel_archive.h"
-#include "support/archive_schemas.h"
+// Transforms: every operation, their order, times, inheritance, damage.
+#include "qel_archive/opened_archive.h"
 
-#include <gtest/gtest.h>
-
-#include <array>
 #include <cmath>
-#include <memory>
 
-namespace qel::test {
+namespace qel {
 namespace {
 
-struct archive_closer {
-    void operator()(qel_archive *archive) const { qel_archive_close(archive); }
-};
-using archive_pointer = std::unique_ptr<qel_archive, archive_closer>;
+using namespace test;
 
-using matrix_values = std::array<double, 16>;
+const double half = std::sqrt(0.5);
 
-struct Transforms : testing::Test {
-    temp_folder folder;
-    archive_builder scene;
+/// The own transform of an object with these operations.
+matrix_values local_of(const std::vector<xform_operation> &operations) {
+    archive_builder builder;
+    add_xform(builder.top, "x", operations);
+    return opened_archive(builder).local("/x");
+}
 
-    archive_pointer open() {
-        const std::string path = folder.file("scene.abc");
-        scene.save(path);
-        qel_archive *archive = nullptr;
-        EXPECT_EQ(qel_archive_open(path.c_str(), &archive), QEL_ARCHIVE_OK);
-        return archive_pointer(archive);
-    }
-    matrix_values local(const archive_pointer &archive, const char *path, double seconds = 0) {
-        matrix_values values{};
-        EXPECT_EQ(qel_archive_local_transform(archive.get(), qel_archive_find(archive.get(), path), seconds,
-                                              values.data()),
-                  QEL_ARCHIVE_OK)
-            << path;
-        return values;
-    }
-    matrix_values world(const archive_pointer &archive, const char *path, double seconds = 0) {
-        matrix_values values{};
-        EXPECT_EQ(qel_archive_world_transform(archive.get(), qel_archive_find(archive.get(), path), seconds,
-                                              values.data()),
-                  QEL_ARCHIVE_OK)
-            << path;
-        return values;
-    }
-    std::int32_t local_status(const archive_pointer &archive, const char *path) {
-        double values[16];
-        return qel_archive_local_transform(archive.get(), qel_archive_find(archive.get(), path), 0, values);
-    }
-    int visible(const archive_pointer &archive, const char *path, double seconds = 0) {
-        std::int32_t answer = -7;
-        EXPECT_EQ(
-            qel_archive_is_visible(archive.get(), qel_archive_find(archive.get(), path), seconds, &answer),
-            QEL_ARCHIVE_OK);
-        return answer;
-    }
-};
-
-constexpr matrix_values unmoved = {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1};
-
-void expect_near(const matrix_values &values, const matrix_values &expected) {
+void expect_near(const matrix_values &found, const matrix_values &expected) {
     for (std::size_t i = 0; i < 16; ++i)
-        EXPECT_NEAR(values[i], expected[i], 1e-15) << i;
+        EXPECT_NEAR(found[i], expected[i], 1e-15) << i;
 }
 
-TEST_F(Transforms, TheLastOperationIsDoneToAPointFirst) {
-    // A point (1, 1, 1) becomes (2, 3, 4) by the scale and (12, 23, 34) by the translation after it.
-    add_xform(scene.top, "a", {translate(10, 20, 30), scale(2, 3, 4)});
-    EXPECT_EQ(local(open(), "/a"), (matrix_values{2, 0, 0, 0, 0, 3, 0, 0, 0, 0, 4, 0, 10, 20, 30, 1}));
+TEST(ArchiveTransforms, AreTheIdentityWithoutOperations) {
+    EXPECT_EQ(local_of({}), identity_matrix);
+    archive_builder builder;
+    object_node &no_samples = add_xform(builder.top, "x", {translate(1, 2, 3)});
+    child(schema_compound(no_samples), ".ops").samples.clear();
+    schema_compound(add_xform(builder.top, "y")).array<std::uint8_t>(".ops", 1, {{}}); // an array of none
+    add_schema_object(builder.top, "z", "AbcGeom_Xform_v3", ".other");
+    const opened_archive opened(builder);
+    for (const char *path : {"/x", "/y", "/z"})
+        EXPECT_EQ(opened.local(path), identity_matrix) << path;
 }
 
-TEST_F(Transforms, QuarterTurnsTakeEachAxisToTheNext) {
-    add_xform(scene.top, "x", {rotate_x(90)});
-    add_xform(scene.top, "y", {rotate_y(90)});
-    add_xform(scene.top, "z", {rotate_z(90)});
-    add_xform(scene.top, "long", {rotate(0, 0, 5, 90)});
-    add_xform(scene.top, "diagonal", {rotate(1, 1, 1, 120)});
-    const archive_pointer archive = open();
-    expect_near(local(archive, "/x"), {1, 0, 0, 0, 0, 0, 1, 0, 0, -1, 0, 0, 0, 0, 0, 1});
-    expect_near(local(archive, "/y"), {0, 0, -1, 0, 0, 1, 0, 0, 1, 0, 0, 0, 0, 0, 0, 1});
-    expect_near(local(archive, "/z"), {0, 1, 0, 0, -1, 0, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1});
-    EXPECT_EQ(local(archive, "/long"), local(archive, "/z"));
-    expect_near(local(archive, "/diagonal"), {0, 1, 0, 0, 0, 0, 1, 0, 1, 0, 0, 0, 0, 0, 0, 1});
+TEST(ArchiveTransforms, ScaleAndTranslateExactly) {
+    EXPECT_EQ(local_of({scale(2, 3, 4)}), (matrix_values{2, 0, 0, 0, 0, 3, 0, 0, 0, 0, 4, 0, 0, 0, 0, 1}));
+    EXPECT_EQ(local_of({translate(2, 3, 4)}),
+              (matrix_values{1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 2, 3, 4, 1}));
 }
 
-TEST_F(Transforms, AnAxisOfNoLengthTurnsNothing) {
-    add_xform(scene.top, "a", {rotate(0, 0, 0, 90)});
-    EXPECT_EQ(local(open(), "/a"), unmoved);
+TEST(ArchiveTransforms, TakeAMatrixRowByRow) {
+    const std::vector<double> given = {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16};
+    const matrix_values found = local_of({matrix(given)});
+    EXPECT_EQ(std::memcmp(found.data(), given.data(), sizeof found), 0);
 }
 
-TEST_F(Transforms, AMatrixIsTakenRowByRow) {
-    const matrix_values given = {1, -2, 3, 0, 5, 6, 7, 0, 9, 10, 11, 0, 13, 14, 15, 2};
-    add_xform(scene.top, "a", {matrix({given.begin(), given.end()})});
-    const matrix_values read = local(open(), "/a");
-    EXPECT_EQ(std::memcmp(read.data(), given.data(), sizeof given), 0);
+TEST(ArchiveTransforms, BeginWithTheIdentitySoThatANegativeZeroBecomesPositive) {
+    const matrix_values found = local_of({translate(1, -0.0, 2)});
+    EXPECT_EQ(found[13], 0.0);
+    EXPECT_FALSE(std::signbit(found[13]));
 }
 
-TEST_F(Transforms, TheIdentityIsTheFirstFactorSoThatANegativeZeroBecomesPositive) {
-    add_xform(scene.top, "a", {translate(1, -0.0, 2)});
-    const matrix_values read = local(open(), "/a");
-    EXPECT_EQ(read[13], 0.0);
-    EXPECT_FALSE(std::signbit(read[13]));
+TEST(ArchiveTransforms, TurnPointsThatAreRows) {
+    // A quarter turn about z takes (1, 0, 0) to (0, 1, 0): row 0 is (0, 1, 0).
+    expect_near(local_of({rotate_z(90)}), {0, 1, 0, 0, -1, 0, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1});
+    expect_near(local_of({rotate_x(90)}), {1, 0, 0, 0, 0, 0, 1, 0, 0, -1, 0, 0, 0, 0, 0, 1});
+    expect_near(local_of({rotate_y(90)}), {0, 0, -1, 0, 0, 1, 0, 0, 1, 0, 0, 0, 0, 0, 0, 1});
+    expect_near(local_of({rotate_z(45)}), {half, half, 0, 0, -half, half, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1});
+    expect_near(local_of({rotate(1, 1, 1, 120)}), {0, 1, 0, 0, 0, 0, 1, 0, 1, 0, 0, 0, 0, 0, 0, 1});
 }
 
-TEST_F(Transforms, TheWorldsIsOwnTimesParentsUnlessItDoesNotInherit) {
-    object_node &a = add_xform(scene.top, "a", {translate(1, 2, 3)});
-    object_node &group = a.add("group");
-    add_xform(group, "b", {scale(2, 2, 2)});
-    set_inherits(add_xform(group, "alone", {scale(2, 2, 2)}), false);
-    const archive_pointer archive = open();
-    EXPECT_EQ(world(archive, "/"), unmoved);
-    EXPECT_EQ(local(archive, "/a/group"), unmoved);
-    EXPECT_EQ(world(archive, "/a/group"), world(archive, "/a"));
-    EXPECT_EQ(world(archive, "/a/group/b"), (matrix_values{2, 0, 0, 0, 0, 2, 0, 0, 0, 0, 2, 0, 1, 2, 3, 1}));
-    EXPECT_EQ(world(archive, "/a/group/alone"),
-              (matrix_values{2, 0, 0, 0, 0, 2, 0, 0, 0, 0, 2, 0, 0, 0, 0, 1}));
+TEST(ArchiveTransforms, TurnAboutANormalisedAxis) {
+    EXPECT_EQ(local_of({rotate(0, 0, 7, 30)}), local_of({rotate_z(30)}));
+    EXPECT_EQ(local_of({rotate(0, 0.25, 0, 30)}), local_of({rotate_y(30)}));
+    expect_near(local_of({rotate(-3, 0, 0, 30)}), local_of({rotate_x(-30)}));
+    EXPECT_EQ(local_of({rotate(0, 0, 0, 30)}), identity_matrix) << "a zero axis turns nothing";
 }
 
-TEST_F(Transforms, ATimeBetweenSamplesGivesTheEarlierOne) {
-    const std::uint32_t film = scene.add_sampling({0.5, {1}});
-    add_moving_xform(scene.top, "a", {{translate(1, 0, 0)}, {translate(2, 0, 0)}, {translate(3, 0, 0)}},
-                     film);
-    const archive_pointer archive = open();
-    EXPECT_EQ(local(archive, "/a", -5)[12], 1);
-    EXPECT_EQ(local(archive, "/a", 1.49)[12], 1);
-    EXPECT_EQ(local(archive, "/a", 1.5 - 4e-7)[12], 2); // within a millionth of a cycle
-    EXPECT_EQ(local(archive, "/a", 1.5)[12], 2);
-    EXPECT_EQ(local(archive, "/a", 99)[12], 3);
+TEST(ArchiveTransforms, TurnAboutAxesOfAnyLength) {
+    for (const double length : {1e-300, 1e-200, 1e200, 1e300}) {
+        expect_near(local_of({rotate(0, 0, length, 30)}), local_of({rotate_z(30)}));
+        expect_near(local_of({rotate(length, length, length, 120)}), local_of({rotate(1, 1, 1, 120)}));
+    }
 }
 
-TEST_F(Transforms, TooFewValuesAndUnknownOperationsAreDamage) {
-    add_xform(scene.top, "unknown", {{0x70, {0, 0, 0}}});
-    object_node &few = add_schema_object(scene.top, "few", "AbcGeom_Xform_v3", ".xform");
-    schema_compound(few).scalar<std::uint8_t>(".ops", 2, {{0x00, 0x10}});
-    schema_compound(few).scalar<double>(".vals", 5, {{1, 2, 3, 4, 5}});
-    object_node &many = add_schema_object(scene.top, "many", "AbcGeom_Xform_v3", ".xform");
-    schema_compound(many).array<std::uint8_t>(".ops", 1, {{0x10}});
-    schema_compound(many).array<double>(".vals", 1, {{1, 2, 3, 4, 5}});
-    const archive_pointer archive = open();
-    EXPECT_EQ(local_status(archive, "/unknown"), QEL_ARCHIVE_DAMAGED);
-    EXPECT_EQ(local_status(archive, "/few"), QEL_ARCHIVE_DAMAGED);
-    EXPECT_EQ(local(archive, "/many")[14], 3); // surplus values are ignored
+TEST(ArchiveTransforms, DoTheLastOperationToAPointFirst) {
+    // (1, 0, 0) is scaled to (2, 0, 0), then moved to (12, 0, 0).
+    EXPECT_EQ(local_of({translate(10, 0, 0), scale(2, 2, 2)}),
+              (matrix_values{2, 0, 0, 0, 0, 2, 0, 0, 0, 0, 2, 0, 10, 0, 0, 1}));
+    EXPECT_EQ(local_of({scale(2, 2, 2), translate(10, 0, 0)}),
+              (matrix_values{2, 0, 0, 0, 0, 2, 0, 0, 0, 0, 2, 0, 20, 0, 0, 1}));
+    EXPECT_EQ(local_of({translate(1, 0, 0), scale(2, 2, 2), translate(10, 0, 0)})[12], 21.0);
 }
 
-TEST_F(Transforms, OperationsMayBeMoreThanAnyBuffer) {
-    object_node &a = add_schema_object(scene.top, "a", "AbcGeom_Xform_v3", ".xform");
-    schema_compound(a).array<std::uint8_t>(".ops", 1, {std::vector<std::uint8_t>(1000, 0x10)});
-    schema_compound(a).array<double>(".vals", 1, {std::vector<double>(3000, 1)});
-    EXPECT_EQ(local(open(), "/a")[13], 1000);
+TEST(ArchiveTransforms, IgnoreHintsInTheLowBits) {
+    for (std::uint8_t hint = 0; hint < 16; ++hint)
+        EXPECT_EQ(local_of({{static_cast<std::uint8_t>(0x10 | hint), {1, 2, 3}}}),
+                  local_of({translate(1, 2, 3)}));
 }
 
-TEST_F(Transforms, TheNearestVisibilityUpwardsDecides) {
-    object_node &hidden = scene.top.add("hidden");
-    set_visible(hidden, {0});
-    set_visible(hidden.add("shown"), {1});
-    set_visible(hidden.add("deferred"), {-1});
-    hidden.add("silent");
-    const std::uint32_t film = scene.add_sampling({1, {0}});
-    set_visible(scene.top.add("blinking"), {1, 0, -1}, film);
-    const archive_pointer archive = open();
-    EXPECT_EQ(visible(archive, "/"), 1);
-    EXPECT_EQ(visible(archive, "/hidden"), 0);
-    EXPECT_EQ(visible(archive, "/hidden/shown"), 1);
-    EXPECT_EQ(visible(archive, "/hidden/deferred"), 0);
-    EXPECT_EQ(visible(archive, "/hidden/silent"), 0);
-    EXPECT_EQ(visible(archive, "/blinking", 0.5), 1);
-    EXPECT_EQ(visible(archive, "/blinking", 1), 0);
-    EXPECT_EQ(visible(archive, "/blinking", 2), 1);
+TEST(ArchiveTransforms, MayHaveMoreValuesThanAScalarHolds) {
+    const std::vector<xform_operation> many(100, translate(1, 0, 2)); // 300 values: an array
+    EXPECT_EQ(local_of(many)[12], 100.0);
+    const std::vector<xform_operation> more(400, translate(1, 0, 2)); // the operations as well
+    EXPECT_EQ(local_of(more)[14], 800.0);
+}
+
+std::int32_t status_of_operations(const std::vector<xform_operation> &operations) {
+    archive_builder builder;
+    add_xform(builder.top, "x", operations);
+    const opened_archive opened(builder);
+    EXPECT_EQ(opened.local_status("/x"), opened.world_status("/x"));
+    return opened.local_status("/x");
+}
+
+TEST(ArchiveTransforms, AreDamagedByAnOperationAboveSix) {
+    for (int code = 0; code < 16; ++code) {
+        const xform_operation operation = {static_cast<std::uint8_t>(code << 4), std::vector<double>(16, 1)};
+        EXPECT_EQ(status_of_operations({operation}), code <= 6 ? QEL_ARCHIVE_OK : QEL_ARCHIVE_DAMAGED)
+            << code;
+    }
+}
+
+TEST(ArchiveTransforms, AreDamagedByTooFewValues) {
+    const std::pair<std::uint8_t, std::size_t> needed[] = {{0x00, 3}, {0x10, 3}, {0x20, 4}, {0x30, 16},
+                                                           {0x40, 1}, {0x50, 1}, {0x60, 1}};
+    for (const auto &[code, count] : needed)
+        for (const std::size_t more : {0, 1}) { // behind another operation
+            std::vector<xform_operation> operations(more, scale(1, 1, 1));
+            operations.push_back({code, std::vector<double>(count, 1)});
+            EXPECT_EQ(status_of_operations(operations), QEL_ARCHIVE_OK) << int{code};
+            operations.back().values.push_back(1);
+            EXPECT_EQ(status_of_operations(operations), QEL_ARCHIVE_OK) << "surplus values are ignored";
+            operations.back().values.resize(count - 1);
+            if (more == 0 && count == 1) continue; // a scalar of no values cannot be
+            EXPECT_EQ(status_of_operations(operations), QEL_ARCHIVE_DAMAGED) << int{code};
+        }
+    archive_builder builder;
+    object_node &object = add_xform(builder.top, "x", {translate(1, 2, 3)});
+    schema_compound(object).children.pop_back(); // .ops or .vals
+    schema_compound(object).children.remove_if(
+        [](const property_node &each) { return each.name == ".vals"; });
+    if (schema_compound(object).children.back().name != ".ops")
+        schema_compound(object).scalar<std::uint8_t>(".ops", 1, {{0x10}});
+    EXPECT_EQ(opened_archive(builder).local_status("/x"), QEL_ARCHIVE_DAMAGED) << "no values at all";
+}
+
+TEST(ArchiveTransforms, AreDamagedByPropertiesOfAnotherKind) {
+    for (const char *name : {".ops", ".vals"})
+        for (const int change : {0, 1, 2}) {
+            archive_builder builder;
+            object_node &object = add_xform(builder.top, "x", {rotate_x(1)});
+            property_node &node = child(schema_compound(object), name);
+            if (change == 0) node.value = node.value == value_kind::u8 ? value_kind::i8 : value_kind::u64;
+            if (change == 1) node = property_node(), node.name = name; // a compound
+            if (change == 2) node.instead = 0;                         // not stored
+            const opened_archive opened(builder);
+            ASSERT_EQ(opened.status, QEL_ARCHIVE_OK);
+            matrix_values values;
+            values.fill(77);
+            EXPECT_EQ(qel_archive_local_transform(opened.get(), 1, 0, values.data()), QEL_ARCHIVE_DAMAGED)
+                << name << change;
+            EXPECT_EQ(qel_archive_world_transform(opened.get(), 1, 0, values.data()), QEL_ARCHIVE_DAMAGED);
+            EXPECT_EQ(values[0], 77.0) << "nothing is written";
+        }
+}
+
+TEST(ArchiveTransforms, OfObjectsThatAreNoXformAreTheIdentity) {
+    archive_builder builder;
+    object_node &object = add_xform(builder.top, "x", {translate(1, 2, 3)});
+    object.metadata = "schema=AbcGeom_Camera_v1";
+    set_inherits(object, false);
+    object.add("below");
+    object_node &parent = add_xform(builder.top, "parent", {translate(5, 0, 0)});
+    parent.children.push_back(object);
+    const opened_archive opened(builder);
+    EXPECT_EQ(opened.local("/"), identity_matrix);
+    EXPECT_EQ(opened.local("/x"), identity_matrix);
+    EXPECT_EQ(opened.world("/parent/x/below")[12], 5.0) << "its .inherits is nobody's";
+}
+
+TEST(ArchiveTransforms, MultiplyUpToTheWorld) {
+    archive_builder builder;
+    object_node &arm = add_xform(builder.top, "arm", {translate(10, 0, 0)});
+    object_node &hand = add_xform(arm.add("between"), "hand", {scale(2, 2, 2), translate(1, 0, 0)});
+    add_polymesh(hand, "mesh", triangle());
+    const opened_archive opened(builder);
+    const matrix_values world = {2, 0, 0, 0, 0, 2, 0, 0, 0, 0, 2, 0, 12, 0, 0, 1};
+    EXPECT_EQ(opened.world("/arm/between/hand"), world);
+    EXPECT_EQ(opened.world("/arm/between/hand/mesh"), world);
+    EXPECT_EQ(opened.world("/arm/between")[12], 10.0);
+    EXPECT_EQ(opened.world("/"), identity_matrix);
+    EXPECT_EQ(opened.local("/arm/between/hand")[12], 2.0);
+}
+
+TEST(ArchiveTransforms, EndWhereAnObjectDoesNotInherit) {
+    archive_builder builder;
+    object_node &a = add_xform(builder.top, "a", {translate(1, 0, 0)});
+    object_node &b = add_xform(a, "b", {translate(10, 0, 0)});
+    object_node &c = add_xform(b, "c", {translate(100, 0, 0)});
+    set_inherits(b, false);
+    schema_compound(c).children.remove_if([](const property_node &each) { return each.name == ".inherits"; });
+    const opened_archive opened(builder);
+    EXPECT_EQ(opened.world("/a/b")[12], 10.0);
+    EXPECT_EQ(opened.world("/a/b/c")[12], 110.0) << "absent means true";
+    EXPECT_EQ(opened.local("/a/b")[12], 10.0);
+}
+
+TEST(ArchiveTransforms, MindDamageOnlyOnTheirWay) {
+    archive_builder builder;
+    object_node &a = add_xform(builder.top, "a", {{0x70, {1}}});
+    object_node &b = add_xform(a, "b", {translate(10, 0, 0)});
+    add_xform(b, "c", {translate(100, 0, 0)});
+    const opened_archive inherited(builder);
+    EXPECT_EQ(inherited.world_status("/a/b/c"), QEL_ARCHIVE_DAMAGED);
+    EXPECT_EQ(inherited.local_status("/a/b/c"), QEL_ARCHIVE_OK);
+    set_inherits(b, false);
+    EXPECT_EQ(opened_archive(builder).world("/a/b/c")[12], 110.0);
+    child(schema_compound(b), ".inherits").value = value_kind::u8;
+    EXPECT_EQ(opened_archive(builder).world_status("/a/b/c"), QEL_ARCHIVE_DAMAGED);
+}
+
+TEST(ArchiveTransforms, AreThoseOfTheLastSampleAtOrBefore) {
+    archive_builder builder;
+    const std::uint32_t film = builder.add_sampling({0.5, {1}}),
+                        listed = builder.add_sampling({acyclic, {0, 3}});
+    object_node &arm = add_moving_xform(
+        builder.top, "arm", {{translate(1, 0, 0)}, {translate(2, 0, 0)}, {translate(3, 0, 0)}}, film);
+    object_node &hand = add_moving_xform(arm, "hand", {{translate(10, 0, 0)}, {translate(20, 0, 0)}}, listed);
+    property_node &inherits = child(schema_compound(hand), ".inherits");
+    inherits.samples = {inherits.samples[0], inherits.samples[0]};
+    inherits.samples[1].values = {0};
+    inherits.time_sampling = builder.add_sampling({1, {5}}); // 5: inherits, 6: no longer
+    const opened_archive opened(builder);
+    const std::pair<double, double> arms[] = {
+        {0, 1}, {1, 1}, {1.49, 1}, {1.5 - 0.4e-6, 2}, {1.5 - 0.6e-6, 1}, {1.5, 2}, {2, 3}, {99, 3}};
+    for (const auto &[seconds, x] : arms)
+        EXPECT_EQ(opened.local("/arm", seconds)[12], x) << seconds;
+    EXPECT_EQ(opened.world("/arm/hand", 0)[12], 11.0);
+    EXPECT_EQ(opened.world("/arm/hand", 2)[12], 13.0);
+    EXPECT_EQ(opened.world("/arm/hand", 3)[12], 23.0);
+    EXPECT_EQ(opened.world("/arm/hand", 5.9)[12], 23.0);
+    EXPECT_EQ(opened.world("/arm/hand", 6)[12], 20.0);
 }
 
 } // namespace
-} // namespace qel::test
+} // namespace qel
