@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // The six children of the root, and what is shared between groups.
-#include "opened_archive.h"
+#include "qel_archive/opened_archive.h"
 
 namespace qel {
 namespace {

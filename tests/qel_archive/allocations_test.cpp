@@ -1,0 +1,181 @@
+// SPDX-License-Identifier: MIT
+// Every function that allocates, with its n-th allocation failing, alone and with all that follow, for every n until it
+// needs no more: NO_MEMORY, outputs as the header says, nothing left behind.
+#include "qel_archive/rich_scene.h"
+#include "support/failing_heap.h"
+
+#include <functional>
+
+namespace qel {
+namespace {
+
+using namespace test;
+
+/// Fails every allocation of a call in turn. `check` looks at what a failed call left, `release` frees what one that
+/// succeeded gave; then nothing may be left. Returns how many allocations there were.
+std::uint64_t fail_in_turn(bool all_later, const std::function<std::int32_t()> &call,
+                           const std::function<void()> &check, const std::function<void()> &release) {
+    for (std::uint64_t n = 1;; ++n) {
+        const heap_ledger ledger;
+        std::int32_t status = 0;
+        std::uint64_t failures = 0;
+        {
+            const failing_heap heap = all_later ? failing_heap::from(n) : failing_heap::nth(n);
+            status = call();
+            failures = heap.failures();
+        }
+        EXPECT_EQ(status, failures == 0 ? QEL_ARCHIVE_OK : QEL_ARCHIVE_NO_MEMORY) << n;
+        if (status != QEL_ARCHIVE_OK) check();
+        if (failures == 0) release();
+        EXPECT_EQ(ledger.live(), 0u) << n;
+        if (failures == 0 || testing::Test::HasFailure()) return n - 1;
+    }
+}
+
+/// Opens an archive with every allocation failing in turn.
+void expect_open_may_fail(const bytes &content, std::uint64_t at_least) {
+    const temp_folder folder;
+    const std::string path = folder.file("archive.abc");
+    write_file(path, content);
+    for (const bool all_later : {false, true}) {
+        qel_archive *archive = nullptr;
+        const std::uint64_t count = fail_in_turn(
+            all_later,
+            [&] {
+                archive = reinterpret_cast<qel_archive *>(std::uintptr_t{16});
+                return qel_archive_open(path.c_str(), &archive);
+            },
+            [&] { EXPECT_EQ(archive, nullptr); }, [&] { qel_archive_close(archive); });
+        EXPECT_GE(count, at_least);
+    }
+}
+
+TEST(ArchiveAllocations, OfOpenMayFail) {
+    expect_open_may_fail(rich_scene().build().content, 6);
+}
+
+TEST(ArchiveAllocations, OfOpenMayFailInLargeArchives) {
+    archive_builder builder; // lists and tables that grow more than once
+    for (int i = 0; i < 300; ++i) {
+        object_node &object = builder.top.add("o" + std::to_string(i * 7 % 300), "k=" + std::to_string(i));
+        object.properties.compound("c" + std::to_string(i)).compound("d").scalar<std::uint8_t>("x", 1, {{1}});
+        if (i % 50 == 1) add_instance(object.add("below"), "copy", "/o0");
+    }
+    expect_open_may_fail(builder.build().content, 20);
+}
+
+TEST(ArchiveAllocations, OfOpenMayFailWhereGroupsAreShared) {
+    archive_builder builder = rich_scene(); // what stands there once and is read five times takes another way
+    const std::uint64_t arm = builder.build().places.at("/arm").reference;
+    for (int i = 0; i < 40; ++i) {
+        object_node &copy = builder.top.add("copy" + std::to_string(i));
+        copy.instead = arm;
+    }
+    expect_open_may_fail(builder.build().content, 10);
+}
+
+/// Fails every allocation of a call on an archive; one that succeeds may leave texts, which are the archive's.
+std::uint64_t fail_each(const std::function<std::int32_t()> &call) {
+    for (std::uint64_t n = 1;; ++n) {
+        std::int32_t status = 0;
+        std::uint64_t failures = 0;
+        std::size_t live = 0;
+        {
+            const heap_ledger ledger;
+            const failing_heap heap = failing_heap::nth(n);
+            status = call();
+            failures = heap.failures();
+            live = ledger.live();
+        }
+        if (failures == 0) {
+            EXPECT_EQ(status, QEL_ARCHIVE_OK);
+            return n - 1;
+        }
+        EXPECT_EQ(status, QEL_ARCHIVE_NO_MEMORY) << n;
+        EXPECT_EQ(live, 0u) << n;
+        if (testing::Test::HasFailure()) return 0;
+    }
+}
+
+TEST(ArchiveAllocations, OfPathsMayFail) {
+    const opened_archive opened(rich_scene());
+    qel_archive_object object = {};
+    object.child_count = 77;
+    const std::uint32_t hand = opened.find("/arm/hand");
+    {
+        const failing_heap heap = failing_heap::nth(1);
+        EXPECT_EQ(qel_archive_get_object(opened.get(), hand, &object), QEL_ARCHIVE_NO_MEMORY);
+        EXPECT_EQ(object.child_count, 77u);
+    }
+    EXPECT_EQ(fail_each([&] { return qel_archive_get_object(opened.get(), hand, &object); }), 1u);
+    EXPECT_STREQ(object.path, "/arm/hand");
+    EXPECT_EQ(fail_each([&] { return qel_archive_get_object(opened.get(), hand, &object); }), 0u)
+        << "made once";
+}
+
+TEST(ArchiveAllocations, OfNamesMayFail) {
+    const opened_archive opened(rich_scene());
+    qel_archive_property property = {};
+    property.extent = 77;
+    const std::uint32_t hand = opened.find("/arm/hand"),
+                        number = opened.find("/arm/hand", ".geom/uv/.indices");
+    {
+        const failing_heap heap = failing_heap::nth(1);
+        EXPECT_EQ(qel_archive_get_property(opened.get(), hand, number, &property), QEL_ARCHIVE_NO_MEMORY);
+        EXPECT_EQ(property.extent, 77u);
+    }
+    EXPECT_EQ(fail_each([&] { return qel_archive_get_property(opened.get(), hand, number, &property); }), 1u);
+    EXPECT_STREQ(property.name, ".geom/uv/.indices");
+    EXPECT_EQ(fail_each([&] { return qel_archive_get_property(opened.get(), hand, 0, &property); }), 0u);
+}
+
+TEST(ArchiveAllocations, OfMeshesMayFail) {
+    const opened_archive opened(rich_scene());
+    const std::uint32_t hand = opened.find("/arm/hand");
+    for (const bool all_later : {false, true}) {
+        ogawa_polymesh mesh;
+        const ogawa_polymesh zero = {};
+        const std::uint64_t count = fail_in_turn(
+            all_later,
+            [&] {
+                std::memset(&mesh, 0xAB, sizeof mesh);
+                return qel_archive_read_mesh(opened.get(), hand, 1, &mesh);
+            },
+            [&] { EXPECT_EQ(std::memcmp(&mesh, &zero, sizeof mesh), 0); },
+            [&] {
+                EXPECT_EQ(mesh.uv_set_count, 2u);
+                EXPECT_STREQ(mesh.uv_sets[0].name, "map");
+                EXPECT_STREQ(mesh.uv_sets[1].name, "second");
+                ogawa_free_polymesh(&mesh);
+            });
+        // Positions, counts, indices, normals, the sets, values and indices of the first, values of the second.
+        EXPECT_EQ(count, 8u);
+    }
+}
+
+TEST(ArchiveAllocations, AreNotMadeByTheOtherFunctions) {
+    const opened_archive opened(rich_scene());
+    const qel_archive *const archive = opened.get();
+    const std::uint32_t hand = opened.find("/arm/hand");
+    const failing_heap heap = failing_heap::from(1);
+    qel_archive_info info;
+    qel_archive_mesh_info mesh_info;
+    std::uint64_t number = 0;
+    double seconds = 0, matrix[16];
+    std::int32_t visible = 0;
+    bytes values(1000);
+    const std::uint32_t indices = qel_archive_find_property(archive, hand, ".geom/uv/.indices");
+    EXPECT_EQ(qel_archive_get_info(archive, &info), QEL_ARCHIVE_OK);
+    EXPECT_EQ(qel_archive_get_mesh_info(archive, hand, &mesh_info), QEL_ARCHIVE_OK);
+    EXPECT_EQ(qel_archive_read_property(archive, hand, indices, 0, values.data(), values.size(), &number),
+              QEL_ARCHIVE_OK);
+    EXPECT_EQ(qel_archive_property_time(archive, hand, indices, 0, &seconds), QEL_ARCHIVE_OK);
+    EXPECT_EQ(qel_archive_sample_at(archive, hand, 1, &number), QEL_ARCHIVE_OK);
+    EXPECT_EQ(qel_archive_local_transform(archive, hand, 1, matrix), QEL_ARCHIVE_OK);
+    EXPECT_EQ(qel_archive_world_transform(archive, hand, 1, matrix), QEL_ARCHIVE_OK);
+    EXPECT_EQ(qel_archive_is_visible(archive, hand, 1, &visible), QEL_ARCHIVE_OK);
+    EXPECT_EQ(heap.count(), 0u);
+}
+
+} // namespace
+} // namespace qel

@@ -1,0 +1,300 @@
+// SPDX-License-Identifier: MIT
+// What a mesh, points, curves or a patch are read into.
+#include "qel_archive/opened_archive.h"
+
+namespace qel {
+namespace {
+
+using namespace test;
+
+TEST(ArchiveMeshes, AreReadWhole) {
+    archive_builder builder;
+    polymesh mesh = two_faces();
+    mesh.parameters = {normals({rising(21)}), uvs({rising(14)}, "fvr", "map1")};
+    add_polymesh(add_xform(builder.top, "arm", {translate(1, 2, 3)}), "hand", mesh);
+    const opened_archive opened(builder);
+    const read_mesh read = opened.mesh("/arm/hand");
+    ASSERT_EQ(read.status, QEL_ARCHIVE_OK);
+    EXPECT_STREQ(read->name, "hand");
+    EXPECT_STREQ(read->path, "/arm/hand");
+    EXPECT_EQ(read.positions(), mesh.points[0]);
+    EXPECT_EQ(read.face_counts(), (std::vector<std::uint32_t>{4, 3}));
+    EXPECT_EQ(read.face_indices(), (std::vector<std::uint32_t>{0, 1, 2, 3, 1, 4, 2}));
+    EXPECT_EQ(read.normals(), rising(21));
+    EXPECT_EQ(read->normal_scope, 4u);
+    EXPECT_EQ(read->normal_indices, nullptr);
+    ASSERT_EQ(read->uv_set_count, 1u);
+    EXPECT_STREQ(read->uv_sets[0].name, "map1");
+    EXPECT_EQ(read.uvs(0), rising(14));
+    EXPECT_EQ(read->uv_sets[0].indices, nullptr);
+    EXPECT_EQ(read->uv_sets[0].index_count, 0u);
+    EXPECT_EQ(read->uv_sets[0].scope, 4u);
+    EXPECT_EQ(read->reserved_word, 1u);
+    const matrix_values world = {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 1, 2, 3, 1};
+    EXPECT_TRUE(std::equal(world.begin(), world.end(), read->transform));
+}
+
+TEST(ArchiveMeshes, LeaveEverythingElseZero) {
+    archive_builder builder;
+    add_polymesh(builder.top, "m", two_faces());
+    const opened_archive opened(builder);
+    const read_mesh read = opened.mesh("/m");
+    ASSERT_EQ(read.status, QEL_ARCHIVE_OK);
+    EXPECT_EQ(read->normals, nullptr);
+    EXPECT_EQ(read->normal_count, 0u);
+    EXPECT_EQ(read->normal_scope, 0u);
+    EXPECT_EQ(read->uv_sets, nullptr);
+    EXPECT_EQ(read->uv_set_count, 0u);
+    EXPECT_EQ(read->reserved_array, nullptr);
+    EXPECT_EQ(read->reserved_count, 0u);
+    EXPECT_EQ(read->reserved_buffer, nullptr);
+    EXPECT_EQ(read->tangent_frame.tangents, nullptr);
+    EXPECT_EQ(read->manifold.vertex_faces, nullptr);
+    for (std::size_t i = 2; i < sizeof read->name; ++i)
+        ASSERT_EQ(read->name[i], 0);
+}
+
+TEST(ArchiveMeshes, CutTheirNameAndPathToTheRecord) {
+    const std::string folder(800, 'f'), name(300, 'n');
+    for (const bool fits : {true, false}) {
+        archive_builder builder;
+        const std::string last = fits ? name.substr(0, 1023 - 802) : name;
+        add_polymesh(builder.top.add(folder), last, triangle());
+        const opened_archive opened(builder);
+        const read_mesh read = opened.mesh(("/" + folder + "/" + last).c_str());
+        ASSERT_EQ(read.status, QEL_ARCHIVE_OK);
+        EXPECT_EQ(read->name, last.substr(0, 255));
+        EXPECT_EQ(read->path, ("/" + folder + "/" + last).substr(0, 1023));
+    }
+    archive_builder deep; // the cut falls on every part of a path
+    object_node *home = &deep.top;
+    std::string path;
+    for (int i = 0; i < 700; ++i) {
+        home = &home->add(i % 3 == 0 ? "ab" : "c");
+        path += i % 3 == 0 ? "/ab" : "/c";
+    }
+    add_polymesh(*home, "m", triangle());
+    EXPECT_EQ(opened_archive(deep).mesh((path + "/m").c_str())->path, path.substr(0, 1023));
+}
+
+TEST(ArchiveMeshes, HaveTheBoxOfTheirPositionsAndTheOneThatIsStored) {
+    archive_builder builder;
+    polymesh mesh = triangle();
+    mesh.bounds = false;
+    add_polymesh(builder.top, "without", mesh);
+    object_node &with = add_polymesh(builder.top, "with", mesh);
+    schema_compound(with).scalar<double>(".selfBnds", 6, {{-1, -2, -3, 4, 5, 1e-50}});
+    object_node &none = add_polymesh(builder.top, "none", mesh);
+    schema_compound(none).add(".selfBnds", property_kind::scalar, value_kind::f64, 6, {});
+    object_node &floats = add_polymesh(builder.top, "floats", mesh);
+    schema_compound(floats).scalar<float>(".selfBnds", 6, {{9, 9, 9, 9, 9, 9}});
+    const opened_archive opened(builder);
+    for (const char *path : {"/without", "/with", "/none", "/floats"}) {
+        const read_mesh read = opened.mesh(path);
+        ASSERT_EQ(read.status, QEL_ARCHIVE_OK) << path;
+        const bool is_stored = std::string(path) == "/with";
+        const float low[] = {0, 0, 0}, high[] = {1, 2, 0}, stored_low[] = {-1, -2, -3},
+                    stored_high[] = {4, 5, 0};
+        EXPECT_TRUE(std::equal(low, low + 3, read->bounds_min)) << path;
+        EXPECT_TRUE(std::equal(high, high + 3, read->bounds_max)) << path;
+        EXPECT_TRUE(
+            std::equal(read->self_bounds_min, read->self_bounds_min + 3, is_stored ? stored_low : low))
+            << path;
+        EXPECT_TRUE(
+            std::equal(read->self_bounds_max, read->self_bounds_max + 3, is_stored ? stored_high : high))
+            << path;
+    }
+}
+
+TEST(ArchiveMeshes, HaveTheBoxOfManyPositions) {
+    polymesh mesh; // more than are looked at at once; the corners stand in the middle and at the end
+    mesh.points = {std::vector<float>(std::size_t{3} * 50'000, 1.0f)};
+    mesh.points[0][3 * 20'000 + 1] = -7;
+    mesh.points[0][3 * 49'999 + 2] = 9;
+    mesh.points[0][3 * 16'384] = std::numeric_limits<float>::quiet_NaN(); // bounds nothing
+    mesh.face_counts = mesh.face_indices = {{}};
+    mesh.bounds = false;
+    archive_builder builder;
+    add_polymesh(builder.top, "m", mesh);
+    const opened_archive opened(builder);
+    const read_mesh read = opened.mesh("/m");
+    ASSERT_EQ(read.status, QEL_ARCHIVE_OK);
+    float expected[6];
+    ogawa_compute_bounds(mesh.points[0].data(), 50'000, expected);
+    EXPECT_TRUE(std::equal(expected, expected + 3, read->bounds_min));
+    EXPECT_TRUE(std::equal(expected + 3, expected + 6, read->bounds_max));
+    EXPECT_EQ(read->bounds_min[1], -7);
+    EXPECT_EQ(read->bounds_max[2], 9);
+}
+
+TEST(ArchiveMeshes, MayBeEmpty) {
+    archive_builder builder;
+    polymesh nothing;
+    nothing.points = {{}};
+    nothing.face_counts = nothing.face_indices = {{}};
+    nothing.bounds = false;
+    add_polymesh(builder.top, "m", nothing);
+    const opened_archive opened(builder);
+    const read_mesh read = opened.mesh("/m");
+    ASSERT_EQ(read.status, QEL_ARCHIVE_OK);
+    EXPECT_EQ(read->vertex_count, 0u);
+    EXPECT_EQ(read->positions, nullptr);
+    EXPECT_EQ(read->face_counts, nullptr);
+    EXPECT_EQ(read->bounds_max[0], 0.0f);
+    EXPECT_STREQ(read->name, "m");
+    EXPECT_EQ(opened.mesh_info("/m").vertex_count, 0u);
+}
+
+TEST(ArchiveMeshes, MayHaveFacesOfNoCorners) {
+    archive_builder builder;
+    polymesh mesh = triangle();
+    mesh.face_counts = {{0, 3, 0}};
+    add_polymesh(builder.top, "m", mesh);
+    const opened_archive opened(builder);
+    EXPECT_EQ(opened.mesh("/m").face_counts(), (std::vector<std::uint32_t>{0, 3, 0}));
+    EXPECT_EQ(opened.mesh_info("/m").face_count, 3u);
+}
+
+TEST(ArchiveMeshes, OfSubdivisionAreReadAsPolygonsAre) {
+    archive_builder builder;
+    polymesh mesh = two_faces();
+    mesh.schema = "AbcGeom_SubD_v1";
+    mesh.parameters = {uvs({rising(14)})};
+    add_polymesh(builder.top, "m", mesh);
+    const opened_archive opened(builder);
+    const read_mesh read = opened.mesh("/m");
+    ASSERT_EQ(read.status, QEL_ARCHIVE_OK);
+    EXPECT_EQ(read->face_count, 2u);
+    EXPECT_EQ(read->uv_set_count, 1u);
+    EXPECT_EQ(opened.object("/m").kind, std::uint32_t{OGAWA_SCHEMA_SUBD});
+}
+
+TEST(ArchiveMeshes, OfPointsCurvesAndPatchesGivePositionsOnly) {
+    archive_builder builder;
+    const std::vector<float> points = {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12};
+    add_points(builder.top, "points", {points}, {1, 2, 3, 4});
+    object_node &curves = add_curves(builder.top, "curves", {points}, {2, 2});
+    object_node &patch = add_nu_patch(builder.top, "patch", {points}, 2, 2);
+    for (object_node *each : {&curves, &patch}) {
+        add_parameter(schema_compound(*each), normals({rising(12)}, "vtx"));
+        add_parameter(schema_compound(*each), uvs({rising(8)}, "vtx"));
+        schema_compound(*each).array<std::int32_t>(".faceCounts", 1, {{9}}); // of no mesh: not looked at
+    }
+    const opened_archive opened(builder);
+    for (const char *path : {"/points", "/curves", "/patch"}) {
+        const read_mesh read = opened.mesh(path);
+        ASSERT_EQ(read.status, QEL_ARCHIVE_OK) << path;
+        EXPECT_EQ(read.positions(), points);
+        EXPECT_EQ(read->face_count, 0u);
+        EXPECT_EQ(read->face_index_count, 0u);
+        EXPECT_EQ(read->normals, nullptr);
+        EXPECT_EQ(read->uv_set_count, 0u);
+        EXPECT_EQ(read->bounds_max[2], 12.0f);
+        const qel_archive_mesh_info info = opened.mesh_info(path);
+        EXPECT_EQ(info.vertex_count, 4u);
+        EXPECT_EQ(info.face_count, 0u);
+        EXPECT_EQ(info.topology, 0u);
+    }
+    EXPECT_EQ(opened.info().mesh_count, 0u) << "only PolyMesh and SubD are counted";
+}
+
+TEST(ArchiveMeshes, NeedPositions) {
+    archive_builder builder;
+    add_xform(builder.top, "xform", {translate(1, 2, 3)});
+    add_face_set(add_polymesh(builder.top, "mesh", triangle()), "faces", {0});
+    property_node &no_samples = schema_compound(add_points(builder.top, "none", {{0, 0, 0}}));
+    child(no_samples, "P").samples.clear();
+    property_node &camera =
+        schema_compound(add_schema_object(builder.top, "camera", "AbcGeom_Camera_v1", ".geom"));
+    camera.compound("P");
+    const opened_archive opened(builder);
+    std::uint64_t sample = 77;
+    for (const auto &[path, status] : {std::pair{"/", QEL_ARCHIVE_WRONG_KIND},
+                                       {"/xform", QEL_ARCHIVE_WRONG_KIND},
+                                       {"/mesh/faces", QEL_ARCHIVE_WRONG_KIND},
+                                       {"/camera", QEL_ARCHIVE_WRONG_KIND},
+                                       {"/none", QEL_ARCHIVE_NOT_FOUND}}) {
+        EXPECT_EQ(opened.mesh(path).status, status) << path;
+        EXPECT_EQ(opened.mesh_info_status(path), status) << path;
+        EXPECT_EQ(qel_archive_sample_at(opened.get(), opened.find(path), 0, &sample), status) << path;
+    }
+    EXPECT_EQ(sample, 77u);
+}
+
+/// Two samples at 1 and 1.5 s, of which the arrays named change.
+archive_builder moving(bool points, bool counts, bool indices) {
+    archive_builder builder;
+    polymesh mesh;
+    mesh.time_sampling = builder.add_sampling({0.5, {1}});
+    const std::vector<float> first = {0, 0, 0, 1, 0, 0, 0, 2, 0, 5, 5, 5},
+                             second = {9, 0, 0, 1, 0, 0, 0, 2, 0, 5, 5, 5};
+    mesh.points = {first, points ? second : first};
+    mesh.face_counts = {{3, 0}, counts ? std::vector<std::int32_t>{0, 3} : std::vector<std::int32_t>{3, 0}};
+    mesh.face_indices = {{0, 1, 2},
+                         indices ? std::vector<std::int32_t>{2, 1, 3} : std::vector<std::int32_t>{0, 1, 2}};
+    add_polymesh(builder.top, "m", mesh);
+    return builder;
+}
+
+TEST(ArchiveMeshes, SayWhatChanges) {
+    for (int change = 0; change < 8; ++change) {
+        const bool points = (change & 1) != 0, counts = (change & 2) != 0, indices = (change & 4) != 0;
+        const opened_archive opened(moving(points, counts, indices));
+        const qel_archive_mesh_info info = opened.mesh_info("/m");
+        EXPECT_EQ(info.topology, counts || indices ? 2u : points ? 1u : 0u) << change;
+        EXPECT_EQ(info.sample_count, 2u);
+        EXPECT_EQ(info.vertex_count, 4u);
+        EXPECT_EQ(info.face_count, 2u);
+        EXPECT_EQ(info.corner_count, 3u);
+        EXPECT_EQ(info.start, 1.0);
+        EXPECT_EQ(info.end, 1.5);
+        const read_mesh first = opened.mesh("/m", 0), second = opened.mesh("/m", 1);
+        EXPECT_EQ(first->positions[0], 0.0f);
+        EXPECT_EQ(second->positions[0], points ? 9.0f : 0.0f);
+        EXPECT_EQ(second.face_counts()[0], counts ? 0u : 3u);
+        EXPECT_EQ(second.face_indices()[2], indices ? 3u : 2u);
+        EXPECT_EQ(opened.mesh("/m", 2).status, QEL_ARCHIVE_NOT_FOUND);
+    }
+}
+
+TEST(ArchiveMeshes, TakeTheLastSampleOfWhatHasFewerThanThePositions) {
+    archive_builder builder;
+    polymesh mesh = triangle();
+    mesh.time_sampling = builder.add_sampling({1, {0}});
+    mesh.points = {rising(9), rising(9), rising(9), rising(9)};
+    for (std::size_t i = 0; i < 4; ++i)
+        mesh.points[i][0] = static_cast<float>(i);
+    mesh.face_indices = {{0, 1, 2}, {2, 1, 0}};
+    mesh.parameters = {normals({rising(9), std::vector<float>(9, 5)}),
+                       uvs({rising(6), std::vector<float>(6, 7)})};
+    add_polymesh(builder.top, "m", mesh);
+    child(schema_compound(builder.top.children.front()), ".selfBnds").samples.resize(2);
+    const opened_archive opened(builder);
+    for (std::uint64_t i = 0; i < 4; ++i) {
+        const read_mesh read = opened.mesh("/m", i);
+        ASSERT_EQ(read.status, QEL_ARCHIVE_OK);
+        EXPECT_EQ(read->positions[0], static_cast<float>(i));
+        EXPECT_EQ(read->face_indices[0], i == 0 ? 0u : 2u) << i;
+        EXPECT_EQ(read->normals[0], i == 0 ? 0.0f : 5.0f) << i;
+        EXPECT_EQ(read.uvs(0)[0], i == 0 ? 0.0f : 7.0f) << i;
+        EXPECT_EQ(read->self_bounds_min[0], i == 0 ? 0.0f : 1.0f) << i;
+    }
+}
+
+TEST(ArchiveMeshes, StandWhereTheyAreAtTheirSamplesTime) {
+    archive_builder builder;
+    const std::uint32_t film = builder.add_sampling({1, {10}});
+    object_node &arm = add_moving_xform(
+        builder.top, "arm", {{translate(1, 0, 0)}, {translate(2, 0, 0)}, {translate(3, 0, 0)}}, film);
+    polymesh mesh = triangle();
+    mesh.time_sampling = builder.add_sampling({0.5, {10.75}}); // 10.75, 11.25, 11.75, 12.25
+    mesh.points.resize(4, mesh.points[0]);
+    add_polymesh(arm, "m", mesh);
+    const opened_archive opened(builder);
+    const double expected[] = {1, 2, 2, 3};
+    for (std::uint64_t i = 0; i < 4; ++i)
+        EXPECT_EQ(opened.mesh("/arm/m", i)->transform[12], expected[i]) << i;
+}
+
+} // namespace
+} // namespace qel
