@@ -6,6 +6,7 @@ The module `archive` recognises arrays by their bytes instead, and needs no soun
 
 import ctypes
 import enum
+import operator
 import os
 from typing import Any, Dict, Iterator, List, NamedTuple, Optional, Tuple, Union
 
@@ -236,7 +237,7 @@ class ArchiveObject:
         """
         if sample is not None and time is not None:
             raise TypeError("a sample is chosen by its number or by a time, not by both")
-        chosen = self.sample_at(time) if time is not None else 0 if sample is None else sample
+        chosen = self.sample_at(time) if time is not None else 0 if sample is None else operator.index(sample)
         if not 0 <= chosen < 1 << 64:
             raise IndexError("{} has no sample {}".format(self.path, chosen))
         value = _raw_unit.ogawa_polymesh()

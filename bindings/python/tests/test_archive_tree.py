@@ -13,7 +13,7 @@ from qel_unit.archive import Schema, TimeRange
 from qel_unit.archive_tree import Topology
 
 from . import archive_writer as writer
-from .support import HARBOUR, Case, buffer, calls, opened, rows
+from .support import HARBOUR, Case, buffer, calls, numpy, opened, rows
 
 POSIX = os.name == "posix"
 SQUARE = [0.0, 0.0, 0.0, 1.0, 0.0, 0.0, 1.0, 1.0, 0.0, 0.0, 1.0, 0.0]
@@ -135,6 +135,11 @@ class Meshes(Case):
             self.assertEqual(by_number.tobytes(), sea.properties["P"].samples[sample].tobytes())
         self.assertEqual((sea.sample_at(-5), sea.sample_at(99)), (0, 47))
         self.assertRaises(TypeError, lambda: sea.mesh(1, time=0.5))
+        self.assertRaises(TypeError, lambda: sea.mesh(1.0))  # type: ignore[arg-type]
+        if numpy is not None:
+            self.assertEqual(rows(sea.mesh(numpy.int64(3)).positions), rows(sea.mesh(3).positions))
+            self.assertEqual(sea.sample_at(numpy.float32(0.5)), 12)
+            self.assertEqual(sea.archive[numpy.uint8(2)], sea)
         for sample in (48, -1, 2**64 - 1, 2**64):
             self.assertRaises(IndexError, sea.mesh, sample)
 
