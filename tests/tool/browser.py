@@ -56,9 +56,11 @@ class Browser:
         self.close()
 
     def close(self):
+        """May be called again."""
+        session, self.session = self.session, ""
         try:
-            if self.session:
-                self.call("DELETE", self.session)
+            if session:
+                self.call("DELETE", session)
         finally:
             self.driver.terminate()
             self.driver.wait()
@@ -98,10 +100,10 @@ class Browser:
     def point(self, x, y):
         self.act("pointer", [{"type": "pointerMove", "duration": 0, "x": round(x), "y": round(y)}])
 
-    def drag(self, start, end):
+    def drag(self, start, end, button=0):
         move = {"type": "pointerMove", "duration": 50}
-        self.act("pointer", [{**move, "x": start[0], "y": start[1]}, {"type": "pointerDown", "button": 0},
-                             {**move, "x": end[0], "y": end[1]}, {"type": "pointerUp", "button": 0}])
+        self.act("pointer", [{**move, "x": start[0], "y": start[1]}, {"type": "pointerDown", "button": button},
+                             {**move, "x": end[0], "y": end[1]}, {"type": "pointerUp", "button": button}])
 
     def tap(self, x, y):
         self.act("pointer", [{"type": "pointerMove", "duration": 0, "x": round(x), "y": round(y)},

@@ -1,97 +1,21 @@
 # SPDX-License-Identifier: MIT
-"""The page of `qel view` in headless Chromium: what is drawn, what pointing says, that every control does something.
+"""The page of `qel view` in headless Chromium: what is drawn, what pointing says, colours, filters, themes, sizes."""
 
-QEL and TORUS name the program and an archive; SHOTS, if given, a folder that keeps the pictures."""
-
-import math
 import os
 import re
+import struct
 import subprocess
-import tempfile
 import unittest
 
-import files
-from browser import Browser
-
-QEL, TORUS, SHOTS = os.environ["QEL"], os.environ["TORUS"], os.environ.get("SHOTS")
+from view_page import ESCAPE, HARBOUR, QEL, PageTest
 
 
-def blob(step, layer):
-    """A bumpy ball whose vertices share cells, as a block of a scene: made by the tool's own library."""
-    points, triangles = [], []
-    for i in range(step):
-        for j in range(step):
-            a, b = math.pi * i / (step - 1), 2 * math.pi * j / step
-            r = 1 + 0.18 * math.sin(6 * b) * math.sin(a) ** 3 + 0.1 * math.cos(9 * a)
-            points.append((r * math.sin(a) * math.cos(b), r * math.cos(a), r * math.sin(a) * math.sin(b) + layer * 3))
-    for i in range(step - 1):
-        for j in range(step):
-            k = (j + 1) % step
-            a, b, c, d = i * step + j, i * step + k, (i + 1) * step + j, (i + 1) * step + k
-            triangles += [a, c, b, b, c, d]
-    cells = [tuple(min(47, max(0, int((v + 1.3) * 18))) for v in (x, y, z - layer * 3)) for x, y, z in points]
-    keys = [sum((c >> bit & 1) << 3 * bit + axis for axis, c in enumerate(cell) for bit in range(6)) for cell in cells]
-    return files.mesh(points, triangles, cells, keys, layer=layer, name=b"ball %d" % layer)
-
-
-class PageTest(unittest.TestCase):
-    @classmethod
-    def setUpClass(cls):
-        cls.folder = tempfile.TemporaryDirectory()
-        path = lambda name: os.path.join(cls.folder.name, name)
-        with open(path("two.bqel"), "wb") as out:
-            out.write(files.scene([blob(60, 1), blob(60, 4)], total=7200))
-        with open(path("points.qelm"), "wb") as out:
-            out.write(files.cache(positions=[(math.cos(i), math.sin(i), i / 99) for i in range(100)], indices=(),
-                                  box=(-1, -1, 0, 1, 1, 1)))
-        cls.pages = {}
-        for name, source in (("torus", TORUS), ("two", path("two.bqel")), ("points", path("points.qelm"))):
-            cls.pages[name] = path(name + ".html")
-            subprocess.run([QEL, "view", source, "-o", cls.pages[name]], check=True)
-
-    @classmethod
-    def tearDownClass(cls):
-        cls.folder.cleanup()
-
-    def browse(self, page, width=1280, height=800, **how):
-        browser = Browser(width, height, **how)
-        self.addCleanup(browser.close)
-        browser.open(self.pages[page])
-        return browser
-
-    def shot(self, browser, name):
-        return browser.screenshot(os.path.join(SHOTS, name + ".png") if SHOTS else None)
-
-    def halves(self, browser, name, scale=1):
-        picture = self.shot(browser, name)
-        return [picture.part(*(scale * number for number in browser.box(pane))) for pane in ("#mesh-pane", "#token-pane")]
-
-    def centre(self, browser, pane):
-        left, top, width, height = browser.box(pane)
-        return left + width / 2, top + height / 2
-
-    def hover(self, browser, pane):
-        """Points at one place after the other until a card is shown."""
-        x, y = self.centre(browser, pane)
-        for way in range(-60, 150, 5):
-            browser.point(x + way, y + 40)
-            if browser.text("#card"):
-                return browser.text("#card")
-        self.fail("no card over " + pane)
-
-    def check_card(self, text):
-        self.assertRegex(text, r"\AToken [\d\u2009]+")
-        for pattern in (r"Key\n\d+\n", r"Identity\n[0-9A-F]{8}\n", r"Cell\n\d+, \d+, \d+\n", r"Layer\n\d+\n",
-                        r"Level\n\u2212?\d+\n", r"State\n(\u22121|0|1|2)\n", r"Norm\n\d\.\d{4}\n", r"Position\n"):
-            self.assertRegex(text, pattern)
-        x, y, z = map(int, re.search(r"Cell\n(\d+), (\d+), (\d+)", text).groups())
-        key = sum((c >> bit & 1) << 3 * bit + axis for axis, c in enumerate((x, y, z)) for bit in range(6))
-        self.assertIn(f"Key\n{key}\n", text)
-
+class DrawingTest(PageTest):
     def test_both_halves_show_something_in_light_and_dark(self):
-        for page in self.pages:
-            for dark in (False, True):
-                browser = self.browse(page, dark=dark)
+        for dark in (False, True):
+            browser = self.browse("torus", dark=dark)
+            for page in ("torus", "two", "points", "harbour"):
+                self.visit(browser, self.pages.make(page))
                 for half in self.halves(browser, f"{page}-{'dark' if dark else 'light'}"):
                     background = half[0]
                     self.assertEqual(sum(background) < 200, dark)
@@ -101,12 +25,13 @@ class PageTest(unittest.TestCase):
                 self.assertEqual(browser.complaints(), [])
 
     def test_pointing_at_either_half_reads_a_token_and_marks_both(self):
-        for page in self.pages:
-            browser = self.browse(page)
+        browser = self.browse("torus")
+        for page in ("torus", "two", "points", "harbour"):
+            self.visit(browser, self.pages.make(page))
             for pane in ("#mesh-pane", "#token-pane"):
                 browser.point(5, 5)
                 before = self.halves(browser, "before")
-                self.check_card(self.hover(browser, pane))
+                self.check_card(self.hover(browser, pane)[0])
                 browser.run("document.getElementById('card').style.visibility = 'hidden'")
                 after = self.halves(browser, f"{page}-{pane[1:]}")
                 browser.run("document.getElementById('card').style.visibility = ''")
@@ -114,86 +39,179 @@ class PageTest(unittest.TestCase):
                     self.assertGreater(sum(a != b for a, b in zip(old, new)), 50)
             self.assertEqual(browser.complaints(), [])
 
-    def test_each_colouring_changes_both_halves_and_the_legend(self):
+    def test_what_stands_under_the_pointer_is_told_in_both_halves(self):
+        browser = self.browse("points")
+        for number in (7, 50, 88):
+            self.search(browser, f"{number:08X}")
+            self.press(browser, "f")  # it comes to the middle of both halves
+            self.rest(browser)
+            self.press(browser, ESCAPE)
+            for pane in ("#mesh-pane", "#token-pane"):
+                browser.point(*self.centre(browser, pane))
+                self.assertIn(f"Identity\n{number:08X}\n", browser.text("#card"))
+
+    def test_each_colouring_changes_both_halves_the_legend_and_the_words(self):
         browser = self.browse("two")
-        seen, legends = [], set()
-        for mode in ("level", "state", "norm", "layer"):
+        seen, legends, words = [], set(), set()
+        for mode in ("level", "state", "norm", "layer", "mesh"):
             browser.click(f"input[value={mode}]")
+            self.rest(browser)
             seen.append(self.halves(browser, "two-" + mode))
             legends.add(browser.text("#legend"))
-        for side in (0, 1):
-            self.assertEqual(len({tuple(halves[side]) for halves in seen}), 4)
-        self.assertEqual(len(legends), 4)
-        self.assertIn("Layer", browser.text("#legend"))
+            words.add(browser.text("#explain"))
+        self.assertEqual(len({tuple(halves[0]) for halves in seen[:3]}), 3)
+        self.assertEqual(len({tuple(halves[1]) for halves in seen[:4]}), 4)
+        self.assertEqual((len(legends), len(words)), (5, 5))
+        self.assertTrue(all(len(word) > 30 for word in words))
         tinted = seen[-1]
         browser.click("#tint")
+        self.rest(browser)
         plain = self.halves(browser, "two-plain")
         self.assertNotEqual(plain[0], tinted[0])
         self.assertEqual(plain[1], tinted[1])
         self.assertEqual(browser.complaints(), [])
 
-    def test_drag_wheel_and_keys_move_both_halves_and_reset_brings_them_back(self):
-        browser = self.browse("torus")
-        first = self.halves(browser, "first")
-        x, y = map(round, self.centre(browser, "#token-pane"))
-        moves = [lambda: browser.drag((x, y + 200), (x + 90, y + 170)), lambda: browser.wheel(x, y, -300)]
-        for key in ("\ue012", "\ue013", "+", "-"):
-            moves.append(lambda key=key: (browser.run("document.getElementById('canvas').focus()"), browser.press(key)))
-        for move in moves:
-            move()
-            browser.point(5, 5)
-            moved = self.halves(browser, "moved")
-            self.assertTrue(all(a != b for a, b in zip(first, moved)))
-            browser.click("#reset")
-            browser.run("document.activeElement.blur()")
-            self.assertEqual(self.halves(browser, "reset"), first)
-        self.assertEqual(browser.complaints(), [])
+    def test_filters_by_level_and_by_layer_hold_tokens_back_and_give_them_again(self):
+        browser = self.browse("two")
+        cells = lambda: int(re.sub(r"\D", "", browser.text("#token-note")))
+        every, first = cells(), self.half(browser, "#token-pane")
+        browser.run("const s = document.getElementById('level-from'); s.value = 11; s.dispatchEvent(new Event('input'))")
+        self.rest(browser)
+        self.assertEqual(browser.text("#legend output"), "11 to 11")
+        self.assertIn("held back by a filter", browser.text("#explain"))
+        some, filtered = cells(), self.half(browser, "#token-pane", "two-filtered")
+        self.assertLess(some, every)
+        self.assertNotEqual(filtered, first)
+        browser.run("const s = document.getElementById('level-from'); s.value = -11; s.dispatchEvent(new Event('input'))")
+        browser.click("input[value=layer]")
+        browser.click("#legend .chip")
+        without = cells()
+        browser.click("#legend .chip:nth-child(2)")
+        self.assertEqual(cells(), 0)
+        browser.click("#legend .chip")
+        browser.click("#legend .chip:nth-child(2)")
+        self.assertLessEqual(without, every)
+        browser.click("input[value=level]")
+        self.rest(browser)
+        self.assertEqual((cells(), self.half(browser, "#token-pane")), (every, first))
 
-    def test_the_keyboard_alone_steps_through_tokens_and_finds_one(self):
+    def test_edges_and_grid_can_be_switched(self):
         browser = self.browse("torus")
-        browser.run("document.getElementById('canvas').focus()")
-        browser.press(".", ".", ".")
-        self.assertIn("Identity\n00000002\n", browser.text("#card"))
-        browser.press(",")
-        self.assertIn("Identity\n00000001\n", browser.text("#card"))
-        browser.press("\ue00c")
-        self.assertEqual(browser.text("#card"), "")
-        for wanted, identity in (("700", "000002BC"), ("0000000A", "0000000A"), ("47,23,23", "00000000")):
-            browser.run("document.getElementById('find').value = ''; document.getElementById('find').focus()")
-            browser.press(*wanted)
-            self.assertIn(f"Identity\n{identity}\n", browser.text("#card"))
-        browser.press("x")
-        self.assertEqual(browser.run("return document.getElementById('find').getAttribute('aria-invalid')"), "true")
-        reached = []
-        browser.run("document.querySelector('input[name=mode]:checked').focus()")
-        for _ in range(5):
-            browser.press("\ue004")
-            reached.append(browser.run("return document.activeElement.id "))
-        self.assertEqual(reached, ["find", "tint", "reset", "theme", "canvas"])
+        plain = self.halves(browser, "plain")
+        for control in ("#edges", "#grid"):
+            browser.click(control)
+            self.rest(browser)
+            other = self.halves(browser, control[1:])
+            self.assertGreater(sum(a != b for a, b in zip(plain[0], other[0])), 500)
+            self.assertEqual(plain[1], other[1])
+            browser.click(control)
+        self.rest(browser)
+        self.assertEqual(self.halves(browser, "again"), plain)
 
     def test_the_theme_can_be_chosen(self):
         browser = self.browse("torus", dark=True)
-        colours = []
+        colours, drawn = [], []
         for _ in range(3):
             colours.append(browser.run("return getComputedStyle(document.body).backgroundColor"))
+            self.rest(browser)
+            drawn.append(self.half(browser, "#mesh-pane")[-1])
             browser.click("#theme")
         self.assertEqual(colours[0], colours[2])
         self.assertNotEqual(colours[0], colours[1])
+        self.assertNotEqual(drawn[0], drawn[1])
 
-    def test_a_phone_shows_everything_and_a_tap_reads_a_token(self):
+
+class PhoneTest(PageTest):
+    def test_everything_stands_on_390_pixels_and_a_tap_reads_a_token(self):
         browser = self.browse("torus", 390, 844, mobile=True, scale=2)
-        self.assertEqual(browser.run("return [document.documentElement.scrollWidth, document.documentElement.scrollHeight]"),
-                         [390, 844])
-        for half in self.halves(browser, "phone", 2):
+        for page in ("torus", "harbour"):
+            self.visit(browser, self.pages.make(page))
+            self.assertEqual(browser.run("return [document.documentElement.scrollWidth, document.documentElement.scrollHeight]"),
+                             [390, 844])
+            for half in self.halves(browser, page + "-phone", 2):
+                self.assertGreater(len(set(half)), 200)
+            controls = ["#modes", "#find", "#tint", "#edges", "#grid", "#theme", "#canvas", "#views", "#linked", "#up", "#fit",
+                        "#take", "#help-open", "#side-open", "#legend"] + ["#play", "#frame", "#rate"] * (page == "harbour")
+            for control in controls:
+                left, top, width, height = browser.box(control)
+                self.assertTrue(width > 0 and left >= 0 and top >= 0 and left + width <= 390 and top + height <= 844, control)
+            x, y = self.centre(browser, "#mesh-pane")
+            browser.tap(x + (60 if page == "torus" else 0), y + 10)
+            self.check_card(browser.text("#card"))
+            self.shot(browser, page + "-phone-card")
+            left, top, width, height = browser.box("#card")
+            self.assertTrue(left == 0 and width == 390 and top + height <= 844.5)
+            self.assertEqual(browser.complaints(), [])
+
+    def test_two_fingers_move_and_zoom(self):
+        browser = self.browse("torus", 390, 844, mobile=True)
+        before = self.half(browser, "#mesh-pane")
+        x, y = self.centre(browser, "#mesh-pane")
+        touch = lambda kind, *points: browser.devtools("Input.dispatchTouchEvent", type=kind,
+                                                       touchPoints=[{"x": px, "y": py, "id": i} for i, (px, py) in enumerate(points)])
+        touch("touchStart", (x - 30, y), (x + 30, y))
+        for step in range(1, 6):
+            touch("touchMove", (x - 30 - 6 * step, y + 4 * step), (x + 30 + 6 * step, y + 4 * step))
+        touch("touchEnd")
+        self.rest(browser)
+        self.press(browser, "k")
+        view = browser.run("return location.hash")
+        zoom, *target = map(float, re.search(r"mesh=([^&]*)", view)[1].split(",")[2:])
+        self.assertAlmostEqual(zoom, 2, delta=0.05)
+        self.assertGreater(max(map(abs, target)), 0.02)
+        self.assertNotEqual(before, self.half(browser, "#mesh-pane"))
+
+    def test_the_list_of_objects_opens_and_closes(self):
+        browser = self.browse("harbour", 390, 844, mobile=True)
+        browser.click("#side-open")
+        self.shot(browser, "harbour-phone-objects")
+        left, _, width, _ = browser.box("#side")
+        self.assertTrue(left == 0 and 200 < width <= 330)
+        self.assertIn("lighthouse", browser.text("#rows"))
+        browser.click("#side-close")
+        self.assertEqual(browser.box("#side")[2], 0)
+
+
+class LargeTest(PageTest):
+    def grid(self, side):
+        """A sheet of side x side vertices as a mesh cache."""
+        vertices, triangles = side * side, 2 * (side - 1) ** 2
+        points, corners = bytearray(), bytearray()
+        for i in range(side):
+            for j in range(side):
+                points += struct.pack("<3f", i / side, ((i * 7) ^ (j * 13)) % 64 / 1000, j / side)
+        for i in range(side - 1):
+            for a in range(i * side, i * side + side - 1):
+                corners += struct.pack("<6I", a, a + 1, a + side, a + 1, a + side + 1, a + side)
+        head = struct.pack("<4sHHIIII6f4I", b"QELM", 2, 0, vertices, triangles, 0, 1, 0, 0, 0, 1, 0.063, 1, 64, 0, 64 + 12 * vertices, 0)
+        return head + points + corners
+
+    def test_a_million_triangles_open_turn_and_answer(self):
+        self.pages.add("million", ".qelm", self.grid(708))
+        browser = self.browse("million")
+        self.assertIn("999\u2009698 triangles", browser.text("#counts"))
+        first = self.halves(browser, "million")
+        for half in first:
             self.assertGreater(len(set(half)), 200)
         x, y = self.centre(browser, "#mesh-pane")
-        browser.tap(x + 60, y + 10)
-        self.check_card(browser.text("#card"))
-        self.shot(browser, "phone-card")
-        for control in ("#modes", "#find", "#tint", "#theme", "#canvas", "#card"):
-            left, top, width, height = browser.box(control)
-            self.assertTrue(left >= 0 and top >= 0 and left + width <= 390 and top + height <= 844, control)
+        browser.drag((x, y), (x + 90, y - 30))
+        self.rest(browser)
+        self.assertNotEqual(self.halves(browser, "million-turned"), first)
+        self.check_card(self.hover(browser, "#mesh-pane")[0])
+        self.check_card(self.hover(browser, "#token-pane")[0])
         self.assertEqual(browser.complaints(), [])
+
+    def test_a_page_of_many_pieces_opens(self):
+        page = self.pages.path("pieces.html")
+        subprocess.run([QEL, "view", HARBOUR, "-o", page], check=True)
+        with open(page, encoding="utf-8") as file:
+            text = file.read()
+        cut = lambda found: "".join(f'{found[1]}{found[2][at:at + 400]}</script>\n' for at in range(0, len(found[2]), 400))
+        with open(page, "w", encoding="utf-8") as file:
+            file.write(re.sub(r'(<script type="text/plain" class="piece" data-name="[^"]*">)([^<]*)</script>\n', cut, text))
+        whole, browser = self.browse("harbour"), self.browse("torus")
+        self.visit(browser, page)
+        self.assertEqual(self.halves(browser, "pieces"), self.halves(whole, "whole"))
 
 
 if __name__ == "__main__":

@@ -59,9 +59,9 @@ class outline {
     std::map<std::uint32_t, std::int64_t> places_;
 };
 
-page_mesh read_page_mesh(const archive_scene &scene, const scene_mesh &from) {
+page_mesh read_page_mesh(const archive_scene &scene, const scene_mesh &from, std::size_t frame) {
     polymesh_record read;
-    scene.read(from, scene.times()[0], *read.get());
+    scene.read(from, scene.times()[frame], *read.get());
     page_mesh mesh;
     mesh.moves = from.moves && from.info.topology != 2 && scene.times().size() > 1;
     mesh.positions.assign(read->positions, read->positions + std::size_t{read->vertex_count} * 3);
@@ -75,14 +75,26 @@ page_mesh read_page_mesh(const archive_scene &scene, const scene_mesh &from) {
     return mesh;
 }
 
-void add_notes(page_model &model, const archive_scene &scene, std::size_t changing) {
+/// Where faces change, each frame's mesh is one of its own, shown at that frame only.
+void add_changing(page_model &model, std::vector<std::size_t> &sources, const archive_scene &scene,
+                  std::size_t number) {
+    const std::size_t count = scene.times().size();
+    for (std::size_t frame = 0; frame < count; ++frame) {
+        page_mesh mesh = read_page_mesh(scene, scene.meshes()[number], frame);
+        mesh.shown_from = frame;
+        mesh.shown_to = frame + 1;
+        model.meshes.push_back(std::move(mesh));
+        sources.push_back(number);
+    }
+}
+
+void add_notes(page_model &model, const archive_scene &scene) {
     const auto note = [&](std::size_t count, const char *rest) {
         if (count > 0)
             model.notes.push_back(std::to_string(count) + (count == 1 ? " mesh " : " meshes ") + rest);
     };
     note(scene.hidden_count(), "hidden in the archive, left out.");
     note(scene.empty_count(), "without a point, left out.");
-    note(changing, "with faces that change over time, shown as at the first frame.");
 }
 
 } // namespace
@@ -93,19 +105,29 @@ page_model load_archive_page(const input_file &file) {
     model.kind = "archive";
     model.rate = scene->rate();
     outline objects(model, *scene);
-    std::size_t changing = 0;
-    for (const scene_mesh &mesh : scene->meshes()) {
-        changing += mesh.info.topology == 2 ? 1u : 0u;
-        model.meshes.push_back(read_page_mesh(*scene, mesh));
-        model.meshes.back().object = static_cast<std::uint32_t>(objects.place_of(mesh.object));
+    std::vector<std::size_t> sources; // the scene's mesh behind each of the page
+    bool moves = false;
+    for (std::size_t number = 0; number < scene->meshes().size(); ++number) {
+        const scene_mesh &mesh = scene->meshes()[number];
+        const std::size_t first = model.meshes.size();
+        if (mesh.info.topology == 2 && scene->times().size() > 1) {
+            add_changing(model, sources, *scene, number);
+            moves = true;
+        } else {
+            model.meshes.push_back(read_page_mesh(*scene, mesh, 0));
+            sources.push_back(number);
+            moves = moves || model.meshes.back().moves;
+        }
+        const auto object = static_cast<std::uint32_t>(objects.place_of(mesh.object));
+        for (std::size_t i = first; i < model.meshes.size(); ++i)
+            model.meshes[i].object = object;
     }
-    const bool moves =
-        std::any_of(model.meshes.begin(), model.meshes.end(), [](const auto &m) { return m.moves; });
     if (moves) model.times = scene->times();
-    model.positions_at = [scene](std::size_t mesh, std::size_t frame, std::vector<float> &positions) {
-        scene->read_positions(scene->meshes()[mesh], scene->times()[frame], positions);
+    model.positions_at = [scene, sources](std::size_t mesh, std::size_t frame,
+                                          std::vector<float> &positions) {
+        scene->read_positions(scene->meshes()[sources[mesh]], scene->times()[frame], positions);
     };
-    add_notes(model, *scene, changing);
+    add_notes(model, *scene);
     return model;
 }
 

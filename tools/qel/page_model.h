@@ -33,7 +33,8 @@ struct page_mesh {
         vertices;                          ///< what a scene says of them, where it differs from what is usual
     std::vector<qel_alembic_token> tokens; ///< as long as `vertices`
     std::vector<std::uint32_t> numbers;    ///< of vertices that were kept when points were sampled, or empty
-    std::uint32_t original_count = 0;      ///< of vertices before points were sampled
+    std::size_t shown_from = 0, shown_to = 0; ///< frames; two zeros: always
+    std::uint32_t original_count = 0;         ///< of vertices before points were sampled
 
     std::size_t vertex_count() const { return positions.size() / 3; }
 };

@@ -243,6 +243,10 @@ void fit_frames(page_model &model, const std::vector<box> &boxes, std::uint64_t 
     for (std::size_t frame = 0; frame < all; frame += step)
         times.push_back(model.times[frame]);
     model.times.swap(times);
+    for (page_mesh &mesh : model.meshes) {
+        mesh.shown_from = (mesh.shown_from + step - 1) / step;
+        mesh.shown_to = (mesh.shown_to + step - 1) / step;
+    }
     model.notes.push_back(format("Shows %s of %s frames, so that the page stays within its size.",
                                  grouped(model.times.size()).c_str(), grouped(all).c_str()));
 }
@@ -298,6 +302,7 @@ std::string mesh_text(const page_mesh &mesh, const box &within) {
                mesh.vertex_count(), mesh.triangles.size() / 3, unsigned{mesh.layer});
     text += numbers_text(within.data(), 3) + ",\"high\":" + numbers_text(within.data() + 3, 3);
     if (mesh.moves) text += ",\"moves\":true";
+    if (mesh.shown_to > 0) text += format(",\"frames\":[%zu,%zu]", mesh.shown_from, mesh.shown_to);
     if (!mesh.normals.empty()) text += ",\"normals\":true";
     if (!mesh.uvs.empty()) text += ",\"uvs\":" + numbers_text(span_of(mesh.uvs).data(), 4);
     if (!mesh.numbers.empty()) text += ",\"of\":" + std::to_string(mesh.original_count);

@@ -1,5 +1,5 @@
 // The card that says what a token is, and its record as text.
-const short = (values) => values.map((value) => signed(Number(value.toPrecision(4)))).join(', ');
+const short = (values) => values.map((value) => signed(Number(value.toPrecision(Math.abs(value) < 1 ? 3 : 4)))).join(', ');
 const hexadecimal = (value) => value.toString(16).toUpperCase().padStart(16, '0');
 
 function factsOf(model, vertex) {
@@ -37,8 +37,8 @@ function fillCard(card, model, vertex, colour, crowd, near, pick) {
   for (const [other, distance] of near) {
     const entry = element('li'), button = element('button');
     button.type = 'button';
-    button.append(element('b', grouped(distance)), element('span', identityOf(model, other)),
-      element('small', model.meshes.length > 1 ? model.objects[meshOf(model, other).object].name : cellOf(model, other).join(', ')));
+    button.append(element('b', grouped(distance)), element('span', identityOf(model, other)));
+    button.title = `${pathOf(model, meshOf(model, other).object)}, cell ${cellOf(model, other).join(', ')}`;
     button.addEventListener('click', () => pick(other));
     entry.append(button);
     nearest.append(entry);

@@ -109,7 +109,7 @@ function createCells(model) {
       first.fill(-1);
       crowd.fill(0);
       let count = 0;
-      for (const mesh of model.meshes) if (!mesh.hidden) for (let i = mesh.first; i < mesh.first + mesh.count; ++i) {
+      for (const mesh of model.meshes) if (!mesh.out) for (let i = mesh.first; i < mesh.first + mesh.count; ++i) {
         if (colours[i * 4 + 3] === 0) continue;
         const x = model.cells[i * 3], y = model.cells[i * 3 + 1], z = model.cells[i * 3 + 2], cell = (x * 48 + y) * 48 + z;
         ++crowd[cell];

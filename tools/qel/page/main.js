@@ -25,7 +25,7 @@ function wholeBox(model) {
 }
 
 function startPage(model, read) {
-  const gl = canvas.getContext('webgl2', { antialias: false, alpha: true, premultipliedAlpha: true });
+  const gl = canvas.getContext('webgl2', { antialias: false, alpha: false });
   const state = { mode: 'level', layout: 'both', linked: true, zUp: false, fitted: true };
   const chosen = { vertex: -1, kept: false, near: [] };
   const cameras = { mesh: newCamera(), tokens: newCamera() };
@@ -33,13 +33,13 @@ function startPage(model, read) {
   const whole = model.count > 0 ? wholeBox(model) : { low: [0, 0, 0], high: [1, 1, 1] };
   const spaces = { mesh: spaceOf(whole), tokens: { centre: [23.5, 23.5, 23.5], scale: 1 / (24 * Math.sqrt(3)) } };
   let renderer = null, tones = null, panes = [], active = null, pointer = null, asked = 0, dirty = true, overlayDirty = true;
-  let moving = false, share = 1, lastDrawn = 0, pace = 0, resting = 0, selectedMeshes = [], outliner = null, time = null, floor = null;
+  let moving = false, share = 1, coarse = false, drawn = false, full = [1, 1], slow = 0, resting = 0, selectedMeshes = [], outliner = null, time = null, floor = null;
 
   const ratio = () => Math.min(window.devicePixelRatio || 1, 2);
   const style = (name) => getComputedStyle(root).getPropertyValue(name).trim();
   const tone = (name) => channels(style(name)).map((channel) => channel / 255);
   const look = () => ({
-    edge: tone('--edge'), mesh: tone('--mesh'), ink: tone('--ink'), accent: tone('--accent'), tint: by('tint').checked ? 0.78 : 0,
+    paper: tone('--page'), edge: tone('--edge'), mesh: tone('--mesh'), ink: tone('--ink'), accent: tone('--accent'), tint: by('tint').checked ? 0.78 : 0,
     grid: by('grid').checked, box: selectedMeshes.length > 0 ? boxOf(model, selectedMeshes) : null,
   });
   const overlayLook = () => ({ ink: style('--ink'), paper: style('--page'), quiet: style('--quiet'), near: style('--near'), grid: by('grid').checked });
@@ -47,10 +47,8 @@ function startPage(model, read) {
   // ---- where things are
   function layOut() {
     const box = canvas.getBoundingClientRect(), scale = ratio();
-    for (const one of [canvas, overlay]) {
-      one.width = Math.max(1, Math.round(box.width * scale));
-      one.height = Math.max(1, Math.round(box.height * scale));
-    }
+    full = [Math.max(1, Math.round(box.width * scale)), Math.max(1, Math.round(box.height * scale))];
+    [overlay.width, overlay.height] = full;
     panes = [['mesh', 'mesh-pane'], ['tokens', 'token-pane']].map(([name, id]) => {
       const own = by(id).getBoundingClientRect();
       return { name, isMesh: name === 'mesh', left: own.left - box.left, top: own.top - box.top, width: own.width, height: own.height,
@@ -84,7 +82,7 @@ function startPage(model, read) {
       if (!chosen.kept) hover(...pointer);
       pointer = null;
     }
-    if (overlayDirty) {
+    if (overlayDirty && !coarse) {
       const picked = chosen.vertex < 0 ? null : {
         vertex: chosen.vertex, near: chosen.kept ? chosen.near : [], colour: colours.of(chosen.vertex), place: placeIn, normal: normalOf(model, chosen.vertex),
       };
@@ -96,30 +94,33 @@ function startPage(model, read) {
   function drawViews(now) {
     dirty = false;
     const busy = moving || time?.playing;
-    if (busy && lastDrawn > 0 && now - lastDrawn < 1000) {
-      pace = pace * 0.7 + (now - lastDrawn) * 0.3;
-      if (pace > 40) share = Math.max(0.4, share * 0.8);
-    }
-    lastDrawn = busy ? now : 0;
+    if (busy) requestAnimationFrame((later) => judge(later - now));
+    coarse = busy && share < 1;
+    const [width, height] = coarse ? full.map((size) => Math.ceil(size * share)) : full;
+    if (canvas.width !== width || canvas.height !== height) [canvas.width, canvas.height] = [width, height];
+    overlay.style.visibility = coarse ? 'hidden' : '';
     for (const pane of panes) {
       pane.seen = sight(pane.camera, pane.width / pane.height, spaces[pane.name], state.zUp);
       pane.numbered = false;
     }
-    renderer.draw(panes, look(), ratio(), busy ? share : 1);
+    renderer.draw(panes, look(), coarse ? ratio() * share : ratio(), coarse);
+    if (!drawn) requestAnimationFrame(() => performance.mark('first picture'));
+    drawn = true;
     clearTimeout(resting);
-    resting = setTimeout(rest, busy && share < 1 ? 140 : 260);
+    resting = setTimeout(rest, 200);
+  }
+  // Two frames that took longer than a thirtieth of a second make the next ones coarse.
+  function judge(took) {
+    slow = took > 34 ? slow + 1 : 0;
+    if (slow > 1) share = Math.max(0.5, share * 0.7);
   }
   function rest() {
-    if (share < 1 && lastDrawn > 0 && !time?.playing && !moving) {
-      lastDrawn = 0;
-      redraw();
-    } else if (!time?.playing && !moving && model.count > 100000) {
-      for (const pane of panes) number(pane);
-    }
+    if (coarse && !time?.playing && !moving) redraw();
+    else if (!time?.playing && !moving && model.count > 100000) for (const pane of panes) number(pane);
   }
   function number(pane) {
     if (!pane.seen || pane.numbered) return;
-    renderer.number(pane, ratio());
+    renderer.number(pane, ratio(), full);
     pane.numbered = true;
   }
 
@@ -128,7 +129,7 @@ function startPage(model, read) {
     const pane = paneAt(x, y), scale = ratio();
     if (!pane || !renderer || !pane.seen) return -1;
     number(pane);
-    const hit = renderer.pick(pane, x, y, scale);
+    const hit = renderer.pick(pane, x, y, scale, full);
     if (!hit) return -1;
     if (!pane.isMesh) return cells.vertices[hit.number];
     const mesh = meshOf(model, hit.number);
@@ -170,7 +171,7 @@ function startPage(model, read) {
   }
   function showChanged() {
     renderer?.setShown();
-    if (chosen.vertex >= 0 && meshOf(model, chosen.vertex).hidden) choose(-1, false);
+    if (chosen.vertex >= 0 && meshOf(model, chosen.vertex).out) choose(-1, false);
     repaint();
     noteMesh();
   }
@@ -195,7 +196,10 @@ function startPage(model, read) {
   function goTo(frame) {
     goToFrame(model, frame);
     renderer?.setFrame();
+    if (model.meshes.some((mesh) => mesh.frames)) renderer?.setShown();
+    if (chosen.vertex >= 0 && meshOf(model, chosen.vertex).out) choose(-1, false);
     repaint(true);
+    noteMesh();
     if (chosen.vertex >= 0) {
       if (chosen.kept && !time?.playing) chosen.near = nearestTo(model, tones, chosen.vertex, 8);
       if (chosen.kept && time?.playing) chosen.near = [];
@@ -203,7 +207,7 @@ function startPage(model, read) {
     }
   }
   function noteMesh() {
-    const shown = model.meshes.filter((mesh) => !mesh.hidden), box = boxOf(model, shown);
+    const shown = model.meshes.filter((mesh) => !mesh.out), box = boxOf(model, shown);
     const size = box ? box.high.map((value, axis) => Number((value - box.low[axis]).toPrecision(3))).join(' × ') : 'nothing shown';
     by('mesh-note').textContent = `${size}${floor && by('grid').checked ? ` · grid ${Number(floor.step.toPrecision(3))}` : ''}`;
   }
@@ -245,7 +249,7 @@ function startPage(model, read) {
   }
   function fit() {
     if (state.fitted) for (const camera of Object.values(cameras)) Object.assign(camera, { yaw: startTurn.yaw, pitch: startTurn.pitch });
-    frameMeshes(model.meshes.filter((mesh) => !mesh.hidden));
+    frameMeshes(model.meshes.filter((mesh) => !mesh.out));
     state.fitted = true;
   }
   function focus() {
@@ -316,7 +320,6 @@ function startPage(model, read) {
     hidden: model.meshes.filter((mesh) => mesh.hidden).map((mesh) => mesh.number) }, cameras);
   function takePicture() {
     dirty = overlayDirty = true;
-    lastDrawn = 0;
     cancelAnimationFrame(asked);
     draw(performance.now());
     picture(canvas, overlay, style('--page'), fileName('.png'));
@@ -358,7 +361,7 @@ function startPage(model, read) {
     fit, focus,
     stepToken: (key) => keep(nextVertexBy(key === '.' ? 1 : -1)),
     nearest: () => { if (chosen.vertex >= 0) keep((nearestTo(model, tones, chosen.vertex, 1)[0] || [-1])[0]); },
-    letGo: () => { choose(-1, false); say(''); },
+    letGo: () => { choose(-1, false); outliner.select(-1); say(''); },
     play: () => { if (model.times.length > 1) time.toggle(); },
     stepFrame: (key) => { if (model.times.length > 1) time.step(key === ']' ? 1 : -1); },
     mode: (key) => setMode(['level', 'state', 'norm', 'layer', 'mesh'][key - 1]),
@@ -373,7 +376,7 @@ function startPage(model, read) {
     help: () => by('help').showModal(),
   });
   function nextVertexBy(step) {
-    const passes = (vertex) => tones[vertex * 4 + 3] > 0 && !meshOf(model, vertex).hidden;
+    const passes = (vertex) => tones[vertex * 4 + 3] > 0 && !meshOf(model, vertex).out;
     let vertex = chosen.vertex < 0 ? (step > 0 ? -1 : model.count) : chosen.vertex;
     for (let tries = 0; tries < model.count; ++tries) {
       vertex = (vertex + step + model.count) % model.count;
@@ -406,9 +409,10 @@ function startPage(model, read) {
   matchMedia('(prefers-color-scheme: dark)').addEventListener('change', redraw);
 
   // ---- beginning
+  const objectsShown = new Set(model.meshes.map((mesh) => mesh.object)).size;
   const stills = model.times.length > 1 ? ` · ${plural(model.times.length, 'frame')}` : '';
   by('counts').textContent = `${plural(model.count, 'vertex', 'vertices')} · ${plural(model.triangleCount, 'triangle')}` +
-    (model.meshes.length === 1 ? '' : ` · ${plural(model.meshes.length, 'mesh', 'meshes')}`) + stills;
+    (objectsShown === 1 ? '' : ` · ${plural(objectsShown, 'mesh', 'meshes')}`) + stills;
   by('notes').replaceChildren(...model.header.notes.map((note) => element('p', note)));
   outliner = createOutliner(model, {
     colourOf: (mesh) => (state.mode === 'mesh' ? colours.ofMesh(mesh) : 'var(--edge)'),
@@ -459,7 +463,7 @@ function startPage(model, read) {
   }
   restoreView(location.hash);
   window.addEventListener('hashchange', () => restoreView(location.hash));
-  if (model.frames.length > 0)
+  if (model.times.length > 1)
     readFrames(model, read, (number) => {
       time.show();
       if (number === state.wantedFrame) time.jump(number);

@@ -16,6 +16,8 @@ function makeMeshes(header, counts) {
       ...mesh, number, count: mesh.vertices, first, firstTriangle, triangleCount: mesh.triangles, hidden: false,
       firstMoving: mesh.moves ? firstMoving : -1, firstNormal: mesh.normals ? firstNormal : -1,
       firstUv: mesh.uvs ? firstUv : -1, firstNumber: mesh.of ? firstNumber : -1,
+      away: Boolean(mesh.frames) && mesh.frames[0] > 0, // at this frame another mesh stands for the object
+      get out() { return this.hidden || this.away; },
     };
     first += mesh.vertices;
     firstTriangle += mesh.triangles;
@@ -65,7 +67,7 @@ async function openModel(header, read) {
   if (model.usual) deriveTokens(model, 0, count);
   else model.kept = { levels: model.levels.slice(), states: model.states.slice(), norms: model.norms.slice() };
   for (const mesh of meshes) sumNormals(model, mesh);
-  if (counts.moving > 0) model.frames.push(firstFrame(model, counts.moving));
+  if (model.times.length > 1) model.frames.push(firstFrame(model, counts.moving));
   return model;
 }
 
@@ -122,9 +124,9 @@ async function readFrames(model, read, each) {
   for (let number = 1; number < model.times.length; ++number) {
     const before = model.frames[number - 1];
     const [steps, cells] = await Promise.all([read(`positions ${number}`), read(`cells ${number}`)]);
-    if (steps?.length !== before?.steps.length || cells?.length !== before.cells.length) throw new Damaged(`frame ${number} is not whole`);
-    for (let i = 0; i < steps.length; ++i) steps[i] += before.steps[i];
-    for (let i = 0; i < cells.length; ++i) cells[i] += before.cells[i];
+    if (before.steps.length > 0 && (steps?.length !== before.steps.length || cells?.length !== before.cells.length)) throw new Damaged(`frame ${number} is not whole`);
+    for (let i = 0; i < before.steps.length; ++i) steps[i] += before.steps[i];
+    for (let i = 0; i < before.cells.length; ++i) cells[i] += before.cells[i];
     model.frames.push({ steps, cells });
     each(number);
   }
@@ -134,6 +136,7 @@ async function readFrames(model, read, each) {
 function goToFrame(model, number) {
   const frame = model.frames[number];
   model.frame = number;
+  for (const mesh of model.meshes) if (mesh.frames) mesh.away = number < mesh.frames[0] || number >= mesh.frames[1];
   for (const mesh of model.meshes) if (mesh.moves) {
     placed(model.positions, mesh.first * 3, frame.steps, mesh.firstMoving * 3, mesh);
     model.cells.set(frame.cells.subarray(mesh.firstMoving * 3, (mesh.firstMoving + mesh.count) * 3), mesh.first * 3);

@@ -10,7 +10,7 @@ function rootOf(difference) {
 function nearestTo(model, colours, vertex, count) {
   const best = [], usual = model.usual, wanted = usual ? Number(keyOf(model, vertex)) : keyOf(model, vertex);
   let worst = Infinity;
-  for (const mesh of model.meshes) if (!mesh.hidden) for (let i = mesh.first; i < mesh.first + mesh.count; ++i) {
+  for (const mesh of model.meshes) if (!mesh.out) for (let i = mesh.first; i < mesh.first + mesh.count; ++i) {
     if (i === vertex || colours[i * 4 + 3] === 0) continue;
     let distance;
     if (usual) {
@@ -47,7 +47,7 @@ function nearestVertex(model, mesh, point) {
 function nextVertex(model, after, accepts) {
   for (let step = 1; step <= model.count; ++step) {
     const vertex = (after + step + model.count) % model.count;
-    if (accepts(vertex) && !meshOf(model, vertex).hidden) return vertex;
+    if (accepts(vertex) && !meshOf(model, vertex).out) return vertex;
   }
   return -1;
 }

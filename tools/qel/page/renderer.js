@@ -34,6 +34,35 @@ function edgePairs(model) {
   return pairs.subarray(0, at);
 }
 
+// Fewer triangles for what moves slowly: in a large mesh the first vertex of each cell stands for all in it.
+const coarseFrom = 3000;
+function coarseTriangles(model) {
+  const { triangles, cells } = model, out = new Uint32Array(model.triangleCount * 3), first = new Int32Array(cellCount);
+  let at = 0;
+  for (const mesh of model.meshes) {
+    const start = at, from = mesh.firstTriangle * 3, end = from + mesh.triangleCount * 3;
+    if (mesh.triangleCount <= coarseFrom) {
+      out.set(triangles.subarray(from, end), at);
+      at += end - from;
+    } else {
+      const stand = new Uint32Array(mesh.count);
+      first.fill(-1);
+      for (let i = 0, c = mesh.first * 3; i < mesh.count; ++i, c += 3) {
+        const cell = (cells[c] * latticeSide + cells[c + 1]) * latticeSide + cells[c + 2];
+        if (first[cell] < 0) first[cell] = mesh.first + i;
+        stand[i] = first[cell];
+      }
+      for (let t = from; t < end; t += 3) {
+        const a = stand[triangles[t] - mesh.first], b = stand[triangles[t + 1] - mesh.first], c = stand[triangles[t + 2] - mesh.first];
+        if (a === b || b === c || c === a) continue;
+        out[at++] = a; out[at++] = b; out[at++] = c;
+      }
+    }
+    mesh.coarse = [start / 3, (at - start) / 3];
+  }
+  return out.slice(0, at);
+}
+
 // Neighbouring stretches become one.
 function stretches(list) {
   const joined = [];
@@ -87,16 +116,17 @@ function createRenderer(gl, model) {
   const positions = buffer(model.positions), normals = buffer(model.normals), colours = buffer(new Uint8Array(model.count * 4));
   const cells = buffer(new Uint8Array(4)), cellColours = buffer(new Uint8Array(4)), ground = buffer(new Float32Array(6));
   const corners = buffer(model.triangles, gl.ELEMENT_ARRAY_BUFFER);
-  const mesh = layout([[0, positions, 3, gl.FLOAT, false, 12], [1, normals, 3, gl.BYTE, true, 4], [2, colours, 4, gl.UNSIGNED_BYTE, true, 4]], corners);
+  const vertexParts = [[0, positions, 3, gl.FLOAT, false, 12], [1, normals, 3, gl.BYTE, true, 4], [2, colours, 4, gl.UNSIGNED_BYTE, true, 4]];
+  const mesh = layout(vertexParts, corners);
   const lattice = layout([[0, cells, 3, gl.UNSIGNED_BYTE, false, 4], [2, cellColours, 4, gl.UNSIGNED_BYTE, true, 4]]);
   const boxShape = boxLines(), box = layout([[0, buffer(boxShape.vertices), 3, gl.FLOAT, false, 12]]);
   const floor = layout([[0, ground, 3, gl.FLOAT, false, 12]]);
-  let wires = null, cellsShown = 0, floorLines = [0, 0];
-  let faces = [], points = [], edges = [], edgesWanted = false;
+  let wires = null, coarse = null, cellsShown = 0, floorLines = [0, 0];
+  let faces = [], coarseFaces = [], points = [], edges = [], edgesWanted = false;
 
   // Frames are drawn beside the canvas: one half can be drawn again alone, with or without smoothing.
   const target = (integers) => ({ made: gl.createFramebuffer(), integers, colour: null, depth: gl.createRenderbuffer(), size: '' });
-  const smooth = target(false), quick = target(false), numbers = target(true);
+  const smooth = target(false), plain = target(false), numbers = target(true);
   const samples = Math.min(4, gl.getParameter(gl.MAX_SAMPLES));
   const fit = (into, width, height, smoothed) => {
     gl.bindFramebuffer(gl.FRAMEBUFFER, into.made);
@@ -155,9 +185,14 @@ function createRenderer(gl, model) {
     gl.uniform3fv(dots.at('plain'), look.mesh);
     gl.uniform1f(dots.at('tint'), 1);
   };
-  const drawMesh = (pane, look, ratio) => {
+  const makeCoarse = () => {
+    coarse = layout(vertexParts, buffer(coarseTriangles(model), gl.ELEMENT_ARRAY_BUFFER));
+    coarseFaces = stretches(model.meshes.filter((one) => !one.out).map((one) => one.coarse));
+  };
+  const drawMesh = (pane, look, ratio, quickly) => {
     const { seen } = pane;
-    gl.bindVertexArray(mesh);
+    if (quickly && !coarse) makeCoarse();
+    gl.bindVertexArray(quickly ? coarse : mesh);
     if (faces.length > 0) {
       use(surface, seen.matrix);
       gl.uniformMatrix3fv(surface.at('turned'), false, seen.turned);
@@ -166,13 +201,13 @@ function createRenderer(gl, model) {
       gl.uniform1f(surface.at('tint'), look.tint);
       gl.enable(gl.POLYGON_OFFSET_FILL);
       gl.polygonOffset(1, 1);
-      for (const [start, length] of faces) gl.drawElements(gl.TRIANGLES, length * 3, gl.UNSIGNED_INT, start * 12);
+      for (const [start, length] of quickly ? coarseFaces : faces) gl.drawElements(gl.TRIANGLES, length * 3, gl.UNSIGNED_INT, start * 12);
       gl.disable(gl.POLYGON_OFFSET_FILL);
     }
     if (points.length > 0) drawPoints(seen, pane, look, ratio);
     for (const [start, length] of points) gl.drawArrays(gl.POINTS, start, length);
     gl.enable(gl.BLEND);
-    if (edgesWanted && wires) {
+    if (edgesWanted && wires && !quickly) {
       use(lines, seen.matrix);
       gl.bindVertexArray(wires);
       gl.uniform4fv(lines.at('tone'), [...look.ink, 0.5]);
@@ -204,7 +239,6 @@ function createRenderer(gl, model) {
     gl.enable(gl.SCISSOR_TEST);
     gl.enable(gl.DEPTH_TEST);
     gl.blendFunc(gl.ONE, gl.ONE_MINUS_SRC_ALPHA);
-    gl.clearColor(0, 0, 0, 0);
   };
 
   return {
@@ -224,9 +258,10 @@ function createRenderer(gl, model) {
       cellsShown = count;
     },
     setShown() {
-      const shown = model.meshes.filter((one) => !one.hidden);
+      const shown = model.meshes.filter((one) => !one.out);
       faces = stretches(shown.map((one) => [one.firstTriangle, one.triangleCount]));
       points = stretches(shown.filter((one) => one.triangleCount === 0).map((one) => [one.first, one.count]));
+      if (coarse) coarseFaces = stretches(shown.map((one) => one.coarse));
       edges = edgesWanted ? stretches(shown.map((one) => one.edges)) : [];
     },
     setEdges(wanted) {
@@ -239,27 +274,30 @@ function createRenderer(gl, model) {
       refill(ground, values);
       floorLines = [values.length / 3 - 4, 0];
     },
-    // At a share of the canvas's size: less than 1 is quick and coarse, 1 is smoothed.
-    draw(panes, look, ratio, share) {
-      const { width, height } = gl.canvas, into = share < 1 ? quick : smooth;
-      const wide = Math.round(width * share), high = Math.round(height * share);
-      fit(into, wide, high, share === 1);
+    // Smoothed, or straight into a canvas that was made smaller and with fewer triangles.
+    draw(panes, look, ratio, quickly) {
+      const { width, height } = gl.canvas;
+      if (!quickly) fit(smooth, width, height, true);
       prepare();
+      gl.clearColor(...look.paper, 1);
       for (const pane of panes) {
-        enter(pane, ratio * share, high);
+        enter(pane, ratio, height);
         gl.clear(gl.COLOR_BUFFER_BIT | gl.DEPTH_BUFFER_BIT);
-        if (pane.isMesh) drawMesh(pane, look, ratio * share);
-        else drawTokens(pane, look, ratio * share);
+        if (pane.isMesh) drawMesh(pane, look, ratio, quickly);
+        else drawTokens(pane, look, ratio);
       }
       gl.disable(gl.SCISSOR_TEST);
-      gl.bindFramebuffer(gl.READ_FRAMEBUFFER, into.made);
-      gl.bindFramebuffer(gl.DRAW_FRAMEBUFFER, null);
-      gl.blitFramebuffer(0, 0, wide, high, 0, 0, width, height, gl.COLOR_BUFFER_BIT, share < 1 ? gl.LINEAR : gl.NEAREST);
+      if (quickly) return;
+      fit(plain, width, height, false);
+      for (const [from, to] of [[smooth.made, plain.made], [plain.made, null]]) { // samples join only in their own format
+        gl.bindFramebuffer(gl.READ_FRAMEBUFFER, from);
+        gl.bindFramebuffer(gl.DRAW_FRAMEBUFFER, to);
+        gl.blitFramebuffer(0, 0, width, height, 0, 0, width, height, gl.COLOR_BUFFER_BIT, gl.NEAREST);
+      }
       gl.bindFramebuffer(gl.FRAMEBUFFER, null);
     },
     // Draws numbers instead of colours, once for each sight of a pane; pick then reads pixels.
-    number(pane, ratio) {
-      const { width, height } = gl.canvas;
+    number(pane, ratio, [width, height]) {
       fit(numbers, width, height, false);
       prepare();
       enter(pane, ratio, height);
@@ -276,10 +314,10 @@ function createRenderer(gl, model) {
       gl.bindFramebuffer(gl.FRAMEBUFFER, null);
     },
     // What is drawn nearest to a place of a pane: its number, its depth and where it is, or null.
-    pick(pane, placeX, placeY, ratio) {
+    pick(pane, placeX, placeY, ratio, [, high]) {
       const reach = Math.round(6 * ratio), side = 2 * reach + 1, seen = new Uint32Array(side * side * 4);
-      const x = Math.round(placeX * ratio), y = gl.canvas.height - 1 - Math.round(placeY * ratio);
-      const [left, bottom, width, height] = rectangle(pane, ratio, gl.canvas.height);
+      const x = Math.round(placeX * ratio), y = high - 1 - Math.round(placeY * ratio);
+      const [left, bottom, width, height] = rectangle(pane, ratio, high);
       gl.bindFramebuffer(gl.FRAMEBUFFER, numbers.made);
       gl.readPixels(x - reach, y - reach, side, side, gl.RGBA_INTEGER, gl.UNSIGNED_INT, seen);
       gl.bindFramebuffer(gl.FRAMEBUFFER, null);
