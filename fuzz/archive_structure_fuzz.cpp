@@ -44,6 +44,14 @@ void require_alike(const std::vector<archive_answer> &faulty, const std::vector<
     }
 }
 
+/// Under MemorySanitizer the library is alone: the builder of archives and the model use parts of the standard library
+/// that it does not follow. Then archives are what the inputs hold, and two runs are compared.
+#if __has_feature(memory_sanitizer)
+constexpr bool alone = true;
+#else
+constexpr bool alone = false;
+#endif
+
 /// Whether the model is asked, too: not about what the limits of the fuzzer's heap refuse, and not for minutes.
 bool is_comparable(const char *path) {
     qel_archive *archive = nullptr;
@@ -62,6 +70,8 @@ bool is_comparable(const char *path) {
 }
 
 void compare(const memory_file &file) {
+    if (alone) require(open_and_ask(file.path()) == open_and_ask(file.path()));
+    if (alone) return;
     if (!is_comparable(file.path())) return;
     const std::string difference = model::first_difference(file.path());
     if (!difference.empty()) std::fprintf(stderr, "%s\n", difference.c_str());
@@ -153,6 +163,13 @@ bytes archive_of_bytes(FuzzedDataProvider &fuzz) {
     return content;
 }
 
+/// An input that begins as an archive does is one as a whole: what follows an archive changes nothing.
+bytes make_archive(FuzzedDataProvider &fuzz, int form, const bytes &input) {
+    if (input.size() > 5 && std::memcmp(input.data(), "Ogawa", 5) == 0) return input;
+    if (form == 0) return fuzz.ConsumeRemainingBytes<std::uint8_t>();
+    return form == 1 || alone ? archive_of_bytes(fuzz) : archive_of_choices(fuzz);
+}
+
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size) {
@@ -162,9 +179,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
     const auto n = std::uint64_t{1} + fuzz.ConsumeIntegral<std::uint8_t>();
     const bool all_later = fuzz.ConsumeBool();
     {
-        const memory_file file(form == 0   ? fuzz.ConsumeRemainingBytes<std::uint8_t>()
-                               : form == 1 ? archive_of_bytes(fuzz)
-                                           : archive_of_choices(fuzz));
+        const memory_file file(make_archive(fuzz, form, bytes(data, data + size)));
         switch (way) {
         case 0:
             read_with_failing_memory(file, n, all_later);

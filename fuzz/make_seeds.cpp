@@ -19,6 +19,13 @@ namespace {
 
 using namespace qel::test;
 
+/// MemorySanitizer does not follow all that the builder of archives uses of the standard library.
+#if __has_feature(memory_sanitizer)
+constexpr bool can_build_archives = false;
+#else
+constexpr bool can_build_archives = true;
+#endif
+
 /// Writes the seeds of one target, numbered. The targets take their choices from an input's end.
 class seed_folder {
   public:
@@ -156,7 +163,7 @@ void seed_all(const std::string &folder) {
     agents.add_numbers(random, 40, 1500);
     for (qel_alembic_mesh &mesh : meshes)
         qel_alembic_mesh_free(&mesh);
-    seed_archive_structures(folder, random);
+    if (can_build_archives) seed_archive_structures(folder, random);
 }
 
 } // namespace

@@ -13,6 +13,7 @@ functions=(
     ogawa_read_normals ogawa_read_positions ogawa_read_polymesh ogawa_build_manifold
     ogawa_compute_bounds qel_mesh_is_static_valid qel_skin_apply
     qel_agent_dir_init qel_agent_spawn
+    qel_archive_open qel_archive_read_mesh qel_archive_world_transform
 )
 
 cmake --preset release >/dev/null

@@ -13,8 +13,13 @@ work=$PWD/build/msan
 "$work"/fuzz/make_seeds "$work"/seeds
 export MSAN_OPTIONS=allocator_may_return_null=1
 for target in "${targets[@]}"; do
-    inputs=("-random=$count" "$work/seeds/$target")
-    for folder in "tests/regression/inputs/$target" "build/fuzz/corpus/$target"; do
+    inputs=("-random=$count")
+    if [ "$target" = archive_structure ]; then
+        inputs+=(examples/data/*.abc) # its seeds cannot be made under MemorySanitizer
+    else
+        inputs+=("$work/seeds/$target")
+    fi
+    for folder in "tests/regression/inputs/$target" build/fuzz/{seeds,corpus}/"$target"; do
         [ ! -d "$folder" ] || inputs+=("$folder")
     done
     printf '%-13s ' "$target"

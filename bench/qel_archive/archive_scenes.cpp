@@ -4,6 +4,7 @@
 #include "ogawa_reader/archive_inputs.h"
 #include "support/archive_schemas.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 #include <stdexcept>
@@ -74,6 +75,15 @@ archive_builder tree_of_objects(std::size_t count) {
         }
     }
     return archive;
+}
+
+std::vector<file_range> header_places(const built_archive &built) {
+    std::vector<file_range> places;
+    for (const auto &[path, place] : built.places)
+        if (place.headers_size != 0) places.push_back({place.headers - 8, place.headers_size + 8});
+    std::sort(places.begin(), places.end(),
+              [](const file_range &a, const file_range &b) { return a.at < b.at; });
+    return places;
 }
 
 std::uint64_t header_bytes(const built_archive &built) {

@@ -45,7 +45,11 @@ void read_at(int descriptor, const file_range &range, void *bytes);
 /// whose few values all share. Nearly all of the file is headers.
 test::archive_builder tree_of_objects(std::size_t count);
 
-/// The bytes of all groups and headers of objects and compounds.
+/// Where the headers of objects and compounds stand, in the file's order, each with the word before it that says how
+/// long it is.
+std::vector<file_range> header_places(const test::built_archive &built);
+
+/// The bytes of these and of the groups that they belong to.
 std::uint64_t header_bytes(const test::built_archive &built);
 
 /// Meshes of one sample with normals and UVs at the corners, of so many bytes of arrays each, and where the arrays

@@ -31,7 +31,7 @@ import time
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 TABLES = pathlib.Path(__file__).resolve().parent
-FOLDERS = ("common", "qel_unit", "qel_alembic", "ogawa_reader")
+FOLDERS = ("common", "qel_unit", "qel_alembic", "ogawa_reader", "qel_archive")
 MOST_MEMORY = 8 << 30  # a mutant must not take the machine with it
 LEAST_DISK = 2 << 30
 
@@ -229,7 +229,7 @@ class Tree:
         begin = time.time()
         self.write(source, text)
         try:
-            error = self.make("qel_common_objects", "qel_unit_objects")
+            error = self.make("qel_common_objects", "qel_unit_objects", "qel_archive_objects")
             self.write(source, original, modified)
             if error:
                 return "unbuilt", error

@@ -3,8 +3,11 @@
 // runs it under callgrind and compares the counts with tests/tools/instructions.txt.
 #include "common/bounds.h"
 #include "ogawa_reader/skin_blend.h"
+#include "qel_archive.h"
+#include "qel_archive/index_check.h"
 #include "qel_unit.h"
 #include "qel_unit/finite_check.h"
+#include "support/archive_schemas.h"
 #include "support/archive_writer.h"
 
 #include <cstdio>
@@ -47,6 +50,8 @@ void force_narrow_kernels() {
     bounds_choice.store(bounds_forms.best(narrow));
     finite_choice.store(finite_forms.best(narrow));
     skin_choice.store(skin_forms.best(narrow));
+    archives::below_choice.store(archives::below_forms.best(narrow));
+    archives::sum_choice.store(archives::sum_forms.best(narrow));
 }
 
 void units(const std::string &folder) {
@@ -120,6 +125,37 @@ void archives(const std::string &folder) {
     ogawa_close(&archive);
 }
 
+/// A hundred groups of ten transforms, each group a chain, and a mesh at the end.
+void structures(const std::string &folder) {
+    using namespace qel::test;
+    archive_builder archive;
+    for (int i = 0; i < 100; ++i) {
+        object_node *at = &add_xform(archive.top, "group" + std::to_string(i), {translate(1, 2, 3)});
+        for (int k = 0; k < 9; ++k)
+            at = &add_xform(*at, "part" + std::to_string(k), {rotate_x(10), scale(2, 2, 2)});
+    }
+    const plain_mesh torus = make_torus(96, 48, 3.0f, 1.0f);
+    polymesh mesh;
+    mesh.points = {torus.positions};
+    mesh.face_counts = {std::vector<std::int32_t>(torus.face_counts.begin(), torus.face_counts.end())};
+    mesh.face_indices = {std::vector<std::int32_t>(torus.face_indices.begin(), torus.face_indices.end())};
+    mesh.parameters = {normals({torus.vertex_normals}, "vtx")};
+    add_polymesh(archive.top, "torus", mesh);
+    const std::string path = folder + "/structure.abc";
+    archive.save(path);
+
+    qel_archive *opened = nullptr;
+    require(qel_archive_open(path.c_str(), &opened) == QEL_ARCHIVE_OK, "archive open");
+    ogawa_polymesh read;
+    require(qel_archive_read_mesh(opened, qel_archive_find(opened, "/torus"), 0, &read) == QEL_ARCHIVE_OK,
+            "archive mesh");
+    ogawa_free_polymesh(&read);
+    double matrix[16];
+    for (std::uint32_t i = 0; i < 1000; ++i)
+        require(qel_archive_world_transform(opened, i, 0, matrix) == QEL_ARCHIVE_OK, "world transform");
+    qel_archive_close(opened);
+}
+
 void positions_and_skins() {
     constexpr std::uint32_t count = 20000, joints = 100;
     const std::vector<float> positions = random_positions(count);
@@ -165,6 +201,7 @@ int main(int argc, char **argv) {
     units(argv[1]);
     scenes();
     archives(argv[1]);
+    structures(argv[1]);
     positions_and_skins();
     agents();
     return 0;
