@@ -132,7 +132,7 @@ class PageTest(unittest.TestCase):
         self.assertRegex(text, r"\AToken [\d\u2009]+")
         for pattern in (r"Key\n\d+\n", r"Identity\n[0-9A-F]{8}\n", r"Cell\n\d+, \d+, \d+\n", r"Layer\n\d+\n",
                         r"Level\n\u2212?\d+\n", r"State\n(\u22121|0|1|2)\n", r"Norm\n\d\.\d{4}\n", r"Payload\n[0-9A-F]{16}\n",
-                        r"Position\n", r"Normal"):
+                        r"Position\n", r"[Nn]ormal\n"):
             self.assertRegex(text, pattern)
         x, y, z = map(int, re.search(r"Cell\n(\d+), (\d+), (\d+)", text).groups())
         key = sum((c >> bit & 1) << 3 * bit + axis for axis, c in enumerate((x, y, z)) for bit in range(6))

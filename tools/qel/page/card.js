@@ -10,7 +10,7 @@ function factsOf(model, vertex) {
     ['Layer', String(model.layers[vertex])], ['Level', signed(model.levels[vertex])], ['State', signed(model.states[vertex])],
     ['Norm', model.norms[vertex].toFixed(4)], ['Payload', payload === null ? 'not in this page' : hexadecimal(payload)],
     ['Position', short(positionOf(model, vertex))],
-    normal ? ['Normal', short(normal)] : ['Normal (of faces)', short(computed)],
+    normal ? ['Normal', short(normal)] : ['Face normal', short(computed)],
     ...(uv ? [['UV', short(uv)]] : []),
   ];
 }
