@@ -53,7 +53,7 @@ class SearchTest(PageTest):
         card = browser.text("#card")
         key = re.search(r"Key\n(\d+)", card)[1]
         shown = re.findall(r"(\d+)\n([0-9A-F]{8})", card.split("Nearest, in hops")[1])
-        subprocess.run([QEL, "convert", os.environ["TORUS"], "-o", self.pages.path("out")], check=True)
+        subprocess.run([QEL, "convert", "--by-bytes", os.environ["TORUS"], "-o", self.pages.path("out")], check=True)
         table = subprocess.run([QEL, "nearest", self.pages.path("out/tokens.qel"), key, "-k", "60"], check=True, capture_output=True, text=True).stdout
         distances = {identity: distance for identity, distance in re.findall(r"(?m)^ +\d+ +([0-9A-F]{8}) +\d+ +\d+ +(\d+)$", table)}
         self.assertEqual(len(shown), 8)
@@ -203,7 +203,7 @@ class TakeTest(PageTest):
         self.search(browser, "0000012C")
         browser.click("#take-record")
         record = dict(line.split(" = ") for line in browser.run("return window.copied").splitlines())
-        subprocess.run([QEL, "convert", os.environ["TORUS"], "-o", self.pages.path("unit")], check=True)
+        subprocess.run([QEL, "convert", "--by-bytes", os.environ["TORUS"], "-o", self.pages.path("unit")], check=True)
         with open(self.pages.path("unit/tokens.qel"), "rb") as file:
             unit = file.read()
         at = unit.index(b"0000012C") - 8
