@@ -207,5 +207,36 @@ TEST(ArchiveStructure, TakesSharedGroupsForCopies) {
     EXPECT_EQ(opened.world("/second/leaf")[12], 1.0);
 }
 
+TEST(ArchiveStructure, ReadsHeadersThatManyGroupsShareOnce) {
+    const std::string name(2000, 'n'); // together far more than the file has bytes
+    archive_builder builder;
+    builder.top.add("source");
+    object_node &first = builder.top.add("first");
+    first.properties.compound(name).store_empty = true;
+    first.add(name);
+    const built_archive built = builder.build();
+    const std::uint64_t of_objects = built.places.at("/first").references.back();
+    const std::uint64_t of_properties = built.places.at("/first:").references.back();
+    for (std::size_t i = 0; i < 50; ++i) {
+        object_node &next = builder.top.add("o" + std::to_string(i)); // groups of their own
+        next.properties.compound(name);
+        next.properties.edit_references = [=](std::vector<std::uint64_t> &references, std::uint64_t) {
+            references.back() = of_properties;
+        };
+        next.add(name);
+        next.edit_references = [=](std::vector<std::uint64_t> &references, std::uint64_t) {
+            references.back() = of_objects;
+        };
+        next.properties.edit_headers = [](bytes &headers) { headers.clear(); };
+        next.edit_headers = [](bytes &headers) { headers.clear(); };
+        add_instance(builder.top, "i" + std::to_string(i), "/source");
+    }
+    const opened_archive opened(builder);
+    ASSERT_EQ(opened.status, QEL_ARCHIVE_OK);
+    EXPECT_NE(opened.find(("/o49/" + name).c_str()), 0xFFFFFFFF);
+    EXPECT_EQ(opened.find("/o49", name.c_str()), 0u);
+    EXPECT_EQ(opened.info().object_count, 2u + 1 + 1 + 50 * 3);
+}
+
 } // namespace
 } // namespace qel
