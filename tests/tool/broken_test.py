@@ -15,7 +15,7 @@ class BrokenFileTest(ToolTest):
     def verdict(self, name, verdict):
         """All commands that take a file of this kind say the same and are status 1; none of them makes anything."""
         message = f"qel: file: {verdict}\n"
-        out = self.fails(f"file: {verdict}", "info", name)
+        out = self.fails(f"file: {verdict}", "info", "--by-bytes", name)
         self.qel("dump", name, "--json", status=1)
         self.assertEqual(self.errors, message)
         for call in (("view", name, "--by-bytes", "-o", "page.html"), ("convert", "--by-bytes", name, "-o", "out"), ("nearest", name, "1")):
@@ -99,8 +99,8 @@ class BrokenFileTest(ToolTest):
     def test_archives(self):
         with open(TORUS, "rb") as torus:
             whole = torus.read()
-        self.fails("file: still being written, or not closed by its writer", "info", self.file(whole[:5] + b"\0" + whole[6:]))
-        self.fails("file: cut short in its root reference", "info", self.file(whole[:12]))
+        self.fails("file: still being written, or not closed by its writer", "info", "--by-bytes", self.file(whole[:5] + b"\0" + whole[6:]))
+        self.fails("file: cut short in its root reference", "info", "--by-bytes", self.file(whole[:12]))
         self.broken(whole[:-300], "its root does not lie in the file")
         self.broken(self.with_a_wrong_corner(whole),
                     "1 corner has a vertex that the mesh does not have, the first is corner 4")
@@ -113,7 +113,7 @@ class BrokenFileTest(ToolTest):
         content = self.content(TORUS)
         place = content.index(struct.pack("<8I", *corners[:8]))
         name = self.file(content[:place] + b"\xff" * (4 * len(corners)) + content[place + 4 * len(corners):])
-        out = self.qel("info", name)
+        out = self.qel("info", "--by-bytes", name)
         self.assertIn("left out: 1152 faces with 0 corners, one without the other\n", out)
         self.assertIn("faces: 0\n", out)
         self.qel("view", name, "--by-bytes", "-o", "page.html")

@@ -8,7 +8,7 @@ import subprocess
 import unittest
 
 import files
-from tool import QEL, TORUS, ToolTest, full_device
+from tool import HARBOUR, QEL, TORUS, ToolTest, full_device
 
 PAGE = os.path.join(os.environ["SOURCE"], "tools/qel/qel.1")
 
@@ -53,7 +53,7 @@ class CallTest(ToolTest):
 
     def test_a_full_disk_is_a_failure(self):
         device = full_device(self)
-        for call in (("dump", TORUS), ("info", TORUS), ("--version",), ("--help",), ("view", "--help")):
+        for call in (("dump", TORUS), ("info", HARBOUR), ("--version",), ("--help",), ("view", "--help")):
             with open(device, "w") as full:
                 run = subprocess.run([QEL, *call], stdout=full, stderr=subprocess.PIPE, timeout=120)
             self.assertEqual((run.returncode, run.stderr), (1, b"qel: standard output: No space left on device\n"), call)

@@ -43,9 +43,25 @@ class InfoTest(ToolTest):
                          ["3", "1", "yes", "1", "148", "yes"])
 
     def test_an_archive(self):
-        facts = self.facts(TORUS)
+        facts = self.facts("--by-bytes", TORUS)
         self.assertEqual([facts[name] for name in ("kind", "vertices", "faces", "corners", "bounds", "sound")],
                          ["archive", "1152", "1152", "4608", "(-4, -4, -1) to (4, 4, 1)", "yes"])
+        self.assertNotIn("time", facts)
+
+    def test_json_says_the_same_as_the_lines_of_every_kind(self):
+        contents = (files.unit(files.THREE), files.scene(), files.cache(), files.agents([(b"2A9E0100", 0)]))
+        for call in [(self.file(content, f"file{i}"),) for i, content in enumerate(contents)] + [(HARBOUR,), (TORUS, "--by-bytes")]:
+            lines = dict(line.split(": ", 1) for line in self.qel("info", *call).splitlines())
+            told = json.loads(self.qel("info", "--json", *call))
+            self.assertIs(told["sound"], True)
+            self.assertEqual(told["problems"], [])
+            for name in lines.keys() - {"sound"} - {f"mesh {i}" for i in range(100) if call == (HARBOUR,)}:
+                self.assertEqual(str(told[name.replace(" ", "_").replace(",", "")]), lines[name], name)
+        cut = self.file(files.unit(files.THREE)[:-1])
+        told = json.loads(self.qel("info", "-j", cut, status=1))
+        self.assertEqual((told["sound"], len(told["problems"])), (False, 1))
+        self.assertEqual(self.qel("info", "-q", cut, status=1), "")
+        self.assertIn("cut short", self.errors)
 
     def test_standard_input_and_pipes_are_read_like_files(self):
         facts = self.facts("-", stdin=files.unit(files.THREE))
@@ -79,7 +95,7 @@ class InfoTest(ToolTest):
         self.assertEqual(os.listdir(self.folder), [])
 
     def test_several_files_are_all_told_and_one_failure_counts(self):
-        out = self.fails("missing: No such file or directory", "info", self.file(files.unit(files.THREE)), "missing", TORUS)
+        out = self.fails("missing: No such file or directory", "info", self.file(files.unit(files.THREE)), "missing", HARBOUR)
         self.assertEqual(out.count("sound: yes"), 2)
 
     def test_words_in_brackets_are_names(self):

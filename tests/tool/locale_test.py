@@ -5,7 +5,7 @@ import os
 import unittest
 
 from files import agents, cache, scene, unit
-from tool import TORUS, ToolTest
+from tool import HARBOUR, ToolTest
 
 LOCALES = os.environ.get("LOCALES", "")
 
@@ -26,7 +26,7 @@ class LocaleTest(ToolTest):
         self.file(scene(), "a.bqel")
         self.file(cache(), "a.qelm")
         self.file(agents([(b"2A9E0100", 0)]), "a.qeag")
-        for name in TORUS, "a.qel", "a.bqel", "a.qelm", "a.qeag":
+        for name in HARBOUR, "a.qel", "a.bqel", "a.qelm", "a.qeag":
             self.everywhere("info", name)
         for name in "a.qel", "a.bqel", "a.qelm", "a.qeag":
             self.assertIn("1", self.everywhere("dump", name))

@@ -158,10 +158,9 @@ void archive_scene::list_meshes() {
     }
     merge_times();
     for (scene_mesh &mesh : found) {
-        if (is_shown(mesh.object))
-            meshes_.push_back(std::move(mesh));
-        else
-            ++hidden_count_;
+        const bool shown = is_shown(mesh.object);
+        if (!shown) ++hidden_count_;
+        if (shown || choice_.hidden) meshes_.push_back(std::move(mesh));
     }
 }
 
@@ -182,14 +181,20 @@ void archive_scene::read(const scene_mesh &mesh, double time, ogawa_polymesh &ou
     if (out.normals != nullptr) turn_normals(out.normals, out.normal_count, matrix.data());
 }
 
-void archive_scene::read_positions(const scene_mesh &mesh, double time, std::vector<float> &positions) const {
-    std::uint64_t sample = 0, size = 0;
-    must(qel_archive_sample_at(archive(), mesh.object, time, &sample), mesh.path);
+void archive_scene::read_sample(const scene_mesh &mesh, std::uint64_t sample,
+                                std::vector<float> &positions) const {
+    std::uint64_t size = 0;
     const std::uint32_t property = qel_archive_find_property(archive(), mesh.object, points);
     must(qel_archive_read_property(archive(), mesh.object, property, sample, nullptr, 0, &size), mesh.path);
     positions.resize(size / sizeof(float));
     must(qel_archive_read_property(archive(), mesh.object, property, sample, positions.data(), size, &size),
          mesh.path);
+}
+
+void archive_scene::read_positions(const scene_mesh &mesh, double time, std::vector<float> &positions) const {
+    std::uint64_t sample = 0;
+    must(qel_archive_sample_at(archive(), mesh.object, time, &sample), mesh.path);
+    read_sample(mesh, sample, positions);
     if (!choice_.world) return;
     std::array<double, 16> matrix{};
     must(qel_archive_world_transform(archive(), mesh.object, time, matrix.data()), mesh.path);

@@ -28,6 +28,7 @@ struct scene_choice {
     bool points = true;             ///< points, curves and patches too, not meshes alone
     bool world = true;              ///< else each mesh in its own space, where transforms do not move it
     std::vector<std::string> globs; ///< paths; without a slash in it one stands for names; none takes all
+    bool hidden = false;            ///< those that are never shown too, which are counted all the same
 
     bool takes_kind(ogawa_schema kind) const {
         return points || kind == OGAWA_SCHEMA_POLYMESH || kind == OGAWA_SCHEMA_SUBD;
@@ -58,6 +59,8 @@ class archive_scene {
     void read(const scene_mesh &mesh, double time, ogawa_polymesh &out) const;
     /// Only the positions, as triples.
     void read_positions(const scene_mesh &mesh, double time, std::vector<float> &positions) const;
+    /// The positions of one sample, in the mesh's own space.
+    void read_sample(const scene_mesh &mesh, std::uint64_t sample, std::vector<float> &positions) const;
     /// Whether an object is shown at any time.
     bool is_shown(std::uint32_t object) const;
 

@@ -10,7 +10,14 @@
 
 namespace tool {
 
-int info(const std::vector<std::string> &names);
+struct info_options {
+    std::vector<std::string> names;
+    bool json = false, quiet = false;
+    bool by_bytes = false;              ///< of an archive, what is found by the look of its bytes
+    bool tree = false, verbose = false; ///< of an archive, all objects, and their properties
+};
+int info(const info_options &options);
+
 int dump(const std::string &name, bool json);
 
 struct convert_options {

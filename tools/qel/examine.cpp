@@ -7,6 +7,10 @@
 
 namespace tool {
 
+void report::number(const std::string &name, double value) {
+    facts.push_back({name, format("%.9g", value), std::isfinite(value)});
+}
+
 void must_be_zero(const input_file &file, int code, std::initializer_list<const char *> meanings) {
     if (code == 0) return;
     const auto place = static_cast<std::size_t>(-(code + 1));

@@ -8,16 +8,18 @@ namespace {
 
 constexpr std::uint64_t header_bytes = 16, group_bit = std::uint64_t{1} << 63;
 
-/// Faces without corners, or the reverse, are none.
-void drop_half_faces(report &about, ogawa_polymesh &mesh) {
-    if (mesh.face_counts != nullptr && mesh.face_indices != nullptr) return;
-    if (mesh.face_count > 0 || mesh.face_index_count > 0)
+/// Faces without corners, or the reverse, are none. Returns whether they were.
+bool drop_half_faces(report &about, ogawa_polymesh &mesh) {
+    if (mesh.face_counts != nullptr && mesh.face_indices != nullptr) return false;
+    const bool half = mesh.face_count > 0 || mesh.face_index_count > 0;
+    if (half)
         about.fact("left out", counted(mesh.face_count, "face") + " with " +
                                    counted(mesh.face_index_count, "corner") + ", one without the other");
     std::free(mesh.face_counts);
     std::free(mesh.face_indices);
     mesh.face_counts = mesh.face_indices = nullptr;
     mesh.face_count = mesh.face_index_count = 0;
+    return half;
 }
 
 /// The faces must name corners and vertices that exist.
@@ -72,23 +74,23 @@ void add_searched_facts(examined &what) {
     const int code = read_tangent_frame(*what.archive.get(), frame);
     what.about.fact("tangents found by their bytes", code == 0 ? frame.count : 0);
     ogawa_free_tangent_frame(&frame);
+    add_real_mesh(what);
 }
 
 void examine_archive(examined &what) {
     report &about = what.about;
     open_archive(what.file, *what.archive.get());
-    const ogawa_archive &archive = *what.archive.get();
+    const ogawa_archive &archive = *what.archive.get(); // whose times are the same for all files
     about.fact("version", format("%u.%u", unsigned{archive.version[0]}, unsigned{archive.version[1]}));
-    about.fact("time",
-               format("%g to %g at %g per second", archive.time_start, archive.time_end, archive.fps));
     about.fact("root at", head_number<std::uint64_t>(what.file, 8) & ~group_bit);
     check_root(about, what.file);
     const int code = ogawa_read_polymesh(&archive, nullptr, 0, what.mesh.get());
     if (code == -2 || (code == 0 && what.mesh->positions == nullptr))
         throw failure(what.file.name(), "not enough memory for its mesh");
     if (code == 0) {
-        drop_half_faces(about, *what.mesh.get());
-        return mesh_facts(about, *what.mesh.get());
+        const bool half = drop_half_faces(about, *what.mesh.get());
+        mesh_facts(about, *what.mesh.get());
+        return add_byte_verdict(what, half);
     }
     about.fact("mesh", "none found");
     about.lack = "no mesh was found";

@@ -36,6 +36,10 @@ void examine_scene(examined &what);
 void examine_cache(examined &what);
 void examine_archive(examined &what);
 
+/// How far the mesh that was found by its bytes may be believed, and which of the archive's meshes it is.
+void add_byte_verdict(examined &what, bool half_faces);
+void add_real_mesh(examined &what);
+
 /// What the searches through an archive's bytes find besides the mesh; nothing for the other kinds.
 void add_searched_facts(examined &what);
 

@@ -15,10 +15,18 @@ void unmark(std::string &word) {
 
 void add_info(CLI::App &app, request &wanted) {
     CLI::App *sub = app.add_subcommand("info", "Say what a file holds, and whether it is sound");
-    sub->add_option("FILE", wanted.names,
+    info_options &told = wanted.told;
+    sub->add_option("FILE", told.names,
                     "Unit, scene, mesh cache, agent directory or archive; - is standard input")
         ->required();
-    sub->callback([&wanted] { wanted.command = [&wanted] { return info(wanted.names); }; });
+    sub->add_flag("-t,--tree", told.tree, "Draw the objects of an archive");
+    sub->add_flag("-v,--verbose", told.verbose, "Their properties too");
+    sub->add_flag(
+        "--by-bytes", told.by_bytes,
+        "Of an archive, say what is found by the look of its bytes, and which of its meshes that is");
+    sub->add_flag("-j,--json", told.json, "Write JSON instead of lines");
+    sub->add_flag("-q,--quiet", told.quiet, "Say nothing but what is wrong");
+    sub->callback([&wanted] { wanted.command = [&wanted] { return info(wanted.told); }; });
 }
 
 void add_nearest(CLI::App &app, request &wanted) {
@@ -86,7 +94,7 @@ std::vector<std::string> marked(int argc, char **argv) {
 
 void unmark(request &wanted) {
     for (std::vector<std::string> *words :
-         {&wanted.names, &wanted.made.names, &wanted.made.whole.meshes.globs})
+         {&wanted.told.names, &wanted.made.names, &wanted.made.whole.meshes.globs})
         for (std::string &word : *words)
             unmark(word);
     for (std::string *word : {&wanted.name, &wanted.made.folder, &wanted.around.unit, &wanted.around.around,

@@ -14,9 +14,9 @@ namespace tool {
 
 /// What the command line asks for, to be done once it is known to be right.
 struct request {
-    std::vector<std::string> names;
     std::string name;
     bool json = false;
+    info_options told;
     convert_options made;
     nearest_options around;
     view_options seen;

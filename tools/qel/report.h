@@ -8,19 +8,25 @@
 
 #include <initializer_list>
 #include <string>
-#include <utility>
 #include <vector>
 
 namespace tool {
 
 struct report {
-    std::vector<std::pair<std::string, std::string>> facts; ///< name and value, in order
-    std::vector<std::string> problems;                      ///< none in a sound file
-    std::string lack;     ///< what a sound file does not have that every use of it needs
-    bool readable = true; ///< the records may be followed, though they may be wrong
+    struct entry {
+        std::string name, value;
+        bool number; ///< in JSON too
+    };
+    std::vector<entry> facts;          ///< in order
+    std::vector<std::string> problems; ///< none in a sound file
+    std::string lack;                  ///< what a sound file does not have that every use of it needs
+    bool readable = true;              ///< the records may be followed, though they may be wrong
 
-    void fact(const std::string &name, const std::string &value) { facts.emplace_back(name, value); }
-    void fact(const std::string &name, std::uint64_t value) { fact(name, std::to_string(value)); }
+    void fact(const std::string &name, const std::string &value) { facts.push_back({name, value, false}); }
+    void fact(const std::string &name, std::uint64_t value) {
+        facts.push_back({name, std::to_string(value), true});
+    }
+    void number(const std::string &name, double value);
     /// What keeps the file from being used, in the words of all commands; empty where nothing does.
     std::string verdict() const { return problems.empty() ? lack : "not sound: " + problems[0]; }
     void problem(const std::string &what) { problems.push_back(what); }

@@ -84,6 +84,19 @@ void writer::text(const char *name, const std::string &value) {
     put(name, quoted(value.data(), value.size()));
 }
 
+void writer::words(const char *name, const std::string &value) {
+    std::string text = "\"";
+    for (const char letter : printable(value)) {
+        if (letter == '"' || letter == '\\') text += '\\';
+        text += letter;
+    }
+    put(name, text + "\"");
+}
+
+void writer::truth(const char *name, bool value) {
+    put(name, value ? "true" : "false");
+}
+
 void writer::bytes(const char *name, const char *value, std::size_t size) {
     std::size_t length = 0;
     while (length < size && value[length] != '\0')
@@ -122,6 +135,20 @@ void writer::row(const char *name, const float *values, std::size_t size) {
         std::string line;
         for (std::size_t i = 0; i < size; ++i)
             line += (i > 0 ? " " : "") + real_text(double{values[i]}, 9);
+        put(name, line);
+        return;
+    }
+    open_row(name);
+    for (std::size_t i = 0; i < size; ++i)
+        real(nullptr, values[i]);
+    close();
+}
+
+void writer::row(const char *name, const double *values, std::size_t size) {
+    if (style_ == style::lines) {
+        std::string line;
+        for (std::size_t i = 0; i < size; ++i)
+            line += (i > 0 ? " " : "") + real_text(values[i], 17);
         put(name, line);
         return;
     }

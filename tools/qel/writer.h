@@ -26,6 +26,11 @@ class writer {
     void close();
 
     void text(const char *name, const std::string &value);
+    /// A text in UTF-8; what is no UTF-8 or commands terminals is escaped as in messages.
+    void words(const char *name, const std::string &value);
+    /// Digits as a number.
+    void whole(const char *name, const std::string &digits) { put(name, digits); }
+    void truth(const char *name, bool value);
     /// Up to `size` bytes or the first zero; bytes that are no ASCII become the characters of Latin-1.
     void bytes(const char *name, const char *value, std::size_t size);
     /// Bytes without a meaning, two hexadecimal digits each.
@@ -40,6 +45,7 @@ class writer {
     void real(const char *name, float value);
     void real(const char *name, double value);
     void row(const char *name, const float *values, std::size_t size);
+    void row(const char *name, const double *values, std::size_t size);
     void row(const char *name, const std::uint32_t *values, std::size_t size);
     void row(const char *name, const std::uint8_t *values, std::size_t size);
 

@@ -112,7 +112,8 @@ bool find_points(const archive_scene &scene, const scene_mesh &mesh, double want
     std::string why;
     if (scene.empty_count() > 0) why += ", " + std::to_string(scene.empty_count()) + " without points";
     if (scene.hidden_count() > 0) why += ", " + std::to_string(scene.hidden_count()) + " hidden";
-    if (scene.other_count() > 0) why += ", " + std::to_string(scene.other_count()) + " to be had with --points";
+    if (scene.other_count() > 0)
+        why += ", " + std::to_string(scene.other_count()) + " to be had with --points";
     throw failure(input.name(),
                   std::string(choice.globs.empty() ? "has no visible mesh with points"
                                                    : "has no visible mesh with points that --mesh names") +
