@@ -1,15 +1,14 @@
 #!/usr/bin/env bash
-# Installs what is missing, builds and runs the main job: an Alembic archive goes in, tokens come out.
+# Installs what is missing, builds and runs the main job: every mesh of an Alembic archive becomes tokens, a scene over
+# time and mesh caches, and the tokens answer queries.
 # Usage: scripts/demo.sh [INPUT.abc] [OUTPUT_FOLDER]
 caller=$PWD
 source "$(dirname "$0")/lib.sh"
-need "${build_packages[@]}"
+need "${build_packages[@]}" libcli11-dev
 cmake --preset release >/dev/null
-cmake --build --preset release --target archive_to_tokens
-program=$PWD/build/release/examples/archive_to_tokens
-input=${1:-$PWD/examples/data/torus.abc}
+cmake --build --preset release --target qel
+project=$PWD
+input=${1:-$PWD/examples/data/harbour.abc}
 output=${2:-$PWD/build/demo}
 cd "$caller" # relative paths are the caller's
-mkdir -p "$output"
-"$program" "$input" "$output"
-echo "A file of each format is in $output"
+python3 -B "$project/scripts/show_chain.py" "$project/build/release/tools/qel/qel" "$input" "$output"
