@@ -18,6 +18,7 @@ compiler, generator = sys.argv[3:5]  # cmake's own choice, make, may be missing 
 page = (project / "docs" / "index.md").read_text(encoding="utf-8")
 shown = (project / "docs" / "snippets" / "first_program.txt").read_text(encoding="utf-8")
 torus = str(project / "examples" / "data" / "torus.abc")
+harbour = str(project / "examples" / "data" / "harbour.abc")
 
 
 def block(language, word):
@@ -45,7 +46,7 @@ with tempfile.TemporaryDirectory() as scratch:
         for line in lines:
             run(*line.replace("build/release", str(build)).replace("PREFIX", str(tool)).split(" "))
         without_paths = {name: value for name, value in os.environ.items() if name != "LD_LIBRARY_PATH"}
-        if "sound: yes" not in run(tool / "bin" / "qel", "info", torus, env=without_paths):
+        if "sound: yes" not in run(tool / "bin" / "qel", "info", harbour, env=without_paths):
             sys.exit("the installed tool does not know a sound archive")
         print(f"{len(lines)} lines of the tool's page: an installed qel that starts")
     folder, prefix = pathlib.Path(scratch), pathlib.Path(scratch, "prefix")

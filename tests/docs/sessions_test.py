@@ -17,7 +17,8 @@ environment = {**os.environ, "PATH": f"{tool_folder}{os.pathsep}{os.environ['PAT
 commands = 0
 for page in [project / "README.md", *sorted((project / "docs").glob("*.md"))]:
     with tempfile.TemporaryDirectory() as folder:
-        shutil.copy(project / "examples" / "data" / "torus.abc", folder)
+        for name in ("torus.abc", "harbour.abc"):
+            shutil.copy(project / "examples" / "data" / name, folder)
         for command, shown in re.findall(r"^    \$ (.+)\n((?:    (?!\$ ).*\n)*)", page.read_text(encoding="utf-8"), re.M):
             ended = subprocess.run(["sh", "-c", command], capture_output=True, text=True, cwd=folder, env=environment)
             shown = re.sub(r"^    ", "", shown, flags=re.M)
