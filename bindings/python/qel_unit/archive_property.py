@@ -66,15 +66,17 @@ class ArchiveProperty:
         """Its samples: `samples[0]`, `len(samples)`. A compound has none."""
         return Samples(self)
 
+    def time(self, sample: int) -> float:
+        """The time of a sample in seconds."""
+        seconds = ctypes.c_double()
+        place = range(self._count)[sample]
+        self._record.call("qel_archive_property_time", *self._place, place, ctypes.byref(seconds))
+        return seconds.value
+
     @property
     def times(self) -> Doubles:
         """The time of each sample in seconds."""
-        times = (ctypes.c_double * self._count)()
-        for sample in range(self._count):
-            place = ctypes.byref(times, 8 * sample)
-            self._record.call("qel_archive_property_time", *self._place, sample, ctypes.cast(
-                place, ctypes.POINTER(ctypes.c_double)))
-        return as_array(times)
+        return as_array((ctypes.c_double * self._count)(*map(self.time, range(self._count))))
 
     def _read(self, sample: int) -> Values:
         size = ctypes.c_uint64()

@@ -211,10 +211,10 @@ class ArchiveObject:
     @property
     def time_range(self) -> Optional[Tuple[float, float]]:
         """The first and the last time of its properties that have more than one sample; None where none has."""
-        changing = [one.times for one in self.properties.values() if len(one.samples) > 1]
+        changing = [one for one in self.properties.values() if len(one.samples) > 1]
         if not changing:
             return None
-        return min(float(times[0]) for times in changing), max(float(times[-1]) for times in changing)
+        return min(one.time(0) for one in changing), max(one.time(-1) for one in changing)
 
     def mesh_info(self) -> MeshInfo:
         """What it holds as a mesh, without its arrays. Points, curves and patches are taken too: they have no faces."""

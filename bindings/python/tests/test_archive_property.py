@@ -2,7 +2,9 @@
 """Properties of archives: every kind of value as an array of its type and shape, texts, times, names."""
 
 import math
-from typing import Any, List
+from pathlib import Path
+from random import Random
+from typing import Any, Callable, List, Set
 
 from qel_unit import ArchiveError, open_archive
 from qel_unit.archive_property import VALUES, PropertyKind
@@ -76,6 +78,8 @@ class Values(Case):
         self.assertEqual([one.tolist() for one in samples], [[0.5], [1.5], [2.5]])
         self.assertEqual([one.tolist() for one in samples[::2]], [[0.5], [2.5]])
         self.assertEqual(found["moving"].times.tolist(), [10.0, 10.25, 10.5])
+        self.assertEqual([found["moving"].time(place) for place in (0, 2, -1)], [10.0, 10.5, 10.5])
+        self.assertRaises(IndexError, found["moving"].time, 3)
         self.assertEqual([found[name].time_sampling for name in ("moving", "still")], [1, 0])
         self.assertEqual([found[name].constant for name in ("moving", "still")], [False, True])
         for number in (3, -4):
@@ -88,6 +92,50 @@ class Values(Case):
         with self.assertRaises(ArchiveError) as caught:
             found["short"].samples[0]
         self.assertEqual((caught.exception.function, caught.exception.code), ("qel_archive_read_property", -5))
+
+
+class Damaged(Case):
+    def test_archives_raise_nothing_but_what_is_said(self) -> None:
+        colours = writer.Compound(".arbGeomParams", [writer.Array("Cd", 10, [[0.5] * 12], 3)])
+        sound = writer.written(
+            [writer.mesh("square", [[0.0] * 12, [1.0] * 12], [4], [0, 1, 2, 3], 1, others=[colours])], [(0.5, [0.0])],
+            properties=[
+                writer.Scalar("bool", 0, [[True]]), writer.Array("half", 9, [[1.5, 2.5]], 2),
+                writer.Array("text", writer.TEXT, [["one", "two"]])])
+        random = Random(13)
+        outcomes: Set[Any] = set()
+        for _ in range(1500):
+            content = bytearray(sound)
+            for _ in range(random.choice((1, 1, 2, 5))):
+                content[random.randrange(len(content))] = random.choice((0, 1, 2, 0x7F, 0x80, 0xFF, random.getrandbits(8)))
+            path = self.file("damaged.abc")
+            path.write_bytes(content[: random.choice((len(content), len(content), random.randrange(len(content))))])
+            outcomes.add(self.outcome(lambda: self.read_all(path)))
+        self.assertEqual(outcomes - {None, -3, -5, -8, IndexError, KeyError}, set())
+        self.assertTrue({None, -3, -5} <= outcomes)
+
+    def read_all(self, path: Path) -> None:
+        failures = []
+        with open_archive(path) as archive:
+            for found in archive:
+                calls: List[Callable[[], Any]] = [
+                    found.mesh, found.mesh_info, found.world_transform, found.visible, lambda: found.time_range,
+                    lambda: [one.samples[0] for one in found.properties.values() if one.values],
+                    lambda: [one.samples[-1] for one in found.properties.values() if len(one.samples)],
+                    lambda: found.mesh().triangles()]
+                failures += [self.outcome(call) for call in calls]
+        self.assertEqual(set(failures) - {None, -5, -8, IndexError}, set())
+
+    @staticmethod
+    def outcome(call: Callable[[], Any]) -> Any:
+        """The code of an archive's error, the type of another that is expected, None without."""
+        try:
+            call()
+        except ArchiveError as error:
+            return error.code
+        except (IndexError, KeyError) as error:
+            return type(error)
+        return None
 
 
 class Names(Case):
