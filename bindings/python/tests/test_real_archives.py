@@ -23,7 +23,7 @@ class RealArchives(Case):
             self.assertEqual(times, sorted(times))
             for sample in {0, len(one.samples) - 1} if len(one.samples) else ():
                 values: Any = one.samples[sample]
-                if one.values != "text" and one.extent > 1:
+                if one.values != "text" and one.extent > 1 and len(values) > 0:  # no memory view is empty in rows
                     self.assertEqual(values.shape[-1], one.extent)
 
     def check_mesh(self, found: ArchiveObject) -> None:
