@@ -32,10 +32,8 @@ function startPage(model, read) {
   const colours = createColours(model), cells = createCells(model);
   const whole = model.count > 0 ? wholeBox(model) : { low: [0, 0, 0], high: [1, 1, 1] };
   const spaces = { mesh: spaceOf(whole), tokens: { centre: [23.5, 23.5, 23.5], scale: 1 / (24 * Math.sqrt(3)) } };
-  let renderer = null, tones = null, panes = [], active = null, pointer = null, asked = 0, dirty = true, overlayDirty = true;
-  let moving = false, share = 1, coarse = false, drawn = false, full = [1, 1], slow = 0, resting = 0, selectedMeshes = [], outliner = null, time = null, floor = null;
+  let tones = null, active = null, selectedMeshes = [], outliner = null, time = null, floor = null;
 
-  const ratio = () => Math.min(window.devicePixelRatio || 1, 2);
   const style = (name) => getComputedStyle(root).getPropertyValue(name).trim();
   const tone = (name) => channels(style(name)).map((channel) => channel / 255);
   const look = () => ({
@@ -44,101 +42,25 @@ function startPage(model, read) {
   });
   const overlayLook = () => ({ ink: style('--ink'), paper: style('--page'), quiet: style('--quiet'), near: style('--near'), grid: by('grid').checked });
 
-  // ---- where things are
-  function layOut() {
-    const box = canvas.getBoundingClientRect(), scale = ratio();
-    full = [Math.max(1, Math.round(box.width * scale)), Math.max(1, Math.round(box.height * scale))];
-    [overlay.width, overlay.height] = full;
-    panes = [['mesh', 'mesh-pane'], ['tokens', 'token-pane']].map(([name, id]) => {
-      const own = by(id).getBoundingClientRect();
-      return { name, isMesh: name === 'mesh', left: own.left - box.left, top: own.top - box.top, width: own.width, height: own.height,
-        camera: cameras[name], seen: null, numbered: false };
-    }).filter((pane) => pane.width > 2 && pane.height > 2);
-    redraw();
-  }
-  const paneAt = (x, y) => panes.find((p) => x >= p.left && x < p.left + p.width && y >= p.top && y < p.top + p.height);
+  const stage = createStage(gl, model, state, cameras, spaces, cells, {
+    look, overlayLook, playing: () => Boolean(time?.playing),
+    pointed: (x, y) => { if (!chosen.kept) hover(x, y); },
+    picked: () => (chosen.vertex < 0 ? null : {
+      vertex: chosen.vertex, near: chosen.kept ? chosen.near : [], colour: colours.of(chosen.vertex), place: placeIn, normal: normalOf(model, chosen.vertex),
+    }),
+  });
+  const { redraw, refresh, paneAt } = stage;
   const placeIn = (pane, vertex) => (pane.isMesh ? positionOf(model, vertex) : cellOf(model, vertex));
   const moved = () => { state.fitted = false; redraw(); };
   const turned = (act) => {
-    const own = active && panes.includes(active) ? active : panes[0];
-    for (const pane of state.linked ? panes : [own]) act(pane.camera, pane);
+    const own = active && stage.panes.includes(active) ? active : stage.panes[0];
+    for (const pane of state.linked ? stage.panes : [own]) act(pane.camera, pane);
     moved();
   };
 
-  // ---- drawing
-  function redraw() {
-    dirty = true;
-    refresh();
-  }
-  function refresh() {
-    overlayDirty = true;
-    asked ||= requestAnimationFrame(draw);
-  }
-  function draw(now) {
-    asked = 0;
-    if (!renderer || gl.isContextLost() || panes.length === 0) return;
-    if (dirty) drawViews(now);
-    if (pointer && !moving) {
-      if (!chosen.kept) hover(...pointer);
-      pointer = null;
-    }
-    if (overlayDirty && !coarse) {
-      const picked = chosen.vertex < 0 ? null : {
-        vertex: chosen.vertex, near: chosen.kept ? chosen.near : [], colour: colours.of(chosen.vertex), place: placeIn, normal: normalOf(model, chosen.vertex),
-      };
-      drawOverlay(overlay, panes, ratio(), overlayLook(), picked, state.zUp);
-      overlayDirty = false;
-    }
-  }
-  // While things move slowly they are drawn coarsely; at rest once more in full.
-  function drawViews(now) {
-    dirty = false;
-    const busy = moving || time?.playing;
-    if (busy) requestAnimationFrame((later) => judge(later - now));
-    coarse = busy && share < 1;
-    const [width, height] = coarse ? full.map((size) => Math.ceil(size * share)) : full;
-    if (canvas.width !== width || canvas.height !== height) [canvas.width, canvas.height] = [width, height];
-    overlay.style.visibility = coarse ? 'hidden' : '';
-    for (const pane of panes) {
-      pane.seen = sight(pane.camera, pane.width / pane.height, spaces[pane.name], state.zUp);
-      pane.numbered = false;
-    }
-    renderer.draw(panes, look(), coarse ? ratio() * share : ratio(), coarse);
-    if (!drawn) requestAnimationFrame(() => performance.mark('first picture'));
-    drawn = true;
-    clearTimeout(resting);
-    resting = setTimeout(rest, 200);
-  }
-  // Two frames that took longer than a thirtieth of a second make the next ones coarse.
-  function judge(took) {
-    slow = took > 34 ? slow + 1 : 0;
-    if (slow > 1) share = Math.max(0.5, share * 0.7);
-  }
-  function rest() {
-    if (coarse && !time?.playing && !moving) redraw();
-    else if (!time?.playing && !moving && model.count > 100000) for (const pane of panes) number(pane);
-  }
-  function number(pane) {
-    if (!pane.seen || pane.numbered) return;
-    renderer.number(pane, ratio(), full);
-    pane.numbered = true;
-  }
-
-  // ---- picking
-  function pickAt(x, y) {
-    const pane = paneAt(x, y), scale = ratio();
-    if (!pane || !renderer || !pane.seen) return -1;
-    number(pane);
-    const hit = renderer.pick(pane, x, y, scale, full);
-    if (!hit) return -1;
-    if (!pane.isMesh) return cells.vertices[hit.number];
-    const mesh = meshOf(model, hit.number);
-    if (mesh.triangleCount === 0) return hit.number;
-    const point = unprojected(pane.seen, (hit.x - pane.left) / pane.width * 2 - 1, 1 - (hit.y - pane.top) / pane.height * 2, hit.depth);
-    return nearestVertex(model, mesh, point);
-  }
+  // ---- what is picked
   function hover(x, y) {
-    choose(pickAt(x, y), false);
+    choose(stage.pickAt(x, y), false);
     if (chosen.vertex >= 0) placeCard(card, x, y, canvas.clientWidth, canvas.clientHeight);
   }
   function choose(vertex, kept) {
@@ -162,15 +84,15 @@ function startPage(model, read) {
   function repaint(movingOnly = false) {
     tones = colours.paint(state.mode, movingOnly);
     cells.gather(tones);
-    if (renderer) {
-      renderer.setColours(tones);
-      renderer.setCells(cells);
+    if (stage.renderer) {
+      stage.renderer.setColours(tones);
+      stage.renderer.setCells(cells);
     }
     by('token-note').textContent = `${plural(cells.count, 'cell')} taken`;
     redraw();
   }
   function showChanged() {
-    renderer?.setShown();
+    stage.renderer?.setShown();
     if (chosen.vertex >= 0 && meshOf(model, chosen.vertex).out) choose(-1, false);
     repaint();
     noteMesh();
@@ -195,8 +117,8 @@ function startPage(model, read) {
   }
   function goTo(frame) {
     goToFrame(model, frame);
-    renderer?.setFrame();
-    if (model.meshes.some((mesh) => mesh.frames)) renderer?.setShown();
+    stage.renderer?.setFrame();
+    if (model.meshes.some((mesh) => mesh.frames)) stage.renderer?.setShown();
     if (chosen.vertex >= 0 && meshOf(model, chosen.vertex).out) choose(-1, false);
     repaint(true);
     noteMesh();
@@ -215,7 +137,7 @@ function startPage(model, read) {
     state.zUp = zUp;
     by('up').textContent = zUp ? 'Z up' : 'Y up';
     floor = floorOf(whole, zUp);
-    renderer?.setFloor(floor.values);
+    stage.renderer?.setFloor(floor.values);
     noteMesh();
     redraw();
   }
@@ -224,14 +146,14 @@ function startPage(model, read) {
     by('stage').dataset.views = name;
     by('views').textContent = { both: 'Both', mesh: 'Mesh', tokens: 'Tokens' }[name];
     by('linked').disabled = name !== 'both';
-    layOut();
+    stage.layOut();
   }
   function setLinked(linked) {
     state.linked = linked;
     by('linked').setAttribute('aria-pressed', String(linked));
     by('linked').textContent = linked ? 'Linked' : 'Alone';
     if (!linked) return;
-    const from = active && panes.includes(active) ? active.camera : cameras.mesh; // the others follow the one last moved
+    const from = active && stage.panes.includes(active) ? active.camera : cameras.mesh; // the others follow the one last moved
     for (const camera of Object.values(cameras)) Object.assign(camera, { yaw: from.yaw, pitch: from.pitch });
     redraw();
   }
@@ -258,37 +180,32 @@ function startPage(model, read) {
       return;
     }
     const box = boxOf(model, [meshOf(model, chosen.vertex)]), size = box ? spaceOf(box).scale / spaces.mesh.scale : 1;
-    for (const pane of panes) {
+    for (const pane of stage.panes) {
       pane.camera.target = unitOf(spaces[pane.name], placeIn(pane, chosen.vertex));
       pane.camera.zoom = Math.max(pane.camera.zoom, pane.isMesh ? size * 2.5 : 2.5);
     }
     moved();
   }
-  const begin = (x, y) => { moving = true; active = paneAt(x, y) || active; };
-  const end = () => {
-    moving = false;
-    clearTimeout(resting);
-    resting = setTimeout(rest, 120);
-  };
   listenTo(canvas, {
-    begin, end,
+    begin: (x, y) => { stage.moving = true; active = paneAt(x, y) || active; },
+    end: stage.endMoving,
     turn: (dx, dy) => turned((camera) => {
       const slow = 0.008 / Math.max(1, Math.sqrt(camera.zoom) * 0.6);
       turnBy(camera, -dx * -slow, dy * slow);
     }),
     pan: (dx, dy) => turned((camera, pane) => panBy(camera, dx / pane.height, dy / pane.height, pane.width / pane.height)),
     zoom: (factor, x, y) => {
-      const own = paneAt(x, y) || panes[0], nx = (x - own.left) / own.width * 2 - 1, ny = 1 - (y - own.top) / own.height * 2;
+      const own = paneAt(x, y) || stage.panes[0], nx = (x - own.left) / own.width * 2 - 1, ny = 1 - (y - own.top) / own.height * 2;
       turned((camera, pane) => zoomBy(camera, factor, nx, ny, pane.width / pane.height));
     },
-    pointed(x, y) { pointer = [x, y]; refresh(); },
+    pointed(x, y) { stage.pointer = [x, y]; refresh(); },
     clicked(x, y, twice) {
-      const vertex = pickAt(x, y);
+      const vertex = stage.pickAt(x, y);
       choose(vertex, true);
       if (vertex >= 0) outliner.reveal(meshOf(model, vertex).object);
       if (twice && vertex >= 0) focus();
     },
-    left() { pointer = null; if (!chosen.kept) choose(-1, false); },
+    left() { stage.pointer = null; if (!chosen.kept) choose(-1, false); },
   });
 
   // ---- search
@@ -319,9 +236,7 @@ function startPage(model, read) {
   const viewNow = () => viewText({ ...state, frame: model.frame, vertex: chosen.kept ? chosen.vertex : -1,
     hidden: model.meshes.filter((mesh) => mesh.hidden).map((mesh) => mesh.number) }, cameras);
   function takePicture() {
-    dirty = overlayDirty = true;
-    cancelAnimationFrame(asked);
-    draw(performance.now());
+    stage.drawNow();
     picture(canvas, overlay, style('--page'), fileName('.png'));
     say('The picture is saved.');
   }
@@ -335,78 +250,34 @@ function startPage(model, read) {
   }
 
   // ---- controls
-  const cycle = (list, value) => list[(list.indexOf(value) + 1) % list.length];
-  const flip = (id) => { by(id).checked = !by(id).checked; by(id).dispatchEvent(new Event('change')); };
   const pickedMesh = () => (chosen.vertex >= 0 ? meshOf(model, chosen.vertex).object : outliner.selected);
   const showSide = (open) => {
     document.body.classList.toggle('side-shown', open);
     by('side-open').setAttribute('aria-expanded', String(open));
-    layOut();
+    stage.layOut();
   };
-  function nextTheme() {
-    const next = cycle(['auto', 'light', 'dark'], root.dataset.theme || 'auto');
-    root.dataset.theme = next;
-    by('theme').textContent = next[0].toUpperCase() + next.slice(1);
-    by('theme').setAttribute('aria-label', `Theme: ${next}`);
-    redraw();
-  }
-  const arrows = { ArrowLeft: [-1, 0], ArrowRight: [1, 0], ArrowUp: [0, -1], ArrowDown: [0, 1] };
-  const table = keyTable({
-    arrow: (key, shift) => turned((camera, pane) => {
-      const [x, y] = arrows[key];
-      if (shift) panBy(camera, x * -0.04, y * -0.04, pane.width / pane.height);
-      else turnBy(camera, x * 0.1, y * 0.1);
-    }),
-    zoom: (key) => turned((camera, pane) => zoomBy(camera, key === '-' ? 1 / 1.15 : 1.15, 0, 0, pane.width / pane.height)),
-    fit, focus,
-    stepToken: (key) => keep(nextVertexBy(key === '.' ? 1 : -1)),
-    nearest: () => { if (chosen.vertex >= 0) keep((nearestTo(model, tones, chosen.vertex, 1)[0] || [-1])[0]); },
-    letGo: () => { choose(-1, false); outliner.select(-1); say(''); },
-    play: () => { if (model.times.length > 1) time.toggle(); },
-    stepFrame: (key) => { if (model.times.length > 1) time.step(key === ']' ? 1 : -1); },
-    mode: (key) => setMode(['level', 'state', 'norm', 'layer', 'mesh'][key - 1]),
-    edges: () => flip('edges'), tint: () => flip('tint'), grid: () => flip('grid'),
-    views: () => setLayout(cycle(['both', 'mesh', 'tokens'], state.layout)),
-    linked: () => setLinked(!state.linked), up: () => setUp(!state.zUp),
-    hide: () => { if (pickedMesh() >= 0) outliner.toggle(pickedMesh()); },
-    isolate: () => { if (pickedMesh() >= 0) outliner.isolate(pickedMesh()); },
-    showAll: () => outliner.showAll(),
-    side: () => showSide(!document.body.classList.contains('side-shown')),
-    search: () => by('find').focus(), picture: takePicture, link: takeLink, record: takeRecord, theme: nextTheme,
-    help: () => by('help').showModal(),
-  });
-  function nextVertexBy(step) {
+  function stepToken(step) {
     const passes = (vertex) => tones[vertex * 4 + 3] > 0 && !meshOf(model, vertex).out;
     let vertex = chosen.vertex < 0 ? (step > 0 ? -1 : model.count) : chosen.vertex;
     for (let tries = 0; tries < model.count; ++tries) {
       vertex = (vertex + step + model.count) % model.count;
-      if (passes(vertex)) return vertex;
+      if (passes(vertex)) return keep(vertex);
     }
-    return -1;
   }
-  listenToKeys(table, canvas);
-  for (const [, text] of table) {
-    const at = text.indexOf(': ');
-    by('help-list').append(element('dt', text.slice(0, at)), element('dd', text.slice(at + 2)));
-  }
-  for (const text of ['Drag: turn', 'Right drag, Shift drag, two fingers: move', 'Wheel, pinch: zoom to the pointer', 'Click, tap: keep a token', 'Double click: focus'])
-    by('help-list').append(element('dt', text.split(': ')[0]), element('dd', text.split(': ')[1]));
-
-  for (const input of document.querySelectorAll('input[name="mode"]')) input.addEventListener('change', () => setMode(input.value));
-  by('tint').addEventListener('change', redraw);
-  by('grid').addEventListener('change', () => { noteMesh(); redraw(); });
-  by('edges').addEventListener('change', () => { renderer?.setEdges(by('edges').checked); redraw(); });
-  by('fit').addEventListener('click', fit);
-  by('up').addEventListener('click', () => setUp(!state.zUp));
-  by('views').addEventListener('click', () => setLayout(cycle(['both', 'mesh', 'tokens'], state.layout)));
-  by('linked').addEventListener('click', () => setLinked(!state.linked));
-  by('theme').addEventListener('click', nextTheme);
-  by('help-open').addEventListener('click', () => by('help').showModal());
-  by('side-open').addEventListener('click', () => showSide(true));
-  by('side-close').addEventListener('click', () => showSide(false));
-  for (const [id, act] of [['take-picture', takePicture], ['take-link', takeLink], ['take-record', takeRecord]])
-    by(id).addEventListener('click', () => { by('take').open = false; act(); });
-  matchMedia('(prefers-color-scheme: dark)').addEventListener('change', redraw);
+  connectControls({
+    state, model, fit, focus, stepToken, setMode, setLayout, setLinked, setUp, showSide, takePicture, takeLink, takeRecord, redraw, noteMesh,
+    turn: (dx, dy) => turned((camera) => turnBy(camera, dx, dy)),
+    pan: (dx, dy) => turned((camera, pane) => panBy(camera, dx, dy, pane.width / pane.height)),
+    zoom: (factor) => turned((camera, pane) => zoomBy(camera, factor, 0, 0, pane.width / pane.height)),
+    nearest: () => { if (chosen.vertex >= 0) keep((nearestTo(model, tones, chosen.vertex, 1)[0] || [-1])[0]); },
+    letGo: () => { choose(-1, false); outliner.select(-1); say(''); },
+    play: () => { if (model.times.length > 1) time.toggle(); },
+    stepFrame: (step) => { if (model.times.length > 1) time.step(step); },
+    hide: () => { if (pickedMesh() >= 0) outliner.toggle(pickedMesh()); },
+    isolate: () => { if (pickedMesh() >= 0) outliner.isolate(pickedMesh()); },
+    showAll: () => outliner.showAll(),
+    setEdges: (wanted) => stage.renderer?.setEdges(wanted),
+  });
 
   // ---- beginning
   const objectsShown = new Set(model.meshes.map((mesh) => mesh.object)).size;
@@ -423,9 +294,9 @@ function startPage(model, read) {
   document.body.classList.remove('opening');
 
   function startDrawing() {
-    renderer = createRenderer(gl, model);
-    renderer.setShown();
-    if (by('edges').checked) renderer.setEdges(true);
+    stage.renderer = createRenderer(gl, model);
+    stage.renderer.setShown();
+    if (by('edges').checked) stage.renderer.setEdges(true);
     setUp(state.zUp);
     setMode(state.mode);
   }
@@ -442,7 +313,7 @@ function startPage(model, read) {
     if (view.layout) setLayout(view.layout);
     state.fitted = false;
     outliner.redraw();
-    renderer?.setShown();
+    stage.renderer?.setShown();
     setMode(state.mode);
     if (view.frame > 0) state.wantedFrame = view.frame;
     if (view.token >= 0 && view.token < model.count) keep(view.token);
@@ -450,11 +321,11 @@ function startPage(model, read) {
 
   state.zUp = guessZUp(whole);
   if (gl) {
-    canvas.addEventListener('webglcontextlost', (event) => { event.preventDefault(); renderer = null; });
+    canvas.addEventListener('webglcontextlost', (event) => { event.preventDefault(); stage.renderer = null; });
     canvas.addEventListener('webglcontextrestored', startDrawing);
     startDrawing();
-    new ResizeObserver(layOut).observe(by('stage'));
-    layOut();
+    new ResizeObserver(stage.layOut).observe(by('stage'));
+    stage.layOut();
     if (model.count === 0) fail('This scene has no mesh to show: every one of it is empty, hidden or missing.');
   } else {
     setUp(state.zUp);
