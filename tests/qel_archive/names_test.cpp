@@ -61,6 +61,17 @@ TEST(Names, ANameThatStandsThereTwiceIsDamage) {
     }
 }
 
+TEST(Names, ANameThatStandsThereTwiceIsDamageInAscendingOrder) {
+    for (const std::size_t first : {0, 4, 8}) {
+        std::vector<std::string> names = {"a", "b", "c", "d", "e", "f", "g", "h", "i", "j"};
+        names[first + 1] = names[first];
+        const std::vector<text> texts = texts_of(names);
+        arena memory;
+        name_table table = {texts.data(), static_cast<std::uint32_t>(texts.size()), nullptr};
+        EXPECT_EQ(order_names(table, memory), QEL_ARCHIVE_DAMAGED) << first;
+    }
+}
+
 TEST(Names, SortingNeedsMemoryAndSaysSo) {
     const std::vector<std::string> names = awkward_names(300);
     const std::vector<text> texts = texts_of(names);
