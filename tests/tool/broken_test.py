@@ -16,7 +16,7 @@ class BrokenFileTest(ToolTest):
         """All commands that take a file of this kind say the same and are status 1; none of them makes anything."""
         message = f"qel: file: {verdict}\n"
         out = self.fails(f"file: {verdict}", "info", "--by-bytes", name)
-        self.qel("dump", name, "--json", status=1)
+        self.qel("dump", "--by-bytes", name, "--json", status=1)
         self.assertEqual(self.errors, message)
         for call in (("view", name, "--by-bytes", "-o", "page.html"), ("convert", "--by-bytes", name, "-o", "out"), ("nearest", name, "1")):
             self.assertEqual(self.qel(*call, status=1), "")
@@ -109,7 +109,7 @@ class BrokenFileTest(ToolTest):
                     "its faces need 4607 corners, it has 4608")
 
     def test_faces_that_are_half_there_are_left_out_and_told(self):
-        corners = json.loads(self.qel("dump", TORUS, "--json"))["face_indices"]
+        corners = json.loads(self.qel("dump", "--by-bytes", TORUS, "--json"))["face_indices"]
         content = self.content(TORUS)
         place = content.index(struct.pack("<8I", *corners[:8]))
         name = self.file(content[:place] + b"\xff" * (4 * len(corners)) + content[place + 4 * len(corners):])
@@ -149,12 +149,12 @@ class BrokenFileTest(ToolTest):
 
     def test_a_broken_archive_is_dumped_as_far_as_it_goes(self):
         name = self.file(self.with_a_wrong_corner(self.content(TORUS)))
-        got = json.loads(self.qel("dump", name, "--json", status=1))
+        got = json.loads(self.qel("dump", "--by-bytes", name, "--json", status=1))
         self.assertEqual((len(got["positions"]), got["face_indices"][4]), (1152, 5000))
         self.assertEqual(self.errors, "qel: file: not sound: 1 corner has a vertex that the mesh does not have, the first is corner 4\n")
 
     def with_a_wrong_corner(self, archive):
-        corners = json.loads(self.qel("dump", TORUS, "--json"))["face_indices"]
+        corners = json.loads(self.qel("dump", "--by-bytes", TORUS, "--json"))["face_indices"]
         place = archive.index(struct.pack("<8I", *corners[:8])) + 16
         return archive[:place] + struct.pack("<I", 5000) + archive[place + 4:]
 

@@ -53,7 +53,7 @@ class CallTest(ToolTest):
 
     def test_a_full_disk_is_a_failure(self):
         device = full_device(self)
-        for call in (("dump", TORUS), ("info", HARBOUR), ("--version",), ("--help",), ("view", "--help")):
+        for call in (("dump", HARBOUR), ("info", HARBOUR), ("--version",), ("--help",), ("view", "--help")):
             with open(device, "w") as full:
                 run = subprocess.run([QEL, *call], stdout=full, stderr=subprocess.PIPE, timeout=120)
             self.assertEqual((run.returncode, run.stderr), (1, b"qel: standard output: No space left on device\n"), call)
@@ -65,7 +65,7 @@ class CallTest(ToolTest):
             self.assertEqual((run.returncode, run.stdout, run.stderr), (1, b"", message), call)
 
     def test_a_reader_that_has_had_enough_hears_no_complaint(self):
-        with subprocess.Popen([QEL, "dump", TORUS], stdout=subprocess.PIPE, stderr=subprocess.PIPE) as run:
+        with subprocess.Popen([QEL, "dump", HARBOUR], stdout=subprocess.PIPE, stderr=subprocess.PIPE) as run:
             run.stdout.readline()
             run.stdout.close()
             self.assertEqual(run.stderr.read(), b"")

@@ -44,7 +44,7 @@ class ConvertTest(ToolTest):
             self.assertIn(said, self.errors)
 
     def test_says_when_a_mesh_came_from_the_byte_search(self):
-        positions = b"".join(struct.pack("<3f", *point) for point in json.loads(self.qel("dump", TORUS, "--json"))["positions"])
+        positions = b"".join(struct.pack("<3f", *point) for point in json.loads(self.qel("dump", "--by-bytes", TORUS, "--json"))["positions"])
         content = self.content(TORUS)
         place = content.index(positions[:120])  # no groups at all: only bytes that look like positions
         bytes_alone = content[:8] + struct.pack("<Q", 16) + content[place:place + len(positions)]

@@ -2,10 +2,11 @@
 """`qel nearest` and `qel dump`."""
 
 import json
+import struct
 import unittest
 
 import files
-from tool import TORUS, ToolTest
+from tool import HARBOUR, TORUS, ToolTest
 
 
 class NearestTest(ToolTest):
@@ -101,9 +102,46 @@ class DumpTest(ToolTest):
                 self.assertNotEqual(self.run_qel("dump", changed).stdout.decode(), whole, at)
 
     def test_an_archive(self):
-        got = json.loads(self.qel("dump", TORUS, "--json"))
+        got = json.loads(self.qel("dump", "--by-bytes", TORUS, "--json"))
         self.assertEqual((len(got["positions"]), len(got["face_counts"]), sum(got["face_counts"])), (1152, 1152, 4608))
         self.assertEqual(got["positions"][0], [4, 0, 0])
+
+    def test_all_objects_properties_and_samples_of_an_archive(self):
+        got = json.loads(self.qel("dump", HARBOUR, "--json"))
+        objects = {about["path"]: about for about in got["objects"]}
+        self.assertEqual((len(objects), got["library_version"]), (42, 10709))
+        points = next(p for p in objects["/harbour/sea"]["properties"] if p["name"] == ".geom/P")
+        self.assertEqual((points["type"], points["array"], points["sample_count"], len(points["samples"])), ("float32[3]", True, 48, 48))
+        self.assertEqual([round(sample["time"] * 24) for sample in points["samples"]], list(range(48)))
+        self.assertEqual({len(sample["values"]) for sample in points["samples"]}, {441})
+        self.assertEqual({len(value) for value in points["samples"][0]["values"]}, {3})
+        self.assertEqual(points["samples"][0]["values"][0][::2], [-16, 16])
+        self.assertEqual({len(sample["values"]) for about in objects.values() for p in about["properties"]
+                          if p["name"] == ".geom/.faceCounts" for sample in p["samples"] if about["path"] == "/harbour/sea"}, {400})
+
+    def test_an_object_with_what_is_below_it_and_one_sample(self):
+        got = json.loads(self.qel("dump", HARBOUR, "--json", "--path", "/harbour/boat", "--sample", "40"))
+        self.assertEqual([about["path"] for about in got["objects"]],
+                         ["/harbour/boat", "/harbour/boat/hull", "/harbour/boat/mast", "/harbour/boat/sail"])
+        for about in got["objects"]:
+            for about_property in about["properties"]:
+                wanted = [] if about_property["sample_count"] == 0 else [min(40, about_property["sample_count"] - 1)]
+                self.assertEqual([sample["sample"] for sample in about_property["samples"]], wanted)
+        self.assertIn('objects[0].path = "/harbour/boat"\n', self.qel("dump", HARBOUR, "--path", "/harbour/boat"))
+        self.fails(f"{HARBOUR}: has no object /none", "dump", HARBOUR, "--path", "/none")
+        self.qel("dump", self.file(files.unit(files.THREE)), "--sample", "1", status=2)
+
+    def test_a_damaged_sample_is_told_and_the_rest_is_written(self):
+        with open(HARBOUR, "rb") as archive:
+            content = archive.read()
+        values = json.loads(self.qel("dump", HARBOUR, "--json", "--path", "/harbour/boat", "--sample", "0"))
+        moves = next(p for p in values["objects"][0]["properties"] if p["name"] == ".xform/.vals")["samples"][0]["values"][0]
+        place = content.index(struct.pack(f"<{len(moves)}d", *moves)) - 24  # behind the size and the digest
+        self.file(content[:place] + struct.pack("<Q", 20) + content[place + 8:], "damaged.abc")
+        run = self.run_qel("dump", "--json", "damaged.abc")
+        self.assertEqual(run.returncode, 1)
+        self.assertRegex(run.stderr.decode(), r"\Aqel: damaged\.abc: not sound: /harbour/boat: \.xform/\.vals: [^\n]+\n\Z")
+        self.assertEqual(len(json.loads(run.stdout)["objects"]), 42)
 
     def test_a_number_that_is_not_finite_is_null(self):
         got = self.json(files.cache(positions=[(files.NAN, float("inf"), -float("inf"))] + files.CORNERS[1:]), status=1)

@@ -88,7 +88,7 @@ class InfoArchiveTest(WholeToolTest):
         self.assertRegex(told["real_mesh"], r'\A("/harbour/.+", sample \d+|none: no object has these positions)\Z')
 
     def test_whole_numbers_that_were_taken_for_positions_are_no_mesh(self):
-        points = json.loads(self.qel("dump", TORUS, "--json"))["positions"]
+        points = json.loads(self.qel("dump", "--by-bytes", TORUS, "--json"))["positions"]
         content = self.content(TORUS)
         place = content.index(struct.pack("<12f", *sum(points[:4], [])))
         noise = b"".join(struct.pack("<fIf", x, i + 1, z) for i, (x, _, z) in enumerate(points))

@@ -56,7 +56,7 @@ class HeapTest(ToolTest):
     def test_the_other_commands_end_with_a_message(self):
         self.qel("convert", "--by-bytes", TORUS, "-o", "out")
         for call in (("info", "--by-bytes", TORUS), ("info", HARBOUR, "-tv"),
-                     ("convert", HARBOUR, "-o", "out2", "--mesh", "rock", "--only", "tokens,scene,cache"), ("dump", TORUS), ("view", TORUS, "--by-bytes", "-o", "page.html"),
+                     ("convert", HARBOUR, "-o", "out2", "--mesh", "rock", "--only", "tokens,scene,cache"), ("dump", "--by-bytes", TORUS), ("view", TORUS, "--by-bytes", "-o", "page.html"),
                      ("info", "out/scene.bqel"),
                      ("info", "out/mesh.qelm"), ("view", "out/mesh.qelm", "-o", "page.html"),
                      ("nearest", "out/tokens.qel", "1")):

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""Archives of other programs, where there is a folder of them beside the checkout: `info` and `convert` on each.
+"""Archives of other programs, where there is a folder of them beside the checkout: `info`, `dump` and `convert` on each.
 Run by itself it prints a table."""
 
 import json
@@ -15,7 +15,7 @@ FOLDER = os.path.join(os.environ["SOURCE"], "../shared/archives")
 
 @unittest.skipUnless(os.path.isdir(FOLDER), "there is no folder of archives beside the checkout")
 class RealArchivesTest(WholeToolTest):
-    def test_info_and_convert_agree_on_each(self):
+    def test_info_dump_and_convert_agree_on_each(self):
         names = sorted(name for name in os.listdir(FOLDER) if name.endswith(".abc"))
         self.assertGreater(len(names), 0)
         rows = []
@@ -34,6 +34,12 @@ class RealArchivesTest(WholeToolTest):
 
     def row(self, name, path):
         about, meshes = self.visible(path)
+        dumped = json.loads(self.qel("dump", "--json", path), parse_constant=self.fail)["objects"]
+        self.assertEqual(len(dumped), about["objects"] + 1)  # with the top object
+        by_path = {about["path"]: about["properties"] for about in dumped}
+        for mesh in meshes:
+            points = next(p for p in by_path[mesh["path"]] if p["name"] == ".geom/P")
+            self.assertEqual([len(points["samples"]), len(points["samples"][0]["values"])], [mesh["samples"], mesh["vertices"]])
         start = time.time()
         if not meshes:
             self.qel("convert", path, "-o", "out", status=1)

@@ -5,6 +5,7 @@
 #include "convert/whole.h"
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -18,7 +19,14 @@ struct info_options {
 };
 int info(const info_options &options);
 
-int dump(const std::string &name, bool json);
+struct dump_options {
+    std::string name;
+    std::string path;                    ///< of an archive, only this object and what is below it
+    std::optional<std::uint32_t> sample; ///< only this one, or the last where there are fewer
+    bool json = false;
+    bool by_bytes = false; ///< of an archive, the mesh that is found by the look of its bytes
+};
+int dump(const dump_options &options);
 
 struct convert_options {
     std::vector<std::string> names; ///< archives, and folders of them

@@ -62,12 +62,18 @@ std::string word_text(std::uint64_t word) {
     return format("0x%016llX", static_cast<unsigned long long>(word));
 }
 
-int dump(const std::string &name, bool json) {
-    const input_file file(name);
+int dump(const dump_options &options) {
+    const input_file file(options.name);
+    if (file.kind() == file_kind::archive && !options.by_bytes) {
+        dump_archive(file, options);
+        return 0;
+    }
+    if (!options.path.empty() || options.sample)
+        throw usage_error("--path and --sample are for archives read by what they say");
     const examined what(file); // before anything is written, so that what fails leaves no half a document
     if (!what.about.readable) what.must_be_usable();
     {
-        writer out(json ? writer::style::json : writer::style::lines);
+        writer out(options.json ? writer::style::json : writer::style::lines);
         out.open_object();
         out.text("format", name_of(file.kind()));
         if (file.kind() == file_kind::unit)

@@ -146,7 +146,7 @@ void dump_cache(writer &out, const qel_mesh &cache) {
     if (cache.skin != nullptr) dump_skin(out, *cache.skin);
 }
 
-void dump_archive(writer &out, const ogawa_archive &archive, const ogawa_polymesh &mesh) {
+void dump_found_mesh(writer &out, const ogawa_archive &archive, const ogawa_polymesh &mesh) {
     out.row("version", archive.version, 2);
     out.count("vertex_count", mesh.vertex_count);
     out.count("face_count", mesh.face_count);
@@ -164,7 +164,7 @@ void dump_archive(writer &out, const ogawa_archive &archive, const ogawa_polymes
 void dump_geometry(writer &out, const examined &what) {
     if (what.file.kind() == file_kind::scene) dump_scene(out, what.file, *what.scene.get());
     if (what.file.kind() == file_kind::mesh_cache) dump_cache(out, *what.cache.get());
-    if (what.file.kind() == file_kind::archive) dump_archive(out, *what.archive.get(), *what.mesh.get());
+    if (what.file.kind() == file_kind::archive) dump_found_mesh(out, *what.archive.get(), *what.mesh.get());
 }
 
 } // namespace tool

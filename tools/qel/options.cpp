@@ -48,11 +48,19 @@ void add_nearest(CLI::App &app, request &wanted) {
 
 void add_dump(CLI::App &app, request &wanted) {
     CLI::App *sub = app.add_subcommand("dump", "Write everything that a file holds as text");
-    sub->add_option("FILE", wanted.name,
+    dump_options &dumped = wanted.dumped;
+    sub->add_option("FILE", dumped.name,
                     "Unit, scene, mesh cache, agent directory or archive; - is standard input")
         ->required();
-    sub->add_flag("-j,--json", wanted.json, "Write JSON instead of lines \"path = value\"");
-    sub->callback([&wanted] { wanted.command = [&wanted] { return dump(wanted.name, wanted.json); }; });
+    sub->add_option("--path", dumped.path, "Of an archive, only this object and what is below it")
+        ->type_name("PATH");
+    sub->add_option("--sample", dumped.sample,
+                    "Of an archive, only this sample of each property, or the last where there are fewer")
+        ->type_name("N");
+    sub->add_flag("--by-bytes", dumped.by_bytes,
+                  "Of an archive, the mesh that is found by the look of its bytes");
+    sub->add_flag("-j,--json", dumped.json, "Write JSON instead of lines \"path = value\"");
+    sub->callback([&wanted] { wanted.command = [&wanted] { return dump(wanted.dumped); }; });
 }
 
 void add_view(CLI::App &app, request &wanted) {
@@ -97,8 +105,9 @@ void unmark(request &wanted) {
          {&wanted.told.names, &wanted.made.names, &wanted.made.whole.meshes.globs})
         for (std::string &word : *words)
             unmark(word);
-    for (std::string *word : {&wanted.name, &wanted.made.folder, &wanted.around.unit, &wanted.around.around,
-                              &wanted.seen.input, &wanted.seen.page})
+    for (std::string *word :
+         {&wanted.dumped.name, &wanted.dumped.path, &wanted.made.folder, &wanted.around.unit,
+          &wanted.around.around, &wanted.seen.input, &wanted.seen.page})
         unmark(*word);
 }
 

@@ -14,11 +14,10 @@ namespace tool {
 
 /// What the command line asks for, to be done once it is known to be right.
 struct request {
-    std::string name;
-    bool json = false;
     info_options told;
     convert_options made;
     nearest_options around;
+    dump_options dumped;
     view_options seen;
     std::function<int()> command;
 };
