@@ -8,7 +8,7 @@ import os
 import re
 import unittest
 
-from view_page import PageTest
+from view_page import ESCAPE, PageTest
 
 ARCHIVES = os.environ.get("ARCHIVES", "")
 
@@ -71,6 +71,14 @@ class SentenceTest(PageTest):
 
 @unittest.skipUnless(os.path.isdir(ARCHIVES), "no folder of archives is given")
 class ArchivesTest(PageTest):
+    def check_last_frame(self, browser, name):
+        self.until(lambda: "unpacking" not in browser.text("#frame-text"), "frames stay packed")
+        first = self.half(browser, "#mesh-pane")
+        browser.run("const s = document.getElementById('frame'); s.value = s.max; s.dispatchEvent(new Event('input'))")
+        self.rest(browser)
+        self.assertRegex(browser.text("#frame-text"), r"\A(\d+) / \1 ")
+        self.assertNotEqual(self.half(browser, "#mesh-pane", "archive-last-" + name), first, name)
+
     def test_every_archive_opens_and_is_drawn_or_told_to_be_empty(self):
         paths = sorted(glob.glob(os.path.join(ARCHIVES, "*.abc")))
         self.assertGreater(len(paths), 5)
@@ -88,6 +96,9 @@ class ArchivesTest(PageTest):
                     self.assertGreater(len(set(half)), 20, name)
                 self.press(browser, ".")
                 self.check_card(browser.text("#card"))
+                self.press(browser, ESCAPE)
+                if browser.text("#time"):
+                    self.check_last_frame(browser, name)
             self.assertEqual(browser.complaints(), [], name)
 
 
