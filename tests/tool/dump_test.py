@@ -32,6 +32,26 @@ class NearestTest(ToolTest):
             self.assertEqual(self.qel("nearest", name, place, status=2), "")
             self.assertTrue(self.errors.startswith("qel: "), self.errors)
 
+    def test_several_units_are_merged_and_named(self):
+        self.file(files.unit([(10, b"00000001", 0, 1), (40, b"00000002", 0, 1)]), "a.qel")
+        self.file(files.unit([(11, b"00000003", 0, 1), (90, b"00000004", 0, 1)]), "b.qel")
+        hits = json.loads(self.qel("nearest", "a.qel", "b.qel", "11", "-k", "3", "--json"))["nearest"]
+        self.assertEqual([(hit["file"], hit["hex_id"], hit["hops"]) for hit in hits],
+                         [("b.qel", "00000003", "0"), ("a.qel", "00000001", "1"), ("a.qel", "00000002", "5")])
+        self.assertIn("  FILE\n", self.qel("nearest", "a.qel", "b.qel", "11"))
+        self.fails("none.qel: No such file or directory", "nearest", "a.qel", "none.qel", "11")
+
+    def test_a_position_in_the_world_through_a_scene(self):
+        self.qel("convert", HARBOUR, "-o", "out", "--only", "tokens,scene", "--mesh", "sea", "--mesh", "flag")
+        for mesh in json.loads(self.qel("dump", "--json", "out/scene.bqel"))["meshes"]:
+            for vertex, position in list(zip(mesh["vertices"], mesh["positions"]))[5:9]:
+                if mesh["name"] == "/harbour/flagpole/flag":
+                    place = ",".join(map(repr, position))
+                    told = json.loads(self.qel("nearest", "out/tokens.qel", f"--position={place}", "--scene", "out/scene.bqel", "-j"))
+                    self.assertEqual((told["key"], told["nearest"][0]["hops"]), (vertex["morton"], "0"))
+        for words in (("--position=1,2,3",), ("--position=x", "--scene", "out/scene.bqel"), ("--scene", "out/scene.bqel")):
+            self.qel("nearest", "out/tokens.qel", *words, status=2)
+
     def test_wants_a_unit(self):
         self.fails("file: is of the kind mesh cache, but nearest wants unit", "nearest", self.file(files.cache()), "1")
         self.assertEqual(len(self.qel("nearest", self.file(files.unit([])), "1").splitlines()), 1)

@@ -39,12 +39,14 @@ struct convert_options {
 int convert(const convert_options &options);
 
 struct nearest_options {
-    std::string unit, around;
+    std::vector<std::string> units; ///< and behind them the place, where no position is given
+    std::string around;
+    std::string position, scene; ///< X,Y,Z in the world, and the scene whose meshes lay the lattices
     int count = 8;
     bool packed = false; ///< X,Y,Z is a packed lattice vertex instead of a Morton code
     bool json = false;
 };
-int nearest(const nearest_options &options);
+int nearest(nearest_options options);
 
 struct view_options {
     std::string input, page;

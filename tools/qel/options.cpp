@@ -31,10 +31,18 @@ void add_info(CLI::App &app, request &wanted) {
 
 void add_nearest(CLI::App &app, request &wanted) {
     CLI::App *sub = app.add_subcommand("nearest", "Find the tokens of a unit that are nearest to a key");
-    sub->add_option("UNIT", wanted.around.unit, "Unit file; - is standard input")->required();
-    sub->add_option("PLACE", wanted.around.around,
-                    "A key, decimal or 0x..., or X,Y,Z: a cell of the lattice, 0 to 47 each")
+    sub->add_option("UNIT PLACE", wanted.around.units,
+                    "Unit files, - is standard input, and a key, decimal or 0x..., or X,Y,Z: a cell of the "
+                    "lattice, 0 to 47 each")
         ->required();
+    CLI::Option *position =
+        sub->add_option("--position", wanted.around.position, "Instead of PLACE, a position in the world")
+            ->type_name("X,Y,Z");
+    CLI::Option *scene = sub->add_option("--scene", wanted.around.scene,
+                                         "The scene whose mesh nearest to the position lays the lattice")
+                             ->type_name("FILE");
+    position->needs(scene);
+    scene->needs(position);
     sub->add_option("-k,--count", wanted.around.count, "Number of tokens")
         ->check(CLI::Range(1, 2147483647))
         ->type_name("N")
@@ -43,7 +51,11 @@ void add_nearest(CLI::App &app, request &wanted) {
         "-p,--packed", wanted.around.packed,
         "X,Y,Z stands for the packed key of a lattice vertex (0 to 65535) instead of a Morton code");
     sub->add_flag("-j,--json", wanted.around.json, "Write JSON instead of a table");
-    sub->callback([&wanted] { wanted.command = [&wanted] { return nearest(wanted.around); }; });
+    sub->callback([&wanted] {
+        if (wanted.around.position.empty() && wanted.around.units.size() < 2)
+            throw CLI::RequiredError("PLACE, or --position");
+        wanted.command = [&wanted] { return nearest(wanted.around); };
+    });
 }
 
 void add_dump(CLI::App &app, request &wanted) {
@@ -102,12 +114,12 @@ std::vector<std::string> marked(int argc, char **argv) {
 
 void unmark(request &wanted) {
     for (std::vector<std::string> *words :
-         {&wanted.told.names, &wanted.made.names, &wanted.made.whole.meshes.globs})
+         {&wanted.told.names, &wanted.around.units, &wanted.made.names, &wanted.made.whole.meshes.globs})
         for (std::string &word : *words)
             unmark(word);
     for (std::string *word :
-         {&wanted.dumped.name, &wanted.dumped.path, &wanted.made.folder, &wanted.around.unit,
-          &wanted.around.around, &wanted.seen.input, &wanted.seen.page})
+         {&wanted.dumped.name, &wanted.dumped.path, &wanted.made.folder, &wanted.around.scene,
+          &wanted.around.position, &wanted.seen.input, &wanted.seen.page})
         unmark(*word);
 }
 
