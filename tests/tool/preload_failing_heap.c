@@ -9,8 +9,7 @@
 
 static int asked_by_library(const void *caller) {
     Dl_info from;
-    return dladdr(caller, &from) != 0 && from.dli_fname != NULL &&
-           strstr(from.dli_fname, "libqel_") != NULL;
+    return dladdr(caller, &from) != 0 && from.dli_fname != NULL && strstr(from.dli_fname, "libqel_") != NULL;
 }
 
 static int refused(size_t size, const void *caller) {
