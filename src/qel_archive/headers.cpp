@@ -161,35 +161,23 @@ bool makes_an_instance(const text &name, const property_header &header) {
            header.value == value_text && std::memcmp(name.bytes, instance_source_name, name.length) == 0;
 }
 
-/// Shared texts that the bytes hold, `none` where one is cut short.
-std::uint32_t count_shared(const header_bytes &source) {
-    std::uint32_t count = 0;
-    for (std::uint64_t at = 0; at < source.size; ++count) {
-        at += std::uint64_t{source.bytes[at]} + 1;
-        if (at > source.size) return none;
-    }
-    return count;
-}
-
 } // namespace
 
 status read_shared_metadata(header_bytes source, arena &memory, metadata_table &table) {
-    const std::uint32_t whole = count_shared(source);
-    if (whole == none) return QEL_ARCHIVE_DAMAGED;
-    const std::uint32_t stored = std::min(whole, max_shared);
-    auto *const texts = memory.array<object_metadata>(std::uint64_t{stored} + 1);
+    const std::uint64_t most = std::min<std::uint64_t>(source.size, max_shared); // a text has a byte at least
+    auto *const texts = memory.array<object_metadata>(most + 1);
     if (texts == nullptr) return QEL_ARCHIVE_NO_MEMORY;
     texts[0] = {"", "", OGAWA_SCHEMA_UNKNOWN};
+    std::uint32_t count = 1;
     header_cursor cursor(source);
-    for (std::uint32_t i = 1; i <= stored; ++i) {
-        std::uint32_t length;
+    for (std::uint32_t length; cursor.read<std::uint8_t>(length);) {
         text shared;
-        if (!cursor.read<std::uint8_t>(length) || !cursor.take_text(length, shared))
-            return QEL_ARCHIVE_DAMAGED;
-        if (!describe_object(shared.bytes, visible_length(shared), memory, texts[i]))
+        if (!cursor.take_text(length, shared)) return QEL_ARCHIVE_DAMAGED;
+        if (count > max_shared) continue; // nothing can refer to it, but it must be whole
+        if (!describe_object(shared.bytes, visible_length(shared), memory, texts[count++]))
             return QEL_ARCHIVE_NO_MEMORY;
     }
-    table = {texts, stored + 1};
+    table = {texts, count};
     return QEL_ARCHIVE_OK;
 }
 

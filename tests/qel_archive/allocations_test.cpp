@@ -64,6 +64,13 @@ TEST(ArchiveAllocations, OfOpenMayFailInLargeArchives) {
     expect_open_may_fail(builder.build().content, 20);
 }
 
+TEST(ArchiveAllocations, OfOpenMayFailInLongSharedTexts) {
+    archive_builder builder; // schemas of more bytes than memory is taken at once
+    for (int i = 100; i < 200; ++i)
+        builder.top.add("o" + std::to_string(i), "schema=" + std::string(200, 's') + std::to_string(i));
+    expect_open_may_fail(builder.build().content, 10);
+}
+
 TEST(ArchiveAllocations, OfOpenMayFailWhereGroupsAreShared) {
     archive_builder builder = rich_scene(); // what stands there once and is read five times takes another way
     const std::uint64_t arm = builder.build().places.at("/arm").reference;

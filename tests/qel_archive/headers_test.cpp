@@ -208,6 +208,23 @@ TEST(ArchiveHeaders, ReadAllSharedTextsThatANumberIsLeftFor) {
     EXPECT_STREQ(opened.property("/", "p254").metadata, "number=254");
 }
 
+TEST(ArchiveHeaders, WantSharedTextsWholeThatNoNumberIsLeftFor) {
+    for (const std::size_t surplus : {1, 2, 3}) {
+        archive_builder builder;
+        for (int i = 1; i <= 254; ++i)
+            builder.top.properties.compound("p" + std::to_string(i), "number=" + std::to_string(i));
+        builder.edit_shared_texts = [surplus](bytes &texts) {
+            const bytes more = {2, 'k', '='};
+            texts.insert(texts.end(), more.begin(), more.begin() + static_cast<std::ptrdiff_t>(surplus));
+        };
+        const opened_archive opened(builder);
+        EXPECT_EQ(opened.status, surplus == 3 ? QEL_ARCHIVE_OK : QEL_ARCHIVE_DAMAGED) << surplus;
+        if (surplus == 3) {
+            EXPECT_STREQ(opened.property("/", "p254").metadata, "number=254");
+        }
+    }
+}
+
 TEST(ArchiveHeaders, RefuseASharedTextThatIsCutShort) {
     for (const int change : {-1, 0, 1}) {
         archive_builder builder;
