@@ -4,6 +4,9 @@
 
 #include "support/failing_heap.h"
 
+#include <filesystem>
+#include <limits>
+
 namespace qel {
 namespace {
 
@@ -53,6 +56,33 @@ TEST(ArchiveMeshDamage, IsANegativeCount) {
         counts[i] = -1;
         counts[0] = 1;
         ASSERT_EQ(status_of_faces(counts, {0, 1, 2}), QEL_ARCHIVE_DAMAGED) << i;
+    }
+}
+
+TEST(ArchiveMeshDamage, IsMoreElementsThanARecordCounts) {
+    archive_builder builder;
+    add_polymesh(builder.top, "m", triangle());
+    built_archive built = builder.build();
+    const std::uint64_t end = built.content.size(), digest = 16;
+    const std::uint64_t group = built.places.at("/m:.geom/.faceCounts").reference;
+    built.patch(built_archive::reference_at(group, 0), archive_writer::data_bit | end);
+    const temp_folder folder;
+    const std::string path = folder.file("archive.abc");
+    for (const std::uint64_t count : {std::uint64_t{1} << 32, (std::uint64_t{1} << 32) - 1}) {
+        const std::uint64_t size = digest + count * sizeof(std::int32_t);
+        bytes content = built.content;
+        append(content, size);
+        write_file(path, content);
+        std::error_code refused;
+        std::filesystem::resize_file(path, content.size() + size, refused);
+        if (refused) GTEST_SKIP() << "the file system has no sparse files";
+        qel_archive *archive = nullptr;
+        ASSERT_EQ(qel_archive_open(path.c_str(), &archive), QEL_ARCHIVE_OK);
+        qel_archive_mesh_info info = {};
+        const std::int32_t status = qel_archive_get_mesh_info(archive, 1, &info);
+        qel_archive_close(archive);
+        EXPECT_EQ(status, count >> 32 == 0 ? QEL_ARCHIVE_OK : QEL_ARCHIVE_DAMAGED);
+        EXPECT_EQ(info.face_count, count >> 32 == 0 ? 0xFFFFFFFF : 0);
     }
 }
 
