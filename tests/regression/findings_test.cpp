@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Every file that was once found, or made, to break the library: one line each, run on every run. To add one, spoil a
 // sound file the way the finding does. An input of a fuzz target goes to tests/regression/inputs/<target> instead.
+#include "qel_archive.h"
 #include "regression/replay.h"
 #include "support/failing_heap.h"
 
@@ -99,6 +100,16 @@ constexpr finding findings[] = {
     {"ArchiveFacesOfEnormousCounts", file_kind::archive,
      [] { return replaced(sound_archive(), 4, 0xFFFFFFF0, 10); }, 0, 0},
     {"ArchiveWithoutMemoryForTheNodes", file_kind::archive, sound_archive, 1, 0},
+
+    // Archives read by structure.
+    {"StructureOfAnObjectThatIsItsOwnCompound", file_kind::archive_structure, archive_inside_itself, 0,
+     QEL_ARCHIVE_DAMAGED},
+    {"StructureTurnsAboutAnAxisWhoseSquareUnderflows", file_kind::archive_structure,
+     [] { return archive_of_a_turn(1e-200); }, 0, QEL_ARCHIVE_OK},
+    {"StructureTurnsAboutAnAxisWhoseSquareOverflows", file_kind::archive_structure,
+     [] { return archive_of_a_turn(1e200); }, 0, QEL_ARCHIVE_OK},
+    {"StructureWithoutMemoryForTheArchive", file_kind::archive_structure, sound_archive, 1,
+     QEL_ARCHIVE_NO_MEMORY},
 };
 
 class Findings : public testing::TestWithParam<finding> {};

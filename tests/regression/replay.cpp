@@ -2,13 +2,17 @@
 #include "regression/replay.h"
 
 #include "common/heap.h"
+#include "model/archive_comparison.h"
 #include "ogawa_reader/mesh_cache_cases.h"
 #include "qel_alembic/scene_maker.h"
+#include "qel_archive.h"
 #include "qel_unit/agent_fixture.h"
 #include "qel_unit/unit_fixture.h"
-#include "support/archive_writer.h"
+#include "support/archive_schemas.h"
 #include "support/failing_heap.h"
 #include "support/mesh_maker.h"
+
+#include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cstdlib>
@@ -131,6 +135,17 @@ std::int32_t replay_archive(const std::string &path, const std::string &other, s
     return code;
 }
 
+std::int32_t replay_archive_structure(const std::string &path, std::uint64_t failing) {
+    qel_archive *archive = nullptr;
+    const std::int32_t code =
+        load_with_failure(failing, [&] { return qel_archive_open(path.c_str(), &archive); });
+    qel_archive_close(archive);
+    if (failing == 0) {
+        EXPECT_EQ(model::first_difference(path), "");
+    }
+    return code;
+}
+
 } // namespace
 
 std::int32_t replay(file_kind kind, const bytes &file, std::uint64_t failing_allocation) {
@@ -146,6 +161,8 @@ std::int32_t replay(file_kind kind, const bytes &file, std::uint64_t failing_all
         return replay_cache(path, failing_allocation);
     case file_kind::agents:
         return replay_agents(path, other, failing_allocation);
+    case file_kind::archive_structure:
+        return replay_archive_structure(path, failing_allocation);
     case file_kind::archive:
         break;
     }
@@ -188,6 +205,29 @@ bytes sound_archive() {
     torus.corner_normals.clear();
     torus.corner_uvs.clear();
     return production_archive(torus).content();
+}
+
+bytes archive_of_a_turn(double axis_length) {
+    archive_builder builder;
+    add_xform(builder.top, "turned", {rotate(axis_length, 2 * axis_length, 3 * axis_length, 30)});
+    return builder.build().content;
+}
+
+bytes archive_inside_itself() {
+    archive_builder builder;
+    object_node &object = builder.top.add("object");
+    object.edit_headers =
+        [](bytes &headers) { // as headers of objects too few, as those of properties one scalar
+            property_header header;
+            header.set(info_kind, static_cast<std::uint32_t>(property_kind::scalar));
+            header.set(info_extent, 1);
+            header.name = "x";
+            headers = bytes_of_header(header);
+        };
+    object.edit_references = [](std::vector<std::uint64_t> &references, std::uint64_t own) {
+        references[0] = own;
+    };
+    return builder.build().content;
 }
 
 bytes cut(bytes file, std::size_t length) {

@@ -9,18 +9,28 @@
 
 namespace qel::test {
 
-enum class file_kind : std::uint8_t { unit, scene, cache, agents, archive };
+enum class file_kind : std::uint8_t {
+    unit,
+    scene,
+    cache,
+    agents,
+    archive,          // read by its bytes
+    archive_structure // read by what it says
+};
 
 /// Writes the file, loads it, asks it every question, saves it, releases it. Allocation number `failing_allocation` of
-/// the load fails, none if it is 0. Returns the load's code; for an archive that opens, the code of its mesh.
+/// the load fails, none if it is 0. Returns the load's code; for an archive that opens, the code of its mesh. What is
+/// read by structure is held against the model where no allocation fails.
 std::int32_t replay(file_kind kind, const bytes &file, std::uint64_t failing_allocation);
 
 /// Sound files to spoil.
-bytes sound_unit();    // 3 tokens
-bytes sound_scene();   // 2 meshes of 3 and 2 vertices, 1 frame
-bytes sound_cache();   // 4 vertices, 2 triangles, a skin of 2 joints and 4 weights
-bytes sound_agents();  // 3 agents
-bytes sound_archive(); // a torus of 40 x 30 quads, laid out as production tools do
+bytes sound_unit();                          // 3 tokens
+bytes sound_scene();                         // 2 meshes of 3 and 2 vertices, 1 frame
+bytes sound_cache();                         // 4 vertices, 2 triangles, a skin of 2 joints and 4 weights
+bytes sound_agents();                        // 3 agents
+bytes sound_archive();                       // a torus of 40 x 30 quads, laid out as production tools do
+bytes archive_of_a_turn(double axis_length); // a rotation about an axis in no plane of two others
+bytes archive_inside_itself();               // an object whose group is its own compound
 
 /// The bytes of a file, changed.
 template <class T>
