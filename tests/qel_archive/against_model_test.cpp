@@ -109,6 +109,39 @@ TEST_F(ArchiveAgainstModel, ReadsEveryChangedByteAlike) {
     }
 }
 
+/// Names around the 256 bytes of the record, paths around its 1,024, UV sets around their 64.
+TEST_F(ArchiveAgainstModel, CutsLongNamesAlike) {
+    polymesh mesh;
+    mesh.points = {{0, 0, 0}};
+    mesh.face_counts = mesh.face_indices = {{}};
+    for (std::size_t length = 60; length < 68; ++length) {
+        mesh.more_parameters.push_back(uvs({{1, 2}}, "con"));
+        mesh.more_parameters.back().name = std::string(length, 'u');
+        mesh.parameters = {uvs({{1, 2}}, "con", std::string(length, 's'))};
+        archive_builder archive;
+        object_node *parent = &archive.top;
+        for (int level = 0; level < 3; ++level)
+            parent = &parent->add(std::string(255, 'o'));
+        for (std::size_t name = 250; name < 260; ++name)
+            add_polymesh(*parent, std::string(name, 'm'), mesh);
+        EXPECT_EQ(difference(archive.build().content), "") << length;
+    }
+}
+
+/// A negative count is damage, also where the sum is right.
+TEST_F(ArchiveAgainstModel, RefusesNegativeFaceCountsAlike) {
+    for (const std::vector<std::int32_t> &counts : std::vector<std::vector<std::int32_t>>{
+             {4, -1}, {-1, 4}, {3}, {INT32_MIN, INT32_MIN, 3}, {INT32_MAX, INT32_MAX, 5}, {3, 0}}) {
+        polymesh mesh;
+        mesh.points = {{0, 0, 0, 1, 0, 0, 0, 1, 0}};
+        mesh.face_counts = {counts};
+        mesh.face_indices = {{0, 1, 2}};
+        archive_builder archive;
+        add_polymesh(archive.top, "mesh", mesh);
+        EXPECT_EQ(difference(archive.build().content), "") << counts[0];
+    }
+}
+
 TEST_F(ArchiveAgainstModel, ReadsMissingFilesAndFoldersAlike) {
     EXPECT_EQ(model::first_difference(folder_.file("missing.abc")), "");
     EXPECT_EQ(model::first_difference(folder_.path().string()), "");
