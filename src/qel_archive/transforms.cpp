@@ -15,8 +15,8 @@ constexpr double degree = 3.14159265358979323846 / 180.0; // in radians
 
 matrix multiply(const matrix &a, const matrix &b) {
     matrix product;
-    for (int row = 0; row < 4; ++row) {
-        for (int column = 0; column < 4; ++column) {
+    for (std::size_t row = 0; row < 4; ++row) {
+        for (std::size_t column = 0; column < 4; ++column) {
             const double *const left = a.values + row * 4, *const right = b.values + column;
             product.values[row * 4 + column] =
                 left[0] * right[0] + left[1] * right[4] + left[2] * right[8] + left[3] * right[12];
@@ -27,7 +27,7 @@ matrix multiply(const matrix &a, const matrix &b) {
 
 matrix scaling(const double *factors) {
     matrix scaled = identity;
-    for (int axis = 0; axis < 3; ++axis)
+    for (std::size_t axis = 0; axis < 3; ++axis)
         scaled.values[axis * 5] = factors[axis];
     return scaled;
 }
