@@ -8,21 +8,13 @@
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
-#include <new>
 
 namespace qel::archives {
 
 class lazy_texts {
   public:
     lazy_texts() = default;
-    ~lazy_texts() {
-        for (block *next = first_.load(); next != nullptr;) {
-            block *const freed = next;
-            next = next->next;
-            std::free(freed);
-        }
-    }
+    ~lazy_texts();
     lazy_texts(const lazy_texts &) = delete;
     lazy_texts &operator=(const lazy_texts &) = delete;
 
@@ -35,21 +27,16 @@ class lazy_texts {
         char *const made = reinterpret_cast<char *>(memory + sizeof(block));
         write(made);
         made[length] = '\0';
-        const char *present = nullptr;
-        if (!slot.compare_exchange_strong(present, made, std::memory_order_acq_rel)) {
-            std::free(memory); // another thread was faster
-            return present;
-        }
-        auto *const added = new (memory) block{first_.load(std::memory_order_relaxed)};
-        while (!first_.compare_exchange_weak(added->next, added, std::memory_order_release))
-            continue;
-        return made;
+        return keep(slot, memory, made);
     }
 
   private:
     struct block {
         block *next;
     };
+
+    /// Puts a text into its slot, unless another thread was faster: then it is freed.
+    const char *keep(std::atomic<const char *> &slot, std::uint8_t *memory, const char *made);
 
     std::atomic<block *> first_{nullptr};
 };
