@@ -40,7 +40,7 @@ ogawa_schema kind_of(const char *schema) {
 } // namespace
 
 const char *find_value(const char *metadata, std::size_t metadata_length, const char *key,
-                       std::size_t &length) {
+                       std::size_t &value_length) {
     const std::size_t key_length = std::strlen(key);
     const char *const end = metadata + metadata_length;
     for (const char *pair = metadata; pair < end;) {
@@ -48,7 +48,7 @@ const char *find_value(const char *metadata, std::size_t metadata_length, const 
         const char *const pair_end = found != nullptr ? found : end;
         const auto pair_length = static_cast<std::size_t>(pair_end - pair);
         if (pair_length > key_length && pair[key_length] == '=' && std::memcmp(pair, key, key_length) == 0) {
-            length = pair_length - key_length - 1;
+            value_length = pair_length - key_length - 1;
             return pair + key_length + 1;
         }
         pair = pair_end + 1;
@@ -56,10 +56,10 @@ const char *find_value(const char *metadata, std::size_t metadata_length, const 
     return nullptr;
 }
 
-bool describe_object(const char *text, std::size_t length, arena &memory, object_metadata &metadata) {
+bool describe_object(const char *text, std::size_t text_length, arena &memory, object_metadata &metadata) {
     metadata = {text, "", OGAWA_SCHEMA_UNKNOWN};
     std::size_t schema_length = 0;
-    const char *const schema = find_value(text, length, "schema", schema_length);
+    const char *const schema = find_value(text, text_length, "schema", schema_length);
     if (schema == nullptr) return true;
     char *const copy = memory.array<char>(schema_length + 1);
     if (copy == nullptr) return false;

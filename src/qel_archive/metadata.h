@@ -18,9 +18,9 @@ struct object_metadata {
 
 /// Finds the value of a key, the first where there are several; null when there is none.
 const char *find_value(const char *metadata, std::size_t metadata_length, const char *key,
-                       std::size_t &length);
+                       std::size_t &value_length);
 
-/// Reads an object's text of `length` bytes; false when there is no memory.
-bool describe_object(const char *text, std::size_t length, arena &memory, object_metadata &metadata);
+/// Reads an object's text of `text_length` bytes; false when there is no memory.
+bool describe_object(const char *text, std::size_t text_length, arena &memory, object_metadata &metadata);
 
 } // namespace qel::archives

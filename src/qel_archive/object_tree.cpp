@@ -25,6 +25,7 @@ instance_source parse_source(const header_bytes &data) {
 
 class object_reader {
   public:
+    // NOLINTNEXTLINE(clang-analyzer-optin.cplusplus.UninitializedObject): its reader's constructor sets all
     object_reader(header_source &source, const header_context &context, arena &memory, shared_places *sharing,
                   object_tree &tree)
         : source_(source), context_(context), memory_(memory), sharing_(sharing), tree_(tree),
@@ -124,6 +125,7 @@ status object_reader::read_headers(std::uint64_t reference, std::uint64_t count,
     const std::uint64_t *const known =
         sharing_ == nullptr ? nullptr : sharing_->object_headers.find(reference);
     if (known != nullptr) {
+        // NOLINTNEXTLINE(performance-no-int-to-ptr)
         headers = reinterpret_cast<const object_headers *>(static_cast<std::uintptr_t>(*known));
         return headers->names.count == count ? QEL_ARCHIVE_OK : QEL_ARCHIVE_DAMAGED;
     }

@@ -149,6 +149,7 @@ status compound_reader::read_headers(std::uint64_t reference, std::uint64_t coun
     const std::uint64_t *const known =
         sharing_ == nullptr ? nullptr : sharing_->property_headers.find(reference);
     if (known != nullptr) {
+        // NOLINTNEXTLINE(performance-no-int-to-ptr)
         headers = reinterpret_cast<const property_headers *>(static_cast<std::uintptr_t>(*known));
         return headers->names.count == count ? QEL_ARCHIVE_OK : QEL_ARCHIVE_DAMAGED;
     }

@@ -187,7 +187,7 @@ void object_tree::write_path(std::uint32_t object, std::size_t length, char *pat
         const char *const name = objects[object].name;
         length -= std::strlen(name);
         if (length < capacity)
-            std::memcpy(path + length, name, std::min(capacity - length, std::strlen(name)));
+            std::copy_n(name, std::min(capacity - length, std::strlen(name)), path + length);
         if (--length < capacity) path[length] = '/';
     }
 }

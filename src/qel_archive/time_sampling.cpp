@@ -84,8 +84,8 @@ status read_time_samplings(const std::uint8_t *bytes, std::uint64_t size, arena 
 
 double sample_time(const time_sampling &sampling, std::uint64_t sample) {
     if (sampling.acyclic) return sampling.times[std::min<std::uint64_t>(sample, sampling.count - 1)];
-    const double turn = static_cast<double>(sample / sampling.count);
-    return sampling.times[sample % sampling.count] + turn * sampling.cycle;
+    const std::uint64_t turns = sample / sampling.count; // whole ones
+    return sampling.times[sample % sampling.count] + static_cast<double>(turns) * sampling.cycle;
 }
 
 std::uint64_t last_sample_at(const time_sampling &sampling, std::uint64_t count, double seconds) {
