@@ -99,7 +99,8 @@ void add_uv_set(ogawa_uv_set &set, const ogawa_polymesh &mesh, FuzzedDataProvide
         fuzz.ConsumeBool() ? mesh.face_index_count : fuzz.ConsumeIntegral<std::uint8_t>();
     if (held == 0) return; // no array either: it would not be bounded
     set.index_count = held;
-    set.indices = any_indices(fuzz, held, set.value_count, true);
+    // Values that are not counted bound no index, so each must be there: number 0.
+    set.indices = any_indices(fuzz, held, set.value_count, set.value_count != 0);
 }
 
 ogawa_polymesh make_mesh(FuzzedDataProvider &fuzz) {
