@@ -5,6 +5,7 @@
 #include "harness.h"
 #include "mesh_checks.h"
 
+#include <algorithm>
 #include <fuzzer/FuzzedDataProvider.h>
 
 using namespace qel;
@@ -92,14 +93,14 @@ void add_uv_set(ogawa_uv_set &set, const ogawa_polymesh &mesh, FuzzedDataProvide
     const std::uint32_t counts[] = {0, 1, mesh.vertex_count, mesh.face_index_count,
                                     fuzz.ConsumeIntegral<std::uint8_t>()};
     set.value_count = fuzz.PickValueInArray(counts);
-    set.values = any_floats(fuzz, std::size_t{set.value_count} * 2);
+    // Without a count the values bound nothing, and value 0 is there: what has no values has no array.
+    set.values = any_floats(fuzz, std::max<std::size_t>(set.value_count, 1) * 2);
     set.scope = fuzz.ConsumeIntegralInRange<std::uint32_t>(3, 4);
     if (fuzz.ConsumeBool()) return;
     const std::uint32_t held =
         fuzz.ConsumeBool() ? mesh.face_index_count : fuzz.ConsumeIntegral<std::uint8_t>();
     if (held == 0) return; // no array either: it would not be bounded
     set.index_count = held;
-    // Values that are not counted bound no index, so each must be there: number 0.
     set.indices = any_indices(fuzz, held, set.value_count, set.value_count != 0);
 }
 
