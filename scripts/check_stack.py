@@ -27,7 +27,7 @@ ALLOWANCE = 8 << 10  # for the deepest call of the C library, the loader's bindi
 OUTSIDE = set("""
     __errno_location aligned_alloc calloc close fclose ferror fopen64 fread free fseeko64 fstat64 ftello64 fwrite
     lstat64 madvise malloc memchr memcmp memcpy memmove memset mmap64 munmap open64 pread64 realloc remove rename rewind
-    rmdir setvbuf sincos snprintf strcmp strcspn strlen strncmp strspn strstr time unlink
+    ilogb rmdir scalbn setvbuf sincos snprintf strcmp strcspn strlen strncmp strspn strstr time unlink
 """.split())
 # How deep a function that calls itself goes, by a part of its name.
 RECURSIONS = {
