@@ -7,7 +7,6 @@ need "${build_packages[@]}" libcli11-dev zlib1g-dev chromium chromium-driver
 cmake --preset release >/dev/null
 cmake --build --preset release --target qel
 export QEL=$PWD/build/release/tools/qel/qel TORUS=$PWD/examples/data/torus.abc PYTHONDONTWRITEBYTECODE=1
-export ARCHIVES=${ARCHIVES:-$PWD/../shared/archives} # those tests are skipped without the folder
 if [ $# -gt 0 ]; then
     SHOTS=$(cd "$caller" && mkdir -p "$1" && cd "$1" && pwd)
     export SHOTS

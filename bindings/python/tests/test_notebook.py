@@ -63,10 +63,10 @@ class Notebook(Case):
         self.assertLess(PICTURE.stat().st_size, 100_000)
 
     def test_a_page_that_says_something_else_is_noticed(self) -> None:
-        specification = importlib.util.spec_from_file_location("run_notebook", SCRIPT)
-        assert specification is not None and specification.loader is not None
-        module = importlib.util.module_from_spec(specification)
-        specification.loader.exec_module(module)
+        found = importlib.util.spec_from_file_location("run_notebook", SCRIPT)
+        assert found is not None and found.loader is not None
+        module = importlib.util.module_from_spec(found)
+        found.loader.exec_module(module)
         page = "```python\nx = 2\nprint(x + 2)\n```\n\n```text\n5\n```\n\n```python\ny = x\n```\n"
         printed = module.run(page)
         self.assertEqual(printed, ["4\n", ""])
