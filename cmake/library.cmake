@@ -22,7 +22,9 @@ function(qel_add_objects target)
     endif()
   endif()
   if(QEL_UNIT_COVERAGE) # only what is measured is instrumented
-    target_compile_options(${target} PRIVATE --coverage)
+    # Counts of several threads are added atomically: a lost update makes counts that contradict each other, and gcov
+    # then prints negative ones, which its readers refuse.
+    target_compile_options(${target} PRIVATE --coverage -fprofile-update=atomic)
   endif()
 endfunction()
 
