@@ -6,7 +6,7 @@
 #include "model/agent_model.h"
 #include "support/temp_folder.h"
 
-#include "qel_unit/agent_directory.h"
+#include "qel_unit/agents/agent_directory.h"
 
 #include <fuzzer/FuzzedDataProvider.h>
 

@@ -10,8 +10,8 @@
 #include "model/node_walk_model.h"
 #include "model/polymesh_model.h"
 
-#include "ogawa_reader/data_nodes.h"
-#include "ogawa_reader/mesh_scan.h"
+#include "ogawa_reader/container/node_walk.h"
+#include "ogawa_reader/search/mesh_search.h"
 
 using namespace qel;
 using namespace qel::fuzz;

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "common/file.h"
 #include "qel_alembic/scene.h"
-#include "qel_unit/unit_file.h"
+#include "qel_unit/unit_format.h"
 
 #include <algorithm>
 #include <cstring>

@@ -2,7 +2,7 @@
 #include "qel_unit/unit_store.h"
 
 #include "common/heap.h"
-#include "qel_unit/unit_file.h"
+#include "qel_unit/unit_format.h"
 
 #include <cstring>
 

@@ -2,11 +2,11 @@
 // Every function that allocates, with its n-th allocation failing, alone and with all that follow, for every n until
 // it needs no more: a documented code, a record that can be released, nothing left behind.
 #include "common/heap.h"
-#include "ogawa_reader/archive_in_memory.h"
-#include "ogawa_reader/mesh_cache_cases.h"
-#include "ogawa_reader/stored_archive.h"
+#include "ogawa_reader/cache/cache_cases.h"
+#include "ogawa_reader/container/archive_in_memory.h"
+#include "ogawa_reader/container/stored_archive.h"
 #include "qel_alembic/scene_maker.h"
-#include "qel_unit/agent_fixture.h"
+#include "qel_unit/agents/agent_fixture.h"
 #include "qel_unit/unit_fixture.h"
 #include "support/archive_writer.h"
 #include "support/failing_heap.h"

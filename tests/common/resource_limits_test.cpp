@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 // The library where the system gives no more: an address space that is full, a disk that is full, a folder that may not
 // be written to.
-#include "ogawa_reader/stored_archive.h"
+#include "ogawa_reader/container/stored_archive.h"
 #include "qel_alembic/scene_maker.h"
-#include "qel_unit/agent_fixture.h"
+#include "qel_unit/agents/agent_fixture.h"
 #include "qel_unit/unit_fixture.h"
 #include "support/archive_writer.h"
 #include "support/mesh_maker.h"

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "failure/outcomes.h"
-#include "qel_unit/agent_fixture.h"
+#include "qel_unit/agents/agent_fixture.h"
 
 #include <filesystem>
 

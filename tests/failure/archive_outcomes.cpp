@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "failure/outcomes.h"
-#include "ogawa_reader/archive_in_memory.h"
-#include "ogawa_reader/read_mesh.h"
+#include "ogawa_reader/container/archive_in_memory.h"
+#include "ogawa_reader/mesh/read_mesh.h"
 
 #include <algorithm>
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "failure/outcomes.h"
-#include "ogawa_reader/mesh_cache_cases.h"
+#include "ogawa_reader/cache/cache_cases.h"
 
 #include <filesystem>
 #include <system_error>

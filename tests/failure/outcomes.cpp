@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "failure/outcomes.h"
 
-#include "qel_unit/agent_directory.h"
+#include "qel_unit/agents/agent_directory.h"
 
 #include <algorithm>
 #include <filesystem>

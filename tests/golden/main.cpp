@@ -5,9 +5,9 @@
 #include "common/bounds.h"
 #include "common/cpu.h"
 #include "golden/jobs.h"
-#include "ogawa_reader/skin_blend.h"
+#include "ogawa_reader/cache/skin_blend.h"
 #include "qel_archive/index_check.h"
-#include "qel_unit/finite_check.h"
+#include "qel_unit/verify/finite_check.h"
 #include "support/locales.h"
 
 #include <cstdio>

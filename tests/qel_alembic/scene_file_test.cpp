@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "qel_alembic/scene_file.h"
+#include "qel_alembic/scene_format.h"
 
 #include "model/scene_model.h"
 #include "qel_alembic/scene_maker.h"

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // What was saved loads, whatever its shape: no record that a file holds is taken for a claim. The bound on claims is set
 // to zero here, so that shapes of a few records show what otherwise takes those of many millions.
-#include "qel_alembic/scene_file.h"
+#include "qel_alembic/scene_format.h"
 #include "qel_alembic/scene_maker.h"
 #include "support/failing_heap.h"
 #include "support/temp_folder.h"

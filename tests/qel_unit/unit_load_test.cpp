@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "model/unit_model.h"
-#include "qel_unit/unit_file.h"
 #include "qel_unit/unit_fixture.h"
+#include "qel_unit/unit_format.h"
 #include "support/failing_heap.h"
 
 #include <gtest/gtest.h>

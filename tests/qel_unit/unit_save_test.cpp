@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "qel_unit/unit_file.h"
+#include "qel_unit/unit_format.h"
 
 #include "qel_unit/unit_fixture.h"
 #include "support/failing_write.h"

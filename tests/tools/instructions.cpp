@@ -2,11 +2,11 @@
 // instructions FOLDER: calls each hot function once or a fixed number of times on fixed inputs. scripts/instructions.sh
 // runs it under callgrind and compares the counts with tests/tools/instructions.txt.
 #include "common/bounds.h"
-#include "ogawa_reader/skin_blend.h"
+#include "ogawa_reader/cache/skin_blend.h"
 #include "qel_archive.h"
 #include "qel_archive/index_check.h"
 #include "qel_unit.h"
-#include "qel_unit/finite_check.h"
+#include "qel_unit/verify/finite_check.h"
 #include "support/archive_schemas.h"
 #include "support/archive_writer.h"
 

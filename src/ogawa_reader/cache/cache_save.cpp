@@ -1,0 +1,346 @@
+// SPDX-License-Identifier: MIT
+// Writing the mesh cache file. Errors after the file is open are not looked at.
+#include "ogawa_reader/cache/cache_format.h"
+
+#include "common/file.h"
+#include "common/heap.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+#include <limits>
+
+namespace qel {
+namespace {
+
+enum cache_save_status : std::int32_t {
+    cache_saved = 0,
+    no_mesh_to_save = -1,
+    index_out_of_range = -10,
+    cannot_create_cache = -2
+};
+
+bool has_face_counts(const ogawa_polymesh &mesh) {
+    return mesh.face_counts != nullptr && mesh.face_count > 0;
+}
+
+bool has_normals(const ogawa_polymesh &mesh) {
+    return mesh.normals != nullptr && mesh.normal_count > 0;
+}
+
+bool has_joints(const qel_skin *skin) {
+    return skin != nullptr && skin->joint_count > 0;
+}
+
+bool indices_in_range(const ogawa_polymesh &mesh) {
+    if (mesh.face_indices == nullptr) return true;
+    constexpr std::uint32_t at_once = 64; // a fixed number of comparisons is made a vector at a time
+    const std::uint32_t *index = mesh.face_indices;
+    const std::uint32_t *const end = index + mesh.face_index_count;
+    std::uint32_t beyond = 0;
+    for (; static_cast<std::size_t>(end - index) >= at_once && beyond == 0; index += at_once)
+        for (std::uint32_t i = 0; i < at_once; ++i)
+            beyond |= index[i] >= mesh.vertex_count ? 1u : 0u;
+    for (; index != end && beyond == 0; ++index)
+        beyond = *index >= mesh.vertex_count ? 1 : 0;
+    return beyond == 0;
+}
+
+/// What all faces claim together. With hand-made face counts it may be more than the header can say.
+struct face_totals {
+    std::uint64_t corners;
+    std::uint64_t triangles; // when every face is fanned
+};
+
+face_totals count_faces(const ogawa_polymesh &mesh) {
+    if (mesh.face_counts == nullptr) return {std::uint64_t{mesh.face_count} * 3, mesh.face_index_count / 3};
+    if (mesh.face_count == 0) return {0, mesh.face_index_count / 3};
+    face_totals totals = {0, 0};
+    for (std::uint32_t f = 0; f < mesh.face_count; ++f) {
+        totals.corners += mesh.face_counts[f];
+        totals.triangles += std::max(mesh.face_counts[f], 2u) - 2;
+    }
+    return totals;
+}
+
+/// Counts and offsets beyond 32 bits keep their low 32 bits.
+qel_mesh_header make_header(const ogawa_polymesh &mesh, const qel_skin *skin, std::uint64_t triangles) {
+    const std::uint32_t block_of_vertices = mesh.vertex_count * bytes_per_triple;
+    qel_mesh_header header = {};
+    std::memcpy(header.magic, mesh_cache_magic, sizeof header.magic);
+    header.version = mesh_cache_version;
+    header.vertex_count = mesh.vertex_count;
+    header.triangle_count = static_cast<std::uint32_t>(triangles);
+    header.joint_count = skin == nullptr ? 0 : skin->joint_count;
+    header.reserved = 1;
+    std::memcpy(header.bounds_min, mesh.bounds_min, sizeof header.bounds_min);
+    std::memcpy(header.bounds_max, mesh.bounds_max, sizeof header.bounds_max);
+    header.positions_offset = sizeof header;
+    header.indices_offset = header.positions_offset + block_of_vertices;
+    if (has_normals(mesh)) {
+        header.flags |= QEL_MESH_HAS_NORMALS;
+        header.normals_offset = header.indices_offset;
+        header.indices_offset += block_of_vertices;
+    }
+    if (has_joints(skin)) {
+        header.flags |= QEL_MESH_HAS_SKIN;
+        header.skin_offset = header.indices_offset + header.triangle_count * bytes_per_triple;
+    }
+    return header;
+}
+
+void write_zeros(std::FILE *file, std::uint64_t size) {
+    static constexpr std::uint8_t zeros[4096] = {};
+    while (size > 0) {
+        const std::uint64_t piece = std::min<std::uint64_t>(size, sizeof zeros);
+        if (std::fwrite(zeros, 1, static_cast<std::size_t>(piece), file) != piece) return;
+        size -= piece;
+    }
+}
+
+/// Writes an array, or as many zeros where there is none.
+template <class T>
+void write_array(std::FILE *file, const T *array, std::uint64_t count) {
+    if (array == nullptr)
+        write_zeros(file, count * sizeof(T));
+    else
+        std::fwrite(array, sizeof(T), static_cast<std::size_t>(count), file);
+}
+
+/// Adds the normal of every corner to its vertex. Faces lie one after the other, so the walk over faces and their
+/// corners is one run over `claimed` corners; it ends where the face indices do, which are all in range.
+void add_corner_normals(const ogawa_polymesh &mesh, std::uint64_t claimed, float *sums) {
+    const std::uint64_t held = mesh.face_indices == nullptr ? 0 : mesh.face_index_count;
+    const std::uint64_t corners = std::min(claimed, held);
+    const auto add = [&](std::uint64_t corner, const float *normal) {
+        float *const sum = sums + std::uint64_t{mesh.face_indices[corner]} * 3;
+        const float x = sum[0] + normal[0], y = sum[1] + normal[1], z = sum[2] + normal[2];
+        sum[0] = x; // after all sums, so that the compiler can make them in one step
+        sum[1] = y;
+        sum[2] = z;
+    };
+    const std::uint64_t own = std::min<std::uint64_t>(corners, mesh.normal_count);
+    for (std::uint64_t corner = 0; corner < own; ++corner)
+        add(corner, mesh.normals + corner * 3);
+    for (std::uint64_t corner = own; corner < corners; ++corner)
+        add(corner, mesh.normals); // too few normals: the first stands in
+}
+
+/// A few vectors at once, component by component, so that the compiler makes vector instructions of the arithmetic.
+struct vector_run {
+    static constexpr std::uint64_t size = 64;
+
+    float x[size] = {}, y[size] = {}, z[size] = {};
+
+    void take(const float *vectors, std::uint64_t count) {
+        for (std::uint64_t i = 0; i < count; ++i) {
+            x[i] = vectors[i * 3];
+            y[i] = vectors[i * 3 + 1];
+            z[i] = vectors[i * 3 + 2];
+        }
+    }
+
+    /// A vector without length, or of a length that is no number, is divided by 1 and stays as it is.
+    void normalize() {
+        float length[size];
+        for (std::uint64_t i = 0; i < size; ++i)
+            length[i] = std::sqrt(x[i] * x[i] + y[i] * y[i] + z[i] * z[i]);
+        for (std::uint64_t i = 0; i < size; ++i)
+            length[i] = length[i] > 1e-8f ? length[i] : 1.0f;
+        for (std::uint64_t i = 0; i < size; ++i) {
+            x[i] /= length[i];
+            y[i] /= length[i];
+            z[i] /= length[i];
+        }
+    }
+
+    void give(float *vectors, std::uint64_t count) const {
+        for (std::uint64_t i = 0; i < count; ++i) {
+            vectors[i * 3] = x[i];
+            vectors[i * 3 + 1] = y[i];
+            vectors[i * 3 + 2] = z[i];
+        }
+    }
+};
+
+/// Normalises vectors and writes them piece by piece, while a piece is in the processor's cache. Pieces much smaller
+/// than that cost the file system more.
+void write_normalized(std::FILE *file, float *vectors, std::uint64_t count) {
+    constexpr std::uint64_t at_once = 1024 * vector_run::size;
+    vector_run run;
+    while (count > 0) {
+        const std::uint64_t piece = std::min(count, at_once);
+        for (std::uint64_t first = 0; first < piece; first += vector_run::size) {
+            const std::uint64_t some = std::min(piece - first, vector_run::size);
+            run.take(vectors + first * 3, some);
+            run.normalize();
+            run.give(vectors + first * 3, some);
+        }
+        write_array(file, vectors, piece * 3);
+        vectors += piece * 3;
+        count -= piece;
+    }
+}
+
+/// Normals per vertex and as many as vertices are written as they are, others are averaged over corners. Without
+/// memory for that the block is left out, although the header announces it.
+void write_normals(std::FILE *file, const ogawa_polymesh &mesh, std::uint64_t corners) {
+    const std::uint64_t vertices = mesh.vertex_count;
+    if (mesh.normal_scope == OGAWA_SCOPE_VERTEX && mesh.normal_count == mesh.vertex_count) {
+        write_array(file, mesh.normals, vertices * 3);
+        return;
+    }
+    const scratch<float> sums(heap_zeroed<float>(vertices * 3));
+    // Counters of corners are asked for like the sums, but never needed: a vertex without corners has no length.
+    const scratch<std::uint32_t> counts(heap_array<std::uint32_t>(vertices));
+    if (sums == nullptr || counts == nullptr) return;
+    add_corner_normals(mesh, corners, sums.get());
+    write_normalized(file, sums.get(), vertices);
+}
+
+/// Collects triangles and writes them in pieces that stay in the processor's cache, but are large enough for the file
+/// system.
+class triangle_writer {
+  public:
+    triangle_writer(std::FILE *file, std::uint32_t *buffer, std::uint64_t room)
+        : file_(file), buffer_(buffer), end_(buffer + std::min(room, most_triangles) * 3), next_(buffer) {}
+    ~triangle_writer() { flush(); }
+    triangle_writer(const triangle_writer &) = delete;
+    triangle_writer &operator=(const triangle_writer &) = delete;
+
+    void add(std::uint32_t a, std::uint32_t b, std::uint32_t c) {
+        if (next_ == end_) flush();
+        next_[0] = a;
+        next_[1] = b;
+        next_[2] = c;
+        next_ += 3;
+    }
+
+    /// Fans faces of 3 or 4 corners, which nearly all are, until there is another one, the room may not last or `most`
+    /// are done; returns how many. Moves `corners` past them.
+    std::uint32_t add_small(const std::uint32_t *counts, std::uint64_t most, const std::uint32_t *&corners) {
+        if (end_ - next_ < 6) flush();
+        most = std::min(most, static_cast<std::uint64_t>(end_ - next_) / 6);
+        std::uint32_t face = 0;
+        for (; face < most && (counts[face] == 3 || counts[face] == 4); ++face) {
+            std::memcpy(next_, corners, 3 * sizeof *next_);
+            next_ += 3;
+            if (counts[face] == 4) {
+                next_[0] = corners[0];
+                std::memcpy(next_ + 1, corners + 2, 2 * sizeof *next_);
+                next_ += 3;
+            }
+            corners += counts[face];
+        }
+        return face;
+    }
+
+  private:
+    void flush() {
+        std::fwrite(buffer_, sizeof *buffer_, static_cast<std::size_t>(next_ - buffer_), file_);
+        next_ = buffer_;
+    }
+
+    static constexpr std::uint64_t most_triangles = 65536;
+
+    std::FILE *file_;
+    std::uint32_t *buffer_;
+    std::uint32_t *end_;
+    std::uint32_t *next_;
+};
+
+/// The corners that may be read. A count of 0 means that the caller did not say how many there are.
+std::uint64_t corners_held(const ogawa_polymesh &mesh) {
+    if (mesh.face_indices == nullptr) return 0;
+    return mesh.face_index_count != 0 ? mesh.face_index_count : std::numeric_limits<std::uint64_t>::max();
+}
+
+/// The vertex of a corner, or vertex 0 where hand-made counts lead beyond the indices.
+std::uint32_t corner_vertex(const ogawa_polymesh &mesh, std::uint64_t corner) {
+    return corner < corners_held(mesh) ? mesh.face_indices[corner] : 0;
+}
+
+/// The triangles of a face of any number of corners.
+void write_fan(triangle_writer &writer, const ogawa_polymesh &mesh, std::uint64_t face,
+               std::uint64_t face_end) {
+    const std::uint32_t first = corner_vertex(mesh, face);
+    std::uint32_t previous = corner_vertex(mesh, face + 1);
+    for (std::uint64_t corner = face + 2; corner < face_end; ++corner) {
+        const std::uint32_t vertex = corner_vertex(mesh, corner);
+        writer.add(first, previous, vertex);
+        previous = vertex;
+    }
+}
+
+/// Whether the counts may be followed. A slip leads a few corners beyond the indices; a hostile file's counts lead
+/// billions beyond and would make gigabytes of a small mesh.
+bool counts_fit_mesh(const ogawa_polymesh &mesh, std::uint64_t corners) {
+    if (mesh.face_indices != nullptr && mesh.face_index_count == 0) return true; // the caller knows how many
+    constexpr std::uint64_t most_missing = 1 << 24; // corners: 200 MB of triangles
+    const std::uint64_t held = mesh.face_indices == nullptr ? 0 : mesh.face_index_count;
+    return corners <= held + most_missing;
+}
+
+/// Fans every face about its first corner; faces of fewer than 3 corners give no triangle.
+void write_fans(std::FILE *file, const ogawa_polymesh &mesh, const face_totals &totals) {
+    if (totals.triangles > std::numeric_limits<std::uint32_t>::max()) return;
+    if (!counts_fit_mesh(mesh, totals.corners)) return;
+    // The whole block is asked for, and left out where it cannot be had; only its beginning is put to use.
+    const scratch<std::uint32_t> block(heap_array<std::uint32_t>(totals.triangles * 3));
+    if (block == nullptr) return;
+    triangle_writer writer(file, block.get(), totals.triangles);
+    const std::uint64_t held = corners_held(mesh);
+    std::uint64_t face = 0; // its first corner
+    for (std::uint32_t f = 0; f < mesh.face_count;) {
+        const std::uint64_t rest = held > face ? held - face : 0;
+        const std::uint32_t *corners = mesh.face_indices + (rest != 0 ? face : 0);
+        const std::uint32_t *const first = corners;
+        const std::uint32_t small = writer.add_small(
+            mesh.face_counts + f, std::min<std::uint64_t>(rest / 4, mesh.face_count - f), corners);
+        f += small;
+        face += static_cast<std::uint64_t>(corners - first);
+        if (small != 0) continue;
+        const std::uint64_t face_end = face + mesh.face_counts[f];
+        if (mesh.face_counts[f] >= 3) write_fan(writer, mesh, face, face_end);
+        face = face_end;
+        ++f;
+    }
+}
+
+void write_triangles(std::FILE *file, const ogawa_polymesh &mesh, const face_totals &totals) {
+    if (has_face_counts(mesh))
+        write_fans(file, mesh, totals);
+    else if (mesh.face_indices != nullptr)
+        write_array(file, mesh.face_indices, totals.triangles * 3);
+}
+
+void write_skin(std::FILE *file, const qel_skin &skin) {
+    write_array(file, &skin.joint_count, 1);
+    write_array(file, skin.joints, skin.joint_count);
+    write_array(file, &skin.weight_count, 1);
+    write_array(file, skin.weights, skin.weight_count);
+    write_array(file, skin.bind_extra, sizeof skin.bind_extra);
+}
+
+} // namespace
+} // namespace qel
+
+extern "C" {
+
+int32_t qel_mesh_save(const ogawa_polymesh *mesh, const qel_skin *skin, const char *path) {
+    using namespace qel;
+    if (mesh == nullptr || path == nullptr || mesh->vertex_count == 0) return no_mesh_to_save;
+    if (!indices_in_range(*mesh)) return index_out_of_range;
+    const file_stream file(std::fopen(path, "wb"));
+    if (file == nullptr) return cannot_create_cache;
+    const face_totals totals = count_faces(*mesh);
+    const qel_mesh_header header = make_header(*mesh, skin, totals.triangles);
+    write_array(file.get(), &header, 1);
+    write_array(file.get(), mesh->positions, std::uint64_t{mesh->vertex_count} * 3);
+    if (has_normals(*mesh)) write_normals(file.get(), *mesh, totals.corners);
+    write_triangles(file.get(), *mesh, totals);
+    if (has_joints(skin)) write_skin(file.get(), *skin);
+    return cache_saved;
+}
+
+} // extern "C"

@@ -1,0 +1,274 @@
+// SPDX-License-Identifier: MIT
+// Vertex-to-face and face-to-vertex adjacency in flat arrays: two counting passes and prefix sums.
+#include "qel_unit.h"
+
+#include "common/heap.h"
+#include "ogawa_reader/geometry/faces.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <cstring>
+
+namespace qel {
+
+namespace {
+
+enum manifold_status : std::int32_t { joined = 0, nothing_to_join = -1, no_memory_for_manifold = -2 };
+enum neighbors_status : std::int32_t { listed = 0, no_such_vertex = -1, no_memory_for_neighbors = -2 };
+
+/// Adds to each vertex's counter the corners that name it.
+void count_corners(const mesh_faces &faces, std::uint32_t vertex_count, std::uint32_t *counters) {
+    const std::uint64_t end = std::min<std::uint64_t>(faces.claimed_corners(), faces.readable);
+    for (std::uint64_t corner = 0; corner < end; ++corner) {
+        const std::uint32_t vertex = faces.indices[corner];
+        if (vertex < vertex_count) ++counters[vertex];
+    }
+}
+
+/// Replaces each counter by the sum of those before it and returns the sum of all. It is at most the number of
+/// readable corners, so it does not wrap.
+std::uint32_t sum_counters(std::uint32_t vertex_count, std::uint32_t *counters) {
+    std::uint32_t sum = 0;
+    for (std::uint32_t vertex = 0; vertex < vertex_count; ++vertex) {
+        const std::uint32_t count = counters[vertex];
+        counters[vertex] = sum;
+        sum += count;
+    }
+    return sum;
+}
+
+/// Writes each face to the next place of every vertex its corners name.
+void distribute_faces(const mesh_faces &faces, std::uint32_t vertex_count, std::uint32_t *next,
+                      std::uint32_t *vertex_faces) {
+    std::uint32_t corner = 0;
+    for (std::uint32_t face = 0; face < faces.count && corner < faces.readable; ++face) {
+        const std::uint32_t end = faces.end_of(face, corner);
+        for (; corner < end; ++corner) {
+            const std::uint32_t vertex = faces.indices[corner];
+            if (vertex < vertex_count) vertex_faces[next[vertex]++] = face;
+        }
+    }
+}
+
+/// Builds the vertices' face lists; false when there is no memory. The offsets serve as counters first, one place on:
+/// there each counter grows from its vertex's first place to the next vertex's, which is what the offsets are to hold.
+bool list_vertex_faces(const mesh_faces &faces, ogawa_manifold &manifold) {
+    const std::uint32_t vertex_count = manifold.vertex_count;
+    // Counters of their own are asked for, but not needed.
+    const scratch<std::uint32_t> counters(heap_zeroed<std::uint32_t>(vertex_count));
+    if (counters == nullptr) return false;
+    manifold.vertex_face_offsets = heap_array<std::uint32_t>(std::uint64_t{vertex_count} + 1);
+    if (manifold.vertex_face_offsets == nullptr) return false;
+    std::uint32_t *const ends = manifold.vertex_face_offsets + 1;
+    std::fill_n(manifold.vertex_face_offsets, std::size_t{vertex_count} + 1, 0u);
+    count_corners(faces, vertex_count, ends);
+    const std::uint32_t place_count = sum_counters(vertex_count, ends);
+    manifold.vertex_faces = heap_array<std::uint32_t>(place_count);
+    if (manifold.vertex_faces == nullptr && place_count != 0) {
+        std::free(manifold.vertex_face_offsets); // the field deliberately stays as it is
+        return false;
+    }
+    distribute_faces(faces, vertex_count, ends, manifold.vertex_faces);
+    return true;
+}
+
+/// Where each face's corners begin. Faces beyond the readable corners are empty, so that whoever follows the
+/// offsets stays within `face_vertices`.
+bool list_face_offsets(const mesh_faces &faces, ogawa_manifold &manifold) {
+    std::uint32_t *const offsets = heap_array<std::uint32_t>(std::uint64_t{faces.count} + 1);
+    manifold.face_offsets = offsets;
+    if (offsets == nullptr) return false;
+    std::uint32_t end = 0;
+    offsets[0] = 0;
+    for (std::uint32_t face = 0; face < faces.count; ++face)
+        offsets[std::size_t{face} + 1] = end = faces.end_of(face, end);
+    return true;
+}
+
+/// A vertex's part of `vertex_faces`.
+struct face_list {
+    const std::uint32_t *faces;
+    std::uint32_t count;
+};
+
+/// Whether the offsets lead to freed memory: the build had faces to list, and no memory for the lists.
+bool failed_half_way(const ogawa_manifold &manifold) {
+    return manifold.vertex_faces == nullptr && manifold.face_offsets == nullptr && manifold.face_count != 0;
+}
+
+/// Finds a vertex's part; false where there is none. Where no vertex has a face, `vertex_faces` may be null.
+bool find_faces(const ogawa_manifold *manifold, std::uint32_t vertex, face_list &list) {
+    if (manifold == nullptr || vertex >= manifold->vertex_count) return false;
+    if (manifold->vertex_face_offsets == nullptr || failed_half_way(*manifold)) return false;
+    const std::uint32_t first = manifold->vertex_face_offsets[vertex];
+    list.count = manifold->vertex_face_offsets[std::size_t{vertex} + 1] - first;
+    list.faces = manifold->vertex_faces != nullptr ? manifold->vertex_faces + first : nullptr;
+    return list.faces != nullptr || list.count == 0;
+}
+
+/// Calls `visit` with the corners of each face of an ascending list. A face that stands there once per repeated
+/// vertex is visited once: the others show nothing new, and their number may be the square of the corners.
+template <class Visit>
+void for_each_face(const face_list &list, const std::uint32_t *face_offsets, Visit visit) {
+    for (std::uint32_t i = 0; i < list.count; ++i) {
+        const std::uint32_t face = list.faces[i];
+        if (i != 0 && face == list.faces[i - 1]) continue;
+        visit(face_offsets[face], face_offsets[std::size_t{face} + 1]);
+    }
+}
+
+/// How many corners of a list's faces name another vertex than `vertex`.
+std::uint64_t count_others(const face_list &list, const std::uint32_t *face_offsets,
+                           const std::uint32_t *face_indices, std::uint32_t vertex) {
+    std::uint64_t count = 0;
+    for_each_face(list, face_offsets, [&](std::uint32_t first, std::uint32_t last) {
+        for (std::uint32_t corner = first; corner < last; ++corner)
+            count += face_indices[corner] != vertex ? 1 : 0;
+    });
+    return count;
+}
+
+constexpr std::uint32_t most_on_stack = 64; // neighbours, more than vertices but the poles of fans have
+
+/// What one walk over a vertex's faces finds.
+struct gathered {
+    std::uint32_t count;   // neighbours; more than `most_on_stack` where there are more
+    std::uint64_t corners; // of the faces
+};
+
+/// Writes the vertices of a list's faces but `vertex` itself in the order of their first appearance. Of what has been
+/// written a word keeps a mark for each vertex number's low bits: where there is none, a vertex need not be searched.
+gathered gather_few_others(const face_list &list, const std::uint32_t *face_offsets,
+                           const std::uint32_t *face_indices, std::uint32_t vertex, std::uint32_t *others) {
+    gathered walk = {0, 0};
+    std::uint64_t marks = 0;
+    for_each_face(list, face_offsets, [&](std::uint32_t first, std::uint32_t last) {
+        walk.corners += last - first;
+        for (std::uint32_t corner = first; corner < last && walk.count <= most_on_stack; ++corner) {
+            const std::uint32_t other = face_indices[corner];
+            if (other == vertex) continue;
+            const std::uint64_t mark = std::uint64_t{1} << other % 64;
+            std::uint32_t seen = (marks & mark) == 0 ? walk.count : 0;
+            while (seen != walk.count && others[seen] != other)
+                ++seen;
+            if (seen != walk.count) continue;
+            marks |= mark;
+            if (walk.count < most_on_stack) others[walk.count] = other;
+            ++walk.count;
+        }
+    });
+    return walk;
+}
+
+std::uint32_t vertex_of(std::uint64_t key) {
+    return static_cast<std::uint32_t>(key);
+}
+
+/// The same for any number of them: as keys, whose vertices vertex_of() tells. Returns how many there are.
+///
+/// A key holds a corner's vertex and its place. Sorted by vertex, the first of equal ones stays; turned round and
+/// sorted again, they are in the order of their places. No choice of vertices makes that slow.
+std::uint64_t gather_many_others(const face_list &list, const std::uint32_t *face_offsets,
+                                 const std::uint32_t *face_indices, std::uint32_t vertex,
+                                 std::uint64_t *keys) {
+    std::uint64_t count = 0;
+    for_each_face(list, face_offsets, [&](std::uint32_t first, std::uint32_t last) {
+        for (std::uint32_t corner = first; corner < last; ++corner)
+            if (face_indices[corner] != vertex) {
+                keys[count] = std::uint64_t{face_indices[corner]} << 32 | count;
+                ++count;
+            }
+    });
+    std::sort(keys, keys + count);
+    std::uint64_t *const end =
+        std::unique(keys, keys + count, [](std::uint64_t a, std::uint64_t b) { return a >> 32 == b >> 32; });
+    std::transform(keys, end, keys, [](std::uint64_t key) { return key << 32 | key >> 32; });
+    std::sort(keys, end);
+    return static_cast<std::uint64_t>(end - keys);
+}
+
+/// `face_indices` of a mesh, from the address of its `face_counts`. The caller may have no more than the run of
+/// fields from the one to the other.
+const std::uint32_t *face_indices_from(const void *faces) {
+    constexpr std::size_t distance =
+        offsetof(ogawa_polymesh, face_indices) - offsetof(ogawa_polymesh, face_counts);
+    static_assert(distance == 2 * sizeof(void *), "face_counts, face_count and face_indices are neighbours");
+    const std::uint32_t *indices;
+    std::memcpy(&indices, static_cast<const char *>(faces) + distance, sizeof indices);
+    return indices;
+}
+
+} // namespace
+
+} // namespace qel
+
+extern "C" {
+
+using namespace qel;
+
+int32_t ogawa_build_manifold(ogawa_polymesh *mesh) {
+    if (mesh == nullptr || mesh->vertex_count == 0) return nothing_to_join;
+    ogawa_manifold &manifold = mesh->manifold;
+    std::memset(&manifold, 0, sizeof manifold);
+    manifold.vertex_count = mesh->vertex_count;
+    manifold.face_count = mesh->face_count;
+    const mesh_faces faces(*mesh);
+    if (!list_vertex_faces(faces, manifold)) return no_memory_for_manifold;
+    if (!list_face_offsets(faces, manifold)) return no_memory_for_manifold;
+    manifold.face_vertices = mesh->face_indices;
+    return joined;
+}
+
+int32_t ogawa_get_vertex_faces(const ogawa_manifold *manifold, uint32_t vertex, const uint32_t **faces,
+                               uint32_t *count) {
+    face_list list;
+    if (!find_faces(manifold, vertex, list)) return no_such_vertex;
+    *faces = list.faces;
+    *count = list.count;
+    return listed;
+}
+
+int32_t ogawa_get_vertex_neighbors(const ogawa_manifold *manifold, const void *faces, uint32_t vertex,
+                                   uint32_t **neighbors, uint32_t *count) {
+    face_list list;
+    if (faces == nullptr || !find_faces(manifold, vertex, list)) return no_such_vertex;
+    if (list.count != 0 && manifold->face_offsets == nullptr) return no_such_vertex;
+    const std::uint32_t *const offsets = manifold->face_offsets;
+    const std::uint32_t *const indices = face_indices_from(faces);
+    std::uint32_t few_others[most_on_stack];
+    const gathered walk = gather_few_others(list, offsets, indices, vertex, few_others);
+    const bool are_few = walk.count <= most_on_stack;
+    // Ten words a face, as five keys; more only where faces are large and the keys are needed.
+    std::uint64_t room = std::uint64_t{5} * list.count;
+    if (!are_few && walk.corners > room) room = std::max(room, count_others(list, offsets, indices, vertex));
+    const scratch<std::uint64_t> keys(heap_array<std::uint64_t>(room)); // asked for in any case
+    if (keys == nullptr) return no_memory_for_neighbors;
+    const std::uint64_t kept =
+        are_few ? walk.count : gather_many_others(list, offsets, indices, vertex, keys.get());
+    std::uint32_t *const result = heap_array<std::uint32_t>(kept);
+    if (result == nullptr) return no_memory_for_neighbors;
+    if (are_few)
+        std::copy_n(few_others, kept, result);
+    else
+        std::transform(keys.get(), keys.get() + kept, result, vertex_of);
+    *neighbors = result;
+    *count = static_cast<std::uint32_t>(kept);
+    return listed;
+}
+
+int32_t ogawa_is_manifold_closed(const ogawa_manifold *) {
+    return 0;
+}
+
+void ogawa_free_manifold(ogawa_manifold *manifold) {
+    if (manifold == nullptr) return;
+    release(manifold->vertex_faces);
+    release(manifold->vertex_face_offsets);
+    release(manifold->face_offsets);
+    release(manifold->aux_array_a);
+    release(manifold->aux_array_b);
+    release(manifold->aux_array_c);
+    std::memset(manifold, 0, sizeof *manifold);
+}
+
+} // extern "C"

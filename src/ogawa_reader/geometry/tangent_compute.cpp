@@ -1,0 +1,254 @@
+// SPDX-License-Identifier: MIT
+// Tangents and bitangents: read from an archive by the block scan, or computed from positions and UVs.
+#include "qel_unit.h"
+
+#include "common/file.h"
+#include "common/heap.h"
+#include "ogawa_reader/geometry/faces.h"
+#include "ogawa_reader/search/block_search.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+#include <limits>
+
+namespace qel {
+
+namespace {
+
+enum frame_status : std::int32_t { frame_read = 0, no_frame = -1, no_memory_for_frame = -2 };
+enum compute_status : std::int32_t {
+    computed = 0,
+    nothing_to_do = -1,
+    no_such_set = -2,
+    no_memory_for_tangents = -3
+};
+
+constexpr std::uint32_t components_per_vector = 3;
+constexpr std::uint32_t most_candidates = 32;
+
+struct block_pair {
+    float_block tangents, bitangents;
+};
+
+/// The first block that a later one equals in length, and the first such later one.
+bool find_pair(std::FILE *stream, block_pair &pair) {
+    float_block blocks[most_candidates];
+    const std::uint32_t count = list_blocks(stream, unit_vector_blocks, blocks, most_candidates);
+    const float_block *const end = blocks + count;
+    for (const float_block *first = blocks; first != end; ++first) {
+        const float_block *const second = std::find_if(
+            first + 1, end, [first](const float_block &block) { return block.size == first->size; });
+        if (second == end) continue;
+        pair = {*first, *second};
+        return true;
+    }
+    return false;
+}
+
+/// Reads vectors; what the stream ends before is zero.
+void read_vectors(std::FILE *stream, const float_block &block, float *vectors) {
+    const auto size = static_cast<std::size_t>(block.size);
+    const std::size_t got = read_at(stream, block.at, vectors, size);
+    std::memset(reinterpret_cast<char *>(vectors) + got, 0, size - got);
+}
+
+struct vec3 {
+    float x, y, z;
+};
+
+vec3 operator-(const vec3 &a, const vec3 &b) {
+    return {a.x - b.x, a.y - b.y, a.z - b.z};
+}
+
+vec3 operator*(const vec3 &a, float factor) {
+    return {a.x * factor, a.y * factor, a.z * factor};
+}
+
+vec3 vector_at(const float *vectors, std::uint32_t number) {
+    const float *const vector = vectors + std::size_t{number} * components_per_vector;
+    return {vector[0], vector[1], vector[2]};
+}
+
+void add_to(float *vectors, std::uint32_t number, const vec3 &addend) {
+    float *const vector = vectors + std::size_t{number} * components_per_vector;
+    vector[0] += addend.x;
+    vector[1] += addend.y;
+    vector[2] += addend.z;
+}
+
+struct uv_pair {
+    float u, v;
+};
+
+/// The UVs of a mesh's corners.
+class uv_lookup {
+  public:
+    explicit uv_lookup(const ogawa_uv_set &set)
+        : values_(set.values), value_count_(set.value_count),
+          indices_(set.scope == OGAWA_SCOPE_FACE_VARYING ? set.indices : nullptr),
+          index_count_(set.index_count != 0 ? set.index_count : no_bound) {
+        if (indices_ != nullptr && value_count_ == 0) value_count_ = no_bound;
+    }
+
+    /// By the corner's index in a face-varying set with indices, else by its vertex; number 0 stands in for one
+    /// that is missing or out of range.
+    uv_pair at(std::uint32_t corner, std::uint32_t vertex) const {
+        if (values_ == nullptr) return {0.0f, 0.0f};
+        std::uint32_t number = vertex;
+        if (indices_ != nullptr) number = corner < index_count_ ? indices_[corner] : 0;
+        if (number >= value_count_) number = 0;
+        const float *const value = values_ + std::size_t{number} * 2;
+        return {value[0], value[1]};
+    }
+
+  private:
+    /// Of a record filled by hand that does not say how many entries an array has.
+    static constexpr std::uint64_t no_bound = std::numeric_limits<std::uint64_t>::max();
+
+    const float *values_;
+    std::uint64_t value_count_;
+    const std::uint32_t *indices_;
+    std::uint64_t index_count_;
+};
+
+struct face_frame {
+    vec3 tangent, bitangent;
+};
+
+/// The directions in which u and v grow on a triangle. UVs that span no area do not leave the face out: they
+/// make its vectors very long, and normalising tames them.
+face_frame frame_of(const vec3 (&points)[3], const uv_pair (&uvs)[3]) {
+    const vec3 e1 = points[1] - points[0], e2 = points[2] - points[0];
+    const float du1 = uvs[1].u - uvs[0].u, dv1 = uvs[1].v - uvs[0].v;
+    const float du2 = uvs[2].u - uvs[0].u, dv2 = uvs[2].v - uvs[0].v;
+    const float det = du1 * dv2 - dv1 * du2;
+    const float r = std::fabs(det) < 1e-8f ? 1e8f : 1.0f / det;
+    return {(e1 * dv2 - e2 * dv1) * r, (e2 * du1 - e1 * du2) * r};
+}
+
+/// The vectors of a face, from its first three corners; false when a vertex of theirs does not exist.
+bool find_face_frame(const ogawa_polymesh &mesh, const uv_lookup &uvs, std::uint32_t first,
+                     face_frame &frame) {
+    vec3 points[3];
+    uv_pair corner_uvs[3];
+    for (std::uint32_t m = 0; m < 3; ++m) {
+        const std::uint32_t vertex = mesh.face_indices[first + m];
+        if (vertex >= mesh.vertex_count) return false;
+        points[m] = vector_at(mesh.positions, vertex);
+        corner_uvs[m] = uvs.at(first + m, vertex);
+    }
+    frame = frame_of(points, corner_uvs);
+    return true;
+}
+
+/// Adds each face's vectors to all its vertices. A face without three corners adds nothing, nor does one whose
+/// first three do not exist.
+void accumulate(const ogawa_polymesh &mesh, const uv_lookup &uvs) {
+    if (mesh.positions == nullptr) return;
+    const mesh_faces faces(mesh);
+    const std::uint32_t vertex_count = mesh.vertex_count;
+    float *const tangents = mesh.tangent_frame.tangents;
+    float *const bitangents = mesh.tangent_frame.bitangents;
+    std::uint32_t end = 0;
+    for (std::uint32_t face = 0; face < faces.count && end < faces.readable; ++face) {
+        const std::uint32_t first = end;
+        end = faces.end_of(face, first);
+        face_frame frame;
+        if (end - first < 3 || !find_face_frame(mesh, uvs, first, frame)) continue;
+        for (std::uint32_t corner = first; corner < end; ++corner) {
+            const std::uint32_t vertex = faces.indices[corner];
+            if (vertex >= vertex_count) continue;
+            add_to(tangents, vertex, frame.tangent);
+            add_to(bitangents, vertex, frame.bitangent);
+        }
+    }
+}
+
+/// Makes vectors one unit long; one that is (nearly) zero stays as it is.
+void normalise(float *vectors, std::uint32_t count) {
+    float *const end = vectors + std::size_t{count} * components_per_vector;
+    for (float *vector = vectors; vector != end; vector += components_per_vector) {
+        const float x = vector[0], y = vector[1], z = vector[2];
+        const float length = std::sqrt(x * x + y * y + z * z);
+        if (!(length > 1e-8f)) continue;
+        vector[0] = x / length;
+        vector[1] = y / length;
+        vector[2] = z / length;
+    }
+}
+
+/// Whether a set has this name. A field without a terminator is a name of all its characters.
+bool has_name(const ogawa_uv_set &set, const char *name) {
+    for (const char character : set.name) {
+        if (character != *name) return false;
+        if (character == '\0') return true;
+        ++name;
+    }
+    return *name == '\0';
+}
+
+/// The set of that name, or the first for a null name; null when there is none.
+const ogawa_uv_set *choose_set(const ogawa_polymesh &mesh, const char *name) {
+    if (mesh.uv_sets == nullptr || name == nullptr) return mesh.uv_sets;
+    const ogawa_uv_set *const end = mesh.uv_sets + mesh.uv_set_count;
+    const ogawa_uv_set *const chosen =
+        std::find_if(static_cast<const ogawa_uv_set *>(mesh.uv_sets), end,
+                     [name](const ogawa_uv_set &set) { return has_name(set, name); });
+    return chosen == end ? nullptr : chosen;
+}
+
+} // namespace
+
+} // namespace qel
+
+extern "C" {
+
+using namespace qel;
+
+int32_t ogawa_read_tangent_frame(const ogawa_archive *archive, const ogawa_object *, uint64_t,
+                                 ogawa_tangent_frame *frame) {
+    if (archive == nullptr || archive->file == nullptr || frame == nullptr) return no_frame;
+    std::memset(frame, 0, sizeof *frame);
+    block_pair pair;
+    if (!find_pair(archive->file, pair)) return no_frame;
+    frame->count = static_cast<std::uint32_t>(pair.tangents.size / 12);
+    const std::uint64_t float_count = std::uint64_t{frame->count} * components_per_vector;
+    frame->tangents = heap_array<float>(float_count);
+    frame->bitangents = heap_array<float>(float_count);
+    if (frame->tangents == nullptr || frame->bitangents == nullptr) {
+        std::free(frame->tangents); // one is null; the fields deliberately stay as they are
+        std::free(frame->bitangents);
+        return no_memory_for_frame;
+    }
+    read_vectors(archive->file, pair.tangents, frame->tangents);
+    read_vectors(archive->file, pair.bitangents, frame->bitangents);
+    frame->components = components_per_vector;
+    return frame_read;
+}
+
+int32_t ogawa_compute_tangent_frame(ogawa_polymesh *mesh, const char *uv_set_name) {
+    if (mesh == nullptr || mesh->vertex_count == 0 || mesh->uv_set_count == 0) return nothing_to_do;
+    const ogawa_uv_set *const set = choose_set(*mesh, uv_set_name);
+    if (set == nullptr) return no_such_set;
+    ogawa_tangent_frame &frame = mesh->tangent_frame;
+    frame.count = mesh->vertex_count;
+    const std::uint64_t float_count = std::uint64_t{frame.count} * components_per_vector;
+    frame.tangents = heap_zeroed<float>(float_count);
+    frame.bitangents = heap_zeroed<float>(float_count);
+    if (frame.tangents == nullptr || frame.bitangents == nullptr) return no_memory_for_tangents;
+    accumulate(*mesh, uv_lookup(*set));
+    normalise(frame.tangents, frame.count);
+    normalise(frame.bitangents, frame.count);
+    frame.components = components_per_vector;
+    return computed;
+}
+
+void ogawa_free_tangent_frame(ogawa_tangent_frame *frame) {
+    if (frame == nullptr) return;
+    release(frame->tangents);
+    release(frame->bitangents);
+    frame->count = 0;
+}
+
+} // extern "C"

@@ -1,0 +1,90 @@
+// SPDX-License-Identifier: MIT
+// A number is finite unless all bits of its exponent are set. Every form looks at whole blocks without branching and
+// gives up after the first block that holds something else.
+#include "qel_unit/verify/finite_check.h"
+
+#include <algorithm>
+#include <cstring>
+
+#if QEL_SSE2_KERNELS
+#include <immintrin.h>
+#endif
+
+namespace qel {
+namespace {
+
+constexpr std::uint32_t exponent = 0x7F800000;
+constexpr std::uint64_t floats_a_block = 2048; // 8 KiB
+
+bool finite_plain(const float *numbers, std::uint64_t count) {
+    for (std::uint64_t i = 0; i < count;) {
+        std::uint32_t found = 0;
+        for (const std::uint64_t end = std::min(i + floats_a_block, count); i < end; ++i) {
+            std::uint32_t bits;
+            std::memcpy(&bits, numbers + i, sizeof bits);
+            found |= (bits & exponent) == exponent ? 1 : 0;
+        }
+        if (found != 0) return false;
+    }
+    return true;
+}
+
+#if QEL_SSE2_KERNELS
+
+bool finite_sse2(const float *numbers, std::uint64_t count) {
+    const __m128i mask = _mm_set1_epi32(static_cast<int>(exponent));
+    const std::uint64_t whole = count - count % 4;
+    for (std::uint64_t i = 0; i < whole;) {
+        __m128i found = _mm_setzero_si128();
+        for (const std::uint64_t end = std::min(i + floats_a_block, whole); i < end; i += 4) {
+            const __m128i bits = _mm_castps_si128(_mm_loadu_ps(numbers + i));
+            found = _mm_or_si128(found, _mm_cmpeq_epi32(_mm_and_si128(bits, mask), mask));
+        }
+        if (_mm_movemask_epi8(found) != 0) return false;
+    }
+    return finite_plain(numbers + whole, count - whole);
+}
+
+#endif
+
+#if QEL_AVX2_KERNELS
+
+QEL_TARGET_AVX2 bool finite_avx2(const float *numbers, std::uint64_t count) {
+    const __m256i mask = _mm256_set1_epi32(static_cast<int>(exponent));
+    const std::uint64_t whole = count - count % 8;
+    for (std::uint64_t i = 0; i < whole;) {
+        __m256i found = _mm256_setzero_si256();
+        for (const std::uint64_t end = std::min(i + floats_a_block, whole); i < end; i += 8) {
+            const __m256i bits = _mm256_castps_si256(_mm256_loadu_ps(numbers + i));
+            found = _mm256_or_si256(found, _mm256_cmpeq_epi32(_mm256_and_si256(bits, mask), mask));
+        }
+        if (_mm256_movemask_epi8(found) != 0) return false;
+    }
+    return finite_plain(numbers + whole, count - whole);
+}
+
+#endif
+
+bool choose_finite(const float *numbers, std::uint64_t count) {
+    finite_kernel *const form = finite_forms.best(detect_instruction_set());
+    finite_choice.store(form, std::memory_order_relaxed);
+    return form(numbers, count);
+}
+
+} // namespace
+
+#if QEL_AVX2_KERNELS
+constexpr kernel_forms<finite_kernel> finite_forms = {finite_plain, finite_sse2, finite_avx2, nullptr};
+#elif QEL_SSE2_KERNELS
+constexpr kernel_forms<finite_kernel> finite_forms = {finite_plain, finite_sse2, nullptr, nullptr};
+#else
+constexpr kernel_forms<finite_kernel> finite_forms = {finite_plain, nullptr, nullptr, nullptr};
+#endif
+
+std::atomic<finite_kernel *> finite_choice{choose_finite};
+
+bool all_finite(const float *numbers, std::uint64_t count) {
+    return finite_choice.load(std::memory_order_relaxed)(numbers, count);
+}
+
+} // namespace qel

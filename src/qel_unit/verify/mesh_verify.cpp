@@ -1,0 +1,67 @@
+// SPDX-License-Identifier: MIT
+// Both identities hold exactly for arrays whose coordinates are all finite. p - p is 0 for a finite p and NaN
+// otherwise. p / p is the exact quotient 1 for every finite p but zero, which is left out, and NaN otherwise;
+// subnormals are no exception. So the bits are looked at, and nothing is summed or divided.
+#include "qel_unit.h"
+
+#include "qel_unit/verify/finite_check.h"
+
+#include <cmath>
+#include <cstdint>
+#include <ctime>
+
+namespace qel {
+namespace {
+
+static_assert(sizeof(qel_mesh_verify_report) == 32);
+
+constexpr std::int32_t no_report = -1;
+
+std::uint32_t holds(const float *positions, std::uint32_t count) {
+    return positions == nullptr || all_finite(positions, std::uint64_t{count} * 3) ? 1 : 0;
+}
+
+/// An extent for the proportions: a flat or inverted side counts as 1, a NaN stays.
+float extent(float low, float high) {
+    const float difference = high - low;
+    return difference <= 0.0f ? 1.0f : difference;
+}
+
+} // namespace
+} // namespace qel
+
+extern "C" {
+
+uint32_t qel_mesh_verify_p_minus_p(const float *positions, uint32_t count) {
+    return qel::holds(positions, count);
+}
+
+uint32_t qel_mesh_verify_p_div_p(const float *positions, uint32_t count) {
+    return qel::holds(positions, count);
+}
+
+float qel_mesh_bounds_coherence(float min_x, float min_y, float min_z, float max_x, float max_y,
+                                float max_z) {
+    const float x = qel::extent(min_x, max_x);
+    const float y = qel::extent(min_y, max_y);
+    const float z = qel::extent(min_z, max_z);
+    return 1.0f / (1.0f + std::fabs(x - y) + std::fabs(y - z) + std::fabs(z - x));
+}
+
+int32_t qel_mesh_verify_identity(const float *positions, uint32_t count, float min_x, float min_y,
+                                 float min_z, float max_x, float max_y, float max_z,
+                                 qel_mesh_verify_report *report) {
+    if (report == nullptr) return qel::no_report;
+    report->vertex_count = count;
+    report->valid = qel::holds(positions, count);
+    report->p_minus_p_ok = report->valid;
+    report->p_div_p_ok = report->valid;
+    report->coherence = qel_mesh_bounds_coherence(min_x, min_y, min_z, max_x, max_y, max_z);
+    report->verified_at = std::time(nullptr);
+    return static_cast<int32_t>(report->valid);
+}
+
+uint32_t qel_mesh_is_static_valid(const float *positions, uint32_t count) {
+    return qel::holds(positions, count);
+}
+}

@@ -1,0 +1,74 @@
+// SPDX-License-Identifier: MIT
+// Walks at levels and positions beyond what they remember: the answer is the naive walk's all the same.
+#include "ogawa_reader/container/node_walk.h"
+
+#include "model/node_walk_model.h"
+#include "ogawa_reader/container/stored_archive.h"
+#include "support/archive_writer.h"
+
+#include <gtest/gtest.h>
+
+namespace qel {
+namespace {
+
+using model::listed_node;
+using test::archive_writer;
+using test::stored_archive;
+
+using node_list = std::vector<listed_node>;
+
+/// A group that names a barren group twice, and a data node behind it.
+std::uint64_t write_tree(archive_writer &archive) {
+    const std::uint64_t barren = archive.group({archive.data_claiming(5, {}), archive.data_claiming(6, {})});
+    return archive.group({barren, barren, archive.data_claiming(500, {})});
+}
+
+node_list walk(const stored_archive &archive, std::uint64_t reference, std::int32_t depth,
+               std::int32_t max_depth, std::uint64_t file_size) {
+    ogawa_data_node nodes[10] = {};
+    ogawa_node_collector collector = {archive.stream(), file_size, nodes, 0, 10, max_depth};
+    ogawa_collect_data_nodes(&collector, static_cast<std::int64_t>(reference), depth);
+    node_list listed;
+    for (std::uint32_t i = 0; i < collector.count; ++i)
+        listed.push_back({nodes[i].payload_at, nodes[i].payload_size});
+    return listed;
+}
+
+node_list naive(const stored_archive &archive, std::uint64_t reference, std::int32_t depth,
+                std::int32_t max_depth, std::uint64_t file_size) {
+    model::node_walk walk = {archive.stream(), file_size, 10, max_depth, {}};
+    walk.visit(static_cast<std::int64_t>(reference), depth);
+    return walk.nodes;
+}
+
+TEST(DataNodesLimits, AreTheSameNodesAtAnyLevel) {
+    archive_writer writer;
+    const std::uint64_t tree = write_tree(writer);
+    const stored_archive archive(writer.content());
+    for (const std::int32_t depth : {-70'000, -2, -1, 0, 1, 65'533, 65'535, 65'536, 70'000}) {
+        const node_list found = walk(archive, tree, depth, depth + 2, archive.length());
+        EXPECT_EQ(found, naive(archive, tree, depth, depth + 2, archive.length())) << "from level " << depth;
+        ASSERT_EQ(found.size(), 1u) << "from level " << depth;
+        EXPECT_EQ(found[0].payload_size, 500u);
+        EXPECT_EQ(walk(archive, tree, depth, depth, archive.length()), node_list{});
+    }
+}
+
+TEST(DataNodesLimits, AreTheSameNodesAmongReferencesBeyondAnyFile) {
+    archive_writer writer;
+    std::vector<std::uint64_t> children;
+    for (const int bit : {46, 47, 48, 62}) {
+        children.push_back(std::uint64_t{1} << bit);
+        children.push_back(std::uint64_t{1} << bit | archive_writer::data_bit);
+    }
+    children.push_back(writer.data_claiming(700, {}));
+    const std::uint64_t tree = writer.group({writer.group(children), writer.group(children)});
+    const stored_archive archive(writer.content());
+    constexpr std::uint64_t any_size = UINT64_MAX; // so that the references are tried
+    const node_list found = walk(archive, tree, 0, 20, any_size);
+    EXPECT_EQ(found, naive(archive, tree, 0, 20, any_size));
+    EXPECT_EQ(found.size(), 2u);
+}
+
+} // namespace
+} // namespace qel

@@ -1,0 +1,417 @@
+// SPDX-License-Identifier: MIT
+#include "ogawa_reader/container/node_walk.h"
+
+#include "model/node_walk_model.h"
+#include "ogawa_reader/container/stored_archive.h"
+#include "support/archive_writer.h"
+#include "support/failing_heap.h"
+
+#include <gtest/gtest.h>
+
+#include <random>
+
+namespace qel {
+namespace {
+
+using model::listed_node;
+using test::archive_writer;
+using test::bytes;
+using test::failing_heap;
+using test::heap_ledger;
+using test::stored_archive;
+
+constexpr std::uint64_t data_bit = archive_writer::data_bit;
+
+struct limits {
+    std::uint32_t capacity = 500;
+    std::int32_t max_depth = 20;
+};
+
+std::vector<listed_node> walk(const stored_archive &archive, std::uint64_t reference, limits allowed = {},
+                              std::int32_t depth = 0) {
+    std::vector<ogawa_data_node> nodes(allowed.capacity + 1, {0, 0}); // one more: it has to stay
+    ogawa_node_collector collector = {archive.stream(), archive.length(), nodes.data(), 0,
+                                      allowed.capacity, allowed.max_depth};
+    ogawa_collect_data_nodes(&collector, static_cast<std::int64_t>(reference), depth);
+    EXPECT_LE(collector.count, allowed.capacity);
+    EXPECT_EQ(nodes[allowed.capacity].payload_at, 0u);
+    std::vector<listed_node> listed;
+    for (std::uint32_t i = 0; i < collector.count; ++i)
+        listed.push_back({nodes[i].payload_at, nodes[i].payload_size});
+    return listed;
+}
+
+std::vector<listed_node> walk(const archive_writer &content, std::uint64_t reference, limits allowed = {},
+                              std::int32_t depth = 0) {
+    return walk(stored_archive(content.content()), reference, allowed, depth);
+}
+
+std::vector<std::uint64_t> sizes(const std::vector<listed_node> &nodes) {
+    std::vector<std::uint64_t> result;
+    for (const listed_node &node : nodes)
+        result.push_back(node.payload_size);
+    return result;
+}
+
+using size_list = std::vector<std::uint64_t>;
+
+/// A data node that claims a size; nobody looks at its payload.
+std::uint64_t claim(archive_writer &archive, std::uint64_t size) {
+    return archive.data_claiming(size, {});
+}
+
+TEST(DataNodes, AreListedFrom101To9999999Bytes) {
+    archive_writer archive;
+    std::vector<std::uint64_t> children;
+    for (const std::uint64_t size : {std::uint64_t{0}, std::uint64_t{100}, std::uint64_t{101},
+                                     std::uint64_t{9999999}, std::uint64_t{10000000}, UINT64_MAX})
+        children.push_back(claim(archive, size));
+    const std::uint64_t group = archive.group(children);
+    const std::vector<listed_node> expected = {{(children[2] & ~data_bit) + 8, 101},
+                                               {(children[3] & ~data_bit) + 8, 9999999}};
+    EXPECT_EQ(walk(archive, group), expected);
+}
+
+TEST(DataNodes, AreListedDepthFirstInFileOrderAndOncePerWay) {
+    archive_writer archive;
+    const std::uint64_t a = claim(archive, 200), b = claim(archive, 300), c = claim(archive, 400);
+    const std::uint64_t inner = archive.group({b, c});
+    const std::uint64_t outer = archive.group({inner, a, inner, b});
+    EXPECT_EQ(sizes(walk(archive, outer)), (size_list{300, 400, 200, 300, 400, 300}));
+}
+
+TEST(DataNodes, MayBeTheStartItself) {
+    archive_writer archive;
+    const std::uint64_t a = claim(archive, 200);
+    EXPECT_EQ(sizes(walk(archive, a)), size_list{200});
+    EXPECT_EQ(sizes(walk(archive, a, {500, 0})), size_list{200});
+    EXPECT_TRUE(walk(archive, claim(archive, 50)).empty());
+}
+
+TEST(DataNodes, AreAppendedBehindThoseAlreadyListed) {
+    archive_writer archive;
+    const std::uint64_t group =
+        archive.group({claim(archive, 200), claim(archive, 300), claim(archive, 400)});
+    const stored_archive stored(archive.content());
+    ogawa_data_node nodes[4] = {{1, 2}, {3, 4}, {0, 0}, {5, 6}};
+    ogawa_node_collector collector = {stored.stream(), stored.length(), nodes, 1, 3, 20};
+    ogawa_collect_data_nodes(&collector, static_cast<std::int64_t>(group), 0);
+    EXPECT_EQ(collector.count, 3u);
+    EXPECT_EQ(nodes[0].payload_size, 2u);
+    EXPECT_EQ(nodes[1].payload_size, 200u);
+    EXPECT_EQ(nodes[2].payload_size, 300u);
+    EXPECT_EQ(nodes[3].payload_size, 6u);
+}
+
+TEST(DataNodes, StopSilentlyWhenTheListIsFull) {
+    archive_writer archive;
+    std::vector<std::uint64_t> children;
+    for (std::uint64_t i = 0; i < 600; ++i)
+        children.push_back(claim(archive, 1000 + i));
+    const std::uint64_t group = archive.group(children);
+    const size_list all = sizes(walk(archive, group, {1000, 20}));
+    EXPECT_EQ(all.size(), 600u);
+    const size_list some = sizes(walk(archive, group));
+    EXPECT_EQ(some, size_list(all.begin(), all.begin() + 500));
+    EXPECT_TRUE(walk(archive, group, {0, 20}).empty());
+}
+
+TEST(DataNodes, OfAGroupWith1001ChildrenAreIgnored) {
+    for (const std::size_t count : {std::size_t{1000}, std::size_t{1001}}) {
+        archive_writer archive;
+        std::vector<std::uint64_t> children(count, 0);
+        children.back() = claim(archive, 200);
+        const std::uint64_t group = archive.group(children);
+        const std::uint64_t outer = archive.group({group, children.back()});
+        EXPECT_EQ(walk(archive, outer).size(), count == 1000 ? 2u : 1u);
+    }
+    archive_writer archive;
+    const std::uint64_t a = claim(archive, 200);
+    EXPECT_TRUE(walk(archive, archive.group_claiming(UINT64_MAX, {a})).empty());
+    EXPECT_TRUE(walk(archive, archive.group_claiming(0, {a})).empty());
+}
+
+TEST(DataNodes, AreNotFoundThroughReferencesOutOfTheFile) {
+    archive_writer archive;
+    const std::uint64_t a = claim(archive, 200);
+    const std::uint64_t group_size = 8 + 8 * 8;
+    const std::uint64_t length = archive.size() + group_size;
+    const std::uint64_t group =
+        archive.group({length, length | data_bit, length + 1, 0, data_bit, ~data_bit, UINT64_MAX, a});
+    ASSERT_EQ(archive.size(), length);
+    EXPECT_EQ(sizes(walk(archive, group)), size_list{200});
+    for (const std::uint64_t reference : {length, length | data_bit, std::uint64_t{0}, data_bit})
+        EXPECT_TRUE(walk(archive, reference).empty());
+}
+
+TEST(DataNodes, TwentyLevelsBelowTheStartAreListedAndTwentyOneAreNot) {
+    for (const int groups : {20, 21}) {
+        archive_writer archive;
+        std::uint64_t reference = claim(archive, 200);
+        for (int i = 0; i < groups; ++i)
+            reference = archive.group({reference});
+        EXPECT_EQ(walk(archive, reference).size(), groups == 20 ? 1u : 0u);
+        EXPECT_EQ(walk(archive, reference, {500, 21}).size(), 1u);
+        EXPECT_EQ(walk(archive, reference, {500, 21}, 1).size(), groups == 20 ? 1u : 0u);
+    }
+}
+
+TEST(DataNodes, AreNotVisitedBelowTheDeepestLevelOrFromThere) {
+    archive_writer archive;
+    const std::uint64_t a = claim(archive, 200);
+    EXPECT_TRUE(walk(archive, a, {500, 20}, 21).empty());
+    EXPECT_TRUE(walk(archive, a, {500, -1}).empty());
+    EXPECT_EQ(walk(archive, a, {500, -1}, -1).size(), 1u) << "levels are signed";
+    EXPECT_EQ(walk(archive, archive.group({a}), {500, -1}, -2).size(), 1u);
+}
+
+TEST(DataNodes, CutOffByTheFilesEndAreMissing) {
+    archive_writer archive;
+    const std::uint64_t a = claim(archive, 200), b = claim(archive, 300);
+    const std::uint64_t cut_size = archive.size() + 8 * 4;
+    const std::uint64_t group = archive.group_claiming(5, {a, cut_size | data_bit, cut_size});
+    archive.append_raw({1, 2, 3, 4, 5}); // neither a size word nor a child count, and half of a reference
+    EXPECT_EQ(sizes(walk(archive, group)), size_list{200});
+    EXPECT_EQ(sizes(walk(archive, archive.group_claiming(1000, {b, a}))), (size_list{300, 200}));
+}
+
+TEST(DataNodes, LargeGroupsAreReadWhole) {
+    archive_writer archive;
+    std::vector<std::uint64_t> children;
+    for (std::uint64_t i = 0; i < 1000; ++i)
+        children.push_back(claim(archive, 1000 + i));
+    const std::uint64_t group = archive.group(children);
+    const size_list listed = sizes(walk(archive, group, {1000, 1}));
+    ASSERT_EQ(listed.size(), 1000u);
+    for (std::uint64_t i = 0; i < 1000; ++i)
+        EXPECT_EQ(listed[i], 1000 + i);
+}
+
+TEST(DataNodes, OfAGroupWhoseChildrenHaveNoMemoryAreMissing) {
+    archive_writer archive;
+    const std::uint64_t a = claim(archive, 200), b = claim(archive, 300);
+    const std::uint64_t group = archive.group({a, a, a});
+    const std::uint64_t outer = archive.group({group, b, group});
+    const stored_archive stored(archive.content());
+    EXPECT_EQ(sizes(walk(stored, outer)), (size_list{200, 200, 200, 300, 200, 200, 200}));
+    const failing_heap heap = failing_heap::of_size(24);
+    EXPECT_TRUE(walk(stored, outer).empty()) << "the outer group has three children, too";
+    EXPECT_EQ(heap.failures(), 1u);
+}
+
+TEST(DataNodes, OfAGroupThatOnceHadNoMemoryAreFoundLater) {
+    archive_writer archive;
+    const std::uint64_t a = claim(archive, 200);
+    const std::uint64_t inner = archive.group({a, a, a});
+    const std::uint64_t barren = claim(archive, 50);
+    const std::uint64_t middle = archive.group({inner, barren});
+    const std::uint64_t outer = archive.group({middle, middle});
+    const stored_archive stored(archive.content());
+    // The window, the outer group, the middle one; the fourth allocation is the inner group's.
+    const failing_heap heap = failing_heap::nth(4);
+    EXPECT_EQ(sizes(walk(stored, outer)), (size_list{200, 200, 200}));
+    EXPECT_EQ(heap.failures(), 1u);
+}
+
+/// Groups that hold themselves and each other, and data nodes among them.
+archive_writer tangle(std::uint64_t &start) {
+    archive_writer archive;
+    const std::uint64_t a = claim(archive, 200), small = claim(archive, 50);
+    const std::uint64_t first = archive.size(), second = first + 8 + 4 * 8, third = second + 8 + 3 * 8;
+    archive.group({second, small, first, third});
+    archive.group({first, second, third});
+    archive.group({third, small, second});
+    start = archive.group({first, second, third, a, third});
+    return archive;
+}
+
+TEST(DataNodes, AreTheSameWithoutMemoryForAnythingButTheGroups) {
+    std::uint64_t start;
+    const stored_archive stored(tangle(start).content());
+    const limits allowed = {500, 8};
+    ASSERT_EQ(sizes(walk(stored, start, allowed)), size_list{200});
+    for (const std::size_t size :
+         {std::size_t{256} << 10, std::size_t{8192}}) { // the window, the memory of groups
+        const failing_heap heap = failing_heap::of_size(size);
+        EXPECT_EQ(sizes(walk(stored, start, allowed)), size_list{200});
+        EXPECT_GT(heap.failures(), 0u) << size;
+    }
+}
+
+TEST(DataNodes, LeaveNothingOnTheHeap) {
+    std::uint64_t start;
+    const stored_archive stored(tangle(start).content());
+    for (std::uint64_t n = 0; n < 20; ++n) {
+        const heap_ledger ledger;
+        const failing_heap heap = failing_heap::nth(n);
+        walk(stored, start);
+        EXPECT_EQ(ledger.live(), 0u);
+    }
+}
+
+TEST(DataNodes, OfAGroupOfThousandReferencesToItselfEndQuickly) {
+    archive_writer archive;
+    const std::uint64_t itself = archive.size();
+    archive.group(std::vector<std::uint64_t>(1000, itself));
+    EXPECT_TRUE(walk(archive, itself).empty());
+    EXPECT_TRUE(walk(archive, itself, {500, 1000}).empty());
+}
+
+TEST(DataNodes, BesideReferencesToTheirGroupFillTheList) {
+    archive_writer archive;
+    const std::uint64_t a = claim(archive, 200), b = claim(archive, 300);
+    const std::uint64_t itself = archive.size();
+    std::vector<std::uint64_t> children(1000, itself);
+    children[998] = a;
+    children[999] = b;
+    archive.group(children);
+    const size_list listed = sizes(walk(archive, itself));
+    ASSERT_EQ(listed.size(), 500u);
+    for (std::size_t i = 0; i < 500; ++i)
+        EXPECT_EQ(listed[i], i % 2 == 0 ? 200u : 300u);
+}
+
+TEST(DataNodes, BehindLayersOfSharedGroupsAreReached) {
+    archive_writer archive;
+    const std::uint64_t a = claim(archive, 200);
+    std::uint64_t layer = archive.group({}); // 300^15 ways lead to nothing
+    for (int i = 0; i < 15; ++i)
+        layer = archive.group(std::vector<std::uint64_t>(300, layer));
+    EXPECT_EQ(sizes(walk(archive, archive.group({layer, a}))), size_list{200});
+}
+
+TEST(DataNodes, OnlyOneDeepWayLeadsToAreReachedByTheShortOne) {
+    // Too deep at first: what listed nothing there has to be walked again nearer to the start.
+    archive_writer archive;
+    std::uint64_t chain = claim(archive, 200);
+    for (int i = 0; i < 5; ++i)
+        chain = archive.group({chain, 0});
+    std::uint64_t detour = chain;
+    for (int i = 0; i < 4; ++i)
+        detour = archive.group({detour});
+    EXPECT_EQ(sizes(walk(archive, archive.group({detour, chain, detour}), {500, 8})), size_list{200});
+    EXPECT_EQ(sizes(walk(archive, archive.group({detour, chain, detour}), {500, 10})),
+              (size_list{200, 200, 200}));
+}
+
+/// `lists` groups of 1000 references each to a group of its own, of 1000 references to one barren group; then
+/// a data node. That is a little over a million references for each list. The groups overlap: any word among
+/// them is both a child count and a reference.
+std::uint64_t write_crowd(archive_writer &archive, std::uint64_t lists) {
+    archive.pad_to(1000);
+    const std::uint64_t groups = lists * 1000;
+    for (std::uint64_t i = 0; i < groups + 1001; ++i)
+        archive.append_raw(test::bytes_of(std::vector<std::uint64_t>{1000}));
+    std::vector<std::uint64_t> children;
+    for (std::uint64_t list = 0; list < lists; ++list) {
+        std::vector<std::uint64_t> own;
+        for (std::uint64_t i = 0; i < 1000; ++i)
+            own.push_back(1000 + 8 * (list * 1000 + i));
+        children.push_back(archive.group(own));
+    }
+    children.push_back(claim(archive, 200));
+    return archive.group(children);
+}
+
+TEST(DataNodes, BehindTheFirst16777216ReferencesAreNotFollowed) {
+    archive_writer fits, too_many;
+    const std::uint64_t start_of_fitting = write_crowd(fits, 16);
+    const std::uint64_t start_of_too_many = write_crowd(too_many, 17);
+    EXPECT_EQ(sizes(walk(fits, start_of_fitting, {500, 3})), size_list{200});
+    EXPECT_TRUE(walk(too_many, start_of_too_many, {500, 3}).empty());
+}
+
+TEST(DataNodes, OfADenseHostileFileEndQuickly) {
+    // Every word is a small child count, or a reference to a group or a data node somewhere in the file.
+    std::mt19937_64 random(7);
+    archive_writer archive;
+    constexpr std::uint64_t length = 1 << 20;
+    while (archive.size() < length) {
+        const std::uint64_t at = 16 + random() % (length / 8 - 2) * 8;
+        const std::uint64_t words[3] = {1 + random() % 1000, at, at | data_bit};
+        archive.append_raw(test::bytes_of(std::vector<std::uint64_t>{words[random() % 3]}));
+    }
+    const stored_archive stored(archive.content());
+    for (std::uint64_t start = 16; start < 16 + 100 * 8; start += 8)
+        walk(stored, start);
+}
+
+class DataNodesRandom : public testing::Test {
+  protected:
+    /// Walks both ways; false when the naive one would take too long.
+    bool expect_same(const bytes &content, std::uint64_t reference, limits allowed) {
+        stored.store(content);
+        model::node_walk naive{stored.stream(), content.size(), allowed.capacity, allowed.max_depth, {}};
+        naive.max_visits = 20000;
+        naive.visit(static_cast<std::int64_t>(reference), 0);
+        const std::vector<listed_node> listed = walk(stored, reference, allowed);
+        if (naive.gave_up()) return false;
+        EXPECT_EQ(listed, naive.nodes);
+        return true;
+    }
+
+    std::uint64_t below(std::uint64_t end) { return random() % end; }
+
+    std::mt19937_64 random{42};
+    stored_archive stored;
+};
+
+TEST_F(DataNodesRandom, TreesAndTanglesListTheSameAsTheNaiveWalk) {
+    const std::uint64_t data_sizes[] = {0, 50, 100, 101, 102, 5000, 9999998, 9999999, 10000000, UINT64_MAX};
+    int compared = 0, listed_some = 0;
+    for (int round = 0; round < 3000; ++round) {
+        archive_writer archive;
+        std::vector<std::uint64_t> references = {0, data_bit, 1000000, 1000000 | data_bit};
+        const std::uint64_t nodes = 2 + below(20);
+        const bool forward = below(2) == 0; // references to what comes later make cycles
+        for (std::uint64_t i = 0; i < nodes; ++i) {
+            if (below(3) == 0) {
+                references.push_back(claim(archive, data_sizes[below(std::size(data_sizes))]));
+                continue;
+            }
+            std::vector<std::uint64_t> children(below(6));
+            for (std::uint64_t &child : children) {
+                child = references[below(references.size())];
+                if (forward && below(3) == 0) child = 16 + 8 * below(100);
+            }
+            const std::uint64_t claimed = below(10) == 0 ? below(1100) : children.size();
+            references.push_back(archive.group_claiming(claimed, children));
+        }
+        bytes content = archive.content();
+        if (below(4) == 0) content.resize(16 + below(content.size() - 15));
+        const limits allowed = {static_cast<std::uint32_t>(below(12) == 0 ? below(4) : 40),
+                                static_cast<std::int32_t>(below(8))};
+        if (!expect_same(content, references[references.size() - 1 - below(3)], allowed)) continue;
+        ++compared;
+        listed_some += !walk(stored, references.back(), allowed).empty();
+        if (HasFailure()) FAIL() << "round " << round;
+    }
+    EXPECT_GT(compared, 2500);
+    EXPECT_GT(listed_some, 500);
+}
+
+TEST_F(DataNodesRandom, WordsAtAnyOffsetListTheSameAsTheNaiveWalk) {
+    int compared = 0;
+    for (int round = 0; round < 2000; ++round) {
+        bytes content(16);
+        const std::uint64_t length = 64 + below(400);
+        while (content.size() < length) {
+            const std::uint64_t kind = below(8);
+            const std::uint64_t word = kind < 3   ? below(4)
+                                       : kind < 5 ? 16 + below(length)
+                                       : kind < 7 ? (16 + below(length)) | data_bit
+                                                  : 90 + below(30);
+            test::append(content, word);
+            if (below(10) == 0) content.push_back(static_cast<std::uint8_t>(below(3)));
+        }
+        const limits allowed = {static_cast<std::uint32_t>(1 + below(30)),
+                                static_cast<std::int32_t>(below(7))};
+        for (int i = 0; i < 5; ++i)
+            compared += expect_same(content, 16 + below(length), allowed);
+        if (HasFailure()) FAIL() << "round " << round;
+    }
+    EXPECT_GT(compared, 8000);
+}
+
+} // namespace
+} // namespace qel

@@ -1,0 +1,392 @@
+// SPDX-License-Identifier: MIT
+#include "qel_unit.h"
+
+#include "model/block_scan_model.h"
+#include "ogawa_reader/container/archive_in_memory.h"
+#include "support/failing_heap.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+
+namespace qel {
+namespace {
+
+using test::append_block;
+using test::append_filler;
+using test::archive_header;
+using test::archive_in_memory;
+using test::bytes;
+using test::failing_heap;
+using test::heap_ledger;
+
+std::uint32_t untouched_word = 0;
+float untouched_float = 0;
+
+/// What ogawa_read_normals leaves behind; the outputs begin with recognisable values.
+struct normals_result {
+    std::int32_t status = 99;
+    float *normals = &untouched_float;
+    std::uint32_t *indices = &untouched_word;
+    std::uint32_t count = 77;
+    std::uint32_t scope = 88;
+
+    ~normals_result() {
+        if (normals != &untouched_float) std::free(normals);
+    }
+    void read(const ogawa_archive *archive) {
+        status = ogawa_read_normals(archive, nullptr, 0, &normals, &indices, &count, &scope);
+    }
+    bool untouched() const {
+        return normals == &untouched_float && indices == &untouched_word && count == 77 && scope == 88;
+    }
+};
+
+/// A record whose every byte is 0xAB.
+struct uv_record {
+    ogawa_uv_set set;
+
+    uv_record() { std::memset(static_cast<void *>(&set), 0xAB, sizeof set); }
+    bool untouched() const {
+        const auto *raw = reinterpret_cast<const std::uint8_t *>(&set);
+        for (std::size_t i = 0; i < sizeof set; ++i)
+            if (raw[i] != 0xAB) return false;
+        return true;
+    }
+};
+
+bool is_zero(const ogawa_uv_set &set) {
+    const auto *raw = reinterpret_cast<const std::uint8_t *>(&set);
+    for (std::size_t i = 0; i < sizeof set; ++i)
+        if (raw[i] != 0) return false;
+    return true;
+}
+
+bool is_zero_but_for_its_name(ogawa_uv_set set) {
+    if (set.name[0] != 'u' || set.name[1] != 'v') return false;
+    set.name[0] = set.name[1] = '\0';
+    return is_zero(set);
+}
+
+/// Values within ±1 that all differ.
+std::vector<float> ramp(std::size_t count) {
+    std::vector<float> values;
+    for (std::size_t i = 0; i < count; ++i)
+        values.push_back(static_cast<float>(i % 1000) / 1000.0f - 0.25f);
+    return values;
+}
+
+/// An archive with one block, filler after it.
+bytes archive_of(std::uint64_t size, const std::vector<float> &values) {
+    bytes content = archive_header();
+    append_block(content, size, values);
+    append_filler(content, 64);
+    return content;
+}
+
+TEST(ReadNormals, ReadsABlockOf36BytesAsThreeNormals) {
+    const archive_in_memory archive(archive_of(36, ramp(9)));
+    normals_result result;
+    result.read(&archive.record);
+    ASSERT_EQ(result.status, 0);
+    EXPECT_EQ(result.count, 3u);
+    EXPECT_EQ(result.scope, OGAWA_SCOPE_VERTEX);
+    EXPECT_EQ(result.indices, nullptr);
+    EXPECT_EQ(std::vector<float>(result.normals, result.normals + 9), ramp(9));
+}
+
+TEST(ReadNormals, RefusesAnArchiveThatIsNullOrNotOpen) {
+    normals_result result;
+    result.read(nullptr);
+    EXPECT_EQ(result.status, -1);
+    EXPECT_TRUE(result.untouched());
+    const ogawa_archive closed{};
+    result.read(&closed);
+    EXPECT_EQ(result.status, -1);
+    EXPECT_TRUE(result.untouched());
+}
+
+TEST(ReadNormals, LeavesTheOutputsWhenNothingIsFound) {
+    const archive_in_memory archive(archive_of(36, std::vector<float>(9, 1.2f)));
+    normals_result result;
+    result.read(&archive.record);
+    EXPECT_EQ(result.status, -1);
+    EXPECT_TRUE(result.untouched());
+}
+
+TEST(ReadNormals, OfTwoBlocksOfOneLengthReadsTheEarlier) {
+    bytes content = archive_header();
+    append_block(content, 36, std::vector<float>(9, 0.25f));
+    append_filler(content, 16);
+    append_block(content, 36, std::vector<float>(9, 0.75f));
+    append_filler(content, 64);
+    const archive_in_memory archive(content);
+    normals_result result;
+    result.read(&archive.record);
+    ASSERT_EQ(result.status, 0);
+    EXPECT_EQ(result.normals[0], 0.25f);
+}
+
+TEST(ReadNormals, NeverReadsABlockOf5000004Bytes) {
+    const std::vector<float> values(5'000'004 / 4, 0.5f);
+    const archive_in_memory archive(archive_of(5'000'004, values));
+    normals_result result;
+    result.read(&archive.record);
+    EXPECT_EQ(result.status, -1);
+    EXPECT_TRUE(result.untouched());
+}
+
+TEST(ReadNormals, KeepsTheCountOfABlockThatIsCutShort) {
+    bytes content = archive_header();
+    append_block(content, 48, ramp(11));
+    const archive_in_memory archive(content);
+    const heap_ledger ledger;
+    normals_result result;
+    result.read(&archive.record);
+    EXPECT_EQ(result.status, -1);
+    EXPECT_EQ(result.normals, nullptr);
+    EXPECT_EQ(result.count, 4u);
+    EXPECT_EQ(result.indices, &untouched_word);
+    EXPECT_EQ(result.scope, 88u);
+    EXPECT_EQ(ledger.live(), 0u);
+}
+
+TEST(ReadNormals, ReportsMissingMemory) {
+    const archive_in_memory archive(archive_of(36, ramp(9)));
+    const heap_ledger ledger;
+    normals_result result;
+    {
+        const failing_heap heap = failing_heap::of_size(36);
+        result.read(&archive.record);
+        EXPECT_EQ(heap.failures(), 1u);
+    }
+    EXPECT_EQ(result.status, -2);
+    EXPECT_EQ(result.normals, nullptr);
+    EXPECT_EQ(result.count, 3u);
+    EXPECT_EQ(result.indices, &untouched_word);
+    EXPECT_EQ(result.scope, 88u);
+    EXPECT_EQ(ledger.live(), 0u);
+}
+
+TEST(ReadNormals, LeavesTheArchiveUsableAfterAFailure) {
+    const archive_in_memory archive(archive_of(36, ramp(9)));
+    {
+        normals_result failed;
+        const failing_heap heap = failing_heap::of_size(36);
+        failed.read(&archive.record);
+        EXPECT_EQ(failed.status, -2);
+    }
+    normals_result again;
+    again.read(&archive.record);
+    EXPECT_EQ(again.status, 0);
+}
+
+TEST(ReadUvs, ReadsTheBlockOfTheScanWhenTheSearchFindsNone) {
+    const archive_in_memory archive(archive_of(16, ramp(4)));
+    uv_record record;
+    ASSERT_EQ(ogawa_read_uvs(&archive.record, nullptr, 0, 0, &record.set), 0);
+    EXPECT_STREQ(record.set.name, "uv");
+    EXPECT_EQ(record.set.value_count, 2u);
+    EXPECT_EQ(std::vector<float>(record.set.values, record.set.values + 4), ramp(4));
+    EXPECT_EQ(record.set.indices, nullptr);
+    EXPECT_EQ(record.set.index_count, 0u);
+    EXPECT_EQ(record.set.scope, OGAWA_SCOPE_FACE_VARYING);
+    ogawa_free_uv_set(&record.set);
+}
+
+TEST(ReadUvs, PrefersTheBlockOfTheSearchToALongerOneThatTheScanWouldTake) {
+    // The search tests two values against 10, so only it takes the first block; the longer one it takes for
+    // positions.
+    std::vector<float> found(1016 / 4, 0.5f);
+    found[2] = 49'000.0f;
+    bytes content = archive_header();
+    append_block(content, 1016, found);
+    append_filler(content, 16);
+    append_block(content, 2016, ramp(504));
+    append_filler(content, 64);
+    const archive_in_memory archive(content);
+    uv_record record;
+    ASSERT_EQ(ogawa_read_uvs(&archive.record, nullptr, 0, 0, &record.set), 0);
+    EXPECT_EQ(record.set.value_count, 127u);
+    EXPECT_EQ(record.set.values[2], 49'000.0f);
+    ogawa_free_uv_set(&record.set);
+}
+
+TEST(ReadUvs, AcceptsAFirstFloatThatNormalsReject) {
+    std::vector<float> values(6, 0.5f);
+    values[0] = 1.2f;
+    const archive_in_memory archive(archive_of(48, values));
+    normals_result normals;
+    normals.read(&archive.record);
+    EXPECT_EQ(normals.status, -1);
+    uv_record record;
+    ASSERT_EQ(ogawa_read_uvs(&archive.record, nullptr, 0, 0, &record.set), 0);
+    EXPECT_EQ(record.set.values[0], 1.2f);
+    ogawa_free_uv_set(&record.set);
+}
+
+TEST(ReadUvs, OfTwoBlocksOfOneLengthReadsTheEarlier) {
+    bytes content = archive_header();
+    append_block(content, 16, {1, 2, 3, 4});
+    append_filler(content, 16);
+    append_block(content, 16, {5, 6, 7, 8});
+    append_filler(content, 64);
+    const archive_in_memory archive(content);
+    uv_record record;
+    ASSERT_EQ(ogawa_read_uvs(&archive.record, nullptr, 0, 0, &record.set), 0);
+    EXPECT_EQ(record.set.values[0], 1.0f);
+    ogawa_free_uv_set(&record.set);
+}
+
+TEST(ReadUvs, IgnoresItsMiddleArguments) {
+    const archive_in_memory archive(archive_of(16, ramp(4)));
+    ogawa_object object{};
+    object.schema = OGAWA_SCHEMA_CAMERA;
+    uv_record record;
+    EXPECT_EQ(ogawa_read_uvs(&archive.record, &object, 12345, 678, &record.set), 0);
+    EXPECT_EQ(record.set.value_count, 2u);
+    ogawa_free_uv_set(&record.set);
+}
+
+TEST(ReadUvs, RefusesNullAndClosedArguments) {
+    uv_record record;
+    EXPECT_EQ(ogawa_read_uvs(nullptr, nullptr, 0, 0, &record.set), -1);
+    const ogawa_archive closed{};
+    EXPECT_EQ(ogawa_read_uvs(&closed, nullptr, 0, 0, &record.set), -1);
+    EXPECT_TRUE(record.untouched());
+    const archive_in_memory archive(archive_of(16, ramp(4)));
+    EXPECT_EQ(ogawa_read_uvs(&archive.record, nullptr, 0, 0, nullptr), -1);
+}
+
+TEST(ReadUvs, LeavesTheRecordWhenNeitherSearchNorScanFinds) {
+    for (const std::size_t size : {0u, 8u, 16u, 17u, 23u, 24u, 40u, 41u, 500u}) {
+        bytes content = archive_header();
+        content.resize(size, 0xFF);
+        const archive_in_memory archive(content);
+        uv_record record;
+        EXPECT_EQ(ogawa_read_uvs(&archive.record, nullptr, 0, 0, &record.set), -1) << size;
+        EXPECT_TRUE(record.untouched()) << size;
+    }
+}
+
+TEST(ReadUvs, KeepsOnlyTheNameWhenTheBlockIsCutShort) {
+    bytes content = archive_header();
+    append_block(content, 1016, ramp(253)); // one float is missing
+    const archive_in_memory archive(content);
+    const heap_ledger ledger;
+    uv_record record;
+    EXPECT_EQ(ogawa_read_uvs(&archive.record, nullptr, 0, 0, &record.set), -1);
+    EXPECT_TRUE(is_zero_but_for_its_name(record.set));
+    EXPECT_EQ(ledger.live(), 0u);
+}
+
+TEST(ReadUvs, KeepsOnlyTheNameWhenMemoryIsMissing) {
+    const archive_in_memory archive(archive_of(16, ramp(4)));
+    const heap_ledger ledger;
+    uv_record record;
+    {
+        const failing_heap heap = failing_heap::of_size(16);
+        EXPECT_EQ(ogawa_read_uvs(&archive.record, nullptr, 0, 0, &record.set), -2);
+        EXPECT_EQ(heap.failures(), 1u);
+    }
+    EXPECT_TRUE(is_zero_but_for_its_name(record.set));
+    EXPECT_EQ(ledger.live(), 0u);
+}
+
+TEST(ReadersOfFloats, LeakNothingWhicheverAllocationFails) {
+    const archive_in_memory archive(archive_of(48, ramp(12)));
+    for (std::uint64_t n = 1; n <= 6; ++n) {
+        const heap_ledger ledger;
+        normals_result normals;
+        uv_record uvs;
+        std::int32_t uv_status;
+        {
+            const failing_heap heap = failing_heap::nth(n);
+            normals.read(&archive.record);
+            uv_status = ogawa_read_uvs(&archive.record, nullptr, 0, 0, &uvs.set);
+        }
+        EXPECT_TRUE(normals.status == 0 || normals.status == -2);
+        EXPECT_TRUE(uv_status == 0 || uv_status == -2);
+        EXPECT_EQ(ledger.live(), (normals.status == 0 ? 1u : 0u) + (uv_status == 0 ? 1u : 0u));
+        ogawa_free_uv_set(&uvs.set);
+    }
+}
+
+TEST(FreeUvSet, AcceptsNull) {
+    ogawa_free_uv_set(nullptr);
+}
+
+TEST(FreeUvSet, ReleasesBothArraysAndClearsTheNameToo) {
+    ogawa_uv_set set{};
+    std::strcpy(set.name, "map1");
+    set.values = static_cast<float *>(std::malloc(16));
+    set.value_count = 2;
+    set.indices = static_cast<std::uint32_t *>(std::malloc(12));
+    set.index_count = 3;
+    set.scope = OGAWA_SCOPE_FACE_VARYING;
+    ogawa_free_uv_set(&set);
+    EXPECT_TRUE(is_zero(set));
+    ogawa_free_uv_set(&set);
+    EXPECT_TRUE(is_zero(set));
+}
+
+void expect_equal_to_model(const bytes &content) {
+    const archive_in_memory archive(content);
+    const model::floats_read normals = model::read_normals_plainly(archive.file());
+    normals_result result;
+    result.read(&archive.record);
+    ASSERT_EQ(result.status, normals.status);
+    ASSERT_EQ(result.untouched(), !normals.block_known);
+    if (normals.block_known) {
+        ASSERT_EQ(result.count, normals.count);
+        if (normals.status == 0) {
+            ASSERT_EQ(std::memcmp(result.normals, normals.values.data(), normals.values.size() * 4), 0);
+        } else {
+            ASSERT_EQ(result.normals, nullptr);
+        }
+    }
+    const model::floats_read uvs = model::read_uvs_plainly(archive.file());
+    uv_record record;
+    ASSERT_EQ(ogawa_read_uvs(&archive.record, nullptr, 0, 0, &record.set), uvs.status);
+    ASSERT_EQ(record.untouched(), !uvs.block_known);
+    if (uvs.status == 0) {
+        ASSERT_EQ(record.set.value_count, uvs.count);
+        ASSERT_EQ(std::memcmp(record.set.values, uvs.values.data(), uvs.values.size() * 4), 0);
+        ogawa_free_uv_set(&record.set);
+    } else if (uvs.block_known) {
+        ASSERT_TRUE(is_zero_but_for_its_name(record.set));
+    }
+}
+
+TEST(ReadersOfFloats, EqualSmallReadsOnRandomArchives) {
+    std::mt19937 random(43);
+    for (int i = 0; i < 1500; ++i) {
+        expect_equal_to_model(test::random_archive(random, random() % 600));
+        if (HasFatalFailure()) FAIL() << "archive " << i;
+    }
+}
+
+TEST(ReadersOfFloats, EqualSmallReadsOnRandomBytes) {
+    std::mt19937 random(44);
+    for (int i = 0; i < 200; ++i) {
+        bytes content(random() % 2000);
+        for (auto &byte : content)
+            byte = static_cast<std::uint8_t>(random());
+        expect_equal_to_model(content);
+        if (HasFatalFailure()) FAIL() << "archive " << i;
+    }
+}
+
+TEST(ReadersOfFloats, EqualSmallReadsOnEveryTruncation) {
+    bytes content = archive_header();
+    append_block(content, 1016, ramp(254));
+    append_block(content, 72, ramp(18));
+    append_block(content, 36, ramp(9));
+    for (; !content.empty(); content.pop_back()) {
+        expect_equal_to_model(content);
+        if (HasFatalFailure()) FAIL() << "cut to " << content.size();
+    }
+}
+
+} // namespace
+} // namespace qel
