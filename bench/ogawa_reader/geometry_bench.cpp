@@ -2,7 +2,7 @@
 // What is made of a mesh: adjacency, neighbours, tangent frames.
 #include "qel_unit.h"
 
-#include "model/plain_adjacency.h"
+#include "baseline/adjacency.h"
 #include "model/tangent_model.h"
 #include "ogawa_reader/mesh_inputs.h"
 #include "support/rows.h"
@@ -25,13 +25,13 @@ void manifold(benchmark::State &state) {
     mesh_input input(sized(1000, 20));
     ogawa_polymesh ours = input.mesh, plain = input.mesh;
     ogawa_build_manifold(&ours);
-    model::plain_build_manifold(&plain);
+    baseline::build_manifold(&plain);
     const bool same = same_manifolds(ours.manifold, plain.manifold);
     ogawa_free_manifold(&ours.manifold);
     ogawa_free_manifold(&plain.manifold);
     if (!agree(state, same, "the plain manifold differs")) return;
     side_by_side(state, {[&] { ogawa_build_manifold(&ours); }, [&] { ogawa_free_manifold(&ours.manifold); }})
-        .model({[&] { model::plain_build_manifold(&plain); }, [&] { ogawa_free_manifold(&plain.manifold); }},
+        .model({[&] { baseline::build_manifold(&plain); }, [&] { ogawa_free_manifold(&plain.manifold); }},
                1.5)
         .measure();
 }
@@ -59,7 +59,7 @@ void neighbors(benchmark::State &state) {
         return list;
     };
     const auto plain = [&](std::uint32_t vertex, std::uint32_t *count) {
-        return model::plain_vertex_neighbors(mesh.manifold, vertex, count);
+        return baseline::vertex_neighbors(mesh.manifold, vertex, count);
     };
     if (agree(state, list_all(mesh, ours) == list_all(mesh, plain), "the plain neighbours differ"))
         side_by_side(state, {[&] { keep(list_all(mesh, ours)); }})

@@ -2,7 +2,7 @@
 // The mesh cache: save and load.
 #include "qel_unit.h"
 
-#include "model/plain_mesh_cache.h"
+#include "baseline/mesh_cache.h"
 #include "ogawa_reader/mesh_inputs.h"
 #include "support/limits.h"
 #include "support/rows.h"
@@ -18,14 +18,14 @@ void save(benchmark::State &state, const ogawa_polymesh &mesh) {
     const std::string path = folder.file("ours.qelm"), plain = folder.file("plain.qelm"),
                       raw = folder.file("raw");
     qel_mesh_save(&mesh, nullptr, path.c_str());
-    model::plain_save_mesh(mesh, plain.c_str());
+    baseline::save_mesh(mesh, plain.c_str());
     const test::bytes content = test::read_file(path);
     if (!agree(state, content == test::read_file(plain), "the plain file differs")) return;
     const auto writing = [](const std::string &file, std::function<void()> run) {
         return contender{std::move(run), {}, [&file] { std::remove(file.c_str()); }};
     };
     side_by_side(state, writing(path, [&] { qel_mesh_save(&mesh, nullptr, path.c_str()); }))
-        .model(writing(plain, [&] { model::plain_save_mesh(mesh, plain.c_str()); }), 1.2)
+        .model(writing(plain, [&] { baseline::save_mesh(mesh, plain.c_str()); }), 1.2)
         .limit("fwrite", writing(raw, [&] { write_whole(raw, content.data(), content.size()); }), 1.3)
         .measure();
 }

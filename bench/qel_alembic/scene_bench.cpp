@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Scenes: index, lookups, the nearest query, the file.
-#include "model/plain_scene.h"
+#include "baseline/scene.h"
 #include "model/scene_model.h"
 #include "qel_alembic/scene_inputs.h"
 #include "support/limits.h"
@@ -22,7 +22,7 @@ contender indexing(bench_scene &s) {
 bool same_index_as_plain(bench_scene &s) {
     qel_alembic_build_hash_table(&s.scene);
     std::uint32_t *const table = s.scene.hash;
-    model::plain_build_index(&s.scene);
+    baseline::build_index(&s.scene);
     const bool same = std::memcmp(table, s.scene.hash, std::size_t{s.scene.hash_size} * 4) == 0;
     std::free(table);
     s.drop_index();
@@ -33,7 +33,7 @@ void index_scene(benchmark::State &state, shape form, double target) {
     bench_scene s(sized(100000, 2000), form);
     if (!agree(state, same_index_as_plain(s), "the plain index differs")) return;
     side_by_side(state, indexing(s))
-        .model({[&] { model::plain_build_index(&s.scene); }, [&] { s.drop_index(); }}, target)
+        .model({[&] { baseline::build_index(&s.scene); }, [&] { s.drop_index(); }}, target)
         .measure();
 }
 
@@ -105,14 +105,14 @@ void nearest(benchmark::State &state) {
     const std::uint64_t key = mesh.vertices[mesh.vertex_count / 3].morton + 1;
     qel_alembic_hit ours[8] = {}, plain[8] = {};
     qel_alembic_query_nearest(&s.scene, key, 8, ours);
-    model::plain_query_nearest(&s.scene, key, 8, plain);
+    baseline::query_nearest(&s.scene, key, 8, plain);
     const bool same =
         std::equal(ours, ours + 8, plain, [](const qel_alembic_hit &a, const qel_alembic_hit &b) {
             return a.vertex == b.vertex && a.distance == b.distance;
         });
     if (!agree(state, same, "the plain query differs")) return;
     side_by_side(state, {[&] { keep(qel_alembic_query_nearest(&s.scene, key, 8, ours)); }})
-        .model({[&] { keep(model::plain_query_nearest(&s.scene, key, 8, plain)); }}, 30)
+        .model({[&] { keep(baseline::query_nearest(&s.scene, key, 8, plain)); }}, 30)
         .limit("streaming the vertex records",
                {[&] { stream_read(mesh.vertices, std::size_t{mesh.vertex_count} * sizeof *mesh.vertices); }},
                1.5)
@@ -125,14 +125,14 @@ void save(benchmark::State &state) {
     const std::string path = folder.file("ours.bqel"), plain = folder.file("plain.bqel"),
                       raw = folder.file("raw");
     qel_alembic_save(path.c_str(), &s.scene);
-    model::plain_save(plain.c_str(), &s.scene);
+    baseline::save(plain.c_str(), &s.scene);
     const test::bytes content = test::read_file(path);
     if (!agree(state, content == test::read_file(plain), "the plain file differs")) return;
     const auto writing = [](const std::string &file, std::function<void()> run) {
         return contender{std::move(run), {}, [&file] { std::remove(file.c_str()); }};
     };
     side_by_side(state, writing(path, [&] { qel_alembic_save(path.c_str(), &s.scene); }))
-        .model(writing(plain, [&] { model::plain_save(plain.c_str(), &s.scene); }), 1.5)
+        .model(writing(plain, [&] { baseline::save(plain.c_str(), &s.scene); }), 1.5)
         .limit("fwrite", writing(raw, [&] { write_whole(raw, content.data(), content.size()); }), 1.3)
         .measure();
 }
@@ -146,7 +146,7 @@ void load(benchmark::State &state) {
     qel_alembic_file ours = {}, plain = {};
     heap_block content;
     side_by_side(state, {[&] { qel_alembic_load(path.c_str(), &ours); }, [&] { qel_alembic_free(&ours); }})
-        .model({[&] { model::plain_load(path.c_str(), &plain); }, [&] { qel_alembic_free(&plain); }}, 1.5)
+        .model({[&] { baseline::load(path.c_str(), &plain); }, [&] { qel_alembic_free(&plain); }}, 1.5)
         .limit("fread and the index build",
                {[&] {
                     std::FILE *const stream = std::fopen(path.c_str(), "rb");

@@ -2,7 +2,7 @@
 // The agent directory: init, spawns, monitor.
 #include "qel_unit.h"
 
-#include "model/plain_agents.h"
+#include "baseline/agents.h"
 #include "support/limits.h"
 #include "support/rows.h"
 #include "support/side_by_side.h"
@@ -17,7 +17,7 @@ namespace {
 void init(benchmark::State &state) {
     qel_agent_dir *plain = nullptr;
     side_by_side(state, {[] { qel_agent_dir_init(nullptr); }, [] { qel_agent_dir_free(); }})
-        .model({[&] { plain = model::plain_agent_init(); }, [&] { model::plain_agent_free(plain); }}, 1.5)
+        .model({[&] { plain = baseline::agent_init(); }, [&] { baseline::agent_free(plain); }}, 1.5)
         .limit("filling 32 MiB of huge pages", {[] { huge_memory(std::size_t{32} << 20).fill(); }}, 1.3)
         .measure();
 }
@@ -37,7 +37,7 @@ void spawn_ours(std::string &ids) {
 
 void spawn_plain(qel_agent_dir *dir, std::string &ids) {
     spawn_all(ids, [dir](std::uint8_t type, std::uint8_t tier, char *id) {
-        model::plain_agent_spawn(dir, nullptr, type, tier, 9, id);
+        baseline::agent_spawn(dir, nullptr, type, tier, 9, id);
     });
 }
 
@@ -46,9 +46,8 @@ void spawn(benchmark::State &state) {
     qel_agent_dir *plain = nullptr;
     const contender ours = {[&] { spawn_ours(ids); }, [] { qel_agent_dir_free(); },
                             [] { qel_agent_dir_init(nullptr); }};
-    const contender straight = {[&] { spawn_plain(plain, plain_ids); },
-                                [&] { model::plain_agent_free(plain); },
-                                [&] { plain = model::plain_agent_init(); }};
+    const contender straight = {[&] { spawn_plain(plain, plain_ids); }, [&] { baseline::agent_free(plain); },
+                                [&] { plain = baseline::agent_init(); }};
     for (const contender &way : {ours, straight}) {
         way.before();
         way.run();
@@ -61,21 +60,19 @@ void spawn(benchmark::State &state) {
 void monitor(benchmark::State &state) {
     std::string ids(std::size_t{QEL_AGENT_CAPACITY} * 9, '\0'), plain_ids = ids;
     qel_agent_dir_init(nullptr);
-    qel_agent_dir *const plain = model::plain_agent_init();
+    qel_agent_dir *const plain = baseline::agent_init();
     spawn_ours(ids);
     spawn_plain(plain, ids);
     const char *const pattern = "2A9E**0*";
     const auto run = [&] { keep(qel_agent_monitor(pattern, ids.data(), 65536)); };
-    const auto run_plainly = [&] {
-        keep(model::plain_agent_monitor(plain, pattern, plain_ids.data(), 65536));
-    };
+    const auto run_plainly = [&] { keep(baseline::agent_monitor(plain, pattern, plain_ids.data(), 65536)); };
     ids.assign(ids.size(), '\0');
     run();
     run_plainly();
     if (agree(state, ids == plain_ids, "the plain list differs"))
         side_by_side(state, {run}).model({run_plainly}, 2).measure();
     qel_agent_dir_free();
-    model::plain_agent_free(plain);
+    baseline::agent_free(plain);
 }
 
 } // namespace

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Units: create, load, lookups, the nearest query.
-#include "model/plain_unit.h"
+#include "baseline/unit.h"
 #include "qel_unit/unit_inputs.h"
 #include "support/limits.h"
 #include "support/peak_memory.h"
@@ -21,13 +21,13 @@ void create(benchmark::State &state, std::size_t count, double model_target, boo
     const token_arrays arrays(count);
     qel_unit ours = {}, plain = {};
     arrays.create_with(qel_unit_create, ours);
-    arrays.create_with(model::plain_create, plain);
+    arrays.create_with(baseline::create, plain);
     const bool same = same_units(ours, plain);
     release(ours);
     release(plain);
     if (!agree(state, same, "the plain unit differs")) return;
     side_by_side rounds(state, {[&] { arrays.create_with(qel_unit_create, ours); }, [&] { release(ours); }});
-    rounds.model({[&] { arrays.create_with(model::plain_create, plain); }, [&] { release(plain); }},
+    rounds.model({[&] { arrays.create_with(baseline::create, plain); }, [&] { release(plain); }},
                  model_target);
     if (against_fill)
         rounds.limit("filling 64 MiB of huge pages", {[] { huge_memory(std::size_t{64} << 20).fill(); }},
@@ -63,13 +63,13 @@ void load(benchmark::State &state, std::size_t count) {
     const std::string path = shuffled_file(folder, arrays);
     qel_unit ours = {}, plain = {}, created = {};
     qel_unit_load(path.c_str(), &ours);
-    model::plain_load(path.c_str(), &plain);
+    baseline::load(path.c_str(), &plain);
     const bool same = same_units(ours, plain);
     release(ours);
     release(plain);
     if (!agree(state, same, "the plain unit differs")) return;
     side_by_side(state, {[&] { qel_unit_load(path.c_str(), &ours); }, [&] { release(ours); }})
-        .model({[&] { model::plain_load(path.c_str(), &plain); }, [&] { release(plain); }}, 6)
+        .model({[&] { baseline::load(path.c_str(), &plain); }, [&] { release(plain); }}, 6)
         .limit("create of the same, sorted",
                {[&] { arrays.create_with(qel_unit_create, created); }, [&] { release(created); }}, 2)
         .measure();
@@ -149,7 +149,7 @@ void look_up_keys(benchmark::State &state) {
     arrays.create_with(qel_unit_create, unit);
     look_up(
         state, arrays.mortons, [&](std::uint64_t key) { return qel_unit_lookup_morton(&unit, key); },
-        [&](std::uint64_t key) { return model::plain_lookup_morton(&unit, key); });
+        [&](std::uint64_t key) { return baseline::lookup_morton(&unit, key); });
     release(unit);
 }
 
@@ -166,7 +166,7 @@ void look_up_identities(benchmark::State &state) {
             return qel_unit_lookup_hex(&unit, reinterpret_cast<const char *>(&id));
         },
         [&](const std::uint64_t &id) {
-            return model::plain_lookup_hex(&unit, reinterpret_cast<const char *>(&id));
+            return baseline::lookup_hex(&unit, reinterpret_cast<const char *>(&id));
         });
     release(unit);
 }
@@ -185,7 +185,7 @@ void nearest(benchmark::State &state, std::int32_t k, std::size_t queries, doubl
     bool same = true;
     for (std::size_t i = 0; i < std::min<std::size_t>(queries, 3); ++i) {
         qel_unit_query_nearest(&unit, keys[i], k, numbers.data(), distances.data());
-        model::plain_query_nearest(&unit, keys[i], k, plain_numbers.data(), plain_distances.data());
+        baseline::query_nearest(&unit, keys[i], k, plain_numbers.data(), plain_distances.data());
         same = same && numbers == plain_numbers && distances == plain_distances;
     }
     if (agree(state, same, "the plain query differs"))
@@ -195,7 +195,7 @@ void nearest(benchmark::State &state, std::int32_t k, std::size_t queries, doubl
                      }})
             .model({[&] {
                        for (const std::uint64_t key : keys)
-                           model::plain_query_nearest(&unit, key, k, numbers.data(), distances.data());
+                           baseline::query_nearest(&unit, key, k, numbers.data(), distances.data());
                    }},
                    target)
             .measure();

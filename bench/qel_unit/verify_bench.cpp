@@ -2,7 +2,7 @@
 // One pass over positions: the box, and whether all of them are finite.
 #include "qel_unit.h"
 
-#include "model/plain_bounds.h"
+#include "model/bounds_model.h"
 #include "model/verify_model.h"
 #include "support/limits.h"
 #include "support/rows.h"
@@ -53,7 +53,7 @@ void bounds(benchmark::State &state) {
         },
         [](const float *positions, std::uint32_t count) {
             box result;
-            model::plain_bounds(positions, count, result.values);
+            model::bounds(positions, count, result.values);
             return result;
         });
 }

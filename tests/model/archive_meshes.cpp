@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // The meshes of the archive model.
 #include "model/archive_model.h"
-#include "model/plain_bounds.h"
+#include "model/bounds_model.h"
 
 #include <algorithm>
 
@@ -164,7 +164,7 @@ void read_uv_sets(const archive_file &file, const archive_tree_object &object, s
 void set_bounds(const archive_file &file, const archive_tree_object &object, std::uint64_t sample,
                 archive_model_mesh &mesh) {
     const auto points = static_cast<std::uint32_t>(mesh.positions.size() / 3);
-    if (points != 0) plain_bounds(mesh.positions.data(), points, mesh.bounds.data());
+    if (points != 0) bounds(mesh.positions.data(), points, mesh.bounds.data());
     mesh.self_bounds = mesh.bounds;
     const archive_tree_property *property = object.property(".geom/.selfBnds");
     if (!has_samples(property) || !is_of_type(*property, 1, f64_value, 6)) return;

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: MIT
-#include "model/plain_scene.h"
+#include "baseline/scene.h"
 
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
-namespace qel::model {
+namespace qel::baseline {
 
 namespace {
 
@@ -23,7 +23,7 @@ std::uint64_t newton_root_of(std::uint64_t value) {
 
 } // namespace
 
-std::int32_t plain_build_index(qel_alembic_file *scene) {
+std::int32_t build_index(qel_alembic_file *scene) {
     if (scene == nullptr || scene->mesh_count == 0) return -1;
     std::uint64_t total = 0;
     for (std::uint32_t m = 0; m < scene->mesh_count; ++m)
@@ -45,8 +45,8 @@ std::int32_t plain_build_index(qel_alembic_file *scene) {
     return 0;
 }
 
-std::uint32_t plain_query_nearest(const qel_alembic_file *scene, std::uint64_t morton, std::int32_t k,
-                                  qel_alembic_hit *results) {
+std::uint32_t query_nearest(const qel_alembic_file *scene, std::uint64_t morton, std::int32_t k,
+                            qel_alembic_hit *results) {
     struct entry {
         std::uint32_t mesh, vertex;
         std::uint64_t distance;
@@ -118,7 +118,7 @@ struct triple {
 
 } // namespace
 
-std::int32_t plain_save(const char *path, const qel_alembic_file *scene) {
+std::int32_t save(const char *path, const qel_alembic_file *scene) {
     std::FILE *const stream = std::fopen(path, "wb");
     if (stream == nullptr) return -1;
     std::fwrite("BQEL", 4, 1, stream);
@@ -150,7 +150,7 @@ std::int32_t plain_save(const char *path, const qel_alembic_file *scene) {
     return 0;
 }
 
-std::int32_t plain_load(const char *path, qel_alembic_file *scene) {
+std::int32_t load(const char *path, qel_alembic_file *scene) {
     std::FILE *const stream = std::fopen(path, "rb");
     if (stream == nullptr) return -1;
     char magic[4], zeros[16];
@@ -181,7 +181,7 @@ std::int32_t plain_load(const char *path, qel_alembic_file *scene) {
     }
     std::fclose(stream);
     std::snprintf(scene->source, sizeof scene->source, "%.255s", path);
-    return plain_build_index(scene);
+    return build_index(scene);
 }
 
-} // namespace qel::model
+} // namespace qel::baseline

@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: MIT
-#include "model/plain_mesh_cache.h"
+#include "baseline/mesh_cache.h"
 
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
-namespace qel::model {
+namespace qel::baseline {
 
 namespace {
 
@@ -69,7 +69,7 @@ void write_fans(std::FILE *stream, const ogawa_polymesh &mesh, std::uint32_t tri
 
 } // namespace
 
-std::int32_t plain_save_mesh(const ogawa_polymesh &mesh, const char *path) {
+std::int32_t save_mesh(const ogawa_polymesh &mesh, const char *path) {
     std::uint32_t largest = 0;
     for (std::uint32_t k = 0; k < mesh.face_index_count; ++k)
         if (mesh.face_indices[k] > largest) largest = mesh.face_indices[k];
@@ -93,4 +93,4 @@ std::int32_t plain_save_mesh(const ogawa_polymesh &mesh, const char *path) {
     return 0;
 }
 
-} // namespace qel::model
+} // namespace qel::baseline

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
-#include "model/plain_adjacency.h"
+#include "baseline/adjacency.h"
 
 #include <cstdlib>
 #include <cstring>
 
-namespace qel::model {
+namespace qel::baseline {
 
 namespace {
 
@@ -25,7 +25,7 @@ void for_each_corner(const ogawa_polymesh &mesh, Visit visit) {
 
 } // namespace
 
-std::int32_t plain_build_manifold(ogawa_polymesh *mesh) {
+std::int32_t build_manifold(ogawa_polymesh *mesh) {
     ogawa_manifold &manifold = mesh->manifold;
     std::memset(&manifold, 0, sizeof manifold);
     const std::uint32_t vertices = manifold.vertex_count = mesh->vertex_count;
@@ -55,8 +55,7 @@ std::int32_t plain_build_manifold(ogawa_polymesh *mesh) {
     return 0;
 }
 
-std::uint32_t *plain_vertex_neighbors(const ogawa_manifold &manifold, std::uint32_t vertex,
-                                      std::uint32_t *count) {
+std::uint32_t *vertex_neighbors(const ogawa_manifold &manifold, std::uint32_t vertex, std::uint32_t *count) {
     const std::uint32_t *const faces = manifold.vertex_faces + manifold.vertex_face_offsets[vertex];
     const std::uint32_t n = manifold.vertex_face_offsets[vertex + 1] - manifold.vertex_face_offsets[vertex];
     std::uint32_t *const list = words(std::size_t{10} * n);
@@ -79,4 +78,4 @@ std::uint32_t *plain_vertex_neighbors(const ogawa_manifold &manifold, std::uint3
     return result;
 }
 
-} // namespace qel::model
+} // namespace qel::baseline

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: MIT
-#include "model/plain_agents.h"
+#include "baseline/agents.h"
 
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
-namespace qel::model {
+namespace qel::baseline {
 
 namespace {
 
@@ -24,7 +24,7 @@ void format_id(char *id, unsigned third, unsigned fourth) {
 
 } // namespace
 
-qel_agent_dir *plain_agent_init() {
+qel_agent_dir *agent_init() {
     auto *const dir = static_cast<qel_agent_dir *>(std::calloc(1, sizeof(qel_agent_dir)));
     if (dir == nullptr) return nullptr;
     std::memcpy(dir->magic, "QEAG", 4);
@@ -38,7 +38,7 @@ qel_agent_dir *plain_agent_init() {
     return dir;
 }
 
-void plain_agent_free(qel_agent_dir *dir) {
+void agent_free(qel_agent_dir *dir) {
     std::free(dir->index->nodes);
     std::free(dir->index->buckets);
     std::free(dir->index);
@@ -46,8 +46,8 @@ void plain_agent_free(qel_agent_dir *dir) {
     std::free(dir);
 }
 
-std::int32_t plain_agent_spawn(qel_agent_dir *dir, const char *parent, std::uint8_t type, std::uint8_t tier,
-                               std::uint8_t tag, char *id_out) {
+std::int32_t agent_spawn(qel_agent_dir *dir, const char *parent, std::uint8_t type, std::uint8_t tier,
+                         std::uint8_t tag, char *id_out) {
     if (dir->agent_count >= QEL_AGENT_CAPACITY) return -2;
     char id[9];
     bool chosen = false;
@@ -80,8 +80,7 @@ std::int32_t plain_agent_spawn(qel_agent_dir *dir, const char *parent, std::uint
     return 0;
 }
 
-std::uint32_t plain_agent_monitor(const qel_agent_dir *dir, const char *pattern, char *ids_out,
-                                  std::int32_t max) {
+std::uint32_t agent_monitor(const qel_agent_dir *dir, const char *pattern, char *ids_out, std::int32_t max) {
     if (ids_out == nullptr || max < 1) return 0;
     const std::size_t length = std::strlen(pattern);
     std::int32_t count = 0;
@@ -98,4 +97,4 @@ std::uint32_t plain_agent_monitor(const qel_agent_dir *dir, const char *pattern,
     return static_cast<std::uint32_t>(count);
 }
 
-} // namespace qel::model
+} // namespace qel::baseline

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "model/plain_unit.h"
+#include "baseline/unit.h"
 
 #include <algorithm>
 #include <cmath>
@@ -7,7 +7,7 @@
 #include <cstdlib>
 #include <cstring>
 
-namespace qel::model {
+namespace qel::baseline {
 
 namespace {
 
@@ -81,8 +81,8 @@ std::uint64_t hop_distance(std::uint64_t a, std::uint64_t b) {
 
 } // namespace
 
-std::int32_t plain_create(qel_unit *unit, std::uint32_t count, const std::uint64_t *mortons,
-                          const char *hex_ids, const std::uint64_t *payloads, const std::uint8_t *layers) {
+std::int32_t create(qel_unit *unit, std::uint32_t count, const std::uint64_t *mortons, const char *hex_ids,
+                    const std::uint64_t *payloads, const std::uint8_t *layers) {
     if (unit == nullptr || count == 0) return -1;
     unit->extra = 0;
     unit->version = 1;
@@ -100,7 +100,7 @@ std::int32_t plain_create(qel_unit *unit, std::uint32_t count, const std::uint64
     return fill_order(unit) ? 0 : -4;
 }
 
-std::int32_t plain_load(const char *path, qel_unit *unit) {
+std::int32_t load(const char *path, qel_unit *unit) {
     std::FILE *const stream = std::fopen(path, "rb");
     if (stream == nullptr) return -1;
     unsigned char header[24];
@@ -126,7 +126,7 @@ std::int32_t plain_load(const char *path, qel_unit *unit) {
     return fill_order(unit) ? 0 : -6;
 }
 
-std::uint32_t plain_lookup_morton(const qel_unit *unit, std::uint64_t morton) {
+std::uint32_t lookup_morton(const qel_unit *unit, std::uint64_t morton) {
     const qel_hash_index *const index = unit->morton_index;
     const std::uint32_t node = index->buckets[bucket_of(morton)];
     if (node == none) return none;
@@ -134,7 +134,7 @@ std::uint32_t plain_lookup_morton(const qel_unit *unit, std::uint64_t morton) {
     return unit->tokens[token].morton == morton ? token : none;
 }
 
-std::uint32_t plain_lookup_hex(const qel_unit *unit, const char *hex_id) {
+std::uint32_t lookup_hex(const qel_unit *unit, const char *hex_id) {
     const qel_hash_index *const index = unit->hex_index;
     const std::uint32_t node = index->buckets[bucket_of(hex_id)];
     if (node == none) return none;
@@ -184,8 +184,8 @@ std::int64_t start_of(const qel_unit *unit, std::uint64_t target) {
 
 } // namespace
 
-std::uint32_t plain_query_nearest(const qel_unit *unit, std::uint64_t morton, std::int32_t k,
-                                  std::uint32_t *numbers, std::uint64_t *distances) {
+std::uint32_t query_nearest(const qel_unit *unit, std::uint64_t morton, std::int32_t k,
+                            std::uint32_t *numbers, std::uint64_t *distances) {
     if (unit == nullptr || unit->tokens == nullptr || unit->count == 0 || k < 1) return 0;
     const std::int64_t count = unit->count;
     const auto size = static_cast<std::uint32_t>(std::min<std::int64_t>(k, count));
@@ -218,4 +218,4 @@ std::uint32_t plain_query_nearest(const qel_unit *unit, std::uint64_t morton, st
     return list.filled;
 }
 
-} // namespace qel::model
+} // namespace qel::baseline

@@ -1,0 +1,20 @@
+// SPDX-License-Identifier: MIT
+// What the straightforward agent directory costs, on the library's own records and without a file.
+// tests/model/agent_model.h says what is right.
+#pragma once
+
+#include "qel_unit.h"
+
+#include <cstdint>
+
+namespace qel::baseline {
+
+/// A directory without a file; null without memory.
+qel_agent_dir *agent_init();
+void agent_free(qel_agent_dir *dir);
+
+std::int32_t agent_spawn(qel_agent_dir *dir, const char *parent, std::uint8_t type, std::uint8_t tier,
+                         std::uint8_t tag, char *id_out);
+std::uint32_t agent_monitor(const qel_agent_dir *dir, const char *pattern, char *ids_out, std::int32_t max);
+
+} // namespace qel::baseline

@@ -1,0 +1,24 @@
+// SPDX-License-Identifier: MIT
+// What the straightforward token unit costs, on the library's own records: tables from the plain heap, one read for
+// each record, the C library's sort. tests/model/unit_model.h says what is right.
+#pragma once
+
+#include "qel_unit.h"
+
+#include <cstdint>
+
+namespace qel::baseline {
+
+/// Both are released with qel_unit_free, and `order` with free. They give the status of the library's.
+std::int32_t create(qel_unit *unit, std::uint32_t count, const std::uint64_t *mortons, const char *hex_ids,
+                    const std::uint64_t *payloads, const std::uint8_t *layers);
+std::int32_t load(const char *path, qel_unit *unit);
+
+std::uint32_t lookup_morton(const qel_unit *unit, std::uint64_t morton);
+std::uint32_t lookup_hex(const qel_unit *unit, const char *hex_id);
+
+/// Sorts its list after each acceptance.
+std::uint32_t query_nearest(const qel_unit *unit, std::uint64_t morton, std::int32_t k,
+                            std::uint32_t *numbers, std::uint64_t *distances);
+
+} // namespace qel::baseline
