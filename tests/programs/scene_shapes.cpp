@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "tools/scene_shapes.h"
+#include "programs/scene_shapes.h"
 
 #include <array>
 #include <cmath>

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // make_scene_archive OUTPUT.abc: writes examples/data/harbour.abc, a harbour that lives for two seconds and begins
 // again: waves, a flag, a windmill, a lighthouse, boats at their moorings and gulls, in metres, y upwards.
-#include "tools/scene_shapes.h"
+#include "programs/scene_shapes.h"
 
 #include <cstdio>
 #include <utility>

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // instructions FOLDER: calls each hot function once or a fixed number of times on fixed inputs. scripts/instructions.sh
-// runs it under callgrind and compares the counts with tests/tools/instructions.txt.
+// runs it under callgrind and compares the counts with tests/programs/instructions.txt.
 #include "common/bounds.h"
 #include "ogawa_reader/cache/skin_blend.h"
 #include "qel_archive.h"
