@@ -6,7 +6,8 @@
  * Readable as C99 and as C++17. These conventions hold everywhere and are not repeated below:
  *
  * 1. **Status.** A function that can fail returns a signed 32-bit status: 0 for success, then -1, -2, -3, …
- *    mostly in the order in which its steps can fail. Lookups in a unit return a token number, or ::QEL_NOT_FOUND.
+ *    mostly in the order in which its steps can fail. Every code has a name in ::qel_status: the function's in
+ *    capitals, then what is wrong. Lookups in a unit return a token number, or ::QEL_NOT_FOUND.
  *    Queries return a count, 0 on bad arguments. Nothing is printed, logged or kept in a global variable.
  * 2. **Ownership.** The caller allocates every record and passes a pointer to it. The library hangs arrays on
  *    the record; the record's release function frees them and nulls the pointers, never the record itself.
@@ -98,6 +99,128 @@ typedef struct qel_agent_dir qel_agent_dir;
 /** @endcond */
 
 /* ------------------------------------------------------------------------------------------------ */
+/** @defgroup status Status codes
+ * The names of all codes. Their numbers are the functions' own: the same number means another thing elsewhere, and
+ * `NO_MEMORY` has several.
+ * @{ */
+
+/** What functions answer. A name is the function's in capitals, then what is wrong. */
+typedef enum qel_status {
+    QEL_OK = 0, /**< success, of every function that answers with a status */
+
+    /* Units */
+    QEL_UNIT_CREATE_BAD_ARGUMENT = -1,      /**< no unit, or no tokens */
+    QEL_UNIT_CREATE_TOKENS_NO_MEMORY = -2,  /**< an allocation failed: the tokens */
+    QEL_UNIT_CREATE_INDEX_NO_MEMORY = -3,   /**< an allocation failed: an index */
+    QEL_UNIT_CREATE_ORDER_NO_MEMORY = -4,   /**< an allocation failed: `order` */
+    QEL_UNIT_SAVE_BAD_ARGUMENT = -1,        /**< no unit, or no tokens */
+    QEL_UNIT_SAVE_CANNOT_CREATE = -2,       /**< the file cannot be created */
+    QEL_UNIT_SAVE_CANNOT_WRITE_HEADER = -3, /**< the header is not written whole */
+    QEL_UNIT_SAVE_CANNOT_WRITE_TOKENS = -4, /**< the tokens are not written whole */
+    QEL_UNIT_LOAD_CANNOT_OPEN = -1,         /**< the file cannot be opened */
+    QEL_UNIT_LOAD_TOO_SHORT = -2,           /**< no whole header */
+    QEL_UNIT_LOAD_NOT_A_UNIT = -3,          /**< other bytes at the beginning */
+    QEL_UNIT_LOAD_TOKENS_NO_MEMORY = -4,    /**< an allocation failed: the tokens */
+    QEL_UNIT_LOAD_INDEX_NO_MEMORY = -5,     /**< an allocation failed: an index */
+    QEL_UNIT_LOAD_ORDER_NO_MEMORY = -6,     /**< an allocation failed: `order` */
+    QEL_UNIT_GET_TOKEN_NOT_FOUND = -1,      /**< no such token, or no tokens */
+
+    /* Archives */
+    OGAWA_OPEN_CANNOT_OPEN = -1,         /**< no such file, or fewer than 5 bytes; a null pointer */
+    OGAWA_OPEN_NOT_AN_ARCHIVE = -2,      /**< other bytes at the beginning */
+    OGAWA_OPEN_UNFINISHED = -3,          /**< the file is still being written */
+    OGAWA_OPEN_NO_VERSION = -4,          /**< the file ends before its version */
+    OGAWA_OPEN_NO_ROOT = -5,             /**< the file ends before its root reference */
+    OGAWA_READ_POLYMESH_NOT_FOUND = -1,  /**< no positions; a null pointer */
+    OGAWA_READ_POLYMESH_NO_MEMORY = -2,  /**< an allocation failed */
+    OGAWA_READ_POSITIONS_NOT_FOUND = -1, /**< no positions; a null pointer */
+    OGAWA_READ_POSITIONS_NO_MEMORY = -2, /**< an allocation failed */
+
+    /* Mesh geometry */
+    OGAWA_READ_NORMALS_NOT_FOUND = -1,             /**< no normals, or cut short; a null pointer */
+    OGAWA_READ_NORMALS_NO_MEMORY = -2,             /**< an allocation failed */
+    OGAWA_READ_UVS_NOT_FOUND = -1,                 /**< no UVs, or cut short; a null pointer */
+    OGAWA_READ_UVS_NO_MEMORY = -2,                 /**< an allocation failed */
+    OGAWA_BUILD_MANIFOLD_BAD_ARGUMENT = -1,        /**< no mesh, or no vertices */
+    OGAWA_BUILD_MANIFOLD_NO_MEMORY = -2,           /**< an allocation failed */
+    OGAWA_GET_VERTEX_FACES_NOT_FOUND = -1,         /**< no such vertex, or no manifold */
+    OGAWA_GET_VERTEX_NEIGHBORS_NOT_FOUND = -1,     /**< no such vertex, no manifold or no faces */
+    OGAWA_GET_VERTEX_NEIGHBORS_NO_MEMORY = -2,     /**< an allocation failed */
+    OGAWA_READ_TANGENT_FRAME_NOT_FOUND = -1,       /**< no tangents; a null pointer */
+    OGAWA_READ_TANGENT_FRAME_NO_MEMORY = -2,       /**< an allocation failed */
+    OGAWA_COMPUTE_TANGENT_FRAME_BAD_ARGUMENT = -1, /**< no mesh, no vertices or no UV sets */
+    OGAWA_COMPUTE_TANGENT_FRAME_NOT_FOUND = -2,    /**< no UV set of that name */
+    OGAWA_COMPUTE_TANGENT_FRAME_NO_MEMORY = -3,    /**< an allocation failed */
+    OGAWA_TRIANGULATE_FACE_BAD_ARGUMENT = -1,      /**< a null pointer, or fewer than 3 corners */
+    OGAWA_TRIANGULATE_FACE_NO_MEMORY = -2,         /**< an allocation failed */
+
+    /* Token scenes */
+    QEL_ALEMBIC_PROCESS_MESH_BAD_ARGUMENT = -1,     /**< no mesh, or no vertices */
+    QEL_ALEMBIC_PROCESS_MESH_NO_MEMORY = -4,        /**< an allocation failed */
+    QEL_ALEMBIC_LOAD_RAW_BAD_ARGUMENT = -1,         /**< a null pointer, or no vertices */
+    QEL_ALEMBIC_LOAD_RAW_NO_MEMORY = -4,            /**< an allocation failed */
+    QEL_ALEMBIC_SAVE_CANNOT_CREATE = -1,            /**< the file cannot be created; a null pointer */
+    QEL_ALEMBIC_LOAD_CANNOT_OPEN = -1,              /**< the file cannot be opened; a null pointer */
+    QEL_ALEMBIC_LOAD_NOT_A_SCENE = -2,              /**< no whole header, or other bytes at the beginning */
+    QEL_ALEMBIC_LOAD_UNKNOWN_VERSION = -3,          /**< the version is above 1 */
+    QEL_ALEMBIC_LOAD_NO_MEMORY = -4,                /**< an allocation failed or is refused */
+    QEL_ALEMBIC_BUILD_HASH_TABLE_BAD_ARGUMENT = -1, /**< no scene, no meshes, or a count without an array */
+    QEL_ALEMBIC_BUILD_HASH_TABLE_NO_MEMORY = -4,    /**< an allocation failed */
+    QEL_ALEMBIC_VALIDATE_BAD_ARGUMENT = -1,         /**< no scene */
+    QEL_ALEMBIC_VALIDATE_NO_MESHES = -2,            /**< no meshes, or a count without an array */
+    QEL_ALEMBIC_VALIDATE_NO_POSITIONS = -3,         /**< a mesh without positions */
+    QEL_ALEMBIC_VALIDATE_NO_VERTICES = -4,          /**< a mesh without vertices */
+    QEL_ALEMBIC_VALIDATE_CELL_OUTSIDE = -5,         /**< a lattice cell is outside 0..47 */
+    QEL_ALEMBIC_VALIDATE_LEVEL_OUTSIDE = -6,        /**< a level is outside -11..11 */
+    QEL_ALEMBIC_LOOKUP_MORTON_NOT_FOUND = -1,       /**< no token with that key; a null pointer */
+    QEL_ALEMBIC_LOOKUP_FRAME_VERTEX_NOT_FOUND = -1, /**< no such frame, mesh or vertex; a null pointer */
+    QEL_ALEMBIC_SAMPLE_FRAME_NOT_FOUND = -1,        /**< no such frame, or no mesh; a null pointer */
+    QEL_ALEMBIC_INTERPOLATE_TIME_NOT_FOUND = -1,    /**< no two frames around the time; a null pointer */
+    QEL_ALEMBIC_INTERPOLATE_TIME_NO_MEMORY = -4,    /**< an allocation failed */
+    QEL_ALEMBIC_EXPORT_QEL_CANNOT_CREATE = -1,      /**< the file cannot be created; nothing to write */
+    QEL_ALEMBIC_EXPORT_FILE_QEL_CANNOT_CREATE = -1, /**< the file cannot be created; nothing to write */
+
+    /* Mesh verification, skinning and the mesh cache */
+    QEL_MESH_VERIFY_IDENTITY_BAD_ARGUMENT = -1, /**< no report */
+    OGAWA_READ_SKINNING_NOT_FOUND = -1,         /**< always: archives are not read for skins */
+    QEL_MESH_SAVE_BAD_ARGUMENT = -1,            /**< no mesh, no vertices or no path */
+    QEL_MESH_SAVE_CANNOT_CREATE = -2,           /**< the file cannot be created */
+    QEL_MESH_SAVE_INDEX_OUTSIDE = -10,          /**< a face index is not below the vertex count */
+    QEL_MESH_LOAD_BAD_ARGUMENT = -1,            /**< a null pointer */
+    QEL_MESH_LOAD_CANNOT_OPEN = -2,             /**< the file cannot be opened */
+    QEL_MESH_LOAD_CANNOT_MAP = -3,              /**< the file is empty or no regular file */
+    QEL_MESH_LOAD_NO_MEMORY = -4,               /**< no room for the view */
+    QEL_MESH_LOAD_NOT_A_CACHE = -5,             /**< other bytes at the beginning */
+    QEL_MESH_GET_GPU_DATA_BAD_ARGUMENT = -1,    /**< no mesh, or not mapped */
+
+    /* The agent directory; ::qel_agent_dir_sync answers as ::qel_agent_dir_save */
+    QEL_AGENT_DIR_INIT_DIRECTORY_NO_MEMORY = -1, /**< an allocation failed: the directory */
+    QEL_AGENT_DIR_INIT_CONTENTS_NO_MEMORY = -2,  /**< an allocation failed: its agents or index */
+    QEL_AGENT_DIR_LOAD_NO_MEMORY = -1,           /**< there is no directory, and an allocation failed */
+    QEL_AGENT_DIR_LOAD_CANNOT_OPEN = -2,         /**< the file cannot be opened; no path */
+    QEL_AGENT_DIR_LOAD_TOO_SHORT = -3,           /**< fewer than 16 bytes */
+    QEL_AGENT_DIR_LOAD_NOT_A_DIRECTORY = -4,     /**< other bytes at the beginning */
+    QEL_AGENT_DIR_SAVE_NO_DIRECTORY = -1,        /**< there is no directory */
+    QEL_AGENT_DIR_SAVE_NO_PATH = -2,             /**< there is no path */
+    QEL_AGENT_DIR_SAVE_CANNOT_CREATE = -3,       /**< the temporary file cannot be created */
+    QEL_AGENT_SPAWN_NO_MEMORY = -1,              /**< there is no directory, and an allocation failed */
+    QEL_AGENT_SPAWN_FULL = -2,                   /**< the directory is full */
+    QEL_AGENT_TERMINATE_NO_DIRECTORY = -1,       /**< there is no directory */
+    QEL_AGENT_TERMINATE_NOT_FOUND = -2,          /**< no such agent */
+    QEL_AGENT_TERMINATE_TERMINATED = -3,         /**< the agent has ended already */
+    QEL_AGENT_DELEGATE_NO_DIRECTORY = -1,        /**< there is no directory */
+    QEL_AGENT_DELEGATE_FROM_NOT_FOUND = -2,      /**< no such agent: `from` */
+    QEL_AGENT_DELEGATE_TO_NOT_FOUND = -3,        /**< no such agent: `to` */
+    QEL_AGENT_DELEGATE_TO_TERMINATED = -4,       /**< `to` has ended already */
+    QEL_AGENT_QUERY_NO_DIRECTORY = -1,           /**< there is no directory; a null pointer */
+    QEL_AGENT_QUERY_NOT_FOUND = -2,              /**< no such agent */
+    QEL_AGENT_CONTROL_NO_DIRECTORY = -1,         /**< there is no directory */
+    QEL_AGENT_CONTROL_NOT_FOUND = -2,            /**< no such agent */
+    QEL_AGENT_CONTROL_UNKNOWN_COMMAND = -3       /**< no such command */
+} qel_status;
+/** @} */
+
+/* ------------------------------------------------------------------------------------------------ */
 /** @defgroup token Tokens and lattice maths
  * A token couples a 64-bit spatial key with an eight-character identity, a state word and a layer. The
  * square roots work in single precision on purpose: large inputs have a 24-bit mantissa.
@@ -150,12 +273,18 @@ QEL_API int32_t ruv_bounded_sqrt(int32_t n, int32_t lo, int32_t hi);
  */
 QEL_API uint64_t ruv_hop_distance(uint64_t a, uint64_t b);
 
+/** What ::qel_token_apply_ilogic does; any other number changes nothing. */
+typedef enum qel_ilogic {
+    QEL_ILOGIC_REVERSE = -1, /**< the 8 bytes of `payload` are reversed */
+    QEL_ILOGIC_DOUBLE = 2,   /**< `morton` becomes 2 x `morton` + 1 (mod 2^64) */
+    QEL_ILOGIC_HALVE = 3     /**< `morton` is shifted right by one bit */
+} qel_ilogic;
+
 /**
  * Transforms one token record in place. No index is updated.
  *
  * @param[in,out] token  the record; null does nothing
- * @param op  2: `morton` becomes 2 x `morton` + 1 (mod 2^64); 3: `morton` is shifted right by one bit;
- *            -1: the 8 bytes of `payload` are reversed; any other value changes nothing
+ * @param op  a ::qel_ilogic; any other value changes nothing
  */
 QEL_API void qel_token_apply_ilogic(qel_token *token, int32_t op);
 /** @} */
@@ -516,17 +645,24 @@ QEL_API void qel_matrix_48_mutate_tachyon(uint8_t x, uint8_t y, uint8_t z, uint8
  */
 QEL_API int32_t qel_matrix_48_chirality(uint8_t a, uint8_t b);
 
+/** How ::qel_matrix_48_reproduce makes the child's cell; any number without a name is projective too. */
+typedef enum qel_reproduce_mode {
+    QEL_REPRODUCE_CROSSOVER = 0,  /**< the average of the cells */
+    QEL_REPRODUCE_PROJECTIVE = 1, /**< the midpoint is pushed outwards from the centre */
+    QEL_REPRODUCE_TACHYON = 2     /**< the first parent's cell is reflected, then averaged */
+} qel_reproduce_mode;
+
 /**
  * Fills the offspring record of two parents, of which the cells and norms are read.
  *
- * Mode 0 (crossover): the average of the cells. Mode 2 (tachyon): the first parent's cell is reflected by
- * ::qel_matrix_48_mutate_tachyon, then averaged. Any other mode (projective): the midpoint is pushed
+ * ::QEL_REPRODUCE_CROSSOVER: the average of the cells. ::QEL_REPRODUCE_TACHYON: the first parent's cell is
+ * reflected by ::qel_matrix_48_mutate_tachyon, then averaged. Any other mode: the midpoint is pushed
  * outwards from the centre by about 1.618034 along the line through it, truncated towards zero, and taken
  * modulo 48 with the sign kept; a negative value then wraps to 8 bits.
  *
  * @param a           first parent
  * @param b           second parent
- * @param mode        0, 2 or any other
+ * @param mode        a ::qel_reproduce_mode, or any other number
  * @param[out] child  the record to fill, all fields
  */
 QEL_API void qel_matrix_48_reproduce(const qel_matrix_identity *a, const qel_matrix_identity *b,
@@ -1667,12 +1803,32 @@ QEL_API int32_t qel_mesh_get_gpu_data(const qel_mesh *mesh, const float **positi
 /** The most agents a directory holds. */
 #define QEL_AGENT_CAPACITY 65536u
 
+/** Where an agent stands. What the states 4 and 5 mean is the caller's affair. */
+typedef enum qel_agent_state {
+    QEL_AGENT_STATE_SPAWNED = 0,   /**< as ::qel_agent_spawn makes it */
+    QEL_AGENT_STATE_RESET = 1,     /**< by ::QEL_AGENT_COMMAND_RESET */
+    QEL_AGENT_STATE_DELEGATED = 2, /**< by ::qel_agent_delegate, or ::QEL_AGENT_COMMAND_RESUME */
+    QEL_AGENT_STATE_PAUSED = 3,    /**< by ::QEL_AGENT_COMMAND_PAUSE */
+    QEL_AGENT_STATE_4 = 4,         /**< by ::QEL_AGENT_COMMAND_TO_STATE_4 */
+    QEL_AGENT_STATE_5 = 5,         /**< by ::QEL_AGENT_COMMAND_TO_STATE_5 */
+    QEL_AGENT_STATE_TERMINATED = 6 /**< by ::qel_agent_terminate */
+} qel_agent_state;
+
+/** What ::qel_agent_control does. */
+typedef enum qel_agent_command {
+    QEL_AGENT_COMMAND_PAUSE = 0,      /**< a delegated agent is paused, any other stays */
+    QEL_AGENT_COMMAND_RESUME = 1,     /**< a paused agent is delegated, any other stays */
+    QEL_AGENT_COMMAND_TO_STATE_5 = 2, /**< the state becomes 5, the task 0 */
+    QEL_AGENT_COMMAND_TO_STATE_4 = 3, /**< the state becomes 4, the task 0 */
+    QEL_AGENT_COMMAND_RESET = 4       /**< the state becomes 1, idle, the task 0; also of an ended agent */
+} qel_agent_command;
+
 /** One agent: 40 bytes, the same in memory and in the directory file. */
 struct qel_agent {
     char id[8];        /**< eight upper-case hexadecimal digits (a loaded file's: any bytes), no terminator */
     char parent[8];    /**< id of the parent or of the last delegating agent; "2A9E0000" without one */
     uint8_t type;      /**< kind of agent; statistics count 0..3 */
-    uint8_t state;     /**< 0 spawned, 1 reset, 2 delegated, 3 paused, 4 and 5 by command, 6 terminated */
+    uint8_t state;     /**< a ::qel_agent_state (a loaded file's: any byte) */
     uint8_t flag_idle; /**< 1 after spawn and reset */
     uint8_t flag_terminated; /**< 1 after terminate */
     uint8_t flag_delegated;  /**< 1 after delegate */
@@ -1766,7 +1922,7 @@ QEL_API void qel_agent_dir_stats(uint32_t *total, uint32_t *active, uint32_t *co
 QEL_API void qel_agent_dir_free(void);
 
 /**
- * Makes an agent with a generated id, in state 0. Makes a directory without a path if there is none.
+ * Makes an agent with a generated id, in ::QEL_AGENT_STATE_SPAWNED. Makes a directory without a path if there is none.
  *
  * Tiers 0, 1 and 2 try 28 ids each (2A9E0100 to 2A9E011B for tier 0) and take the first whose bucket is
  * empty; when all are taken, and for other tiers, the id is 2A9E and a counter that starts at 1000
@@ -1784,7 +1940,7 @@ QEL_API void qel_agent_dir_free(void);
 QEL_API int32_t qel_agent_spawn(const char *parent, uint8_t type, uint8_t tier, uint8_t tag, char *id_out);
 
 /**
- * Ends an agent: state 6. It keeps its slot and can still be queried, listed and controlled.
+ * Ends an agent: ::QEL_AGENT_STATE_TERMINATED. It keeps its slot and can still be queried, listed and controlled.
  *
  * @retval  0 ended
  * @retval -1 there is no directory
@@ -1795,7 +1951,7 @@ QEL_API int32_t qel_agent_spawn(const char *parent, uint8_t type, uint8_t tier, 
 QEL_API int32_t qel_agent_terminate(const char *id);
 
 /**
- * Gives an agent a task: state 2. The delegating agent's record does not change.
+ * Gives an agent a task: ::QEL_AGENT_STATE_DELEGATED. The delegating agent's record does not change.
  *
  * @retval  0 delegated
  * @retval -1 there is no directory
@@ -1820,17 +1976,15 @@ QEL_API int32_t qel_agent_delegate(const char *from, const char *to, uint64_t ta
 QEL_API int32_t qel_agent_query(const char *id, qel_agent *out);
 
 /**
- * Changes an agent's state by command; the directory becomes dirty even when the state stays.
- *
- * 0: state 2 becomes 3. 1: state 3 becomes 2. 2: state 5, task 0. 3: state 4, task 0. 4: reset to state 1,
- * idle, task 0, also of an ended agent, without raising the number of active ones.
+ * Changes an agent's state by command; the directory becomes dirty even when the state stays. Resetting an ended
+ * agent does not raise the number of active ones.
  *
  * @retval  0 done
  * @retval -1 there is no directory
  * @retval -2 the id is not found
  * @retval -3 no such command. After every failure nothing is changed
  * @param id       the agent
- * @param command  0..4
+ * @param command  a ::qel_agent_command
  */
 QEL_API int32_t qel_agent_control(const char *id, uint32_t command);
 
