@@ -43,3 +43,9 @@ void *calloc(size_t count, size_t size) {
     extern void *__libc_calloc(size_t, size_t); // looking a function up may itself ask for cleared memory
     return refused(count * size, __builtin_return_address(0)) ? NULL : __libc_calloc(count, size);
 }
+
+void *aligned_alloc(size_t alignment, size_t size) {
+    static void *(*whole)(size_t, size_t);
+    if (whole == NULL) *(void **)&whole = dlsym(RTLD_NEXT, "aligned_alloc");
+    return refused(size, __builtin_return_address(0)) ? NULL : whole(alignment, size);
+}

@@ -36,4 +36,3 @@ WRITES(qel_alembic_export_qel, (const qel_alembic_mesh *mesh, const char *path),
 WRITES(qel_alembic_save, (const char *path, const qel_alembic_file *scene), (path, scene))
 WRITES(qel_mesh_save, (const ogawa_polymesh *mesh, const qel_skin *skin, const char *path),
        (mesh, skin, path))
-WRITES(qel_agent_dir_sync, (void), ())

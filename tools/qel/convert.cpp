@@ -64,7 +64,7 @@ job::outcome convert_one(const work &item, const convert_options &options, bool 
     job::outcome made;
     try {
         const ear hearing(options.verbose, alone);
-        made = options.by_bytes ? job::convert_by_bytes(file, item.folder)
+        made = options.by_bytes ? job::convert_by_bytes(file, item.folder, options.verbose)
                                 : job::convert_whole(file, item.folder, options.whole);
     } catch (const job::step_failed &failed) {
         throw told(failed, file);

@@ -14,20 +14,21 @@ void check_places(const input_file &input, const std::string &folder, const std:
         check_place((std::filesystem::path(folder) / name).string(), input.path());
 }
 
-outcome convert_by_bytes(const input_file &input, const std::string &output) {
-    std::vector<std::string> names{"tokens.qel", "scene.bqel", "mesh.qelm", agents_name};
+outcome convert_by_bytes(const input_file &input, const std::string &output, bool asked) {
+    const std::vector<std::string> names{"tokens.qel", "scene.bqel", "mesh.qelm", agents_name};
     check_places(input, output, names);
     check_agents_path(output);
     const std::unique_ptr<examined> source = read_archive(input);
     polymesh_record &mesh = source->mesh;
     const std::vector<std::uint32_t> triangles = fan_faces(mesh);
 
-    names.emplace_back(unfinished_agents_name);
     result_folder folder(output, names);
     scene_record tokens;
     make_tokens(mesh, triangles, tokens);
-    export_and_query_unit(tokens, folder);
-    save_and_reload_scene(tokens, folder);
+    const result unit = export_unit(tokens, folder);
+    if (asked) query_unit(unit);
+    const result scene = save_scene(tokens, folder);
+    if (asked) reload_scene(tokens, scene);
 
     read_normals_and_uvs(source->archive, mesh);
     build_adjacency(mesh);

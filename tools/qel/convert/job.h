@@ -17,15 +17,17 @@ struct outcome {
     std::string summary;            ///< what is in them
 };
 
-/// The agent directory, and the file through which the library writes it.
-constexpr const char *agents_name = "agents.qeag", *unfinished_agents_name = "agents.qeag.tmp";
+/// The agent directory.
+constexpr const char *agents_name = "agents.qeag";
 
 /// Fails before anything is written unless each of the names in the folder may be written.
 void check_places(const input_file &input, const std::string &folder, const std::vector<std::string> &names);
 
 /// The mesh that is found by the look of an archive's bytes becomes a file of each format in a folder, where they
-/// take the place of files of these names. Throws failure or step_failed and changes nothing.
-outcome convert_by_bytes(const input_file &input, const std::string &output);
+/// take the place of files of these names. Where `asked`, the unit and the scene are read again and the unit answers
+/// queries, for the report of the steps; that takes three indexes of 32 MiB. Throws failure or step_failed and changes
+/// nothing.
+outcome convert_by_bytes(const input_file &input, const std::string &output, bool asked);
 
 // The steps, in the order in which the job takes them.
 
@@ -39,14 +41,16 @@ void verify_positions(polymesh_record &mesh);
 
 // tokens.cpp: tokens, the scene file and the unit file
 void make_tokens(polymesh_record &mesh, const std::vector<std::uint32_t> &triangles, scene_record &made);
-void save_and_reload_scene(scene_record &made, result_folder &folder);
-void export_and_query_unit(scene_record &made, result_folder &folder);
+result save_scene(scene_record &made, result_folder &folder);
+void reload_scene(const scene_record &made, const result &file);
+result export_unit(scene_record &made, result_folder &folder);
+void query_unit(const result &file);
 
 // cache.cpp: the mesh cache and skinning
 void write_and_map_cache(polymesh_record &mesh, std::uint64_t triangles, result_folder &folder);
 
 // agents.cpp: the run, recorded in an agent directory
-/// Fails where the library would cut the path of the directory in this folder and write to another file.
+/// Fails where the library, once it has loaded the directory in this folder, would cut its path and save it elsewhere.
 void check_agents_path(const std::string &output);
 void record_run(result_folder &folder, std::uint64_t tokens);
 

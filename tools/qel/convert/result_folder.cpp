@@ -92,10 +92,6 @@ void check_place(const std::string &path, const std::string &input) {
     if (hindrance != nullptr) throw step_failed("output folder", path, 0, hindrance);
 }
 
-std::string longest_path(const std::string &folder, const std::string &name) {
-    return (fs::path(folder) / work_name(last_number) / name).string();
-}
-
 result_folder::result_folder(const std::string &path, const std::vector<std::string> &names) : path_(path) {
     const signals_held_back until_registered;
     try {

@@ -53,7 +53,4 @@ class result_folder {
     std::optional<interruption> unfinished_;
 };
 
-/// The longest path that a result called `name` has while it is written.
-std::string longest_path(const std::string &folder, const std::string &name);
-
 } // namespace tool::job

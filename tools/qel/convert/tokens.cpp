@@ -11,6 +11,12 @@ namespace {
 
 constexpr std::uint64_t unit_header_bytes = 24, scene_header_bytes = 64, mesh_header_bytes = 101;
 
+void must_be_valid(const std::string &step, const std::string &subject, const scene_record &scene) {
+    check(step, subject, qel_alembic_validate(scene.get()),
+          {"no scene", "it has no meshes", "a mesh has no positions", "a mesh has no vertices",
+           "a vertex is off the lattice", "a vertex has an impossible level"});
+}
+
 void print_counts(unit_record &loaded) {
     step counting("count");
     const std::uint32_t count = qel_unit_get_count(loaded.get());
@@ -57,22 +63,23 @@ void make_tokens(polymesh_record &mesh, const std::vector<std::uint32_t> &triang
     made->version = 1;
     made->fps = 24.0f;
     made->total_faces = triangles.size() / 3;
-    check("tokens", mesh->name, qel_alembic_build_hash_table(made.get()),
-          {"the scene has no meshes", "unexpected", "unexpected", "no memory for the index"});
-    made->total_tokens = made->meshes[0].vertex_count;
+    made->total_vertices = made->total_tokens = made->meshes[0].vertex_count; // as building an index would
+    must_be_valid("tokens", mesh->name, made);
     making.done("%u tokens, one for each vertex", made->meshes[0].vertex_count);
 }
 
-void export_and_query_unit(scene_record &made, result_folder &folder) {
+result export_unit(scene_record &made, result_folder &folder) {
     const result file = folder.file("tokens.qel");
-    {
-        step exporting("export unit");
-        check("export unit", file.place, qel_alembic_export_qel(made->meshes, file.path.c_str()),
-              {"the file cannot be created"});
-        const std::uint64_t expected = unit_header_bytes + made->total_tokens * sizeof(qel_token);
-        const std::uint64_t size = folder.written("export unit", file, expected);
-        exporting.done("%llu bytes in %s", static_cast<unsigned long long>(size), file.place.c_str());
-    }
+    step exporting("export unit");
+    check("export unit", file.place, qel_alembic_export_qel(made->meshes, file.path.c_str()),
+          {"the file cannot be created"});
+    const std::uint64_t expected = unit_header_bytes + made->total_tokens * sizeof(qel_token);
+    const std::uint64_t size = folder.written("export unit", file, expected);
+    exporting.done("%llu bytes in %s", static_cast<unsigned long long>(size), file.place.c_str());
+    return file;
+}
+
+void query_unit(const result &file) {
     unit_record loaded;
     step loading("load unit");
     check("load unit", file.place, qel_unit_load(file.path.c_str(), loaded.get()),
@@ -88,27 +95,26 @@ void export_and_query_unit(scene_record &made, result_folder &folder) {
         print_nearest(loaded, key);
 }
 
-void save_and_reload_scene(scene_record &made, result_folder &folder) {
+result save_scene(scene_record &made, result_folder &folder) {
     const result file = folder.file("scene.bqel");
-    {
-        step saving("save scene");
-        check("save scene", file.place, qel_alembic_save(file.path.c_str(), made.get()),
-              {"the file cannot be created"});
-        const std::uint64_t vertices = made->meshes[0].vertex_count, faces = made->meshes[0].face_count;
-        const std::uint64_t expected =
-            scene_header_bytes + mesh_header_bytes + faces * 12 +
-            vertices * (12 + sizeof(qel_alembic_vertex) + sizeof(qel_alembic_token));
-        const std::uint64_t size = folder.written("save scene", file, expected);
-        saving.done("%llu bytes in %s", static_cast<unsigned long long>(size), file.place.c_str());
-    }
+    step saving("save scene");
+    check("save scene", file.place, qel_alembic_save(file.path.c_str(), made.get()),
+          {"the file cannot be created"});
+    const std::uint64_t vertices = made->meshes[0].vertex_count, faces = made->meshes[0].face_count;
+    const std::uint64_t expected = scene_header_bytes + mesh_header_bytes + faces * 12 +
+                                   vertices * (12 + sizeof(qel_alembic_vertex) + sizeof(qel_alembic_token));
+    const std::uint64_t size = folder.written("save scene", file, expected);
+    saving.done("%llu bytes in %s", static_cast<unsigned long long>(size), file.place.c_str());
+    return file;
+}
+
+void reload_scene(const scene_record &made, const result &file) {
     scene_record loaded;
     step loading("load scene");
     check(
         "load scene", file.place, qel_alembic_load(file.path.c_str(), loaded.get()),
         {"the file cannot be opened", "it is not a scene file", "its version is not supported", "no memory"});
-    check("load scene", file.place, qel_alembic_validate(loaded.get()),
-          {"no scene", "it has no meshes", "a mesh has no positions", "a mesh has no vertices",
-           "a vertex is off the lattice", "a vertex has an impossible level"});
+    must_be_valid("load scene", file.place, loaded);
     const std::size_t bytes = std::size_t{made->meshes[0].vertex_count} * sizeof(qel_alembic_token);
     if (std::memcmp(loaded->meshes[0].tokens, made->meshes[0].tokens, bytes) != 0)
         throw step_failed("load scene", file.place, 0, "the tokens came back changed");

@@ -57,10 +57,7 @@ std::vector<std::string> whole_conversion::checked_names(const std::string &outp
     for (const whole_plan::entry &entry : plan_.meshes)
         if (wants(part_cache)) names.push_back(entry.cache);
     check_places(input_, output, names);
-    if (wants(part_agents)) {
-        check_agents_path(output);
-        names.push_back(unfinished_agents_name);
-    }
+    if (wants(part_agents)) check_agents_path(output);
     warn_of_memory();
     return names;
 }
