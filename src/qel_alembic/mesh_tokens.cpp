@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "common/bounds.h"
 #include "common/heap.h"
+#include "common/text.h"
+#include "qel_alembic/lattice_run.h"
 #include "qel_alembic/vertex_tokens.h"
 
 #include <algorithm>
@@ -26,20 +28,20 @@ std::uint32_t with_face(std::uint32_t hash, std::uint32_t mix) {
 }
 
 bool allocate_where_null(qel_alembic_mesh &mesh) {
-    // Zeroed, because the padding goes into scene files.
+    // Zeroed, because the padding is written to scene files.
     if (mesh.vertices == nullptr) mesh.vertices = heap_zeroed<qel_alembic_vertex>(mesh.vertex_count);
     if (mesh.vertices == nullptr) return false;
     if (mesh.tokens == nullptr) mesh.tokens = heap_zeroed<qel_alembic_token>(mesh.vertex_count);
     return mesh.tokens != nullptr;
 }
 
-/// Passes each face on to its vertices, in order: each vertex meets its faces as if it had walked them alone.
-/// `hash_of` gives the place of a vertex's hash.
+/// Adds each face to the hashes of its vertices, face by face, so that every hash takes its faces in their order.
+/// `hash_of` gives a reference to a vertex's hash.
 template <class HashOf>
 void hash_faces(const qel_alembic_mesh &mesh, HashOf hash_of) {
     const std::uint32_t vertex_count = mesh.vertex_count;
-    const auto touch = [=](std::uint32_t vertex, std::uint32_t mix) {
-        if (vertex >= vertex_count) return; // indices are not checked by anyone before
+    const auto add_face = [=](std::uint32_t vertex, std::uint32_t mix) {
+        if (vertex >= vertex_count) return; // the only check of the indices
         std::uint32_t &hash = hash_of(vertex);
         hash = with_face(hash, mix);
     };
@@ -47,9 +49,9 @@ void hash_faces(const qel_alembic_mesh &mesh, HashOf hash_of) {
     for (const std::uint32_t *face = mesh.indices; face != end; face += 3) {
         const std::uint32_t a = face[0], b = face[1], c = face[2];
         const std::uint32_t mix = face_mix(face);
-        touch(a, mix); // a vertex that stands twice in a face is touched once by it
-        if (b != a) touch(b, mix);
-        if (c != a && c != b) touch(c, mix);
+        add_face(a, mix); // once for a vertex that occurs twice in the face
+        if (b != a) add_face(b, mix);
+        if (c != a && c != b) add_face(c, mix);
     }
 }
 
@@ -62,7 +64,7 @@ void hash_topology(const qel_alembic_mesh &mesh, HashOf hash_of) {
     if (has_faces) hash_faces(mesh, hash_of);
 }
 
-/// Fills vertex records and tokens, each in one visit. `hash_of` may give the places in the records themselves.
+/// Writes each vertex record and token once. `hash_of` may give references into the records.
 template <class HashOf>
 void fill_records(qel_alembic_mesh &mesh, HashOf hash_of) {
     const lattice_box box = span_lattice(mesh.bounds);
@@ -81,7 +83,7 @@ void fill_records(qel_alembic_mesh &mesh, HashOf hash_of) {
     }
 }
 
-/// Without positions the vertex records keep what they hold, but for their hashes.
+/// Without positions only the hashes of the vertex records change.
 template <class HashOf>
 void refresh_records(qel_alembic_mesh &mesh, HashOf hash_of) {
     for (std::uint32_t i = 0; i < mesh.vertex_count; ++i) {
@@ -99,13 +101,14 @@ void process(qel_alembic_mesh &mesh, HashOf hash_of) {
         refresh_records(mesh, hash_of);
 }
 
-/// Faces visit their vertices in any order: in a large mesh the hashes gather side by side, where ten take the memory
-/// of one record.
+/// Faces refer to their vertices in any order, so a large mesh has its hashes in an array, where ten take the memory of
+/// one record. Without memory for the array they are made in the records.
 void process_all(qel_alembic_mesh &mesh) {
-    constexpr std::uint32_t records_in_cache = 4096;
-    scratch<std::uint32_t> gathered;
-    if (mesh.vertex_count > records_in_cache) gathered.reset(heap_array<std::uint32_t>(mesh.vertex_count));
-    std::uint32_t *const hashes = gathered.get();
+    constexpr std::uint32_t max_records_in_cache = 4096;
+    scratch<std::uint32_t> hash_array;
+    if (mesh.vertex_count > max_records_in_cache)
+        hash_array.reset(heap_array<std::uint32_t>(mesh.vertex_count));
+    std::uint32_t *const hashes = hash_array.get();
     qel_alembic_vertex *const vertices = mesh.vertices;
     if (hashes != nullptr)
         process(mesh, [=](std::uint32_t vertex) -> std::uint32_t & { return hashes[vertex]; });
@@ -124,50 +127,54 @@ T *copy_triples(const T *source, std::uint32_t count) {
 } // namespace
 } // namespace qel
 
+using namespace qel;
+
 extern "C" {
 
-uint32_t qel_alembic_topology_hash(uint32_t vertex_index, const uint32_t *indices, uint32_t face_count) {
+std::uint32_t qel_alembic_topology_hash(std::uint32_t vertex_index, const std::uint32_t *indices,
+                                        std::uint32_t face_count) {
     if (indices == nullptr || face_count == 0) return 0;
-    std::uint32_t hash = qel::topology_seed;
+    std::uint32_t hash = topology_seed;
     const std::uint32_t *const end = indices + std::uint64_t{face_count} * 3;
     for (const std::uint32_t *face = indices; face != end; face += 3) {
         if (face[0] == vertex_index || face[1] == vertex_index || face[2] == vertex_index)
-            hash = qel::with_face(hash, qel::face_mix(face));
+            hash = with_face(hash, face_mix(face));
     }
     return hash;
 }
 
-int32_t qel_alembic_process_mesh(qel_alembic_mesh *mesh, uint8_t layer) {
-    if (mesh == nullptr || mesh->vertex_count == 0) return qel::no_mesh_to_process;
-    if (!qel::allocate_where_null(*mesh)) return qel::no_memory_for_tokens;
+std::int32_t qel_alembic_process_mesh(qel_alembic_mesh *mesh, std::uint8_t layer) {
+    if (mesh == nullptr || mesh->vertex_count == 0) return no_mesh_to_process;
+    if (!allocate_where_null(*mesh)) return no_memory_for_tokens;
     mesh->layer = layer;
     if (mesh->positions != nullptr) {
-        // The x pair alone says whether the box has been set: a mesh flat at x = 0 is measured every time.
+        // A box is unset where both x bounds are 0: the box of a mesh flat at x = 0 is computed at every call.
         if (mesh->bounds[0] == 0.0f && mesh->bounds[3] == 0.0f)
-            qel::compute_bounds(mesh->positions, mesh->vertex_count, mesh->bounds);
+            compute_bounds(mesh->positions, mesh->vertex_count, mesh->bounds);
     }
-    qel::process_all(*mesh);
-    return qel::processed;
+    process_all(*mesh);
+    return processed;
 }
 
-int32_t qel_alembic_load_raw(const float *positions, uint32_t vertex_count, const uint32_t *indices,
-                             uint32_t face_count, const char *name, qel_alembic_mesh *out) {
-    if (positions == nullptr || out == nullptr) return qel::missing_argument;
+std::int32_t qel_alembic_load_raw(const float *positions, std::uint32_t vertex_count,
+                                  const std::uint32_t *indices, std::uint32_t face_count, const char *name,
+                                  qel_alembic_mesh *out) {
+    if (positions == nullptr || out == nullptr) return missing_argument;
     std::memset(out, 0, sizeof *out);
-    qel::copy_text(out->name, name != nullptr ? name : "unnamed");
+    copy_text(out->name, name != nullptr ? name : "unnamed");
     out->vertex_count = vertex_count;
     out->face_count = face_count;
-    out->positions = qel::copy_triples(positions, vertex_count);
-    if (out->positions == nullptr) return qel::no_memory_for_copies;
+    out->positions = copy_triples(positions, vertex_count);
+    if (out->positions == nullptr) return no_memory_for_copies;
     if (face_count > 0 && indices != nullptr) {
-        out->indices = qel::copy_triples(indices, face_count);
+        out->indices = copy_triples(indices, face_count);
         if (out->indices == nullptr) {
-            std::free(out->positions); // the pointer stays in the record, as documented
-            return qel::no_memory_for_copies;
+            std::free(out->positions); // the record keeps the pointer, as documented
+            return no_memory_for_copies;
         }
     }
-    if (vertex_count > 0) qel::compute_bounds(positions, vertex_count, out->bounds);
-    return qel_alembic_process_mesh(out, qel::raw_layer);
+    if (vertex_count > 0) compute_bounds(positions, vertex_count, out->bounds);
+    return qel_alembic_process_mesh(out, raw_layer);
 }
 
 } // extern "C"

@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
-// How many meshes and frames a scene really has: a count without an array, such as a load that ran out of memory
-// leaves behind, counts nothing.
+// How many meshes and frames a scene really has, and the hit that stands for one of its vertices.
 #pragma once
 
 #include "qel_unit.h"
@@ -8,6 +7,8 @@
 #include <cstdint>
 
 namespace qel {
+
+// A count without an array, such as a load that ran out of memory leaves behind, counts nothing.
 
 inline std::uint32_t meshes_in(const qel_alembic_file &scene) {
     return scene.meshes != nullptr ? scene.mesh_count : 0;
@@ -19,6 +20,16 @@ inline std::uint32_t meshes_in(const qel_alembic_frame &frame) {
 
 inline std::uint32_t frames_in(const qel_alembic_file &scene) {
     return scene.frames != nullptr ? scene.frame_count : 0;
+}
+
+inline qel_alembic_hit hit_at(const qel_alembic_mesh &mesh, std::uint32_t mesh_index,
+                              std::uint32_t vertex_index) {
+    qel_alembic_hit hit = {};
+    hit.mesh_index = mesh_index;
+    hit.vertex_index = vertex_index;
+    hit.vertex = mesh.vertices != nullptr ? mesh.vertices + vertex_index : nullptr;
+    hit.token = mesh.tokens != nullptr ? mesh.tokens + vertex_index : nullptr;
+    return hit;
 }
 
 } // namespace qel

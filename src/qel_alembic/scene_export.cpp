@@ -28,8 +28,8 @@ qel_token packed(const qel_alembic_token &token) {
     return record;
 }
 
-/// Writes a mesh's tokens, a batch at a time; where there are none, zero bytes keep the file as long as its header
-/// says. Gives up where the stream does.
+/// Writes a mesh's tokens in batches; zero bytes where there are none, so that the file is as long as its header says.
+/// Ends at the first error of the stream.
 void write_tokens(std::FILE *stream, const qel_alembic_mesh &mesh) {
     constexpr std::uint32_t batch_size = 64;
     qel_token batch[batch_size] = {};
@@ -44,29 +44,31 @@ void write_tokens(std::FILE *stream, const qel_alembic_mesh &mesh) {
 } // namespace
 } // namespace qel
 
+using namespace qel;
+
 extern "C" {
 
-int32_t qel_alembic_export_qel(const qel_alembic_mesh *mesh, const char *path) {
+std::int32_t qel_alembic_export_qel(const qel_alembic_mesh *mesh, const char *path) {
     if (mesh == nullptr || path == nullptr || mesh->vertex_count == 0 || mesh->tokens == nullptr)
-        return qel::nothing_to_export;
-    const qel::buffered_stream stream(path, "wb");
-    if (stream.get() == nullptr) return qel::nothing_to_export;
-    qel::write_header(stream.get(), mesh->vertex_count);
-    qel::write_tokens(stream.get(), *mesh);
-    return qel::exported;
+        return nothing_to_export;
+    const buffered_stream stream(path, "wb");
+    if (stream.get() == nullptr) return nothing_to_export;
+    write_header(stream.get(), mesh->vertex_count);
+    write_tokens(stream.get(), *mesh);
+    return exported;
 }
 
-int32_t qel_alembic_export_file_qel(const qel_alembic_file *scene, const char *path) {
-    if (scene == nullptr || path == nullptr || qel::meshes_in(*scene) == 0) return qel::nothing_to_export;
-    const qel::buffered_stream stream(path, "wb");
-    if (stream.get() == nullptr) return qel::nothing_to_export;
-    std::uint32_t token_count = 0; // of 32 bits, as in the header: it wraps
+std::int32_t qel_alembic_export_file_qel(const qel_alembic_file *scene, const char *path) {
+    if (scene == nullptr || path == nullptr || meshes_in(*scene) == 0) return nothing_to_export;
+    const buffered_stream stream(path, "wb");
+    if (stream.get() == nullptr) return nothing_to_export;
+    std::uint32_t token_count = 0; // wraps at 2^32, as the header has 32 bits
     for (std::uint32_t i = 0; i < scene->mesh_count; ++i)
         token_count += scene->meshes[i].vertex_count;
-    qel::write_header(stream.get(), token_count);
+    write_header(stream.get(), token_count);
     for (std::uint32_t i = 0; i < scene->mesh_count; ++i)
-        qel::write_tokens(stream.get(), scene->meshes[i]);
-    return qel::exported;
+        write_tokens(stream.get(), scene->meshes[i]);
+    return exported;
 }
 
 } // extern "C"

@@ -2,15 +2,13 @@
 // The scene file: a 64-byte header, mesh blocks, frame blocks; every count is followed by the arrays it counts.
 #pragma once
 
-#include "qel_unit.h"
-
 #include <cstddef>
 #include <cstdint>
 
 namespace qel {
 
 constexpr char scene_magic[4] = {'B', 'Q', 'E', 'L'};
-constexpr std::uint32_t scene_version = 1; // written; older ones are read as well
+constexpr std::uint32_t scene_version = 1; // written; lower ones are read as well
 
 #pragma pack(push, 1)
 struct scene_header {
@@ -65,14 +63,7 @@ static_assert(offsetof(mesh_block, layer) == 100);
 
 static_assert(sizeof(frame_block) == 12);
 
-/// A frame's mesh without vertices: its vertex count.
-constexpr std::size_t smallest_frame_mesh = sizeof(std::uint32_t);
-
-/// How much memory an array may take beyond what a file can hold. A file may claim anything; this much is zeros that
-/// nobody touches.
-constexpr std::uint64_t most_missing_bytes = std::uint64_t{1} << 30;
-
-/// qel_alembic_load() with another bound than `most_missing_bytes`.
-std::int32_t load_scene(const char *path, qel_alembic_file *scene, std::uint64_t most_missing);
+/// What a frame's mesh takes at least: its vertex count.
+constexpr std::size_t min_frame_mesh_bytes = sizeof(std::uint32_t);
 
 } // namespace qel

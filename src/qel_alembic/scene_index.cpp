@@ -12,14 +12,13 @@ namespace {
 
 enum build_status : std::int32_t { built = 0, nothing_to_index = -1, no_memory_for_index = -4 };
 
-/// Finds free slots of a table that is only ever filled. Lattice keys have 18 bits, so large scenes fill one run of
-/// slots; walking it at every insertion would take time in proportion to the square of the scene. Here a block of
-/// slots that is full is passed by, and the other full ones behind it as well: a tree of bits leads to the next block
-/// that is not, however long the run.
+/// Finds the free slots of a table from which nothing is removed. Lattice keys have 18 bits, so a large scene fills one
+/// run of slots; plain probing would take time in proportion to the square of the scene. A tree of bits holds which
+/// blocks of slots are not full, and leads from any block to the next of them by at most five words.
 class free_slots {
   public:
-    /// Counts how many slots of each block are taken. Without memory for that, a block turns out to be full only when
-    /// all of it has been looked at: the same slots, in more steps.
+    /// Without memory for the counts of taken slots a block is known to be full only after a search through all of it:
+    /// the same slots, in more steps.
     explicit free_slots(const std::uint32_t *table)
         : table_(table), taken_(heap_zeroed<std::uint8_t>(blocks)) {
         for (std::uint32_t level = 0, bits = blocks; level < levels; ++level, bits /= 64)
@@ -39,12 +38,12 @@ class free_slots {
     static constexpr std::uint32_t block_slots = 256; // so that the count of a full block is 0 again
     static constexpr std::uint32_t blocks = index_slots / block_slots;
     static constexpr std::uint32_t levels = 3;
-    // 2^15, 2^9 and 2^3 bits; each level ends with a word of zeros, where a search beyond its end stops.
+    // 2^15, 2^9 and 2^3 bits; a word of zeros ends each level, and with it a search in the level.
     static constexpr std::uint32_t level_start[levels + 1] = {0, 513, 522, 524};
 
     bool is_open(std::uint32_t block) const { return (open_[block / 64] >> block % 64 & 1) != 0; }
 
-    /// The first free slot of the blocks behind one, round the table's end and with that block at last.
+    /// The first free slot of the blocks behind one, round the table's end; that block itself comes last.
     std::uint32_t take_behind(std::uint32_t home_block) {
         for (;;) {
             std::uint32_t block = next_open(home_block + 1);
@@ -53,11 +52,11 @@ class free_slots {
             const std::uint32_t slot =
                 first_in(block == last_block_ ? last_slot_ : block * block_slots, block);
             if (slot != empty_slot) {
-                last_block_ = block; // all of it before the slot is taken
+                last_block_ = block; // every slot of it before last_slot_ is taken
                 last_slot_ = slot;
                 return slot;
             }
-            close(block); // nothing has counted
+            close(block); // without the counts nothing else has closed it
         }
     }
 
@@ -91,23 +90,23 @@ class free_slots {
     }
 
     const std::uint32_t *table_;
-    scratch<std::uint8_t> taken_;       // of each block, modulo its size
-    std::uint32_t last_block_ = blocks; // where the last search from a block's start ended
+    scratch<std::uint8_t> taken_;       // taken slots of each block, modulo its size
+    std::uint32_t last_block_ = blocks; // where the last search behind a home block ended
     std::uint32_t last_slot_ = 0;
     std::uint64_t open_[level_start[levels]] = {};
 };
 
-/// Enters every processed vertex in order; ends when there is no slot.
+/// Enters every processed vertex in order, until no slot is free.
 void fill_table(const qel_alembic_file &scene, std::uint32_t *table) {
     std::memset(table, 0xFF, std::size_t{index_slots} * sizeof *table);
-    free_slots free_ones(table);
+    free_slots free(table);
     std::uint64_t first = 0; // global number of the mesh's first vertex
     for (std::uint32_t m = 0; m < scene.mesh_count; ++m) {
         const qel_alembic_mesh &mesh = scene.meshes[m];
         const std::uint64_t end = first + mesh.vertex_count;
-        if (end > empty_slot) return; // such numbers have no room in a slot
+        if (end > empty_slot) return; // its last numbers do not fit into a slot
         for (std::uint32_t v = 0; mesh.vertices != nullptr && v < mesh.vertex_count; ++v) {
-            const std::uint32_t slot = free_ones.take(home_slot(mesh.vertices[v].morton));
+            const std::uint32_t slot = free.take(home_slot(mesh.vertices[v].morton));
             if (slot == empty_slot) return;
             table[slot] = static_cast<std::uint32_t>(first + v);
         }
@@ -118,20 +117,22 @@ void fill_table(const qel_alembic_file &scene, std::uint32_t *table) {
 } // namespace
 } // namespace qel
 
+using namespace qel;
+
 extern "C" {
 
-int32_t qel_alembic_build_hash_table(qel_alembic_file *scene) {
-    if (scene == nullptr || qel::meshes_in(*scene) == 0) return qel::nothing_to_index;
+std::int32_t qel_alembic_build_hash_table(qel_alembic_file *scene) {
+    if (scene == nullptr || meshes_in(*scene) == 0) return nothing_to_index;
     std::uint64_t total = 0;
     for (std::uint32_t i = 0; i < scene->mesh_count; ++i)
         total += scene->meshes[i].vertex_count;
     scene->total_vertices = total;
     scene->total_tokens = total;
-    scene->hash_size = qel::index_slots;
-    scene->hash = qel::heap_table<std::uint32_t>(qel::index_slots);
-    if (scene->hash == nullptr) return qel::no_memory_for_index;
-    qel::fill_table(*scene, scene->hash);
-    return qel::built;
+    scene->hash_size = index_slots;
+    scene->hash = heap_table<std::uint32_t>(index_slots);
+    if (scene->hash == nullptr) return no_memory_for_index;
+    fill_table(*scene, scene->hash);
+    return built;
 }
 
 } // extern "C"

@@ -20,7 +20,7 @@ enum validate_status : std::int32_t {
 
 std::int32_t validate_mesh(const qel_alembic_mesh &mesh) {
     constexpr int last_cell = lattice_edge - 1;
-    constexpr int outermost_level = 11;
+    constexpr int max_level = 11;
     if (mesh.positions == nullptr) return no_positions;
     if (mesh.vertex_count == 0) return no_vertices;
     if (mesh.vertices == nullptr) return sound; // not processed yet
@@ -28,7 +28,7 @@ std::int32_t validate_mesh(const qel_alembic_mesh &mesh) {
     for (const qel_alembic_vertex *vertex = mesh.vertices; vertex != end; ++vertex) {
         if (vertex->matrix_x > last_cell || vertex->matrix_y > last_cell || vertex->matrix_z > last_cell)
             return cell_outside;
-        if (vertex->k11_level < -outermost_level || vertex->k11_level > outermost_level) return level_outside;
+        if (vertex->k11_level < -max_level || vertex->k11_level > max_level) return level_outside;
     }
     return sound;
 }
@@ -40,22 +40,24 @@ const char *yes_or_no(const void *array) {
 } // namespace
 } // namespace qel
 
+using namespace qel;
+
 extern "C" {
 
-int32_t qel_alembic_validate(const qel_alembic_file *scene) {
-    if (scene == nullptr) return qel::no_scene;
-    const std::uint32_t mesh_count = qel::meshes_in(*scene);
-    if (mesh_count == 0) return qel::no_meshes;
+std::int32_t qel_alembic_validate(const qel_alembic_file *scene) {
+    if (scene == nullptr) return no_scene;
+    const std::uint32_t mesh_count = meshes_in(*scene);
+    if (mesh_count == 0) return no_meshes;
     for (std::uint32_t i = 0; i < mesh_count; ++i) {
-        const std::int32_t status = qel::validate_mesh(scene->meshes[i]);
-        if (status != qel::sound) return status;
+        const std::int32_t status = validate_mesh(scene->meshes[i]);
+        if (status != sound) return status;
     }
-    return qel::sound;
+    return sound;
 }
 
-// Names that a file brought along need not be terminated: the texts end with their fields.
+// Names that come from a file may have no zero byte, so every text is bounded by its field.
 
-void qel_alembic_file_info(const qel_alembic_file *scene, char *buf, int32_t size) {
+void qel_alembic_file_info(const qel_alembic_file *scene, char *buf, std::int32_t size) {
     if (buf == nullptr || size < 1 || scene == nullptr) return;
     std::snprintf(buf, static_cast<std::size_t>(size),
                   "QEL Alembic File\n"
@@ -72,13 +74,13 @@ void qel_alembic_file_info(const qel_alembic_file *scene, char *buf, int32_t siz
                   scene->version, scene->mesh_count, static_cast<unsigned long long>(scene->total_vertices),
                   static_cast<unsigned long long>(scene->total_faces),
                   static_cast<unsigned long long>(scene->total_tokens), scene->frame_count,
-                  qel::fixed(scene->fps, 2).text, qel::fixed(scene->time_start, 3).text,
-                  qel::fixed(scene->time_end, 3).text, static_cast<int>(sizeof scene->source), scene->source);
+                  fixed(scene->fps, 2).text, fixed(scene->time_start, 3).text, fixed(scene->time_end, 3).text,
+                  static_cast<int>(sizeof scene->source), scene->source);
 }
 
-void qel_alembic_mesh_info(const qel_alembic_mesh *mesh, char *buf, int32_t size) {
+void qel_alembic_mesh_info(const qel_alembic_mesh *mesh, char *buf, std::int32_t size) {
     if (buf == nullptr || size < 1 || mesh == nullptr) return;
-    const auto bound = [mesh](int i) { return qel::fixed(mesh->bounds[i], 3); };
+    const auto bound = [mesh](int i) { return fixed(mesh->bounds[i], 3); };
     std::snprintf(buf, static_cast<std::size_t>(size),
                   "Mesh: %.*s\n"
                   "Vertices: %u\n"
@@ -89,7 +91,7 @@ void qel_alembic_mesh_info(const qel_alembic_mesh *mesh, char *buf, int32_t size
                   "Tokens Generated: %s",
                   static_cast<int>(sizeof mesh->name), mesh->name, mesh->vertex_count, mesh->face_count,
                   bound(0).text, bound(1).text, bound(2).text, bound(3).text, bound(4).text, bound(5).text,
-                  mesh->layer, qel::yes_or_no(mesh->vertices), qel::yes_or_no(mesh->tokens));
+                  mesh->layer, yes_or_no(mesh->vertices), yes_or_no(mesh->tokens));
 }
 
 } // extern "C"

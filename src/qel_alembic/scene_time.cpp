@@ -12,7 +12,7 @@ enum interpolate_status : std::int32_t {
     no_memory_for_positions = -4
 };
 
-/// The mesh that stands for a frame, or for a scene without frames; null where there is none.
+/// The first mesh of a frame, or of a scene without frames; null where there is none.
 const qel_alembic_mesh *sampled_mesh(const qel_alembic_file &scene, std::int32_t number) {
     const std::uint32_t frame_count = frames_in(scene);
     if (frame_count == 0) return meshes_in(scene) > 0 ? scene.meshes : nullptr;
@@ -21,15 +21,15 @@ const qel_alembic_mesh *sampled_mesh(const qel_alembic_file &scene, std::int32_t
     return nullptr;
 }
 
-/// The first frame that encloses a time together with the frame behind it; null where none does. A NaN is
-/// enclosed by nothing.
+/// The first frame that is not later than a time, while the next one is not earlier; null where there is none, as for
+/// a NaN.
 const qel_alembic_frame *frame_before(const qel_alembic_file &scene, float time) {
     for (std::uint32_t i = 0; i + 1 < frames_in(scene); ++i)
         if (scene.frames[i].time <= time && time <= scene.frames[i + 1].time) return &scene.frames[i];
     return nullptr;
 }
 
-/// Whether the positions that a mesh's count promises are there.
+/// Whether a mesh has as many positions as it counts.
 bool has_positions(const qel_alembic_mesh &mesh) {
     return mesh.vertex_count == 0 || mesh.positions != nullptr;
 }
@@ -37,40 +37,44 @@ bool has_positions(const qel_alembic_mesh &mesh) {
 } // namespace
 } // namespace qel
 
+using namespace qel;
+
 extern "C" {
 
-int32_t qel_alembic_sample_frame(const qel_alembic_file *scene, int32_t frame, qel_alembic_mesh *out) {
-    if (scene == nullptr || out == nullptr) return qel::no_mesh_at_frame;
-    const qel_alembic_mesh *const mesh = qel::sampled_mesh(*scene, frame);
-    if (mesh == nullptr) return qel::no_mesh_at_frame;
+std::int32_t qel_alembic_sample_frame(const qel_alembic_file *scene, std::int32_t frame,
+                                      qel_alembic_mesh *out) {
+    if (scene == nullptr || out == nullptr) return no_mesh_at_frame;
+    const qel_alembic_mesh *const mesh = sampled_mesh(*scene, frame);
+    if (mesh == nullptr) return no_mesh_at_frame;
     *out = *mesh;
-    return qel::sampled;
+    return sampled;
 }
 
-int32_t qel_alembic_interpolate_time(const qel_alembic_file *scene, float time, qel_alembic_mesh *out) {
-    if (scene == nullptr || out == nullptr) return qel::nothing_between;
-    const qel_alembic_frame *const before = qel::frame_before(*scene, time);
-    if (before == nullptr) return qel::nothing_between;
+std::int32_t qel_alembic_interpolate_time(const qel_alembic_file *scene, float time, qel_alembic_mesh *out) {
+    if (scene == nullptr || out == nullptr) return nothing_between;
+    const qel_alembic_frame *const before = frame_before(*scene, time);
+    if (before == nullptr) return nothing_between;
     const qel_alembic_frame *const after = before + 1;
-    if (qel::meshes_in(*before) == 0 || qel::meshes_in(*after) == 0) return qel::nothing_between;
+    if (meshes_in(*before) == 0 || meshes_in(*after) == 0) return nothing_between;
     const qel_alembic_mesh &from = before->meshes[0], &to = after->meshes[0];
-    if (from.vertex_count != to.vertex_count) return qel::nothing_between;
-    if (!qel::has_positions(from) || !qel::has_positions(to)) return qel::nothing_between;
+    if (from.vertex_count != to.vertex_count) return nothing_between;
+    if (!has_positions(from) || !has_positions(to)) return nothing_between;
 
     const std::uint64_t coordinates = std::uint64_t{from.vertex_count} * 3;
-    float *const positions = qel::heap_array<float>(coordinates);
+    float *const positions = heap_array<float>(coordinates);
     const float *const a = from.positions, *const b = to.positions;
     out->vertex_count = from.vertex_count;
     out->positions = positions;
-    if (positions == nullptr) return qel::no_memory_for_positions;
+    if (positions == nullptr) return no_memory_for_positions;
     // Two frames at one time give 0 / 0, and with it NaN everywhere.
     const float alpha = (time - before->time) / (after->time - before->time);
     for (std::uint64_t i = 0; i < coordinates; ++i)
         positions[i] = a[i] + (b[i] - a[i]) * alpha;
-    return qel::interpolated;
+    return interpolated;
 }
 
-void qel_alembic_get_frame_range(const qel_alembic_file *scene, uint32_t *start, uint32_t *end, float *fps) {
+void qel_alembic_get_frame_range(const qel_alembic_file *scene, std::uint32_t *start, std::uint32_t *end,
+                                 float *fps) {
     if (scene == nullptr) return;
     if (start != nullptr) *start = 0;
     if (end != nullptr) *end = scene->frame_count > 0 ? scene->frame_count - 1 : 0;

@@ -28,24 +28,25 @@ static_assert(offsetof(qel_alembic_token, hex_id) == 8);
 static_assert(offsetof(qel_alembic_token, payload) == 16);
 static_assert(offsetof(qel_alembic_token, layer) == 24);
 
+constexpr float min_span = 0.0001f;
+
 /// The lattice spanned over a box.
 struct lattice_box {
     float low[3];
-    float span[3]; // 1 on an axis that has next to none
+    float span[3]; // 1 on an axis that is shorter than min_span
 };
 
 inline lattice_box span_lattice(const float *bounds) {
-    constexpr float smallest_span = 0.0001f;
     lattice_box box;
     for (int axis = 0; axis < 3; ++axis) {
         const float span = bounds[axis + 3] - bounds[axis];
         box.low[axis] = bounds[axis];
-        box.span[axis] = span < smallest_span ? 1.0f : span;
+        box.span[axis] = span < min_span ? 1.0f : span;
     }
     return box;
 }
 
-/// Truncates, so that only a value at the box's maximum reaches the last cell.
+/// Truncates, so that only a value at the box's maximum or beyond is in the last cell.
 inline std::uint8_t lattice_coordinate(float value, float low, float span) {
     constexpr float last_cell = lattice_edge - 1;
     const float scaled = (value - low) / span * last_cell;
@@ -54,7 +55,7 @@ inline std::uint8_t lattice_coordinate(float value, float low, float span) {
 }
 
 inline float coupling_of(float phi_norm) {
-    // Single precision to the end, unlike the coupling of the matrix algebra.
+    // Single precision throughout, unlike the coupling of the matrix algebra.
     return (phi_norm / static_cast<float>(lattice_edge) + 1.0f) * 10.665754f;
 }
 
@@ -77,56 +78,6 @@ inline void place_vertex(const float *position, const lattice_box &box, qel_alem
     vertex.em_coupling = coupling_of(vertex.phi_norm);
     vertex.topology = 0;
 }
-
-/// A few vertices at once: the same arithmetic as for one, quantity by quantity, so that the compiler makes vector
-/// instructions of it.
-struct lattice_run {
-    static constexpr std::uint32_t size = 64;
-
-    float position[3][size] = {};
-    std::uint8_t cell[3][size];
-    float phi_norm[size];
-    float em_coupling[size];
-    std::uint32_t morton[size];
-    std::int8_t level[size];
-
-    /// Places `count` vertices, at most `size`.
-    void place(const float *positions, std::uint32_t count, const lattice_box &box) {
-        for (std::uint32_t i = 0; i < count; ++i, positions += 3) {
-            position[0][i] = positions[0];
-            position[1][i] = positions[1];
-            position[2][i] = positions[2];
-        }
-        for (int axis = 0; axis < 3; ++axis) {
-            const float low = box.low[axis], span = box.span[axis]; // kept from what is written below
-            for (std::uint32_t i = 0; i < size; ++i)
-                cell[axis][i] = lattice_coordinate(position[axis][i], low, span);
-        }
-        for (std::uint32_t i = 0; i < size; ++i)
-            phi_norm[i] = phi_norm_48(cell[0][i], cell[1][i], cell[2][i]);
-        for (std::uint32_t i = 0; i < size; ++i)
-            em_coupling[i] = coupling_of(phi_norm[i]);
-        for (std::uint32_t i = 0; i < size; ++i)
-            morton[i] = static_cast<std::uint32_t>(morton_48(cell[0][i], cell[1][i], cell[2][i]));
-        for (std::uint32_t i = 0; i < size; ++i)
-            level[i] = static_cast<std::int8_t>(level_48(cell[0][i], cell[1][i], cell[2][i]));
-    }
-
-    /// Fills everything but the padding and the topology.
-    void fill(std::uint32_t i, qel_alembic_vertex &vertex) const {
-        vertex.position[0] = position[0][i];
-        vertex.position[1] = position[1][i];
-        vertex.position[2] = position[2][i];
-        vertex.matrix_x = cell[0][i];
-        vertex.matrix_y = cell[1][i];
-        vertex.matrix_z = cell[2][i];
-        vertex.morton = morton[i];
-        vertex.k11_level = level[i];
-        vertex.i_state = state_48(level[i]);
-        vertex.phi_norm = phi_norm[i];
-        vertex.em_coupling = em_coupling[i];
-    }
-};
 
 /// Fills everything but the padding.
 inline void make_token(const qel_alembic_vertex &vertex, std::uint8_t layer, std::uint32_t mesh_index,

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The chained hash index over tokens and agents: a fixed array of bucket heads and one node per entry.
+// The chained hash index over tokens and agents: a fixed array of bucket heads and one node per entry. The insertion
+// and the newest-node rule stand here for both.
 #pragma once
 
 #include "qel_unit.h"
@@ -18,8 +19,8 @@ constexpr std::uint32_t morton_hash(std::uint64_t morton) {
     return (static_cast<std::uint32_t>(morton >> 32) ^ static_cast<std::uint32_t>(morton)) & bucket_mask;
 }
 
-/// djb2 over at most 8 bytes, ending before a zero byte. Bytes count as signed: 0x80..0xFF subtract. Reads nothing
-/// behind the zero byte.
+/// djb2 over at most 8 bytes, ending before a zero byte. Bytes count as signed: 0x80..0xFF subtract. Nothing behind
+/// the zero byte is read.
 inline std::uint32_t identity_hash(const char *identity) {
     std::uint32_t hash = 5381;
     for (int i = 0; i < 8 && identity[i] != '\0'; ++i)
@@ -27,8 +28,8 @@ inline std::uint32_t identity_hash(const char *identity) {
     return hash & bucket_mask;
 }
 
-/// The identity hash of 8 bytes that are there, whatever they hold. Where all are characters of 7 bits, as digits
-/// are, the eight steps of the loop become three: pairs, then fours, then all of them at once.
+/// The identity hash of a field whose 8 bytes can all be read. Where all are characters of 7 bits and none is zero, the
+/// eight steps of the loop become three: pairs, then fours, then all of them at once.
 inline std::uint32_t field_hash(const char *field) {
     constexpr std::uint64_t ones = 0x0101010101010101, tops = ones << 7;
     std::uint64_t bytes;
@@ -51,14 +52,23 @@ qel_hash_index *create_index(std::uint64_t capacity);
 /// Frees an index and nulls the pointer; a null one is left as it is.
 void release_index(qel_hash_index *&index);
 
-/// Makes `entry` the head of a bucket. Beyond as many nodes as there are buckets it is silently left out.
-inline void insert(qel_hash_index &index, std::uint32_t bucket, std::uint32_t entry) {
+/// Makes `node` hold `entry` and puts it at the head of a bucket. An index takes as many insertions as it has buckets;
+/// the ones after that do nothing.
+///
+/// A node that is in use moves to its new bucket. The chains behind the heads then mean nothing, and nothing walks them.
+inline void insert(qel_hash_index &index, std::uint32_t bucket, std::uint32_t entry, std::uint32_t node) {
     if (index.node_count >= QEL_HASH_BUCKETS) return;
-    index.nodes[index.node_count] = {entry, index.buckets[bucket]};
-    index.buckets[bucket] = index.node_count++;
+    index.nodes[node] = {entry, index.buckets[bucket]};
+    index.buckets[bucket] = node;
+    ++index.node_count;
 }
 
-/// Asks for memory that is wanted soon. A hint: a compiler without it loses nothing but time.
+/// The same in an index that is filled once: the entry takes the next node.
+inline void insert(qel_hash_index &index, std::uint32_t bucket, std::uint32_t entry) {
+    insert(index, bucket, entry, index.node_count);
+}
+
+/// Asks the processor to load a cache line. Only a hint: without the builtin it does nothing.
 inline void prefetch(const void *address) {
 #if defined(__GNUC__)
     __builtin_prefetch(address);
@@ -67,10 +77,27 @@ inline void prefetch(const void *address) {
 #endif
 }
 
-/// The newest entry of a bucket, or QEL_NOT_FOUND. The chain behind it is never walked: lookups stay one probe.
-inline std::uint32_t newest_entry(const qel_hash_index &index, std::uint32_t bucket) {
+/// The newest-node rule: the entry of a bucket's newest node if it `matches`, else QEL_NOT_FOUND. The chain behind
+/// that node is never walked, so that a lookup is one bucket, one node and one entry.
+///
+/// Node n mostly holds entry n, in a unit that was built once always. The comparison of both lets the processor predict
+/// the entry and fetch it while the node is still being loaded.
+template <class Matches>
+std::uint32_t newest_entry(const qel_hash_index &index, std::uint32_t bucket, Matches matches) {
     const std::uint32_t node = index.buckets[bucket];
-    return node == empty_bucket ? QEL_NOT_FOUND : index.nodes[node].token;
+    if (node == empty_bucket) return QEL_NOT_FOUND;
+    const std::uint32_t held = index.nodes[node].token;
+    std::uint32_t entry = node;
+    if (held != node) {
+        if (held == QEL_NOT_FOUND) return QEL_NOT_FOUND;
+        entry = held;
+    }
+    return matches(entry) ? held : QEL_NOT_FOUND;
+}
+
+/// The same without a comparison of keys.
+inline std::uint32_t newest_entry(const qel_hash_index &index, std::uint32_t bucket) {
+    return newest_entry(index, bucket, [](std::uint32_t) { return true; });
 }
 
 } // namespace qel

@@ -137,86 +137,91 @@ cell child_of(const cell &a, const cell &b, std::uint32_t mode) {
 } // namespace
 } // namespace qel
 
+using namespace qel;
+
 extern "C" {
 
-uint64_t qel_matrix_48_morton_encode(uint32_t x, uint32_t y, uint32_t z) {
-    return qel::morton_48(x, y, z);
+std::uint64_t qel_matrix_48_morton_encode(std::uint32_t x, std::uint32_t y, std::uint32_t z) {
+    return morton_48(x, y, z);
 }
 
-void qel_matrix_48_palindrome(uint32_t x, uint32_t y, uint32_t z, uint8_t *out_x, uint8_t *out_y,
-                              uint8_t *out_z) {
-    *out_x = qel::mirror(x);
-    *out_y = qel::mirror(y);
-    *out_z = qel::mirror(z);
+void qel_matrix_48_palindrome(std::uint32_t x, std::uint32_t y, std::uint32_t z, std::uint8_t *out_x,
+                              std::uint8_t *out_y, std::uint8_t *out_z) {
+    *out_x = mirror(x);
+    *out_y = mirror(y);
+    *out_z = mirror(z);
 }
 
-int32_t qel_matrix_48_k11_level(uint8_t a, uint8_t b, uint8_t c) {
-    return qel::level_48(a, b, c);
+std::int32_t qel_matrix_48_k11_level(std::uint8_t a, std::uint8_t b, std::uint8_t c) {
+    return level_48(a, b, c);
 }
 
-uint8_t qel_matrix_48_i_state(int32_t v) {
-    return qel::unsigned_state(v);
+std::uint8_t qel_matrix_48_i_state(std::int32_t v) {
+    return unsigned_state(v);
 }
 
-float qel_matrix_48_phi_norm(uint8_t x, uint8_t y, uint8_t z) {
-    return qel::field_of({x, y, z}).norm;
+float qel_matrix_48_phi_norm(std::uint8_t x, std::uint8_t y, std::uint8_t z) {
+    return field_of({x, y, z}).norm;
 }
 
-float qel_matrix_48_em_coupling(uint8_t x, uint8_t y, uint8_t z) {
-    return qel::field_of({x, y, z}).coupling;
+float qel_matrix_48_em_coupling(std::uint8_t x, std::uint8_t y, std::uint8_t z) {
+    return field_of({x, y, z}).coupling;
 }
 
-uint64_t qel_matrix_48_identity(uint8_t x, uint8_t y, uint32_t z, qel_matrix_identity *identity) {
-    const uint8_t low_z = qel::low_byte(z);
-    const int32_t level = qel::level_48(x, y, low_z);
-    const qel::cell_field field = qel::field_of({x, y, low_z});
+std::uint64_t qel_matrix_48_identity(std::uint8_t x, std::uint8_t y, std::uint32_t z,
+                                     qel_matrix_identity *identity) {
+    const std::uint8_t low_z = low_byte(z);
+    const std::int32_t level = level_48(x, y, low_z);
+    const cell_field field = field_of({x, y, low_z});
     *identity = {x,
                  y,
                  low_z,
-                 qel::mirror(x),
-                 qel::mirror(y),
-                 qel::mirror(low_z),
-                 static_cast<int8_t>(level),
-                 qel::unsigned_state(level),
-                 qel::morton_48(x, y, z),
+                 mirror(x),
+                 mirror(y),
+                 mirror(low_z),
+                 static_cast<std::int8_t>(level),
+                 unsigned_state(level),
+                 morton_48(x, y, z),
                  field.norm,
                  field.coupling};
     return identity->morton;
 }
 
-void qel_matrix_48_crossover_bind(uint8_t a0, uint8_t a1, uint8_t a2, uint8_t b0, uint8_t b1, uint8_t b2,
-                                  uint8_t *c0, uint8_t *c1, uint8_t *c2) {
-    *c0 = qel::average(a0, b0);
-    *c1 = qel::average(a1, b1);
-    *c2 = qel::average(a2, b2);
+void qel_matrix_48_crossover_bind(std::uint8_t a0, std::uint8_t a1, std::uint8_t a2, std::uint8_t b0,
+                                  std::uint8_t b1, std::uint8_t b2, std::uint8_t *c0, std::uint8_t *c1,
+                                  std::uint8_t *c2) {
+    *c0 = average(a0, b0);
+    *c1 = average(a1, b1);
+    *c2 = average(a2, b2);
 }
 
-void qel_matrix_48_mutate_tachyon(uint8_t x, uint8_t y, uint8_t z, uint8_t *out_x, uint8_t *out_y,
-                                  uint8_t *out_z) {
-    *out_x = qel::reflect(x);
-    *out_y = qel::reflect(y);
-    *out_z = qel::reflect(z);
+void qel_matrix_48_mutate_tachyon(std::uint8_t x, std::uint8_t y, std::uint8_t z, std::uint8_t *out_x,
+                                  std::uint8_t *out_y, std::uint8_t *out_z) {
+    *out_x = reflect(x);
+    *out_y = reflect(y);
+    *out_z = reflect(z);
 }
 
-int32_t qel_matrix_48_chirality(uint8_t a, uint8_t b) {
-    return qel::chirality(a, b);
+std::int32_t qel_matrix_48_chirality(std::uint8_t a, std::uint8_t b) {
+    return chirality(a, b);
 }
 
-void qel_matrix_48_reproduce(const qel_matrix_identity *a, const qel_matrix_identity *b, uint32_t mode,
+void qel_matrix_48_reproduce(const qel_matrix_identity *a, const qel_matrix_identity *b, std::uint32_t mode,
                              qel_matrix_offspring *child) {
-    const qel::cell c = qel::child_of({a->x, a->y, a->z}, {b->x, b->y, b->z}, mode);
-    const int32_t level = qel::level_48(c.x, c.y, c.z);
+    const cell c = child_of({a->x, a->y, a->z}, {b->x, b->y, b->z}, mode);
+    const std::int32_t level = level_48(c.x, c.y, c.z);
     child->x = c.x;
     child->y = c.y;
     child->z = c.z;
-    child->chirality = qel::chirality(c.x, c.y);
-    child->phi_blend = (a->phi_norm * qel::golden_ratio + b->phi_norm) / 2.618034f;
-    child->em_coupling = qel::field_of(c).coupling;
-    child->k11_level = static_cast<int8_t>(level);
-    child->i_state = qel::unsigned_state(level);
+    child->chirality = chirality(c.x, c.y);
+    child->phi_blend = (a->phi_norm * golden_ratio + b->phi_norm) / 2.618034f;
+    child->em_coupling = field_of(c).coupling;
+    child->k11_level = static_cast<std::int8_t>(level);
+    child->i_state = unsigned_state(level);
 }
 
-uint32_t qel_matrix_48_validate_all(void) {
+std::uint32_t qel_matrix_48_validate_all(void) {
     return 48 * 48 * 48; // the count alone: nothing is examined
 }
-}
+
+} // extern "C"

@@ -24,39 +24,42 @@ std::uint64_t reversed_bytes(std::uint64_t value) {
 } // namespace
 } // namespace qel
 
+using namespace qel;
+
 extern "C" {
 
-uint64_t ruv_sqrt(uint64_t n) {
-    return qel::single_precision_root(n);
+std::uint64_t ruv_sqrt(std::uint64_t n) {
+    return single_precision_root(n);
 }
 
-uint32_t ruv_isqrt(int32_t n) {
-    return qel::positive_root(n);
+std::uint32_t ruv_isqrt(std::int32_t n) {
+    return positive_root(n);
 }
 
-int32_t ruv_bounded_sqrt(int32_t n, int32_t lo, int32_t hi) {
-    const auto root = static_cast<int32_t>(qel::positive_root(n));
+std::int32_t ruv_bounded_sqrt(std::int32_t n, std::int32_t lo, std::int32_t hi) {
+    const auto root = static_cast<std::int32_t>(positive_root(n));
     return lo > root ? lo : std::min(root, hi); // not a clamp: crossed bounds give the lower one
 }
 
-uint64_t ruv_hop_distance(uint64_t a, uint64_t b) {
-    return qel::hop_distance(a, b);
+std::uint64_t ruv_hop_distance(std::uint64_t a, std::uint64_t b) {
+    return hop_distance(a, b);
 }
 
-void qel_token_apply_ilogic(qel_token *token, int32_t op) {
+void qel_token_apply_ilogic(qel_token *token, std::int32_t op) {
     if (token == nullptr) return;
     switch (op) {
-    case qel::double_plus_one:
+    case double_plus_one:
         token->morton = token->morton * 2 + 1;
         break;
-    case qel::halve:
+    case halve:
         token->morton >>= 1;
         break;
-    case qel::reverse_payload:
-        token->payload = qel::reversed_bytes(token->payload);
+    case reverse_payload:
+        token->payload = reversed_bytes(token->payload);
         break;
     default:
         break;
     }
 }
-}
+
+} // extern "C"

@@ -54,27 +54,31 @@ bool allocate_order(qel_unit &unit) {
 
 } // namespace qel
 
+using namespace qel;
+
 extern "C" {
 
-int32_t qel_unit_create(qel_unit *unit, uint32_t count, const uint64_t *mortons, const char *hex_ids,
-                        const uint64_t *payloads, const uint8_t *layers) {
-    if (unit == nullptr || count == 0) return qel::no_input;
+std::int32_t qel_unit_create(qel_unit *unit, std::uint32_t count, const std::uint64_t *mortons,
+                             const char *hex_ids, const std::uint64_t *payloads, const std::uint8_t *layers) {
+    if (unit == nullptr || count == 0) return no_input;
     unit->extra = 0;
-    unit->version = qel::unit_version;
+    unit->version = unit_version;
     unit->count = count;
-    unit->tokens = qel::heap_array<qel_token>(count);
-    if (unit->tokens == nullptr) return qel::no_memory_for_list;
-    if (!qel::allocate_indexes(*unit)) return qel::no_memory_for_indexes;
-    if (!qel::allocate_order(*unit)) return qel::no_memory_for_order;
-    const qel::token_arrays arrays = {mortons, hex_ids, payloads, layers};
-    qel::index_tokens(*unit, [&](uint32_t first, uint32_t size) { arrays.copy(unit->tokens, first, size); });
-    return qel::created;
+    unit->tokens = heap_array<qel_token>(count);
+    if (unit->tokens == nullptr) return no_memory_for_list;
+    if (!allocate_indexes(*unit)) return no_memory_for_indexes;
+    if (!allocate_order(*unit)) return no_memory_for_order;
+    const token_arrays arrays = {mortons, hex_ids, payloads, layers};
+    index_tokens(*unit,
+                 [&](std::uint32_t first, std::uint32_t size) { arrays.copy(unit->tokens, first, size); });
+    return created;
 }
 
 void qel_unit_free(qel_unit *unit) {
-    qel::release(unit->tokens);
-    qel::release_index(unit->morton_index);
-    qel::release_index(unit->hex_index);
+    release(unit->tokens);
+    release_index(unit->morton_index);
+    release_index(unit->hex_index);
     // `order` stays: its buffer belongs to the caller.
 }
-}
+
+} // extern "C"

@@ -2,6 +2,7 @@
 // What was saved loads, whatever its shape: no record that a file holds is taken for a claim. The bound on claims is set
 // to zero here, so that shapes of a few records show what otherwise takes those of many millions.
 #include "qel_alembic/scene_format.h"
+#include "qel_alembic/scene_load.h"
 #include "qel_alembic/scene_maker.h"
 #include "support/failing_heap.h"
 #include "support/temp_folder.h"
@@ -25,11 +26,11 @@ constexpr std::int32_t loaded = 0, refused = -4;
 class SceneShapes : public testing::Test {
   protected:
     /// What the bound lets through of a file.
-    std::int32_t load(const bytes &file, std::uint64_t most_missing) {
+    std::int32_t load(const bytes &file, std::uint64_t max_missing) {
         const heap_ledger ledger;
         write_file(path, file);
         qel_alembic_file scene = {};
-        const std::int32_t status = load_scene(path.c_str(), &scene, most_missing);
+        const std::int32_t status = load_scene(path.c_str(), &scene, max_missing);
         qel_alembic_free(&scene);
         EXPECT_EQ(ledger.live(), 0u);
         return status;
@@ -121,8 +122,8 @@ TEST_F(SceneShapes, MeshesThatTheFileCannotHoldAreRefused) {
     std::memcpy(file.data(), scene_magic, sizeof scene_magic);
     EXPECT_EQ(load(with_word(file, mesh_count_at, 300), 0), loaded);
     EXPECT_EQ(load(with_word(file, mesh_count_at, 301), 0), refused);
-    EXPECT_EQ(load(with_word(file, mesh_count_at, 301), most_missing_bytes), loaded);
-    EXPECT_EQ(load(with_word(file, mesh_count_at, 0xFFFFFFFF), most_missing_bytes), refused);
+    EXPECT_EQ(load(with_word(file, mesh_count_at, 301), max_missing_bytes), loaded);
+    EXPECT_EQ(load(with_word(file, mesh_count_at, 0xFFFFFFFF), max_missing_bytes), refused);
 }
 
 TEST_F(SceneShapes, FramesThatTheFileCannotHoldAreRefused) {
@@ -130,19 +131,19 @@ TEST_F(SceneShapes, FramesThatTheFileCannotHoldAreRefused) {
     std::memcpy(file.data(), scene_magic, sizeof scene_magic);
     EXPECT_EQ(load(with_word(file, frame_count_at, 300), 0), loaded);
     EXPECT_EQ(load(with_word(file, frame_count_at, 301), 0), refused);
-    EXPECT_EQ(load(with_word(file, frame_count_at, 301), most_missing_bytes), loaded);
-    EXPECT_EQ(load(with_word(file, frame_count_at, 0xFFFFFFFF), most_missing_bytes), refused);
+    EXPECT_EQ(load(with_word(file, frame_count_at, 301), max_missing_bytes), loaded);
+    EXPECT_EQ(load(with_word(file, frame_count_at, 0xFFFFFFFF), max_missing_bytes), refused);
 }
 
 TEST_F(SceneShapes, MeshesOfAFrameThatTheFileCannotHoldAreRefused) {
     constexpr std::size_t count_at = header_bytes + offsetof(frame_block, mesh_count);
-    bytes file(header_bytes + sizeof(frame_block) + 300 * smallest_frame_mesh);
+    bytes file(header_bytes + sizeof(frame_block) + 300 * min_frame_mesh_bytes);
     std::memcpy(file.data(), scene_magic, sizeof scene_magic);
     file = with_word(file, frame_count_at, 1);
     EXPECT_EQ(load(with_word(file, count_at, 300), 0), loaded);
     EXPECT_EQ(load(with_word(file, count_at, 301), 0), refused);
-    EXPECT_EQ(load(with_word(file, count_at, 301), most_missing_bytes), loaded);
-    EXPECT_EQ(load(with_word(file, count_at, 0xFFFFFFFF), most_missing_bytes), refused);
+    EXPECT_EQ(load(with_word(file, count_at, 301), max_missing_bytes), loaded);
+    EXPECT_EQ(load(with_word(file, count_at, 0xFFFFFFFF), max_missing_bytes), refused);
 }
 
 } // namespace

@@ -104,9 +104,9 @@ id_pattern read_pattern(const char *text) {
 } // namespace
 } // namespace qel
 
-extern "C" {
-
 using namespace qel;
+
+extern "C" {
 
 std::int32_t qel_agent_spawn(const char *parent, std::uint8_t type, std::uint8_t tier, std::uint8_t tag,
                              char *id_out) {
@@ -200,4 +200,5 @@ std::uint32_t qel_agent_monitor(const char *pattern, char *ids_out, std::int32_t
     }
     return count;
 }
-}
+
+} // extern "C"

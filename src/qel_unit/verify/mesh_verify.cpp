@@ -30,38 +30,41 @@ float extent(float low, float high) {
 } // namespace
 } // namespace qel
 
+using namespace qel;
+
 extern "C" {
 
-uint32_t qel_mesh_verify_p_minus_p(const float *positions, uint32_t count) {
-    return qel::holds(positions, count);
+std::uint32_t qel_mesh_verify_p_minus_p(const float *positions, std::uint32_t count) {
+    return holds(positions, count);
 }
 
-uint32_t qel_mesh_verify_p_div_p(const float *positions, uint32_t count) {
-    return qel::holds(positions, count);
+std::uint32_t qel_mesh_verify_p_div_p(const float *positions, std::uint32_t count) {
+    return holds(positions, count);
 }
 
 float qel_mesh_bounds_coherence(float min_x, float min_y, float min_z, float max_x, float max_y,
                                 float max_z) {
-    const float x = qel::extent(min_x, max_x);
-    const float y = qel::extent(min_y, max_y);
-    const float z = qel::extent(min_z, max_z);
+    const float x = extent(min_x, max_x);
+    const float y = extent(min_y, max_y);
+    const float z = extent(min_z, max_z);
     return 1.0f / (1.0f + std::fabs(x - y) + std::fabs(y - z) + std::fabs(z - x));
 }
 
-int32_t qel_mesh_verify_identity(const float *positions, uint32_t count, float min_x, float min_y,
-                                 float min_z, float max_x, float max_y, float max_z,
-                                 qel_mesh_verify_report *report) {
-    if (report == nullptr) return qel::no_report;
+std::int32_t qel_mesh_verify_identity(const float *positions, std::uint32_t count, float min_x, float min_y,
+                                      float min_z, float max_x, float max_y, float max_z,
+                                      qel_mesh_verify_report *report) {
+    if (report == nullptr) return no_report;
     report->vertex_count = count;
-    report->valid = qel::holds(positions, count);
+    report->valid = holds(positions, count);
     report->p_minus_p_ok = report->valid;
     report->p_div_p_ok = report->valid;
     report->coherence = qel_mesh_bounds_coherence(min_x, min_y, min_z, max_x, max_y, max_z);
     report->verified_at = std::time(nullptr);
-    return static_cast<int32_t>(report->valid);
+    return static_cast<std::int32_t>(report->valid);
 }
 
-uint32_t qel_mesh_is_static_valid(const float *positions, uint32_t count) {
-    return qel::holds(positions, count);
+std::uint32_t qel_mesh_is_static_valid(const float *positions, std::uint32_t count) {
+    return holds(positions, count);
 }
-}
+
+} // extern "C"

@@ -1,0 +1,71 @@
+// SPDX-License-Identifier: MIT
+#include "common/file.h"
+#include "qel_unit/agents/agent_directory.h"
+#include "qel_unit/agents/agent_format.h"
+
+#include <cstring>
+#include <ctime>
+
+namespace qel {
+namespace {
+
+enum save_status : std::int32_t { saved = 0, nothing_to_save = -1, no_path = -2, cannot_create = -3 };
+
+bool write_directory(std::FILE *stream, const qel_agent_dir &directory, std::int64_t now) {
+    agent_header header{};
+    std::memcpy(header.magic, directory.magic, sizeof header.magic);
+    header.version = directory.version;
+    header.agent_count = directory.agent_count;
+    header.active_count = directory.active_count;
+    header.saved_at = now;
+    std::fwrite(&header, sizeof header, 1, stream);
+    std::fwrite(directory.agents, sizeof *directory.agents, used_slots(directory), stream);
+    return std::ferror(stream) == 0;
+}
+
+/// A null path means the directory's own. Failures after the creation of the file are not reported. A file that is not
+/// written whole is removed, and the old file and the dirty mark stay, so that the next save tries again. A whole file
+/// that cannot replace the target stays next to it, and the directory counts as saved.
+save_status save_directory(const char *path) {
+    if (g_agent_dir == nullptr) return nothing_to_save;
+    qel_agent_dir &directory = *g_agent_dir;
+    const char *const target = path != nullptr ? path : directory.path;
+    if (*target == '\0') return no_path;
+
+    char temporary[260];
+    std::snprintf(temporary, sizeof temporary, "%s.tmp", target);
+    // A target that fills the buffer leaves no room for the suffix: it is written in place.
+    const bool in_place = std::strcmp(temporary, target) == 0;
+    if (!in_place) remove_link(temporary); // it may lead to the old file
+    file_stream stream(std::fopen(temporary, "wb"));
+    if (!stream) return cannot_create;
+    const auto now = static_cast<std::int64_t>(std::time(nullptr));
+    const bool written = write_directory(stream.get(), directory, now);
+    const bool closed = std::fclose(stream.release()) == 0;
+    if (written && closed) {
+        if (!in_place) replace_file(temporary, target);
+        directory.dirty = 0;
+        directory.saved_at = now;
+    } else if (!in_place) {
+        std::remove(temporary);
+    }
+    return saved;
+}
+
+} // namespace
+} // namespace qel
+
+using namespace qel;
+
+extern "C" {
+
+std::int32_t qel_agent_dir_save(const char *path) {
+    return save_directory(path);
+}
+
+std::int32_t qel_agent_dir_sync() {
+    if (g_agent_dir == nullptr || g_agent_dir->dirty == 0) return saved;
+    return save_directory(nullptr);
+}
+
+} // extern "C"

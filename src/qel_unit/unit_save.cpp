@@ -1,0 +1,49 @@
+// SPDX-License-Identifier: MIT
+#include "common/file.h"
+#include "qel_unit/unit_format.h"
+
+#include <cstring>
+#include <ctime>
+
+namespace qel {
+namespace {
+
+static_assert(sizeof(std::time_t) == 8, "build with a 64-bit clock: seconds since 1970 outgrow 32 bits");
+
+enum save_status : std::int32_t {
+    saved = 0,
+    nothing_to_save = -1,
+    cannot_create = -2,
+    header_cut_short = -3,
+    tokens_cut_short = -4
+};
+
+bool write_header(std::FILE *stream, const qel_unit &unit) {
+    unit_header header = {{}, unit.version, unit.count, unit.extra, std::time(nullptr)};
+    std::memcpy(header.magic, unit_magic, sizeof header.magic);
+    return std::fwrite(&header, 1, sizeof header, stream) == sizeof header;
+}
+
+/// The byte count is a 32-bit product on purpose: a unit too large for it is cut short.
+bool write_tokens(std::FILE *stream, const qel_unit &unit) {
+    const std::uint32_t bytes = unit.count * std::uint32_t{sizeof(qel_token)};
+    return std::fwrite(unit.tokens, 1, bytes, stream) == bytes;
+}
+
+} // namespace
+} // namespace qel
+
+using namespace qel;
+
+extern "C" {
+
+std::int32_t qel_unit_save(const char *path, const qel_unit *unit) {
+    if (unit == nullptr || unit->tokens == nullptr || unit->count == 0) return nothing_to_save;
+    const file_stream stream(std::fopen(path, "wb"));
+    if (stream == nullptr) return cannot_create;
+    if (!write_header(stream.get(), *unit)) return header_cut_short;
+    if (!write_tokens(stream.get(), *unit)) return tokens_cut_short;
+    return saved;
+}
+
+} // extern "C"
