@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// How many meshes and frames a scene really has, and the hit that stands for one of its vertices.
+// How many meshes and frames a scene really has, and the hit for one of its vertices.
 #pragma once
 
 #include "qel_unit.h"

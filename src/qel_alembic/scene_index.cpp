@@ -68,7 +68,7 @@ class free_slots {
         return empty_slot;
     }
 
-    /// The first block from `block` on that is not full; `blocks` where there is none.
+    /// The first block from number `bit` on that is not full; `blocks` where there is none.
     std::uint32_t next_open(std::uint32_t bit) const {
         for (std::uint32_t level = 0; level < levels; ++level, bit = bit / 64 + 1) {
             const std::uint64_t rest = open_[level_start[level] + bit / 64] >> bit % 64;
@@ -96,17 +96,17 @@ class free_slots {
     std::uint64_t open_[level_start[levels]] = {};
 };
 
-/// Enters every processed vertex in order, until no slot is free.
+/// Inserts every processed vertex in order, until no slot is free.
 void fill_table(const qel_alembic_file &scene, std::uint32_t *table) {
     std::memset(table, 0xFF, std::size_t{index_slots} * sizeof *table);
-    free_slots free(table);
+    free_slots slots(table);
     std::uint64_t first = 0; // global number of the mesh's first vertex
     for (std::uint32_t m = 0; m < scene.mesh_count; ++m) {
         const qel_alembic_mesh &mesh = scene.meshes[m];
         const std::uint64_t end = first + mesh.vertex_count;
         if (end > empty_slot) return; // its last numbers do not fit into a slot
         for (std::uint32_t v = 0; mesh.vertices != nullptr && v < mesh.vertex_count; ++v) {
-            const std::uint32_t slot = free.take(home_slot(mesh.vertices[v].morton));
+            const std::uint32_t slot = slots.take(home_slot(mesh.vertices[v].morton));
             if (slot == empty_slot) return;
             table[slot] = static_cast<std::uint32_t>(first + v);
         }

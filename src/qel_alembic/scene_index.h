@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: MIT
-// Where a key is looked for in a scene's open-addressing table of global token numbers.
+// The probe sequence in a scene's open-addressing table of global token numbers.
 #pragma once
 
 #include <cstdint>
 
 namespace qel {
 
-constexpr std::uint32_t index_slots = 0x800000; // whatever the scene's size
+constexpr std::uint32_t index_slots = 0x800000; // for scenes of any size
 constexpr std::uint32_t empty_slot = 0xFFFFFFFF;
 
 /// The slot where the search for a key begins.

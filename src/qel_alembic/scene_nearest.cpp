@@ -74,7 +74,7 @@ std::uint64_t vertex_records(const qel_alembic_file &scene) {
     return count;
 }
 
-/// Room for `k` candidates; from a size on that is much memory, for no more than there are vertex records.
+/// Room for `k` candidates; above 65,536 for no more than there are vertex records.
 std::uint64_t list_capacity(const qel_alembic_file &scene, std::uint64_t k) {
     constexpr std::uint64_t small_list = 1 << 16;
     return k <= small_list ? k : std::min(k, vertex_records(scene));

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // The chained hash index over tokens and agents: a fixed array of bucket heads and one node per entry. The insertion
-// and the newest-node rule stand here for both.
+// and the newest-node rule have their one body here.
 #pragma once
 
 #include "qel_unit.h"
@@ -49,7 +49,7 @@ inline std::uint32_t field_hash(const char *field) {
 /// An empty index with room for `capacity` nodes, or null when a part of it cannot be allocated.
 qel_hash_index *create_index(std::uint64_t capacity);
 
-/// Frees an index and nulls the pointer; a null one is left as it is.
+/// Frees an index and nulls the pointer. A null pointer is allowed.
 void release_index(qel_hash_index *&index);
 
 /// Makes `node` hold `entry` and puts it at the head of a bucket. An index takes as many insertions as it has buckets;
@@ -80,8 +80,8 @@ inline void prefetch(const void *address) {
 /// The newest-node rule: the entry of a bucket's newest node if it `matches`, else QEL_NOT_FOUND. The chain behind
 /// that node is never walked, so that a lookup is one bucket, one node and one entry.
 ///
-/// Node n mostly holds entry n, in a unit that was built once always. The comparison of both lets the processor predict
-/// the entry and fetch it while the node is still being loaded.
+/// Node n nearly always holds entry n. The comparison of both lets the processor predict the entry and load it before
+/// the node has arrived.
 template <class Matches>
 std::uint32_t newest_entry(const qel_hash_index &index, std::uint32_t bucket, Matches matches) {
     const std::uint32_t node = index.buckets[bucket];

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Morton codes are spread by multiplication and mask, the projective child by a line through the lattice centre.
+// The projective child lies on the line from the lattice centre through the midpoint of its parents.
 #include "qel_unit/matrix_48.h"
 
 #include "qel_unit.h"
@@ -34,7 +34,7 @@ std::uint8_t mirror(std::uint32_t v) {
     return low_byte(mirror_base - v);
 }
 
-/// Not the mirror: 0 and 1 share an image, and everything beyond the lattice falls to 0.
+/// Not the mirror: 0 and 1 have the same image, and everything beyond the lattice has the image 0.
 std::uint8_t reflect(std::uint8_t v) {
     if (v == 0) return mirror_base;
     return v <= lattice_edge ? low_byte(lattice_edge - std::uint32_t{v}) : std::uint8_t{0};
@@ -58,7 +58,7 @@ struct cell_field {
     float norm, coupling;
 };
 
-/// Norms and couplings of all lattice cells, which need no root and no division then.
+/// Norms and couplings of all lattice cells, which take no root and no division when asked for.
 ///
 /// Both depend on a cell's squared distance from the centre alone, which single precision holds exactly. Four times
 /// that is a sum of three squares of odd numbers: 8 n + 3, where the lattice has n from 0 to 828.
@@ -72,9 +72,9 @@ struct field_table {
         }
     }
 
-    /// By Newton's method, in double precision: the library's root is not for compilers.
+    /// Newton's method in double precision: std::sqrt is not constexpr.
     static constexpr double root(double square) {
-        double estimate = 0, next = 64; // above all roots asked for: from there the estimates fall
+        double estimate = 0, next = 64; // above all roots computed here: from there the estimates decrease
         do {
             estimate = next;
             next = (estimate + square / estimate) / 2;
@@ -114,13 +114,13 @@ float midpoint(std::uint8_t a, std::uint8_t b) {
 /// Truncates towards zero and takes the remainder with its sign: -1 becomes the byte 255, not 47.
 std::uint8_t wrap_into_lattice(float coordinate) {
     const int whole = static_cast<int>(coordinate);
-    if (whole < lattice_edge) return static_cast<std::uint8_t>(whole); // mostly; never below -1
+    if (whole < lattice_edge) return static_cast<std::uint8_t>(whole); // the usual case; never below -1
     return static_cast<std::uint8_t>(whole % lattice_edge);
 }
 
-/// Pushes the midpoint outwards from the centre, by about the golden ratio.
+/// Moves the midpoint away from the centre, by about the golden ratio.
 cell project(const cell &a, const cell &b) {
-    constexpr float epsilon = 0.001f; // keeps the divisor away from zero
+    constexpr float epsilon = 0.001f; // keeps the divisor from being zero
     const float mx = midpoint(a.x, b.x), my = midpoint(a.y, b.y), mz = midpoint(a.z, b.z);
     const float fx = mx - lattice_centre, fy = my - lattice_centre, fz = mz - lattice_centre;
     const float scale = golden_ratio / (std::sqrt((fx * fx + fy * fy) + fz * fz) + epsilon);
@@ -221,7 +221,7 @@ void qel_matrix_48_reproduce(const qel_matrix_identity *a, const qel_matrix_iden
 }
 
 std::uint32_t qel_matrix_48_validate_all(void) {
-    return 48 * 48 * 48; // the count alone: nothing is examined
+    return 48 * 48 * 48; // a constant: no cell is examined
 }
 
 } // extern "C"

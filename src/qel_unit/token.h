@@ -18,7 +18,8 @@ static_assert(offsetof(qel_token, layer) == 24);
 /// One result of a nearest query.
 struct qel_search_result {
     std::uint32_t token;
-    std::uint32_t arrival; // counts the results accepted before it; keeps equal distances in the order met
+    std::uint32_t
+        arrival; // counts the results accepted before it; keeps equal distances in the order of acceptance
     std::uint64_t distance;
 };
 
@@ -45,7 +46,7 @@ constexpr std::uint64_t difference(std::uint64_t a, std::uint64_t b) {
     return a > b ? a - b : b - a;
 }
 
-/// Rounds to 24 bits before it takes the root: large numbers have the roots of their neighbours.
+/// Rounds to 24 bits before it takes the root: neighbouring large numbers have the same root.
 inline std::uint64_t single_precision_root(std::uint64_t n) {
     return static_cast<std::uint64_t>(std::sqrt(static_cast<float>(n)));
 }

@@ -17,7 +17,7 @@ enum create_status : std::int32_t {
     no_memory_for_order = -4
 };
 
-/// What a create is given.
+/// The arguments of a create.
 struct token_arrays {
     const std::uint64_t *mortons;
     const char *hex_ids;
@@ -78,7 +78,7 @@ void qel_unit_free(qel_unit *unit) {
     release(unit->tokens);
     release_index(unit->morton_index);
     release_index(unit->hex_index);
-    // `order` stays: its buffer belongs to the caller.
+    // `order` stays: the caller owns its array.
 }
 
 } // extern "C"

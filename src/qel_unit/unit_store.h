@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// What both ways of building a unit, from arrays and from a file, hang on it beside its tokens.
+// What create and load share: the allocation and the filling of a unit's indexes and order.
 #pragma once
 
 #include "qel_unit.h"
@@ -12,19 +12,19 @@
 
 namespace qel {
 
-/// Hangs two empty indexes with room for every token on the unit. When either cannot be completed, releases both
-/// and the tokens, and returns false.
+/// Gives the unit two empty indexes with room for every token. Without memory for both, releases them and the tokens and
+/// returns false.
 bool allocate_indexes(qel_unit &unit);
 
-/// Hangs room for every token number on the unit. Without memory for it, releases the tokens and both indexes,
-/// and returns false.
+/// Gives the unit room for every token number. Without memory for it, releases the tokens and both indexes and returns
+/// false.
 bool allocate_order(qel_unit &unit);
 
-/// A few tokens on their way into both indexes.
+/// Tokens that are inserted into both indexes in two steps.
 struct token_block {
-    static constexpr std::uint32_t most = 8; // more at once drive one another out of the first cache
+    static constexpr std::uint32_t max_count = 8; // more evict one another from the first-level cache
 
-    /// Works out the tokens' buckets, and asks memory for them.
+    /// Computes the tokens' buckets and prefetches them.
     void hash(const qel_unit &unit, std::uint32_t from, std::uint32_t size) {
         first = from;
         count = size;
@@ -37,7 +37,7 @@ struct token_block {
         }
     }
 
-    void enter(const qel_unit &unit) const {
+    void insert_all(const qel_unit &unit) const {
         for (std::uint32_t i = 0; i < count; ++i) {
             insert(*unit.morton_index, morton_buckets[i], first + i);
             insert(*unit.hex_index, hex_buckets[i], first + i);
@@ -46,24 +46,24 @@ struct token_block {
 
     std::uint32_t first = 0;
     std::uint32_t count = 0;
-    std::uint32_t morton_buckets[most];
-    std::uint32_t hex_buckets[most];
+    std::uint32_t morton_buckets[max_count];
+    std::uint32_t hex_buckets[max_count];
 };
 
-/// Fills the tokens by `fill(first, count)`, block by block, enters every token into both indexes in storage order,
-/// and numbers the order. A block is hashed before the block ahead of it is entered: its buckets, scattered over
-/// 64 MiB, are on their way meanwhile.
+/// Fills the tokens by `fill(first, count)`, block by block, inserts every token into both indexes in storage order, and
+/// numbers the order. A block is hashed before the previous one is inserted, so that its buckets, scattered over 64 MiB,
+/// are loaded meanwhile.
 template <class Fill>
 void index_tokens(qel_unit &unit, Fill fill) {
     token_block blocks[2];
     std::uint32_t turn = 0;
     for (std::uint32_t first = 0, count = 0; first < unit.count; first += count, turn ^= 1) {
-        count = std::min(token_block::most, unit.count - first);
+        count = std::min(token_block::max_count, unit.count - first);
         fill(first, count);
         blocks[turn].hash(unit, first, count);
-        blocks[turn ^ 1].enter(unit);
+        blocks[turn ^ 1].insert_all(unit);
     }
-    blocks[turn ^ 1].enter(unit);
+    blocks[turn ^ 1].insert_all(unit);
     std::iota(unit.order, unit.order + unit.count, 0U);
 }
 

@@ -1,10 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "model/unit_model.h"
-#include "qel_unit/unit_fixture.h"
-#include "qel_unit/unit_format.h"
+#include "qel_unit/unit_load_fixture.h"
 #include "support/failing_heap.h"
-
-#include <gtest/gtest.h>
 
 #include <algorithm>
 #include <random>
@@ -12,44 +9,10 @@
 namespace qel {
 namespace {
 
-using test::bytes;
-using test::failing_heap;
-using test::heap_ledger;
-using test::make_token;
-using test::owned_unit;
-using test::unit_file;
+using namespace test;
+
+using UnitLoad = unit_load_test;
 using keys = std::vector<std::uint64_t>;
-
-class UnitLoad : public testing::Test {
-  protected:
-    std::int32_t load(const bytes &file, qel_unit &unit) {
-        test::write_file(path, file);
-        return qel_unit_load(path.c_str(), &unit);
-    }
-
-    /// Loads and compares everything that a load sets with the plain reading of the bytes.
-    void expect_as_model(const bytes &file) {
-        const model::loaded_file expected = model::load(file);
-        owned_unit unit;
-        ASSERT_EQ(load(file, unit), expected.status);
-        if (expected.status != 0) return;
-        EXPECT_EQ(unit.version, expected.version);
-        EXPECT_EQ(unit.extra, expected.extra);
-        ASSERT_EQ(unit.count, expected.tokens.size());
-        ASSERT_TRUE(test::same_tokens(test::tokens_of(unit), expected.tokens));
-        EXPECT_EQ(unit.morton_index->node_count, unit.count);
-        EXPECT_EQ(unit.hex_index->node_count, unit.count);
-        for (std::uint32_t i = 0; i < unit.count; ++i)
-            ASSERT_EQ(unit.order[i], i);
-    }
-
-    test::temp_folder folder;
-    const std::string path = folder.file("unit.qel");
-    const std::vector<qel_token> unsorted = {make_token(30, "00000003", 300, 3),
-                                             make_token(10, "00000001", 100, 1),
-                                             make_token(20, "00000002", 200, 2)};
-    const std::vector<qel_token> sorted = {unsorted[1], unsorted[2], unsorted[0]};
-};
 
 TEST_F(UnitLoad, SortsByKeyAndKeepsEveryByte) {
     owned_unit unit;
@@ -57,39 +20,20 @@ TEST_F(UnitLoad, SortsByKeyAndKeepsEveryByte) {
     EXPECT_EQ(unit.version, 0xDEADBEEFu) << "any version is taken";
     EXPECT_EQ(unit.count, 3u);
     EXPECT_EQ(unit.extra, 0xCAFEu);
-    EXPECT_TRUE(test::same_tokens(test::tokens_of(unit), sorted));
+    EXPECT_TRUE(same_tokens(tokens_of(unit), sorted));
 }
 
 TEST_F(UnitLoad, GivesBackASavedUnitSortedWithItsNewTokenNumbers) {
     owned_unit created, unit;
-    ASSERT_EQ(test::create(created, unsorted), 0);
+    ASSERT_EQ(create(created, unsorted), 0);
     EXPECT_EQ(qel_unit_lookup_morton(&created, 30), 0u);
     ASSERT_EQ(qel_unit_save(path.c_str(), &created), 0);
     ASSERT_EQ(qel_unit_load(path.c_str(), &unit), 0);
-    EXPECT_EQ(test::keys_of(unit), (keys{10, 20, 30}));
+    EXPECT_EQ(keys_of(unit), (keys{10, 20, 30}));
     EXPECT_EQ(qel_unit_lookup_morton(&unit, 30), 2u);
     EXPECT_EQ(qel_unit_lookup_morton(&unit, 10), 0u);
     EXPECT_EQ(qel_unit_lookup_hex(&unit, "00000003"), 2u);
     EXPECT_EQ(qel_unit_lookup_hex(&unit, "00000002"), 1u);
-}
-
-TEST_F(UnitLoad, SortsKeysAsUnsignedNumbers) {
-    owned_unit unit;
-    const keys all = {0xFFFFFFFFFFFFFFFF, 1, 0x8000000000000000, 0, 0x7FFFFFFFFFFFFFFF};
-    ASSERT_EQ(load(unit_file(test::tokens_with_keys(all)), unit), 0);
-    EXPECT_EQ(test::keys_of(unit), (keys{0, 1, 0x7FFFFFFFFFFFFFFF, 0x8000000000000000, 0xFFFFFFFFFFFFFFFF}));
-}
-
-TEST_F(UnitLoad, KeepsTheFilesOrderOfEqualKeys) {
-    std::vector<qel_token> tokens;
-    for (std::uint64_t i = 0; i < 100; ++i)
-        tokens.push_back(make_token(i % 2 == 0 ? 7 : 3, "", i));
-    owned_unit unit;
-    ASSERT_EQ(load(unit_file(tokens), unit), 0);
-    for (std::uint64_t i = 0; i < 50; ++i) {
-        EXPECT_EQ(+unit.tokens[i].payload, 2 * i + 1);
-        EXPECT_EQ(+unit.tokens[50 + i].payload, 2 * i);
-    }
 }
 
 TEST_F(UnitLoad, KeepsTheWholeRecordsOfATruncatedFile) {
@@ -98,14 +42,14 @@ TEST_F(UnitLoad, KeepsTheWholeRecordsOfATruncatedFile) {
     owned_unit unit;
     ASSERT_EQ(load(file, unit), 0);
     EXPECT_EQ(unit.count, 3u);
-    EXPECT_TRUE(test::same_tokens(test::tokens_of(unit), sorted));
+    EXPECT_TRUE(same_tokens(tokens_of(unit), sorted));
     EXPECT_EQ(unit.order[2], 2u);
 }
 
 TEST_F(UnitLoad, IgnoresRecordsBeyondTheCount) {
     owned_unit unit;
     ASSERT_EQ(load(unit_file(2, unsorted), unit), 0);
-    EXPECT_EQ(test::keys_of(unit), (keys{10, 30}));
+    EXPECT_EQ(keys_of(unit), (keys{10, 30}));
 }
 
 TEST_F(UnitLoad, TakesAHeaderAloneAsAnEmptyUnit) {
@@ -160,7 +104,7 @@ TEST_F(UnitLoad, TakesAnyClaimedCountThatMemoryCanHold) {
         owned_unit unit;
         const std::int32_t status = load(unit_file(claim, unsorted), unit);
         if (status == 0) {
-            EXPECT_EQ(test::keys_of(unit), (keys{10, 20, 30}));
+            EXPECT_EQ(keys_of(unit), (keys{10, 20, 30}));
         } else {
             EXPECT_EQ(status, -4) << "no memory for so many";
             EXPECT_EQ(unit.count, claim);
@@ -197,100 +141,12 @@ TEST_F(UnitLoad, RandomBytesEndInADocumentedCode) {
     }
 }
 
-TEST_F(UnitLoad, EqualsThePlainReadingOfRandomUnits) {
-    std::mt19937_64 random(5);
-    // Few and many differing bits, in one place or scattered: every number of radix passes comes up.
-    const std::uint64_t masks[] = {0,
-                                   1,
-                                   0xFF,
-                                   0x1FF,
-                                   0x8000000000000000,
-                                   0x8000000000000001,
-                                   0x0000003F003F003F,
-                                   0x0000FFFFFFFFFFFF,
-                                   0x0101010101010101,
-                                   0x8080808080808080,
-                                   0xF0F0F0F0F0F0F0F0,
-                                   0xFE00000000000000,
-                                   0xFFFFFFFFFFFFFFFF};
-    for (const std::uint64_t mask : masks) {
-        std::vector<qel_token> tokens(1 + random() % 3000);
-        const std::uint64_t base = random();
-        for (qel_token &token : tokens) {
-            token = make_token((base & ~mask) | (random() & mask), "", random(),
-                               static_cast<std::uint8_t>(random()));
-            std::memcpy(token.hex_id, &mask, 4);
-        }
-        SCOPED_TRACE(mask);
-        expect_as_model(unit_file(static_cast<std::uint32_t>(tokens.size()) + random() % 2, tokens, 3, 4));
-    }
-}
-
-TEST_F(UnitLoad, SortsALargeUnit) {
-    std::mt19937_64 random(6);
-    std::vector<qel_token> tokens(300000);
-    for (qel_token &token : tokens)
-        token = make_token(random() % 48 << 32 | random() % 48 << 16 | random() % 48, "", random());
-    expect_as_model(unit_file(tokens));
-}
-
-TEST_F(UnitLoad, SettlesKeysThatAgreeInTheirHighestDifferingBits) {
-    std::mt19937_64 random(8);
-    // Few values of the high half, so that what the sort looks at first is the same for runs of tokens.
-    for (const std::uint64_t high : {1u, 2u, 40u}) {
-        std::vector<qel_token> tokens(4000);
-        for (qel_token &token : tokens) {
-            const std::uint64_t low = random() % 2 == 0 ? random() % 50 : random() & 0xFFFFFFFF;
-            token = make_token((random() % high * 0x6789ABCD) << 32 | low, "", random());
-        }
-        tokens[0].morton = 0; // every bit differs somewhere
-        tokens[1].morton = ~std::uint64_t{0};
-        SCOPED_TRACE(high);
-        expect_as_model(unit_file(tokens));
-    }
-}
-
-TEST_F(UnitLoad, GivesTheSameOrderWithoutScratchMemory) {
-    std::mt19937_64 random(7);
-    for (const std::uint64_t values : {2ULL, 700ULL, 1ULL << 20, 1ULL << 60}) {
-        std::vector<qel_token> tokens(5000);
-        for (qel_token &token : tokens)
-            token = make_token(random() % values, "", random());
-        const bytes file = unit_file(tokens);
-        const model::loaded_file expected = model::load(file);
-        const heap_ledger ledger;
-        owned_unit unit;
-        {
-            const failing_heap heap = failing_heap::from(9); // behind the 8 allocations of a unit's arrays
-            ASSERT_EQ(load(file, unit), 0);
-            EXPECT_EQ(heap.failures(), 1u);
-        }
-        EXPECT_TRUE(test::same_tokens(test::tokens_of(unit), expected.tokens));
-        EXPECT_EQ(ledger.live(), 8u);
-    }
-}
-
-TEST_F(UnitLoad, TakesOneScratchArray) {
-    const bytes file = unit_file(test::tokens_with_keys({4, 3, 2, 1}));
-    owned_unit unit;
-    const failing_heap heap = failing_heap::nth(0);
-    ASSERT_EQ(load(file, unit), 0);
-    EXPECT_EQ(heap.count(), 9u);
-}
-
-TEST_F(UnitLoad, TakesNoScratchMemoryForASortedFile) {
-    const failing_heap heap = failing_heap::nth(0);
-    owned_unit unit;
-    ASSERT_EQ(load(unit_file(sorted), unit), 0);
-    EXPECT_EQ(heap.count(), 8u);
-}
-
 TEST_F(UnitLoad, GivesBackTheRoomOfMissingRecords) {
     const failing_heap heap = failing_heap::of_size(2 * 25); // what is kept: asked for, and refused
     owned_unit unit;
     ASSERT_EQ(load(unit_file(1000, {sorted[0], sorted[1]}), unit), 0);
     EXPECT_EQ(heap.failures(), 1u);
-    EXPECT_EQ(test::keys_of(unit), (keys{10, 20})) << "the larger block serves";
+    EXPECT_EQ(keys_of(unit), (keys{10, 20})) << "the larger block stays in use";
 }
 
 TEST_F(UnitLoad, LeavesNoBlockBehind) {
@@ -305,7 +161,7 @@ TEST_F(UnitLoad, LeavesNoBlockBehind) {
     }
 }
 
-class UnitLoadFailure : public UnitLoad {
+class UnitLoadFailure : public unit_load_test {
   protected:
     UnitLoadFailure() { std::memset(&unit, 0xEE, sizeof unit); }
 

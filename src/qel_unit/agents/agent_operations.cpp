@@ -10,12 +10,12 @@ namespace qel {
 namespace {
 
 constexpr std::uint32_t id_length = 8;
-// What every id begins with, and the parent of parentless agents.
+// The first half of every generated id; as a whole id the parent of an agent that is spawned without one.
 constexpr std::uint32_t id_prefix = 0x2A9E0000;
 constexpr std::uint32_t named_tiers = 3; // tiers with ids of their own
 constexpr std::uint32_t ids_per_tier = 28;
 
-// What the states 4 and 5 mean is the caller's affair.
+// The caller defines the meaning of the states 4 and 5.
 enum agent_state : std::uint8_t {
     state_spawned = 0,
     state_reset = 1,
@@ -34,7 +34,7 @@ enum agent_command : std::uint32_t {
     command_reset = 4
 };
 
-/// A transition that writes the flags: the flag of the new state is set, the others are not.
+/// A transition that writes the flags: sets the flag of the new state and clears the others.
 void enter(qel_agent &agent, agent_state state, std::uint64_t task) {
     agent.state = state;
     agent.flag_idle = state == state_spawned || state == state_reset;
@@ -44,8 +44,8 @@ void enter(qel_agent &agent, agent_state state, std::uint64_t task) {
     agent.task = task;
 }
 
-/// Writes an unused id of the tier, while it has one, else one from the counter. The counter's ids are not looked
-/// up: they repeat after 65,536 and in every new directory.
+/// Writes an unused id of the tier, or, when none is left, one from the counter. Ids from the counter are not looked up:
+/// they repeat after 65,536 and in every new directory.
 void choose_id(qel_agent_dir &directory, std::uint8_t tier, char *id) {
     id[id_length] = '\0';
     if (tier < named_tiers) {
@@ -57,8 +57,8 @@ void choose_id(qel_agent_dir &directory, std::uint8_t tier, char *id) {
     write_hex8(id_prefix | (directory.next_id_counter++ & 0xFFFF), id);
 }
 
-/// False where there is no such command.
-bool obey(qel_agent &agent, std::uint32_t command) {
+/// False for an unknown command.
+bool apply_command(qel_agent &agent, std::uint32_t command) {
     switch (command) {
     case command_pause:
         if (agent.state == state_delegated) agent.state = state_paused;
@@ -71,7 +71,7 @@ bool obey(qel_agent &agent, std::uint32_t command) {
         agent.state = command == command_to_five ? state_five : state_four;
         agent.task = 0;
         return true;
-    case command_reset: // of a terminated agent too; it does not count as active again
+    case command_reset: // also of a terminated agent, which does not count as active again
         enter(agent, state_reset, 0);
         return true;
     default:
@@ -79,7 +79,7 @@ bool obey(qel_agent &agent, std::uint32_t command) {
     }
 }
 
-/// A pattern as two words: an id matches when it agrees with `wanted` in the bytes of `compared`.
+/// A pattern as two words: an id matches when it equals `wanted` in the bytes that `compared` masks.
 struct id_pattern {
     std::uint64_t wanted;
     std::uint64_t compared;
@@ -141,7 +141,7 @@ std::int32_t qel_agent_terminate(const char *id) {
     if (agent == nullptr) return unknown;
     if (agent->state == state_terminated) return terminated_before;
     enter(*agent, state_terminated, 0);
-    --g_agent_dir->active_count; // wraps below zero where a loaded file claimed too few
+    --g_agent_dir->active_count; // wraps below zero where a loaded file claims too few
     g_agent_dir->dirty = 1;
     return terminated;
 }
@@ -179,8 +179,8 @@ std::int32_t qel_agent_control(const char *id, std::uint32_t command) {
     if (g_agent_dir == nullptr) return no_directory;
     qel_agent *const agent = find_agent(*g_agent_dir, id);
     if (agent == nullptr) return unknown;
-    if (!obey(*agent, command)) return no_such_command;
-    g_agent_dir->dirty = 1; // also when the state stayed
+    if (!apply_command(*agent, command)) return no_such_command;
+    g_agent_dir->dirty = 1; // also when the state is the same
     return done;
 }
 
@@ -188,9 +188,9 @@ std::uint32_t qel_agent_monitor(const char *pattern, char *ids_out, std::int32_t
     if (ids_out == nullptr || g_agent_dir == nullptr || g_agent_dir->agent_count == 0 || max < 1) return 0;
     const id_pattern wanted = read_pattern(pattern);
     const std::uint32_t slots = used_slots(*g_agent_dir);
-    const auto most = static_cast<std::uint32_t>(max);
+    const auto max_count = static_cast<std::uint32_t>(max);
     std::uint32_t count = 0;
-    for (std::uint32_t slot = 0; slot < slots && count < most; ++slot) {
+    for (std::uint32_t slot = 0; slot < slots && count < max_count; ++slot) {
         const char *const id = g_agent_dir->agents[slot].id;
         if (!wanted.matches(id)) continue;
         std::memcpy(ids_out, id, id_length);

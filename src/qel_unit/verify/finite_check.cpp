@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// A number is finite unless all bits of its exponent are set. Every form looks at whole blocks without branching and
-// gives up after the first block that holds something else.
+// A number is finite unless all bits of its exponent are set. Every form examines whole blocks without a branch and
+// ends after the first block that holds another number.
 #include "qel_unit/verify/finite_check.h"
 
 #include <algorithm>

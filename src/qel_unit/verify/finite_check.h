@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Whether numbers are finite, found by their bits.
+// The check that numbers are finite.
 #pragma once
 
 #include "common/cpu.h"

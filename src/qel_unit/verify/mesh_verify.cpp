@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Both identities hold exactly for arrays whose coordinates are all finite. p - p is 0 for a finite p and NaN
-// otherwise. p / p is the exact quotient 1 for every finite p but zero, which is left out, and NaN otherwise;
-// subnormals are no exception. So the bits are looked at, and nothing is summed or divided.
+// otherwise. p / p is exactly 1 for every finite p but zero, which is left out, and NaN otherwise; that includes
+// subnormal numbers. So only the bits of the coordinates are examined.
 #include "qel_unit.h"
 
 #include "qel_unit/verify/finite_check.h"
@@ -21,8 +21,8 @@ std::uint32_t holds(const float *positions, std::uint32_t count) {
     return positions == nullptr || all_finite(positions, std::uint64_t{count} * 3) ? 1 : 0;
 }
 
-/// An extent for the proportions: a flat or inverted side counts as 1, a NaN stays.
-float extent(float low, float high) {
+/// The length of a box's side for its proportions: 1 for a flat or inverted side; a NaN stays.
+float side_length(float low, float high) {
     const float difference = high - low;
     return difference <= 0.0f ? 1.0f : difference;
 }
@@ -44,9 +44,9 @@ std::uint32_t qel_mesh_verify_p_div_p(const float *positions, std::uint32_t coun
 
 float qel_mesh_bounds_coherence(float min_x, float min_y, float min_z, float max_x, float max_y,
                                 float max_z) {
-    const float x = extent(min_x, max_x);
-    const float y = extent(min_y, max_y);
-    const float z = extent(min_z, max_z);
+    const float x = side_length(min_x, max_x);
+    const float y = side_length(min_y, max_y);
+    const float z = side_length(min_z, max_z);
     return 1.0f / (1.0f + std::fabs(x - y) + std::fabs(y - z) + std::fabs(z - x));
 }
 

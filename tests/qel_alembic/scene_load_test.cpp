@@ -1,0 +1,180 @@
+// SPDX-License-Identifier: MIT
+#include "qel_alembic/scene_file_fixture.h"
+
+#include <thread>
+
+#if !defined(_WIN32)
+#include <sys/stat.h>
+#endif
+
+namespace qel {
+namespace {
+
+using namespace test;
+
+using SceneLoad = scene_file_test;
+
+TEST_F(SceneLoad, RestoresEveryByteThatWasSaved) {
+    owned_scene owned;
+    fill(owned);
+    for (std::uint32_t m = 0; m < 2; ++m) { // padding, and values that processing would never write
+        qel_alembic_mesh &mesh = owned.scene.meshes[m];
+        mesh.reserved = 0x12345678;
+        for (std::size_t i = 0; i < mesh.vertex_count * sizeof *mesh.vertices; ++i)
+            reinterpret_cast<std::uint8_t *>(mesh.vertices)[i] = static_cast<std::uint8_t>(random());
+        for (std::size_t i = 0; i < mesh.vertex_count * sizeof *mesh.tokens; ++i)
+            reinterpret_cast<std::uint8_t *>(mesh.tokens)[i] = static_cast<std::uint8_t>(random());
+    }
+    ASSERT_EQ(qel_alembic_save(path.c_str(), &owned.scene), 0);
+    ASSERT_EQ(qel_alembic_load(path.c_str(), &loaded.scene), 0);
+    for (std::uint32_t m = 0; m < 2; ++m) {
+        const qel_alembic_mesh &a = owned.scene.meshes[m], &b = loaded.scene.meshes[m];
+        EXPECT_EQ(std::memcmp(a.vertices, b.vertices, a.vertex_count * 40), 0);
+        EXPECT_EQ(std::memcmp(a.tokens, b.tokens, a.vertex_count * 32), 0);
+    }
+    ASSERT_EQ(qel_alembic_save(folder.file("again").c_str(), &loaded.scene), 0);
+    EXPECT_EQ(read_file(folder.file("again")), read_file(path));
+}
+
+TEST_F(SceneLoad, RestoresEveryFieldThatWasSaved) {
+    owned_scene owned;
+    fill(owned);
+    ASSERT_EQ(qel_alembic_save(path.c_str(), &owned.scene), 0);
+    ASSERT_EQ(qel_alembic_load(path.c_str(), &loaded.scene), 0);
+    const qel_alembic_file &scene = loaded.scene;
+    EXPECT_EQ(scene.version, 1u);
+    EXPECT_EQ(scene.flags, 0xA5A5A5A5u);
+    EXPECT_EQ(scene.source, path);
+    EXPECT_EQ(scene.mesh_count, 3u);
+    EXPECT_EQ(scene.frame_count, 3u);
+    EXPECT_EQ(scene.fps, 23.976f);
+    EXPECT_EQ(scene.time_start, -1.5f);
+    EXPECT_EQ(scene.time_end, 2.5f);
+    EXPECT_EQ(scene.total_faces, 123456789012u);
+    EXPECT_STREQ(scene.meshes[1].name, "second");
+    EXPECT_EQ(scene.meshes[0].face_count, 70u);
+    EXPECT_EQ(scene.meshes[0].bounds[4], owned.scene.meshes[0].bounds[4]);
+    EXPECT_EQ(scene.meshes[0].layer, 1);
+    EXPECT_EQ(scene.frames[1].frame, -4);
+    EXPECT_EQ(scene.frames[2].time, 0.75f);
+    EXPECT_EQ(scene.frames[2].meshes[1].vertex_count, 1u);
+    EXPECT_EQ(scene.frames[2].meshes[1].positions[2], owned.scene.frames[2].meshes[1].positions[2]);
+    EXPECT_EQ(scene.frames[0].meshes[1].vertices, nullptr);
+}
+
+TEST_F(SceneLoad, BuildsTheIndexAndCountsTheTotals) {
+    owned_scene owned;
+    fill(owned);
+    owned.scene.total_vertices = 5000; // whatever the header says
+    ASSERT_EQ(qel_alembic_save(path.c_str(), &owned.scene), 0);
+    ASSERT_EQ(qel_alembic_load(path.c_str(), &loaded.scene), 0);
+    EXPECT_EQ(loaded.scene.total_vertices, 47u);
+    EXPECT_EQ(loaded.scene.total_tokens, 47u);
+    EXPECT_EQ(loaded.scene.hash_size, 0x800000u);
+    qel_alembic_hit hit = {};
+    const std::uint64_t key = owned.scene.meshes[1].vertices[6].morton;
+    EXPECT_EQ(qel_alembic_lookup_morton(&loaded.scene, key, &hit), 0);
+    EXPECT_EQ(hit.vertex->morton, key);
+}
+
+TEST_F(SceneLoad, ReadsVersionZero) {
+    EXPECT_EQ(load(header(0, 0, 0)), 0);
+    EXPECT_EQ(loaded.scene.version, 0u);
+    EXPECT_EQ(loaded.scene.flags, 77u);
+}
+
+TEST_F(SceneLoad, RefusesVersionTwoAndKeepsIt) {
+    EXPECT_EQ(load(header(2, 1, 1)), -3);
+    EXPECT_EQ(loaded.scene.version, 2u);
+    EXPECT_EQ(loaded.scene.mesh_count, 0u);
+    EXPECT_EQ(loaded.scene.flags, 0u);
+    EXPECT_EQ(load(header(0xFFFFFFFF, 1, 1)), -3);
+}
+
+TEST_F(SceneLoad, LeavesTheFrameArrayWhereThereAreNoFrames) {
+    qel_alembic_frame frame = {};
+    loaded.scene.frames = &frame;
+    EXPECT_EQ(load(header(1, 0, 0)), 0);
+    EXPECT_EQ(loaded.scene.frames, &frame);
+    loaded.scene.frames = nullptr;
+}
+
+TEST_F(SceneLoad, BuildsNoIndexWithoutMeshesAndKeepsTheHeadersTotal) {
+    EXPECT_EQ(load(header(1, 0, 0)), 0);
+    EXPECT_EQ(loaded.scene.hash, nullptr);
+    EXPECT_EQ(loaded.scene.total_vertices, 1001u);
+    EXPECT_EQ(loaded.scene.total_tokens, 0u);
+    EXPECT_EQ(loaded.scene.total_faces, 1002u);
+    EXPECT_NE(loaded.scene.meshes, nullptr);
+}
+
+TEST_F(SceneLoad, RefusesAnotherMagicAndAShortHeaderAndChangesNothing) {
+    bytes file = header(1, 1, 1);
+    file.resize(63);
+    EXPECT_EQ(load(file), -2);
+    EXPECT_EQ(load({}), -2);
+    for (int i = 0; i < 4; ++i) {
+        file = header(1, 1, 1);
+        file[static_cast<std::size_t>(i)] ^= 0x20;
+        EXPECT_EQ(load(file), -2) << i;
+    }
+    EXPECT_EQ(loaded.scene.version, 0u);
+    EXPECT_EQ(loaded.scene.mesh_count, 0u);
+}
+
+TEST_F(SceneLoad, FailsWithoutASceneAPathOrAFile) {
+    EXPECT_EQ(qel_alembic_load(folder.file("missing").c_str(), &loaded.scene), -1);
+    EXPECT_EQ(qel_alembic_load(nullptr, &loaded.scene), -1);
+    write_file(path, header(1, 0, 0));
+    EXPECT_EQ(qel_alembic_load(path.c_str(), nullptr), -1);
+#if defined(_WIN32)
+    constexpr std::int32_t of_a_folder = -1; // it does not open
+#else
+    constexpr std::int32_t of_a_folder = -2; // it opens, but holds no bytes
+#endif
+    EXPECT_EQ(qel_alembic_load(folder.path().string().c_str(), &loaded.scene), of_a_folder);
+    EXPECT_EQ(loaded.scene.version, 0u);
+}
+
+TEST_F(SceneLoad, KeepsANameWithoutAZeroByte) {
+    owned_scene owned;
+    std::memset(owned.add_keys({1}).name, 'n', 64);
+    ASSERT_EQ(qel_alembic_save(path.c_str(), &owned.scene), 0);
+    ASSERT_EQ(qel_alembic_load(path.c_str(), &loaded.scene), 0);
+    EXPECT_EQ(std::string(loaded.scene.meshes[0].name, 64), std::string(64, 'n'));
+}
+
+TEST_F(SceneLoad, CutsThePathTo255Characters) {
+    std::string deep = folder.path().string();
+    while (deep.size() < 300)
+        deep += "/./.";
+    deep += "/scene.bqel";
+    write_file(path, header(1, 0, 0));
+    ASSERT_EQ(qel_alembic_load(deep.c_str(), &loaded.scene), 0);
+    EXPECT_EQ(loaded.scene.source, deep.substr(0, 255));
+}
+
+#if !defined(_WIN32) // which has no pipes with names in folders
+TEST_F(SceneLoad, ReadsFromAPipe) {
+    owned_scene owned;
+    fill(owned);
+    ASSERT_EQ(qel_alembic_save(path.c_str(), &owned.scene), 0);
+    const std::string pipe = folder.file("pipe");
+    ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+    std::thread writer([&] { write_file(pipe, read_file(path)); });
+    EXPECT_EQ(qel_alembic_load(pipe.c_str(), &loaded.scene), 0);
+    writer.join();
+    ASSERT_EQ(qel_alembic_save(folder.file("again").c_str(), &loaded.scene), 0);
+    EXPECT_EQ(read_file(folder.file("again")), read_file(path));
+}
+#endif
+
+TEST_F(SceneLoad, IgnoresBytesBeyondTheCounts) {
+    bytes file = header(1, 0, 0);
+    file.resize(5000, 0xEE);
+    EXPECT_EQ(load(file), 0);
+    EXPECT_EQ(loaded.scene.mesh_count, 0u);
+}
+
+} // namespace
+} // namespace qel
