@@ -44,13 +44,13 @@ bool check_walk(ogawa_archive &archive, std::FILE *stream, const bytes &content,
     model::node_walk walk{stream, content.size(), capacity, max_depth, {}};
     walk.max_visits = most_visits;
     walk.visit(top, 0);
-    ogawa_data_node *const nodes = exact_copy(std::vector<ogawa_data_node>(capacity));
+    ogawa::extent *const nodes = exact_copy(std::vector<ogawa::extent>(capacity));
     ogawa_node_collector collector = {archive.file, content.size(), nodes, 0, capacity, max_depth};
     ogawa_collect_data_nodes(&collector, top, 0);
     if (!walk.gave_up()) {
         require(collector.count == walk.nodes.size());
         for (std::uint32_t i = 0; i < collector.count; ++i)
-            require(model::listed_node{nodes[i].payload_at, nodes[i].payload_size} == walk.nodes[i]);
+            require(model::listed_node{nodes[i].at, nodes[i].size} == walk.nodes[i]);
     }
     std::free(nodes);
     return !walk.gave_up();

@@ -23,10 +23,18 @@ inline constexpr std::uint64_t reference_size = 8;
 /// What the values of every sample begin with.
 inline constexpr std::uint64_t digest_size = 16;
 
-/// Where something stands in a file.
+/// Bytes of a position or a normal: three floats.
+inline constexpr std::uint64_t triple_size = 3 * sizeof(float);
+
+/// A place in a file. Where a search finds nothing, its size is 0.
 struct extent {
-    std::uint64_t at;
-    std::uint64_t size;
+    std::uint64_t at;   // position of the first byte
+    std::uint64_t size; // in bytes
 };
+
+/// Keeps the larger of two extents, the first of equal ones.
+inline void keep_larger(extent &best, const extent &other) {
+    if (other.size > best.size) best = other;
+}
 
 } // namespace qel::ogawa

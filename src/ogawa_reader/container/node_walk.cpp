@@ -2,6 +2,7 @@
 #include "ogawa_reader/container/node_walk.h"
 
 #include "common/byte_window.h"
+#include "common/file.h"
 #include "common/heap.h"
 
 #include <algorithm>
@@ -9,18 +10,22 @@
 #include <utility>
 
 namespace qel {
-
 namespace {
 
-constexpr std::uint64_t smallest_payload = 101;
-constexpr std::uint64_t largest_payload = 9'999'999;
+constexpr std::uint64_t min_payload_size = 101;
+constexpr std::uint64_t max_payload_size = 9'999'999;
 constexpr std::uint64_t max_children = 1000;
 constexpr std::uint64_t max_references = std::uint64_t{1} << 24;
+constexpr std::uint64_t top_object_child = 2; // of the root group
 
-/// References that listed nothing, each with the least depth at which that was seen: at a deeper level the
-/// depth limit is nearer, so nothing can come of them there either. Open addressing; a slot packs reference
-/// and depth into one word and is 0 when free. Without memory it remembers less, which costs time only.
-class barren_references {
+bool read_word(std::FILE *stream, std::uint64_t at, std::uint64_t &word) {
+    return read_at(stream, at, &word, sizeof word) == sizeof word;
+}
+
+/// References below which nothing was listed, each with the least depth at which that was seen: at a deeper level the
+/// depth limit is nearer, so nothing can be listed there either. Open addressing; a slot packs reference and depth
+/// into one word and is 0 when free. Where there is no memory, fewer references are kept, which costs time only.
+class empty_references {
   public:
     bool contains(std::uint64_t reference, std::int32_t depth) const {
         if (capacity_ == 0 || !fits(reference, depth)) return false;
@@ -42,18 +47,18 @@ class barren_references {
     static constexpr std::uint64_t position_end = std::uint64_t{1} << 47;
     static constexpr std::size_t first_capacity = 1024; // a power of two, as every later one
 
-    /// What a slot cannot hold (no file reaches that far) is not remembered.
+    /// Whether a slot can hold them. Others, which no file is long enough for, are not kept.
     static bool fits(std::uint64_t reference, std::int32_t depth) {
-        return (reference & ~data_node_bit) < position_end && depth >= 0 && depth < (1 << depth_bits);
+        return (reference & ~ogawa::data_bit) < position_end && depth >= 0 && depth < (1 << depth_bits);
     }
-    /// Position and kind in 48 bits; never 0, because nothing stands at position 0.
+    /// Position and kind in 48 bits; never 0, because no node stands at position 0.
     static std::uint64_t key_of(std::uint64_t reference) { return reference << 1 | reference >> 63; }
     static std::int32_t depth_of(std::uint64_t slot) {
         return static_cast<std::int32_t>(slot & ((1 << depth_bits) - 1));
     }
 
-    /// The slot that holds the key, or the free one where it belongs. The factor of the hash depends on where the
-    /// slots lie, so that no file can choose positions that all meet.
+    /// The slot that holds the key, or the free one where it belongs. The factor of the hash depends on the address of
+    /// the slots, so that no file can choose positions that all share a slot.
     static std::uint64_t *find(std::uint64_t *slots, std::size_t capacity, std::uint64_t key) {
         constexpr std::uint64_t golden = 0x9E3779B97F4A7C15;
         const std::uint64_t factor = reinterpret_cast<std::uintptr_t>(slots) * golden | 1;
@@ -87,8 +92,8 @@ class node_walk {
   public:
     explicit node_walk(ogawa_node_collector &collector) : list_(collector), window_(collector.stream) {}
 
-    /// Lists what a reference leads to. False when something below it went unseen, so that another visit
-    /// might list more; the depth limit hides nothing that another visit at the same level would see.
+    /// Lists the data nodes that a reference leads to. False when a node below it was not visited, so that another
+    /// visit might list more; what the depth limit leaves out, another visit at the same level leaves out as well.
     bool follow(std::uint64_t reference, std::int32_t depth);
 
   private:
@@ -99,7 +104,7 @@ class node_walk {
 
     ogawa_node_collector &list_;
     byte_window window_;
-    barren_references barren_;
+    empty_references empty_;
     std::uint64_t references_left_ = max_references;
 };
 
@@ -108,11 +113,11 @@ bool node_walk::follow(std::uint64_t reference, std::int32_t depth) {
     if (full() || references_left_ == 0) return false;
     --references_left_;
 
-    const std::uint64_t position = reference & ~data_node_bit;
+    const std::uint64_t position = reference & ~ogawa::data_bit;
     if (position == 0 || position >= list_.file_size) return true;
-    const bool is_data = (reference & data_node_bit) != 0;
+    const bool is_data = (reference & ogawa::data_bit) != 0;
     if (!is_data && depth == list_.max_depth) return true; // its children would be too deep
-    if (barren_.contains(reference, depth)) return true;
+    if (empty_.contains(reference, depth)) return true;
 
     const std::uint32_t listed = list_.count;
     bool complete = true;
@@ -120,15 +125,15 @@ bool node_walk::follow(std::uint64_t reference, std::int32_t depth) {
         visit_data(position);
     else
         complete = visit_group(position, depth);
-    // A data node's answer does not depend on the level.
-    if (complete && list_.count == listed) barren_.insert(reference, is_data ? 0 : depth);
+    // What a data node lists does not depend on its level.
+    if (complete && list_.count == listed) empty_.insert(reference, is_data ? 0 : depth);
     return complete;
 }
 
 void node_walk::visit_data(std::uint64_t position) {
     std::uint64_t size;
     if (!window_.read(position, size)) return;
-    if (size < smallest_payload || size > largest_payload) return;
+    if (size < min_payload_size || size > max_payload_size) return;
     list_.nodes[list_.count++] = {position + sizeof size, size};
 }
 
@@ -147,7 +152,7 @@ bool node_walk::visit_group(std::uint64_t position, std::int32_t depth) {
     return complete;
 }
 
-/// A reference that the file ends in is 0, and so are all after it.
+/// A reference that the file does not hold whole is 0, and so are all after it.
 void node_walk::read_references(std::uint64_t at, std::uint64_t count, std::uint64_t *references) {
     auto *bytes = reinterpret_cast<std::uint8_t *>(references);
     const std::size_t wanted = static_cast<std::size_t>(count) * sizeof *references;
@@ -163,6 +168,15 @@ void node_walk::read_references(std::uint64_t at, std::uint64_t count, std::uint
 }
 
 } // namespace
+
+bool find_top_object(std::FILE *stream, std::uint64_t file_size, std::uint64_t &reference) {
+    std::uint64_t root, children;
+    if (!read_word(stream, ogawa::root_at, root)) return false;
+    root &= ~ogawa::data_bit;
+    if (root == 0 || root >= file_size) return false;
+    if (!read_word(stream, root, children) || children <= top_object_child) return false;
+    return read_word(stream, root + ogawa::count_size + top_object_child * ogawa::reference_size, reference);
+}
 
 void ogawa_collect_data_nodes(ogawa_node_collector *collector, std::int64_t reference, std::int32_t depth) {
     node_walk(*collector).follow(static_cast<std::uint64_t>(reference), depth);

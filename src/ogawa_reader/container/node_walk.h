@@ -2,33 +2,34 @@
 // The walk over an archive's node tree: it lists the data nodes whose size is plausible for geometry.
 #pragma once
 
+#include "ogawa_reader/container/container.h"
+
 #include <cstdint>
 #include <cstdio>
 
 namespace qel {
 
-/// Set in a reference to a data node, clear in one to a group. The other bits are the node's position.
-constexpr std::uint64_t data_node_bit = std::uint64_t{1} << 63;
-
-/// One listed data node.
-struct ogawa_data_node {
-    std::uint64_t payload_at;   // absolute position of the first payload byte
-    std::uint64_t payload_size; // the node's size word; the payload may end before
-};
+/// The walk that looks for a mesh lists at most this many nodes, down to this level below the top object.
+inline constexpr std::uint32_t max_listed_nodes = 500;
+inline constexpr std::int32_t max_walk_depth = 20;
 
 /// One walk, set up by its caller.
 struct ogawa_node_collector {
     std::FILE *stream;
     std::uint64_t file_size;
-    ogawa_data_node *nodes; // the caller's
+    ogawa::extent
+        *nodes; // the payloads listed, behind their size words; a payload may end before its size says
     std::uint32_t count;    // entries in use
     std::uint32_t capacity; // entries there are
     std::int32_t max_depth; // the deepest level that is visited
 };
 
+/// Finds the reference to the archive's top object, the root group's third child; false where there is none.
+bool find_top_object(std::FILE *stream, std::uint64_t file_size, std::uint64_t &reference);
+
 /// Appends the data nodes reachable from a reference on level `depth`, depth first and in file order, a node
-/// once for every way that leads to it. It ends quickly on any file, cycles included: what once listed
-/// nothing is not walked again, and at most 16,777,216 references are followed.
+/// once for every way that leads to it. It ends quickly on any file, cycles included: a reference below which
+/// nothing was listed is not followed again, and at most 16,777,216 references are followed.
 void ogawa_collect_data_nodes(ogawa_node_collector *collector, std::int64_t reference, std::int32_t depth);
 
 } // namespace qel

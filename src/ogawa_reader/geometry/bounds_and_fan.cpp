@@ -6,18 +6,16 @@
 #include "common/heap.h"
 
 namespace qel {
-
 namespace {
 
 enum triangulate_status : std::int32_t { split = 0, no_polygon = -1, no_memory_for_fan = -2 };
 
 } // namespace
-
 } // namespace qel
 
-extern "C" {
-
 using namespace qel;
+
+extern "C" {
 
 void ogawa_compute_bounds(const float *positions, uint32_t count, float *bounds) {
     if (count == 0 || bounds == nullptr || positions == nullptr) return;

@@ -18,7 +18,7 @@ struct mesh_faces {
 
     /// Counts and indices come from an archive independently, so the counts may claim more corners than there
     /// are. A record filled by hand may leave `face_index_count` 0: then the face counts are trusted, up to the
-    /// most corners that a mesh can have.
+    /// largest number of corners that a mesh can have.
     explicit mesh_faces(const ogawa_polymesh &mesh)
         : counts(mesh.face_counts), count(mesh.face_count), indices(mesh.face_indices),
           readable(mesh.face_index_count) {
@@ -28,7 +28,7 @@ struct mesh_faces {
 
     std::uint32_t corners_of(std::uint32_t face) const { return counts == nullptr ? 3 : counts[face]; }
 
-    /// Where a face that begins at corner `first` ends, among the corners that may be read.
+    /// The end of a face that begins at corner `first`, at most the end of the corners that may be read.
     std::uint32_t end_of(std::uint32_t face, std::uint32_t first) const {
         const std::uint64_t end = std::uint64_t{first} + corners_of(face);
         return static_cast<std::uint32_t>(std::min<std::uint64_t>(end, readable));

@@ -1,11 +1,9 @@
 // SPDX-License-Identifier: MIT
-// Tangents and bitangents: read from an archive by the block scan, or computed from positions and UVs.
+// Tangents and bitangents of a mesh, computed from its positions and UVs.
 #include "qel_unit.h"
 
-#include "common/file.h"
 #include "common/heap.h"
 #include "ogawa_reader/geometry/faces.h"
-#include "ogawa_reader/search/block_search.h"
 
 #include <algorithm>
 #include <cmath>
@@ -13,10 +11,8 @@
 #include <limits>
 
 namespace qel {
-
 namespace {
 
-enum frame_status : std::int32_t { frame_read = 0, no_frame = -1, no_memory_for_frame = -2 };
 enum compute_status : std::int32_t {
     computed = 0,
     nothing_to_do = -1,
@@ -25,33 +21,6 @@ enum compute_status : std::int32_t {
 };
 
 constexpr std::uint32_t components_per_vector = 3;
-constexpr std::uint32_t most_candidates = 32;
-
-struct block_pair {
-    float_block tangents, bitangents;
-};
-
-/// The first block that a later one equals in length, and the first such later one.
-bool find_pair(std::FILE *stream, block_pair &pair) {
-    float_block blocks[most_candidates];
-    const std::uint32_t count = list_blocks(stream, unit_vector_blocks, blocks, most_candidates);
-    const float_block *const end = blocks + count;
-    for (const float_block *first = blocks; first != end; ++first) {
-        const float_block *const second = std::find_if(
-            first + 1, end, [first](const float_block &block) { return block.size == first->size; });
-        if (second == end) continue;
-        pair = {*first, *second};
-        return true;
-    }
-    return false;
-}
-
-/// Reads vectors; what the stream ends before is zero.
-void read_vectors(std::FILE *stream, const float_block &block, float *vectors) {
-    const auto size = static_cast<std::size_t>(block.size);
-    const std::size_t got = read_at(stream, block.at, vectors, size);
-    std::memset(reinterpret_cast<char *>(vectors) + got, 0, size - got);
-}
 
 struct vec3 {
     float x, y, z;
@@ -91,8 +60,8 @@ class uv_lookup {
         if (indices_ != nullptr && value_count_ == 0) value_count_ = no_bound;
     }
 
-    /// By the corner's index in a face-varying set with indices, else by its vertex; number 0 stands in for one
-    /// that is missing or out of range.
+    /// The value at the corner's index in a face-varying set with indices, else at its vertex; value 0 where that number
+    /// is missing or out of range.
     uv_pair at(std::uint32_t corner, std::uint32_t vertex) const {
         if (values_ == nullptr) return {0.0f, 0.0f};
         std::uint32_t number = vertex;
@@ -103,7 +72,7 @@ class uv_lookup {
     }
 
   private:
-    /// Of a record filled by hand that does not say how many entries an array has.
+    /// Where a record filled by hand does not say how many entries an array has.
     static constexpr std::uint64_t no_bound = std::numeric_limits<std::uint64_t>::max();
 
     const float *values_;
@@ -116,8 +85,8 @@ struct face_frame {
     vec3 tangent, bitangent;
 };
 
-/// The directions in which u and v grow on a triangle. UVs that span no area do not leave the face out: they
-/// make its vectors very long, and normalising tames them.
+/// The directions in which u and v grow on a triangle. Where the UVs span no area the vectors are very long, and the
+/// face counts all the same: the sums are normalized.
 face_frame frame_of(const vec3 (&points)[3], const uv_pair (&uvs)[3]) {
     const vec3 e1 = points[1] - points[0], e2 = points[2] - points[0];
     const float du1 = uvs[1].u - uvs[0].u, dv1 = uvs[1].v - uvs[0].v;
@@ -127,7 +96,7 @@ face_frame frame_of(const vec3 (&points)[3], const uv_pair (&uvs)[3]) {
     return {(e1 * dv2 - e2 * dv1) * r, (e2 * du1 - e1 * du2) * r};
 }
 
-/// The vectors of a face, from its first three corners; false when a vertex of theirs does not exist.
+/// The vectors of a face, from its first three corners; false when one of their vertices does not exist.
 bool find_face_frame(const ogawa_polymesh &mesh, const uv_lookup &uvs, std::uint32_t first,
                      face_frame &frame) {
     vec3 points[3];
@@ -142,8 +111,8 @@ bool find_face_frame(const ogawa_polymesh &mesh, const uv_lookup &uvs, std::uint
     return true;
 }
 
-/// Adds each face's vectors to all its vertices. A face without three corners adds nothing, nor does one whose
-/// first three do not exist.
+/// Adds each face's vectors to all its vertices. A face of fewer than three corners adds nothing, nor does one of whose
+/// first three vertices one does not exist.
 void accumulate(const ogawa_polymesh &mesh, const uv_lookup &uvs) {
     if (mesh.positions == nullptr) return;
     const mesh_faces faces(mesh);
@@ -165,8 +134,8 @@ void accumulate(const ogawa_polymesh &mesh, const uv_lookup &uvs) {
     }
 }
 
-/// Makes vectors one unit long; one that is (nearly) zero stays as it is.
-void normalise(float *vectors, std::uint32_t count) {
+/// Makes vectors one unit long. A vector of length 1e-8 or less stays as it is, and so does one whose length is NaN.
+void normalize(float *vectors, std::uint32_t count) {
     float *const end = vectors + std::size_t{count} * components_per_vector;
     for (float *vector = vectors; vector != end; vector += components_per_vector) {
         const float x = vector[0], y = vector[1], z = vector[2];
@@ -199,33 +168,11 @@ const ogawa_uv_set *choose_set(const ogawa_polymesh &mesh, const char *name) {
 }
 
 } // namespace
-
 } // namespace qel
-
-extern "C" {
 
 using namespace qel;
 
-int32_t ogawa_read_tangent_frame(const ogawa_archive *archive, const ogawa_object *, uint64_t,
-                                 ogawa_tangent_frame *frame) {
-    if (archive == nullptr || archive->file == nullptr || frame == nullptr) return no_frame;
-    std::memset(frame, 0, sizeof *frame);
-    block_pair pair;
-    if (!find_pair(archive->file, pair)) return no_frame;
-    frame->count = static_cast<std::uint32_t>(pair.tangents.size / 12);
-    const std::uint64_t float_count = std::uint64_t{frame->count} * components_per_vector;
-    frame->tangents = heap_array<float>(float_count);
-    frame->bitangents = heap_array<float>(float_count);
-    if (frame->tangents == nullptr || frame->bitangents == nullptr) {
-        std::free(frame->tangents); // one is null; the fields deliberately stay as they are
-        std::free(frame->bitangents);
-        return no_memory_for_frame;
-    }
-    read_vectors(archive->file, pair.tangents, frame->tangents);
-    read_vectors(archive->file, pair.bitangents, frame->bitangents);
-    frame->components = components_per_vector;
-    return frame_read;
-}
+extern "C" {
 
 int32_t ogawa_compute_tangent_frame(ogawa_polymesh *mesh, const char *uv_set_name) {
     if (mesh == nullptr || mesh->vertex_count == 0 || mesh->uv_set_count == 0) return nothing_to_do;
@@ -238,8 +185,8 @@ int32_t ogawa_compute_tangent_frame(ogawa_polymesh *mesh, const char *uv_set_nam
     frame.bitangents = heap_zeroed<float>(float_count);
     if (frame.tangents == nullptr || frame.bitangents == nullptr) return no_memory_for_tangents;
     accumulate(*mesh, uv_lookup(*set));
-    normalise(frame.tangents, frame.count);
-    normalise(frame.bitangents, frame.count);
+    normalize(frame.tangents, frame.count);
+    normalize(frame.bitangents, frame.count);
     frame.components = components_per_vector;
     return computed;
 }

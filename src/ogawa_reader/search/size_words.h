@@ -5,7 +5,7 @@
 #include "common/bits.h"
 #include "common/byte_window.h"
 #include "common/bytes.h"
-#include "ogawa_reader/container/array_layout.h"
+#include "ogawa_reader/container/container.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -69,7 +69,7 @@ bool look_at_size_words(const std::uint8_t *bytes, std::size_t count, Look look)
 /// stream's end fewer, but never less than `least` (8 or more).
 template <class Look>
 void for_each_size_word(byte_window &window, std::size_t least, std::size_t wanted, Look look) {
-    for (std::uint64_t at = header_bytes;;) {
+    for (std::uint64_t at = ogawa::header_size;;) {
         const byte_view view = window.at(at, wanted);
         const std::size_t held = view.size < wanted ? least : wanted;
         if (view.size < held) return;

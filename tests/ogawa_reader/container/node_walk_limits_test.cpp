@@ -25,12 +25,12 @@ std::uint64_t write_tree(archive_writer &archive) {
 
 node_list walk(const stored_archive &archive, std::uint64_t reference, std::int32_t depth,
                std::int32_t max_depth, std::uint64_t file_size) {
-    ogawa_data_node nodes[10] = {};
+    ogawa::extent nodes[10] = {};
     ogawa_node_collector collector = {archive.stream(), file_size, nodes, 0, 10, max_depth};
     ogawa_collect_data_nodes(&collector, static_cast<std::int64_t>(reference), depth);
     node_list listed;
     for (std::uint32_t i = 0; i < collector.count; ++i)
-        listed.push_back({nodes[i].payload_at, nodes[i].payload_size});
+        listed.push_back({nodes[i].at, nodes[i].size});
     return listed;
 }
 

@@ -29,15 +29,15 @@ struct limits {
 
 std::vector<listed_node> walk(const stored_archive &archive, std::uint64_t reference, limits allowed = {},
                               std::int32_t depth = 0) {
-    std::vector<ogawa_data_node> nodes(allowed.capacity + 1, {0, 0}); // one more: it has to stay
+    std::vector<ogawa::extent> nodes(allowed.capacity + 1, {0, 0}); // one more: it has to stay
     ogawa_node_collector collector = {archive.stream(), archive.length(), nodes.data(), 0,
                                       allowed.capacity, allowed.max_depth};
     ogawa_collect_data_nodes(&collector, static_cast<std::int64_t>(reference), depth);
     EXPECT_LE(collector.count, allowed.capacity);
-    EXPECT_EQ(nodes[allowed.capacity].payload_at, 0u);
+    EXPECT_EQ(nodes[allowed.capacity].at, 0u);
     std::vector<listed_node> listed;
     for (std::uint32_t i = 0; i < collector.count; ++i)
-        listed.push_back({nodes[i].payload_at, nodes[i].payload_size});
+        listed.push_back({nodes[i].at, nodes[i].size});
     return listed;
 }
 
@@ -93,14 +93,14 @@ TEST(DataNodes, AreAppendedBehindThoseAlreadyListed) {
     const std::uint64_t group =
         archive.group({claim(archive, 200), claim(archive, 300), claim(archive, 400)});
     const stored_archive stored(archive.content());
-    ogawa_data_node nodes[4] = {{1, 2}, {3, 4}, {0, 0}, {5, 6}};
+    ogawa::extent nodes[4] = {{1, 2}, {3, 4}, {0, 0}, {5, 6}};
     ogawa_node_collector collector = {stored.stream(), stored.length(), nodes, 1, 3, 20};
     ogawa_collect_data_nodes(&collector, static_cast<std::int64_t>(group), 0);
     EXPECT_EQ(collector.count, 3u);
-    EXPECT_EQ(nodes[0].payload_size, 2u);
-    EXPECT_EQ(nodes[1].payload_size, 200u);
-    EXPECT_EQ(nodes[2].payload_size, 300u);
-    EXPECT_EQ(nodes[3].payload_size, 6u);
+    EXPECT_EQ(nodes[0].size, 2u);
+    EXPECT_EQ(nodes[1].size, 200u);
+    EXPECT_EQ(nodes[2].size, 300u);
+    EXPECT_EQ(nodes[3].size, 6u);
 }
 
 TEST(DataNodes, StopSilentlyWhenTheListIsFull) {

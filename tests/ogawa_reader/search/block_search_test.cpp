@@ -23,13 +23,13 @@ using test::failing_heap;
 constexpr float infinity = std::numeric_limits<float>::infinity();
 constexpr float nan = std::numeric_limits<float>::quiet_NaN();
 
-float_block longest_in(const bytes &content, const block_rule &rule) {
+ogawa::extent longest_in(const bytes &content, const block_rule &rule) {
     const archive_in_memory archive(content);
     return find_longest_block(archive.file(), rule);
 }
 
 /// What the scan finds in an archive with one block of this size and these values, and filler after it.
-float_block only_block(std::uint64_t size, const std::vector<float> &values, const block_rule &rule) {
+ogawa::extent only_block(std::uint64_t size, const std::vector<float> &values, const block_rule &rule) {
     bytes content = archive_header();
     append_block(content, size, values);
     append_filler(content, 64);
@@ -43,7 +43,7 @@ bool accepted(std::uint64_t size, const std::vector<float> &values, const block_
 const std::vector<float> six(6, 0.5f);
 
 TEST(BlockScan, FindsABlockRightAfterTheHeader) {
-    const float_block block = only_block(36, six, unit_vector_blocks);
+    const ogawa::extent block = only_block(36, six, unit_vector_blocks);
     EXPECT_EQ(block.at, 24u);
     EXPECT_EQ(block.size, 36u);
 }
@@ -54,7 +54,7 @@ TEST(BlockScan, LooksAtEveryFourthByteOnly) {
         append_filler(content, shift);
         append_block(content, 36, six);
         append_filler(content, 64);
-        const float_block block = longest_in(content, unit_vector_blocks);
+        const ogawa::extent block = longest_in(content, unit_vector_blocks);
         EXPECT_EQ(block.size, shift % 4 == 0 ? 36u : 0u) << shift;
         EXPECT_EQ(block.at, shift % 4 == 0 ? 24u + shift : 0u) << shift;
     }
@@ -66,7 +66,7 @@ TEST(BlockScan, TakesTheLongestAndOfEqualsTheFirst) {
         append_block(content, size, six);
         append_filler(content, 16);
     }
-    const float_block block = longest_in(content, unit_vector_blocks);
+    const ogawa::extent block = longest_in(content, unit_vector_blocks);
     EXPECT_EQ(block.at, 16u + 48 + 8);
     EXPECT_EQ(block.size, 60u);
 }
@@ -168,7 +168,7 @@ TEST(BlockScan, ListsBlocksInOrderUntilTheListIsFull) {
         append_filler(content, 16);
     }
     const archive_in_memory archive(content);
-    float_block list[5];
+    ogawa::extent list[5];
     ASSERT_EQ(list_blocks(archive.file(), unit_vector_blocks, list, 5), 5u);
     for (std::uint64_t i = 0; i < 5; ++i) {
         EXPECT_EQ(list[i].at, 24 + i * 48);
@@ -182,15 +182,15 @@ TEST(BlockScan, ListsBlocksInOrderUntilTheListIsFull) {
 void expect_equal_to_model(const bytes &content) {
     const archive_in_memory archive(content);
     const auto unit = model::scan_for_longest_block(archive.file(), model::scanned_values::unit_vectors);
-    const float_block found_unit = find_longest_block(archive.file(), unit_vector_blocks);
+    const ogawa::extent found_unit = find_longest_block(archive.file(), unit_vector_blocks);
     ASSERT_EQ(found_unit.at, unit.at);
     ASSERT_EQ(found_unit.size, unit.size);
     const auto uv = model::scan_for_longest_block(archive.file(), model::scanned_values::uvs);
-    const float_block found_uv = find_longest_block(archive.file(), uv_blocks);
+    const ogawa::extent found_uv = find_longest_block(archive.file(), uv_blocks);
     ASSERT_EQ(found_uv.at, uv.at);
     ASSERT_EQ(found_uv.size, uv.size);
     const auto listed = model::scan_for_blocks(archive.file(), model::scanned_values::unit_vectors, 7);
-    float_block list[7];
+    ogawa::extent list[7];
     ASSERT_EQ(list_blocks(archive.file(), unit_vector_blocks, list, 7), listed.size());
     for (std::size_t i = 0; i < listed.size(); ++i) {
         ASSERT_EQ(list[i].at, listed[i].at);
@@ -255,10 +255,10 @@ TEST(BlockScan, FindsABlockWhereverItStandsAmongValues) {
 
 TEST(BlockScan, NeedsNoMemoryForItsWindow) {
     const bytes content = large_archive();
-    const float_block usual = longest_in(content, unit_vector_blocks);
+    const ogawa::extent usual = longest_in(content, unit_vector_blocks);
     const archive_in_memory archive(content);
     const failing_heap heap = failing_heap::from(1);
-    const float_block block = find_longest_block(archive.file(), unit_vector_blocks);
+    const ogawa::extent block = find_longest_block(archive.file(), unit_vector_blocks);
     EXPECT_GT(heap.failures(), 0u);
     EXPECT_EQ(block.at, usual.at);
     EXPECT_EQ(block.size, usual.size);

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // The positions scan; the mesh-data search has mesh_search_test.cpp.
-#include "ogawa_reader/search/mesh_search.h"
+#include "ogawa_reader/search/position_search.h"
 
 #include "model/mesh_scan_model.h"
 #include "ogawa_reader/container/stored_archive.h"

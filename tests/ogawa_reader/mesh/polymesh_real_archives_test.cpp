@@ -48,13 +48,12 @@ TEST_F(RealArchives, ListTheNodesOfTheNaiveWalk) {
             for (const std::int32_t max_depth : {20, 4}) {
                 model::node_walk naive{archive.file, length, capacity, max_depth, {}};
                 naive.visit(static_cast<std::int64_t>(root), 0);
-                std::vector<ogawa_data_node> nodes(capacity);
+                std::vector<ogawa::extent> nodes(capacity);
                 ogawa_node_collector collector = {archive.file, length, nodes.data(), 0, capacity, max_depth};
                 ogawa_collect_data_nodes(&collector, static_cast<std::int64_t>(root), 0);
                 ASSERT_EQ(collector.count, naive.nodes.size());
                 for (std::uint32_t i = 0; i < collector.count; ++i)
-                    EXPECT_EQ((model::listed_node{nodes[i].payload_at, nodes[i].payload_size}),
-                              naive.nodes[i]);
+                    EXPECT_EQ((model::listed_node{nodes[i].at, nodes[i].size}), naive.nodes[i]);
             }
         }
     });

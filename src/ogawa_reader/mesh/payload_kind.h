@@ -1,0 +1,23 @@
+// SPDX-License-Identifier: MIT
+// What a data node's payload is, by its first words: positions, normals, face counts or face indices.
+#pragma once
+
+#include "ogawa_reader/container/container.h"
+
+#include <cstdio>
+
+namespace qel {
+
+/// Where the arrays of a mesh are; size 0 where none was found.
+struct mesh_extents {
+    ogawa::extent positions;
+    ogawa::extent normals;
+    ogawa::extent face_counts;
+    ogawa::extent face_indices;
+};
+
+/// Keeps a node's payload, without its digest, as each kind of array that it may be and of which it is the largest so
+/// far. Payloads are longer than a digest.
+void classify_payload(std::FILE *stream, const ogawa::extent &payload, mesh_extents &best);
+
+} // namespace qel

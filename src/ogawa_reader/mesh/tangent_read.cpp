@@ -1,0 +1,74 @@
+// SPDX-License-Identifier: MIT
+// Tangents and bitangents of an archive: two blocks of unit vectors of one size.
+#include "qel_unit.h"
+
+#include "common/file.h"
+#include "common/heap.h"
+#include "ogawa_reader/search/block_search.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace qel {
+namespace {
+
+enum frame_status : std::int32_t { frame_read = 0, no_frame = -1, no_memory_for_frame = -2 };
+
+constexpr std::uint32_t components_per_vector = 3;
+constexpr std::uint32_t max_blocks = 32; // later ones are not looked at
+
+struct block_pair {
+    ogawa::extent tangents, bitangents;
+};
+
+/// The first block that is followed by one of its size, and the first such one.
+bool find_pair(std::FILE *stream, block_pair &pair) {
+    ogawa::extent blocks[max_blocks];
+    const std::uint32_t count = list_blocks(stream, unit_vector_blocks, blocks, max_blocks);
+    const ogawa::extent *const end = blocks + count;
+    for (const ogawa::extent *first = blocks; first != end; ++first) {
+        const ogawa::extent *const second = std::find_if(
+            first + 1, end, [first](const ogawa::extent &block) { return block.size == first->size; });
+        if (second == end) continue;
+        pair = {*first, *second};
+        return true;
+    }
+    return false;
+}
+
+/// Reads vectors; those that the stream does not hold are zero.
+void read_vectors(std::FILE *stream, const ogawa::extent &block, float *vectors) {
+    const auto size = static_cast<std::size_t>(block.size);
+    const std::size_t got = read_at(stream, block.at, vectors, size);
+    std::memset(reinterpret_cast<char *>(vectors) + got, 0, size - got);
+}
+
+} // namespace
+} // namespace qel
+
+using namespace qel;
+
+extern "C" {
+
+int32_t ogawa_read_tangent_frame(const ogawa_archive *archive, const ogawa_object *, uint64_t,
+                                 ogawa_tangent_frame *frame) {
+    if (archive == nullptr || archive->file == nullptr || frame == nullptr) return no_frame;
+    std::memset(frame, 0, sizeof *frame);
+    block_pair pair;
+    if (!find_pair(archive->file, pair)) return no_frame;
+    frame->count = static_cast<std::uint32_t>(pair.tangents.size / unit_vector_blocks.record_size);
+    const std::uint64_t float_count = std::uint64_t{frame->count} * components_per_vector;
+    frame->tangents = heap_array<float>(float_count);
+    frame->bitangents = heap_array<float>(float_count);
+    if (frame->tangents == nullptr || frame->bitangents == nullptr) {
+        std::free(frame->tangents); // one is null; the fields deliberately stay as they are
+        std::free(frame->bitangents);
+        return no_memory_for_frame;
+    }
+    read_vectors(archive->file, pair.tangents, frame->tangents);
+    read_vectors(archive->file, pair.bitangents, frame->bitangents);
+    frame->components = components_per_vector;
+    return frame_read;
+}
+
+} // extern "C"

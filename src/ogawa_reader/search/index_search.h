@@ -1,0 +1,38 @@
+// SPDX-License-Identifier: MIT
+// The search for face indices: the longest run of words that could all be vertex numbers of triangles.
+#pragma once
+
+#include "common/byte_window.h"
+#include "ogawa_reader/container/container.h"
+
+#include <cstddef>
+#include <cstdint>
+
+namespace qel {
+
+/// Finds the longest run of words below `vertex_count` or equal to 3 or 4 (face sizes may be among them), the first of
+/// them below `vertex_count`, in a stream whose bytes it is given piece by piece; of equal runs the first. A run that
+/// starts inside another ends where that one ends and is never longer, so one pass is enough.
+class index_search {
+  public:
+    explicit index_search(std::uint32_t vertex_count) : vertex_count_(vertex_count) {}
+
+    /// Tests every whole word from `at` (a multiple of 4) on that has not been tested.
+    void look(std::uint64_t at, const byte_view &view);
+
+    /// Ends the search; size 0 when no run is long enough.
+    const ogawa::extent &finish();
+
+  private:
+    std::size_t take_many(std::uint64_t at, std::uint32_t marks);
+    void take(std::uint64_t at, std::uint32_t word);
+    void end_run();
+
+    std::uint32_t vertex_count_;
+    std::uint64_t next_ = 0;   // the first offset that has not been tested
+    std::uint64_t start_ = 0;  // of the present run
+    std::uint64_t length_ = 0; // words of the present run, 0 outside of any run
+    ogawa::extent best_ = {0, 0};
+};
+
+} // namespace qel
