@@ -14,7 +14,11 @@ import re
 import sys
 
 PROJECT = pathlib.Path(__file__).resolve().parent.parent
-HEADERS = [PROJECT / "include" / "qel_unit.h", PROJECT / "include" / "qel_archive.h"]
+sys.path.insert(0, str(PROJECT / "scripts"))
+sys.dont_write_bytecode = True
+import interface  # noqa: E402
+
+HEADERS = [interface.FOLDER / name for name in interface.MARKS]
 PAGES = {path: path.stem.lower() for path in
          [*(PROJECT / "docs").glob("*.md"), PROJECT / "CONTRIBUTING.md", PROJECT / "CHANGELOG.md"]}
 PAGES[PROJECT / "bindings" / "python" / "README.md"] = "python"
@@ -23,11 +27,8 @@ LONG = 4  # a page of so many sections gets a table of contents
 
 
 def interface_names():
-    """All functions, records and constants of the headers."""
-    text = "\n".join(header.read_text(encoding="utf-8") for header in HEADERS)
-    forms = (r"^QEL_(?:ARCHIVE_)?API [^(]*?(\w+)\(", r"^(?:typedef )?struct (\w+) \{", r"^#define ((?:QEL|OGAWA)_\w+) ",
-             r"^\s+((?:OGAWA_SCHEMA|QEL_ARCHIVE)_\w+) =", r"^typedef struct (qel_archive) ")
-    return {name for form in forms for name in re.findall(form, text, re.M)} - {"QEL_ARCHIVE_API", "QEL_API", "QEL_ARCHIVE_H"}
+    """Everything in the headers that a page may name."""
+    return set().union(*(header.names() for header in interface.headers()))
 
 
 def slug(heading):

@@ -189,21 +189,21 @@ typedef enum qel_status {
     QEL_MESH_LOAD_BAD_ARGUMENT = -1,            /**< a null pointer */
     QEL_MESH_LOAD_CANNOT_OPEN = -2,             /**< the file cannot be opened */
     QEL_MESH_LOAD_CANNOT_MAP = -3,              /**< the file is empty or no regular file */
-    QEL_MESH_LOAD_NO_MEMORY = -4,               /**< no room for the view */
+    QEL_MESH_LOAD_NO_MEMORY = -4,               /**< the address space has no room for the file */
     QEL_MESH_LOAD_NOT_A_CACHE = -5,             /**< other bytes at the beginning */
     QEL_MESH_GET_GPU_DATA_BAD_ARGUMENT = -1,    /**< no mesh, or not mapped */
 
     /* The agent directory; ::qel_agent_dir_sync answers as ::qel_agent_dir_save */
     QEL_AGENT_DIR_INIT_DIRECTORY_NO_MEMORY = -1, /**< an allocation failed: the directory */
     QEL_AGENT_DIR_INIT_CONTENTS_NO_MEMORY = -2,  /**< an allocation failed: its agents or index */
-    QEL_AGENT_DIR_LOAD_NO_MEMORY = -1,           /**< there is no directory, and an allocation failed */
+    QEL_AGENT_DIR_LOAD_NO_MEMORY = -1,           /**< an allocation failed: the directory */
     QEL_AGENT_DIR_LOAD_CANNOT_OPEN = -2,         /**< the file cannot be opened; no path */
     QEL_AGENT_DIR_LOAD_TOO_SHORT = -3,           /**< fewer than 16 bytes */
     QEL_AGENT_DIR_LOAD_NOT_A_DIRECTORY = -4,     /**< other bytes at the beginning */
     QEL_AGENT_DIR_SAVE_NO_DIRECTORY = -1,        /**< there is no directory */
     QEL_AGENT_DIR_SAVE_NO_PATH = -2,             /**< there is no path */
     QEL_AGENT_DIR_SAVE_CANNOT_CREATE = -3,       /**< the temporary file cannot be created */
-    QEL_AGENT_SPAWN_NO_MEMORY = -1,              /**< there is no directory, and an allocation failed */
+    QEL_AGENT_SPAWN_NO_MEMORY = -1,              /**< an allocation failed: the directory */
     QEL_AGENT_SPAWN_FULL = -2,                   /**< the directory is full */
     QEL_AGENT_TERMINATE_NO_DIRECTORY = -1,       /**< there is no directory */
     QEL_AGENT_TERMINATE_NOT_FOUND = -2,          /**< no such agent */
@@ -882,8 +882,8 @@ QEL_API const char *ogawa_schema_to_string(ogawa_schema schema);
  * @retval -1 `archive`, its stream or `mesh` is null (nothing touched); or there are no positions: `mesh` is
  *            cleared, name and path are set, and it may hold a positions buffer, so release it. Where the
  *            tree named positions that are cut short, the rest of the mesh is there all the same
- * @retval -2 the positions found by the byte search could not be allocated: as for -1, but `vertex_count` is
- *            the number sought, beside null `positions`
+ * @retval -2 no memory for the positions found by the byte search: as for -1, but `vertex_count` is the number
+ *            sought, beside null `positions`
  * @param archive    an open archive; its stream position moves
  * @param object     name and path are copied from it; null gives "mesh" and "/mesh"
  * @param sample     ignored: every archive is read as one static sample
@@ -1758,7 +1758,7 @@ QEL_API int32_t qel_mesh_save(const ogawa_polymesh *mesh, const qel_skin *skin, 
  * @retval -1 `path` or `mesh` is null: nothing touched
  * @retval -2 the file cannot be opened
  * @retval -3 the file cannot be mapped: it is empty, or not a regular file
- * @retval -4 no room for the view
+ * @retval -4 no memory: the address space has no room for the file
  * @retval -5 the file does not begin with "QELM". After -2 to -5 the record is cleared
  * @param path       file to map
  * @param[out] mesh  the record; what it held is overwritten, not released. Release it with ::qel_mesh_free
@@ -1873,7 +1873,7 @@ QEL_API int32_t qel_agent_dir_init(const char *path);
  * needed beyond the directory's.
  *
  * @retval  0 read; the directory is clean and `path` is its path
- * @retval -1 there was no directory and it cannot be made
+ * @retval -1 no memory for the directory, which was not there
  * @retval -2 `path` is null or the file cannot be opened: a directory made by this call stays
  * @retval -3 fewer than 16 bytes: as for -2
  * @retval -4 the file does not begin with "QEAG": as for -2
@@ -1929,7 +1929,7 @@ QEL_API void qel_agent_dir_free(void);
  * (hexadecimal).
  *
  * @retval  0 made
- * @retval -1 the directory cannot be made
+ * @retval -1 no memory for the directory, which was not there
  * @retval -2 the directory is full: `id_out` untouched
  * @param parent       8 characters; null gives "2A9E0000"
  * @param type         kind of agent

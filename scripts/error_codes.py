@@ -8,9 +8,9 @@ import pathlib
 import re
 import sys
 
-PROJECT = pathlib.Path(__file__).resolve().parent.parent
-HEADER = PROJECT / "include" / "qel_unit.h"
-ARCHIVE_HEADER = PROJECT / "include" / "qel_archive.h"
+import interface
+
+PROJECT = interface.ROOT
 MESSAGES = PROJECT / "src" / "qel_archive" / "archive.cpp"
 PAGE = PROJECT / "docs" / "error-codes.md"
 
@@ -20,7 +20,12 @@ INTRODUCTION = """\
 Every function with the causes of each of its codes, in the order in which its steps can fail. What a failed call leaves
 behind stands in the comment of the function in [`qel_unit.h`](../include/qel_unit.h) or
 [`qel_archive.h`](../include/qel_archive.h). This page is made from those comments by `scripts/error_codes.py`; a test holds
-them together.
+them together, and every code to its name in the header.
+"""
+
+NAMES = """\
+The name of a code is the function's in capitals and then the word before the colon: `QEL_UNIT_LOAD_TOO_SHORT`. That of 0 is
+`QEL_OK`.
 """
 
 ARCHIVE_INTRODUCTION = """\
@@ -34,17 +39,6 @@ number.
 {rows}
 """
 
-ITEM = re.compile(r"/\*\* @defgroup (?P<group>\w+) (?P<title>[^\n]*)"
-                  r"|/\*\*(?P<comment>(?:[^*]|\*(?!/))*)\*/\s*QEL_(?:ARCHIVE_)?API (?P<type>[^(]*?)(?P<name>\w+)\(")
-CODE = re.compile(r"@retval\s+(-?\d+)\s+(.*)")
-
-
-def tags(comment):
-    """The comment's tagged paragraphs, each as one line: "@retval 0 built", "@return the root", …"""
-    text = re.sub(r"\n\s*\* ?", "\n", comment)
-    return [" ".join(part.split()) for part in re.split(r"\n\s*(?=@)", text) if part.lstrip().startswith("@")]
-
-
 def cause(text):
     """The part of a code's text that says when it is returned, without the state that is left."""
     text = re.sub(r"\s*\([^()]*\)", "", text).split(". ")[0].rstrip(".")
@@ -56,23 +50,15 @@ def cause(text):
     return "; ".join(causes)
 
 
-def functions(header):
-    """For every function, in order: group title, name, what it returns otherwise, and {code: cause}."""
-    title = None
-    for item in ITEM.finditer(header):
-        if item["group"]:
-            title = item["title"]
-            continue
-        codes, returns = {}, None
-        for tag in tags(item["comment"]):
-            found = CODE.fullmatch(tag)
-            if found:
-                codes[int(found[1])] = cause(found[2])
-            elif tag.startswith("@return "):
-                returns = tag[len("@return "):].split(". ")[0].rstrip(".")
-        if returns is None and not codes and item["type"].strip() != "void":
-            sys.exit(f"{item['name']} does not say what it returns")
-        yield title, item["name"], returns, codes
+def answer(function):
+    """What a function returns where it does not fail."""
+    if 0 in function.codes:
+        return "0: " + cause(function.codes[0])
+    if function.codes:
+        return "never 0"
+    if function.returns is None and function.result != "void":
+        sys.exit(f"{function.name} does not say what it returns")
+    return (function.returns or "nothing").split(". ")[0].rstrip(".")
 
 
 def cell(text):
@@ -80,31 +66,34 @@ def cell(text):
     return re.sub(r"`[^`]*`", lambda code: code[0].replace("\\*", "*"), re.sub(r"::(\w+)", r"`\1`", text))
 
 
-def table(header):
+def table(header, names):
     """All functions of a header as a table, with a sentence above it."""
-    rows = list(functions(header))
-    failures = sorted({code for row in rows for code in row[3] if code != 0}, reverse=True)
-    lines = [f"{len(rows)} functions, of which {sum(1 for row in rows if row[3])} answer with a status code; the others"
+    failures = sorted({code for function in header.functions for code in function.codes if code != 0}, reverse=True)
+    answering = sum(1 for function in header.functions if function.codes)
+    lines = [f"{len(header.functions)} functions, of which {answering} answer with a status code; the others"
              " return what they found, or nothing.\n",
              "| function | returns | " + " | ".join(f"{code}" for code in failures) + " |",
              "| --- " * (2 + len(failures)) + "|"]
     last = None
-    for title, name, returns, codes in rows:
-        if title != last:
-            lines.append(f"| **{title}** |" + " |" * (1 + len(failures)))
-            last = title
-        if 0 in codes:
-            returns = "0: " + codes[0]
-        elif codes:
-            returns = "never 0"
-        cells = [cell(returns or "nothing")] + [cell(codes.get(code, "")) for code in failures]
-        lines.append(f"| `{name}` | " + " | ".join(cells) + " |")
+    for function in header.functions:
+        if function.group != last:
+            lines.append(f"| **{function.group.title}** |" + " |" * (1 + len(failures)))
+            last = function.group
+        told = [f"{name(names, function, code)}{cause(function.codes[code])}" if code in function.codes else ""
+                for code in failures]
+        lines.append(f"| `{function.name}` | " + " | ".join(map(cell, [answer(function), *told])) + " |")
     return re.sub(r" +\|", " |", "\n".join(lines)) + "\n"
 
 
-def messages():
+def name(names, function, code):
+    """What stands before a code's cause: the end of its name, where that is the function's own."""
+    return f"`{names[function.name][code][len(function.name) + 1:]}`: " if names and code in names[function.name] else ""
+
+
+def messages(header):
     """What is said of the status codes of qel_archive: their numbers and names, and the texts."""
-    numbers = {name: int(code) for name, code in re.findall(r"^ +(QEL_ARCHIVE_\w+) = (-?\d+)", text_of(ARCHIVE_HEADER), re.M)}
+    numbers = {constant.name: constant.number for constant in header.constants
+               if constant.enumeration == "qel_archive_status"}
     source = text_of(MESSAGES)
     texts = dict(re.findall(r'case (QEL_ARCHIVE_\w+):\s+return "([^"]*)";', source))
     unknown = re.search(r'default:\s+return "([^"]*)";', source)
@@ -119,7 +108,12 @@ def text_of(path):
 
 
 def page():
-    return "\n".join([INTRODUCTION, "## qel_unit\n", table(text_of(HEADER)), messages(), table(text_of(ARCHIVE_HEADER))])
+    unit, archive = interface.headers()
+    problems = [*unit.code_problems(), *archive.code_problems()]
+    if problems:
+        sys.exit("\n".join(problems))
+    return "\n".join([INTRODUCTION, "## qel_unit\n", NAMES, table(unit, unit.code_names()),
+                      messages(archive), table(archive, None)])
 
 
 def main():

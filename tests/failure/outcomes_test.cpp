@@ -4,9 +4,8 @@
 #include <gtest/gtest.h>
 
 #include <fstream>
-#include <iterator>
-#include <regex>
 #include <set>
+#include <sstream>
 
 namespace qel {
 namespace {
@@ -27,20 +26,15 @@ using code = std::pair<std::string, int>;
 
 /// Every function of the header with each of its codes.
 std::set<code> documented_codes() {
-    std::ifstream file(QEL_UNIT_HEADER);
-    const std::string header{std::istreambuf_iterator<char>(file), {}};
+    std::ifstream file(QEL_UNIT_INTERFACE);
     std::set<code> codes;
-    std::vector<int> pending;
-    const std::regex item(R"(@retval\s+(-?\d+)|QEL_API [^(]*?(\w+)\(|/\*\*)");
-    for (std::sregex_iterator it(header.begin(), header.end(), item), end; it != end; ++it) {
-        if ((*it)[1].matched) {
-            pending.push_back(std::stoi((*it)[1]));
-        } else {
-            if ((*it)[2].matched)
-                for (const int value : pending)
-                    codes.emplace((*it)[2], value);
-            pending.clear();
-        }
+    for (std::string text; std::getline(file, text);) {
+        std::istringstream line(text);
+        std::string header, function;
+        line >> header >> function;
+        if (header != "qel_unit.h") continue;
+        for (int value; line >> value;)
+            codes.emplace(function, value);
     }
     return codes;
 }

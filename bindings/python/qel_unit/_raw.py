@@ -10,12 +10,6 @@ from ctypes import (
 from typing import Any, Callable, Dict, Optional, Tuple
 
 QEL_NOT_FOUND = 0xFFFFFFFF
-QEL_HASH_BUCKETS = 0x800000
-OGAWA_SCOPE_VERTEX = 3
-OGAWA_SCOPE_FACE_VARYING = 4
-QEL_MESH_HAS_NORMALS = 1
-QEL_MESH_HAS_SKIN = 4
-QEL_AGENT_CAPACITY = 65536
 QEL_OK = 0
 QEL_UNIT_CREATE_BAD_ARGUMENT = -1
 QEL_UNIT_CREATE_TOKENS_NO_MEMORY = -2
@@ -118,9 +112,12 @@ QEL_AGENT_CONTROL_UNKNOWN_COMMAND = -3
 QEL_ILOGIC_REVERSE = -1
 QEL_ILOGIC_DOUBLE = 2
 QEL_ILOGIC_HALVE = 3
+QEL_HASH_BUCKETS = 0x800000
 QEL_REPRODUCE_CROSSOVER = 0
 QEL_REPRODUCE_PROJECTIVE = 1
 QEL_REPRODUCE_TACHYON = 2
+OGAWA_SCOPE_VERTEX = 3
+OGAWA_SCOPE_FACE_VARYING = 4
 OGAWA_SCHEMA_UNKNOWN = 0
 OGAWA_SCHEMA_XFORM = 1
 OGAWA_SCHEMA_POLYMESH = 2
@@ -128,6 +125,9 @@ OGAWA_SCHEMA_SUBD = 3
 OGAWA_SCHEMA_POINTS = 4
 OGAWA_SCHEMA_CURVES = 5
 OGAWA_SCHEMA_CAMERA = 8
+QEL_MESH_HAS_NORMALS = 1
+QEL_MESH_HAS_SKIN = 4
+QEL_AGENT_CAPACITY = 65536
 QEL_AGENT_STATE_SPAWNED = 0
 QEL_AGENT_STATE_RESET = 1
 QEL_AGENT_STATE_DELEGATED = 2
@@ -873,8 +873,8 @@ CODES: Dict[str, Dict[int, str]] = {
             "tree named positions that are cut short, the rest of the mesh is there all the same"
         ),
         -2: (
-            "the positions found by the byte search could not be allocated: as for -1, but vertex_count is "
-            "the number sought, beside null positions"
+            "no memory for the positions found by the byte search: as for -1, but vertex_count is the "
+            "number sought, beside null positions"
         ),
     },
     "ogawa_read_positions": {
@@ -1035,7 +1035,7 @@ CODES: Dict[str, Dict[int, str]] = {
         -1: "path or mesh is null: nothing touched",
         -2: "the file cannot be opened",
         -3: "the file cannot be mapped: it is empty, or not a regular file",
-        -4: "no room for the view",
+        -4: "no memory: the address space has no room for the file",
         -5: "the file does not begin with \"QELM\". After -2 to -5 the record is cleared",
     },
     "qel_mesh_get_gpu_data": {
@@ -1049,7 +1049,7 @@ CODES: Dict[str, Dict[int, str]] = {
     },
     "qel_agent_dir_load": {
         0: "read; the directory is clean and path is its path",
-        -1: "there was no directory and it cannot be made",
+        -1: "no memory for the directory, which was not there",
         -2: "path is null or the file cannot be opened: a directory made by this call stays",
         -3: "fewer than 16 bytes: as for -2",
         -4: "the file does not begin with \"QEAG\": as for -2",
@@ -1062,7 +1062,7 @@ CODES: Dict[str, Dict[int, str]] = {
     },
     "qel_agent_spawn": {
         0: "made",
-        -1: "the directory cannot be made",
+        -1: "no memory for the directory, which was not there",
         -2: "the directory is full: id_out untouched",
     },
     "qel_agent_terminate": {
@@ -1088,6 +1088,188 @@ CODES: Dict[str, Dict[int, str]] = {
         -1: "there is no directory",
         -2: "the id is not found",
         -3: "no such command. After every failure nothing is changed",
+    },
+}
+
+#: The names of the codes that tell of a failure.
+CODE_NAMES: Dict[str, Dict[int, str]] = {
+    "qel_unit_create": {
+        -1: "QEL_UNIT_CREATE_BAD_ARGUMENT",
+        -2: "QEL_UNIT_CREATE_TOKENS_NO_MEMORY",
+        -3: "QEL_UNIT_CREATE_INDEX_NO_MEMORY",
+        -4: "QEL_UNIT_CREATE_ORDER_NO_MEMORY",
+    },
+    "qel_unit_save": {
+        -1: "QEL_UNIT_SAVE_BAD_ARGUMENT",
+        -2: "QEL_UNIT_SAVE_CANNOT_CREATE",
+        -3: "QEL_UNIT_SAVE_CANNOT_WRITE_HEADER",
+        -4: "QEL_UNIT_SAVE_CANNOT_WRITE_TOKENS",
+    },
+    "qel_unit_load": {
+        -1: "QEL_UNIT_LOAD_CANNOT_OPEN",
+        -2: "QEL_UNIT_LOAD_TOO_SHORT",
+        -3: "QEL_UNIT_LOAD_NOT_A_UNIT",
+        -4: "QEL_UNIT_LOAD_TOKENS_NO_MEMORY",
+        -5: "QEL_UNIT_LOAD_INDEX_NO_MEMORY",
+        -6: "QEL_UNIT_LOAD_ORDER_NO_MEMORY",
+    },
+    "qel_unit_get_token": {
+        -1: "QEL_UNIT_GET_TOKEN_NOT_FOUND",
+    },
+    "ogawa_open": {
+        -1: "OGAWA_OPEN_CANNOT_OPEN",
+        -2: "OGAWA_OPEN_NOT_AN_ARCHIVE",
+        -3: "OGAWA_OPEN_UNFINISHED",
+        -4: "OGAWA_OPEN_NO_VERSION",
+        -5: "OGAWA_OPEN_NO_ROOT",
+    },
+    "ogawa_read_polymesh": {
+        -1: "OGAWA_READ_POLYMESH_NOT_FOUND",
+        -2: "OGAWA_READ_POLYMESH_NO_MEMORY",
+    },
+    "ogawa_read_positions": {
+        -1: "OGAWA_READ_POSITIONS_NOT_FOUND",
+        -2: "OGAWA_READ_POSITIONS_NO_MEMORY",
+    },
+    "ogawa_read_normals": {
+        -1: "OGAWA_READ_NORMALS_NOT_FOUND",
+        -2: "OGAWA_READ_NORMALS_NO_MEMORY",
+    },
+    "ogawa_read_uvs": {
+        -1: "OGAWA_READ_UVS_NOT_FOUND",
+        -2: "OGAWA_READ_UVS_NO_MEMORY",
+    },
+    "ogawa_build_manifold": {
+        -1: "OGAWA_BUILD_MANIFOLD_BAD_ARGUMENT",
+        -2: "OGAWA_BUILD_MANIFOLD_NO_MEMORY",
+    },
+    "ogawa_get_vertex_faces": {
+        -1: "OGAWA_GET_VERTEX_FACES_NOT_FOUND",
+    },
+    "ogawa_get_vertex_neighbors": {
+        -1: "OGAWA_GET_VERTEX_NEIGHBORS_NOT_FOUND",
+        -2: "OGAWA_GET_VERTEX_NEIGHBORS_NO_MEMORY",
+    },
+    "ogawa_read_tangent_frame": {
+        -1: "OGAWA_READ_TANGENT_FRAME_NOT_FOUND",
+        -2: "OGAWA_READ_TANGENT_FRAME_NO_MEMORY",
+    },
+    "ogawa_compute_tangent_frame": {
+        -1: "OGAWA_COMPUTE_TANGENT_FRAME_BAD_ARGUMENT",
+        -2: "OGAWA_COMPUTE_TANGENT_FRAME_NOT_FOUND",
+        -3: "OGAWA_COMPUTE_TANGENT_FRAME_NO_MEMORY",
+    },
+    "ogawa_triangulate_face": {
+        -1: "OGAWA_TRIANGULATE_FACE_BAD_ARGUMENT",
+        -2: "OGAWA_TRIANGULATE_FACE_NO_MEMORY",
+    },
+    "qel_alembic_process_mesh": {
+        -1: "QEL_ALEMBIC_PROCESS_MESH_BAD_ARGUMENT",
+        -4: "QEL_ALEMBIC_PROCESS_MESH_NO_MEMORY",
+    },
+    "qel_alembic_load_raw": {
+        -1: "QEL_ALEMBIC_LOAD_RAW_BAD_ARGUMENT",
+        -4: "QEL_ALEMBIC_LOAD_RAW_NO_MEMORY",
+    },
+    "qel_alembic_save": {
+        -1: "QEL_ALEMBIC_SAVE_CANNOT_CREATE",
+    },
+    "qel_alembic_load": {
+        -1: "QEL_ALEMBIC_LOAD_CANNOT_OPEN",
+        -2: "QEL_ALEMBIC_LOAD_NOT_A_SCENE",
+        -3: "QEL_ALEMBIC_LOAD_UNKNOWN_VERSION",
+        -4: "QEL_ALEMBIC_LOAD_NO_MEMORY",
+    },
+    "qel_alembic_build_hash_table": {
+        -1: "QEL_ALEMBIC_BUILD_HASH_TABLE_BAD_ARGUMENT",
+        -4: "QEL_ALEMBIC_BUILD_HASH_TABLE_NO_MEMORY",
+    },
+    "qel_alembic_validate": {
+        -1: "QEL_ALEMBIC_VALIDATE_BAD_ARGUMENT",
+        -2: "QEL_ALEMBIC_VALIDATE_NO_MESHES",
+        -3: "QEL_ALEMBIC_VALIDATE_NO_POSITIONS",
+        -4: "QEL_ALEMBIC_VALIDATE_NO_VERTICES",
+        -5: "QEL_ALEMBIC_VALIDATE_CELL_OUTSIDE",
+        -6: "QEL_ALEMBIC_VALIDATE_LEVEL_OUTSIDE",
+    },
+    "qel_alembic_lookup_morton": {
+        -1: "QEL_ALEMBIC_LOOKUP_MORTON_NOT_FOUND",
+    },
+    "qel_alembic_lookup_frame_vertex": {
+        -1: "QEL_ALEMBIC_LOOKUP_FRAME_VERTEX_NOT_FOUND",
+    },
+    "qel_alembic_sample_frame": {
+        -1: "QEL_ALEMBIC_SAMPLE_FRAME_NOT_FOUND",
+    },
+    "qel_alembic_interpolate_time": {
+        -1: "QEL_ALEMBIC_INTERPOLATE_TIME_NOT_FOUND",
+        -4: "QEL_ALEMBIC_INTERPOLATE_TIME_NO_MEMORY",
+    },
+    "qel_alembic_export_qel": {
+        -1: "QEL_ALEMBIC_EXPORT_QEL_CANNOT_CREATE",
+    },
+    "qel_alembic_export_file_qel": {
+        -1: "QEL_ALEMBIC_EXPORT_FILE_QEL_CANNOT_CREATE",
+    },
+    "qel_mesh_verify_identity": {
+        -1: "QEL_MESH_VERIFY_IDENTITY_BAD_ARGUMENT",
+    },
+    "ogawa_read_skinning": {
+        -1: "OGAWA_READ_SKINNING_NOT_FOUND",
+    },
+    "qel_mesh_save": {
+        -1: "QEL_MESH_SAVE_BAD_ARGUMENT",
+        -2: "QEL_MESH_SAVE_CANNOT_CREATE",
+        -10: "QEL_MESH_SAVE_INDEX_OUTSIDE",
+    },
+    "qel_mesh_load": {
+        -1: "QEL_MESH_LOAD_BAD_ARGUMENT",
+        -2: "QEL_MESH_LOAD_CANNOT_OPEN",
+        -3: "QEL_MESH_LOAD_CANNOT_MAP",
+        -4: "QEL_MESH_LOAD_NO_MEMORY",
+        -5: "QEL_MESH_LOAD_NOT_A_CACHE",
+    },
+    "qel_mesh_get_gpu_data": {
+        -1: "QEL_MESH_GET_GPU_DATA_BAD_ARGUMENT",
+    },
+    "qel_agent_dir_init": {
+        -1: "QEL_AGENT_DIR_INIT_DIRECTORY_NO_MEMORY",
+        -2: "QEL_AGENT_DIR_INIT_CONTENTS_NO_MEMORY",
+    },
+    "qel_agent_dir_load": {
+        -1: "QEL_AGENT_DIR_LOAD_NO_MEMORY",
+        -2: "QEL_AGENT_DIR_LOAD_CANNOT_OPEN",
+        -3: "QEL_AGENT_DIR_LOAD_TOO_SHORT",
+        -4: "QEL_AGENT_DIR_LOAD_NOT_A_DIRECTORY",
+    },
+    "qel_agent_dir_save": {
+        -1: "QEL_AGENT_DIR_SAVE_NO_DIRECTORY",
+        -2: "QEL_AGENT_DIR_SAVE_NO_PATH",
+        -3: "QEL_AGENT_DIR_SAVE_CANNOT_CREATE",
+    },
+    "qel_agent_spawn": {
+        -1: "QEL_AGENT_SPAWN_NO_MEMORY",
+        -2: "QEL_AGENT_SPAWN_FULL",
+    },
+    "qel_agent_terminate": {
+        -1: "QEL_AGENT_TERMINATE_NO_DIRECTORY",
+        -2: "QEL_AGENT_TERMINATE_NOT_FOUND",
+        -3: "QEL_AGENT_TERMINATE_TERMINATED",
+    },
+    "qel_agent_delegate": {
+        -1: "QEL_AGENT_DELEGATE_NO_DIRECTORY",
+        -2: "QEL_AGENT_DELEGATE_FROM_NOT_FOUND",
+        -3: "QEL_AGENT_DELEGATE_TO_NOT_FOUND",
+        -4: "QEL_AGENT_DELEGATE_TO_TERMINATED",
+    },
+    "qel_agent_query": {
+        -1: "QEL_AGENT_QUERY_NO_DIRECTORY",
+        -2: "QEL_AGENT_QUERY_NOT_FOUND",
+    },
+    "qel_agent_control": {
+        -1: "QEL_AGENT_CONTROL_NO_DIRECTORY",
+        -2: "QEL_AGENT_CONTROL_NOT_FOUND",
+        -3: "QEL_AGENT_CONTROL_UNKNOWN_COMMAND",
     },
 }
 

@@ -223,6 +223,82 @@ CODES: Dict[str, Dict[int, str]] = {
     },
 }
 
+#: The names of the codes that tell of a failure.
+CODE_NAMES: Dict[str, Dict[int, str]] = {
+    "qel_archive_open": {
+        -1: "QEL_ARCHIVE_BAD_ARGUMENT",
+        -2: "QEL_ARCHIVE_CANNOT_OPEN",
+        -3: "QEL_ARCHIVE_NOT_AN_ARCHIVE",
+        -4: "QEL_ARCHIVE_HDF5",
+        -5: "QEL_ARCHIVE_DAMAGED",
+        -6: "QEL_ARCHIVE_NO_MEMORY",
+    },
+    "qel_archive_get_info": {
+        -1: "QEL_ARCHIVE_BAD_ARGUMENT",
+    },
+    "qel_archive_get_object": {
+        -1: "QEL_ARCHIVE_BAD_ARGUMENT",
+        -6: "QEL_ARCHIVE_NO_MEMORY",
+        -7: "QEL_ARCHIVE_NOT_FOUND",
+    },
+    "qel_archive_get_property": {
+        -1: "QEL_ARCHIVE_BAD_ARGUMENT",
+        -6: "QEL_ARCHIVE_NO_MEMORY",
+        -7: "QEL_ARCHIVE_NOT_FOUND",
+    },
+    "qel_archive_read_property": {
+        -1: "QEL_ARCHIVE_BAD_ARGUMENT",
+        -2: "QEL_ARCHIVE_CANNOT_OPEN",
+        -5: "QEL_ARCHIVE_DAMAGED",
+        -7: "QEL_ARCHIVE_NOT_FOUND",
+        -8: "QEL_ARCHIVE_WRONG_KIND",
+    },
+    "qel_archive_property_time": {
+        -1: "QEL_ARCHIVE_BAD_ARGUMENT",
+        -7: "QEL_ARCHIVE_NOT_FOUND",
+        -8: "QEL_ARCHIVE_WRONG_KIND",
+    },
+    "qel_archive_get_mesh_info": {
+        -1: "QEL_ARCHIVE_BAD_ARGUMENT",
+        -2: "QEL_ARCHIVE_CANNOT_OPEN",
+        -5: "QEL_ARCHIVE_DAMAGED",
+        -7: "QEL_ARCHIVE_NOT_FOUND",
+        -8: "QEL_ARCHIVE_WRONG_KIND",
+    },
+    "qel_archive_read_mesh": {
+        -1: "QEL_ARCHIVE_BAD_ARGUMENT",
+        -2: "QEL_ARCHIVE_CANNOT_OPEN",
+        -5: "QEL_ARCHIVE_DAMAGED",
+        -6: "QEL_ARCHIVE_NO_MEMORY",
+        -7: "QEL_ARCHIVE_NOT_FOUND",
+        -8: "QEL_ARCHIVE_WRONG_KIND",
+    },
+    "qel_archive_sample_at": {
+        -1: "QEL_ARCHIVE_BAD_ARGUMENT",
+        -5: "QEL_ARCHIVE_DAMAGED",
+        -7: "QEL_ARCHIVE_NOT_FOUND",
+        -8: "QEL_ARCHIVE_WRONG_KIND",
+    },
+    "qel_archive_local_transform": {
+        -1: "QEL_ARCHIVE_BAD_ARGUMENT",
+        -2: "QEL_ARCHIVE_CANNOT_OPEN",
+        -5: "QEL_ARCHIVE_DAMAGED",
+        -7: "QEL_ARCHIVE_NOT_FOUND",
+    },
+    "qel_archive_world_transform": {
+        -1: "QEL_ARCHIVE_BAD_ARGUMENT",
+        -2: "QEL_ARCHIVE_CANNOT_OPEN",
+        -5: "QEL_ARCHIVE_DAMAGED",
+        -7: "QEL_ARCHIVE_NOT_FOUND",
+    },
+    "qel_archive_is_visible": {
+        -1: "QEL_ARCHIVE_BAD_ARGUMENT",
+        -2: "QEL_ARCHIVE_CANNOT_OPEN",
+        -5: "QEL_ARCHIVE_DAMAGED",
+        -7: "QEL_ARCHIVE_NOT_FOUND",
+    },
+}
+
 
 class Functions:
     """The functions of a loaded library, each with its signature. Nothing is checked."""

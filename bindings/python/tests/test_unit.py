@@ -9,7 +9,7 @@ from qel_unit import Token, Unit, tokens
 from qel_unit._library import raw
 from qel_unit.unit import NOT_FOUND
 
-from .support import ROOT, Case, buffer, numpy
+from .support import Case, buffer, numpy
 
 TOKENS = [Token(tokens.lattice_key(x, y, 0), "{:08X}".format(x * 4 + y), 100 + x * 4 + y, x)
           for x in range(4) for y in range(4)]
@@ -94,14 +94,6 @@ class Creation(Case):
 
     def test_refuses_no_tokens(self) -> None:
         self.fails("qel_unit_create", -1, Unit.from_tokens, [])
-
-
-class Header(Case):
-    def test_warns_first_of_tokens_that_are_not_sorted(self) -> None:
-        text = (ROOT / "include" / "qel_unit.h").read_text(encoding="utf-8")
-        for name in ("qel_unit_create", "qel_unit_query_nearest"):
-            comment = text[: text.index(" {}(".format(name))].rpartition("/**")[2]
-            self.assertRegex(" ".join(comment.split()), r"^\* Wants [^.]*ascending [^.]* without a (\* )?word")
 
 
 class Files(Case):

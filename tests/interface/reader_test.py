@@ -1,0 +1,74 @@
+#!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
+"""The headers' reader takes every declaration or says that it cannot, and holds codes to their names."""
+import pathlib
+import sys
+import unittest
+
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[2] / "scripts"))
+import interface  # noqa: E402
+
+UNIT, ARCHIVE = interface.headers()
+
+
+def changed(old, new):
+    """The header of the first library with one passage changed."""
+    assert UNIT.text.count(old) == 1, old
+    return interface.Header("qel_unit.h", UNIT.text.replace(old, new))
+
+
+class Reader(unittest.TestCase):
+    def test_takes_all_functions_and_records(self):
+        self.assertEqual([len(header.functions) for header in (UNIT, ARCHIVE)], [101, 16])
+        self.assertEqual([len(header.records) for header in (UNIT, ARCHIVE)], [27, 4])
+        self.assertEqual(ARCHIVE.opaque, {"qel_archive"})
+        self.assertEqual([record.name for record in UNIT.records if record.packed], ["qel_token"])
+
+    def test_takes_what_a_declaration_says(self):
+        function = next(function for function in UNIT.functions if function.name == "ogawa_read_uvs")
+        self.assertEqual((function.group.name, function.result, len(function.arguments)), ("geometry", "int32_t", 5))
+        self.assertEqual(function.arguments[3], interface.Declaration("uint32_t", "set_index", ""))
+        self.assertEqual(list(function.codes), [0, -1, -2])
+        numbers = {constant.name: constant.number for constant in UNIT.constants}
+        self.assertEqual((numbers["QEL_NOT_FOUND"], numbers["QEL_HASH_BUCKETS"]), (0xFFFFFFFF, 0x800000))
+        self.assertEqual((numbers["OGAWA_SCHEMA_CAMERA"], numbers["QEL_MESH_SAVE_INDEX_OUTSIDE"]), (8, -10))
+
+    def test_passes_nothing_over(self):
+        for old, new in (("QEL_API uint64_t ruv_sqrt(uint64_t n);", "QEL_API int x(int);\nQEL_API int ruv_sqrt(int n);"),
+                         ("/** A skin. */", "struct uncommented {\n    int x;\n};\n/** A skin. */"),
+                         ("QEL_ILOGIC_HALVE = 3", "QEL_ILOGIC_HALVE = 1 + 2"),
+                         ("#define QEL_NOT_FOUND 0xFFFFFFFFu", "#define QEL_NOT_FOUND (-1)")):
+            with self.assertRaisesRegex(ValueError, "of a (function|record|constant)", msg=old):
+                changed(old, new)
+
+
+class Codes(unittest.TestCase):
+    def test_each_has_its_name(self):
+        self.assertEqual([*UNIT.code_problems(), *ARCHIVE.code_problems()], [])
+        self.assertEqual(UNIT.code_names()["qel_mesh_save"], {
+            -1: "QEL_MESH_SAVE_BAD_ARGUMENT", -2: "QEL_MESH_SAVE_CANNOT_CREATE", -10: "QEL_MESH_SAVE_INDEX_OUTSIDE"})
+        self.assertEqual(ARCHIVE.code_names()["qel_archive_get_object"], {
+            -1: "QEL_ARCHIVE_BAD_ARGUMENT", -6: "QEL_ARCHIVE_NO_MEMORY", -7: "QEL_ARCHIVE_NOT_FOUND"})
+
+    def test_a_difference_is_noticed(self):
+        for old, new, reason in (
+                ("QEL_UNIT_SAVE_CANNOT_CREATE = -2", "QEL_UNIT_SAVE_CANNOT_CREATE = -7",
+                 "qel_unit_save: -2 has no name|qel_unit_save: -7 has no @retval"),
+                ("QEL_AGENT_SPAWN_FULL = -2", "QEL_AGENT_SPAWN_NO_MEMORY = -2", "is told as: the directory is full"),
+                ("QEL_AGENT_SPAWN_NO_MEMORY = -1", "QEL_AGENT_SPAWN_FAILED = -1", "_FAILED is told as: no memory")):
+            self.assertRegex("|".join(changed(old, new).code_problems()), reason.replace("|", r"\|"), old)
+        for old, new, reason in (("QEL_AGENT_SPAWN_FULL = -2", "QEL_AGENT_SPAWN_FULL = -1", "second name"),
+                                 ("QEL_AGENT_SPAWN_FULL = -2", "QEL_AGENT_SPAWNS_FULL = -2", "no function's name")):
+            with self.assertRaisesRegex(ValueError, reason):
+                changed(old, new).code_names()
+
+
+class Comments(unittest.TestCase):
+    def test_warn_first_of_tokens_that_are_not_sorted(self):
+        briefs = {function.name: function.brief for function in UNIT.functions}
+        for name in ("qel_unit_create", "qel_unit_query_nearest"):
+            self.assertRegex(briefs[name], r"^Wants [^.]*ascending [^.]* without a word")
+
+
+if __name__ == "__main__":
+    unittest.main()
