@@ -1,0 +1,253 @@
+#!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
+"""Checks what the formatter leaves open: one form for one idea, in src, tools, tests, fuzz, bench and examples.
+
+Usage: scripts/check_style.py [PROJECT]    (prints every fault; exit code 1 if there is one)
+"""
+
+import pathlib
+import re
+import sys
+from typing import Dict, Iterator, List, NamedTuple, Optional, Tuple
+
+COLUMNS = 120
+FOLDERS = ("src", "tools", "tests", "fuzz", "bench", "examples")
+PUBLIC = {"qel_unit.h", "qel_archive.h"}
+
+# Which headers of another room a room may include, but for those of common.
+ROOMS = {
+    "common": set(),
+    "ogawa_reader": set(),
+    "qel_unit": set(),
+    "qel_alembic": {"qel_unit/matrix_48.h", "qel_unit/unit_format.h"},
+    "qel_archive": {"ogawa_reader/container/container.h"},
+}
+
+BOTH_LANGUAGES = {"tests/interface/archive_layout.h"}  # included in C and in C++: integers have no std::
+
+# Sources without a test of their name, and why.
+UNTESTED: Dict[str, str] = {}
+# Tests without a source of their name, and why.
+ACROSS: Dict[str, str] = {}
+
+SPELLINGS = (  # what is not written, and what is
+    (re.compile(r"\b(most|smallest|largest|least|biggest|fewest)_(?!of_)\w+"), "a limit is max_... or min_..."),
+    (re.compile(r"\w*[Nn]ormalis\w+"), "it is normalize"),
+    (re.compile(r"\b(no_mem|nomem|oom|no_room|no_view|out_of_memory|no_[a-z]+_memory|no_memory_for_\w+)\b"),
+     "a failed allocation is no_memory"),
+)
+
+
+class Source(NamedTuple):
+    """One file: its path below the project, its text, and the text with blanks for comments and literals."""
+
+    path: str
+    text: str
+    code: str
+
+    @property
+    def parts(self) -> Tuple[str, ...]:
+        return pathlib.PurePosixPath(self.path).parts
+
+    @property
+    def lines(self) -> List[str]:
+        return self.text.split("\n")
+
+    def line_of(self, place: int) -> int:
+        return self.text.count("\n", 0, place) + 1
+
+
+class Fault(NamedTuple):
+    path: str
+    line: int
+    reason: str
+
+
+def blanked(match: "re.Match[str]") -> str:
+    return re.sub(r"[^\n]", " ", match[0])
+
+
+def code_of(text: str) -> str:
+    """The text without comments and literals, every character that stays in its place. Included names stay."""
+    literal = r'R"(?P<mark>\w*)\([\s\S]*?\)(?P=mark)"|(?<!include )"(?:\\.|[^"\\\n])*"|\'(?:\\.|[^\'\\\n])+\''
+    number = r"\b\d[\d'a-fA-FxXuUlL.]*"  # whose separators begin no literal
+    return re.sub(rf"//[^\n]*|/\*[\s\S]*?\*/|(?P<kept>{number})|{literal}",
+                  lambda match: match[0] if match["kept"] else blanked(match), text)
+
+
+def license_line(source: Source) -> Iterator[Fault]:
+    mark = "SPDX-License-Identifier: MIT"
+    wanted = {f"# {mark}"} if source.path.endswith(".py") else {f"// {mark}", f"/* {mark} */"}
+    if not wanted & set(source.lines[:2]):
+        yield Fault(source.path, 1, "the first line does not name the licence")
+
+
+def columns(source: Source) -> Iterator[Fault]:
+    for number, line in enumerate(source.lines, 1):
+        if len(line) > COLUMNS and "http" not in line:
+            yield Fault(source.path, number, f"{len(line)} columns of {COLUMNS}")
+
+
+def c_border(source: Source) -> Iterator[Fault]:
+    """Functions for C stand in one block at the end of a source: a blank line inside it at both ends, its end named, and
+    what names the namespace before it."""
+    opened = None
+    for number, line in enumerate(source.lines, 1):
+        if line == 'extern "C" {':
+            opened = number
+            if source.lines[number] != "":
+                yield Fault(source.path, number, 'a blank line follows extern "C" {')
+        elif line == '} // extern "C"':
+            if source.lines[number - 2] != "":
+                yield Fault(source.path, number, 'a blank line stands before } // extern "C"')
+            opened = None
+        elif opened and "using namespace" in line:
+            yield Fault(source.path, number, 'using namespace stands before extern "C" {')
+    if opened:
+        yield Fault(source.path, opened, 'extern "C" { is closed by } // extern "C"')
+    if source.parts[0] == "src":
+        for match in re.finditer(r'extern "C"(?! \{$)', source.text, re.M):
+            if "//" not in source.lines[source.line_of(match.start()) - 1]:
+                yield Fault(source.path, source.line_of(match.start()), 'functions for C stand in a block: extern "C" {')
+
+
+def integers(source: Source) -> Iterator[Fault]:
+    """C++ writes std::int32_t, C int32_t."""
+    wanted = r"\bstd::u?int(?:8|16|32|64)_t\b"
+    if not source.path.endswith(".c") and source.path not in BOTH_LANGUAGES:
+        wanted = r"(?<![\w:])u?int(?:8|16|32|64)_t\b"
+    for match in re.finditer(wanted, source.code):
+        yield Fault(source.path, source.line_of(match.start()), f"{match[0]} is spelled in the other language's way")
+
+
+def include_rank(source: Source, name: str, quoted: bool) -> int:
+    if not quoted:
+        return 2
+    own = pathlib.PurePosixPath(source.path).with_suffix(".h").name
+    return 0 if pathlib.PurePosixPath(name).name == own and not source.path.endswith(".h") else 1
+
+
+def include_order(source: Source) -> Iterator[Fault]:
+    """A source's own header, then the project's, then the system's, a blank line between them."""
+    last, depth, blank = -1, 0, False
+    for number, line in enumerate(source.code.split("\n"), 1):
+        depth += len(re.findall(r"^#if", line)) - len(re.findall(r"^#endif", line))
+        match = re.match(r'#include (?:"(?P<quoted>[^"]+)"|<(?P<system>[^>]+)>)', line)
+        if match and match["system"] in PUBLIC:
+            continue  # an installed one may stand with the system's
+        if match and depth == 0:
+            rank = include_rank(source, match["quoted"] or match["system"], match["quoted"] is not None)
+            if rank < last:
+                yield Fault(source.path, number, "its own header comes first, then the project's, then the system's")
+            elif last not in (-1, rank) and not blank:
+                yield Fault(source.path, number, "a blank line parts the kinds of headers")
+            last = rank
+        blank = not match and (blank or line == "")
+
+
+def namespaces(source: Source) -> Iterator[Fault]:
+    """The end of each namespace names it."""
+    opened: List[str] = []
+    for number, line in enumerate(source.lines, 1):
+        opening = re.fullmatch(r"(?:inline )?namespace ?([\w:]*) ?\{", line)
+        closing = re.fullmatch(r"\} // namespace ?([\w:]*)", line)
+        if opening:
+            opened.append(opening[1])
+        elif closing and (not opened or opened.pop() != closing[1]):
+            yield Fault(source.path, number, "another namespace ends here")
+        elif re.match(r"\}.*namespace", line) and not closing:
+            yield Fault(source.path, number, "a namespace ends with } // namespace NAME")
+    if opened:
+        yield Fault(source.path, len(source.lines), f"the end of namespace {opened[-1]} is not named")
+
+
+def spellings(source: Source) -> Iterator[Fault]:
+    for pattern, reason in SPELLINGS:
+        for match in pattern.finditer(source.code):
+            yield Fault(source.path, source.line_of(match.start()), f"{match[0]}: {reason}")
+
+
+def statuses(source: Source) -> Iterator[Fault]:
+    """What a function answers has a name in the public headers: no room has its own."""
+    if source.parts[0] != "src":
+        return
+    for match in re.finditer(r"\benum\b[^;{]*\{[^}]*?= -\d", source.code):
+        yield Fault(source.path, source.line_of(match.start()), "the codes have names in the public headers")
+
+
+def arrows(source: Source) -> Iterator[Fault]:
+    """Which rooms a file may look into."""
+    for match in re.finditer(r'^#include (?:"([^"]+)"|<(qel_\w+\.h)>)', source.code, re.M):
+        name = match[1] or match[2]
+        room = name.split("/")[0] if "/" in name else ""
+        reason = None
+        if source.parts[0] == "src":
+            here = source.parts[1]
+            if name in PUBLIC:
+                allowed = name == "qel_unit.h" or here == "qel_archive"
+            else:
+                allowed = room in (here, "common") or name in ROOMS.get(here, set())
+            reason = None if allowed else f"{here} does not look into {name}"
+        elif source.path.startswith("tools/qel/") and (room in {*ROOMS, *FOLDERS} or name.startswith("..")):
+            reason = f"the tool stands on the public headers alone, not on {name}"
+        if reason:
+            yield Fault(source.path, source.line_of(match.start()), reason)
+
+
+def test_paths(sources: List[Source]) -> Iterator[Fault]:
+    """src/A/B.cpp is tested in tests/A/B_test.cpp, or in several of B_*_test.cpp."""
+    paths = {source.path for source in sources}
+    rooms = {path.split("/")[1] for path in paths if path.startswith("src/")}
+    tested = [path[len("src/"):-len(".cpp")] for path in sorted(paths) if re.match(r"src/.*\.cpp$", path)]
+    headers = [path[len("src/"):-len(".h")] for path in sorted(paths) if re.match(r"src/.*\.h$", path)]
+    tests = [path[len("tests/"):-len("_test.cpp")] for path in sorted(paths)
+             if re.match(r"tests/.*_test\.cpp$", path) and path.split("/")[1] in rooms]
+    for path in tested:
+        found = any(test == path or test.startswith(path + "_") for test in tests)
+        if found == (f"src/{path}.cpp" in UNTESTED):
+            yield Fault(f"src/{path}.cpp", 1, "is tested all the same" if found else f"has no test in tests/{path}_test.cpp")
+    for test in tests:
+        found = any(test == path or test.startswith(path + "_") for path in tested + headers)
+        if found == (f"tests/{test}_test.cpp" in ACROSS):
+            yield Fault(f"tests/{test}_test.cpp", 1,
+                        "has a source of its name all the same" if found else "has no source of its name in src")
+    for path in sorted({*UNTESTED, *ACROSS} - paths):
+        yield Fault(path, 1, "is excepted, but not there")
+
+
+RULES = (columns, c_border, integers, include_order, namespaces, spellings, statuses, arrows)
+
+
+def read(project: pathlib.Path) -> List[Source]:
+    sources = []
+    for folder in FOLDERS:
+        for path in sorted((project / folder).rglob("*")):
+            if path.suffix in (".h", ".c", ".cpp", ".py"):
+                text = path.read_text(encoding="utf-8")
+                sources.append(Source(path.relative_to(project).as_posix(), text, code_of(text)))
+    return sources
+
+
+def faults(sources: List[Source]) -> Iterator[Fault]:
+    for source in sources:
+        yield from license_line(source)
+        if not source.path.endswith(".py"):
+            for rule in RULES:
+                yield from rule(source)
+    yield from test_paths(sources)
+
+
+def main() -> None:
+    project = pathlib.Path(sys.argv[1]) if len(sys.argv) > 1 else pathlib.Path(__file__).resolve().parent.parent
+    sources = read(project)
+    found = list(faults(sources))
+    for fault in found:
+        print(f"{fault.path}:{fault.line}: {fault.reason}")
+    if not sources:
+        sys.exit(f"there are no sources in {project}")
+    print(f"style: {len(sources)} files, {len(found)} faults")
+    sys.exit(1 if found else 0)
+
+
+if __name__ == "__main__":
+    main()
