@@ -11,9 +11,6 @@
 namespace qel {
 namespace {
 
-enum process_status : std::int32_t { processed = 0, no_mesh_to_process = -1, no_memory_for_tokens = -4 };
-enum load_raw_status : std::int32_t { missing_argument = -1, no_memory_for_copies = -4 };
-
 constexpr std::uint32_t topology_seed = 0x5A5A5A5A; // the hash of a vertex in no face
 constexpr std::uint8_t raw_layer = 1;
 
@@ -144,8 +141,8 @@ std::uint32_t qel_alembic_topology_hash(std::uint32_t vertex_index, const std::u
 }
 
 std::int32_t qel_alembic_process_mesh(qel_alembic_mesh *mesh, std::uint8_t layer) {
-    if (mesh == nullptr || mesh->vertex_count == 0) return no_mesh_to_process;
-    if (!allocate_where_null(*mesh)) return no_memory_for_tokens;
+    if (mesh == nullptr || mesh->vertex_count == 0) return QEL_ALEMBIC_PROCESS_MESH_BAD_ARGUMENT;
+    if (!allocate_where_null(*mesh)) return QEL_ALEMBIC_PROCESS_MESH_NO_MEMORY;
     mesh->layer = layer;
     if (mesh->positions != nullptr) {
         // A box is unset where both x bounds are 0: the box of a mesh flat at x = 0 is computed at every call.
@@ -153,24 +150,24 @@ std::int32_t qel_alembic_process_mesh(qel_alembic_mesh *mesh, std::uint8_t layer
             compute_bounds(mesh->positions, mesh->vertex_count, mesh->bounds);
     }
     process_all(*mesh);
-    return processed;
+    return QEL_OK;
 }
 
 std::int32_t qel_alembic_load_raw(const float *positions, std::uint32_t vertex_count,
                                   const std::uint32_t *indices, std::uint32_t face_count, const char *name,
                                   qel_alembic_mesh *out) {
-    if (positions == nullptr || out == nullptr) return missing_argument;
+    if (positions == nullptr || out == nullptr) return QEL_ALEMBIC_LOAD_RAW_BAD_ARGUMENT;
     std::memset(out, 0, sizeof *out);
     copy_text(out->name, name != nullptr ? name : "unnamed");
     out->vertex_count = vertex_count;
     out->face_count = face_count;
     out->positions = copy_triples(positions, vertex_count);
-    if (out->positions == nullptr) return no_memory_for_copies;
+    if (out->positions == nullptr) return QEL_ALEMBIC_LOAD_RAW_NO_MEMORY;
     if (face_count > 0 && indices != nullptr) {
         out->indices = copy_triples(indices, face_count);
         if (out->indices == nullptr) {
             std::free(out->positions); // the record keeps the pointer, as documented
-            return no_memory_for_copies;
+            return QEL_ALEMBIC_LOAD_RAW_NO_MEMORY;
         }
     }
     if (vertex_count > 0) compute_bounds(positions, vertex_count, out->bounds);

@@ -9,8 +9,6 @@
 namespace qel {
 namespace {
 
-enum export_status : std::int32_t { exported = 0, nothing_to_export = -1 };
-
 void write_header(std::FILE *stream, std::uint32_t token_count) {
     unit_header header = {};
     std::memcpy(header.magic, unit_magic, sizeof header.magic);
@@ -50,25 +48,26 @@ extern "C" {
 
 std::int32_t qel_alembic_export_qel(const qel_alembic_mesh *mesh, const char *path) {
     if (mesh == nullptr || path == nullptr || mesh->vertex_count == 0 || mesh->tokens == nullptr)
-        return nothing_to_export;
+        return QEL_ALEMBIC_EXPORT_QEL_CANNOT_CREATE;
     const buffered_stream stream(path, "wb");
-    if (stream.get() == nullptr) return nothing_to_export;
+    if (stream.get() == nullptr) return QEL_ALEMBIC_EXPORT_QEL_CANNOT_CREATE;
     write_header(stream.get(), mesh->vertex_count);
     write_tokens(stream.get(), *mesh);
-    return exported;
+    return QEL_OK;
 }
 
 std::int32_t qel_alembic_export_file_qel(const qel_alembic_file *scene, const char *path) {
-    if (scene == nullptr || path == nullptr || meshes_in(*scene) == 0) return nothing_to_export;
+    if (scene == nullptr || path == nullptr || meshes_in(*scene) == 0)
+        return QEL_ALEMBIC_EXPORT_FILE_QEL_CANNOT_CREATE;
     const buffered_stream stream(path, "wb");
-    if (stream.get() == nullptr) return nothing_to_export;
+    if (stream.get() == nullptr) return QEL_ALEMBIC_EXPORT_FILE_QEL_CANNOT_CREATE;
     std::uint32_t token_count = 0; // wraps at 2^32, as the header has 32 bits
     for (std::uint32_t i = 0; i < scene->mesh_count; ++i)
         token_count += scene->meshes[i].vertex_count;
     write_header(stream.get(), token_count);
     for (std::uint32_t i = 0; i < scene->mesh_count; ++i)
         write_tokens(stream.get(), scene->meshes[i]);
-    return exported;
+    return QEL_OK;
 }
 
 } // extern "C"

@@ -10,8 +10,6 @@
 namespace qel {
 namespace {
 
-enum build_status : std::int32_t { built = 0, nothing_to_index = -1, no_memory_for_index = -4 };
-
 /// Finds the free slots of a table from which nothing is removed. Lattice keys have 18 bits, so a large scene fills one
 /// run of slots; plain probing would take time in proportion to the square of the scene. A tree of bits holds which
 /// blocks of slots are not full, and leads from any block to the next of them by at most five words.
@@ -122,7 +120,7 @@ using namespace qel;
 extern "C" {
 
 std::int32_t qel_alembic_build_hash_table(qel_alembic_file *scene) {
-    if (scene == nullptr || meshes_in(*scene) == 0) return nothing_to_index;
+    if (scene == nullptr || meshes_in(*scene) == 0) return QEL_ALEMBIC_BUILD_HASH_TABLE_BAD_ARGUMENT;
     std::uint64_t total = 0;
     for (std::uint32_t i = 0; i < scene->mesh_count; ++i)
         total += scene->meshes[i].vertex_count;
@@ -130,9 +128,9 @@ std::int32_t qel_alembic_build_hash_table(qel_alembic_file *scene) {
     scene->total_tokens = total;
     scene->hash_size = index_slots;
     scene->hash = heap_table<std::uint32_t>(index_slots);
-    if (scene->hash == nullptr) return no_memory_for_index;
+    if (scene->hash == nullptr) return QEL_ALEMBIC_BUILD_HASH_TABLE_NO_MEMORY;
     fill_table(*scene, scene->hash);
-    return built;
+    return QEL_OK;
 }
 
 } // extern "C"

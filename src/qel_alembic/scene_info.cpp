@@ -8,29 +8,20 @@
 namespace qel {
 namespace {
 
-enum validate_status : std::int32_t {
-    sound = 0,
-    no_scene = -1,
-    no_meshes = -2,
-    no_positions = -3,
-    no_vertices = -4,
-    cell_outside = -5,
-    level_outside = -6
-};
-
-std::int32_t validate_mesh(const qel_alembic_mesh &mesh) {
+qel_status validate_mesh(const qel_alembic_mesh &mesh) {
     constexpr int last_cell = lattice_edge - 1;
     constexpr int max_level = 11;
-    if (mesh.positions == nullptr) return no_positions;
-    if (mesh.vertex_count == 0) return no_vertices;
-    if (mesh.vertices == nullptr) return sound; // not processed yet
+    if (mesh.positions == nullptr) return QEL_ALEMBIC_VALIDATE_NO_POSITIONS;
+    if (mesh.vertex_count == 0) return QEL_ALEMBIC_VALIDATE_NO_VERTICES;
+    if (mesh.vertices == nullptr) return QEL_OK; // not processed yet
     const qel_alembic_vertex *const end = mesh.vertices + mesh.vertex_count;
     for (const qel_alembic_vertex *vertex = mesh.vertices; vertex != end; ++vertex) {
         if (vertex->matrix_x > last_cell || vertex->matrix_y > last_cell || vertex->matrix_z > last_cell)
-            return cell_outside;
-        if (vertex->k11_level < -max_level || vertex->k11_level > max_level) return level_outside;
+            return QEL_ALEMBIC_VALIDATE_CELL_OUTSIDE;
+        if (vertex->k11_level < -max_level || vertex->k11_level > max_level)
+            return QEL_ALEMBIC_VALIDATE_LEVEL_OUTSIDE;
     }
-    return sound;
+    return QEL_OK;
 }
 
 const char *yes_or_no(const void *array) {
@@ -45,14 +36,14 @@ using namespace qel;
 extern "C" {
 
 std::int32_t qel_alembic_validate(const qel_alembic_file *scene) {
-    if (scene == nullptr) return no_scene;
+    if (scene == nullptr) return QEL_ALEMBIC_VALIDATE_BAD_ARGUMENT;
     const std::uint32_t mesh_count = meshes_in(*scene);
-    if (mesh_count == 0) return no_meshes;
+    if (mesh_count == 0) return QEL_ALEMBIC_VALIDATE_NO_MESHES;
     for (std::uint32_t i = 0; i < mesh_count; ++i) {
-        const std::int32_t status = validate_mesh(scene->meshes[i]);
-        if (status != sound) return status;
+        const qel_status status = validate_mesh(scene->meshes[i]);
+        if (status != QEL_OK) return status;
     }
-    return sound;
+    return QEL_OK;
 }
 
 // Names that come from a file may have no zero byte, so every text is bounded by its field.

@@ -14,14 +14,6 @@
 namespace qel {
 namespace {
 
-enum load_status : std::int32_t {
-    loaded = 0,
-    cannot_open = -1,
-    not_a_scene = -2,
-    unknown_version = -3,
-    no_memory = -4
-};
-
 /// Stands for the length of a stream that has none, such as a pipe.
 constexpr std::uint64_t unknown_length = std::numeric_limits<std::uint64_t>::max();
 
@@ -162,28 +154,28 @@ std::uint64_t length_or_unknown(std::FILE *stream) {
 } // namespace
 
 std::int32_t load_scene(const char *path, qel_alembic_file *scene, std::uint64_t max_missing) {
-    if (scene == nullptr) return cannot_open;
+    if (scene == nullptr) return QEL_ALEMBIC_LOAD_CANNOT_OPEN;
     buffered_stream stream(path, "rb"); // frames come in small pieces
-    if (stream.get() == nullptr) return cannot_open;
+    if (stream.get() == nullptr) return QEL_ALEMBIC_LOAD_CANNOT_OPEN;
     scene_reader reader(stream.get(), length_or_unknown(stream.get()), max_missing);
 
     scene_header header;
     if (!reader.whole(header) || std::memcmp(header.magic, scene_magic, sizeof header.magic) != 0)
-        return not_a_scene;
+        return QEL_ALEMBIC_LOAD_NOT_A_SCENE;
     scene->version = header.version;
-    if (header.version > scene_version) return unknown_version;
+    if (header.version > scene_version) return QEL_ALEMBIC_LOAD_UNKNOWN_VERSION;
     take_header(header, *scene);
 
     scene->meshes = reader.empty_records<qel_alembic_mesh>(scene->mesh_count, sizeof(mesh_block));
-    if (scene->meshes == nullptr) return no_memory; // the counts stay
+    if (scene->meshes == nullptr) return QEL_ALEMBIC_LOAD_NO_MEMORY; // the counts stay
     if (!read_meshes(reader, *scene) || !read_frames(reader, *scene)) {
         qel_alembic_free(scene);
-        return no_memory;
+        return QEL_ALEMBIC_LOAD_NO_MEMORY;
     }
     stream.close();
     copy_text(scene->source, path);
     qel_alembic_build_hash_table(scene); // without memory for it the scene has no index
-    return loaded;
+    return QEL_OK;
 }
 
 } // namespace qel

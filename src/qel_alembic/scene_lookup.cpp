@@ -8,8 +8,6 @@
 namespace qel {
 namespace {
 
-enum lookup_status : std::int32_t { found = 0, not_found = -1 };
-
 /// The global numbers of a mesh's vertices.
 struct mesh_numbers {
     std::uint64_t first;
@@ -84,7 +82,8 @@ extern "C" {
 
 std::int32_t qel_alembic_lookup_morton(const qel_alembic_file *scene, std::uint64_t morton,
                                        qel_alembic_hit *out) {
-    if (scene == nullptr || out == nullptr || scene->hash == nullptr) return not_found;
+    if (scene == nullptr || out == nullptr || scene->hash == nullptr)
+        return QEL_ALEMBIC_LOOKUP_MORTON_NOT_FOUND;
     mesh_finder finder(*scene);
     mesh_numbers numbers = {0, 0, 0}; // of the mesh of the slot before
     const qel_alembic_vertex *vertices = nullptr;
@@ -92,7 +91,7 @@ std::int32_t qel_alembic_lookup_morton(const qel_alembic_file *scene, std::uint6
     std::uint32_t slot = home;
     do {
         const std::uint32_t number = scene->hash[slot];
-        if (number == empty_slot) return not_found;
+        if (number == empty_slot) return QEL_ALEMBIC_LOOKUP_MORTON_NOT_FOUND;
         if (!numbers.hold(number)) {
             numbers = finder.find(number);
             vertices = numbers.count > 0 ? scene->meshes[numbers.mesh].vertices : nullptr;
@@ -100,29 +99,32 @@ std::int32_t qel_alembic_lookup_morton(const qel_alembic_file *scene, std::uint6
         if (vertices != nullptr && vertices[number - numbers.first].morton == morton) {
             const auto vertex = static_cast<std::uint32_t>(number - numbers.first);
             *out = hit_at(scene->meshes[numbers.mesh], numbers.mesh, vertex);
-            return found;
+            return QEL_OK;
         }
         slot = next_slot(slot);
     } while (slot != home);
-    return not_found;
+    return QEL_ALEMBIC_LOOKUP_MORTON_NOT_FOUND;
 }
 
 std::int32_t qel_alembic_lookup_frame_vertex(const qel_alembic_file *scene, std::int32_t frame,
                                              std::uint32_t mesh_index, std::uint32_t vertex_index,
                                              qel_alembic_hit *out) {
-    if (scene == nullptr || out == nullptr) return not_found;
+    if (scene == nullptr || out == nullptr) return QEL_ALEMBIC_LOOKUP_FRAME_VERTEX_NOT_FOUND;
     if (frame != 0 && frames_in(*scene) > 0) {
         const qel_alembic_frame *const record = find_frame(*scene, frame);
-        if (record == nullptr || mesh_index >= meshes_in(*record)) return not_found;
-        if (vertex_index >= record->meshes[mesh_index].vertex_count) return not_found;
+        if (record == nullptr || mesh_index >= meshes_in(*record))
+            return QEL_ALEMBIC_LOOKUP_FRAME_VERTEX_NOT_FOUND;
+        if (vertex_index >= record->meshes[mesh_index].vertex_count)
+            return QEL_ALEMBIC_LOOKUP_FRAME_VERTEX_NOT_FOUND;
         const auto position = static_cast<std::uint32_t>(record - scene->frames);
         *out = {mesh_index, vertex_index, position, nullptr, nullptr, 0.0f};
-        return found;
+        return QEL_OK;
     }
-    if (mesh_index >= meshes_in(*scene)) return not_found;
-    if (vertex_index >= scene->meshes[mesh_index].vertex_count) return not_found;
+    if (mesh_index >= meshes_in(*scene)) return QEL_ALEMBIC_LOOKUP_FRAME_VERTEX_NOT_FOUND;
+    if (vertex_index >= scene->meshes[mesh_index].vertex_count)
+        return QEL_ALEMBIC_LOOKUP_FRAME_VERTEX_NOT_FOUND;
     *out = hit_at(scene->meshes[mesh_index], mesh_index, vertex_index);
-    return found;
+    return QEL_OK;
 }
 
 std::uint32_t qel_alembic_query_layer(const qel_alembic_file *scene, std::uint8_t layer,

@@ -9,8 +9,6 @@
 namespace qel {
 namespace {
 
-enum save_status : std::int32_t { saved = 0, nothing_saved = -1 };
-
 /// Writes records and arrays. Errors are not reported, but nothing is written after the first one.
 class scene_writer {
   public:
@@ -106,12 +104,12 @@ using namespace qel;
 extern "C" {
 
 std::int32_t qel_alembic_save(const char *path, const qel_alembic_file *scene) {
-    if (scene == nullptr) return nothing_saved;
+    if (scene == nullptr) return QEL_ALEMBIC_SAVE_CANNOT_CREATE;
     const buffered_stream stream(path, "wb");
-    if (stream.get() == nullptr) return nothing_saved;
+    if (stream.get() == nullptr) return QEL_ALEMBIC_SAVE_CANNOT_CREATE;
     scene_writer writer(stream.get());
     write_scene(writer, *scene);
-    return saved;
+    return QEL_OK;
 }
 
 } // extern "C"

@@ -5,13 +5,6 @@
 namespace qel {
 namespace {
 
-enum sample_status : std::int32_t { sampled = 0, no_mesh_at_frame = -1 };
-enum interpolate_status : std::int32_t {
-    interpolated = 0,
-    nothing_between = -1,
-    no_memory_for_positions = -4
-};
-
 /// The first mesh of a frame, or of a scene without frames; null where there is none.
 const qel_alembic_mesh *sampled_mesh(const qel_alembic_file &scene, std::int32_t number) {
     const std::uint32_t frame_count = frames_in(scene);
@@ -43,34 +36,34 @@ extern "C" {
 
 std::int32_t qel_alembic_sample_frame(const qel_alembic_file *scene, std::int32_t frame,
                                       qel_alembic_mesh *out) {
-    if (scene == nullptr || out == nullptr) return no_mesh_at_frame;
+    if (scene == nullptr || out == nullptr) return QEL_ALEMBIC_SAMPLE_FRAME_NOT_FOUND;
     const qel_alembic_mesh *const mesh = sampled_mesh(*scene, frame);
-    if (mesh == nullptr) return no_mesh_at_frame;
+    if (mesh == nullptr) return QEL_ALEMBIC_SAMPLE_FRAME_NOT_FOUND;
     *out = *mesh;
-    return sampled;
+    return QEL_OK;
 }
 
 std::int32_t qel_alembic_interpolate_time(const qel_alembic_file *scene, float time, qel_alembic_mesh *out) {
-    if (scene == nullptr || out == nullptr) return nothing_between;
+    if (scene == nullptr || out == nullptr) return QEL_ALEMBIC_INTERPOLATE_TIME_NOT_FOUND;
     const qel_alembic_frame *const before = frame_before(*scene, time);
-    if (before == nullptr) return nothing_between;
+    if (before == nullptr) return QEL_ALEMBIC_INTERPOLATE_TIME_NOT_FOUND;
     const qel_alembic_frame *const after = before + 1;
-    if (meshes_in(*before) == 0 || meshes_in(*after) == 0) return nothing_between;
+    if (meshes_in(*before) == 0 || meshes_in(*after) == 0) return QEL_ALEMBIC_INTERPOLATE_TIME_NOT_FOUND;
     const qel_alembic_mesh &from = before->meshes[0], &to = after->meshes[0];
-    if (from.vertex_count != to.vertex_count) return nothing_between;
-    if (!has_positions(from) || !has_positions(to)) return nothing_between;
+    if (from.vertex_count != to.vertex_count) return QEL_ALEMBIC_INTERPOLATE_TIME_NOT_FOUND;
+    if (!has_positions(from) || !has_positions(to)) return QEL_ALEMBIC_INTERPOLATE_TIME_NOT_FOUND;
 
     const std::uint64_t coordinates = std::uint64_t{from.vertex_count} * 3;
     float *const positions = heap_array<float>(coordinates);
     const float *const a = from.positions, *const b = to.positions;
     out->vertex_count = from.vertex_count;
     out->positions = positions;
-    if (positions == nullptr) return no_memory_for_positions;
+    if (positions == nullptr) return QEL_ALEMBIC_INTERPOLATE_TIME_NO_MEMORY;
     // Two frames at one time give 0 / 0, and with it NaN everywhere.
     const float alpha = (time - before->time) / (after->time - before->time);
     for (std::uint64_t i = 0; i < coordinates; ++i)
         positions[i] = a[i] + (b[i] - a[i]) * alpha;
-    return interpolated;
+    return QEL_OK;
 }
 
 void qel_alembic_get_frame_range(const qel_alembic_file *scene, std::uint32_t *start, std::uint32_t *end,

@@ -18,8 +18,6 @@ static_assert(offsetof(qel_matrix_offspring, chirality) == 3);
 static_assert(offsetof(qel_matrix_offspring, phi_blend) == 4);
 static_assert(offsetof(qel_matrix_offspring, k11_level) == 12);
 
-enum reproduce_mode : std::uint32_t { crossover = 0, tachyon = 2 }; // every other one is projective
-
 constexpr std::uint8_t mirror_base = lattice_edge - 1;
 
 struct cell {
@@ -129,9 +127,9 @@ cell project(const cell &a, const cell &b) {
 }
 
 cell child_of(const cell &a, const cell &b, std::uint32_t mode) {
-    if (mode == crossover) return average(a, b);
-    if (mode == tachyon) return average(reflect(a), b);
-    return project(a, b);
+    if (mode == QEL_REPRODUCE_CROSSOVER) return average(a, b);
+    if (mode == QEL_REPRODUCE_TACHYON) return average(reflect(a), b);
+    return project(a, b); // QEL_REPRODUCE_PROJECTIVE, and every number without a name
 }
 
 } // namespace

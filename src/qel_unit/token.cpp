@@ -8,8 +8,6 @@
 namespace qel {
 namespace {
 
-enum ilogic_op : std::int32_t { reverse_payload = -1, double_plus_one = 2, halve = 3 };
-
 std::uint32_t positive_root(std::int32_t n) {
     return n < 1 ? 0 : static_cast<std::uint32_t>(std::sqrt(static_cast<float>(n)));
 }
@@ -48,13 +46,13 @@ std::uint64_t ruv_hop_distance(std::uint64_t a, std::uint64_t b) {
 void qel_token_apply_ilogic(qel_token *token, std::int32_t op) {
     if (token == nullptr) return;
     switch (op) {
-    case double_plus_one:
+    case QEL_ILOGIC_DOUBLE:
         token->morton = token->morton * 2 + 1;
         break;
-    case halve:
+    case QEL_ILOGIC_HALVE:
         token->morton >>= 1;
         break;
-    case reverse_payload:
+    case QEL_ILOGIC_REVERSE:
         token->payload = reversed_bytes(token->payload);
         break;
     default:

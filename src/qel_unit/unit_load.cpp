@@ -10,30 +10,20 @@
 namespace qel {
 namespace {
 
-enum load_status : std::int32_t {
-    loaded = 0,
-    cannot_open = -1,
-    no_header = -2,
-    not_a_unit = -3,
-    no_memory_for_tokens = -4,
-    no_memory_for_indexes = -5,
-    no_memory_for_order = -6
-};
-
 /// Reads the header and as many whole tokens as it claims and the file holds. `missing` counts the tokens that it
 /// claims and the file does not hold.
-load_status read_unit(std::FILE *stream, qel_unit &unit, std::uint32_t &missing) {
+qel_status read_unit(std::FILE *stream, qel_unit &unit, std::uint32_t &missing) {
     unit_header header;
-    if (std::fread(&header, 1, sizeof header, stream) != sizeof header) return no_header;
-    if (std::memcmp(header.magic, unit_magic, sizeof unit_magic) != 0) return not_a_unit;
+    if (std::fread(&header, 1, sizeof header, stream) != sizeof header) return QEL_UNIT_LOAD_TOO_SHORT;
+    if (std::memcmp(header.magic, unit_magic, sizeof unit_magic) != 0) return QEL_UNIT_LOAD_NOT_A_UNIT;
     unit.version = header.version;
     unit.count = header.count;
     unit.extra = header.extra;
     unit.tokens = heap_array<qel_token>(header.count);
-    if (unit.tokens == nullptr) return no_memory_for_tokens;
+    if (unit.tokens == nullptr) return QEL_UNIT_LOAD_TOKENS_NO_MEMORY;
     unit.count = static_cast<std::uint32_t>(std::fread(unit.tokens, sizeof(qel_token), header.count, stream));
     missing = header.count - unit.count;
-    return loaded;
+    return QEL_OK;
 }
 
 /// Gives back the room for tokens that the header claims and the file does not hold.
@@ -52,19 +42,19 @@ extern "C" {
 
 std::int32_t qel_unit_load(const char *path, qel_unit *unit) {
     file_stream stream(std::fopen(path, "rb"));
-    if (stream == nullptr) return cannot_open;
+    if (stream == nullptr) return QEL_UNIT_LOAD_CANNOT_OPEN;
     std::uint32_t missing = 0;
-    const load_status status = read_unit(stream.get(), *unit, missing);
-    if (status != loaded) return status;
+    const qel_status status = read_unit(stream.get(), *unit, missing);
+    if (status != QEL_OK) return status;
     stream.reset();
     // Every allocation whose failure has a code comes before the sort, which overwrites the nodes and needs no scratch
     // memory.
-    if (!allocate_indexes(*unit)) return no_memory_for_indexes;
-    if (!allocate_order(*unit)) return no_memory_for_order;
+    if (!allocate_indexes(*unit)) return QEL_UNIT_LOAD_INDEX_NO_MEMORY;
+    if (!allocate_order(*unit)) return QEL_UNIT_LOAD_ORDER_NO_MEMORY;
     if (missing != 0) shrink_tokens(*unit);
     sort_tokens(*unit);
     index_tokens(*unit, [](std::uint32_t, std::uint32_t) {});
-    return loaded;
+    return QEL_OK;
 }
 
 } // extern "C"

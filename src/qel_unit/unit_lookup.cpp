@@ -54,12 +54,13 @@ std::uint32_t qel_unit_get_count(const qel_unit *unit) {
 
 std::int32_t qel_unit_get_token(const qel_unit *unit, std::uint32_t index, std::uint64_t *morton,
                                 char *hex_id, std::uint8_t *layer) {
-    if (unit == nullptr || unit->tokens == nullptr || index >= unit->count) return -1;
+    if (unit == nullptr || unit->tokens == nullptr || index >= unit->count)
+        return QEL_UNIT_GET_TOKEN_NOT_FOUND;
     const qel_token &token = unit->tokens[index];
     *morton = token.morton;
     std::memcpy(hex_id, token.hex_id, sizeof token.hex_id);
     *layer = token.layer;
-    return 0;
+    return QEL_OK;
 }
 
 std::uint32_t qel_unit_get_all_tokens(const qel_unit *unit, std::uint64_t *mortons, char *hex_ids,

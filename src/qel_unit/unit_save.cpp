@@ -10,14 +10,6 @@ namespace {
 
 static_assert(sizeof(std::time_t) == 8, "build with a 64-bit clock: seconds since 1970 outgrow 32 bits");
 
-enum save_status : std::int32_t {
-    saved = 0,
-    nothing_to_save = -1,
-    cannot_create = -2,
-    header_cut_short = -3,
-    tokens_cut_short = -4
-};
-
 bool write_header(std::FILE *stream, const qel_unit &unit) {
     unit_header header = {{}, unit.version, unit.count, unit.extra, std::time(nullptr)};
     std::memcpy(header.magic, unit_magic, sizeof header.magic);
@@ -38,12 +30,12 @@ using namespace qel;
 extern "C" {
 
 std::int32_t qel_unit_save(const char *path, const qel_unit *unit) {
-    if (unit == nullptr || unit->tokens == nullptr || unit->count == 0) return nothing_to_save;
+    if (unit == nullptr || unit->tokens == nullptr || unit->count == 0) return QEL_UNIT_SAVE_BAD_ARGUMENT;
     const file_stream stream(std::fopen(path, "wb"));
-    if (stream == nullptr) return cannot_create;
-    if (!write_header(stream.get(), *unit)) return header_cut_short;
-    if (!write_tokens(stream.get(), *unit)) return tokens_cut_short;
-    return saved;
+    if (stream == nullptr) return QEL_UNIT_SAVE_CANNOT_CREATE;
+    if (!write_header(stream.get(), *unit)) return QEL_UNIT_SAVE_CANNOT_WRITE_HEADER;
+    if (!write_tokens(stream.get(), *unit)) return QEL_UNIT_SAVE_CANNOT_WRITE_TOKENS;
+    return QEL_OK;
 }
 
 } // extern "C"

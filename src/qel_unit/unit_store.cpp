@@ -9,14 +9,6 @@
 namespace qel {
 namespace {
 
-enum create_status : std::int32_t {
-    created = 0,
-    no_input = -1,
-    no_memory_for_list = -2,
-    no_memory_for_indexes = -3,
-    no_memory_for_order = -4
-};
-
 /// The arguments of a create.
 struct token_arrays {
     const std::uint64_t *mortons;
@@ -60,18 +52,18 @@ extern "C" {
 
 std::int32_t qel_unit_create(qel_unit *unit, std::uint32_t count, const std::uint64_t *mortons,
                              const char *hex_ids, const std::uint64_t *payloads, const std::uint8_t *layers) {
-    if (unit == nullptr || count == 0) return no_input;
+    if (unit == nullptr || count == 0) return QEL_UNIT_CREATE_BAD_ARGUMENT;
     unit->extra = 0;
     unit->version = unit_version;
     unit->count = count;
     unit->tokens = heap_array<qel_token>(count);
-    if (unit->tokens == nullptr) return no_memory_for_list;
-    if (!allocate_indexes(*unit)) return no_memory_for_indexes;
-    if (!allocate_order(*unit)) return no_memory_for_order;
+    if (unit->tokens == nullptr) return QEL_UNIT_CREATE_TOKENS_NO_MEMORY;
+    if (!allocate_indexes(*unit)) return QEL_UNIT_CREATE_INDEX_NO_MEMORY;
+    if (!allocate_order(*unit)) return QEL_UNIT_CREATE_ORDER_NO_MEMORY;
     const token_arrays arrays = {mortons, hex_ids, payloads, layers};
     index_tokens(*unit,
                  [&](std::uint32_t first, std::uint32_t size) { arrays.copy(unit->tokens, first, size); });
-    return created;
+    return QEL_OK;
 }
 
 void qel_unit_free(qel_unit *unit) {

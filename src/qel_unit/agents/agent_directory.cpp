@@ -24,10 +24,10 @@ void release_directory(qel_agent_dir *&directory) {
 
 } // namespace
 
-init_status make_agent_directory(const char *path) {
-    if (g_agent_dir != nullptr) return ready;
+qel_status make_agent_directory(const char *path) {
+    if (g_agent_dir != nullptr) return QEL_OK;
     auto *directory = heap_zeroed<qel_agent_dir>(1);
-    if (directory == nullptr) return no_memory_for_directory;
+    if (directory == nullptr) return QEL_AGENT_DIR_INIT_DIRECTORY_NO_MEMORY;
     std::memcpy(directory->magic, agent_magic, sizeof agent_magic);
     directory->version = agent_version;
     directory->next_id_counter = first_generated_id;
@@ -35,11 +35,11 @@ init_status make_agent_directory(const char *path) {
     if (directory->agents != nullptr) directory->index = create_index(QEL_AGENT_CAPACITY);
     if (directory->index == nullptr) {
         release_directory(directory);
-        return no_memory_for_contents;
+        return QEL_AGENT_DIR_INIT_CONTENTS_NO_MEMORY;
     }
     if (path != nullptr) copy_text(directory->path, path);
     g_agent_dir = directory;
-    return ready;
+    return QEL_OK;
 }
 
 } // namespace qel

@@ -13,10 +13,8 @@ namespace qel {
 /// The one piece of process-wide state; null while there is no directory.
 extern qel_agent_dir *g_agent_dir;
 
-enum init_status : std::int32_t { ready = 0, no_memory_for_directory = -1, no_memory_for_contents = -2 };
-
 /// Makes the directory, empty, where there is none. The path may be null.
-init_status make_agent_directory(const char *path);
+qel_status make_agent_directory(const char *path);
 
 /// The slots in use that exist: a loaded file may claim more agents than a directory holds.
 inline std::uint32_t used_slots(const qel_agent_dir &directory) {

@@ -9,25 +9,18 @@
 namespace qel {
 namespace {
 
-enum load_status : std::int32_t {
-    loaded = 0,
-    cannot_make_directory = -1,
-    cannot_open = -2,
-    too_short = -3,
-    not_a_directory = -4
-};
-
 /// A file that ends within the time of its save leaves the directory's as it is.
-load_status read_header(std::FILE *stream, qel_agent_dir &directory) {
+qel_status read_header(std::FILE *stream, qel_agent_dir &directory) {
     agent_header header;
     const std::size_t size = std::fread(&header, 1, sizeof header, stream);
-    if (size < offsetof(agent_header, saved_at)) return too_short;
-    if (std::memcmp(header.magic, agent_magic, sizeof agent_magic) != 0) return not_a_directory;
+    if (size < offsetof(agent_header, saved_at)) return QEL_AGENT_DIR_LOAD_TOO_SHORT;
+    if (std::memcmp(header.magic, agent_magic, sizeof agent_magic) != 0)
+        return QEL_AGENT_DIR_LOAD_NOT_A_DIRECTORY;
     directory.version = header.version;
     directory.agent_count = header.agent_count;
     directory.active_count = header.active_count;
     if (size == sizeof header) directory.saved_at = header.saved_at;
-    return loaded;
+    return QEL_OK;
 }
 
 /// Reads and indexes those of the claimed agents that the file holds. They are read into a buffer first, so that a
@@ -55,16 +48,16 @@ using namespace qel;
 extern "C" {
 
 std::int32_t qel_agent_dir_load(const char *path) {
-    if (make_agent_directory(path) != ready) return cannot_make_directory;
+    if (make_agent_directory(path) != QEL_OK) return QEL_AGENT_DIR_LOAD_NO_MEMORY;
     const file_stream stream(path != nullptr ? std::fopen(path, "rb") : nullptr);
-    if (!stream) return cannot_open;
+    if (!stream) return QEL_AGENT_DIR_LOAD_CANNOT_OPEN;
     qel_agent_dir &directory = *g_agent_dir;
-    const load_status status = read_header(stream.get(), directory);
-    if (status != loaded) return status;
+    const qel_status status = read_header(stream.get(), directory);
+    if (status != QEL_OK) return status;
     read_agents(stream.get(), directory);
     copy_text(directory.path, path);
     directory.dirty = 0;
-    return loaded;
+    return QEL_OK;
 }
 
 } // extern "C"

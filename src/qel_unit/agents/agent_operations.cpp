@@ -15,31 +15,12 @@ constexpr std::uint32_t id_prefix = 0x2A9E0000;
 constexpr std::uint32_t named_tiers = 3; // tiers with ids of their own
 constexpr std::uint32_t ids_per_tier = 28;
 
-// The caller defines the meaning of the states 4 and 5.
-enum agent_state : std::uint8_t {
-    state_spawned = 0,
-    state_reset = 1,
-    state_delegated = 2,
-    state_paused = 3,
-    state_four = 4,
-    state_five = 5,
-    state_terminated = 6
-};
-
-enum agent_command : std::uint32_t {
-    command_pause = 0,
-    command_resume = 1,
-    command_to_five = 2,
-    command_to_four = 3,
-    command_reset = 4
-};
-
 /// A transition that writes the flags: sets the flag of the new state and clears the others.
-void enter(qel_agent &agent, agent_state state, std::uint64_t task) {
-    agent.state = state;
-    agent.flag_idle = state == state_spawned || state == state_reset;
-    agent.flag_terminated = state == state_terminated;
-    agent.flag_delegated = state == state_delegated;
+void enter(qel_agent &agent, qel_agent_state state, std::uint64_t task) {
+    agent.state = static_cast<std::uint8_t>(state);
+    agent.flag_idle = state == QEL_AGENT_STATE_SPAWNED || state == QEL_AGENT_STATE_RESET;
+    agent.flag_terminated = state == QEL_AGENT_STATE_TERMINATED;
+    agent.flag_delegated = state == QEL_AGENT_STATE_DELEGATED;
     agent.cleared = 0;
     agent.task = task;
 }
@@ -60,19 +41,19 @@ void choose_id(qel_agent_dir &directory, std::uint8_t tier, char *id) {
 /// False for an unknown command.
 bool apply_command(qel_agent &agent, std::uint32_t command) {
     switch (command) {
-    case command_pause:
-        if (agent.state == state_delegated) agent.state = state_paused;
+    case QEL_AGENT_COMMAND_PAUSE:
+        if (agent.state == QEL_AGENT_STATE_DELEGATED) agent.state = QEL_AGENT_STATE_PAUSED;
         return true;
-    case command_resume:
-        if (agent.state == state_paused) agent.state = state_delegated;
+    case QEL_AGENT_COMMAND_RESUME:
+        if (agent.state == QEL_AGENT_STATE_PAUSED) agent.state = QEL_AGENT_STATE_DELEGATED;
         return true;
-    case command_to_five:
-    case command_to_four:
-        agent.state = command == command_to_five ? state_five : state_four;
+    case QEL_AGENT_COMMAND_TO_STATE_5:
+    case QEL_AGENT_COMMAND_TO_STATE_4:
+        agent.state = command == QEL_AGENT_COMMAND_TO_STATE_5 ? QEL_AGENT_STATE_5 : QEL_AGENT_STATE_4;
         agent.task = 0;
         return true;
-    case command_reset: // also of a terminated agent, which does not count as active again
-        enter(agent, state_reset, 0);
+    case QEL_AGENT_COMMAND_RESET: // also of a terminated agent, which does not count as active again
+        enter(agent, QEL_AGENT_STATE_RESET, 0);
         return true;
     default:
         return false;
@@ -110,10 +91,9 @@ extern "C" {
 
 std::int32_t qel_agent_spawn(const char *parent, std::uint8_t type, std::uint8_t tier, std::uint8_t tag,
                              char *id_out) {
-    enum : std::int32_t { spawned = 0, cannot_make = -1, full = -2 };
-    if (make_agent_directory(nullptr) != ready) return cannot_make;
+    if (make_agent_directory(nullptr) != QEL_OK) return QEL_AGENT_SPAWN_NO_MEMORY;
     qel_agent_dir &directory = *g_agent_dir;
-    if (directory.agent_count >= QEL_AGENT_CAPACITY) return full;
+    if (directory.agent_count >= QEL_AGENT_CAPACITY) return QEL_AGENT_SPAWN_FULL;
 
     choose_id(directory, tier, id_out);
     const std::uint32_t slot = directory.agent_count;
@@ -126,62 +106,52 @@ std::int32_t qel_agent_spawn(const char *parent, std::uint8_t type, std::uint8_t
     agent.type = type;
     agent.tag = tag;
     agent.tier = tier;
-    enter(agent, state_spawned, 0);
+    enter(agent, QEL_AGENT_STATE_SPAWNED, 0);
     index_agent(directory, slot);
     ++directory.agent_count;
     ++directory.active_count;
     directory.dirty = 1;
-    return spawned;
+    return QEL_OK;
 }
 
 std::int32_t qel_agent_terminate(const char *id) {
-    enum : std::int32_t { terminated = 0, no_directory = -1, unknown = -2, terminated_before = -3 };
-    if (g_agent_dir == nullptr) return no_directory;
+    if (g_agent_dir == nullptr) return QEL_AGENT_TERMINATE_NO_DIRECTORY;
     qel_agent *const agent = find_agent(*g_agent_dir, id);
-    if (agent == nullptr) return unknown;
-    if (agent->state == state_terminated) return terminated_before;
-    enter(*agent, state_terminated, 0);
+    if (agent == nullptr) return QEL_AGENT_TERMINATE_NOT_FOUND;
+    if (agent->state == QEL_AGENT_STATE_TERMINATED) return QEL_AGENT_TERMINATE_TERMINATED;
+    enter(*agent, QEL_AGENT_STATE_TERMINATED, 0);
     --g_agent_dir->active_count; // wraps below zero where a loaded file claims too few
     g_agent_dir->dirty = 1;
-    return terminated;
+    return QEL_OK;
 }
 
 std::int32_t qel_agent_delegate(const char *from, const char *to, std::uint64_t task) {
-    enum : std::int32_t {
-        delegated = 0,
-        no_directory = -1,
-        unknown_sender = -2,
-        unknown_target = -3,
-        target_terminated = -4
-    };
-    if (g_agent_dir == nullptr) return no_directory;
-    if (find_agent(*g_agent_dir, from) == nullptr) return unknown_sender;
+    if (g_agent_dir == nullptr) return QEL_AGENT_DELEGATE_NO_DIRECTORY;
+    if (find_agent(*g_agent_dir, from) == nullptr) return QEL_AGENT_DELEGATE_FROM_NOT_FOUND;
     qel_agent *const target = find_agent(*g_agent_dir, to);
-    if (target == nullptr) return unknown_target;
-    if (target->state == state_terminated) return target_terminated;
-    enter(*target, state_delegated, task);
+    if (target == nullptr) return QEL_AGENT_DELEGATE_TO_NOT_FOUND;
+    if (target->state == QEL_AGENT_STATE_TERMINATED) return QEL_AGENT_DELEGATE_TO_TERMINATED;
+    enter(*target, QEL_AGENT_STATE_DELEGATED, task);
     std::memcpy(target->parent, from, sizeof target->parent);
     g_agent_dir->dirty = 1;
-    return delegated;
+    return QEL_OK;
 }
 
 std::int32_t qel_agent_query(const char *id, qel_agent *out) {
-    enum : std::int32_t { copied = 0, nothing_to_copy = -1, unknown = -2 };
-    if (out == nullptr || g_agent_dir == nullptr) return nothing_to_copy;
+    if (out == nullptr || g_agent_dir == nullptr) return QEL_AGENT_QUERY_NO_DIRECTORY;
     const qel_agent *const agent = find_agent(*g_agent_dir, id);
-    if (agent == nullptr) return unknown;
+    if (agent == nullptr) return QEL_AGENT_QUERY_NOT_FOUND;
     *out = *agent;
-    return copied;
+    return QEL_OK;
 }
 
 std::int32_t qel_agent_control(const char *id, std::uint32_t command) {
-    enum : std::int32_t { done = 0, no_directory = -1, unknown = -2, no_such_command = -3 };
-    if (g_agent_dir == nullptr) return no_directory;
+    if (g_agent_dir == nullptr) return QEL_AGENT_CONTROL_NO_DIRECTORY;
     qel_agent *const agent = find_agent(*g_agent_dir, id);
-    if (agent == nullptr) return unknown;
-    if (!apply_command(*agent, command)) return no_such_command;
+    if (agent == nullptr) return QEL_AGENT_CONTROL_NOT_FOUND;
+    if (!apply_command(*agent, command)) return QEL_AGENT_CONTROL_UNKNOWN_COMMAND;
     g_agent_dir->dirty = 1; // also when the state is the same
-    return done;
+    return QEL_OK;
 }
 
 std::uint32_t qel_agent_monitor(const char *pattern, char *ids_out, std::int32_t max) {

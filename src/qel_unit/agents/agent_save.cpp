@@ -9,8 +9,6 @@
 namespace qel {
 namespace {
 
-enum save_status : std::int32_t { saved = 0, nothing_to_save = -1, no_path = -2, cannot_create = -3 };
-
 bool write_directory(std::FILE *stream, const qel_agent_dir &directory, std::int64_t now) {
     agent_header header{};
     std::memcpy(header.magic, directory.magic, sizeof header.magic);
@@ -26,11 +24,11 @@ bool write_directory(std::FILE *stream, const qel_agent_dir &directory, std::int
 /// A null path means the directory's own. Failures after the creation of the file are not reported. A file that is not
 /// written whole is removed, and the old file and the dirty mark stay, so that the next save tries again. A whole file
 /// that cannot replace the target stays next to it, and the directory counts as saved.
-save_status save_directory(const char *path) {
-    if (g_agent_dir == nullptr) return nothing_to_save;
+qel_status save_directory(const char *path) {
+    if (g_agent_dir == nullptr) return QEL_AGENT_DIR_SAVE_NO_DIRECTORY;
     qel_agent_dir &directory = *g_agent_dir;
     const char *const target = path != nullptr ? path : directory.path;
-    if (*target == '\0') return no_path;
+    if (*target == '\0') return QEL_AGENT_DIR_SAVE_NO_PATH;
 
     char temporary[260];
     std::snprintf(temporary, sizeof temporary, "%s.tmp", target);
@@ -38,7 +36,7 @@ save_status save_directory(const char *path) {
     const bool in_place = std::strcmp(temporary, target) == 0;
     if (!in_place) remove_link(temporary); // it may lead to the old file
     file_stream stream(std::fopen(temporary, "wb"));
-    if (!stream) return cannot_create;
+    if (!stream) return QEL_AGENT_DIR_SAVE_CANNOT_CREATE;
     const auto now = static_cast<std::int64_t>(std::time(nullptr));
     const bool written = write_directory(stream.get(), directory, now);
     const bool closed = std::fclose(stream.release()) == 0;
@@ -49,7 +47,7 @@ save_status save_directory(const char *path) {
     } else if (!in_place) {
         std::remove(temporary);
     }
-    return saved;
+    return QEL_OK;
 }
 
 } // namespace
@@ -64,7 +62,7 @@ std::int32_t qel_agent_dir_save(const char *path) {
 }
 
 std::int32_t qel_agent_dir_sync() {
-    if (g_agent_dir == nullptr || g_agent_dir->dirty == 0) return saved;
+    if (g_agent_dir == nullptr || g_agent_dir->dirty == 0) return QEL_OK;
     return save_directory(nullptr);
 }
 

@@ -15,8 +15,6 @@ namespace {
 
 static_assert(sizeof(qel_mesh_verify_report) == 32);
 
-constexpr std::int32_t no_report = -1;
-
 std::uint32_t holds(const float *positions, std::uint32_t count) {
     return positions == nullptr || all_finite(positions, std::uint64_t{count} * 3) ? 1 : 0;
 }
@@ -53,7 +51,7 @@ float qel_mesh_bounds_coherence(float min_x, float min_y, float min_z, float max
 std::int32_t qel_mesh_verify_identity(const float *positions, std::uint32_t count, float min_x, float min_y,
                                       float min_z, float max_x, float max_y, float max_z,
                                       qel_mesh_verify_report *report) {
-    if (report == nullptr) return no_report;
+    if (report == nullptr) return QEL_MESH_VERIFY_IDENTITY_BAD_ARGUMENT;
     report->vertex_count = count;
     report->valid = holds(positions, count);
     report->p_minus_p_ok = report->valid;
