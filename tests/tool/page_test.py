@@ -115,6 +115,15 @@ class ViewTest(ToolTest):
         self.assertEqual(other.array("keys"), files.KEYS)
         self.assertEqual(other.array("identities")[1], ord("B"))
 
+    def test_identities_that_name_their_mesh_are_not_stored(self):
+        self.qel("convert", HARBOUR, "-o", "out")
+        page = self.page("out/scene.bqel")[1]
+        self.assertEqual([mesh.get("named", 0) for mesh in page.header["meshes"]], list(range(23)))
+        self.assertNotIn("identities", page.blocks)
+        names = [b"%08X" % (2 << 24 | i) for i in range(3)]
+        other = self.page(self.file(files.scene([files.mesh(), files.mesh(ids=names)])))[1]
+        self.assertEqual([number.to_bytes(8, "little") for number in other.array("identities")[-3:]], names)
+
     def test_goes_to_standard_output_and_is_refused_where_there_is_nothing_to_see(self):
         self.assertTrue(self.qel("view", HARBOUR, "-o", "-").startswith("<!DOCTYPE html>"))
         self.fails("file: is of the kind unit, but view wants an archive, a scene or a mesh cache", "view",

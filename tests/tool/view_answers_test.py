@@ -26,6 +26,19 @@ class SearchTest(PageTest):
         self.assertEqual(browser.run("return document.querySelector('.row[aria-selected=true] .name').innerText"), "lighthouse")
         self.assertEqual(browser.complaints(), [])
 
+    def test_identities_of_a_scene_name_the_mesh(self):
+        subprocess.run([QEL, "convert", HARBOUR, "-o", self.pages.path("converted"), "--only", "scene"], check=True, capture_output=True)
+        self.pages.sources["converted"] = (self.pages.path("converted/scene.bqel"),)
+        browser = self.browse("converted")
+        for mesh, vertex in ((0, 9), (5, 3), (22, 0)):
+            identity = f"{mesh << 24 | vertex:08X}"
+            card, said = self.search(browser, identity)
+            self.assertIn(f"Identity\n{identity}\n", card)
+            self.assertTrue(card.startswith(f"Token {vertex}\n"), card)
+            self.assertEqual(said, "")
+        self.assertEqual(self.search(browser, "17000000")[1], "No token has the identity or the key 17000000.")
+        self.assertEqual(browser.complaints(), [])
+
     def test_what_is_not_found_is_said(self):
         browser = self.browse("torus")
         for wanted, said in (("99999999999", "No token has the key 99999999999."), ("FFFFFFFF", "No token has the identity FFFFFFFF."),

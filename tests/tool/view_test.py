@@ -50,6 +50,19 @@ class DrawingTest(PageTest):
                 browser.point(*self.centre(browser, pane))
                 self.assertIn(f"Identity\n{number:08X}\n", browser.text("#card"))
 
+    def test_a_vertex_that_was_pointed_at_stands_under_the_pointer_when_it_comes_to_the_middle(self):
+        browser = self.browse("torus")
+        for page in ("torus", "two", "harbour"):
+            self.visit(browser, self.pages.make(page))
+            card, place = self.hover(browser, "#mesh-pane")
+            identity = re.search(r"Identity\n\w+\n", card)[0]
+            browser.drag(place, place)
+            self.press(browser, "f")
+            self.rest(browser)
+            self.press(browser, ESCAPE)
+            browser.point(*self.centre(browser, "#mesh-pane"))
+            self.assertIn(identity, browser.text("#card"), page)
+
     def test_each_colouring_changes_both_halves_the_legend_and_the_words(self):
         browser = self.browse("two")
         seen, legends, words = [], set(), set()
@@ -200,6 +213,27 @@ class LargeTest(PageTest):
         self.check_card(self.hover(browser, "#mesh-pane")[0])
         self.check_card(self.hover(browser, "#token-pane")[0])
         self.assertEqual(browser.complaints(), [])
+
+    def test_what_moves_is_drawn_with_fewer_pixels_and_at_rest_in_full_again(self):
+        self.pages.add("hundred", ".qelm", self.grid(225))
+        browser = self.browse("hundred")
+        first, size = self.halves(browser, "hundred"), self.canvas(browser)
+        x, y = self.centre(browser, "#mesh-pane")
+        press = {"type": "pointerMove", "duration": 0, "x": x, "y": y}, {"type": "pointerDown", "button": 0}
+        browser.act("pointer", [*press, {"type": "pointerMove", "duration": 50, "x": x + 40, "y": y}])
+        self.assertLess(self.canvas(browser)[0], size[0])
+        for half in self.halves(browser, "hundred-moving"):
+            self.assertGreater(len(set(half)), 200)
+        browser.act("pointer", [{"type": "pointerMove", "duration": 50, "x": x, "y": y}, {"type": "pointerUp", "button": 0}])
+        browser.point(5, 5)
+        self.rest(browser)
+        self.assertEqual(self.canvas(browser), size)
+        for was, now in zip(first, self.halves(browser, "hundred-again")):
+            self.assertLess(sum(a != b for a, b in zip(was, now)), len(was) // 1000)
+        self.assertEqual(browser.complaints(), [])
+
+    def canvas(self, browser):
+        return browser.run("const c = document.getElementById('canvas'); return [c.width, c.height]")
 
     def test_a_page_of_many_pieces_opens(self):
         page = self.pages.path("pieces.html")

@@ -12,15 +12,19 @@ namespace tool {
 
 namespace {
 
-/// Whether a mesh holds what the library makes of its positions, which a page can make again by itself.
-bool has_usual_tokens(const qel_alembic_mesh &mesh) {
+/// Whether a mesh holds what the library makes of its positions, which a page can make again by itself. Identities may
+/// name the mesh by 0, as the library does with a mesh alone, or by its place in the file; `named` becomes that number.
+bool has_usual_tokens(const qel_alembic_mesh &mesh, std::uint32_t place, std::uint32_t &named) {
     qel_alembic_mesh made = mesh;
     made.vertices = nullptr;
     made.tokens = nullptr;
     const std::int32_t status = qel_alembic_process_mesh(&made, mesh.layer);
     const array<qel_alembic_vertex> vertices(made.vertices);
     const array<qel_alembic_token> tokens(made.tokens);
-    if (status != 0) return mesh.vertex_count == 0;
+    if (status != 0 || mesh.vertex_count == 0) return mesh.vertex_count == 0;
+    named = std::memcmp(mesh.tokens[0].hex_id, made.tokens[0].hex_id, 8) == 0 ? 0 : place;
+    for (std::uint32_t i = 0; named > 0 && i < mesh.vertex_count; ++i)
+        qel_alembic_generate_token(&made.vertices[i], mesh.layer, named, i, &made.tokens[i]);
     for (std::uint32_t i = 0; i < mesh.vertex_count; ++i) {
         const qel_alembic_vertex &a = mesh.vertices[i], &b = made.vertices[i];
         const qel_alembic_token &s = mesh.tokens[i], &t = made.tokens[i];
@@ -114,7 +118,7 @@ page_model load_scene_page(const input_file &file) {
         model.objects.push_back({std::string(mesh.name, ::strnlen(mesh.name, sizeof mesh.name)), -1, "Mesh"});
         model.meshes.push_back(still_mesh(mesh));
         model.meshes.back().object = i;
-        usual = usual && has_usual_tokens(mesh);
+        usual = usual && has_usual_tokens(mesh, i, model.meshes.back().named);
     }
     for (std::uint32_t i = 0; !usual && i < scene.mesh_count; ++i) {
         const qel_alembic_mesh &mesh = scene.meshes[i];

@@ -22,6 +22,7 @@ struct page_object {
 struct page_mesh {
     std::uint32_t object = 0;
     std::uint8_t layer = 1;
+    std::uint32_t named = 0;              ///< the number by which its tokens' identities name it
     bool moves = false;                   ///< its positions differ from frame to frame
     std::vector<float> positions;         ///< triples, at the first frame
     std::vector<std::uint32_t> triangles; ///< triples of the mesh's own vertex numbers

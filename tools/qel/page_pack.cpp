@@ -302,6 +302,7 @@ std::string mesh_text(const page_mesh &mesh, const box &within) {
                mesh.vertex_count(), mesh.triangles.size() / 3, unsigned{mesh.layer});
     text += numbers_text(within.data(), 3) + ",\"high\":" + numbers_text(within.data() + 3, 3);
     if (mesh.moves) text += ",\"moves\":true";
+    if (mesh.named > 0) text += ",\"named\":" + std::to_string(mesh.named);
     if (mesh.shown_to > 0) text += format(",\"frames\":[%zu,%zu]", mesh.shown_from, mesh.shown_to);
     if (!mesh.normals.empty()) text += ",\"normals\":true";
     if (!mesh.uvs.empty()) text += ",\"uvs\":" + numbers_text(span_of(mesh.uvs).data(), 4);

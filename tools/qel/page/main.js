@@ -51,7 +51,7 @@ function startPage(model, read) {
   });
   const { redraw, refresh, paneAt } = stage;
   const placeIn = (pane, vertex) => (pane.isMesh ? positionOf(model, vertex) : cellOf(model, vertex));
-  const moved = () => { state.fitted = false; redraw(); };
+  const moved = () => { state.fitted = false; stage.moved(); };
   const turned = (act) => {
     const own = active && stage.panes.includes(active) ? active : stage.panes[0];
     for (const pane of state.linked ? stage.panes : [own]) act(pane.camera, pane);

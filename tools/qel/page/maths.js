@@ -14,7 +14,6 @@ function axesOf({ yaw, pitch }) {
 
 // With Z up the scene is turned so that its Z is the picture's Y.
 const upright = (zUp, [x, y, z]) => zUp ? [x, z, -y] : [x, y, z];
-const lying = (zUp, [x, y, z]) => zUp ? [x, -z, y] : [x, y, z];
 
 // How one space is seen: `centre` and `scale` bring it to radius 1.
 function sight(camera, aspect, { centre, scale }, zUp) {
@@ -32,21 +31,13 @@ function sight(camera, aspect, { centre, scale }, zUp) {
   const depth = shift[2] - distance;
   matrix.set([fx * shift[0], fy * shift[1], a * depth + b, -depth], 12);
   const turned = new Float32Array(columns.flat().map((value) => value / scale));
-  return { matrix, turned, axes, distance, aspect, a, b, centre, scale, zUp, target: camera.target };
+  return { matrix, turned, front, aspect, scale };
 }
 
 // Where a point falls in a rectangle of pixels; the third number is below 0 behind the eye.
 function projected({ matrix }, [x, y, z], width, height) {
   const at = (row) => matrix[row] * x + matrix[4 + row] * y + matrix[8 + row] * z + matrix[12 + row], w = at(3);
   return [(at(0) / w + 1) / 2 * width, (1 - at(1) / w) / 2 * height, w];
-}
-
-// The point of the seen space at a place of the picture (−1 to 1) and a depth (0 to 1).
-function unprojected(seen, nx, ny, depth) {
-  const back = seen.b / (depth * 2 - 1 + seen.a); // how far before the eye
-  const own = [nx * back * lens * seen.aspect, ny * back * lens, seen.distance - back];
-  const unit = [0, 1, 2].map((i) => seen.axes[0][i] * own[0] + seen.axes[1][i] * own[1] + seen.axes[2][i] * own[2] + seen.target[i]);
-  return lying(seen.zUp, unit).map((value, i) => value / seen.scale + seen.centre[i]);
 }
 
 const clamp = (value, least, most) => Math.min(Math.max(value, least), most);

@@ -13,7 +13,7 @@ function makeMeshes(header, counts) {
   let first = 0, firstTriangle = 0, firstMoving = 0, firstNormal = 0, firstUv = 0, firstNumber = 0;
   return header.meshes.map((mesh, number) => {
     const made = {
-      ...mesh, number, count: mesh.vertices, first, firstTriangle, triangleCount: mesh.triangles, hidden: false,
+      named: 0, ...mesh, number, count: mesh.vertices, first, firstTriangle, triangleCount: mesh.triangles, hidden: false,
       firstMoving: mesh.moves ? firstMoving : -1, firstNormal: mesh.normals ? firstNormal : -1,
       firstUv: mesh.uvs ? firstUv : -1, firstNumber: mesh.of ? firstNumber : -1,
       away: Boolean(mesh.frames) && mesh.frames[0] > 0, // at this frame another mesh stands for the object
@@ -28,6 +28,49 @@ function makeMeshes(header, counts) {
     Object.assign(counts, { vertices: first, triangles: firstTriangle, moving: firstMoving });
     return made;
   });
+}
+
+// Stretches of a mesh's triangles, and the first and last vertex that each names: most questions concern few of them.
+const blockLength = 1024;
+function makeBlocks(meshes, triangles, count) {
+  const number = meshes.reduce((sum, mesh) => sum + Math.ceil(mesh.triangleCount / blockLength), 0);
+  const blocks = { from: new Uint32Array(number + 1), first: new Uint32Array(number), last: new Uint32Array(number), boxes: new Float32Array(number * 6) };
+  let block = 0;
+  for (const mesh of meshes) {
+    const end = mesh.firstTriangle + mesh.triangleCount;
+    Object.assign(mesh, { firstBlock: block, blockCount: Math.ceil(mesh.triangleCount / blockLength), boxedAt: -1 });
+    for (let from = mesh.firstTriangle; from < end; from += blockLength, ++block) {
+      const to = Math.min(from + blockLength, end);
+      let first = triangles[from * 3], last = first;
+      for (let i = from * 3; i < to * 3; ++i) {
+        const corner = triangles[i];
+        if (corner < first) first = corner;
+        if (corner > last) last = corner;
+      }
+      if (last >= count) throw new Damaged('a triangle names a vertex that is not there');
+      blocks.from[block] = from; blocks.from[block + 1] = to; blocks.first[block] = first; blocks.last[block] = last;
+    }
+  }
+  return blocks;
+}
+
+// The boxes of a mesh's stretches as it stands at this frame: low, then high.
+function boxBlocks({ blocks, triangles, positions, frame }, mesh) {
+  if (mesh.boxedAt === (mesh.moves ? frame : 0)) return;
+  mesh.boxedAt = mesh.moves ? frame : 0;
+  for (let block = mesh.firstBlock; block < mesh.firstBlock + mesh.blockCount; ++block) {
+    let lowX = Infinity, lowY = Infinity, lowZ = Infinity, highX = -Infinity, highY = -Infinity, highZ = -Infinity;
+    for (let i = blocks.from[block] * 3; i < blocks.from[block + 1] * 3; ++i) {
+      const at = triangles[i] * 3, x = positions[at], y = positions[at + 1], z = positions[at + 2];
+      if (x < lowX) lowX = x;
+      if (x > highX) highX = x;
+      if (y < lowY) lowY = y;
+      if (y > highY) highY = y;
+      if (z < lowZ) lowZ = z;
+      if (z > highZ) highZ = z;
+    }
+    blocks.boxes.set([lowX, lowY, lowZ, highX, highY, highZ], block * 6);
+  }
 }
 
 // A vertex's position is low + step / 65535 × (high − low) of its mesh.
@@ -49,7 +92,7 @@ async function openModel(header, read) {
   const given = Object.fromEntries(await Promise.all(names.map(async (name) => [name, await read(name)])));
   if (given.positions?.length !== count * 3 || given.cells?.length !== count * 3 ||
       given.triangles?.length !== counts.triangles * 3) throw new Damaged('its arrays do not fit its header');
-  for (const corner of given.triangles) if (corner >= count) throw new Damaged('a triangle names a vertex that is not there');
+  const blocks = makeBlocks(meshes, given.triangles, count);
 
   const model = {
     header, meshes, count, triangleCount: counts.triangles, objects: header.objects, times: header.times, frame: 0,
@@ -58,7 +101,7 @@ async function openModel(header, read) {
     levels: given.levels ? new Int8Array(given.levels.buffer) : new Int8Array(count),
     states: given.states ? new Int8Array(given.states.buffer) : new Int8Array(count),
     norms: given.norms ? new Float32Array(given.norms.buffer) : new Float32Array(count),
-    layers: given.layers || new Uint8Array(count), given, usual: !given.keys, frames: [],
+    layers: given.layers || new Uint8Array(count), given, usual: !given.keys, frames: [], blocks,
   };
   for (const mesh of meshes) {
     placed(model.positions, mesh.first * 3, model.steps, mesh.first * 3, mesh);
@@ -174,8 +217,11 @@ function numberOf(model, vertex) {
   return mesh.of ? model.given.numbers[mesh.firstNumber + own] : own;
 }
 
+// The number that a usual identity spells: of the mesh, then of the vertex.
+const identityNumber = (model, vertex) => (meshOf(model, vertex).named << 24 | numberOf(model, vertex) & 0xFFFFFF) >>> 0;
+
 function identityOf(model, vertex) {
-  if (model.usual) return (numberOf(model, vertex) & 0xFFFFFF).toString(16).toUpperCase().padStart(8, '0');
+  if (model.usual) return identityNumber(model, vertex).toString(16).toUpperCase().padStart(8, '0');
   const bytes = new Uint8Array(model.given.identities.buffer, vertex * 8, 8), end = bytes.indexOf(0);
   return String.fromCharCode(...(end < 0 ? bytes : bytes.subarray(0, end)));
 }
@@ -186,12 +232,15 @@ function topologyOf(model, vertex) {
   if (mesh.of) return null;
   if (mesh.triangleCount === 0) return 0;
   let hash = 0x5A5A5A5A;
-  const end = (mesh.firstTriangle + mesh.triangleCount) * 3, base = mesh.first;
-  for (let t = mesh.firstTriangle * 3; t < end; t += 3) {
-    const a = triangles[t], b = triangles[t + 1], c = triangles[t + 2];
-    if (a !== vertex && b !== vertex && c !== vertex) continue;
-    hash ^= Math.imul(a - base, 0x1F1F1F1F) ^ Math.imul(b - base, 0x2E2E2E2E) ^ Math.imul(c - base, 0x3D3D3D3D);
-    hash = hash << 5 | hash >>> 27;
+  const { blocks } = model, base = mesh.first;
+  for (let block = mesh.firstBlock; block < mesh.firstBlock + mesh.blockCount; ++block) {
+    if (vertex < blocks.first[block] || vertex > blocks.last[block]) continue;
+    for (let t = blocks.from[block] * 3; t < blocks.from[block + 1] * 3; t += 3) {
+      const a = triangles[t], b = triangles[t + 1], c = triangles[t + 2];
+      if (a !== vertex && b !== vertex && c !== vertex) continue;
+      hash ^= Math.imul(a - base, 0x1F1F1F1F) ^ Math.imul(b - base, 0x2E2E2E2E) ^ Math.imul(c - base, 0x3D3D3D3D);
+      hash = hash << 5 | hash >>> 27;
+    }
   }
   return hash >>> 0;
 }

@@ -32,17 +32,6 @@ function nearestTo(model, colours, vertex, count) {
   return best;
 }
 
-// The vertex of a mesh whose position is nearest to a point.
-function nearestVertex(model, mesh, point) {
-  const { positions } = model, [x, y, z] = point;
-  let best = -1, least = Infinity;
-  for (let i = mesh.first * 3, end = (mesh.first + mesh.count) * 3; i < end; i += 3) {
-    const dx = positions[i] - x, dy = positions[i + 1] - y, dz = positions[i + 2] - z, away = dx * dx + dy * dy + dz * dz;
-    if (away < least) { least = away; best = i; }
-  }
-  return best / 3;
-}
-
 // The first shown vertex that a test accepts, from a place on, round and round; -1 where there is none.
 function nextVertex(model, after, accepts) {
   for (let step = 1; step <= model.count; ++step) {

@@ -1,4 +1,4 @@
-// Draws the two views into one canvas and answers what is under a pixel. Is given arrays; knows nothing of the page.
+// Draws the two views into one canvas. Is given arrays; knows nothing of the page.
 const cube = { low: [-0.5, -0.5, -0.5], high: [47.5, 47.5, 47.5] };
 
 // The edges of a box of corners 0 and 1, then a grid on the lower and upper face of each axis.
@@ -34,35 +34,6 @@ function edgePairs(model) {
   return pairs.subarray(0, at);
 }
 
-// Fewer triangles for what moves slowly: in a large mesh the first vertex of each cell stands for all in it.
-const coarseFrom = 3000;
-function coarseTriangles(model) {
-  const { triangles, cells } = model, out = new Uint32Array(model.triangleCount * 3), first = new Int32Array(cellCount);
-  let at = 0;
-  for (const mesh of model.meshes) {
-    const start = at, from = mesh.firstTriangle * 3, end = from + mesh.triangleCount * 3;
-    if (mesh.triangleCount <= coarseFrom) {
-      out.set(triangles.subarray(from, end), at);
-      at += end - from;
-    } else {
-      const stand = new Uint32Array(mesh.count);
-      first.fill(-1);
-      for (let i = 0, c = mesh.first * 3; i < mesh.count; ++i, c += 3) {
-        const cell = (cells[c] * latticeSide + cells[c + 1]) * latticeSide + cells[c + 2];
-        if (first[cell] < 0) first[cell] = mesh.first + i;
-        stand[i] = first[cell];
-      }
-      for (let t = from; t < end; t += 3) {
-        const a = stand[triangles[t] - mesh.first], b = stand[triangles[t + 1] - mesh.first], c = stand[triangles[t + 2] - mesh.first];
-        if (a === b || b === c || c === a) continue;
-        out[at++] = a; out[at++] = b; out[at++] = c;
-      }
-    }
-    mesh.coarse = [start / 3, (at - start) / 3];
-  }
-  return out.slice(0, at);
-}
-
 // Neighbouring stretches become one.
 function stretches(list) {
   const joined = [];
@@ -73,6 +44,17 @@ function stretches(list) {
   }
   return joined;
 }
+
+// Whether a processor does the work of a graphics processor: it is asked for less then.
+function drawsInSoftware(gl) {
+  let name = gl.getParameter(gl.RENDERER);
+  const hidden = name === 'WebKit WebGL' && gl.getExtension('WEBGL_debug_renderer_info');
+  if (hidden) name = gl.getParameter(hidden.UNMASKED_RENDERER_WEBGL);
+  return /swiftshader|llvmpipe|softpipe|software|basic render/i.test(name);
+}
+
+const smoothedBySoftware = 150000; // triangles and tokens: more are drawn without smoothing there
+const quickPoints = 6000;          // tokens that are drawn while they move
 
 function createRenderer(gl, model) {
   const program = ([vertex, fragment]) => {
@@ -112,33 +94,34 @@ function createRenderer(gl, model) {
     return made;
   };
 
-  const [surface, dots, picking, lines] = [surfaceShader, pointShader, pickShader, lineShader].map(program);
+  const [surface, dense, dots, lines] = [surfaceShader, denseShader, pointShader, lineShader].map(program);
   const positions = buffer(model.positions), normals = buffer(model.normals), colours = buffer(new Uint8Array(model.count * 4));
   const cells = buffer(new Uint8Array(4)), cellColours = buffer(new Uint8Array(4)), ground = buffer(new Float32Array(6));
   const corners = buffer(model.triangles, gl.ELEMENT_ARRAY_BUFFER);
-  const vertexParts = [[0, positions, 3, gl.FLOAT, false, 12], [1, normals, 3, gl.BYTE, true, 4], [2, colours, 4, gl.UNSIGNED_BYTE, true, 4]];
+  const vertexParts = [[0, positions, 3, gl.FLOAT, false, 12], [1, normals, 4, gl.BYTE, true, 4], [2, colours, 4, gl.UNSIGNED_BYTE, true, 4]];
   const mesh = layout(vertexParts, corners);
-  const lattice = layout([[0, cells, 3, gl.UNSIGNED_BYTE, false, 4], [2, cellColours, 4, gl.UNSIGNED_BYTE, true, 4]]);
+  const everyCell = (step) => layout([[0, cells, 4, gl.UNSIGNED_BYTE, false, 4 * step], [2, cellColours, 4, gl.UNSIGNED_BYTE, true, 4 * step]]);
+  const lattice = everyCell(1);
   const boxShape = boxLines(), box = layout([[0, buffer(boxShape.vertices), 3, gl.FLOAT, false, 12]]);
   const floor = layout([[0, ground, 3, gl.FLOAT, false, 12]]);
-  let wires = null, coarse = null, cellsShown = 0, floorLines = [0, 0];
-  let faces = [], coarseFaces = [], points = [], edges = [], edgesWanted = false;
+  let wires = null, coarse = null, thinLattice = null, thinning = 1, cellsShown = 0, floorLines = [0, 0];
+  let faces = [], coarseFaces = { dense: [], surface: [] }, points = [], edges = [], edgesWanted = false, trianglesShown = 0;
+  const software = drawsInSoftware(gl);
 
   // Frames are drawn beside the canvas: one half can be drawn again alone, with or without smoothing.
-  const target = (integers) => ({ made: gl.createFramebuffer(), integers, colour: null, depth: gl.createRenderbuffer(), size: '' });
-  const smooth = target(false), plain = target(false), numbers = target(true);
+  const target = () => ({ made: gl.createFramebuffer(), colour: gl.createRenderbuffer(), depth: gl.createRenderbuffer(), size: '' });
+  const smooth = target(), plain = target();
   const samples = Math.min(4, gl.getParameter(gl.MAX_SAMPLES));
   const fit = (into, width, height, smoothed) => {
     gl.bindFramebuffer(gl.FRAMEBUFFER, into.made);
     if (into.size === `${width} ${height}`) return;
     into.size = `${width} ${height}`;
-    into.colour ??= gl.createRenderbuffer();
     const storage = (at, format) => {
       gl.bindRenderbuffer(gl.RENDERBUFFER, at);
       if (smoothed) gl.renderbufferStorageMultisample(gl.RENDERBUFFER, samples, format, width, height);
       else gl.renderbufferStorage(gl.RENDERBUFFER, format, width, height);
     };
-    storage(into.colour, into.integers ? gl.RG32UI : gl.RGBA8);
+    storage(into.colour, gl.RGBA8);
     storage(into.depth, gl.DEPTH_COMPONENT24);
     gl.framebufferRenderbuffer(gl.FRAMEBUFFER, gl.COLOR_ATTACHMENT0, gl.RENDERBUFFER, into.colour);
     gl.framebufferRenderbuffer(gl.FRAMEBUFFER, gl.DEPTH_ATTACHMENT, gl.RENDERBUFFER, into.depth);
@@ -177,34 +160,42 @@ function createRenderer(gl, model) {
     gl.drawArrays(gl.LINES, 0, 4);
   };
   // A pixel-sized dot and one that nearly fills its cell.
-  const sizesOf = (pane, seen, ratio) => pane.isMesh ? [0, (model.count < 20000 ? 7 : 3) * ratio]
-    : [pane.height * ratio * seen.scale / lens * 0.74 / Math.max(1, Math.cbrt(cellsShown / 20000)), 2.5 * ratio];
-  const drawPoints = (seen, pane, look, ratio) => {
+  const sizesOf = (pane, seen, ratio, count = cellsShown) => pane.isMesh ? [0, (model.count < 20000 ? 7 : 3) * ratio]
+    : [pane.height * ratio * seen.scale / lens * 0.74 / Math.max(1, Math.cbrt(count / 20000)), 2.5 * ratio];
+  const drawPoints = (seen, sizes, look) => {
     use(dots, seen.matrix);
-    gl.uniform2fv(dots.at('sizes'), sizesOf(pane, seen, ratio));
+    gl.uniform2fv(dots.at('sizes'), sizes);
     gl.uniform3fv(dots.at('plain'), look.mesh);
     gl.uniform1f(dots.at('tint'), 1);
   };
-  const makeCoarse = () => {
-    coarse = layout(vertexParts, buffer(coarseTriangles(model), gl.ELEMENT_ARRAY_BUFFER));
-    coarseFaces = stretches(model.meshes.filter((one) => !one.out).map((one) => one.coarse));
+  const setCoarseFaces = () => {
+    const shown = model.meshes.filter((one) => !one.out);
+    const part = (thinned) => stretches(shown.filter((one) => one.thinned === thinned).map((one) => one.coarse));
+    coarseFaces = { dense: part(true), surface: part(false) };
   };
-  const drawMesh = (pane, look, ratio, quickly) => {
-    const { seen } = pane;
-    if (quickly && !coarse) makeCoarse();
-    gl.bindVertexArray(quickly ? coarse : mesh);
-    if (faces.length > 0) {
-      use(surface, seen.matrix);
-      gl.uniformMatrix3fv(surface.at('turned'), false, seen.turned);
-      gl.uniform3fv(surface.at('plain'), look.mesh);
-      gl.uniform2fv(surface.at('lens'), [lens * seen.aspect, lens]);
-      gl.uniform1f(surface.at('tint'), look.tint);
-      gl.enable(gl.POLYGON_OFFSET_FILL);
-      gl.polygonOffset(1, 1);
-      for (const [start, length] of quickly ? coarseFaces : faces) gl.drawElements(gl.TRIANGLES, length * 3, gl.UNSIGNED_INT, start * 12);
-      gl.disable(gl.POLYGON_OFFSET_FILL);
+  const drawFaces = (chosen, stretched, { seen }, view, look) => {
+    if (stretched.length === 0) return;
+    use(chosen, seen.matrix);
+    gl.uniformMatrix3fv(chosen.at('turned'), false, seen.turned);
+    gl.uniform3fv(chosen.at('plain'), look.mesh);
+    gl.uniform1f(chosen.at('tint'), look.tint);
+    if (chosen === surface) {
+      gl.uniform2fv(chosen.at('lens'), [lens * seen.aspect, lens]);
+      gl.uniform4fv(chosen.at('view'), view);
     }
-    if (points.length > 0) drawPoints(seen, pane, look, ratio);
+    for (const [start, length] of stretched) gl.drawElements(gl.TRIANGLES, length * 3, gl.UNSIGNED_INT, start * 12);
+  };
+  const drawMesh = (pane, look, ratio, quickly, [left, bottom, width, height]) => {
+    const { seen } = pane, view = [left + width / 2, bottom + height / 2, width / 2, height / 2];
+    const tiny = trianglesShown > width * height / 2 * Math.max(1, pane.camera.zoom ** 2);
+    const parts = quickly ? coarseFaces : tiny ? { dense: faces, surface: [] } : { dense: [], surface: faces };
+    gl.bindVertexArray(quickly ? coarse : mesh);
+    gl.enable(gl.POLYGON_OFFSET_FILL);
+    gl.polygonOffset(1, 1);
+    drawFaces(dense, parts.dense, pane, view, look);
+    drawFaces(surface, parts.surface, pane, view, look);
+    gl.disable(gl.POLYGON_OFFSET_FILL);
+    if (points.length > 0) drawPoints(seen, sizesOf(pane, seen, ratio), look);
     for (const [start, length] of points) gl.drawArrays(gl.POINTS, start, length);
     gl.enable(gl.BLEND);
     if (edgesWanted && wires && !quickly) {
@@ -217,10 +208,11 @@ function createRenderer(gl, model) {
     if (look.box) drawBox(seen, look.box, look.accent, 1);
     gl.disable(gl.BLEND);
   };
-  const drawTokens = (pane, look, ratio) => {
-    drawPoints(pane.seen, pane, look, ratio);
-    gl.bindVertexArray(lattice);
-    gl.drawArrays(gl.POINTS, 0, cellsShown);
+  const drawTokens = (pane, look, ratio, quickly) => {
+    const count = quickly ? Math.floor(cellsShown / thinning) : cellsShown;
+    drawPoints(pane.seen, sizesOf(pane, pane.seen, ratio, count), look);
+    gl.bindVertexArray(quickly ? thinLattice : lattice);
+    gl.drawArrays(gl.POINTS, 0, count);
     gl.enable(gl.BLEND);
     drawCube(pane.seen, look.edge);
     gl.disable(gl.BLEND);
@@ -234,6 +226,7 @@ function createRenderer(gl, model) {
     const place = rectangle(pane, scale, height);
     gl.viewport(...place);
     gl.scissor(...place);
+    return place;
   };
   const prepare = () => {
     gl.enable(gl.SCISSOR_TEST);
@@ -242,6 +235,14 @@ function createRenderer(gl, model) {
   };
 
   return {
+    software,
+    // Makes what is drawn while things move; done once, when there is time.
+    makeCoarse() {
+      if (coarse) return;
+      coarse = layout(vertexParts, buffer(coarseTriangles(model), gl.ELEMENT_ARRAY_BUFFER));
+      setCoarseFaces();
+    },
+    sizesOf: (pane) => sizesOf(pane, pane.seen, 1),
     setFrame() {
       for (const moving of model.meshes) if (moving.moves) {
         const { first, count } = moving;
@@ -256,12 +257,16 @@ function createRenderer(gl, model) {
       refill(cells, places.subarray(0, count * 4));
       refill(cellColours, tones.subarray(0, count * 4));
       cellsShown = count;
+      thinning = Math.max(1, Math.round(count / quickPoints));
+      if (thinLattice) gl.deleteVertexArray(thinLattice);
+      thinLattice = everyCell(thinning);
     },
     setShown() {
       const shown = model.meshes.filter((one) => !one.out);
       faces = stretches(shown.map((one) => [one.firstTriangle, one.triangleCount]));
       points = stretches(shown.filter((one) => one.triangleCount === 0).map((one) => [one.first, one.count]));
-      if (coarse) coarseFaces = stretches(shown.map((one) => one.coarse));
+      trianglesShown = shown.reduce((sum, one) => sum + one.triangleCount, 0);
+      if (coarse) setCoarseFaces();
       edges = edgesWanted ? stretches(shown.map((one) => one.edges)) : [];
     },
     setEdges(wanted) {
@@ -274,20 +279,21 @@ function createRenderer(gl, model) {
       refill(ground, values);
       floorLines = [values.length / 3 - 4, 0];
     },
-    // Smoothed, or straight into a canvas that was made smaller and with fewer triangles.
+    // Smoothed, or straight into the canvas: quickly, or where smoothing takes too long.
     draw(panes, look, ratio, quickly) {
-      const { width, height } = gl.canvas;
-      if (!quickly) fit(smooth, width, height, true);
+      const { width, height } = gl.canvas, smoothed = !quickly && !(software && trianglesShown + cellsShown > smoothedBySoftware);
+      if (quickly) this.makeCoarse();
+      if (smoothed) fit(smooth, width, height, true);
       prepare();
       gl.clearColor(...look.paper, 1);
       for (const pane of panes) {
-        enter(pane, ratio, height);
+        const place = enter(pane, ratio, height);
         gl.clear(gl.COLOR_BUFFER_BIT | gl.DEPTH_BUFFER_BIT);
-        if (pane.isMesh) drawMesh(pane, look, ratio, quickly);
-        else drawTokens(pane, look, ratio);
+        if (pane.isMesh) drawMesh(pane, look, ratio, quickly, place);
+        else drawTokens(pane, look, ratio, quickly);
       }
       gl.disable(gl.SCISSOR_TEST);
-      if (quickly) return;
+      if (!smoothed) return;
       fit(plain, width, height, false);
       for (const [from, to] of [[smooth.made, plain.made], [plain.made, null]]) { // samples join only in their own format
         gl.bindFramebuffer(gl.READ_FRAMEBUFFER, from);
@@ -295,41 +301,6 @@ function createRenderer(gl, model) {
         gl.blitFramebuffer(0, 0, width, height, 0, 0, width, height, gl.COLOR_BUFFER_BIT, gl.NEAREST);
       }
       gl.bindFramebuffer(gl.FRAMEBUFFER, null);
-    },
-    // Draws numbers instead of colours, once for each sight of a pane; pick then reads pixels.
-    number(pane, ratio, [width, height]) {
-      fit(numbers, width, height, false);
-      prepare();
-      enter(pane, ratio, height);
-      gl.clearBufferuiv(gl.COLOR, 0, [0, 0, 0, 0]);
-      gl.clear(gl.DEPTH_BUFFER_BIT);
-      use(picking, pane.seen.matrix);
-      gl.uniform2fv(picking.at('sizes'), sizesOf(pane, pane.seen, ratio));
-      gl.uniform1i(picking.at('round'), 0);
-      gl.bindVertexArray(pane.isMesh ? mesh : lattice);
-      for (const [start, length] of pane.isMesh ? faces : []) gl.drawElements(gl.TRIANGLES, length * 3, gl.UNSIGNED_INT, start * 12);
-      gl.uniform1i(picking.at('round'), 1);
-      for (const [start, length] of pane.isMesh ? points : [[0, cellsShown]]) gl.drawArrays(gl.POINTS, start, length);
-      gl.disable(gl.SCISSOR_TEST);
-      gl.bindFramebuffer(gl.FRAMEBUFFER, null);
-    },
-    // What is drawn nearest to a place of a pane: its number, its depth and where it is, or null.
-    pick(pane, placeX, placeY, ratio, [, high]) {
-      const reach = Math.round(6 * ratio), side = 2 * reach + 1, seen = new Uint32Array(side * side * 4);
-      const x = Math.round(placeX * ratio), y = high - 1 - Math.round(placeY * ratio);
-      const [left, bottom, width, height] = rectangle(pane, ratio, high);
-      gl.bindFramebuffer(gl.FRAMEBUFFER, numbers.made);
-      gl.readPixels(x - reach, y - reach, side, side, gl.RGBA_INTEGER, gl.UNSIGNED_INT, seen);
-      gl.bindFramebuffer(gl.FRAMEBUFFER, null);
-      let best = -1, least = reach * reach + 1;
-      for (let i = 0; i < side * side; ++i) {
-        const dx = i % side - reach, dy = Math.floor(i / side) - reach, away = dx * dx + dy * dy;
-        const inside = x + dx >= left && x + dx < left + width && y + dy >= bottom && y + dy < bottom + height;
-        if (inside && seen[i * 4] > 0 && away < least) [best, least] = [i, away];
-      }
-      if (best < 0) return null;
-      const dx = best % side - reach, dy = Math.floor(best / side) - reach;
-      return { number: seen[best * 4] - 1, depth: new Float32Array(seen.buffer)[best * 4 + 1], x: placeX + dx / ratio, y: placeY - dy / ratio };
     },
   };
 }

@@ -36,7 +36,7 @@ function findKey(model, key, after) {
 function findIdentity(model, identity, after) {
   if (!model.usual) return nextVertex(model, after, (i) => identityOf(model, i).toUpperCase() === identity);
   const wanted = parseInt(identity, 16);
-  return nextVertex(model, after, (i) => (numberOf(model, i) & 0xFFFFFF) === wanted);
+  return nextVertex(model, after, (i) => identityNumber(model, i) === wanted);
 }
 
 // `after` is the vertex behind which the search begins, so that asking again finds the next one.

@@ -1,8 +1,12 @@
 // The stage: both views on the canvas and what lies over them, drawn when something changed, coarsely while it is slow.
 // `hooks` tells how it looks (look, overlayLook), what is picked, whether time runs, and is told of a pointer at rest.
+const restTime = 120, leastShare = 0.5; // milliseconds without a move; pixels in each direction of a coarse picture
+const quickFrom = 30000;                // triangles: software draws more coarsely from the first move on
+
 function createStage(gl, model, state, cameras, spaces, cells, hooks) {
   const stage = { renderer: null, panes: [], moving: false, pointer: null };
   let asked = 0, dirty = true, overlayDirty = true, share = 1, coarse = false, drawn = false, full = [1, 1], slow = 0, resting = 0;
+  let lastMove = -Infinity, prepared = false;
   const ratio = () => Math.min(window.devicePixelRatio || 1, 2);
 
   stage.layOut = () => {
@@ -12,7 +16,7 @@ function createStage(gl, model, state, cameras, spaces, cells, hooks) {
     stage.panes = [['mesh', 'mesh-pane'], ['tokens', 'token-pane']].map(([name, id]) => {
       const own = by(id).getBoundingClientRect();
       return { name, isMesh: name === 'mesh', left: own.left - box.left, top: own.top - box.top, width: own.width, height: own.height,
-        camera: cameras[name], seen: null, numbered: false };
+        camera: cameras[name], seen: null };
     }).filter((pane) => pane.width > 2 && pane.height > 2);
     stage.redraw();
   };
@@ -32,8 +36,15 @@ function createStage(gl, model, state, cameras, spaces, cells, hooks) {
   };
   stage.endMoving = () => {
     stage.moving = false;
+    restAfter(restTime);
+  };
+  stage.moved = () => { // by a wheel or a key, which have no end
+    lastMove = performance.now();
+    stage.redraw();
+  };
+  const restAfter = (time) => {
     clearTimeout(resting);
-    resting = setTimeout(rest, 120);
+    resting = setTimeout(rest, time);
   };
 
   function draw(now) {
@@ -52,50 +63,42 @@ function createStage(gl, model, state, cameras, spaces, cells, hooks) {
   // While things move slowly they are drawn coarsely; at rest once more in full.
   function drawViews(now) {
     dirty = false;
-    const busy = stage.moving || hooks.playing();
+    const busy = stage.moving || hooks.playing() || performance.now() - lastMove < restTime;
+    if (!drawn && stage.renderer.software && model.triangleCount > quickFrom) share = leastShare;
     if (busy) requestAnimationFrame((later) => judge(later - now));
     coarse = busy && share < 1;
     const [width, height] = coarse ? full.map((size) => Math.ceil(size * share)) : full;
     if (canvas.width !== width || canvas.height !== height) [canvas.width, canvas.height] = [width, height];
     overlay.style.visibility = coarse ? 'hidden' : '';
-    for (const pane of stage.panes) {
-      pane.seen = sight(pane.camera, pane.width / pane.height, spaces[pane.name], state.zUp);
-      pane.numbered = false;
-    }
+    for (const pane of stage.panes) pane.seen = sight(pane.camera, pane.width / pane.height, spaces[pane.name], state.zUp);
     stage.renderer.draw(stage.panes, hooks.look(), coarse ? ratio() * share : ratio(), coarse);
-    if (!drawn) requestAnimationFrame(() => performance.mark('first picture'));
+    if (!drawn) performance.mark('first picture');
     drawn = true;
-    clearTimeout(resting);
-    resting = setTimeout(rest, 200);
+    restAfter(200);
   }
   // Two frames that took longer than a thirtieth of a second make the next ones coarse.
   function judge(took) {
     slow = took > 34 ? slow + 1 : 0;
-    if (slow > 1) share = Math.max(0.5, share * 0.7);
+    if (slow > 1) share = Math.max(leastShare, share * 0.7);
   }
   function rest() {
+    const left = lastMove + restTime - performance.now();
     if (stage.moving || hooks.playing()) return;
-    if (coarse) stage.redraw();
-    else if (model.count > 100000) for (const pane of stage.panes) number(pane); // before a pointer asks
+    if (left > 0) restAfter(left);
+    else if (coarse) stage.redraw();
+    else if (!prepared && stage.renderer) prepare();
   }
-  function number(pane) {
-    if (!pane.seen || pane.numbered || !stage.renderer) return;
-    stage.renderer.number(pane, ratio(), full);
-    pane.numbered = true;
+  // Before a pointer asks: what is needed to turn and to answer quickly.
+  function prepare() {
+    prepared = true;
+    stage.renderer.makeCoarse();
+    for (const mesh of model.meshes) if (!mesh.out) boxBlocks(model, mesh);
   }
 
-  // The vertex at a place: of a triangle the one nearest to the point that is seen there; -1 for none.
+  // The vertex at a place: of a triangle the corner nearest to the point that is seen there; -1 for none.
   stage.pickAt = (x, y) => {
     const pane = stage.paneAt(x, y);
-    if (!pane || !stage.renderer || !pane.seen) return -1;
-    number(pane);
-    const hit = stage.renderer.pick(pane, x, y, ratio(), full);
-    if (!hit) return -1;
-    if (!pane.isMesh) return cells.vertices[hit.number];
-    const mesh = meshOf(model, hit.number);
-    if (mesh.triangleCount === 0) return hit.number;
-    const point = unprojected(pane.seen, (hit.x - pane.left) / pane.width * 2 - 1, 1 - (hit.y - pane.top) / pane.height * 2, hit.depth);
-    return nearestVertex(model, mesh, point);
+    return pane?.seen && stage.renderer ? pickVertex(model, cells, pane, x, y, stage.renderer.sizesOf(pane)) : -1;
   };
   return stage;
 }

@@ -1,0 +1,113 @@
+// What stands under a place of a view. It is found without the graphics processor, which may still be drawing.
+const pickReach = 6; // pixels beside the pointer that count as well
+
+// Rows of a view's transform, moved so that the pointer lies where x = y = 0; x and y are pixels times the distance w.
+function pointerRows({ matrix }, pane, x, y) {
+  const row = (number) => [0, 4, 8, 12].map((column) => matrix[column + number]), w = row(3);
+  const nx = (x - pane.left) / pane.width * 2 - 1, ny = 1 - (y - pane.top) / pane.height * 2;
+  return [row(0).map((value, i) => (value - nx * w[i]) * pane.width / 2), row(1).map((value, i) => (value - ny * w[i]) * pane.height / 2), w];
+}
+
+// Four planes through the eye and one before it; a box that lies beyond one of them is not near the pointer.
+function pointerPlanes([x, y, w], front) {
+  const plane = (row, sign) => row.map((value, i) => sign * value + pickReach * w[i]);
+  return [plane(x, 1), plane(x, -1), plane(y, 1), plane(y, -1), w.map((value, i) => (i === 3 ? value - front : value))];
+}
+
+function isBeyond(boxes, at, planes) {
+  for (const [a, b, c, d] of planes) {
+    const x = boxes[at + (a > 0 ? 3 : 0)], y = boxes[at + (b > 0 ? 4 : 1)], z = boxes[at + (c > 0 ? 5 : 2)];
+    if (a * x + b * y + c * z + d < 0) return true;
+  }
+  return false;
+}
+
+// How far the pointer is from an edge, squared; ends are pixels from it.
+function fromEdge(ax, ay, bx, by) {
+  const dx = bx - ax, dy = by - ay, length = dx * dx + dy * dy;
+  const along = length > 0 ? clamp(-(ax * dx + ay * dy) / length, 0, 1) : 0, x = ax + along * dx, y = ay + along * dy;
+  return x * x + y * y;
+}
+
+// Keeps what lies nearest to the pointer, and of what lies under it the nearest to the eye.
+function nearestHit() {
+  return {
+    vertex: -1, away: pickReach * pickReach, depth: Infinity,
+    offer(vertex, away, depth) {
+      if (away > this.away || (away === this.away && depth >= this.depth)) return;
+      Object.assign(this, { vertex, away, depth });
+    },
+  };
+}
+
+// The corner that is nearest to the point of a triangle with these shares of its corners.
+function nearestCorner(positions, corners, shares) {
+  const point = [0, 1, 2].map((axis) => corners.reduce((sum, corner, i) => sum + shares[i] * positions[corner * 3 + axis], 0));
+  const away = corners.map((corner) => [0, 1, 2].reduce((sum, axis) => sum + (positions[corner * 3 + axis] - point[axis]) ** 2, 0));
+  return corners[away.indexOf(Math.min(...away))];
+}
+
+// Whether all corners lie on one side of the pointer, out of its reach.
+const isBeside = ([a, b, c], [u, v, w]) => {
+  const [atU, atV, atW] = [u * pickReach, v * pickReach, w * pickReach];
+  return (a > atU && b > atV && c > atW) || (a < -atU && b < -atV && c < -atW);
+};
+
+function pickTriangles({ positions, triangles }, from, to, [rowX, rowY, rowW], front, hit) {
+  const [xx, xy, xz, x1] = rowX, [yx, yy, yz, y1] = rowY, [wx, wy, wz, w1] = rowW, x = [0, 0, 0], y = [0, 0, 0], w = [0, 0, 0];
+  for (let t = from * 3; t < to * 3; t += 3) {
+    for (let i = 0; i < 3; ++i) {
+      const at = triangles[t + i] * 3, px = positions[at], py = positions[at + 1], pz = positions[at + 2];
+      x[i] = xx * px + xy * py + xz * pz + x1;
+      y[i] = yx * px + yy * py + yz * pz + y1;
+      w[i] = wx * px + wy * py + wz * pz + w1;
+    }
+    if (isBeside(x, w) || isBeside(y, w)) continue;
+    const a = x[1] * y[2] - x[2] * y[1], b = x[2] * y[0] - x[0] * y[2], c = x[0] * y[1] - x[1] * y[0], sum = a + b + c;
+    if ((a >= 0 && b >= 0 && c >= 0 && sum > 0) || (a <= 0 && b <= 0 && c <= 0 && sum < 0)) {
+      const depth = (a * w[0] + b * w[1] + c * w[2]) / sum;
+      if (depth < front || (hit.away === 0 && depth >= hit.depth)) continue;
+      const corners = [triangles[t], triangles[t + 1], triangles[t + 2]];
+      hit.offer(nearestCorner(positions, corners, [a / sum, b / sum, c / sum]), 0, depth);
+    } else if (hit.away > 0 && w[0] > front && w[1] > front && w[2] > front) pickEdges(triangles, t, x, y, w, hit);
+  }
+}
+
+// Of a triangle beside the pointer.
+function pickEdges(triangles, t, x, y, w, hit) {
+  const px = x.map((value, i) => value / w[i]), py = y.map((value, i) => value / w[i]);
+  const away = Math.min(...[0, 1, 2].map((i) => fromEdge(px[i], py[i], px[(i + 1) % 3], py[(i + 1) % 3])));
+  if (away >= hit.away) return;
+  const own = px.map((value, i) => value * value + py[i] * py[i]), corner = own.indexOf(Math.min(...own));
+  hit.offer(triangles[t + corner], away, w[corner]);
+}
+
+// Points are discs: `sizes` holds the diameter at distance 1 and the least one.
+function pickPoints(places, stride, from, to, [rowX, rowY, rowW], front, sizes, hit) {
+  const [xx, xy, xz, x1] = rowX, [yx, yy, yz, y1] = rowY, [wx, wy, wz, w1] = rowW;
+  for (let i = from, at = from * stride; i < to; ++i, at += stride) {
+    const px = places[at], py = places[at + 1], pz = places[at + 2], w = wx * px + wy * py + wz * pz + w1;
+    if (w < front) continue;
+    const x = (xx * px + xy * py + xz * pz + x1) / w, y = (yx * px + yy * py + yz * pz + y1) / w;
+    const radius = clamp(sizes[0] / w, sizes[1], 120) / 2, reach = radius + pickReach, away = x * x + y * y;
+    if (away <= reach * reach) hit.offer(i, Math.max(0, Math.sqrt(away) - radius) ** 2, w);
+  }
+}
+
+// The vertex that is seen at a place of a pane, or -1. `sizes` is how large the pane draws points.
+function pickVertex(model, cells, pane, x, y, sizes) {
+  const rows = pointerRows(pane.seen, pane, x, y), { front } = pane.seen, hit = nearestHit();
+  if (!pane.isMesh) {
+    pickPoints(cells.places, 4, 0, cells.count, rows, front, sizes, hit);
+    return hit.vertex < 0 ? -1 : cells.vertices[hit.vertex];
+  }
+  const planes = pointerPlanes(rows, front), { blocks } = model;
+  for (const mesh of model.meshes) {
+    if (mesh.out) continue;
+    if (mesh.triangleCount === 0) pickPoints(model.positions, 3, mesh.first, mesh.first + mesh.count, rows, front, sizes, hit);
+    boxBlocks(model, mesh);
+    for (let block = mesh.firstBlock; block < mesh.firstBlock + mesh.blockCount; ++block)
+      if (!isBeyond(blocks.boxes, block * 6, planes)) pickTriangles(model, blocks.from[block], blocks.from[block + 1], rows, front, hit);
+  }
+  return hit.vertex;
+}
