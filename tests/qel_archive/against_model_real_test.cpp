@@ -10,7 +10,7 @@ namespace {
 
 TEST(RealArchivesAgainstModel, AreReadAlike) {
     const std::vector<std::filesystem::path> paths = test::real_archives();
-    if (paths.empty()) GTEST_SKIP() << "no archives here; QEL_REAL_ARCHIVES may name their folder";
+    if (paths.empty()) GTEST_SKIP() << test::no_real_archives;
     for (const std::filesystem::path &path : paths) {
         EXPECT_EQ(model::model_status(path.string()), 0) << path;
         EXPECT_EQ(model::first_difference(path.string()), "") << path;

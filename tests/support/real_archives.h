@@ -7,6 +7,10 @@
 
 namespace qel::test {
 
+/// Why a test that wants them is skipped.
+inline constexpr char no_real_archives[] =
+    "no archives here: set the environment variable QEL_REAL_ARCHIVES to the folder that holds them";
+
 /// Every archive in the folder that the environment variable QEL_REAL_ARCHIVES names, or in ../shared/archives
 /// beside the source tree; in the order of their names.
 std::vector<std::filesystem::path> real_archives();

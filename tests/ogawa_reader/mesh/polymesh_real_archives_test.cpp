@@ -21,7 +21,7 @@ class RealArchives : public testing::Test {
   protected:
     void SetUp() override {
         paths = test::real_archives();
-        if (paths.empty()) GTEST_SKIP() << "no archives here; QEL_REAL_ARCHIVES may name their folder";
+        if (paths.empty()) GTEST_SKIP() << test::no_real_archives;
     }
 
     /// Calls `check` with each archive, open.
