@@ -107,6 +107,23 @@ bool is_whole(const archive_on_disk &disk, const std::vector<file_range> &arrays
     return same;
 }
 
+/// Reads each array into a fresh block of the heap.
+void read_arrays(const archive_on_disk &disk, const std::vector<file_range> &arrays,
+                 std::vector<heap_block> &blocks) {
+    for (const file_range &array : arrays) {
+        blocks.emplace_back(std::malloc(array.size));
+        read_at(disk.descriptor(), array, blocks.back().get());
+    }
+}
+
+/// Calls a function with 0 here and with 1 on another thread.
+template <class Function>
+void on_two_threads(const Function &function) {
+    std::thread other(function, 1);
+    function(0);
+    other.join();
+}
+
 void read_mesh(benchmark::State &state) {
     const large_meshes meshes = make_meshes(1, array_bytes());
     const archive_on_disk disk(meshes.built);
@@ -116,14 +133,7 @@ void read_mesh(benchmark::State &state) {
     side_by_side(state, {[&] { qel_archive_read_mesh(disk.archive(), 1, 0, &mesh); },
                          [&] { ogawa_free_polymesh(&mesh); }})
         .limit("pread of those arrays",
-               {[&] {
-                    for (const file_range &array : meshes.arrays[0]) {
-                        blocks.emplace_back(std::malloc(array.size));
-                        read_at(disk.descriptor(), array, blocks.back().get());
-                    }
-                },
-                [&] { blocks.clear(); }},
-               1.3)
+               {[&] { read_arrays(disk, meshes.arrays[0], blocks); }, [&] { blocks.clear(); }}, 1.3)
         .measure();
 }
 
@@ -140,12 +150,15 @@ void read_two_meshes(benchmark::State &state) {
         for (ogawa_polymesh &mesh : read)
             ogawa_free_polymesh(&mesh);
     };
-    side_by_side(state, {[&] {
-                             std::thread other(read_one, 1);
-                             read_one(0);
-                             other.join();
-                         },
-                         release})
+    std::vector<heap_block> blocks[2];
+    const auto pread_one = [&](std::uint32_t number) {
+        read_arrays(disk, meshes.arrays[number], blocks[number]);
+    };
+    const auto release_blocks = [&] {
+        for (std::vector<heap_block> &each : blocks)
+            each.clear();
+    };
+    side_by_side(state, {[&] { on_two_threads(read_one); }, release})
         .peer("one after the other",
               {[&] {
                    read_one(0);
@@ -153,6 +166,8 @@ void read_two_meshes(benchmark::State &state) {
                },
                release},
               1.8)
+        .limit("pread of those arrays on two threads", {[&] { on_two_threads(pread_one); }, release_blocks},
+               1.3)
         .measure();
 }
 

@@ -13,7 +13,9 @@ namespace {
 using test::runnable;
 
 constexpr std::uint32_t limits[] = {0, 1, 2, 1000, 0x7FFFFFFF, 0x80000000, 0x80000001, 0xFFFFFFFF};
-constexpr std::size_t sizes[] = {0, 1, 3, 4, 7, 8, 9, 31, 2047, 2048, 2049, 5000};
+constexpr std::size_t sizes[] = {0,  1,  3,  4,    7,    8,    9,    15,   16,  17,
+                                 31, 32, 33, 2047, 2048, 2049, 2079, 2080, 5000};
+constexpr std::size_t starts = 8; // numbers that a vector holds: each start lies at another place of one
 
 std::vector<std::uint32_t> numbers_below(std::uint32_t limit, std::size_t count) {
     std::mt19937 random(static_cast<std::uint32_t>(count));
@@ -37,11 +39,13 @@ TEST(IndexCheck, EveryFormAcceptsIndicesBelowTheLimit) {
 TEST(IndexCheck, EveryFormFindsTheLimitItselfAtEveryPlace) {
     for (const auto &form : runnable(below_forms)) {
         for (const std::uint32_t limit : limits) {
-            for (const std::size_t size : {std::size_t{1}, std::size_t{8}, std::size_t{21}}) {
-                for (std::size_t at = 0; at < size; ++at) {
-                    std::vector<std::uint32_t> numbers(size, 0);
-                    numbers[at] = limit;
-                    EXPECT_FALSE(form.call(numbers.data(), size, limit)) << form.name << ' ' << limit;
+            for (const std::size_t size :
+                 {std::size_t{1}, std::size_t{8}, std::size_t{21}, std::size_t{75}}) {
+                for (std::size_t at = 0; at < size * starts; ++at) {
+                    const std::size_t start = at % starts;
+                    std::vector<std::uint32_t> numbers(start + size, 0);
+                    numbers[start + at / starts] = limit;
+                    EXPECT_FALSE(form.call(numbers.data() + start, size, limit)) << form.name << ' ' << limit;
                 }
             }
         }
@@ -51,18 +55,39 @@ TEST(IndexCheck, EveryFormFindsTheLimitItselfAtEveryPlace) {
 TEST(IndexCheck, EveryFormSumsCountsBeyond32Bits) {
     for (const auto &form : runnable(sum_forms)) {
         for (const std::size_t size : sizes) {
-            const std::vector<std::uint32_t> counts(size, 0x7FFFFFFF);
-            EXPECT_EQ(form.call(counts.data(), size), size * std::uint64_t{0x7FFFFFFF}) << form.name;
+            for (std::size_t start = 0; start < starts; ++start) {
+                const std::vector<std::uint32_t> counts(start + size, 0x7FFFFFFF);
+                EXPECT_EQ(form.call(counts.data() + start, size), size * std::uint64_t{0x7FFFFFFF})
+                    << form.name;
+            }
+        }
+    }
+}
+
+TEST(IndexCheck, EveryFormSumsCountsThatAllDiffer) {
+    std::mt19937 random(3);
+    std::vector<std::uint32_t> counts(5000 + starts);
+    for (std::uint32_t &count : counts)
+        count = static_cast<std::uint32_t>(random()) >> (1 + random() % 31);
+    for (const auto &form : runnable(sum_forms)) {
+        for (const std::size_t size : sizes) {
+            for (std::size_t start = 0; start < starts; ++start) {
+                std::uint64_t sum = 0;
+                for (std::size_t i = start; i < start + size; ++i)
+                    sum += counts[i];
+                EXPECT_EQ(form.call(counts.data() + start, size), sum) << form.name << ' ' << size;
+            }
         }
     }
 }
 
 TEST(IndexCheck, EveryFormFindsANegativeCountAtEveryPlace) {
     for (const auto &form : runnable(sum_forms)) {
-        for (std::size_t at = 0; at < 21; ++at) {
-            std::vector<std::uint32_t> counts(21, 4);
-            counts[at] = 0x80000000;
-            EXPECT_EQ(form.call(counts.data(), counts.size()), bad_sum) << form.name << ' ' << at;
+        for (std::size_t at = 0; at < 75 * starts; ++at) {
+            const std::size_t start = at % starts;
+            std::vector<std::uint32_t> counts(start + 75, 4);
+            counts[start + at / starts] = 0x80000000;
+            EXPECT_EQ(form.call(counts.data() + start, 75), bad_sum) << form.name << ' ' << at;
         }
     }
 }
