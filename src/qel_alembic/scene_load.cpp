@@ -58,7 +58,8 @@ class scene_reader {
     T *empty_records(std::uint64_t count, std::size_t min_bytes) const {
         const std::uint64_t size = count * sizeof(T);
         const bool missing = count > left_ / min_bytes;
-        return missing && size > left_ && size - left_ > max_missing_ ? nullptr : heap_zeroed<T>(count);
+        // In memory a record takes no fewer bytes than in the file, so that `size` exceeds what is left.
+        return missing && size - left_ > max_missing_ ? nullptr : heap_zeroed<T>(count);
     }
 
     /// Whether to read one more record. Behind the end of the file every record is empty: up to `max_empty` of them

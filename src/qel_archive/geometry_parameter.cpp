@@ -8,22 +8,6 @@
 namespace qel::archives {
 namespace {
 
-/// Where a parameter's values and indices are.
-struct parameter_places {
-    property_entry values, indices;
-    bool indexed;
-};
-
-/// Finds them; false where the property is neither an array nor a compound of both.
-bool find_places(const qel_archive &archive, const property_entry &entry, parameter_places &places) {
-    places = {entry, {}, false};
-    if (entry.header().kind != property_kind::compound) return true;
-    places.indexed = true;
-    const compound &home = archive.tree.compounds[entry.place()];
-    return archive.tree.compounds.find(home, ".vals", places.values) &&
-           archive.tree.compounds.find(home, ".indices", places.indices);
-}
-
 struct scope_word {
     char word[4];
     geometry_scope scope;
@@ -36,9 +20,9 @@ constexpr scope_word scope_words[] = {{"con", scope_constant},
                                       {"fvr", scope_corner}};
 
 /// Reads the scope that is written; false where there is none.
-bool find_written_scope(const qel_archive &archive, const property_entry &entry, geometry_scope &scope) {
+bool find_written_scope(const parameter_entries &entries, geometry_scope &scope) {
     std::size_t length = 0;
-    const char *const word = parameter_metadata(archive, entry, "geoScope", length);
+    const char *const word = parameter_metadata(entries, "geoScope", length);
     if (word == nullptr) return false;
     for (const scope_word &known : scope_words) {
         if (length == std::strlen(known.word) && std::memcmp(word, known.word, length) == 0) {
@@ -64,10 +48,10 @@ std::uint32_t places_of(geometry_scope scope, const mesh_size &size) {
 }
 
 /// Settles the scope; false where the parameter has another number of places.
-bool settle_scope(const qel_archive &archive, const property_entry &entry, std::uint32_t places,
-                  const mesh_size &size, std::uint32_t &scope) {
+bool settle_scope(const parameter_entries &entries, std::uint32_t places, const mesh_size &size,
+                  std::uint32_t &scope) {
     geometry_scope written;
-    if (find_written_scope(archive, entry, written)) {
+    if (find_written_scope(entries, written)) {
         scope = written;
         return places == places_of(written, size);
     }
@@ -80,15 +64,15 @@ bool settle_scope(const qel_archive &archive, const property_entry &entry, std::
 }
 
 /// Reads the arrays; DAMAGED where the parameter is unsound. What was read by then stays in it.
-status read_arrays(const qel_archive &archive, const property_entry &entry, const parameter_places &places,
-                   std::uint64_t sample, const mesh_size &size, geometry_parameter &parameter) {
+status read_arrays(const qel_archive &archive, const parameter_entries &entries, std::uint64_t sample,
+                   const mesh_size &size, geometry_parameter &parameter) {
     stored_array values, indices = {};
-    status outcome = find_array(archive, places.values, sample, values);
-    if (outcome == QEL_ARCHIVE_OK && places.indexed)
-        outcome = find_array(archive, places.indices, sample, indices);
+    status outcome = find_array(archive, entries.values, sample, values);
+    if (outcome == QEL_ARCHIVE_OK && entries.indexed)
+        outcome = find_array(archive, entries.indices, sample, indices);
     if (outcome != QEL_ARCHIVE_OK) return outcome;
-    const std::uint32_t count = places.indexed ? indices.count : values.count;
-    if (!settle_scope(archive, entry, count, size, parameter.scope)) return QEL_ARCHIVE_DAMAGED;
+    const std::uint32_t count = entries.indexed ? indices.count : values.count;
+    if (!settle_scope(entries, count, size, parameter.scope)) return QEL_ARCHIVE_DAMAGED;
     parameter.value_count = values.count;
     parameter.index_count = indices.count;
     outcome = read_values(archive.file, values.values, parameter.values,
@@ -102,22 +86,27 @@ status read_arrays(const qel_archive &archive, const property_entry &entry, cons
 
 } // namespace
 
-bool is_parameter(const qel_archive &archive, const property_entry &entry, std::uint32_t extent) {
-    parameter_places places;
-    if (!find_places(archive, entry, places)) return false;
-    return is_array_of(places.values.header(), value_f32, extent) &&
-           (!places.indexed || is_array_of(places.indices.header(), value_u32, 1));
+bool find_parameter(const qel_archive &archive, const property_entry &entry, std::uint32_t extent,
+                    parameter_entries &entries) {
+    entries = {entry, entry, {}, entry.header().kind == property_kind::compound};
+    if (entries.indexed) {
+        const compound_table &compounds = archive.tree.compounds;
+        const compound &home = compounds[entry.place()];
+        if (!compounds.find(home, ".vals", entries.values) ||
+            !compounds.find(home, ".indices", entries.indices) ||
+            !is_array_of(entries.indices.header(), value_u32, 1))
+            return false;
+    }
+    return is_array_of(entries.values.header(), value_f32, extent);
 }
 
-status read_parameter(const qel_archive &archive, const property_entry &entry, std::uint32_t extent,
-                      std::uint64_t sample, const mesh_size &size, geometry_parameter &parameter) {
+status read_parameter(const qel_archive &archive, const parameter_entries &entries, std::uint64_t sample,
+                      const mesh_size &size, geometry_parameter &parameter) {
     parameter = {};
-    parameter_places places;
-    if (!is_parameter(archive, entry, extent) || !find_places(archive, entry, places)) return QEL_ARCHIVE_OK;
     const bool has_samples =
-        places.values.header().samples != 0 && (!places.indexed || places.indices.header().samples != 0);
+        entries.values.header().samples != 0 && (!entries.indexed || entries.indices.header().samples != 0);
     if (!has_samples) return QEL_ARCHIVE_OK;
-    const status outcome = read_arrays(archive, entry, places, sample, size, parameter);
+    const status outcome = read_arrays(archive, entries, sample, size, parameter);
     parameter.sound = outcome == QEL_ARCHIVE_OK;
     if (parameter.sound) return outcome;
     release(parameter.values);
@@ -126,14 +115,11 @@ status read_parameter(const qel_archive &archive, const property_entry &entry, s
     return outcome == QEL_ARCHIVE_DAMAGED ? QEL_ARCHIVE_OK : outcome;
 }
 
-const char *parameter_metadata(const qel_archive &archive, const property_entry &entry, const char *key,
-                               std::size_t &length) {
-    const char *const metadata = entry.header().metadata;
+const char *parameter_metadata(const parameter_entries &entries, const char *key, std::size_t &length) {
+    const char *const metadata = entries.parameter.header().metadata;
     const char *const value = find_value(metadata, std::strlen(metadata), key, length);
-    if (value != nullptr || entry.header().kind != property_kind::compound) return value;
-    parameter_places places;
-    if (!find_places(archive, entry, places)) return nullptr;
-    const char *const inner = places.values.header().metadata;
+    if (value != nullptr || !entries.indexed) return value;
+    const char *const inner = entries.values.header().metadata;
     return find_value(inner, std::strlen(inner), key, length);
 }
 

@@ -18,15 +18,22 @@ struct geometry_parameter {
     bool sound; // whether it is there at all
 };
 
-/// Whether a property is an array of `extent` floats, plain or indexed.
-bool is_parameter(const qel_archive &archive, const property_entry &entry, std::uint32_t extent);
+/// The properties that make one parameter.
+struct parameter_entries {
+    property_entry parameter; // the array of values, or the compound of values and indices
+    property_entry values, indices;
+    bool indexed;
+};
+
+/// Finds the properties of a parameter of `extent` floats, plain or indexed; false where `entry` is no such parameter.
+bool find_parameter(const qel_archive &archive, const property_entry &entry, std::uint32_t extent,
+                    parameter_entries &entries);
 
 /// Reads a parameter. One that is unsound is left out, which is no failure.
-status read_parameter(const qel_archive &archive, const property_entry &entry, std::uint32_t extent,
-                      std::uint64_t sample, const mesh_size &size, geometry_parameter &parameter);
+status read_parameter(const qel_archive &archive, const parameter_entries &entries, std::uint64_t sample,
+                      const mesh_size &size, geometry_parameter &parameter);
 
 /// A value of the parameter's metadata, or else of the metadata of its values; null without.
-const char *parameter_metadata(const qel_archive &archive, const property_entry &entry, const char *key,
-                               std::size_t &length);
+const char *parameter_metadata(const parameter_entries &entries, const char *key, std::size_t &length);
 
 } // namespace qel::archives

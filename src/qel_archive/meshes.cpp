@@ -155,9 +155,11 @@ status read_self_bounds(const qel_archive &archive, std::uint32_t object, std::u
 status read_normals(const qel_archive &archive, std::uint32_t object, std::uint64_t sample,
                     const mesh_size &size, ogawa_polymesh &mesh) {
     property_entry entry;
-    if (!find_property(archive, object, ".geom/N", entry)) return QEL_ARCHIVE_OK;
+    parameter_entries entries;
+    if (!find_property(archive, object, ".geom/N", entry) || !find_parameter(archive, entry, 3, entries))
+        return QEL_ARCHIVE_OK;
     geometry_parameter normals;
-    const status outcome = read_parameter(archive, entry, 3, sample, size, normals);
+    const status outcome = read_parameter(archive, entries, sample, size, normals);
     mesh.normals = normals.values;
     mesh.normal_count = normals.value_count;
     mesh.normal_indices = normals.indices;
@@ -171,10 +173,10 @@ void name_set(ogawa_uv_set &set, const char *name, std::size_t length) {
 }
 
 /// Reads a set of UVs behind those that the mesh has, unless it is unsound.
-status read_uv_set(const qel_archive &archive, const property_entry &entry, std::uint64_t sample,
+status read_uv_set(const qel_archive &archive, const parameter_entries &entries, std::uint64_t sample,
                    const mesh_size &size, ogawa_polymesh &mesh) {
     geometry_parameter uvs;
-    const status outcome = read_parameter(archive, entry, 2, sample, size, uvs);
+    const status outcome = read_parameter(archive, entries, sample, size, uvs);
     if (!uvs.sound) return outcome;
     ogawa_uv_set &set = mesh.uv_sets[mesh.uv_set_count++];
     set.values = uvs.values;
@@ -185,13 +187,13 @@ status read_uv_set(const qel_archive &archive, const property_entry &entry, std:
     return outcome;
 }
 
-status read_main_uvs(const qel_archive &archive, const property_entry &entry, std::uint64_t sample,
+status read_main_uvs(const qel_archive &archive, const parameter_entries &entries, std::uint64_t sample,
                      const mesh_size &size, ogawa_polymesh &mesh) {
     const std::uint32_t before = mesh.uv_set_count;
-    const status outcome = read_uv_set(archive, entry, sample, size, mesh);
+    const status outcome = read_uv_set(archive, entries, sample, size, mesh);
     if (mesh.uv_set_count == before) return outcome;
     std::size_t length = 0;
-    const char *const name = parameter_metadata(archive, entry, "sourceName", length);
+    const char *const name = parameter_metadata(entries, "sourceName", length);
     const bool named = name != nullptr && length != 0;
     name_set(mesh.uv_sets[before], named ? name : "uv", named ? length : 2);
     return outcome;
@@ -210,9 +212,10 @@ status read_more_uvs(const qel_archive &archive, const compound &parameters, std
                      const mesh_size &size, ogawa_polymesh &mesh) {
     for (std::uint32_t i = 0; i < parameters.count(); ++i) {
         const property_entry entry = {&parameters, i};
-        if (!is_parameter(archive, entry, 2)) continue;
+        parameter_entries entries;
+        if (!find_parameter(archive, entry, 2, entries)) continue;
         const std::uint32_t before = mesh.uv_set_count;
-        const status outcome = read_uv_set(archive, entry, sample, size, mesh);
+        const status outcome = read_uv_set(archive, entries, sample, size, mesh);
         if (outcome != QEL_ARCHIVE_OK) return outcome;
         if (mesh.uv_set_count > before)
             name_set(mesh.uv_sets[before], entry.name().bytes, entry.name().length);
@@ -223,13 +226,15 @@ status read_more_uvs(const qel_archive &archive, const compound &parameters, std
 status read_uvs(const qel_archive &archive, std::uint32_t object, std::uint64_t sample, const mesh_size &size,
                 ogawa_polymesh &mesh) {
     const compound &parameters = find_parameters(archive, object);
-    property_entry main;
-    const bool has_main = find_property(archive, object, ".geom/uv", main);
-    std::uint64_t most = has_main ? 1 : 0;
+    property_entry entry;
+    parameter_entries main, other;
+    const bool has_main =
+        find_property(archive, object, ".geom/uv", entry) && find_parameter(archive, entry, 2, main);
+    std::uint64_t max_count = has_main ? 1 : 0;
     for (std::uint32_t i = 0; i < parameters.count(); ++i)
-        most += is_parameter(archive, {&parameters, i}, 2) ? 1 : 0;
-    if (most == 0) return QEL_ARCHIVE_OK;
-    mesh.uv_sets = heap_zeroed<ogawa_uv_set>(most);
+        max_count += find_parameter(archive, {&parameters, i}, 2, other) ? 1 : 0;
+    if (max_count == 0) return QEL_ARCHIVE_OK;
+    mesh.uv_sets = heap_zeroed<ogawa_uv_set>(max_count);
     if (mesh.uv_sets == nullptr) return QEL_ARCHIVE_NO_MEMORY;
     status outcome = has_main ? read_main_uvs(archive, main, sample, size, mesh) : QEL_ARCHIVE_OK;
     if (outcome == QEL_ARCHIVE_OK) outcome = read_more_uvs(archive, parameters, sample, size, mesh);

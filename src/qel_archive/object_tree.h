@@ -75,7 +75,7 @@ struct object_tree {
     /// Characters of an object's path.
     std::size_t path_length(std::uint32_t object) const;
 
-    /// Writes the first `capacity` characters of an object's path, which has `length` of them.
+    /// Writes the first `capacity` characters of an object's path, which has `length` of them; at least one.
     void write_path(std::uint32_t object, std::size_t length, char *path, std::size_t capacity) const;
 };
 

@@ -182,7 +182,7 @@ std::size_t object_tree::path_length(std::uint32_t object) const {
 
 void object_tree::write_path(std::uint32_t object, std::size_t length, char *path,
                              std::size_t capacity) const {
-    if (object == 0 && capacity > 0) path[0] = '/';
+    if (object == 0) path[0] = '/';
     for (; object != 0; object = objects[object].parent) {
         const char *const name = objects[object].name;
         length -= std::strlen(name);

@@ -67,6 +67,19 @@ TEST(Heap, RefusesExactlyWhatDoesNotFitIntoHalfTheAddresses) {
     EXPECT_EQ(heap_table<std::uint32_t>(most + 1), nullptr);
 }
 
+TEST(Heap, LinesAreRefusedOrTakenLikeArraysWhereNoneOrTooManyAreAskedFor) {
+    struct line {
+        char bytes[64];
+    };
+    auto *none = heap_lines<line>(0);
+    EXPECT_NE(none, nullptr);
+    release(none);
+    const failing_heap watch = failing_heap::nth(0);
+    EXPECT_EQ(heap_lines<line>(~std::uint64_t{0}), nullptr);
+    EXPECT_EQ(heap_lines<line>(~std::size_t{0} / 2 / 64 + 1), nullptr);
+    EXPECT_EQ(watch.count(), 0u) << "refused before the heap is asked";
+}
+
 TEST(Heap, LargeTablesFailAsOneAllocation) {
     const failing_heap watch = failing_heap::of_size(std::size_t{32} << 20);
     EXPECT_EQ(heap_table<std::uint32_t>(0x800000), nullptr);

@@ -32,7 +32,7 @@ std::uint64_t fail_in_turn(bool all_later, const std::function<std::int32_t()> &
     }
 }
 
-/// Opens an archive with every allocation failing in turn.
+/// Opens an archive with every allocation failing in turn, of which there are `at_least` so many.
 void expect_open_may_fail(const bytes &content, std::uint64_t at_least) {
     const temp_folder folder;
     const std::string path = folder.file("archive.abc");
@@ -68,6 +68,36 @@ TEST(ArchiveAllocations, OfOpenMayFailInLongSharedTexts) {
     archive_builder builder; // schemas of more bytes than memory is taken at once
     for (int i = 100; i < 200; ++i)
         builder.top.add("o" + std::to_string(i), "schema=" + std::string(200, 's') + std::to_string(i));
+    expect_open_may_fail(builder.build().content, 10);
+}
+
+TEST(ArchiveAllocations, OfOpenMayFailWhereverABlockOfMemoryEnds) {
+    // Small arrays share blocks of 4 KiB. Times, 8 bytes each, move all that is read later through them, so that the
+    // first array of the second block, whose allocation can fail, is each one of the scene's in turn.
+    for (std::size_t times = 1; times < 512; ++times) {
+        archive_builder builder = rich_scene();
+        for (std::size_t left = times; left > 0;) {
+            const std::size_t taken =
+                std::min<std::size_t>(left, 100); // more would take a block of their own
+            builder.add_sampling({1, std::vector<double>(taken)});
+            left -= taken;
+        }
+        expect_open_may_fail(builder.build().content, 6);
+        if (HasFatalFailure() || HasFailure()) FAIL() << times;
+    }
+}
+
+TEST(ArchiveAllocations, OfOpenMayFailInManyTimeSamplings) {
+    archive_builder builder;
+    for (std::size_t i = 1; i < 200; ++i)
+        builder.add_sampling({1, std::vector<double>(i)});
+    expect_open_may_fail(builder.build().content, 10);
+}
+
+TEST(ArchiveAllocations, OfOpenMayFailInTextsOfManyObjects) {
+    archive_builder builder;
+    for (int i = 1000; i < 3000; ++i)
+        builder.top.add("o" + std::to_string(i), "k=" + std::to_string(i)).inline_metadata = true;
     expect_open_may_fail(builder.build().content, 10);
 }
 

@@ -6,9 +6,12 @@
 #if !defined(_WIN32)
 
 #include <cerrno>
+#include <cstdarg>
 #include <dlfcn.h>
+#include <fcntl.h>
 #include <filesystem>
 #include <functional>
+#include <sys/stat.h>
 #include <sys/types.h>
 
 namespace {
@@ -23,6 +26,20 @@ using pread_function = ssize_t(int, void *, std::size_t, off_t);
 pread_function *next_pread() {
     static auto *const next = reinterpret_cast<pread_function *>(dlsym(RTLD_NEXT, "pread"));
     return next;
+}
+
+// So many calls of `open` are interrupted, and `fstat` fails.
+int interruptions_of_open = 0;
+bool fstat_fails = false;
+
+int next_open(const char *path, int flags, mode_t mode) {
+    static auto *const next = reinterpret_cast<int (*)(const char *, int, ...)>(dlsym(RTLD_NEXT, "open64"));
+    return next(path, flags, mode);
+}
+
+int next_fstat(int descriptor, struct stat *status) {
+    static auto *const next = reinterpret_cast<int (*)(int, struct stat *)>(dlsym(RTLD_NEXT, "fstat64"));
+    return next(descriptor, status);
 }
 
 } // namespace
@@ -44,6 +61,26 @@ extern "C" ssize_t pread(int descriptor, void *bytes, std::size_t size, off_t po
         errno = EIO;
         return -1;
     }
+}
+
+extern "C" int open(const char *path, int flags, ...) {
+    mode_t mode = 0;
+    if ((flags & O_CREAT) != 0) {
+        va_list more;
+        va_start(more, flags);
+        mode = va_arg(more, mode_t);
+        va_end(more);
+    }
+    if (interruptions_of_open == 0) return next_open(path, flags, mode);
+    --interruptions_of_open;
+    errno = EINTR;
+    return -1;
+}
+
+extern "C" int fstat(int descriptor, struct stat *status) noexcept {
+    if (!fstat_fails) return next_fstat(descriptor, status);
+    errno = EIO;
+    return -1;
 }
 
 namespace qel {
@@ -109,6 +146,27 @@ TEST(ArchiveFileFailures, OfOpenAreStatuses) {
     large_scene().save(path);
     EXPECT_GT(fail_reads_of(opening(path), failure::io_error, QEL_ARCHIVE_CANNOT_OPEN), 10u);
     EXPECT_GT(fail_reads_of(opening(path), failure::at_the_end, QEL_ARCHIVE_DAMAGED), 10u);
+}
+
+TEST(ArchiveFileFailures, OfOpenAreNoneWhereASignalCame) {
+    const temp_folder folder;
+    const std::string path = folder.file("archive.abc");
+    rich_scene().save(path);
+    interruptions_of_open = 3;
+    EXPECT_EQ(opening(path)(), QEL_ARCHIVE_OK);
+    EXPECT_EQ(interruptions_of_open, 0) << "it was called again until it was not interrupted";
+}
+
+TEST(ArchiveFileFailures, OfAskingForTheFilesSizeAreStatuses) {
+    const temp_folder folder;
+    const std::string path = folder.file("archive.abc");
+    rich_scene().save(path);
+    const heap_ledger ledger;
+    fstat_fails = true;
+    EXPECT_EQ(opening(path)(), QEL_ARCHIVE_CANNOT_OPEN);
+    fstat_fails = false;
+    EXPECT_EQ(ledger.live(), 0u);
+    EXPECT_EQ(opening(path)(), QEL_ARCHIVE_OK);
 }
 
 /// The functions that read the file of an open archive.

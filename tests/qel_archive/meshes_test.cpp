@@ -127,6 +127,45 @@ TEST(ArchiveMeshes, HaveTheBoxOfManyPositions) {
     EXPECT_EQ(read->bounds_max[2], 9);
 }
 
+/// The box of positions as the archive's reader finds it is the one of all positions at once, bit for bit.
+void expect_box_of(const std::vector<float> &positions) {
+    archive_builder builder;
+    add_points(builder.top, "m", {positions});
+    const opened_archive opened(builder);
+    const read_mesh read = opened.mesh("/m");
+    ASSERT_EQ(read.status, QEL_ARCHIVE_OK);
+    float expected[6];
+    ogawa_compute_bounds(positions.data(), static_cast<std::uint32_t>(positions.size() / 3), expected);
+    EXPECT_EQ(std::memcmp(expected, read->bounds_min, 12), 0);
+    EXPECT_EQ(std::memcmp(expected + 3, read->bounds_max, 12), 0);
+}
+
+TEST(ArchiveMeshes, HaveTheBoxOfManyPositionsWhereverNoNumbersStand) {
+    constexpr std::size_t piece = 16'384; // positions that are read at once
+    constexpr float nan = std::numeric_limits<float>::quiet_NaN();
+    std::vector<float> plain(3 * (2 * piece + 5));
+    for (std::size_t i = 0; i < plain.size(); ++i)
+        plain[i] = static_cast<float>(i * 2654435761u % 1000) - 500;
+    for (const std::size_t first : {std::size_t{0}, piece - 1, piece, piece + 1, 2 * piece})
+        for (std::size_t axes = 1; axes < 8; ++axes) { // of one position, any of its numbers
+            std::vector<float> positions = plain;
+            for (std::size_t axis = 0; axis < 3; ++axis)
+                if ((axes >> axis & 1) != 0) positions[first * 3 + axis] = nan;
+            positions[(first + 2) * 3] = 9000; // behind it
+            expect_box_of(positions);
+        }
+    for (const std::size_t count : {piece - 1, piece, piece + 1}) { // most of a piece, a whole one, more
+        std::vector<float> positions = plain;
+        std::fill_n(positions.begin() + 3 * piece, 3 * count, nan);
+        positions[3 * (2 * piece + 4) + 2] = -9000; // the very last one
+        expect_box_of(positions);
+        std::fill_n(positions.begin() + 3 * piece, 3 * count, 1e6F);
+        for (std::size_t i = piece; i < piece + count; ++i)
+            positions[3 * i + i % 3] = nan; // the others of each count
+        expect_box_of(positions);
+    }
+}
+
 TEST(ArchiveMeshes, MayBeEmpty) {
     archive_builder builder;
     polymesh nothing;

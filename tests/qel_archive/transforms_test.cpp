@@ -76,6 +76,14 @@ TEST(ArchiveTransforms, TurnAboutAxesOfAnyLength) {
     }
 }
 
+TEST(ArchiveTransforms, TurnIntoNoNumbersAboutAxesThatAreNoneOrEndless) {
+    for (const double odd :
+         {std::numeric_limits<double>::quiet_NaN(), std::numeric_limits<double>::infinity()})
+        for (const xform_operation &turn :
+             {rotate(odd, 0, 0, 30), rotate(0, odd, 0, 30), rotate(1, 1, odd, 30)})
+            EXPECT_TRUE(std::isnan(local_of({turn})[0])) << odd;
+}
+
 TEST(ArchiveTransforms, DoTheLastOperationToAPointFirst) {
     // (1, 0, 0) is scaled to (2, 0, 0), then moved to (12, 0, 0).
     EXPECT_EQ(local_of({translate(10, 0, 0), scale(2, 2, 2)}),

@@ -1,0 +1,87 @@
+// SPDX-License-Identifier: MIT
+#include "common/arena.h"
+
+#include "support/failing_heap.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <limits>
+#include <vector>
+
+namespace qel {
+namespace {
+
+using test::failing_heap;
+using test::heap_ledger;
+
+TEST(Arena, RefusesCountsThatNoMemoryCanHold) {
+    arena memory;
+    const failing_heap watch = failing_heap::nth(0);
+    EXPECT_EQ(memory.array<std::uint64_t>(std::numeric_limits<std::uint64_t>::max()), nullptr);
+    EXPECT_EQ(memory.array<std::uint64_t>(std::numeric_limits<std::size_t>::max() / 2 / 8 + 1), nullptr);
+    EXPECT_EQ(memory.array<std::uint8_t>(std::numeric_limits<std::uint64_t>::max()), nullptr);
+    EXPECT_EQ(watch.count(), 0u) << "refused before the heap is asked";
+}
+
+TEST(Arena, KeepsArraysApartThroughBlocksOfEverySize) {
+    const heap_ledger ledger;
+    {
+        arena memory;
+        constexpr std::size_t count = 1000; // 80 MB in arrays of 80 KB, past the last growth of the blocks
+        std::vector<std::uint64_t *> arrays;
+        for (std::size_t i = 0; i < count; ++i) {
+            auto *const array = memory.array<std::uint64_t>(10'000);
+            ASSERT_NE(array, nullptr);
+            array[0] = i;
+            array[9'999] = ~std::uint64_t{i};
+            arrays.push_back(array);
+        }
+        for (std::size_t i = 0; i < count; ++i) {
+            ASSERT_EQ(arrays[i][0], i);
+            ASSERT_EQ(arrays[i][9'999], ~std::uint64_t{i});
+        }
+    }
+    EXPECT_EQ(ledger.live(), 0u);
+}
+
+TEST(Arena, TakesLargeBlocksInWholeHugePages) {
+    constexpr std::size_t huge = std::size_t{2} << 20;
+    arena memory;
+    ASSERT_NE(memory.array<std::uint8_t>(20 * huge),
+              nullptr); // a quarter of it are five huge pages, of which four fit
+    const failing_heap heap = failing_heap::of_size(4 * huge);
+    EXPECT_EQ(memory.array<std::uint8_t>(1), nullptr);
+    EXPECT_EQ(heap.failures(), 1u);
+}
+
+TEST(Arena, GivesArraysAgainAfterABlockFailed) {
+    arena memory;
+    {
+        const failing_heap heap = failing_heap::nth(1);
+        EXPECT_EQ(memory.array<std::uint64_t>(1), nullptr);
+    }
+    auto *const array = memory.array<std::uint64_t>(1);
+    ASSERT_NE(array, nullptr);
+    *array = 7;
+    EXPECT_EQ(*array, 7u);
+}
+
+TEST(HeapList, KeepsItsRecordsWhenGrowingFails) {
+    heap_list<std::uint32_t> list;
+    for (std::uint32_t i = 0; i < 8; ++i)
+        ASSERT_TRUE(list.push(i));
+    {
+        const failing_heap heap = failing_heap::nth(1);
+        EXPECT_FALSE(list.push(8));
+        EXPECT_EQ(heap.failures(), 1u);
+    }
+    ASSERT_TRUE(list.push(9));
+    ASSERT_EQ(list.size(), 9u);
+    for (std::uint32_t i = 0; i < 8; ++i)
+        EXPECT_EQ(list[i], i);
+    EXPECT_EQ(list.top(), 9u);
+}
+
+} // namespace
+} // namespace qel

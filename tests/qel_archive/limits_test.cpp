@@ -1,0 +1,233 @@
+// SPDX-License-Identifier: MIT
+// The limits on what stands in a file, whichever way it is read: an archive that shares its groups so often that the
+// bytes read are more than the file has is read again with a memory of places.
+#include "qel_archive/opened_archive.h"
+
+#include <algorithm>
+#include <fstream>
+
+namespace qel {
+namespace {
+
+using namespace test;
+
+constexpr std::uint32_t max_objects = 1u << 20, max_properties = 1u << 24;
+
+/// Adds objects that share one object of 20 KB often enough for the archive to be read with a memory of places.
+void add_shared_objects(archive_builder &builder) {
+    builder.top.add("shared").properties.compound("c", std::string(20'000, 'm')).inline_metadata = true;
+    const std::uint64_t shared = builder.build().places.at("/shared").reference;
+    for (int i = 0; i < 40; ++i)
+        builder.top.add("copy" + std::to_string(i)).instead = shared;
+}
+
+/// An archive of one group of objects: its headers, and references to empty objects.
+bytes flat_objects(std::uint32_t count) {
+    archive_writer out;
+    bytes headers;
+    for (std::uint32_t i = 0; i < count; ++i)
+        append_bytes(headers, bytes_of_header(object_header{std::to_string(max_objects + i), 0, "", {}, {}}));
+    headers.resize(headers.size() + 32);
+    std::vector<std::uint64_t> references(count + 1, archive_writer::empty_group); // a compound, the objects
+    references.push_back(out.data(headers));
+    const std::uint64_t number = out.data(bytes(4, 0)), none = out.data({});
+    const std::uint64_t samplings = out.data(bytes_of_sampling({}, 0)), top = out.group(references);
+    out.set_root(out.group({number, number, top, none, samplings, none}));
+    return out.content();
+}
+
+TEST(ArchiveLimits, OfObjectsHoldWhereNoneIsShared) {
+    const opened_archive opened(flat_objects(max_objects - 1));
+    ASSERT_EQ(opened.status, QEL_ARCHIVE_OK);
+    EXPECT_EQ(opened.info().object_count, max_objects) << "with the top object";
+    EXPECT_EQ(status_of(flat_objects(max_objects)), QEL_ARCHIVE_DAMAGED);
+    EXPECT_EQ(status_of(flat_objects(max_objects + 1)), QEL_ARCHIVE_DAMAGED)
+        << "more than a group may refer to";
+}
+
+/// Objects of 2 and of `count` children, whose headers are the first one's.
+archive_builder shared_object_headers(std::size_t count) {
+    archive_builder builder;
+    add_shared_objects(builder);
+    object_node &first = builder.top.add("first");
+    first.add("a");
+    first.add("b");
+    const std::uint64_t headers = builder.build().places.at("/first").references.back();
+    object_node &second = builder.top.add("second");
+    second.edit_references = [=](std::vector<std::uint64_t> &references, std::uint64_t) {
+        references.assign(count + 1, archive_writer::empty_group);
+        references.push_back(headers);
+    };
+    return builder;
+}
+
+TEST(ArchiveLimits, OfSharedHeadersOfObjectsAreTheirCount) {
+    EXPECT_EQ(opened_archive(shared_object_headers(2)).object("/second").child_count, 2u);
+    EXPECT_EQ(status_of(shared_object_headers(1)), QEL_ARCHIVE_DAMAGED);
+    EXPECT_EQ(status_of(shared_object_headers(3)), QEL_ARCHIVE_DAMAGED);
+}
+
+/// Compounds of 2 and of `count` properties, whose headers are the first one's.
+archive_builder shared_property_headers(std::size_t count) {
+    archive_builder builder;
+    add_shared_objects(builder);
+    property_node &first = builder.top.add("first").properties;
+    first.compound("a");
+    first.compound("b");
+    const std::uint64_t headers = builder.build().places.at("/first:").references.back();
+    property_node &second = builder.top.add("second").properties;
+    second.compound("any");
+    second.edit_references = [=](std::vector<std::uint64_t> &references, std::uint64_t) {
+        references.assign(count, archive_writer::empty_group);
+        references.push_back(headers);
+    };
+    return builder;
+}
+
+TEST(ArchiveLimits, OfSharedHeadersOfPropertiesAreTheirCount) {
+    EXPECT_EQ(opened_archive(shared_property_headers(2)).object("/second").property_count, 2u);
+    EXPECT_EQ(status_of(shared_property_headers(1)), QEL_ARCHIVE_DAMAGED);
+    EXPECT_EQ(status_of(shared_property_headers(3)), QEL_ARCHIVE_DAMAGED);
+}
+
+/// Puts compounds, each inside the one before, into one; returns the last.
+property_node &nest(property_node &outer, std::uint32_t count) {
+    property_node *last = &outer;
+    for (std::uint32_t i = 0; i < count; ++i)
+        last = &last->compound("c");
+    return *last;
+}
+
+/// A compound of 600 levels that also stands in another one, below `above` levels.
+archive_builder shared_levels(std::uint32_t above) {
+    archive_builder builder;
+    add_shared_objects(builder);
+    nest(builder.top.add("first").properties, 599).scalar<std::uint8_t>("x", 1, {{1}});
+    const std::uint64_t levels = builder.build().places.at("/first:").reference;
+    nest(builder.top.add("second").properties, above).instead = levels;
+    return builder;
+}
+
+TEST(ArchiveLimits, OfLevelsCountSharedCompoundsWithWhatTheyStandIn) {
+    const opened_archive opened(shared_levels(400));
+    ASSERT_EQ(opened.status, QEL_ARCHIVE_OK);
+    EXPECT_EQ(opened.object("/second").property_count, 1000u);
+    EXPECT_EQ(status_of(shared_levels(401)), QEL_ARCHIVE_DAMAGED);
+}
+
+bytes headers_of_compounds(std::uint32_t count, const std::string &metadata = "") {
+    bytes headers;
+    for (std::uint32_t i = 0; i < count; ++i) {
+        property_header header;
+        header.name = std::to_string((1u << 17) + i);
+        if (!metadata.empty()) {
+            header.set(info_width, static_cast<std::uint32_t>(number_width::u32));
+            header.set(info_metadata, metadata_follows);
+            header.metadata = metadata;
+        }
+        append_bytes(headers, bytes_of_header(header));
+    }
+    return headers;
+}
+
+/// An archive of 2^24 + `more` properties, all in objects below an instance: they are read, but stand for nothing. Nearly
+/// all of its bytes are references to empty compounds, which are zero, so that it takes little of a disk.
+class many_properties {
+  public:
+    explicit many_properties(std::uint32_t more) {
+        add_instance_property();
+        // Read 150 times, 150 MB are more than the file has.
+        const std::uint64_t weight = out_.data(headers_of_compounds(1, std::string(1'000'000, 'm')));
+        const std::uint64_t shared = out_.group({out_.group({0, weight})});
+        for (int i = 0; i < 150; ++i)
+            add_child(shared);
+        const std::uint64_t headers = out_.data(headers_of_compounds(each));
+        for (std::uint32_t i = 0; i < max_properties / each - 1; ++i)
+            add_compound(each, headers);
+        const std::uint32_t rest = each - 2 + more; // two are the instance's and the shared one
+        add_compound(rest, out_.data(headers_of_compounds(rest)));
+        finish();
+    }
+
+    /// What opening it answers.
+    std::int32_t status() const {
+        qel_archive *archive = nullptr;
+        const std::int32_t opened = qel_archive_open(folder_.file("archive.abc").c_str(), &archive);
+        qel_archive_close(archive);
+        return opened;
+    }
+
+  private:
+    static constexpr std::uint32_t each = 1u << 16;
+    static constexpr std::uint64_t groups_at = std::uint64_t{8} << 20; // behind everything else
+
+    struct large_group {
+        std::uint64_t at, count, headers;
+    };
+
+    void add_child(std::uint64_t object) {
+        append_bytes(child_headers_,
+                     bytes_of_header(object_header{std::to_string(1000 + children_.size()), 0, "", {}, {}}));
+        children_.push_back(object);
+    }
+
+    void add_instance_property() {
+        const std::string source = "/source";
+        property_header header;
+        header.set(info_kind, static_cast<std::uint32_t>(property_kind::scalar));
+        header.set(info_value, static_cast<std::uint32_t>(value_kind::text));
+        header.set(info_extent, 1);
+        header.samples = 1;
+        header.name = ".instanceSource";
+        bytes text = bytes_of_text(source);
+        text.push_back(0);
+        const std::uint64_t sample = out_.group({out_.data(archive_writer::with_digest(text))});
+        children_ = {out_.group({sample, out_.data(bytes_of_header(header))})};
+    }
+
+    void add_compound(std::uint64_t count, std::uint64_t headers) {
+        groups_.push_back({next_group_, count, headers});
+        add_child(out_.group({next_group_}));
+        next_group_ += 8 + 8 * (count + 1);
+    }
+
+    void finish() {
+        child_headers_.resize(child_headers_.size() + 32);
+        children_.push_back(out_.data(child_headers_));
+        const std::uint64_t instance = out_.group(children_);
+        bytes headers = bytes_of_header(object_header{"instance", 0, "", {}, {}});
+        append_bytes(headers, bytes_of_header(object_header{"source", 0, "", {}, {}}));
+        headers.resize(headers.size() + 32);
+        const std::uint64_t top = out_.group({0, instance, 0, out_.data(headers)});
+        const std::uint64_t number = out_.data(bytes(4, 0)), none = out_.data({});
+        const std::uint64_t samplings = out_.data(bytes_of_sampling({}, 1));
+        out_.set_root(out_.group({number, number, top, none, samplings, none}));
+        ASSERT_LE(out_.size(), groups_at);
+        out_.save(folder_.file("archive.abc"));
+        std::filesystem::resize_file(folder_.file("archive.abc"), next_group_);
+        std::fstream file(folder_.file("archive.abc"), std::ios::in | std::ios::out | std::ios::binary);
+        const auto put = [&file](std::uint64_t at, std::uint64_t word) {
+            file.seekp(static_cast<std::streamoff>(at));
+            file.write(reinterpret_cast<const char *>(&word), sizeof word);
+        };
+        for (const large_group &group : groups_) {
+            put(group.at, group.count + 1);
+            put(group.at + 8 + 8 * group.count, group.headers);
+        }
+    }
+
+    archive_writer out_;
+    temp_folder folder_;
+    bytes child_headers_;
+    std::vector<std::uint64_t> children_; // of the instance: its compound, its objects
+    std::vector<large_group> groups_;
+    std::uint64_t next_group_ = groups_at;
+};
+
+TEST(ArchiveLimits, OfPropertiesHoldWhereNobodySeesThem) {
+    EXPECT_EQ(many_properties(0).status(), QEL_ARCHIVE_OK);
+    EXPECT_EQ(many_properties(1).status(), QEL_ARCHIVE_DAMAGED);
+}
+
+} // namespace
+} // namespace qel
