@@ -1,7 +1,7 @@
 /* SPDX-License-Identifier: MIT */
-/* archive_to_tokens INPUT.abc FOLDER: an archive's mesh becomes a file of each format in a folder that is there.
- * Every vertex is a token; the tokens then answer queries. A failure ends the program, and the system takes back
- * what it held. Files of these names are overwritten; `qel convert` replaces them only when all is done. */
+/* archive_to_tokens INPUT.abc FOLDER: writes an archive's mesh as a file of each format into an existing folder.
+ * Every vertex is a token; queries then run over the tokens. A failure ends the program, and the system frees its
+ * memory. Files of these names are overwritten; `qel convert` replaces them only when all is done. */
 #include <qel_unit.h>
 
 #include <stdio.h>
@@ -14,7 +14,7 @@ static void check(int code, const char *step) {
     exit(1);
 }
 
-/* The agent directory keeps 255 characters of a path and would write to the shortened one without a word. */
+/* The agent directory keeps 255 characters of a path and would write to the shortened one without an error. */
 static const char *in_folder(const char *folder, const char *name, char path[256]) {
     const int length = snprintf(path, 256, "%s/%s", folder, name);
     check(length < 0 || length > 255, "keeping the path within 255 characters");
@@ -29,7 +29,7 @@ static void must_hold(const char *path, uint64_t bytes) {
     fclose(file);
 }
 
-/* The reader recognises faces by their bytes: that they name corners and vertices of this mesh is not yet known. */
+/* The reader recognises faces by their bytes and does not check that they name corners and vertices of this mesh. */
 static int faces_fit(const ogawa_polymesh *mesh) {
     uint64_t corners = 0;
     uint32_t i;
@@ -65,7 +65,7 @@ static void query(const char *path) {
     for (i = 0; i < found; ++i)
         printf("token %.8s, %u hops from the middle\n", unit.tokens[numbers[i]].hex_id, (unsigned)hops[i]);
     qel_unit_free(&unit);
-    free(unit.order); /* which a unit's release leaves to its owner */
+    free(unit.order); /* qel_unit_free() leaves it to its owner */
 }
 
 static void record_run(const char *path, uint64_t tokens) {
@@ -86,7 +86,7 @@ int main(int argc, char **argv) {
     uint32_t *triangles, vertices, count;
     char path[256];
     check(argc != 3, "the call archive_to_tokens INPUT.abc FOLDER");
-    in_folder(argv[2], "agents.qeag", path); /* the longest: nothing is written where it does not fit */
+    in_folder(argv[2], "agents.qeag", path); /* the longest path is checked before anything is written */
 
     check(ogawa_open(argv[1], &archive), "opening the archive");
     check(ogawa_read_polymesh(&archive, NULL, 0, &mesh), "finding a mesh");

@@ -7,7 +7,7 @@
 
 enum { side = 4, token_count = side * side * side };
 
-/* Tokens of a small cube of lattice vertices; the keys ascend, as the nearest query wants them. */
+/* Tokens of a small cube of lattice vertices; the keys ascend, as the nearest query needs them. */
 static int build(qel_unit *unit) {
     static uint64_t keys[token_count], payloads[token_count];
     static char identities[token_count * 8 + 1];
@@ -43,7 +43,7 @@ int main(void) {
         return 1;
     }
     printf("%u tokens\n", (unsigned)qel_unit_get_count(&unit));
-    /* A lookup finds the newest token of its bucket: (1, 2, 3) shares one with (3, 2, 1) and stays hidden. */
+    /* A lookup finds the newest token of its bucket: (1, 2, 3) is in the bucket of (3, 2, 1) and is not found. */
     print_token(&unit, qel_unit_query_lattice_vertex(&unit, 3, 2, 1));
     if (qel_unit_query_lattice_vertex(&unit, 1, 2, 3) == QEL_NOT_FOUND)
         printf("vertex (1, 2, 3) is hidden\n");
@@ -55,6 +55,6 @@ int main(void) {
         print_token(&unit, numbers[i]);
     }
     qel_unit_free(&unit);
-    free(unit.order); /* a unit's release leaves it to its owner */
+    free(unit.order); /* qel_unit_free() leaves it to its owner */
     return 0;
 }

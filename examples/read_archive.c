@@ -1,6 +1,6 @@
 /* SPDX-License-Identifier: MIT */
-/* read_archive ARCHIVE.abc: lists the meshes of an archive with their sizes, and where the world of the meshes that
- * are shown begins and ends at five times. A failure ends the program, and the system takes back what it held. */
+/* read_archive ARCHIVE.abc: lists the meshes of an archive with their sizes, and the bounds of the visible meshes
+ * at five times. A failure ends the program, and the system frees its memory. */
 #include <qel_archive.h>
 
 #include <float.h>
@@ -37,7 +37,7 @@ static void print_mesh(const qel_archive *archive, uint32_t number, const char *
     }
 }
 
-/* Widens the box by a mesh as it stands in the world at a time. Points are rows: p' = p * matrix. */
+/* Widens the box by a mesh in world space at a time. Points are rows: p' = p * matrix. */
 static void add_mesh(const qel_archive *archive, uint32_t number, const char *path, double seconds,
                      box *world) {
     ogawa_polymesh mesh;
@@ -82,7 +82,7 @@ int main(int argc, char **argv) {
         box world = {{DBL_MAX, DBL_MAX, DBL_MAX}, {-DBL_MAX, -DBL_MAX, -DBL_MAX}};
         for (i = 0; i < info.object_count; ++i)
             if (get_mesh(archive, i, &object)) add_mesh(archive, i, object.path, seconds, &world);
-        if (world.lower[0] > world.upper[0]) continue; /* nothing is shown */
+        if (world.lower[0] > world.upper[0]) continue; /* no mesh is visible */
         printf("%.3f s: (%.2f, %.2f, %.2f) to (%.2f, %.2f, %.2f)\n", seconds, world.lower[0], world.lower[1],
                world.lower[2], world.upper[0], world.upper[1], world.upper[2]);
     }

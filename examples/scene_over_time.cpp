@@ -58,7 +58,7 @@ void print_height(const qel_alembic_file &scene, float time) {
         std::printf("at %.2f s the square is at height %.2f\n", time, between.positions[2]);
     else
         std::printf("at %.2f s there is no square: code %d\n", time, code);
-    std::free(between.positions); // the one array that interpolation makes
+    std::free(between.positions); // the one array that interpolation allocates
 }
 
 } // namespace

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// A mesh with a skin goes into a cache file; the file is mapped, and the mesh bent in place of its positions.
+// A mesh with a skin is saved to a cache file; the file is mapped, and the skinned positions replace those of the mesh.
 #include <qel_unit.h>
 
 #include <algorithm>

@@ -17,8 +17,9 @@ struct mesh_numbers {
     bool hold(std::uint32_t number) const { return number - first < count; }
 };
 
-/// Finds the mesh that a global number belongs to. The first find walks over the meshes. The second one stores the first
-/// number of every mesh, or without memory for so many that of every stride-th mesh, where all further walks begin.
+/// Finds the mesh that a global number belongs to. The first find walks over the meshes. The second one stores the
+/// first number of every mesh, or without memory for so many that of every stride-th mesh, where all further walks
+/// begin.
 class mesh_finder {
   public:
     explicit mesh_finder(const qel_alembic_file &scene) : scene_(scene), count_(meshes_in(scene)) {}

@@ -13,8 +13,8 @@ std::uint64_t difference(std::uint64_t a, std::uint64_t b) {
     return a > b ? a - b : b - a;
 }
 
-/// The exact floor of the root. In double precision the root of a square is exact, so that no value's root is too small;
-/// just below a large square it is one too large.
+/// The exact floor of the root. In double precision the root of a square is exact, so that no value's root is too
+/// small; just below a large square it is one too large.
 std::uint64_t floor_sqrt(std::uint64_t value) {
     constexpr std::uint64_t max_root = 0xFFFFFFFF;
     const std::uint64_t root =

@@ -55,7 +55,8 @@ void release_index(qel_hash_index *&index);
 /// Makes `node` hold `entry` and puts it at the head of a bucket. An index takes as many insertions as it has buckets;
 /// the ones after that do nothing.
 ///
-/// A node that is in use moves to its new bucket. The chains behind the heads then mean nothing, and nothing walks them.
+/// A node that is in use moves to its new bucket. The chains behind the heads then mean nothing, and nothing walks
+/// them.
 inline void insert(qel_hash_index &index, std::uint32_t bucket, std::uint32_t entry, std::uint32_t node) {
     if (index.node_count >= QEL_HASH_BUCKETS) return;
     index.nodes[node] = {entry, index.buckets[bucket]};

@@ -10,8 +10,8 @@ namespace {
 /// The best results offered so far, at most as many as wanted. Of equal distances the one met first comes first.
 ///
 /// The results begin as a sorted list: in a sorted unit distances grow outwards, so that an offer belongs at its end or
-/// a few places before it. In a unit in another order offers shift much of the list. Once they have shifted more entries
-/// than a heap would have moved, the results become a heap with the worst in front, which finish() sorts.
+/// a few places before it. In a unit in another order offers shift much of the list. Once they have shifted more
+/// entries than a heap would have moved, the results become a heap with the worst in front, which finish() sorts.
 class nearest_results {
   public:
     nearest_results(qel_search_result *results, std::uint32_t wanted) : results_(results), wanted_(wanted) {}

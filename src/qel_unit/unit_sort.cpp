@@ -57,8 +57,8 @@ struct key_prefix {
     bool whole = false; // the prefix holds every bit in which keys differ
 };
 
-/// A token's position and the prefix of its key, with the layout of a chain node: the sort takes the nodes of the unit's
-/// two indexes, which are filled afterwards, as its two arrays.
+/// A token's position and the prefix of its key, with the layout of a chain node: the sort takes the nodes of the
+/// unit's two indexes, which are filled afterwards, as its two arrays.
 using sort_entry = qel_hash_node;
 
 std::uint32_t &position_of(sort_entry &entry) {

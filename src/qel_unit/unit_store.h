@@ -12,8 +12,8 @@
 
 namespace qel {
 
-/// Gives the unit two empty indexes with room for every token. Without memory for both, releases them and the tokens and
-/// returns false.
+/// Gives the unit two empty indexes with room for every token. Without memory for both, releases them and the tokens
+/// and returns false.
 bool allocate_indexes(qel_unit &unit);
 
 /// Gives the unit room for every token number. Without memory for it, releases the tokens and both indexes and returns
@@ -50,9 +50,9 @@ struct token_block {
     std::uint32_t hex_buckets[max_count];
 };
 
-/// Fills the tokens by `fill(first, count)`, block by block, inserts every token into both indexes in storage order, and
-/// numbers the order. A block is hashed before the previous one is inserted, so that its buckets, scattered over 64 MiB,
-/// are loaded meanwhile.
+/// Fills the tokens by `fill(first, count)`, block by block, inserts every token into both indexes in storage order,
+/// and numbers the order. A block is hashed before the previous one is inserted, so that its buckets, scattered over 64
+/// MiB, are loaded meanwhile.
 template <class Fill>
 void index_tokens(qel_unit &unit, Fill fill) {
     token_block blocks[2];

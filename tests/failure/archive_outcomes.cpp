@@ -23,7 +23,7 @@ std::int32_t read_mesh_of(caller &c, const bytes &content, std::size_t failing_s
     return ogawa_read_polymesh(&stored.record, nullptr, 0, &c.mesh);
 }
 
-/// A tree of all four arrays; the size word of one of them, if asked, promises more than the file holds.
+/// A tree of all four arrays; on request the size word of one of them exceeds what the file holds.
 bytes tree(int cut = -1) {
     return four_arrays(cut).content();
 }

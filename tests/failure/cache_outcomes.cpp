@@ -53,7 +53,7 @@ std::int32_t load_bytes(caller &c, const bytes &file) {
     return load(c);
 }
 
-/// Maps a huge file again and again until the address space is full.
+/// Maps a huge file repeatedly until the address space is full.
 std::int32_t load_without_room(caller &c) {
     write_file(c.path, {'Q', 'E', 'L', 'M'});
     std::error_code refused;

@@ -26,7 +26,7 @@ using test::heap_ledger;
 struct allocating_call {
     const char *name;
     std::function<int()> call;
-    std::set<int> codes; // beside 0
+    std::set<int> codes; // other than 0
     std::function<void()> release;
 };
 
@@ -64,7 +64,7 @@ TEST(EveryAllocation, OfUnitsAndAgentsMayFail) {
     const test::token_arrays arrays(test::tokens_with_keys({9, 4, 7}));
     test::write_file(unit_path, test::unit_file(test::tokens_with_keys({9, 4, 7})));
     test::write_file(short_path,
-                     test::unit_file(1000, test::tokens_with_keys({9, 4, 7}))); // claims a thousand
+                     test::unit_file(1000, test::tokens_with_keys({9, 4, 7}))); // claims 1,000 tokens
     test::write_file(agents_path, test::directory_file({test::make_agent("2A9E0100")}));
     std::vector<qel_token> sorted = test::tokens_with_keys({4, 7, 9});
     const qel_unit borrowed = test::borrowed_unit(sorted);
@@ -140,7 +140,7 @@ TEST(EveryAllocation, OfScenesMayFail) {
           [] {}}});
 }
 
-/// An archive of blocks of plain numbers, as the byte searches find them.
+/// An archive of blocks of plain numbers, which the byte searches find.
 test::bytes blocks_of(std::size_t floats, int count) {
     std::vector<float> values;
     for (std::size_t i = 0; i < floats; ++i)
@@ -253,7 +253,7 @@ TEST(EveryAllocation, OfGeometryAndTheMeshCacheMayFail) {
 
 TEST(EveryAllocation, OfLargeMeshesMayFail) {
     test::plain_mesh torus = test::make_torus(100, 60, 4.0f, 1.0f);
-    test::cache_mesh hub; // faces of five corners round vertex 0
+    test::cache_mesh hub; // faces of five corners around vertex 0
     hub.positions = torus.positions;
     for (std::uint32_t i = 1; i < 5000; ++i) {
         hub.face_counts.push_back(5);

@@ -30,7 +30,7 @@ bool caller::field::zero() const {
 
 namespace {
 
-/// Rubbish: a value that no call writes.
+/// A filler: a value that no call writes.
 template <class... Records>
 void fill(Records &...records) {
     (std::memset(static_cast<void *>(&records), 0xC5, sizeof records), ...);

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// What each function leaves behind after each of its codes: one row of a table each. A row says in words which fields of
-// the caller's records the call has changed, and to what; every field that it does not name is as it was.
+// What each function leaves behind after each of its codes: one row of a table each. A row says in words which fields
+// of the caller's records the call has changed, and to what; every field that it does not name is as it was.
 #pragma once
 
 #include "qel_unit.h"
@@ -19,12 +19,12 @@
 
 namespace qel::test {
 
-/// "null", "owned" (a block that lives), "freed", or "set" (to anything else, such as a place within a block).
+/// "null", "owned" (a block that is allocated), "freed", or "set" (to anything else, such as a place within a block).
 std::string pointer_text(const void *pointer, const heap_ledger &ledger);
 std::string number_text(double number);
 std::string name_text(const char *text, std::size_t size);
 
-/// The value of a field in a word.
+/// The value of a field as text.
 template <class T>
 std::string value_text(const T &value, const heap_ledger &ledger) {
     if constexpr (std::is_same_v<T, std::FILE *>) {
@@ -41,7 +41,7 @@ std::string value_text(const T &value, const heap_ledger &ledger) {
     }
 }
 
-/// The caller's side of one call: records full of rubbish, a folder, and what the call changed of what it watches.
+/// The caller's side of one call: records full of filler, a folder, and the changes of the watched fields.
 class caller {
   public:
     caller();
@@ -74,15 +74,15 @@ class caller {
                            [this, &value] { return value_text(value, ledger); }});
     }
 
-    /// What has changed since, such as "count 3, tokens owned". Of a record that was written as a whole, fields that are
-    /// zero or null are named together, as "rest 0".
+    /// What has changed since, such as "count 3, tokens owned". Of a record that was written as a whole, fields that
+    /// are zero or null are named together, as "rest 0".
     std::string changes() const;
 
     heap_ledger ledger;
     temp_folder folder;
     std::string path = folder.file("file");
-    std::function<void()> afterwards; // once the changes have been seen
-    std::string cannot;               // why the system does not let the case happen
+    std::function<void()> afterwards; // called after the changes are compared
+    std::string cannot;               // why the system cannot provoke the case
 
     qel_unit unit;
     ogawa_archive archive;

@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The library where the system gives no more: an address space that is full, a disk that is full, a folder that may not
-// be written to.
+// The library at the limits of the system: a full address space, a full disk, a folder without permission to write.
 #include "ogawa_reader/container/stored_archive.h"
 #include "qel_alembic/scene_maker.h"
 #include "qel_unit/agents/agent_fixture.h"
@@ -40,7 +39,7 @@ constexpr std::size_t mebibyte = std::size_t{1} << 20;
 
 using resource_kind = decltype(RLIMIT_AS); // an enumeration in some C libraries, a number in others
 
-/// While it lives, a resource of the process is limited.
+/// During its lifetime a resource of the process is limited.
 class lowered_limit {
   public:
     lowered_limit(resource_kind resource, rlim_t limit) : resource_(resource) {
@@ -68,7 +67,7 @@ std::size_t taken() {
     return pages * static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
 }
 
-/// Bytes that are allocated, as the heap itself counts them. The address space says less: freed memory stays in it.
+/// Bytes that are allocated, as the heap counts them. The address space does not show them: it keeps freed memory.
 std::size_t allocated() {
     const struct mallinfo2 heap = mallinfo2();
     return heap.uordblks + heap.hblkhd;
@@ -84,7 +83,8 @@ class MemoryLimit : public testing::Test {
         mallopt(M_MMAP_THRESHOLD, 128 << 10); // large blocks go back to the system when they are freed
     }
 
-    /// Makes a call with ever more memory to take, until it succeeds; its answers. In the end nothing may be missing.
+    /// Repeats a call with increasing memory until it succeeds. Returns its codes. Afterwards nothing may be left
+    /// allocated.
     static std::set<int> answers(std::size_t step, const std::function<int()> &call,
                                  const std::function<void()> &release) {
         std::set<int> answers;
@@ -207,13 +207,13 @@ TEST_F(MemoryLimit, EndsAMeshCacheInADocumentedCodeOrWithoutABlock) {
 
 // ---- Disk -------------------------------------------------------------------------------------------------------
 
-/// Something of each kind that can be saved, and the functions that save it.
+/// One object of each kind that can be saved, and the functions that save it.
 class WriteFailure : public testing::Test {
   protected:
     struct saver {
         const char *name;
         std::function<int(const char *)> save;
-        std::set<int> when_full; // beside 0
+        std::set<int> when_full; // other than 0
         int when_not_created;
     };
 
@@ -323,7 +323,7 @@ TEST_F(WriteFailure, OfADeviceThatIsAlwaysFullEndsAtOnce) {
     }
 }
 
-/// Runs in a process of its own, which may not write where the superuser may.
+/// Runs in another process without the superuser's permission to write everywhere.
 [[noreturn]] void save_as_nobody(const std::function<bool()> &works) {
     if (geteuid() == 0 && setuid(65534) != 0) _exit(3);
     _exit(works() ? 0 : 1);

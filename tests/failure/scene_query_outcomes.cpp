@@ -7,7 +7,7 @@
 namespace qel::test {
 namespace {
 
-/// A scene of two meshes and three frames, indexed, that lives until the changes have been seen.
+/// An indexed scene of two meshes and three frames that is released after the changes are compared.
 const qel_alembic_file &make_scene(caller &c) {
     const auto kept = std::make_shared<owned_scene>();
     c.afterwards = [kept] {};
@@ -67,7 +67,7 @@ std::int32_t export_scene(caller &c, const std::string &path, bool with_meshes =
 
 } // namespace
 
-// What lives stands for "owned" here: the scene's own arrays, not the caller's.
+// "owned" means the scene's own arrays here, not the caller's.
 const std::vector<outcome> scene_query_outcomes = {
     {"qel_alembic_lookup_morton", 0, "", [](caller &c) { return lookup(c, 9); },
      "mesh_index 1, vertex owned, token owned, rest 0"},

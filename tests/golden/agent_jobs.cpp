@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Lives of the agent directory, and its file.
+// Sequences of operations on the agent directory, and its file.
 #include "golden/inputs.h"
 #include "golden/jobs.h"
 

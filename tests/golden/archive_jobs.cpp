@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Reading archives: well-formed ones, ones without a tree, and ones that lie.
+// Reading archives: well-formed ones, ones without a tree, and ones with wrong sizes and counts.
 #include "golden/inputs.h"
 #include "golden/jobs.h"
 #include "golden/records.h"
@@ -84,7 +84,7 @@ void whole_archives(digest &results) {
     read_archive(results, production_archive(bare).content());
 }
 
-/// No tree: only bytes that look like positions, normals and indices.
+/// No tree: only bytes that pass for positions, normals and indices.
 void byte_search(digest &results) {
     const plain_mesh sheet = make_sheet(13, 30, 30);
     archive_writer archive;

@@ -19,10 +19,10 @@ class digest {
   public:
     template <class T, std::enable_if_t<std::is_integral_v<T>, int> = 0>
     void add(T value) {
-        mix(static_cast<std::uint64_t>(value)); // signed ones with their sign, whatever their width
+        mix(static_cast<std::uint64_t>(value)); // with the sign of signed ones, at any width
     }
 
-    /// By its bits. All NaNs are alike: which sign and payload an operation gives one is left to the processor.
+    /// By its bits. All NaNs are equal: the processor chooses the sign and payload of a NaN that an operation gives.
     void add(float value) {
         std::uint32_t bits = 0x7FC00000u;
         if (!std::isnan(value)) std::memcpy(&bits, &value, sizeof bits);

@@ -12,7 +12,7 @@
 namespace qel::test {
 namespace {
 
-/// A record over arrays that stay the test's own.
+/// A record over arrays that the test owns.
 ogawa_polymesh record_of(plain_mesh &mesh) {
     ogawa_polymesh record{};
     record.positions = mesh.positions.data();
@@ -119,7 +119,7 @@ void boxes_and_checks(digest &results) {
         results.add(report.p_div_p_ok);
         results.add(report.coherence);
         results.add(report.valid);
-        results.add(report.vertex_count); // and the time of the check, which is another each time
+        results.add(report.vertex_count); // without the time of the check, which differs in each run
     }
     const std::uint32_t face[7] = {5, 4, 9, 2, 7, 7, 0};
     for (std::uint32_t corners = 0; corners <= 7; ++corners) {

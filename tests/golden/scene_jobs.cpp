@@ -89,7 +89,7 @@ qel_alembic_file make_scene(digest &results) {
                                          i == 2 ? 0 : mesh.face_count(), i == 1 ? nullptr : "sheet",
                                          &scene.meshes[i]));
     }
-    scene.meshes[1].bounds[3] = 20.0f; // another box, which is trusted
+    scene.meshes[1].bounds[3] = 20.0f; // another box, which is kept
     results.add(qel_alembic_process_mesh(&scene.meshes[1], 7));
     scene.frame_count = 3;
     scene.frames = static_cast<qel_alembic_frame *>(std::calloc(3, sizeof(qel_alembic_frame)));

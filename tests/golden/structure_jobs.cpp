@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Archives read by what they say: one of everything, the example scene, and damaged ones; every function of
+// Archives read by their headers: one of everything, the example scene, and damaged ones; every function of
 // qel_archive.h.
 #include "golden/jobs.h"
 #include "golden/records.h"
@@ -217,7 +217,7 @@ void structured_archives(digest &results) {
         results.add_bytes(content.data(), content.size());
         read_content(results, content, transforms::exact);
     }
-    // Paths are bytes here and UTF-8 there.
+    // Paths are bytes on POSIX and UTF-8 on Windows.
     const std::string name = "\xC3\xA4\xE6\xBC\xA2\xF0\x9F\x90\x9A.abc";
     std::filesystem::rename("structure.abc", std::filesystem::u8path(name));
     read_file_at(results, name, transforms::exact);

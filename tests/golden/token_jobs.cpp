@@ -14,7 +14,7 @@ namespace {
 
 void maths(digest &results) {
     noise random(1);
-    const auto hard_number = [&random] { // near powers of two and near squares, where rounding shows
+    const auto hard_number = [&random] { // near powers of two and near squares, where the rounding matters
         const std::uint64_t bits = random.next() >> random.below(64);
         return random.below(2) == 0 ? bits * bits - random.below(2) : bits;
     };
@@ -73,7 +73,7 @@ void cells(digest &results) {
     }
 }
 
-/// The identity of a cell at random. One number at a time: the order of arguments is left to the compiler.
+/// The identity of a random cell. One number per statement: the compiler chooses the order of arguments.
 void fill_cell(noise &random, std::uint32_t limit, qel_matrix_identity &cell) {
     const auto x = static_cast<std::uint8_t>(random.below(limit));
     const auto y = static_cast<std::uint8_t>(random.below(limit));
@@ -210,7 +210,7 @@ void units(digest &results) {
     release_unit(unit);
 }
 
-/// Files that end early, lie or are none.
+/// Files that are cut short, have wrong counts or are no units.
 void damaged_units(digest &results) {
     const bytes file = read_file("unit.qel");
     for (const std::size_t size : {std::size_t{0}, std::size_t{23}, std::size_t{24}, std::size_t{24 + 70}}) {

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The archive dumped in docs/archive-format.md is real: it is made here, agrees with the page byte for byte, and says
-// what the page says of it.
+// The archive dumped in docs/archive-format.md is written here, equals the page byte for byte, and reads as the page
+// describes it.
 #include "dumps.h"
 #include "support/archive_schemas.h"
 #include "support/temp_folder.h"

@@ -12,7 +12,7 @@
 namespace qel::test {
 namespace {
 
-/// One byte of a dump; a time stamp's bytes may be anything.
+/// One byte of a dump; the bytes of a time stamp may have any value.
 struct dumped_byte {
     bool any;
     std::uint8_t value;

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The dumps in docs/file-formats.md are real: small files of all four formats are made here and must agree with
-// them byte for byte.
+// The dumps in docs/file-formats.md: small files of all four formats are written here and equal the dumps byte for
+// byte.
 #include "dumps.h"
 #include "support/temp_folder.h"
 

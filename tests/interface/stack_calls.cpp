@@ -19,7 +19,7 @@
 namespace qel::test {
 namespace {
 
-/// The calls, group by group. What one leaves behind, another takes.
+/// The calls, in groups. Later calls read the results of earlier ones.
 class call_list {
   public:
     explicit call_list(const stack_calls::runner &run) : run_(run) {}
@@ -39,7 +39,7 @@ class call_list {
   private:
     void does(const char *name, const std::function<void()> &call) { run_(name, call); }
 
-    /// Runs a call that answers something.
+    /// Runs a call that returns a value.
     template <class Answer, class Call>
     void gives(const char *name, const Answer &expected, const Call &call) {
         decltype(call()) answer{};

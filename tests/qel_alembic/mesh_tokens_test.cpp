@@ -178,7 +178,7 @@ TEST(ProcessMesh, ZeroesThePaddingOfNewArraysAndKeepsThatOfReusedOnes) {
     release_tokens(mesh);
 }
 
-TEST(ProcessMesh, TrustsABoxThatIsSet) {
+TEST(ProcessMesh, KeepsABoxThatIsSet) {
     float positions[] = {0.5f, 0, 0, 5, 5, 5};
     qel_alembic_mesh mesh = bare_mesh(2, positions);
     mesh.bounds[3] = 1; // only max x is not 0
@@ -190,7 +190,7 @@ TEST(ProcessMesh, TrustsABoxThatIsSet) {
     release_tokens(mesh);
 }
 
-TEST(ProcessMesh, ComputesABoxWhoseXPairIsZeroWhateverTheRestSays) {
+TEST(ProcessMesh, ComputesABoxWhoseXPairIsZeroWhateverItsOtherBounds) {
     float positions[] = {0, 1, 2, -0.0f, 3, 4};
     qel_alembic_mesh mesh = bare_mesh(2, positions);
     mesh.bounds[0] = -0.0f;
@@ -200,7 +200,7 @@ TEST(ProcessMesh, ComputesABoxWhoseXPairIsZeroWhateverTheRestSays) {
     const float expected[6] = {0, 1, 2, 0, 3, 4};
     for (int i = 0; i < 6; ++i)
         EXPECT_EQ(mesh.bounds[i], expected[i]);
-    positions[1] = -7; // flat at x = 0: measured again each time
+    positions[1] = -7; // flat at x = 0: computed again at every call
     ASSERT_EQ(qel_alembic_process_mesh(&mesh, 1), 0);
     EXPECT_EQ(mesh.bounds[1], -7.0f);
     release_tokens(mesh);
@@ -261,7 +261,7 @@ TEST(ProcessMesh, EqualsThePlainFormOfOneWalkPerVertex) {
     }
 }
 
-TEST(ProcessMesh, EqualsThePlainFormAtEveryRemainderAndForStrangePositionsAndBoxes) {
+TEST(ProcessMesh, EqualsThePlainFormAtEveryRemainderAndForExtremePositionsAndBoxes) {
     constexpr float nan = std::numeric_limits<float>::quiet_NaN(),
                     inf = std::numeric_limits<float>::infinity();
     const float strange[] = {nan, inf, -inf, 0.0f, -0.0f, 1e-45f, 3e38f, -3e38f, 5.0f, 4.9999995f};
@@ -356,7 +356,7 @@ TEST(LoadRaw, CopiesItsArraysAndProcessesWithLayerOne) {
     EXPECT_EQ(mesh.tokens[2].layer, 1);
 }
 
-TEST(LoadRaw, RefusesMissingPositionsOrRecordAndTouchesNothing) {
+TEST(LoadRaw, RefusesMissingPositionsOrRecordAndWritesNothing) {
     qel_alembic_mesh mesh = {};
     mesh.face_count = 77;
     EXPECT_EQ(qel_alembic_load_raw(nullptr, 1, nullptr, 0, "x", &mesh), -1);
@@ -402,7 +402,7 @@ TEST(LoadRaw, TakesIndicesWithoutFacesAsNone) {
     EXPECT_EQ(owned.mesh.indices, nullptr);
 }
 
-TEST(LoadRaw, WithoutVerticesHoldsNameCountsAndArraysAndAnswersMinusOne) {
+TEST(LoadRaw, WithoutVerticesHoldsNameCountsAndArraysAndReturnsMinusOne) {
     owned_mesh owned;
     const heap_ledger ledger;
     EXPECT_EQ(qel_alembic_load_raw(corner_triangle.data(), 0, one_face.data(), 1, "none", &owned.mesh), -1);
@@ -426,7 +426,7 @@ TEST(LoadRaw, WithoutMemoryForPositionsHoldsNothing) {
     EXPECT_EQ(mesh.face_count, 1u);
 }
 
-TEST(LoadRaw, WithoutMemoryForIndicesLeavesThePositionsPointerBehindFreed) {
+TEST(LoadRaw, WithoutMemoryForIndicesKeepsThePointerToFreedPositions) {
     qel_alembic_mesh mesh = {};
     const heap_ledger ledger;
     const failing_heap heap = failing_heap::nth(2);

@@ -86,7 +86,7 @@ TEST_F(SceneExport, RefusesAMeshWithoutVerticesTokensOrPath) {
     EXPECT_FALSE(test::file_exists(path));
 }
 
-TEST_F(SceneExport, AnswersMinusOneWhenTheFileCannotBeCreated) {
+TEST_F(SceneExport, ReturnsMinusOneWhenTheFileCannotBeCreated) {
     const qel_alembic_mesh &mesh = add_random_mesh(2);
     const std::string nowhere = folder.file("missing/tokens.qel");
     EXPECT_EQ(qel_alembic_export_qel(&mesh, nowhere.c_str()), -1);

@@ -35,7 +35,7 @@ void expect_plain_table(const qel_alembic_file &scene) {
     ASSERT_EQ(std::memcmp(scene.hash, expected.data(), table_bytes), 0);
 }
 
-TEST(SceneIndex, RefusesNoSceneAndNoMeshesAndTouchesNothing) {
+TEST(SceneIndex, RefusesNoSceneAndNoMeshesAndWritesNothing) {
     qel_alembic_file scene = {};
     scene.total_vertices = 7;
     EXPECT_EQ(qel_alembic_build_hash_table(nullptr), -1);
@@ -167,8 +167,8 @@ TEST(SceneIndex, FillsEverySlot) {
     }
 }
 
-TEST(SceneIndex, EqualsPlainProbingForEveryWayThroughABlock) {
-    // Homes in the last slots of blocks, full blocks behind, free slots before and after them.
+TEST(SceneIndex, EqualsPlainProbingForEveryPathThroughABlock) {
+    // Home slots at the ends of blocks, full blocks after them, free slots before and after those.
     std::mt19937 random(75);
     for (const std::uint32_t first : {0u, 256u * 62, 256u * 4095, index_slots - 256u * 5}) {
         owned_scene owned;
@@ -245,7 +245,7 @@ TEST(SceneIndex, EqualsPlainProbingForMeshesOnTheLattice) {
 }
 
 TEST(SceneIndex, FillsALongRunOfOneKeyWithoutWalkingIt) {
-    constexpr std::uint32_t count = 1'000'000; // walked, half a million million steps
+    constexpr std::uint32_t count = 1'000'000; // half a million million steps if it walked
     owned_scene owned;
     owned.add_keys(std::vector<std::uint64_t>(count, 0));
     ASSERT_EQ(qel_alembic_build_hash_table(&owned.scene), 0);
@@ -254,7 +254,7 @@ TEST(SceneIndex, FillsALongRunOfOneKeyWithoutWalkingIt) {
     EXPECT_EQ(owned.scene.hash[count], empty_slot);
 }
 
-TEST(SceneIndex, LeavesOutWhatFindsNoFreeSlotAndStillAnswers) {
+TEST(SceneIndex, LeavesOutVerticesWithoutAFreeSlotAndStillFindsTheOthers) {
     owned_scene owned;
     qel_alembic_mesh &mesh = owned.add_empty_mesh();
     mesh.vertex_count = index_slots + 1000;

@@ -40,7 +40,7 @@ TEST_F(SceneValidate, FailsWithoutSceneOrMeshes) {
 TEST_F(SceneValidate, FailsForAMeshWithoutPositions) {
     std::free(owned.scene.meshes[1].positions);
     owned.scene.meshes[1].positions = nullptr;
-    owned.scene.meshes[1].vertex_count = 0; // looked at second
+    owned.scene.meshes[1].vertex_count = 0; // checked second
     EXPECT_EQ(validate(), -3);
 }
 
@@ -127,7 +127,7 @@ qel_alembic_mesh described_mesh() {
     return mesh;
 }
 
-TEST(SceneFileInfo, SaysEverythingInItsWords) {
+TEST(SceneFileInfo, HasThisText) {
     EXPECT_EQ(file_info(described_scene()), "QEL Alembic File\n"
                                             "================\n"
                                             "Version: 1\n"
@@ -163,7 +163,7 @@ TEST(SceneFileInfo, EndsASourceWithItsField) {
     EXPECT_EQ(text.substr(text.find("Source: ")), "Source: " + std::string(256, 's'));
 }
 
-TEST(SceneMeshInfo, SaysEverythingInItsWords) {
+TEST(SceneMeshInfo, HasThisText) {
     EXPECT_EQ(mesh_info(described_mesh()), "Mesh: torus\n"
                                            "Vertices: 4000000000\n"
                                            "Faces: 7\n"
@@ -173,7 +173,7 @@ TEST(SceneMeshInfo, SaysEverythingInItsWords) {
                                            "Tokens Generated: no");
 }
 
-TEST(SceneMeshInfo, TellsProcessedVerticesFromTokens) {
+TEST(SceneMeshInfo, DistinguishesProcessedVerticesFromTokens) {
     qel_alembic_mesh mesh = described_mesh();
     qel_alembic_vertex vertex = {};
     qel_alembic_token token = {};

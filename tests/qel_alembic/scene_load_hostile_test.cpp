@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Scene files that are cut short or lie, and loads that run out of memory.
+// Scene files that are cut short or have wrong counts, and loads that run out of memory.
 #include "model/scene_model.h"
 #include "qel_alembic/scene_maker.h"
 #include "support/failing_heap.h"
@@ -30,7 +30,7 @@ using test::write_file;
 constexpr std::size_t table_bytes = std::size_t{0x800000} * 4;
 constexpr std::uint64_t resave_limit = 1 << 20;
 
-// Where things are in the file of the fixture's scene.
+// Offsets in the file of the fixture's scene.
 constexpr std::size_t mesh_count_at = 8, frame_count_at = 12, first_mesh_at = 64;
 constexpr std::size_t vertex_count_at = first_mesh_at + 64, face_count_at = first_mesh_at + 68;
 constexpr std::size_t all_frames = (12 + 4 + 24) + (12 + 4 + 24 + 4 + 12); // bytes at the end
@@ -50,12 +50,12 @@ class HostileScene : public testing::Test {
     }
 
     std::int32_t load(const bytes &file, qel_alembic_file &scene) {
-        std::filesystem::remove(path); // a new file is quicker than an old one emptied
+        std::filesystem::remove(path); // to create a file is faster than to truncate one
         write_file(path, file);
         return qel_alembic_load(path.c_str(), &scene);
     }
 
-#if !defined(_WIN32) // which has no pipes with names in folders
+#if !defined(_WIN32) // Windows has no named pipes in folders
     std::int32_t load_through_pipe(const bytes &file, qel_alembic_file &scene) {
         const std::string pipe = folder.file("pipe");
         if (mkfifo(pipe.c_str(), 0600) != 0) return 1;
@@ -72,8 +72,8 @@ class HostileScene : public testing::Test {
         return file;
     }
 
-    /// Asks a scene everything that can be asked.
-    void question(const qel_alembic_file &scene) {
+    /// Calls every function that reads a scene.
+    void read_everything(const qel_alembic_file &scene) {
         char text[2000];
         qel_alembic_hit hits[8];
         qel_alembic_mesh mesh = {};
@@ -108,7 +108,7 @@ class HostileScene : public testing::Test {
                 EXPECT_EQ(qel_alembic_save(path.c_str(), &scene), 0);
                 EXPECT_EQ(read_file(path), expected);
             }
-            question(scene);
+            read_everything(scene);
         }
         qel_alembic_free(&scene);
         EXPECT_EQ(ledger.live(), 0u);
@@ -123,7 +123,7 @@ class HostileScene : public testing::Test {
 TEST_F(HostileScene, CutAnywhereHoldsZerosForWhatIsMissing) {
     for (std::size_t length = 0; length < sound.size(); ++length) {
         const bytes file(sound.begin(), sound.begin() + static_cast<std::ptrdiff_t>(length));
-        // The index is of no interest here, and 32 MiB for each length take their time.
+        // Without the index, whose 32 MiB for each length take long.
         const failing_heap heap = failing_heap::of_size(table_bytes);
         ASSERT_EQ(load_and_compare(file), length < 64 ? -2 : 0) << length;
         if (testing::Test::HasFailure()) FAIL() << "cut to " << length;
@@ -190,7 +190,7 @@ TEST_F(HostileScene, RefusedForItsMeshCountKeepsTheCounts) {
     EXPECT_EQ(scene.meshes, nullptr);
     EXPECT_EQ(scene.mesh_count, 0xFFFFFFFFu);
     EXPECT_EQ(scene.frame_count, 2u);
-    question(scene); // counts without arrays
+    read_everything(scene); // counts without arrays
     qel_alembic_hit hit;
     EXPECT_EQ(qel_alembic_validate(&scene), -2);
     EXPECT_EQ(qel_alembic_lookup_frame_vertex(&scene, 1, 0, 0, &hit), -1);
@@ -247,8 +247,8 @@ TEST_F(HostileScene, WithMoreVerticesThanItHoldsHasZeroVertices) {
     EXPECT_EQ(qel_alembic_lookup_morton(&owned.scene, 1, &hit), -1);
 }
 
-#if !defined(_WIN32) // which has no pipes with names in folders
-/// The most memory that the process has had since the last call of forget_peak(), where the system lets it be forgotten.
+#if !defined(_WIN32) // Windows has no named pipes in folders
+/// The peak of the process's memory since the last call of reset_peak(), where the system can reset it.
 long peak_kilobytes() {
     std::ifstream status("/proc/self/status");
     for (std::string line; std::getline(status, line);)
@@ -258,7 +258,7 @@ long peak_kilobytes() {
     return usage.ru_maxrss;
 }
 
-void forget_peak() {
+void reset_peak() {
     std::ofstream("/proc/self/clear_refs") << 5;
 }
 
@@ -266,7 +266,7 @@ TEST_F(HostileScene, ThroughAPipeTakesNoMemoryForVerticesThatItDoesNotHold) {
     constexpr std::uint32_t claimed = 26'000'000; // 2.2 GB of arrays
     owned_scene owned;
     const failing_heap heap = failing_heap::of_size(table_bytes); // an index would read all vertices
-    forget_peak();
+    reset_peak();
     const long before = peak_kilobytes();
     ASSERT_EQ(load_through_pipe(with_word(vertex_count_at, claimed), owned.scene), 0);
     EXPECT_LT(peak_kilobytes() - before, 150'000);
@@ -278,7 +278,7 @@ TEST_F(HostileScene, ThroughAPipeTakesNoMemoryForVerticesThatItDoesNotHold) {
 
 TEST_F(HostileScene, OfMillionsOfFramesThatItDoesNotHoldIsReleasedWithoutTakingMemory) {
     constexpr std::uint32_t claimed = 20'000'000; // 640 MB of records
-    forget_peak();
+    reset_peak();
     const long before = peak_kilobytes();
     {
         owned_scene owned;

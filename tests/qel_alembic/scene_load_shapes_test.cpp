@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// What was saved loads, whatever its shape: no record that a file holds is taken for a claim. The bound on claims is set
-// to zero here, so that shapes of a few records show what otherwise takes those of many millions.
+// Every saved scene loads: the bound on memory for records that a file does not hold never refuses records that it
+// holds. The bound is zero here, so that a few records reach it instead of many millions.
 #include "qel_alembic/scene_format.h"
 #include "qel_alembic/scene_load.h"
 #include "qel_alembic/scene_maker.h"
@@ -25,7 +25,7 @@ constexpr std::int32_t loaded = 0, refused = -4;
 
 class SceneShapes : public testing::Test {
   protected:
-    /// What the bound lets through of a file.
+    /// The status of a load with a bound.
     std::int32_t load(const bytes &file, std::uint64_t max_missing) {
         const heap_ledger ledger;
         write_file(path, file);
@@ -36,7 +36,7 @@ class SceneShapes : public testing::Test {
         return status;
     }
 
-    /// Saves a scene, loads it with no claim allowed, and saves it again.
+    /// Saves a scene, loads it with a bound of zero, and saves it again.
     void expect_to_load(const qel_alembic_file &scene, const char *shape) {
         ASSERT_EQ(qel_alembic_save(path.c_str(), &scene), 0);
         const bytes file = read_file(path);
@@ -108,7 +108,7 @@ TEST_F(SceneShapes, RandomShapesLoad) {
     }
 }
 
-// The other side: what a file cannot hold is a claim, and bounded.
+// Records that a file cannot hold are refused beyond the bound.
 
 constexpr std::size_t mesh_count_at = 8, frame_count_at = 12, header_bytes = 64;
 

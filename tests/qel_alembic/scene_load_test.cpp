@@ -17,7 +17,7 @@ using SceneLoad = scene_file_test;
 TEST_F(SceneLoad, RestoresEveryByteThatWasSaved) {
     owned_scene owned;
     fill(owned);
-    for (std::uint32_t m = 0; m < 2; ++m) { // padding, and values that processing would never write
+    for (std::uint32_t m = 0; m < 2; ++m) { // padding, and values that processing does not write
         qel_alembic_mesh &mesh = owned.scene.meshes[m];
         mesh.reserved = 0x12345678;
         for (std::size_t i = 0; i < mesh.vertex_count * sizeof *mesh.vertices; ++i)
@@ -65,7 +65,7 @@ TEST_F(SceneLoad, RestoresEveryFieldThatWasSaved) {
 TEST_F(SceneLoad, BuildsTheIndexAndCountsTheTotals) {
     owned_scene owned;
     fill(owned);
-    owned.scene.total_vertices = 5000; // whatever the header says
+    owned.scene.total_vertices = 5000; // a wrong number in the header
     ASSERT_EQ(qel_alembic_save(path.c_str(), &owned.scene), 0);
     ASSERT_EQ(qel_alembic_load(path.c_str(), &loaded.scene), 0);
     EXPECT_EQ(loaded.scene.total_vertices, 47u);
@@ -154,7 +154,7 @@ TEST_F(SceneLoad, CutsThePathTo255Characters) {
     EXPECT_EQ(loaded.scene.source, deep.substr(0, 255));
 }
 
-#if !defined(_WIN32) // which has no pipes with names in folders
+#if !defined(_WIN32) // Windows has no named pipes in folders
 TEST_F(SceneLoad, ReadsFromAPipe) {
     owned_scene owned;
     fill(owned);

@@ -15,7 +15,7 @@ namespace {
 using test::failing_heap;
 using test::owned_scene;
 
-/// A hit with every field unlike any answer.
+/// A hit of which no field has a value that a call writes.
 qel_alembic_hit noise() {
     return {91, 92, 93, nullptr, nullptr, 94.0f};
 }
@@ -67,7 +67,7 @@ TEST_F(LookupMorton, FindsTheFirstOfEqualKeys) {
     expect_hit(hit, owned.scene, 0, 1);
 }
 
-TEST_F(LookupMorton, TellsKeysOfOneSlotApart) {
+TEST_F(LookupMorton, DistinguishesKeysOfOneSlot) {
     owned.add_keys({5, 5 + 0x800000u, 0x500000000u ^ 0, 5 + 0x7000'0000'0000'0000u});
     build();
     EXPECT_EQ(lookup(5 + 0x800000u), 0);
@@ -77,7 +77,7 @@ TEST_F(LookupMorton, TellsKeysOfOneSlotApart) {
     EXPECT_EQ(lookup(5 + 0x1000000u), -1);
 }
 
-TEST_F(LookupMorton, FindsTheVeryFirstVertexBehindOthers) {
+TEST_F(LookupMorton, FindsTheFirstVertexOfTheSceneBehindOthers) {
     owned.add_keys({5});
     owned.add_keys({5 + 0x800000u});
     build();
@@ -95,7 +95,7 @@ TEST_F(LookupMorton, WrapsRoundTheTableEnd) {
     EXPECT_EQ(hit.vertex_index, 2u);
 }
 
-TEST_F(LookupMorton, AnswersMinusOneForAMissAndTouchesNothing) {
+TEST_F(LookupMorton, ReturnsMinusOneForAMissAndWritesNothing) {
     owned.add_keys({1, 2});
     build();
     EXPECT_EQ(lookup(3), -1);
@@ -112,7 +112,7 @@ TEST_F(LookupMorton, RefusesNoSceneNoOutputAndNoTable) {
     expect_untouched(hit);
 }
 
-TEST_F(LookupMorton, GoesPastNumbersBeyondAllMeshes) {
+TEST_F(LookupMorton, SkipsNumbersBeyondAllMeshes) {
     owned.add_keys({6, 6, 6});
     owned.add_keys({6 + 0x800000u});
     build();
@@ -122,7 +122,7 @@ TEST_F(LookupMorton, GoesPastNumbersBeyondAllMeshes) {
     expect_hit(hit, owned.scene, 0, 2);
 }
 
-TEST_F(LookupMorton, ComesBackToItsStartWhenNoSlotIsEmpty) {
+TEST_F(LookupMorton, EndsAtItsStartWhenNoSlotIsEmpty) {
     owned.add_keys({1});
     build();
     std::memset(owned.scene.hash, 0, index_slots * sizeof(std::uint32_t));
@@ -130,7 +130,7 @@ TEST_F(LookupMorton, ComesBackToItsStartWhenNoSlotIsEmpty) {
     EXPECT_EQ(lookup(1), 0);
 }
 
-TEST_F(LookupMorton, GoesPastUnprocessedMeshesAndScenesWithoutAny) {
+TEST_F(LookupMorton, SkipsUnprocessedMeshesAndScenesWithoutAny) {
     owned.add_keys({6});
     owned.add_keys({6 + 0x800000u});
     build();
@@ -166,8 +166,9 @@ TEST_F(LookupMorton, EqualsAPlainSearchInScenesOfManyMeshes) {
             qel_alembic_hit expected = noise();
             hit = noise();
             const std::int32_t status = model::lookup(many.scene, table, key, expected);
-            const failing_heap heap = i % 2 == 0 ? failing_heap::from(1)
-                                                 : failing_heap::nth(0); // with and without signposts for all
+            const failing_heap heap =
+                i % 2 == 0 ? failing_heap::from(1)
+                           : failing_heap::nth(0); // with and without memory for the starts of all meshes
             ASSERT_EQ(qel_alembic_lookup_morton(&many.scene, key, &hit), status);
             ASSERT_EQ(hit.mesh_index, expected.mesh_index);
             ASSERT_EQ(hit.vertex_index, expected.vertex_index);
@@ -224,16 +225,16 @@ TEST_F(LookupFrameVertex, AddressesTheFirstFrameOfANumber) {
     EXPECT_EQ(hit.distance, 0.0f);
 }
 
-TEST_F(LookupFrameVertex, AnswersMinusOneForNoSuchFrameMeshOrVertex) {
+TEST_F(LookupFrameVertex, ReturnsMinusOneForNoSuchFrameMeshOrVertex) {
     EXPECT_EQ(lookup(6, 0, 0), -1);
     EXPECT_EQ(lookup(5, 2, 0), -1);
     EXPECT_EQ(lookup(5, 1, 4), -1);
-    EXPECT_EQ(lookup(5, 0, 19), -1); // the second frame of that number is never asked
+    EXPECT_EQ(lookup(5, 0, 19), -1); // the second frame of that number is not examined
     EXPECT_EQ(lookup(-2, 0, 0), -1);
     expect_untouched(hit);
 }
 
-TEST_F(LookupFrameVertex, WithFrameZeroNeverLooksAtTheFrameArray) {
+TEST_F(LookupFrameVertex, WithFrameZeroDoesNotReadTheFrameArray) {
     EXPECT_EQ(lookup(0, 0, 2), 0);
     expect_hit(hit, owned.scene, 0, 2);
     EXPECT_EQ(lookup(0, 0, 9), -1); // frame number 0 has ten vertices, the mesh three
@@ -249,7 +250,7 @@ TEST_F(LookupFrameVertex, WithoutFramesAddressesTheBaseMeshesForAnyNumber) {
     plain.scene.frame_count = 0;
 }
 
-TEST_F(LookupFrameVertex, AnswersMinusOneForNoSuchBaseMeshOrVertex) {
+TEST_F(LookupFrameVertex, ReturnsMinusOneForNoSuchBaseMeshOrVertex) {
     EXPECT_EQ(lookup(0, 2, 0), -1);
     EXPECT_EQ(lookup(0, 1, 1), -1);
     expect_untouched(hit);
@@ -262,7 +263,7 @@ TEST_F(LookupFrameVertex, GivesNullPointersForAnUnprocessedMesh) {
     EXPECT_EQ(hit.token, nullptr);
 }
 
-TEST_F(LookupFrameVertex, AnswersMinusOneForCountsWithoutArrays) {
+TEST_F(LookupFrameVertex, ReturnsMinusOneForCountsWithoutArrays) {
     qel_alembic_file counts = {};
     counts.mesh_count = 5;
     EXPECT_EQ(qel_alembic_lookup_frame_vertex(&counts, 0, 0, 0, &hit), -1);
@@ -293,7 +294,7 @@ TEST_F(QueryLayer, ListsTheTokensOfALayerInOrder) {
     owned.add_keys({1, 2, 3}, 4);
     owned.add_keys({4, 5}, 7);
     owned.add_keys({6}, 4);
-    owned.scene.meshes[0].tokens[1].layer = 7; // each token's own layer counts, not the mesh's
+    owned.scene.meshes[0].tokens[1].layer = 7; // the layer of the token decides, not that of the mesh
     EXPECT_EQ(query(4, 10), 3u);
     expect_hit(results[0], owned.scene, 0, 0);
     expect_hit(results[1], owned.scene, 0, 2);
@@ -310,7 +311,7 @@ TEST_F(QueryLayer, StopsAtTheMaximum) {
     EXPECT_EQ(query(255, 3), 3u);
 }
 
-TEST_F(QueryLayer, AnswersZeroOnBadArgumentsAndEmptyScenes) {
+TEST_F(QueryLayer, ReturnsZeroOnBadArgumentsAndEmptyScenes) {
     EXPECT_EQ(query(1, 10), 0u); // no meshes
     owned.add_keys({1}, 1);
     EXPECT_EQ(query(1, 0), 0u);

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The nearest query of scene_query.cpp.
+// The nearest query of a scene.
 #include "model/scene_model.h"
 #include "qel_alembic/scene_maker.h"
 #include "support/failing_heap.h"
@@ -106,7 +106,7 @@ TEST_F(QueryNearest, SkipsUnprocessedMeshes) {
     EXPECT_EQ(hits[0].token, nullptr);
 }
 
-TEST_F(QueryNearest, AnswersZeroOnBadArgumentsAndEmptyScenes) {
+TEST_F(QueryNearest, ReturnsZeroOnBadArgumentsAndEmptyScenes) {
     EXPECT_EQ(query(0, 5), numbers{});
     owned.scene.mesh_count = 9; // a count without an array
     EXPECT_EQ(query(0, 5), numbers{});
@@ -118,7 +118,7 @@ TEST_F(QueryNearest, AnswersZeroOnBadArgumentsAndEmptyScenes) {
     EXPECT_EQ(qel_alembic_query_nearest(&owned.scene, 0, 1, nullptr), 0u);
 }
 
-TEST_F(QueryNearest, AnswersZeroWithoutMemoryForItsList) {
+TEST_F(QueryNearest, ReturnsZeroWithoutMemoryForItsList) {
     owned.add_keys({1, 2, 3});
     const failing_heap heap = failing_heap::of_size(2 * 16);
     EXPECT_EQ(query(0, 2), numbers{});
@@ -217,7 +217,7 @@ TEST_F(QueryNearest, EqualsAPlainInsertionList) {
     }
 }
 
-TEST_F(QueryNearest, AnswersAQueryForEveryVertexOfALargeSceneQuickly) {
+TEST_F(QueryNearest, ReturnsAQueryForEveryVertexOfALargeSceneQuickly) {
     constexpr std::int32_t count = 200'000;
     std::vector<std::uint64_t> keys(count);
     for (std::uint64_t i = 0; i < keys.size(); ++i)

@@ -54,7 +54,8 @@ TEST_F(SceneSave, FailsWithoutASceneAPathOrAFolder) {
 TEST_F(SceneSave, ReportsNoWriteErrors) {
     owned_scene owned;
     fill(owned);
-    owned.add_empty_mesh().vertex_count = 0xFFFFFFFF; // would be 336 GiB of zeros, were they not given up
+    owned.add_empty_mesh().vertex_count =
+        0xFFFFFFFF; // 336 GiB of zero bytes, unless writing ends at the first error
     EXPECT_EQ(qel_alembic_save("/dev/full", &owned.scene), 0);
 }
 

@@ -50,7 +50,7 @@ TEST(SampleFrame, TreatsFrameZeroAsANumberLikeAnyOther) {
     EXPECT_EQ(mesh.positions[0], 4.0f);
 }
 
-TEST(SampleFrame, PassesByFramesOfOtherNumbers) {
+TEST(SampleFrame, SkipsFramesOfOtherNumbers) {
     owned_scene owned;
     owned.add_keys({1});
     owned.add_frame(3, 0.0f, {{1, 2, 3}});
@@ -62,7 +62,7 @@ TEST(SampleFrame, PassesByFramesOfOtherNumbers) {
     EXPECT_EQ(qel_alembic_sample_frame(&owned.scene, 4, &mesh), -1);
 }
 
-TEST(SampleFrame, AnswersMinusOneForNoSceneOutputMeshOrFrame) {
+TEST(SampleFrame, ReturnsMinusOneForNoSceneOutputMeshOrFrame) {
     owned_scene owned;
     qel_alembic_mesh mesh = {};
     mesh.face_count = 44;
@@ -116,7 +116,7 @@ TEST_F(InterpolateTime, AtExactlyAFramesTimeGivesThatFramesPositions) {
     EXPECT_EQ(at(1.0f), (floats{9, 9, 9}));
 }
 
-TEST_F(InterpolateTime, OutsideTheRangeAnswersMinusOne) {
+TEST_F(InterpolateTime, OutsideTheRangeReturnsMinusOne) {
     owned.add_frame(1, 0.25f, {{1, 2, 3}});
     owned.add_frame(2, 0.5f, {{5, 6, 8}});
     for (const float time : {0.2499f, 0.5001f, -infinity, infinity, nan}) {
@@ -166,15 +166,15 @@ TEST_F(InterpolateTime, TakesTheFirstPairThatFitsAndSkipsFramesOutOfOrder) {
     EXPECT_EQ(status, -1);
 }
 
-TEST_F(InterpolateTime, WithUnequalVertexCountsAnswersMinusOne) {
+TEST_F(InterpolateTime, WithUnequalVertexCountsReturnsMinusOne) {
     owned.add_frame(1, 0.0f, {{1, 2, 3}});
     owned.add_frame(2, 1.0f, {{1, 2, 3, 4, 5, 6}});
-    owned.add_frame(3, 1.0f, {{1, 2, 3, 4, 5, 6}}); // would fit, but comes second
+    owned.add_frame(3, 1.0f, {{1, 2, 3, 4, 5, 6}}); // fits, but is the second mesh
     at(1.0f);
     EXPECT_EQ(status, -1);
 }
 
-TEST_F(InterpolateTime, WithoutMeshesOrPositionsAnswersMinusOne) {
+TEST_F(InterpolateTime, WithoutMeshesOrPositionsReturnsMinusOne) {
     owned.add_frame(1, 0.0f, {{1, 2, 3}});
     owned.add_frame(2, 1.0f, {});
     owned.add_frame(3, 2.0f, {{1, 2, 3}});
@@ -234,7 +234,7 @@ TEST_F(InterpolateTime, OfMeshesWithoutVerticesGivesAnEmptyArray) {
     std::free(mesh.positions);
 }
 
-TEST_F(InterpolateTime, WithFewerThanTwoFramesAnswersMinusOne) {
+TEST_F(InterpolateTime, WithFewerThanTwoFramesReturnsMinusOne) {
     at(0.0f);
     EXPECT_EQ(status, -1);
     owned.add_frame(1, 0.0f, {{1, 2, 3}});

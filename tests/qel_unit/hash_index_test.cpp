@@ -24,7 +24,7 @@ struct index_deleter {
 };
 using owned_index = std::unique_ptr<qel_hash_index, index_deleter>;
 
-/// An identity of exactly 8 bytes; the text's rest is filled with `rest`.
+/// An identity of exactly 8 bytes: the text, filled up with `rest`.
 std::string identity(const std::string &text, char rest = '\0') {
     std::string bytes = text.substr(0, 8);
     bytes.resize(8, rest);
@@ -59,7 +59,7 @@ TEST(IdentityHash, StopsBeforeTheFirstZeroByte) {
 TEST(IdentityHash, ReadsEightBytesAndNoFurther) {
     EXPECT_EQ(identity_hash("ABCDEFGH"), identity_hash("ABCDEFGHI"));
     EXPECT_EQ(identity_hash("ABCDEFGH"), 2961065u);
-    const std::unique_ptr<char[]> exact(new char[8]); // a ninth byte would be a foreign one
+    const std::unique_ptr<char[]> exact(new char[8]); // a ninth byte would be outside the array
     std::memcpy(exact.get(), "ABCDEFGH", 8);
     EXPECT_EQ(identity_hash(exact.get()), 2961065u);
 }

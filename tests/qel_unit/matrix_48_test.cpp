@@ -192,7 +192,7 @@ TEST(Matrix48EmCoupling, HasTheseBits) {
 }
 
 TEST(Matrix48, NormLevelAndCouplingEqualThePlainFormOnEveryByteTriple) {
-    // All 256 values of two axes, and a third that takes every value besides.
+    // All 256 values of two axes, and a third axis that takes every value, too.
     for (std::uint32_t x = 0; x < 256; ++x)
         for (std::uint32_t y = 0; y < 256; ++y)
             for (std::uint32_t step = 0; step < 256; step += 16) {
@@ -283,12 +283,12 @@ TEST(Matrix48CrossoverBind, IsTheTruncatedAverageOfEachAxis) {
         }
 }
 
-TEST(Matrix48MutateTachyon, ReflectsWithZeroAndOneSharingAnImage) {
+TEST(Matrix48MutateTachyon, GivesZeroAndOneTheSameImage) {
     EXPECT_EQ(mutate(0, 1, 48), (bytes3{47, 47, 0}));
     EXPECT_EQ(mutate(2, 24, 47), (bytes3{46, 24, 1}));
 }
 
-TEST(Matrix48MutateTachyon, DropsWhatLiesBeyondTheLatticeToZero) {
+TEST(Matrix48MutateTachyon, MapsCoordinatesBeyondTheLatticeToZero) {
     EXPECT_EQ(mutate(49, 200, 255), (bytes3{0, 0, 0}));
     for (int v = 0; v < 256; ++v) {
         const auto byte = static_cast<std::uint8_t>(v), other = static_cast<std::uint8_t>(255 - v);
@@ -314,11 +314,11 @@ TEST(Matrix48Reproduce, CrossesOverInModeZero) {
 TEST(Matrix48Reproduce, MutatesTheFirstParentInModeTwo) {
     EXPECT_EQ(child_cell({0, 1, 48}, {47, 0, 10}, 2), (bytes3{47, 23, 5}));
     EXPECT_EQ(child_cell({47, 0, 10}, {0, 1, 48}, 2), (bytes3{0, 24, 43}))
-        << "the second one is left as it is";
+        << "the second parent does not change";
     EXPECT_EQ(child_cell({200, 200, 200}, {200, 200, 200}, 2), (bytes3{100, 100, 100}));
 }
 
-TEST(Matrix48Reproduce, PushesTheMidpointOutwardsInOtherModes) {
+TEST(Matrix48Reproduce, MovesTheMidpointOutwardsInOtherModes) {
     for (const std::uint32_t mode : {1u, 3u, 4u, 0xFFFFFFFFu}) {
         EXPECT_EQ(child_cell({23, 23, 23}, {23, 23, 23}, mode), (bytes3{22, 22, 22})) << mode;
         EXPECT_EQ(child_cell({24, 24, 24}, {24, 24, 24}, mode), (bytes3{24, 24, 24})) << mode;
@@ -328,10 +328,10 @@ TEST(Matrix48Reproduce, PushesTheMidpointOutwardsInOtherModes) {
 
 TEST(Matrix48Reproduce, KeepsTheExactCentreWhereItIs) {
     EXPECT_EQ(child_cell({23, 0, 47}, {24, 47, 0}, 1), (bytes3{23, 23, 23}))
-        << "a push of nothing, truncated";
+        << "moved by nothing, then truncated";
 }
 
-TEST(Matrix48Reproduce, WrapsWhatIsPushedOutOfTheLattice) {
+TEST(Matrix48Reproduce, WrapsMidpointsThatLeaveTheLattice) {
     EXPECT_EQ(child_cell({47, 23, 23}, {47, 24, 24}, 1), (bytes3{0, 23, 23})) << "48.6 becomes 48, then 0";
     EXPECT_EQ(child_cell({0, 23, 23}, {0, 24, 24}, 1), (bytes3{255, 23, 23})) << "-1.6 becomes -1, then 255";
     EXPECT_EQ(child_cell({0, 0, 0}, {0, 0, 0}, 1), (bytes3{0, 0, 0})) << "-0.93 truncates to 0";
@@ -354,7 +354,7 @@ TEST(Matrix48Reproduce, FillsEveryField) {
     EXPECT_EQ(child.i_state, 2);
 }
 
-TEST(Matrix48Reproduce, ReadsCellAndNormOfTheParentsAlone) {
+TEST(Matrix48Reproduce, ReadsOnlyCellAndNormOfTheParents) {
     std::mt19937 random(3);
     for (std::uint32_t mode = 0; mode < 3; ++mode) {
         const qel_matrix_identity a = parent(1, 40, 7, 0.75f), b = parent(33, 2, 9, 1.25f);
@@ -373,7 +373,7 @@ TEST(Matrix48Reproduce, ReadsCellAndNormOfTheParentsAlone) {
 TEST(Matrix48Reproduce, EqualsThePlainFormOnRandomParents) {
     std::mt19937 random(4);
     for (int i = 0; i < 300000; ++i) {
-        // Parents of the lattice, of all bytes, and around the centre, where the push is strongest.
+        // Parents of the lattice, of all bytes, and around the centre, where a midpoint moves the most.
         const auto coordinate = [&]() -> std::uint8_t {
             return static_cast<std::uint8_t>(i % 3 == 0   ? random() % 48
                                              : i % 3 == 1 ? random() % 256

@@ -65,7 +65,7 @@ TEST(CompareTokensMorton, OrdersKeysAsUnsignedNumbers) {
     EXPECT_EQ(compare_tokens_morton(&high, &low), 1);
 }
 
-TEST(CompareTokensMorton, LooksAtTheKeyAlone) {
+TEST(CompareTokensMorton, ComparesOnlyTheKey) {
     qel_token a = token_with_key(7), b = token_with_key(7);
     b.payload = 1;
     b.layer = 2;
@@ -82,7 +82,7 @@ TEST(CompareTokensMorton, SortsOneBeforeTwoToTheSixtyThird) {
     EXPECT_EQ(+tokens[1].morton, 0x8000000000000000u);
 }
 
-TEST(CompareSearchResults, LooksAtTheDistanceAloneAsAnUnsignedNumber) {
+TEST(CompareSearchResults, ComparesOnlyTheDistanceAsAnUnsignedNumber) {
     const qel_search_result near = {9, 9, 1}, far = {1, 1, most}, near_too = {2, 3, 1};
     EXPECT_EQ(compare_search_results(&near, &far), -1);
     EXPECT_EQ(compare_search_results(&far, &near), 1);
@@ -154,7 +154,7 @@ TEST(RuvBoundedSqrt, KeepsTheRootBetweenItsBounds) {
 TEST(RuvBoundedSqrt, TestsTheLowerBoundFirstWhenTheyCross) {
     EXPECT_EQ(ruv_bounded_sqrt(1, 3, 2), 3);
     EXPECT_EQ(ruv_bounded_sqrt(100, 20, 5), 20);
-    EXPECT_EQ(ruv_bounded_sqrt(100, 7, 5), 5) << "a lower bound that the root keeps has no say";
+    EXPECT_EQ(ruv_bounded_sqrt(100, 7, 5), 5) << "a lower bound that the root exceeds has no effect";
 }
 
 TEST(RuvBoundedSqrt, TakesRootZeroForZeroAndBelow) {
@@ -206,7 +206,7 @@ TEST_F(ApplyIlogic, DoublesTheKeyAndAddsOneForTwo) {
     qel_token_apply_ilogic(&token, 2);
     EXPECT_EQ(+token.morton, 11u);
     token.morton = 5;
-    EXPECT_TRUE(unchanged()) << "the key alone changes";
+    EXPECT_TRUE(unchanged()) << "only the key changes";
 }
 
 TEST_F(ApplyIlogic, DoublesModuloTwoToTheSixtyFourth) {
@@ -222,14 +222,14 @@ TEST_F(ApplyIlogic, HalvesTheKeyForThree) {
     qel_token_apply_ilogic(&token, 3);
     EXPECT_EQ(+token.morton, 0x7FFFFFFFFFFFFFFFu) << "a logical shift";
     token.morton = 5;
-    EXPECT_TRUE(unchanged()) << "the key alone changes";
+    EXPECT_TRUE(unchanged()) << "only the key changes";
 }
 
 TEST_F(ApplyIlogic, ReversesThePayloadForMinusOne) {
     qel_token_apply_ilogic(&token, -1);
     EXPECT_EQ(+token.payload, 0x0807060504030201u);
     qel_token_apply_ilogic(&token, -1);
-    EXPECT_TRUE(unchanged()) << "twice is nothing, and the payload alone changes";
+    EXPECT_TRUE(unchanged()) << "twice gives the payload back, and only the payload changes";
 }
 
 TEST_F(ApplyIlogic, ChangesNothingForOtherOperations) {

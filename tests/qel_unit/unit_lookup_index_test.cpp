@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Lookups in indexes whose nodes do not stand in the order of the tokens, as no built unit has them.
+// Lookups in indexes whose nodes are not in the order of the tokens. No built unit has such an index.
 #include "qel_unit/unit_fixture.h"
 
 #include <gtest/gtest.h>
@@ -15,15 +15,15 @@ using test::owned_unit;
 
 constexpr std::uint32_t none = 0xFFFFFFFF;
 
-class UnitQueryIndex : public testing::Test {
+class UnitLookupIndex : public testing::Test {
   protected:
-    UnitQueryIndex() { EXPECT_EQ(create(unit, {make_token(10, "AAAA"), make_token(20, "BBBB")}), 0); }
+    UnitLookupIndex() { EXPECT_EQ(create(unit, {make_token(10, "AAAA"), make_token(20, "BBBB")}), 0); }
 
     owned_unit unit;
 };
 
-TEST_F(UnitQueryIndex, NodesSayWhichTokenTheyStandFor) {
-    // Each node now stands for the other token, and each bucket leads to the other node.
+TEST_F(UnitLookupIndex, NodesNameTheTokenThatTheyHold) {
+    // Each node now holds the other token, and each bucket refers to the other node.
     for (qel_hash_index *const index : {unit.morton_index, unit.hex_index}) {
         std::swap(index->nodes[0].token, index->nodes[1].token);
         for (std::uint32_t bucket = 0; bucket < QEL_HASH_BUCKETS; ++bucket)
@@ -35,13 +35,13 @@ TEST_F(UnitQueryIndex, NodesSayWhichTokenTheyStandFor) {
     EXPECT_EQ(qel_unit_lookup_hex(&unit, "BBBB\0\0\0"), 1u);
 }
 
-TEST_F(UnitQueryIndex, ANodeForAnotherTokenHidesItsBuckets) {
+TEST_F(UnitLookupIndex, ANodeOfAnotherTokenHidesTheTokenOfItsBucket) {
     unit.morton_index->nodes[0].token = 1;
     EXPECT_EQ(qel_unit_lookup_morton(&unit, 10), none);
     EXPECT_EQ(qel_unit_lookup_morton(&unit, 20), 1u);
 }
 
-TEST_F(UnitQueryIndex, ANodeForNoTokenFindsNone) {
+TEST_F(UnitLookupIndex, ANodeOfNoTokenFindsNone) {
     unit.morton_index->nodes[1].token = none;
     unit.hex_index->nodes[1].token = none;
     EXPECT_EQ(qel_unit_lookup_morton(&unit, 20), none);

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Access by number, exact lookups and the scan by layer; the nearest query has its own file.
+// Access by number, exact lookups and the scan by layer.
 #include "model/unit_model.h"
 #include "qel_unit/unit_fixture.h"
 
@@ -123,7 +123,8 @@ TEST(UnitLookupMorton, FindsOnlyTheNewestOfABucket) {
                             make_token(8)}),
               0);
     EXPECT_EQ(qel_unit_lookup_morton(&unit, 0x0000000500000003), 1u);
-    EXPECT_EQ(qel_unit_lookup_morton(&unit, 0x0000000300000005), none) << "present, but behind the head";
+    EXPECT_EQ(qel_unit_lookup_morton(&unit, 0x0000000300000005), none)
+        << "in the unit, but not in the newest node";
     EXPECT_EQ(qel_unit_lookup_morton(&unit, 8), 3u) << "of equal keys the later one";
 }
 
@@ -158,7 +159,7 @@ TEST(UnitLookupHex, FindsASevenCharacterTextOnlyWhereTheEighthByteIsZero) {
 TEST(UnitLookupHex, ReadsExactlyEightBytes) {
     owned_unit unit;
     ASSERT_EQ(create(unit, some_tokens()), 0);
-    const std::unique_ptr<char[]> exact(new char[8]); // a ninth byte would be a foreign one
+    const std::unique_ptr<char[]> exact(new char[8]); // a ninth byte would be outside the array
     std::memcpy(exact.get(), "ABCDEFGH", 8);
     EXPECT_EQ(qel_unit_lookup_hex(&unit, exact.get()), 2u);
 }
@@ -171,7 +172,7 @@ TEST(UnitLookupHex, FindsOnlyTheNewestOfABucket) {
         0);
     ASSERT_EQ(unit.hex_index->nodes[1].next, 0u);
     EXPECT_EQ(qel_unit_lookup_hex(&unit, "BA\0\0\0\0\0"), 1u);
-    EXPECT_EQ(qel_unit_lookup_hex(&unit, "Ab\0\0\0\0\0"), none) << "present, but behind the head";
+    EXPECT_EQ(qel_unit_lookup_hex(&unit, "Ab\0\0\0\0\0"), none) << "in the unit, but not in the newest node";
     EXPECT_EQ(qel_unit_lookup_hex(&unit, "CC\0\0\0\0\0"), 3u);
 }
 
@@ -222,7 +223,7 @@ class UnitQueryLayer : public testing::Test {
         const std::uint32_t found = qel_unit_query_layer(&unit, layer, listed.data(), max);
         EXPECT_TRUE(std::all_of(listed.begin() + found, listed.end(), [](std::uint32_t n) {
             return n == 4711;
-        })) << "entries beyond the result stay";
+        })) << "entries beyond the result do not change";
         listed.resize(found);
         return listed;
     }

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The nearest query of unit_query.cpp.
+// The nearest query of a unit.
 #include "model/unit_model.h"
 #include "qel_unit/unit_fixture.h"
 #include "support/failing_heap.h"
@@ -42,8 +42,9 @@ results query(const qel_unit &unit, std::uint64_t target, std::int32_t k, std::s
         if (i < found) {
             list.push_back({numbers[i], distances[i]});
         } else {
-            EXPECT_EQ(numbers[i], static_cast<std::uint32_t>(untouched)) << "entries beyond the result stay";
-            EXPECT_EQ(distances[i], untouched) << "entries beyond the result stay";
+            EXPECT_EQ(numbers[i], static_cast<std::uint32_t>(untouched))
+                << "entries beyond the result do not change";
+            EXPECT_EQ(distances[i], untouched) << "entries beyond the result do not change";
         }
     }
     return list;
@@ -130,7 +131,7 @@ TEST(UnitQueryNearest, PutsAnEqualKeyFirst) {
 
 TEST(UnitQueryNearest, KeepsTheFirstFoundWhenOneSlotIsLeft) {
     EXPECT_EQ(query(keys{6, 10, 14}, 10, 2), (results{{1, 0}, {0, 2}}))
-        << "the left side comes first in a pass";
+        << "a pass offers the left side first";
     EXPECT_EQ(query(keys{6, 14}, 10, 1), (results{{1, 2}})) << "the search ends at 14, which is found first";
 }
 
@@ -158,7 +159,7 @@ TEST(UnitQueryNearest, EndsAtTwoToTheThirtySecondHopsWhoseSquareWraps) {
     EXPECT_EQ(query(keys{0, most}, 1, 2), (results{{0, 1}, {1, 4294967296}}));
 }
 
-TEST(UnitQueryNearest, DoesNotSeeBehindFarKeysInAnUnsortedUnit) {
+TEST(UnitQueryNearest, StopsAtFarKeysInAnUnsortedUnit) {
     EXPECT_EQ(query(keys{104, 9000, 100, 101, 9000, 104}, 104, 1), (results{{3, 1}}));
     EXPECT_EQ(query(keys{104, 9000, 100, 101, 9000, 104}, 104, 6),
               (results{{5, 0}, {0, 0}, {3, 1}, {2, 2}, {4, 94}, {1, 94}}));
@@ -181,7 +182,7 @@ TEST(UnitQueryNearest, LeavesNoBlockBehind) {
     EXPECT_EQ(ledger.live(), 0u);
 }
 
-/// Keys of one kind, and targets worth asking for among them.
+/// Keys of one kind, and targets at, between and beyond them.
 struct key_kind {
     const char *name;
     std::uint64_t (*key)(std::mt19937_64 &random);

@@ -66,7 +66,7 @@ TEST_F(UnitSave, WritesACreatedUnitAsVersionOne) {
     EXPECT_EQ(without_time(read_file(path)), unit_file(3, tokens, 1, 0));
 }
 
-TEST_F(UnitSave, StampsThePresentTimeInSeconds) {
+TEST_F(UnitSave, WritesThePresentTimeInSeconds) {
     unit = three_tokens();
     const auto before = static_cast<std::int64_t>(std::time(nullptr));
     ASSERT_EQ(qel_unit_save(path.c_str(), &unit), 0);
@@ -78,7 +78,7 @@ TEST_F(UnitSave, StampsThePresentTimeInSeconds) {
     EXPECT_LE(saved_at, after);
 }
 
-TEST_F(UnitSave, TwiceDiffersInTheTimeAlone) {
+TEST_F(UnitSave, TwiceDiffersOnlyInTheTime) {
     unit = three_tokens();
     ASSERT_EQ(qel_unit_save(path.c_str(), &unit), 0);
     const bytes first = read_file(path);
@@ -125,7 +125,7 @@ TEST_F(UnitSave, ReportsAHeaderCutShort) {
     const std::int32_t status = qel_unit_save(path.c_str(), &unit);
     failing_write = 0;
     EXPECT_EQ(status, -3);
-    EXPECT_EQ(read_file(path).size(), 0u) << "what was written stays";
+    EXPECT_EQ(read_file(path).size(), 0u) << "the bytes that were written stay";
 }
 
 TEST_F(UnitSave, ReportsTokensCutShort) {
@@ -134,7 +134,7 @@ TEST_F(UnitSave, ReportsTokensCutShort) {
     const std::int32_t status = qel_unit_save(path.c_str(), &unit);
     failing_write = 0;
     EXPECT_EQ(status, -4);
-    EXPECT_EQ(read_file(path).size(), 24u) << "what was written stays";
+    EXPECT_EQ(read_file(path).size(), 24u) << "the bytes that were written stay";
 }
 
 TEST_F(UnitSave, ReportsAFullDiskAsTokensCutShort) {

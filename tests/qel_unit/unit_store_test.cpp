@@ -122,7 +122,7 @@ TEST(UnitCreate, BuildsTheIndexesThatThePlainLoopBuilds) {
 
 TEST(UnitCreate, LeavesTokensBeyondAllNodesOutOfTheIndexes) {
     constexpr std::uint32_t count = 0x800002;
-    std::vector<std::uint64_t> keys(count); // serve as identities and payloads as well
+    std::vector<std::uint64_t> keys(count); // also taken as identities and payloads
     for (std::uint32_t i = 0; i < count; ++i)
         keys[i] = std::uint64_t{i} << 40 | i;
     const std::vector<std::uint8_t> layers(count, 1);
@@ -138,11 +138,12 @@ TEST(UnitCreate, LeavesTokensBeyondAllNodesOutOfTheIndexes) {
     std::uint64_t morton = 0;
     char hex_id[8];
     std::uint8_t layer = 0;
-    EXPECT_EQ(qel_unit_get_token(&unit, 0x800001, &morton, hex_id, &layer), 0) << "by number it is there";
+    EXPECT_EQ(qel_unit_get_token(&unit, 0x800001, &morton, hex_id, &layer), 0) << "found by number";
     EXPECT_EQ(morton, keys[0x800001]);
     std::uint32_t number = 0;
     std::uint64_t distance = 1;
-    EXPECT_EQ(qel_unit_query_nearest(&unit, keys[0x800001], 1, &number, &distance), 1u) << "and by nearness";
+    EXPECT_EQ(qel_unit_query_nearest(&unit, keys[0x800001], 1, &number, &distance), 1u)
+        << "and by the nearest query";
     EXPECT_EQ(number, 0x800001u);
     EXPECT_EQ(distance, 0u);
     EXPECT_EQ(unit.order[0x800001], 0x800001u);
@@ -202,7 +203,7 @@ TEST_F(UnitCreateFailure, OfTheTokensLeavesTheNumbersSetAndNoTokens) {
 }
 
 TEST_F(UnitCreateFailure, OfAnyPartOfAnIndexReleasesEverything) {
-    // The hex index is tried even when the key index has failed.
+    // The hex index is allocated even when the key index has failed.
     const std::uint64_t attempts[] = {0, 0, 5, 7, 7, 5, 7, 7};
     for (std::uint64_t n = 2; n <= 7; ++n) {
         const heap_ledger ledger;
@@ -273,7 +274,7 @@ TEST(UnitFree, KeepsTheOrderAndTheNumbers) {
     EXPECT_EQ(unit.extra, 9u);
     EXPECT_EQ(unit.order, order);
     EXPECT_EQ(order[4], 4u);
-    EXPECT_EQ(ledger.live(), 1u) << "the order is the caller's";
+    EXPECT_EQ(ledger.live(), 1u) << "the caller owns the order";
     EXPECT_EQ(ledger.free_all(), 1u);
 }
 

@@ -25,8 +25,8 @@ void enter(qel_agent &agent, qel_agent_state state, std::uint64_t task) {
     agent.task = task;
 }
 
-/// Writes an unused id of the tier, or, when none is left, one from the counter. Ids from the counter are not looked up:
-/// they repeat after 65,536 and in every new directory.
+/// Writes an unused id of the tier, or, when none is left, one from the counter. Ids from the counter are not looked
+/// up: they repeat after 65,536 and in every new directory.
 void choose_id(qel_agent_dir &directory, std::uint8_t tier, char *id) {
     id[id_length] = '\0';
     if (tier < named_tiers) {

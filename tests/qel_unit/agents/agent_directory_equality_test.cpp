@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Random lives of a directory, step by step the same as the model's.
+// Random sequences of operations: after each step the directory equals the model's.
 #include "qel_unit/agents/agent_fixture.h"
 
 #include "model/agent_model.h"
@@ -13,7 +13,7 @@ using namespace test;
 
 class AgentEquality : public agent_test {
   protected:
-    void live(std::uint32_t seed, int steps);
+    void run(std::uint32_t seed, int steps);
 
   private:
     void step();
@@ -41,7 +41,7 @@ std::string AgentEquality::any_id() {
     const std::string spawned = numbered_id(0x2A9E0000 + (below(4) + 1) * 0x100 + below(29));
     switch (below(8)) {
     case 0:
-        return spawned.substr(0, 6) + "/Q"; // may share the bucket of one that ends in "00"
+        return spawned.substr(0, 6) + "/Q"; // may be in the bucket of an id that ends in "00"
     case 1:
         return spawned.substr(0, below(9));
     case 2:
@@ -111,7 +111,7 @@ void AgentEquality::look() {
     }
 }
 
-/// Writes a file that may lie about its contents.
+/// Writes a file whose counts may be wrong.
 void AgentEquality::make_file() {
     std::vector<qel_agent> agents;
     for (std::uint32_t count = below(40); count > 0; --count) {
@@ -146,7 +146,7 @@ void AgentEquality::expect_own_file() {
     if (model_.dir && !model_.dir->path.empty()) expect_same_file(model_.dir->path);
 }
 
-/// The model's save happens when the library's did.
+/// Saves the model's directory at the time of the library's save.
 void AgentEquality::set_clock() {
     if (g_agent_dir != nullptr) model_.now = g_agent_dir->saved_at;
 }
@@ -186,7 +186,7 @@ void AgentEquality::use_files() {
         ASSERT_NO_FATAL_FAILURE(expect_own_file());
         break;
     case 3:
-        if (below(4) == 0) end_directory(); // making one takes its time
+        if (below(4) == 0) end_directory(); // rarely: a new directory takes long
         break;
     case 4: {
         const char *const own = below(2) == 0 ? nullptr : name.c_str();
@@ -229,7 +229,7 @@ void AgentEquality::step() {
         use_files();
 }
 
-void AgentEquality::live(std::uint32_t seed, int steps) {
+void AgentEquality::run(std::uint32_t seed, int steps) {
     random_.seed(seed);
     discard_directory();
     model_ = {};
@@ -242,9 +242,9 @@ void AgentEquality::live(std::uint32_t seed, int steps) {
     }
 }
 
-TEST_F(AgentEquality, RandomLivesAreTheModelsLives) {
+TEST_F(AgentEquality, RandomOperationsLeaveTheModelsDirectory) {
     for (std::uint32_t seed = 1; seed <= 10; ++seed) {
-        ASSERT_NO_FATAL_FAILURE(live(seed, 3000));
+        ASSERT_NO_FATAL_FAILURE(run(seed, 3000));
     }
 }
 

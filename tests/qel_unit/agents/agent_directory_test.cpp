@@ -118,12 +118,12 @@ TEST_F(AgentInit, SucceedsAfterAFailure) {
     EXPECT_EQ(spawn(), "2A9E0100");
 }
 
-TEST_F(AgentIndex, TrustsTheNewestEntryOfABucketWithoutComparingIds) {
+TEST_F(AgentIndex, FindsTheNewestEntryOfABucketWithoutComparingIds) {
     // 'Q' is 33 more than '0' and '/' is one less: both ids fall into one bucket.
     ASSERT_EQ(identity_hash("2A9E01/Q"), identity_hash("2A9E0100"));
     write_file(path, directory_file({make_agent("2A9E0100", 1), make_agent("2A9E01/Q", 2)}));
     ASSERT_EQ(qel_agent_dir_load(path.c_str()), 0);
-    EXPECT_EQ(text(query("2A9E0100").id), "2A9E01/Q") << "only the later one can be found";
+    EXPECT_EQ(text(query("2A9E0100").id), "2A9E01/Q") << "only the later one is found";
     EXPECT_EQ(text(query("2A9E01/Q").id), "2A9E01/Q");
 }
 
@@ -185,7 +185,7 @@ TEST_F(AgentIndex, LeavesAgentsOutAfterAsManyEntriesAsBuckets) {
     EXPECT_EQ(qel_agent_query("2A9E0100", &agent), 0);
     EXPECT_EQ(qel_agent_query("2A9E0101", &agent), -2);
     char ids[27];
-    EXPECT_EQ(qel_agent_monitor("", ids, 3), 3u) << "listed all the same";
+    EXPECT_EQ(qel_agent_monitor("", ids, 3), 3u) << "listed nevertheless";
 }
 
 TEST_F(AgentSync, HasNothingToDoWithoutADirectory) {
@@ -300,7 +300,7 @@ TEST_F(AgentFree, IgnoresASaveThatFails) {
     EXPECT_EQ(g_agent_dir, nullptr);
 }
 
-TEST_F(AgentFree, LetsANewDirectoryStartAfresh) {
+TEST_F(AgentFree, LeavesNoStateForANewDirectory) {
     EXPECT_EQ(spawn(5), "2A9E1000");
     EXPECT_EQ(spawn(0), "2A9E0100");
     discard_directory();

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// What the tests of the agent directory share: the one directory is gone before and after each, and files are
-// made by hand.
+// What the tests of the agent directory share: there is no directory before and after each of them, and files are
+// written byte by byte.
 #pragma once
 
 #include "qel_unit/agents/agent_directory.h"
@@ -36,7 +36,7 @@ class agent_test : public testing::Test {
 /// The id of a new agent.
 inline std::string spawn(std::uint8_t tier = 0, std::uint8_t type = 0, const char *parent = nullptr,
                          std::uint8_t tag = 0) {
-    char id[10] = "#########"; // the terminator comes from the call
+    char id[10] = "#########"; // the call writes the zero byte
     EXPECT_EQ(qel_agent_spawn(parent, type, tier, tag, id), 0);
     return id;
 }
@@ -77,7 +77,7 @@ inline std::vector<qel_agent> full_house(std::uint32_t first) {
     return agents;
 }
 
-/// A directory file whose header claims what it likes.
+/// A directory file with any counts in its header.
 inline bytes directory_file(const std::vector<qel_agent> &agents, std::uint32_t agent_count,
                             std::uint32_t active_count, std::int64_t saved_at = 77,
                             std::uint32_t version = 1) {

@@ -67,7 +67,7 @@ TEST_F(AgentLoad, FailsWithMinusThreeBelowSixteenBytes) {
 #if defined(_WIN32)
     constexpr std::int32_t of_a_folder = -2; // it does not open
 #else
-    constexpr std::int32_t of_a_folder = -3; // it opens, but does not read
+    constexpr std::int32_t of_a_folder = -3; // it opens, but cannot be read
 #endif
     EXPECT_EQ(qel_agent_dir_load(folder.path().string().c_str()), of_a_folder);
     write_file(path, bytes(15, 'X'));
@@ -173,7 +173,7 @@ TEST_F(AgentLoad, CountsAndListsOnlySlotsThatExist) {
     }
 }
 
-TEST_F(AgentLoad, AddsToADirectoryAndLetsTheNewestEntryOfABucketWin) {
+TEST_F(AgentLoad, AddsToADirectoryWhereTheNewestEntryOfABucketIsFound) {
     write_file(path, directory_file(three));
     ASSERT_EQ(qel_agent_dir_load(path.c_str()), 0);
     write_file(path, directory_file({make_agent("2A9E0300", 9), make_agent("2A9E01/Q", 8)}));
@@ -204,10 +204,10 @@ TEST_F(AgentLoad, DoesNotRestoreTheCounterOfIds) {
     spawn(5);
     write_file(path, directory_file(three));
     ASSERT_EQ(qel_agent_dir_load(path.c_str()), 0);
-    EXPECT_EQ(spawn(5), "2A9E1002") << "it goes on";
+    EXPECT_EQ(spawn(5), "2A9E1002") << "the counter continues";
     discard_directory();
     ASSERT_EQ(qel_agent_dir_load(path.c_str()), 0);
-    EXPECT_EQ(spawn(5), "2A9E1000") << "it starts at the beginning";
+    EXPECT_EQ(spawn(5), "2A9E1000") << "the counter starts again";
 }
 
 TEST_F(AgentLoad, LoadsFullFilesOverOneAnother) {
@@ -220,7 +220,7 @@ TEST_F(AgentLoad, LoadsFullFilesOverOneAnother) {
         const std::string id = numbered_id(19 * 0x10000 + slot);
         EXPECT_EQ(text(query(id).id), id) << "of the last file";
         const std::string old = numbered_id(7 * 0x10000 + slot);
-        EXPECT_EQ(query(old).id[7], old[7]) << "an id of an earlier file leads to its slot's agent of now";
+        EXPECT_EQ(query(old).id[7], old[7]) << "an id of an earlier file finds the present agent of its slot";
         EXPECT_EQ(text(query(old).id).substr(0, 4), "0013");
     }
 }

@@ -65,7 +65,7 @@ TEST_F(AgentSpawn, GivesEachOfThreeTiersTwentyEightIds) {
     EXPECT_EQ(spawn(255), "2A9E1003");
 }
 
-TEST_F(AgentSpawn, PassesOverAnIdWhoseBucketIsTakenByAnother) {
+TEST_F(AgentSpawn, SkipsAnIdWhoseBucketAnotherIdHas) {
     write_file(path, directory_file({make_agent("2A9E01/Q")})); // the bucket of 2A9E0100
     ASSERT_EQ(qel_agent_dir_load(path.c_str()), 0);
     EXPECT_EQ(spawn(0), "2A9E0101");
@@ -414,7 +414,7 @@ TEST_F(AgentMonitor, ComparesPositionByPosition) {
     EXPECT_EQ(monitor("******00"), (std::vector<std::string>{"2A9E0100", "2A9E0200", "2A9E1000"}));
     EXPECT_EQ(monitor("*").size(), 4u);
     EXPECT_EQ(monitor("********").size(), 4u);
-    EXPECT_EQ(monitor("2a9e01").size(), 0u) << "case counts";
+    EXPECT_EQ(monitor("2a9e01").size(), 0u) << "case-sensitive";
     EXPECT_EQ(monitor("2A9E01?0").size(), 0u) << "no other wildcard";
 }
 

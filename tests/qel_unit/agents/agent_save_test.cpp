@@ -18,8 +18,8 @@ using namespace test;
 
 using AgentSave = agent_test;
 
-#if !defined(_WIN32) // which has no limits of this kind
-/// While it lives, no file grows beyond a limit: writing more fails as on a full disk.
+#if !defined(_WIN32) // Windows has no such limits
+/// During its lifetime no file grows beyond a limit: writing more fails as on a full disk.
 class full_disk {
   public:
     explicit full_disk(rlim_t limit) : old_handler_(std::signal(SIGXFSZ, SIG_IGN)) {
@@ -44,7 +44,7 @@ std::size_t files_in(const fs::path &folder) {
     return static_cast<std::size_t>(std::distance(fs::directory_iterator(folder), {}));
 }
 
-/// A path of just so many characters to a file of the folder.
+/// A path of exactly `length` characters to a file of the folder.
 std::string padded(const temp_folder &folder, const std::string &name, std::size_t length) {
     const std::string start = folder.path().string();
     return start + std::string(length - start.size() - name.size(), '/') + name;
@@ -121,7 +121,7 @@ TEST_F(AgentSave, DoesNotChangeThePathWhenSavingElsewhere) {
     spawn();
     EXPECT_EQ(qel_agent_dir_save(folder.file("other").c_str()), 0);
     EXPECT_EQ(g_agent_dir->path, path);
-    EXPECT_EQ(g_agent_dir->dirty, 0u) << "clean all the same";
+    EXPECT_EQ(g_agent_dir->dirty, 0u) << "clean nevertheless";
     EXPECT_FALSE(file_exists(path));
 }
 
@@ -162,7 +162,7 @@ TEST_F(AgentSave, KeepsTheOldFileAndTheDirtyMarkWhereTheDiskIsFull) {
         for (const rlim_t limit : {rlim_t{0}, rlim_t{10}, rlim_t{24}, rlim_t{263}}) {
             {
                 const full_disk disk(limit);
-                EXPECT_EQ(qel_agent_dir_save(nullptr), 0) << "the code does not tell";
+                EXPECT_EQ(qel_agent_dir_save(nullptr), 0) << "the code does not say so";
             }
             EXPECT_EQ(read_file(path), old) << count << " " << limit;
             EXPECT_EQ(files_in(folder.path()), 1u) << "the temporary file is removed";
@@ -181,7 +181,7 @@ TEST_F(AgentSave, KeepsTheWholeFileBesideOneThatAnotherProgramHolds) {
     const bytes old = read_file(path);
     spawn();
     std::FILE *const other = std::fopen(path.c_str(), "rb");
-    EXPECT_EQ(qel_agent_dir_save(nullptr), 0) << "the code does not tell";
+    EXPECT_EQ(qel_agent_dir_save(nullptr), 0) << "the code does not say so";
     std::fclose(other);
     EXPECT_EQ(read_file(path), old);
     EXPECT_EQ(read_file(path + ".tmp").size(), 64u);
@@ -242,7 +242,7 @@ TEST_F(AgentSave, CutsTheTemporaryNameTo259Characters) {
     spawn();
     for (std::size_t length = 250; length < 259; ++length) {
         const std::string target = padded(folder, "dir.bin", length);
-        fs::create_directory((target + ".tmp").substr(0, 259)); // in the temporary file's way
+        fs::create_directory((target + ".tmp").substr(0, 259)); // instead of the temporary file
         EXPECT_EQ(qel_agent_dir_save(target.c_str()), -3) << length;
         fs::remove((target + ".tmp").substr(0, 259));
         EXPECT_EQ(qel_agent_dir_save(target.c_str()), 0) << length;
@@ -264,7 +264,7 @@ TEST_F(AgentSave, WritesInPlaceWhereTheNameLeavesNoRoomForTheSuffix) {
         const full_disk disk(64);
         EXPECT_EQ(qel_agent_dir_save(target.c_str()), 0);
     }
-    EXPECT_EQ(read_file(path).size(), 64u) << "what could be written stays";
+    EXPECT_EQ(read_file(path).size(), 64u) << "the bytes that were written stay";
     EXPECT_EQ(g_agent_dir->dirty, 1u);
 #endif
     EXPECT_EQ(qel_agent_dir_save(target.c_str()), 0);
@@ -282,9 +282,9 @@ TEST_F(AgentSave, GoesThroughTheBeginningOfALongerName) {
     EXPECT_EQ(qel_agent_dir_save(target.c_str()), -3);
 }
 
-#if !defined(_WIN32) // which has no fork
-/// A process that saves the directory again and again, each time with another task for all agents, and tells when it
-/// has begun.
+#if !defined(_WIN32) // Windows has no fork
+/// A process that saves the directory repeatedly, each time with another task for all agents, and signals when it has
+/// begun.
 pid_t start_saving() {
     int ends[2];
     if (pipe(ends) != 0) return -1;
@@ -344,7 +344,7 @@ TEST_F(AgentSave, LeavesAWholeFileWheneverTheProcessIsKilled) {
         for (std::uint32_t i = 1; i < count; ++i)
             ASSERT_EQ(g_agent_dir->agents[i].task, g_agent_dir->agents[0].task) << "of two saves";
     }
-    EXPECT_GT(interrupted, 0) << "no kill came in the midst of a save";
+    EXPECT_GT(interrupted, 0) << "no kill interrupted a save";
 }
 #endif
 

@@ -60,7 +60,7 @@ TEST(FiniteKernel, FindsWhatIsNotFiniteAroundTheEndsOfBlocks) {
         }
 }
 
-TEST(FiniteKernel, LooksAtNothingBeforeOrBehind) {
+TEST(FiniteKernel, ReadsNothingBeforeOrAfterTheArray) {
     std::vector<float> numbers(16 + 64 + 64);
     for (const auto &form : runnable(finite_forms))
         for (std::size_t offset = 0; offset < 16; ++offset) // all places in a cache line
@@ -84,7 +84,7 @@ TEST(FiniteKernel, AgreesOnAnyBits) {
     }
 }
 
-TEST(FiniteKernel, LooksAtTheLastOfThirtyMillionNumbers) {
+TEST(FiniteKernel, FindsTheLastOfThirtyMillionNumbers) {
     std::vector<float> numbers(30000009, 1.5f);
     for (const auto &form : runnable(finite_forms)) {
         EXPECT_TRUE(form.call(numbers.data(), numbers.size())) << form.name;

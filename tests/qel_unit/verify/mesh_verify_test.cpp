@@ -84,7 +84,7 @@ TEST(MeshVerify, MissingOrNoPositionsHold) {
 TEST(MeshVerify, ExaminesEveryCoordinateAndNoneBeyond) {
     for (const std::uint32_t count : {1u, 2u, 170u, 171u, 342u, 400u}) {
         std::vector<float> positions(count * 3 + 1, 1.5f);
-        positions.back() = quiet_nan; // behind the last triple
+        positions.back() = quiet_nan; // after the last triple
         for (std::size_t i = 0; i < count * 3; ++i) {
             positions[i] = i % 2 == 0 ? infinity : quiet_nan;
             ASSERT_EQ(qel_mesh_verify_p_minus_p(positions.data(), count), 0u) << count << ' ' << i;
@@ -102,7 +102,7 @@ TEST(MeshVerify, AgreesWithSumsAndQuotients) {
         std::vector<float> positions(count * 3);
         for (float &p : positions) {
             std::uint32_t bits = static_cast<std::uint32_t>(random());
-            if ((bits & 0x7F800000) == 0x7F800000) bits ^= 0x00800000; // finite, but for the few below
+            if ((bits & 0x7F800000) == 0x7F800000) bits ^= 0x00800000; // finite, except the few below
             p = from_bits(bits);
         }
         for (std::uint32_t odd = static_cast<std::uint32_t>(random() % 3); odd > 0; --odd)
@@ -133,7 +133,7 @@ TEST(MeshBoundsCoherence, KeepsNans) {
     EXPECT_TRUE(std::isnan(qel_mesh_bounds_coherence(infinity, 0, 0, infinity, 1, 1)));
 }
 
-TEST(MeshBoundsCoherence, FallsToZeroForAnInfiniteSide) {
+TEST(MeshBoundsCoherence, IsZeroForAnInfiniteSide) {
     EXPECT_EQ(qel_mesh_bounds_coherence(0, 0, 0, infinity, 1, 1), 0.0f);
     EXPECT_EQ(qel_mesh_bounds_coherence(-largest, 0, 0, largest, 1, 1), 0.0f);
 }
@@ -180,10 +180,10 @@ TEST(MeshVerifyIdentity, ReportsBothIdentitiesWhenTheyFail) {
     EXPECT_EQ(report.p_minus_p_ok, 0u);
     EXPECT_EQ(report.p_div_p_ok, 0u);
     EXPECT_EQ(report.valid, 0u);
-    EXPECT_EQ(report.coherence, 1.0f) << "takes no part in the verdict and does not suffer from it";
+    EXPECT_EQ(report.coherence, 1.0f) << "independent of the verdict";
 }
 
-TEST(MeshVerifyIdentity, CoherenceTakesNoPartInTheVerdict) {
+TEST(MeshVerifyIdentity, CoherenceDoesNotAffectTheVerdict) {
     const float positions[3] = {1, 2, 3};
     qel_mesh_verify_report report;
     EXPECT_EQ(qel_mesh_verify_identity(positions, 1, quiet_nan, 0, 0, 1, 1, 1, &report), 1);
