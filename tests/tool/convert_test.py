@@ -211,7 +211,7 @@ class ConvertTest(ToolTest):
 
 @unittest.skipUnless(SLOW_STEP, "no step can be made slow here")
 class SlowConvertTest(ToolTest):
-    ENVIRONMENT = {**os.environ, "LD_PRELOAD": SLOW_STEP or ""}
+    ENVIRONMENT = {**os.environ, "LD_PRELOAD": SLOW_STEP or "", "TERM": "xterm"}
 
     def test_an_interruption_leaves_the_folder_as_it_was(self):
         os.mkdir(self.path("out"))

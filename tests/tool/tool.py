@@ -5,6 +5,7 @@ QEL and TORUS name the program and an archive."""
 
 import os
 import pty
+import re
 import resource
 import signal
 import stat
@@ -52,6 +53,17 @@ class ToolTest(unittest.TestCase):
         out = self.qel(*arguments, status=1, **how)
         self.assertEqual(self.errors, f"qel: {message}\n")
         return out
+
+
+def commands(test):
+    """The commands that --help lists."""
+    return re.findall(r"(?m)^  (\w+)", test.qel("--help").partition("Subcommands:")[2])
+
+
+def options(test, *command):
+    """The names of a command's options that its --help lists."""
+    listed = "\n".join(re.findall(r"(?m)^  (-\S+)", test.qel(*command, "--help")))
+    return set(re.findall(r"-[-a-z]+", listed))
 
 
 def open_terminal(test):

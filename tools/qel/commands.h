@@ -55,4 +55,8 @@ struct view_options {
 };
 int view(const view_options &options);
 
+struct completion_options {
+    std::string shell, file = "-";
+};
+
 } // namespace tool

@@ -20,7 +20,10 @@ namespace fs = std::filesystem;
 
 class ear : public job::listener {
   public:
-    ear(bool verbose, bool alone) : verbose_(verbose), progress_(alone) { job::listen(this); }
+    ear(const convert_options &options, bool alone)
+        : verbose_(options.verbose), quiet_(options.quiet), progress_(alone && !options.quiet) {
+        job::listen(this);
+    }
     ~ear() override { job::listen(nullptr); }
     ear(const ear &) = delete;
     ear &operator=(const ear &) = delete;
@@ -34,10 +37,12 @@ class ear : public job::listener {
     void note(const std::string &text) override {
         if (verbose_) remark("  " + text);
     }
-    void warns(const std::string &text) override { remark("qel: " + text); }
+    void warns(const std::string &text) override {
+        if (!quiet_) warn(text);
+    }
 
   private:
-    const bool verbose_;
+    const bool verbose_, quiet_;
     progress progress_;
 };
 
@@ -63,7 +68,7 @@ job::outcome convert_one(const work &item, const convert_options &options, bool 
     file.must_be(file_kind::archive, "convert");
     job::outcome made;
     try {
-        const ear hearing(options.verbose, alone);
+        const ear hearing(options, alone);
         made = options.by_bytes ? job::convert_by_bytes(file, item.folder, options.verbose)
                                 : job::convert_whole(file, item.folder, options.whole);
     } catch (const job::step_failed &failed) {

@@ -19,11 +19,12 @@ bool repeats_what_was_said(const report &about) {
 
 void say_lines(const report &about, const archive_facts *archive, const info_options &options) {
     for (const report::entry &fact : about.facts)
-        say(fact.name + ": " + fact.value);
+        say(colour::heading, fact.name + ":", " " + fact.value);
     if (archive != nullptr) archive->say_lines(options);
-    say(std::string("sound: ") + (about.problems.empty() ? "yes" : "no"));
+    const bool sound = about.problems.empty();
+    say(sound ? colour::good : colour::bad, std::string("sound: ") + (sound ? "yes" : "no"));
     for (const std::string &problem : about.problems)
-        say("problem: " + problem);
+        say(colour::bad, "problem:", " " + problem);
 }
 
 void write_json(const report &about, const archive_facts *archive, const info_options &options) {

@@ -146,7 +146,7 @@ std::string archive_facts::line_of(const mesh_entry &entry) const {
 
 void archive_facts::say_lines(const info_options &options) const {
     for (std::size_t i = 0; i < meshes_.size(); ++i)
-        say("mesh " + std::to_string(i) + ": " + line_of(meshes_[i]));
+        say(colour::heading, "mesh " + std::to_string(i) + ":", " " + line_of(meshes_[i]));
     if (options.tree) say_tree(scene_.archive(), options.verbose);
 }
 

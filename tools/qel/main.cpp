@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 // qel: looks into units, scenes, mesh caches, agent directories and archives. See qel.1.
+#include "help.h"
 #include "input.h"
 #include "messages.h"
 #include "options.h"
@@ -43,6 +44,7 @@ void occupy_standard_descriptors() {
 }
 
 int perform(const request &wanted) {
+    use_colours(wanted.coloured);
     try {
         return finish(wanted.command());
     } catch (const usage_error &wrong) {
@@ -64,8 +66,8 @@ int main(int argc, char **argv) {
         "qel");
     app.set_version_flag("--version", "qel " QEL_VERSION);
     app.require_subcommand(0, 1); // a wrong word is told by its name, a missing one below
-    app.get_formatter()->column_width(28);
-    app.footer("Exit status: 0 done, 1 a file is missing, not sound or cannot be written, 2 a wrong call.\n"
+    app.formatter(std::make_shared<tool::help_page>());
+    app.footer("Exit status: 0 done; 1 a file is missing, unsound or not writable; 2 a wrong call.\n"
                "See qel(1). Each command tells its options with: qel COMMAND --help");
     tool::request wanted;
     tool::add_commands(app, wanted);

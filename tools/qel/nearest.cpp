@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "commands.h"
 #include "examined.h"
+#include "messages.h"
 #include "owned.h"
 #include "report.h"
 #include "text.h"
@@ -115,8 +116,8 @@ void print_json(const nearest_options &options, std::uint64_t key, const std::ve
 
 void print_table(const nearest_options &options, const std::vector<hit> &hits) {
     const bool several = options.units.size() > 1;
-    std::printf("%10s  %-8s  %20s  %5s  %10s%s\n", "TOKEN", "ID", "KEY", "LAYER", "HOPS",
-                several ? "  FILE" : "");
+    say(colour::heading, format("%10s  %-8s  %20s  %5s  %10s%s", "TOKEN", "ID", "KEY", "LAYER", "HOPS",
+                                several ? "  FILE" : ""));
     for (const hit &found : hits)
         std::printf("%10u  %-8s  %20llu  %5u  %10llu%s\n", found.number,
                     printable(found.token.hex_id, sizeof found.token.hex_id).c_str(),

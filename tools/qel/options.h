@@ -3,6 +3,8 @@
 #pragma once
 
 #include "commands.h"
+#include "completion.h"
+#include "messages.h"
 
 #include <CLI/CLI.hpp>
 
@@ -19,11 +21,17 @@ struct request {
     nearest_options around;
     dump_options dumped;
     view_options seen;
+    completion_options completed;
+    bool quiet = false; ///< of commands that have nothing to be quiet about
+    colours coloured = colours::automatic;
+    word_choices choices; ///< of the values that shells complete
     std::function<int()> command;
 };
 
 void add_commands(CLI::App &app, request &wanted);
 void add_convert(CLI::App &app, request &wanted);
+/// What every command has.
+void add_common(CLI::App &command, request &wanted, bool &quiet, const char *what_quiet_means);
 
 /// The words of a call, the last one first, as CLI11 wants them. Some carry marks that CLI11 must see and nobody else.
 std::vector<std::string> marked(int argc, char **argv);

@@ -50,7 +50,8 @@ unsigned parse_parts(const std::vector<std::string> &words) {
     return wanted;
 }
 
-void add_choice(CLI::App &sub, convert_options &made) {
+void add_choice(CLI::App &sub, request &wanted) {
+    convert_options &made = wanted.made;
     std::vector<CLI::Option *> whole;
     whole.push_back(
         sub.add_option("--mesh", made.whole.meshes.globs,
@@ -82,12 +83,16 @@ void add_choice(CLI::App &sub, convert_options &made) {
             ->type_name("PART,...")
             ->delimiter(',')
             ->allow_extra_args(false));
+    wanted.choices.emplace_back(whole.back(),
+                                word_choice{{}, false, {"tokens", "scene", "cache", "agents"}, true});
     whole.push_back(sub.add_flag("--points", made.whole.meshes.points, "Points, curves and patches too"));
     whole.push_back(sub.add_flag_callback(
         "--object-space", [&made] { made.whole.meshes.world = false; },
         "Each mesh in its own space, not the world's"));
     CLI::Option *by_bytes = sub.add_flag(
-        "--by-bytes", made.by_bytes, "Find one mesh by the look of the bytes, not by what the archive says");
+        "--by-bytes", made.by_bytes,
+        "Find one mesh by the look of the bytes, not by what the archive says; goes with none of the "
+        "choices above");
     for (CLI::Option *option : whole)
         by_bytes->excludes(option);
 }
@@ -98,20 +103,24 @@ void add_convert(CLI::App &app, request &wanted) {
     CLI::App *sub = app.add_subcommand(
         "convert", "Make a unit, a scene, mesh caches and an agent directory out of an archive's meshes");
     convert_options &made = wanted.made;
-    sub->add_option("ARCHIVE", made.names, "Alembic files, or folders of them; - is standard input")
-        ->required();
-    sub->add_option(
-           "-o,--output", made.folder,
-           "Folder of the results, made if it is not there; of several archives each has a folder in it")
-        ->required()
-        ->type_name("FOLDER");
-    add_choice(*sub, made);
+    wanted.choices.emplace_back(
+        sub->add_option("ARCHIVE", made.names, "Alembic files, or folders of them; - is standard input")
+            ->required(),
+        word_choice{{"abc"}, true, {}, false});
+    wanted.choices.emplace_back(
+        sub->add_option(
+               "-o,--output", made.folder,
+               "Folder of the results, made if it is not there; of several archives each has a folder in it")
+            ->required()
+            ->type_name("FOLDER"),
+        word_choice{{}, true, {}, false});
+    add_choice(*sub, wanted);
     sub->add_option("-j,--jobs", made.processes, "Archives at once, each in a process of its own")
-        ->check(CLI::Range(1, 1024))
+        ->check(CLI::Range(1, 1024).description(""))
         ->type_name("N")
         ->capture_default_str();
     sub->add_flag("-v,--verbose", made.verbose, "Report every step and its time on standard error");
-    sub->add_flag("-q,--quiet", made.quiet, "Say nothing but what goes wrong");
+    add_common(*sub, wanted, made.quiet, "Say nothing but what goes wrong");
     sub->callback([&wanted] { wanted.command = [&wanted] { return convert(wanted.made); }; });
 }
 

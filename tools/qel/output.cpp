@@ -42,4 +42,15 @@ void output_file::finish() {
     unfinished_path_.clear();
 }
 
+int write_text(const std::string &name, const std::string &text) {
+    if (name == "-") {
+        std::fwrite(text.data(), 1, text.size(), stdout);
+        return 0;
+    }
+    output_file out(name);
+    std::fwrite(text.data(), 1, text.size(), out.stream());
+    out.finish();
+    return 0;
+}
+
 } // namespace tool

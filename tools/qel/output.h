@@ -33,4 +33,7 @@ class output_file {
     std::optional<interruption> unfinished_;
 };
 
+/// Writes a whole text to a file, or to standard output where the name is "-".
+int write_text(const std::string &name, const std::string &text);
+
 } // namespace tool

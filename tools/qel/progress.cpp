@@ -9,7 +9,7 @@
 
 namespace tool {
 
-progress::progress(bool wanted) : shown_(wanted && isatty(STDERR_FILENO) != 0) {
+progress::progress(bool wanted) : shown_(wanted && is_lively_terminal(STDERR_FILENO)) {
     const signals_held_back for_the_main_thread; // whose handler they are meant for
     if (shown_) clock_ = std::thread([this] { watch(); });
 }
