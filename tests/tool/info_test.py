@@ -148,7 +148,7 @@ class InfoTest(ToolTest):
     def test_a_terminal_for_both_streams_shows_each_problem_once(self):
         terminal, end = open_terminal(self)
         cut = self.file(files.unit(files.THREE)[:-1])
-        with subprocess.Popen([QEL, "info", cut, "missing"], cwd=self.folder, stdout=end, stderr=end) as run:
+        with subprocess.Popen([QEL, "info", "--color=never", cut, "missing"], cwd=self.folder, stdout=end, stderr=end) as run:
             os.close(end)
             shown = read_terminal(terminal)
         self.assertEqual(run.returncode, 1)

@@ -15,11 +15,11 @@ TOOL = SOURCE / "tools/qel"
 class SourceTest(unittest.TestCase):
     def test_only_the_named_places_write_to_the_standard_streams(self):
         """messages.cpp escapes what it writes. The others write documents whose texts they escape themselves, tables
-        of numbers, the help, or numbers to a file of their own."""
+        of numbers, the help, what shells read, or numbers to a file of their own."""
         writes = re.compile(r"\b(printf|fprintf|puts|fputs|putchar|fwrite|perror)\(|\bstd::(cout|cerr|clog)\b")
         found = {path.name for path in TOOL.rglob("*.cpp") if writes.search(path.read_text(encoding="utf-8"))}
         self.assertEqual(found, {"messages.cpp", "writer.cpp", "page_write.cpp", "nearest.cpp", "main.cpp",
-                                 "whole_frames.cpp"})
+                                 "whole_frames.cpp", "agents.cpp", "output.cpp"})
 
     def test_the_tool_includes_the_public_headers_and_nothing_of_the_examples_or_the_library(self):
         own = {str(path.relative_to(TOOL)) for path in TOOL.rglob("*.h")}
