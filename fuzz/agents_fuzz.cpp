@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
 // Lives of the agent directory: hostile files and every operation, step by step the same as the model's.
-#include "fuzz_heap.h"
 #include "harness.h"
 
 #include "model/agent_model.h"
@@ -201,7 +200,7 @@ void life::make_file() {
 void life::compare_file(const std::string &name) {
     const bool there = model_.files.count(name) == 1;
     require(there_is(name) == there && !there_is(name + ".tmp"));
-    if (there) require(read_whole(name.c_str()) == model_.files[name]);
+    if (there) require(test::read_file(name.c_str()) == model_.files[name]);
 }
 
 void life::end() {
@@ -209,7 +208,7 @@ void life::end() {
     qel_agent_dir_free();
     require(g_agent_dir == nullptr);
     if (!own.empty() && there_is(own)) {
-        const bytes file = read_whole(own.c_str());
+        const bytes file = test::read_file(own.c_str());
         if (file.size() >= 24) std::memcpy(&model_.now, file.data() + 16, sizeof model_.now);
     }
     model_.free();
@@ -289,7 +288,7 @@ void run_out_of_memory(FuzzedDataProvider &fuzz) {
     char id[9];
     std::int32_t status;
     {
-        const failing_heap heap(n);
+        const failing_heap heap = failing_heap::nth(n);
         status = fuzz.ConsumeBool() ? qel_agent_spawn(nullptr, 0, 0, 0, id) : qel_agent_dir_init(nullptr);
     }
     require((status == 0) == (g_agent_dir != nullptr) && (status == 0) == (n > 5));
@@ -300,7 +299,7 @@ void run_out_of_memory(FuzzedDataProvider &fuzz) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size) {
     FuzzedDataProvider fuzz(data, size);
-    const heap_watch heap;
+    const heap_ledger heap;
     if (fuzz.ConsumeIntegral<std::uint8_t>() == 0)
         run_out_of_memory(fuzz);
     else

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Archives of any bytes: every reader, compared with its model; then what is read goes through the mesh geometry.
 #include "archive_recipe.h"
-#include "fuzz_heap.h"
 #include "harness.h"
 #include "mesh_checks.h"
 
@@ -219,7 +218,7 @@ void read_everything(const bytes &content, int detail) {
 }
 
 /// Deliberately, not everything is released then: a failed first mesh is lost.
-void read_first_mesh(const bytes &content, heap_watch &heap) {
+void read_first_mesh(const bytes &content, heap_ledger &heap) {
     const memory_file file(content);
     ogawa_archive archive;
     if (ogawa_open(file.path(), &archive) == 0) check_first_polymesh(archive);
@@ -256,12 +255,12 @@ void read_without_memory(ogawa_archive &archive, int reader, ogawa_polymesh &mes
     }
 }
 
-void run_out_of_memory(const bytes &content, std::uint64_t n, bool all_later, int reader, heap_watch &heap) {
+void run_out_of_memory(const bytes &content, std::uint64_t n, bool all_later, int reader, heap_ledger &heap) {
     const memory_file file(content);
     ogawa_archive archive;
     ogawa_polymesh mesh = {};
     if (ogawa_open(file.path(), &archive) == 0) {
-        const failing_heap failing(n, all_later);
+        const failing_heap failing = failing_heap::at(n, all_later);
         read_without_memory(archive, reader, mesh);
     }
     if (mesh.vertex_count != 0) check_mesh(mesh); // some of its arrays may be null
@@ -274,7 +273,7 @@ void run_out_of_memory(const bytes &content, std::uint64_t n, bool all_later, in
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size) {
     FuzzedDataProvider fuzz(data, size);
-    heap_watch heap;
+    heap_ledger heap;
     const int door = fuzz.ConsumeIntegralInRange(0, 7);
     const int detail = fuzz.ConsumeIntegral<std::uint8_t>();
     switch (door) {

@@ -2,6 +2,7 @@
 #include "archive_recipe.h"
 
 #include "support/archive_writer.h"
+#include "support/random.h"
 
 #include <algorithm>
 #include <limits>
@@ -28,19 +29,6 @@ constexpr float reals[] = {0.0f,     -0.0f, 1.0f,   -1.0f,    0.5f,    0.6f,    
                            1.51f,    2.0f,  10.0f,  10.001f,  9999.0f, 10000.0f,   10000.01f, 50000.0f,
                            50001.0f, nan,   -nan,   infinity, 1e-40f,  1e30f};
 constexpr std::uint32_t words[] = {0, 1, 2, 3, 4, 5, 8, 9, 99, 100, 101, 1000, 99999, 100000, 0xFFFFFFFF};
-
-/// Values by the dozen from a few bytes.
-class sequence {
-  public:
-    explicit sequence(std::uint32_t seed) : state_(seed | 1) {}
-    std::uint32_t below(std::uint32_t end) {
-        state_ = state_ * 1664525 + 1013904223;
-        return static_cast<std::uint32_t>((std::uint64_t{state_} * end) >> 32);
-    }
-
-  private:
-    std::uint32_t state_;
-};
 
 class recipe {
   public:
@@ -115,7 +103,7 @@ std::uint64_t recipe::any_reference() {
 
 void recipe::fill_reals(std::vector<std::uint32_t> &values) {
     const int kind = fuzz_.ConsumeIntegralInRange(0, 4);
-    sequence random(fuzz_.ConsumeIntegral<std::uint8_t>());
+    test::noise random(fuzz_.ConsumeIntegral<std::uint8_t>());
     const float scale = kind == 4 ? any_real() : 20.0f;
     for (std::size_t i = 0; i < values.size(); ++i) {
         float value = 0;
@@ -132,7 +120,7 @@ void recipe::fill_reals(std::vector<std::uint32_t> &values) {
 void recipe::fill_words(std::vector<std::uint32_t> &values) {
     const std::uint32_t low = fuzz_.PickValueInArray(words);
     const std::uint32_t span = fuzz_.ConsumeBool() ? 6 : 4000;
-    sequence random(fuzz_.ConsumeIntegral<std::uint8_t>());
+    test::noise random(fuzz_.ConsumeIntegral<std::uint8_t>());
     for (std::uint32_t &value : values)
         value = low + random.below(span);
 }
@@ -209,7 +197,7 @@ void recipe::add_group() {
 void recipe::add_run() {
     const std::size_t count = fuzz_.ConsumeIntegralInRange<std::size_t>(0, 40);
     const std::uint32_t span = 1 + fuzz_.PickValueInArray(words) % 2000;
-    sequence random(fuzz_.ConsumeIntegral<std::uint8_t>());
+    test::noise random(fuzz_.ConsumeIntegral<std::uint8_t>());
     std::vector<std::uint32_t> values(count);
     for (std::uint32_t &value : values)
         value = random.below(span);

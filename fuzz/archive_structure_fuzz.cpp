@@ -3,7 +3,6 @@
 // reads that are short or interrupted, with reads and allocations that fail, with a file that shrinks.
 #include "archive_answers.h"
 #include "faulty_reads.h"
-#include "fuzz_heap.h"
 #include "harness.h"
 
 #include "model/archive_comparison.h"
@@ -82,7 +81,7 @@ void read_with_failing_memory(const memory_file &file, std::uint64_t n, bool all
     const std::vector<archive_answer> sound = open_and_ask(file.path());
     std::vector<archive_answer> faulty;
     {
-        const failing_heap failing(n, all_later);
+        const failing_heap failing = failing_heap::at(n, all_later);
         faulty = open_and_ask(file.path());
     }
     require_alike(faulty, sound, QEL_ARCHIVE_NO_MEMORY);
@@ -101,12 +100,12 @@ void read_with_failing_reads(const memory_file &file, std::uint64_t n, bool all_
 }
 
 /// Reads that give less than was asked for, and interrupted ones, change nothing.
-void read_in_pieces(const memory_file &file, std::size_t most_bytes, std::uint64_t interrupt_each) {
+void read_in_pieces(const memory_file &file, std::size_t max_bytes, std::uint64_t interrupt_each) {
     const std::vector<archive_answer> sound = open_and_ask(file.path());
     std::vector<archive_answer> pieces;
     {
         faulty_reads faults;
-        faults.most_bytes = most_bytes;
+        faults.max_bytes = max_bytes;
         faults.interrupt_each = interrupt_each;
         pieces = open_and_ask(file.path());
     }
@@ -174,7 +173,7 @@ bytes make_archive(FuzzedDataProvider &fuzz, int form, const bytes &input) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size) {
     FuzzedDataProvider fuzz(data, size);
-    const heap_watch heap;
+    const heap_ledger heap;
     const int way = fuzz.ConsumeIntegralInRange(0, 7), form = fuzz.ConsumeIntegralInRange(0, 7);
     const auto n = std::uint64_t{1} + fuzz.ConsumeIntegral<std::uint8_t>();
     const bool all_later = fuzz.ConsumeBool();

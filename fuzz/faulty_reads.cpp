@@ -23,7 +23,7 @@ int next_error() {
 }
 
 std::size_t shortened(std::size_t size) {
-    return faulty_reads::current == nullptr ? size : std::min(size, faulty_reads::current->most_bytes);
+    return faulty_reads::current == nullptr ? size : std::min(size, faulty_reads::current->max_bytes);
 }
 
 } // namespace

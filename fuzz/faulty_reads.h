@@ -16,10 +16,10 @@ class faulty_reads {
     faulty_reads(const faulty_reads &) = delete;
     faulty_reads &operator=(const faulty_reads &) = delete;
 
-    std::size_t most_bytes = ~std::size_t{0}; // that one read gives
-    std::uint64_t interrupt_each = 0;         // the n-th, 2n-th … read is interrupted; 0: none
-    std::uint64_t fail_at = 0;                // the n-th read fails, counting from 1; 0: none
-    bool all_later = false;                   // and all behind it
+    std::size_t max_bytes = ~std::size_t{0}; // that one read gives
+    std::uint64_t interrupt_each = 0;        // the n-th, 2n-th … read is interrupted; 0: none
+    std::uint64_t fail_at = 0;               // the n-th read fails, counting from 1; 0: none
+    bool all_later = false;                  // and all behind it
     std::uint64_t count = 0;
 
     static faulty_reads *current; // null: reads are sound

@@ -4,8 +4,6 @@
 #include <algorithm>
 #include <cmath>
 
-#include <sys/stat.h>
-
 namespace qel::fuzz {
 
 disk_folder::disk_folder() {
@@ -43,17 +41,6 @@ int memory_stream::seek(void *self, off64_t *offset, int origin) {
     *offset += from;
     stream.position_ = static_cast<std::size_t>(*offset);
     return 0;
-}
-
-bytes read_whole(const char *path) {
-    std::FILE *const file = std::fopen(path, "rb");
-    require(file != nullptr);
-    struct stat status = {};
-    require(fstat(fileno(file), &status) == 0);
-    bytes content(static_cast<std::size_t>(status.st_size));
-    require(std::fread(content.data(), 1, content.size(), file) == content.size());
-    std::fclose(file);
-    return content;
 }
 
 bool same_floats(const void *a, const void *b, std::size_t count) {

@@ -3,6 +3,9 @@
 // is reported.
 #pragma once
 
+#include "support/failing_heap.h"
+#include "support/temp_folder.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
@@ -16,7 +19,17 @@
 
 namespace qel::fuzz {
 
-using bytes = std::vector<std::uint8_t>;
+using test::append;
+using test::bytes;
+using test::failing_heap;
+using test::heap_ledger;
+
+/// The index tables, of units, scenes and the directory, are all of this size. They are kept and handed out again:
+/// mapping and filling 32 MiB anew for every input would take most of the time.
+constexpr std::size_t table_bytes = std::size_t{32} << 20;
+
+/// A larger allocation fails.
+constexpr std::size_t max_heap_bytes = std::size_t{64} << 20;
 
 /// A finding: the library and its model disagree, or a promise is broken.
 inline void require(bool holds, const char *file = __builtin_FILE(), int line = __builtin_LINE()) {
@@ -24,9 +37,6 @@ inline void require(bool holds, const char *file = __builtin_FILE(), int line = 
     std::fprintf(stderr, "%s:%d: the requirement does not hold\n", file, line);
     std::abort();
 }
-
-/// The content of a file.
-bytes read_whole(const char *path);
 
 /// A file in memory, opened by its path as any other.
 class memory_file {
@@ -48,7 +58,7 @@ class memory_file {
 
     const char *path() const { return path_; }
 
-    bytes content() const { return read_whole(path_); }
+    bytes content() const { return test::read_file(path_); }
 
   private:
     int descriptor_;
@@ -101,11 +111,5 @@ T *exact_copy(const std::vector<T> &values) {
 /// Whether floats are the same bits. NaNs are alike: which one an operation gives, its operands' order decides, and
 /// a compiler may change that.
 bool same_floats(const void *a, const void *b, std::size_t count);
-
-template <class T>
-void append(bytes &out, const T &value) {
-    const auto *first = reinterpret_cast<const std::uint8_t *>(&value);
-    out.insert(out.end(), first, first + sizeof value);
-}
 
 } // namespace qel::fuzz

@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
 // Mesh cache files of any bytes: map, compare with the model, skin.
-#include "fuzz_heap.h"
 #include "harness.h"
 #include "mesh_checks.h"
 
@@ -64,7 +63,7 @@ void run_out_of_memory(const bytes &content, std::uint64_t n, bool all_later) {
     qel_mesh mesh;
     std::int32_t status;
     {
-        const failing_heap heap(n, all_later);
+        const failing_heap heap = failing_heap::at(n, all_later);
         status = qel_mesh_load(file.path(), &mesh);
     }
     if (status == 0) {
@@ -83,7 +82,7 @@ void run_out_of_memory(const bytes &content, std::uint64_t n, bool all_later) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size) {
     FuzzedDataProvider fuzz(data, size);
-    const heap_watch heap;
+    const heap_ledger heap;
     const int door = fuzz.ConsumeIntegralInRange(0, 4);
     const auto n = fuzz.ConsumeIntegralInRange<std::uint64_t>(1, 3);
     if (door < 2)

@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "mesh_checks.h"
 
-#include "fuzz_heap.h"
-
 #include "model/manifold_model.h"
 #include "model/mesh_cache_model.h"
 #include "model/skin_model.h"

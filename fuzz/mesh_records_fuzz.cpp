@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Polygon meshes made by hand, their arrays exactly as long as the counts beside them say and their contents and
 // missing arrays as the fuzzer likes: all of the mesh geometry and the mesh cache, compared with the models.
-#include "fuzz_heap.h"
 #include "harness.h"
 #include "mesh_checks.h"
 
@@ -178,7 +177,7 @@ void live(FuzzedDataProvider &fuzz) {
 }
 
 /// Each function without some of its memory; what it deliberately leaves behind is freed by the watch.
-void run_out_of_memory(FuzzedDataProvider &fuzz, heap_watch &heap) {
+void run_out_of_memory(FuzzedDataProvider &fuzz, heap_ledger &heap) {
     const auto n = fuzz.ConsumeIntegralInRange<std::uint64_t>(1, 5);
     const bool all_later = fuzz.ConsumeBool();
     const int function = fuzz.ConsumeIntegralInRange(0, 4);
@@ -186,7 +185,7 @@ void run_out_of_memory(FuzzedDataProvider &fuzz, heap_watch &heap) {
     const qel_skin skin = make_skin(fuzz);
     if (models_are_quick(mesh)) {
         const memory_file file;
-        const failing_heap failing(n, all_later);
+        const failing_heap failing = failing_heap::at(n, all_later);
         std::uint32_t *numbers = nullptr;
         std::uint32_t count = 0;
         if (function <= 1) {
@@ -207,7 +206,7 @@ void run_out_of_memory(FuzzedDataProvider &fuzz, heap_watch &heap) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size) {
     FuzzedDataProvider fuzz(data, size);
-    heap_watch heap;
+    heap_ledger heap;
     if (fuzz.ConsumeIntegralInRange(0, 15) == 0)
         run_out_of_memory(fuzz, heap);
     else

@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
 // Scene files of any bytes: load, compare with the plain reading of the file, ask everything, save, export.
-#include "fuzz_heap.h"
 #include "harness.h"
 #include "scene_checks.h"
 
@@ -132,7 +131,8 @@ void load(const bytes &content, FuzzedDataProvider &fuzz, bool indexed) {
     qel_alembic_file scene = {};
     std::int32_t status;
     {
-        const failing_heap without_tables = indexed ? failing_heap(0) : failing_heap::of_tables();
+        const failing_heap without_tables =
+            indexed ? failing_heap::nth(0) : failing_heap::of_size(table_bytes);
         status = qel_alembic_load(file.path(), &scene);
     }
     const bool is_scene = content.size() >= 64 && std::memcmp(content.data(), "BQEL", 4) == 0;
@@ -168,7 +168,7 @@ void run_out_of_memory(const bytes &content, std::uint64_t n, bool all_later) {
     qel_alembic_file scene = {};
     std::int32_t status;
     {
-        const failing_heap heap(n, all_later);
+        const failing_heap heap = failing_heap::at(n, all_later);
         status = qel_alembic_load(file.path(), &scene);
     }
     require(status == 0 || scene.meshes == nullptr);
@@ -180,7 +180,7 @@ void run_out_of_memory(const bytes &content, std::uint64_t n, bool all_later) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size) {
     FuzzedDataProvider fuzz(data, size);
-    const heap_watch heap;
+    const heap_ledger heap;
     const int door = fuzz.ConsumeIntegralInRange(0, 7);
     const bool indexed = fuzz.ConsumeIntegralInRange(0, 7) == 0; // the table takes its time
     const auto n = fuzz.ConsumeIntegral<std::uint8_t>();

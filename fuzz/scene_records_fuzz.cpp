@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Token scenes made by hand: meshes from arrays of exactly their size, processed and compared with the model, then
 // indexed, asked, saved and exported. On the way, the algebra of the cells.
-#include "fuzz_heap.h"
 #include "harness.h"
 #include "scene_checks.h"
 
@@ -233,8 +232,8 @@ void live(FuzzedDataProvider &fuzz) {
     std::memset(scene.source, 's', fuzz.ConsumeIntegralInRange<std::size_t>(0, sizeof scene.source));
     check_cells(fuzz);
     if (indexed) {
-        const failing_heap heap(
-            fuzz.ConsumeIntegralInRange<std::uint64_t>(2, 3)); // the second is the build's scratch
+        const auto n = fuzz.ConsumeIntegralInRange<std::uint64_t>(2, 3); // the second is the build's scratch
+        const failing_heap heap = failing_heap::nth(n);
         require(qel_alembic_build_hash_table(&scene) == (scene.mesh_count == 0 ? -1 : 0));
     }
     if (indexed && scene.mesh_count > 0) require(scene.total_vertices == vertex_count(scene));
@@ -244,12 +243,13 @@ void live(FuzzedDataProvider &fuzz) {
     qel_alembic_free(&scene);
 }
 
-void run_out_of_memory(FuzzedDataProvider &fuzz, heap_watch &heap) {
+void run_out_of_memory(FuzzedDataProvider &fuzz, heap_ledger &heap) {
     const mesh_arrays arrays = any_arrays(fuzz);
     const bool all_later = fuzz.ConsumeBool();
     qel_alembic_mesh mesh;
     {
-        const failing_heap failing(fuzz.ConsumeIntegralInRange<std::uint64_t>(1, 4), all_later);
+        const failing_heap failing =
+            failing_heap::at(fuzz.ConsumeIntegralInRange<std::uint64_t>(1, 4), all_later);
         std::uint32_t none = 0;
         float nothing = 0;
         const float *const positions = arrays.positions.empty() ? &nothing : arrays.positions.data();
@@ -263,7 +263,7 @@ void run_out_of_memory(FuzzedDataProvider &fuzz, heap_watch &heap) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size) {
     FuzzedDataProvider fuzz(data, size);
-    heap_watch heap;
+    heap_ledger heap;
     if (fuzz.ConsumeIntegralInRange(0, 15) == 0)
         run_out_of_memory(fuzz, heap);
     else

@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
 // Unit files of any bytes and units of any arrays: load or create, then every query, compared with the model.
-#include "fuzz_heap.h"
 #include "harness.h"
 
 #include "model/unit_model.h"
@@ -240,9 +239,9 @@ void load(const bytes &content) {
     const model::loaded_file expected = model::load(content);
     std::uint32_t claimed = 0;
     if (content.size() >= 12) std::memcpy(&claimed, &content[8], sizeof claimed);
-    if (expected.status == 0 && std::uint64_t{claimed} * 25 > most_bytes) {
+    if (expected.status == 0 && std::uint64_t{claimed} * 25 > max_heap_bytes) {
         require(status == -4 && unit.count == claimed && unit.tokens == nullptr);
-    } else if (expected.status == 0 && std::uint64_t{claimed} * 8 > most_bytes) {
+    } else if (expected.status == 0 && std::uint64_t{claimed} * 8 > max_heap_bytes) {
         require(status == 0 || status == -5);
     } else {
         require(status == expected.status);
@@ -287,7 +286,7 @@ void run_out_of_memory(FuzzedDataProvider &fuzz) {
     qel_unit unit = {};
     std::int32_t status;
     {
-        const failing_heap heap(n, all_later);
+        const failing_heap heap = failing_heap::at(n, all_later);
         status = loads ? qel_unit_load(file.path(), &unit) : create(list, unit);
     }
     if (status == 0 && loads) {
@@ -303,7 +302,7 @@ void run_out_of_memory(FuzzedDataProvider &fuzz) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size) {
     FuzzedDataProvider fuzz(data, size);
-    const heap_watch heap;
+    const heap_ledger heap;
     switch (fuzz.ConsumeIntegralInRange(0, 4)) {
     case 0:
         load(fuzz.ConsumeRemainingBytes<std::uint8_t>());

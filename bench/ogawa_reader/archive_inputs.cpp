@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "ogawa_reader/archive_inputs.h"
 
+#include "support/random.h"
+
 #include <algorithm>
 #include <cmath>
 
@@ -10,18 +12,7 @@ namespace {
 
 using test::archive_writer;
 using test::bytes_of;
-
-/// A small generator: the arrays need no more than to differ.
-class numbers {
-  public:
-    double in(double low, double high) {
-        state_ = state_ * 6364136223846793005u + 1442695040888963407u;
-        return low + (high - low) * static_cast<double>(state_ >> 40) / static_cast<double>(1 << 24);
-    }
-
-  private:
-    std::uint64_t state_ = 1;
-};
+using test::noise;
 
 /// A multiple of the record's size, at most so many bytes.
 constexpr std::size_t whole(std::size_t bytes, std::size_t record) {
@@ -31,7 +22,7 @@ constexpr std::size_t whole(std::size_t bytes, std::size_t record) {
 } // namespace
 
 std::vector<float> make_positions(std::size_t triples) {
-    numbers random;
+    noise random(1);
     std::vector<float> values(triples * 3);
     for (float &value : values) // never small, so that no word of it is taken for an index
         value = static_cast<float>(random.in(10, 100) * (random.in(0, 1) < 0.5 ? -1 : 1));
@@ -46,7 +37,7 @@ std::vector<std::uint32_t> make_indices(std::size_t count) {
 }
 
 std::vector<float> make_unit_vectors(std::size_t triples) {
-    numbers random;
+    noise random(1);
     std::vector<float> values;
     values.reserve(triples * 3);
     for (std::size_t i = 0; i < triples; ++i) {
@@ -58,7 +49,7 @@ std::vector<float> make_unit_vectors(std::size_t triples) {
 }
 
 std::vector<float> make_uvs(std::size_t pairs) {
-    numbers random;
+    noise random(1);
     std::vector<float> values(pairs * 2);
     for (float &value : values)
         value = static_cast<float>(random.in(0.1, 1));

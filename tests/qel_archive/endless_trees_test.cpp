@@ -2,8 +2,6 @@
 // Trees that hold themselves, or share groups more often than any file could repeat them, are refused at once.
 #include "qel_archive/opened_archive.h"
 
-#include <chrono>
-
 namespace qel {
 namespace {
 
@@ -52,8 +50,8 @@ bytes doubling_groups(int levels, bool of_properties) {
     return writer.content();
 }
 
-TEST(EndlessArchiveTrees, AreRefusedWithinASecond) {
-    const auto begin = std::chrono::steady_clock::now();
+// A walk of every path would take 2^60 steps and meet the time limit that every test has.
+TEST(EndlessArchiveTrees, AreRefusedBeforeTheyAreWalkedOut) {
     EXPECT_EQ(status_of(doubling_groups(60, false)), QEL_ARCHIVE_DAMAGED);
     EXPECT_EQ(status_of(doubling_groups(60, true)), QEL_ARCHIVE_DAMAGED);
     EXPECT_EQ(status_of(doubling_instances(60)), QEL_ARCHIVE_DAMAGED);
@@ -68,7 +66,6 @@ TEST(EndlessArchiveTrees, AreRefusedWithinASecond) {
     };
     scene.top.children.front().add("b");
     EXPECT_EQ(status_of(scene), QEL_ARCHIVE_DAMAGED);
-    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(6)); // a second each
 }
 
 } // namespace

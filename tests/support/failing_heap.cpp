@@ -34,18 +34,23 @@ struct block_lists {
     std::unordered_set<const void *> live, freed;
 };
 
+qel::test::heap_policy policy;
+
 block_lists *ledger = nullptr; // its own nodes come from operator new, which is not wrapped
 
-bool fails(std::size_t size) {
+bool is_due(std::size_t size) {
     if (!plan.armed) return false;
     ++plan.count;
     const bool due =
         plan.fail_at != 0 && (plan.all_later ? plan.count >= plan.fail_at : plan.count == plan.fail_at);
     const bool fail = due || (plan.fail_size != 0 && size == plan.fail_size);
-    if (fail) {
-        ++plan.failures;
-        errno = ENOMEM;
-    }
+    if (fail) ++plan.failures;
+    return fail;
+}
+
+bool fails(std::size_t size) {
+    const bool fail = size > policy.max_bytes || is_due(size);
+    if (fail) errno = ENOMEM;
     return fail;
 }
 
@@ -84,13 +89,15 @@ void *__wrap_realloc(void *block, std::size_t size) {
 
 #if !defined(_WIN32)
 void *__wrap_aligned_alloc(std::size_t alignment, std::size_t size) {
-    return fails(size) ? nullptr : noted(__real_aligned_alloc(alignment, size));
+    if (fails(size)) return nullptr;
+    const bool pooled = policy.take != nullptr && size == policy.pooled_bytes;
+    return noted(pooled ? policy.take() : __real_aligned_alloc(alignment, size));
 }
 #endif
 
 void __wrap_free(void *block) {
     forgotten(block);
-    __real_free(block);
+    if (policy.give_back == nullptr || !policy.give_back(block)) __real_free(block);
 }
 }
 
@@ -114,6 +121,10 @@ std::uint64_t failing_heap::count() const {
 
 std::uint64_t failing_heap::failures() const {
     return plan.failures;
+}
+
+void set_heap_policy(const heap_policy &new_policy) {
+    policy = new_policy;
 }
 
 heap_ledger::heap_ledger() {

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Allocations that fail on demand, and a ledger of those that live. The tests are linked so that every malloc,
-// calloc, realloc, aligned_alloc and free of the library's objects comes here first.
+// Allocations that fail on demand, and a ledger of those that live. Tests and fuzz targets are linked so that every
+// malloc, calloc, realloc, aligned_alloc and free of the library's objects comes here first.
 #pragma once
 
 #include <cstddef>
@@ -16,6 +16,8 @@ class failing_heap {
     static failing_heap nth(std::uint64_t n) { return failing_heap(n, 0, false); }
     /// The n-th allocation from now on and all later ones fail.
     static failing_heap from(std::uint64_t n) { return failing_heap(n, 0, true); }
+    /// One of the two above.
+    static failing_heap at(std::uint64_t n, bool all_later) { return failing_heap(n, 0, all_later); }
     /// Every allocation of exactly this size fails.
     static failing_heap of_size(std::size_t size) { return failing_heap(0, size, false); }
 
@@ -31,6 +33,16 @@ class failing_heap {
   private:
     failing_heap(std::uint64_t n, std::size_t size, bool all_later);
 };
+
+/// A machine with little memory, and blocks of one size that come from elsewhere: what a fuzzer, which allocates the same
+/// large tables thousands of times a second, needs. Holds for the rest of the process.
+struct heap_policy {
+    std::size_t max_bytes = ~std::size_t{0}; // a larger allocation fails
+    std::size_t pooled_bytes = 0;            // aligned allocations of exactly this size are the pool's
+    void *(*take)() = nullptr;
+    bool (*give_back)(void *block) = nullptr; // false for a block that is not the pool's
+};
+void set_heap_policy(const heap_policy &policy);
 
 /// While it lives, it knows which of the blocks allocated since then have not been freed. Only one at a time.
 class heap_ledger {

@@ -375,12 +375,6 @@ archive_builder maker::make() {
 
 } // namespace
 
-double chance::number() {
-    static const std::vector<double> special = {0.0, -0.0, 1.0, -1.0, 0.5, 1e-30, 1e30};
-    if (one_in(5)) return of(special);
-    return (static_cast<double>(below(2000001)) - 1000000) / 10000;
-}
-
 archive_builder random_archive(chance &random) {
     return maker(random).make();
 }
