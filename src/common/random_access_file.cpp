@@ -2,18 +2,11 @@
 #include "common/random_access_file.h"
 
 #include "common/heap.h"
+#include "common/windows.h"
 
 #include <algorithm>
 
-#if defined(_WIN32)
-#ifndef WIN32_LEAN_AND_MEAN
-#define WIN32_LEAN_AND_MEAN
-#endif
-#ifndef NOMINMAX
-#define NOMINMAX
-#endif
-#include <windows.h>
-#else
+#if !defined(_WIN32)
 #include <cerrno>
 #include <fcntl.h>
 #include <sys/stat.h>
