@@ -12,7 +12,7 @@ static int make_agents(void) {
     if (code == 0) code = qel_agent_spawn(NULL, 0, 0, 0, boss);    /* type 0, tier 0 */
     if (code == 0) code = qel_agent_spawn(boss, 1, 1, 42, worker); /* type 1, tier 1, tag 42 */
     if (code == 0) code = qel_agent_delegate(boss, worker, 1152);
-    if (code == 0) code = qel_agent_control(worker, 0); /* pause */
+    if (code == 0) code = qel_agent_control(worker, QEL_AGENT_COMMAND_PAUSE);
     if (code == 0) code = qel_agent_dir_sync();
     qel_agent_dir_free(); /* there is no directory any more */
     return code;

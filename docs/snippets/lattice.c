@@ -31,9 +31,9 @@ int main(void) {
     qel_matrix_48_mutate_tachyon(40, 30, 20, &x, &y, &z);
     printf("reflected: (%u, %u, %u)\n", x, y, z);
 
-    print_child("crossover", &a, &b, 0);
-    print_child("tachyon", &a, &b, 2);
-    print_child("projective", &a, &b, 1);
+    print_child("crossover", &a, &b, QEL_REPRODUCE_CROSSOVER);
+    print_child("tachyon", &a, &b, QEL_REPRODUCE_TACHYON);
+    print_child("projective", &a, &b, QEL_REPRODUCE_PROJECTIVE);
     printf("%u cells in all\n", (unsigned)qel_matrix_48_validate_all());
     return 0;
 }

@@ -57,9 +57,11 @@ void check_root(report &about, const input_file &file) {
 
 void open_archive(const input_file &file, ogawa_archive &archive) {
     must_be_zero(file, ogawa_open(file.path(), &archive),
-                 {"cannot be opened", "not an Ogawa container",
-                  "still being written, or not closed by its writer", "cut short in its version",
-                  "cut short in its root reference"});
+                 {{OGAWA_OPEN_CANNOT_OPEN, "cannot be opened"},
+                  {OGAWA_OPEN_NOT_AN_ARCHIVE, "not an Ogawa container"},
+                  {OGAWA_OPEN_UNFINISHED, "still being written, or not closed by its writer"},
+                  {OGAWA_OPEN_NO_VERSION, "cut short in its version"},
+                  {OGAWA_OPEN_NO_ROOT, "cut short in its root reference"}});
 }
 
 } // namespace
@@ -85,7 +87,7 @@ void examine_archive(examined &what) {
     about.fact("root at", head_number<std::uint64_t>(what.file, 8) & ~group_bit);
     check_root(about, what.file);
     const int code = ogawa_read_polymesh(&archive, nullptr, 0, what.mesh.get());
-    if (code == -2 || (code == 0 && what.mesh->positions == nullptr))
+    if (code == OGAWA_READ_POLYMESH_NO_MEMORY || (code == 0 && what.mesh->positions == nullptr))
         throw failure(what.file.name(), "not enough memory for its mesh");
     if (code == 0) {
         const bool half = drop_half_faces(about, *what.mesh.get());

@@ -99,8 +99,10 @@ void check_scene(report &about, const qel_alembic_file &scene, const input_file 
 
 void load_scene(const input_file &file, qel_alembic_file &scene) {
     must_be_zero(file, qel_alembic_load(file.path(), &scene),
-                 {"cannot be opened", "its header is cut short", "its version is not supported",
-                  "not enough memory for what its counts say"});
+                 {{QEL_ALEMBIC_LOAD_CANNOT_OPEN, "cannot be opened"},
+                  {QEL_ALEMBIC_LOAD_NOT_A_SCENE, "its header is cut short"},
+                  {QEL_ALEMBIC_LOAD_UNKNOWN_VERSION, "its version is not supported"},
+                  {QEL_ALEMBIC_LOAD_NO_MEMORY, "not enough memory for what its counts say"}});
 }
 
 void scene_facts(report &about, scene_record &scene) {

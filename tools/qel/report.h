@@ -3,10 +3,10 @@
 #pragma once
 
 #include "input.h"
+#include "status.h"
 
 #include <qel_unit.h>
 
-#include <initializer_list>
 #include <string>
 #include <vector>
 
@@ -64,8 +64,8 @@ std::string box_text(const float *low, const float *high);
 /// What is wrong with a unit's header and size.
 void check_unit(report &about, const input_file &file);
 
-/// Fails unless `code` is 0. The meanings are those of -1, -2, -3, … in order.
-void must_be_zero(const input_file &file, int code, std::initializer_list<const char *> meanings);
+/// Fails unless `code` is 0.
+void must_be_zero(const input_file &file, int code, std::initializer_list<meaning> meanings);
 void load_unit(const input_file &file, qel_unit &unit);
 
 } // namespace tool

@@ -27,23 +27,23 @@ _HEADER_SIZE = 24  # of the directory file
 class State(enum.IntEnum):
     """Where an agent stands."""
 
-    SPAWNED = 0
-    RESET = 1
-    DELEGATED = 2
-    PAUSED = 3
-    STATE_4 = 4
-    STATE_5 = 5
-    TERMINATED = 6
+    SPAWNED = _raw.QEL_AGENT_STATE_SPAWNED
+    RESET = _raw.QEL_AGENT_STATE_RESET
+    DELEGATED = _raw.QEL_AGENT_STATE_DELEGATED
+    PAUSED = _raw.QEL_AGENT_STATE_PAUSED
+    STATE_4 = _raw.QEL_AGENT_STATE_4
+    STATE_5 = _raw.QEL_AGENT_STATE_5
+    TERMINATED = _raw.QEL_AGENT_STATE_TERMINATED
 
 
 class Command(enum.IntEnum):
     """What `control` does."""
 
-    PAUSE = 0
-    RESUME = 1
-    TO_STATE_5 = 2
-    TO_STATE_4 = 3
-    RESET = 4
+    PAUSE = _raw.QEL_AGENT_COMMAND_PAUSE
+    RESUME = _raw.QEL_AGENT_COMMAND_RESUME
+    TO_STATE_5 = _raw.QEL_AGENT_COMMAND_TO_STATE_5
+    TO_STATE_4 = _raw.QEL_AGENT_COMMAND_TO_STATE_4
+    RESET = _raw.QEL_AGENT_COMMAND_RESET
 
 
 class Agent(NamedTuple):

@@ -4,6 +4,7 @@
 from . import _raw, _raw_archive
 
 _CODES = {**_raw.CODES, **_raw_archive.CODES}
+_NAMES = {**_raw.CODE_NAMES, **_raw_archive.CODE_NAMES}
 
 
 class QelError(Exception):
@@ -15,6 +16,11 @@ class QelError(Exception):
         self.function = function
         #: Its status, -1 and below.
         self.code = code
+
+    @property
+    def name(self) -> str:
+        """The code's name in the header."""
+        return _NAMES.get(self.function, {}).get(self.code, str(self.code))
 
     @property
     def meaning(self) -> str:

@@ -44,9 +44,9 @@ class Offspring(NamedTuple):
 class Mode(enum.IntEnum):
     """How two cells have a child. Every number but 0 and 2 means projective."""
 
-    CROSSOVER = 0
-    PROJECTIVE = 1
-    TACHYON = 2
+    CROSSOVER = _raw.QEL_REPRODUCE_CROSSOVER
+    PROJECTIVE = _raw.QEL_REPRODUCE_PROJECTIVE
+    TACHYON = _raw.QEL_REPRODUCE_TACHYON
 
 
 def _three() -> Tuple[ctypes.c_uint8, ctypes.c_uint8, ctypes.c_uint8]:

@@ -2,6 +2,7 @@
 """Tokens and lattice maths. The square roots work in single precision on purpose."""
 
 import ctypes
+import enum
 from typing import NamedTuple, Tuple
 
 from . import _raw
@@ -62,8 +63,16 @@ def from_record(record: _raw.qel_token) -> Token:
     return Token(record.morton, identity_of(field_bytes(record, "hex_id")), record.payload, record.layer)
 
 
+class Logic(enum.IntEnum):
+    """What `apply_ilogic` does. Any other number changes nothing."""
+
+    REVERSE = _raw.QEL_ILOGIC_REVERSE  #: the payload's bytes are reversed
+    DOUBLE = _raw.QEL_ILOGIC_DOUBLE  #: the key becomes 2 x key + 1
+    HALVE = _raw.QEL_ILOGIC_HALVE  #: the key is halved
+
+
 def apply_ilogic(token: Token, op: int) -> Token:
-    """A transformed token. 2: the key becomes 2 x key + 1; 3: it is halved; -1: the payload's bytes are reversed."""
+    """A transformed token: what a `Logic` says."""
     record = to_record(token)
     raw.qel_token_apply_ilogic(ctypes.byref(record), i32(op, "op"))
     return from_record(record)

@@ -114,7 +114,7 @@ class Unit(Owner):
 
         def write(fresh: bytes) -> int:
             code = raw.qel_unit_save(fresh, ctypes.byref(held.value))
-            if code in (-3, -4):  # not written whole, and why is not said
+            if code in (_raw.QEL_UNIT_SAVE_CANNOT_WRITE_HEADER, _raw.QEL_UNIT_SAVE_CANNOT_WRITE_TOKENS):
                 raise _files.unwritten(os.fsdecode(fresh))
             check("qel_unit_save", code)
             return _files.unit_size(held.value.count)

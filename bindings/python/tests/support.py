@@ -24,6 +24,7 @@ ROOT = FOLDER.parents[2]
 TORUS = ROOT / "examples" / "data" / "torus.abc"
 HARBOUR = ROOT / "examples" / "data" / "harbour.abc"
 CODES = {**_raw.CODES, **_raw_archive.CODES}
+CODE_NAMES = {**_raw.CODE_NAMES, **_raw_archive.CODE_NAMES}
 
 #: How often each function of both libraries was called.
 calls: Dict[str, int] = dict.fromkeys([*_raw.SIGNATURES, *_raw_archive.SIGNATURES], 0)
@@ -74,7 +75,7 @@ class Case(unittest.TestCase):
             call(*arguments)
         error = caught.exception
         self.assertEqual((error.function, error.code), (function, code))
-        self.assertEqual(error.meaning, CODES[function][code])
+        self.assertEqual((error.name, error.meaning), (CODE_NAMES[function][code], CODES[function][code]))
         self.assertIn(error.meaning, str(error))
         self.assertIn(function, str(error))
 

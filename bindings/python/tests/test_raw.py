@@ -59,6 +59,15 @@ class Generated(unittest.TestCase):
         self.assertEqual(_raw.QEL_HASH_BUCKETS, 0x800000)
         self.assertEqual(_raw.OGAWA_SCHEMA_CAMERA, 8)
         self.assertEqual((_raw_archive.QEL_ARCHIVE_OK, _raw_archive.QEL_ARCHIVE_WRONG_KIND), (0, -8))
+        self.assertEqual((_raw.QEL_OK, _raw.QEL_AGENT_STATE_TERMINATED, _raw.QEL_ILOGIC_REVERSE), (0, 6, -1))
+
+    def test_knows_the_names_of_codes(self) -> None:
+        self.assertEqual(_raw.CODE_NAMES["qel_unit_get_token"], {-1: "QEL_UNIT_GET_TOKEN_NOT_FOUND"})
+        for raw in (_raw, _raw_archive):
+            for function, codes in raw.CODES.items():
+                self.assertEqual(set(raw.CODE_NAMES[function]), set(codes) - {0})
+            for names in raw.CODE_NAMES.values():
+                self.assertEqual({code: getattr(raw, name) for code, name in names.items()}, {code: code for code in names})
 
     def test_knows_what_codes_mean(self) -> None:
         self.assertEqual(_raw.CODES["qel_unit_save"][-2], "the file cannot be created")

@@ -41,9 +41,9 @@ class Keys(Case):
 class Transform(Case):
     def test_doubles_halves_and_reverses(self) -> None:
         token = Token(0x8000000000000001, "A\u00e9", 0x0102030405060708, 7)
-        self.assertEqual(tokens.apply_ilogic(token, 2), token._replace(morton=3))
-        self.assertEqual(tokens.apply_ilogic(token, 3), token._replace(morton=0x4000000000000000))
-        self.assertEqual(tokens.apply_ilogic(token, -1), token._replace(payload=0x0807060504030201))
+        self.assertEqual(tokens.apply_ilogic(token, tokens.Logic.DOUBLE), token._replace(morton=3))
+        self.assertEqual(tokens.apply_ilogic(token, tokens.Logic.HALVE), token._replace(morton=0x4000000000000000))
+        self.assertEqual(tokens.apply_ilogic(token, tokens.Logic.REVERSE), token._replace(payload=0x0807060504030201))
         self.assertEqual(tokens.apply_ilogic(token, 0), token)
 
     def test_identities_have_at_most_eight_characters(self) -> None:

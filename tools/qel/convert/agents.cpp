@@ -38,7 +38,7 @@ agents_file reader_and_maker() {
     std::memcpy(maker.id, maker_id, sizeof maker.id);
     std::memcpy(maker.parent, reader_id, sizeof maker.parent);
     maker.type = maker.tier = 1;
-    maker.state = 6; // terminated, which takes the task away
+    maker.state = QEL_AGENT_STATE_TERMINATED; // which takes the task away
     maker.flag_terminated = 1;
     return made;
 }

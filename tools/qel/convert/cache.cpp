@@ -41,7 +41,7 @@ void compare(polymesh_record &mesh, cache_record &cache, const std::string &path
     std::uint32_t vertices = 0, triangles = 0;
     check("map cache", path,
           qel_mesh_get_gpu_data(cache.get(), &positions, nullptr, nullptr, &vertices, &triangles),
-          {"it is not mapped"});
+          {{QEL_MESH_GET_GPU_DATA_BAD_ARGUMENT, "it is not mapped"}});
     if (vertices != mesh->vertex_count ||
         std::memcmp(positions, mesh->positions, std::size_t{vertices} * 3 * sizeof(float)) != 0)
         throw step_failed("map cache", path, 0, "the positions came back changed");
@@ -82,10 +82,10 @@ void write_and_map_cache(polymesh_record &mesh, std::uint64_t triangles, result_
     const two_joint_skin skin(mesh);
     {
         step saving("save cache");
-        const int code = qel_mesh_save(mesh.get(), skin.get(), file.path.c_str());
-        check(
-            "save cache", file.place, code == -10 ? -3 : code,
-            {"the mesh is empty", "the file cannot be created", "a face names a vertex that does not exist"});
+        check("save cache", file.place, qel_mesh_save(mesh.get(), skin.get(), file.path.c_str()),
+              {{QEL_MESH_SAVE_BAD_ARGUMENT, "the mesh is empty"},
+               {QEL_MESH_SAVE_CANNOT_CREATE, "the file cannot be created"},
+               {QEL_MESH_SAVE_INDEX_OUTSIDE, "a face names a vertex that does not exist"}});
         const std::uint64_t size =
             folder.written("save cache", file, bytes_needed(mesh, triangles, *skin.get()));
         saving.done("%llu bytes in %s", static_cast<unsigned long long>(size), file.place.c_str());
@@ -94,8 +94,11 @@ void write_and_map_cache(polymesh_record &mesh, std::uint64_t triangles, result_
     {
         step mapping("map cache");
         check("map cache", file.place, qel_mesh_load(file.path.c_str(), cache.get()),
-              {"no path", "the file cannot be opened", "it cannot be mapped", "no room for the view",
-               "it is not a mesh cache"});
+              {{QEL_MESH_LOAD_BAD_ARGUMENT, "no path"},
+               {QEL_MESH_LOAD_CANNOT_OPEN, "the file cannot be opened"},
+               {QEL_MESH_LOAD_CANNOT_MAP, "it cannot be mapped"},
+               {QEL_MESH_LOAD_NO_MEMORY, "no room for the view"},
+               {QEL_MESH_LOAD_NOT_A_CACHE, "it is not a mesh cache"}});
         compare(mesh, cache, file.place);
         mapping.done("%u vertices, %u triangles, the same positions in place", cache->header.vertex_count,
                      cache->header.triangle_count);

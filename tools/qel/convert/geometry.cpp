@@ -50,7 +50,8 @@ std::vector<std::uint32_t> fan_faces(polymesh_record &mesh) {
         std::uint32_t count = 0;
         check("fan faces", "face " + std::to_string(face),
               ogawa_triangulate_face(corner, mesh->face_counts[face], &fan, &count),
-              {"a face has fewer than 3 corners", "no memory"});
+              {{OGAWA_TRIANGULATE_FACE_BAD_ARGUMENT, "a face has fewer than 3 corners"},
+               {OGAWA_TRIANGULATE_FACE_NO_MEMORY, "no memory"}});
         const array<std::uint32_t> owner(fan);
         triangles.insert(triangles.end(), fan, fan + std::size_t{count} * 3);
     }
@@ -79,15 +80,18 @@ void read_normals_and_uvs(archive_record &source, polymesh_record &mesh) {
 
 void build_adjacency(polymesh_record &mesh) {
     step building("adjacency");
-    check("adjacency", mesh->name, build_manifold(*mesh.get()), {"the mesh has no vertices", "no memory"});
+    check("adjacency", mesh->name, build_manifold(*mesh.get()),
+          {{OGAWA_BUILD_MANIFOLD_BAD_ARGUMENT, "the mesh has no vertices"},
+           {OGAWA_BUILD_MANIFOLD_NO_MEMORY, "no memory"}});
     const std::uint32_t *faces = nullptr;
     std::uint32_t *neighbors = nullptr;
     std::uint32_t face_count = 0, neighbor_count = 0;
     check("adjacency", "vertex 0", ogawa_get_vertex_faces(&mesh->manifold, 0, &faces, &face_count),
-          {"there is no such vertex"});
+          {{OGAWA_GET_VERTEX_FACES_NOT_FOUND, "there is no such vertex"}});
     check("adjacency", "vertex 0",
           ogawa_get_vertex_neighbors(&mesh->manifold, &mesh->face_counts, 0, &neighbors, &neighbor_count),
-          {"there is no such vertex", "no memory"});
+          {{OGAWA_GET_VERTEX_NEIGHBORS_NOT_FOUND, "there is no such vertex"},
+           {OGAWA_GET_VERTEX_NEIGHBORS_NO_MEMORY, "no memory"}});
     const array<std::uint32_t> owner(neighbors);
     building.done("vertex 0 has %u faces and %u neighbours", face_count, neighbor_count);
 }
@@ -96,11 +100,14 @@ void make_tangents(archive_record &source, polymesh_record &mesh) {
     step making("tangents");
     if (mesh->uv_set_count > 0 && mesh->face_count > 0) {
         check("tangents", mesh->uv_sets[0].name, ogawa_compute_tangent_frame(mesh.get(), nullptr),
-              {"no vertices or UVs", "no such UV set", "no memory"});
+              {{OGAWA_COMPUTE_TANGENT_FRAME_BAD_ARGUMENT, "no vertices or UVs"},
+               {OGAWA_COMPUTE_TANGENT_FRAME_NOT_FOUND, "no such UV set"},
+               {OGAWA_COMPUTE_TANGENT_FRAME_NO_MEMORY, "no memory"}});
         making.done("%u tangents computed", mesh->tangent_frame.count);
     } else {
         const int code = read_tangent_frame(*source.get(), mesh->tangent_frame);
-        check("tangents", mesh->name, code == -1 ? 0 : code, {"none", "no memory"});
+        if (code != OGAWA_READ_TANGENT_FRAME_NOT_FOUND)
+            check("tangents", mesh->name, code, {{OGAWA_READ_TANGENT_FRAME_NO_MEMORY, "no memory"}});
         making.done("no UVs on faces to compute them from; the archive's bytes hold %u",
                     mesh->tangent_frame.count);
     }

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "job.h"
+
 #include "step.h"
 #include "text.h"
 

@@ -3,6 +3,8 @@
 
 #include "text.h"
 
+#include <qel_unit.h>
+
 #include <cstdarg>
 
 namespace tool::job {
@@ -38,11 +40,8 @@ void advance(std::uint64_t done, std::uint64_t all) {
 }
 
 void check(const std::string &step, const std::string &subject, int code,
-           std::initializer_list<const char *> meanings) {
-    if (code == 0) return;
-    const auto place = static_cast<std::size_t>(-(code + 1));
-    throw step_failed(step, subject, code,
-                      place < meanings.size() ? meanings.begin()[place] : "unexpected code");
+           std::initializer_list<meaning> meanings) {
+    if (code != QEL_OK) throw step_failed(step, subject, code, meaning_of(code, meanings));
 }
 
 step::step(std::string name) : name_(std::move(name)), start_(std::chrono::steady_clock::now()) {

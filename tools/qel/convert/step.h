@@ -2,9 +2,10 @@
 // What every step of a conversion shares: a report with its time, and failures that say what went wrong.
 #pragma once
 
+#include "status.h"
+
 #include <chrono>
 #include <cstdint>
-#include <initializer_list>
 #include <stdexcept>
 #include <string>
 
@@ -47,9 +48,9 @@ void warn(const char *format, ...) __attribute__((format(printf, 1, 2)));
 /// How much of the running step is done.
 void advance(std::uint64_t done, std::uint64_t all);
 
-/// Throws unless `code` is 0. The meanings are those of -1, -2, -3, … in order.
+/// Throws unless `code` is 0.
 void check(const std::string &step, const std::string &subject, int code,
-           std::initializer_list<const char *> meanings);
+           std::initializer_list<meaning> meanings);
 
 /// Measures a step from its construction and reports one line when it is done.
 class step {

@@ -13,8 +13,12 @@ constexpr std::uint64_t unit_header_bytes = 24, scene_header_bytes = 64, mesh_he
 
 void must_be_valid(const std::string &step, const std::string &subject, const scene_record &scene) {
     check(step, subject, qel_alembic_validate(scene.get()),
-          {"no scene", "it has no meshes", "a mesh has no positions", "a mesh has no vertices",
-           "a vertex is off the lattice", "a vertex has an impossible level"});
+          {{QEL_ALEMBIC_VALIDATE_BAD_ARGUMENT, "no scene"},
+           {QEL_ALEMBIC_VALIDATE_NO_MESHES, "it has no meshes"},
+           {QEL_ALEMBIC_VALIDATE_NO_POSITIONS, "a mesh has no positions"},
+           {QEL_ALEMBIC_VALIDATE_NO_VERTICES, "a mesh has no vertices"},
+           {QEL_ALEMBIC_VALIDATE_CELL_OUTSIDE, "a vertex is off the lattice"},
+           {QEL_ALEMBIC_VALIDATE_LEVEL_OUTSIDE, "a vertex has an impossible level"}});
 }
 
 void print_counts(unit_record &loaded) {
@@ -44,7 +48,7 @@ void print_nearest(unit_record &loaded, std::uint64_t key) {
         std::uint8_t layer = 0;
         check("nearest", "token " + std::to_string(numbers[i]),
               qel_unit_get_token(loaded.get(), numbers[i], &morton, identity, &layer),
-              {"there is no such token"});
+              {{QEL_UNIT_GET_TOKEN_NOT_FOUND, "there is no such token"}});
         note("token %-8u id %s  key %-7llu layer %u  %llu hops", numbers[i], identity,
              static_cast<unsigned long long>(morton), layer, static_cast<unsigned long long>(distances[i]));
     }
@@ -59,7 +63,9 @@ void make_tokens(polymesh_record &mesh, const std::vector<std::uint32_t> &triang
     made->mesh_count = 1;
     const int code = load_raw(mesh->positions, mesh->vertex_count, triangles.data(),
                               static_cast<std::uint32_t>(triangles.size() / 3), mesh->name, *made->meshes);
-    check("tokens", mesh->name, code, {"the mesh is empty", "unexpected", "unexpected", "no memory"});
+    check("tokens", mesh->name, code,
+          {{QEL_ALEMBIC_LOAD_RAW_BAD_ARGUMENT, "the mesh is empty"},
+           {QEL_ALEMBIC_LOAD_RAW_NO_MEMORY, "no memory"}});
     made->version = 1;
     made->fps = 24.0f;
     made->total_faces = triangles.size() / 3;
@@ -72,7 +78,7 @@ result export_unit(scene_record &made, result_folder &folder) {
     const result file = folder.file("tokens.qel");
     step exporting("export unit");
     check("export unit", file.place, qel_alembic_export_qel(made->meshes, file.path.c_str()),
-          {"the file cannot be created"});
+          {{QEL_ALEMBIC_EXPORT_QEL_CANNOT_CREATE, "the file cannot be created"}});
     const std::uint64_t expected = unit_header_bytes + made->total_tokens * sizeof(qel_token);
     const std::uint64_t size = folder.written("export unit", file, expected);
     exporting.done("%llu bytes in %s", static_cast<unsigned long long>(size), file.place.c_str());
@@ -83,8 +89,12 @@ void query_unit(const result &file) {
     unit_record loaded;
     step loading("load unit");
     check("load unit", file.place, qel_unit_load(file.path.c_str(), loaded.get()),
-          {"the file cannot be opened", "its header is cut short", "it is not a unit file",
-           "no memory for the tokens", "no memory for an index", "no memory for the order"});
+          {{QEL_UNIT_LOAD_CANNOT_OPEN, "the file cannot be opened"},
+           {QEL_UNIT_LOAD_TOO_SHORT, "its header is cut short"},
+           {QEL_UNIT_LOAD_NOT_A_UNIT, "it is not a unit file"},
+           {QEL_UNIT_LOAD_TOKENS_NO_MEMORY, "no memory for the tokens"},
+           {QEL_UNIT_LOAD_INDEX_NO_MEMORY, "no memory for an index"},
+           {QEL_UNIT_LOAD_ORDER_NO_MEMORY, "no memory for the order"}});
     loading.done("sorted and indexed");
     print_counts(loaded);
     const std::uint32_t count = qel_unit_get_count(loaded.get());
@@ -99,7 +109,7 @@ result save_scene(scene_record &made, result_folder &folder) {
     const result file = folder.file("scene.bqel");
     step saving("save scene");
     check("save scene", file.place, qel_alembic_save(file.path.c_str(), made.get()),
-          {"the file cannot be created"});
+          {{QEL_ALEMBIC_SAVE_CANNOT_CREATE, "the file cannot be created"}});
     const std::uint64_t vertices = made->meshes[0].vertex_count, faces = made->meshes[0].face_count;
     const std::uint64_t expected = scene_header_bytes + mesh_header_bytes + faces * 12 +
                                    vertices * (12 + sizeof(qel_alembic_vertex) + sizeof(qel_alembic_token));
@@ -111,9 +121,11 @@ result save_scene(scene_record &made, result_folder &folder) {
 void reload_scene(const scene_record &made, const result &file) {
     scene_record loaded;
     step loading("load scene");
-    check(
-        "load scene", file.place, qel_alembic_load(file.path.c_str(), loaded.get()),
-        {"the file cannot be opened", "it is not a scene file", "its version is not supported", "no memory"});
+    check("load scene", file.place, qel_alembic_load(file.path.c_str(), loaded.get()),
+          {{QEL_ALEMBIC_LOAD_CANNOT_OPEN, "the file cannot be opened"},
+           {QEL_ALEMBIC_LOAD_NOT_A_SCENE, "it is not a scene file"},
+           {QEL_ALEMBIC_LOAD_UNKNOWN_VERSION, "its version is not supported"},
+           {QEL_ALEMBIC_LOAD_NO_MEMORY, "no memory"}});
     must_be_valid("load scene", file.place, loaded);
     const std::size_t bytes = std::size_t{made->meshes[0].vertex_count} * sizeof(qel_alembic_token);
     if (std::memcmp(loaded->meshes[0].tokens, made->meshes[0].tokens, bytes) != 0)

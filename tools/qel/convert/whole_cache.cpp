@@ -77,8 +77,11 @@ void note_uvs(const ogawa_polymesh &mesh, const std::string &subject) {
 void compare(const ogawa_polymesh &mesh, const result &file) {
     cache_record cache;
     check("caches", file.place, qel_mesh_load(file.path.c_str(), cache.get()),
-          {"no path", "the file cannot be opened", "it cannot be mapped", "no room for the view",
-           "it is not a mesh cache"});
+          {{QEL_MESH_LOAD_BAD_ARGUMENT, "no path"},
+           {QEL_MESH_LOAD_CANNOT_OPEN, "the file cannot be opened"},
+           {QEL_MESH_LOAD_CANNOT_MAP, "it cannot be mapped"},
+           {QEL_MESH_LOAD_NO_MEMORY, "no room for the view"},
+           {QEL_MESH_LOAD_NOT_A_CACHE, "it is not a mesh cache"}});
     if (cache->header.vertex_count != mesh.vertex_count ||
         std::memcmp(cache->positions, mesh.positions, std::size_t{mesh.vertex_count} * 12) != 0)
         throw step_failed("caches", file.place, 0, "the positions came back changed");
@@ -92,9 +95,10 @@ void write_cache(ogawa_polymesh &mesh, const std::string &subject, const result 
     note_normals(mesh, subject);
     note_uvs(mesh, subject);
     spread_normals(mesh, subject);
-    const int code = qel_mesh_save(&mesh, nullptr, file.path.c_str());
-    check("caches", file.place, code == -10 ? -3 : code,
-          {"the mesh is empty", "the file cannot be created", "a face names a vertex that does not exist"});
+    check("caches", file.place, qel_mesh_save(&mesh, nullptr, file.path.c_str()),
+          {{QEL_MESH_SAVE_BAD_ARGUMENT, "the mesh is empty"},
+           {QEL_MESH_SAVE_CANNOT_CREATE, "the file cannot be created"},
+           {QEL_MESH_SAVE_INDEX_OUTSIDE, "a face names a vertex that does not exist"}});
     std::uint64_t triangles = 0;
     for (std::uint32_t face = 0; face < mesh.face_count; ++face)
         triangles += mesh.face_counts[face] > 2 ? mesh.face_counts[face] - 2 : 0;
