@@ -60,15 +60,12 @@ class UVSet(Owner):
     @property
     def values(self) -> Optional[Floats]:
         """The pairs (u, v), in place."""
-        held = self._held()
-        count = held.value.value_count
-        return view(held.value.values, count * 2, held, (count, 2))
+        return self._array("values", "value_count", 2)
 
     @property
     def indices(self) -> Optional[Words]:
         """Per face corner an index into `values`, in place; None without indices."""
-        held = self._held()
-        return view(held.value.indices, held.value.index_count, held)
+        return self._array("indices", "index_count")
 
     @property
     def scope(self) -> int:
@@ -84,23 +81,18 @@ class TangentFrame(Owner):
     def _facts(self) -> str:
         return "of {} vertices".format(len(self))
 
-    def _rows(self, field: str) -> Any:
-        held = self._held()
-        count = held.value.count
-        return view(getattr(held.value, field), count * 3, held, (count, 3))
-
     def __len__(self) -> int:
         return int(self._held().value.count)
 
     @property
     def tangents(self) -> Floats:
         """The tangents, in place."""
-        return self._rows("tangents")
+        return self._array("tangents", "count", 3)
 
     @property
     def bitangents(self) -> Floats:
         """The bitangents, in place."""
-        return self._rows("bitangents")
+        return self._array("bitangents", "count", 3)
 
 
 class Manifold(Owner):
@@ -124,23 +116,17 @@ class Manifold(Owner):
     @property
     def vertex_face_offsets(self) -> Words:
         """Where each vertex's faces start in `flat_vertex_faces`, one more than there are vertices; in place."""
-        held = self._held()
-        value = held.value
-        return view(value.vertex_face_offsets, value.vertex_count + 1, held)
+        return self._array("vertex_face_offsets", self.vertex_count + 1)
 
     @property
     def flat_vertex_faces(self) -> Words:
         """Face numbers grouped by vertex, in place."""
-        held = self._held()
-        value = held.value
-        count = value.vertex_face_offsets[value.vertex_count]
-        return view(value.vertex_faces, count, held)
+        return self._array("vertex_faces", self._held().value.vertex_face_offsets[self.vertex_count])
 
     @property
     def face_offsets(self) -> Words:
         """Where each face's corners start, one more than there are faces; in place."""
-        held = self._held()
-        return view(held.value.face_offsets, held.value.face_count + 1, held)
+        return self._array("face_offsets", self.face_count + 1)
 
     def vertex_faces(self, vertex: int) -> Words:
         """The faces around a vertex, ascending: a part of the manifold, in place."""

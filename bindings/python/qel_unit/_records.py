@@ -4,10 +4,10 @@
 import ctypes
 import weakref
 from types import TracebackType
-from typing import Any, Callable, Optional, Tuple, Type, TypeVar
+from typing import Any, Callable, Optional, Tuple, Type, TypeVar, Union
 
 from . import _raw
-from ._arrays import as_array
+from ._arrays import as_array, view
 from ._library import raw
 from .errors import ClosedError
 
@@ -68,6 +68,15 @@ class Owner:
         if record is None:
             raise ClosedError("this {} is closed".format(type(self).__name__))
         return record
+
+    def _array(self, field: str, rows: Union[str, int], width: int = 1) -> Any:
+        """The array behind a field of the record, in place; None for a null one.
+
+        `rows` is how many there are, or the field that says so; each has `width` entries.
+        """
+        held = self._held()
+        count: int = getattr(held.value, rows) if isinstance(rows, str) else rows
+        return view(getattr(held.value, field), count * width, held, (count, width) if width > 1 else None)
 
     @property
     def closed(self) -> bool:

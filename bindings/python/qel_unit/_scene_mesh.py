@@ -5,7 +5,7 @@ import ctypes
 from typing import Any, Optional
 
 from . import _files, _raw
-from ._arrays import take, view
+from ._arrays import take
 from ._library import raw
 from ._records import Owner, Record
 from ._types import Floats, RecordArray, Words
@@ -76,28 +76,22 @@ class SceneMesh(Owner):
     @property
     def positions(self) -> Optional[Floats]:
         """The vertices, one triple a row, in place."""
-        held = self._held()
-        count = held.value.vertex_count
-        return view(held.value.positions, count * 3, held, (count, 3))
+        return self._array("positions", "vertex_count", 3)
 
     @property
     def indices(self) -> Optional[Words]:
         """The triangles, one a row, in place; None without."""
-        held = self._held()
-        count = held.value.face_count
-        return view(held.value.indices, count * 3, held, (count, 3))
+        return self._array("indices", "face_count", 3)
 
     @property
     def vertices(self) -> Optional[RecordArray]:
         """The processed vertices in place: fields `position`, `matrix_x`, …, `topology`; None until processed."""
-        held = self._held()
-        return view(held.value.vertices, held.value.vertex_count, held)
+        return self._array("vertices", "vertex_count")
 
     @property
     def tokens(self) -> Optional[RecordArray]:
         """The tokens in place: fields `morton`, `hex_id`, `payload`, `layer`; None until processed."""
-        held = self._held()
-        return view(held.value.tokens, held.value.vertex_count, held)
+        return self._array("tokens", "vertex_count")
 
     def info(self) -> str:
         """A description: name, counts, box, layer, and whether it is processed."""

@@ -5,7 +5,7 @@ import ctypes
 from typing import Any, List, Optional, Sequence, Tuple, Union
 
 from . import _raw
-from ._arrays import as_array, pointer_to, take, view
+from ._arrays import as_array, pointer_to, take
 from ._fans import fans
 from ._library import raw
 from ._mesh_parts import SCOPE_FACE_VARYING, SCOPE_VERTEX, Manifold, TangentFrame, UVSet
@@ -115,11 +115,6 @@ class Mesh(Owner):
         """The number of faces."""
         return int(self._held().value.face_count)
 
-    def _array(self, field: str, count: str, width: int = 1) -> Any:
-        held = self._held()
-        rows = getattr(held.value, count)
-        return view(getattr(held.value, field), rows * width, held, (rows, width) if width > 1 else None)
-
     @property
     def positions(self) -> Optional[Floats]:
         """The vertices (x, y, z) in place; None where there are none."""
@@ -133,10 +128,9 @@ class Mesh(Owner):
     @property
     def normal_indices(self) -> Optional[Words]:
         """Which of the normals each place has, in place; None where the normals are not indexed."""
-        held = self._held()
-        value = held.value
+        value = self._held().value
         places = {0: 1, 1: value.face_count, SCOPE_FACE_VARYING: value.face_index_count}
-        return view(value.normal_indices, places.get(value.normal_scope, value.vertex_count), held)
+        return self._array("normal_indices", places.get(value.normal_scope, value.vertex_count))
 
     @property
     def normal_scope(self) -> int:
@@ -179,8 +173,7 @@ class Mesh(Owner):
 
         Faces that name corners or vertices that do not exist raise a ValueError.
         """
-        held = self._held()
-        value = held.value
+        value = self._held().value
         corners, total = value.face_indices, value.face_index_count
         if value.face_count == 0 or not corners:
             return as_array((ctypes.c_uint32 * 0)(), (0, 3))
@@ -188,11 +181,11 @@ class Mesh(Owner):
         used = 3 * value.face_count if counts is None else _sum(counts)
         if used > total:
             raise ValueError("the faces name more corners than there are")
-        if used > 0 and _largest(view(corners, used, held)) >= value.vertex_count:
+        if used > 0 and _largest(self._array("face_indices", used)) >= value.vertex_count:
             raise ValueError("a face names a vertex that does not exist")
         if counts is None or _every_is(counts, 3):
-            return view(corners, value.face_count * 3, held, (value.face_count, 3))
-        return fans(view(corners, used, held), counts)
+            return self._array("face_indices", "face_count", 3)
+        return fans(self._array("face_indices", used), counts)
 
     def build_manifold(self) -> Manifold:
         """The mesh's adjacency. The mesh itself does not change; the manifold holds it."""

@@ -5,7 +5,7 @@ import ctypes
 from typing import Any, Optional
 
 from . import _raw
-from ._arrays import as_array, pointer_to, take, take_exactly, view
+from ._arrays import as_array, pointer_to, take, take_exactly
 from ._library import raw
 from ._records import Owner, Record
 from ._types import Floats, RecordArray
@@ -74,14 +74,12 @@ class Skin(Owner):
     @property
     def joints(self) -> Optional[RecordArray]:
         """The joints in place: fields `descriptor`, `joint_transform`."""
-        held = self._held()
-        return view(held.value.joints, held.value.joint_count, held)
+        return self._array("joints", "joint_count")
 
     @property
     def weights(self) -> Optional[RecordArray]:
         """The vertices' joints in place: fields `joints`, `weights`."""
-        held = self._held()
-        return view(held.value.weights, held.value.weight_count, held)
+        return self._array("weights", "weight_count")
 
     @property
     def bind_extra(self) -> bytes:

@@ -7,7 +7,7 @@ import struct
 from typing import Any, Iterable, Iterator, List, Literal, NamedTuple, Optional, Set, Union, overload
 
 from . import _bulk, _files, _raw
-from ._arrays import as_array, take, take_exactly, view
+from ._arrays import as_array, take, take_exactly
 from ._columns import Identities, ascending, by_key, identities
 from ._library import raw
 from ._records import Owner, Record, free
@@ -200,14 +200,12 @@ class Unit(Owner):
     @property
     def tokens(self) -> RecordArray:
         """The stored records in place, 25 bytes each: fields `morton`, `hex_id`, `payload`, `layer`."""
-        record = self._held()
-        return view(record.value.tokens, record.value.count, record)
+        return self._array("tokens", "count")
 
     @property
     def order(self) -> Words:
         """The token numbers 0, 1, 2, … in place."""
-        record = self._held()
-        return view(record.value.order, record.value.count, record)
+        return self._array("order", "count")
 
     def lookup_morton(self, key: int) -> Optional[int]:
         """The number of the token with a key, None if there is none or a later one shares its bucket."""
