@@ -31,7 +31,7 @@ OUTSIDE = set("""
 """.split())
 # How deep a function that calls itself goes, by a part of its name.
 RECURSIONS = {
-    "place_table4grow": 2,  # a larger table takes the entries without growing
+    "position_table4grow": 2,  # a larger table takes the entries without growing
     "node_walk": 21,  # max_depth and the root of the walk
     "__introsort_loop": 64,  # twice the halvings of fewer than 2^32 elements; then it turns to a heap
 }

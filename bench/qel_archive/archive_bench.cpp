@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Archives opened, and meshes and properties read from them, by what they say.
+#include "common/heap.h"
 #include "qel_archive/archive_scenes.h"
 #include "support/limits.h"
 #include "support/peak_memory.h"
@@ -107,11 +108,11 @@ bool is_whole(const archive_on_disk &disk, const std::vector<file_range> &arrays
     return same;
 }
 
-/// Reads each array into a fresh block of the heap.
+/// Reads each array into a fresh block of the heap, of huge pages as the library's own.
 void read_arrays(const archive_on_disk &disk, const std::vector<file_range> &arrays,
                  std::vector<heap_block> &blocks) {
     for (const file_range &array : arrays) {
-        blocks.emplace_back(std::malloc(array.size));
+        blocks.emplace_back(heap_array<std::uint8_t>(array.size));
         read_at(disk.descriptor(), array, blocks.back().get());
     }
 }

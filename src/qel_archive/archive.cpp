@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The interface: arguments are checked here, and everything else is done by the rooms.
+// The 16 functions. They check their arguments and call the other files.
 #include "qel_archive/archive.h"
 
 #include "qel_archive/meshes.h"
@@ -9,10 +9,8 @@
 #include <algorithm>
 #include <cstring>
 
+namespace qel::archives {
 namespace {
-
-using namespace qel;
-using namespace qel::archives;
 
 void destroy(qel_archive *archive) {
     archive->~qel_archive();
@@ -30,7 +28,7 @@ bool has_object(const qel_archive &archive, std::uint32_t object) {
     return object < archive.tree.objects.size();
 }
 
-/// Whether arguments can be used: an archive, a place for the answer, a number of one of its objects.
+/// BAD_ARGUMENT for a null archive or output, NOT_FOUND where the archive has no object of that number.
 status check(const qel_archive *archive, std::uint32_t object, const void *out) {
     if (archive == nullptr || out == nullptr) return QEL_ARCHIVE_BAD_ARGUMENT;
     return has_object(*archive, object) ? QEL_ARCHIVE_OK : QEL_ARCHIVE_NOT_FOUND;
@@ -47,7 +45,7 @@ status find_entry(const qel_archive *archive, std::uint32_t object, std::uint32_
     return QEL_ARCHIVE_OK;
 }
 
-/// Finds an object's property that has a sample of that number.
+/// Finds an object's property by its number; NOT_FOUND where it has no sample of the number given.
 status find_sampled(const qel_archive *archive, std::uint32_t object, std::uint32_t property,
                     std::uint64_t sample, const void *out, property_entry &entry) {
     const status outcome = find_entry(archive, object, property, out, entry);
@@ -56,7 +54,7 @@ status find_sampled(const qel_archive *archive, std::uint32_t object, std::uint3
     return sample < entry.header().samples ? QEL_ARCHIVE_OK : QEL_ARCHIVE_NOT_FOUND;
 }
 
-/// The path of an object, made when it is first asked for; null when there is no memory.
+/// The path of an object, which the first call makes; null when there is no memory.
 const char *path_of(const qel_archive &archive, std::uint32_t object) {
     std::atomic<const char *> &slot = archive.tree.paths[object];
     const char *const present = slot.load(std::memory_order_acquire);
@@ -88,6 +86,10 @@ std::int32_t get_transform(const qel_archive *archive, std::uint32_t object, dou
 }
 
 } // namespace
+} // namespace qel::archives
+
+using namespace qel;
+using namespace qel::archives;
 
 extern "C" {
 
@@ -207,7 +209,7 @@ std::int32_t qel_archive_read_property(const qel_archive *archive, std::uint32_t
     status outcome = find_sampled(archive, object, property, sample, size, entry);
     if (outcome != QEL_ARCHIVE_OK) return outcome;
     stored_sample found;
-    outcome = find_sample(archive->file, entry.header(), entry.place(), sample, found);
+    outcome = find_sample(archive->file, entry.header(), entry.reference(), sample, found);
     if (outcome == QEL_ARCHIVE_OK && found.values.size <= capacity)
         outcome = status_of(
             archive->file.read(found.values.at, bytes, static_cast<std::size_t>(found.values.size)));
@@ -271,4 +273,5 @@ std::int32_t qel_archive_is_visible(const qel_archive *archive, std::uint32_t ob
     if (outcome == QEL_ARCHIVE_OK) *visible = answer ? 1 : 0;
     return outcome;
 }
-}
+
+} // extern "C"

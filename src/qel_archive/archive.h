@@ -1,10 +1,11 @@
 // SPDX-License-Identifier: MIT
-// An open archive: everything but the file's arrays, none of which changes after it was opened.
+// An open archive: what was read of its structure. Nothing of it changes after opening but the texts made on request.
 #pragma once
 
 #include "qel_archive/object_tree.h"
 
-/// What callers hold. Texts that are made when asked for are the only part that grows later.
+/// The record behind the handle that callers hold. Only `texts`, and the slots that refer to them, change after
+/// opening.
 struct qel_archive {
     qel::random_access_file file;
     qel::arena memory;

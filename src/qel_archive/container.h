@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Groups and data of the container, found and checked before anything is read into memory that they size.
+// Finds groups and data of the container. Counts and sizes are checked against the file's length before they size
+// memory.
 #pragma once
 
 #include "common/random_access_file.h"
@@ -19,17 +20,17 @@ inline status status_of(read_outcome outcome) {
     return outcome == read_outcome::cut ? QEL_ARCHIVE_DAMAGED : QEL_ARCHIVE_CANNOT_OPEN;
 }
 
-/// Whether a reference leads to a group.
-inline bool leads_to_group(std::uint64_t reference) {
+/// Whether a reference is one to a group; otherwise it is one to data.
+inline bool is_group_reference(std::uint64_t reference) {
     return (reference & ogawa::data_bit) == 0;
 }
 
-/// Whether a group or data can begin at a place: behind the header, with its first word before the end. Position 0
-/// stands for an empty one.
-inline bool can_stand(std::uint64_t place, std::uint64_t file_size) {
+/// Whether a group or data can begin at a position: 0, which is an empty one, or behind the header with a whole first
+/// word before the end of the file.
+inline bool is_valid_position(std::uint64_t position, std::uint64_t file_size) {
     static_assert(ogawa::count_size == sizeof(std::uint64_t));
-    return place == 0 ||
-           (place >= ogawa::header_size && place <= file_size && file_size - place >= ogawa::count_size);
+    return position == 0 || (position >= ogawa::header_size && position <= file_size &&
+                             file_size - position >= ogawa::count_size);
 }
 
 /// The references of a group: `count` of them from `at` on.
@@ -38,12 +39,12 @@ struct reference_list {
     std::uint64_t count;
 };
 
-/// Finds a group of `source`, which reads the file: all its references lie in it. DAMAGED where there can be none.
+/// Finds a group by its reference. DAMAGED where the reference is none to a group or the file ends within the group.
 template <class Source>
 status find_group(Source &source, std::uint64_t reference, reference_list &group) {
     group = {};
     const std::uint64_t size = source.size();
-    if (!leads_to_group(reference) || !can_stand(reference, size)) return QEL_ARCHIVE_DAMAGED;
+    if (!is_group_reference(reference) || !is_valid_position(reference, size)) return QEL_ARCHIVE_DAMAGED;
     if (reference == 0) return QEL_ARCHIVE_OK;
     const status outcome = status_of(source.read(reference, &group.count, sizeof group.count));
     if (outcome != QEL_ARCHIVE_OK) return outcome;
@@ -52,16 +53,16 @@ status find_group(Source &source, std::uint64_t reference, reference_list &group
     return fits ? QEL_ARCHIVE_OK : QEL_ARCHIVE_DAMAGED;
 }
 
-/// Finds data: all its bytes lie in the file. DAMAGED where there can be none.
+/// Finds data by its reference. DAMAGED where the reference is none to data or the file ends within the data.
 template <class Source>
 status find_data(Source &source, std::uint64_t reference, extent &data) {
     data = {};
-    const std::uint64_t size = source.size(), place = reference & ~ogawa::data_bit;
-    if (leads_to_group(reference) || !can_stand(place, size)) return QEL_ARCHIVE_DAMAGED;
-    if (place == 0) return QEL_ARCHIVE_OK;
-    const status outcome = status_of(source.read(place, &data.size, sizeof data.size));
+    const std::uint64_t size = source.size(), position = reference & ~ogawa::data_bit;
+    if (is_group_reference(reference) || !is_valid_position(position, size)) return QEL_ARCHIVE_DAMAGED;
+    if (position == 0) return QEL_ARCHIVE_OK;
+    const status outcome = status_of(source.read(position, &data.size, sizeof data.size));
     if (outcome != QEL_ARCHIVE_OK) return outcome;
-    data.at = place + ogawa::count_size;
+    data.at = position + ogawa::count_size;
     return data.size <= size - data.at ? QEL_ARCHIVE_OK : QEL_ARCHIVE_DAMAGED;
 }
 

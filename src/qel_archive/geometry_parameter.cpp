@@ -19,7 +19,7 @@ constexpr scope_word scope_words[] = {{"con", scope_constant},
                                       {"vtx", scope_vertex},
                                       {"fvr", scope_corner}};
 
-/// Reads the scope that is written; false where there is none.
+/// Reads the scope that the metadata names; false where they name none.
 bool find_written_scope(const parameter_entries &entries, geometry_scope &scope) {
     std::size_t length = 0;
     const char *const word = parameter_metadata(entries, "geoScope", length);
@@ -33,8 +33,8 @@ bool find_written_scope(const parameter_entries &entries, geometry_scope &scope)
     return false;
 }
 
-/// How many places a scope has.
-std::uint32_t places_of(geometry_scope scope, const mesh_size &size) {
+/// How many entries a parameter of a scope has.
+std::uint32_t entries_of(geometry_scope scope, const mesh_size &size) {
     switch (scope) {
     case scope_constant:
         return 1;
@@ -47,23 +47,25 @@ std::uint32_t places_of(geometry_scope scope, const mesh_size &size) {
     }
 }
 
-/// Settles the scope; false where the parameter has another number of places.
-bool settle_scope(const parameter_entries &entries, std::uint32_t places, const mesh_size &size,
-                  std::uint32_t &scope) {
+/// Determines the scope of a parameter of `count` entries: the one its metadata name, else the first of that many
+/// entries. False where none has.
+bool determine_scope(const parameter_entries &entries, std::uint32_t count, const mesh_size &size,
+                     std::uint32_t &scope) {
     geometry_scope written;
     if (find_written_scope(entries, written)) {
         scope = written;
-        return places == places_of(written, size);
+        return count == entries_of(written, size);
     }
-    for (const geometry_scope told : {scope_corner, scope_vertex, scope_face, scope_constant}) {
-        if (places != places_of(told, size)) continue;
-        scope = told;
+    for (const geometry_scope candidate : {scope_corner, scope_vertex, scope_face, scope_constant}) {
+        if (count != entries_of(candidate, size)) continue;
+        scope = candidate;
         return true;
     }
     return false;
 }
 
-/// Reads the arrays; DAMAGED where the parameter is unsound. What was read by then stays in it.
+/// Reads the arrays; DAMAGED where the parameter is unsound. Arrays that were read before a failure stay in
+/// `parameter`.
 status read_arrays(const qel_archive &archive, const parameter_entries &entries, std::uint64_t sample,
                    const mesh_size &size, geometry_parameter &parameter) {
     stored_array values, indices = {};
@@ -72,7 +74,7 @@ status read_arrays(const qel_archive &archive, const parameter_entries &entries,
         outcome = find_array(archive, entries.indices, sample, indices);
     if (outcome != QEL_ARCHIVE_OK) return outcome;
     const std::uint32_t count = entries.indexed ? indices.count : values.count;
-    if (!settle_scope(entries, count, size, parameter.scope)) return QEL_ARCHIVE_DAMAGED;
+    if (!determine_scope(entries, count, size, parameter.scope)) return QEL_ARCHIVE_DAMAGED;
     parameter.value_count = values.count;
     parameter.index_count = indices.count;
     outcome = read_values(archive.file, values.values, parameter.values,
@@ -91,9 +93,9 @@ bool find_parameter(const qel_archive &archive, const property_entry &entry, std
     entries = {entry, entry, {}, entry.header().kind == property_kind::compound};
     if (entries.indexed) {
         const compound_table &compounds = archive.tree.compounds;
-        const compound &home = compounds[entry.place()];
-        if (!compounds.find(home, ".vals", entries.values) ||
-            !compounds.find(home, ".indices", entries.indices) ||
+        const compound &parent = compounds[entry.reference()];
+        if (!compounds.find(parent, ".vals", entries.values) ||
+            !compounds.find(parent, ".indices", entries.indices) ||
             !is_array_of(entries.indices.header(), value_u32, 1))
             return false;
     }

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Normals, UVs and the like: values for the whole mesh, its faces, points or corners, plain or indexed.
+// Normals, UVs and other parameters: values of the whole mesh, of its faces, points or corners, plain or indexed.
 #pragma once
 
 #include "qel_archive/mesh_arrays.h"
@@ -8,14 +8,14 @@ namespace qel::archives {
 
 enum geometry_scope : std::uint8_t { scope_constant, scope_face, scope_varying, scope_vertex, scope_corner };
 
-/// One parameter; what it points to is the owner's.
+/// One parameter. Whoever reads it owns the arrays.
 struct geometry_parameter {
-    float *values; // null where it has none, or is left out
+    float *values; // null where there are none
     std::uint32_t value_count;
-    std::uint32_t *indices; // null where it is not indexed
+    std::uint32_t *indices; // null where the parameter is not indexed
     std::uint32_t index_count;
     std::uint32_t scope;
-    bool sound; // whether it is there at all
+    bool sound; // false where the parameter was left out
 };
 
 /// The properties that make one parameter.
@@ -29,11 +29,11 @@ struct parameter_entries {
 bool find_parameter(const qel_archive &archive, const property_entry &entry, std::uint32_t extent,
                     parameter_entries &entries);
 
-/// Reads a parameter. One that is unsound is left out, which is no failure.
+/// Reads a parameter. An unsound one is left out: the status is OK then, and `sound` false.
 status read_parameter(const qel_archive &archive, const parameter_entries &entries, std::uint64_t sample,
                       const mesh_size &size, geometry_parameter &parameter);
 
-/// A value of the parameter's metadata, or else of the metadata of its values; null without.
+/// The value of a key in the parameter's metadata, else in the metadata of its values; null where neither has it.
 const char *parameter_metadata(const parameter_entries &entries, const char *key, std::size_t &length);
 
 } // namespace qel::archives

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Reads the structure of an archive, and knows how much of it was read.
+// Reads groups and headers of an archive and counts the bytes read.
 #pragma once
 
 #include "common/arena.h"
@@ -19,8 +19,8 @@ struct reference_array {
 
 /// The groups and header data of a file.
 ///
-/// They stand apart from each other, so reading more of them than the file has bytes means that something is read
-/// twice: `exceeded` then says so, and the answer is DAMAGED.
+/// In a file where no reference is given twice, at most the file's bytes are read. A source reads at most `allowed`
+/// bytes; the read that would exceed them, and each one after it, is DAMAGED, and `exceeded` becomes true.
 class header_source {
   public:
     header_source(const random_access_file &file, std::uint64_t allowed) : ahead_(file), left_(allowed) {}
@@ -29,15 +29,15 @@ class header_source {
     bool exceeded() const { return exceeded_; }
     std::uint64_t file_size() const { return ahead_.size(); }
 
-    /// Reads the references of a group, at most `max_count`; with more the archive is DAMAGED.
+    /// Reads the references of a group; DAMAGED where it has more than `max_count`.
     status read_group(std::uint64_t reference, std::uint64_t max_count, arena &memory,
                       reference_array &group);
 
-    /// Reads data, with room for one byte more.
+    /// Reads data into memory that has room for one byte more.
     status read_data(std::uint64_t reference, arena &memory, header_bytes &data);
 
-    /// Reads bytes that were found.
-    status read_bytes(const extent &place, arena &memory, header_bytes &data);
+    /// Reads bytes into memory that has room for one byte more.
+    status read_bytes(const extent &stored, arena &memory, header_bytes &data);
 
     status find_group(std::uint64_t reference, reference_list &group) {
         return archives::find_group(ahead_, reference, group);
@@ -45,7 +45,7 @@ class header_source {
     read_ahead &file() { return ahead_; }
 
   private:
-    bool spend(std::uint64_t bytes);
+    bool count_bytes(std::uint64_t bytes);
 
     read_ahead ahead_;
     std::uint64_t left_;

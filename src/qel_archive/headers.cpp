@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Headers stand one behind the other without alignment. The byte behind a text begins the next number, so it becomes
-// the text's end only after that number was read.
+// Headers follow each other without alignment. Texts are ended where they are: the byte behind a text, which begins the
+// next number, is set to zero after that number was read.
 #include "qel_archive/headers.h"
 
 #include "common/bytes.h"
@@ -12,7 +12,7 @@ namespace qel::archives {
 namespace {
 
 constexpr std::uint8_t inline_metadata = 0xFF; // instead of the number of a shared text
-constexpr std::uint32_t max_shared = 254;      // no number is left for more
+constexpr std::uint32_t max_shared = 254;      // numbers have 8 bits, of which 255 is inline_metadata
 constexpr std::uint8_t max_value = value_wide_text;
 constexpr char instance_source_name[] = ".instanceSource";
 
@@ -20,14 +20,14 @@ constexpr char instance_source_name[] = ".instanceSource";
 constexpr std::uint32_t kind_bits = 3, width_shift = 2, width_bits = 3, value_shift = 4, value_bits = 15,
                         has_sampling = 1u << 8, has_changes = 1u << 9, never_changes = 1u << 11,
                         extent_shift = 12, metadata_shift = 20, byte_bits = 0xFF;
-constexpr std::uint32_t no_width = 3;
+constexpr std::uint32_t undefined_width = 3;
 
 /// Reads headers from their bytes.
 class header_cursor {
   public:
     explicit header_cursor(header_bytes source) : next_(source.bytes), end_(source.bytes + source.size) {}
 
-    /// Ends the last text.
+    /// Writes the zero byte behind the last text.
     ~header_cursor() { end_text(); }
     header_cursor(const header_cursor &) = delete;
     header_cursor &operator=(const header_cursor &) = delete;
@@ -49,7 +49,7 @@ class header_cursor {
         return width == 1 ? read<std::uint16_t>(number) : read<std::uint32_t>(number);
     }
 
-    /// Takes a text of that many bytes. A number follows it, or the end.
+    /// Takes a text of `length` bytes. A number follows it, or the end of the headers.
     bool take_text(std::uint32_t length, text &taken) {
         if (left() < length) return false;
         taken = {reinterpret_cast<const char *>(next_), length};
@@ -67,10 +67,10 @@ class header_cursor {
     }
 
     std::uint8_t *next_, *end_;
-    std::uint8_t *text_end_ = nullptr; // of a text that has no end yet
+    std::uint8_t *text_end_ = nullptr; // where the last text's zero byte is to be written
 };
 
-/// A text's length up to its first zero byte: what a reader of it sees.
+/// The length of a text up to its first zero byte, where C texts end.
 std::size_t visible_length(const text &metadata) {
     const void *const zero = std::memchr(metadata.bytes, '\0', metadata.length);
     return zero == nullptr ? metadata.length
@@ -81,7 +81,7 @@ std::size_t visible_length(const text &metadata) {
 status read_object_header(header_cursor &cursor, const header_context &context, arena &memory, text &name,
                           const object_metadata *&metadata) {
     std::uint32_t length, number;
-    if (!cursor.read<std::uint32_t>(length) || !cursor.take_text(length, name) || !is_name(name))
+    if (!cursor.read<std::uint32_t>(length) || !cursor.take_text(length, name) || !is_valid_name(name))
         return QEL_ARCHIVE_DAMAGED;
     if (!cursor.read<std::uint8_t>(number)) return QEL_ARCHIVE_DAMAGED;
     if (number != inline_metadata) {
@@ -98,14 +98,14 @@ status read_object_header(header_cursor &cursor, const header_context &context, 
     return QEL_ARCHIVE_OK;
 }
 
-/// Whether the stored numbers of the first and last changed sample can be; 0 and 0 say that all are equal.
-bool are_changes(const property_header &header) {
+/// Whether the stored numbers of the first and last changed sample are possible; 0 and 0 mean that all are equal.
+bool are_valid_changes(const property_header &header) {
     if (header.first_changed == 0 || header.last_changed == 0)
         return header.first_changed == header.last_changed;
     return header.first_changed <= header.last_changed && header.last_changed < header.samples;
 }
 
-/// Reads what only scalars and arrays have: samples, changes, time sampling.
+/// Reads the fields that compounds do not have: number of samples, changes, time sampling.
 status read_samples(header_cursor &cursor, std::uint32_t info, std::uint32_t width,
                     const header_context &context, property_header &header) {
     header.value = static_cast<std::uint8_t>(info >> value_shift & value_bits);
@@ -114,7 +114,7 @@ status read_samples(header_cursor &cursor, std::uint32_t info, std::uint32_t wid
     if (!cursor.read_number(width, header.samples)) return QEL_ARCHIVE_DAMAGED;
     if ((info & has_changes) != 0) {
         if (!cursor.read_number(width, header.first_changed) ||
-            !cursor.read_number(width, header.last_changed) || !are_changes(header))
+            !cursor.read_number(width, header.last_changed) || !are_valid_changes(header))
             return QEL_ARCHIVE_DAMAGED;
         header.all_equal = header.first_changed == 0;
     } else if ((info & never_changes) != 0) {
@@ -134,15 +134,15 @@ status read_property_header(header_cursor &cursor, const header_context &context
     std::uint32_t info, length;
     if (!cursor.read<std::uint32_t>(info)) return QEL_ARCHIVE_DAMAGED;
     const std::uint32_t width = info >> width_shift & width_bits, kind = info & kind_bits;
-    if (width == no_width) return QEL_ARCHIVE_DAMAGED;
+    if (width == undefined_width) return QEL_ARCHIVE_DAMAGED;
     if (kind == 0) {
-        header.all_equal = true; // it has no samples that could differ
+        header.all_equal = true; // it has no samples
     } else {
         header.kind = kind == 1 ? property_kind::scalar : property_kind::array;
         const status outcome = read_samples(cursor, info, width, context, header);
         if (outcome != QEL_ARCHIVE_OK) return outcome;
     }
-    if (!cursor.read_number(width, length) || !cursor.take_text(length, name) || !is_name(name))
+    if (!cursor.read_number(width, length) || !cursor.take_text(length, name) || !is_valid_name(name))
         return QEL_ARCHIVE_DAMAGED;
     const std::uint32_t number = info >> metadata_shift & byte_bits;
     if (number == inline_metadata) {
@@ -156,7 +156,7 @@ status read_property_header(header_cursor &cursor, const header_context &context
     return QEL_ARCHIVE_OK;
 }
 
-bool makes_an_instance(const text &name, const property_header &header) {
+bool is_instance_source(const text &name, const property_header &header) {
     return name.length == sizeof instance_source_name - 1 && header.kind == property_kind::scalar &&
            header.value == value_text && std::memcmp(name.bytes, instance_source_name, name.length) == 0;
 }
@@ -164,8 +164,9 @@ bool makes_an_instance(const text &name, const property_header &header) {
 } // namespace
 
 status read_shared_metadata(header_bytes source, arena &memory, metadata_table &table) {
-    const std::uint64_t most = std::min<std::uint64_t>(source.size, max_shared); // a text has a byte at least
-    auto *const texts = memory.array<object_metadata>(most + 1);
+    const std::uint64_t max_count =
+        std::min<std::uint64_t>(source.size, max_shared); // a text takes at least one byte
+    auto *const texts = memory.array<object_metadata>(max_count + 1);
     if (texts == nullptr) return QEL_ARCHIVE_NO_MEMORY;
     texts[0] = {"", "", OGAWA_SCHEMA_UNKNOWN};
     std::uint32_t count = 1;
@@ -173,7 +174,7 @@ status read_shared_metadata(header_bytes source, arena &memory, metadata_table &
     for (std::uint32_t length; cursor.read<std::uint8_t>(length);) {
         text shared;
         if (!cursor.take_text(length, shared)) return QEL_ARCHIVE_DAMAGED;
-        if (count > max_shared) continue; // nothing can refer to it, but it must be whole
+        if (count > max_shared) continue; // no header can refer to it; it is checked to be whole
         if (!describe_object(shared.bytes, visible_length(shared), memory, texts[count++]))
             return QEL_ARCHIVE_NO_MEMORY;
     }
@@ -206,7 +207,7 @@ status read_property_headers(header_bytes source, std::uint64_t count, const hea
     for (std::uint64_t i = 0; i < count; ++i) {
         const status outcome = read_property_header(cursor, context, names[i], properties[i]);
         if (outcome != QEL_ARCHIVE_OK) return outcome;
-        if (makes_an_instance(names[i], properties[i]))
+        if (is_instance_source(names[i], properties[i]))
             headers.instance_source = static_cast<std::uint32_t>(i);
     }
     if (!cursor.at_end()) return QEL_ARCHIVE_DAMAGED;

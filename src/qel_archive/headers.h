@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// What stands before the values: the headers of objects and properties, and metadata.
+// The headers of objects and properties, and the metadata texts that they refer to.
 #pragma once
 
 #include "common/arena.h"
@@ -12,7 +12,7 @@
 
 namespace qel::archives {
 
-/// The texts that headers name by number; number 0 is the empty one.
+/// The shared metadata texts, by number. Number 0 is the empty text.
 struct metadata_table {
     const object_metadata *texts;
     std::uint32_t count;
@@ -24,14 +24,13 @@ struct header_context {
     time_sampling_table samplings;
 };
 
-/// Bytes that headers are read from, with room for one more. What is read keeps its texts there: the byte behind each
-/// becomes zero.
+/// Bytes that headers are read from, with room for one more. Texts stay there: the byte behind each is set to zero.
 struct header_bytes {
     std::uint8_t *bytes;
     std::uint64_t size;
 };
 
-/// The headers of the objects below one.
+/// The headers of the children of one object.
 struct object_headers {
     name_table names;
     const object_metadata *const *metadata;
@@ -57,13 +56,13 @@ struct property_headers {
 /// Reads the shared texts.
 status read_shared_metadata(header_bytes source, arena &memory, metadata_table &table);
 
-/// Reads `count` headers; DAMAGED where there are more or fewer, or what they say cannot be.
+/// Reads `count` headers. DAMAGED where there are more or fewer, or a field has an impossible value.
 status read_object_headers(header_bytes source, std::uint64_t count, const header_context &context,
                            arena &memory, object_headers &headers);
 status read_property_headers(header_bytes source, std::uint64_t count, const header_context &context,
                              arena &memory, property_headers &headers);
 
-/// Bytes of a value of a kind; 0 where that differs from value to value.
+/// Bytes of a value of a kind; 0 for texts, whose lengths differ.
 std::uint32_t value_size(std::uint32_t value);
 
 enum value_kind : std::uint8_t {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Every form looks at whole blocks without branching and gives up after the first block that holds something else.
+// Each form of all_below checks whole blocks without branching and stops behind the first block that fails.
 // SSE2 compares signed numbers only: with the highest bit of both sides turned, they compare as unsigned ones do.
 #include "qel_archive/index_check.h"
 
@@ -37,7 +37,7 @@ std::uint64_t sum_plain(const std::uint32_t *counts, std::uint64_t count) {
 
 #if QEL_SSE2_KERNELS
 
-/// Joins the sum of whole vectors with the counts behind them.
+/// Adds the counts behind the last whole vector to the sum of the vectors.
 std::uint64_t join_sums(std::uint64_t sum, bool any_negative, const std::uint32_t *rest,
                         std::uint64_t count) {
     const std::uint64_t last = sum_plain(rest, count);
@@ -80,8 +80,8 @@ std::uint64_t sum_sse2(const std::uint32_t *counts, std::uint64_t count) {
 
 #if QEL_AVX2_KERNELS
 
-/// How many of `count` numbers stand before the first address that 32 divides. From there on no vector lies across two
-/// cache lines, which would take 1.5 times as long; arrays from the heap begin 16 bytes off.
+/// How many of `count` numbers precede the first address that is a multiple of 32. A vector at such an address lies in
+/// one cache line; unaligned ones take 1.5 times as long. Arrays from the heap begin 16 bytes behind a multiple of 32.
 std::uint64_t count_before_alignment(const std::uint32_t *numbers, std::uint64_t count) {
     const auto past = reinterpret_cast<std::uintptr_t>(numbers) % 32;
     return std::min<std::uint64_t>(count, (32 - past) % 32 / sizeof *numbers);
@@ -114,8 +114,8 @@ QEL_TARGET_AVX2 bool below_avx2(const std::uint32_t *indices, std::uint64_t coun
     return below_plain(indices + whole, count - whole, limit);
 }
 
-/// A lane of 64 bits holds two counts. Lanes are added up whole, and their upper counts alone: the difference is the sum
-/// of the lower ones.
+/// A lane of 64 bits holds two counts. The sum of the lanes less that of their upper counts, shifted, is the sum of
+/// their lower counts.
 QEL_TARGET_AVX2 std::uint64_t sum_avx2(const std::uint32_t *counts, std::uint64_t count) {
     const std::uint64_t before = count_before_alignment(counts, count);
     const std::uint64_t sum_before = sum_plain(counts, before);

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Whether indices lead into an array, and how many a list of counts asks for.
+// Checks that indices are in range, and adds up face counts.
 #pragma once
 
 #include "common/cpu.h"

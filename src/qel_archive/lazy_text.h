@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Texts that are made when they are first asked for, by whichever thread asks, and live as long as their owner. A path
-// holds the names of all objects above: made at once, all paths together could be far longer than the file.
+// Texts that the first request makes, on any thread, and that live as long as their owner. Paths are made so because a
+// path repeats the names of all objects above it: all paths together can be far longer than the file.
 #pragma once
 
 #include "common/heap.h"
@@ -18,8 +18,8 @@ class lazy_texts {
     lazy_texts(const lazy_texts &) = delete;
     lazy_texts &operator=(const lazy_texts &) = delete;
 
-    /// The text of a slot; where it has none yet, one of `length` bytes that `write` fills and a zero byte ends. Null
-    /// when there is no memory.
+    /// The text of a slot. Where it has none yet, a text of `length` bytes is made, which `write` fills, and a zero
+    /// byte is appended. Null when there is no memory.
     template <class Write>
     const char *get(std::atomic<const char *> &slot, std::size_t length, Write write) {
         auto *const memory = heap_array<std::uint8_t>(std::uint64_t{sizeof(block)} + length + 1);
@@ -35,7 +35,8 @@ class lazy_texts {
         block *next;
     };
 
-    /// Puts a text into its slot, unless another thread was faster: then it is freed.
+    /// Stores a text in its slot and returns it. Where another thread has stored one before, frees the text and returns
+    /// that one.
     const char *keep(std::atomic<const char *> &slot, std::uint8_t *memory, const char *made);
 
     std::atomic<block *> first_{nullptr};

@@ -12,7 +12,7 @@
 
 namespace qel::archives {
 
-/// Counts of a mesh, by which its arrays are judged.
+/// The counts of a mesh, which its arrays are checked against.
 struct mesh_size {
     std::uint32_t points, faces, corners;
 };
@@ -27,7 +27,7 @@ struct stored_array {
     std::uint32_t count; // elements
 };
 
-/// Finds a sample of an array, the last one where it has fewer; without samples it is empty.
+/// Finds a sample of an array. Where the array has fewer samples it is the last one; without samples it is empty.
 inline status find_array(const qel_archive &archive, const property_entry &entry, std::uint64_t sample,
                          stored_array &array) {
     array = {};
@@ -35,20 +35,20 @@ inline status find_array(const qel_archive &archive, const property_entry &entry
     if (header.samples == 0) return QEL_ARCHIVE_OK;
     stored_sample found;
     sample = std::min<std::uint64_t>(sample, header.samples - 1);
-    const status outcome = find_sample(archive.file, header, entry.place(), sample, found);
+    const status outcome = find_sample(archive.file, header, entry.reference(), sample, found);
     if (outcome != QEL_ARCHIVE_OK) return outcome;
     const std::uint64_t count = found.values.size / (std::uint64_t{value_size(header.value)} * header.extent);
     if (count > std::numeric_limits<std::uint32_t>::max())
-        return QEL_ARCHIVE_DAMAGED; // more than a record counts
+        return QEL_ARCHIVE_DAMAGED; // records count elements with 32 bits
     array = {found.values, static_cast<std::uint32_t>(count)};
     return QEL_ARCHIVE_OK;
 }
 
-/// Reads the values of an array and shows every piece to `check` while the processor's cache holds it; DAMAGED where
-/// that says false. Null where there are none, and after a failure.
+/// Reads the values of an array. Calls `check` for each piece while the processor's cache holds it; DAMAGED where that
+/// returns false. The array is null where there are no values, and after a failure.
 template <class T, class Check>
 status read_values(const random_access_file &file, const extent &values, T *&array, Check check) {
-    constexpr std::uint64_t piece = std::uint64_t{3} << 16; // bytes: whole pairs and triples
+    constexpr std::uint64_t piece = std::uint64_t{3} << 16; // bytes; a multiple of 8 and of 12
     array = nullptr;
     if (values.size == 0) return QEL_ARCHIVE_OK;
     scratch<T> read(heap_array<T>(values.size / sizeof(T)));

@@ -13,17 +13,18 @@
 namespace qel::archives {
 namespace {
 
-/// The box of positions that come piece after piece, the same as of all at once.
-class growing_bounds {
+/// Computes the box of positions that are given piece by piece: the same bits as for all at once.
+class piecewise_bounds {
   public:
     void include(const float *positions, std::uint64_t count) {
-        const auto piece = static_cast<std::uint32_t>(count); // a piece is small
+        const auto piece = static_cast<std::uint32_t>(count); // a piece has at most 16,384 positions
         if (!any_) {
             compute_bounds(positions, piece, bounds_);
             any_ = true;
             return;
         }
-        // A piece that begins with a NaN would keep it, though a NaN bounds nothing but at the very first position.
+        // compute_bounds starts with the first position, so that a NaN in it stays. Only the very first position of all
+        // may do that: leading ones of this piece are compared one by one.
         std::uint64_t first = 0;
         for (; first < count && has_nan(positions + first * 3); ++first)
             widen(positions + first * 3, positions + first * 3);
@@ -33,7 +34,7 @@ class growing_bounds {
         widen(box, box + 3);
     }
 
-    /// Writes both corners; they stay where there are no positions.
+    /// Writes both corners; leaves them as they are where there were no positions.
     void write(float *low, float *high) const {
         if (!any_) return;
         std::copy_n(bounds_, 3, low);
@@ -61,7 +62,7 @@ bool has_faces(const qel_archive &archive, std::uint32_t object) {
     return kind == OGAWA_SCHEMA_POLYMESH || kind == OGAWA_SCHEMA_SUBD;
 }
 
-/// The properties that say which points make a face. Absent ones hold nothing.
+/// The face counts and face indices of a mesh, each where it is there.
 struct face_entries {
     property_entry counts, indices;
     bool has_counts, has_indices;
@@ -98,7 +99,7 @@ bool is_constant(const property_header &header) {
 }
 
 status read_positions(const qel_archive &archive, const stored_array &positions, ogawa_polymesh &mesh) {
-    growing_bounds bounds;
+    piecewise_bounds bounds;
     mesh.vertex_count = positions.count;
     const status outcome = read_values(archive.file, positions.values, mesh.positions,
                                        [&bounds](const float *piece, std::uint64_t count) {
@@ -110,7 +111,7 @@ status read_positions(const qel_archive &archive, const stored_array &positions,
     return outcome;
 }
 
-/// Reads counts and indices and holds them to each other and to the number of points.
+/// Reads counts and indices. DAMAGED where the counts do not sum to the number of indices or an index is out of range.
 status read_faces(const qel_archive &archive, const mesh_arrays &arrays, ogawa_polymesh &mesh) {
     constexpr std::uint32_t first_negative = 0x80000000; // as stored, indices are signed
     mesh.face_count = arrays.counts.count;
@@ -130,7 +131,7 @@ status read_faces(const qel_archive &archive, const mesh_arrays &arrays, ogawa_p
         [limit](const std::uint32_t *piece, std::uint64_t count) { return all_below(piece, count, limit); });
 }
 
-/// Reads the box that the archive holds for the mesh, where it does.
+/// Reads the box that is stored with the mesh, if any.
 status read_self_bounds(const qel_archive &archive, std::uint32_t object, std::uint64_t sample,
                         ogawa_polymesh &mesh) {
     property_entry entry;
@@ -167,12 +168,12 @@ status read_normals(const qel_archive &archive, std::uint32_t object, std::uint6
     return outcome;
 }
 
-/// Copies as much of a text as a set's name holds.
+/// Copies a name into a UV set, cut to its capacity.
 void name_set(ogawa_uv_set &set, const char *name, std::size_t length) {
     std::memcpy(set.name, name, std::min(length, sizeof set.name - 1)); // the rest is zero
 }
 
-/// Reads a set of UVs behind those that the mesh has, unless it is unsound.
+/// Appends a UV set to those of the mesh, unless it is unsound.
 status read_uv_set(const qel_archive &archive, const parameter_entries &entries, std::uint64_t sample,
                    const mesh_size &size, ogawa_polymesh &mesh) {
     geometry_parameter uvs;
@@ -199,15 +200,15 @@ status read_main_uvs(const qel_archive &archive, const parameter_entries &entrie
     return outcome;
 }
 
-/// The compound of an object's arbitrary parameters; the empty one where there is none.
+/// The compound of an object's arbitrary parameters; the empty compound where there is none.
 const compound &find_parameters(const qel_archive &archive, std::uint32_t object) {
     property_entry entry;
     const bool found = find_property(archive, object, ".geom/.arbGeomParams", entry) &&
                        entry.header().kind == property_kind::compound;
-    return archive.tree.compounds[found ? entry.place() : 0];
+    return archive.tree.compounds[found ? entry.reference() : 0];
 }
 
-/// Reads all sets among the arbitrary parameters.
+/// Reads all UV sets among the arbitrary parameters.
 status read_more_uvs(const qel_archive &archive, const compound &parameters, std::uint64_t sample,
                      const mesh_size &size, ogawa_polymesh &mesh) {
     for (std::uint32_t i = 0; i < parameters.count(); ++i) {

@@ -17,7 +17,7 @@ constexpr schema_name schema_names[] = {
     {"Points", OGAWA_SCHEMA_POINTS}, {"Curve", OGAWA_SCHEMA_CURVES},      {"Camera", OGAWA_SCHEMA_CAMERA},
 };
 
-/// Whether a schema is the one of this name in any version: "AbcGeom_", the name, "_v" and digits.
+/// Whether a schema is any version of the named one: "AbcGeom_", the name, "_v" and digits.
 bool is_version_of(const char *schema, const char *word) {
     constexpr char family[] = "AbcGeom_", version[] = "_v";
     const std::size_t family_length = sizeof family - 1, word_length = std::strlen(word);

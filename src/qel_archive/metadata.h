@@ -9,14 +9,14 @@
 
 namespace qel::archives {
 
-/// What an object's text says.
+/// An object's metadata text and the schema that it names.
 struct object_metadata {
     const char *text;
     const char *schema; // the value of the key `schema`, "" without one
     ogawa_schema kind;
 };
 
-/// Finds the value of a key, the first where there are several; null when there is none.
+/// Finds the value of the first pair with a key; null when there is none.
 const char *find_value(const char *metadata, std::size_t metadata_length, const char *key,
                        std::size_t &value_length);
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Sorting, not hashing, because names come from the file: no choice of names makes it slow.
+// Names are sorted, not hashed: they come from the file, and no choice of names makes sorting slow.
 #include "qel_archive/names.h"
 
 #include <algorithm>
@@ -8,7 +8,7 @@
 namespace qel::archives {
 namespace {
 
-constexpr std::uint32_t few = 8; // so few are compared one by one
+constexpr std::uint32_t max_unsorted = 8; // tables of more names are searched in ascending order
 
 int compare(const char *a, std::size_t a_length, const char *b, std::size_t b_length) {
     const int difference = std::memcmp(a, b, std::min(a_length, b_length));
@@ -20,7 +20,7 @@ int compare(const text &a, const text &b) {
     return compare(a.bytes, a.length, b.bytes, b.length);
 }
 
-bool is_one_of_few_twice(const name_table &table) {
+bool has_duplicate(const name_table &table) {
     for (std::uint32_t i = 1; i < table.count; ++i) {
         for (std::uint32_t j = 0; j < i; ++j) {
             if (compare(table.names[i], table.names[j]) == 0) return true;
@@ -36,8 +36,8 @@ bool is_ascending(const name_table &table) {
     return true;
 }
 
-/// How many bytes all names begin with alike.
-std::uint32_t common_beginning(const name_table &table) {
+/// The length of the longest prefix that all names share.
+std::uint32_t common_prefix_length(const name_table &table) {
     std::uint32_t length = table.names[0].length;
     for (std::uint32_t i = 1; i < table.count; ++i) {
         const text &name = table.names[i];
@@ -48,13 +48,14 @@ std::uint32_t common_beginning(const name_table &table) {
     return length;
 }
 
-/// A name's number with those of its bytes that most likely decide.
+/// A name's number and the eight bytes behind the common prefix, which decide most comparisons.
 struct sort_key {
     std::uint64_t bytes;
     std::uint32_t number;
 };
 
-/// Eight bytes of a name from `skipped` on, the first the highest; zeros behind the end, as no name holds one.
+/// Eight bytes of a name from `skipped` on, the first one highest. Behind the end of the name they are zero, which is
+/// no byte of a name.
 std::uint64_t key_bytes(const text &name, std::uint32_t skipped) {
     std::uint64_t key = 0;
     const std::uint32_t count = std::min(std::uint32_t{8}, name.length - skipped);
@@ -64,7 +65,7 @@ std::uint64_t key_bytes(const text &name, std::uint32_t skipped) {
 }
 
 void sort_keys(sort_key *keys, const name_table &table) {
-    const std::uint32_t skipped = common_beginning(table);
+    const std::uint32_t skipped = common_prefix_length(table);
     for (std::uint32_t i = 0; i < table.count; ++i)
         keys[i] = {key_bytes(table.names[i], skipped), i};
     std::sort(keys, keys + table.count, [&table](const sort_key &a, const sort_key &b) {
@@ -87,7 +88,7 @@ status order_many(name_table &table, arena &memory) {
     return QEL_ARCHIVE_OK;
 }
 
-std::uint32_t find_among_few(const name_table &table, const char *bytes, std::size_t length) {
+std::uint32_t find_unsorted(const name_table &table, const char *bytes, std::size_t length) {
     for (std::uint32_t i = 0; i < table.count; ++i) {
         const text &name = table.names[i];
         if (name.length == length && std::memcmp(name.bytes, bytes, length) == 0) return i;
@@ -97,19 +98,19 @@ std::uint32_t find_among_few(const name_table &table, const char *bytes, std::si
 
 } // namespace
 
-bool is_name(const text &name) {
+bool is_valid_name(const text &name) {
     return name.length != 0 && std::memchr(name.bytes, '/', name.length) == nullptr &&
            std::memchr(name.bytes, '\0', name.length) == nullptr;
 }
 
 status order_names(name_table &table, arena &memory) {
     table.order = nullptr;
-    if (table.count <= few) return is_one_of_few_twice(table) ? QEL_ARCHIVE_DAMAGED : QEL_ARCHIVE_OK;
+    if (table.count <= max_unsorted) return has_duplicate(table) ? QEL_ARCHIVE_DAMAGED : QEL_ARCHIVE_OK;
     return is_ascending(table) ? QEL_ARCHIVE_OK : order_many(table, memory);
 }
 
 std::uint32_t find_name(const name_table &table, const char *bytes, std::size_t length) {
-    if (table.count <= few) return find_among_few(table, bytes, length);
+    if (table.count <= max_unsorted) return find_unsorted(table, bytes, length);
     std::uint32_t low = 0, high = table.count;
     while (low < high) {
         const std::uint32_t middle = low + (high - low) / 2;

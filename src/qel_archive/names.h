@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The names of sisters: each once, found in a number of steps that grows with the logarithm of how many there are.
+// The names of siblings: each is unique, and a search takes a logarithmic number of steps.
 #pragma once
 
 #include "common/arena.h"
@@ -11,7 +11,7 @@ namespace qel::archives {
 
 constexpr std::uint32_t none = QEL_NOT_FOUND;
 
-/// A text that a zero byte ends, which does not count.
+/// A text of `length` bytes and a zero byte behind them.
 struct text {
     const char *bytes;
     std::uint32_t length;
@@ -21,13 +21,13 @@ struct name_table {
     const text *names;
     std::uint32_t count;
     const std::uint32_t
-        *order; // numbers of the names in ascending order; null where that is their own, or few
+        *order; // numbers of the names in ascending order; null where they stand in it or are too few
 };
 
-/// Not empty, without '/' and zero bytes.
-bool is_name(const text &name);
+/// Whether a name is not empty and holds neither '/' nor a zero byte.
+bool is_valid_name(const text &name);
 
-/// Sets the order of a table's names; DAMAGED where one stands there twice.
+/// Sets the order of a table's names; DAMAGED where two are equal.
 status order_names(name_table &table, arena &memory);
 
 /// The number of a name, `none` when it is not there.

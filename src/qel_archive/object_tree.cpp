@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// What stands in the file: a walk with its own stack, as the file decides how deep it goes.
+// Reads the tree of objects. The walk has a stack of its own: its depth comes from the file.
 #include "qel_archive/object_tree.h"
 
 #include "qel_archive/samples.h"
@@ -9,9 +9,9 @@
 namespace qel::archives {
 namespace {
 
-constexpr std::uint64_t header_digests = 32; // behind the headers of objects
+constexpr std::uint64_t header_digests = 32; // bytes behind the headers of an object's children
 
-/// Reads the texts of a sample that names a source.
+/// Reads the sample that names the source of an instance.
 instance_source parse_source(const header_bytes &data) {
     const std::uint8_t *const end = data.bytes + data.size;
     const std::uint8_t *const first = std::find<const std::uint8_t *>(data.bytes, end, std::uint8_t{0});
@@ -26,10 +26,10 @@ instance_source parse_source(const header_bytes &data) {
 class object_reader {
   public:
     // NOLINTNEXTLINE(clang-analyzer-optin.cplusplus.UninitializedObject): its reader's constructor sets all
-    object_reader(header_source &source, const header_context &context, arena &memory, shared_places *sharing,
-                  object_tree &tree)
+    object_reader(header_source &source, const header_context &context, arena &memory,
+                  shared_positions *sharing, object_tree &tree)
         : source_(source), context_(context), memory_(memory), sharing_(sharing), tree_(tree),
-          compounds_(source, context, memory, tree.compounds, sharing, around_) {}
+          compounds_(source, context, memory, tree.compounds, sharing, ancestors_) {}
 
     status read(std::uint64_t top);
 
@@ -44,14 +44,14 @@ class object_reader {
     status read_children(const reference_array &group, object_node &node);
     status read_headers(std::uint64_t reference, std::uint64_t count, const object_headers *&headers);
     status read_source(object_node &node);
-    status read_source_path(const extent &place, std::uint32_t &source);
+    status read_source_path(const extent &stored, std::uint32_t &source);
 
     header_source &source_;
     const header_context &context_;
     arena &memory_;
-    shared_places *sharing_;
+    shared_positions *sharing_;
     object_tree &tree_;
-    heap_list<std::uint64_t> around_; // groups of the objects that are being read, that of the innermost last
+    heap_list<std::uint64_t> ancestors_; // references of the objects on the stack
     compound_reader compounds_;
     heap_list<frame> stack_;
 };
@@ -61,22 +61,22 @@ status object_reader::read(std::uint64_t top) {
     std::uint32_t node;
     status outcome = enter(top, node);
     while (outcome == QEL_ARCHIVE_OK && stack_.size() > 0) {
-        frame &parent = stack_.top();
-        object_node &home = tree_.nodes[parent.node];
-        if (parent.next < home.count()) {
-            object_child &child = home.children[parent.next++];
+        frame &top_frame = stack_.top();
+        object_node &parent = tree_.nodes[top_frame.node];
+        if (top_frame.next < parent.count()) {
+            object_child &child = parent.children[top_frame.next++];
             outcome = enter(child.reference, node);
             child.read = {node, 0};
         } else {
-            home.open = false;
+            parent.open = false;
             stack_.pop();
-            around_.pop();
+            ancestors_.pop();
         }
     }
     return outcome;
 }
 
-/// Finds or reads an object; its children are read next.
+/// Reads an object, unless it was read before, and pushes it: its children are read next.
 status object_reader::enter(std::uint64_t reference, std::uint32_t &node) {
     node = 0;
     const std::uint64_t *const known = sharing_ == nullptr ? nullptr : sharing_->objects.find(reference);
@@ -85,7 +85,7 @@ status object_reader::enter(std::uint64_t reference, std::uint32_t &node) {
         return tree_.nodes[node].open ? QEL_ARCHIVE_DAMAGED : QEL_ARCHIVE_OK;
     }
     if (stack_.size() == max_levels || tree_.nodes.size() == max_objects) return QEL_ARCHIVE_DAMAGED;
-    if (!around_.push(reference)) return QEL_ARCHIVE_NO_MEMORY;
+    if (!ancestors_.push(reference)) return QEL_ARCHIVE_NO_MEMORY;
     object_node read = {nullptr, nullptr, 0, none, true};
     const status outcome = read_node(reference, read);
     if (outcome != QEL_ARCHIVE_OK) return outcome;
@@ -95,8 +95,8 @@ status object_reader::enter(std::uint64_t reference, std::uint32_t &node) {
     return kept ? QEL_ARCHIVE_OK : QEL_ARCHIVE_NO_MEMORY;
 }
 
-/// Reads an object's group: its compound, its children, and last the children's headers. Without children the headers
-/// may be missing, and all of it may.
+/// Reads an object's group: the reference of its compound, those of its children, and last that of the children's
+/// headers. Without children the headers may be missing, and the group may be empty.
 status object_reader::read_node(std::uint64_t reference, object_node &node) {
     reference_array group;
     status outcome = source_.read_group(reference, std::uint64_t{max_objects} + 2, memory_, group);
@@ -144,39 +144,39 @@ status object_reader::read_headers(std::uint64_t reference, std::uint64_t count,
     return kept ? QEL_ARCHIVE_OK : QEL_ARCHIVE_NO_MEMORY;
 }
 
-/// Finds out whether an object is an instance, and of what.
+/// Sets the source of an object that is an instance.
 status object_reader::read_source(object_node &node) {
-    const compound &home = tree_.compounds[node.properties];
-    if (home.headers == nullptr || home.headers->instance_source == none) return QEL_ARCHIVE_OK;
-    const property_entry entry = {&home, home.headers->instance_source};
-    if (entry.header().samples == 0) return QEL_ARCHIVE_DAMAGED; // it names no source
+    const compound &properties = tree_.compounds[node.properties];
+    if (properties.headers == nullptr || properties.headers->instance_source == none) return QEL_ARCHIVE_OK;
+    const property_entry entry = {&properties, properties.headers->instance_source};
+    if (entry.header().samples == 0) return QEL_ARCHIVE_DAMAGED; // it has no path
     stored_sample sample;
-    status outcome = locate_sample(source_.file(), entry.header(), entry.place(), 0, sample);
+    status outcome = locate_sample(source_.file(), entry.header(), entry.reference(), 0, sample);
     if (outcome == QEL_ARCHIVE_OK) outcome = read_source_path(sample.values, node.source);
     if (outcome != QEL_ARCHIVE_OK) return outcome;
     const bool fits = tree_.sources[node.source].texts == entry.header().extent;
     return fits ? QEL_ARCHIVE_OK : QEL_ARCHIVE_DAMAGED;
 }
 
-status object_reader::read_source_path(const extent &place, std::uint32_t &source) {
-    const std::uint64_t *const known = sharing_ == nullptr ? nullptr : sharing_->sources.find(place.at);
+status object_reader::read_source_path(const extent &stored, std::uint32_t &source) {
+    const std::uint64_t *const known = sharing_ == nullptr ? nullptr : sharing_->sources.find(stored.at);
     if (known != nullptr) {
         source = static_cast<std::uint32_t>(*known - 1);
         return QEL_ARCHIVE_OK;
     }
     header_bytes data;
-    const status outcome = source_.read_bytes(place, memory_, data);
+    const status outcome = source_.read_bytes(stored, memory_, data);
     if (outcome != QEL_ARCHIVE_OK) return outcome;
     source = tree_.sources.size();
     if (!tree_.sources.push(parse_source(data))) return QEL_ARCHIVE_NO_MEMORY;
-    const bool kept = sharing_ == nullptr || sharing_->sources.add(place.at, std::uint64_t{source} + 1);
+    const bool kept = sharing_ == nullptr || sharing_->sources.add(stored.at, std::uint64_t{source} + 1);
     return kept ? QEL_ARCHIVE_OK : QEL_ARCHIVE_NO_MEMORY;
 }
 
 } // namespace
 
 status read_objects(header_source &source, std::uint64_t top, const header_context &context, arena &memory,
-                    shared_places *sharing, object_tree &tree) {
+                    shared_positions *sharing, object_tree &tree) {
     return object_reader(source, context, memory, sharing, tree).read(top);
 }
 

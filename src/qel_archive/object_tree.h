@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The objects of an archive as a tree: what stands in the file, and what instances show of it again.
+// The objects of an archive: the tree in the file, and the list of objects with those that instances repeat.
 #pragma once
 
 #include "qel_archive/properties.h"
@@ -11,41 +11,41 @@ namespace qel::archives {
 
 constexpr std::uint32_t max_objects = std::uint32_t{1} << 20;
 
-/// A child in the file's tree.
+/// A child of an object in the file.
 union object_child {
     std::uint64_t reference; // until it is read
     struct {
         std::uint32_t node;
-        std::uint32_t offset; // its number among the objects of its parent, depth first; the parent is 0
+        std::uint32_t offset; // its number, depth first, less that of its parent
     } read;
 };
 static_assert(sizeof(object_child) == sizeof(std::uint64_t), "references become children where they stand");
 
-/// An object as it stands in the file, at one place or, where groups are shared, at several.
+/// An object in the file. Where groups are shared, it is a child of several objects.
 struct object_node {
     const object_headers *headers; // null without children
     object_child *children;
     std::uint32_t properties; // number of its compound
     std::uint32_t source;     // number of the source that it is an instance of, or `none`
-    bool open;                // being read or shown
+    bool open;                // an ancestor of the object that is being read or listed
 
     std::uint32_t count() const { return headers == nullptr ? 0 : headers->names.count; }
 };
 
-/// Where an instance takes everything from.
+/// The source of instances, by its path.
 struct instance_source {
-    text path;           // the first of its texts
-    std::uint64_t texts; // how many end with a zero byte; 0 where the last one does not
-    std::uint32_t node;  // set once it is found
+    text path;           // the first text of the sample
+    std::uint64_t texts; // number of texts in the sample; 0 where the last one has no zero byte
+    std::uint32_t node;  // where `state` is found
     const object_metadata *metadata;
-    enum state_of_search : std::uint8_t { unknown, sought, found } state;
+    enum state_of_search : std::uint8_t { unknown, searching, found } state;
 };
 
-/// One object of the archive.
+/// One object as callers see it.
 struct shown_object {
     const char *name;
     const object_metadata *metadata;
-    std::uint32_t node; // what it shows, for an instance the source's
+    std::uint32_t node; // its node in the file; of an instance the source's
     std::uint32_t parent;
 };
 
@@ -54,11 +54,11 @@ struct object_tree {
     heap_list<object_node> nodes; // number 0 is the top object
     heap_list<instance_source> sources;
     heap_list<shown_object> objects;
-    std::atomic<const char *> *paths = nullptr; // of the objects, made when asked for
+    std::atomic<const char *> *paths = nullptr; // of the objects; made on request
     std::uint32_t mesh_count = 0;
     time_span times = {};
 
-    /// Forgets everything.
+    /// Removes all that was read.
     void clear() {
         compounds.clear();
         nodes.clear();
@@ -79,11 +79,11 @@ struct object_tree {
     void write_path(std::uint32_t object, std::size_t length, char *path, std::size_t capacity) const;
 };
 
-/// Reads what stands in the file below the top object.
+/// Reads the top object and all objects below it.
 status read_objects(header_source &source, std::uint64_t top, const header_context &context, arena &memory,
-                    shared_places *sharing, object_tree &tree);
+                    shared_positions *sharing, object_tree &tree);
 
-/// Numbers all objects and puts the sources of instances in their places.
+/// Lists all objects, depth first, with what instances repeat.
 status show_objects(const header_context &context, arena &memory, object_tree &tree);
 
 /// Finds the node of an instance's source, and the nodes of all sources on the way to it.

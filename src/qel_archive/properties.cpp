@@ -9,23 +9,23 @@ namespace {
 
 constexpr char separator = '/';
 
-/// The number, in its compound, of the property that is or holds number `number` of all.
-std::uint32_t holder(const compound &home, std::uint32_t number) {
-    const std::uint32_t *const starts = home.starts;
-    return static_cast<std::uint32_t>(std::upper_bound(starts, starts + home.count(), number) - starts) - 1;
+/// The number in its compound of the property that has number `number` among all below, or holds the one that has.
+std::uint32_t holder(const compound &parent, std::uint32_t number) {
+    const std::uint32_t *const starts = parent.starts;
+    return static_cast<std::uint32_t>(std::upper_bound(starts, starts + parent.count(), number) - starts) - 1;
 }
 
-/// Walks from a compound to the property with a number and shows each on the way, the property last.
+/// Calls `visit` for each property on the way from a compound to the property with a number, which is the last.
 template <class Visit>
 void descend(const compound_table &table, const compound &root, std::uint32_t number, Visit visit) {
-    const compound *home = &root;
+    const compound *parent = &root;
     for (;;) {
-        const property_entry entry = {home, holder(*home, number)};
+        const property_entry entry = {parent, holder(*parent, number)};
         visit(entry);
-        number -= home->starts[entry.number];
+        number -= parent->starts[entry.number];
         if (number == 0) return;
         --number; // the compound itself
-        home = &table[entry.place()];
+        parent = &table[entry.reference()];
     }
 }
 
@@ -39,15 +39,15 @@ property_entry compound_table::entry(const compound &root, std::uint32_t number)
 
 bool compound_table::find(const compound &root, const char *name, property_entry &entry,
                           std::uint32_t &number) const {
-    const compound *home = &root;
-    for (number = 0; home->headers != nullptr; ++number) {
+    const compound *parent = &root;
+    for (number = 0; parent->headers != nullptr; ++number) {
         const std::size_t length = std::strcspn(name, "/");
-        entry = {home, find_name(home->headers->names, name, length)};
+        entry = {parent, find_name(parent->headers->names, name, length)};
         if (entry.number == none) return false;
-        number += home->starts[entry.number];
+        number += parent->starts[entry.number];
         if (name[length] == '\0') return true;
         if (entry.header().kind != property_kind::compound) return false;
-        home = &(*this)[entry.place()];
+        parent = &(*this)[entry.reference()];
         name += length + 1;
     }
     return false;
@@ -66,7 +66,7 @@ std::uint32_t compound_table::find_number(const compound &root, const char *name
 
 const char *compound_table::full_name(const compound &root, std::uint32_t number, lazy_texts &texts) const {
     const property_entry found = entry(root, number);
-    if (found.home == &root) return found.name().bytes;
+    if (found.parent == &root) return found.name().bytes;
     std::atomic<const char *> &slot = root.full_names[number];
     const char *const present = slot.load(std::memory_order_acquire);
     if (present != nullptr) return present;
@@ -75,7 +75,7 @@ const char *compound_table::full_name(const compound &root, std::uint32_t number
             [&length](const property_entry &entry) { length += std::size_t{entry.name().length} + 1; });
     return texts.get(slot, length - 1, [&](char *bytes) {
         descend(*this, root, number, [&bytes, &root](const property_entry &entry) {
-            if (entry.home != &root) *bytes++ = separator;
+            if (entry.parent != &root) *bytes++ = separator;
             std::memcpy(bytes, entry.name().bytes, entry.name().length);
             bytes += entry.name().length;
         });
@@ -98,18 +98,18 @@ status compound_reader::read(std::uint64_t reference, std::uint32_t &number) {
     return outcome;
 }
 
-bool compound_reader::is_around(std::uint64_t reference) const {
-    for (std::uint32_t i = 0; i < around_.size(); ++i) {
-        if (around_[i] == reference) return true;
+bool compound_reader::is_ancestor(std::uint64_t reference) const {
+    for (std::uint32_t i = 0; i < ancestors_.size(); ++i) {
+        if (ancestors_[i] == reference) return true;
     }
     return false;
 }
 
-/// Finds or reads a compound; what it holds is read next where it holds anything.
+/// Reads a compound, unless it was read before or is empty, and pushes it: its properties are read next.
 status compound_reader::enter(std::uint64_t reference, std::uint32_t &number) {
     number = 0;
     if (reference == 0) return QEL_ARCHIVE_OK;
-    if (is_around(reference)) return QEL_ARCHIVE_DAMAGED;
+    if (is_ancestor(reference)) return QEL_ARCHIVE_DAMAGED;
     const std::uint64_t *const known = sharing_ == nullptr ? nullptr : sharing_->compounds.find(reference);
     if (known != nullptr) {
         number = static_cast<std::uint32_t>(*known);
@@ -127,7 +127,7 @@ status compound_reader::enter(std::uint64_t reference, std::uint32_t &number) {
     return kept ? QEL_ARCHIVE_OK : QEL_ARCHIVE_NO_MEMORY;
 }
 
-/// Reads a compound's group and headers: one child a property, the headers last.
+/// Reads a compound's group, one reference for each property and last that of their headers, and the headers.
 status compound_reader::read_compound(std::uint64_t reference, compound &read) {
     reference_array group;
     status outcome = source_.read_group(reference, std::uint64_t{max_properties} + 1, memory_, group);
@@ -137,7 +137,7 @@ status compound_reader::read_compound(std::uint64_t reference, compound &read) {
     if (total_ > max_properties) return QEL_ARCHIVE_DAMAGED;
     outcome = read_headers(group.references[count], count, read.headers);
     if (outcome != QEL_ARCHIVE_OK || count == 0) return outcome;
-    read.places = group.references;
+    read.references = group.references;
     read.starts = memory_.array<std::uint32_t>(count);
     return read.starts != nullptr ? QEL_ARCHIVE_OK : QEL_ARCHIVE_NO_MEMORY;
 }
@@ -167,45 +167,45 @@ status compound_reader::read_headers(std::uint64_t reference, std::uint64_t coun
     return kept ? QEL_ARCHIVE_OK : QEL_ARCHIVE_NO_MEMORY;
 }
 
-/// Takes the next property of the compound on top of the stack.
-status compound_reader::read_property(frame &place) {
-    const compound &home = compounds_[place.number];
-    const std::uint32_t i = place.next++;
-    const property_header &header = home.headers->headers[i];
-    std::uint64_t &reference = home.places[i];
+/// Reads the next property of the compound on top of the stack.
+status compound_reader::read_property(frame &top) {
+    const compound &parent = compounds_[top.number];
+    const std::uint32_t i = top.next++;
+    const property_header &header = parent.headers->headers[i];
+    std::uint64_t &reference = parent.references[i];
     if (header.kind == property_kind::compound) {
         std::uint32_t number;
         const std::uint64_t inside = reference;
-        std::uint64_t &kept = reference; // entering moves compounds, not what they point to
+        std::uint64_t &kept = reference; // enter() may move the compounds, but not their arrays
         const status outcome = enter(inside, number);
         kept = number;
         return outcome;
     }
-    const bool stands = leads_to_group(reference) && can_stand(reference, source_.file_size());
-    return stands ? QEL_ARCHIVE_OK : QEL_ARCHIVE_DAMAGED;
+    const bool valid = is_group_reference(reference) && is_valid_position(reference, source_.file_size());
+    return valid ? QEL_ARCHIVE_OK : QEL_ARCHIVE_DAMAGED;
 }
 
-/// Counts what a compound holds, now that all of it is read.
+/// Sums up a compound after all compounds below it were read.
 status compound_reader::leave(std::uint32_t number) {
-    compound &home = compounds_[number];
+    compound &parent = compounds_[number];
     std::uint64_t total = 0;
-    for (std::uint32_t i = 0; i < home.count(); ++i) {
-        const property_header &header = home.headers->headers[i];
-        home.starts[i] = static_cast<std::uint32_t>(total++);
+    for (std::uint32_t i = 0; i < parent.count(); ++i) {
+        const property_header &header = parent.headers->headers[i];
+        parent.starts[i] = static_cast<std::uint32_t>(total++);
         if (header.kind == property_kind::compound) {
-            const compound &inside = compounds_[static_cast<std::uint32_t>(home.places[i])];
+            const compound &inside = compounds_[static_cast<std::uint32_t>(parent.references[i])];
             total += inside.total;
-            home.levels = std::max(home.levels, inside.levels);
-            home.times.include(inside.times);
+            parent.levels = std::max(parent.levels, inside.levels);
+            parent.times.include(inside.times);
         } else if (header.samples > 1) {
             const time_sampling &sampling = context_.samplings.samplings[header.time_sampling];
-            home.times.include(sample_time(sampling, 0), sample_time(sampling, header.samples - 1));
+            parent.times.include(sample_time(sampling, 0), sample_time(sampling, header.samples - 1));
         }
         if (total > max_properties) return QEL_ARCHIVE_DAMAGED;
     }
-    home.total = static_cast<std::uint32_t>(total);
-    home.open = false;
-    return ++home.levels > max_levels ? QEL_ARCHIVE_DAMAGED : QEL_ARCHIVE_OK;
+    parent.total = static_cast<std::uint32_t>(total);
+    parent.open = false;
+    return ++parent.levels > max_levels ? QEL_ARCHIVE_DAMAGED : QEL_ARCHIVE_OK;
 }
 
 status compound_reader::prepare_names(std::uint32_t number) {

@@ -4,7 +4,7 @@
 
 #include "qel_archive/header_source.h"
 #include "qel_archive/lazy_text.h"
-#include "qel_archive/place_table.h"
+#include "qel_archive/position_table.h"
 
 #include <atomic>
 #include <cstdint>
@@ -14,7 +14,7 @@ namespace qel::archives {
 constexpr std::uint32_t max_properties = std::uint32_t{1} << 24;
 constexpr std::uint32_t max_levels = 1000; // of objects, and of properties in one object
 
-/// The times that samples span; none where `any` is false.
+/// The times from the first sample to the last; undefined where `any` is false.
 struct time_span {
     bool any;
     double start, end;
@@ -29,32 +29,32 @@ struct time_span {
     }
 };
 
-/// A compound and, through the compounds in it, all that it holds. Where groups are shared, so are compounds.
+/// A compound. Where groups are shared, one compound stands for several properties.
 struct compound {
-    const property_headers *headers; // null where it holds nothing
-    std::uint64_t *places;           // a property's group in the file, a compound's number
-    std::uint32_t *starts;           // a property's number among all that the compound holds, depth first
-    std::uint32_t total;             // how many these are
+    const property_headers *headers; // null where it has no properties
+    std::uint64_t *references;       // of properties in the file; of compounds their numbers
+    std::uint32_t *starts;           // numbers of its properties among all below it, depth first
+    std::uint32_t total;             // properties below it, those in compounds included
     std::uint32_t levels;
-    time_span times; // of properties with more than one sample
+    time_span times; // of properties below it with more than one sample
     bool open;       // being read
     std::atomic<const char *>
-        *full_names; // of all that it holds, made when asked for; null where names are short
+        *full_names; // of all properties below it, made on request; null where it holds no filled compound
 
     std::uint32_t count() const { return headers == nullptr ? 0 : headers->names.count; }
 };
 
-/// One property, found: a compound and the property's number in it.
+/// A property: its compound and its number there.
 struct property_entry {
-    const compound *home;
+    const compound *parent;
     std::uint32_t number;
 
-    const text &name() const { return home->headers->names.names[number]; }
-    const property_header &header() const { return home->headers->headers[number]; }
-    std::uint64_t place() const { return home->places[number]; }
+    const text &name() const { return parent->headers->names.names[number]; }
+    const property_header &header() const { return parent->headers->headers[number]; }
+    std::uint64_t reference() const { return parent->references[number]; }
 };
 
-/// All compounds of an archive. Number 0 is the empty one.
+/// All compounds of an archive. Number 0 is the empty compound.
 class compound_table {
   public:
     const compound &operator[](std::uint64_t number) const {
@@ -63,16 +63,16 @@ class compound_table {
 
     void clear() { compounds_.clear(); }
 
-    /// Finds the property with a number, smaller than the compound's total.
+    /// The property with a number, which is below the compound's total.
     property_entry entry(const compound &root, std::uint32_t number) const;
 
-    /// Finds a property by its name, which begins in a compound; false when there is none.
+    /// Finds a property by its name relative to a compound, such as ".geom/P"; false when there is none.
     bool find(const compound &root, const char *name, property_entry &entry) const;
 
     /// The number of the property with a name, `none` when there is none.
     std::uint32_t find_number(const compound &root, const char *name) const;
 
-    /// The name of a property with those of the compounds that it stands in; null when there is no memory.
+    /// The name of a property with the names of the compounds above it; null when there is no memory.
     const char *full_name(const compound &root, std::uint32_t number, lazy_texts &texts) const;
 
   private:
@@ -83,22 +83,23 @@ class compound_table {
     heap_list<compound> compounds_;
 };
 
-/// Reads compounds into a table. With `sharing`, what stands at one place is read once. `around` are the groups of the
-/// objects that are being read: none of them can be a compound, whose group would be inside itself.
+/// Reads compounds into a table. With `sharing`, each position is read once. `ancestors` are the references of the
+/// objects that are being read: one of them as a compound would be a group that contains itself.
 class compound_reader {
   public:
     compound_reader(header_source &source, const header_context &context, arena &memory,
-                    compound_table &table, shared_places *sharing, const heap_list<std::uint64_t> &around)
+                    compound_table &table, shared_positions *sharing,
+                    const heap_list<std::uint64_t> &ancestors)
         : source_(source), context_(context), memory_(memory), compounds_(table.compounds_),
-          sharing_(sharing), around_(around) {}
+          sharing_(sharing), ancestors_(ancestors) {}
 
-    /// Makes the empty compound; to be called first.
+    /// Makes the empty compound. The first call; false when there is no memory.
     bool begin() { return compounds_.push(compound{}); }
 
-    /// Reads the compound of an object, and all that it holds.
+    /// Reads the compound of an object and all compounds below it.
     status read(std::uint64_t reference, std::uint32_t &number);
 
-    /// Makes room for the names in an object's compound that are made when asked for.
+    /// Allocates the slots of full names of an object's compound.
     status prepare_names(std::uint32_t number);
 
   private:
@@ -107,19 +108,19 @@ class compound_reader {
         std::uint32_t next;
     };
 
-    bool is_around(std::uint64_t reference) const;
+    bool is_ancestor(std::uint64_t reference) const;
     status enter(std::uint64_t reference, std::uint32_t &number);
     status read_compound(std::uint64_t reference, compound &read);
     status read_headers(std::uint64_t reference, std::uint64_t count, const property_headers *&headers);
-    status read_property(frame &place);
+    status read_property(frame &top);
     status leave(std::uint32_t number);
 
     header_source &source_;
     const header_context &context_;
     arena &memory_;
     heap_list<compound> &compounds_;
-    shared_places *sharing_;
-    const heap_list<std::uint64_t> &around_;
+    shared_positions *sharing_;
+    const heap_list<std::uint64_t> &ancestors_;
     heap_list<frame> stack_;
     std::uint32_t total_ = 0;
 };

@@ -12,20 +12,20 @@ namespace {
 constexpr std::size_t piece_size = 4096;
 constexpr std::uint64_t too_many = std::numeric_limits<std::uint64_t>::max();
 
-/// Which of the stored samples holds a sample: only those that differ from the one before are stored.
+/// The number among the stored samples: only samples that differ from the one before are stored.
 std::uint64_t stored_number(const property_header &header, std::uint64_t sample) {
     if (header.all_equal || sample < header.first_changed) return 0;
     if (sample >= header.last_changed) return std::uint64_t{header.last_changed} - header.first_changed + 1;
     return sample - header.first_changed + 1;
 }
 
-/// Shows the bytes of a place, piece after piece.
+/// Calls `visit` for the bytes of an extent, piece by piece.
 template <class Visit>
-status for_each_piece(const random_access_file &file, const extent &place, Visit visit) {
+status for_each_piece(const random_access_file &file, const extent &bytes, Visit visit) {
     std::uint8_t piece[piece_size];
-    for (std::uint64_t done = 0; done < place.size;) {
-        const auto size = static_cast<std::size_t>(std::min<std::uint64_t>(piece_size, place.size - done));
-        const status outcome = status_of(file.read(place.at + done, piece, size));
+    for (std::uint64_t done = 0; done < bytes.size;) {
+        const auto size = static_cast<std::size_t>(std::min<std::uint64_t>(piece_size, bytes.size - done));
+        const status outcome = status_of(file.read(bytes.at + done, piece, size));
         if (outcome != QEL_ARCHIVE_OK) return outcome;
         visit(piece, size);
         done += size;
@@ -82,7 +82,7 @@ status check_dimensions(const random_access_file &file, const extent &dimensions
     return product.result() == count ? QEL_ARCHIVE_OK : QEL_ARCHIVE_DAMAGED;
 }
 
-/// Finds data that begins with a digest. Only an array's may be empty.
+/// Finds data that begins with a digest, which is cut off. Only an array's may be empty.
 template <class Source>
 status find_values(Source &source, std::uint64_t reference, bool may_be_empty, extent &values) {
     const status outcome = find_data(source, reference, values);
@@ -93,7 +93,7 @@ status find_values(Source &source, std::uint64_t reference, bool may_be_empty, e
     return QEL_ARCHIVE_OK;
 }
 
-/// How many values a sample holds; too_many where they are not whole.
+/// Counts the values of a sample; too_many where the last one is not whole.
 status count_values(const random_access_file &file, const property_header &header, const extent &values,
                     std::uint64_t &count) {
     if (header.value == value_text) return count_texts(file, values, count);
@@ -104,7 +104,7 @@ status count_values(const random_access_file &file, const property_header &heade
 
 status check_values(const random_access_file &file, const property_header &header,
                     const stored_sample &sample) {
-    if (header.value == value_wide_text) return QEL_ARCHIVE_OK; // nothing says how wide
+    if (header.value == value_wide_text) return QEL_ARCHIVE_OK; // the width of its characters is unknown
     std::uint64_t count;
     const status outcome = count_values(file, header, sample.values, count);
     if (outcome != QEL_ARCHIVE_OK) return outcome;
@@ -117,14 +117,14 @@ status check_values(const random_access_file &file, const property_header &heade
 } // namespace
 
 template <class Source>
-status locate_sample(Source &source, const property_header &header, std::uint64_t place, std::uint64_t sample,
-                     stored_sample &found) {
+status locate_sample(Source &source, const property_header &header, std::uint64_t reference,
+                     std::uint64_t sample, stored_sample &found) {
     found = {};
     reference_list group;
-    status outcome = find_group(source, place, group);
+    status outcome = find_group(source, reference, group);
     if (outcome != QEL_ARCHIVE_OK) return outcome;
     const bool is_array = header.kind == property_kind::array;
-    const std::uint64_t size = is_array ? 2 : 1; // references a sample
+    const std::uint64_t size = is_array ? 2 : 1; // references for each sample
     const std::uint64_t number = stored_number(header, sample);
     if (number >= group.count / size) return QEL_ARCHIVE_DAMAGED;
     std::uint64_t references[2];
@@ -136,15 +136,15 @@ status locate_sample(Source &source, const property_header &header, std::uint64_
     return outcome;
 }
 
-status find_sample(const random_access_file &file, const property_header &header, std::uint64_t place,
+status find_sample(const random_access_file &file, const property_header &header, std::uint64_t reference,
                    std::uint64_t sample, stored_sample &found) {
-    const status outcome = locate_sample(file, header, place, sample, found);
+    const status outcome = locate_sample(file, header, reference, sample, found);
     return outcome == QEL_ARCHIVE_OK ? check_values(file, header, found) : outcome;
 }
 
 template status locate_sample(const random_access_file &source, const property_header &header,
-                              std::uint64_t place, std::uint64_t sample, stored_sample &found);
-template status locate_sample(read_ahead &source, const property_header &header, std::uint64_t place,
+                              std::uint64_t reference, std::uint64_t sample, stored_sample &found);
+template status locate_sample(read_ahead &source, const property_header &header, std::uint64_t reference,
                               std::uint64_t sample, stored_sample &found);
 
 } // namespace qel::archives

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The objects as callers see them: every instance shows its source and all below it, so one place in the file may be
-// many objects. Numbers follow from the order, depth first.
+// Lists the objects as callers see them, depth first. An instance repeats its source and all objects below it, so that
+// one object of the file may be listed many times.
 #include "qel_archive/object_tree.h"
 
 #include <algorithm>
@@ -18,30 +18,30 @@ bool is_mesh(const object_metadata &metadata) {
     return metadata.kind == OGAWA_SCHEMA_POLYMESH || metadata.kind == OGAWA_SCHEMA_SUBD;
 }
 
-/// A way through the tree of the file, one name after the other.
+/// The state of a search for a source, one name of its path after the other.
 struct source_search {
     std::uint32_t source;
-    std::uint32_t at; // characters of its path that are done
+    std::uint32_t at; // characters of the path that were followed
     std::uint32_t node;
     const object_metadata *metadata;
 };
 
-/// Goes on until the end of the path, or to an instance whose own source is not known yet: `needed` is then its number,
-/// and else `none`.
+/// Follows a path to its end, where `needed` becomes `none`, or to an instance whose source is not found yet, where
+/// `needed` becomes the number of that source.
 status search_on(const object_tree &tree, source_search &search, std::uint32_t &needed) {
     needed = none;
     const text &path = tree.sources[search.source].path;
     if (path.length == 0) return QEL_ARCHIVE_DAMAGED;
     while (search.at < path.length) {
         const char *const rest = path.bytes + search.at;
-        const object_node &home = tree.nodes[search.node];
-        if (*rest != '/' || home.headers == nullptr) return QEL_ARCHIVE_DAMAGED;
+        const object_node &parent = tree.nodes[search.node];
+        if (*rest != '/' || parent.headers == nullptr) return QEL_ARCHIVE_DAMAGED;
         const std::size_t length = std::strcspn(rest + 1, "/");
         if (length == 0 && path.length == 1) return QEL_ARCHIVE_OK; // the top object
-        const std::uint32_t child = find_name(home.headers->names, rest + 1, length);
+        const std::uint32_t child = find_name(parent.headers->names, rest + 1, length);
         if (child == none) return QEL_ARCHIVE_DAMAGED;
-        std::uint32_t node = home.children[child].read.node;
-        const object_metadata *metadata = home.headers->metadata[child];
+        std::uint32_t node = parent.children[child].read.node;
+        const object_metadata *metadata = parent.headers->metadata[child];
         if (tree.nodes[node].source != none) {
             const instance_source &source = tree.sources[tree.nodes[node].source];
             if (source.state != instance_source::found) {
@@ -56,7 +56,7 @@ status search_on(const object_tree &tree, source_search &search, std::uint32_t &
     return QEL_ARCHIVE_OK;
 }
 
-/// Numbers the objects.
+/// Makes the list of objects.
 class object_display {
   public:
     object_display(const header_context &context, object_tree &tree) : context_(context), tree_(tree) {}
@@ -79,16 +79,16 @@ class object_display {
 };
 
 status object_display::show() {
-    if (tree_.nodes[0].source != none) return QEL_ARCHIVE_DAMAGED; // whatever it names stands below it
+    if (tree_.nodes[0].source != none) return QEL_ARCHIVE_DAMAGED; // its source would be below it, or itself
     status outcome = add({"", &top_metadata(context_), 0, none});
     while (outcome == QEL_ARCHIVE_OK && stack_.size() > 0) {
-        frame &parent = stack_.top();
-        object_node &home = tree_.nodes[tree_.objects[parent.object].node];
-        if (parent.next < home.count()) {
-            const std::uint32_t child = parent.next++;
-            outcome = show_child(parent.object, child);
+        frame &top_frame = stack_.top();
+        object_node &node = tree_.nodes[tree_.objects[top_frame.object].node];
+        if (top_frame.next < node.count()) {
+            const std::uint32_t child = top_frame.next++;
+            outcome = show_child(top_frame.object, child);
         } else {
-            home.open = false;
+            node.open = false;
             stack_.pop();
         }
     }
@@ -96,18 +96,18 @@ status object_display::show() {
 }
 
 status object_display::show_child(std::uint32_t parent, std::uint32_t number) {
-    const object_node &home = tree_.nodes[tree_.objects[parent].node];
-    object_child &child = home.children[number];
+    const object_node &node = tree_.nodes[tree_.objects[parent].node];
+    object_child &child = node.children[number];
     child.read.offset = tree_.objects.size() - parent;
-    const char *const name = home.headers->names.names[number].bytes;
+    const char *const name = node.headers->names.names[number].bytes;
     const std::uint32_t source = tree_.nodes[child.read.node].source;
-    if (source == none) return add({name, home.headers->metadata[number], child.read.node, parent});
+    if (source == none) return add({name, node.headers->metadata[number], child.read.node, parent});
     const status outcome = find_source(tree_, context_, source);
     if (outcome != QEL_ARCHIVE_OK) return outcome;
     return add({name, tree_.sources[source].metadata, tree_.sources[source].node, parent});
 }
 
-/// Adds an object; its children are next. What shows itself again below would do so without end.
+/// Adds an object and pushes it: its children are added next. DAMAGED where the object contains itself.
 status object_display::add(const shown_object &object) {
     object_node &node = tree_.nodes[object.node];
     const compound &properties = tree_.compounds[node.properties];
@@ -129,8 +129,9 @@ status find_source(object_tree &tree, const header_context &context, std::uint32
     heap_list<source_search> searches;
     for (std::uint32_t next = source;;) {
         if (next != none) {
-            if (tree.sources[next].state == instance_source::sought) return QEL_ARCHIVE_DAMAGED; // of itself
-            tree.sources[next].state = instance_source::sought;
+            if (tree.sources[next].state == instance_source::searching)
+                return QEL_ARCHIVE_DAMAGED; // the source contains the instance
+            tree.sources[next].state = instance_source::searching;
             if (!searches.push({next, 0, 0, &top_metadata(context)})) return QEL_ARCHIVE_NO_MEMORY;
         }
         const status outcome = search_on(tree, searches.top(), next);
@@ -162,11 +163,11 @@ std::uint32_t object_tree::find(const char *path) const {
     std::uint32_t object = 0;
     while (*path == '/') {
         const std::size_t length = std::strcspn(++path, "/");
-        const object_node &home = nodes[objects[object].node];
-        if (home.headers == nullptr) return none;
-        const std::uint32_t child = find_name(home.headers->names, path, length);
+        const object_node &parent = nodes[objects[object].node];
+        if (parent.headers == nullptr) return none;
+        const std::uint32_t child = find_name(parent.headers->names, path, length);
         if (child == none) return none;
-        object += home.children[child].read.offset;
+        object += parent.children[child].read.offset;
         path += length;
     }
     return object;

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
-// Opening: the six children of the root, then the tree of objects. Nothing that a writer made is read twice by a plain
-// walk, so it remembers no places; only where more is read than the file holds is the tree read again with a memory of
-// places, so that shared groups cost once.
+// Opening: the six children of the root, then the tree of objects. Writers do not share groups, so that the first walk
+// keeps no table of positions. Where it would read more bytes than the file has, groups are shared: the tree is read
+// again with such a table, and each position once.
 #include "qel_archive/archive.h"
 
 #include "common/bytes.h"
@@ -23,7 +23,7 @@ enum root_child : std::uint8_t {
 
 constexpr std::uint8_t hdf5_magic[] = {0x89, 'H', 'D', 'F', '\r', '\n', 0x1A, '\n'};
 
-/// Whether the file is an archive, and a finished one.
+/// Checks that the file is a finished archive, and reads the reference of its root.
 status check_header(const random_access_file &file, std::uint64_t &root) {
     std::uint8_t header[ogawa::header_size];
     if (file.size() < sizeof header) return QEL_ARCHIVE_NOT_AN_ARCHIVE;
@@ -54,7 +54,7 @@ status read_metadata(header_source &source, std::uint64_t reference, arena &memo
     return QEL_ARCHIVE_OK;
 }
 
-/// Reads what objects and properties refer to.
+/// Reads the time samplings and shared texts.
 status read_context(header_source &source, const std::uint64_t *children, qel_archive &archive) {
     header_bytes samplings, texts;
     status outcome = source.read_data(children[time_samplings], archive.memory, samplings);
@@ -68,8 +68,8 @@ status read_context(header_source &source, const std::uint64_t *children, qel_ar
     return outcome;
 }
 
-/// Reads everything below the root. With `sharing`, what stands at one place is read once.
-status read_root(header_source &source, std::uint64_t root, shared_places *sharing, qel_archive &archive) {
+/// Reads everything below the root. With `sharing`, each position is read once.
+status read_root(header_source &source, std::uint64_t root, shared_positions *sharing, qel_archive &archive) {
     if (!source.ready()) return QEL_ARCHIVE_NO_MEMORY;
     reference_list list;
     status outcome = source.find_group(root, list);
@@ -91,15 +91,15 @@ status read_root(header_source &source, std::uint64_t root, shared_places *shari
     return outcome;
 }
 
-/// Reads everything again: what stands at several places once. Places that overlap are no writer's, and a file that
-/// has more of them than fit in it four times is given up.
+/// Reads everything again, each position once. Groups that overlap are read more than once; where that takes more than
+/// four times the file's bytes, the archive is DAMAGED.
 status read_shared(std::uint64_t root, qel_archive &archive) {
     constexpr std::uint64_t overlaps = 4;
     archive.tree.clear();
     archive.memory.clear();
     const std::uint64_t size = archive.file.size();
     header_source source(archive.file, size > UINT64_MAX / overlaps ? UINT64_MAX : size * overlaps);
-    shared_places sharing;
+    shared_positions sharing;
     return read_root(source, root, &sharing, archive);
 }
 

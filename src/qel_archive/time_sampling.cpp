@@ -11,12 +11,12 @@
 namespace qel::archives {
 namespace {
 
-// One stored sampling: u32 highest number of samples, f64 cycle, u32 number of times, the times.
+// A stored sampling: u32 maximum number of samples, f64 cycle, u32 number of times, the times.
 constexpr std::uint64_t cycle_at = 4, count_at = 12, times_at = 16;
 constexpr double acyclic_cycle = std::numeric_limits<double>::max() / 32;
 constexpr double tolerance = 1e-6; // of a cycle
 
-/// The bytes of the sampling that stands first in `size` bytes; 0 where it is cut short or has no times.
+/// The size of the sampling that begins `size` bytes; 0 where it is cut short or has no times.
 std::uint64_t stored_size(const std::uint8_t *bytes, std::uint64_t size) {
     if (size < times_at) return 0;
     const auto count = load<std::uint32_t>(bytes + count_at);
@@ -24,13 +24,13 @@ std::uint64_t stored_size(const std::uint8_t *bytes, std::uint64_t size) {
     return count == 0 || whole > size ? 0 : whole;
 }
 
-/// How many samplings there are, not_whole where one of them is none.
-constexpr std::uint32_t not_whole = 0xFFFFFFFF;
+/// The number of samplings; invalid_count where one is cut short or has no times.
+constexpr std::uint32_t invalid_count = 0xFFFFFFFF;
 std::uint32_t count_samplings(const std::uint8_t *bytes, std::uint64_t size) {
     std::uint32_t count = 0;
     while (size > 0) {
         const std::uint64_t taken = stored_size(bytes, size);
-        if (taken == 0) return not_whole;
+        if (taken == 0) return invalid_count;
         bytes += taken;
         size -= taken;
         ++count;
@@ -38,8 +38,9 @@ std::uint32_t count_samplings(const std::uint8_t *bytes, std::uint64_t size) {
     return count;
 }
 
-/// The last sample, in steps of `step` from `first` on, that lies at or before a limit; false where none does. Times
-/// grow with every step, or fall, or are no numbers, so that where the last one does not, those that do come first.
+/// Finds the last of the samples `first`, `first` + `step`, … at or before a limit; false where none is. Their times
+/// all ascend, descend or are NaN: unless the last one is at or before the limit, those that are precede those that are
+/// not.
 bool last_of_one_phase(const time_sampling &sampling, std::uint64_t first, std::uint64_t step,
                        std::uint64_t count, double limit, std::uint64_t &found) {
     if (first >= count) return false;
@@ -66,7 +67,7 @@ bool last_of_one_phase(const time_sampling &sampling, std::uint64_t first, std::
 status read_time_samplings(const std::uint8_t *bytes, std::uint64_t size, arena &memory,
                            time_sampling_table &table) {
     table = {nullptr, count_samplings(bytes, size)};
-    if (table.count == not_whole) return QEL_ARCHIVE_DAMAGED;
+    if (table.count == invalid_count) return QEL_ARCHIVE_DAMAGED;
     auto *const samplings = memory.array<time_sampling>(table.count);
     if (samplings == nullptr) return QEL_ARCHIVE_NO_MEMORY;
     for (std::uint32_t i = 0; i < table.count; ++i) {
@@ -84,15 +85,15 @@ status read_time_samplings(const std::uint8_t *bytes, std::uint64_t size, arena 
 
 double sample_time(const time_sampling &sampling, std::uint64_t sample) {
     if (sampling.acyclic) return sampling.times[std::min<std::uint64_t>(sample, sampling.count - 1)];
-    const std::uint64_t turns = sample / sampling.count; // whole ones
-    return sampling.times[sample % sampling.count] + static_cast<double>(turns) * sampling.cycle;
+    const std::uint64_t cycles = sample / sampling.count; // whole cycles before the sample
+    return sampling.times[sample % sampling.count] + static_cast<double>(cycles) * sampling.cycle;
 }
 
 std::uint64_t last_sample_at(const time_sampling &sampling, std::uint64_t count, double seconds) {
     std::uint64_t found = 0;
     if (sampling.acyclic) {
         if (sample_time(sampling, count - 1) <= seconds) return count - 1;
-        // Nothing says that the times ascend.
+        // The times need not ascend.
         for (std::uint64_t i = std::min<std::uint64_t>(count, sampling.count); i-- > 0;)
             if (sampling.times[i] <= seconds) return i;
         return 0;

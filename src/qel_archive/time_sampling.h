@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// When samples are.
+// The times of samples.
 #pragma once
 
 #include "common/arena.h"
@@ -9,10 +9,10 @@
 
 namespace qel::archives {
 
-/// The times of one kind of property.
+/// One time sampling.
 struct time_sampling {
     double cycle;        // seconds
-    const double *times; // of one cycle; of all samples where acyclic
+    const double *times; // of the samples of one cycle; of all samples where acyclic
     std::uint32_t count; // at least 1
     bool acyclic;
 
@@ -31,8 +31,8 @@ status read_time_samplings(const std::uint8_t *bytes, std::uint64_t size, arena 
 /// Seconds of a sample.
 double sample_time(const time_sampling &sampling, std::uint64_t sample);
 
-/// The last of `count` samples at or before a time, 0 where all are later; times may differ by a millionth of a cycle,
-/// but for acyclic ones. There is at least one.
+/// The last of `count` samples, at least 1, at or before a time; 0 where all are later. A sample that is later by at
+/// most a millionth of a cycle counts as at the time, unless the sampling is acyclic.
 std::uint64_t last_sample_at(const time_sampling &sampling, std::uint64_t count, double seconds);
 
 } // namespace qel::archives

@@ -11,7 +11,7 @@ namespace qel::archives {
 namespace {
 
 constexpr matrix identity = {{1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1}};
-constexpr double degree = 3.14159265358979323846 / 180.0; // in radians
+constexpr double radians_per_degree = 3.14159265358979323846 / 180.0; // radians of one degree
 
 matrix multiply(const matrix &a, const matrix &b) {
     matrix product;
@@ -40,16 +40,17 @@ matrix translation(const double *offset) {
 
 /// The rotation about a unit axis.
 matrix unit_rotation(double x, double y, double z, double angle) {
-    const double c = std::cos(angle * degree), s = std::sin(angle * degree), t = 1 - c;
+    const double c = std::cos(angle * radians_per_degree), s = std::sin(angle * radians_per_degree),
+                 t = 1 - c;
     return {{x * x * t + c, x * y * t + z * s, x * z * t - y * s, 0, //
              x * y * t - z * s, y * y * t + c, y * z * t + x * s, 0, //
              x * z * t + y * s, y * z * t - x * s, z * z * t + c, 0, //
              0, 0, 0, 1}};
 }
 
-/// Brings an axis whose square is no exact number, as it is too long or too short, near to length 1. A power of two
-/// keeps its direction to the last bit.
-void bring_near_one(double *axis) {
+/// Scales an axis whose squared length would overflow or lose bits to a length near 1, by a power of two, which keeps
+/// its direction to the last bit.
+void scale_by_power_of_two(double *axis) {
     const double square = axis[0] * axis[0] + axis[1] * axis[1] + axis[2] * axis[2];
     if (square >= 0x1p-960 && square <= 0x1p1000) return;
     const double largest = std::max({std::fabs(axis[0]), std::fabs(axis[1]), std::fabs(axis[2])});
@@ -59,10 +60,10 @@ void bring_near_one(double *axis) {
         axis[i] = std::scalbn(axis[i], -exponent);
 }
 
-/// The rotation about an axis of any length; one of no length turns nothing.
+/// The rotation about an axis of any length; the identity for a zero axis.
 matrix rotation(const double *axis_and_angle) {
     double axis[] = {axis_and_angle[0], axis_and_angle[1], axis_and_angle[2]};
-    bring_near_one(axis);
+    scale_by_power_of_two(axis);
     const double length = std::sqrt(axis[0] * axis[0] + axis[1] * axis[1] + axis[2] * axis[2]);
     if (length == 0) return identity;
     return unit_rotation(axis[0] / length, axis[1] / length, axis[2] / length, axis_and_angle[3]);
@@ -103,7 +104,7 @@ matrix operation_matrix(std::uint8_t operation, const double *values) {
     return given;
 }
 
-/// The values of a sample one after the other, through a small window.
+/// Reads the values of a sample in order, through a buffer of 64 values.
 template <class T>
 class value_stream {
   public:
@@ -142,8 +143,8 @@ class value_stream {
     std::size_t next_ = 0, held_ = 0;
 };
 
-/// Finds the values of a property at a time. Without the property or samples `values` is empty; of another kind of
-/// value it is DAMAGED.
+/// Finds the values of a property at a time. Without the property or samples `values` is empty; DAMAGED where the
+/// property has another kind of value.
 status find_at(const qel_archive &archive, std::uint32_t object, const char *name, value_kind value,
                double seconds, extent &values) {
     values = {};
@@ -154,12 +155,12 @@ status find_at(const qel_archive &archive, std::uint32_t object, const char *nam
     if (header.samples == 0) return QEL_ARCHIVE_OK;
     const std::uint64_t sample = last_sample_at(sampling_of(archive, header), header.samples, seconds);
     stored_sample found;
-    const status outcome = find_sample(archive.file, header, entry.place(), sample, found);
+    const status outcome = find_sample(archive.file, header, entry.reference(), sample, found);
     values = found.values;
     return outcome;
 }
 
-/// The product of all operations: the last one is done to a point first.
+/// The product of all operations, of which the last one is applied to a point first.
 status multiply_operations(const random_access_file &file, const extent &operations, const extent &values,
                            matrix &product) {
     value_stream<std::uint8_t> operation_stream(file, operations);
@@ -169,7 +170,7 @@ status multiply_operations(const random_access_file &file, const extent &operati
         std::uint8_t operation;
         status outcome = operation_stream.read(&operation, 1);
         if (outcome != QEL_ARCHIVE_OK) return outcome;
-        operation >>= 4; // the other bits are hints
+        operation >>= 4; // the low bits are hints
         if (operation >= op_count) return QEL_ARCHIVE_DAMAGED;
         double taken[16];
         outcome = value_stream.read(taken, value_counts[operation]);
@@ -183,7 +184,7 @@ bool is_xform(const qel_archive &archive, std::uint32_t object) {
     return archive.tree.objects[object].metadata->kind == OGAWA_SCHEMA_XFORM;
 }
 
-/// Whether an object stands in its parent's space.
+/// Whether an object inherits its parent's transform.
 status inherits(const qel_archive &archive, std::uint32_t object, double seconds, bool &answer) {
     answer = true;
     if (!is_xform(archive, object)) return QEL_ARCHIVE_OK;
@@ -196,17 +197,17 @@ status inherits(const qel_archive &archive, std::uint32_t object, double seconds
     return read;
 }
 
-/// Lists an object and those above whose space it stands in, itself first; at most max_levels.
+/// Lists an object and the ancestors whose transforms it inherits, itself first; at most max_levels.
 status list_spaces(const qel_archive &archive, std::uint32_t object, double seconds, std::uint32_t *spaces,
                    std::uint32_t &count) {
     count = 0;
     for (;;) {
         spaces[count++] = object;
-        bool goes_on;
-        const status outcome = inherits(archive, object, seconds, goes_on);
+        bool inherited;
+        const status outcome = inherits(archive, object, seconds, inherited);
         if (outcome != QEL_ARCHIVE_OK) return outcome;
         object = archive.tree.objects[object].parent;
-        if (!goes_on || object == none) return QEL_ARCHIVE_OK;
+        if (!inherited || object == none) return QEL_ARCHIVE_OK;
     }
 }
 
@@ -250,7 +251,7 @@ status is_visible(const qel_archive &archive, std::uint32_t object, double secon
         std::int8_t stored = -1;
         outcome = status_of(archive.file.read(values.at, &stored, sizeof stored));
         if (outcome != QEL_ARCHIVE_OK) return outcome;
-        if (stored != 0 && stored != 1) continue; // as the parent
+        if (stored != 0 && stored != 1) continue; // it is as visible as its parent
         visible = stored == 1;
         return QEL_ARCHIVE_OK;
     }

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Where objects stand and whether they are shown, at a time.
+// The transforms and the visibility of objects at a time.
 #pragma once
 
 #include "qel_archive/archive.h"
@@ -11,13 +11,13 @@ struct matrix {
     double values[16];
 };
 
-/// The object's own transform, the identity for one that is no Xform.
+/// The object's own transform; the identity for an object that is no Xform.
 status local_transform(const qel_archive &archive, std::uint32_t object, double seconds, matrix &local);
 
-/// The object's transform into the world.
+/// The transform from the object's space to the world.
 status world_transform(const qel_archive &archive, std::uint32_t object, double seconds, matrix &world);
 
-/// Whether an object is shown.
+/// Whether an object is visible.
 status is_visible(const qel_archive &archive, std::uint32_t object, double seconds, bool &visible);
 
 } // namespace qel::archives

@@ -145,7 +145,7 @@ TEST(ArchiveContainer, RefusesPlacesInTheHeaderAndBehindTheEnd) {
     reference_list list;
     for (const std::uint64_t place : {1, 8, 15, 16, 19, 20, 24, 27, 28}) {
         const bool stands = place == 16 || place == 19;
-        EXPECT_EQ(can_stand(place, 27), stands) << place;
+        EXPECT_EQ(is_valid_position(place, 27), stands) << place;
         EXPECT_EQ(find_group(source, place, list), stands ? QEL_ARCHIVE_OK : QEL_ARCHIVE_DAMAGED) << place;
     }
 }

@@ -84,10 +84,10 @@ TEST(Names, SortingNeedsMemoryAndSaysSo) {
 }
 
 TEST(Names, AreNotEmptyAndHoldNeitherSlashNorZero) {
-    EXPECT_TRUE(is_name({"a", 1}));
-    EXPECT_FALSE(is_name({"", 0}));
-    EXPECT_FALSE(is_name({"a/b", 3}));
-    EXPECT_FALSE(is_name({"a\0b", 3}));
+    EXPECT_TRUE(is_valid_name({"a", 1}));
+    EXPECT_FALSE(is_valid_name({"", 0}));
+    EXPECT_FALSE(is_valid_name({"a/b", 3}));
+    EXPECT_FALSE(is_valid_name({"a\0b", 3}));
 }
 
 } // namespace

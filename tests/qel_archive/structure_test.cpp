@@ -67,7 +67,7 @@ TEST(ArchiveStructure, NeedsSixChildrenAndMindsNoSeventh) {
     }
     archive_builder builder = scene();
     builder.edit_root = [](std::vector<std::uint64_t> &references, std::uint64_t) {
-        references.push_back(12345); // nobody follows it
+        references.push_back(12345); // no reader follows it
     };
     EXPECT_EQ(status_of(builder), QEL_ARCHIVE_OK);
 }
@@ -133,7 +133,7 @@ TEST(ArchiveStructure, IsRefusedAtEveryLengthButItsOwn) {
     };
     const std::uint64_t whole = std::filesystem::file_size(path);
     EXPECT_EQ(status_at(whole), QEL_ARCHIVE_OK);
-    EXPECT_EQ(status_at(whole + 100), QEL_ARCHIVE_OK) << "bytes that nothing leads to are nobody's";
+    EXPECT_EQ(status_at(whole + 100), QEL_ARCHIVE_OK) << "bytes that no reference leads to are ignored";
     for (std::uint64_t length = whole - 1; length >= 16; --length) // the root stands last
         ASSERT_EQ(status_at(length), QEL_ARCHIVE_DAMAGED) << length;
     for (const std::uint64_t length : {15, 1, 0})

@@ -62,7 +62,7 @@ TEST(ArchiveTransforms, TurnPointsThatAreRows) {
     expect_near(local_of({rotate(1, 1, 1, 120)}), {0, 1, 0, 0, 0, 0, 1, 0, 1, 0, 0, 0, 0, 0, 0, 1});
 }
 
-TEST(ArchiveTransforms, TurnAboutANormalisedAxis) {
+TEST(ArchiveTransforms, TurnAboutANormalizedAxis) {
     EXPECT_EQ(local_of({rotate(0, 0, 7, 30)}), local_of({rotate_z(30)}));
     EXPECT_EQ(local_of({rotate(0, 0.25, 0, 30)}), local_of({rotate_y(30)}));
     expect_near(local_of({rotate(-3, 0, 0, 30)}), local_of({rotate_x(-30)}));
@@ -177,7 +177,7 @@ TEST(ArchiveTransforms, OfObjectsThatAreNoXformAreTheIdentity) {
     const opened_archive opened(builder);
     EXPECT_EQ(opened.local("/"), identity_matrix);
     EXPECT_EQ(opened.local("/x"), identity_matrix);
-    EXPECT_EQ(opened.world("/parent/x/below")[12], 5.0) << "its .inherits is nobody's";
+    EXPECT_EQ(opened.world("/parent/x/below")[12], 5.0) << "its .inherits is ignored";
 }
 
 TEST(ArchiveTransforms, MultiplyUpToTheWorld) {

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // The limits on what stands in a file, whichever way it is read: an archive that shares its groups so often that the
-// bytes read are more than the file has is read again with a memory of places.
+// bytes read are more than the file has is read again with a table of positions.
 #include "qel_archive/opened_archive.h"
 
 #include <algorithm>
@@ -13,7 +13,7 @@ using namespace test;
 
 constexpr std::uint32_t max_objects = 1u << 20, max_properties = 1u << 24;
 
-/// Adds objects that share one object of 20 KB often enough for the archive to be read with a memory of places.
+/// Adds objects that share one object of 20 KB often enough for the archive to be read with a table of positions.
 void add_shared_objects(archive_builder &builder) {
     builder.top.add("shared").properties.compound("c", std::string(20'000, 'm')).inline_metadata = true;
     const std::uint64_t shared = builder.build().places.at("/shared").reference;
@@ -130,8 +130,8 @@ bytes headers_of_compounds(std::uint32_t count, const std::string &metadata = ""
     return headers;
 }
 
-/// An archive of 2^24 + `more` properties, all in objects below an instance: they are read, but stand for nothing. Nearly
-/// all of its bytes are references to empty compounds, which are zero, so that it takes little of a disk.
+/// An archive of 2^24 + `more` properties, all in objects below an instance: they are read, but stand for nothing.
+/// Nearly all of its bytes are references to empty compounds, which are zero, so that it takes little of a disk.
 class many_properties {
   public:
     explicit many_properties(std::uint32_t more) {
@@ -224,7 +224,7 @@ class many_properties {
     std::uint64_t next_group_ = groups_at;
 };
 
-TEST(ArchiveLimits, OfPropertiesHoldWhereNobodySeesThem) {
+TEST(ArchiveLimits, OfPropertiesHoldBelowInstances) {
     EXPECT_EQ(many_properties(0).status(), QEL_ARCHIVE_OK);
     EXPECT_EQ(many_properties(1).status(), QEL_ARCHIVE_DAMAGED);
 }

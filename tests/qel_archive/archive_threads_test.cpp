@@ -92,7 +92,7 @@ TEST(ArchiveThreads, GetTheAnswersOfOne) {
             expected.push_back(answers_about(alone.get(), i));
     }
     for (int run = 0; run < 20; ++run) {
-        const opened_archive opened(builder); // whose texts nobody has asked for yet
+        const opened_archive opened(builder); // whose texts no call has asked for yet
         std::atomic<int> waiting{8}, different{0};
         std::vector<std::thread> threads;
         for (std::size_t thread = 0; thread < 8; ++thread)

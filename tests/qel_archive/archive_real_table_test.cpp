@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// What archives of production tools hold is what real_archive_table.txt says. Archives that are not there are left out.
+// What archives of production tools hold is what archive_real_table.txt says. Archives that are not there are left out.
 #include "qel_archive/opened_archive.h"
 #include "support/real_archives.h"
 
@@ -51,7 +51,7 @@ expected_mesh parse_mesh(std::istream &line, bool has_faces) {
 /// Reads the table; a line that is not understood fails the test.
 std::vector<expected_archive> read_table() {
     std::vector<expected_archive> archives;
-    std::ifstream file(QEL_UNIT_SOURCE "/tests/qel_archive/real_archive_table.txt");
+    std::ifstream file(QEL_UNIT_SOURCE "/tests/qel_archive/archive_real_table.txt");
     for (std::string text; std::getline(file, text);) {
         if (text.empty() || text[0] == '#') continue;
         std::istringstream line(text);
