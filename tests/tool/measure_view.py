@@ -102,6 +102,25 @@ def make(source, page):
     return clock, after.ru_utime + after.ru_stime - before.ru_utime - before.ru_stime
 
 
+def processor_time(process):
+    """Milliseconds that a process and its descendants have used so far, all threads together."""
+    children = {}
+    for path in glob.glob("/proc/[0-9]*/stat"):
+        try:
+            with open(path, encoding="utf-8", errors="replace") as stat:
+                fields = stat.read().rsplit(")", 1)[1].split()
+        except OSError:
+            continue
+        used = (int(fields[11]) + int(fields[12])) * 1000 / os.sysconf("SC_CLK_TCK")
+        children.setdefault(int(fields[1]), []).append((int(path.split("/")[2]), used))
+    total, left = 0, [process]
+    while left:
+        for child, used in children.get(left.pop(), []):
+            total += used
+            left.append(child)
+    return total
+
+
 class Run:
     """One opening of a page in a window of its own."""
 
@@ -117,7 +136,9 @@ class Run:
             self.frames, self.hovers, self.after = [], [], []
             if self.first:
                 time.sleep(1.5)
+                before = processor_time(browser.driver.pid)
                 self.frames = self.ask(browser, "turn", seconds)
+                self.frame_work = (processor_time(browser.driver.pid) - before) / len(self.frames)
                 time.sleep(1.5)
                 self.hovers = [t for pane in ("mesh-pane", "token-pane")
                                for t, shown in self.ask(browser, "hover", pane, 10, False) if shown]
@@ -145,7 +166,7 @@ def measure(name, source, folder, rounds):
         print(name, [(mark, round(at)) for mark, at in runs[-1].marks], file=sys.stderr)
     cells = [name, f"{os.path.getsize(page) / 1000:,.0f} KB", told([cpu for _, cpu in made], digits=2),
              told([run.first for run in runs if run.first], 1000, 2),
-             told([statistics.median(run.frames) for run in runs if run.frames]),
+             told([statistics.median(run.frames) for run in runs if run.frames]), told([run.frame_work for run in runs if run.frames]),
              told([statistics.median(run.hovers) for run in runs if run.hovers]),
              told([statistics.median(run.after) for run in runs if run.after])]
     print("| " + " | ".join(cells) + " |", flush=True)
@@ -154,8 +175,8 @@ def measure(name, source, folder, rounds):
 def main():
     rounds = int(os.environ.get("ROUNDS", 3))
     print(f"load {os.getloadavg()[0]:.1f}; least / middle of {rounds} rounds; making in s of the processor, first picture in s, the rest in ms")
-    print("| file | page | making | first picture | frame | hover | hover after a turn |")
-    print("| --- | --- | --- | --- | --- | --- | --- |")
+    print("| file | page | making | first picture | frame | frame, processor | hover | hover after a turn |")
+    print("| --- | --- | --- | --- | --- | --- | --- | --- |")
     wanted = sys.argv[1:] or ["sheets", *sorted(glob.glob(os.path.join(DATA, "*.abc")))]
     with tempfile.TemporaryDirectory() as folder:
         for source in wanted:

@@ -5,6 +5,7 @@ import re
 import time
 import unittest
 
+import files
 from view_page import DOWN, ESCAPE, LEFT, RIGHT, TAB, UP, PageTest
 
 
@@ -87,6 +88,15 @@ class MovesTest(PageTest):
         self.assertEqual(browser.text("#up"), "Z up")
         for old, new in zip(before, self.halves(browser, "z-up")):
             self.assertNotEqual(old, new)
+
+    def test_what_stands_on_z_0_has_z_up_but_not_ground_that_lies_around_y_0(self):
+        browser = self.browse("harbour")
+        for name, size, up in (("figure", (1, 0.6, 2), "Z up"), ("ground", (4, 0.2, 4), "Y up"), ("high", (0.5, 2, 0.5), "Z up")):
+            points = [(x * size[0], (y - 0.5) * size[1], z * size[2]) for x in (0, 1) for y in (0, 1) for z in (0, 1)]
+            box = (0, -size[1] / 2, 0, size[0], size[1] / 2, size[2])
+            self.pages.add(name, ".qelm", files.cache(positions=points, indices=(), box=box))
+            self.visit(browser, self.pages.make(name))
+            self.assertEqual(browser.text("#up"), up, name)
 
     def test_focus_brings_the_picked_token_to_the_middle(self):
         browser = self.browse("two")

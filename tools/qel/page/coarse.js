@@ -1,5 +1,5 @@
 // Fewer triangles for what moves. A grid is laid over each large mesh, and the first vertex in a box of it stands for all there.
-const coarseBudget = 12000, smallestShare = 300; // triangles of the whole scene and of one mesh
+const coarseBudget = 8000, smallestShare = 300; // triangles of the whole scene and of one mesh
 const mostBoxes = 90; // of a grid, along an edge
 
 // Knows the triangles that it was given, whichever corner was told first.

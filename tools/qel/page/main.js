@@ -12,10 +12,11 @@ function fail(text) {
   document.body.classList.remove('opening');
 }
 
-// Where nothing else tells: what stands on z = 0 and reaches below y = 0 has Z up.
+// Where nothing else tells: what stands on z = 0 and reaches below y = 0 has Z up, unless it lies flat in y like ground.
 function guessZUp({ low, high }) {
-  const deep = high[1] - low[1], tall = high[2] - low[2];
-  return tall > 0 && Math.abs(low[2]) < tall * 0.01 && low[1] < -deep * 0.05;
+  const [wide, deep, tall] = high.map((value, axis) => value - low[axis]);
+  const ground = deep < Math.min(wide, tall) * 0.3;
+  return tall > 0 && Math.abs(low[2]) < tall * 0.01 && low[1] < -deep * 0.05 && !ground;
 }
 
 function wholeBox(model) {

@@ -54,7 +54,7 @@ function drawsInSoftware(gl) {
 }
 
 const smoothedBySoftware = 150000; // triangles and tokens: more are drawn without smoothing there
-const quickPoints = 6000;          // tokens that are drawn while they move
+const quickPoints = 4000;          // tokens that are drawn while they move
 
 function createRenderer(gl, model) {
   const program = ([vertex, fragment]) => {
