@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
-#include <unordered_map>
+#include <vector>
 
 namespace tool {
 
@@ -14,6 +14,48 @@ namespace {
 constexpr std::size_t small_mesh = 5000; // vertices: such meshes stay as they are
 constexpr std::uint32_t none = std::numeric_limits<std::uint32_t>::max();
 
+/// The first vertex in each cell of a grid: a table of open places, at most half full.
+class first_in_cell {
+  public:
+    /// The first vertex that came with this key; `vertex` itself where none did.
+    std::uint32_t of(std::uint64_t key, std::uint32_t vertex) {
+        if (count_ * 2 >= slots_.size()) grow();
+        slot &found = place_of(key);
+        if (found.vertex == none) {
+            found = {key, vertex};
+            ++count_;
+        }
+        return found.vertex;
+    }
+    std::size_t count() const { return count_; }
+
+  private:
+    struct slot {
+        std::uint64_t key = 0;
+        std::uint32_t vertex = none;
+    };
+
+    slot &place_of(std::uint64_t key) {
+        std::size_t at =
+            static_cast<std::size_t>(key * 0x9E3779B97F4A7C15u >> shift_); // neighbours lie far apart
+        while (slots_[at].vertex != none && slots_[at].key != key)
+            at = (at + 1) & (slots_.size() - 1);
+        return slots_[at];
+    }
+
+    void grow() {
+        std::vector<slot> before(slots_.size() * 4);
+        before.swap(slots_);
+        shift_ -= 2;
+        for (const slot &known : before)
+            if (known.vertex != none) place_of(known.key) = known;
+    }
+
+    unsigned shift_ = 48;
+    std::vector<slot> slots_ = std::vector<slot>(std::size_t{1} << (64 - shift_));
+    std::size_t count_ = 0;
+};
+
 /// For each vertex the one that stands for it, on a grid of so many cells along the box's longest edge.
 std::vector<std::uint32_t> cluster(const page_mesh &mesh, double cells, std::size_t &kept) {
     const std::array<float, 6> box = box_of(mesh.positions);
@@ -21,7 +63,7 @@ std::vector<std::uint32_t> cluster(const page_mesh &mesh, double cells, std::siz
     for (std::size_t axis = 0; axis < 3; ++axis)
         longest = std::max(longest, static_cast<double>(box[axis + 3]) - box[axis]);
     const double scale = longest > 0 ? cells / longest : 0;
-    std::unordered_map<std::uint64_t, std::uint32_t> first;
+    first_in_cell first;
     std::vector<std::uint32_t> stands_for(mesh.vertex_count());
     for (std::uint32_t i = 0; i < stands_for.size(); ++i) {
         std::uint64_t key = 0;
@@ -30,9 +72,9 @@ std::vector<std::uint32_t> cluster(const page_mesh &mesh, double cells, std::siz
                 (static_cast<double>(mesh.positions[std::size_t{i} * 3 + axis]) - box[axis]) * scale;
             key = key << 21 | (place > 0 ? static_cast<std::uint64_t>(std::min(place, 2097151.0)) : 0u);
         }
-        stands_for[i] = first.emplace(key, i).first->second;
+        stands_for[i] = first.of(key, i);
     }
-    kept = first.size();
+    kept = first.count();
     return stands_for;
 }
 
