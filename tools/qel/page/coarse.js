@@ -1,4 +1,4 @@
-// Fewer triangles for what moves. A grid is laid over each large mesh, and the first vertex in a box of it stands for all there.
+// Fewer triangles for what moves: a grid is laid over each large mesh, and one vertex stands for all in a box of it.
 const coarseBudget = 8000, smallestShare = 300; // triangles of the whole scene and of one mesh
 const mostBoxes = 90; // of a grid, along an edge
 
@@ -24,8 +24,8 @@ function standIns({ positions }, mesh, boxes, first) {
   const stand = new Uint32Array(mesh.count);
   first.fill(-1, 0, counts[0] * counts[1] * counts[2]);
   for (let i = 0, p = mesh.first * 3; i < mesh.count; ++i, p += 3) {
-    const x = (positions[p] - lowX) * scale | 0, y = (positions[p + 1] - lowY) * scale | 0, z = (positions[p + 2] - lowZ) * scale | 0;
-    const box = (x * counts[1] + y) * counts[2] + z;
+    const x = (positions[p] - lowX) * scale | 0, y = (positions[p + 1] - lowY) * scale | 0;
+    const z = (positions[p + 2] - lowZ) * scale | 0, box = (x * counts[1] + y) * counts[2] + z;
     if (first[box] < 0) first[box] = mesh.first + i;
     stand[i] = first[box];
   }
@@ -56,12 +56,12 @@ function coarseMesh(model, mesh, share, first) {
 // The corners of the coarse scene; each mesh is told where its own are, and whether they are fewer.
 function coarseTriangles(model) {
   const parts = [], first = new Int32Array((mostBoxes + 2) ** 3);
-  const allowed = (mesh) => Math.max(smallestShare, coarseBudget * mesh.triangleCount / model.triangleCount);
+  const all = trianglesAtOnce(model), allowed = (mesh) => Math.max(smallestShare, coarseBudget * mesh.triangleCount / all);
   let at = 0;
   for (const mesh of model.meshes) {
     mesh.thinned = mesh.triangleCount > allowed(mesh);
-    const from = mesh.firstTriangle * 3;
-    const part = mesh.thinned ? coarseMesh(model, mesh, allowed(mesh), first) : model.triangles.subarray(from, from + mesh.triangleCount * 3);
+    const from = mesh.firstTriangle * 3, own = model.triangles.subarray(from, from + mesh.triangleCount * 3);
+    const part = mesh.thinned ? coarseMesh(model, mesh, allowed(mesh), first) : own;
     mesh.coarse = [at / 3, part.length / 3];
     at += part.length;
     parts.push(part);

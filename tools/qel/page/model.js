@@ -30,11 +30,25 @@ function makeMeshes(header, counts) {
   });
 }
 
+// How many triangles are shown together at most: where faces change, each frame has a mesh of its own.
+function trianglesAtOnce({ meshes }) {
+  const changing = new Map();
+  let sum = 0;
+  for (const { frames, object, triangleCount } of meshes) {
+    if (frames) changing.set(object, Math.max(changing.get(object) || 0, triangleCount));
+    else sum += triangleCount;
+  }
+  for (const most of changing.values()) sum += most;
+  return sum;
+}
+
 // Stretches of a mesh's triangles, and the first and last vertex that each names: most questions concern few of them.
 const blockLength = 1024;
 function makeBlocks(meshes, triangles, count) {
   const number = meshes.reduce((sum, mesh) => sum + Math.ceil(mesh.triangleCount / blockLength), 0);
-  const blocks = { from: new Uint32Array(number + 1), first: new Uint32Array(number), last: new Uint32Array(number), boxes: new Float32Array(number * 6) };
+  const blocks = {
+    from: new Uint32Array(number + 1), first: new Uint32Array(number), last: new Uint32Array(number), boxes: new Float32Array(number * 6),
+  };
   let block = 0;
   for (const mesh of meshes) {
     const end = mesh.firstTriangle + mesh.triangleCount;

@@ -5,7 +5,8 @@ const pickReach = 6; // pixels beside the pointer that count as well
 function pointerRows({ matrix }, pane, x, y) {
   const row = (number) => [0, 4, 8, 12].map((column) => matrix[column + number]), w = row(3);
   const nx = (x - pane.left) / pane.width * 2 - 1, ny = 1 - (y - pane.top) / pane.height * 2;
-  return [row(0).map((value, i) => (value - nx * w[i]) * pane.width / 2), row(1).map((value, i) => (value - ny * w[i]) * pane.height / 2), w];
+  const moved = (values, to, size) => values.map((value, i) => (value - to * w[i]) * size / 2);
+  return [moved(row(0), nx, pane.width), moved(row(1), ny, pane.height), w];
 }
 
 // Four planes through the eye and one before it; a box that lies beyond one of them is not near the pointer.
@@ -42,8 +43,10 @@ function nearestHit() {
 
 // The corner that is nearest to the point of a triangle with these shares of its corners.
 function nearestCorner(positions, corners, shares) {
-  const point = [0, 1, 2].map((axis) => corners.reduce((sum, corner, i) => sum + shares[i] * positions[corner * 3 + axis], 0));
-  const away = corners.map((corner) => [0, 1, 2].reduce((sum, axis) => sum + (positions[corner * 3 + axis] - point[axis]) ** 2, 0));
+  const at = (corner) => positions.subarray(corner * 3, corner * 3 + 3), point = [0, 0, 0];
+  for (const [i, corner] of corners.entries())
+    for (let axis = 0; axis < 3; ++axis) point[axis] += shares[i] * at(corner)[axis];
+  const away = corners.map((corner) => Math.hypot(...sub3(at(corner), point)));
   return corners[away.indexOf(Math.min(...away))];
 }
 
@@ -54,7 +57,8 @@ const isBeside = ([a, b, c], [u, v, w]) => {
 };
 
 function pickTriangles({ positions, triangles }, from, to, [rowX, rowY, rowW], front, hit) {
-  const [xx, xy, xz, x1] = rowX, [yx, yy, yz, y1] = rowY, [wx, wy, wz, w1] = rowW, x = [0, 0, 0], y = [0, 0, 0], w = [0, 0, 0];
+  const [xx, xy, xz, x1] = rowX, [yx, yy, yz, y1] = rowY, [wx, wy, wz, w1] = rowW;
+  const x = [0, 0, 0], y = [0, 0, 0], w = [0, 0, 0];
   for (let t = from * 3; t < to * 3; t += 3) {
     for (let i = 0; i < 3; ++i) {
       const at = triangles[t + i] * 3, px = positions[at], py = positions[at + 1], pz = positions[at + 2];
@@ -101,13 +105,16 @@ function pickVertex(model, cells, pane, x, y, sizes) {
     pickPoints(cells.places, 4, 0, cells.count, rows, front, sizes, hit);
     return hit.vertex < 0 ? -1 : cells.vertices[hit.vertex];
   }
-  const planes = pointerPlanes(rows, front), { blocks } = model;
+  const planes = pointerPlanes(rows, front), { blocks, positions } = model;
   for (const mesh of model.meshes) {
     if (mesh.out) continue;
-    if (mesh.triangleCount === 0) pickPoints(model.positions, 3, mesh.first, mesh.first + mesh.count, rows, front, sizes, hit);
+    const { first, count, firstBlock, blockCount, triangleCount } = mesh;
+    if (triangleCount === 0) pickPoints(positions, 3, first, first + count, rows, front, sizes, hit);
     boxBlocks(model, mesh);
-    for (let block = mesh.firstBlock; block < mesh.firstBlock + mesh.blockCount; ++block)
-      if (!isBeyond(blocks.boxes, block * 6, planes)) pickTriangles(model, blocks.from[block], blocks.from[block + 1], rows, front, hit);
+    for (let block = firstBlock; block < firstBlock + blockCount; ++block) {
+      if (isBeyond(blocks.boxes, block * 6, planes)) continue;
+      pickTriangles(model, blocks.from[block], blocks.from[block + 1], rows, front, hit);
+    }
   }
   return hit.vertex;
 }

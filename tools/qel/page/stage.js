@@ -64,7 +64,7 @@ function createStage(gl, model, state, cameras, spaces, cells, hooks) {
   function drawViews(now) {
     dirty = false;
     const busy = stage.moving || hooks.playing() || performance.now() - lastMove < restTime;
-    if (!drawn && stage.renderer.software && model.triangleCount > quickFrom) share = leastShare;
+    if (!drawn && stage.renderer.software && trianglesAtOnce(model) > quickFrom) share = leastShare;
     if (busy) requestAnimationFrame((later) => judge(later - now));
     coarse = busy && share < 1;
     const [width, height] = coarse ? full.map((size) => Math.ceil(size * share)) : full;
