@@ -14,14 +14,14 @@ using namespace qel::fuzz;
 
 namespace {
 
-constexpr std::uint32_t most_steps = 400;
+constexpr std::uint32_t max_steps = 400;
 
 class life {
   public:
     explicit life(FuzzedDataProvider &fuzz) : fuzz_(fuzz) {}
 
     void live() {
-        for (std::uint32_t i = 0; i < most_steps && fuzz_.remaining_bytes() > 0; ++i) {
+        for (std::uint32_t i = 0; i < max_steps && fuzz_.remaining_bytes() > 0; ++i) {
             step();
             compare(64);
         }

@@ -9,7 +9,7 @@ namespace qel::fuzz {
 
 namespace {
 
-constexpr std::uint32_t most_objects = 40, most_properties = 40;
+constexpr std::uint32_t max_objects = 40, max_properties = 40;
 constexpr double times[] = {0, 0.04, -1, 1e300};
 
 class digest {
@@ -41,10 +41,10 @@ class questions {
     std::vector<archive_answer> ask() {
         qel_archive_info info;
         require(qel_archive_get_info(archive_, &info) == QEL_ARCHIVE_OK);
-        const std::uint32_t objects = std::min(info.object_count, most_objects);
+        const std::uint32_t objects = std::min(info.object_count, max_objects);
         for (std::uint32_t i = 0; i < objects; ++i) {
             const std::uint32_t properties = object(i);
-            for (std::uint32_t k = 0; k < std::min(properties, most_properties); ++k)
+            for (std::uint32_t k = 0; k < std::min(properties, max_properties); ++k)
                 property(i, k);
             for (const std::uint64_t sample : {0u, 1u, 3u})
                 mesh(i, sample);

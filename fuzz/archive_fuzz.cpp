@@ -17,8 +17,8 @@ using namespace qel::fuzz;
 
 namespace {
 
-constexpr std::uint64_t most_visits = 3000;   // of the naive walk, each of up to a thousand references
-constexpr std::uint64_t most_steps = 400'000; // of the naive search for runs
+constexpr std::uint64_t max_visits = 3000;   // of the naive walk, each of up to a thousand references
+constexpr std::uint64_t max_steps = 400'000; // of the naive search for runs
 
 template <class T>
 bool read_value(const bytes &content, std::uint64_t at, T &value) {
@@ -41,7 +41,7 @@ bool check_walk(ogawa_archive &archive, std::FILE *stream, const bytes &content,
                 std::int32_t max_depth) {
     const auto top = static_cast<std::int64_t>(top_object(content));
     model::node_walk walk{stream, content.size(), capacity, max_depth, {}};
-    walk.max_visits = most_visits;
+    walk.max_visits = max_visits;
     walk.visit(top, 0);
     ogawa::extent *const nodes = exact_copy(std::vector<ogawa::extent>(capacity));
     ogawa_node_collector collector = {archive.file, content.size(), nodes, 0, capacity, max_depth};
@@ -63,7 +63,7 @@ bool naive_runs_end(const bytes &content, std::uint32_t vertex_count) {
         run = word < vertex_count || word == 3 || word == 4 ? run + 1 : 0;
         steps += run;
     }
-    return steps <= most_steps;
+    return steps <= max_steps;
 }
 
 void check_polymesh(ogawa_archive &archive, std::FILE *stream, const bytes &content, bool use) {

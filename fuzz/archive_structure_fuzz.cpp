@@ -15,7 +15,7 @@ using namespace qel::fuzz;
 
 namespace {
 
-constexpr std::uint32_t most_compared = 150; // objects and properties: the model answers each question anew
+constexpr std::uint32_t max_compared = 150; // objects and properties: the model answers each question anew
 
 /// Opens an archive and asks everything. The first answer is that of opening.
 std::vector<archive_answer> open_and_ask(const char *path) {
@@ -59,13 +59,13 @@ bool is_comparable(const char *path) {
     qel_archive_info info = {};
     qel_archive_get_info(archive, &info);
     std::uint64_t total = info.object_count;
-    for (std::uint32_t i = 0; i < info.object_count && total <= most_compared; ++i) {
+    for (std::uint32_t i = 0; i < info.object_count && total <= max_compared; ++i) {
         qel_archive_object object = {};
         require(qel_archive_get_object(archive, i, &object) == QEL_ARCHIVE_OK);
         total += object.property_count;
     }
     qel_archive_close(archive);
-    return total <= most_compared;
+    return total <= max_compared;
 }
 
 void compare(const memory_file &file) {

@@ -46,4 +46,5 @@ ssize_t __wrap_pread64(int descriptor, void *bytes, std::size_t size, off64_t po
     errno = qel::fuzz::next_error();
     return errno != 0 ? -1 : __real_pread64(descriptor, bytes, qel::fuzz::shortened(size), position);
 }
-}
+
+} // extern "C"

@@ -98,12 +98,14 @@ const bool policy_is_set = [] {
 #if __has_feature(address_sanitizer)
 // What the sanitizer makes of memset.
 extern "C" {
+
 void *__real___asan_memset(void *block, int value, std::size_t size);
 void *__wrap___asan_memset(void *block, int value, std::size_t size);
 
 void *__wrap___asan_memset(void *block, int value, std::size_t size) {
     return tables.fill(block, value, size) ? block : __real___asan_memset(block, value, size);
 }
-}
+
+} // extern "C"
 #endif
 #endif

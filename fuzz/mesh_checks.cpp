@@ -14,7 +14,7 @@ namespace qel::fuzz {
 
 namespace {
 
-constexpr std::uint64_t most_corners = 300'000;
+constexpr std::uint64_t max_corners = 300'000;
 constexpr std::uint32_t looked_at = 24; // vertices of a mesh whose neighbours are compared
 
 bool same_numbers(const std::uint32_t *numbers, const std::vector<std::uint32_t> &expected) {
@@ -116,9 +116,9 @@ void check_loaded(const qel_mesh &mesh, const bytes &content, const model::loade
 
 bool models_are_quick(const ogawa_polymesh &mesh) {
     std::uint64_t corners = 0;
-    for (std::uint32_t f = 0; f < mesh.face_count && corners <= most_corners; ++f)
+    for (std::uint32_t f = 0; f < mesh.face_count && corners <= max_corners; ++f)
         corners += mesh.face_counts != nullptr ? mesh.face_counts[f] : 3;
-    return corners <= most_corners && mesh.vertex_count <= most_corners;
+    return corners <= max_corners && mesh.vertex_count <= max_corners;
 }
 
 void check_manifold(ogawa_polymesh &mesh) {
@@ -210,7 +210,7 @@ void check_triangulation(const ogawa_polymesh &mesh) {
 }
 
 void check_saving(const ogawa_polymesh &mesh, const qel_skin *skin) {
-    if (triangle_count(mesh) > most_corners || !models_are_quick(mesh)) return;
+    if (triangle_count(mesh) > max_corners || !models_are_quick(mesh)) return;
     const memory_file file;
     const model::saved_mesh expected = model::save_mesh(mesh, skin);
     require(qel_mesh_save(&mesh, skin, file.path()) == expected.status);

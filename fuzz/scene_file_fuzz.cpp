@@ -10,7 +10,7 @@ using namespace qel::fuzz;
 
 namespace {
 
-constexpr std::uint64_t largest_resaved = 1 << 20;
+constexpr std::uint64_t max_resaved = 1 << 20;
 
 /// A count that is mostly the truth.
 std::uint32_t perhaps_lie(FuzzedDataProvider &fuzz, std::uint32_t truth) {
@@ -141,7 +141,7 @@ void load(const bytes &content, FuzzedDataProvider &fuzz, bool indexed) {
     } else if (content[4] > 1 || content[5] != 0 || content[6] != 0 || content[7] != 0) {
         require(status == -3);
     } else {
-        const bytes completed = model::completed_file(content, largest_resaved);
+        const bytes completed = model::completed_file(content, max_resaved);
         require(status == 0 || (status == -4 && completed.empty()));
         if (status == 0) check_header(scene, content, file.path());
         if (!completed.empty()) {

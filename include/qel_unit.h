@@ -1075,7 +1075,7 @@ QEL_API int32_t ogawa_read_tangent_frame(const ogawa_archive *archive, const oga
  * set.
  *
  * Each face gives the tangent and bitangent of its first three corners to all its corners; sums are
- * normalised at the end (a sum not longer than 1e-8 is left as it is). They are not made orthogonal to the
+ * normalized at the end (a sum not longer than 1e-8 is left as it is). They are not made orthogonal to the
  * normal. Tangent = (e1 dv2 - e2 dv1) / det, bitangent = (e2 du1 - e1 du2) / det with det = du1 dv2 - dv1
  * du2; where |det| is below 1e-8 the factor is 1e8 instead of 1 / det.
  *
@@ -1660,7 +1660,7 @@ QEL_API int32_t ogawa_read_skinning(const ogawa_archive *archive, const ogawa_ob
  * Each joint's matrix is pose x joint transform in double precision. A vertex is the sum over its four
  * slots, in order, of weight x position transformed as a row vector, each product and sum in single
  * precision. Slots with a weight below 1e-6 or a joint number beyond the skin are skipped; weights are not
- * normalised; a vertex without a usable slot becomes (0, 0, 0). The scratch is 128 bytes per joint; without
+ * normalized; a vertex without a usable slot becomes (0, 0, 0). The scratch is 128 bytes per joint; without
  * it nothing is written, nor for a skin that has joints to count, or weights, but no array of them.
  *
  * @param skin                the skin; its `weight_count` says how many positions there are. Null does
@@ -1724,7 +1724,7 @@ struct qel_mesh {
  *
  * Faces are fanned into triangles about their first corner; faces of fewer than 3 corners give none. Normals
  * of vertex scope and matching count are written as they are, others are summed over the first
- * `face_index_count` corners, each for its vertex, and normalised. Where scratch memory (16 bytes per vertex;
+ * `face_index_count` corners, each for its vertex, and normalized. Where scratch memory (16 bytes per vertex;
  * 12 per triangle) is missing, that block is left out.
  *
  * Reads `positions`, `vertex_count`, `normals`, `normal_count`, `normal_scope`, `face_counts`, `face_count`,

@@ -20,5 +20,13 @@ need() {
     "${root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends --no-remove "${missing[@]}" >/dev/null
 }
 
+# build_for_install: the libraries alone in build/package, as they are packed, installed and put into the wheel.
+build_for_install() {
+    # /usr: Debian's folder for libraries depends on it.
+    cmake -S . -B build/package -G Ninja -DBUILD_TESTING=OFF -DQEL_UNIT_TOOLS=OFF -DCMAKE_BUILD_TYPE=RelWithDebInfo \
+        -DCMAKE_INSTALL_PREFIX=/usr >/dev/null
+    cmake --build build/package
+}
+
 readonly build_packages=(g++ cmake ninja-build libgtest-dev python3)
 readonly fuzz_targets=(unit_file archive archive_structure scene_file mesh_cache agents mesh_records scene_records)

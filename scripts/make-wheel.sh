@@ -7,17 +7,15 @@ mkdir -p "${1:-build/wheel}"
 folder=$(cd "${1:-build/wheel}" && pwd)
 scratch=$(mktemp -d)
 trap 'rm -rf "$scratch"' EXIT
-cmake -S . -B build/package_lib -G Ninja -DBUILD_TESTING=OFF -DQEL_UNIT_TOOLS=OFF -DCMAKE_BUILD_TYPE=RelWithDebInfo \
-    -DCMAKE_INSTALL_LIBDIR=lib >/dev/null
-cmake --build build/package_lib >/dev/null
+build_for_install >/dev/null
 # A copy, since a build leaves traces.
 cp -r bindings/python "$scratch/source"
 find "$scratch/source" -name __pycache__ -prune -exec rm -rf {} +
 for component in runtime archive_runtime; do
-    cmake --install build/package_lib --prefix "$scratch/prefix" --component $component --strip >/dev/null
+    cmake --install build/package --prefix "$scratch/prefix" --component $component --strip >/dev/null
 done
 for library in qel_unit qel_archive; do
-    cp --dereference "$scratch"/prefix/lib/lib$library.so.? "$scratch/source/qel_unit/lib$library.so"
+    cp --dereference "$(find "$scratch/prefix" -name "lib$library.so.?")" "$scratch/source/qel_unit/lib$library.so"
 done
 platform=$(/usr/bin/python3 -c 'import sysconfig; print(sysconfig.get_platform().replace("-", "_"))')
 /usr/bin/python3 -m pip wheel --quiet --no-build-isolation --no-deps --no-index -w "$folder" \

@@ -186,16 +186,16 @@ ok "dlopen of qel_archive alone: all $(wc -l <"$scratch/archive_names") names, a
 
 # ---- Static --------------------------------------------------------------------------------------------------------
 quiet cmake -S . -B build/static -G Ninja -DBUILD_TESTING=OFF -DQEL_UNIT_TOOLS=OFF -DBUILD_SHARED_LIBS=OFF \
-    -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCMAKE_INSTALL_PREFIX="$scratch/static" -DCMAKE_INSTALL_LIBDIR=lib
+    -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCMAKE_INSTALL_PREFIX="$scratch/static" -DCMAKE_INSTALL_LIBDIR="$libdir"
 quiet cmake --build build/static
 quiet cmake --install build/static
 holds_exactly "$scratch/static" <<<"$headers
-$(development static libqel_{archive,unit}.a | sed 's|^|lib/|')
+$(development static libqel_{archive,unit}.a | sed "s|^|$libdir/|")
 share/doc/qel_unit/LICENSE"
 names_no_folder "$scratch/static"
 with_find_package "$scratch/static"
-with_pkg_config "$scratch/static/lib/pkgconfig" qel_unit --static
-for file in "$scratch"/static/lib/pkgconfig/*.pc; do
+with_pkg_config "$scratch/static/$libdir/pkgconfig" qel_unit --static
+for file in "$scratch/static/$libdir"/pkgconfig/*.pc; do
     pkg-config --cflags "$file" | grep -qF -- -DQEL_UNIT_STATIC || fail "$file: not marked static"
 done
 all_linked_with "$scratch/build" static
@@ -215,17 +215,14 @@ in_both() {
         linked_with "$scratch/build/scene_to_unit" "${option[0]}"
     done
     for linkage in shared static; do
-        with_pkg_config "$1/lib/pkgconfig" "qel_unit-$linkage"
+        with_pkg_config "$1/$libdir/pkgconfig" "qel_unit-$linkage"
         all_linked_with "$scratch" "$linkage"
     done
 }
-quiet cmake -S . -B build/package_lib -G Ninja -DBUILD_TESTING=OFF -DQEL_UNIT_TOOLS=OFF \
-    -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCMAKE_INSTALL_LIBDIR=lib
-quiet cmake --build build/package_lib
-for order in "package_lib static" "static package_lib"; do
+for order in "package static" "static package"; do
     for build in $order; do quiet cmake --install "build/$build" --prefix "$scratch/both"; done
     in_both "$scratch/both"
-    with_pkg_config "$scratch/both/lib/pkgconfig" qel_unit --static
+    with_pkg_config "$scratch/both/$libdir/pkgconfig" qel_unit --static
     if [ "$build" = static ]; then all_linked_with "$scratch" static; fi
     rm -rf "$scratch/both"
 done

@@ -8,7 +8,6 @@ need "${build_packages[@]}" python3 python3-numpy python3-pip python3-setuptools
 python=${1:-/usr/bin/python3}
 cmake --preset release >/dev/null
 cmake --build --preset release --target qel_unit --target qel_archive
-scripts/generate_python.py --check
 export QEL_UNIT_LIBRARY=$PWD/build/release/src/libqel_unit.so PYTHONDONTWRITEBYTECODE=1 # the second one lies beside it
 cd bindings/python
 mypy --cache-dir=../../build/mypy qel_unit tests examples benchmarks

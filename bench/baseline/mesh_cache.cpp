@@ -27,7 +27,7 @@ qel_mesh_header header_of(const ogawa_polymesh &mesh, std::uint32_t triangles) {
     return header;
 }
 
-/// Sums the normals of each vertex's corners, corner by corner, and normalises the sums.
+/// Sums the normals of each vertex's corners, corner by corner, and normalizes the sums.
 void write_average_normals(std::FILE *stream, const ogawa_polymesh &mesh) {
     const std::size_t vertices = mesh.vertex_count;
     auto *const sums = static_cast<float *>(std::calloc(vertices * 3, sizeof(float)));

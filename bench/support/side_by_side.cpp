@@ -14,9 +14,9 @@ namespace {
 
 bool quick_mode = false;
 
-constexpr double row_seconds = 2;       // after so long, models not counted, no further round begins
-constexpr std::size_t least_rounds = 5; // but so many are played
-constexpr std::size_t most_rounds = 41;
+constexpr double row_seconds = 2;     // after so long, models not counted, no further round begins
+constexpr std::size_t min_rounds = 5; // but so many are played
+constexpr std::size_t max_rounds = 41;
 constexpr double model_seconds = 1;     // a model that has taken so long rests ...
 constexpr std::size_t model_rounds = 3; // ... after so many rounds,
 constexpr double slow_model = 3;        // or at once when it is as slow as this
@@ -35,8 +35,8 @@ double median(std::vector<double> values) {
     return values.size() % 2 == 1 ? values[half] : (values[half - 1] + values[half]) / 2;
 }
 
-/// What the heap kept of earlier ways and rows goes back to the system first, all but a little for small blocks: a large
-/// array is then fresh memory whoever takes it.
+/// What the heap kept of earlier ways and rows goes back to the system first, all but a little for small blocks: a
+/// large array is then fresh memory whoever takes it.
 double play(const contender &way) {
     if (way.before) way.before();
     malloc_trim(std::size_t{1} << 20);
@@ -89,7 +89,7 @@ side_by_side &side_by_side::limit(const std::string &name, contender best, doubl
 }
 
 side_by_side &side_by_side::within(double milliseconds) {
-    most_milliseconds_ = milliseconds;
+    max_milliseconds_ = milliseconds;
     return *this;
 }
 
@@ -127,8 +127,8 @@ void side_by_side::measure() {
     for (auto _ : state_) {
         if (!quick()) play(ways_[0].way); // first calls bind symbols and warm caches
         double played = 0;
-        for (std::size_t round = 0; round < most_rounds; ++round) {
-            const std::size_t rounds_wanted = quick() ? 1 : least_rounds;
+        for (std::size_t round = 0; round < max_rounds; ++round) {
+            const std::size_t rounds_wanted = quick() ? 1 : min_rounds;
             if (round >= rounds_wanted && (quick() || played > row_seconds)) break;
             played += play_round(round % 2 == 1);
         }
@@ -139,7 +139,7 @@ void side_by_side::measure() {
         if (r.target != no_target) std::snprintf(target, sizeof target, "|%g", r.target);
         state_.counters[r.label + (r.label.find('|') == std::string::npos ? "|" : "") + target] = ratio(r);
     }
-    if (most_milliseconds_ != no_target) state_.counters["milliseconds"] = most_milliseconds_;
+    if (max_milliseconds_ != no_target) state_.counters["milliseconds"] = max_milliseconds_;
     state_.counters["rounds"] = static_cast<double>(ways_[0].seconds.size());
 }
 

@@ -81,7 +81,7 @@ class side_by_side {
     benchmark::State &state_;
     std::vector<timed> ways_;
     std::vector<rival> rivals_;
-    double most_milliseconds_ = no_target;
+    double max_milliseconds_ = no_target;
 };
 
 /// Checks what a row takes for granted: that two ways gave the same, that a call succeeded. False and a failed row

@@ -11,7 +11,7 @@ namespace qel::model {
 namespace {
 
 constexpr std::uint32_t no_number = 0xFFFFFFFF;
-constexpr std::uint64_t most_samples = 8; ///< of one property that are all asked for
+constexpr std::uint64_t max_samples = 8; ///< of one property that are all asked for
 
 class comparison {
   public:
@@ -63,11 +63,11 @@ class comparison {
 /// The samples that are asked for: all of a few, else those at both ends and around the changes; and missing ones.
 std::vector<std::uint64_t> asked_samples(std::uint64_t count, std::uint64_t first, std::uint64_t last) {
     std::vector<std::uint64_t> samples = {count, ~std::uint64_t{0}};
-    for (std::uint64_t i = 0; i < std::min(count, most_samples); ++i)
+    for (std::uint64_t i = 0; i < std::min(count, max_samples); ++i)
         samples.push_back(i);
     for (const std::uint64_t i : {first, last, count})
         for (const std::uint64_t near : {i - 1, i, i + 1})
-            if (near >= most_samples && near < count) samples.push_back(near);
+            if (near >= max_samples && near < count) samples.push_back(near);
     return samples;
 }
 

@@ -62,7 +62,7 @@ void add_face(const ogawa_polymesh &mesh, const ogawa_uv_set &set, std::uint64_t
     }
 }
 
-void normalise_each(std::vector<float> &vectors) {
+void normalize_each(std::vector<float> &vectors) {
     for (std::size_t at = 0; at < vectors.size(); at += 3) {
         const float xx = vectors[at] * vectors[at];
         const float yy = vectors[at + 1] * vectors[at + 1];
@@ -87,8 +87,8 @@ plain_tangent_frame compute_plain_tangent_frame(const ogawa_polymesh &mesh, cons
         if (c >= 3) add_face(mesh, set, k, c, frame);
         k += c;
     }
-    normalise_each(frame.tangents);
-    normalise_each(frame.bitangents);
+    normalize_each(frame.tangents);
+    normalize_each(frame.bitangents);
     return frame;
 }
 

@@ -5,6 +5,7 @@
 #include <unordered_set>
 
 extern "C" {
+
 void *__real_malloc(std::size_t size);
 void *__real_calloc(std::size_t count, std::size_t size);
 void *__real_realloc(void *block, std::size_t size);
@@ -17,7 +18,8 @@ void __wrap_free(void *block);
 void *__real_aligned_alloc(std::size_t alignment, std::size_t size);
 void *__wrap_aligned_alloc(std::size_t alignment, std::size_t size);
 #endif
-}
+
+} // extern "C"
 
 namespace {
 
@@ -99,7 +101,8 @@ void __wrap_free(void *block) {
     forgotten(block);
     if (policy.give_back == nullptr || !policy.give_back(block)) __real_free(block);
 }
-}
+
+} // extern "C"
 
 namespace qel::test {
 

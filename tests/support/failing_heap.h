@@ -34,8 +34,8 @@ class failing_heap {
     failing_heap(std::uint64_t n, std::size_t size, bool all_later);
 };
 
-/// A machine with little memory, and blocks of one size that come from elsewhere: what a fuzzer, which allocates the same
-/// large tables thousands of times a second, needs. Holds for the rest of the process.
+/// A machine with little memory, and blocks of one size that come from elsewhere: what a fuzzer, which allocates the
+/// same large tables thousands of times a second, needs. Holds for the rest of the process.
 struct heap_policy {
     std::size_t max_bytes = ~std::size_t{0}; // a larger allocation fails
     std::size_t pooled_bytes = 0;            // aligned allocations of exactly this size are the pool's

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Writes that fail on demand: a stream's buffer hides a full disk from the first of them. To be included by one file of a
-// test program.
+// Writes that fail on demand: a stream's buffer hides a full disk from the first of them. To be included by one file of
+// a test program.
 #pragma once
 
 #include <cstddef>

@@ -8,7 +8,7 @@
 namespace qel::test {
 namespace {
 
-constexpr std::uint32_t most_objects = 14, deepest = 5;
+constexpr std::uint32_t max_objects = 14, deepest = 5;
 
 /// Builds one archive.
 class maker {
@@ -335,7 +335,7 @@ object_node &maker::add_child(object_node &parent, const std::string &name) {
 
 void maker::add_children(object_node &parent, std::uint32_t depth) {
     const std::string around = path_;
-    for (std::uint32_t i = random_.below(5); i > 0 && objects_ < most_objects; --i) {
+    for (std::uint32_t i = random_.below(5); i > 0 && objects_ < max_objects; --i) {
         ++objects_;
         path_ = around;
         const std::string child_name = name() + (random_.one_in(60) ? "" : std::to_string(i));

@@ -25,8 +25,8 @@ void check_place(const std::string &place, const std::string &input);
 /// end: one that fails or is interrupted leaves every file there as it was.
 class result_folder {
   public:
-    /// `names` are those of all files that may be written, to be removed when the program is interrupted. They may lie in a
-    /// folder inside: "meshes/a".
+    /// `names` are those of all files that may be written, to be removed when the program is interrupted. They may lie
+    /// in a folder inside: "meshes/a".
     result_folder(const std::string &path, const std::vector<std::string> &names);
     ~result_folder();
     result_folder(const result_folder &) = delete;
