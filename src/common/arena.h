@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Memory of many small arrays that live and go together, and lists that grow.
+// Memory of many small arrays that are freed together, and lists that grow.
 #pragma once
 
 #include "common/heap.h"
@@ -14,7 +14,7 @@
 
 namespace qel {
 
-/// Hands out arrays that live as long as the arena. At most a quarter of its memory, and 4 KiB, is not handed out.
+/// Allocates arrays that last as long as the arena. At most a quarter of its memory, and 4 KiB, is not in use.
 class arena {
   public:
     arena() = default;
@@ -48,7 +48,7 @@ class arena {
         if (bytes > left_) {
             const std::size_t room = next_room();
             if (bytes > room / 4)
-                return add_block(bytes + alignment); // the begun block stays for small arrays
+                return add_block(bytes + alignment); // the present block is kept for small arrays
             next_ = add_block(room);
             left_ = next_ == nullptr ? 0 : room - alignment;
             if (next_ == nullptr) return nullptr;
@@ -59,7 +59,7 @@ class arena {
         return taken;
     }
 
-    /// Bytes of the next block for small arrays: a quarter of what there is, large ones in whole huge pages.
+    /// Bytes of the next block for small arrays: a quarter of the arena's, in whole huge pages from two of them on.
     std::size_t next_room() const {
         const std::size_t room = std::clamp(total_ / 4, min_room, max_room);
         return room < 2 * huge_page ? room : room / huge_page * huge_page;
@@ -83,7 +83,7 @@ class arena {
     std::size_t total_ = 0;
 };
 
-/// Plain records one behind the other. Growing may move them.
+/// An array of plain records that grows, which may move it.
 template <class T>
 class heap_list {
     static_assert(std::is_trivially_copyable_v<T>);

@@ -10,7 +10,7 @@
 
 namespace qel {
 
-/// The number of the lowest bit that is set; there is one.
+/// The number of the lowest bit that is set. `bits` is not 0.
 inline std::uint32_t lowest_bit(std::uint64_t bits) {
 #if defined(_MSC_VER)
     unsigned long position;

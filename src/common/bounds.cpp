@@ -2,7 +2,7 @@
 // The wide forms keep the box of every lane and merge the lanes in the end. One vector holds x, y and z in turn, three
 // vectors hold whole triples, so each of the three keeps accumulators of its own. All lanes start with the first
 // position, so that a NaN there stays in all of them, and min and max instructions replace a bound just as the plain
-// comparison does. What lanes cannot tell is which of -0 and +0 came first: where they disagree, the array is asked.
+// comparison does. Lanes do not show which of -0 and +0 came first: where they disagree, the array is searched for it.
 #include "common/bounds.h"
 
 #include <cstring>
@@ -129,28 +129,43 @@ QEL_TARGET_AVX2 void bounds_avx2(const float *positions, std::uint32_t count, fl
     merge_lanes(lows, highs, 24, positions, i, count, bounds);
 }
 
-#endif
-
-void choose_bounds(const float *positions, std::uint32_t count, float *bounds) {
-    bounds_kernel *const form = bounds_forms.best(detect_instruction_set());
-    bounds_choice.store(form, std::memory_order_relaxed);
-    form(positions, count, bounds);
+QEL_TARGET_AVX512 void bounds_avx512(const float *positions, std::uint32_t count, float *bounds) {
+    constexpr std::uint64_t step = 16;
+    constexpr __mmask16 all = 0xFFFF; // gcc 12 warns of the intrinsics without a mask
+    const float x = positions[0], y = positions[1], z = positions[2];
+    __m512 low_x = _mm512_setr_ps(x, y, z, x, y, z, x, y, z, x, y, z, x, y, z, x);
+    __m512 low_y =
+        _mm512_setr_ps(y, z, x, y, z, x, y, z, x, y, z, x, y, z, x, y); // sixteen lanes on from x comes y
+    __m512 low_z = _mm512_setr_ps(z, x, y, z, x, y, z, x, y, z, x, y, z, x, y, z);
+    __m512 high_x = low_x, high_y = low_y, high_z = low_z;
+    std::uint64_t i = 0;
+    for (; i + step <= count; i += step) {
+        const __m512 from_x = _mm512_loadu_ps(positions + i * 3);
+        const __m512 from_y = _mm512_loadu_ps(positions + i * 3 + 16);
+        const __m512 from_z = _mm512_loadu_ps(positions + i * 3 + 32);
+        low_x = _mm512_maskz_min_ps(all, from_x, low_x);
+        low_y = _mm512_maskz_min_ps(all, from_y, low_y);
+        low_z = _mm512_maskz_min_ps(all, from_z, low_z);
+        high_x = _mm512_maskz_max_ps(all, from_x, high_x);
+        high_y = _mm512_maskz_max_ps(all, from_y, high_y);
+        high_z = _mm512_maskz_max_ps(all, from_z, high_z);
+    }
+    const __m512 low[3] = {low_x, low_y, low_z}, high[3] = {high_x, high_y, high_z};
+    float lows[48], highs[48];
+    std::memcpy(lows, low, sizeof lows);
+    std::memcpy(highs, high, sizeof highs);
+    merge_lanes(lows, highs, 48, positions, i, count, bounds);
 }
+
+#endif
 
 } // namespace
 
-#if QEL_AVX2_KERNELS
-constexpr kernel_forms<bounds_kernel> bounds_forms = {bounds_plain, bounds_sse2, bounds_avx2, nullptr};
-#elif QEL_SSE2_KERNELS
-constexpr kernel_forms<bounds_kernel> bounds_forms = {bounds_plain, bounds_sse2, nullptr, nullptr};
-#else
-constexpr kernel_forms<bounds_kernel> bounds_forms = {bounds_plain, nullptr, nullptr, nullptr};
-#endif
-
-std::atomic<bounds_kernel *> bounds_choice{choose_bounds};
+dispatched<bounds_function> bounds_kernel(bounds_plain, QEL_SSE2_FORM(bounds_sse2),
+                                          QEL_AVX2_FORM(bounds_avx2), QEL_AVX2_FORM(bounds_avx512));
 
 void compute_bounds(const float *positions, std::uint32_t count, float *bounds) {
-    bounds_choice.load(std::memory_order_relaxed)(positions, count, bounds);
+    bounds_kernel(positions, count, bounds);
 }
 
 } // namespace qel

@@ -4,7 +4,6 @@
 
 #include "common/cpu.h"
 
-#include <atomic>
 #include <cstdint>
 
 namespace qel {
@@ -13,11 +12,9 @@ namespace qel {
 /// replaces it: a NaN never does, and of -0 and +0 the first stays.
 void compute_bounds(const float *positions, std::uint32_t count, float *bounds);
 
-using bounds_kernel = void(const float *positions, std::uint32_t count, float *bounds);
+using bounds_function = void(const float *positions, std::uint32_t count, float *bounds);
 
-extern const kernel_forms<bounds_kernel> bounds_forms;
-
-/// What compute_bounds calls. Tests and measurements store a form here.
-extern std::atomic<bounds_kernel *> bounds_choice;
+/// What compute_bounds calls.
+extern dispatched<bounds_function> bounds_kernel;
 
 } // namespace qel

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// A large sliding window over a stream: a byte scan looks through it instead of reading at every step.
+// A large sliding window over a stream, so that a search of its bytes does not read at every step.
 #pragma once
 
 #include "common/bytes.h"
@@ -17,11 +17,11 @@ struct byte_view {
     std::size_t size;
 };
 
-/// Holds a piece of a stream in memory and moves it as it is asked for other places.
+/// Holds a piece of a stream in memory, and another one when a place outside of it is asked for.
 ///
-/// A scan that goes forward gets pieces of 256 KiB (larger ones are slower: they fall out of the processor's
-/// cache); one that jumps about, as a tree walk does, gets 4 KiB at each jump. Without memory for the large
-/// piece, a small one inside the window serves.
+/// A forward search gets pieces of 256 KiB (larger ones do not fit the processor's cache and are slower); a walk
+/// that jumps gets 4 KiB at each jump. Where there is no memory for the large piece, the window uses a small one
+/// inside itself.
 class byte_window {
   public:
     explicit byte_window(std::FILE *stream);
@@ -29,11 +29,11 @@ class byte_window {
     byte_window(const byte_window &) = delete;
     byte_window &operator=(const byte_window &) = delete;
 
-    /// The stream's length when the window was made, or less where it has turned out to end sooner.
+    /// The stream's length when the window was made, or less where a read has ended before.
     std::uint64_t length() const { return length_; }
 
     /// The bytes from `offset` on: at least `wanted` of them (at most max_wanted), fewer only where the stream
-    /// ends. There may be more, so that a scan can go on without asking.
+    /// ends. There may be more, which a search uses before it asks again.
     byte_view at(std::uint64_t offset, std::size_t wanted);
 
     /// Reads one value; false when the stream ends before it does.
@@ -55,9 +55,9 @@ class byte_window {
 
     std::FILE *stream_;
     std::uint64_t length_;
-    std::uint64_t start_ = 0;       // where in the stream the held piece begins
+    std::uint64_t start_ = 0;       // offset in the stream of the held piece
     std::size_t held_ = 0;          // bytes held
-    std::size_t next_ = max_wanted; // bytes to hold after the last move; never fewer than anyone may want
+    std::size_t next_ = max_wanted; // bytes to hold after the last move, at least max_wanted
     scratch<std::uint8_t> large_;
     std::uint8_t small_[small_piece];
     std::uint8_t *buffer_;

@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The compiler's own __builtin_cpu_supports answers the same question, but brings a function along that runs before
-// main, so the processor is asked here.
+// The compiler's __builtin_cpu_supports finds the same, but links a function that runs before main.
 #include "common/cpu.h"
 
 #if QEL_AVX2_KERNELS
@@ -37,7 +36,7 @@ instruction_set widest_set(const processor_words &words) {
 }
 
 instruction_set detect_instruction_set() {
-    unsigned a = 0, b = 0, c = 0, d = 0; // stay zero where the processor does not know the question
+    unsigned a = 0, b = 0, c = 0, d = 0; // stay zero where the processor has no such leaf
     processor_words words = {};
     __get_cpuid(1, &a, &b, &c, &d);
     words.features = c;

@@ -1,12 +1,9 @@
 // SPDX-License-Identifier: MIT
 // Choosing at run time which form of a kernel the processor gets. All forms of a kernel give the same bits;
 // only which of two NaNs comes out of an operation is the compiler's choice.
-//
-// A kernel has one function per instruction set and one atomic pointer through which it is called. The pointer's first
-// value, a constant, is a function that looks at the processor, stores its choice and calls it: nothing runs when the
-// library is loaded, and threads that meet in the first call store the same pointer.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 
 // Forms for particular instruction sets need a compiler that builds them function by function.
@@ -21,7 +18,17 @@
 #else
 #define QEL_AVX2_KERNELS 0
 #endif
-// Fused multiply-add is named nowhere: it rounds once where the results round twice.
+#if QEL_SSE2_KERNELS
+#define QEL_SSE2_FORM(function) function
+#else
+#define QEL_SSE2_FORM(function) nullptr
+#endif
+#if QEL_AVX2_KERNELS
+#define QEL_AVX2_FORM(function) function
+#else
+#define QEL_AVX2_FORM(function) nullptr
+#endif
+// No target has fused multiply-add: it rounds once where the results round twice.
 #define QEL_TARGET_AVX2 __attribute__((target("avx2")))
 #define QEL_TARGET_AVX512 __attribute__((target("avx512f,avx512bw")))
 
@@ -31,33 +38,65 @@ namespace qel {
 enum class instruction_set : std::uint8_t { plain, sse2, avx2, avx512 };
 
 #if QEL_AVX2_KERNELS
-/// What a processor says of itself: words of its cpuid instruction, and the register states that the operating system
-/// saves when it switches threads.
+/// Words of a processor's cpuid instruction, and the register states that the operating system saves when it switches
+/// threads.
 struct processor_words {
     std::uint32_t features;          // leaf 1, ecx
     std::uint32_t extended_features; // leaf 7, ebx
-    std::uint64_t saved_states;      // 0 where it cannot be asked
+    std::uint64_t saved_states;      // 0 where the processor has no instruction that reads them
 };
 
 /// The widest set that such a processor can run.
 instruction_set widest_set(const processor_words &words);
 #endif
 
-/// The widest set that the processor has and the operating system saves the registers of. Asks both at every call.
+/// The widest set that the processor has and whose registers the operating system saves. Every call looks anew.
 instruction_set detect_instruction_set();
 
-/// The forms of one kernel. One that is missing is null, but for the plain one.
+/// The forms of one kernel. Each may be null but the plain one.
 template <class Function>
 struct kernel_forms {
     Function *plain, *sse2, *avx2, *avx512;
 
-    /// The form for a processor that has this set: the widest written that it can run.
+    /// The widest form that a processor of this set can run.
     constexpr Function *best(instruction_set set) const {
         if (set >= instruction_set::avx512 && avx512 != nullptr) return avx512;
         if (set >= instruction_set::avx2 && avx2 != nullptr) return avx2;
         if (set >= instruction_set::sse2 && sse2 != nullptr) return sse2;
         return plain;
     }
+};
+
+template <class Function>
+class dispatched;
+
+/// A kernel: it is called like a function, and the first call chooses the form for this processor. The constructor is a
+/// constant expression, so that nothing runs when the library is loaded; threads that meet in the first call choose the
+/// same form.
+template <class Result, class... Arguments>
+class dispatched<Result(Arguments...)> {
+  public:
+    using function = Result(Arguments...);
+
+    constexpr dispatched(function *plain, function *sse2, function *avx2, function *avx512)
+        : forms{plain, sse2, avx2, avx512} {}
+
+    Result operator()(Arguments... arguments) {
+        function *form = chosen();
+        if (form == nullptr) choose(form = forms.best(detect_instruction_set()));
+        return form(arguments...);
+    }
+
+    /// The form that is called; null before the first call.
+    function *chosen() const { return chosen_.load(std::memory_order_relaxed); }
+
+    /// Calls go to this form from now on; for null, the next call chooses.
+    void choose(function *form) { chosen_.store(form, std::memory_order_relaxed); }
+
+    const kernel_forms<function> forms;
+
+  private:
+    std::atomic<function *> chosen_{nullptr};
 };
 
 } // namespace qel

@@ -17,8 +17,8 @@ struct stream_closer {
 /// A stream that is closed at the end of its scope.
 using file_stream = std::unique_ptr<std::FILE, stream_closer>;
 
-/// A file, opened for the time of its scope, of which 64 KiB move at a time; fewer, as many as the C library chooses,
-/// where there is no memory for them.
+/// A file, opened for the time of its scope, with a buffer of 64 KiB; where there is no memory for that, with one of the
+/// C library's size.
 class buffered_stream {
   public:
     /// A null path is no file.
@@ -43,12 +43,11 @@ std::uint64_t stream_length(std::FILE *stream);
 /// Reads up to `size` bytes at a position; returns how many were read.
 std::size_t read_at(std::FILE *stream, std::uint64_t position, void *bytes, std::size_t size);
 
-/// Removes a name that leads to a file which has another name as well, where the system can tell: a symbolic link,
-/// one of several hard links.
+/// Removes a symbolic link, or one of several hard links, where the system has them. Other files stay.
 void remove_link(const char *path);
 
 /// Gives a file the name of another, which it replaces in one step: at no moment is there no file. An empty folder of
-/// that name gives way, too; where anything else is in the way, both files stay.
+/// that name is replaced as well; where neither can be replaced, both files stay.
 void replace_file(const char *file, const char *target);
 
 } // namespace qel

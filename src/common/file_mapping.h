@@ -14,14 +14,14 @@ enum class mapping_outcome {
     no_view      // the address space has no room for it
 };
 
-/// A mapped file. The file itself is closed: only the view holds it.
+/// A mapped file. The file itself is closed: only the view keeps it in use.
 struct file_mapping {
     const void *view = nullptr;
     std::uint64_t size = 0; // bytes of the file, at least 1
 };
 
 /// Maps all of a file; writes `mapping` only where it succeeds. Memory behind the file's end must not be read, and
-/// a file that is shortened while it is mapped takes its pages with it.
+/// neither must what is cut off a file while it is mapped.
 mapping_outcome map_file(const char *path, file_mapping &mapping);
 
 /// Ends a mapping that map_file made.

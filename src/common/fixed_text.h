@@ -6,12 +6,12 @@ namespace qel {
 
 /// The text of a number with a fixed count of decimals.
 struct fixed_text {
-    static constexpr int most_decimals = 16;
+    static constexpr int max_decimals = 16;
 
-    char text[384]; // a sign, 309 digits, a point (a locale's takes up to 16 bytes at first), the decimals
+    char text[384]; // a sign, 309 digits, a point (up to 16 bytes in a locale), the decimals
 };
 
-/// What "%.*f" writes in the C locale, whatever locale the process has set. At most `most_decimals` decimals.
+/// What "%.*f" writes in the C locale, whatever locale the process has set. At most `max_decimals` decimals.
 fixed_text fixed(double value, int decimals);
 
 } // namespace qel

@@ -25,8 +25,8 @@ constexpr std::size_t array_bytes(std::uint64_t count) {
 
 constexpr std::size_t huge_page = std::size_t{2} << 20;
 
-/// Asks for huge pages where whole ones lie inside a large block that nothing has touched yet: its first use then
-/// takes hundreds of page faults fewer, and random visits as many TLB misses. A hint: refusal changes nothing.
+/// Asks for huge pages where whole ones are inside a large block that has not been used yet: its first use then
+/// takes hundreds of page faults fewer, and random accesses miss the TLB less. A hint: refusal changes nothing.
 inline void advise_huge_pages(void *block, std::size_t bytes) {
 #if defined(__linux__)
     if (block == nullptr || bytes < huge_page) return;
@@ -56,12 +56,12 @@ template <class T>
 T *heap_zeroed(std::uint64_t count) {
     const std::size_t bytes = array_bytes<T>(count);
     void *const block = bytes == 0 ? nullptr : std::calloc(1, bytes);
-    advise_huge_pages(block, bytes); // a large block is fresh, so nothing has touched it either
+    advise_huge_pages(block, bytes); // calloc takes a large block from the system and does not write to it
     return static_cast<T *>(block);
 }
 
-/// Room for a large table of whole huge pages, aligned so that not a part of it is left to small ones. Not
-/// initialised; null when there is no memory.
+/// Room for a large table of whole huge pages, aligned so that no part of it takes small ones. Not initialised; null
+/// when there is no memory.
 template <class T>
 T *heap_table(std::uint64_t count) {
 #if defined(__linux__)
@@ -75,8 +75,8 @@ T *heap_table(std::uint64_t count) {
     return heap_array<T>(count);
 }
 
-/// Room for `count` records that begin at a cache line, where the platform offers that, so that none of the size of
-/// whole lines lies across one more. Not initialised; null when there is no memory.
+/// Room for `count` records that begin at a cache line, where the platform offers that: a record of whole lines then
+/// takes no line more than it has to. Not initialised; null when there is no memory.
 template <class T>
 T *heap_lines(std::uint64_t count) {
 #if defined(__linux__)
@@ -102,5 +102,11 @@ struct heap_deleter {
 /// Scratch memory owned by a scope.
 template <class T>
 using scratch = std::unique_ptr<T[], heap_deleter>;
+
+/// Scratch memory that is allocated in full although its owner uses none of it, or only its beginning. What a function
+/// allocates, in which order, and what it does without when that fails, is documented behaviour that stays the same
+/// when a better algorithm needs less.
+template <class T>
+using required_scratch = scratch<T>;
 
 } // namespace qel

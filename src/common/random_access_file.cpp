@@ -16,7 +16,7 @@
 namespace qel {
 namespace {
 
-/// Systems read at most about 2 GiB at once.
+/// Systems read at most about 2 GiB with one call.
 constexpr std::size_t max_read = std::size_t{1} << 30;
 
 } // namespace
@@ -71,7 +71,7 @@ random_access_file::~random_access_file() {
 }
 
 open_outcome random_access_file::open(const char *path) {
-    // Opening a pipe would wait for who writes to it, but not so.
+    // Without O_NONBLOCK, opening a pipe would wait for a writer.
     constexpr int flags = O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY;
     do
         descriptor_ = ::open(path, flags); // NOLINT(cppcoreguidelines-pro-type-vararg)

@@ -13,7 +13,7 @@ read_outcome read_ahead::read(std::uint64_t position, void *bytes, std::size_t s
     if (!pieces_[number].holds(position, size)) {
         number = find(position, size);
         if (number == piece_count) {
-            const read_outcome outcome = bring(position, size, number);
+            const read_outcome outcome = load(position, size, number);
             if (outcome != read_outcome::read) return outcome;
         }
         current_ = number;
@@ -40,25 +40,25 @@ std::size_t read_ahead::oldest() const {
     return found;
 }
 
-/// Fills the oldest piece with a place and what is likely to be asked for next. What is held beside the place stays: a
-/// walk often takes a step back.
-read_outcome read_ahead::bring(std::uint64_t position, std::size_t size, std::size_t &brought) {
-    brought = oldest();
+/// Fills the oldest piece with a place and the bytes likely to be asked for next. The piece held beside the place stays:
+/// a walk often goes one step back.
+read_outcome read_ahead::load(std::uint64_t position, std::size_t size, std::size_t &loaded) {
+    loaded = oldest();
     for (const piece &near : pieces_) {
         if (near.held == 0) continue;
         const std::uint64_t end = near.start + near.held;
         const std::uint64_t step = std::clamp<std::uint64_t>(near.held * 2, min_piece, max_piece);
         if (position >= near.start && position + size <= end + step) {
             const std::uint64_t start = std::min(position, end);
-            return fill(brought, start, start + step);
+            return fill(loaded, start, start + step);
         }
         const std::uint64_t last = std::max(near.start, position + size);
         if (position < near.start && last - position <= step)
-            return fill(brought, last - std::min(last, step), last);
+            return fill(loaded, last - std::min(last, step), last);
     }
-    // Groups stand behind what they lead to, so most of a new piece lies before the place.
+    // Groups are behind what their references lead to, so most of a new piece is before the place.
     const std::uint64_t end = position + std::max<std::uint64_t>(size, min_piece / 4);
-    return fill(brought, end - std::min<std::uint64_t>(end, min_piece), end);
+    return fill(loaded, end - std::min<std::uint64_t>(end, min_piece), end);
 }
 
 read_outcome read_ahead::fill(std::size_t number, std::uint64_t start, std::uint64_t end) {

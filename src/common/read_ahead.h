@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Many small reads at scattered places of a file, with few calls of the system.
+// Many small reads at scattered places of a file, with few system calls.
 #pragma once
 
 #include "common/heap.h"
@@ -12,9 +12,9 @@ namespace qel {
 
 /// Holds a few pieces of a file in memory.
 ///
-/// A read near a held piece, before or behind it, brings another of twice its size, up to 32 KiB; a read elsewhere brings
-/// 4 KiB. So a walk that goes through a file in either direction takes long steps, and one that jumps about reads
-/// little that it does not need.
+/// A read near a held piece, before or behind it, loads another of twice its size, up to 32 KiB; a read elsewhere loads
+/// 4 KiB. So a walk through a file in either direction makes few large reads, and one that jumps reads little that it
+/// does not need.
 class read_ahead {
   public:
     explicit read_ahead(const random_access_file &file)
@@ -42,7 +42,7 @@ class read_ahead {
 
     std::size_t find(std::uint64_t position, std::size_t size) const;
     std::size_t oldest() const;
-    read_outcome bring(std::uint64_t position, std::size_t size, std::size_t &brought);
+    read_outcome load(std::uint64_t position, std::size_t size, std::size_t &loaded);
     read_outcome fill(std::size_t number, std::uint64_t start, std::uint64_t end);
 
     static constexpr std::size_t piece_count = 8;

@@ -141,40 +141,18 @@ QEL_TARGET_AVX2 std::uint64_t sum_avx2(const std::uint32_t *counts, std::uint64_
 
 #endif
 
-bool choose_below(const std::uint32_t *indices, std::uint64_t count, std::uint32_t limit) {
-    below_kernel *const form = below_forms.best(detect_instruction_set());
-    below_choice.store(form, std::memory_order_relaxed);
-    return form(indices, count, limit);
-}
-
-std::uint64_t choose_sum(const std::uint32_t *counts, std::uint64_t count) {
-    sum_kernel *const form = sum_forms.best(detect_instruction_set());
-    sum_choice.store(form, std::memory_order_relaxed);
-    return form(counts, count);
-}
-
 } // namespace
 
-#if QEL_AVX2_KERNELS
-constexpr kernel_forms<below_kernel> below_forms = {below_plain, below_sse2, below_avx2, nullptr};
-constexpr kernel_forms<sum_kernel> sum_forms = {sum_plain, sum_sse2, sum_avx2, nullptr};
-#elif QEL_SSE2_KERNELS
-constexpr kernel_forms<below_kernel> below_forms = {below_plain, below_sse2, nullptr, nullptr};
-constexpr kernel_forms<sum_kernel> sum_forms = {sum_plain, sum_sse2, nullptr, nullptr};
-#else
-constexpr kernel_forms<below_kernel> below_forms = {below_plain, nullptr, nullptr, nullptr};
-constexpr kernel_forms<sum_kernel> sum_forms = {sum_plain, nullptr, nullptr, nullptr};
-#endif
-
-std::atomic<below_kernel *> below_choice{choose_below};
-std::atomic<sum_kernel *> sum_choice{choose_sum};
+dispatched<below_function> below_kernel(below_plain, QEL_SSE2_FORM(below_sse2), QEL_AVX2_FORM(below_avx2),
+                                        nullptr);
+dispatched<sum_function> sum_kernel(sum_plain, QEL_SSE2_FORM(sum_sse2), QEL_AVX2_FORM(sum_avx2), nullptr);
 
 bool all_below(const std::uint32_t *indices, std::uint64_t count, std::uint32_t limit) {
-    return below_choice.load(std::memory_order_relaxed)(indices, count, limit);
+    return below_kernel(indices, count, limit);
 }
 
 std::uint64_t sum_counts(const std::uint32_t *counts, std::uint64_t count) {
-    return sum_choice.load(std::memory_order_relaxed)(counts, count);
+    return sum_kernel(counts, count);
 }
 
 } // namespace qel::archives

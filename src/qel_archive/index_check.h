@@ -4,7 +4,6 @@
 
 #include "common/cpu.h"
 
-#include <atomic>
 #include <cstdint>
 
 namespace qel::archives {
@@ -17,14 +16,11 @@ std::uint64_t sum_counts(const std::uint32_t *counts, std::uint64_t count);
 
 constexpr std::uint64_t bad_sum = ~std::uint64_t{0};
 
-using below_kernel = bool(const std::uint32_t *indices, std::uint64_t count, std::uint32_t limit);
-using sum_kernel = std::uint64_t(const std::uint32_t *counts, std::uint64_t count);
+using below_function = bool(const std::uint32_t *indices, std::uint64_t count, std::uint32_t limit);
+using sum_function = std::uint64_t(const std::uint32_t *counts, std::uint64_t count);
 
-extern const kernel_forms<below_kernel> below_forms;
-extern const kernel_forms<sum_kernel> sum_forms;
-
-/// What all_below and sum_counts call. Tests and measurements store a form here.
-extern std::atomic<below_kernel *> below_choice;
-extern std::atomic<sum_kernel *> sum_choice;
+/// What all_below and sum_counts call.
+extern dispatched<below_function> below_kernel;
+extern dispatched<sum_function> sum_kernel;
 
 } // namespace qel::archives

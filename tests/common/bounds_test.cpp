@@ -36,7 +36,7 @@ box box_of(Function *bounds, const float *positions, std::size_t count) {
 /// Holds all forms to the model on the first `count` positions.
 void expect_all_agree(const float *positions, std::size_t count, const char *what) {
     const box expected = box_of(model::bounds, positions, count);
-    for (const auto &form : runnable(bounds_forms))
+    for (const auto &form : runnable(bounds_kernel))
         ASSERT_EQ(box_of(form.call, positions, count), expected) << form.name << ", " << count << ' ' << what;
 }
 
@@ -64,7 +64,7 @@ TEST(BoundsKernel, ReadsNothingBehindTheLastPosition) {
         std::vector<float> followed(positions);
         followed.insert(followed.end(), 64, -infinity);
         expect_all_agree(positions.data(), count, "exact");
-        for (const auto &form : runnable(bounds_forms))
+        for (const auto &form : runnable(bounds_kernel))
             EXPECT_EQ(box_of(form.call, followed.data(), count), box_of(form.call, positions.data(), count));
     }
 }
@@ -106,7 +106,7 @@ TEST(BoundsKernel, KeepsTheFirstPositionsNanAndItsPayload) {
                     value = static_cast<float>(random() % 9) - 4;
                 positions[axis] = from_bits(nan);
                 expect_all_agree(positions.data(), count, "NaN first");
-                for (const auto &form : runnable(bounds_forms)) {
+                for (const auto &form : runnable(bounds_kernel)) {
                     ASSERT_EQ(box_of(form.call, positions.data(), count)[axis], nan) << form.name;
                     ASSERT_EQ(box_of(form.call, positions.data(), count)[axis + 3], nan) << form.name;
                 }
@@ -160,20 +160,20 @@ TEST(ComputeBoundsChoice, IsMadeByTheFirstCallAndStays) {
     float numbers[6];
     const float position[3] = {1, 2, 3};
     compute_bounds(position, 1, numbers);
-    EXPECT_EQ(bounds_choice.load(), bounds_forms.best(detect_instruction_set()));
+    EXPECT_EQ(bounds_kernel.chosen(), bounds_kernel.forms.best(detect_instruction_set()));
 }
 
 TEST(ComputeBoundsChoice, CanBeForced) {
     const float position[3] = {1, 2, 3};
-    bounds_kernel *const before = bounds_choice.load();
+    bounds_function *const before = bounds_kernel.chosen();
     {
-        const forced_form<bounds_kernel> forced(
-            bounds_choice, [](const float *, std::uint32_t, float *bounds) { bounds[0] = 55; });
+        const forced_form<bounds_function> forced(
+            bounds_kernel, [](const float *, std::uint32_t, float *bounds) { bounds[0] = 55; });
         float numbers[6] = {};
         compute_bounds(position, 1, numbers);
         EXPECT_EQ(numbers[0], 55.0f);
     }
-    EXPECT_EQ(bounds_choice.load(), before);
+    EXPECT_EQ(bounds_kernel.chosen(), before);
 }
 
 } // namespace

@@ -48,8 +48,8 @@ template <int Number>
 void form(const float *, std::uint32_t, float *) {}
 
 TEST(CpuDetection, LeadsToTheWidestFormThatThereIs) {
-    constexpr bounds_kernel *plain = form<0>, *sse2 = form<1>, *wide = form<2>, *widest = form<3>;
-    using forms = kernel_forms<bounds_kernel>;
+    constexpr bounds_function *plain = form<0>, *sse2 = form<1>, *wide = form<2>, *widest = form<3>;
+    using forms = kernel_forms<bounds_function>;
     const auto best = [](const forms &written, instruction_set set) { return written.best(set); };
     const forms all = {plain, sse2, wide, widest};
     EXPECT_EQ(best(all, instruction_set::plain), plain);

@@ -50,5 +50,33 @@ TEST(KernelForms, PassOverThoseThatAreMissing) {
     EXPECT_EQ(only_sse2.best(instruction_set::avx2)(), 2);
 }
 
+int product(int a, int b) {
+    return a * b;
+}
+
+TEST(Dispatched, ChoosesAtTheFirstCallAndKeepsTheChoice) {
+    dispatched<function> kernel(one, two, three, four);
+    EXPECT_EQ(kernel.chosen(), nullptr);
+    const int first = kernel();
+    EXPECT_EQ(first, kernel.forms.best(detect_instruction_set())());
+    EXPECT_EQ(kernel.chosen(), kernel.forms.best(detect_instruction_set()));
+    EXPECT_EQ(kernel(), first);
+}
+
+TEST(Dispatched, CallsTheFormThatIsForcedUntilItIsTakenAway) {
+    dispatched<function> kernel(one, nullptr, nullptr, nullptr);
+    kernel.choose(four);
+    EXPECT_EQ(kernel(), 4);
+    kernel.choose(nullptr);
+    EXPECT_EQ(kernel(), 1);
+}
+
+TEST(Dispatched, PassesArgumentsInOrderAndTheResultBack) {
+    dispatched<int(int, int)> kernel([](int a, int b) { return a - b; }, nullptr, nullptr, nullptr);
+    EXPECT_EQ(kernel(7, 3), 4);
+    kernel.choose(product);
+    EXPECT_EQ(kernel(7, 3), 21);
+}
+
 } // namespace
 } // namespace qel

@@ -63,7 +63,7 @@ std::vector<double> numbers() {
 
 TEST(FixedText, IsWhatTheStandardFormatterWrites) {
     for (const double value : numbers())
-        for (const int decimals : {0, 2, 3, fixed_text::most_decimals})
+        for (const int decimals : {0, 2, 3, fixed_text::max_decimals})
             ASSERT_EQ(fixed(value, decimals).text, standard(value, decimals));
 }
 
@@ -82,14 +82,14 @@ TEST_P(Locales, MakeNoDifferenceToANumbersText) {
     const std::vector<double> values = numbers();
     std::vector<std::string> expected;
     for (const double value : values)
-        for (const int decimals : {0, 2, 3, fixed_text::most_decimals})
+        for (const int decimals : {0, 2, 3, fixed_text::max_decimals})
             expected.push_back(standard(value, decimals));
     const test::set_locale locale(GetParam());
     if (!locale) GTEST_SKIP() << "there is no locale " << GetParam() << " here";
     EXPECT_NE(standard(0.5, 1), "0.5") << "the locale is in force";
     std::size_t next = 0;
     for (const double value : values)
-        for (const int decimals : {0, 2, 3, fixed_text::most_decimals})
+        for (const int decimals : {0, 2, 3, fixed_text::max_decimals})
             ASSERT_EQ(fixed(value, decimals).text, expected[next++]);
 }
 

@@ -8,6 +8,7 @@
 #include "ogawa_reader/cache/skin_blend.h"
 #include "qel_archive/index_check.h"
 #include "qel_unit/verify/finite_check.h"
+#include "support/kernel_forms.h"
 #include "support/locales.h"
 
 #include <cstdio>
@@ -20,11 +21,11 @@ using qel::instruction_set;
 using digests = std::map<std::string, std::uint64_t>;
 
 void force_kernels(instruction_set set) {
-    qel::bounds_choice.store(qel::bounds_forms.best(set));
-    qel::finite_choice.store(qel::finite_forms.best(set));
-    qel::skin_choice.store(qel::skin_forms.best(set));
-    qel::archives::below_choice.store(qel::archives::below_forms.best(set));
-    qel::archives::sum_choice.store(qel::archives::sum_forms.best(set));
+    qel::test::force_set(qel::bounds_kernel, set);
+    qel::test::force_set(qel::finite_kernel, set);
+    qel::test::force_set(qel::skin_kernel, set);
+    qel::test::force_set(qel::archives::below_kernel, set);
+    qel::test::force_set(qel::archives::sum_kernel, set);
 }
 
 digests run_all() {

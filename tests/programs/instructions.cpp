@@ -9,6 +9,7 @@
 #include "qel_unit/verify/finite_check.h"
 #include "support/archive_schemas.h"
 #include "support/archive_writer.h"
+#include "support/kernel_forms.h"
 
 #include <cstdio>
 #include <cstdlib>
@@ -47,11 +48,11 @@ void require(bool holds, const char *what) {
 void force_narrow_kernels() {
     using namespace qel;
     constexpr instruction_set narrow = instruction_set::sse2;
-    bounds_choice.store(bounds_forms.best(narrow));
-    finite_choice.store(finite_forms.best(narrow));
-    skin_choice.store(skin_forms.best(narrow));
-    archives::below_choice.store(archives::below_forms.best(narrow));
-    archives::sum_choice.store(archives::sum_forms.best(narrow));
+    test::force_set(bounds_kernel, narrow);
+    test::force_set(finite_kernel, narrow);
+    test::force_set(skin_kernel, narrow);
+    test::force_set(archives::below_kernel, narrow);
+    test::force_set(archives::sum_kernel, narrow);
 }
 
 void units(const std::string &folder) {

@@ -26,7 +26,7 @@ std::vector<std::uint32_t> numbers_below(std::uint32_t limit, std::size_t count)
 }
 
 TEST(IndexCheck, EveryFormAcceptsIndicesBelowTheLimit) {
-    for (const auto &form : runnable(below_forms)) {
+    for (const auto &form : runnable(below_kernel)) {
         for (const std::uint32_t limit : limits) {
             for (const std::size_t size : sizes) {
                 const auto numbers = limit == 0 ? std::vector<std::uint32_t>() : numbers_below(limit, size);
@@ -37,7 +37,7 @@ TEST(IndexCheck, EveryFormAcceptsIndicesBelowTheLimit) {
 }
 
 TEST(IndexCheck, EveryFormFindsTheLimitItselfAtEveryPlace) {
-    for (const auto &form : runnable(below_forms)) {
+    for (const auto &form : runnable(below_kernel)) {
         for (const std::uint32_t limit : limits) {
             for (const std::size_t size :
                  {std::size_t{1}, std::size_t{8}, std::size_t{21}, std::size_t{75}}) {
@@ -53,7 +53,7 @@ TEST(IndexCheck, EveryFormFindsTheLimitItselfAtEveryPlace) {
 }
 
 TEST(IndexCheck, EveryFormSumsCountsBeyond32Bits) {
-    for (const auto &form : runnable(sum_forms)) {
+    for (const auto &form : runnable(sum_kernel)) {
         for (const std::size_t size : sizes) {
             for (std::size_t start = 0; start < starts; ++start) {
                 const std::vector<std::uint32_t> counts(start + size, 0x7FFFFFFF);
@@ -69,7 +69,7 @@ TEST(IndexCheck, EveryFormSumsCountsThatAllDiffer) {
     std::vector<std::uint32_t> counts(5000 + starts);
     for (std::uint32_t &count : counts)
         count = static_cast<std::uint32_t>(random()) >> (1 + random() % 31);
-    for (const auto &form : runnable(sum_forms)) {
+    for (const auto &form : runnable(sum_kernel)) {
         for (const std::size_t size : sizes) {
             for (std::size_t start = 0; start < starts; ++start) {
                 std::uint64_t sum = 0;
@@ -82,7 +82,7 @@ TEST(IndexCheck, EveryFormSumsCountsThatAllDiffer) {
 }
 
 TEST(IndexCheck, EveryFormFindsANegativeCountAtEveryPlace) {
-    for (const auto &form : runnable(sum_forms)) {
+    for (const auto &form : runnable(sum_kernel)) {
         for (std::size_t at = 0; at < 75 * starts; ++at) {
             const std::size_t start = at % starts;
             std::vector<std::uint32_t> counts(start + 75, 4);

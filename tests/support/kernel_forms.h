@@ -4,7 +4,6 @@
 
 #include "common/cpu.h"
 
-#include <atomic>
 #include <vector>
 
 namespace qel::test {
@@ -16,7 +15,8 @@ struct named_form {
 };
 
 template <class Function>
-std::vector<named_form<Function>> runnable(const kernel_forms<Function> &forms) {
+std::vector<named_form<Function>> runnable(const dispatched<Function> &kernel) {
+    const kernel_forms<Function> &forms = kernel.forms;
     const instruction_set machine = detect_instruction_set();
     std::vector<named_form<Function>> found = {{"plain", forms.plain}};
     const auto add = [&](instruction_set set, const char *name, Function *form) {
@@ -32,15 +32,22 @@ std::vector<named_form<Function>> runnable(const kernel_forms<Function> &forms) 
 template <class Function>
 class forced_form {
   public:
-    forced_form(std::atomic<Function *> &choice, Function *form)
-        : choice_(choice), before_(choice.exchange(form)) {}
-    ~forced_form() { choice_.store(before_); }
+    forced_form(dispatched<Function> &kernel, Function *form) : kernel_(kernel), before_(kernel.chosen()) {
+        kernel.choose(form);
+    }
+    ~forced_form() { kernel_.choose(before_); }
     forced_form(const forced_form &) = delete;
     forced_form &operator=(const forced_form &) = delete;
 
   private:
-    std::atomic<Function *> &choice_;
+    dispatched<Function> &kernel_;
     Function *before_;
 };
+
+/// Calls of a kernel get the form for processors of this set from now on.
+template <class Function>
+void force_set(dispatched<Function> &kernel, instruction_set set) {
+    kernel.choose(kernel.forms.best(set));
+}
 
 } // namespace qel::test

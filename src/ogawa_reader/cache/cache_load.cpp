@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Mapping the mesh cache file and releasing it. Nothing that the file says is believed beyond the mapping.
+// Mapping the mesh cache file and releasing it. Counts and offsets of the file are not followed beyond the mapping.
 #include "ogawa_reader/cache/cache_format.h"
 
 #include "common/file_mapping.h"
@@ -11,33 +11,22 @@
 namespace qel {
 namespace {
 
-enum map_status : std::int32_t {
-    mapped = 0,
-    no_argument = -1,
-    cannot_open_cache = -2,
-    no_mapping = -3,
-    no_view = -4,
-    not_a_cache = -5
-};
-
-constexpr std::int32_t not_mapped = -1;
-
-map_status status_of(mapping_outcome outcome) {
+qel_status status_of(mapping_outcome outcome) {
     switch (outcome) {
     case mapping_outcome::cannot_open:
-        return cannot_open_cache;
+        return QEL_MESH_LOAD_CANNOT_OPEN;
     case mapping_outcome::no_mapping:
-        return no_mapping;
+        return QEL_MESH_LOAD_CANNOT_MAP;
     case mapping_outcome::no_view:
-        return no_view;
+        return QEL_MESH_LOAD_NO_MEMORY;
     case mapping_outcome::mapped:
         break;
     }
-    return mapped;
+    return QEL_OK;
 }
 
-/// A place in the mapping that is handed out. The offset is the file's and may lead anywhere: it is not followed
-/// here, and pointer arithmetic is not defined outside the mapping.
+/// The address of an offset, for the caller. The offset is the file's and may be outside the mapping, where pointer
+/// arithmetic is not defined: so it is added as a number, and the address is not read here.
 template <class T>
 const T *place(const void *view, std::uint32_t offset) {
     const std::uintptr_t address = reinterpret_cast<std::uintptr_t>(view) + offset;
@@ -52,11 +41,11 @@ class mapped_bytes {
 
     bool hold(std::uint64_t size) const { return position_ <= size_ && size <= size_ - position_; }
     void skip(std::uint64_t size) { position_ += size; }
-    /// Copies bytes that are there.
+    /// Copies bytes that hold() has found.
     void copy(void *out, std::uint64_t size) const {
         std::memcpy(out, data_ + position_, static_cast<std::size_t>(size));
     }
-    /// Reads bytes and moves on; false where they are not all there.
+    /// Reads bytes and moves past them; false where the mapping does not hold them all.
     bool read(void *out, std::uint64_t size) {
         if (!hold(size)) return false;
         copy(out, size);
@@ -70,8 +59,8 @@ class mapped_bytes {
     std::uint64_t position_;
 };
 
-/// Reads a count and copies as many records, without moving past them; null where there is no memory for them.
-/// False where they do not lie inside the mapping.
+/// Reads a count and copies as many records, without moving past them; `records` is null where there is no memory for
+/// them. False where the mapping does not hold them all.
 template <class T>
 bool copy_records(mapped_bytes &bytes, T *&records, std::uint32_t &count) {
     if (!bytes.read(&count, sizeof count) || !bytes.hold(std::uint64_t{count} * sizeof(T))) return false;
@@ -80,10 +69,10 @@ bool copy_records(mapped_bytes &bytes, T *&records, std::uint32_t &count) {
     return true;
 }
 
-/// False where the block does not lie inside the mapping.
+/// False where the mapping does not hold the whole block.
 bool read_skin(mapped_bytes bytes, qel_skin &skin) {
     if (!copy_records(bytes, skin.joints, skin.joint_count)) return false;
-    // Without memory for the joints, the weights are read from where the joints lie: the count is their first word.
+    // Without memory for the joints, the weights are read from the joints' place, whose first word is taken for the count.
     if (skin.joints != nullptr) bytes.skip(std::uint64_t{skin.joint_count} * sizeof *skin.joints);
     if (!copy_records(bytes, skin.weights, skin.weight_count)) return false;
     bytes.skip(std::uint64_t{skin.weight_count} * sizeof *skin.weights);
@@ -96,7 +85,7 @@ void release_skin(qel_skin *&skin) {
     release(skin);
 }
 
-/// A copy of the skin block; null where there is no memory for it or it does not lie inside the mapping.
+/// A copy of the skin block; null where there is no memory for it or the mapping does not hold all of it.
 qel_skin *load_skin(const file_mapping &mapping, std::uint32_t offset) {
     auto *skin = heap_zeroed<qel_skin>(1);
     if (skin != nullptr && !read_skin(mapped_bytes(mapping, offset), *skin)) release_skin(skin);
@@ -106,22 +95,23 @@ qel_skin *load_skin(const file_mapping &mapping, std::uint32_t offset) {
 } // namespace
 } // namespace qel
 
+using namespace qel;
+
 extern "C" {
 
 int32_t qel_mesh_load(const char *path, qel_mesh *mesh) {
-    using namespace qel;
-    if (path == nullptr || mesh == nullptr) return no_argument;
+    if (path == nullptr || mesh == nullptr) return QEL_MESH_LOAD_BAD_ARGUMENT;
     *mesh = {};
     file_mapping mapping;
-    const map_status status = status_of(map_file(path, mapping));
-    if (status != mapped) return status;
+    const qel_status status = status_of(map_file(path, mapping));
+    if (status != QEL_OK) return status;
 
-    qel_mesh_header header = {}; // what a short file does not hold stays zero
+    qel_mesh_header header = {}; // fields that a short file does not hold stay zero
     std::memcpy(&header, mapping.view,
                 std::min<std::size_t>(sizeof header, static_cast<std::size_t>(mapping.size)));
     if (std::memcmp(header.magic, mesh_cache_magic, sizeof header.magic) != 0) {
         unmap_file(mapping);
-        return not_a_cache;
+        return QEL_MESH_LOAD_NOT_A_CACHE;
     }
     mesh->header = header;
     mesh->view = mapping.view;
@@ -131,11 +121,10 @@ int32_t qel_mesh_load(const char *path, qel_mesh *mesh) {
         mesh->normals = place<float>(mapping.view, header.normals_offset);
     mesh->indices = place<std::uint32_t>(mapping.view, header.indices_offset);
     if (header.flags & QEL_MESH_HAS_SKIN) mesh->skin = load_skin(mapping, header.skin_offset);
-    return mapped;
+    return QEL_OK;
 }
 
 void qel_mesh_free(qel_mesh *mesh) {
-    using namespace qel;
     if (mesh == nullptr) return;
     if (mesh->view != nullptr) unmap_file({mesh->view, mesh->file_size});
     release_skin(mesh->skin);
@@ -144,13 +133,13 @@ void qel_mesh_free(qel_mesh *mesh) {
 
 int32_t qel_mesh_get_gpu_data(const qel_mesh *mesh, const float **positions, const float **normals,
                               const uint32_t **indices, uint32_t *vertex_count, uint32_t *triangle_count) {
-    using namespace qel;
-    if (mesh == nullptr || mesh->view == nullptr) return not_mapped;
+    if (mesh == nullptr || mesh->view == nullptr) return QEL_MESH_GET_GPU_DATA_BAD_ARGUMENT;
     if (positions != nullptr) *positions = mesh->positions;
     if (normals != nullptr) *normals = mesh->normals;
     if (indices != nullptr) *indices = mesh->indices;
     if (vertex_count != nullptr) *vertex_count = mesh->header.vertex_count;
     if (triangle_count != nullptr) *triangle_count = mesh->header.triangle_count;
-    return mapped;
+    return QEL_OK;
 }
-}
+
+} // extern "C"

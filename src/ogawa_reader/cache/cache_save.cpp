@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Writing the mesh cache file. Errors after the file is open are not looked at.
+// Writing the mesh cache file. Errors of writing are not reported.
 #include "ogawa_reader/cache/cache_format.h"
 
 #include "common/file.h"
@@ -12,13 +12,6 @@
 
 namespace qel {
 namespace {
-
-enum cache_save_status : std::int32_t {
-    cache_saved = 0,
-    no_mesh_to_save = -1,
-    index_out_of_range = -10,
-    cannot_create_cache = -2
-};
 
 bool has_face_counts(const ogawa_polymesh &mesh) {
     return mesh.face_counts != nullptr && mesh.face_count > 0;
@@ -34,7 +27,7 @@ bool has_joints(const qel_skin *skin) {
 
 bool indices_in_range(const ogawa_polymesh &mesh) {
     if (mesh.face_indices == nullptr) return true;
-    constexpr std::uint32_t at_once = 64; // a fixed number of comparisons is made a vector at a time
+    constexpr std::uint32_t at_once = 64; // compilers vectorize a loop of fixed length
     const std::uint32_t *index = mesh.face_indices;
     const std::uint32_t *const end = index + mesh.face_index_count;
     std::uint32_t beyond = 0;
@@ -46,10 +39,10 @@ bool indices_in_range(const ogawa_polymesh &mesh) {
     return beyond == 0;
 }
 
-/// What all faces claim together. With hand-made face counts it may be more than the header can say.
+/// Sums over all faces. With face counts made by hand they may be larger than the header's fields.
 struct face_totals {
     std::uint64_t corners;
-    std::uint64_t triangles; // when every face is fanned
+    std::uint64_t triangles; // of all faces as fans
 };
 
 face_totals count_faces(const ogawa_polymesh &mesh) {
@@ -107,15 +100,15 @@ void write_array(std::FILE *file, const T *array, std::uint64_t count) {
         std::fwrite(array, sizeof(T), static_cast<std::size_t>(count), file);
 }
 
-/// Adds the normal of every corner to its vertex. Faces lie one after the other, so the walk over faces and their
-/// corners is one run over `claimed` corners; it ends where the face indices do, which are all in range.
+/// Adds the normal of every corner to its vertex. Faces are consecutive, so one loop visits the corners of all: `claimed`
+/// of them, or as many as there are face indices, which are all in range.
 void add_corner_normals(const ogawa_polymesh &mesh, std::uint64_t claimed, float *sums) {
     const std::uint64_t held = mesh.face_indices == nullptr ? 0 : mesh.face_index_count;
     const std::uint64_t corners = std::min(claimed, held);
     const auto add = [&](std::uint64_t corner, const float *normal) {
         float *const sum = sums + std::uint64_t{mesh.face_indices[corner]} * 3;
         const float x = sum[0] + normal[0], y = sum[1] + normal[1], z = sum[2] + normal[2];
-        sum[0] = x; // after all sums, so that the compiler can make them in one step
+        sum[0] = x; // stored after all additions, so that the compiler can vectorize them
         sum[1] = y;
         sum[2] = z;
     };
@@ -123,10 +116,10 @@ void add_corner_normals(const ogawa_polymesh &mesh, std::uint64_t claimed, float
     for (std::uint64_t corner = 0; corner < own; ++corner)
         add(corner, mesh.normals + corner * 3);
     for (std::uint64_t corner = own; corner < corners; ++corner)
-        add(corner, mesh.normals); // too few normals: the first stands in
+        add(corner, mesh.normals); // corners beyond the last normal take the first
 }
 
-/// A few vectors at once, component by component, so that the compiler makes vector instructions of the arithmetic.
+/// A few vectors, component by component, so that the compiler vectorizes the arithmetic.
 struct vector_run {
     static constexpr std::uint64_t size = 64;
 
@@ -140,7 +133,7 @@ struct vector_run {
         }
     }
 
-    /// A vector without length, or of a length that is no number, is divided by 1 and stays as it is.
+    /// A vector of length 1e-8 or less, or whose length is NaN, stays as it is.
     void normalize() {
         float length[size];
         for (std::uint64_t i = 0; i < size; ++i)
@@ -163,8 +156,8 @@ struct vector_run {
     }
 };
 
-/// Normalises vectors and writes them piece by piece, while a piece is in the processor's cache. Pieces much smaller
-/// than that cost the file system more.
+/// Normalizes vectors and writes them in pieces that fit the processor's cache. Much smaller pieces take more time in the
+/// file system.
 void write_normalized(std::FILE *file, float *vectors, std::uint64_t count) {
     constexpr std::uint64_t at_once = 1024 * vector_run::size;
     vector_run run;
@@ -191,19 +184,17 @@ void write_normals(std::FILE *file, const ogawa_polymesh &mesh, std::uint64_t co
         return;
     }
     const scratch<float> sums(heap_zeroed<float>(vertices * 3));
-    // Counters of corners are asked for like the sums, but never needed: a vertex without corners has no length.
-    const scratch<std::uint32_t> counts(heap_array<std::uint32_t>(vertices));
+    const required_scratch<std::uint32_t> counts(heap_array<std::uint32_t>(vertices));
     if (sums == nullptr || counts == nullptr) return;
     add_corner_normals(mesh, corners, sums.get());
     write_normalized(file, sums.get(), vertices);
 }
 
-/// Collects triangles and writes them in pieces that stay in the processor's cache, but are large enough for the file
-/// system.
+/// Collects triangles and writes them in pieces that fit the processor's cache and are large enough for the file system.
 class triangle_writer {
   public:
     triangle_writer(std::FILE *file, std::uint32_t *buffer, std::uint64_t room)
-        : file_(file), buffer_(buffer), end_(buffer + std::min(room, most_triangles) * 3), next_(buffer) {}
+        : file_(file), buffer_(buffer), end_(buffer + std::min(room, max_triangles) * 3), next_(buffer) {}
     ~triangle_writer() { flush(); }
     triangle_writer(const triangle_writer &) = delete;
     triangle_writer &operator=(const triangle_writer &) = delete;
@@ -216,13 +207,14 @@ class triangle_writer {
         next_ += 3;
     }
 
-    /// Fans faces of 3 or 4 corners, which nearly all are, until there is another one, the room may not last or `most`
-    /// are done; returns how many. Moves `corners` past them.
-    std::uint32_t add_small(const std::uint32_t *counts, std::uint64_t most, const std::uint32_t *&corners) {
+    /// Fans at most `max_faces` faces of 3 or 4 corners, which nearly all faces are. Stops before a face of another size,
+    /// and where the buffer may be full; returns how many were fanned. Moves `corners` past them.
+    std::uint32_t add_small(const std::uint32_t *counts, std::uint64_t max_faces,
+                            const std::uint32_t *&corners) {
         if (end_ - next_ < 6) flush();
-        most = std::min(most, static_cast<std::uint64_t>(end_ - next_) / 6);
+        max_faces = std::min(max_faces, static_cast<std::uint64_t>(end_ - next_) / 6);
         std::uint32_t face = 0;
-        for (; face < most && (counts[face] == 3 || counts[face] == 4); ++face) {
+        for (; face < max_faces && (counts[face] == 3 || counts[face] == 4); ++face) {
             std::memcpy(next_, corners, 3 * sizeof *next_);
             next_ += 3;
             if (counts[face] == 4) {
@@ -241,7 +233,7 @@ class triangle_writer {
         next_ = buffer_;
     }
 
-    static constexpr std::uint64_t most_triangles = 65536;
+    static constexpr std::uint64_t max_triangles = 65536;
 
     std::FILE *file_;
     std::uint32_t *buffer_;
@@ -249,13 +241,13 @@ class triangle_writer {
     std::uint32_t *next_;
 };
 
-/// The corners that may be read. A count of 0 means that the caller did not say how many there are.
+/// The number of corners that may be read. A count of 0 means that the caller left it open.
 std::uint64_t corners_held(const ogawa_polymesh &mesh) {
     if (mesh.face_indices == nullptr) return 0;
     return mesh.face_index_count != 0 ? mesh.face_index_count : std::numeric_limits<std::uint64_t>::max();
 }
 
-/// The vertex of a corner, or vertex 0 where hand-made counts lead beyond the indices.
+/// The vertex of a corner, or vertex 0 for a corner beyond the indices.
 std::uint32_t corner_vertex(const ogawa_polymesh &mesh, std::uint64_t corner) {
     return corner < corners_held(mesh) ? mesh.face_indices[corner] : 0;
 }
@@ -272,21 +264,20 @@ void write_fan(triangle_writer &writer, const ogawa_polymesh &mesh, std::uint64_
     }
 }
 
-/// Whether the counts may be followed. A slip leads a few corners beyond the indices; a hostile file's counts lead
-/// billions beyond and would make gigabytes of a small mesh.
+/// Whether fans are written at all. By mistake a few corners may be beyond the indices; a hostile file's counts claim
+/// billions, which would make gigabytes of a small mesh.
 bool counts_fit_mesh(const ogawa_polymesh &mesh, std::uint64_t corners) {
-    if (mesh.face_indices != nullptr && mesh.face_index_count == 0) return true; // the caller knows how many
-    constexpr std::uint64_t most_missing = 1 << 24; // corners: 200 MB of triangles
+    if (mesh.face_indices != nullptr && mesh.face_index_count == 0) return true; // as many as the faces claim
+    constexpr std::uint64_t max_missing = 1 << 24; // corners: 200 MB of triangles
     const std::uint64_t held = mesh.face_indices == nullptr ? 0 : mesh.face_index_count;
-    return corners <= held + most_missing;
+    return corners <= held + max_missing;
 }
 
 /// Fans every face about its first corner; faces of fewer than 3 corners give no triangle.
 void write_fans(std::FILE *file, const ogawa_polymesh &mesh, const face_totals &totals) {
     if (totals.triangles > std::numeric_limits<std::uint32_t>::max()) return;
     if (!counts_fit_mesh(mesh, totals.corners)) return;
-    // The whole block is asked for, and left out where it cannot be had; only its beginning is put to use.
-    const scratch<std::uint32_t> block(heap_array<std::uint32_t>(totals.triangles * 3));
+    const required_scratch<std::uint32_t> block(heap_array<std::uint32_t>(totals.triangles * 3));
     if (block == nullptr) return;
     triangle_writer writer(file, block.get(), totals.triangles);
     const std::uint64_t held = corners_held(mesh);
@@ -325,14 +316,15 @@ void write_skin(std::FILE *file, const qel_skin &skin) {
 } // namespace
 } // namespace qel
 
+using namespace qel;
+
 extern "C" {
 
 int32_t qel_mesh_save(const ogawa_polymesh *mesh, const qel_skin *skin, const char *path) {
-    using namespace qel;
-    if (mesh == nullptr || path == nullptr || mesh->vertex_count == 0) return no_mesh_to_save;
-    if (!indices_in_range(*mesh)) return index_out_of_range;
+    if (mesh == nullptr || path == nullptr || mesh->vertex_count == 0) return QEL_MESH_SAVE_BAD_ARGUMENT;
+    if (!indices_in_range(*mesh)) return QEL_MESH_SAVE_INDEX_OUTSIDE;
     const file_stream file(std::fopen(path, "wb"));
-    if (file == nullptr) return cannot_create_cache;
+    if (file == nullptr) return QEL_MESH_SAVE_CANNOT_CREATE;
     const face_totals totals = count_faces(*mesh);
     const qel_mesh_header header = make_header(*mesh, skin, totals.triangles);
     write_array(file.get(), &header, 1);
@@ -340,7 +332,7 @@ int32_t qel_mesh_save(const ogawa_polymesh *mesh, const qel_skin *skin, const ch
     if (has_normals(*mesh)) write_normals(file.get(), *mesh, totals.corners);
     write_triangles(file.get(), *mesh, totals);
     if (has_joints(skin)) write_skin(file.get(), *skin);
-    return cache_saved;
+    return QEL_OK;
 }
 
 } // extern "C"

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// Applying a skin to positions, and releasing it.
 #include "qel_unit.h"
 
 #include "common/heap.h"
@@ -13,9 +14,7 @@ namespace qel {
 namespace {
 
 static_assert(std::numeric_limits<float>::is_iec559 && std::numeric_limits<double>::is_iec559,
-              "products that leave single precision become infinities");
-
-constexpr std::int32_t no_skin = -1;
+              "products beyond the range of single precision become infinities");
 
 /// `left` x `right`, row by column.
 joint_matrix product(const double *left, const double *right) {
@@ -30,34 +29,36 @@ joint_matrix product(const double *left, const double *right) {
 } // namespace
 } // namespace qel
 
+using namespace qel;
+
 extern "C" {
 
 int32_t ogawa_read_skinning(const ogawa_archive *archive, const ogawa_object *, qel_skin *out) {
     if (archive != nullptr && out != nullptr) std::memset(out, 0, sizeof *out);
-    return qel::no_skin;
+    return OGAWA_READ_SKINNING_NOT_FOUND;
 }
 
 void qel_skin_apply(const qel_skin *skin, const double *pose_matrices, const float *positions_in,
                     float *positions_out) {
-    using namespace qel;
     if (skin == nullptr || pose_matrices == nullptr || positions_in == nullptr || positions_out == nullptr)
         return;
-    // A load that ran out of memory leaves counts without arrays.
+    // A load without memory leaves counts without arrays.
     if (skin->joints == nullptr && skin->joint_count > 0) return;
     if (skin->weights == nullptr) return;
 
     const scratch<joint_matrix> matrices(heap_lines<joint_matrix>(skin->joint_count));
     if (matrices == nullptr) return;
-    const std::uint32_t reachable = std::min(skin->joint_count, reachable_joints);
-    for (std::uint32_t j = 0; j < reachable; ++j)
+    const std::uint32_t used = std::min(skin->joint_count, max_used_joints);
+    for (std::uint32_t j = 0; j < used; ++j)
         matrices[j] = product(pose_matrices + std::size_t{j} * 16, skin->joints[j].joint_transform);
-    skin_blend(skin->weights, skin->weight_count, matrices.get(), reachable, positions_in, positions_out);
+    skin_blend(skin->weights, skin->weight_count, matrices.get(), used, positions_in, positions_out);
 }
 
 void qel_skin_free(qel_skin *skin) {
     if (skin == nullptr) return;
-    qel::release(skin->joints);
-    qel::release(skin->weights);
+    release(skin->joints);
+    release(skin->weights);
     std::memset(skin, 0, sizeof *skin);
 }
-}
+
+} // extern "C"

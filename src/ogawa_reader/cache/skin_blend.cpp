@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// A lane is one coordinate of one result: sums keep their order. Two slots to a 512-bit register were measured slower
-// than this, for bringing rows of two matrices together costs more than it saves.
+// A lane is one coordinate of one result: sums keep their order. Two slots in a 512-bit register were measured slower:
+// joining the rows of two matrices costs more than it saves.
 #include "ogawa_reader/cache/skin_blend.h"
 
 #include <cstring>
@@ -12,9 +12,9 @@
 namespace qel {
 namespace {
 
-constexpr float least_weight = 1e-6f;
+constexpr float min_weight = 1e-6f;
 
-/// The fourth column takes part so that compilers move several numbers at a time; it is dropped in the end.
+/// The fourth column is computed as well, so that compilers move several numbers at a time, and is dropped in the end.
 void skin_plain(const qel_skin_weight *weights, std::uint32_t count, const joint_matrix *joints,
                 std::uint32_t joint_count, const float *positions, float *results) {
     for (std::uint32_t v = 0; v < count; ++v, positions += 3, results += 3) {
@@ -23,7 +23,7 @@ void skin_plain(const qel_skin_weight *weights, std::uint32_t count, const joint
         for (int slot = 0; slot < 4; ++slot) {
             const float weight = weights[v].weights[slot];
             const std::uint32_t joint = weights[v].joints[slot];
-            if (weight < least_weight || joint >= joint_count) continue;
+            if (weight < min_weight || joint >= joint_count) continue;
             const auto &m = joints[joint].at;
             for (int axis = 0; axis < 4; ++axis) {
                 const double moved = x * m[0][axis] + y * m[1][axis] + z * m[2][axis] + m[3][axis];
@@ -56,7 +56,7 @@ QEL_TARGET_AVX2 inline unsigned heavy_slots(const qel_skin_weight &weight, __m12
     std::memcpy(&packed, weight.joints, sizeof packed);
     const __m128i joints = _mm_cvtepu8_epi32(_mm_cvtsi32_si128(packed));
     const __m128 known = _mm_castsi128_ps(_mm_cmpgt_epi32(joint_count, joints));
-    const __m128 heavy = _mm_cmpnlt_ps(_mm_loadu_ps(weight.weights), _mm_set1_ps(least_weight));
+    const __m128 heavy = _mm_cmpnlt_ps(_mm_loadu_ps(weight.weights), _mm_set1_ps(min_weight));
     return static_cast<unsigned>(_mm_movemask_ps(_mm_and_ps(known, heavy)));
 }
 
@@ -90,27 +90,14 @@ QEL_TARGET_AVX2 void skin_avx2(const qel_skin_weight *weights, std::uint32_t cou
 
 #endif
 
-void choose_skin(const qel_skin_weight *weights, std::uint32_t count, const joint_matrix *joints,
-                 std::uint32_t joint_count, const float *positions, float *results) {
-    skin_kernel *const form = skin_forms.best(detect_instruction_set());
-    skin_choice.store(form, std::memory_order_relaxed);
-    form(weights, count, joints, joint_count, positions, results);
-}
-
 } // namespace
 
-// What compilers make of the plain form for SSE2 is as fast as one written for it.
-#if QEL_AVX2_KERNELS
-constexpr kernel_forms<skin_kernel> skin_forms = {skin_plain, nullptr, skin_avx2, nullptr};
-#else
-constexpr kernel_forms<skin_kernel> skin_forms = {skin_plain, nullptr, nullptr, nullptr};
-#endif
-
-std::atomic<skin_kernel *> skin_choice{choose_skin};
+// Compilers vectorize the plain form for SSE2 as well as it can be written by hand.
+dispatched<skin_function> skin_kernel(skin_plain, nullptr, QEL_AVX2_FORM(skin_avx2), nullptr);
 
 void skin_blend(const qel_skin_weight *weights, std::uint32_t count, const joint_matrix *joints,
                 std::uint32_t joint_count, const float *positions, float *results) {
-    skin_choice.load(std::memory_order_relaxed)(weights, count, joints, joint_count, positions, results);
+    skin_kernel(weights, count, joints, joint_count, positions, results);
 }
 
 } // namespace qel

@@ -1,28 +1,18 @@
 // SPDX-License-Identifier: MIT
+// Opening an archive, describing it and releasing what it owns; the names of schemas.
+#include "qel_unit.h"
+
 #include "common/file.h"
 #include "common/fixed_text.h"
 #include "common/heap.h"
 #include "common/text.h"
-#include "qel_unit.h"
+#include "ogawa_reader/container/container.h"
 
 #include <cstdio>
 #include <cstring>
 
+namespace qel {
 namespace {
-
-using namespace qel;
-
-enum open_status : int {
-    opened = 0,
-    cannot_open_archive = -1, // also: no path, no record, fewer than five bytes
-    not_an_archive = -2,
-    not_frozen = -3,
-    no_version = -4,
-    no_root = -5
-};
-
-constexpr char magic[] = "Ogawa";
-constexpr std::uint8_t frozen = 0xFF; // a file still being written has another value here
 
 template <class T>
 bool read_next(std::FILE *stream, T &value) {
@@ -30,17 +20,17 @@ bool read_next(std::FILE *stream, T &value) {
 }
 
 /// Reads the header's 16 bytes from the stream's start.
-open_status check_header(std::FILE *stream, std::uint8_t (&version)[2]) {
-    char letters[sizeof magic - 1];
-    if (!read_next(stream, letters)) return cannot_open_archive;
-    if (std::memcmp(letters, magic, sizeof letters) != 0) return not_an_archive;
+qel_status check_header(std::FILE *stream, std::uint8_t (&version)[2]) {
+    char letters[sizeof ogawa::magic];
+    if (!read_next(stream, letters)) return OGAWA_OPEN_CANNOT_OPEN;
+    if (std::memcmp(letters, ogawa::magic, sizeof letters) != 0) return OGAWA_OPEN_NOT_AN_ARCHIVE;
 
     std::uint8_t flag;
-    if (!read_next(stream, flag) || flag != frozen) return not_frozen;
-    if (!read_next(stream, version)) return no_version;
+    if (!read_next(stream, flag) || flag != ogawa::finished) return OGAWA_OPEN_UNFINISHED;
+    if (!read_next(stream, version)) return OGAWA_OPEN_NO_VERSION;
 
-    std::uint64_t root; // every reader fetches it again
-    return read_next(stream, root) ? opened : no_root;
+    std::uint64_t root; // every reader reads it again
+    return read_next(stream, root) ? QEL_OK : OGAWA_OPEN_NO_ROOT;
 }
 
 void free_mesh(ogawa_polymesh *mesh) {
@@ -48,8 +38,8 @@ void free_mesh(ogawa_polymesh *mesh) {
     std::free(mesh);
 }
 
-/// Where the release of a tree of objects goes on behind one of them. It stands in the object's own path, which nobody
-/// reads any more: a tree may be as deep as it likes, for it takes neither stack nor memory.
+/// Where the release of a tree of objects continues after one of them. It is kept in the object's own path, which is not
+/// read any more, so that a tree of any depth takes neither stack nor memory.
 struct release_place {
     ogawa_object *parent; // null at the top
     std::uint32_t next_child;
@@ -79,32 +69,35 @@ struct schema_name {
     ogawa_schema schema;
 };
 
-/// In the order in which a text is searched for them: a text with two of the words is what comes first here.
+/// In the order in which a text is searched for them: of a text with two of the words, the first one here counts.
 constexpr schema_name schema_names[] = {
     {"PolyMesh", OGAWA_SCHEMA_POLYMESH}, {"SubD", OGAWA_SCHEMA_SUBD},     {"Points", OGAWA_SCHEMA_POINTS},
     {"Xform", OGAWA_SCHEMA_XFORM},       {"Curves", OGAWA_SCHEMA_CURVES}, {"Camera", OGAWA_SCHEMA_CAMERA},
 };
 
 } // namespace
+} // namespace qel
+
+using namespace qel;
 
 extern "C" {
 
 int ogawa_open(const char *path, ogawa_archive *archive) {
-    if (path == nullptr || archive == nullptr) return cannot_open_archive;
+    if (path == nullptr || archive == nullptr) return OGAWA_OPEN_CANNOT_OPEN;
     std::memset(archive, 0, sizeof *archive);
     copy_text(archive->path, path);
 
     file_stream stream(std::fopen(path, "rb"));
-    if (!stream) return cannot_open_archive;
-    const open_status status = check_header(stream.get(), archive->version);
-    if (status != opened) return status;
+    if (!stream) return OGAWA_OPEN_CANNOT_OPEN;
+    const qel_status status = check_header(stream.get(), archive->version);
+    if (status != QEL_OK) return status;
 
     stream_length(stream.get()); // leaves the stream at its end: every reader seeks first
     archive->file = stream.release();
-    archive->time_start = 0.0; // time samplings are not read: these three are fixed
+    archive->time_start = 0.0; // time samplings are not read; these three values are fixed
     archive->time_end = 1.0;
     archive->fps = 24.0;
-    return opened;
+    return QEL_OK;
 }
 
 void ogawa_get_info(const ogawa_archive *archive, char *buffer, int size) {
@@ -169,4 +162,5 @@ const char *ogawa_schema_to_string(ogawa_schema schema) {
     }
     return "Unknown"; // values 6 and 7 have no name either
 }
-}
+
+} // extern "C"

@@ -5,14 +5,6 @@
 #include "common/bounds.h"
 #include "common/heap.h"
 
-namespace qel {
-namespace {
-
-enum triangulate_status : std::int32_t { split = 0, no_polygon = -1, no_memory_for_fan = -2 };
-
-} // namespace
-} // namespace qel
-
 using namespace qel;
 
 extern "C" {
@@ -25,10 +17,10 @@ void ogawa_compute_bounds(const float *positions, uint32_t count, float *bounds)
 int32_t ogawa_triangulate_face(const uint32_t *face, uint32_t corner_count, uint32_t **triangles,
                                uint32_t *triangle_count) {
     if (face == nullptr || corner_count < 3 || triangles == nullptr || triangle_count == nullptr)
-        return no_polygon;
+        return OGAWA_TRIANGULATE_FACE_BAD_ARGUMENT;
     const std::uint32_t count = corner_count - 2;
     std::uint32_t *const fan = heap_array<std::uint32_t>(std::uint64_t{count} * 3);
-    if (fan == nullptr) return no_memory_for_fan;
+    if (fan == nullptr) return OGAWA_TRIANGULATE_FACE_NO_MEMORY;
     std::uint32_t *out = fan;
     for (std::uint32_t t = 0; t < count; ++t) {
         *out++ = face[0];
@@ -37,7 +29,7 @@ int32_t ogawa_triangulate_face(const uint32_t *face, uint32_t corner_count, uint
     }
     *triangles = fan;
     *triangle_count = count;
-    return split;
+    return QEL_OK;
 }
 
 } // extern "C"

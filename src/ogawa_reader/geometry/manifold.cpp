@@ -10,13 +10,9 @@
 #include <cstring>
 
 namespace qel {
-
 namespace {
 
-enum manifold_status : std::int32_t { joined = 0, nothing_to_join = -1, no_memory_for_manifold = -2 };
-enum neighbors_status : std::int32_t { listed = 0, no_such_vertex = -1, no_memory_for_neighbors = -2 };
-
-/// Adds to each vertex's counter the corners that name it.
+/// Adds to each vertex's counter the number of corners that name it.
 void count_corners(const mesh_faces &faces, std::uint32_t vertex_count, std::uint32_t *counters) {
     const std::uint64_t end = std::min<std::uint64_t>(faces.claimed_corners(), faces.readable);
     for (std::uint64_t corner = 0; corner < end; ++corner) {
@@ -25,8 +21,8 @@ void count_corners(const mesh_faces &faces, std::uint32_t vertex_count, std::uin
     }
 }
 
-/// Replaces each counter by the sum of those before it and returns the sum of all. It is at most the number of
-/// readable corners, so it does not wrap.
+/// Replaces each counter by the sum of those before it and returns the sum of all, which is at most the number of
+/// readable corners and does not wrap.
 std::uint32_t sum_counters(std::uint32_t vertex_count, std::uint32_t *counters) {
     std::uint32_t sum = 0;
     for (std::uint32_t vertex = 0; vertex < vertex_count; ++vertex) {
@@ -37,7 +33,7 @@ std::uint32_t sum_counters(std::uint32_t vertex_count, std::uint32_t *counters) 
     return sum;
 }
 
-/// Writes each face to the next place of every vertex its corners name.
+/// Writes each face to the next place of every vertex that its corners name.
 void distribute_faces(const mesh_faces &faces, std::uint32_t vertex_count, std::uint32_t *next,
                       std::uint32_t *vertex_faces) {
     std::uint32_t corner = 0;
@@ -50,12 +46,11 @@ void distribute_faces(const mesh_faces &faces, std::uint32_t vertex_count, std::
     }
 }
 
-/// Builds the vertices' face lists; false when there is no memory. The offsets serve as counters first, one place on:
-/// there each counter grows from its vertex's first place to the next vertex's, which is what the offsets are to hold.
+/// Builds the vertices' face lists; false when there is no memory. The offsets from the second on are the counters:
+/// distribute_faces() moves each from its vertex's first place to the next vertex's, which is the value of that offset.
 bool list_vertex_faces(const mesh_faces &faces, ogawa_manifold &manifold) {
     const std::uint32_t vertex_count = manifold.vertex_count;
-    // Counters of their own are asked for, but not needed.
-    const scratch<std::uint32_t> counters(heap_zeroed<std::uint32_t>(vertex_count));
+    const required_scratch<std::uint32_t> counters(heap_zeroed<std::uint32_t>(vertex_count));
     if (counters == nullptr) return false;
     manifold.vertex_face_offsets = heap_array<std::uint32_t>(std::uint64_t{vertex_count} + 1);
     if (manifold.vertex_face_offsets == nullptr) return false;
@@ -72,8 +67,8 @@ bool list_vertex_faces(const mesh_faces &faces, ogawa_manifold &manifold) {
     return true;
 }
 
-/// Where each face's corners begin. Faces beyond the readable corners are empty, so that whoever follows the
-/// offsets stays within `face_vertices`.
+/// Lists where each face's corners begin. Faces beyond the readable corners are empty, so that no offset leads
+/// beyond `face_vertices`.
 bool list_face_offsets(const mesh_faces &faces, ogawa_manifold &manifold) {
     std::uint32_t *const offsets = heap_array<std::uint32_t>(std::uint64_t{faces.count} + 1);
     manifold.face_offsets = offsets;
@@ -91,7 +86,7 @@ struct face_list {
     std::uint32_t count;
 };
 
-/// Whether the offsets lead to freed memory: the build had faces to list, and no memory for the lists.
+/// Whether the offsets are freed memory: the build had faces to list, and no memory for the lists.
 bool failed_half_way(const ogawa_manifold &manifold) {
     return manifold.vertex_faces == nullptr && manifold.face_offsets == nullptr && manifold.face_count != 0;
 }
@@ -106,8 +101,8 @@ bool find_faces(const ogawa_manifold *manifold, std::uint32_t vertex, face_list 
     return list.faces != nullptr || list.count == 0;
 }
 
-/// Calls `visit` with the corners of each face of an ascending list. A face that stands there once per repeated
-/// vertex is visited once: the others show nothing new, and their number may be the square of the corners.
+/// Calls `visit` with the corners of each face of an ascending list. A face is listed once for each of its corners that
+/// names the vertex, but visited once: visits of all would be as many as the square of the corners.
 template <class Visit>
 void for_each_face(const face_list &list, const std::uint32_t *face_offsets, Visit visit) {
     for (std::uint32_t i = 0; i < list.count; ++i) {
@@ -128,23 +123,23 @@ std::uint64_t count_others(const face_list &list, const std::uint32_t *face_offs
     return count;
 }
 
-constexpr std::uint32_t most_on_stack = 64; // neighbours, more than vertices but the poles of fans have
+constexpr std::uint32_t max_on_stack = 64; // neighbours; only the centre of a large fan has more
 
 /// What one walk over a vertex's faces finds.
 struct gathered {
-    std::uint32_t count;   // neighbours; more than `most_on_stack` where there are more
+    std::uint32_t count;   // neighbours, counted up to `max_on_stack` + 1
     std::uint64_t corners; // of the faces
 };
 
-/// Writes the vertices of a list's faces but `vertex` itself in the order of their first appearance. Of what has been
-/// written a word keeps a mark for each vertex number's low bits: where there is none, a vertex need not be searched.
+/// Writes the vertices of a list's faces but `vertex` itself in the order of their first appearance. `marks` is a 64-bit
+/// Bloom filter over the vertices written so far: a vertex without a mark is new, and `others` is not searched for it.
 gathered gather_few_others(const face_list &list, const std::uint32_t *face_offsets,
                            const std::uint32_t *face_indices, std::uint32_t vertex, std::uint32_t *others) {
     gathered walk = {0, 0};
     std::uint64_t marks = 0;
     for_each_face(list, face_offsets, [&](std::uint32_t first, std::uint32_t last) {
         walk.corners += last - first;
-        for (std::uint32_t corner = first; corner < last && walk.count <= most_on_stack; ++corner) {
+        for (std::uint32_t corner = first; corner < last && walk.count <= max_on_stack; ++corner) {
             const std::uint32_t other = face_indices[corner];
             if (other == vertex) continue;
             const std::uint64_t mark = std::uint64_t{1} << other % 64;
@@ -153,7 +148,7 @@ gathered gather_few_others(const face_list &list, const std::uint32_t *face_offs
                 ++seen;
             if (seen != walk.count) continue;
             marks |= mark;
-            if (walk.count < most_on_stack) others[walk.count] = other;
+            if (walk.count < max_on_stack) others[walk.count] = other;
             ++walk.count;
         }
     });
@@ -164,10 +159,11 @@ std::uint32_t vertex_of(std::uint64_t key) {
     return static_cast<std::uint32_t>(key);
 }
 
-/// The same for any number of them: as keys, whose vertices vertex_of() tells. Returns how many there are.
+/// Does the same for any number of vertices, and writes keys whose vertices vertex_of() returns. Returns how many.
 ///
-/// A key holds a corner's vertex and its place. Sorted by vertex, the first of equal ones stays; turned round and
-/// sorted again, they are in the order of their places. No choice of vertices makes that slow.
+/// A key holds a corner's vertex in its high half and the corner's place in its low half. Sorted by vertex, the first of
+/// equal ones is kept; with their halves exchanged and sorted again, the keys are in the order of their places. No
+/// choice of vertices makes that slow.
 std::uint64_t gather_many_others(const face_list &list, const std::uint32_t *face_offsets,
                                  const std::uint32_t *face_indices, std::uint32_t vertex,
                                  std::uint64_t *keys) {
@@ -187,8 +183,8 @@ std::uint64_t gather_many_others(const face_list &list, const std::uint32_t *fac
     return static_cast<std::uint64_t>(end - keys);
 }
 
-/// `face_indices` of a mesh, from the address of its `face_counts`. The caller may have no more than the run of
-/// fields from the one to the other.
+/// `face_indices` of a mesh, from the address of its `face_counts`. The caller may have only the fields from the one to
+/// the other.
 const std::uint32_t *face_indices_from(const void *faces) {
     constexpr std::size_t distance =
         offsetof(ogawa_polymesh, face_indices) - offsetof(ogawa_polymesh, face_counts);
@@ -199,61 +195,60 @@ const std::uint32_t *face_indices_from(const void *faces) {
 }
 
 } // namespace
-
 } // namespace qel
-
-extern "C" {
 
 using namespace qel;
 
+extern "C" {
+
 int32_t ogawa_build_manifold(ogawa_polymesh *mesh) {
-    if (mesh == nullptr || mesh->vertex_count == 0) return nothing_to_join;
+    if (mesh == nullptr || mesh->vertex_count == 0) return OGAWA_BUILD_MANIFOLD_BAD_ARGUMENT;
     ogawa_manifold &manifold = mesh->manifold;
     std::memset(&manifold, 0, sizeof manifold);
     manifold.vertex_count = mesh->vertex_count;
     manifold.face_count = mesh->face_count;
     const mesh_faces faces(*mesh);
-    if (!list_vertex_faces(faces, manifold)) return no_memory_for_manifold;
-    if (!list_face_offsets(faces, manifold)) return no_memory_for_manifold;
+    if (!list_vertex_faces(faces, manifold)) return OGAWA_BUILD_MANIFOLD_NO_MEMORY;
+    if (!list_face_offsets(faces, manifold)) return OGAWA_BUILD_MANIFOLD_NO_MEMORY;
     manifold.face_vertices = mesh->face_indices;
-    return joined;
+    return QEL_OK;
 }
 
 int32_t ogawa_get_vertex_faces(const ogawa_manifold *manifold, uint32_t vertex, const uint32_t **faces,
                                uint32_t *count) {
     face_list list;
-    if (!find_faces(manifold, vertex, list)) return no_such_vertex;
+    if (!find_faces(manifold, vertex, list)) return OGAWA_GET_VERTEX_FACES_NOT_FOUND;
     *faces = list.faces;
     *count = list.count;
-    return listed;
+    return QEL_OK;
 }
 
 int32_t ogawa_get_vertex_neighbors(const ogawa_manifold *manifold, const void *faces, uint32_t vertex,
                                    uint32_t **neighbors, uint32_t *count) {
     face_list list;
-    if (faces == nullptr || !find_faces(manifold, vertex, list)) return no_such_vertex;
-    if (list.count != 0 && manifold->face_offsets == nullptr) return no_such_vertex;
+    if (faces == nullptr || !find_faces(manifold, vertex, list)) return OGAWA_GET_VERTEX_NEIGHBORS_NOT_FOUND;
+    if (list.count != 0 && manifold->face_offsets == nullptr) return OGAWA_GET_VERTEX_NEIGHBORS_NOT_FOUND;
     const std::uint32_t *const offsets = manifold->face_offsets;
     const std::uint32_t *const indices = face_indices_from(faces);
-    std::uint32_t few_others[most_on_stack];
+    std::uint32_t few_others[max_on_stack];
     const gathered walk = gather_few_others(list, offsets, indices, vertex, few_others);
-    const bool are_few = walk.count <= most_on_stack;
-    // Ten words a face, as five keys; more only where faces are large and the keys are needed.
+    const bool are_few = walk.count <= max_on_stack;
+    // Five keys a face; more only where faces are large and the keys are used.
     std::uint64_t room = std::uint64_t{5} * list.count;
     if (!are_few && walk.corners > room) room = std::max(room, count_others(list, offsets, indices, vertex));
-    const scratch<std::uint64_t> keys(heap_array<std::uint64_t>(room)); // asked for in any case
-    if (keys == nullptr) return no_memory_for_neighbors;
+    const required_scratch<std::uint64_t> keys(heap_array<std::uint64_t>(room));
+    if (keys == nullptr) return OGAWA_GET_VERTEX_NEIGHBORS_NO_MEMORY;
     const std::uint64_t kept =
         are_few ? walk.count : gather_many_others(list, offsets, indices, vertex, keys.get());
     std::uint32_t *const result = heap_array<std::uint32_t>(kept);
-    if (result == nullptr) return no_memory_for_neighbors;
+    if (result == nullptr) return OGAWA_GET_VERTEX_NEIGHBORS_NO_MEMORY;
     if (are_few)
         std::copy_n(few_others, kept, result);
     else
         std::transform(keys.get(), keys.get() + kept, result, vertex_of);
     *neighbors = result;
     *count = static_cast<std::uint32_t>(kept);
-    return listed;
+    return QEL_OK;
 }
 
 int32_t ogawa_is_manifold_closed(const ogawa_manifold *) {

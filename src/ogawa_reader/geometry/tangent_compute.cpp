@@ -13,13 +13,6 @@
 namespace qel {
 namespace {
 
-enum compute_status : std::int32_t {
-    computed = 0,
-    nothing_to_do = -1,
-    no_such_set = -2,
-    no_memory_for_tangents = -3
-};
-
 constexpr std::uint32_t components_per_vector = 3;
 
 struct vec3 {
@@ -175,20 +168,22 @@ using namespace qel;
 extern "C" {
 
 int32_t ogawa_compute_tangent_frame(ogawa_polymesh *mesh, const char *uv_set_name) {
-    if (mesh == nullptr || mesh->vertex_count == 0 || mesh->uv_set_count == 0) return nothing_to_do;
+    if (mesh == nullptr || mesh->vertex_count == 0 || mesh->uv_set_count == 0)
+        return OGAWA_COMPUTE_TANGENT_FRAME_BAD_ARGUMENT;
     const ogawa_uv_set *const set = choose_set(*mesh, uv_set_name);
-    if (set == nullptr) return no_such_set;
+    if (set == nullptr) return OGAWA_COMPUTE_TANGENT_FRAME_NOT_FOUND;
     ogawa_tangent_frame &frame = mesh->tangent_frame;
     frame.count = mesh->vertex_count;
     const std::uint64_t float_count = std::uint64_t{frame.count} * components_per_vector;
     frame.tangents = heap_zeroed<float>(float_count);
     frame.bitangents = heap_zeroed<float>(float_count);
-    if (frame.tangents == nullptr || frame.bitangents == nullptr) return no_memory_for_tangents;
+    if (frame.tangents == nullptr || frame.bitangents == nullptr)
+        return OGAWA_COMPUTE_TANGENT_FRAME_NO_MEMORY;
     accumulate(*mesh, uv_lookup(*set));
     normalize(frame.tangents, frame.count);
     normalize(frame.bitangents, frame.count);
     frame.components = components_per_vector;
-    return computed;
+    return QEL_OK;
 }
 
 void ogawa_free_tangent_frame(ogawa_tangent_frame *frame) {

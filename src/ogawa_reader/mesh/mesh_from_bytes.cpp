@@ -7,6 +7,7 @@
 #include "ogawa_reader/container/container.h"
 #include "ogawa_reader/search/index_search.h"
 #include "ogawa_reader/search/normal_search.h"
+#include "ogawa_reader/search/position_search.h"
 
 #include <algorithm>
 #include <cstring>
@@ -75,13 +76,14 @@ found_arrays search(std::FILE *stream, std::uint32_t vertex_count) {
 
 } // namespace
 
-position_scan_status read_mesh_from_bytes(const ogawa_archive *archive, ogawa_polymesh *mesh) {
-    const position_scan_status status = ogawa_scan_positions(archive, &mesh->positions, &mesh->vertex_count);
-    if (status != positions_found) return status;
+qel_status read_mesh_from_bytes(const ogawa_archive *archive, ogawa_polymesh *mesh) {
+    const qel_status status = ogawa_scan_positions(archive, &mesh->positions, &mesh->vertex_count);
+    if (status == OGAWA_READ_POSITIONS_NO_MEMORY) return OGAWA_READ_POLYMESH_NO_MEMORY;
+    if (status != QEL_OK) return OGAWA_READ_POLYMESH_NOT_FOUND;
     const found_arrays found = search(archive->file, mesh->vertex_count);
     read_normals(archive->file, found.normals, mesh);
     read_indices(archive->file, found.indices, mesh);
-    return status;
+    return QEL_OK;
 }
 
 } // namespace qel

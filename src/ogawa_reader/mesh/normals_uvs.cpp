@@ -13,7 +13,7 @@
 namespace qel {
 namespace {
 
-enum values_status : std::int32_t { values_read = 0, no_values = -1, no_memory_for_values = -2 };
+enum class outcome { read, cut_short, no_memory };
 
 /// The UVs that the mesh search finds, else the longest block of UVs; 0/0 when neither finds any. Both test every size
 /// word, so one pass serves both.
@@ -30,13 +30,13 @@ ogawa::extent find_uvs(const ogawa_archive *archive) {
 }
 
 /// Reads `count` floats into a new array. Where the stream ends before the last, the array is released again and null.
-values_status read_floats(std::FILE *stream, std::uint64_t at, std::uint64_t count, float **array) {
+outcome read_floats(std::FILE *stream, std::uint64_t at, std::uint64_t count, float **array) {
     *array = heap_array<float>(count);
-    if (*array == nullptr) return no_memory_for_values;
+    if (*array == nullptr) return outcome::no_memory;
     const std::size_t size = static_cast<std::size_t>(count) * sizeof(float);
-    if (read_at(stream, at, *array, size) == size) return values_read;
+    if (read_at(stream, at, *array, size) == size) return outcome::read;
     release(*array);
-    return no_values;
+    return outcome::cut_short;
 }
 
 } // namespace
@@ -48,31 +48,33 @@ extern "C" {
 
 int32_t ogawa_read_normals(const ogawa_archive *archive, const ogawa_object *, uint64_t, float **normals,
                            uint32_t **indices, uint32_t *count, uint32_t *scope) {
-    if (archive == nullptr || archive->file == nullptr) return no_values;
+    if (archive == nullptr || archive->file == nullptr) return OGAWA_READ_NORMALS_NOT_FOUND;
     // The mesh search never finds normals, so it is left out.
     const ogawa::extent block = find_longest_block(archive->file, unit_vector_blocks);
-    if (block.size == 0) return no_values;
+    if (block.size == 0) return OGAWA_READ_NORMALS_NOT_FOUND;
     *count = static_cast<std::uint32_t>(block.size / unit_vector_blocks.record_size);
-    const values_status status = read_floats(archive->file, block.at, std::uint64_t{*count} * 3, normals);
-    if (status != values_read) return status;
+    const outcome result = read_floats(archive->file, block.at, std::uint64_t{*count} * 3, normals);
+    if (result == outcome::no_memory) return OGAWA_READ_NORMALS_NO_MEMORY;
+    if (result == outcome::cut_short) return OGAWA_READ_NORMALS_NOT_FOUND;
     *indices = nullptr;
     *scope = OGAWA_SCOPE_VERTEX;
-    return values_read;
+    return QEL_OK;
 }
 
 int32_t ogawa_read_uvs(const ogawa_archive *archive, const ogawa_object *, uint64_t, uint32_t,
                        ogawa_uv_set *set) {
-    if (archive == nullptr || archive->file == nullptr || set == nullptr) return no_values;
+    if (archive == nullptr || archive->file == nullptr || set == nullptr) return OGAWA_READ_UVS_NOT_FOUND;
     const ogawa::extent block = find_uvs(archive);
-    if (block.size == 0) return no_values;
+    if (block.size == 0) return OGAWA_READ_UVS_NOT_FOUND;
     std::memset(set, 0, sizeof *set);
     copy_text(set->name, "uv");
     const auto count = static_cast<std::uint32_t>(block.size / uv_blocks.record_size);
-    const values_status status = read_floats(archive->file, block.at, std::uint64_t{count} * 2, &set->values);
-    if (status != values_read) return status;
+    const outcome result = read_floats(archive->file, block.at, std::uint64_t{count} * 2, &set->values);
+    if (result == outcome::no_memory) return OGAWA_READ_UVS_NO_MEMORY;
+    if (result == outcome::cut_short) return OGAWA_READ_UVS_NOT_FOUND;
     set->value_count = count;
     set->scope = OGAWA_SCOPE_FACE_VARYING;
-    return values_read;
+    return QEL_OK;
 }
 
 void ogawa_free_uv_set(ogawa_uv_set *set) {

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// Reading a polygon mesh through the node tree, or else by a search of the bytes; releasing it.
 #include "qel_unit.h"
 
 #include "common/bounds.h"
@@ -8,16 +9,13 @@
 #include "ogawa_reader/container/node_walk.h"
 #include "ogawa_reader/mesh/mesh_from_bytes.h"
 #include "ogawa_reader/mesh/payload_kind.h"
+#include "ogawa_reader/search/position_search.h"
 
 #include <algorithm>
 #include <cstring>
 
 namespace qel {
 namespace {
-
-enum read_status : int { mesh_read = 0, no_mesh = -1, no_memory = -2 };
-static_assert(no_mesh == static_cast<int>(no_positions) && no_memory == static_cast<int>(no_position_memory),
-              "the byte search's codes are passed on");
 
 /// Lists the data nodes under the top object and classifies them; false when that gives no positions.
 bool find_arrays(std::FILE *stream, mesh_extents &found) {
@@ -54,8 +52,8 @@ void read_arrays(std::FILE *stream, const mesh_extents &found, ogawa_polymesh *m
     read_array(stream, found.face_indices, sizeof(std::uint32_t), mesh->face_indices, mesh->face_index_count);
 }
 
-read_status finish(ogawa_polymesh *mesh) {
-    if (mesh->positions != nullptr) { // then there are vertices, too
+qel_status finish(ogawa_polymesh *mesh) {
+    if (mesh->positions != nullptr) { // then there are vertices as well
         float bounds[6];
         compute_bounds(mesh->positions, mesh->vertex_count, bounds);
         std::copy_n(bounds, 3, mesh->bounds_min);
@@ -66,7 +64,7 @@ read_status finish(ogawa_polymesh *mesh) {
     for (int i = 0; i < 16; i += 5)
         mesh->transform[i] = 1.0;
     mesh->reserved_word = 1;
-    return mesh->vertex_count != 0 ? mesh_read : no_mesh;
+    return mesh->vertex_count != 0 ? QEL_OK : OGAWA_READ_POLYMESH_NOT_FOUND;
 }
 
 } // namespace
@@ -78,7 +76,8 @@ extern "C" {
 
 int ogawa_read_polymesh(const ogawa_archive *archive, const ogawa_object *object, uint64_t,
                         ogawa_polymesh *mesh) {
-    if (archive == nullptr || archive->file == nullptr || mesh == nullptr) return no_mesh;
+    if (archive == nullptr || archive->file == nullptr || mesh == nullptr)
+        return OGAWA_READ_POLYMESH_NOT_FOUND;
     std::memset(mesh, 0, sizeof *mesh);
     copy_text(mesh->name, object != nullptr ? object->name : "mesh");
     copy_text(mesh->path, object != nullptr ? object->path : "/mesh");
@@ -87,8 +86,8 @@ int ogawa_read_polymesh(const ogawa_archive *archive, const ogawa_object *object
     if (find_arrays(archive->file, found)) {
         read_arrays(archive->file, found, mesh);
     } else {
-        const position_scan_status status = read_mesh_from_bytes(archive, mesh);
-        if (status != positions_found) return status;
+        const qel_status status = read_mesh_from_bytes(archive, mesh);
+        if (status != QEL_OK) return status;
     }
     return finish(mesh);
 }
@@ -103,13 +102,13 @@ ogawa_polymesh *ogawa_get_first_polymesh(ogawa_archive *archive) {
     query.schema = OGAWA_SCHEMA_POLYMESH;
     ogawa_polymesh *mesh = heap_array<ogawa_polymesh>(1);
     if (mesh == nullptr) return nullptr;
-    if (ogawa_read_polymesh(archive, &query, 0, mesh) != mesh_read) {
+    if (ogawa_read_polymesh(archive, &query, 0, mesh) != QEL_OK) {
         std::free(mesh); // the arrays that it may hold are not released with it
         return nullptr;
     }
 
     ogawa_polymesh **cache = heap_array<ogawa_polymesh *>(1);
-    if (cache == nullptr) return mesh; // uncached: the caller's now
+    if (cache == nullptr) return mesh; // not cached: the caller owns it
     cache[0] = mesh;
     archive->polymeshes = cache;
     archive->polymesh_count = 1;
@@ -119,7 +118,7 @@ ogawa_polymesh *ogawa_get_first_polymesh(ogawa_archive *archive) {
 int ogawa_read_positions(const ogawa_archive *archive, const ogawa_object *, uint64_t, float **positions,
                          uint32_t *count) {
     if (archive == nullptr || archive->file == nullptr || positions == nullptr || count == nullptr)
-        return no_positions;
+        return OGAWA_READ_POSITIONS_NOT_FOUND;
     return ogawa_scan_positions(archive, positions, count);
 }
 

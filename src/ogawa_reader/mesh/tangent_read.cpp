@@ -12,8 +12,6 @@
 namespace qel {
 namespace {
 
-enum frame_status : std::int32_t { frame_read = 0, no_frame = -1, no_memory_for_frame = -2 };
-
 constexpr std::uint32_t components_per_vector = 3;
 constexpr std::uint32_t max_blocks = 32; // later ones are not looked at
 
@@ -52,10 +50,11 @@ extern "C" {
 
 int32_t ogawa_read_tangent_frame(const ogawa_archive *archive, const ogawa_object *, uint64_t,
                                  ogawa_tangent_frame *frame) {
-    if (archive == nullptr || archive->file == nullptr || frame == nullptr) return no_frame;
+    if (archive == nullptr || archive->file == nullptr || frame == nullptr)
+        return OGAWA_READ_TANGENT_FRAME_NOT_FOUND;
     std::memset(frame, 0, sizeof *frame);
     block_pair pair;
-    if (!find_pair(archive->file, pair)) return no_frame;
+    if (!find_pair(archive->file, pair)) return OGAWA_READ_TANGENT_FRAME_NOT_FOUND;
     frame->count = static_cast<std::uint32_t>(pair.tangents.size / unit_vector_blocks.record_size);
     const std::uint64_t float_count = std::uint64_t{frame->count} * components_per_vector;
     frame->tangents = heap_array<float>(float_count);
@@ -63,12 +62,12 @@ int32_t ogawa_read_tangent_frame(const ogawa_archive *archive, const ogawa_objec
     if (frame->tangents == nullptr || frame->bitangents == nullptr) {
         std::free(frame->tangents); // one is null; the fields deliberately stay as they are
         std::free(frame->bitangents);
-        return no_memory_for_frame;
+        return OGAWA_READ_TANGENT_FRAME_NO_MEMORY;
     }
     read_vectors(archive->file, pair.tangents, frame->tangents);
     read_vectors(archive->file, pair.bitangents, frame->bitangents);
     frame->components = components_per_vector;
-    return frame_read;
+    return QEL_OK;
 }
 
 } // extern "C"

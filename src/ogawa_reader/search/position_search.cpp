@@ -99,20 +99,19 @@ std::uint32_t keep_triples_in_range(float *triples, std::size_t count) {
 
 } // namespace
 
-position_scan_status ogawa_scan_positions(const ogawa_archive *archive, float **positions,
-                                          std::uint32_t *count) {
+qel_status ogawa_scan_positions(const ogawa_archive *archive, float **positions, std::uint32_t *count) {
     const ogawa::extent found = find_triples(archive->file);
-    if (found.size < min_triples * ogawa::triple_size) return no_positions;
+    if (found.size < min_triples * ogawa::triple_size) return OGAWA_READ_POSITIONS_NOT_FOUND;
 
     *count = static_cast<std::uint32_t>(found.size / ogawa::triple_size);
     *positions = heap_array<float>(found.size / sizeof(float));
-    if (*positions == nullptr) return no_position_memory;
+    if (*positions == nullptr) return OGAWA_READ_POSITIONS_NO_MEMORY;
 
     // The size word may promise more than the file holds.
     const std::size_t bytes =
         read_at(archive->file, found.at, *positions, static_cast<std::size_t>(found.size));
     *count = keep_triples_in_range(*positions, bytes / ogawa::triple_size);
-    return *count != 0 ? positions_found : no_positions;
+    return *count != 0 ? QEL_OK : OGAWA_READ_POSITIONS_NOT_FOUND;
 }
 
 } // namespace qel

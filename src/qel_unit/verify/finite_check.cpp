@@ -65,26 +65,13 @@ QEL_TARGET_AVX2 bool finite_avx2(const float *numbers, std::uint64_t count) {
 
 #endif
 
-bool choose_finite(const float *numbers, std::uint64_t count) {
-    finite_kernel *const form = finite_forms.best(detect_instruction_set());
-    finite_choice.store(form, std::memory_order_relaxed);
-    return form(numbers, count);
-}
-
 } // namespace
 
-#if QEL_AVX2_KERNELS
-constexpr kernel_forms<finite_kernel> finite_forms = {finite_plain, finite_sse2, finite_avx2, nullptr};
-#elif QEL_SSE2_KERNELS
-constexpr kernel_forms<finite_kernel> finite_forms = {finite_plain, finite_sse2, nullptr, nullptr};
-#else
-constexpr kernel_forms<finite_kernel> finite_forms = {finite_plain, nullptr, nullptr, nullptr};
-#endif
-
-std::atomic<finite_kernel *> finite_choice{choose_finite};
+dispatched<finite_function> finite_kernel(finite_plain, QEL_SSE2_FORM(finite_sse2),
+                                          QEL_AVX2_FORM(finite_avx2), nullptr);
 
 bool all_finite(const float *numbers, std::uint64_t count) {
-    return finite_choice.load(std::memory_order_relaxed)(numbers, count);
+    return finite_kernel(numbers, count);
 }
 
 } // namespace qel

@@ -4,7 +4,6 @@
 
 #include "common/cpu.h"
 
-#include <atomic>
 #include <cstdint>
 
 namespace qel {
@@ -12,11 +11,9 @@ namespace qel {
 /// False when one of `count` numbers is an infinity or a NaN.
 bool all_finite(const float *numbers, std::uint64_t count);
 
-using finite_kernel = bool(const float *numbers, std::uint64_t count);
+using finite_function = bool(const float *numbers, std::uint64_t count);
 
-extern const kernel_forms<finite_kernel> finite_forms;
-
-/// What all_finite calls. Tests and measurements store a form here.
-extern std::atomic<finite_kernel *> finite_choice;
+/// What all_finite calls.
+extern dispatched<finite_function> finite_kernel;
 
 } // namespace qel

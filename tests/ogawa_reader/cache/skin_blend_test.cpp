@@ -74,7 +74,7 @@ void expect_all_agree(const blend_case &c, std::size_t offset) {
     const std::vector<joint_matrix> joints = c.joints();
     alignas(64) static float storage[16 + 600];
     ASSERT_LE(offset + expected.size(), std::size(storage));
-    for (const auto &form : runnable(skin_forms)) {
+    for (const auto &form : runnable(skin_kernel)) {
         std::fill(std::begin(storage), std::end(storage), 99.0f);
         form.call(c.weights.data(), static_cast<std::uint32_t>(c.weights.size()), joints.data(),
                   static_cast<std::uint32_t>(joints.size()), c.positions.data(), storage + offset);
@@ -190,7 +190,7 @@ TEST(SkinKernel, WritesOverItsInput) {
     std::mt19937 random(96);
     const blend_case c = random_case(random, 100, 5, 0);
     const std::vector<joint_matrix> joints = c.joints();
-    for (const auto &form : runnable(skin_forms)) {
+    for (const auto &form : runnable(skin_kernel)) {
         std::vector<float> positions = c.positions;
         form.call(c.weights.data(), 100, joints.data(), 5, positions.data(), positions.data());
         EXPECT_EQ(comparable(positions), comparable(c.by_model())) << form.name;
@@ -200,7 +200,7 @@ TEST(SkinKernel, WritesOverItsInput) {
 TEST(SkinKernel, PutsEveryPositionAtTheOriginWithoutJoints) {
     const std::vector<qel_skin_weight> weights(9, {{0, 0, 0, 0}, {1, 1, 1, 1}});
     const std::vector<float> positions(27, 5.0f);
-    for (const auto &form : runnable(skin_forms)) {
+    for (const auto &form : runnable(skin_kernel)) {
         std::vector<float> out(27, 99.0f);
         form.call(weights.data(), 9, nullptr, 0, positions.data(), out.data());
         EXPECT_EQ(out, std::vector<float>(27, 0.0f)) << form.name;
@@ -211,10 +211,10 @@ TEST(SkinChoice, IsMadeByTheFirstCallAndCanBeForced) {
     const joint_matrix joint = {};
     float out = 0;
     skin_blend(nullptr, 0, &joint, 1, nullptr, &out);
-    EXPECT_EQ(skin_choice.load(), skin_forms.best(detect_instruction_set()));
-    const forced_form<skin_kernel> forced(skin_choice, [](const qel_skin_weight *, std::uint32_t,
-                                                          const joint_matrix *, std::uint32_t, const float *,
-                                                          float *results) { *results = 55; });
+    EXPECT_EQ(skin_kernel.chosen(), skin_kernel.forms.best(detect_instruction_set()));
+    const forced_form<skin_function> forced(
+        skin_kernel, [](const qel_skin_weight *, std::uint32_t, const joint_matrix *, std::uint32_t,
+                        const float *, float *results) { *results = 55; });
     skin_blend(nullptr, 0, &joint, 1, nullptr, &out);
     EXPECT_EQ(out, 55.0f);
 }

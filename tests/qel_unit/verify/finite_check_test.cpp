@@ -30,13 +30,13 @@ TEST(FiniteKernel, AcceptsFiniteNumbersOfEveryKind) {
     std::vector<float> numbers(5000);
     for (float &number : numbers)
         number = from_bits(finite[random() % std::size(finite)]);
-    for (const auto &form : runnable(finite_forms))
+    for (const auto &form : runnable(finite_kernel))
         for (std::size_t count = 0; count <= numbers.size(); count += count < 80 ? 1 : 137)
             EXPECT_TRUE(form.call(numbers.data(), count)) << form.name << ' ' << count;
 }
 
 TEST(FiniteKernel, FindsWhatIsNotFiniteAtEveryPlaceOfEveryLength) {
-    for (const auto &form : runnable(finite_forms))
+    for (const auto &form : runnable(finite_kernel))
         for (std::size_t count = 1; count <= 64; ++count) {
             std::vector<float> numbers(count, 1.5f);
             for (std::size_t i = 0; i < count; ++i) {
@@ -48,7 +48,7 @@ TEST(FiniteKernel, FindsWhatIsNotFiniteAtEveryPlaceOfEveryLength) {
 }
 
 TEST(FiniteKernel, FindsWhatIsNotFiniteAroundTheEndsOfBlocks) {
-    for (const auto &form : runnable(finite_forms))
+    for (const auto &form : runnable(finite_kernel))
         for (const std::size_t count : {2047u, 2048u, 2049u, 2055u, 2056u, 4096u, 4099u}) {
             std::vector<float> numbers(count, 1.5f);
             for (std::size_t i = count > 2100 ? 2030 : count - 20; i < count; ++i)
@@ -62,7 +62,7 @@ TEST(FiniteKernel, FindsWhatIsNotFiniteAroundTheEndsOfBlocks) {
 
 TEST(FiniteKernel, ReadsNothingBeforeOrAfterTheArray) {
     std::vector<float> numbers(16 + 64 + 64);
-    for (const auto &form : runnable(finite_forms))
+    for (const auto &form : runnable(finite_kernel))
         for (std::size_t offset = 0; offset < 16; ++offset) // all places in a cache line
             for (std::size_t count = 0; count <= 64; ++count) {
                 std::fill(numbers.begin(), numbers.end(), std::numeric_limits<float>::infinity());
@@ -78,15 +78,15 @@ TEST(FiniteKernel, AgreesOnAnyBits) {
         std::vector<float> numbers(1 + random() % 300);
         for (float &number : numbers)
             number = from_bits(static_cast<std::uint32_t>(random()));
-        const bool expected = finite_forms.plain(numbers.data(), numbers.size());
-        for (const auto &form : runnable(finite_forms))
+        const bool expected = finite_kernel.forms.plain(numbers.data(), numbers.size());
+        for (const auto &form : runnable(finite_kernel))
             ASSERT_EQ(form.call(numbers.data(), numbers.size()), expected) << form.name;
     }
 }
 
 TEST(FiniteKernel, FindsTheLastOfThirtyMillionNumbers) {
     std::vector<float> numbers(30000009, 1.5f);
-    for (const auto &form : runnable(finite_forms)) {
+    for (const auto &form : runnable(finite_kernel)) {
         EXPECT_TRUE(form.call(numbers.data(), numbers.size())) << form.name;
         numbers.back() = std::numeric_limits<float>::quiet_NaN();
         EXPECT_FALSE(form.call(numbers.data(), numbers.size())) << form.name;
@@ -97,9 +97,9 @@ TEST(FiniteKernel, FindsTheLastOfThirtyMillionNumbers) {
 TEST(FiniteChoice, IsMadeByTheFirstCallAndCanBeForced) {
     const float number = 1;
     EXPECT_TRUE(all_finite(&number, 1));
-    EXPECT_EQ(finite_choice.load(), finite_forms.best(detect_instruction_set()));
-    const forced_form<finite_kernel> forced(finite_choice,
-                                            [](const float *, std::uint64_t) { return false; });
+    EXPECT_EQ(finite_kernel.chosen(), finite_kernel.forms.best(detect_instruction_set()));
+    const forced_form<finite_function> forced(finite_kernel,
+                                              [](const float *, std::uint64_t) { return false; });
     EXPECT_FALSE(all_finite(&number, 1));
 }
 
