@@ -17,8 +17,8 @@ struct stream_closer {
 /// A stream that is closed at the end of its scope.
 using file_stream = std::unique_ptr<std::FILE, stream_closer>;
 
-/// A file, opened for the time of its scope, with a buffer of 64 KiB; where there is no memory for that, with one of the
-/// C library's size.
+/// A file, opened for the time of its scope, with a buffer of 64 KiB; where there is no memory for that, with one of
+/// the C library's size.
 class buffered_stream {
   public:
     /// A null path is no file.

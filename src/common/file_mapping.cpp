@@ -29,7 +29,7 @@ mapping_outcome map_file(const char *path, file_mapping &mapping) {
     if (section != nullptr) CloseHandle(section);
     CloseHandle(file);
     if (section == nullptr) return mapping_outcome::no_mapping;
-    if (view == nullptr) return mapping_outcome::no_view;
+    if (view == nullptr) return mapping_outcome::no_memory;
     mapping = {view, static_cast<std::uint64_t>(size.QuadPart)};
     return mapping_outcome::mapped;
 }
@@ -47,9 +47,9 @@ mapping_outcome map_open_file(int file, file_mapping &mapping) {
     fstat(file, &status);
     if (!S_ISREG(status.st_mode) || status.st_size <= 0) return mapping_outcome::no_mapping;
     const auto size = static_cast<std::uint64_t>(status.st_size);
-    if (size > std::numeric_limits<std::size_t>::max() / 2) return mapping_outcome::no_view;
+    if (size > std::numeric_limits<std::size_t>::max() / 2) return mapping_outcome::no_memory;
     const void *view = mmap(nullptr, static_cast<std::size_t>(size), PROT_READ, MAP_PRIVATE, file, 0);
-    if (view == MAP_FAILED) return errno == ENOMEM ? mapping_outcome::no_view : mapping_outcome::no_mapping;
+    if (view == MAP_FAILED) return errno == ENOMEM ? mapping_outcome::no_memory : mapping_outcome::no_mapping;
     mapping = {view, size};
     return mapping_outcome::mapped;
 }

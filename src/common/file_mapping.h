@@ -11,7 +11,7 @@ enum class mapping_outcome {
     mapped,
     cannot_open, // there is no such file, or it may not be read
     no_mapping,  // it is empty, or nothing that can be mapped
-    no_view      // the address space has no room for it
+    no_memory    // the address space has no room for it
 };
 
 /// A mapped file. The file itself is closed: only the view keeps it in use.

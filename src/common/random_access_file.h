@@ -22,8 +22,8 @@ class random_access_file {
     random_access_file(const random_access_file &) = delete;
     random_access_file &operator=(const random_access_file &) = delete;
 
-    /// Opens a regular file; anything else is refused, a pipe without waiting. Called once. Paths are bytes on POSIX and
-    /// UTF-8 on Windows.
+    /// Opens a regular file; anything else is refused, a pipe without waiting. Called once. Paths are bytes on POSIX
+    /// and UTF-8 on Windows.
     open_outcome open(const char *path);
 
     /// Bytes that the file had when it was opened.

@@ -40,8 +40,8 @@ std::size_t read_ahead::oldest() const {
     return found;
 }
 
-/// Fills the oldest piece with a place and the bytes likely to be asked for next. The piece held beside the place stays:
-/// a walk often goes one step back.
+/// Fills the oldest piece with a place and the bytes likely to be asked for next. The piece held beside the place
+/// stays: a walk often goes one step back.
 read_outcome read_ahead::load(std::uint64_t position, std::size_t size, std::size_t &loaded) {
     loaded = oldest();
     for (const piece &near : pieces_) {

@@ -5,8 +5,12 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdint>
+#include <cstring>
 #include <limits>
+#include <random>
+#include <utility>
 #include <vector>
 
 namespace qel {
@@ -41,6 +45,28 @@ TEST(Arena, KeepsArraysApartThroughBlocksOfEverySize) {
             ASSERT_EQ(arrays[i][0], i);
             ASSERT_EQ(arrays[i][9'999], ~std::uint64_t{i});
         }
+    }
+    EXPECT_EQ(ledger.live(), 0u);
+}
+
+TEST(Arena, KeepsArraysOfRandomSizesApartAndAligned) {
+    const heap_ledger ledger;
+    {
+        arena memory;
+        std::mt19937 random(3);
+        std::vector<std::pair<std::uint8_t *, std::size_t>> taken;
+        for (int i = 0; i < 3000; ++i) {
+            const std::size_t size = random() % (i % 100 == 0 ? 200'000 : 200);
+            auto *const array = memory.array<std::uint8_t>(size);
+            ASSERT_NE(array, nullptr);
+            ASSERT_EQ(reinterpret_cast<std::uintptr_t>(array) % 8, 0u);
+            std::memset(array, i % 251, size);
+            taken.emplace_back(array, size);
+        }
+        for (std::size_t i = 0; i < taken.size(); ++i)
+            ASSERT_TRUE(std::all_of(taken[i].first, taken[i].first + taken[i].second,
+                                    [i](std::uint8_t value) { return value == i % 251; }));
+        EXPECT_GT(ledger.live(), 0u);
     }
     EXPECT_EQ(ledger.live(), 0u);
 }

@@ -160,7 +160,7 @@ TEST(FileMapping, MapsMoreThanFourGibibytes) {
     file_mapping mapping;
     const mapping_outcome outcome = map_file(folder.file("f").c_str(), mapping);
     if (sizeof(void *) < 8) {
-        EXPECT_EQ(outcome, mapping_outcome::no_view) << "no address space has room for it";
+        EXPECT_EQ(outcome, mapping_outcome::no_memory) << "no address space has room for it";
         return;
     }
     ASSERT_EQ(outcome, mapping_outcome::mapped);
@@ -185,7 +185,7 @@ TEST(FileMapping, ReportsAnAddressSpaceWithoutRoom) {
         outcome = map_file(folder.file("f").c_str(), mapping);
         if (outcome == mapping_outcome::mapped) mappings.push_back(mapping);
     }
-    EXPECT_EQ(outcome, mapping_outcome::no_view);
+    EXPECT_EQ(outcome, mapping_outcome::no_memory);
     for (const file_mapping &mapping : mappings)
         unmap_file(mapping);
 }

@@ -1,13 +1,12 @@
 // SPDX-License-Identifier: MIT
-#include "common/arena.h"
 #include "common/read_ahead.h"
+
 #include "support/failing_heap.h"
 #include "support/temp_folder.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstring>
 #include <random>
 
 namespace qel::test {
@@ -40,7 +39,7 @@ struct ReadAhead : testing::Test {
     }
 };
 
-TEST_F(ReadAhead, GivesTheFilesBytesWhicheverWayItGoes) {
+TEST_F(ReadAhead, GivesTheFilesBytesInEitherDirection) {
     read_ahead ahead(file);
     ASSERT_TRUE(ahead.ready());
     std::mt19937 random(1);
@@ -83,45 +82,6 @@ TEST_F(ReadAhead, SaysThatAFileWasCutMeanwhile) {
 TEST_F(ReadAhead, IsNotReadyWithoutMemory) {
     const auto plan = failing_heap::nth(1);
     EXPECT_FALSE(read_ahead(file).ready());
-}
-
-TEST(RandomAccessFile, RefusesWhatIsNoRegularFile) {
-    const temp_folder folder;
-    random_access_file missing, directory;
-    EXPECT_EQ(missing.open(folder.file("missing").c_str()), open_outcome::cannot_open);
-    EXPECT_EQ(directory.open(folder.path().string().c_str()), open_outcome::cannot_open);
-}
-
-TEST(Arena, KeepsEveryArrayApartAndFreesThemAll) {
-    const heap_ledger ledger;
-    {
-        arena memory;
-        std::mt19937 random(3);
-        std::vector<std::pair<std::uint8_t *, std::size_t>> taken;
-        for (int i = 0; i < 3000; ++i) {
-            const std::size_t size = random() % (i % 100 == 0 ? 200'000 : 200);
-            auto *const array = memory.array<std::uint8_t>(size);
-            ASSERT_NE(array, nullptr);
-            ASSERT_EQ(reinterpret_cast<std::uintptr_t>(array) % 8, 0u);
-            std::memset(array, i % 251, size);
-            taken.emplace_back(array, size);
-        }
-        for (std::size_t i = 0; i < taken.size(); ++i)
-            ASSERT_TRUE(std::all_of(taken[i].first, taken[i].first + taken[i].second,
-                                    [i](std::uint8_t value) { return value == i % 251; }));
-        EXPECT_GT(ledger.live(), 0u);
-    }
-    EXPECT_EQ(ledger.live(), 0u);
-}
-
-TEST(Arena, GoesOnAfterAnAllocationThatFailed) {
-    arena memory;
-    {
-        const auto plan = failing_heap::nth(1);
-        EXPECT_EQ(memory.array<std::uint64_t>(3), nullptr);
-    }
-    EXPECT_NE(memory.array<std::uint64_t>(3), nullptr);
-    EXPECT_EQ(memory.array<std::uint64_t>(~std::uint64_t{0}), nullptr);
 }
 
 } // namespace

@@ -17,7 +17,7 @@ qel_status status_of(mapping_outcome outcome) {
         return QEL_MESH_LOAD_CANNOT_OPEN;
     case mapping_outcome::no_mapping:
         return QEL_MESH_LOAD_CANNOT_MAP;
-    case mapping_outcome::no_view:
+    case mapping_outcome::no_memory:
         return QEL_MESH_LOAD_NO_MEMORY;
     case mapping_outcome::mapped:
         break;
@@ -72,7 +72,8 @@ bool copy_records(mapped_bytes &bytes, T *&records, std::uint32_t &count) {
 /// False where the mapping does not hold the whole block.
 bool read_skin(mapped_bytes bytes, qel_skin &skin) {
     if (!copy_records(bytes, skin.joints, skin.joint_count)) return false;
-    // Without memory for the joints, the weights are read from the joints' place, whose first word is taken for the count.
+    // Without memory for the joints, the weights are read from the joints' place, whose first word is taken for the
+    // count.
     if (skin.joints != nullptr) bytes.skip(std::uint64_t{skin.joint_count} * sizeof *skin.joints);
     if (!copy_records(bytes, skin.weights, skin.weight_count)) return false;
     bytes.skip(std::uint64_t{skin.weight_count} * sizeof *skin.weights);
@@ -99,7 +100,7 @@ using namespace qel;
 
 extern "C" {
 
-int32_t qel_mesh_load(const char *path, qel_mesh *mesh) {
+std::int32_t qel_mesh_load(const char *path, qel_mesh *mesh) {
     if (path == nullptr || mesh == nullptr) return QEL_MESH_LOAD_BAD_ARGUMENT;
     *mesh = {};
     file_mapping mapping;
@@ -131,8 +132,9 @@ void qel_mesh_free(qel_mesh *mesh) {
     *mesh = {};
 }
 
-int32_t qel_mesh_get_gpu_data(const qel_mesh *mesh, const float **positions, const float **normals,
-                              const uint32_t **indices, uint32_t *vertex_count, uint32_t *triangle_count) {
+std::int32_t qel_mesh_get_gpu_data(const qel_mesh *mesh, const float **positions, const float **normals,
+                                   const std::uint32_t **indices, std::uint32_t *vertex_count,
+                                   std::uint32_t *triangle_count) {
     if (mesh == nullptr || mesh->view == nullptr) return QEL_MESH_GET_GPU_DATA_BAD_ARGUMENT;
     if (positions != nullptr) *positions = mesh->positions;
     if (normals != nullptr) *normals = mesh->normals;

@@ -100,8 +100,8 @@ void write_array(std::FILE *file, const T *array, std::uint64_t count) {
         std::fwrite(array, sizeof(T), static_cast<std::size_t>(count), file);
 }
 
-/// Adds the normal of every corner to its vertex. Faces are consecutive, so one loop visits the corners of all: `claimed`
-/// of them, or as many as there are face indices, which are all in range.
+/// Adds the normal of every corner to its vertex. Faces are consecutive, so one loop visits the corners of all:
+/// `claimed` of them, or as many as there are face indices, which are all in range.
 void add_corner_normals(const ogawa_polymesh &mesh, std::uint64_t claimed, float *sums) {
     const std::uint64_t held = mesh.face_indices == nullptr ? 0 : mesh.face_index_count;
     const std::uint64_t corners = std::min(claimed, held);
@@ -156,8 +156,8 @@ struct vector_run {
     }
 };
 
-/// Normalizes vectors and writes them in pieces that fit the processor's cache. Much smaller pieces take more time in the
-/// file system.
+/// Normalizes vectors and writes them in pieces that fit the processor's cache. Much smaller pieces take more time in
+/// the file system.
 void write_normalized(std::FILE *file, float *vectors, std::uint64_t count) {
     constexpr std::uint64_t at_once = 1024 * vector_run::size;
     vector_run run;
@@ -190,7 +190,8 @@ void write_normals(std::FILE *file, const ogawa_polymesh &mesh, std::uint64_t co
     write_normalized(file, sums.get(), vertices);
 }
 
-/// Collects triangles and writes them in pieces that fit the processor's cache and are large enough for the file system.
+/// Collects triangles and writes them in pieces that fit the processor's cache and are large enough for the file
+/// system.
 class triangle_writer {
   public:
     triangle_writer(std::FILE *file, std::uint32_t *buffer, std::uint64_t room)
@@ -207,8 +208,8 @@ class triangle_writer {
         next_ += 3;
     }
 
-    /// Fans at most `max_faces` faces of 3 or 4 corners, which nearly all faces are. Stops before a face of another size,
-    /// and where the buffer may be full; returns how many were fanned. Moves `corners` past them.
+    /// Fans at most `max_faces` faces of 3 or 4 corners, which nearly all faces are. Stops before a face of another
+    /// size, and where the buffer may be full; returns how many were fanned. Moves `corners` past them.
     std::uint32_t add_small(const std::uint32_t *counts, std::uint64_t max_faces,
                             const std::uint32_t *&corners) {
         if (end_ - next_ < 6) flush();
@@ -320,7 +321,7 @@ using namespace qel;
 
 extern "C" {
 
-int32_t qel_mesh_save(const ogawa_polymesh *mesh, const qel_skin *skin, const char *path) {
+std::int32_t qel_mesh_save(const ogawa_polymesh *mesh, const qel_skin *skin, const char *path) {
     if (mesh == nullptr || path == nullptr || mesh->vertex_count == 0) return QEL_MESH_SAVE_BAD_ARGUMENT;
     if (!indices_in_range(*mesh)) return QEL_MESH_SAVE_INDEX_OUTSIDE;
     const file_stream file(std::fopen(path, "wb"));

@@ -33,7 +33,7 @@ using namespace qel;
 
 extern "C" {
 
-int32_t ogawa_read_skinning(const ogawa_archive *archive, const ogawa_object *, qel_skin *out) {
+std::int32_t ogawa_read_skinning(const ogawa_archive *archive, const ogawa_object *, qel_skin *out) {
     if (archive != nullptr && out != nullptr) std::memset(out, 0, sizeof *out);
     return OGAWA_READ_SKINNING_NOT_FOUND;
 }

@@ -38,8 +38,8 @@ void free_mesh(ogawa_polymesh *mesh) {
     std::free(mesh);
 }
 
-/// Where the release of a tree of objects continues after one of them. It is kept in the object's own path, which is not
-/// read any more, so that a tree of any depth takes neither stack nor memory.
+/// Where the release of a tree of objects continues after one of them. It is kept in the object's own path, which is
+/// not read any more, so that a tree of any depth takes neither stack nor memory.
 struct release_place {
     ogawa_object *parent; // null at the top
     std::uint32_t next_child;

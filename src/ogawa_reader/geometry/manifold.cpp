@@ -131,8 +131,9 @@ struct gathered {
     std::uint64_t corners; // of the faces
 };
 
-/// Writes the vertices of a list's faces but `vertex` itself in the order of their first appearance. `marks` is a 64-bit
-/// Bloom filter over the vertices written so far: a vertex without a mark is new, and `others` is not searched for it.
+/// Writes the vertices of a list's faces but `vertex` itself in the order of their first appearance. `marks` is a
+/// 64-bit Bloom filter over the vertices written so far: a vertex without a mark is new, and `others` is not searched
+/// for it.
 gathered gather_few_others(const face_list &list, const std::uint32_t *face_offsets,
                            const std::uint32_t *face_indices, std::uint32_t vertex, std::uint32_t *others) {
     gathered walk = {0, 0};
@@ -161,8 +162,8 @@ std::uint32_t vertex_of(std::uint64_t key) {
 
 /// Does the same for any number of vertices, and writes keys whose vertices vertex_of() returns. Returns how many.
 ///
-/// A key holds a corner's vertex in its high half and the corner's place in its low half. Sorted by vertex, the first of
-/// equal ones is kept; with their halves exchanged and sorted again, the keys are in the order of their places. No
+/// A key holds a corner's vertex in its high half and the corner's place in its low half. Sorted by vertex, the first
+/// of equal ones is kept; with their halves exchanged and sorted again, the keys are in the order of their places. No
 /// choice of vertices makes that slow.
 std::uint64_t gather_many_others(const face_list &list, const std::uint32_t *face_offsets,
                                  const std::uint32_t *face_indices, std::uint32_t vertex,
@@ -201,7 +202,7 @@ using namespace qel;
 
 extern "C" {
 
-int32_t ogawa_build_manifold(ogawa_polymesh *mesh) {
+std::int32_t ogawa_build_manifold(ogawa_polymesh *mesh) {
     if (mesh == nullptr || mesh->vertex_count == 0) return OGAWA_BUILD_MANIFOLD_BAD_ARGUMENT;
     ogawa_manifold &manifold = mesh->manifold;
     std::memset(&manifold, 0, sizeof manifold);
@@ -214,8 +215,8 @@ int32_t ogawa_build_manifold(ogawa_polymesh *mesh) {
     return QEL_OK;
 }
 
-int32_t ogawa_get_vertex_faces(const ogawa_manifold *manifold, uint32_t vertex, const uint32_t **faces,
-                               uint32_t *count) {
+std::int32_t ogawa_get_vertex_faces(const ogawa_manifold *manifold, std::uint32_t vertex,
+                                    const std::uint32_t **faces, std::uint32_t *count) {
     face_list list;
     if (!find_faces(manifold, vertex, list)) return OGAWA_GET_VERTEX_FACES_NOT_FOUND;
     *faces = list.faces;
@@ -223,8 +224,9 @@ int32_t ogawa_get_vertex_faces(const ogawa_manifold *manifold, uint32_t vertex, 
     return QEL_OK;
 }
 
-int32_t ogawa_get_vertex_neighbors(const ogawa_manifold *manifold, const void *faces, uint32_t vertex,
-                                   uint32_t **neighbors, uint32_t *count) {
+std::int32_t ogawa_get_vertex_neighbors(const ogawa_manifold *manifold, const void *faces,
+                                        std::uint32_t vertex, std::uint32_t **neighbors,
+                                        std::uint32_t *count) {
     face_list list;
     if (faces == nullptr || !find_faces(manifold, vertex, list)) return OGAWA_GET_VERTEX_NEIGHBORS_NOT_FOUND;
     if (list.count != 0 && manifold->face_offsets == nullptr) return OGAWA_GET_VERTEX_NEIGHBORS_NOT_FOUND;
@@ -251,7 +253,7 @@ int32_t ogawa_get_vertex_neighbors(const ogawa_manifold *manifold, const void *f
     return QEL_OK;
 }
 
-int32_t ogawa_is_manifold_closed(const ogawa_manifold *) {
+std::int32_t ogawa_is_manifold_closed(const ogawa_manifold *) {
     return 0;
 }
 

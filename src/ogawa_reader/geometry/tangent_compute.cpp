@@ -53,8 +53,8 @@ class uv_lookup {
         if (indices_ != nullptr && value_count_ == 0) value_count_ = no_bound;
     }
 
-    /// The value at the corner's index in a face-varying set with indices, else at its vertex; value 0 where that number
-    /// is missing or out of range.
+    /// The value at the corner's index in a face-varying set with indices, else at its vertex; value 0 where that
+    /// number is missing or out of range.
     uv_pair at(std::uint32_t corner, std::uint32_t vertex) const {
         if (values_ == nullptr) return {0.0f, 0.0f};
         std::uint32_t number = vertex;
@@ -167,7 +167,7 @@ using namespace qel;
 
 extern "C" {
 
-int32_t ogawa_compute_tangent_frame(ogawa_polymesh *mesh, const char *uv_set_name) {
+std::int32_t ogawa_compute_tangent_frame(ogawa_polymesh *mesh, const char *uv_set_name) {
     if (mesh == nullptr || mesh->vertex_count == 0 || mesh->uv_set_count == 0)
         return OGAWA_COMPUTE_TANGENT_FRAME_BAD_ARGUMENT;
     const ogawa_uv_set *const set = choose_set(*mesh, uv_set_name);

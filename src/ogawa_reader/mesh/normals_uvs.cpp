@@ -46,8 +46,9 @@ using namespace qel;
 
 extern "C" {
 
-int32_t ogawa_read_normals(const ogawa_archive *archive, const ogawa_object *, uint64_t, float **normals,
-                           uint32_t **indices, uint32_t *count, uint32_t *scope) {
+std::int32_t ogawa_read_normals(const ogawa_archive *archive, const ogawa_object *, std::uint64_t,
+                                float **normals, std::uint32_t **indices, std::uint32_t *count,
+                                std::uint32_t *scope) {
     if (archive == nullptr || archive->file == nullptr) return OGAWA_READ_NORMALS_NOT_FOUND;
     // The mesh search never finds normals, so it is left out.
     const ogawa::extent block = find_longest_block(archive->file, unit_vector_blocks);
@@ -61,8 +62,8 @@ int32_t ogawa_read_normals(const ogawa_archive *archive, const ogawa_object *, u
     return QEL_OK;
 }
 
-int32_t ogawa_read_uvs(const ogawa_archive *archive, const ogawa_object *, uint64_t, uint32_t,
-                       ogawa_uv_set *set) {
+std::int32_t ogawa_read_uvs(const ogawa_archive *archive, const ogawa_object *, std::uint64_t, std::uint32_t,
+                            ogawa_uv_set *set) {
     if (archive == nullptr || archive->file == nullptr || set == nullptr) return OGAWA_READ_UVS_NOT_FOUND;
     const ogawa::extent block = find_uvs(archive);
     if (block.size == 0) return OGAWA_READ_UVS_NOT_FOUND;

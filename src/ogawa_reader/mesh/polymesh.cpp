@@ -74,7 +74,7 @@ using namespace qel;
 
 extern "C" {
 
-int ogawa_read_polymesh(const ogawa_archive *archive, const ogawa_object *object, uint64_t,
+int ogawa_read_polymesh(const ogawa_archive *archive, const ogawa_object *object, std::uint64_t,
                         ogawa_polymesh *mesh) {
     if (archive == nullptr || archive->file == nullptr || mesh == nullptr)
         return OGAWA_READ_POLYMESH_NOT_FOUND;
@@ -115,8 +115,8 @@ ogawa_polymesh *ogawa_get_first_polymesh(ogawa_archive *archive) {
     return mesh;
 }
 
-int ogawa_read_positions(const ogawa_archive *archive, const ogawa_object *, uint64_t, float **positions,
-                         uint32_t *count) {
+int ogawa_read_positions(const ogawa_archive *archive, const ogawa_object *, std::uint64_t, float **positions,
+                         std::uint32_t *count) {
     if (archive == nullptr || archive->file == nullptr || positions == nullptr || count == nullptr)
         return OGAWA_READ_POSITIONS_NOT_FOUND;
     return ogawa_scan_positions(archive, positions, count);

@@ -48,8 +48,8 @@ using namespace qel;
 
 extern "C" {
 
-int32_t ogawa_read_tangent_frame(const ogawa_archive *archive, const ogawa_object *, uint64_t,
-                                 ogawa_tangent_frame *frame) {
+std::int32_t ogawa_read_tangent_frame(const ogawa_archive *archive, const ogawa_object *, std::uint64_t,
+                                      ogawa_tangent_frame *frame) {
     if (archive == nullptr || archive->file == nullptr || frame == nullptr)
         return OGAWA_READ_TANGENT_FRAME_NOT_FOUND;
     std::memset(frame, 0, sizeof *frame);

@@ -26,8 +26,8 @@ constexpr std::size_t tested_bytes(const block_rule &rule) {
     return sizeof(std::uint64_t) + rule.tested_count * sizeof(float);
 }
 
-/// The floats of the block whose size word is at `at` in a stream of `length` bytes, 0/0 when there is none. `bytes` are
-/// the size word's and all others that are tested.
+/// The floats of the block whose size word is at `at` in a stream of `length` bytes, 0/0 when there is none. `bytes`
+/// are the size word's and all others that are tested.
 ogawa::extent block_at(const std::uint8_t *bytes, std::uint64_t at, std::uint64_t length,
                        const block_rule &rule);
 

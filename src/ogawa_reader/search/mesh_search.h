@@ -26,8 +26,8 @@ inline constexpr std::size_t candidate_bytes = 20; // a size word and three more
 /// three payload words, the first of them at `at`.
 void weigh_candidate(const std::uint8_t *bytes, std::uint64_t at, ogawa_mesh_locations *best);
 
-/// Weighs every size word of a stream, from the header's end on, in file order. `look(bytes, at)` is called with each as
-/// well: `at` is the word's position, and `bytes` are `wanted` from there on, near the stream's end fewer.
+/// Weighs every size word of a stream, from the header's end on, in file order. `look(bytes, at)` is called with each
+/// as well: `at` is the word's position, and `bytes` are `wanted` from there on, near the stream's end fewer.
 template <class Look>
 void search_mesh_data(byte_window &window, std::size_t wanted, ogawa_mesh_locations &locations, Look look) {
     for_each_size_word(window, candidate_bytes, wanted, [&](const std::uint8_t *bytes, std::uint64_t at) {

@@ -110,7 +110,7 @@ TEST(SkinApply, IgnoresJointsBeyondTheSkin) {
     EXPECT_EQ(applied(skin, identity_poses(2), {1, 2, 3}), (triples{2, 2, 3}));
 }
 
-TEST(SkinApply, DoesNotNormaliseWeights) {
+TEST(SkinApply, DoesNotNormalizeWeights) {
     cache_skin skin;
     skin.joints = {moving_joint(0, 0, 0)};
     skin.weights = {{{0, 0, 0, 0}, {0.5f, 0, 0, 0}}, {{0, 0, 0, 0}, {1, 1, 1, 0}}};

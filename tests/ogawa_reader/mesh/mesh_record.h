@@ -3,9 +3,6 @@
 #pragma once
 
 #include "qel_unit.h"
-
-#include <gtest/gtest.h>
-
 #include "support/mesh_maker.h"
 
 #include <gtest/gtest.h>

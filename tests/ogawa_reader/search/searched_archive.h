@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Archives without a node tree, whose meshes are found in their bytes: filler that is nothing, vertices, and what a test
-// puts behind them.
+// Archives without a node tree, whose meshes are found in their bytes: filler that is nothing, vertices, and what a
+// test puts behind them.
 #pragma once
 
 #include "ogawa_reader/mesh/read_mesh.h"
