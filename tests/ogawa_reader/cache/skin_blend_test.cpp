@@ -58,7 +58,7 @@ struct blend_case {
     }
 };
 
-/// The bits where they must agree: NaNs are alike, for which of two comes out is the compiler's choice.
+/// The bits that must agree: all NaNs are equal, for which of two results is the compiler's choice.
 std::vector<std::uint32_t> comparable(const std::vector<float> &numbers) {
     std::vector<std::uint32_t> bits(numbers.size());
     for (std::size_t i = 0; i < numbers.size(); ++i) {

@@ -20,7 +20,7 @@ using triples = std::vector<float>;
 
 const std::vector<double> identity = {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1};
 
-/// A joint whose transform moves by (x, y, z); the descriptor is noise that nobody reads.
+/// A joint whose transform moves by (x, y, z); the descriptor is noise, which is not read.
 qel_skin_joint moving_joint(double x, double y, double z) {
     qel_skin_joint joint;
     std::memset(joint.descriptor, 0xDD, sizeof joint.descriptor);
@@ -65,7 +65,7 @@ TEST(SkinApply, MultipliesThePoseFromTheLeft) {
     cache_skin skin;
     skin.joints = {moving_joint(10, 0, 0)};
     skin.weights = {{{0, 0, 0, 0}, {1, 0, 0, 0}}};
-    // The pose swaps x and y, then the joint moves x: the row vector meets the pose first.
+    // The pose swaps x and y, then the joint moves x: the row vector is multiplied by the pose first.
     const std::vector<double> pose = {0, 1, 0, 0, 1, 0, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1};
     EXPECT_EQ(applied(skin, pose, {1, 2, 3}), (triples{12, 1, 3}));
 }

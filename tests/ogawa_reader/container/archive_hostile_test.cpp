@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Files made to break the readers. What counts is that every call returns, leaves nothing behind, and that
-// the sanitizers stay silent; where the plain forms can keep up, the answers are theirs.
+// Hostile files. Every call must return, leave nothing on the heap and raise no report of a sanitizer; where the models
+// are quick enough, the answers are theirs.
 #include "ogawa_reader/mesh/read_mesh.h"
 #include "ogawa_reader/search/mesh_search.h"
 #include "support/mesh_maker.h"
@@ -77,7 +77,7 @@ TEST(HostileArchives, OfNoiseBehindAHeaderAreRead) {
 }
 
 TEST(HostileArchives, OfSparseNoiseAreRead) {
-    // Mostly zeros: small counts and references that lead somewhere.
+    // Mostly zeros: counts are small, and references stay in the file.
     std::mt19937 random(22);
     stored_archive archive;
     for (int round = 0; round < 300; ++round) {

@@ -46,7 +46,7 @@ class archive_in_memory {
     bytes content_;
 };
 
-/// Sixteen bytes that no scan looks at.
+/// Sixteen bytes that no search tests.
 inline bytes archive_header() {
     return {'O', 'g', 'a', 'w', 'a', 0xFF, 0, 1, 0, 0, 0, 0, 0, 0, 0, 0};
 }
@@ -63,7 +63,7 @@ inline void append_filler(bytes &out, std::size_t count) {
     out.insert(out.end(), count, 0xFF);
 }
 
-/// Words that look like sizes and values, good and nearly good, and up to three bytes more.
+/// Words near the limits of sizes and values, and up to three bytes more.
 inline bytes random_archive(std::mt19937 &random, std::size_t words) {
     static constexpr std::uint32_t sizes[] = {12,   16,      24,      32,      36,      40,     48,   60,
                                               72,   96,      120,     1000,    1008,    1016,   1020, 2000,

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Walks at levels and positions beyond what they remember: the answer is the naive walk's all the same.
+// Walks at levels and positions that do not fit the list of empty references: they list the same as the naive walk.
 #include "ogawa_reader/container/node_walk.h"
 
 #include "model/node_walk_model.h"
@@ -17,10 +17,10 @@ using test::stored_archive;
 
 using node_list = std::vector<listed_node>;
 
-/// A group that names a barren group twice, and a data node behind it.
+/// A group that refers to an empty group twice, then to a data node.
 std::uint64_t write_tree(archive_writer &archive) {
-    const std::uint64_t barren = archive.group({archive.data_claiming(5, {}), archive.data_claiming(6, {})});
-    return archive.group({barren, barren, archive.data_claiming(500, {})});
+    const std::uint64_t empty = archive.group({archive.data_claiming(5, {}), archive.data_claiming(6, {})});
+    return archive.group({empty, empty, archive.data_claiming(500, {})});
 }
 
 node_list walk(const stored_archive &archive, std::uint64_t reference, std::int32_t depth,

@@ -29,7 +29,7 @@ struct limits {
 
 std::vector<listed_node> walk(const stored_archive &archive, std::uint64_t reference, limits allowed = {},
                               std::int32_t depth = 0) {
-    std::vector<ogawa::extent> nodes(allowed.capacity + 1, {0, 0}); // one more: it has to stay
+    std::vector<ogawa::extent> nodes(allowed.capacity + 1, {0, 0}); // one more, which must stay
     ogawa_node_collector collector = {archive.stream(), archive.length(), nodes.data(), 0,
                                       allowed.capacity, allowed.max_depth};
     ogawa_collect_data_nodes(&collector, static_cast<std::int64_t>(reference), depth);
@@ -55,7 +55,7 @@ std::vector<std::uint64_t> sizes(const std::vector<listed_node> &nodes) {
 
 using size_list = std::vector<std::uint64_t>;
 
-/// A data node that claims a size; nobody looks at its payload.
+/// A data node of a size. Its payload is not read.
 std::uint64_t claim(archive_writer &archive, std::uint64_t size) {
     return archive.data_claiming(size, {});
 }
@@ -203,8 +203,8 @@ TEST(DataNodes, OfAGroupThatOnceHadNoMemoryAreFoundLater) {
     archive_writer archive;
     const std::uint64_t a = claim(archive, 200);
     const std::uint64_t inner = archive.group({a, a, a});
-    const std::uint64_t barren = claim(archive, 50);
-    const std::uint64_t middle = archive.group({inner, barren});
+    const std::uint64_t empty = claim(archive, 50);
+    const std::uint64_t middle = archive.group({inner, empty});
     const std::uint64_t outer = archive.group({middle, middle});
     const stored_archive stored(archive.content());
     // The window, the outer group, the middle one; the fourth allocation is the inner group's.
@@ -213,8 +213,8 @@ TEST(DataNodes, OfAGroupThatOnceHadNoMemoryAreFoundLater) {
     EXPECT_EQ(heap.failures(), 1u);
 }
 
-/// Groups that hold themselves and each other, and data nodes among them.
-archive_writer tangle(std::uint64_t &start) {
+/// Groups that refer to themselves and to each other, and data nodes among them.
+archive_writer write_cycles(std::uint64_t &start) {
     archive_writer archive;
     const std::uint64_t a = claim(archive, 200), small = claim(archive, 50);
     const std::uint64_t first = archive.size(), second = first + 8 + 4 * 8, third = second + 8 + 3 * 8;
@@ -227,7 +227,7 @@ archive_writer tangle(std::uint64_t &start) {
 
 TEST(DataNodes, AreTheSameWithoutMemoryForAnythingButTheGroups) {
     std::uint64_t start;
-    const stored_archive stored(tangle(start).content());
+    const stored_archive stored(write_cycles(start).content());
     const limits allowed = {500, 8};
     ASSERT_EQ(sizes(walk(stored, start, allowed)), size_list{200});
     for (const std::size_t size :
@@ -240,7 +240,7 @@ TEST(DataNodes, AreTheSameWithoutMemoryForAnythingButTheGroups) {
 
 TEST(DataNodes, LeaveNothingOnTheHeap) {
     std::uint64_t start;
-    const stored_archive stored(tangle(start).content());
+    const stored_archive stored(write_cycles(start).content());
     for (std::uint64_t n = 0; n < 20; ++n) {
         const heap_ledger ledger;
         const failing_heap heap = failing_heap::nth(n);
@@ -281,7 +281,7 @@ TEST(DataNodes, BehindLayersOfSharedGroupsAreReached) {
 }
 
 TEST(DataNodes, OnlyOneDeepWayLeadsToAreReachedByTheShortOne) {
-    // Too deep at first: what listed nothing there has to be walked again nearer to the start.
+    // Too deep at first: a group that listed nothing there has to be walked again nearer to the start.
     archive_writer archive;
     std::uint64_t chain = claim(archive, 200);
     for (int i = 0; i < 5; ++i)
@@ -294,10 +294,10 @@ TEST(DataNodes, OnlyOneDeepWayLeadsToAreReachedByTheShortOne) {
               (size_list{200, 200, 200}));
 }
 
-/// `lists` groups of 1000 references each to a group of its own, of 1000 references to one barren group; then
+/// `lists` groups of 1000 references each to a group of its own, of 1000 references to one empty group; then
 /// a data node. That is a little over a million references for each list. The groups overlap: any word among
 /// them is both a child count and a reference.
-std::uint64_t write_crowd(archive_writer &archive, std::uint64_t lists) {
+std::uint64_t write_groups_of_thousands(archive_writer &archive, std::uint64_t lists) {
     archive.pad_to(1000);
     const std::uint64_t groups = lists * 1000;
     for (std::uint64_t i = 0; i < groups + 1001; ++i)
@@ -315,8 +315,8 @@ std::uint64_t write_crowd(archive_writer &archive, std::uint64_t lists) {
 
 TEST(DataNodes, BehindTheFirst16777216ReferencesAreNotFollowed) {
     archive_writer fits, too_many;
-    const std::uint64_t start_of_fitting = write_crowd(fits, 16);
-    const std::uint64_t start_of_too_many = write_crowd(too_many, 17);
+    const std::uint64_t start_of_fitting = write_groups_of_thousands(fits, 16);
+    const std::uint64_t start_of_too_many = write_groups_of_thousands(too_many, 17);
     EXPECT_EQ(sizes(walk(fits, start_of_fitting, {500, 3})), size_list{200});
     EXPECT_TRUE(walk(too_many, start_of_too_many, {500, 3}).empty());
 }
@@ -356,7 +356,7 @@ class DataNodesRandom : public testing::Test {
     stored_archive stored;
 };
 
-TEST_F(DataNodesRandom, TreesAndTanglesListTheSameAsTheNaiveWalk) {
+TEST_F(DataNodesRandom, TreesAndCyclesListTheSameAsTheNaiveWalk) {
     const std::uint64_t data_sizes[] = {0, 50, 100, 101, 102, 5000, 9999998, 9999999, 10000000, UINT64_MAX};
     int compared = 0, listed_some = 0;
     for (int round = 0; round < 3000; ++round) {

@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
-// A file of any bytes with a stream on it, the way the readers meet an archive; and tools to put such bytes
-// together.
+// A file of any bytes with a stream on it, as the readers get an archive; and functions that write such bytes.
 #pragma once
 
 #include "qel_unit.h"
@@ -15,7 +14,7 @@
 
 namespace qel::test {
 
-/// The record is open whatever the header says, so that the readers see what ogawa_open would refuse, too.
+/// The record is open whatever the header says, so that the readers also get files that ogawa_open refuses.
 class stored_archive {
   public:
     stored_archive() = default;

@@ -114,7 +114,7 @@ TEST(ComputeTangentFrame, OfEqualUvsAndPositionsStaysZero) {
     EXPECT_EQ(record.bitangents(), no_vectors);
 }
 
-TEST(ComputeTangentFrame, TamesTheLongVectorsOfUvsOnALine) {
+TEST(ComputeTangentFrame, NormalizesTheLongVectorsOfUvsOnALine) {
     // det is 0, the factor 1e8: T = ((1,0,0) 2 - (0,1,0) 1) 1e8, B = ((0,1,0) 1 - (1,0,0) 2) 1e8.
     mesh_record record({0, 0, 0, 1, 0, 0, 0, 1, 0}, {3}, {0, 1, 2}, {0, 0, 1, 1, 2, 2});
     ASSERT_EQ(record.compute(), 0);
@@ -166,7 +166,7 @@ TEST(ComputeTangentFrame, LeavesAVertexWithoutFacesZero) {
 }
 
 TEST(ComputeTangentFrame, LeavesASumNotLongerThan1em8AsItIs) {
-    // With these UVs tangent and bitangent are the edges; each is normalised or left for itself.
+    // With these UVs tangent and bitangent are the edges; each is normalized or left by itself.
     const float longer = std::nextafter(1e-8f, 1.0f);
     mesh_record record({0, 0, 0, 1e-8f, 0, 0, 0, longer, 0}, {3}, {0, 1, 2}, {0, 0, 1, 0, 0, 1});
     ASSERT_EQ(record.compute(), 0);
@@ -389,21 +389,21 @@ void expect_same(const floats &actual, const floats &expected) {
     }
 }
 
-float random_float(std::mt19937 &random, bool wild) {
+float random_float(std::mt19937 &random, bool odd_ones) {
     static constexpr float odd[] = {nan, infinity, -infinity, 1e-40f, -1e-45f, 3e38f, 0.0f, -0.0f, 1e-8f};
-    if (wild && random() % 6 == 0) return odd[random() % std::size(odd)];
+    if (odd_ones && random() % 6 == 0) return odd[random() % std::size(odd)];
     return static_cast<float>(static_cast<int>(random() % 2001) - 1000) / (random() % 2 == 0 ? 300.0f : 1e5f);
 }
 
 std::unique_ptr<mesh_record> random_record(std::mt19937 &random) {
     const auto below = [&random](std::size_t bound) { return static_cast<std::uint32_t>(random() % bound); };
-    const bool wild = below(2) == 0;
+    const bool odd_ones = below(2) == 0;
     const std::uint32_t vertices = 1 + below(10);
     floats positions(vertices * 3), uvs(below(14) * 2);
     for (float &value : positions)
-        value = random_float(random, wild);
+        value = random_float(random, odd_ones);
     for (float &value : uvs)
-        value = random_float(random, wild);
+        value = random_float(random, odd_ones);
     numbers counts(below(15)), indices, uv_indices;
     std::uint32_t claimed = 0;
     for (std::uint32_t &count : counts)

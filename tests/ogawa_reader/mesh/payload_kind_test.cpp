@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// How polymesh.cpp tells by a payload's size and first words what it is.
+// What payload_kind.cpp takes a payload for, by its size and first words.
 #include "ogawa_reader/mesh/read_mesh.h"
 
 #include <gtest/gtest.h>
@@ -73,15 +73,15 @@ TEST(PolymeshPositions, NeedAFloatAboveOneAndAHalfAmongTheFirstSix) {
     }
 }
 
-TEST(PolymeshPositions, HaveNoWildFloatAmongTheFirstSix) {
+TEST(PolymeshPositions, BeginWithSixCoordinates) {
     for (std::size_t i = 0; i < 12; ++i) {
-        for (const float wild : {nan, infinity, -infinity, above(50000), -above(50000)}) {
+        for (const float bad : {nan, infinity, -infinity, above(50000), -above(50000)}) {
             floats head(13, 2.0f);
-            head[i] = wild;
-            EXPECT_EQ(vertices(triples(head, 10008)), i < 6 ? 0u : 834u) << i << ' ' << wild;
+            head[i] = bad;
+            EXPECT_EQ(vertices(triples(head, 10008)), i < 6 ? 0u : 834u) << i << ' ' << bad;
         }
     }
-    EXPECT_EQ(vertices(triples({50000, -50000, 3}, 10008)), 834u) << "the bound itself is tame";
+    EXPECT_EQ(vertices(triples({50000, -50000, 3}, 10008)), 834u) << "the bound itself is a coordinate";
 }
 
 TEST(PolymeshNormals, HaveNoFloatAbove11AmongTheFirstSix) {
@@ -108,7 +108,7 @@ TEST(PolymeshNormals, AreOfFaceVaryingScope) {
 }
 
 TEST(PolymeshNormals, AreAlsoSmallIntegersInWholeTriples) {
-    // As floats they are next to nothing.
+    // As floats they are near zero.
     const read_mesh read(
         archive_of({payload_of<std::uint32_t>({3, 4, 3, 4, 3, 4, 3, 4, 3, 4, 3}, 12000), some_positions()})
             .content());
@@ -117,11 +117,11 @@ TEST(PolymeshNormals, AreAlsoSmallIntegersInWholeTriples) {
     EXPECT_EQ(read.mesh.face_index_count, 3000u);
 }
 
-TEST(PolymeshDigest, IsSkippedWhereTwoOfFourWordsAreWild) {
-    for (const float wild : {nan, infinity, -infinity, above(50000), -1e30f}) {
+TEST(PolymeshDigest, IsSkippedWhereTwoOfFourWordsAreNoCoordinates) {
+    for (const float bad : {nan, infinity, -infinity, above(50000), -1e30f}) {
         for (std::size_t i = 0; i < 3; ++i) {
             floats payload(4 + 12000 / 4, 2.0f);
-            payload[i] = payload[3] = wild;
+            payload[i] = payload[3] = bad;
             payload[4] = 42.0f;
             const read_mesh read(archive_of({test::bytes_of(payload)}).content());
             EXPECT_EQ(read.status, 0);
@@ -130,19 +130,19 @@ TEST(PolymeshDigest, IsSkippedWhereTwoOfFourWordsAreWild) {
     }
 }
 
-TEST(PolymeshDigest, CountsTowardsTheSizeNoMore) {
+TEST(PolymeshDigest, IsNotPartOfTheSize) {
     EXPECT_EQ(vertices(triples({nan, nan, 0, 0, 2}, 10016)), 0u) << "10000 bytes are left";
     EXPECT_EQ(vertices(triples({nan, nan, 0, 0, 2}, 10024)), 834u);
     EXPECT_EQ(faces(payload_of<std::uint32_t>({~0u, ~0u, 0, 0, 4}, 1016)), 0u) << "1000 bytes are left";
     EXPECT_EQ(faces(payload_of<std::uint32_t>({~0u, ~0u, 0, 0, 4}, 1020)), 251u);
 }
 
-TEST(PolymeshDigest, IsSkippedByTheSizeAloneWhereItsWordsLookTame) {
+TEST(PolymeshDigest, IsSkippedByTheSizeAloneWhereItsWordsLookLikeCoordinates) {
     const auto skipped = [](const floats &head, std::uint64_t size) {
         return vertices(triples(head, size)) == (size - 16) / 12;
     };
     EXPECT_TRUE(skipped({1, 2, 3, 4, 2}, 10024));
-    EXPECT_TRUE(skipped({1, nan, 3, 4, 2}, 10024)) << "one wild word changes nothing";
+    EXPECT_TRUE(skipped({1, nan, 3, 4, 2}, 10024)) << "one word that is no coordinate changes nothing";
     EXPECT_TRUE(skipped({1, 2, 3, 4, 0, 0, 0, 0, 0, -above(1.5f), 0}, 10024));
     EXPECT_FALSE(skipped({1, 2, 3, 4, 0, 0, 0, 0, 0, 1.5f, 0}, 10024));
     EXPECT_FALSE(skipped({1, 2, 3, 4, 0, 0, 0, 0, 0, 0, 2, 2}, 10024))
@@ -156,7 +156,7 @@ TEST(PolymeshDigest, IsSkippedByTheSizeAloneWhereItsWordsLookTame) {
     }
 }
 
-TEST(PolymeshDigest, IsLookedForByTheSizeWhateverThePayloadIs) {
+TEST(PolymeshDigest, IsSkippedByTheSizeOfAPayloadOfAnyKind) {
     // Corner counts with a float among them: those behind a digest are four fewer.
     const auto words_read = [](float fifth, float tenth, std::uint64_t size = 10024) {
         words head(16, 4);
@@ -170,7 +170,7 @@ TEST(PolymeshDigest, IsLookedForByTheSizeWhateverThePayloadIs) {
     EXPECT_EQ(words_read(2.0f, 0.5f, 10012), 2503u) << "fewer than 10001 bytes would be left";
 }
 
-TEST(PolymeshDigest, ThatTheFileEndsBehindLeavesTheLastWordsAsTheyWere) {
+TEST(PolymeshDigest, BehindWhichTheFileEndsLeavesTheLastWordsAsTheyWere) {
     // Behind the digest come eight words only; the ninth and the tenth are still those of the first look.
     for (const std::uint32_t kept : {4u, 9u}) {
         archive_writer archive;
@@ -280,13 +280,14 @@ class PolymeshClassification : public testing::Test {
     }
 
     words random_head() {
-        const float tame[] = {0, -0.5f, 1, 1.1f, above(1.1f), -1.2f, 1.5f, above(1.5f), 2, -700, 50000};
-        const float wild[] = {nan, infinity, -infinity, above(50000), -1e35f};
+        const float coordinates[] = {0,    -0.5f,       1, 1.1f, above(1.1f), -1.2f,
+                                     1.5f, above(1.5f), 2, -700, 50000};
+        const float others[] = {nan, infinity, -infinity, above(50000), -1e35f};
         const std::uint32_t small[] = {0, 1, 2, 3, 4, 4, 4, 5, 8, 9, 500, 99999, 100000};
         const std::uint32_t kind = random() % 4; // small integers, mixed, floats, corner counts
         words head(16);
         for (std::uint32_t &word : head) {
-            const float value = random() % 15 == 0 ? pick(wild) : pick(tame);
+            const float value = random() % 15 == 0 ? pick(others) : pick(coordinates);
             std::memcpy(&word, &value, 4);
             if (kind == 0 || (kind == 1 && random() % 2 == 0)) word = pick(small);
             if (kind == 3) word = random() % 9 == 0 ? 9 : 3 + random() % 6;

@@ -221,7 +221,7 @@ TEST(BlockScan, EqualsSmallReadsOnEveryTruncation) {
     }
 }
 
-/// An archive larger than the window, whose only blocks lie about the places where it moves.
+/// An archive larger than the window, whose only blocks are about the places where the window moves.
 bytes large_archive() {
     bytes content = archive_header();
     std::uint64_t size = 36;

@@ -289,8 +289,8 @@ TEST(PositionsScan, LeavesTheOutputsAloneWhenNothingIsFound) {
 }
 
 #if defined(__GLIBC__)
-/// A file that is another one when it is read again from another place, as if somebody wrote it at the same
-/// time: only so can an array be found that then cannot be read, or holds nothing to keep.
+/// A file whose content changes between two reads, as if another process wrote to it: only so can an array be found
+/// that then cannot be read, or that has no triple in range.
 struct changing_file {
     bytes content, later;
     off64_t position = 0;

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Archives without a node tree, whose meshes are found in their bytes: filler that is nothing, vertices, and what a
+// Archives without a node tree, whose meshes are found by searches: filler that is nothing, vertices, and what a
 // test puts behind them.
 #pragma once
 
