@@ -176,22 +176,32 @@ def statuses(source: Source) -> Iterator[Fault]:
 
 
 def arrows(source: Source) -> Iterator[Fault]:
-    """Which rooms a file may look into."""
+    """Which rooms a file of the libraries may look into."""
+    if source.parts[0] != "src":
+        return
+    here = source.parts[1]
     for match in re.finditer(r'^#include (?:"([^"]+)"|<(qel_\w+\.h)>)', source.code, re.M):
         name = match[1] or match[2]
-        room = name.split("/")[0] if "/" in name else ""
-        reason = None
-        if source.parts[0] == "src":
-            here = source.parts[1]
-            if name in PUBLIC:
-                allowed = name == "qel_unit.h" or here == "qel_archive"
-            else:
-                allowed = room in (here, "common") or name in ROOMS.get(here, set())
-            reason = None if allowed else f"{here} does not look into {name}"
-        elif source.path.startswith("tools/qel/") and (room in {*ROOMS, *FOLDERS} or name.startswith("..")):
-            reason = f"the tool stands on the public headers alone, not on {name}"
-        if reason:
-            yield Fault(source.path, source.line_of(match.start()), reason)
+        if name in PUBLIC:
+            allowed = name == "qel_unit.h" or here == "qel_archive"
+        else:
+            allowed = name.split("/")[0] in (here, "common") or name in ROOMS.get(here, set())
+        if not allowed:
+            yield Fault(source.path, source.line_of(match.start()), f"{here} does not look into {name}")
+
+
+def tool_headers(sources: List[Source]) -> Iterator[Fault]:
+    """The tool includes its own headers and the public ones, nothing of the libraries or the examples."""
+    tool = pathlib.PurePosixPath("tools/qel")
+    paths = {source.path for source in sources}
+    for source in sources:
+        if not source.path.startswith(f"{tool}/") or source.path.endswith(".py"):
+            continue
+        beside = pathlib.PurePosixPath(source.path).parent
+        for match in re.finditer(r'^#include "([^"]+)"', source.code, re.M):
+            if not {str(tool / match[1]), str(beside / match[1])} & paths:
+                yield Fault(source.path, source.line_of(match.start()),
+                            f"the tool stands on the public headers alone, not on {match[1]}")
 
 
 def test_paths(sources: List[Source]) -> Iterator[Fault]:
@@ -235,6 +245,7 @@ def faults(sources: List[Source]) -> Iterator[Fault]:
             for rule in RULES:
                 yield from rule(source)
     yield from test_paths(sources)
+    yield from tool_headers(sources)
 
 
 def main() -> None:

@@ -46,6 +46,7 @@ TREE = {
     "tests/qel_unit/part_test.cpp": LICENSE,
     "tests/qel_unit/part_limits_test.cpp": LICENSE,
     "tests/consumers/program.c": LICENSE + "int32_t number;\n",
+    "tools/qel/part.h": LICENSE,
     "tools/qel/main.cpp": LICENSE + '#include "part.h"\n\n#include <qel_unit.h>\n#include <string>\n',
     "tests/tool/some_test.py": "#!/usr/bin/env python3\n# SPDX-License-Identifier: MIT\n",
 }
