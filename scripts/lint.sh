@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Checks format and lint over the sources. Usage: scripts/lint.sh [--fix]
+# Checks format, style and lint over the sources. Usage: scripts/lint.sh [--fix]
 source "$(dirname "$0")/lib.sh"
 need "${build_packages[@]}" clang clang-format clang-tidy git
 cmake --preset release >/dev/null # for compile_commands.json
@@ -12,5 +12,6 @@ if [ "${1:-}" = --fix ]; then
 fi
 clang-format --dry-run --Werror "${all[@]}"
 echo "format: ${#all[@]} files as .clang-format wants them"
+scripts/check_style.py
 printf '%s\n' "${sources[@]}" | xargs -P "$(nproc)" -n 4 clang-tidy --quiet -p build/release
 echo "lint: ${#sources[@]} files clean"

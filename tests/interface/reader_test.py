@@ -2,6 +2,7 @@
 # SPDX-License-Identifier: MIT
 """The headers' reader takes every declaration or says that it cannot, and holds codes to their names."""
 import pathlib
+import re
 import sys
 import unittest
 
@@ -49,6 +50,12 @@ class Codes(unittest.TestCase):
             -1: "QEL_MESH_SAVE_BAD_ARGUMENT", -2: "QEL_MESH_SAVE_CANNOT_CREATE", -10: "QEL_MESH_SAVE_INDEX_OUTSIDE"})
         self.assertEqual(ARCHIVE.code_names()["qel_archive_get_object"], {
             -1: "QEL_ARCHIVE_BAD_ARGUMENT", -6: "QEL_ARCHIVE_NO_MEMORY", -7: "QEL_ARCHIVE_NOT_FOUND"})
+
+    def test_the_libraries_answer_with_the_names(self):
+        sources = "\n".join(path.read_text(encoding="utf-8") for path in (interface.ROOT / "src").rglob("*.cpp"))
+        for header in (UNIT, ARCHIVE):
+            names = {constant.name for constant in header.constants if (constant.enumeration or "").endswith("_status")}
+            self.assertEqual({name for name in names if not re.search(rf"\b{name}\b", sources)}, set())
 
     def test_a_difference_is_noticed(self):
         for old, new, reason in (
