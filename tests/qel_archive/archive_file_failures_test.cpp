@@ -32,16 +32,6 @@ pread_function *next_pread() {
 int interruptions_of_open = 0;
 bool fstat_fails = false;
 
-int next_open(const char *path, int flags, mode_t mode) {
-    static auto *const next = reinterpret_cast<int (*)(const char *, int, ...)>(dlsym(RTLD_NEXT, "open64"));
-    return next(path, flags, mode);
-}
-
-int next_fstat(int descriptor, struct stat *status) {
-    static auto *const next = reinterpret_cast<int (*)(int, struct stat *)>(dlsym(RTLD_NEXT, "fstat64"));
-    return next(descriptor, status);
-}
-
 } // namespace
 
 // Stands in for the C library's.
@@ -71,14 +61,14 @@ extern "C" int open(const char *path, int flags, ...) {
         mode = va_arg(more, mode_t);
         va_end(more);
     }
-    if (interruptions_of_open == 0) return next_open(path, flags, mode);
+    if (interruptions_of_open == 0) return openat(AT_FDCWD, path, flags, mode);
     --interruptions_of_open;
     errno = EINTR;
     return -1;
 }
 
 extern "C" int fstat(int descriptor, struct stat *status) noexcept {
-    if (!fstat_fails) return next_fstat(descriptor, status);
+    if (!fstat_fails) return fstatat(descriptor, "", status, AT_EMPTY_PATH);
     errno = EIO;
     return -1;
 }
