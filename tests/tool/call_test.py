@@ -33,13 +33,17 @@ class CallTest(ToolTest):
         for call in ((), ("frobnicate",), ("info",), ("info", "--frob", "x"), ("convert", TORUS), ("view", TORUS),
                      ("nearest", "x"), ("nearest", "x", "1", "-k", "0"), ("nearest", "x", "1", "-k", "many")):
             self.assertEqual(self.qel(*call, status=2), "")
-            self.assertRegex(self.errors, r"\Aqel: .+\nTry: qel --help\n\Z")
+            command = call[0] + " " if call and call[0] in commands(self) else ""
+            self.qel(*call, status=2)
+            self.assertRegex(self.errors, rf"\Aqel: .+\nTry: qel {command}--help\n\Z")
 
     def test_a_wrong_word_is_named(self):
         for call, word in ((("infoo",), "infoo"), (("--foo",), "--foo"), (("--foo", "info", TORUS), "--foo"),
                            (("info", TORUS, "--bar"), "--bar"), (("\x1b[31m",), r"\x1B[31m")):
             self.qel(*call, status=2)
             self.assertIn(word, self.errors)
+        self.qel("inf", TORUS, status=2)
+        self.assertEqual(self.errors, 'qel: "inf" is none of the commands info, convert, nearest, dump, view\nTry: qel --help\n')
 
     def test_the_manual_page_and_the_help_have_the_same_options(self):
         with open(PAGE, encoding="utf-8") as page:

@@ -82,7 +82,7 @@ class ConvertTest(ToolTest):
         self.fails("missing: No such file or directory", "convert", "--by-bytes", "missing", "-o", "out")
         self.assertFalse(os.path.exists(self.path("out")))
         self.qel("convert", "--by-bytes", TORUS, "-o", "file/out", status=1)
-        self.assertIn("output folder: file/out: ", self.errors)
+        self.assertIn("output folder: file: is no folder", self.errors)
 
     def earlier_results(self):
         os.mkdir(self.path("out"))

@@ -231,7 +231,7 @@ class ManyTest(WholeToolTest):
         self.fails("none: has no archive (*.abc) in it", "convert", "none", "-o", "out")
         self.file(b"", "file")
         self.qel("convert", self.archive("names"), HARBOUR, "-o", "file", status=1)
-        self.assertEqual(self.errors.count("output folder: file/"), 2, self.errors)
+        self.assertEqual(self.errors.count("output folder: file: is no folder"), 2, self.errors)
 
     @unittest.skipUnless(os.path.exists("/proc/self/status"), "processes do not end with their parent here")
     def test_none_goes_on_when_the_command_is_ended(self):

@@ -48,7 +48,8 @@ class ear : public job::listener {
 
 /// The step's own words, but in the form "FILE: what is wrong".
 failure told(const job::step_failed &failed, const input_file &file) {
-    if (failed.subject() == file.path()) return {file.name(), failed.step() + ": " + failed.meaning()};
+    if (failed.subject() == file.path() && failed.step() != "output folder")
+        return {file.name(), failed.step() + ": " + failed.meaning()};
     return {file.name(), failed.step() + ": " + failed.subject() + ": " + failed.meaning()};
 }
 

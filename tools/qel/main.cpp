@@ -23,10 +23,22 @@ int failed_with(const std::string &what, int status) {
     return status;
 }
 
-int wrong_call(std::string what) {
+/// Of a word where a command should be, the parser would tell together with all words behind it.
+std::string what_is_wrong(const CLI::App &app, const char *told, const std::vector<std::string> &words) {
+    const std::string first = words.empty() ? "-" : words.back(); // they are the last one first
+    if (!app.get_subcommands().empty() || first[0] == '-') return told;
+    std::string known;
+    for (const CLI::App *command :
+         app.get_subcommands([](const CLI::App *sub) { return !sub->get_group().empty(); }))
+        known += (known.empty() ? "" : ", ") + command->get_name();
+    return "\"" + first + "\" is none of the commands " + known;
+}
+
+int wrong_call(const CLI::App &app, std::string what) {
     unmark_all(what);
     complain(what);
-    remark("Try: qel --help");
+    const std::vector<CLI::App *> given = app.get_subcommands();
+    remark("Try: qel " + (given.empty() ? "" : given[0]->get_name() + " ") + "--help");
     return 2;
 }
 
@@ -71,16 +83,17 @@ int main(int argc, char **argv) {
                "See qel(1). Each command tells its options with: qel COMMAND --help");
     tool::request wanted;
     tool::add_commands(app, wanted);
+    const std::vector<std::string> words = tool::marked(argc, argv);
     try {
-        app.parse(tool::marked(argc, argv));
+        app.parse(std::vector<std::string>(words));
     } catch (const CLI::Success &asked) { // --help, --version
         std::ostringstream text;
         app.exit(asked, text, text);
         std::fputs(text.str().c_str(), stdout);
         return tool::finish(0);
     } catch (const CLI::ParseError &wrong) {
-        return tool::wrong_call(wrong.what());
+        return tool::wrong_call(app, tool::what_is_wrong(app, wrong.what(), words));
     }
     tool::unmark(wanted);
-    return wanted.command ? tool::perform(wanted) : tool::wrong_call("A command is required");
+    return wanted.command ? tool::perform(wanted) : tool::wrong_call(app, "A command is required");
 }

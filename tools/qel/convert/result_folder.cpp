@@ -116,6 +116,8 @@ void result_folder::make_folders() {
         folder /= part;
         std::error_code error;
         if (fs::create_directory(folder, error)) made_.insert(made_.begin(), folder.string());
+        if (error && fs::exists(folder))
+            throw step_failed("output folder", folder.string(), 0, "is no folder");
         if (error) folder_failed(path_, error);
     }
 }
