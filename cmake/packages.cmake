@@ -1,8 +1,10 @@
 # The Debian packages: `cpack -G DEB` in a build folder, or scripts/package.sh. Each library's package is named after its
-# SONAME, so that two major versions can stand side by side; one package holds what both need for development.
+# SONAME, so that two major versions can stand side by side; one package holds what both need for development, and one the
+# tool, where it is built.
 set(deb_runtime libqel-unit${PROJECT_VERSION_MAJOR})
 set(deb_archive_runtime libqel-archive${PROJECT_VERSION_MAJOR})
 set(deb_development libqel-unit-dev)
+set(deb_tools qel)
 
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME qel-unit)
@@ -21,7 +23,7 @@ if(QEL_UNIT_GZIP)
   string(TIMESTAMP deb_date "%a, %d %b %Y %H:%M:%S +0000" UTC) # of SOURCE_DATE_EPOCH, where it is set
   configure_file(packaging/changelog.in changelog @ONLY)
   execute_process(COMMAND ${QEL_UNIT_GZIP} -9nf ${CMAKE_CURRENT_BINARY_DIR}/changelog COMMAND_ERROR_IS_FATAL ANY)
-  foreach(part runtime archive_runtime development)
+  foreach(part runtime archive_runtime development tools)
     install(FILES packaging/copyright ${CMAKE_CURRENT_BINARY_DIR}/changelog.gz
       DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/doc/${deb_${part}} COMPONENT debian_${part} EXCLUDE_FROM_ALL)
   endforeach()
@@ -30,6 +32,10 @@ endif()
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_COMPONENTS_GROUPING ONE_PER_GROUP)
 set(CPACK_COMPONENTS_ALL runtime debian_runtime archive_runtime debian_archive_runtime development debian_development)
+if(QEL_UNIT_TOOL)
+  list(APPEND CPACK_COMPONENTS_ALL tools debian_tools)
+  list(APPEND CPACK_PRE_BUILD_SCRIPTS ${CMAKE_CURRENT_SOURCE_DIR}/cmake/compress_manual.cmake)
+endif()
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
@@ -45,6 +51,13 @@ set(CPACK_DEBIAN_HEADERS_PACKAGE_NAME ${deb_development})
 set(CPACK_DEBIAN_HEADERS_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_HEADERS_PACKAGE_SHLIBDEPS OFF)
 set(CPACK_DEBIAN_HEADERS_PACKAGE_DEPENDS
+  "${deb_runtime} (= ${PROJECT_VERSION}), ${deb_archive_runtime} (= ${PROJECT_VERSION})")
+
+set(CPACK_DEBIAN_TOOL_PACKAGE_NAME ${deb_tools})
+set(CPACK_DEBIAN_TOOL_PACKAGE_SECTION utils)
+set(CPACK_DEBIAN_TOOL_PACKAGE_SHLIBDEPS ON) # of the libraries that are no part of this project
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${CMAKE_CURRENT_BINARY_DIR}/src)
+set(CPACK_DEBIAN_TOOL_PACKAGE_DEPENDS
   "${deb_runtime} (= ${PROJECT_VERSION}), ${deb_archive_runtime} (= ${PROJECT_VERSION})")
 
 set(deb_text "qel_unit reads the polygon mesh out of an Alembic archive, maps its vertices
@@ -64,13 +77,20 @@ ${deb_text}
 
 This package holds the headers of qel_unit and of its second library,
 qel_archive, and what CMake and pkg-config read.")
+set(CPACK_DEBIAN_TOOL_DESCRIPTION "look into Alembic archives, tokens and mesh caches
+qel says what is in an Alembic archive, makes every visible mesh of it into
+tokens, a scene over time and mesh caches, finds the tokens nearest to a place,
+writes everything in a file as text, and writes a page that shows the scene.")
 include(CPack)
 cpack_add_component_group(library)
 cpack_add_component_group(archive)
 cpack_add_component_group(headers)
+cpack_add_component_group(tool)
 cpack_add_component(runtime GROUP library)
 cpack_add_component(debian_runtime GROUP library)
 cpack_add_component(archive_runtime GROUP archive)
 cpack_add_component(debian_archive_runtime GROUP archive)
 cpack_add_component(development GROUP headers)
 cpack_add_component(debian_development GROUP headers)
+cpack_add_component(tools GROUP tool)
+cpack_add_component(debian_tools GROUP tool)

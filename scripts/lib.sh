@@ -20,12 +20,14 @@ need() {
     "${root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends --no-remove "${missing[@]}" >/dev/null
 }
 
-# build_for_install: the libraries alone in build/package, as they are packed, installed and put into the wheel.
+# build_for_install [OPTION...]: the libraries and the tool in build/package, as they are packed, installed and put into
+# the wheel; the options of cmake --build choose among them.
 build_for_install() {
-    # /usr: Debian's folder for libraries depends on it.
-    cmake -S . -B build/package -G Ninja -DBUILD_TESTING=OFF -DQEL_UNIT_TOOLS=OFF -DCMAKE_BUILD_TYPE=RelWithDebInfo \
-        -DCMAKE_INSTALL_PREFIX=/usr >/dev/null
-    cmake --build build/package
+    # /usr: Debian's folder for libraries depends on it, and nothing has to be told where that is. Its zsh looks into a
+    # folder of its own.
+    cmake -S . -B build/package -G Ninja -DBUILD_TESTING=OFF -DQEL_UNIT_TOOLS=ON -DCMAKE_BUILD_TYPE=RelWithDebInfo \
+        -DCMAKE_INSTALL_PREFIX=/usr -DCMAKE_SKIP_INSTALL_RPATH=ON -DQEL_UNIT_ZSH_FOLDER=share/zsh/vendor-completions >/dev/null
+    cmake --build build/package "$@"
 }
 
 readonly build_packages=(g++ cmake ninja-build libgtest-dev python3)

@@ -7,7 +7,7 @@ mkdir -p "${1:-build/wheel}"
 folder=$(cd "${1:-build/wheel}" && pwd)
 scratch=$(mktemp -d)
 trap 'rm -rf "$scratch"' EXIT
-build_for_install >/dev/null
+build_for_install --target qel_unit --target qel_archive >/dev/null
 # A copy, since a build leaves traces.
 cp -r bindings/python "$scratch/source"
 find "$scratch/source" -name __pycache__ -prune -exec rm -rf {} +

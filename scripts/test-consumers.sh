@@ -127,6 +127,10 @@ include/qel_unit.h"
 runtime_files=$(printf "$libdir/%s\n" libqel_unit.so.{"$major","$version"})
 archive_runtime_files=$(printf "$libdir/%s\n" libqel_archive.so.{"$major","$version"})
 development_files=$headers$'\n'$(development shared libqel_{archive,unit}.so | sed "s|^|$libdir/|")
+readonly tool_files="bin/qel
+share/bash-completion/completions/qel
+share/man/man1/qel.1
+share/zsh/vendor-completions/_qel"
 readonly runtime_files archive_runtime_files development_files
 quiet cmake --install build/package --prefix "$scratch/runtime" --component runtime
 holds_exactly "$scratch/runtime" <<<"$runtime_files"
@@ -134,9 +138,12 @@ quiet cmake --install build/package --prefix "$scratch/archive_runtime" --compon
 holds_exactly "$scratch/archive_runtime" <<<"$archive_runtime_files"
 quiet cmake --install build/package --prefix "$scratch/development" --component development
 holds_exactly "$scratch/development" <<<"$development_files"
+quiet cmake --install build/package --prefix "$scratch/tools" --component tools
+holds_exactly "$scratch/tools" <<<"$tool_files"
 quiet cmake --install build/package --prefix "$scratch/shared"
 holds_exactly "$scratch/shared" <<<"$runtime_files
 $archive_runtime_files
+$tool_files
 $development_files
 share/doc/qel_unit/LICENSE"
 cmp LICENSE "$scratch/shared/share/doc/qel_unit/LICENSE" || fail "another licence is installed"
@@ -266,7 +273,7 @@ ok "sanitizers of a parent (clang) and of the library alone (gcc) reach what lin
 # package of this system is touched. The scratch root's database knows the packages of this system that the libraries
 # depend on; the scripts run outside the root (it has no shell), where ldconfig is told which root is meant.
 readonly debs=("build/packages/libqel-unit${major}_${version}_"*.deb "build/packages/libqel-archive${major}_${version}_"*.deb
-    "build/packages/libqel-unit-dev_${version}_"*.deb)
+    "build/packages/libqel-unit-dev_${version}_"*.deb "build/packages/qel_${version}_"*.deb)
 readonly root=$scratch/root
 install -d "$scratch/bin" "$root/etc"
 printf '#!/bin/sh\nexec /sbin/ldconfig -r "$DPKG_ROOT"\n' >"$scratch/bin/ldconfig"
@@ -283,24 +290,31 @@ in_root() {
 }
 refused "depends on libc6" in_root "$scratch/empty" --install "${debs[@]}"
 for library in unit archive; do
-    refused "depends on libqel-$library$major (= $version)" in_root "$scratch/empty" --install "${debs[2]}"
+    for deb in "${debs[@]:2}"; do
+        refused "depends on libqel-$library$major (= $version)" in_root "$scratch/empty" --install "$deb"
+    done
 done
 install -d "$root/var/lib/dpkg"
-for deb in "${debs[@]:0:2}"; do
+for deb in "${debs[@]}"; do
     dpkg-deb --field "$deb" Depends
-done | sed 's/([^)]*)//g; s/,/ /g' | tr -s ' ' '\n' | sort -u | xargs dpkg-query --status |
+done | sed 's/([^)]*)//g; s/,/ /g' | tr -s ' ' '\n' | sort -u | grep -v '^libqel-' | xargs dpkg-query --status |
     sed '/^Depends:/d; /^Pre-Depends:/d' >"$root/var/lib/dpkg/status"
 quiet in_root "$root" --install "${debs[@]}"
 for library in qel_unit qel_archive; do
     /sbin/ldconfig -r "$root" -p | grep -qF "lib$library.so.$major" || fail "the loader does not know $library"
 done
-for package in "libqel-unit$major" "libqel-archive$major" libqel-unit-dev; do
+for package in "libqel-unit$major" "libqel-archive$major" libqel-unit-dev qel; do
     [ -s "$root/usr/share/doc/$package/copyright" ] || fail "$package has no copyright file"
 done
 [ -z "$(find "$root/usr" -name LICENSE)" ] || fail "the packages hold the licence twice"
 with_find_package "$root/usr"
 with_pkg_config "$root/usr/$libdir/pkgconfig"
-quiet in_root "$root" --remove libqel-unit-dev "libqel-unit$major" "libqel-archive$major"
+[ "$(LD_LIBRARY_PATH=$root/usr/$libdir "$root/usr/bin/qel" --version)" = "qel $version" ] || fail "the packaged tool does not run"
+zcat "$root/usr/share/man/man1/qel.1.gz" | cmp - tools/qel/qel.1 || fail "another manual page is packaged"
+for file in bash-completion/completions/qel zsh/vendor-completions/_qel; do
+    [ -s "$root/usr/share/$file" ] || fail "the packaged tool has no $file"
+done
+quiet in_root "$root" --remove qel libqel-unit-dev "libqel-unit$major" "libqel-archive$major"
 [ -z "$(find "$root" -path "$root/var" -prune -o -name '*qel*' ! -path "$root/etc/*" -print)" ] || fail "removing the packages leaves files"
 ok "Debian packages: dependencies, use by find_package and pkg-config, removal"
 if command -v lintian >/dev/null; then
