@@ -334,7 +334,8 @@ QEL_ARCHIVE_API int32_t qel_archive_sample_at(const qel_archive *archive, uint32
  * object that is no Xform has the identity.
  *
  * Computed in double precision in the order written. Sine and cosine are the C library's: the last bit of a rotation
- * may differ between platforms.
+ * may differ between platforms. The axis of a rotation may have any length; about a zero axis nothing is rotated, and
+ * one that is infinite or NaN gives NaNs. Values beyond those that the operations take are ignored.
  *
  * @retval  0 set
  * @retval -1 `archive` or `matrix` is null

@@ -112,7 +112,7 @@ void classify_payload(std::FILE *stream, const ogawa::extent &payload, mesh_exte
     ogawa::extent values = payload;
     if (begins_with_digest(head, payload.size)) {
         values = {payload.at + ogawa::digest_size, payload.size - ogawa::digest_size};
-        head.replace(bytes + ogawa::digest_size, held - ogawa::digest_size);
+        head.replace(bytes + ogawa::digest_size, held - std::size_t{ogawa::digest_size});
     }
     if (values.size >= min_triples_size) weigh_triples(head, values, best);
     weigh_faces(head, values, best);
