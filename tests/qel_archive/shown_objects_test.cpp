@@ -148,6 +148,16 @@ TEST(ArchiveInstances, NeedATextThatIsStoredAndEnds) {
               QEL_ARCHIVE_DAMAGED);
 }
 
+TEST(ArchiveInstances, StandForWhatTheFirstOfTheirSamplesNames) {
+    archive_builder builder = mill();
+    property_node &source = child(add_instance(builder.top, "copy", "/mill").properties, ".instanceSource");
+    source.samples.push_back(source.samples[0]);
+    source.samples[1].values = {'/', 'm', 'i', 'l', 'l', '/', 's', 'a', 'i', 'l', 0};
+    const opened_archive opened(builder);
+    ASSERT_EQ(opened.status, QEL_ARCHIVE_OK);
+    EXPECT_EQ(opened.object("/copy").child_count, 1u) << "the sail has no child";
+}
+
 TEST(ArchiveInstances, CountAsCopiesAgainstTheBounds) {
     archive_builder builder; // each twice the one before: 2^i objects
     builder.top.add("c0");
