@@ -11,7 +11,7 @@
 
 namespace qel {
 
-// Both records are written to scene files as they lie in memory.
+// Both records are written to scene files as they are in memory.
 static_assert(sizeof(qel_alembic_vertex) == 40);
 static_assert(offsetof(qel_alembic_vertex, matrix_x) == 12);
 static_assert(offsetof(qel_alembic_vertex, matrix_y) == 13);

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// What each function leaves behind after each of its codes: one row of a table each. A row says in words which fields
-// of the caller's records the call has changed, and to what; every field that it does not name is as it was.
+// What each function leaves behind after each of its codes: one row of a table each. A row names the fields of
+// the caller's records that the call has changed, and their values; every field that it does not name is as it was.
 #pragma once
 
 #include "qel_unit.h"

@@ -66,8 +66,8 @@ bool agree(const digests &found, const digests &expected, const char *kernels) {
     for (const auto &[name, value] : found) {
         const auto entry = expected.find(name);
         if (entry == expected.end() || entry->second != value)
-            std::fprintf(stderr, "%s (%s kernels): %016llx is not what the table says\n", name.c_str(),
-                         kernels, static_cast<unsigned long long>(value));
+            std::fprintf(stderr, "%s (%s kernels): %016llx is not in the table\n", name.c_str(), kernels,
+                         static_cast<unsigned long long>(value));
     }
     if (found == expected) return true;
     std::fprintf(

@@ -122,7 +122,7 @@ void add_hit(digest &results, const qel_alembic_hit &hit) {
     if (hit.token != nullptr) add_token(results, *hit.token);
 }
 
-void ask(digest &results, const qel_alembic_file &scene) {
+void query_all(digest &results, const qel_alembic_file &scene) {
     noise random(45);
     std::vector<qel_alembic_hit> hits(2000);
     for (int i = 0; i < 60; ++i) {
@@ -201,7 +201,7 @@ void scenes(digest &results) {
     qel_alembic_file loaded{};
     results.add(qel_alembic_load("scene.bqel", &loaded));
     add_scene(results, loaded);
-    ask(results, loaded);
+    query_all(results, loaded);
     add_times(results, loaded);
     results.add(qel_alembic_export_file_qel(&loaded, "all.qel"));
     results.add_file("all.qel");

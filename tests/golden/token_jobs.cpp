@@ -152,7 +152,7 @@ void add_unit(digest &results, const qel_unit &unit) {
     results.add_array(unit.order, unit.order == nullptr ? 0 : unit.count);
 }
 
-void ask(digest &results, const qel_unit &unit, const unit_arrays &arrays) {
+void query_all(digest &results, const qel_unit &unit, const unit_arrays &arrays) {
     noise random(4);
     const auto count = static_cast<std::uint32_t>(arrays.keys.size());
     std::vector<std::uint32_t> numbers(count);
@@ -206,7 +206,7 @@ void units(digest &results) {
 
     results.add(qel_unit_load("unit.qel", &unit));
     add_unit(results, unit);
-    ask(results, unit, arrays);
+    query_all(results, unit, arrays);
     release_unit(unit);
 }
 

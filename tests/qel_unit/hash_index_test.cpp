@@ -157,7 +157,7 @@ TEST(HashIndex, AllocatesItsRecordNodesAndBuckets) {
 }
 
 TEST(HashIndex, LeavesNothingBehindWhenAPartFails) {
-    const std::uint64_t attempts[] = {0, 1, 3, 3}; // without a record, its arrays are not asked for
+    const std::uint64_t attempts[] = {0, 1, 3, 3}; // without a record its arrays are not allocated
     for (std::uint64_t n = 1; n <= 3; ++n) {
         const heap_ledger ledger;
         const failing_heap heap = failing_heap::nth(n);

@@ -25,7 +25,7 @@ qel_token token_with_key(std::uint64_t morton) {
 }
 
 /// Numbers of every magnitude, most of them near a power of two or a square.
-std::vector<std::uint64_t> telling_numbers(unsigned seed) {
+std::vector<std::uint64_t> edge_numbers(unsigned seed) {
     std::vector<std::uint64_t> numbers;
     std::mt19937_64 random(seed);
     for (int bit = 0; bit < 64; ++bit) {
@@ -113,7 +113,7 @@ TEST(RuvSqrt, RoundsTheArgumentToSinglePrecisionFirst) {
 }
 
 TEST(RuvSqrt, EqualsIntegerArithmeticOnEveryMagnitude) {
-    for (const std::uint64_t n : telling_numbers(1))
+    for (const std::uint64_t n : edge_numbers(1))
         ASSERT_EQ(ruv_sqrt(n), model::root(n)) << n;
 }
 
@@ -135,7 +135,7 @@ TEST(RuvIsqrt, GivesTruncatedRoots) {
 }
 
 TEST(RuvIsqrt, EqualsIntegerArithmeticOnEveryMagnitude) {
-    for (const std::uint64_t number : telling_numbers(2)) {
+    for (const std::uint64_t number : edge_numbers(2)) {
         const auto n = static_cast<std::int32_t>(number & 0x7FFFFFFF);
         ASSERT_EQ(ruv_isqrt(n), model::root(number & 0x7FFFFFFF)) << n;
     }
@@ -181,7 +181,7 @@ TEST(RuvHopDistance, DoesNotOverflow) {
 }
 
 TEST(RuvHopDistance, EqualsIntegerArithmeticOnEveryMagnitude) {
-    const std::vector<std::uint64_t> numbers = telling_numbers(3);
+    const std::vector<std::uint64_t> numbers = edge_numbers(3);
     for (std::size_t i = 1; i < numbers.size(); ++i)
         ASSERT_EQ(ruv_hop_distance(numbers[i - 1], numbers[i]), model::hops(numbers[i - 1], numbers[i]))
             << numbers[i - 1] << ' ' << numbers[i];

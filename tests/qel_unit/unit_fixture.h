@@ -13,7 +13,7 @@
 
 namespace qel::test {
 
-/// A unit that releases what hangs on it, `order` included.
+/// A unit that releases its arrays, `order` included.
 struct owned_unit : qel_unit {
     owned_unit() : qel_unit{} {}
     ~owned_unit() { reset(); }

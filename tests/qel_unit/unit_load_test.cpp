@@ -118,7 +118,8 @@ TEST_F(UnitLoad, AsksForTheClaimedCountInSixtyFourBits) {
     const failing_heap heap = failing_heap::of_size(std::size_t{25} * 0xFFFFFFFF);
     owned_unit unit;
     EXPECT_EQ(load(unit_file(0xFFFFFFFF, unsorted), unit), -4);
-    EXPECT_EQ(heap.failures(), sizeof(std::size_t) == 8 ? 1u : 0u) << "32 bits hold no such block to ask for";
+    EXPECT_EQ(heap.failures(), sizeof(std::size_t) == 8 ? 1u : 0u)
+        << "32-bit addresses have no block of this size";
 }
 
 TEST_F(UnitLoad, RandomBytesEndInADocumentedCode) {
@@ -133,7 +134,7 @@ TEST_F(UnitLoad, RandomBytesEndInADocumentedCode) {
         const std::int32_t expected =
             claims_much && model::load(file).status == 0 ? -4 : model::load(file).status;
         owned_unit unit;
-        // A claim of gigabytes is refused here whatever the machine could give.
+        // A claim of gigabytes is refused here on every machine.
         std::uint32_t claim = 0;
         if (file.size() >= 12) std::memcpy(&claim, &file[8], 4);
         const failing_heap heap = failing_heap::of_size(claims_much ? std::size_t{25} * claim : 3);
@@ -142,7 +143,8 @@ TEST_F(UnitLoad, RandomBytesEndInADocumentedCode) {
 }
 
 TEST_F(UnitLoad, GivesBackTheRoomOfMissingRecords) {
-    const failing_heap heap = failing_heap::of_size(2 * 25); // what is kept: asked for, and refused
+    const failing_heap heap =
+        failing_heap::of_size(2 * 25); // the size of the two tokens, whose allocation fails
     owned_unit unit;
     ASSERT_EQ(load(unit_file(1000, {sorted[0], sorted[1]}), unit), 0);
     EXPECT_EQ(heap.failures(), 1u);
@@ -245,7 +247,7 @@ TEST_F(UnitLoadFailure, OfTheOrderReleasesEverything) {
 }
 
 TEST_F(UnitLoadFailure, OfEachArrayIsKnownByItsSize) {
-    // With 32-bit pointers an index record is as large as three numbers, and asked for first.
+    // With 32-bit pointers an index record is as large as three numbers, and allocated first.
     const std::int32_t of_three_numbers = sizeof(qel_hash_index) == 3 * 4 ? -5 : -6;
     const std::pair<std::size_t, std::int32_t> sizes[] = {
         {3 * 25, -4}, {sizeof(qel_hash_index), -5}, {std::size_t{0x2000000}, -5}, {3 * 4, of_three_numbers}};

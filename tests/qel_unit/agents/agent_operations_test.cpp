@@ -279,24 +279,24 @@ TEST_F(AgentDelegate, MarksTheDirectoryDirty) {
 TEST_F(AgentDelegate, FailsInTheOrderOfItsSteps) {
     EXPECT_EQ(qel_agent_delegate("2A9E0100", "2A9E0100", 1), -1);
     const std::string id = spawn();
-    const std::string dead = spawn();
-    ASSERT_EQ(qel_agent_terminate(dead.c_str()), 0);
+    const std::string terminated = spawn();
+    ASSERT_EQ(qel_agent_terminate(terminated.c_str()), 0);
     g_agent_dir->dirty = 0;
-    const qel_agent before = query(dead);
+    const qel_agent before = query(terminated);
     EXPECT_EQ(qel_agent_delegate("2A9EFFFF", "2A9EFFFE", 1), -2) << "before the target is looked up";
-    EXPECT_EQ(qel_agent_delegate("2A9EFFFF", dead.c_str(), 1), -2);
+    EXPECT_EQ(qel_agent_delegate("2A9EFFFF", terminated.c_str(), 1), -2);
     EXPECT_EQ(qel_agent_delegate(id.c_str(), "2A9EFFFF", 1), -3);
-    EXPECT_EQ(qel_agent_delegate(id.c_str(), dead.c_str(), 1), -4);
-    const qel_agent after = query(dead);
+    EXPECT_EQ(qel_agent_delegate(id.c_str(), terminated.c_str(), 1), -4);
+    const qel_agent after = query(terminated);
     EXPECT_EQ(std::memcmp(&before, &after, sizeof after), 0);
     EXPECT_EQ(g_agent_dir->dirty, 0u);
 }
 
 TEST_F(AgentDelegate, LetsATerminatedAgentDelegate) {
-    const std::string dead = spawn();
+    const std::string terminated = spawn();
     const std::string id = spawn();
-    ASSERT_EQ(qel_agent_terminate(dead.c_str()), 0);
-    EXPECT_EQ(qel_agent_delegate(dead.c_str(), id.c_str(), 3), 0);
+    ASSERT_EQ(qel_agent_terminate(terminated.c_str()), 0);
+    EXPECT_EQ(qel_agent_delegate(terminated.c_str(), id.c_str(), 3), 0);
     EXPECT_EQ(query(id).state, 2);
 }
 

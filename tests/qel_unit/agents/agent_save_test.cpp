@@ -314,12 +314,12 @@ TEST_F(AgentSave, IsNeverSeenMissingOrInPart) {
     const pid_t child = start_saving();
     ASSERT_GT(child, 0);
     std::size_t whole = 0;
-    constexpr std::size_t looks = 2000;
-    for (std::size_t i = 0; i < looks; ++i)
+    constexpr std::size_t reads = 2000;
+    for (std::size_t i = 0; i < reads; ++i)
         whole += file_exists(path) && read_file(path).size() == 24 + std::size_t{40} * count ? 1 : 0;
     kill(child, SIGKILL);
     EXPECT_EQ(waitpid(child, nullptr, 0), child);
-    EXPECT_EQ(whole, looks);
+    EXPECT_EQ(whole, reads);
 }
 
 TEST_F(AgentSave, LeavesAWholeFileWheneverTheProcessIsKilled) {
