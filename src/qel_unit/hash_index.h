@@ -78,13 +78,14 @@ inline void prefetch(const void *address) {
 #endif
 }
 
-/// The newest-node rule: the entry of a bucket's newest node if it `matches`, else QEL_NOT_FOUND. The chain behind
-/// that node is never walked, so that a lookup is one bucket, one node and one entry.
+/// The newest-node rule: what `accept` returns for the entry of a bucket's newest node, which is the entry or
+/// QEL_NOT_FOUND; QEL_NOT_FOUND for an empty bucket. The chain behind that node is never walked, so that a lookup is
+/// one bucket, one node and one entry.
 ///
 /// Node n nearly always holds entry n. The comparison of both lets the processor predict the entry and load it before
 /// the node has arrived.
-template <class Matches>
-std::uint32_t newest_entry(const qel_hash_index &index, std::uint32_t bucket, Matches matches) {
+template <class Accept>
+std::uint32_t newest_entry(const qel_hash_index &index, std::uint32_t bucket, Accept accept) {
     const std::uint32_t node = index.buckets[bucket];
     if (node == empty_bucket) return QEL_NOT_FOUND;
     const std::uint32_t held = index.nodes[node].token;
@@ -93,12 +94,12 @@ std::uint32_t newest_entry(const qel_hash_index &index, std::uint32_t bucket, Ma
         if (held == QEL_NOT_FOUND) return QEL_NOT_FOUND;
         entry = held;
     }
-    return matches(entry) ? held : QEL_NOT_FOUND;
+    return accept(entry);
 }
 
-/// The same without a comparison of keys.
+/// The newest entry without a comparison of keys.
 inline std::uint32_t newest_entry(const qel_hash_index &index, std::uint32_t bucket) {
-    return newest_entry(index, bucket, [](std::uint32_t) { return true; });
+    return newest_entry(index, bucket, [](std::uint32_t entry) { return entry; });
 }
 
 } // namespace qel

@@ -10,15 +10,17 @@ namespace {
 
 std::uint32_t find_morton(const qel_unit &unit, std::uint64_t morton) {
     if (unit.morton_index == nullptr) return QEL_NOT_FOUND;
-    return newest_entry(*unit.morton_index, morton_hash(morton),
-                        [&](std::uint32_t number) { return unit.tokens[number].morton == morton; });
+    return newest_entry(*unit.morton_index, morton_hash(morton), [&](std::uint32_t number) {
+        return unit.tokens[number].morton == morton ? number : QEL_NOT_FOUND;
+    });
 }
 
 std::uint32_t find_hex(const qel_unit &unit, const char *hex_id) {
     if (unit.hex_index == nullptr) return QEL_NOT_FOUND;
     // Compares all 8 bytes, also those behind a zero byte, where the hash ends.
     return newest_entry(*unit.hex_index, field_hash(hex_id), [&](std::uint32_t number) {
-        return std::memcmp(unit.tokens[number].hex_id, hex_id, sizeof unit.tokens->hex_id) == 0;
+        const qel_token &token = unit.tokens[number];
+        return std::memcmp(token.hex_id, hex_id, sizeof token.hex_id) == 0 ? number : QEL_NOT_FOUND;
     });
 }
 
