@@ -1,9 +1,7 @@
 // SPDX-License-Identifier: MIT
-#include "qel_unit.h"
-
 #include "model/tangent_model.h"
+#include "ogawa_reader/geometry/uv_mesh.h"
 #include "support/failing_heap.h"
-#include "support/mesh_maker.h"
 
 #include <gtest/gtest.h>
 
@@ -11,82 +9,28 @@
 #include <cstdlib>
 #include <cstring>
 #include <limits>
-#include <memory>
-#include <random>
-#include <vector>
+#include <string>
 
 namespace qel {
 namespace {
 
 using test::failing_heap;
+using test::floats;
 using test::heap_ledger;
-using floats = std::vector<float>;
-using numbers = std::vector<std::uint32_t>;
+using test::numbers;
+using test::uv_mesh;
 
 constexpr float nan = std::numeric_limits<float>::quiet_NaN();
-constexpr float infinity = std::numeric_limits<float>::infinity();
-
-/// A mesh record over vectors, with one UV set named "uv" at first.
-class mesh_record {
-  public:
-    mesh_record(floats positions, numbers counts, numbers indices, floats uvs)
-        : positions_(std::move(positions)), counts_(std::move(counts)), indices_(std::move(indices)) {
-        mesh.positions = positions_.data();
-        mesh.vertex_count = static_cast<std::uint32_t>(positions_.size() / 3);
-        mesh.face_counts = counts_.data();
-        mesh.face_count = static_cast<std::uint32_t>(counts_.size());
-        mesh.face_indices = indices_.data();
-        mesh.face_index_count = static_cast<std::uint32_t>(indices_.size());
-        add_set("uv", std::move(uvs));
-    }
-    ~mesh_record() { ogawa_free_tangent_frame(&mesh.tangent_frame); }
-    mesh_record(const mesh_record &) = delete;
-    mesh_record &operator=(const mesh_record &) = delete;
-
-    void add_set(const char *name, floats uvs) {
-        values_.push_back(std::make_unique<floats>(std::move(uvs)));
-        ogawa_uv_set set{};
-        std::strcpy(set.name, name);
-        set.values = values_.back()->data();
-        set.value_count = static_cast<std::uint32_t>(values_.back()->size() / 2);
-        set.scope = OGAWA_SCOPE_FACE_VARYING;
-        sets_.push_back(set);
-        mesh.uv_sets = sets_.data();
-        mesh.uv_set_count = static_cast<std::uint32_t>(sets_.size());
-    }
-
-    void set_uv_indices(numbers indices, std::uint32_t scope = OGAWA_SCOPE_FACE_VARYING) {
-        uv_indices_ = std::move(indices);
-        sets_[0].indices = uv_indices_.data();
-        sets_[0].index_count = static_cast<std::uint32_t>(uv_indices_.size());
-        sets_[0].scope = scope;
-    }
-
-    ogawa_uv_set &set() { return sets_[0]; }
-    std::int32_t compute(const char *name = nullptr) { return ogawa_compute_tangent_frame(&mesh, name); }
-    floats tangents() const { return listed(mesh.tangent_frame.tangents); }
-    floats bitangents() const { return listed(mesh.tangent_frame.bitangents); }
-
-    ogawa_polymesh mesh{};
-
-  private:
-    floats listed(const float *vectors) const { return floats(vectors, vectors + mesh.vertex_count * 3); }
-
-    floats positions_;
-    numbers counts_, indices_, uv_indices_;
-    std::vector<std::unique_ptr<floats>> values_;
-    std::vector<ogawa_uv_set> sets_;
-};
 
 /// Corners (0,0,0), (1,0,0), (0,1,0) and UVs (0,0), (1,0), (0,1).
-struct single_triangle : mesh_record {
-    single_triangle() : mesh_record({0, 0, 0, 1, 0, 0, 0, 1, 0}, {3}, {0, 1, 2}, {0, 0, 1, 0, 0, 1}) {}
+struct single_triangle : uv_mesh {
+    single_triangle() : uv_mesh({0, 0, 0, 1, 0, 0, 0, 1, 0}, {3}, {0, 1, 2}, {0, 0, 1, 0, 0, 1}) {}
 };
 
 /// A unit square of four vertices, its UVs turned by a quarter.
-struct turned_quad : mesh_record {
+struct turned_quad : uv_mesh {
     turned_quad()
-        : mesh_record({0, 0, 0, 1, 0, 0, 1, 1, 0, 0, 1, 0}, {4}, {0, 1, 2, 3}, {0, 0, 0, 1, -1, 1, -1, 0}) {}
+        : uv_mesh({0, 0, 0, 1, 0, 0, 1, 1, 0, 0, 1, 0}, {4}, {0, 1, 2, 3}, {0, 0, 0, 1, -1, 1, -1, 0}) {}
 };
 
 floats repeated(const floats &vector, std::size_t times) {
@@ -108,7 +52,7 @@ TEST(ComputeTangentFrame, OfASingleTriangleFollowsItsUvs) {
 }
 
 TEST(ComputeTangentFrame, OfEqualUvsAndPositionsStaysZero) {
-    mesh_record record(floats(9, 2.0f), {3}, {0, 1, 2}, floats(6, 0.5f));
+    uv_mesh record(floats(9, 2.0f), {3}, {0, 1, 2}, floats(6, 0.5f));
     ASSERT_EQ(record.compute(), 0);
     EXPECT_EQ(record.tangents(), no_vectors);
     EXPECT_EQ(record.bitangents(), no_vectors);
@@ -116,7 +60,7 @@ TEST(ComputeTangentFrame, OfEqualUvsAndPositionsStaysZero) {
 
 TEST(ComputeTangentFrame, NormalizesTheLongVectorsOfUvsOnALine) {
     // det is 0, the factor 1e8: T = ((1,0,0) 2 - (0,1,0) 1) 1e8, B = ((0,1,0) 1 - (1,0,0) 2) 1e8.
-    mesh_record record({0, 0, 0, 1, 0, 0, 0, 1, 0}, {3}, {0, 1, 2}, {0, 0, 1, 1, 2, 2});
+    uv_mesh record({0, 0, 0, 1, 0, 0, 0, 1, 0}, {3}, {0, 1, 2}, {0, 0, 1, 1, 2, 2});
     ASSERT_EQ(record.compute(), 0);
     const float x = 2e8f, y = 1e8f, length = std::sqrt(x * x + y * y);
     EXPECT_EQ(record.tangents(), repeated({x / length, -y / length, 0}, 3));
@@ -126,11 +70,11 @@ TEST(ComputeTangentFrame, NormalizesTheLongVectorsOfUvsOnALine) {
 TEST(ComputeTangentFrame, TakesTheFixedFactorOnlyBelow1em8) {
     // det is -1e-8 and then just nearer to 0: only 1 / det is negative.
     const floats positions{0, 0, 0, 1, 0, 0, 0, 1, 0};
-    mesh_record divided(positions, {3}, {0, 1, 2}, {0, 0, 1, 0, 0, -1e-8f});
+    uv_mesh divided(positions, {3}, {0, 1, 2}, {0, 0, 1, 0, 0, -1e-8f});
     ASSERT_EQ(divided.compute(), 0);
     EXPECT_EQ(divided.tangents(), repeated({1, 0, 0}, 3));
     EXPECT_EQ(divided.bitangents(), repeated({0, -1, 0}, 3));
-    mesh_record fixed(positions, {3}, {0, 1, 2}, {0, 0, 1, 0, 0, -std::nextafter(1e-8f, 0.0f)});
+    uv_mesh fixed(positions, {3}, {0, 1, 2}, {0, 0, 1, 0, 0, -std::nextafter(1e-8f, 0.0f)});
     ASSERT_EQ(fixed.compute(), 0);
     EXPECT_EQ(fixed.tangents(), repeated({-1, 0, 0}, 3));
     EXPECT_EQ(fixed.bitangents(), repeated({0, 1, 0}, 3));
@@ -144,14 +88,14 @@ TEST(ComputeTangentFrame, GivesAQuadTheVectorsOfItsFirstTriangle) {
 }
 
 TEST(ComputeTangentFrame, SkipsAFaceOfTwoCornersAndGoesOnBehindThem) {
-    mesh_record record({0, 0, 0, 1, 0, 0, 0, 1, 0}, {2, 0, 1, 3}, {2, 1, 0, 0, 1, 2}, {0, 0, 1, 0, 0, 1});
+    uv_mesh record({0, 0, 0, 1, 0, 0, 0, 1, 0}, {2, 0, 1, 3}, {2, 1, 0, 0, 1, 2}, {0, 0, 1, 0, 0, 1});
     ASSERT_EQ(record.compute(), 0);
     EXPECT_EQ(record.tangents(), repeated({1, 0, 0}, 3));
     EXPECT_EQ(record.bitangents(), repeated({0, 1, 0}, 3));
 }
 
 TEST(ComputeTangentFrame, TakesEveryFaceForATriangleWithoutFaceCounts) {
-    mesh_record record({0, 0, 0, 1, 0, 0, 0, 1, 0}, {}, {0, 1, 2, 0, 1, 2}, {0, 0, 1, 0, 0, 1});
+    uv_mesh record({0, 0, 0, 1, 0, 0, 0, 1, 0}, {}, {0, 1, 2, 0, 1, 2}, {0, 0, 1, 0, 0, 1});
     record.mesh.face_counts = nullptr;
     record.mesh.face_count = 2;
     ASSERT_EQ(record.compute(), 0);
@@ -159,7 +103,7 @@ TEST(ComputeTangentFrame, TakesEveryFaceForATriangleWithoutFaceCounts) {
 }
 
 TEST(ComputeTangentFrame, LeavesAVertexWithoutFacesZero) {
-    mesh_record record({0, 0, 0, 1, 0, 0, 0, 1, 0, 5, 5, 5}, {3}, {0, 1, 2}, {0, 0, 1, 0, 0, 1});
+    uv_mesh record({0, 0, 0, 1, 0, 0, 0, 1, 0, 5, 5, 5}, {3}, {0, 1, 2}, {0, 0, 1, 0, 0, 1});
     ASSERT_EQ(record.compute(), 0);
     EXPECT_EQ(record.tangents(), (floats{1, 0, 0, 1, 0, 0, 1, 0, 0, 0, 0, 0}));
     EXPECT_EQ(record.bitangents(), (floats{0, 1, 0, 0, 1, 0, 0, 1, 0, 0, 0, 0}));
@@ -168,14 +112,14 @@ TEST(ComputeTangentFrame, LeavesAVertexWithoutFacesZero) {
 TEST(ComputeTangentFrame, LeavesASumNotLongerThan1em8AsItIs) {
     // With these UVs tangent and bitangent are the edges; each is normalized or left by itself.
     const float longer = std::nextafter(1e-8f, 1.0f);
-    mesh_record record({0, 0, 0, 1e-8f, 0, 0, 0, longer, 0}, {3}, {0, 1, 2}, {0, 0, 1, 0, 0, 1});
+    uv_mesh record({0, 0, 0, 1e-8f, 0, 0, 0, longer, 0}, {3}, {0, 1, 2}, {0, 0, 1, 0, 0, 1});
     ASSERT_EQ(record.compute(), 0);
     EXPECT_EQ(record.tangents(), repeated({1e-8f, 0, 0}, 3));
     EXPECT_EQ(record.bitangents(), repeated({0, 1, 0}, 3));
 }
 
 TEST(ComputeTangentFrame, MakesThemNotOrthogonal) {
-    mesh_record record({0, 0, 0, 1, 0, 0, 1, 1, 0}, {3}, {0, 1, 2}, {0, 0, 1, 0, 0, 1});
+    uv_mesh record({0, 0, 0, 1, 0, 0, 1, 1, 0}, {3}, {0, 1, 2}, {0, 0, 1, 0, 0, 1});
     ASSERT_EQ(record.compute(), 0);
     EXPECT_EQ(record.tangents(), repeated({1, 0, 0}, 3));
     const float half = 1.0f / std::sqrt(2.0f);
@@ -183,7 +127,7 @@ TEST(ComputeTangentFrame, MakesThemNotOrthogonal) {
 }
 
 TEST(ComputeTangentFrame, AddsOncePerOccurrenceOfAVertex) {
-    mesh_record record({0, 0, 0, 1, 0, 0, 0, 1, 0}, {5, 3}, {0, 1, 2, 0, 0, 0, 2, 1}, {0, 0, 1, 0, 0, 1});
+    uv_mesh record({0, 0, 0, 1, 0, 0, 0, 1, 0}, {5, 3}, {0, 1, 2, 0, 0, 0, 2, 1}, {0, 0, 1, 0, 0, 1});
     ASSERT_EQ(record.compute(), 0);
     const model::plain_tangent_frame plain = model::compute_plain_tangent_frame(record.mesh, record.set());
     EXPECT_EQ(record.tangents(), plain.tangents);
@@ -273,7 +217,7 @@ TEST(ComputeTangentFrame, OverwritesWhatItHeldWithoutFreeing) {
 }
 
 TEST(ComputeTangentFrame, TakesUvsByCornerInAFaceVaryingSetWithIndices) {
-    mesh_record record({0, 0, 0, 1, 0, 0, 0, 1, 0}, {1, 3}, {2, 0, 1, 2}, {0, 0, 1, 0, 0, 1});
+    uv_mesh record({0, 0, 0, 1, 0, 0, 0, 1, 0}, {1, 3}, {2, 0, 1, 2}, {0, 0, 1, 0, 0, 1});
     record.set_uv_indices({9, 0, 2, 1}); // the first belongs to the face of one corner
     ASSERT_EQ(record.compute(), 0);
     EXPECT_EQ(record.tangents(), repeated({0, 1, 0}, 3));
@@ -288,10 +232,10 @@ TEST(ComputeTangentFrame, TakesUvsByVertexWhereTheScopeIsNotFaceVarying) {
 }
 
 TEST(ComputeTangentFrame, TakesUvZeroForAVertexBeyondTheValues) {
-    mesh_record record({5, 5, 5, 0, 0, 0, 1, 0, 0, 0, 1, 0}, {3}, {1, 2, 3}, {7, 7, 0, 0, 1, 0});
+    uv_mesh record({5, 5, 5, 0, 0, 0, 1, 0, 0, 0, 1, 0}, {3}, {1, 2, 3}, {7, 7, 0, 0, 1, 0});
     ASSERT_EQ(record.compute(), 0);
     // Vertex 3 has no UV of its own and takes (7, 7).
-    mesh_record spelled_out({5, 5, 5, 0, 0, 0, 1, 0, 0, 0, 1, 0}, {3}, {1, 2, 3}, {7, 7, 0, 0, 1, 0, 7, 7});
+    uv_mesh spelled_out({5, 5, 5, 0, 0, 0, 1, 0, 0, 0, 1, 0}, {3}, {1, 2, 3}, {7, 7, 0, 0, 1, 0, 7, 7});
     ASSERT_EQ(spelled_out.compute(), 0);
     EXPECT_EQ(record.tangents(), spelled_out.tangents());
     EXPECT_EQ(record.bitangents(), spelled_out.bitangents());
@@ -301,7 +245,7 @@ TEST(ComputeTangentFrame, TakesUvZeroForAVertexBeyondTheValues) {
 TEST(ComputeTangentFrame, TakesUvZeroForAnIndexThatIsMissingOrBeyondTheValues) {
     const floats positions{0, 0, 0, 1, 0, 0, 0, 1, 0};
     for (const numbers &indices : {numbers{1, 2}, numbers{1, 2, 3}, numbers{1, 2, 0xFFFFFFFF}}) {
-        mesh_record record(positions, {3}, {0, 1, 2}, {0, 1, 0, 0, 1, 0});
+        uv_mesh record(positions, {3}, {0, 1, 2}, {0, 1, 0, 0, 1, 0});
         record.set_uv_indices(indices);
         ASSERT_EQ(record.compute(), 0);
         EXPECT_EQ(record.tangents(), repeated({1, 0, 0}, 3));
@@ -328,7 +272,7 @@ TEST(ComputeTangentFrame, DoesNotBoundTheValuesOfIndicesWhereTheirCountIsZero) {
 
 TEST(ComputeTangentFrame, TakesUvZeroForEveryVertexWhereTheCountOfValuesIsZero) {
     for (const float u : {0.0f, nan}) { // a difference of equal numbers is zero, of two NaN it is NaN
-        mesh_record record({0, 0, 0, 1, 0, 0, 0, 1, 0}, {3}, {0, 1, 2}, {u, 0, 1, 0, 0, 1});
+        uv_mesh record({0, 0, 0, 1, 0, 0, 0, 1, 0}, {3}, {0, 1, 2}, {u, 0, 1, 0, 0, 1});
         record.set().value_count = 0;
         ASSERT_EQ(record.compute(), 0);
         EXPECT_EQ(std::isnan(record.bitangents()[0]), std::isnan(u));
@@ -351,7 +295,7 @@ TEST(ComputeTangentFrame, TakesNothingFromAFaceWhoseFirstThreeCornersAreNotAllVe
     for (std::size_t bad = 0; bad < 4; ++bad) {
         numbers indices{0, 1, 2, 2};
         indices[bad] = bad % 2 == 0 ? 3 : 0xFFFFFFFF;
-        mesh_record record({0, 0, 0, 1, 0, 0, 0, 1, 0}, {4}, indices, {0, 0, 1, 0, 0, 1});
+        uv_mesh record({0, 0, 0, 1, 0, 0, 0, 1, 0}, {4}, indices, {0, 0, 1, 0, 0, 1});
         ASSERT_EQ(record.compute(), 0);
         EXPECT_EQ(record.tangents(), bad < 3 ? no_vectors : repeated({1, 0, 0}, 3)) << bad;
     }
@@ -359,8 +303,8 @@ TEST(ComputeTangentFrame, TakesNothingFromAFaceWhoseFirstThreeCornersAreNotAllVe
 
 TEST(ComputeTangentFrame, StopsAtTheIndexCount) {
     for (std::uint32_t held = 1; held <= 4; ++held) {
-        mesh_record record({0, 0, 0, 1, 0, 0, 0, 1, 0}, {0xFFFFFFFF, 0xFFFFFFFF, 3}, numbers{0, 1, 2, 0},
-                           {0, 0, 1, 0, 0, 1});
+        uv_mesh record({0, 0, 0, 1, 0, 0, 0, 1, 0}, {0xFFFFFFFF, 0xFFFFFFFF, 3}, numbers{0, 1, 2, 0},
+                       {0, 0, 1, 0, 0, 1});
         record.mesh.face_index_count = held;
         ASSERT_EQ(record.compute(), 0);
         EXPECT_EQ(record.tangents(), held < 3 ? no_vectors : repeated({1, 0, 0}, 3)) << held;
@@ -371,92 +315,11 @@ TEST(ComputeTangentFrame, TakesNothingFromNullPositionsOrFaceIndices) {
     single_triangle no_positions, no_indices;
     no_positions.mesh.positions = nullptr;
     no_indices.mesh.face_indices = nullptr;
-    for (mesh_record *record :
-         {static_cast<mesh_record *>(&no_positions), static_cast<mesh_record *>(&no_indices)}) {
+    for (uv_mesh *record : {static_cast<uv_mesh *>(&no_positions), static_cast<uv_mesh *>(&no_indices)}) {
         ASSERT_EQ(record->compute(), 0);
         EXPECT_EQ(record->tangents(), no_vectors);
         EXPECT_EQ(record->mesh.tangent_frame.components, 3u);
     }
-}
-
-/// Equal bits; any NaN equals any other, for which of two operands gives its bits is the machine's choice.
-void expect_same(const floats &actual, const floats &expected) {
-    ASSERT_EQ(actual.size(), expected.size());
-    for (std::size_t i = 0; i < actual.size(); ++i) {
-        if (std::isnan(actual[i]) && std::isnan(expected[i])) continue;
-        ASSERT_EQ(std::memcmp(&actual[i], &expected[i], 4), 0)
-            << i << ": " << actual[i] << ", " << expected[i];
-    }
-}
-
-float random_float(std::mt19937 &random, bool odd_ones) {
-    static constexpr float odd[] = {nan, infinity, -infinity, 1e-40f, -1e-45f, 3e38f, 0.0f, -0.0f, 1e-8f};
-    if (odd_ones && random() % 6 == 0) return odd[random() % std::size(odd)];
-    return static_cast<float>(static_cast<int>(random() % 2001) - 1000) / (random() % 2 == 0 ? 300.0f : 1e5f);
-}
-
-std::unique_ptr<mesh_record> random_record(std::mt19937 &random) {
-    const auto below = [&random](std::size_t bound) { return static_cast<std::uint32_t>(random() % bound); };
-    const bool odd_ones = below(2) == 0;
-    const std::uint32_t vertices = 1 + below(10);
-    floats positions(vertices * 3), uvs(below(14) * 2);
-    for (float &value : positions)
-        value = random_float(random, odd_ones);
-    for (float &value : uvs)
-        value = random_float(random, odd_ones);
-    numbers counts(below(15)), indices, uv_indices;
-    std::uint32_t claimed = 0;
-    for (std::uint32_t &count : counts)
-        claimed += count = below(7);
-    const std::uint32_t kind = below(5);
-    indices.resize(kind == 0 ? below(claimed + 1) : claimed);
-    for (std::uint32_t &index : indices)
-        index = below(10) == 0 ? vertices + below(3) : below(vertices);
-    auto record = std::make_unique<mesh_record>(positions, counts, indices, uvs);
-    if (indices.empty()) record->mesh.face_indices = nullptr;
-    if (kind == 1) record->mesh.face_index_count = 0;
-    if (kind == 2) {
-        record->mesh.face_counts = nullptr;
-        record->mesh.face_count = claimed / 3;
-    }
-    if (below(2) == 0) {
-        uv_indices.resize(1 + below(claimed + 1));
-        for (std::uint32_t &index : uv_indices)
-            index = below(16);
-        record->set_uv_indices(uv_indices, 3 + below(2));
-        const bool held = std::all_of(uv_indices.begin(), uv_indices.end(),
-                                      [&](std::uint32_t index) { return index < uvs.size() / 2; });
-        if (held && uv_indices.size() >= claimed && below(2) == 0) record->set().value_count = 0;
-    }
-    return record;
-}
-
-TEST(ComputeTangentFrame, EqualsItsPlainestFormOnRandomMeshes) {
-    std::mt19937 random(81);
-    for (int i = 0; i < 5000; ++i) {
-        const std::unique_ptr<mesh_record> record = random_record(random);
-        ASSERT_EQ(record->compute("uv"), 0);
-        const auto plain = model::compute_plain_tangent_frame(record->mesh, record->set());
-        expect_same(record->tangents(), plain.tangents);
-        expect_same(record->bitangents(), plain.bitangents);
-        if (HasFatalFailure()) FAIL() << "mesh " << i;
-    }
-}
-
-TEST(ComputeTangentFrame, EqualsItsPlainestFormOnATorus) {
-    const test::plain_mesh torus = test::make_torus(60, 40, 3, 1);
-    mesh_record record(torus.positions, torus.face_counts, torus.face_indices, torus.corner_uvs);
-    numbers corners(torus.face_indices.size());
-    for (std::size_t i = 0; i < corners.size(); ++i)
-        corners[i] = static_cast<std::uint32_t>(i);
-    record.set_uv_indices(corners);
-    ASSERT_EQ(record.compute(), 0);
-    const auto plain = model::compute_plain_tangent_frame(record.mesh, record.set());
-    expect_same(record.tangents(), plain.tangents);
-    expect_same(record.bitangents(), plain.bitangents);
-    const floats tangents = record.tangents();
-    for (std::size_t i = 0; i < tangents.size(); i += 3)
-        ASSERT_NEAR(std::hypot(tangents[i], tangents[i + 1], tangents[i + 2]), 1.0f, 1e-6f);
 }
 
 } // namespace
