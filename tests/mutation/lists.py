@@ -60,19 +60,31 @@ def read_plausible(sources):
 
 def _mistake(name, function, removed, instead, sources):
     """Finds the one place of what a mistake removes, however it is set in lines: in the function of that name; else,
-    where names have changed, what differs from it in names alone, in that function or anywhere."""
-    wanted = _tokens(removed)
+    where names have changed, what differs from it in names alone, in that function or anywhere; else, where the code
+    around it has changed, what really differs and the tokens beside it."""
     owners = [(source, owner) for source in sources for owner in source.owners]
     named = [pair for pair in owners if pair[1].label == function]
-    for places, renamed in ((named, False), (named, True), (owners, True)):
+    whole, narrow = (_tokens(removed), _tokens(instead)), _narrowed(_tokens(removed), _tokens(instead))
+    ways = ((whole, named, False), (whole, named, True), (whole, owners, True), (narrow, named, False),
+            (narrow, named, True))
+    for (wanted, given), places, renamed in ways:
         found = [(source, owner, first, names) for source, owner in places
                  for first, names in _matches(source, owner, wanted, renamed)]
         if len(found) == 1:
             source, owner, first, names = found[0]
             last = first + len(wanted) - 1
-            text = " ".join(names.get(token[0], token[0]) for token in _tokens(instead))
+            text = " ".join(names.get(token[0], token[0]) for token in given)
             return Mistake(name, owner, source, [Wrap(first, last, instead=replaced((first, last), text))])
     return None
+
+
+def _narrowed(wanted, given):
+    """What differs between two rows of tokens, with two of their own on either side."""
+    shorter = min(len(wanted), len(given))
+    before = next((i for i in range(shorter) if wanted[i] != given[i]), shorter)
+    after = next((i for i in range(shorter - before) if wanted[-1 - i] != given[-1 - i]), shorter - before)
+    first, cut = max(before - 2, 0), max(after - 2, 0)
+    return wanted[first:len(wanted) - cut], given[first:len(given) - cut]
 
 
 def _matches(source, owner, wanted, renamed):
