@@ -53,8 +53,9 @@ function drawsInSoftware(gl) {
   return /swiftshader|llvmpipe|softpipe|software|basic render/i.test(name);
 }
 
-const smoothedBySoftware = 150000; // triangles and tokens: more are drawn without smoothing there
-const quickPoints = 4000;          // tokens that are drawn while they move
+const smoothedBySoftware = 60000; // triangles and tokens: more are drawn without smoothing there
+const quickPoints = 4000;          // tokens, and points of meshes, that are drawn while they move
+const longestStep = 21;            // a stride has at most 255 bytes
 
 function createRenderer(gl, model) {
   const program = ([vertex, fragment]) => {
@@ -104,7 +105,7 @@ function createRenderer(gl, model) {
   const lattice = everyCell(1);
   const boxShape = boxLines(), box = layout([[0, buffer(boxShape.vertices), 3, gl.FLOAT, false, 12]]);
   const floor = layout([[0, ground, 3, gl.FLOAT, false, 12]]);
-  let wires = null, coarse = null, thinLattice = null, thinning = 1, cellsShown = 0, floorLines = [0, 0];
+  let wires = null, coarse = null, thinLattice = null, thinning = 1, cellsShown = 0, pointStep = 1, thinPoints = null, floorLines = [0, 0];
   let faces = [], coarseFaces = { dense: [], surface: [] }, points = [], edges = [], edgesWanted = false, trianglesShown = 0;
   const software = drawsInSoftware(gl);
 
@@ -168,6 +169,21 @@ function createRenderer(gl, model) {
     gl.uniform3fv(dots.at('plain'), look.mesh);
     gl.uniform1f(dots.at('tint'), 1);
   };
+  const drawMeshPoints = (pane, look, ratio, quickly) => {
+    const step = quickly ? pointStep : 1;
+    drawPoints(pane.seen, sizesOf(pane, pane.seen, ratio), look);
+    gl.bindVertexArray(step > 1 ? thinPoints : mesh);
+    for (const [start, length] of points) {
+      const from = Math.ceil(start / step), count = Math.ceil((start + length) / step) - from;
+      if (count > 0) gl.drawArrays(gl.POINTS, from, count);
+    }
+  };
+  const thinOut = () => {
+    const count = points.reduce((sum, [, length]) => sum + length, 0);
+    pointStep = clamp(Math.round(count / quickPoints), 1, longestStep);
+    if (thinPoints) gl.deleteVertexArray(thinPoints);
+    thinPoints = layout(vertexParts.map((part) => [...part.slice(0, 5), part[5] * pointStep]));
+  };
   const setCoarseFaces = () => {
     const shown = model.meshes.filter((one) => !one.out);
     const part = (thinned) => stretches(shown.filter((one) => one.thinned === thinned).map((one) => one.coarse));
@@ -195,8 +211,7 @@ function createRenderer(gl, model) {
     drawFaces(dense, parts.dense, pane, view, look);
     drawFaces(surface, parts.surface, pane, view, look);
     gl.disable(gl.POLYGON_OFFSET_FILL);
-    if (points.length > 0) drawPoints(seen, sizesOf(pane, seen, ratio), look);
-    for (const [start, length] of points) gl.drawArrays(gl.POINTS, start, length);
+    if (points.length > 0) drawMeshPoints(pane, look, ratio, quickly);
     gl.enable(gl.BLEND);
     if (edgesWanted && wires && !quickly) {
       use(lines, seen.matrix);
@@ -265,6 +280,7 @@ function createRenderer(gl, model) {
       const shown = model.meshes.filter((one) => !one.out);
       faces = stretches(shown.map((one) => [one.firstTriangle, one.triangleCount]));
       points = stretches(shown.filter((one) => one.triangleCount === 0).map((one) => [one.first, one.count]));
+      thinOut();
       trianglesShown = shown.reduce((sum, one) => sum + one.triangleCount, 0);
       if (coarse) setCoarseFaces();
       edges = edgesWanted ? stretches(shown.map((one) => one.edges)) : [];
