@@ -43,7 +43,7 @@ function trianglesAtOnce({ meshes }) {
 }
 
 // Stretches of a mesh's triangles, and the first and last vertex that each names: most questions concern few of them.
-const blockLength = 1024;
+const blockLength = 256;
 function makeBlocks(meshes, triangles, count) {
   const number = meshes.reduce((sum, mesh) => sum + Math.ceil(mesh.triangleCount / blockLength), 0);
   const blocks = {
