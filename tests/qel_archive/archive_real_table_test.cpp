@@ -105,7 +105,8 @@ TEST(RealArchiveTable, NamesEveryMesh) {
     ASSERT_EQ(archives.size(), 11u);
     for (const expected_archive &it : archives) {
         const auto is_mesh = [](const expected_mesh &mesh) { return mesh.has_faces; };
-        EXPECT_EQ(std::count_if(it.points.begin(), it.points.end(), is_mesh), std::ptrdiff_t{it.meshes})
+        EXPECT_EQ(std::count_if(it.points.begin(), it.points.end(), is_mesh),
+                  static_cast<std::ptrdiff_t>(it.meshes))
             << it.file;
         EXPECT_GE(it.transforms.size(), 1u) << it.file;
     }
