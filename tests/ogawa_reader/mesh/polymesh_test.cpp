@@ -114,7 +114,7 @@ TEST(Polymesh, TakesNameAndPathOfTheObject) {
     EXPECT_STREQ(read.mesh.path, "/torus/torusShape");
     EXPECT_EQ(read.mesh.vertex_count, 1600u);
 
-    std::memset(&object, 'x', sizeof object); // no terminators, and pointers nobody may look at
+    std::memset(&object, 'x', sizeof object); // no terminators, and pointers that must not be followed
     const read_mesh cut(archive, &object);
     EXPECT_EQ(cut.mesh.name, std::string(255, 'x'));
     EXPECT_EQ(cut.mesh.path, std::string(1023, 'x'));

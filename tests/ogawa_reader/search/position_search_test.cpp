@@ -393,8 +393,8 @@ TEST(PositionsScan, AgreesWithItsPlainFormOnAdversarialFiles) {
     std::mt19937 generator(11);
     const auto random = [&] { return static_cast<std::uint32_t>(generator()); };
     const auto pick = [&](const auto &values) { return values[random() % std::size(values)]; };
-    const float tame[] = {0.0f, -0.0f, 0.005f, 0.01f,   above(0.01f), 0.25f,
-                          0.5f, 1.0f,  -3.0f,  9999.0f, 10000.0f};
+    const float plain[] = {0.0f, -0.0f, 0.005f, 0.01f,   above(0.01f), 0.25f,
+                           0.5f, 1.0f,  -3.0f,  9999.0f, 10000.0f};
     const float edge[] = {below(0.0001f), 0.0001f, -0.0001f, 1.0f / 3, above(10000.0f),
                           -10000.5f,      1e30f,   nan,      infinity};
     const std::uint64_t sizes[] = {12011, 12012, 12016, 12023, 12024, 12028, 12040, 13000, 9999999, 10000000};
@@ -404,7 +404,7 @@ TEST(PositionsScan, AgreesWithItsPlainFormOnAdversarialFiles) {
         bytes content(16 + random() % 3000);
         const std::uint32_t rarity = 2 + random() % 60;
         for (std::uint64_t at = random() % 4; at + 4 <= content.size(); at += 4)
-            put(content, at, random() % rarity == 0 ? pick(edge) : pick(tame));
+            put(content, at, random() % rarity == 0 ? pick(edge) : pick(plain));
         for (std::uint32_t i = random() % 12; i > 0; --i)
             put(content, random() % (content.size() + 20), pick(sizes));
         archive.store(content);
