@@ -35,6 +35,21 @@ def read_exceptions():
     return exceptions
 
 
+def lines_for_other_processors(text):
+    """The numbers of the lines of kernels that this processor cannot run."""
+    flags = pathlib.Path("/proc/cpuinfo").read_text(encoding="utf-8").split()
+    lines, missing = set(), False
+    for number, line in enumerate(text, 1):
+        target = re.match(r"QEL_TARGET_(\w+) ", line)
+        if target:
+            missing = not {"AVX2": {"avx2"}, "AVX512": {"avx512f", "avx512bw"}}[target[1]] <= set(flags)
+        if missing:
+            lines.add(number)
+        if line == "}":
+            missing = False
+    return lines
+
+
 def main():
     exceptions = read_exceptions()
     totals = [0, 0, 0, 0]
@@ -42,10 +57,11 @@ def main():
     print(f"{'source':<42}{'lines':>7}{'run':>7}{'branches':>10}{'taken':>7}")
     for file in json.load(open(sys.argv[1], encoding="utf-8"))["files"]:
         name = file["file"]
-        text = (ROOT / name).read_text().splitlines()
+        text = (ROOT / name).read_text(encoding="utf-8").splitlines()
         counts = [0, 0, 0, 0]
+        left_out = lines_for_other_processors(text)
         for line in file["lines"]:
-            if line["gcovr/noncode"]:
+            if line["gcovr/noncode"] or line["line_number"] in left_out:
                 continue
             taken = [branch["count"] > 0 for branch in line["branches"] if not branch["throw"]]
             counts = [a + b for a, b in zip(counts, (1, line["count"] > 0, len(taken), sum(taken)))]
