@@ -3,6 +3,7 @@
 #include "qel_archive/object_tree.h"
 
 #include "qel_archive/samples.h"
+#include "qel_archive/shared_headers.h"
 
 #include <algorithm>
 
@@ -121,27 +122,11 @@ status object_reader::read_children(const reference_array &group, object_node &n
 /// Reads the headers of `count` children; null where there are none.
 status object_reader::read_headers(std::uint64_t reference, std::uint64_t count,
                                    const object_headers *&headers) {
-    headers = nullptr;
-    const std::uint64_t *const known =
-        sharing_ == nullptr ? nullptr : sharing_->object_headers.find(reference);
-    if (known != nullptr) {
-        // NOLINTNEXTLINE(performance-no-int-to-ptr)
-        headers = reinterpret_cast<const object_headers *>(static_cast<std::uintptr_t>(*known));
-        return headers->names.count == count ? QEL_ARCHIVE_OK : QEL_ARCHIVE_DAMAGED;
-    }
-    header_bytes data;
-    status outcome = source_.read_data(reference, memory_, data);
-    if (outcome != QEL_ARCHIVE_OK) return outcome;
-    data.size -= std::min(data.size, header_digests);
-    if (count == 0) return data.size == 0 ? QEL_ARCHIVE_OK : QEL_ARCHIVE_DAMAGED;
-    auto *const read = memory_.array<object_headers>(1);
-    if (read == nullptr) return QEL_ARCHIVE_NO_MEMORY;
-    outcome = read_object_headers(data, count, context_, memory_, *read);
-    if (outcome != QEL_ARCHIVE_OK) return outcome;
-    headers = read;
-    const bool kept = sharing_ == nullptr ||
-                      sharing_->object_headers.add(reference, reinterpret_cast<std::uintptr_t>(read));
-    return kept ? QEL_ARCHIVE_OK : QEL_ARCHIVE_NO_MEMORY;
+    const auto parse = [&](const header_bytes &data, object_headers &read) {
+        return read_object_headers(data, count, context_, memory_, read);
+    };
+    return read_headers_once({reference, count, header_digests}, source_, memory_,
+                             sharing_ == nullptr ? nullptr : &sharing_->object_headers, parse, headers);
 }
 
 /// Sets the source of an object that is an instance.

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "qel_archive/properties.h"
 
+#include "qel_archive/shared_headers.h"
+
 #include <algorithm>
 #include <cstring>
 
@@ -145,26 +147,11 @@ status compound_reader::read_compound(std::uint64_t reference, compound &read) {
 /// Reads the headers of `count` properties; null where there are none.
 status compound_reader::read_headers(std::uint64_t reference, std::uint64_t count,
                                      const property_headers *&headers) {
-    headers = nullptr;
-    const std::uint64_t *const known =
-        sharing_ == nullptr ? nullptr : sharing_->property_headers.find(reference);
-    if (known != nullptr) {
-        // NOLINTNEXTLINE(performance-no-int-to-ptr)
-        headers = reinterpret_cast<const property_headers *>(static_cast<std::uintptr_t>(*known));
-        return headers->names.count == count ? QEL_ARCHIVE_OK : QEL_ARCHIVE_DAMAGED;
-    }
-    header_bytes data;
-    status outcome = source_.read_data(reference, memory_, data);
-    if (outcome != QEL_ARCHIVE_OK) return outcome;
-    if (count == 0) return data.size == 0 ? QEL_ARCHIVE_OK : QEL_ARCHIVE_DAMAGED;
-    auto *const read = memory_.array<property_headers>(1);
-    if (read == nullptr) return QEL_ARCHIVE_NO_MEMORY;
-    outcome = read_property_headers(data, count, context_, memory_, *read);
-    if (outcome != QEL_ARCHIVE_OK) return outcome;
-    headers = read;
-    const bool kept = sharing_ == nullptr ||
-                      sharing_->property_headers.add(reference, reinterpret_cast<std::uintptr_t>(read));
-    return kept ? QEL_ARCHIVE_OK : QEL_ARCHIVE_NO_MEMORY;
+    const auto parse = [&](const header_bytes &data, property_headers &read) {
+        return read_property_headers(data, count, context_, memory_, read);
+    };
+    return read_headers_once({reference, count, 0}, source_, memory_,
+                             sharing_ == nullptr ? nullptr : &sharing_->property_headers, parse, headers);
 }
 
 /// Reads the next property of the compound on top of the stack.
