@@ -115,11 +115,18 @@ class ViewTest(ToolTest):
         self.assertEqual(other.array("keys"), files.KEYS)
         self.assertEqual(other.array("identities")[1], ord("B"))
 
-    def test_identities_that_name_their_mesh_are_not_stored(self):
+    def test_identities_name_their_mesh_in_pages_of_archives_and_scenes_and_are_not_stored(self):
         self.qel("convert", HARBOUR, "-o", "out")
         page = self.page("out/scene.bqel")[1]
         self.assertEqual([mesh.get("named", 0) for mesh in page.header["meshes"]], list(range(23)))
         self.assertNotIn("identities", page.blocks)
+        archive = self.page(HARBOUR)[1].header
+        def path(number):
+            return path(archive["objects"][number]["parent"]) + "/" + archive["objects"][number]["name"] if number >= 0 else ""
+        names = {path(mesh["object"]): mesh.get("named", 0) for mesh in archive["meshes"]}
+        scene = [page.header["objects"][mesh["object"]]["name"] for mesh in page.header["meshes"]]
+        self.assertEqual([names[name] for name in scene], list(range(23)))
+        self.assertEqual(sorted(names.values()), list(range(25))) # points and curves come last
         names = [b"%08X" % (2 << 24 | i) for i in range(3)]
         other = self.page(self.file(files.scene([files.mesh(), files.mesh(ids=names)])))[1]
         self.assertEqual([number.to_bytes(8, "little") for number in other.array("identities")[-3:]], names)

@@ -88,6 +88,18 @@ void add_changing(page_model &model, std::vector<std::size_t> &sources, const ar
     }
 }
 
+/// By which number identities name each mesh: as in the scene that convert makes of the polygon meshes, then the others.
+std::vector<std::uint32_t> token_names(const archive_scene &scene) {
+    scene_choice polygons;
+    polygons.points = false;
+    std::vector<std::uint32_t> names(scene.meshes().size());
+    std::uint32_t next = 0;
+    for (const bool polygon : {true, false})
+        for (std::size_t i = 0; i < names.size(); ++i)
+            if (polygons.takes_kind(scene.meshes()[i].kind) == polygon) names[i] = next++;
+    return names;
+}
+
 void add_notes(page_model &model, const archive_scene &scene) {
     const auto note = [&](std::size_t count, const char *rest) {
         if (count > 0)
@@ -106,6 +118,7 @@ page_model load_archive_page(const input_file &file) {
     model.rate = scene->rate();
     outline objects(model, *scene);
     std::vector<std::size_t> sources; // the scene's mesh behind each of the page
+    const std::vector<std::uint32_t> names = token_names(*scene);
     bool moves = false;
     for (std::size_t number = 0; number < scene->meshes().size(); ++number) {
         const scene_mesh &mesh = scene->meshes()[number];
@@ -119,8 +132,10 @@ page_model load_archive_page(const input_file &file) {
             moves = moves || model.meshes.back().moves;
         }
         const auto object = static_cast<std::uint32_t>(objects.place_of(mesh.object));
-        for (std::size_t i = first; i < model.meshes.size(); ++i)
+        for (std::size_t i = first; i < model.meshes.size(); ++i) {
             model.meshes[i].object = object;
+            model.meshes[i].named = names[number];
+        }
     }
     if (moves) model.times = scene->times();
     model.positions_at = [scene, sources](std::size_t mesh, std::size_t frame,

@@ -12,7 +12,7 @@
 namespace qel {
 namespace {
 
-constexpr std::uint32_t components_per_vector = 3;
+constexpr std::uint32_t stored_components = 3;
 constexpr std::uint32_t max_blocks = 32; // later ones are not looked at
 
 struct block_pair {
@@ -56,7 +56,7 @@ std::int32_t ogawa_read_tangent_frame(const ogawa_archive *archive, const ogawa_
     block_pair pair;
     if (!find_pair(archive->file, pair)) return OGAWA_READ_TANGENT_FRAME_NOT_FOUND;
     frame->count = static_cast<std::uint32_t>(pair.tangents.size / unit_vector_blocks.record_size);
-    const std::uint64_t float_count = std::uint64_t{frame->count} * components_per_vector;
+    const std::uint64_t float_count = std::uint64_t{frame->count} * stored_components;
     frame->tangents = heap_array<float>(float_count);
     frame->bitangents = heap_array<float>(float_count);
     if (frame->tangents == nullptr || frame->bitangents == nullptr) {
@@ -66,7 +66,7 @@ std::int32_t ogawa_read_tangent_frame(const ogawa_archive *archive, const ogawa_
     }
     read_vectors(archive->file, pair.tangents, frame->tangents);
     read_vectors(archive->file, pair.bitangents, frame->bitangents);
-    frame->components = components_per_vector;
+    frame->components = stored_components;
     return QEL_OK;
 }
 

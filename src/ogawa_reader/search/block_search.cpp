@@ -6,9 +6,10 @@
 namespace qel {
 namespace {
 
-constexpr std::uint64_t min_bytes_to_end = 24; // of the file from a size word on: the word and four floats
-constexpr std::uint32_t max_size = 5'000'000;
-static_assert(max_size < size_word_end);
+constexpr std::uint64_t min_bytes_to_block_end =
+    24; // of the file from a size word on: the word and four floats
+constexpr std::uint32_t max_block_size = 5'000'000;
+static_assert(max_block_size < size_word_end);
 
 /// Calls `take` with every block in file order, until it returns false.
 template <class Take>
@@ -27,8 +28,8 @@ ogawa::extent block_at(const std::uint8_t *bytes, std::uint64_t at, std::uint64_
                        const block_rule &rule) {
     constexpr ogawa::extent none{0, 0};
     const std::uint64_t size = load<std::uint64_t>(bytes);
-    if (size < rule.min_size || size > max_size || size % rule.record_size != 0) return none;
-    if (at + min_bytes_to_end >= length) return none;
+    if (size < rule.min_size || size > max_block_size || size % rule.record_size != 0) return none;
+    if (at + min_bytes_to_block_end >= length) return none;
     const std::uint8_t *value_at = bytes + sizeof size;
     for (std::uint32_t i = 0; i < rule.tested_count; ++i, value_at += sizeof(float)) {
         const float value = load<float>(value_at);

@@ -10,14 +10,14 @@
 namespace qel {
 namespace {
 
-constexpr std::uint64_t min_size = 12;
-constexpr std::uint64_t max_size = 10'000'000;
+constexpr std::uint64_t min_array_size = 12;
+constexpr std::uint64_t max_array_size = 10'000'000;
 constexpr std::uint64_t min_vectors_size = 1001; // of positions and UVs
-constexpr std::uint64_t max_face_counts_size = 999'999;
-static_assert(max_size < size_word_end);
+constexpr std::uint64_t max_counts_array_size = 999'999;
+static_assert(max_array_size < size_word_end);
 
 bool plausible_size(std::uint64_t size) {
-    return size >= min_size && size <= max_size && size % 4 == 0;
+    return size >= min_array_size && size <= max_array_size && size % 4 == 0;
 }
 
 void weigh_vectors(const float *f, const ogawa::extent &payload, ogawa_mesh_locations *best) {
@@ -42,7 +42,7 @@ void weigh_candidate(const std::uint8_t *bytes, std::uint64_t at, ogawa_mesh_loc
     weigh_vectors(f, {at, size}, best);
     const auto like_face_count = [](std::uint32_t word) { return word >= 3 && word <= 100; };
     if (like_face_count(w[0]) && like_face_count(w[1]) && like_face_count(w[2]) &&
-        size <= max_face_counts_size)
+        size <= max_counts_array_size)
         keep_larger(best->face_counts, {at, size});
 }
 

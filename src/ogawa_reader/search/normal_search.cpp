@@ -15,9 +15,9 @@
 namespace qel {
 namespace {
 
-constexpr std::uint64_t min_size = 10'001;
-constexpr std::uint64_t max_size = 1'999'999;
-constexpr std::uint64_t min_bytes_to_end = 100; // of the file from a block's first byte on
+constexpr std::uint64_t min_normals_size = 10'001;
+constexpr std::uint64_t max_normals_size = 1'999'999;
+constexpr std::uint64_t min_bytes_behind_normals = 100; // of the file from a block's first byte on
 constexpr std::size_t triples_at = sizeof(std::uint64_t) + ogawa::digest_size;
 
 /// False as well where a component is beyond 1.1 in magnitude, infinite or no number.
@@ -28,7 +28,8 @@ bool like_unit_vector(const float *v) {
 
 /// Whether a block of `size` bytes whose size word is at `bytes` holds normals.
 bool holds_normals(const std::uint8_t *bytes, std::uint64_t size) {
-    if (size < min_size || size > max_size || (size - ogawa::digest_size) % ogawa::triple_size != 0)
+    if (size < min_normals_size || size > max_normals_size ||
+        (size - ogawa::digest_size) % ogawa::triple_size != 0)
         return false;
     float sample[6];
     std::memcpy(sample, bytes + triples_at, sizeof sample);
@@ -60,7 +61,7 @@ std::uint64_t mark_sizes(const std::uint8_t *bytes) {
 
 /// A file shorter than the margin has no margin: it ends before a block's sample does.
 normal_search::normal_search(std::uint64_t length)
-    : end_(length < min_bytes_to_end ? length : length - min_bytes_to_end) {}
+    : end_(length < min_bytes_behind_normals ? length : length - min_bytes_behind_normals) {}
 
 void normal_search::look(std::uint64_t at, const byte_view &view) {
     if (view.size < normals_sample_size || at >= end_) return;

@@ -13,8 +13,8 @@ namespace qel {
 namespace {
 
 constexpr std::uint64_t scan_end = 2048; // no size word is looked for at this offset or later
-constexpr std::uint64_t min_payload_size = 12'012;
-constexpr std::uint64_t max_payload_size = 9'999'999;
+constexpr std::uint64_t min_positions_size = 12'012;
+constexpr std::uint64_t max_positions_size = 9'999'999;
 constexpr std::uint32_t min_triples = 100;
 constexpr std::size_t sample_floats = 18;
 constexpr std::size_t tested_floats = 16; // of the sample, the last two are not looked at
@@ -74,7 +74,7 @@ ogawa::extent find_triples(std::FILE *stream) {
     ogawa::extent best = {0, 0};
     for (std::size_t i = 0; i + sample_bytes <= held; ++i) {
         const std::uint64_t size = load<std::uint64_t>(bytes + i);
-        if (size < min_payload_size || size > max_payload_size) continue;
+        if (size < min_positions_size || size > max_positions_size) continue;
         float sample[sample_floats];
         std::memcpy(sample, bytes + i + sizeof size, sizeof sample);
         const ogawa::extent triples = triples_in(sample, size);
