@@ -88,7 +88,7 @@ void add_changing(page_model &model, std::vector<std::size_t> &sources, const ar
     }
 }
 
-/// By which number identities name each mesh: as in the scene that convert makes of the polygon meshes, then the others.
+/// The number by which identities name each mesh: polygon meshes first, as in the scene that convert makes of them.
 std::vector<std::uint32_t> token_names(const archive_scene &scene) {
     scene_choice polygons;
     polygons.points = false;
