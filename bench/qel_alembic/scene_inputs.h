@@ -3,12 +3,11 @@
 // surface, and a flat grid, whose vertices crowd into one layer of cells.
 #pragma once
 
-#include "qel_unit.h"
+#include "support/scenes.h"
 
 #include <cmath>
 #include <cstdint>
 #include <cstdlib>
-#include <cstring>
 #include <vector>
 
 namespace qel::bench {
@@ -48,26 +47,17 @@ struct triangle_mesh {
 };
 
 /// A scene of one processed mesh.
-class bench_scene {
-  public:
+struct bench_scene : test::owned_scene {
     explicit bench_scene(std::size_t vertices, shape form = shape::torus) {
         const triangle_mesh mesh(vertices, form);
-        scene.meshes = static_cast<qel_alembic_mesh *>(std::calloc(1, sizeof(qel_alembic_mesh)));
-        scene.mesh_count = 1;
         scene.fps = 24;
-        qel_alembic_load_raw(mesh.positions.data(), mesh.vertex_count(), mesh.indices.data(),
-                             mesh.face_count(), "mesh", scene.meshes);
+        add_mesh(mesh.positions, mesh.indices);
     }
-    ~bench_scene() { qel_alembic_free(&scene); }
-    bench_scene(const bench_scene &) = delete;
-    bench_scene &operator=(const bench_scene &) = delete;
 
     void drop_index() {
         std::free(scene.hash);
         scene.hash = nullptr;
     }
-
-    qel_alembic_file scene = {};
 };
 
 } // namespace qel::bench

@@ -7,6 +7,7 @@
 #include "support/rows.h"
 #include "support/side_by_side.h"
 #include "support/temp_folder.h"
+#include "support/units.h"
 
 #include <boost/unordered/unordered_flat_map.hpp>
 
@@ -19,15 +20,15 @@ namespace {
 
 void create(benchmark::State &state, std::size_t count, double model_target, bool against_fill) {
     const token_arrays arrays(count);
-    qel_unit ours = {}, plain = {};
+    test::owned_unit ours, plain;
     arrays.create_with(qel_unit_create, ours);
     arrays.create_with(baseline::create, plain);
     const bool same = same_units(ours, plain);
-    release(ours);
-    release(plain);
+    ours.reset();
+    plain.reset();
     if (!agree(state, same, "the plain unit differs")) return;
-    side_by_side rounds(state, {[&] { arrays.create_with(qel_unit_create, ours); }, [&] { release(ours); }});
-    rounds.model({[&] { arrays.create_with(baseline::create, plain); }, [&] { release(plain); }},
+    side_by_side rounds(state, {[&] { arrays.create_with(qel_unit_create, ours); }, [&] { ours.reset(); }});
+    rounds.model({[&] { arrays.create_with(baseline::create, plain); }, [&] { plain.reset(); }},
                  model_target);
     if (against_fill)
         rounds.limit("filling 64 MiB of huge pages", {[] { huge_memory(std::size_t{64} << 20).fill(); }},
@@ -47,13 +48,12 @@ void create_millions(benchmark::State &state) {
 
 /// A unit file of the arrays' tokens in random order.
 std::string shuffled_file(const test::temp_folder &folder, const token_arrays &arrays) {
-    qel_unit unit = {};
+    test::owned_unit unit;
     arrays.create_with(qel_unit_create, unit);
     std::mt19937 random(7);
     std::shuffle(unit.tokens, unit.tokens + unit.count, random);
     std::string path = folder.file("shuffled.qel");
     qel_unit_save(path.c_str(), &unit);
-    release(unit);
     return path;
 }
 
@@ -61,17 +61,17 @@ void load(benchmark::State &state, std::size_t count) {
     const test::temp_folder folder;
     const token_arrays arrays(count);
     const std::string path = shuffled_file(folder, arrays);
-    qel_unit ours = {}, plain = {}, created = {};
+    test::owned_unit ours, plain, created;
     qel_unit_load(path.c_str(), &ours);
     baseline::load(path.c_str(), &plain);
     const bool same = same_units(ours, plain);
-    release(ours);
-    release(plain);
+    ours.reset();
+    plain.reset();
     if (!agree(state, same, "the plain unit differs")) return;
-    side_by_side(state, {[&] { qel_unit_load(path.c_str(), &ours); }, [&] { release(ours); }})
-        .model({[&] { baseline::load(path.c_str(), &plain); }, [&] { release(plain); }}, 6)
+    side_by_side(state, {[&] { qel_unit_load(path.c_str(), &ours); }, [&] { ours.reset(); }})
+        .model({[&] { baseline::load(path.c_str(), &plain); }, [&] { plain.reset(); }}, 6)
         .limit("create of the same, sorted",
-               {[&] { arrays.create_with(qel_unit_create, created); }, [&] { release(created); }}, 2)
+               {[&] { arrays.create_with(qel_unit_create, created); }, [&] { created.reset(); }}, 2)
         .measure();
 }
 
@@ -145,18 +145,17 @@ void look_up(benchmark::State &state, const std::vector<std::uint64_t> &present,
 
 void look_up_keys(benchmark::State &state) {
     const token_arrays arrays(sized(1000000, 2000));
-    qel_unit unit = {};
+    test::owned_unit unit;
     arrays.create_with(qel_unit_create, unit);
     look_up(
         state, arrays.mortons, [&](std::uint64_t key) { return qel_unit_lookup_morton(&unit, key); },
         [&](std::uint64_t key) { return baseline::lookup_morton(&unit, key); });
-    release(unit);
 }
 
 /// The maps' keys are the identities' eight bytes as one number: the best that a user could do.
 void look_up_identities(benchmark::State &state) {
     const token_arrays arrays(sized(1000000, 2000));
-    qel_unit unit = {};
+    test::owned_unit unit;
     arrays.create_with(qel_unit_create, unit);
     std::vector<std::uint64_t> words(arrays.mortons.size());
     std::memcpy(words.data(), arrays.hex_ids.data(), arrays.hex_ids.size());
@@ -168,12 +167,11 @@ void look_up_identities(benchmark::State &state) {
         [&](const std::uint64_t &id) {
             return baseline::lookup_hex(&unit, reinterpret_cast<const char *>(&id));
         });
-    release(unit);
 }
 
 void nearest(benchmark::State &state, std::int32_t k, std::size_t queries, double target) {
     const token_arrays arrays(sized(1000000, 2000));
-    qel_unit unit = {};
+    test::owned_unit unit;
     arrays.create_with(qel_unit_create, unit);
     std::mt19937_64 random(13);
     std::vector<std::uint64_t> keys(queries);
@@ -199,7 +197,6 @@ void nearest(benchmark::State &state, std::int32_t k, std::size_t queries, doubl
                    }},
                    target)
             .measure();
-    release(unit);
 }
 
 void nearest_few(benchmark::State &state) {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Tokens to build units from, and units that release themselves.
+// Tokens to build units from.
 #pragma once
 
 #include "qel_unit.h"
@@ -43,12 +43,6 @@ struct token_arrays {
     std::vector<std::uint64_t> payloads;
     std::vector<std::uint8_t> layers;
 };
-
-inline void release(qel_unit &unit) {
-    qel_unit_free(&unit);
-    std::free(unit.order);
-    unit = {};
-}
 
 inline bool same_units(const qel_unit &a, const qel_unit &b) {
     const auto same_index = [](const qel_hash_index &x, const qel_hash_index &y) {

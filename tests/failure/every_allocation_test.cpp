@@ -5,12 +5,12 @@
 #include "ogawa_reader/cache/cache_cases.h"
 #include "ogawa_reader/container/archive_in_memory.h"
 #include "ogawa_reader/container/stored_archive.h"
-#include "qel_alembic/scene_maker.h"
 #include "qel_unit/agents/agent_fixture.h"
-#include "qel_unit/unit_fixture.h"
 #include "support/archive_writer.h"
 #include "support/failing_heap.h"
 #include "support/mesh_maker.h"
+#include "support/scenes.h"
+#include "support/units.h"
 
 #include <gtest/gtest.h>
 

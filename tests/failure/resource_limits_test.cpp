@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: MIT
 // The library at the limits of the system: a full address space, a full disk, a folder without permission to write.
 #include "ogawa_reader/container/stored_archive.h"
-#include "qel_alembic/scene_maker.h"
 #include "qel_unit/agents/agent_fixture.h"
-#include "qel_unit/unit_fixture.h"
 #include "support/archive_writer.h"
 #include "support/mesh_maker.h"
+#include "support/scenes.h"
+#include "support/units.h"
 
 #include <gtest/gtest.h>
 

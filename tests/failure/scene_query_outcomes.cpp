@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "failure/outcomes.h"
-#include "qel_alembic/scene_maker.h"
+#include "support/scenes.h"
 
 #include <memory>
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "failure/outcomes.h"
-#include "qel_unit/unit_fixture.h"
 #include "support/failing_write.h"
+#include "support/units.h"
 
 namespace qel::test {
 namespace {

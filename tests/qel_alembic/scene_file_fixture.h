@@ -2,7 +2,7 @@
 // What the tests of saving and loading scenes share.
 #pragma once
 
-#include "qel_alembic/scene_maker.h"
+#include "support/scenes.h"
 #include "support/temp_folder.h"
 
 #include <gtest/gtest.h>

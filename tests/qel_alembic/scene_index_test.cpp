@@ -3,8 +3,8 @@
 
 #include "common/heap.h"
 #include "model/scene_model.h"
-#include "qel_alembic/scene_maker.h"
 #include "support/failing_heap.h"
+#include "support/scenes.h"
 
 #include <gtest/gtest.h>
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "qel_alembic/scene_maker.h"
+#include "support/scenes.h"
 
 #include <gtest/gtest.h>
 

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 // Scene files that are cut short or have wrong counts, and loads that run out of memory.
 #include "model/scene_model.h"
-#include "qel_alembic/scene_maker.h"
 #include "support/failing_heap.h"
+#include "support/scenes.h"
 #include "support/temp_folder.h"
 
 #include <gtest/gtest.h>

@@ -3,8 +3,8 @@
 // holds. The bound is zero here, so that a few records reach it instead of many millions.
 #include "qel_alembic/scene_format.h"
 #include "qel_alembic/scene_load.h"
-#include "qel_alembic/scene_maker.h"
 #include "support/failing_heap.h"
+#include "support/scenes.h"
 #include "support/temp_folder.h"
 
 #include <gtest/gtest.h>

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 // The nearest query of a scene.
 #include "model/scene_model.h"
-#include "qel_alembic/scene_maker.h"
 #include "support/failing_heap.h"
+#include "support/scenes.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-#include "qel_alembic/scene_maker.h"
 #include "support/failing_heap.h"
+#include "support/scenes.h"
 
 #include <gtest/gtest.h>
 

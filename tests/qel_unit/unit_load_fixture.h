@@ -2,7 +2,7 @@
 // What the tests of loading and sorting units share.
 #pragma once
 
-#include "qel_unit/unit_fixture.h"
+#include "support/units.h"
 
 #include <gtest/gtest.h>
 

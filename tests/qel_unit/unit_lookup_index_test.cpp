@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Lookups in indexes whose nodes are not in the order of the tokens. No built unit has such an index.
-#include "qel_unit/unit_fixture.h"
+#include "support/units.h"
 
 #include <gtest/gtest.h>
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Access by number, exact lookups and the scan by layer.
 #include "model/unit_model.h"
-#include "qel_unit/unit_fixture.h"
+#include "support/units.h"
 
 #include <gtest/gtest.h>
 

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 // The nearest query of a unit.
 #include "model/unit_model.h"
-#include "qel_unit/unit_fixture.h"
 #include "support/failing_heap.h"
+#include "support/units.h"
 
 #include <gtest/gtest.h>
 

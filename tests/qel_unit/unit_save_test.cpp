@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "qel_unit/unit_format.h"
 
-#include "qel_unit/unit_fixture.h"
 #include "support/failing_write.h"
+#include "support/units.h"
 
 #include <gtest/gtest.h>
 

@@ -2,8 +2,8 @@
 #include "qel_unit/unit_store.h"
 
 #include "model/unit_model.h"
-#include "qel_unit/unit_fixture.h"
 #include "support/failing_heap.h"
+#include "support/units.h"
 
 #include <gtest/gtest.h>
 

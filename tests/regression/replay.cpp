@@ -4,13 +4,13 @@
 #include "common/heap.h"
 #include "model/archive_comparison.h"
 #include "ogawa_reader/cache/cache_cases.h"
-#include "qel_alembic/scene_maker.h"
 #include "qel_archive.h"
 #include "qel_unit/agents/agent_fixture.h"
-#include "qel_unit/unit_fixture.h"
 #include "support/archive_schemas.h"
 #include "support/failing_heap.h"
 #include "support/mesh_maker.h"
+#include "support/scenes.h"
+#include "support/units.h"
 
 #include <gtest/gtest.h>
 
