@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""Archives of other programs, where there is a folder of them beside the checkout: `info`, `dump` and `convert` on each.
+"""Archives of other programs, where there is a folder of them: `info`, `dump` and `convert` on each.
 Run by itself it prints a table."""
 
 import json
@@ -8,12 +8,11 @@ import struct
 import time
 import unittest
 
+from archive_folder import FOLDER, needs_real_archives
 from convert_whole_test import SceneFile, WholeToolTest
 
-FOLDER = os.path.join(os.environ["SOURCE"], "../shared/archives")
 
-
-@unittest.skipUnless(os.path.isdir(FOLDER), "there is no folder of archives beside the checkout")
+@needs_real_archives
 class RealArchivesTest(WholeToolTest):
     def test_info_dump_and_convert_agree_on_each(self):
         names = sorted(name for name in os.listdir(FOLDER) if name.endswith(".abc"))

@@ -1,16 +1,13 @@
 # SPDX-License-Identifier: MIT
-"""The page of `qel view` in headless Chromium where something is missing or wrong, and on every archive at hand.
-
-ARCHIVES is a folder of archives that are not part of the project; its tests are skipped where it is absent."""
+"""The page of `qel view` in headless Chromium where something is missing or wrong, and on every archive at hand."""
 
 import glob
 import os
 import re
 import unittest
 
+from archive_folder import FOLDER, needs_real_archives
 from view_page import ESCAPE, PageTest
-
-ARCHIVES = os.environ.get("ARCHIVES") or os.path.join(os.path.dirname(os.path.abspath(__file__)), "../../../shared/archives")
 
 
 class SentenceTest(PageTest):
@@ -69,7 +66,7 @@ class SentenceTest(PageTest):
             self.assertEqual(browser.complaints(), [], name)
 
 
-@unittest.skipUnless(os.path.isdir(ARCHIVES), "no folder of archives is given")
+@needs_real_archives
 class ArchivesTest(PageTest):
     def check_last_frame(self, browser, name):
         self.until(lambda: "unpacking" not in browser.text("#frame-text"), "frames stay packed")
@@ -80,7 +77,7 @@ class ArchivesTest(PageTest):
         self.assertNotEqual(self.half(browser, "#mesh-pane", "archive-last-" + name), first, name)
 
     def test_every_archive_opens_and_is_drawn_or_told_to_be_empty(self):
-        paths = sorted(glob.glob(os.path.join(ARCHIVES, "*.abc")))
+        paths = sorted(glob.glob(os.path.join(FOLDER, "*.abc")))
         self.assertGreater(len(paths), 5)
         browser = self.browse("torus")
         for number, path in enumerate(paths):
