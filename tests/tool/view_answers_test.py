@@ -52,13 +52,16 @@ class SearchTest(PageTest):
 
     def test_enter_finds_the_next_one(self):
         browser = self.browse("harbour")
-        meshes = set()
-        self.search(browser, "00000003")
-        for _ in range(4):
-            meshes.add(browser.run("return document.querySelector('#card small').title"))
+        card, _ = self.search(browser, "47, 0, 23")
+        self.assertIn("Shares its cell with 5 other tokens.", card)
+        found = []
+        for _ in range(7):
+            found.append(browser.run("return document.querySelector('#card small').title + ' ' + document.querySelector('#card h3 span').innerText"))
             browser.run("document.getElementById('find').focus()")
             browser.press(ENTER)
-        self.assertEqual(len(meshes), 4)
+            self.assertEqual(browser.text("#found"), "Enter finds the next one.")
+        self.assertEqual(len(set(found)), 6, found)
+        self.assertEqual(found[6], found[0])
 
     def test_the_nearest_tokens_are_those_that_qel_nearest_tells(self):
         browser = self.browse("torus")
