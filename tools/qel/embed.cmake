@@ -9,7 +9,7 @@ foreach(part IN LISTS PARTS)
   string(APPEND ${kind} "${text}")
 endforeach()
 
-set(source "// Made from the files of tools/qel/page.\n#include \"page.h\"\n\nnamespace tool {\n")
+set(source "// Made from the files of tools/qel/page.\n#include \"view/page.h\"\n\nnamespace tool {\n")
 foreach(kind html css js)
   string(REGEX REPLACE "([0-9a-f][0-9a-f])" "0x\\1," bytes "${${kind}}")
   string(LENGTH "${${kind}}" digits)

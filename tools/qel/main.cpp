@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 // qel: looks into units, scenes, mesh caches, agent directories and archives. See qel.1.
-#include "help.h"
-#include "input.h"
-#include "messages.h"
-#include "options.h"
+#include "files/input.h"
+#include "terminal/help.h"
+#include "terminal/messages.h"
+#include "terminal/options.h"
 
 #include <CLI/CLI.hpp>
 

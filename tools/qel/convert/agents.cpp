@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-#include "job.h"
-#include "step.h"
+#include "convert/job.h"
+#include "convert/step.h"
 
 #include <cerrno>
 #include <cstdio>

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
-#include "job.h"
+#include "convert/job.h"
 
-#include "step.h"
-#include "text.h"
+#include "convert/step.h"
+#include "terminal/text.h"
 
 #include <filesystem>
 

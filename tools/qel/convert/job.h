@@ -2,8 +2,8 @@
 // The conversion of an archive and its steps.
 #pragma once
 
-#include "examined.h"
-#include "result_folder.h"
+#include "convert/result_folder.h"
+#include "examine/examined.h"
 
 #include <memory>
 #include <string>

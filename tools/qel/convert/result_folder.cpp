@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
-#include "result_folder.h"
+#include "convert/result_folder.h"
 
-#include "place.h"
-#include "step.h"
+#include "convert/step.h"
+#include "files/place.h"
 
 #include <cerrno>
 #include <cstring>

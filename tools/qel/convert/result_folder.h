@@ -2,7 +2,7 @@
 // The folder of a conversion's results, which never keeps half of them.
 #pragma once
 
-#include "interruption.h"
+#include "files/interruption.h"
 
 #include <cstdint>
 #include <filesystem>

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
-#include "step.h"
+#include "convert/step.h"
 
-#include "text.h"
+#include "terminal/text.h"
 
 #include <qel_unit.h>
 

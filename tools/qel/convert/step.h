@@ -2,7 +2,7 @@
 // What every step of a conversion shares: a report with its time, and failures that say what went wrong.
 #pragma once
 
-#include "status.h"
+#include "examine/status.h"
 
 #include <chrono>
 #include <cstdint>

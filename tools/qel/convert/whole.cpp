@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
-#include "whole.h"
+#include "convert/whole.h"
 
-#include "step.h"
-#include "text.h"
+#include "convert/step.h"
+#include "terminal/text.h"
 
 #include <algorithm>
 #include <filesystem>

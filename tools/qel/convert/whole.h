@@ -2,8 +2,8 @@
 // The conversion of a whole archive, read by what it says: every visible mesh, where it stands, at every sample.
 #pragma once
 
-#include "archive_scene.h"
-#include "job.h"
+#include "convert/job.h"
+#include "examine/archive_scene.h"
 
 #include <climits>
 #include <optional>

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
-#include "step.h"
-#include "text.h"
-#include "whole.h"
+#include "convert/step.h"
+#include "convert/whole.h"
+#include "terminal/text.h"
 
 #include <cmath>
 #include <cstring>

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-#include "step.h"
-#include "whole.h"
+#include "convert/step.h"
+#include "convert/whole.h"
 
 #include <cerrno>
 #include <cstdio>

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Which meshes, which frames, and under which names.
-#include "text.h"
-#include "whole.h"
+#include "convert/whole.h"
+#include "terminal/text.h"
 
 #include <algorithm>
 #include <cmath>

@@ -1,0 +1,143 @@
+// SPDX-License-Identifier: MIT
+#include "examine/examined.h"
+#include "terminal/text.h"
+
+#include <cmath>
+
+namespace tool {
+
+namespace {
+
+constexpr std::uint64_t header_bytes = 64, mesh_bytes = 101, frame_bytes = 12;
+
+std::uint64_t bytes_needed(const qel_alembic_file &scene) {
+    std::uint64_t bytes = header_bytes;
+    for (std::uint32_t i = 0; i < scene.mesh_count; ++i)
+        bytes += mesh_bytes + std::uint64_t{scene.meshes[i].face_count} * 12 +
+                 std::uint64_t{scene.meshes[i].vertex_count} *
+                     (12 + sizeof(qel_alembic_vertex) + sizeof(qel_alembic_token));
+    for (std::uint32_t i = 0; i < scene.frame_count; ++i) {
+        bytes += frame_bytes;
+        for (std::uint32_t m = 0; m < scene.frames[i].mesh_count; ++m)
+            bytes += 4 + std::uint64_t{scene.frames[i].meshes[m].vertex_count} * 12;
+    }
+    return bytes;
+}
+
+void check_vertices(report &about, const std::string &name, const qel_alembic_mesh &mesh) {
+    tally cells, levels, states, norms, keys, moved;
+    for (std::uint32_t i = 0; i < mesh.vertex_count; ++i) {
+        const qel_alembic_vertex &vertex = mesh.vertices[i];
+        if (vertex.matrix_x > 47 || vertex.matrix_y > 47 || vertex.matrix_z > 47) cells.found(i);
+        if (vertex.k11_level < -11 || vertex.k11_level > 11) levels.found(i);
+        if (vertex.i_state < -1 || vertex.i_state > 2) states.found(i);
+        if (!std::isfinite(vertex.phi_norm) || !std::isfinite(vertex.em_coupling)) norms.found(i);
+        if (vertex.morton != mesh.tokens[i].morton) keys.found(i);
+        if (std::memcmp(vertex.position, mesh.positions + std::size_t{i} * 3, sizeof vertex.position) != 0)
+            moved.found(i);
+    }
+    const std::string noun = name + " vertex";
+    cells.tell(about, noun.c_str(), "a cell outside the lattice");
+    levels.tell(about, noun.c_str(), "a level outside -11..11");
+    states.tell(about, noun.c_str(), "an impossible state");
+    norms.tell(about, noun.c_str(), "a norm or coupling that is not finite");
+    keys.tell(about, noun.c_str(), "another key than its token");
+    moved.tell(about, noun.c_str(), "another position than the mesh");
+}
+
+void check_mesh(report &about, const std::string &name, const qel_alembic_mesh &mesh) {
+    if (std::memchr(mesh.name, '\0', sizeof mesh.name) == nullptr) about.problem(name + "'s name has no end");
+    if (mesh.vertex_count == 0) about.problem(name + " has no vertices");
+    if (mesh.positions == nullptr || mesh.vertices == nullptr || mesh.tokens == nullptr ||
+        (mesh.face_count > 0 && mesh.indices == nullptr)) {
+        about.problem(name + " is not there");
+        return;
+    }
+    check_box(about, name + "'s bounds", mesh.bounds, mesh.bounds + 3);
+    check_finite(about, name + " position", mesh.positions, mesh.vertex_count);
+    check_indices(about, name + " triangle", mesh.indices, std::uint64_t{mesh.face_count} * 3,
+                  mesh.vertex_count);
+    check_vertices(about, name, mesh);
+}
+
+void check_frame(report &about, const qel_alembic_frame &frame, std::uint32_t number) {
+    const std::string name = "frame " + std::to_string(number);
+    if (!std::isfinite(frame.time)) about.problem(name + "'s time is not finite");
+    if (frame.mesh_count > 0 && frame.meshes == nullptr) {
+        about.problem(name + " is not there");
+        return;
+    }
+    for (std::uint32_t i = 0; i < frame.mesh_count; ++i) {
+        const qel_alembic_mesh &mesh = frame.meshes[i];
+        if (mesh.positions == nullptr && mesh.vertex_count > 0)
+            about.problem(name + " lacks the positions of mesh " + std::to_string(i));
+        else
+            check_finite(about, name + " position", mesh.positions, mesh.vertex_count);
+    }
+}
+
+void check_scene(report &about, const qel_alembic_file &scene, const input_file &file) {
+    const std::uint64_t needed = bytes_needed(scene);
+    compare_sizes(about, file.size(), needed);
+    if (file.size() < needed) { // what is missing was read as zeros, perhaps gigabytes of them
+        about.readable = false;
+        return;
+    }
+    if (scene.mesh_count == 0) about.problem("it has no meshes");
+    for (std::uint32_t i = 0; i < scene.mesh_count; ++i)
+        check_mesh(about, "mesh " + std::to_string(i), scene.meshes[i]);
+    for (std::uint32_t i = 0; i < scene.frame_count; ++i)
+        check_frame(about, scene.frames[i], i);
+    if (!std::isfinite(scene.fps) || !std::isfinite(scene.time_start) || !std::isfinite(scene.time_end))
+        about.problem("its times are not finite");
+    const auto claimed = head_number<std::uint64_t>(file, 16);
+    if (claimed != 0 && claimed != scene.total_vertices &&
+        scene.mesh_count > 0) // 0: saved without an index built
+        about.problem("its header counts " + std::to_string(claimed) + " vertices, its meshes " +
+                      std::to_string(scene.total_vertices));
+}
+
+void load_scene(const input_file &file, qel_alembic_file &scene) {
+    must_be_zero(file, qel_alembic_load(file.path(), &scene),
+                 {{QEL_ALEMBIC_LOAD_CANNOT_OPEN, "cannot be opened"},
+                  {QEL_ALEMBIC_LOAD_NOT_A_SCENE, "its header is cut short"},
+                  {QEL_ALEMBIC_LOAD_UNKNOWN_VERSION, "its version is not supported"},
+                  {QEL_ALEMBIC_LOAD_NO_MEMORY, "not enough memory for what its counts say"}});
+}
+
+void scene_facts(report &about, scene_record &scene) {
+    about.fact("version", scene->version);
+    about.fact("flags", scene->flags);
+    about.fact("meshes", scene->mesh_count);
+    about.fact("vertices", scene->total_vertices);
+    about.fact("tokens", scene->total_tokens);
+    std::uint64_t triangles = 0; // the header holds what its maker set
+    for (std::uint32_t i = 0; i < scene->mesh_count; ++i)
+        triangles += scene->meshes[i].face_count;
+    about.fact("triangles", triangles);
+    about.fact("frames", scene->frame_count);
+    about.fact("time", format("%g to %g at %g per second", double{scene->time_start}, double{scene->time_end},
+                              double{scene->fps}));
+    constexpr std::uint32_t listed = 20; // a hostile file may have millions
+    for (std::uint32_t i = 0; i < std::min(scene->mesh_count, listed); ++i) {
+        const qel_alembic_mesh &mesh = scene->meshes[i];
+        about.fact("mesh " + std::to_string(i),
+                   format("\"%s\", %s, %s, layer %u, %s",
+                          printable(mesh.name, strnlen(mesh.name, sizeof mesh.name)).c_str(),
+                          counted(mesh.vertex_count, "vertex").c_str(),
+                          counted(mesh.face_count, "triangle").c_str(), unsigned{mesh.layer},
+                          box_text(mesh.bounds, mesh.bounds + 3).c_str()));
+    }
+    if (scene->mesh_count > listed) about.fact("more meshes", scene->mesh_count - listed);
+}
+
+} // namespace
+
+void examine_scene(examined &what) {
+    if (what.file.size() < header_bytes) return what.about.fatal("its header is cut short");
+    load_scene(what.file, *what.scene.get());
+    scene_facts(what.about, what.scene);
+    check_scene(what.about, *what.scene.get(), what.file);
+}
+
+} // namespace tool

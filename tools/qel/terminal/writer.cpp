@@ -1,0 +1,180 @@
+// SPDX-License-Identifier: MIT
+#include "terminal/writer.h"
+
+#include "terminal/text.h"
+
+#include <cmath>
+#include <cstdio>
+
+namespace tool {
+
+namespace {
+
+std::string quoted(const char *value, std::size_t size) {
+    std::string text = "\"";
+    for (std::size_t i = 0; i < size; ++i) {
+        const auto byte = static_cast<unsigned char>(value[i]);
+        if (byte == '"' || byte == '\\')
+            text += std::string("\\") + value[i];
+        else if (byte < 0x20 || byte > 0x7E)
+            text += format("\\u%04x", byte);
+        else
+            text += value[i];
+    }
+    return text + "\"";
+}
+
+std::string real_text(double value, int digits) {
+    return std::isfinite(value) ? format("%.*g", digits, value) : "null";
+}
+
+} // namespace
+
+writer::~writer() {
+    if (style_ == style::json) std::putchar('\n');
+}
+
+void writer::open(const char *name, bool list, bool row) {
+    const bool inside_row = !levels_.empty() && levels_.back().row;
+    const std::size_t path = path_.size();
+    begin(name);
+    if (style_ == style::json) std::putchar(list ? '[' : '{');
+    levels_.push_back({list, row || inside_row, 0, path});
+}
+
+void writer::close() {
+    const level ended = levels_.back();
+    levels_.pop_back();
+    path_.resize(ended.path);
+    if (style_ != style::json) return;
+    if (ended.list && !ended.row && ended.items > 0) std::putchar('\n');
+    std::putchar(ended.list ? ']' : '}');
+}
+
+/// What stands before a value: in JSON the comma, the line and the name, in lines the path.
+void writer::begin(const char *name) {
+    const std::uint64_t number = levels_.empty() ? 0 : levels_.back().items++;
+    const bool list = !levels_.empty() && levels_.back().list;
+    if (style_ == style::json) {
+        if (number > 0) std::fputs(levels_.back().row || list ? "," : ", ", stdout);
+        if (list && !levels_.back().row) std::putchar('\n');
+        if (name != nullptr) std::printf("\"%s\": ", name);
+    } else if (list) {
+        path_ += "[" + std::to_string(number) + "]";
+    } else if (name != nullptr) {
+        path_ += (path_.empty() ? "" : ".") + std::string(name);
+    }
+}
+
+void writer::put(const char *name, const std::string &value) {
+    const std::size_t path = path_.size();
+    begin(name);
+    if (style_ == style::json)
+        std::fputs(value.c_str(), stdout);
+    else
+        std::printf("%s = %s\n", path_.c_str(), value.c_str());
+    path_.resize(path);
+}
+
+void writer::put_digits(const char *name, const std::string &digits) {
+    put(name, style_ == style::json ? '"' + digits + '"' : digits);
+}
+
+void writer::text(const char *name, const std::string &value) {
+    put(name, quoted(value.data(), value.size()));
+}
+
+void writer::words(const char *name, const std::string &value) {
+    std::string text = "\"";
+    for (const char letter : printable(value)) {
+        if (letter == '"' || letter == '\\') text += '\\';
+        text += letter;
+    }
+    put(name, text + "\"");
+}
+
+void writer::truth(const char *name, bool value) {
+    put(name, value ? "true" : "false");
+}
+
+void writer::bytes(const char *name, const char *value, std::size_t size) {
+    std::size_t length = 0;
+    while (length < size && value[length] != '\0')
+        ++length;
+    put(name, quoted(value, length));
+}
+
+void writer::opaque(const char *name, const std::uint8_t *bytes, std::size_t size) {
+    std::string digits;
+    for (std::size_t i = 0; i < size; ++i)
+        digits += format("%02X", bytes[i]);
+    text(name, digits);
+}
+
+void writer::number(const char *name, std::int32_t value) {
+    put(name, std::to_string(value));
+}
+void writer::count(const char *name, std::uint32_t value) {
+    put(name, std::to_string(value));
+}
+void writer::wide(const char *name, std::int64_t value) {
+    put_digits(name, std::to_string(value));
+}
+void writer::wide(const char *name, std::uint64_t value) {
+    put_digits(name, std::to_string(value));
+}
+void writer::real(const char *name, float value) {
+    put(name, real_text(double{value}, 9));
+}
+void writer::real(const char *name, double value) {
+    put(name, real_text(value, 17));
+}
+
+void writer::row(const char *name, const float *values, std::size_t size) {
+    if (style_ == style::lines) { // one line for a vector
+        std::string line;
+        for (std::size_t i = 0; i < size; ++i)
+            line += (i > 0 ? " " : "") + real_text(double{values[i]}, 9);
+        put(name, line);
+        return;
+    }
+    open_row(name);
+    for (std::size_t i = 0; i < size; ++i)
+        real(nullptr, values[i]);
+    close();
+}
+
+void writer::row(const char *name, const double *values, std::size_t size) {
+    if (style_ == style::lines) {
+        std::string line;
+        for (std::size_t i = 0; i < size; ++i)
+            line += (i > 0 ? " " : "") + real_text(values[i], 17);
+        put(name, line);
+        return;
+    }
+    open_row(name);
+    for (std::size_t i = 0; i < size; ++i)
+        real(nullptr, values[i]);
+    close();
+}
+
+void writer::row(const char *name, const std::uint32_t *values, std::size_t size) {
+    if (style_ == style::lines) {
+        std::string line;
+        for (std::size_t i = 0; i < size; ++i)
+            line += (i > 0 ? " " : "") + std::to_string(values[i]);
+        put(name, line);
+        return;
+    }
+    open_row(name);
+    for (std::size_t i = 0; i < size; ++i)
+        count(nullptr, values[i]);
+    close();
+}
+
+void writer::row(const char *name, const std::uint8_t *values, std::size_t size) {
+    const std::vector<std::uint32_t> wide(values, values + size);
+    row(name, wide.data(), wide.size());
+}
+
+} // namespace tool
