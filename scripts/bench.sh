@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# Builds the benchmarks, runs them and prints the table; a whole run also writes it into docs/benchmarks.md.
+# Builds the benchmarks, runs them and prints the table; a whole run also writes it into docs/benchmarks.md. It waits up to
+# five minutes for a load average below 0.3 and writes "busy" into the page where that did not come.
 # Usage: scripts/bench.sh [FILTER]   only the rows that the regular expression matches; nothing is written
 #        scripts/bench.sh --quick    tiny inputs, one round: shows that every row runs; nothing is written
 # Files are made below TMPDIR.
@@ -13,5 +14,8 @@ options=(--benchmark_out="$results" --benchmark_out_format=json)
 case ${1:-} in
 --quick) "$program" --quick "${options[@]}" && python3 bench/table.py "$results" >/dev/null ;;
 ?*) "$program" --benchmark_filter="$1" "${options[@]}" && python3 bench/table.py "$results" ;;
-*) "$program" "${options[@]}" && python3 bench/table.py "$results" docs/benchmarks.md ;;
+*)
+    look_at_load
+    "$program" "${options[@]}" && python3 bench/table.py "$results" docs/benchmarks.md
+    ;;
 esac

@@ -30,5 +30,24 @@ build_for_install() {
     cmake --build build/package "$@"
 }
 
+# look_at_load: waits up to five minutes until the load average of a minute is below 0.3, and says in QEL_BENCH_MACHINE
+# what the machine was like when it began; bench/page.py puts that into the page.
+look_at_load() {
+    local load deadline=$((SECONDS + 300))
+    while :; do
+        read -r load _ </proc/loadavg
+        if awk -v load="$load" 'BEGIN { exit !(load < 0.3) }'; then
+            export QEL_BENCH_MACHINE="idle, load average $load at the start"
+            break
+        fi
+        if [ "$SECONDS" -ge "$deadline" ]; then
+            export QEL_BENCH_MACHINE="**busy**, load average $load at the start"
+            break
+        fi
+        sleep 5
+    done
+    echo "machine: $QEL_BENCH_MACHINE" >&2
+}
+
 readonly build_packages=(g++ cmake ninja-build libgtest-dev python3)
 readonly fuzz_targets=(unit_file archive archive_structure scene_file mesh_cache agents mesh_records scene_records)

@@ -64,28 +64,29 @@ std::size_t side_by_side::add(contender way) {
     return ways_.size() - 1;
 }
 
-side_by_side &side_by_side::add_rival(const std::string &label, std::size_t way, std::size_t reference,
-                                      double target, sense wanted, bool may_rest) {
-    rivals_.push_back({label, target, wanted, way, reference, may_rest});
+side_by_side &side_by_side::add_rival(const std::string &kind, const std::string &name, std::size_t way,
+                                      std::size_t reference, double target) {
+    const sense wanted = kind == "limit" ? sense::at_most : sense::at_least;
+    rivals_.push_back({kind, name, target, wanted, way, reference, kind == "model"});
     return *this;
 }
 
 side_by_side &side_by_side::model(contender plain, double at_least) {
-    return add_rival("model", add(std::move(plain)), 0, at_least, sense::at_least, true);
+    return add_rival("model", "", add(std::move(plain)), 0, at_least);
 }
 
 side_by_side &side_by_side::model_at(const std::string &size, contender ours, contender plain,
                                      double at_least) {
     const std::size_t reference = add(std::move(ours));
-    return add_rival("model|" + size, add(std::move(plain)), reference, at_least, sense::at_least, true);
+    return add_rival("model", size, add(std::move(plain)), reference, at_least);
 }
 
 side_by_side &side_by_side::peer(const std::string &name, contender other, double at_least) {
-    return add_rival("peer|" + name, add(std::move(other)), 0, at_least, sense::at_least, false);
+    return add_rival("peer", name, add(std::move(other)), 0, at_least);
 }
 
 side_by_side &side_by_side::limit(const std::string &name, contender best, double at_most) {
-    return add_rival("limit|" + name, add(std::move(best)), 0, at_most, sense::at_most, false);
+    return add_rival("limit", name, add(std::move(best)), 0, at_most);
 }
 
 side_by_side &side_by_side::within(double milliseconds) {
@@ -112,14 +113,20 @@ double side_by_side::play_round(bool backwards) {
     return seconds;
 }
 
-/// Way over reference for what should be slower, reference over way for the limit.
-double side_by_side::ratio(const rival &r) const {
+/// Way over reference for what should be slower, reference over way for the limit: the middle, the lowest and the
+/// highest of the rounds' ratios.
+void side_by_side::report(const rival &r) {
     const std::vector<double> &way = ways_[r.way].seconds, &reference = ways_[r.reference].seconds;
     std::vector<double> ratios;
     for (std::size_t round = 0; round < std::min(way.size(), reference.size()); ++round)
         ratios.push_back(r.wanted == sense::at_least ? way[round] / reference[round]
                                                      : reference[round] / way[round]);
-    return median(ratios);
+    char target[32] = "";
+    if (r.target != no_target) std::snprintf(target, sizeof target, "%g", r.target);
+    const std::string key = r.kind + "|" + r.name + "|" + target + "|";
+    state_.counters[key + "middle"] = median(ratios);
+    state_.counters[key + "lowest"] = *std::min_element(ratios.begin(), ratios.end());
+    state_.counters[key + "highest"] = *std::max_element(ratios.begin(), ratios.end());
 }
 
 void side_by_side::measure() {
@@ -134,11 +141,8 @@ void side_by_side::measure() {
         }
         state_.SetIterationTime(median(ways_[0].seconds));
     }
-    for (const rival &r : rivals_) {
-        char target[32] = "";
-        if (r.target != no_target) std::snprintf(target, sizeof target, "|%g", r.target);
-        state_.counters[r.label + (r.label.find('|') == std::string::npos ? "|" : "") + target] = ratio(r);
-    }
+    for (const rival &r : rivals_)
+        report(r);
     if (max_milliseconds_ != no_target) state_.counters["milliseconds"] = max_milliseconds_;
     state_.counters["rounds"] = static_cast<double>(ways_[0].seconds.size());
 }

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // One job done in several ways, in one process and in turn, so that whatever slows the machine slows all of them:
 // the library, its plain model, what a user would take instead, and what the memory or the file allows at best. The
-// figures are medians over the rounds, and each ratio is the median of the rounds' ratios.
+// figures are medians over the rounds, and each ratio is the median of the rounds' ratios, with their lowest and highest.
 #pragma once
 
 #include <benchmark/benchmark.h>
@@ -65,7 +65,7 @@ class side_by_side {
         double total = 0;
     };
     struct rival {
-        std::string label;
+        std::string kind, name;
         double target;
         sense wanted;
         std::size_t way, reference; // in ways_
@@ -73,10 +73,10 @@ class side_by_side {
     };
 
     std::size_t add(contender way);
-    side_by_side &add_rival(const std::string &label, std::size_t way, std::size_t reference, double target,
-                            sense wanted, bool may_rest);
+    side_by_side &add_rival(const std::string &kind, const std::string &name, std::size_t way,
+                            std::size_t reference, double target);
     double play_round(bool backwards);
-    double ratio(const rival &r) const;
+    void report(const rival &r);
 
     benchmark::State &state_;
     std::vector<timed> ways_;
