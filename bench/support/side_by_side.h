@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
 // One job done in several ways, in one process and in turn, so that whatever slows the machine slows all of them:
 // the library, its plain model, what a user would take instead, and what the memory or the file allows at best. The
-// figures are medians over the rounds, and each ratio is the median of the rounds' ratios, with their lowest and highest.
+// figures are medians over the rounds, and each ratio is the median of the rounds' ratios, with their lowest and
+// highest.
 #pragma once
 
 #include <benchmark/benchmark.h>
