@@ -50,6 +50,13 @@
 extern "C" {
 #endif
 
+/** The version, which is that of qel_unit: both libraries are released together. */
+#define QEL_ARCHIVE_VERSION_MAJOR QEL_UNIT_VERSION_MAJOR
+/** Grows when something is added to the interface. */
+#define QEL_ARCHIVE_VERSION_MINOR QEL_UNIT_VERSION_MINOR
+/** Grows when nothing but the insides change. */
+#define QEL_ARCHIVE_VERSION_PATCH QEL_UNIT_VERSION_PATCH
+
 /* ------------------------------------------------------------------------------------------------ */
 /** @defgroup archive_reader Archives read by what they say
  * Alembic scene files in the Ogawa container: objects, properties, samples, meshes, transforms, visibility.

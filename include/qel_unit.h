@@ -64,6 +64,23 @@
 extern "C" {
 #endif
 
+/** The version of this header and of the libraries that belong to it. Programs built with a lower minor version run with
+ *  a library of a higher one; another major version is another interface, and another SONAME. */
+#define QEL_UNIT_VERSION_MAJOR 1
+/** Grows when something is added to the interface. */
+#define QEL_UNIT_VERSION_MINOR 0
+/** Grows when nothing but the insides change. */
+#define QEL_UNIT_VERSION_PATCH 0
+/** Whether this header is of that version or a later one, in `#if` as well as in code.
+ *  @param major  what QEL_UNIT_VERSION_MAJOR must be, or less
+ *  @param minor  among versions of that major one, what QEL_UNIT_VERSION_MINOR must be, or less
+ *  @param patch  among those of that minor one, what QEL_UNIT_VERSION_PATCH must be, or less */
+#define QEL_UNIT_VERSION_AT_LEAST(major, minor, patch)                                                       \
+    (QEL_UNIT_VERSION_MAJOR > (major) ||                                                                     \
+     (QEL_UNIT_VERSION_MAJOR == (major) &&                                                                   \
+      (QEL_UNIT_VERSION_MINOR > (minor) ||                                                                   \
+       (QEL_UNIT_VERSION_MINOR == (minor) && QEL_UNIT_VERSION_PATCH >= (patch)))))
+
 /** What a token lookup returns when nothing was found. */
 #define QEL_NOT_FOUND 0xFFFFFFFFu
 

@@ -197,6 +197,8 @@ def generate(header: Header) -> str:
             + emit_code_names(header) + emit_functions(header.functions, types))
     words = set(re.findall(r"\b\w+\b", "\n".join(line for line in body if not line.lstrip().startswith("#"))))
     constants = ["{} = {}".format(constant.name, constant.value) for constant in header.constants]
+    if header.name == "qel_unit.h":
+        constants = ['VERSION = "{}"'.format(interface.version())] + constants
     head = [
         "# SPDX-License-Identifier: MIT",
         "# Generated from include/{} by scripts/generate_python.py: change the header, not this file.".format(header.name),

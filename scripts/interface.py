@@ -4,7 +4,8 @@
 
 Everything that reads the headers without a compiler reads them through this module: they are plain enough for it.
 
-Usage: scripts/interface.py [FILE]    (writes a line for each function: its header, its name and its codes)
+Usage: scripts/interface.py [FILE]       (writes a line for each function: its header, its name and its codes)
+       scripts/interface.py --version    (writes the version)
 """
 
 import pathlib
@@ -198,11 +199,20 @@ class Header:
                     yield f"{function.name}: {name} is told as: {text}"
 
 
+def version() -> str:
+    """The version of the project: this is where it stands."""
+    numbers = {constant.name: constant.value for constant in Header("qel_unit.h").constants}
+    return ".".join(numbers["QEL_UNIT_VERSION_" + part] for part in ("MAJOR", "MINOR", "PATCH"))
+
+
 def headers() -> Tuple[Header, ...]:
     return tuple(Header(name) for name in MARKS)
 
 
 def main() -> None:
+    if sys.argv[1:] == ["--version"]:
+        print(version())
+        return
     lines = [" ".join([header.name, function.name, *map(str, function.codes)])
              for header in headers() for function in header.functions]
     text = "\n".join(lines) + "\n"

@@ -4,7 +4,7 @@
 # FetchContent, a parent's sanitizers, one translation unit, Debian packages.
 # Everything happens in a scratch folder outside the checkout; nothing is installed on this system but tools.
 source "$(dirname "$0")/lib.sh"
-need gcc g++ clang cmake ninja-build pkg-config binutils dpkg-dev file gzip
+need gcc g++ clang cmake ninja-build pkg-config binutils python3 dpkg-dev file gzip
 [ "$(id -u)" -eq 0 ] || need fakeroot
 
 readonly checkout=$PWD scratch=$(mktemp -d)
@@ -14,7 +14,7 @@ cp -r tests/consumers "$scratch/consumers"
 readonly consumers=$scratch/consumers
 readonly torus=$checkout/examples/data/torus.abc
 readonly harbour=$checkout/examples/data/harbour.abc
-version=$(sed -n 's/^project(qel_unit VERSION \([0-9.]*\).*/\1/p' CMakeLists.txt)
+version=$(scripts/interface.py --version)
 readonly version major=${version%%.*}
 # names_in EXPORTS: the functions of a library.
 names_in() { sed -n 's/^ *\(\w*\);$/\1/p' "$1" | grep -v '^\*'; }

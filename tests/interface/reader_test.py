@@ -43,6 +43,22 @@ class Reader(unittest.TestCase):
                 changed(old, new)
 
 
+class Version(unittest.TestCase):
+    def test_is_that_of_the_newest_changes(self):
+        dated = re.findall(r"^## (\d+\.\d+\.\d+), (\d{4}-\d\d-\d\d)$",
+                           (interface.ROOT / "CHANGELOG.md").read_text(encoding="utf-8"), re.M)
+        self.assertEqual(dated[0][0], interface.version())
+
+    def test_is_written_once(self):
+        written = re.compile(rf"""version["' :=]+{re.escape(interface.version())}""", re.I)
+        files = [path for folder in ("cmake", "packaging", "scripts", "bindings/python")
+                 for path in (interface.ROOT / folder).rglob("*")]
+        files += [interface.ROOT / "CMakeLists.txt"]
+        twice = [path.name for path in files if path.is_file() and path.suffix not in (".pyc", ".so")
+                 and written.search(path.read_text(encoding="utf-8", errors="replace"))]
+        self.assertEqual(twice, ["_raw.py"])  # which is generated
+
+
 class Codes(unittest.TestCase):
     def test_each_has_its_name(self):
         self.assertEqual([*UNIT.code_problems(), *ARCHIVE.code_problems()], [])

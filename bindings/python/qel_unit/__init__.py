@@ -8,6 +8,7 @@ what it looks at.
 """
 
 from . import agents, archive, archive_property, archive_tree, cache, matrix, mesh, scene, skin, tokens, unit, verify
+from ._raw import VERSION as __version__
 from .agents import AgentDirectory
 from .archive import Archive
 from .archive_tree import ArchiveObject, ArchiveTree, open_archive
@@ -18,8 +19,6 @@ from .scene import Scene, SceneMesh
 from .skin import Skin
 from .tokens import Token
 from .unit import Unit
-
-__version__ = "0.2.0"
 
 __all__ = [
     "AgentDirectory", "Archive", "ArchiveError", "ArchiveObject", "ArchiveTree", "ClosedError", "CorruptFileError",

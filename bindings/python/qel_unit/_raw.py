@@ -9,6 +9,10 @@ from ctypes import (
 )
 from typing import Any, Callable, Dict, Optional, Tuple
 
+VERSION = "1.0.0"
+QEL_UNIT_VERSION_MAJOR = 1
+QEL_UNIT_VERSION_MINOR = 0
+QEL_UNIT_VERSION_PATCH = 0
 QEL_NOT_FOUND = 0xFFFFFFFF
 QEL_OK = 0
 QEL_UNIT_CREATE_BAD_ARGUMENT = -1

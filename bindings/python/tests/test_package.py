@@ -12,12 +12,6 @@ from .support import FOLDER, HARBOUR, ROOT, TORUS, Case
 
 
 class Package(Case):
-    def test_has_the_librarys_version(self) -> None:
-        library = re.search(r"project\(qel_unit VERSION ([\d.]+)", (ROOT / "CMakeLists.txt").read_text(encoding="utf-8"))
-        package = re.search(r'^version = "([\d.]+)"', (FOLDER.parent / "pyproject.toml").read_text(encoding="utf-8"), re.M)
-        assert library is not None and package is not None
-        self.assertEqual(package.group(1), library.group(1))
-
     def test_carries_the_licence(self) -> None:
         self.assertEqual((FOLDER.parent / "LICENSE").read_bytes(), (ROOT / "LICENSE").read_bytes())
 
