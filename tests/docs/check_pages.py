@@ -31,7 +31,7 @@ def sources():
     files = [PROJECT / "CMakeLists.txt", PROJECT / "CMakePresets.json"]
     for folder in FOLDERS:
         files += [path for path in (PROJECT / folder).rglob("*") if path.is_file() and path.suffix in SOURCES
-                  and path.parent.name != "docs"]
+                  and path.parent.name != "docs" and PROJECT / "packaging" / "interface" not in path.parents]
     return "\n".join(text_of(path) for path in files)
 
 
