@@ -4,6 +4,7 @@
 
 #include "convert/whole.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -30,9 +31,12 @@ int dump(const dump_options &options);
 
 struct convert_options {
     std::vector<std::string> names; ///< archives, and folders of them
+    std::vector<std::string> lists; ///< files that name more of them, a line each
     std::string folder;
     unsigned processes = 1;
-    bool verbose = false, quiet = false;
+    std::size_t shard = 1, shards = 1; ///< of all archives only the part with this number, from 1
+    bool resume = false;               ///< those that are done are left out
+    bool verbose = false, quiet = false, json = false;
     bool by_bytes = false; ///< a mesh is found by the look of an archive's bytes
     job::whole_options whole;
 };

@@ -1,16 +1,19 @@
 // SPDX-License-Identifier: MIT
-// `qel convert`: which archives go into which folders, and what is told of it.
+// `qel convert`: one archive after the other, and what is told of it.
 #include "commands.h"
+#include "convert/done_record.h"
 #include "convert/many.h"
+#include "convert/memory.h"
 #include "convert/step.h"
 #include "convert/whole.h"
+#include "convert/work_list.h"
 #include "terminal/messages.h"
 #include "terminal/progress.h"
 #include "terminal/text.h"
 
 #include <algorithm>
 #include <filesystem>
-#include <set>
+#include <optional>
 
 namespace tool {
 
@@ -80,60 +83,52 @@ job::outcome convert_one(const work &item, const convert_options &options, bool 
     if (options.verbose)
         remark(format("%s read and written in %s, %.1f MB/s", format("%.2f MB", megabytes).c_str(),
                       format("%.3f s", time.count()).c_str(), megabytes / std::max(time.count(), 1e-9)));
-    made.summary = file.name() + ": " + made.summary + " in " + format("%.3f s", time.count());
+    made.summary = file.name() + ": " + made.summary;
     return made;
 }
 
-/// A folder's archives, those in the folders inside it too, in the order of their names.
-void add_folder(std::vector<work> &all, const std::string &name, const fs::path &output) {
-    std::vector<fs::path> paths;
-    std::error_code error;
-    for (fs::recursive_directory_iterator entry(name, error), end; !error && entry != end;
-         entry.increment(error))
-        if (entry->path().extension() == ".abc" && !entry->is_directory(error))
-            paths.push_back(entry->path());
-    if (error) throw failure(name, error.message());
-    if (paths.empty()) throw failure(name, "has no archive (*.abc) in it");
-    std::sort(paths.begin(), paths.end());
-    for (const fs::path &path : paths) {
-        const fs::path inside = path.lexically_relative(name);
-        all.push_back({path.string(), (output / inside.parent_path() / inside.stem()).string()});
-    }
+/// What is said of one that is done: a line for people, or JSON.
+std::string line_of(const work &item, const convert_options &options, const job::outcome &made,
+                    double seconds) {
+    if (!options.json) return made.summary + " in " + format("%.3f s", seconds);
+    const auto number = [](const char *name, std::uint64_t value) {
+        return format(", \"%s\": %llu", name, static_cast<unsigned long long>(value));
+    };
+    return "{\"archive\": " + quoted_text(item.name) + ", \"folder\": " + quoted_text(item.folder) +
+           number("meshes", made.made.meshes) + number("vertices", made.made.vertices) +
+           number("triangles", made.made.triangles) + number("frames", made.made.frames) +
+           number("tokens", made.made.tokens) + format(", \"seconds\": %.6f", seconds) +
+           number("peak_memory", peak_memory()) + "}";
 }
 
-/// Each archive with the folder of its own. Those that are called the same get numbers.
-std::vector<work> list_work(const convert_options &options) {
-    std::vector<work> all;
-    for (const std::string &name : options.names) {
-        if (fs::is_directory(name))
-            add_folder(all, name, options.folder);
-        else
-            all.push_back(
-                {name, (fs::path(options.folder) / fs::path(name == "-" ? "stdin" : name).stem()).string()});
-    }
-    std::set<std::string> taken;
-    for (work &item : all) {
-        const std::string wanted = item.folder;
-        for (unsigned number = 2; !taken.insert(item.folder).second; ++number)
-            item.folder = wanted + "-" + std::to_string(number);
-    }
-    return all;
+std::string line_of_one_done_before(const work &item, const convert_options &options) {
+    if (!options.json) return item.name + ": done before";
+    return "{\"archive\": " + quoted_text(item.name) + ", \"folder\": " + quoted_text(item.folder) +
+           ", \"done_before\": true}";
+}
+
+/// Converts one and returns the lines to be said: one, or the paths of what was made.
+std::vector<std::string> answers(const work &item, const convert_options &options, bool alone) {
+    std::optional<job::done_record> record;
+    if (options.resume) record.emplace(item.name, item.folder, options);
+    if (record && record->is_there()) return {line_of_one_done_before(item, options)};
+    const auto start = std::chrono::steady_clock::now();
+    const job::outcome made = convert_one(item, options, alone);
+    if (record) record->write(made);
+    const std::chrono::duration<double> time = std::chrono::steady_clock::now() - start;
+    if (alone && options.by_bytes && !options.json) return made.files;
+    return {line_of(item, options, made, time.count())};
 }
 
 } // namespace
 
 int convert(const convert_options &options) {
-    if (options.names.size() == 1 && !fs::is_directory(options.names[0])) {
-        const job::outcome made = convert_one({options.names[0], options.folder}, options, true);
-        if (options.by_bytes && !options.quiet)
-            for (const std::string &path : made.files)
-                say(path);
-        else if (!options.quiet)
-            say(made.summary);
-        return 0;
-    }
-    return do_each(list_work(options), options.processes, !options.quiet,
-                   [&](const work &item) { return convert_one(item, options, false).summary; });
+    if (!is_for_one(options))
+        return do_each(list_work(options), options.processes, !options.quiet,
+                       [&](const work &item) { return answers(item, options, false).front(); });
+    for (const std::string &line : answers({options.names[0], options.folder}, options, true))
+        if (!options.quiet) say(line);
+    return 0;
 }
 
 } // namespace tool

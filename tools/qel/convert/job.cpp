@@ -38,9 +38,10 @@ outcome convert_by_bytes(const input_file &input, const std::string &output, boo
     write_and_map_cache(mesh, triangles.size() / 3, folder);
     record_run(folder, tokens->total_tokens);
 
-    return {folder.keep(), counted(mesh->vertex_count, "vertex") + ", " +
-                               counted(triangles.size() / 3, "triangle") + ", " +
-                               counted(tokens->total_tokens, "token") + ", found by the look of the bytes"};
+    return {folder.keep(),
+            counted(mesh->vertex_count, "vertex") + ", " + counted(triangles.size() / 3, "triangle") + ", " +
+                counted(tokens->total_tokens, "token") + ", found by the look of the bytes",
+            {1, mesh->vertex_count, triangles.size() / 3, 0, tokens->total_tokens}};
 }
 
 } // namespace tool::job

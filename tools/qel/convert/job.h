@@ -11,10 +11,16 @@
 
 namespace tool::job {
 
+/// What the files of a conversion hold, 0 of what was not made.
+struct amounts {
+    std::uint64_t meshes = 0, vertices = 0, triangles = 0, frames = 0, tokens = 0;
+};
+
 /// What a conversion made.
 struct outcome {
     std::vector<std::string> files; ///< their paths
     std::string summary;            ///< what is in them
+    amounts made;
 };
 
 /// The agent directory.

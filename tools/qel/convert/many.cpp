@@ -4,11 +4,13 @@
 #include "files/input.h"
 #include "terminal/messages.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <cstring>
-#include <deque>
+#include <map>
 #include <new>
+#include <poll.h>
 #include <sys/wait.h>
 #include <unistd.h>
 #if defined(__linux__)
@@ -20,8 +22,11 @@ namespace tool {
 namespace {
 
 struct child {
+    const work *item;
     pid_t number;
-    int pipe; ///< from which its words are read
+    int pipe;          ///< from which its words are read, -1 once it has ended
+    std::string words; ///< as far as they have come
+    int status;        ///< of one that has ended
 };
 
 /// The child goes when the parent does, also where only the parent was told to.
@@ -69,33 +74,40 @@ child begin(const work &item, const std::function<std::string(const work &)> &an
         do_one(ends[1], item, answer);
     }
     ::close(ends[1]);
-    return {number, ends[0]};
+    return {&item, number, ends[0], {}, 0};
 }
 
-std::string read_all(int pipe) {
-    std::string words;
+/// Reads what a child has said; when that was all, waits for it.
+void hear(child &from) {
     char part[4096];
-    for (;;) {
-        const ssize_t got = ::read(pipe, part, sizeof part);
-        if (got == 0 || (got < 0 && errno != EINTR)) break;
-        if (got > 0) words.append(part, static_cast<std::size_t>(got));
+    const ssize_t got = ::read(from.pipe, part, sizeof part);
+    if (got > 0) from.words.append(part, static_cast<std::size_t>(got));
+    if (got > 0 || (got < 0 && errno == EINTR)) return;
+    ::close(from.pipe);
+    from.pipe = -1;
+    while (::waitpid(from.number, &from.status, 0) < 0 && errno == EINTR) {
     }
-    ::close(pipe);
-    return words;
 }
 
-/// Waits for a child and says its words; false where it failed.
-bool end(const child &process, const work &item, bool said) {
-    const std::string words = read_all(process.pipe);
-    int status = 0;
-    while (::waitpid(process.number, &status, 0) < 0 && errno == EINTR) {
-    }
-    const bool done = WIFEXITED(status) && WEXITSTATUS(status) == 0;
-    if (done && said) say(words);
-    if (!done && WIFSIGNALED(status))
-        complain(item.name + ": the process ended by signal " + std::to_string(WTERMSIG(status)));
+/// Waits until a running child says something or ends, and hears those that do.
+void hear_any(std::vector<child> &running) {
+    std::vector<pollfd> pipes;
+    for (const child &one : running)
+        pipes.push_back({one.pipe, POLLIN, 0});
+    if (::poll(pipes.data(), pipes.size(), -1) <= 0) return; // a signal
+    for (std::size_t i = 0; i < pipes.size(); ++i)
+        if (pipes[i].revents != 0) hear(running[i]);
+}
+
+/// Says the words of a child that has ended; false where it failed.
+bool tell(const child &ended, bool said) {
+    const bool done = WIFEXITED(ended.status) && WEXITSTATUS(ended.status) == 0;
+    if (done && said) say(ended.words);
+    if (!done && WIFSIGNALED(ended.status))
+        complain(ended.item->name + ": the process ended by signal " +
+                 std::to_string(WTERMSIG(ended.status)));
     else if (!done)
-        complain(words);
+        complain(ended.words);
     return done;
 }
 
@@ -103,15 +115,24 @@ bool end(const child &process, const work &item, bool said) {
 
 int do_each(const std::vector<work> &all, unsigned processes, bool said,
             const std::function<std::string(const work &)> &answer) {
-    std::deque<child> running; // the oldest first: answers come in the order of the work
+    std::vector<child> running;
+    std::map<const work *, child> ended; // those that wait for the words of an earlier one
     int status = 0;
-    std::size_t next = 0;
-    for (const work &item : all) {
-        while (next < all.size() && running.size() < processes)
-            running.push_back(begin(all[next++], answer));
-        if (!end(running.front(), item, said)) status = 1;
+    const work *next = all.data(), *to_tell = next, *const end = next + all.size();
+    while (to_tell != end) {
+        while (next != end && running.size() < processes)
+            running.push_back(begin(*next++, answer));
+        hear_any(running);
+        const auto gone = std::stable_partition(running.begin(), running.end(),
+                                                [](const child &one) { return one.pipe >= 0; });
+        for (auto one = gone; one != running.end(); ++one)
+            ended.emplace(one->item, std::move(*one));
+        running.erase(gone, running.end());
+        for (auto first = ended.find(to_tell); first != ended.end(); first = ended.find(++to_tell)) {
+            if (!tell(first->second, said)) status = 1;
+            ended.erase(first);
+        }
         std::fflush(stdout);
-        running.pop_front();
     }
     return status;
 }

@@ -26,7 +26,7 @@ class whole_conversion {
         if (wants(part_tokens)) export_unit();
         if (wants(part_scene)) save_scene();
         if (wants(part_agents)) record_run(folder_, vertices_);
-        return {folder_.keep(), summary()};
+        return {folder_.keep(), summary(), made()};
     }
 
   private:
@@ -38,6 +38,7 @@ class whole_conversion {
     void export_unit();
     void save_scene();
     std::string summary() const;
+    amounts made() const;
 
     const input_file &input_;
     const whole_options &options_;
@@ -138,6 +139,11 @@ void whole_conversion::save_scene() {
     const std::uint64_t size = folder_.written("save scene", file, expected);
     saving.done("%llu bytes in %s, %s", static_cast<unsigned long long>(size), file.place.c_str(),
                 counted(plan_.frames.size(), "frame").c_str());
+}
+
+amounts whole_conversion::made() const {
+    return {plan_.meshes.size(), vertices_, triangles_, wants(part_scene) ? plan_.frames.size() : 0,
+            wants(part_tokens) ? vertices_ : 0};
 }
 
 std::string whole_conversion::summary() const {

@@ -176,8 +176,8 @@ std::vector<std::string> marked(int argc, char **argv) {
 }
 
 void unmark(request &wanted) {
-    for (std::vector<std::string> *words :
-         {&wanted.told.names, &wanted.around.units, &wanted.made.names, &wanted.made.whole.meshes.globs})
+    for (std::vector<std::string> *words : {&wanted.told.names, &wanted.around.units, &wanted.made.names,
+                                            &wanted.made.lists, &wanted.made.whole.meshes.globs})
         for (std::string &word : *words)
             unmark(word);
     for (std::string *word :

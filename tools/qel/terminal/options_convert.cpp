@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "terminal/options.h"
 
+#include "terminal/text.h"
+
 #include <algorithm>
 #include <cstdlib>
 #include <iterator>
@@ -50,6 +52,17 @@ unsigned parse_parts(const std::vector<std::string> &words) {
     return wanted;
 }
 
+/// "I/N", the I-th of N parts.
+void parse_shard(const std::string &text, convert_options &made) {
+    const std::size_t slash = text.find('/');
+    std::uint64_t number = 0, all = 0;
+    if (slash == std::string::npos || !parse_number(text.substr(0, slash), number) ||
+        !parse_number(text.substr(slash + 1), all) || number < 1 || number > all)
+        throw CLI::ValidationError("--shard", "\"" + text + "\" is no part I/N with I from 1 to N");
+    made.shard = number;
+    made.shards = all;
+}
+
 void add_choice(CLI::App &sub, request &wanted) {
     convert_options &made = wanted.made;
     std::vector<CLI::Option *> whole;
@@ -97,6 +110,27 @@ void add_choice(CLI::App &sub, request &wanted) {
         by_bytes->excludes(option);
 }
 
+/// Which of many archives, and how many at once.
+void add_many(CLI::App &sub, request &wanted) {
+    convert_options &made = wanted.made;
+    wanted.choices.emplace_back(
+        sub.add_option("--from-file", made.lists,
+                       "Take the archives that FILE names too, one a line; - is standard input")
+            ->type_name("FILE")
+            ->allow_extra_args(false),
+        word_choice{{"txt"}, true, {}, false});
+    sub.add_option("-j,--jobs", made.processes, "Archives at once, each in a process of its own")
+        ->check(CLI::Range(1, 1024).description(""))
+        ->type_name("N")
+        ->capture_default_str();
+    sub.add_option_function<std::string>(
+           "--shard", [&made](const std::string &text) { parse_shard(text, made); },
+           "Of all archives only the I-th of N parts")
+        ->type_name("I/N");
+    sub.add_flag("--resume", made.resume,
+                 "Leave out archives that a run with this option has done, unless they have changed");
+}
+
 } // namespace
 
 void add_convert(CLI::App &app, request &wanted) {
@@ -104,8 +138,7 @@ void add_convert(CLI::App &app, request &wanted) {
         "convert", "Make a unit, a scene, mesh caches and an agent directory out of an archive's meshes");
     convert_options &made = wanted.made;
     wanted.choices.emplace_back(
-        sub->add_option("ARCHIVE", made.names, "Alembic files, or folders of them; - is standard input")
-            ->required(),
+        sub->add_option("ARCHIVE", made.names, "Alembic files, or folders of them; - is standard input"),
         word_choice{{"abc"}, true, {}, false});
     wanted.choices.emplace_back(
         sub->add_option(
@@ -115,13 +148,15 @@ void add_convert(CLI::App &app, request &wanted) {
             ->type_name("FOLDER"),
         word_choice{{}, true, {}, false});
     add_choice(*sub, wanted);
-    sub->add_option("-j,--jobs", made.processes, "Archives at once, each in a process of its own")
-        ->check(CLI::Range(1, 1024).description(""))
-        ->type_name("N")
-        ->capture_default_str();
+    add_many(*sub, wanted);
+    sub->add_flag("--json", made.json, "Write a JSON object a line of each archive");
     sub->add_flag("-v,--verbose", made.verbose, "Report every step and its time on standard error");
     add_common(*sub, wanted, made.quiet, "Say nothing but what goes wrong");
-    sub->callback([&wanted] { wanted.command = [&wanted] { return convert(wanted.made); }; });
+    sub->callback([&wanted] {
+        if (wanted.made.names.empty() && wanted.made.lists.empty())
+            throw CLI::RequiredError("ARCHIVE, or --from-file");
+        wanted.command = [&wanted] { return convert(wanted.made); };
+    });
 }
 
 } // namespace tool

@@ -70,6 +70,15 @@ std::string printable(const std::string &text) {
     return printable(text.data(), text.size());
 }
 
+std::string quoted_text(const std::string &text) {
+    std::string quoted = "\"";
+    for (const char letter : printable(text)) {
+        if (letter == '"' || letter == '\\') quoted += '\\';
+        quoted += letter;
+    }
+    return quoted + '"';
+}
+
 std::string time_text(std::int64_t seconds) {
     if (seconds == 0) return "never";
     const std::time_t time = seconds;

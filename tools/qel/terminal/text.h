@@ -17,6 +17,9 @@ std::string format_list(const char *pattern, std::va_list arguments);
 std::string printable(const char *bytes, std::size_t size);
 std::string printable(const std::string &text);
 
+/// A text as JSON has it, between quotes; what is no UTF-8 or commands terminals is escaped as in messages.
+std::string quoted_text(const std::string &text);
+
 /// UTC, as 2026-01-31T12:00:00Z, or "never" for 0.
 std::string time_text(std::int64_t seconds);
 

@@ -85,12 +85,7 @@ void writer::text(const char *name, const std::string &value) {
 }
 
 void writer::words(const char *name, const std::string &value) {
-    std::string text = "\"";
-    for (const char letter : printable(value)) {
-        if (letter == '"' || letter == '\\') text += '\\';
-        text += letter;
-    }
-    put(name, text + "\"");
+    put(name, quoted_text(value));
 }
 
 void writer::truth(const char *name, bool value) {
