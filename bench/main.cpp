@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: MIT
-// Google Benchmark's own options, and --quick: tiny inputs, one round.
+// Google Benchmark's own options; --quick: tiny inputs, one round; --growth: jobs at seven sizes instead of the table's
+// rows.
+#include "support/growth.h"
 #include "support/rows.h"
 #include "support/side_by_side.h"
 
@@ -34,6 +36,8 @@ int main(int argc, char **argv) {
     for (int i = 0; i < argc; ++i)
         if (std::strcmp(argv[i], "--quick") == 0)
             qel::bench::set_quick(true);
+        else if (std::strcmp(argv[i], "--growth") == 0)
+            qel::bench::set_growing(true);
         else
             argv[kept++] = argv[i];
     benchmark::Initialize(&kept, argv);

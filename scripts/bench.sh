@@ -6,6 +6,7 @@
 # Files are made below TMPDIR.
 source "$(dirname "$0")/lib.sh"
 need "${build_packages[@]}" libbenchmark-dev libboost1.81-dev libeigen3-dev python3
+export PYTHONDONTWRITEBYTECODE=1
 cmake --preset bench >/dev/null
 cmake --build --preset bench
 

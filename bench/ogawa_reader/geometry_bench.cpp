@@ -5,8 +5,12 @@
 #include "baseline/adjacency.h"
 #include "model/tangent_model.h"
 #include "ogawa_reader/mesh_inputs.h"
+#include "support/growth.h"
+#include "support/limits.h"
 #include "support/rows.h"
 #include "support/side_by_side.h"
+
+#include <algorithm>
 
 namespace qel::bench {
 
@@ -21,18 +25,31 @@ bool same_manifolds(const ogawa_manifold &a, const ogawa_manifold &b) {
            same(a.face_offsets, b.face_offsets, std::size_t{a.face_count} + 1);
 }
 
-void manifold(benchmark::State &state) {
-    mesh_input input(sized(1000, 20));
+bool manifold_same(mesh_input &input) {
     ogawa_polymesh ours = input.mesh, plain = input.mesh;
     ogawa_build_manifold(&ours);
     baseline::build_manifold(&plain);
     const bool same = same_manifolds(ours.manifold, plain.manifold);
     ogawa_free_manifold(&ours.manifold);
     ogawa_free_manifold(&plain.manifold);
-    if (!agree(state, same, "the plain manifold differs")) return;
+    return same;
+}
+
+void manifold(benchmark::State &state, mesh_input &input) {
+    if (!agree_with_model(
+            state, [&] { return manifold_same(input); }, "the plain manifold differs"))
+        return;
+    ogawa_polymesh ours = input.mesh, plain = input.mesh;
     side_by_side(state, {[&] { ogawa_build_manifold(&ours); }, [&] { ogawa_free_manifold(&ours.manifold); }})
         .model({[&] { baseline::build_manifold(&plain); }, [&] { ogawa_free_manifold(&plain.manifold); }},
                1.5)
+        .limit("streaming its inputs and outputs", {[&] {
+                   stream_read(input.torus.face_counts);
+                   stream_read(input.torus.face_indices);
+                   const std::size_t faces = input.torus.face_counts.size();
+                   huge_memory((input.torus.face_indices.size() + faces + ours.vertex_count) * 4).fill();
+               }},
+               side_by_side::no_target)
         .measure();
 }
 
@@ -49,8 +66,15 @@ std::uint64_t list_all(const ogawa_polymesh &mesh, List list) {
     return sum;
 }
 
-void neighbors(benchmark::State &state) {
-    mesh_input input(sized(1000, 20));
+/// The least that an answer takes: an array that the caller releases.
+std::uint32_t *array_of_eight(std::uint32_t vertex, std::uint32_t *count) {
+    *count = 8;
+    auto *const list = static_cast<std::uint32_t *>(std::malloc(*count * sizeof(std::uint32_t)));
+    std::fill_n(list, *count, vertex);
+    return list;
+}
+
+void neighbors(benchmark::State &state, mesh_input &input) {
     ogawa_polymesh &mesh = input.mesh;
     ogawa_build_manifold(&mesh);
     const auto ours = [&](std::uint32_t vertex, std::uint32_t *count) {
@@ -61,37 +85,71 @@ void neighbors(benchmark::State &state) {
     const auto plain = [&](std::uint32_t vertex, std::uint32_t *count) {
         return baseline::vertex_neighbors(mesh.manifold, vertex, count);
     };
-    if (agree(state, list_all(mesh, ours) == list_all(mesh, plain), "the plain neighbours differ"))
+    const auto same = [&] { return list_all(mesh, ours) == list_all(mesh, plain); };
+    if (agree_with_model(state, same, "the plain neighbours differ"))
         side_by_side(state, {[&] { keep(list_all(mesh, ours)); }})
             .model({[&] { keep(list_all(mesh, plain)); }}, 1.5)
+            .limit("an array from the heap for each vertex", {[&] { keep(list_all(mesh, array_of_eight)); }},
+                   side_by_side::no_target)
             .measure();
     ogawa_free_manifold(&mesh.manifold);
 }
 
-void tangents(benchmark::State &state) {
-    mesh_input input(sized(1000, 20));
-    ogawa_polymesh &mesh = input.mesh;
+bool tangents_same(ogawa_polymesh &mesh) {
     ogawa_compute_tangent_frame(&mesh, nullptr);
-    model::plain_tangent_frame plain = model::compute_plain_tangent_frame(mesh, mesh.uv_sets[0]);
+    const model::plain_tangent_frame plain = model::compute_plain_tangent_frame(mesh, mesh.uv_sets[0]);
     const std::size_t bytes = plain.tangents.size() * sizeof(float);
     const bool same = std::memcmp(mesh.tangent_frame.tangents, plain.tangents.data(), bytes) == 0 &&
                       std::memcmp(mesh.tangent_frame.bitangents, plain.bitangents.data(), bytes) == 0;
     ogawa_free_tangent_frame(&mesh.tangent_frame);
-    if (!agree(state, same, "the plain tangents differ")) return;
+    return same;
+}
+
+void tangents(benchmark::State &state, mesh_input &input) {
+    ogawa_polymesh &mesh = input.mesh;
+    if (!agree_with_model(
+            state, [&] { return tangents_same(mesh); }, "the plain tangents differ"))
+        return;
+    model::plain_tangent_frame plain;
     side_by_side(state, {[&] { ogawa_compute_tangent_frame(&mesh, nullptr); },
                          [&] { ogawa_free_tangent_frame(&mesh.tangent_frame); }})
         .model(
             {[&] { plain = model::compute_plain_tangent_frame(mesh, mesh.uv_sets[0]); }, [&] { plain = {}; }},
             1.5)
+        .limit("streaming its inputs and outputs", {[&] {
+                   stream_read(input.torus.positions);
+                   stream_read(input.torus.vertex_uvs);
+                   stream_read(input.torus.face_counts);
+                   stream_read(input.torus.face_indices);
+                   stream_read(input.torus.corner_normals);
+                   stream_fill(std::size_t{mesh.vertex_count} * 6 * sizeof(float));
+               }},
+               side_by_side::no_target)
         .measure();
+}
+
+template <void (*Measure)(benchmark::State &, mesh_input &)>
+void million(benchmark::State &state) {
+    mesh_input input(sized(1000, 20));
+    Measure(state, input);
+}
+
+template <void (*Measure)(benchmark::State &, mesh_input &)>
+void grown(benchmark::State &state, std::size_t vertices) {
+    mesh_input input(side_of(vertices));
+    report_size(state, input.mesh.vertex_count);
+    Measure(state, input);
 }
 
 } // namespace
 
 void add_geometry_rows() {
-    row("manifold build", "1 M quads", manifold);
-    row("all neighbours", "1 M quads", neighbors);
-    row("tangent frames", "1 M quads", tangents);
+    row("manifold build", "1 M quads", million<manifold>);
+    row("all neighbours", "1 M quads", million<neighbors>);
+    row("tangent frames", "1 M quads", million<tangents>);
+    growth("manifold build", "vertex", 20'000'000, grown<manifold>);
+    growth("all neighbours", "vertex", 20'000'000, grown<neighbors>);
+    growth("tangent frames", "vertex", 20'000'000, grown<tangents>);
 }
 
 } // namespace qel::bench

@@ -6,6 +6,7 @@
 
 #include "support/mesh_maker.h"
 
+#include <cmath>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
@@ -54,5 +55,10 @@ struct mesh_input {
     ogawa_polymesh mesh = {};
     float box[6] = {};
 };
+
+/// The side of a torus of about so many vertices.
+inline std::size_t side_of(std::size_t vertices) {
+    return static_cast<std::size_t>(std::lround(std::sqrt(static_cast<double>(vertices))));
+}
 
 } // namespace qel::bench

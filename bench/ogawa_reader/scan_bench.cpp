@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: MIT
 // Arrays found by searching an archive's bytes.
 #include "model/block_scan_model.h"
+#include "model/mesh_scan_model.h"
 #include "model/polymesh_model.h"
 #include "ogawa_reader/archive_inputs.h"
+#include "support/growth.h"
 #include "support/limits.h"
 #include "support/peak_memory.h"
 #include "support/rows.h"
@@ -85,11 +87,59 @@ struct tangents_reader {
     }
 };
 
+struct positions_reader {
+    static std::vector<float> read(const ogawa_archive &archive) {
+        return read_with([&](float **positions, std::uint32_t *count) {
+            return ogawa_read_positions(&archive, nullptr, 0, positions, count);
+        });
+    }
+    static void run(const ogawa_archive &archive) {
+        float *positions = nullptr;
+        std::uint32_t count = 0;
+        ogawa_read_positions(&archive, nullptr, 0, &positions, &count);
+        std::free(positions);
+    }
+    static std::vector<float> read_plainly(std::FILE *file) {
+        return read_with([&](float **positions, std::uint32_t *count) {
+            return model::scan_positions(file, positions, count);
+        });
+    }
+
+  private:
+    template <class Read>
+    static std::vector<float> read_with(Read read) {
+        float *positions = nullptr;
+        std::uint32_t count = 0;
+        std::vector<float> values;
+        if (read(&positions, &count) == 0) values.assign(positions, positions + std::size_t{count} * 3);
+        std::free(positions);
+        return values;
+    }
+};
+
+template <class Reader>
+bool read_same(const ogawa_archive &archive) {
+    const std::vector<float> found = Reader::read(archive);
+    return !found.empty() && found == Reader::read_plainly(archive.file);
+}
+
+/// At one size, all ways on the same file.
+template <class Reader, test::archive_writer (*Make)(std::size_t)>
+void scan_grown(benchmark::State &state, std::size_t lines) {
+    const open_archive archive(Make(lines * 64));
+    if (!agree(state, !Reader::read(archive.archive).empty(), "nothing is found")) return;
+    const auto same = [&] { return read_same<Reader>(archive.archive); };
+    if (!agree_with_model(state, same, "the plain arrays differ")) return;
+    side_by_side(state, {[&] { Reader::run(archive.archive); }})
+        .model({[&] { keep(Reader::read_plainly(archive.archive.file)); }}, side_by_side::no_target)
+        .limit("fread of the file", {[&] { read_through(archive.archive.file); }}, side_by_side::no_target)
+        .measure();
+}
+
 template <class Reader, test::archive_writer (*Make)(std::size_t)>
 void scan(benchmark::State &state) {
     const open_archive large(Make(file_size())), small(Make(small_size()));
-    const std::vector<float> found = Reader::read(small.archive);
-    const bool same = !found.empty() && found == Reader::read_plainly(small.archive.file);
+    const bool same = read_same<Reader>(small.archive);
     if (!agree(state, same && !Reader::read(large.archive).empty(), "the plain arrays differ")) return;
     side_by_side(state, {[&] { Reader::run(large.archive); }})
         .model_at("1 MiB", {[&] { Reader::run(small.archive); }},
@@ -101,9 +151,7 @@ void scan(benchmark::State &state) {
 /// The mesh search needs no small reads, so that its plain form is not hundreds of times slower.
 void searched_uvs(benchmark::State &state) {
     const open_archive large(archive_of_blocks(file_size()));
-    const std::vector<float> found = uvs_reader::read(large.archive);
-    const bool same = !found.empty() && found == uvs_reader::read_plainly(large.archive.file);
-    if (!agree(state, same, "the plain UVs differ")) return;
+    if (!agree(state, read_same<uvs_reader>(large.archive), "the plain UVs differ")) return;
     side_by_side(state, {[&] { uvs_reader::run(large.archive); }})
         .model({[&] { keep(uvs_reader::read_plainly(large.archive.file)); }}, side_by_side::no_target)
         .limit("fread of the file", {[&] { read_through(large.archive.file); }}, 2)
@@ -163,6 +211,9 @@ void fallback_peak(benchmark::State &state) {
 } // namespace
 
 void add_scan_rows() {
+    growth("normals by scan", "64 bytes", 16'000'000, scan_grown<normals_reader, archive_of_blocks>);
+    growth("positions by scan", "64 bytes", 16'000'000, scan_grown<positions_reader, archive_without_tree>);
+    row("positions by scan", "64 MiB file", scan<positions_reader, archive_without_tree>);
     row("normals by scan", "64 MiB file", scan<normals_reader, archive_of_blocks>);
     row("UVs by scan", "64 MiB file", scan<uvs_reader, archive_of_small_uvs>);
     row("UVs by the mesh search", "64 MiB file", searched_uvs);

@@ -3,6 +3,8 @@
 #include "qel_unit.h"
 
 #include "model/skin_model.h"
+#include "support/growth.h"
+#include "support/limits.h"
 #include "support/rows.h"
 #include "support/side_by_side.h"
 
@@ -70,13 +72,18 @@ void skin_with_eigen(const skin_input &input, std::vector<float> &out) {
     }
 }
 
-void apply(benchmark::State &state) {
-    const skin_input input(sized(1000000, 2000), 100);
-    std::vector<float> ours(input.positions.size()), eigen(input.positions.size());
+bool skinned_same(const skin_input &input, std::vector<float> &ours) {
     qel_skin_apply(&input.skin, input.poses.data(), input.positions.data(), ours.data());
-    std::vector<float> plain = model::skin_apply(input.skin, input.poses, input.positions);
-    const bool same = std::memcmp(ours.data(), plain.data(), plain.size() * sizeof(float)) == 0;
-    if (!agree(state, same, "the plain positions differ")) return;
+    const std::vector<float> plain = model::skin_apply(input.skin, input.poses, input.positions);
+    return std::memcmp(ours.data(), plain.data(), plain.size() * sizeof(float)) == 0;
+}
+
+void apply(benchmark::State &state, std::size_t vertices) {
+    const skin_input input(vertices, 100);
+    std::vector<float> ours(input.positions.size()), eigen(input.positions.size()), plain;
+    if (!agree_with_model(
+            state, [&] { return skinned_same(input, ours); }, "the plain positions differ"))
+        return;
     side_by_side(state, {[&] {
                      qel_skin_apply(&input.skin, input.poses.data(), input.positions.data(), ours.data());
                  }})
@@ -86,13 +93,25 @@ void apply(benchmark::State &state) {
                   keep(eigen[0]);
               }},
               1)
+        .limit("streaming its inputs and outputs", {[&] {
+                   stream_read(input.positions);
+                   stream_read(input.weights);
+                   std::memset(ours.data(), 0x5A, ours.size() * sizeof(float));
+                   keep(ours.data());
+               }},
+               side_by_side::no_target)
         .measure();
+}
+
+void apply_million(benchmark::State &state) {
+    apply(state, sized(1000000, 2000));
 }
 
 } // namespace
 
 void add_skinning_rows() {
-    row("skin apply, 4 of 100 joints each", "1 M vertices", apply);
+    row("skin apply, 4 of 100 joints each", "1 M vertices", apply_million);
+    growth("skin apply, 4 of 100 joints each", "vertex", 30'000'000, apply);
 }
 
 } // namespace qel::bench

@@ -2,6 +2,7 @@
 // A mesh into vertex records and tokens.
 #include "model/topology_model.h"
 #include "qel_alembic/scene_inputs.h"
+#include "support/growth.h"
 #include "support/limits.h"
 #include "support/rows.h"
 #include "support/side_by_side.h"
@@ -52,21 +53,31 @@ bool same_as_plain(triangle_mesh &mesh) {
     return same;
 }
 
-void process(benchmark::State &state) {
-    triangle_mesh small(1000), mesh(sized(50000, 1000));
-    if (!agree(state, same_as_plain(small), "the plain records differ")) return;
+void process(benchmark::State &state, std::size_t vertices, double model_target, double limit_target) {
+    triangle_mesh small(1000), mesh(vertices);
+    if (!agree_with_model(
+            state, [&] { return same_as_plain(small); }, "the plain records differ"))
+        return;
+    report_size(state, mesh.vertex_count());
     qel_alembic_mesh record = unprocessed(mesh);
     model::processed_mesh plain;
     side_by_side(state, processing(record))
-        .model({[&] { process_plainly(mesh, plain); }, [&] { plain = {}; }}, 1000)
+        .model({[&] { process_plainly(mesh, plain); }, [&] { plain = {}; }}, model_target)
         .limit("streaming its inputs and outputs", {[&] {
                    stream_read(mesh.positions);
                    stream_read(mesh.indices);
                    stream_fill(mesh.vertex_count() *
                                (sizeof(qel_alembic_vertex) + sizeof(qel_alembic_token)));
                }},
-               3)
+               limit_target)
         .measure();
+}
+
+void process_thousands(benchmark::State &state) {
+    process(state, sized(50000, 1000), 1000, 3);
+}
+void process_grown(benchmark::State &state, std::size_t vertices) {
+    process(state, vertices, side_by_side::no_target, side_by_side::no_target);
 }
 
 /// Into the arrays of the call before: without the system's part in fresh memory, the work itself.
@@ -97,9 +108,10 @@ void process_large(benchmark::State &state) {
 } // namespace
 
 void add_mesh_token_rows() {
-    row("process mesh", "50 k vertices, 100 k faces", process);
+    row("process mesh", "50 k vertices, 100 k faces", process_thousands);
     row("process mesh into the same arrays", "50 k vertices, 100 k faces", process_again);
     row("process mesh", "1 M vertices, 2 M faces", process_large);
+    growth("process mesh", "vertex", 20'000'000, process_grown);
 }
 
 } // namespace qel::bench

@@ -3,6 +3,7 @@
 #include "baseline/scene.h"
 #include "model/scene_model.h"
 #include "qel_alembic/scene_inputs.h"
+#include "support/growth.h"
 #include "support/limits.h"
 #include "support/rows.h"
 #include "support/side_by_side.h"
@@ -29,21 +30,37 @@ bool same_index_as_plain(bench_scene &s) {
     return same;
 }
 
-void index_scene(benchmark::State &state, shape form, double target) {
-    bench_scene s(sized(100000, 2000), form);
-    if (!agree(state, same_index_as_plain(s), "the plain index differs")) return;
+void index_scene(benchmark::State &state, std::size_t vertices, shape form, double target) {
+    bench_scene s(vertices, form);
+    report_size(state, s.scene.meshes[0].vertex_count);
+    if (!agree_with_model(
+            state, [&] { return same_index_as_plain(s); }, "the plain index differs"))
+        return;
+    qel_alembic_build_hash_table(&s.scene);
+    const std::size_t table_bytes = std::size_t{s.scene.hash_size} * sizeof *s.scene.hash;
+    s.drop_index();
     side_by_side(state, indexing(s))
         .model({[&] { baseline::build_index(&s.scene); }, [&] { s.drop_index(); }}, target)
+        .limit("streaming the tokens, filling the table", {[&] {
+                   const qel_alembic_mesh &mesh = s.scene.meshes[0];
+                   stream_read(mesh.tokens, std::size_t{mesh.vertex_count} * sizeof *mesh.tokens);
+                   huge_memory(table_bytes).fill();
+               }},
+               side_by_side::no_target)
         .measure();
 }
 
 void index_grid(benchmark::State &state) {
-    index_scene(state, shape::flat_grid, 100);
+    index_scene(state, sized(100000, 2000), shape::flat_grid, 100);
 }
 
 /// Plain probing meets few taken slots here.
 void index_torus(benchmark::State &state) {
-    index_scene(state, shape::torus, side_by_side::no_target);
+    index_scene(state, sized(100000, 2000), shape::torus, side_by_side::no_target);
+}
+
+void index_grown(benchmark::State &state, std::size_t vertices) {
+    index_scene(state, vertices, shape::flat_grid, side_by_side::no_target);
 }
 
 void index_large_grid(benchmark::State &state) {
@@ -99,24 +116,41 @@ void look_up_misses(benchmark::State &state) {
     look_up(state, s, keys);
 }
 
-void nearest(benchmark::State &state) {
-    bench_scene s(sized(1000000, 4000));
+/// As many queries as take a while, where there are few vertices.
+void nearest(benchmark::State &state, std::size_t vertices, std::size_t queries) {
+    bench_scene s(vertices);
     const qel_alembic_mesh &mesh = s.scene.meshes[0];
+    report_size(state, mesh.vertex_count, queries * mesh.vertex_count);
     const std::uint64_t key = mesh.vertices[mesh.vertex_count / 3].morton + 1;
     qel_alembic_hit ours[8] = {}, plain[8] = {};
-    qel_alembic_query_nearest(&s.scene, key, 8, ours);
-    baseline::query_nearest(&s.scene, key, 8, plain);
-    const bool same =
-        std::equal(ours, ours + 8, plain, [](const qel_alembic_hit &a, const qel_alembic_hit &b) {
+    const auto same = [&] {
+        qel_alembic_query_nearest(&s.scene, key, 8, ours);
+        baseline::query_nearest(&s.scene, key, 8, plain);
+        return std::equal(ours, ours + 8, plain, [](const qel_alembic_hit &a, const qel_alembic_hit &b) {
             return a.vertex == b.vertex && a.distance == b.distance;
         });
-    if (!agree(state, same, "the plain query differs")) return;
-    side_by_side(state, {[&] { keep(qel_alembic_query_nearest(&s.scene, key, 8, ours)); }})
-        .model({[&] { keep(baseline::query_nearest(&s.scene, key, 8, plain)); }}, 30)
-        .limit("streaming the vertex records",
-               {[&] { stream_read(mesh.vertices, std::size_t{mesh.vertex_count} * sizeof *mesh.vertices); }},
+    };
+    if (!agree_with_model(state, same, "the plain query differs")) return;
+    const auto repeated = [queries](auto query) {
+        return contender{[queries, query] {
+            for (std::size_t i = 0; i < queries; ++i)
+                query();
+        }};
+    };
+    side_by_side(state, repeated([&] { keep(qel_alembic_query_nearest(&s.scene, key, 8, ours)); }))
+        .model(repeated([&] { keep(baseline::query_nearest(&s.scene, key, 8, plain)); }), 30)
+        .limit("streaming the vertex records", repeated([&] {
+                   stream_read(mesh.vertices, std::size_t{mesh.vertex_count} * sizeof *mesh.vertices);
+               }),
                1.5)
         .measure();
+}
+
+void nearest_in_million(benchmark::State &state) {
+    nearest(state, sized(1000000, 4000), 1);
+}
+void nearest_grown(benchmark::State &state, std::size_t vertices) {
+    nearest(state, vertices, std::max<std::size_t>(1, 100000 / vertices));
 }
 
 void save(benchmark::State &state) {
@@ -170,9 +204,11 @@ void add_scene_rows() {
     row("scene index build, torus", "100 k vertices", index_torus);
     row("scene lookup, hits", "64 in 1 M vertices", look_up_hits);
     row("scene lookup, misses", "64 in 1 M vertices", look_up_misses);
-    row("scene nearest, k = 8", "1 M vertices", nearest);
+    row("scene nearest, k = 8", "1 M vertices", nearest_in_million);
     row("scene save", "200 k vertices", save);
     row("scene load", "200 k vertices", load);
+    growth("scene index build, flat grid", "vertex", 20'000'000, index_grown);
+    growth("scene nearest, k = 8", "vertex", 20'000'000, nearest_grown);
 }
 
 } // namespace qel::bench

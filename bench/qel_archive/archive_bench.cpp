@@ -2,6 +2,7 @@
 // Archives opened, and meshes and properties read from them, by what they say.
 #include "common/heap.h"
 #include "qel_archive/archive_scenes.h"
+#include "support/growth.h"
 #include "support/limits.h"
 #include "support/peak_memory.h"
 #include "support/rows.h"
@@ -25,8 +26,12 @@ std::size_t array_bytes() {
     return sized(64 * mebibyte, mebibyte / 8);
 }
 
+std::size_t object_count() {
+    return sized(100'000, 200);
+}
+
 test::built_archive object_tree() {
-    return tree_of_objects(sized(100'000, 200)).build();
+    return tree_of_objects(object_count()).build();
 }
 
 /// The objects of an archive, without the top one.
@@ -45,11 +50,10 @@ void fread_each(std::FILE *stream, const std::vector<file_range> &places) {
     }
 }
 
-void open_tree(benchmark::State &state) {
-    const test::built_archive built = object_tree();
+void open_tree(benchmark::State &state, std::size_t objects) {
+    const test::built_archive built = tree_of_objects(objects).build();
     const archive_on_disk disk(built);
-    if (!agree(state, objects_below_top(disk.archive()) == sized(100'000, 200), "objects are missing"))
-        return;
+    if (!agree(state, objects_below_top(disk.archive()) == objects, "objects are missing")) return;
     const std::vector<file_range> headers = header_places(built);
     const std::unique_ptr<std::FILE, int (*)(std::FILE *)> stream(std::fopen(disk.path(), "rb"), std::fclose);
     qel_archive *archive = nullptr;
@@ -58,6 +62,10 @@ void open_tree(benchmark::State &state) {
         .limit("fread of each header", {[&] { fread_each(stream.get(), headers); }}, 3)
         .limit("fread of the whole file", {[&] { read_through(stream.get()); }}, side_by_side::no_target)
         .measure();
+}
+
+void open_large_tree(benchmark::State &state) {
+    open_tree(state, object_count());
 }
 
 /// Bytes that the heap has handed out.
@@ -125,9 +133,10 @@ void on_two_threads(const Function &function) {
     other.join();
 }
 
-void read_mesh(benchmark::State &state) {
-    const large_meshes meshes = make_meshes(1, array_bytes());
+void read_mesh(benchmark::State &state, std::size_t bytes) {
+    const large_meshes meshes = make_meshes(1, bytes);
     const archive_on_disk disk(meshes.built);
+    report_size(state, meshes.arrays[0][1].size / sizeof(std::uint32_t));
     if (!agree(state, is_whole(disk, meshes.arrays[0], 1), "the mesh is another one")) return;
     ogawa_polymesh mesh = {};
     std::vector<heap_block> blocks;
@@ -136,6 +145,13 @@ void read_mesh(benchmark::State &state) {
         .limit("pread of those arrays",
                {[&] { read_arrays(disk, meshes.arrays[0], blocks); }, [&] { blocks.clear(); }}, 1.3)
         .measure();
+}
+
+void read_large_mesh(benchmark::State &state) {
+    read_mesh(state, array_bytes());
+}
+void read_grown_mesh(benchmark::State &state, std::size_t quads) {
+    read_mesh(state, quads * bytes_of_quad);
 }
 
 void read_two_meshes(benchmark::State &state) {
@@ -193,12 +209,14 @@ void read_property(benchmark::State &state) {
 } // namespace
 
 void add_archive_rows() {
-    row("archive open", "100,000 objects", open_tree);
+    row("archive open", "100,000 objects", open_large_tree);
     row("archive open: memory held", "100,000 objects", memory_of_tree);
-    row("mesh by what the archive says", "64 MiB of arrays", read_mesh);
+    row("mesh by what the archive says", "64 MiB of arrays", read_large_mesh);
     row("two meshes on two threads", "64 MiB of arrays each", read_two_meshes);
     row("property, one sample", "55 MiB", read_property);
     row("peak memory: archive open", "100,000 objects", peak_of_open);
+    growth("archive open", "object", 1'000'000, open_tree);
+    growth("mesh by what the archive says", "quad", 8'000'000, read_grown_mesh);
 }
 
 } // namespace qel::bench

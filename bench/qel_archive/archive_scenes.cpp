@@ -20,8 +20,7 @@ using namespace test;
 
 /// Square sheets of quads: as many as an array of so many bytes needs.
 polymesh quads(std::size_t bytes) {
-    // A quad takes 16 bytes of indices, 4 of counts, 48 of normals, 32 of UVs, and about 12 of a point.
-    const auto side = static_cast<std::uint32_t>(std::sqrt(static_cast<double>(bytes) / 112));
+    const auto side = static_cast<std::uint32_t>(std::sqrt(static_cast<double>(bytes) / bytes_of_quad));
     const plain_mesh grid = make_grid(side, side, false);
     polymesh mesh;
     mesh.points = {grid.positions};

@@ -52,6 +52,9 @@ std::vector<file_range> header_places(const test::built_archive &built);
 /// The bytes of these and of the groups that they belong to.
 std::uint64_t header_bytes(const test::built_archive &built);
 
+/// 16 bytes of indices, 4 of counts, 48 of normals, 32 of UVs, and about 12 of a point.
+constexpr std::size_t bytes_of_quad = 112;
+
 /// Meshes of one sample with normals and UVs at the corners, of so many bytes of arrays each, and where the arrays
 /// of each stand.
 struct large_meshes {

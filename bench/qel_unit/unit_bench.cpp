@@ -2,6 +2,7 @@
 // Units: create, load, lookups, the nearest query.
 #include "baseline/unit.h"
 #include "qel_unit/unit_inputs.h"
+#include "support/growth.h"
 #include "support/limits.h"
 #include "support/peak_memory.h"
 #include "support/rows.h"
@@ -11,6 +12,8 @@
 
 #include <boost/unordered/unordered_flat_map.hpp>
 
+#include <algorithm>
+#include <numeric>
 #include <string>
 #include <unordered_map>
 
@@ -18,32 +21,43 @@ namespace qel::bench {
 
 namespace {
 
-void create(benchmark::State &state, std::size_t count, double model_target, bool against_fill) {
-    const token_arrays arrays(count);
+bool creates_same(const token_arrays &arrays) {
     test::owned_unit ours, plain;
     arrays.create_with(qel_unit_create, ours);
     arrays.create_with(baseline::create, plain);
-    const bool same = same_units(ours, plain);
-    ours.reset();
-    plain.reset();
-    if (!agree(state, same, "the plain unit differs")) return;
-    side_by_side rounds(state, {[&] { arrays.create_with(qel_unit_create, ours); }, [&] { ours.reset(); }});
-    rounds.model({[&] { arrays.create_with(baseline::create, plain); }, [&] { plain.reset(); }},
-                 model_target);
-    if (against_fill)
-        rounds.limit("filling 64 MiB of huge pages", {[] { huge_memory(std::size_t{64} << 20).fill(); }},
-                     1.3);
-    rounds.measure();
+    return same_units(ours, plain);
+}
+
+/// What the bucket heads take, and what all tokens take with their order and their nodes in both indexes.
+constexpr std::size_t bucket_bytes = std::size_t{QEL_HASH_BUCKETS} * sizeof(std::uint32_t);
+constexpr std::size_t bytes_of_unit(std::size_t count) {
+    return 2 * bucket_bytes + count * (sizeof(qel_token) + sizeof(std::uint32_t) + 2 * sizeof(qel_hash_node));
+}
+
+void create(benchmark::State &state, std::size_t count, double model_target, double fill_target) {
+    const token_arrays arrays(count);
+    if (!agree_with_model(
+            state, [&] { return creates_same(arrays); }, "the plain unit differs"))
+        return;
+    test::owned_unit ours, plain;
+    side_by_side(state, {[&] { arrays.create_with(qel_unit_create, ours); }, [&] { ours.reset(); }})
+        .model({[&] { arrays.create_with(baseline::create, plain); }, [&] { plain.reset(); }}, model_target)
+        .limit("filling its memory in huge pages", {[&] { huge_memory(bytes_of_unit(count)).fill(); }},
+               fill_target)
+        .measure();
 }
 
 void create_small(benchmark::State &state) {
-    create(state, 1000, 3, true);
+    create(state, 1000, 3, 1.3);
 }
 void create_million(benchmark::State &state) {
-    create(state, sized(1000000, 2000), 2, false);
+    create(state, sized(1000000, 2000), 2, side_by_side::no_target);
 }
 void create_millions(benchmark::State &state) {
-    create(state, sized(8000000, 4000), 2, false);
+    create(state, sized(8000000, 4000), 2, side_by_side::no_target);
+}
+void create_grown(benchmark::State &state, std::size_t count) {
+    create(state, count, side_by_side::no_target, side_by_side::no_target);
 }
 
 /// A unit file of the arrays' tokens in random order.
@@ -57,21 +71,48 @@ std::string shuffled_file(const test::temp_folder &folder, const token_arrays &a
     return path;
 }
 
+bool loads_same(const std::string &path) {
+    test::owned_unit ours, plain;
+    qel_unit_load(path.c_str(), &ours);
+    baseline::load(path.c_str(), &plain);
+    return same_units(ours, plain);
+}
+
+/// What a load has to do at least: the file is read, each token moves once to its sorted place, and a unit is created.
+contender bare_load(const std::string &path, const token_arrays &arrays,
+                     const std::vector<std::uint32_t> &places, test::owned_unit &unit) {
+    return {[&] {
+                std::FILE *const stream = std::fopen(path.c_str(), "rb");
+                const std::size_t size = places.size() * sizeof(qel_token);
+                const heap_block content = read_into_fresh(stream, 24, size), sorted = fresh_block(size);
+                std::fclose(stream);
+                const auto *const from = static_cast<const qel_token *>(content.get());
+                auto *const to = static_cast<qel_token *>(sorted.get());
+                for (std::size_t i = 0; i < places.size(); ++i)
+                    to[i] = from[places[i]];
+                keep(to);
+                arrays.create_with(qel_unit_create, unit);
+            },
+            [&] { unit.reset(); }};
+}
+
 void load(benchmark::State &state, std::size_t count) {
     const test::temp_folder folder;
     const token_arrays arrays(count);
     const std::string path = shuffled_file(folder, arrays);
+    if (!agree_with_model(
+            state, [&] { return loads_same(path); }, "the plain unit differs"))
+        return;
+    std::vector<std::uint32_t> places(count);
+    std::iota(places.begin(), places.end(), 0);
+    std::shuffle(places.begin(), places.end(), std::mt19937(7));
     test::owned_unit ours, plain, created;
-    qel_unit_load(path.c_str(), &ours);
-    baseline::load(path.c_str(), &plain);
-    const bool same = same_units(ours, plain);
-    ours.reset();
-    plain.reset();
-    if (!agree(state, same, "the plain unit differs")) return;
     side_by_side(state, {[&] { qel_unit_load(path.c_str(), &ours); }, [&] { ours.reset(); }})
         .model({[&] { baseline::load(path.c_str(), &plain); }, [&] { plain.reset(); }}, 6)
         .limit("create of the same, sorted",
                {[&] { arrays.create_with(qel_unit_create, created); }, [&] { created.reset(); }}, 2)
+        .limit("fread, a move of each token, create", bare_load(path, arrays, places, created),
+               side_by_side::no_target)
         .measure();
 }
 
@@ -132,19 +173,25 @@ void look_up(benchmark::State &state, const std::vector<std::uint64_t> &present,
             return found == map.end() ? QEL_NOT_FOUND : found->second;
         };
     };
-    bool same = true;
-    for (const std::uint64_t &key : keys)
-        same = same && ours(key) == plain(key);
-    if (!agree(state, same, "the plain lookup differs")) return;
+    const auto same = [&] {
+        return std::all_of(keys.begin(), keys.end(),
+                           [&](const std::uint64_t &key) { return ours(key) == plain(key); });
+    };
+    if (!agree_with_model(state, same, "the plain lookup differs")) return;
+    const table_chains chains(
+        {bucket_bytes, present.size() * sizeof(qel_hash_node), present.size() * sizeof(qel_token)},
+        keys.size());
     side_by_side(state, look_up_all(keys, ours))
         .model(look_up_all(keys, plain), 1)
         .peer("std::unordered_map", look_up_all(keys, in(chained)), 1)
         .peer("boost::unordered_flat_map", look_up_all(keys, in(flat)), 1 / 1.5)
+        .limit("chains of 3 dependent places in tables of the same sizes", {[&] { chains.follow(); }},
+               side_by_side::no_target)
         .measure();
 }
 
-void look_up_keys(benchmark::State &state) {
-    const token_arrays arrays(sized(1000000, 2000));
+void look_up_keys(benchmark::State &state, std::size_t count) {
+    const token_arrays arrays(count);
     test::owned_unit unit;
     arrays.create_with(qel_unit_create, unit);
     look_up(
@@ -153,8 +200,8 @@ void look_up_keys(benchmark::State &state) {
 }
 
 /// The maps' keys are the identities' eight bytes as one number: the best that a user could do.
-void look_up_identities(benchmark::State &state) {
-    const token_arrays arrays(sized(1000000, 2000));
+void look_up_identities(benchmark::State &state, std::size_t count) {
+    const token_arrays arrays(count);
     test::owned_unit unit;
     arrays.create_with(qel_unit_create, unit);
     std::vector<std::uint64_t> words(arrays.mortons.size());
@@ -169,41 +216,64 @@ void look_up_identities(benchmark::State &state) {
         });
 }
 
-void nearest(benchmark::State &state, std::int32_t k, std::size_t queries, double target) {
-    const token_arrays arrays(sized(1000000, 2000));
+void look_up_million_keys(benchmark::State &state) {
+    look_up_keys(state, sized(1000000, 2000));
+}
+void look_up_million_identities(benchmark::State &state) {
+    look_up_identities(state, sized(1000000, 2000));
+}
+
+/// Asks for the tokens nearest to each key.
+template <class Query>
+void query_all(const qel_unit &unit, const std::vector<std::uint64_t> &keys, std::int32_t k, Query query) {
+    std::vector<std::uint32_t> numbers(static_cast<std::size_t>(k));
+    std::vector<std::uint64_t> distances(numbers.size());
+    for (const std::uint64_t key : keys)
+        query(&unit, key, k, numbers.data(), distances.data());
+    keep(numbers.back());
+}
+
+bool nearest_same(const qel_unit &unit, const std::vector<std::uint64_t> &keys, std::int32_t k) {
+    const auto size = static_cast<std::size_t>(k);
+    std::vector<std::uint32_t> numbers(size), plain_numbers(size);
+    std::vector<std::uint64_t> distances(size), plain_distances(size);
+    for (std::size_t i = 0; i < std::min<std::size_t>(keys.size(), 3); ++i) {
+        qel_unit_query_nearest(&unit, keys[i], k, numbers.data(), distances.data());
+        baseline::query_nearest(&unit, keys[i], k, plain_numbers.data(), plain_distances.data());
+        if (numbers != plain_numbers || distances != plain_distances) return false;
+    }
+    return true;
+}
+
+void nearest(benchmark::State &state, std::size_t count, std::int32_t k, std::size_t queries, double target) {
+    const token_arrays arrays(count);
     test::owned_unit unit;
     arrays.create_with(qel_unit_create, unit);
     std::mt19937_64 random(13);
     std::vector<std::uint64_t> keys(queries);
     for (std::uint64_t &key : keys)
         key = random();
-    const auto size = static_cast<std::size_t>(k);
-    std::vector<std::uint32_t> numbers(size), plain_numbers(size);
-    std::vector<std::uint64_t> distances(size), plain_distances(size);
-    bool same = true;
-    for (std::size_t i = 0; i < std::min<std::size_t>(queries, 3); ++i) {
-        qel_unit_query_nearest(&unit, keys[i], k, numbers.data(), distances.data());
-        baseline::query_nearest(&unit, keys[i], k, plain_numbers.data(), plain_distances.data());
-        same = same && numbers == plain_numbers && distances == plain_distances;
-    }
-    if (agree(state, same, "the plain query differs"))
-        side_by_side(state, {[&] {
-                         for (const std::uint64_t key : keys)
-                             qel_unit_query_nearest(&unit, key, k, numbers.data(), distances.data());
-                     }})
-            .model({[&] {
-                       for (const std::uint64_t key : keys)
-                           baseline::query_nearest(&unit, key, k, numbers.data(), distances.data());
-                   }},
-                   target)
-            .measure();
+    report_size(state, count, queries);
+    if (!agree_with_model(
+            state, [&] { return nearest_same(unit, keys, k); }, "the plain query differs"))
+        return;
+    const search_tree tree(count * sizeof(qel_token));
+    side_by_side rounds(state, {[&] { query_all(unit, keys, k, qel_unit_query_nearest); }});
+    rounds.model({[&] { query_all(unit, keys, k, baseline::query_nearest); }}, target);
+    if (k < 10) // with more, the search is the least of it
+        rounds.limit("the dependent lines of a binary search", {[&] { tree.follow(keys); }},
+                     side_by_side::no_target);
+    rounds.measure();
 }
 
 void nearest_few(benchmark::State &state) {
-    nearest(state, 8, sized(20000, 20), 4);
+    nearest(state, sized(1000000, 2000), 8, sized(20000, 20), 4);
 }
 void nearest_many(benchmark::State &state) {
-    nearest(state, 1000, sized(10, 1), 50);
+    nearest(state, sized(1000000, 2000), 1000, sized(10, 1), 50);
+}
+void nearest_grown(benchmark::State &state, std::size_t count) {
+    nearest(state, count, 8, 20000, side_by_side::no_target);
 }
 
 } // namespace
@@ -215,10 +285,15 @@ void add_unit_rows() {
     row("unit load, shuffled file", "1 M tokens", load_million);
     row("unit load, shuffled file", "8 M tokens", load_millions);
     row("peak memory: unit load, shuffled file", "8 M tokens", load_peak);
-    row("lookup by Morton key, hits and misses", "1 M lookups in 1 M", look_up_keys);
-    row("lookup by identity, hits and misses", "1 M lookups in 1 M", look_up_identities);
+    row("lookup by Morton key, hits and misses", "1 M lookups in 1 M", look_up_million_keys);
+    row("lookup by identity, hits and misses", "1 M lookups in 1 M", look_up_million_identities);
     row("nearest, k = 8", "20,000 queries in 1 M", nearest_few);
     row("nearest, k = 1000", "10 queries in 1 M", nearest_many);
+    growth("unit create", "token", 30'000'000, create_grown);
+    growth("unit load, shuffled file", "token", 30'000'000, load);
+    growth("lookup by Morton key, hits and misses", "lookup", QEL_HASH_BUCKETS, look_up_keys);
+    growth("lookup by identity, hits and misses", "lookup", QEL_HASH_BUCKETS, look_up_identities);
+    growth("nearest, k = 8", "query", 30'000'000, nearest_grown);
 }
 
 } // namespace qel::bench

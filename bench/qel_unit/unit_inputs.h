@@ -7,7 +7,6 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <random>
@@ -23,9 +22,9 @@ struct token_arrays {
             mortons.push_back(random());
         std::sort(mortons.begin(), mortons.end());
         for (std::size_t i = 0; i < count; ++i) {
-            char text[9];
-            std::snprintf(text, sizeof text, "%08X", static_cast<std::uint32_t>(i) * 2654435761U);
-            std::memcpy(&hex_ids[i * 8], text, 8);
+            const std::uint32_t identity = static_cast<std::uint32_t>(i) * 2654435761U;
+            for (std::size_t digit = 0; digit < 8; ++digit)
+                hex_ids[i * 8 + digit] = "0123456789ABCDEF"[identity >> (28 - 4 * digit) & 15];
             payloads[i] = i;
             layers[i] = static_cast<std::uint8_t>(i % 7);
         }

@@ -3,8 +3,10 @@
 
 #include "support/side_by_side.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
+#include <random>
 #include <stdexcept>
 
 #include <sys/mman.h>
@@ -92,6 +94,60 @@ void huge_memory::fill() {
     keep(memory_);
 }
 
+table_chains::table_chains(const std::vector<std::size_t> &tables, std::size_t chains) : starts_(chains) {
+    std::mt19937_64 random(tables.front());
+    const auto place_in = [&](std::size_t bytes) {
+        return static_cast<std::uint32_t>(random() % (bytes / sizeof(std::uint32_t)));
+    };
+    for (std::size_t t = 0; t < tables.size(); ++t) {
+        tables_.push_back(std::make_unique<huge_memory>(tables[t]));
+        auto *const places = reinterpret_cast<std::uint32_t *>(tables_[t]->bytes());
+        const std::size_t next = tables[t + 1 < tables.size() ? t + 1 : t];
+        for (std::size_t i = 0; i < tables[t] / sizeof *places; ++i)
+            places[i] = t == 0 && i % 2 == 1 ? 0 : place_in(next);
+    }
+    for (std::size_t i = 0; i < chains; ++i)
+        starts_[i] = static_cast<std::uint32_t>((place_in(tables[0]) & ~std::uint32_t{1}) | (i & 1));
+}
+
+void table_chains::follow() const {
+    std::uint32_t sum = 0;
+    for (std::uint32_t place : starts_) {
+        for (const std::unique_ptr<huge_memory> &table : tables_)
+            place = reinterpret_cast<const std::uint32_t *>(table->bytes())[place];
+        sum += place;
+    }
+    keep(sum);
+}
+
+search_tree::search_tree(std::size_t bytes)
+    : memory_(std::make_unique<huge_memory>(std::max(bytes, sizeof(node)))) {
+    const std::size_t lines = std::max(bytes / sizeof(node), std::size_t{1});
+    nodes_ = reinterpret_cast<node *>(memory_->bytes());
+    root_ = grow(0, static_cast<std::uint32_t>(lines));
+    while (depth_ < 32 && lines >> depth_ != 0)
+        ++depth_;
+}
+
+/// The tree over a run of lines: its middle, which leads to the middles of both halves, or to itself where none is.
+std::uint32_t search_tree::grow(std::uint32_t first, std::uint32_t last) {
+    const std::uint32_t middle = first + (last - first) / 2;
+    nodes_[middle].children[0] = middle == first ? middle : grow(first, middle);
+    nodes_[middle].children[1] = middle + 1 == last ? middle : grow(middle + 1, last);
+    return middle;
+}
+
+void search_tree::follow(const std::vector<std::uint64_t> &keys) const {
+    std::uint32_t sum = 0;
+    for (const std::uint64_t key : keys) {
+        std::uint32_t place = root_;
+        for (unsigned step = 1; step < depth_; ++step)
+            place = nodes_[place].children[key >> (64 - step) & 1];
+        sum += place;
+    }
+    keep(sum);
+}
+
 void read_through(std::FILE *stream) {
     static char window[256 << 10];
     std::rewind(stream);
@@ -99,8 +155,12 @@ void read_through(std::FILE *stream) {
         benchmark::ClobberMemory();
 }
 
+heap_block fresh_block(std::size_t size) {
+    return heap_block(std::malloc(size));
+}
+
 heap_block read_into_fresh(std::FILE *stream, long at, std::size_t size) {
-    heap_block memory(std::malloc(size));
+    heap_block memory = fresh_block(size);
     std::fseek(stream, at, SEEK_SET);
     if (std::fread(memory.get(), 1, size, stream) != size) throw std::runtime_error("a file ends early");
     return memory;

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
@@ -30,11 +31,47 @@ class huge_memory {
     huge_memory(const huge_memory &) = delete;
     huge_memory &operator=(const huge_memory &) = delete;
     void fill();
+    unsigned char *bytes() { return memory_; }
 
   private:
     void *mapping_;
     std::size_t mapped_, size_;
     unsigned char *memory_;
+};
+
+/// Places in memory of which each says where the next one is: what a lookup waits for, without what it does there. A
+/// chain begins at a random place of the first table and takes a place in each of the others. Chains do not wait for
+/// one another.
+class table_chains {
+  public:
+    /// Tables of so many bytes; so many chains, of which every second ends at one place of the second table, as the
+    /// lookups that find nothing do.
+    table_chains(const std::vector<std::size_t> &tables, std::size_t chains);
+    void follow() const;
+
+  private:
+    std::vector<std::unique_ptr<huge_memory>> tables_;
+    std::vector<std::uint32_t> starts_;
+};
+
+/// A balanced search tree over so many bytes, a cache line for each node, without comparisons: chains of dependent
+/// places from the root to a leaf, as many as a binary search meets before it stays in one line. The first levels are
+/// in the cache.
+class search_tree {
+  public:
+    explicit search_tree(std::size_t bytes);
+    /// A chain for each key, whose bits choose the ways.
+    void follow(const std::vector<std::uint64_t> &keys) const;
+
+  private:
+    struct alignas(64) node {
+        std::uint32_t children[2];
+    };
+    std::uint32_t grow(std::uint32_t first, std::uint32_t last);
+    std::unique_ptr<huge_memory> memory_;
+    node *nodes_;
+    std::uint32_t root_;
+    unsigned depth_ = 0;
 };
 
 /// Reads a stream from its beginning to its end through a window that stays in the cache.
@@ -44,6 +81,8 @@ struct heap_deleter {
     void operator()(void *memory) const { std::free(memory); }
 };
 using heap_block = std::unique_ptr<void, heap_deleter>;
+
+heap_block fresh_block(std::size_t size);
 
 /// Reads so many bytes at a place into fresh memory from the heap.
 heap_block read_into_fresh(std::FILE *stream, long at, std::size_t size);

@@ -24,13 +24,6 @@ double status_figure(const char *name) {
     return static_cast<double>(kib);
 }
 
-void reset_peak() {
-    std::FILE *const file = std::fopen("/proc/self/clear_refs", "w");
-    if (file == nullptr) return;
-    std::fputs("5", file);
-    std::fclose(file);
-}
-
 struct figures {
     double peak, kept;
 };
@@ -44,6 +37,17 @@ figures measure_here(const std::function<void()> &job) {
 }
 
 } // namespace
+
+void reset_peak() {
+    std::FILE *const file = std::fopen("/proc/self/clear_refs", "w");
+    if (file == nullptr) return;
+    std::fputs("5", file);
+    std::fclose(file);
+}
+
+double peak_mebibytes() {
+    return status_figure("VmHWM") / 1024;
+}
 
 void report_peak(benchmark::State &state, const std::function<void()> &job) {
     for (auto _ : state) {

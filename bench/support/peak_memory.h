@@ -12,4 +12,8 @@ namespace qel::bench {
 /// what it held at the end.
 void report_peak(benchmark::State &state, const std::function<void()> &job);
 
+/// The most that the process has held since the last reset, in MiB.
+void reset_peak();
+double peak_mebibytes();
+
 } // namespace qel::bench

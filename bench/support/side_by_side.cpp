@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "support/side_by_side.h"
 
+#include "support/growth.h"
+
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
@@ -14,9 +16,15 @@ namespace {
 
 bool quick_mode = false;
 
-constexpr double row_seconds = 2;     // after so long, models not counted, no further round begins
-constexpr std::size_t min_rounds = 5; // but so many are played
+/// After so long, models not counted, no further round begins; but so many are played.
+double row_seconds() {
+    return growing() ? 0.5 : 2;
+}
+std::size_t min_rounds() {
+    return quick() ? 1 : growing() ? 3 : 5;
+}
 constexpr std::size_t max_rounds = 41;
+
 constexpr double model_seconds = 1;     // a model that has taken so long rests ...
 constexpr std::size_t model_rounds = 3; // ... after so many rounds,
 constexpr double slow_model = 3;        // or at once when it is as slow as this
@@ -72,6 +80,7 @@ side_by_side &side_by_side::add_rival(const std::string &kind, const std::string
 }
 
 side_by_side &side_by_side::model(contender plain, double at_least) {
+    if (!with_model()) return *this;
     return add_rival("model", "", add(std::move(plain)), 0, at_least);
 }
 
@@ -127,6 +136,7 @@ void side_by_side::report(const rival &r) {
     state_.counters[key + "middle"] = median(ratios);
     state_.counters[key + "lowest"] = *std::min_element(ratios.begin(), ratios.end());
     state_.counters[key + "highest"] = *std::max_element(ratios.begin(), ratios.end());
+    if (r.kind == "model") note_model(median(way));
 }
 
 void side_by_side::measure() {
@@ -135,8 +145,7 @@ void side_by_side::measure() {
         if (!quick()) play(ways_[0].way); // first calls bind symbols and warm caches
         double played = 0;
         for (std::size_t round = 0; round < max_rounds; ++round) {
-            const std::size_t rounds_wanted = quick() ? 1 : min_rounds;
-            if (round >= rounds_wanted && (quick() || played > row_seconds)) break;
+            if (round >= min_rounds() && (quick() || played > row_seconds())) break;
             played += play_round(round % 2 == 1);
         }
         state_.SetIterationTime(median(ways_[0].seconds));
@@ -152,7 +161,12 @@ bool agree(benchmark::State &state, bool same, const char *what) {
     return same;
 }
 
+bool agree_with_model(benchmark::State &state, const std::function<bool()> &same, const char *what) {
+    return !with_model() || agree(state, same(), what);
+}
+
 void row(const std::string &job, const std::string &size, void (*measure)(benchmark::State &)) {
+    if (growing()) return;
     benchmark::RegisterBenchmark((job + " | " + size).c_str(), measure)
         ->Iterations(1)
         ->UseManualTime()

@@ -43,7 +43,8 @@ class side_by_side {
     /// No target: the ratio is only reported.
     static constexpr double no_target = 0;
 
-    /// The plain form; it should take at least so many times as long. Slow ones take part in few rounds.
+    /// The plain form, where with_model(); it should take at least so many times as long. Slow ones take part in few
+    /// rounds.
     side_by_side &model(contender plain, double at_least);
     /// The same at a smaller size, for a plain form that would take minutes at the full one. Where its effort grows
     /// at least as the library's, the ratio at the full size is no lower.
@@ -85,11 +86,13 @@ class side_by_side {
     double max_milliseconds_ = no_target;
 };
 
-/// Checks what a row takes for granted: that two ways gave the same, that a call succeeded. False and a failed row
+/// Checks what a row takes for granted: that a call succeeded and gave what it should. False and a failed row
 /// otherwise.
 bool agree(benchmark::State &state, bool same, const char *what);
+/// The same of what the plain form gives; not looked at where that takes no part.
+bool agree_with_model(benchmark::State &state, const std::function<bool()> &same, const char *what);
 
-/// Adds a row to the table.
+/// Adds a row to the table; nothing where growth is measured.
 void row(const std::string &job, const std::string &size, void (*measure)(benchmark::State &));
 
 } // namespace qel::bench
