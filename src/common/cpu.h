@@ -7,13 +7,14 @@
 #include <cstdint>
 
 // Forms for particular instruction sets need a compiler that builds them function by function.
-#if defined(__x86_64__) && defined(__GNUC__)
+// WebAssembly has no functions for other sets than its file's: SSE2 is what a file with SIMD128 is compiled for.
+#if defined(__GNUC__) && (defined(__x86_64__) || defined(__wasm_simd128__))
 #define QEL_SSE2_KERNELS 1
 #else
 #define QEL_SSE2_KERNELS 0
 #endif
 // On Windows gcc aligns the stack to 16 bytes only and still spills 32-byte registers with aligned stores.
-#if QEL_SSE2_KERNELS && !defined(_WIN32)
+#if QEL_SSE2_KERNELS && defined(__x86_64__) && !defined(_WIN32)
 #define QEL_AVX2_KERNELS 1
 #else
 #define QEL_AVX2_KERNELS 0

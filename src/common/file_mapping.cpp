@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "common/file_mapping.h"
 
+#include "common/heap.h"
 #include "common/windows.h"
 
 #if !defined(_WIN32)
@@ -42,16 +43,43 @@ void unmap_file(const file_mapping &mapping) {
 
 namespace {
 
+#if defined(__EMSCRIPTEN__)
+/// There are no pages to map: memory of the process holds the file's bytes as they are now.
+mapping_outcome map_bytes(int file, std::uint64_t size, file_mapping &mapping) {
+    scratch<char> bytes(heap_array<char>(size));
+    if (!bytes) return mapping_outcome::no_memory;
+    for (std::uint64_t done = 0; done < size;) {
+        const ssize_t count = read(file, bytes.get() + done, static_cast<std::size_t>(size - done));
+        if (count <= 0) return mapping_outcome::no_mapping;
+        done += static_cast<std::uint64_t>(count);
+    }
+    mapping = {bytes.release(), size};
+    return mapping_outcome::mapped;
+}
+
+void unmap_bytes(const file_mapping &mapping) {
+    std::free(const_cast<void *>(mapping.view));
+}
+#else
+mapping_outcome map_bytes(int file, std::uint64_t size, file_mapping &mapping) {
+    const void *view = mmap(nullptr, static_cast<std::size_t>(size), PROT_READ, MAP_PRIVATE, file, 0);
+    if (view == MAP_FAILED) return errno == ENOMEM ? mapping_outcome::no_memory : mapping_outcome::no_mapping;
+    mapping = {view, size};
+    return mapping_outcome::mapped;
+}
+
+void unmap_bytes(const file_mapping &mapping) {
+    munmap(const_cast<void *>(mapping.view), static_cast<std::size_t>(mapping.size));
+}
+#endif
+
 mapping_outcome map_open_file(int file, file_mapping &mapping) {
     struct stat status = {}; // where fstat fails, this is no regular file
     fstat(file, &status);
     if (!S_ISREG(status.st_mode) || status.st_size <= 0) return mapping_outcome::no_mapping;
     const auto size = static_cast<std::uint64_t>(status.st_size);
     if (size > std::numeric_limits<std::size_t>::max() / 2) return mapping_outcome::no_memory;
-    const void *view = mmap(nullptr, static_cast<std::size_t>(size), PROT_READ, MAP_PRIVATE, file, 0);
-    if (view == MAP_FAILED) return errno == ENOMEM ? mapping_outcome::no_memory : mapping_outcome::no_mapping;
-    mapping = {view, size};
-    return mapping_outcome::mapped;
+    return map_bytes(file, size, mapping);
 }
 
 } // namespace
@@ -66,7 +94,7 @@ mapping_outcome map_file(const char *path, file_mapping &mapping) {
 }
 
 void unmap_file(const file_mapping &mapping) {
-    munmap(const_cast<void *>(mapping.view), static_cast<std::size_t>(mapping.size));
+    unmap_bytes(mapping);
 }
 
 #endif

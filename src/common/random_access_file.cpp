@@ -66,6 +66,20 @@ read_outcome random_access_file::read(std::uint64_t position, void *bytes, std::
 
 static_assert(sizeof(off_t) == 8, "build with _FILE_OFFSET_BITS=64: archives may be larger than 2 GiB");
 
+namespace {
+
+ssize_t read_some(int descriptor, void *bytes, std::size_t size, std::uint64_t position) {
+    const auto place = static_cast<off_t>(position);
+#if defined(__EMSCRIPTEN__)
+    // Its pread drops the upper half of a position. No other thread moves this one.
+    return lseek(descriptor, place, SEEK_SET) < 0 ? -1 : ::read(descriptor, bytes, size);
+#else
+    return pread(descriptor, bytes, size, place);
+#endif
+}
+
+} // namespace
+
 random_access_file::~random_access_file() {
     if (descriptor_ >= 0) ::close(descriptor_);
 }
@@ -86,8 +100,7 @@ open_outcome random_access_file::open(const char *path) {
 read_outcome random_access_file::read(std::uint64_t position, void *bytes, std::size_t size) const {
     auto *next = static_cast<std::uint8_t *>(bytes);
     while (size > 0) {
-        const ssize_t count =
-            pread(descriptor_, next, std::min(size, max_read), static_cast<off_t>(position));
+        const ssize_t count = read_some(descriptor_, next, std::min(size, max_read), position);
         if (count < 0 && errno == EINTR) continue;
         if (count < 0) return read_outcome::failed;
         if (count == 0) return read_outcome::cut;

@@ -1,17 +1,15 @@
 // SPDX-License-Identifier: MIT
+#include "common/clock.h"
 #include "common/file.h"
 #include "qel_unit/unit_format.h"
 
 #include <cstring>
-#include <ctime>
 
 namespace qel {
 namespace {
 
-static_assert(sizeof(std::time_t) == 8, "build with a 64-bit clock: seconds since 1970 outgrow 32 bits");
-
 bool write_header(std::FILE *stream, const qel_unit &unit) {
-    unit_header header = {{}, unit.version, unit.count, unit.extra, std::time(nullptr)};
+    unit_header header = {{}, unit.version, unit.count, unit.extra, seconds_since_1970()};
     std::memcpy(header.magic, unit_magic, sizeof header.magic);
     return std::fwrite(&header, 1, sizeof header, stream) == sizeof header;
 }

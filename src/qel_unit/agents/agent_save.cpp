@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
+#include "common/clock.h"
 #include "common/file.h"
 #include "qel_unit/agents/agent_directory.h"
 #include "qel_unit/agents/agent_format.h"
 
 #include <cstring>
-#include <ctime>
 
 namespace qel {
 namespace {
@@ -37,7 +37,7 @@ qel_status save_directory(const char *path) {
     if (!in_place) remove_link(temporary); // it may lead to the old file
     file_stream stream(std::fopen(temporary, "wb"));
     if (!stream) return QEL_AGENT_DIR_SAVE_CANNOT_CREATE;
-    const auto now = static_cast<std::int64_t>(std::time(nullptr));
+    const std::int64_t now = seconds_since_1970();
     const bool written = write_directory(stream.get(), directory, now);
     const bool closed = std::fclose(stream.release()) == 0;
     if (written && closed) {

@@ -4,11 +4,11 @@
 // subnormal numbers. So only the bits of the coordinates are examined.
 #include "qel_unit.h"
 
+#include "common/clock.h"
 #include "qel_unit/verify/finite_check.h"
 
 #include <cmath>
 #include <cstdint>
-#include <ctime>
 
 namespace qel {
 namespace {
@@ -57,7 +57,7 @@ std::int32_t qel_mesh_verify_identity(const float *positions, std::uint32_t coun
     report->p_minus_p_ok = report->valid;
     report->p_div_p_ok = report->valid;
     report->coherence = qel_mesh_bounds_coherence(min_x, min_y, min_z, max_x, max_y, max_z);
-    report->verified_at = std::time(nullptr);
+    report->verified_at = seconds_since_1970();
     return static_cast<std::int32_t>(report->valid);
 }
 
