@@ -5,6 +5,8 @@
 // comparison does. Lanes do not show which of -0 and +0 came first: where they disagree, the array is searched for it.
 #include "common/bounds.h"
 
+#include "common/prefetch.h"
+
 #include <cstring>
 
 #if QEL_SSE2_KERNELS
@@ -112,6 +114,7 @@ QEL_TARGET_AVX2 void bounds_avx2(const float *positions, std::uint32_t count, fl
     __m256 high_x = low_x, high_z = low_z, high_y = low_y;
     std::uint64_t i = 0;
     for (; i + step <= count; i += step) {
+        prefetch_ahead(positions + i * 3, 2);
         const __m256 from_x = _mm256_loadu_ps(positions + i * 3);
         const __m256 from_z = _mm256_loadu_ps(positions + i * 3 + 8);
         const __m256 from_y = _mm256_loadu_ps(positions + i * 3 + 16);
@@ -140,6 +143,7 @@ QEL_TARGET_AVX512 void bounds_avx512(const float *positions, std::uint32_t count
     __m512 high_x = low_x, high_y = low_y, high_z = low_z;
     std::uint64_t i = 0;
     for (; i + step <= count; i += step) {
+        prefetch_ahead(positions + i * 3, 3);
         const __m512 from_x = _mm512_loadu_ps(positions + i * 3);
         const __m512 from_y = _mm512_loadu_ps(positions + i * 3 + 16);
         const __m512 from_z = _mm512_loadu_ps(positions + i * 3 + 32);

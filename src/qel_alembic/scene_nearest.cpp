@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "common/heap.h"
+#include "common/prefetch.h"
 #include "qel_alembic/scene.h"
 
 #include <algorithm>
@@ -83,8 +84,10 @@ std::uint64_t list_capacity(const qel_alembic_file &scene, std::uint64_t k) {
 void offer_all(const qel_alembic_file &scene, std::uint64_t morton, nearest_list &list) {
     for (std::uint32_t m = 0; m < meshes_in(scene) && list.open(); ++m) {
         const qel_alembic_mesh &mesh = scene.meshes[m];
-        for (std::uint32_t v = 0; mesh.vertices != nullptr && v < mesh.vertex_count; ++v)
+        for (std::uint32_t v = 0; mesh.vertices != nullptr && v < mesh.vertex_count; ++v) {
+            prefetch_ahead(mesh.vertices + v);
             list.offer(difference(mesh.vertices[v].morton, morton), m, v);
+        }
     }
 }
 

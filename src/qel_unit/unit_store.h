@@ -4,6 +4,7 @@
 
 #include "qel_unit.h"
 
+#include "common/prefetch.h"
 #include "qel_unit/hash_index.h"
 
 #include <algorithm>

@@ -29,6 +29,7 @@ NOT_A_STATEMENT = {"return", "continue", "break", "goto", "if", "for", "while", 
                    "volatile", "{", "}"}
 COMMUTATIVE = re.compile(r"_mm\d*_(and|or|xor|add|mul|cmpeq)_")
 UNEVALUATED = {"static_assert", "sizeof", "alignof", "offsetof", "__attribute__", "decltype"}
+HINTS = {"prefetch", "prefetch_ahead"}  # to the processor: no result depends on them
 SYMMETRIC = {"min", "max", "swap", "static_assert", "offsetof", "alignas", "decltype", "alignof"}
 
 
@@ -82,13 +83,15 @@ class Generator:
         self.tokens = source.tokens
         self.mutants = []
         for owner in source.owners:
+            if owner.label in HINTS:
+                continue
             for i in range(owner.first, owner.last):
                 if self.tokens[i].owner is owner:
                     self._look_at(i, owner)
 
     def _look_at(self, i, owner):
         token = self.tokens[i]
-        if self._in_assertion(i):
+        if self._unobserved(i):
             return
         if token.kind == "number":
             self._constant(i)
@@ -113,10 +116,13 @@ class Generator:
         self.mutants.append(mutant)
         return mutant
 
-    def _in_assertion(self, i):
+    def _unobserved(self, i):
+        """Whether nothing is computed there, or a hint alone."""
+        if self.tokens[i].text in HINTS:
+            return True
         inside = self.tokens[i].inside
         while inside >= 0:
-            if self.tokens[inside - 1].text in UNEVALUATED:
+            if self.tokens[inside - 1].text in UNEVALUATED | HINTS:
                 return True
             inside = self.tokens[inside].inside
         return False

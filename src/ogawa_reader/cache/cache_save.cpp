@@ -4,6 +4,7 @@
 
 #include "common/file.h"
 #include "common/heap.h"
+#include "common/prefetch.h"
 
 #include <algorithm>
 #include <cmath>
@@ -31,9 +32,11 @@ bool indices_in_range(const ogawa_polymesh &mesh) {
     const std::uint32_t *index = mesh.face_indices;
     const std::uint32_t *const end = index + mesh.face_index_count;
     std::uint32_t beyond = 0;
-    for (; static_cast<std::size_t>(end - index) >= at_once && beyond == 0; index += at_once)
+    for (; static_cast<std::size_t>(end - index) >= at_once && beyond == 0; index += at_once) {
+        prefetch_ahead(index, at_once * sizeof *index / cache_line);
         for (std::uint32_t i = 0; i < at_once; ++i)
             beyond |= index[i] >= mesh.vertex_count ? 1u : 0u;
+    }
     for (; index != end && beyond == 0; ++index)
         beyond = *index >= mesh.vertex_count ? 1 : 0;
     return beyond == 0;
@@ -113,8 +116,10 @@ void add_corner_normals(const ogawa_polymesh &mesh, std::uint64_t claimed, float
         sum[2] = z;
     };
     const std::uint64_t own = std::min<std::uint64_t>(corners, mesh.normal_count);
-    for (std::uint64_t corner = 0; corner < own; ++corner)
+    for (std::uint64_t corner = 0; corner < own; ++corner) {
+        prefetch_ahead(mesh.normals + corner * 3);
         add(corner, mesh.normals + corner * 3);
+    }
     for (std::uint64_t corner = own; corner < corners; ++corner)
         add(corner, mesh.normals); // corners beyond the last normal take the first
 }
@@ -216,6 +221,7 @@ class triangle_writer {
         max_faces = std::min(max_faces, static_cast<std::uint64_t>(end_ - next_) / 6);
         std::uint32_t face = 0;
         for (; face < max_faces && (counts[face] == 3 || counts[face] == 4); ++face) {
+            prefetch_ahead(corners);
             std::memcpy(next_, corners, 3 * sizeof *next_);
             next_ += 3;
             if (counts[face] == 4) {

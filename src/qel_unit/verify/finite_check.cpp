@@ -3,6 +3,8 @@
 // ends after the first block that holds another number.
 #include "qel_unit/verify/finite_check.h"
 
+#include "common/prefetch.h"
+
 #include <algorithm>
 #include <cstring>
 
@@ -49,14 +51,22 @@ bool finite_sse2(const float *numbers, std::uint64_t count) {
 
 #if QEL_AVX2_KERNELS
 
-QEL_TARGET_AVX2 bool finite_avx2(const float *numbers, std::uint64_t count) {
+/// In each lane all bits where the number is not finite, and none where it is.
+QEL_TARGET_AVX2 __m256i not_finite(const float *numbers) {
     const __m256i mask = _mm256_set1_epi32(static_cast<int>(exponent));
-    const std::uint64_t whole = count - count % 8;
+    const __m256i bits = _mm256_castps_si256(_mm256_loadu_ps(numbers));
+    return _mm256_cmpeq_epi32(_mm256_and_si256(bits, mask), mask);
+}
+
+/// Takes a cache line at a time.
+QEL_TARGET_AVX2 bool finite_avx2(const float *numbers, std::uint64_t count) {
+    const std::uint64_t whole = count - count % 16;
     for (std::uint64_t i = 0; i < whole;) {
         __m256i found = _mm256_setzero_si256();
-        for (const std::uint64_t end = std::min(i + floats_a_block, whole); i < end; i += 8) {
-            const __m256i bits = _mm256_castps_si256(_mm256_loadu_ps(numbers + i));
-            found = _mm256_or_si256(found, _mm256_cmpeq_epi32(_mm256_and_si256(bits, mask), mask));
+        for (const std::uint64_t end = std::min(i + floats_a_block, whole); i < end; i += 16) {
+            prefetch_ahead(numbers + i);
+            found =
+                _mm256_or_si256(found, _mm256_or_si256(not_finite(numbers + i), not_finite(numbers + i + 8)));
         }
         if (_mm256_movemask_epi8(found) != 0) return false;
     }
