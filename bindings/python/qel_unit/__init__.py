@@ -22,7 +22,8 @@ from .unit import Unit
 
 __all__ = [
     "AgentDirectory", "Archive", "ArchiveError", "ArchiveObject", "ArchiveTree", "ClosedError", "CorruptFileError",
-    "Mesh", "MeshCache", "QelError", "Scene", "SceneMesh", "Skin", "Token", "Unit", "open_archive",
+    "Mesh", "MeshCache", "QelError", "Scene", "SceneMesh", "Skin", "Token", "Unit", "__version__",
+    "open_archive",
     "agents", "archive", "archive_property", "archive_tree", "cache", "matrix", "mesh", "scene", "skin", "tokens",
     "unit", "verify",
 ]

@@ -1,0 +1,141 @@
+# SPDX-License-Identifier: MIT
+"""What the farm's tests share: small archives, a stand-in for the tool, a cluster of processes, calls of the program."""
+
+import json
+import os
+import random
+import shlex
+import signal
+import subprocess
+import sys
+import tempfile
+import time
+import unittest
+from array import array
+from pathlib import Path
+from typing import Any, Callable, Dict, List, Optional
+
+from qel_unit.farm.sources import OWN_FOLDER
+from tests import archive_writer as writer
+
+TOOL = os.environ["QEL_TOOL"]
+PACKAGE = Path(__file__).resolve().parent.parent
+HARBOUR = PACKAGE.parent.parent / "examples" / "data" / "harbour.abc"
+
+
+def grid(side: int, seed: int) -> bytes:
+    """An archive of one mesh of side × side vertices at places that the seed decides."""
+    draw = random.Random(seed)
+    positions = array("f", (draw.uniform(-10, 10) for _ in range(3 * side * side)))
+    counts = [4] * (side - 1) ** 2
+    corners = [corner for x in range(side - 1) for y in range(side - 1)
+               for corner in (x * side + y, x * side + y + 1, (x + 1) * side + y + 1, (x + 1) * side + y)]
+    return writer.written([writer.mesh("grid", [positions], counts, corners)])
+
+
+def stand_in(path: Path, log: Path, seconds: float = 0.0) -> str:
+    """A program in the tool's place that notes each archive, takes its time, and crashes or hangs for some."""
+    path.write_text("\n".join((
+        "#!/bin/sh",
+        'for archive; do :; done',
+        '[ "$archive" = --version ] || echo "$archive" >>' + shlex.quote(str(log)),
+        "case $archive in",
+        "*crash*) kill -SEGV $$ ;;",
+        "*hang*) sleep 1000 ;;",
+        "*silent*) exit 0 ;;",
+        "esac",
+        'sleep {}'.format(seconds) if seconds else ":",
+        'exec {} "$@"'.format(shlex.quote(TOOL)), "")))
+    path.chmod(0o755)
+    return str(path)
+
+
+class Case(unittest.TestCase):
+    """A test with a folder of its own."""
+
+    def setUp(self) -> None:
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.folder = Path(os.path.realpath(folder.name))
+        self.out = self.folder / "out"
+
+    def file(self, name: str, content: bytes = b"") -> Path:
+        path = self.folder / name
+        path.parent.mkdir(parents=True, exist_ok=True)
+        path.write_bytes(content)
+        return path
+
+    def start_farm(self, *arguments: Any) -> "subprocess.Popen[str]":
+        """The program as its user starts it; the end of the test ends it."""
+        process = subprocess.Popen([sys.executable, "-m", "qel_unit.farm", *map(str, arguments)], cwd=PACKAGE, text=True,
+                                   stdout=subprocess.PIPE, stderr=subprocess.PIPE)
+        self.addCleanup(process.communicate)
+        self.addCleanup(process.kill)
+        return process
+
+    def until(self, holds: Callable[[], Any], what: str, seconds: float = 60.0) -> None:
+        """Waits for what must come."""
+        deadline = time.monotonic() + seconds
+        while not holds():
+            self.assertLess(time.monotonic(), deadline, what)
+            time.sleep(0.02)
+
+
+class Cluster:
+    """A scheduler and workers, processes of one thread each on 127.0.0.1; the end of the test ends them."""
+
+    def __init__(self, test: Case, workers: int) -> None:
+        self._test = test
+        self._log = open(test.folder / "cluster.log", "ab")
+        test.addCleanup(self._log.close)
+        self._file = test.folder / "scheduler.json"
+        self.scheduler = self._start("dask_scheduler", "--host", "127.0.0.1", "--port", "0", "--no-dashboard",
+                                     "--scheduler-file", str(self._file))
+        test.until(self._file.exists, "the scheduler has not started")
+        self.workers = [self.start_worker() for _ in range(workers)]
+
+    @property
+    def address(self) -> str:
+        return str(json.loads(self._file.read_text())["address"])
+
+    def start_worker(self) -> "subprocess.Popen[bytes]":
+        return self._start("dask_worker", "--scheduler-file", str(self._file), "--nthreads", "1", "--no-nanny",
+                           "--memory-limit", "0", "--no-dashboard", "--host", "127.0.0.1",
+                           "--local-directory", str(self._test.folder))
+
+    def _start(self, name: str, *arguments: str) -> "subprocess.Popen[bytes]":
+        process = subprocess.Popen([sys.executable, "-m", "distributed.cli." + name, *arguments], cwd=PACKAGE,
+                                   stdout=self._log, stderr=self._log)
+        self._test.addCleanup(process.wait)
+        self._test.addCleanup(process.kill)
+        return process
+
+
+def farm(*arguments: Any, typed: Optional[str] = None) -> "subprocess.CompletedProcess[str]":
+    """A call of the program to its end."""
+    return subprocess.run([sys.executable, "-m", "qel_unit.farm", *map(str, arguments)], cwd=PACKAGE, text=True,
+                          input=typed if typed is not None else "", capture_output=True, timeout=170)
+
+
+def results_of(folder: Path) -> Dict[str, bytes]:
+    """Every result of a folder by its path, without the time at which it was saved, and nothing of the farm's own."""
+    found = {}
+    for path in sorted(folder.rglob("*")):
+        name = path.relative_to(folder).as_posix()
+        if path.is_file() and not path.name.startswith(".farm") and not name.startswith(OWN_FOLDER) and "/" in name:
+            content = path.read_bytes()
+            stamped = path.suffix in (".qel", ".qeag")
+            found[name] = content[:16] + content[24:] if stamped else content
+    return found
+
+
+def convert_alone(archives: List[Path], sources: Path, folder: Path) -> None:
+    """What one process of the tool after the other makes of the same archives."""
+    for archive in archives:
+        subprocess.run([TOOL, "convert", "-q", str(archive), "-o", str(folder / archive.relative_to(sources))], check=True)
+
+
+def kill(process: "subprocess.Popen[Any]") -> None:
+    """As an administrator does, or a system without memory."""
+    process.send_signal(signal.SIGKILL)
+    process.wait()
