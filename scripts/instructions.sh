@@ -9,11 +9,15 @@ figures=tests/programs/instructions.txt
 tolerance=3
 functions=(
     qel_unit_create qel_unit_load qel_unit_lookup_morton qel_unit_lookup_hex qel_unit_query_nearest
-    qel_alembic_process_mesh qel_alembic_build_hash_table qel_alembic_query_nearest
-    ogawa_read_normals ogawa_read_positions ogawa_read_polymesh ogawa_build_manifold
-    ogawa_compute_bounds qel_mesh_is_static_valid qel_skin_apply
-    qel_agent_dir_init qel_agent_spawn
-    qel_archive_open qel_archive_read_mesh qel_archive_world_transform
+    qel_matrix_48_identity qel_matrix_48_reproduce
+    qel_alembic_process_mesh qel_alembic_build_hash_table qel_alembic_lookup_morton qel_alembic_query_nearest
+    qel_alembic_save qel_alembic_load
+    ogawa_read_normals ogawa_read_positions ogawa_read_uvs ogawa_read_tangent_frame ogawa_read_polymesh
+    ogawa_build_manifold ogawa_get_vertex_neighbors ogawa_compute_tangent_frame
+    ogawa_compute_bounds qel_mesh_is_static_valid qel_mesh_verify_p_minus_p qel_mesh_verify_p_div_p
+    qel_mesh_save qel_mesh_load qel_skin_apply
+    qel_agent_dir_init qel_agent_spawn qel_agent_monitor
+    qel_archive_open qel_archive_read_mesh qel_archive_read_property qel_archive_world_transform
 )
 
 cmake --preset release >/dev/null

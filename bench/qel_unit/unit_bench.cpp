@@ -80,7 +80,7 @@ bool loads_same(const std::string &path) {
 
 /// What a load has to do at least: the file is read, each token moves once to its sorted place, and a unit is created.
 contender bare_load(const std::string &path, const token_arrays &arrays,
-                     const std::vector<std::uint32_t> &places, test::owned_unit &unit) {
+                    const std::vector<std::uint32_t> &places, test::owned_unit &unit) {
     return {[&] {
                 std::FILE *const stream = std::fopen(path.c_str(), "rb");
                 const std::size_t size = places.size() * sizeof(qel_token);

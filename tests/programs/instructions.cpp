@@ -90,7 +90,19 @@ void units(const std::string &folder) {
     std::free(loaded.order);
 }
 
-void scenes() {
+/// Every seventh cell of the lattice, and its children with another one.
+void lattice() {
+    qel_matrix_identity cell = {}, partner = {};
+    qel_matrix_offspring child = {};
+    qel_matrix_48_identity(40, 3, 17, &partner);
+    for (std::uint32_t number = 0; number < 110592; number += 7) {
+        qel_matrix_48_identity(static_cast<std::uint8_t>(number / 2304),
+                               static_cast<std::uint8_t>(number / 48 % 48), number % 48, &cell);
+        qel_matrix_48_reproduce(&cell, &partner, number % 3, &child);
+    }
+}
+
+void scenes(const std::string &folder) {
     const qel::test::plain_mesh grid = qel::test::make_grid(50, 50, true);
     auto *const mesh = static_cast<qel_alembic_mesh *>(std::calloc(1, sizeof(qel_alembic_mesh)));
     require(qel_alembic_load_raw(grid.positions.data(), grid.vertex_count(), grid.face_indices.data(),
@@ -103,26 +115,63 @@ void scenes() {
     qel_alembic_hit hits[8];
     for (int i = 0; i < 20; ++i)
         require(qel_alembic_query_nearest(&scene, below(1u << 18), 8, hits) == 8, "scene nearest");
+    for (int i = 0; i < 200; ++i)
+        qel_alembic_lookup_morton(&scene, i % 2 == 0 ? scene.meshes[0].vertices[below(1000)].morton : noise(),
+                                  hits);
+    const std::string path = folder + "/scene.bqel";
+    require(qel_alembic_save(path.c_str(), &scene) == 0, "scene save");
     qel_alembic_free(&scene);
+    require(qel_alembic_load(path.c_str(), &scene) == 0, "scene load");
+    qel_alembic_free(&scene);
+}
+
+/// What is made of a mesh: adjacency, neighbours, tangents, a cache file.
+void geometry(ogawa_polymesh &mesh, ogawa_uv_set &uvs, const std::string &folder) {
+    require(ogawa_build_manifold(&mesh) == 0, "manifold");
+    for (std::uint32_t vertex = 0; vertex < mesh.vertex_count; ++vertex) {
+        std::uint32_t *neighbors = nullptr, count = 0;
+        require(ogawa_get_vertex_neighbors(&mesh.manifold, &mesh.face_counts, vertex, &neighbors, &count) ==
+                    0,
+                "neighbours");
+        std::free(neighbors);
+    }
+    mesh.uv_sets = &uvs; // lent
+    mesh.uv_set_count = 1;
+    require(ogawa_compute_tangent_frame(&mesh, nullptr) == 0, "tangents computed");
+    mesh.uv_sets = nullptr;
+    mesh.uv_set_count = 0;
+    const std::string path = folder + "/torus.qelm";
+    require(qel_mesh_save(&mesh, nullptr, path.c_str()) == 0, "cache save");
+    qel_mesh cached = {};
+    require(qel_mesh_load(path.c_str(), &cached) == 0, "cache load");
+    qel_mesh_free(&cached);
 }
 
 void archives(const std::string &folder) {
     const qel::test::plain_mesh torus = qel::test::make_torus(96, 48, 3.0f, 1.0f);
     const std::string path = folder + "/torus.abc";
-    qel::test::production_archive(torus, {qel::test::bytes_of(torus.vertex_normals)}).save(path);
+    const qel::test::bytes tangents = qel::test::bytes_of(torus.tangents);
+    qel::test::production_archive(torus, {qel::test::bytes_of(torus.vertex_normals), tangents, tangents})
+        .save(path);
     ogawa_archive archive;
     require(ogawa_open(path.c_str(), &archive) == 0, "open");
     float *normals = nullptr, *positions = nullptr;
     std::uint32_t *indices = nullptr, count = 0, scope = 0;
     require(ogawa_read_normals(&archive, nullptr, 0, &normals, &indices, &count, &scope) == 0, "normals");
     require(ogawa_read_positions(&archive, nullptr, 0, &positions, &count) == 0, "positions");
-    ogawa_polymesh mesh;
-    require(ogawa_read_polymesh(&archive, nullptr, 0, &mesh) == 0, "polymesh");
-    require(ogawa_build_manifold(&mesh) == 0, "manifold");
-    ogawa_free_polymesh(&mesh);
     std::free(normals);
     std::free(indices);
     std::free(positions);
+    ogawa_uv_set uvs = {};
+    require(ogawa_read_uvs(&archive, nullptr, 0, 0, &uvs) == 0, "UVs");
+    ogawa_tangent_frame frame = {};
+    require(ogawa_read_tangent_frame(&archive, nullptr, 0, &frame) == 0, "tangents read");
+    ogawa_free_tangent_frame(&frame);
+    ogawa_polymesh mesh;
+    require(ogawa_read_polymesh(&archive, nullptr, 0, &mesh) == 0, "polymesh");
+    geometry(mesh, uvs, folder);
+    ogawa_free_polymesh(&mesh);
+    ogawa_free_uv_set(&uvs);
     ogawa_close(&archive);
 }
 
@@ -150,6 +199,13 @@ void structures(const std::string &folder) {
     ogawa_polymesh read;
     require(qel_archive_read_mesh(opened, qel_archive_find(opened, "/torus"), 0, &read) == QEL_ARCHIVE_OK,
             "archive mesh");
+    const std::uint32_t torus_number = qel_archive_find(opened, "/torus");
+    const std::uint32_t normals_number = qel_archive_find_property(opened, torus_number, ".geom/N");
+    std::vector<float> values(read.normal_count * std::size_t{3});
+    std::uint64_t size = 0;
+    require(qel_archive_read_property(opened, torus_number, normals_number, 0, values.data(),
+                                      values.size() * 4, &size) == QEL_ARCHIVE_OK,
+            "archive property");
     ogawa_free_polymesh(&read);
     double matrix[16];
     for (std::uint32_t i = 0; i < 1000; ++i)
@@ -163,6 +219,8 @@ void positions_and_skins() {
     float bounds[6];
     ogawa_compute_bounds(positions.data(), count, bounds);
     require(qel_mesh_is_static_valid(positions.data(), count) == 1, "finite");
+    require(qel_mesh_verify_p_minus_p(positions.data(), count) == 1, "p - p");
+    require(qel_mesh_verify_p_div_p(positions.data(), count) == 1, "p / p");
 
     std::vector<qel_skin_weight> weights(count);
     for (qel_skin_weight &weight : weights)
@@ -188,6 +246,8 @@ void agents() {
     char id[9];
     for (int i = 0; i < 200; ++i)
         require(qel_agent_spawn(nullptr, 1, 1, 1, id) >= 0, "spawn");
+    std::vector<char> ids(200 * 9);
+    require(qel_agent_monitor("2A****0*", ids.data(), 200) != 0, "monitor");
     qel_agent_dir_free();
 }
 
@@ -200,7 +260,8 @@ int main(int argc, char **argv) {
     }
     force_narrow_kernels();
     units(argv[1]);
-    scenes();
+    lattice();
+    scenes(argv[1]);
     archives(argv[1]);
     structures(argv[1]);
     positions_and_skins();
