@@ -10,17 +10,17 @@ namespace {
 
 struct scope_word {
     char word[4];
-    geometry_scope scope;
+    std::uint32_t scope;
 };
 
-constexpr scope_word scope_words[] = {{"con", scope_constant},
-                                      {"uni", scope_face},
-                                      {"var", scope_varying},
-                                      {"vtx", scope_vertex},
-                                      {"fvr", scope_corner}};
+constexpr scope_word scope_words[] = {{"con", OGAWA_SCOPE_CONSTANT},
+                                      {"uni", OGAWA_SCOPE_FACE},
+                                      {"var", OGAWA_SCOPE_VARYING},
+                                      {"vtx", OGAWA_SCOPE_VERTEX},
+                                      {"fvr", OGAWA_SCOPE_FACE_VARYING}};
 
 /// Reads the scope that the metadata names; false where they name none.
-bool find_written_scope(const parameter_entries &entries, geometry_scope &scope) {
+bool find_written_scope(const parameter_entries &entries, std::uint32_t &scope) {
     std::size_t length = 0;
     const char *const word = parameter_metadata(entries, "geoScope", length);
     if (word == nullptr) return false;
@@ -34,13 +34,13 @@ bool find_written_scope(const parameter_entries &entries, geometry_scope &scope)
 }
 
 /// How many entries a parameter of a scope has.
-std::uint32_t entries_of(geometry_scope scope, const mesh_size &size) {
+std::uint32_t entries_of(std::uint32_t scope, const mesh_size &size) {
     switch (scope) {
-    case scope_constant:
+    case OGAWA_SCOPE_CONSTANT:
         return 1;
-    case scope_face:
+    case OGAWA_SCOPE_FACE:
         return size.faces;
-    case scope_corner:
+    case OGAWA_SCOPE_FACE_VARYING:
         return size.corners;
     default:
         return size.points;
@@ -51,12 +51,13 @@ std::uint32_t entries_of(geometry_scope scope, const mesh_size &size) {
 /// entries. False where none has.
 bool determine_scope(const parameter_entries &entries, std::uint32_t count, const mesh_size &size,
                      std::uint32_t &scope) {
-    geometry_scope written;
+    std::uint32_t written;
     if (find_written_scope(entries, written)) {
         scope = written;
         return count == entries_of(written, size);
     }
-    for (const geometry_scope candidate : {scope_corner, scope_vertex, scope_face, scope_constant}) {
+    for (const std::uint32_t candidate :
+         {OGAWA_SCOPE_FACE_VARYING, OGAWA_SCOPE_VERTEX, OGAWA_SCOPE_FACE, OGAWA_SCOPE_CONSTANT}) {
         if (count != entries_of(candidate, size)) continue;
         scope = candidate;
         return true;
@@ -96,10 +97,10 @@ bool find_parameter(const qel_archive &archive, const property_entry &entry, std
         const compound &parent = compounds[entry.reference()];
         if (!compounds.find(parent, ".vals", entries.values) ||
             !compounds.find(parent, ".indices", entries.indices) ||
-            !is_array_of(entries.indices.header(), value_u32, 1))
+            !is_array_of(entries.indices.header(), QEL_ARCHIVE_VALUE_U32, 1))
             return false;
     }
-    return is_array_of(entries.values.header(), value_f32, extent);
+    return is_array_of(entries.values.header(), QEL_ARCHIVE_VALUE_F32, extent);
 }
 
 status read_parameter(const qel_archive &archive, const parameter_entries &entries, std::uint64_t sample,

@@ -6,8 +6,6 @@
 
 namespace qel::archives {
 
-enum geometry_scope : std::uint8_t { scope_constant, scope_face, scope_varying, scope_vertex, scope_corner };
-
 /// One parameter. Whoever reads it owns the arrays.
 struct geometry_parameter {
     float *values; // null where there are none

@@ -13,7 +13,7 @@ namespace {
 
 constexpr std::uint8_t inline_metadata = 0xFF; // instead of the number of a shared text
 constexpr std::uint32_t max_shared = 254;      // numbers have 8 bits, of which 255 is inline_metadata
-constexpr std::uint8_t max_value = value_wide_text;
+constexpr std::uint8_t max_value = QEL_ARCHIVE_VALUE_WIDE_TEXT;
 constexpr char instance_source_name[] = ".instanceSource";
 
 // The first word of a property's header.
@@ -158,7 +158,8 @@ status read_property_header(header_cursor &cursor, const header_context &context
 
 bool is_instance_source(const text &name, const property_header &header) {
     return name.length == sizeof instance_source_name - 1 && header.kind == property_kind::scalar &&
-           header.value == value_text && std::memcmp(name.bytes, instance_source_name, name.length) == 0;
+           header.value == QEL_ARCHIVE_VALUE_TEXT &&
+           std::memcmp(name.bytes, instance_source_name, name.length) == 0;
 }
 
 } // namespace

@@ -36,7 +36,11 @@ struct object_headers {
     const object_metadata *const *metadata;
 };
 
-enum class property_kind : std::uint8_t { compound, scalar, array };
+enum class property_kind : std::uint8_t {
+    compound = QEL_ARCHIVE_PROPERTY_COMPOUND,
+    scalar = QEL_ARCHIVE_PROPERTY_SCALAR,
+    array = QEL_ARCHIVE_PROPERTY_ARRAY
+};
 
 struct property_header {
     const char *metadata;
@@ -64,17 +68,5 @@ status read_property_headers(header_bytes source, std::uint64_t count, const hea
 
 /// Bytes of a value of a kind; 0 for texts, whose lengths differ.
 std::uint32_t value_size(std::uint32_t value);
-
-enum value_kind : std::uint8_t {
-    value_bool = 0,
-    value_u8 = 1,
-    value_i8 = 2,
-    value_u32 = 5,
-    value_i32 = 6,
-    value_f32 = 10,
-    value_f64 = 11,
-    value_text = 12,
-    value_wide_text = 13
-};
 
 } // namespace qel::archives

@@ -17,7 +17,7 @@ struct mesh_size {
     std::uint32_t points, faces, corners;
 };
 
-inline bool is_array_of(const property_header &header, value_kind value, std::uint32_t extent) {
+inline bool is_array_of(const property_header &header, qel_archive_value_type value, std::uint32_t extent) {
     return header.kind == property_kind::array && header.value == value && header.extent == extent;
 }
 

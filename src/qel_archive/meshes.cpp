@@ -73,8 +73,8 @@ status find_faces(const qel_archive &archive, std::uint32_t object, face_entries
     if (!has_faces(archive, object)) return QEL_ARCHIVE_OK;
     faces.has_counts = find_property(archive, object, ".geom/.faceCounts", faces.counts);
     faces.has_indices = find_property(archive, object, ".geom/.faceIndices", faces.indices);
-    const bool right = (!faces.has_counts || is_array_of(faces.counts.header(), value_i32, 1)) &&
-                       (!faces.has_indices || is_array_of(faces.indices.header(), value_i32, 1));
+    const bool right = (!faces.has_counts || is_array_of(faces.counts.header(), QEL_ARCHIVE_VALUE_I32, 1)) &&
+                       (!faces.has_indices || is_array_of(faces.indices.header(), QEL_ARCHIVE_VALUE_I32, 1));
     return right ? QEL_ARCHIVE_OK : QEL_ARCHIVE_DAMAGED;
 }
 
@@ -138,7 +138,7 @@ status read_self_bounds(const qel_archive &archive, std::uint32_t object, std::u
     if (!find_property(archive, object, ".geom/.selfBnds", entry)) return QEL_ARCHIVE_OK;
     const property_header &header = entry.header();
     const bool is_box =
-        header.kind == property_kind::scalar && header.value == value_f64 && header.extent == 6;
+        header.kind == property_kind::scalar && header.value == QEL_ARCHIVE_VALUE_F64 && header.extent == 6;
     if (!is_box || header.samples == 0) return QEL_ARCHIVE_OK;
     stored_array stored;
     status outcome = find_array(archive, entry, sample, stored);
@@ -263,7 +263,7 @@ status find_positions(const qel_archive &archive, std::uint32_t object, property
     if (!find_property(archive, object, ".geom/P", positions) ||
         positions.header().kind == property_kind::compound)
         return QEL_ARCHIVE_WRONG_KIND;
-    if (!is_array_of(positions.header(), value_f32, 3)) return QEL_ARCHIVE_DAMAGED;
+    if (!is_array_of(positions.header(), QEL_ARCHIVE_VALUE_F32, 3)) return QEL_ARCHIVE_DAMAGED;
     return positions.header().samples == 0 ? QEL_ARCHIVE_NOT_FOUND : QEL_ARCHIVE_OK;
 }
 
@@ -279,7 +279,9 @@ status get_mesh_info(const qel_archive &archive, std::uint32_t object, qel_archi
     const bool faces_change = (faces.has_counts && !is_constant(faces.counts.header())) ||
                               (faces.has_indices && !is_constant(faces.indices.header()));
     info.sample_count = header.samples;
-    info.topology = faces_change ? 2 : !is_constant(header);
+    info.topology = faces_change          ? QEL_ARCHIVE_TOPOLOGY_FACES_CHANGE
+                    : is_constant(header) ? QEL_ARCHIVE_TOPOLOGY_CONSTANT
+                                          : QEL_ARCHIVE_TOPOLOGY_POSITIONS_CHANGE;
     info.vertex_count = arrays.positions.count;
     info.face_count = arrays.counts.count;
     info.corner_count = arrays.indices.count;

@@ -96,7 +96,7 @@ status find_values(Source &source, std::uint64_t reference, bool may_be_empty, e
 /// Counts the values of a sample; too_many where the last one is not whole.
 status count_values(const random_access_file &file, const property_header &header, const extent &values,
                     std::uint64_t &count) {
-    if (header.value == value_text) return count_texts(file, values, count);
+    if (header.value == QEL_ARCHIVE_VALUE_TEXT) return count_texts(file, values, count);
     const std::uint32_t size = value_size(header.value);
     count = values.size % size == 0 ? values.size / size : too_many;
     return QEL_ARCHIVE_OK;
@@ -104,7 +104,8 @@ status count_values(const random_access_file &file, const property_header &heade
 
 status check_values(const random_access_file &file, const property_header &header,
                     const stored_sample &sample) {
-    if (header.value == value_wide_text) return QEL_ARCHIVE_OK; // the width of its characters is unknown
+    if (header.value == QEL_ARCHIVE_VALUE_WIDE_TEXT)
+        return QEL_ARCHIVE_OK; // the width of its characters is unknown
     std::uint64_t count;
     const status outcome = count_values(file, header, sample.values, count);
     if (outcome != QEL_ARCHIVE_OK) return outcome;
@@ -119,20 +120,22 @@ status check_values(const random_access_file &file, const property_header &heade
 template <class Source>
 status locate_sample(Source &source, const property_header &header, std::uint64_t reference,
                      std::uint64_t sample, stored_sample &found) {
-    found = {};
     reference_list group;
     status outcome = find_group(source, reference, group);
     if (outcome != QEL_ARCHIVE_OK) return outcome;
     const bool is_array = header.kind == property_kind::array;
-    const std::uint64_t size = is_array ? 2 : 1; // references for each sample
+    struct {
+        std::uint64_t values, dimensions;
+    } references;
+    static_assert(sizeof references.values == ogawa::reference_size);
+    const std::size_t size = is_array ? sizeof references : sizeof references.values;
     const std::uint64_t number = stored_number(header, sample);
-    if (number >= group.count / size) return QEL_ARCHIVE_DAMAGED;
-    std::uint64_t references[2];
-    const std::uint64_t bytes = size * ogawa::reference_size;
-    outcome = status_of(source.read(group.at + number * bytes, references, static_cast<std::size_t>(bytes)));
+    if (number >= group.count * ogawa::reference_size / size) return QEL_ARCHIVE_DAMAGED;
+    outcome = status_of(source.read(group.at + number * size, &references, size));
     if (outcome != QEL_ARCHIVE_OK) return outcome;
-    outcome = find_values(source, references[0], is_array, found.values);
-    if (outcome == QEL_ARCHIVE_OK && is_array) outcome = find_data(source, references[1], found.dimensions);
+    outcome = find_values(source, references.values, is_array, found.values);
+    if (outcome == QEL_ARCHIVE_OK && is_array)
+        outcome = find_data(source, references.dimensions, found.dimensions);
     return outcome;
 }
 

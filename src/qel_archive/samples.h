@@ -11,8 +11,8 @@ namespace qel::archives {
 
 /// Where one sample is stored.
 struct stored_sample {
-    extent values;     // without the digest
-    extent dimensions; // of size 0 where the array has one dimension
+    extent values = {};     // without the digest
+    extent dimensions = {}; // of size 0 where the array has one dimension
 };
 
 /// Finds a sample below the property's number of samples. The number of its values is not checked.

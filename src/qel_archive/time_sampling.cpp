@@ -93,10 +93,11 @@ std::uint64_t last_sample_at(const time_sampling &sampling, std::uint64_t count,
     std::uint64_t found = 0;
     if (sampling.acyclic) {
         if (sample_time(sampling, count - 1) <= seconds) return count - 1;
-        // The times need not ascend.
-        for (std::uint64_t i = std::min<std::uint64_t>(count, sampling.count); i-- > 0;)
-            if (sampling.times[i] <= seconds) return i;
-        return 0;
+        // The times need not ascend, and the first one is taken where none is at or before.
+        std::uint64_t i = std::min<std::uint64_t>(count, sampling.count) - 1;
+        while (i > 0 && !(sampling.times[i] <= seconds))
+            --i;
+        return i;
     }
     const double limit = seconds + tolerance * std::fabs(sampling.cycle);
     for (std::uint32_t phase = 0; phase < sampling.count; ++phase) {

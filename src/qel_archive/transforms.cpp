@@ -145,8 +145,8 @@ class value_stream {
 
 /// Finds the values of a property at a time. Without the property or samples `values` is empty; DAMAGED where the
 /// property has another kind of value.
-status find_at(const qel_archive &archive, std::uint32_t object, const char *name, value_kind value,
-               double seconds, extent &values) {
+status find_at(const qel_archive &archive, std::uint32_t object, const char *name,
+               qel_archive_value_type value, double seconds, extent &values) {
     values = {};
     property_entry entry;
     if (!find_property(archive, object, name, entry)) return QEL_ARCHIVE_OK;
@@ -189,7 +189,8 @@ status inherits(const qel_archive &archive, std::uint32_t object, double seconds
     answer = true;
     if (!is_xform(archive, object)) return QEL_ARCHIVE_OK;
     extent values;
-    const status outcome = find_at(archive, object, ".xform/.inherits", value_bool, seconds, values);
+    const status outcome =
+        find_at(archive, object, ".xform/.inherits", QEL_ARCHIVE_VALUE_BOOL, seconds, values);
     if (outcome != QEL_ARCHIVE_OK || values.size == 0) return outcome;
     std::uint8_t stored = 0;
     const status read = status_of(archive.file.read(values.at, &stored, sizeof stored));
@@ -217,9 +218,9 @@ status local_transform(const qel_archive &archive, std::uint32_t object, double 
     local = identity;
     if (!is_xform(archive, object)) return QEL_ARCHIVE_OK;
     extent operations, values;
-    status outcome = find_at(archive, object, ".xform/.ops", value_u8, seconds, operations);
+    status outcome = find_at(archive, object, ".xform/.ops", QEL_ARCHIVE_VALUE_U8, seconds, operations);
     if (outcome != QEL_ARCHIVE_OK || operations.size == 0) return outcome;
-    outcome = find_at(archive, object, ".xform/.vals", value_f64, seconds, values);
+    outcome = find_at(archive, object, ".xform/.vals", QEL_ARCHIVE_VALUE_F64, seconds, values);
     if (outcome != QEL_ARCHIVE_OK) return outcome;
     return multiply_operations(archive.file, operations, values, local);
 }
@@ -243,9 +244,9 @@ status is_visible(const qel_archive &archive, std::uint32_t object, double secon
         property_entry entry;
         if (!find_property(archive, object, "visible", entry)) continue;
         const property_header &header = entry.header();
-        if (header.kind != property_kind::scalar || header.value != value_i8) continue;
+        if (header.kind != property_kind::scalar || header.value != QEL_ARCHIVE_VALUE_I8) continue;
         extent values;
-        status outcome = find_at(archive, object, "visible", value_i8, seconds, values);
+        status outcome = find_at(archive, object, "visible", QEL_ARCHIVE_VALUE_I8, seconds, values);
         if (outcome != QEL_ARCHIVE_OK) return outcome;
         if (values.size == 0) continue;
         std::int8_t stored = -1;

@@ -3,10 +3,10 @@
 // and the newest-node rule have their one body here.
 #pragma once
 
+#include "common/bytes.h"
 #include "qel_unit.h"
 
 #include <cstdint>
-#include <cstring>
 
 namespace qel {
 
@@ -33,8 +33,7 @@ inline std::uint32_t identity_hash(const char *identity) {
 /// and the 128 of all eight are taken off at the start.
 inline std::uint32_t field_hash(const char *field) {
     constexpr std::uint64_t ones = 0x0101010101010101, tops = ones << 7;
-    std::uint64_t bytes;
-    std::memcpy(&bytes, field, sizeof bytes);
+    auto bytes = load<std::uint64_t>(reinterpret_cast<const std::uint8_t *>(field));
     if (((bytes - ones) & ~bytes & tops) != 0) return identity_hash(field); // a zero byte
     bytes ^= tops;
     constexpr std::uint64_t every_second = 0x00FF00FF00FF00FF, every_fourth = 0x0000FFFF0000FFFF;

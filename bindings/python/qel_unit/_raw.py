@@ -120,6 +120,9 @@ QEL_HASH_BUCKETS = 0x800000
 QEL_REPRODUCE_CROSSOVER = 0
 QEL_REPRODUCE_PROJECTIVE = 1
 QEL_REPRODUCE_TACHYON = 2
+OGAWA_SCOPE_CONSTANT = 0
+OGAWA_SCOPE_FACE = 1
+OGAWA_SCOPE_VARYING = 2
 OGAWA_SCOPE_VERTEX = 3
 OGAWA_SCOPE_FACE_VARYING = 4
 OGAWA_SCHEMA_UNKNOWN = 0
@@ -1073,14 +1076,14 @@ CODES: Dict[str, Dict[int, str]] = {
         0: "ended",
         -1: "there is no directory",
         -2: "the id is not found",
-        -3: "the agent has ended already. After every failure nothing is changed",
+        -3: "the agent is terminated already. After every failure nothing is changed",
     },
     "qel_agent_delegate": {
         0: "delegated",
         -1: "there is no directory",
         -2: "from is not found",
         -3: "to is not found",
-        -4: "to has ended. After every failure nothing is changed",
+        -4: "to is terminated. After every failure nothing is changed",
     },
     "qel_agent_query": {
         0: "copied",

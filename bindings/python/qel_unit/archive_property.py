@@ -32,9 +32,9 @@ Values = Union[Array, List[str]]
 class PropertyKind(enum.IntEnum):
     """What a property is."""
 
-    COMPOUND = 0
-    SCALAR = 1
-    ARRAY = 2
+    COMPOUND = _raw.QEL_ARCHIVE_PROPERTY_COMPOUND
+    SCALAR = _raw.QEL_ARCHIVE_PROPERTY_SCALAR
+    ARRAY = _raw.QEL_ARCHIVE_PROPERTY_ARRAY
 
 
 class ArchiveProperty:

@@ -39,9 +39,9 @@ class ArchiveInfo(NamedTuple):
 class Topology(enum.IntEnum):
     """What changes from one sample of a mesh to another."""
 
-    CONSTANT = 0
-    POSITIONS_CHANGE = 1
-    FACES_CHANGE = 2
+    CONSTANT = _raw.QEL_ARCHIVE_TOPOLOGY_CONSTANT
+    POSITIONS_CHANGE = _raw.QEL_ARCHIVE_TOPOLOGY_POSITIONS_CHANGE
+    FACES_CHANGE = _raw.QEL_ARCHIVE_TOPOLOGY_FACES_CHANGE
 
 
 class MeshInfo(NamedTuple):

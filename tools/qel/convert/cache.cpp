@@ -83,9 +83,7 @@ void write_and_map_cache(polymesh_record &mesh, std::uint64_t triangles, result_
     {
         step saving("save cache");
         check("save cache", file.place, qel_mesh_save(mesh.get(), skin.get(), file.path.c_str()),
-              {{QEL_MESH_SAVE_BAD_ARGUMENT, "the mesh is empty"},
-               {QEL_MESH_SAVE_CANNOT_CREATE, "the file cannot be created"},
-               {QEL_MESH_SAVE_INDEX_OUTSIDE, "a face names a vertex that does not exist"}});
+              cache_save_meanings);
         const std::uint64_t size =
             folder.written("save cache", file, bytes_needed(mesh, triangles, *skin.get()));
         saving.done("%llu bytes in %s", static_cast<unsigned long long>(size), file.place.c_str());
@@ -93,12 +91,7 @@ void write_and_map_cache(polymesh_record &mesh, std::uint64_t triangles, result_
     cache_record cache;
     {
         step mapping("map cache");
-        check("map cache", file.place, qel_mesh_load(file.path.c_str(), cache.get()),
-              {{QEL_MESH_LOAD_BAD_ARGUMENT, "no path"},
-               {QEL_MESH_LOAD_CANNOT_OPEN, "the file cannot be opened"},
-               {QEL_MESH_LOAD_CANNOT_MAP, "it cannot be mapped"},
-               {QEL_MESH_LOAD_NO_MEMORY, "no room for the view"},
-               {QEL_MESH_LOAD_NOT_A_CACHE, "it is not a mesh cache"}});
+        check("map cache", file.place, qel_mesh_load(file.path.c_str(), cache.get()), cache_load_meanings);
         compare(mesh, cache, file.place);
         mapping.done("%u vertices, %u triangles, the same positions in place", cache->header.vertex_count,
                      cache->header.triangle_count);

@@ -39,9 +39,8 @@ void advance(std::uint64_t done, std::uint64_t all) {
     if (ear_of_all != nullptr) ear_of_all->advances(done, all);
 }
 
-void check(const std::string &step, const std::string &subject, int code,
-           std::initializer_list<meaning> meanings) {
-    if (code != QEL_OK) throw step_failed(step, subject, code, meaning_of(code, meanings));
+void check(const std::string &step, const std::string &subject, int code, meanings known) {
+    if (code != QEL_OK) throw step_failed(step, subject, code, meaning_of(code, known));
 }
 
 step::step(std::string name) : name_(std::move(name)), start_(std::chrono::steady_clock::now()) {

@@ -49,8 +49,7 @@ void warn(const char *format, ...) __attribute__((format(printf, 1, 2)));
 void advance(std::uint64_t done, std::uint64_t all);
 
 /// Throws unless `code` is 0.
-void check(const std::string &step, const std::string &subject, int code,
-           std::initializer_list<meaning> meanings);
+void check(const std::string &step, const std::string &subject, int code, meanings known);
 
 /// Measures a step from its construction and reports one line when it is done.
 class step {

@@ -63,9 +63,7 @@ void make_tokens(polymesh_record &mesh, const std::vector<std::uint32_t> &triang
     made->mesh_count = 1;
     const int code = load_raw(mesh->positions, mesh->vertex_count, triangles.data(),
                               static_cast<std::uint32_t>(triangles.size() / 3), mesh->name, *made->meshes);
-    check("tokens", mesh->name, code,
-          {{QEL_ALEMBIC_LOAD_RAW_BAD_ARGUMENT, "the mesh is empty"},
-           {QEL_ALEMBIC_LOAD_RAW_NO_MEMORY, "no memory"}});
+    check("tokens", mesh->name, code, load_raw_meanings);
     made->version = 1;
     made->fps = 24.0f;
     made->total_faces = triangles.size() / 3;
@@ -88,13 +86,7 @@ result export_unit(scene_record &made, result_folder &folder) {
 void query_unit(const result &file) {
     unit_record loaded;
     step loading("load unit");
-    check("load unit", file.place, qel_unit_load(file.path.c_str(), loaded.get()),
-          {{QEL_UNIT_LOAD_CANNOT_OPEN, "the file cannot be opened"},
-           {QEL_UNIT_LOAD_TOO_SHORT, "its header is cut short"},
-           {QEL_UNIT_LOAD_NOT_A_UNIT, "it is not a unit file"},
-           {QEL_UNIT_LOAD_TOKENS_NO_MEMORY, "no memory for the tokens"},
-           {QEL_UNIT_LOAD_INDEX_NO_MEMORY, "no memory for an index"},
-           {QEL_UNIT_LOAD_ORDER_NO_MEMORY, "no memory for the order"}});
+    check("load unit", file.place, qel_unit_load(file.path.c_str(), loaded.get()), unit_load_meanings);
     loading.done("sorted and indexed");
     print_counts(loaded);
     const std::uint32_t count = qel_unit_get_count(loaded.get());
@@ -108,8 +100,7 @@ void query_unit(const result &file) {
 result save_scene(scene_record &made, result_folder &folder) {
     const result file = folder.file("scene.bqel");
     step saving("save scene");
-    check("save scene", file.place, qel_alembic_save(file.path.c_str(), made.get()),
-          {{QEL_ALEMBIC_SAVE_CANNOT_CREATE, "the file cannot be created"}});
+    check("save scene", file.place, qel_alembic_save(file.path.c_str(), made.get()), scene_save_meanings);
     const std::uint64_t vertices = made->meshes[0].vertex_count, faces = made->meshes[0].face_count;
     const std::uint64_t expected = scene_header_bytes + mesh_header_bytes + faces * 12 +
                                    vertices * (12 + sizeof(qel_alembic_vertex) + sizeof(qel_alembic_token));
@@ -121,11 +112,7 @@ result save_scene(scene_record &made, result_folder &folder) {
 void reload_scene(const scene_record &made, const result &file) {
     scene_record loaded;
     step loading("load scene");
-    check("load scene", file.place, qel_alembic_load(file.path.c_str(), loaded.get()),
-          {{QEL_ALEMBIC_LOAD_CANNOT_OPEN, "the file cannot be opened"},
-           {QEL_ALEMBIC_LOAD_NOT_A_SCENE, "it is not a scene file"},
-           {QEL_ALEMBIC_LOAD_UNKNOWN_VERSION, "its version is not supported"},
-           {QEL_ALEMBIC_LOAD_NO_MEMORY, "no memory"}});
+    check("load scene", file.place, qel_alembic_load(file.path.c_str(), loaded.get()), scene_load_meanings);
     must_be_valid("load scene", file.place, loaded);
     const std::size_t bytes = std::size_t{made->meshes[0].vertex_count} * sizeof(qel_alembic_token);
     if (std::memcmp(loaded->meshes[0].tokens, made->meshes[0].tokens, bytes) != 0)

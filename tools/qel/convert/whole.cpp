@@ -102,8 +102,7 @@ void whole_conversion::add_to_scene(const ogawa_polymesh &mesh, std::size_t numb
     check("meshes", name,
           load_raw(mesh.positions, mesh.vertex_count, triangles.data(),
                    static_cast<std::uint32_t>(triangles.size() / 3), name.c_str(), made),
-          {{QEL_ALEMBIC_LOAD_RAW_BAD_ARGUMENT, "the mesh is empty"},
-           {QEL_ALEMBIC_LOAD_RAW_NO_MEMORY, "no memory"}});
+          load_raw_meanings);
     for (std::uint32_t i = 0; number > 0 && i < made.vertex_count; ++i) // whose identities name the mesh
         qel_alembic_generate_token(&made.vertices[i], layer, static_cast<std::uint32_t>(number), i,
                                    &made.tokens[i]);
@@ -130,8 +129,7 @@ void whole_conversion::save_scene() {
         made_->time_start = static_cast<float>(plan_.frames.front().time);
         made_->time_end = static_cast<float>(plan_.frames.back().time);
     }
-    check("save scene", file.place, qel_alembic_save(file.path.c_str(), made_.get()),
-          {{QEL_ALEMBIC_SAVE_CANNOT_CREATE, "the file cannot be created"}});
+    check("save scene", file.place, qel_alembic_save(file.path.c_str(), made_.get()), scene_save_meanings);
     std::uint64_t expected = scene_header_bytes + made_->mesh_count * mesh_header_bytes + triangles_ * 12 +
                              vertices_ * (12 + sizeof(qel_alembic_vertex) + sizeof(qel_alembic_token));
     folder_.written("save scene", file, expected); // what is missing there would be filled with frames

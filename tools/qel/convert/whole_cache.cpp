@@ -10,23 +10,22 @@ namespace tool::job {
 
 namespace {
 
-constexpr std::uint32_t scope_constant = 0, scope_face = 1;
 constexpr std::uint64_t header_bytes = 64;
 
 /// Which value each corner or vertex has, so that none is shared: the cache's writer knows no indices.
 void spread_normals(ogawa_polymesh &mesh, const std::string &subject) {
     if (mesh.normals == nullptr) return;
     const std::uint32_t scope = mesh.normal_scope;
-    const bool by_corner = scope == OGAWA_SCOPE_FACE_VARYING || scope == scope_face;
+    const bool by_corner = scope == OGAWA_SCOPE_FACE_VARYING || scope == OGAWA_SCOPE_FACE;
     const std::uint32_t count = by_corner ? mesh.face_index_count : mesh.vertex_count;
     array<float> spread(static_cast<float *>(std::calloc(std::size_t{count} + 1, 12)));
     if (!spread) throw step_failed("caches", subject, 0, "no memory for its normals");
     std::uint32_t face = 0, left = mesh.face_count > 0 ? mesh.face_counts[0] : 0;
     for (std::uint32_t i = 0; i < count; ++i) {
-        while (scope == scope_face && left == 0)
+        while (scope == OGAWA_SCOPE_FACE && left == 0)
             left = mesh.face_counts[++face];
         --left;
-        std::uint32_t from = scope == scope_constant ? 0 : scope == scope_face ? face : i;
+        std::uint32_t from = scope == OGAWA_SCOPE_CONSTANT ? 0 : scope == OGAWA_SCOPE_FACE ? face : i;
         if (mesh.normal_indices != nullptr) from = mesh.normal_indices[from];
         if (from < mesh.normal_count)
             std::memcpy(&spread[std::size_t{i} * 3], mesh.normals + std::size_t{from} * 3, 12);
@@ -76,12 +75,7 @@ void note_uvs(const ogawa_polymesh &mesh, const std::string &subject) {
 /// The mapped file must hold the mesh's own positions, bit for bit.
 void compare(const ogawa_polymesh &mesh, const result &file) {
     cache_record cache;
-    check("caches", file.place, qel_mesh_load(file.path.c_str(), cache.get()),
-          {{QEL_MESH_LOAD_BAD_ARGUMENT, "no path"},
-           {QEL_MESH_LOAD_CANNOT_OPEN, "the file cannot be opened"},
-           {QEL_MESH_LOAD_CANNOT_MAP, "it cannot be mapped"},
-           {QEL_MESH_LOAD_NO_MEMORY, "no room for the view"},
-           {QEL_MESH_LOAD_NOT_A_CACHE, "it is not a mesh cache"}});
+    check("caches", file.place, qel_mesh_load(file.path.c_str(), cache.get()), cache_load_meanings);
     if (cache->header.vertex_count != mesh.vertex_count ||
         std::memcmp(cache->positions, mesh.positions, std::size_t{mesh.vertex_count} * 12) != 0)
         throw step_failed("caches", file.place, 0, "the positions came back changed");
@@ -95,10 +89,7 @@ void write_cache(ogawa_polymesh &mesh, const std::string &subject, const result 
     note_normals(mesh, subject);
     note_uvs(mesh, subject);
     spread_normals(mesh, subject);
-    check("caches", file.place, qel_mesh_save(&mesh, nullptr, file.path.c_str()),
-          {{QEL_MESH_SAVE_BAD_ARGUMENT, "the mesh is empty"},
-           {QEL_MESH_SAVE_CANNOT_CREATE, "the file cannot be created"},
-           {QEL_MESH_SAVE_INDEX_OUTSIDE, "a face names a vertex that does not exist"}});
+    check("caches", file.place, qel_mesh_save(&mesh, nullptr, file.path.c_str()), cache_save_meanings);
     std::uint64_t triangles = 0;
     for (std::uint32_t face = 0; face < mesh.face_count; ++face)
         triangles += mesh.face_counts[face] > 2 ? mesh.face_counts[face] - 2 : 0;

@@ -13,23 +13,6 @@ namespace tool {
 
 namespace {
 
-enum value_code {
-    code_bool,
-    code_u8,
-    code_i8,
-    code_u16,
-    code_i16,
-    code_u32,
-    code_i32,
-    code_u64,
-    code_i64,
-    code_f16,
-    code_f32,
-    code_f64,
-    code_text,
-    code_wide
-};
-
 template <class T>
 T value_at(const std::vector<unsigned char> &bytes, std::size_t number) {
     T value;
@@ -79,27 +62,27 @@ std::vector<std::string> texts_of(const std::vector<unsigned char> &bytes, bool 
 /// One number of a sample. Those of 64 bits are texts in JSON, whose readers may keep only 53 bits.
 void write_value(writer &out, std::uint32_t code, const std::vector<unsigned char> &bytes, std::size_t i) {
     switch (code) {
-    case code_bool:
+    case QEL_ARCHIVE_VALUE_BOOL:
         return out.truth(nullptr, bytes[i] != 0);
-    case code_u8:
+    case QEL_ARCHIVE_VALUE_U8:
         return out.count(nullptr, bytes[i]);
-    case code_i8:
+    case QEL_ARCHIVE_VALUE_I8:
         return out.number(nullptr, value_at<std::int8_t>(bytes, i));
-    case code_u16:
+    case QEL_ARCHIVE_VALUE_U16:
         return out.count(nullptr, value_at<std::uint16_t>(bytes, i));
-    case code_i16:
+    case QEL_ARCHIVE_VALUE_I16:
         return out.number(nullptr, value_at<std::int16_t>(bytes, i));
-    case code_u32:
+    case QEL_ARCHIVE_VALUE_U32:
         return out.count(nullptr, value_at<std::uint32_t>(bytes, i));
-    case code_i32:
+    case QEL_ARCHIVE_VALUE_I32:
         return out.number(nullptr, value_at<std::int32_t>(bytes, i));
-    case code_u64:
+    case QEL_ARCHIVE_VALUE_U64:
         return out.wide(nullptr, value_at<std::uint64_t>(bytes, i));
-    case code_i64:
+    case QEL_ARCHIVE_VALUE_I64:
         return out.wide(nullptr, value_at<std::int64_t>(bytes, i));
-    case code_f16:
+    case QEL_ARCHIVE_VALUE_F16:
         return out.real(nullptr, half_value(value_at<std::uint16_t>(bytes, i)));
-    case code_f32:
+    case QEL_ARCHIVE_VALUE_F32:
         return out.real(nullptr, value_at<float>(bytes, i));
     default:
         return out.real(nullptr, value_at<double>(bytes, i));
@@ -110,8 +93,8 @@ void write_values(writer &out, const qel_archive_property &property,
                   const std::vector<unsigned char> &bytes) {
     constexpr std::size_t sizes[] = {1, 1, 1, 2, 2, 4, 4, 8, 8, 2, 4, 8};
     out.open_list("values");
-    if (property.value == code_text || property.value == code_wide) {
-        for (const std::string &text : texts_of(bytes, property.value == code_wide))
+    if (property.value == QEL_ARCHIVE_VALUE_TEXT || property.value == QEL_ARCHIVE_VALUE_WIDE_TEXT) {
+        for (const std::string &text : texts_of(bytes, property.value == QEL_ARCHIVE_VALUE_WIDE_TEXT))
             out.words(nullptr, text);
     } else if (property.value < std::size(sizes)) {
         const std::size_t count = bytes.size() / sizes[property.value],
@@ -162,8 +145,9 @@ class archive_dump {
                         const qel_archive_property &property) {
         out_.open_object();
         out_.words("name", property.name);
-        out_.words("type", property.kind == 0 ? "compound" : kind_of_values(property));
-        out_.truth("array", property.kind == 2);
+        out_.words("type",
+                   property.kind == QEL_ARCHIVE_PROPERTY_COMPOUND ? "compound" : kind_of_values(property));
+        out_.truth("array", property.kind == QEL_ARCHIVE_PROPERTY_ARRAY);
         out_.words("metadata", property.metadata);
         out_.count("time_sampling", property.time_sampling);
         out_.count("sample_count", property.sample_count);

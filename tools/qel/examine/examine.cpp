@@ -11,8 +11,8 @@ void report::number(const std::string &name, double value) {
     facts.push_back({name, format("%.9g", value), std::isfinite(value)});
 }
 
-void must_be_zero(const input_file &file, int code, std::initializer_list<meaning> meanings) {
-    if (code != QEL_OK) throw failure(file.name(), meaning_of(code, meanings));
+void must_be_zero(const input_file &file, int code, meanings known) {
+    if (code != QEL_OK) throw failure(file.name(), meaning_of(code, known));
 }
 
 void tally::tell(report &about, const char *noun, const std::string &what) const {
@@ -89,14 +89,7 @@ void examined::must_be_usable() const {
 }
 
 void load_unit(const input_file &file, qel_unit &unit) {
-    must_be_zero(
-        file, qel_unit_load(file.path(), &unit),
-        {{QEL_UNIT_LOAD_CANNOT_OPEN, "cannot be opened"},
-         {QEL_UNIT_LOAD_TOO_SHORT, "its header is cut short"},
-         {QEL_UNIT_LOAD_NOT_A_UNIT, "not a unit"},
-         {QEL_UNIT_LOAD_TOKENS_NO_MEMORY, "not enough memory for as many tokens as its header claims"},
-         {QEL_UNIT_LOAD_INDEX_NO_MEMORY, "not enough memory for an index"},
-         {QEL_UNIT_LOAD_ORDER_NO_MEMORY, "not enough memory for the order"}});
+    must_be_zero(file, qel_unit_load(file.path(), &unit), unit_load_meanings);
 }
 
 } // namespace tool

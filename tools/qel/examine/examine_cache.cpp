@@ -76,12 +76,7 @@ void check_cache_content(report &about, const qel_mesh &cache) {
 }
 
 void map_cache(const input_file &file, qel_mesh &cache) {
-    must_be_zero(file, qel_mesh_load(file.path(), &cache),
-                 {{QEL_MESH_LOAD_BAD_ARGUMENT, "no path"},
-                  {QEL_MESH_LOAD_CANNOT_OPEN, "cannot be opened"},
-                  {QEL_MESH_LOAD_CANNOT_MAP, "cannot be mapped"},
-                  {QEL_MESH_LOAD_NO_MEMORY, "no room to map it"},
-                  {QEL_MESH_LOAD_NOT_A_CACHE, "not a mesh cache"}});
+    must_be_zero(file, qel_mesh_load(file.path(), &cache), cache_load_meanings);
 }
 
 /// Where memory runs out, a skin comes without an array that its counts tell of.

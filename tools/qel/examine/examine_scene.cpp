@@ -98,11 +98,7 @@ void check_scene(report &about, const qel_alembic_file &scene, const input_file 
 }
 
 void load_scene(const input_file &file, qel_alembic_file &scene) {
-    must_be_zero(file, qel_alembic_load(file.path(), &scene),
-                 {{QEL_ALEMBIC_LOAD_CANNOT_OPEN, "cannot be opened"},
-                  {QEL_ALEMBIC_LOAD_NOT_A_SCENE, "its header is cut short"},
-                  {QEL_ALEMBIC_LOAD_UNKNOWN_VERSION, "its version is not supported"},
-                  {QEL_ALEMBIC_LOAD_NO_MEMORY, "not enough memory for what its counts say"}});
+    must_be_zero(file, qel_alembic_load(file.path(), &scene), scene_load_meanings);
 }
 
 void scene_facts(report &about, scene_record &scene) {

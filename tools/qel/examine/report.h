@@ -65,7 +65,7 @@ std::string box_text(const float *low, const float *high);
 void check_unit(report &about, const input_file &file);
 
 /// Fails unless `code` is 0.
-void must_be_zero(const input_file &file, int code, std::initializer_list<meaning> meanings);
+void must_be_zero(const input_file &file, int code, meanings known);
 void load_unit(const input_file &file, qel_unit &unit);
 
 } // namespace tool

@@ -73,20 +73,8 @@ failure system_failure(const std::string &file) {
 }
 
 const char *name_of(file_kind kind) {
-    switch (kind) {
-    case file_kind::unit:
-        return "unit";
-    case file_kind::scene:
-        return "scene";
-    case file_kind::mesh_cache:
-        return "mesh cache";
-    case file_kind::agents:
-        return "agent directory";
-    case file_kind::archive:
-        return "archive";
-    default:
-        return "unknown";
-    }
+    constexpr const char *names[] = {"unit", "scene", "mesh cache", "agent directory", "archive", "unknown"};
+    return names[static_cast<std::size_t>(kind)];
 }
 
 temporary_file::~temporary_file() {

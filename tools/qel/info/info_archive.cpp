@@ -29,8 +29,8 @@ const char *scope_text(std::uint32_t scope) {
 }
 
 const char *change_text(std::uint32_t topology, bool moves) {
-    if (topology == 2) return "faces change";
-    return topology == 1 ? "deforms" : moves ? "moves" : "still";
+    if (topology == QEL_ARCHIVE_TOPOLOGY_FACES_CHANGE) return "faces change";
+    return topology == QEL_ARCHIVE_TOPOLOGY_POSITIONS_CHANGE ? "deforms" : moves ? "moves" : "still";
 }
 
 } // namespace

@@ -32,9 +32,10 @@ class branches {
 };
 
 std::string line_of(const qel_archive_property &property) {
-    if (property.kind == 0) return property.name;
+    if (property.kind == QEL_ARCHIVE_PROPERTY_COMPOUND) return property.name;
     std::string line = std::string(property.name) + "  " + kind_of_values(property) +
-                       (property.kind == 2 ? " array, " : ", ") + counted(property.sample_count, "sample");
+                       (property.kind == QEL_ARCHIVE_PROPERTY_ARRAY ? " array, " : ", ") +
+                       counted(property.sample_count, "sample");
     if (property.sample_count > 1) line += property.constant != 0 ? ", all equal" : "";
     return line;
 }
@@ -83,8 +84,10 @@ void write_objects(writer &out, const qel_archive *archive, bool properties) {
             each_property(archive, i, object.property_count, [&](const qel_archive_property &property) {
                 out.open_object();
                 out.words("name", property.name);
-                out.words("values", property.kind == 0 ? "compound" : kind_of_values(property));
-                out.truth("array", property.kind == 2);
+                out.words("values", property.kind == QEL_ARCHIVE_PROPERTY_COMPOUND
+                                        ? "compound"
+                                        : kind_of_values(property));
+                out.truth("array", property.kind == QEL_ARCHIVE_PROPERTY_ARRAY);
                 out.count("samples", property.sample_count);
                 out.close();
             });

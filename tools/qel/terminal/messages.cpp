@@ -16,18 +16,8 @@ namespace {
 colours coloured = colours::automatic;
 
 const char *code_of(colour paint) {
-    switch (paint) {
-    case colour::good:
-        return "\033[32m";
-    case colour::bad:
-        return "\033[1;31m";
-    case colour::odd:
-        return "\033[33m";
-    case colour::heading:
-        return "\033[1m";
-    default:
-        return "";
-    }
+    constexpr const char *codes[] = {"", "\033[32m", "\033[1;31m", "\033[33m", "\033[1m"};
+    return codes[static_cast<std::size_t>(paint)];
 }
 
 bool takes_colours(int descriptor) {

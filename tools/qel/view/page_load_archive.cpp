@@ -13,19 +13,18 @@ namespace tool {
 
 namespace {
 
-constexpr std::uint32_t scope_varying = 2, scope_vertex = 3, scope_corner = 4;
-
 /// One value a vertex: of a corner, the last one that names it counts. `width` numbers each.
 std::vector<float> by_vertex(const ogawa_polymesh &mesh, const float *values, const std::uint32_t *indices,
                              std::uint32_t scope, std::size_t width) {
     std::vector<float> out;
-    if (values == nullptr || (scope != scope_varying && scope != scope_vertex && scope != scope_corner))
+    if (values == nullptr ||
+        (scope != OGAWA_SCOPE_VARYING && scope != OGAWA_SCOPE_VERTEX && scope != OGAWA_SCOPE_FACE_VARYING))
         return out;
     out.resize(mesh.vertex_count * width);
-    const std::uint32_t count = scope == scope_corner ? mesh.face_index_count : mesh.vertex_count;
+    const std::uint32_t count = scope == OGAWA_SCOPE_FACE_VARYING ? mesh.face_index_count : mesh.vertex_count;
     for (std::uint32_t i = 0; i < count; ++i) {
         const std::size_t from = indices != nullptr ? indices[i] : i;
-        const std::size_t to = scope == scope_corner ? mesh.face_indices[i] : i;
+        const std::size_t to = scope == OGAWA_SCOPE_FACE_VARYING ? mesh.face_indices[i] : i;
         std::copy_n(values + from * width, width, out.data() + to * width);
     }
     return out;
@@ -123,7 +122,7 @@ page_model load_archive_page(const input_file &file) {
     for (std::size_t number = 0; number < scene->meshes().size(); ++number) {
         const scene_mesh &mesh = scene->meshes()[number];
         const std::size_t first = model.meshes.size();
-        if (mesh.info.topology == 2 && scene->times().size() > 1) {
+        if (mesh.info.topology == QEL_ARCHIVE_TOPOLOGY_FACES_CHANGE && scene->times().size() > 1) {
             add_changing(model, sources, *scene, number);
             moves = true;
         } else {
