@@ -12,10 +12,12 @@ that someone might really make.
 """
 
 import argparse
+import concurrent.futures
 import hashlib
 import os
 import pathlib
 import sys
+import threading
 
 from lists import check_plausible, read_equivalent, read_plausible
 from operators import generate
@@ -53,10 +55,11 @@ def by_hash(mutant):
     return hashlib.sha256(mutant.identity.encode()).digest()
 
 
-def try_all(project, mutants, tally, verdicts, seconds):
-    """Tries mutants batch by batch, those that cannot be compiled together alone."""
+def try_all(project, mutants, tally, verdicts, seconds, jobs):
+    """Tries mutants batch by batch, several at once, and those that cannot be compiled together alone."""
     bench = Bench(project, seconds)
     alone = Alone(project, bench)
+    compiling = threading.Lock()
     unknown = []
     for mutant in mutants:
         known = verdicts.get(mutant)
@@ -74,15 +77,20 @@ def try_all(project, mutants, tally, verdicts, seconds):
         batch.build()
         for mutant in batch.invalid:
             settle(mutant, Verdict("invalid"))
-        for mutant in list(batch.numbers):
+
+        def look_at(mutant):
             verdict = batch.try_mutant(mutant)
-            if verdict is None or verdict.outcome == "survived":
-                compiled = alone.verdict_of_compiler(mutant.source, mutant.alone)
-                verdict = Verdict(compiled) if compiled else verdict
-            if verdict is None:
-                batch.left_out.append(mutant)
-            else:
-                settle(mutant, verdict)
+            with compiling:
+                if verdict is None or verdict.outcome == "survived":
+                    compiled = alone.verdict_of_compiler(mutant.source, mutant.alone)
+                    verdict = Verdict(compiled) if compiled else verdict
+                if verdict is None:
+                    batch.left_out.append(mutant)
+                else:
+                    settle(mutant, verdict)
+
+        with concurrent.futures.ThreadPoolExecutor(jobs) as pool:
+            list(pool.map(look_at, list(batch.numbers)))
         for mutant in batch.left_out:
             settle(mutant, alone.try_wraps(mutant.source, mutant.alone))
 
@@ -128,6 +136,7 @@ def main():
     parser.add_argument("--list", action="store_true", help="only name the mutants")
     parser.add_argument("--fresh", action="store_true", help="forget what earlier runs have found")
     parser.add_argument("--seconds", type=float, default=600, help="leave out tests that take longer, each by itself")
+    parser.add_argument("--jobs", type=int, default=os.cpu_count(), help="how many mutants meet the tests at once")
     parser.add_argument("--work", type=pathlib.Path, default=ROOT / "build/mutation", help="where mutants are built")
     arguments = parser.parse_args()
 
@@ -153,7 +162,8 @@ def main():
               (arguments.equivalent or mutant.identity not in equivalent)]
     part, parts = map(int, arguments.part.split("/"))
     tally = Tally(equivalent)
-    try_all(project, chosen[part - 1::parts], tally, Verdicts(work / "verdicts", arguments.fresh), arguments.seconds)
+    try_all(project, chosen[part - 1::parts], tally, Verdicts(work / "verdicts", arguments.fresh), arguments.seconds,
+            arguments.jobs)
     return tally.report()
 
 

@@ -31,6 +31,8 @@ COMMUTATIVE = re.compile(r"_mm\d*_(and|or|xor|add|mul|cmpeq)_")
 UNEVALUATED = {"static_assert", "sizeof", "alignof", "offsetof", "__attribute__", "decltype"}
 HINTS = {"prefetch", "prefetch_ahead"}  # to the processor: no result depends on them
 SYMMETRIC = {"min", "max", "swap", "static_assert", "offsetof", "alignas", "decltype", "alignof"}
+# Of the sources' own: sums, and sums of squares that single precision holds exactly.
+SYMMETRIC |= {"average", "midpoint", "project", "level_48", "phi_norm_48", "hop_distance"}
 
 
 @dataclasses.dataclass(eq=False)
@@ -236,6 +238,8 @@ class Generator:
         if callee in NOT_A_STATEMENT | SYMMETRIC or COMMUTATIVE.match(callee) or self.tokens[i].inside < 0:
             return
         close = self.tokens[i].match
+        if callee == "memcmp" and self.tokens[close + 1].text in ("==", "!="):  # only whether, not which comes first
+            return
         top = self.source.top(i + 1, close)
         commas = [j for j in top if self.tokens[j].text == ","]
         ends = [i, *commas, close]

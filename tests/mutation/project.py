@@ -74,11 +74,17 @@ class Project:
         lines = self._ask_ninja("commands", program).splitlines()
         return shlex.split(re.search(r": && (.*?) && ", lines[-1] + " && ")[1])
 
-    def objects_of(self, paths, program=None):
-        """The libraries' objects that some sources go into, and those of a test program."""
+    def objects_of(self, paths):
+        """The libraries' objects that some sources go into."""
         paths = set(paths)
         return [name for name, sources in self.includes.items() if sources & paths and name in self.compiled and
-                (name.startswith("src/") or program and f"/{program}.dir/" in name)]
+                name.startswith("src/")]
+
+    def tests_of(self, path):
+        """The objects of a folder's own tests that hold code of one of its headers: what is inline there is compiled
+        once more with each test that calls it, and the libraries may have no instance of it."""
+        return [name for name, sources in self.includes.items() if path.endswith(".h") and path in sources and
+                name in self.compiled and f"/{program_of(path)}.dir/" in name]
 
     def compile(self, variant, name):
         """Compiles an object with the sources that a variant has instead of the project's."""

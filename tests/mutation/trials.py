@@ -8,13 +8,15 @@ import math
 import os
 import re
 import resource
+import select
 import shutil
 import signal
 import subprocess
+import threading
 import time
 
 from operators import rendered, schema_wraps
-from project import ROOT, Failed, Variant, program_of, programs_of
+from project import ROOT, Failed, Variant, programs_of
 
 MOST_MEMORY = 8 << 30  # a mutant must not take the machine with it
 LEAST_DISK = 2 << 30
@@ -85,7 +87,7 @@ class Bench:
 
     def run(self, program, tests, number=0, trace=None):
         """Runs some tests of a program; none: all. What fails first, or nothing."""
-        temporary = program.parent / f"tmp-{number}"
+        temporary = program.parent / f"tmp-{number}"  # the number tells the mutants apart that run side by side
         temporary.mkdir(exist_ok=True)
         environment = dict(os.environ, TMPDIR=str(temporary), MUTATION_ACTIVE=str(number))
         command = [str(program)]
@@ -99,16 +101,10 @@ class Bench:
         if tests:
             environment["GTEST_FILTER"] = ":".join(test.name for test in tests)
 
-        def restrain():
-            os.setsid()
-            # Not the address space, nor the size of files: some tests make files of 8 TiB, all hole, and map them.
-            resource.setrlimit(resource.RLIMIT_DATA, (MOST_MEMORY, MOST_MEMORY))
-            resource.setrlimit(resource.RLIMIT_CORE, (0, 0))
-            resource.setrlimit(resource.RLIMIT_CPU, (seconds, seconds))  # the machine may be busy with other things
-
         with open(temporary.with_suffix(".log"), "w+b") as log:
             process = subprocess.Popen(command, cwd=self.project.build / "tests", env=environment, stdout=log,
-                                       stderr=subprocess.STDOUT, preexec_fn=restrain)
+                                       stderr=subprocess.STDOUT, start_new_session=True)
+            _restrain(process.pid, seconds)
             stopped = self._wait(process, wall)
             log.seek(0)
             text = log.read().decode(errors="replace")
@@ -119,14 +115,15 @@ class Bench:
     def _wait(self, process, wall):
         end = time.monotonic() + wall
         stopped = ""
-        while process.poll() is None and not stopped:
-            try:
-                process.wait(0.5)
-            except subprocess.TimeoutExpired:
-                if shutil.disk_usage(self.project.work).free < LEAST_DISK:
-                    stopped = "the disk, which it fills"
-                elif time.monotonic() > end:
-                    stopped = "the time limit"
+        descriptor = os.pidfd_open(process.pid)
+        ended = select.poll()
+        ended.register(descriptor, select.POLLIN)
+        while not ended.poll(500) and not stopped:
+            if shutil.disk_usage(self.project.work).free < LEAST_DISK:
+                stopped = "the disk, which it fills"
+            elif time.monotonic() > end:
+                stopped = "the time limit"
+        os.close(descriptor)
         try:
             os.killpg(process.pid, signal.SIGKILL)  # with whatever the tests started
         except ProcessLookupError:
@@ -134,12 +131,17 @@ class Bench:
         process.wait()
         return stopped
 
-    def first_failure(self, program, tests, number=0):
-        """Runs tests, short ones first, until one fails."""
+    def first_failure(self, program, tests, number=0, likely=()):
+        """Runs tests until one fails: first those of likely names, then the others, short ones first."""
+        tests = [test for test in tests if test.milliseconds <= self.longest]
+        first = [test for test in tests if test.name in likely]
+        failure = self.run(program, first, number) if first else ""
+        if failure:
+            return failure
         spent, stage, limits = 0, [], list(STAGES)
         for test in sorted(tests, key=lambda test: test.milliseconds):
-            if test.milliseconds > self.longest:
-                break
+            if test in first:
+                continue
             if spent + test.milliseconds > limits[0]:
                 failure = self.run(program, stage, number) if stage else ""
                 if failure:
@@ -190,6 +192,17 @@ class Bench:
         return self._known_times(program)
 
 
+def _restrain(process, seconds):
+    """Limits a process. Not its address space, nor the size of files: some tests make files of 8 TiB, all hole, and map
+    them. The processor's time, because the machine may be busy with other things."""
+    try:
+        resource.prlimit(process, resource.RLIMIT_DATA, (MOST_MEMORY, MOST_MEMORY))
+        resource.prlimit(process, resource.RLIMIT_CORE, (0, 0))
+        resource.prlimit(process, resource.RLIMIT_CPU, (seconds, seconds))
+    except ProcessLookupError:
+        pass  # it has ended
+
+
 def _failure(code, text):
     if code == 0:
         return ""
@@ -211,13 +224,15 @@ class Batch:
         self.invalid = []
         self.variant = Variant(project.work / "batch", {}, schema=True)
         self.programs, self.traces = {}, {}
+        self.caught_by = {}  # for each function, the names of the tests that caught its last mutants
+        self._tracing = threading.Lock()
 
     def build(self):
         """Compiles the mutants; those that cannot stand in a schema are left out."""
         sources = {mutant.source for mutant in self.numbers}
-        # The libraries' objects stand before those of the tests when a program is linked, so that theirs is the form of
-        # an inline function that is taken. What only tests have of a header is not reached, and tried alone.
         names = set(self.project.objects_of(source.path for source in sources))
+        for source in sources:
+            names |= set(self.project.tests_of(source.path))
         stale = sources
         while names:
             for source in stale:
@@ -250,9 +265,10 @@ class Batch:
         return {mutant.source for mutant in guilty} & sources
 
     def trace(self, name):
-        if name not in self.traces:
-            self.programs[name] = self.project.link(self.variant, name)
-            self.traces[name] = self.bench.trace(self.programs[name])
+        with self._tracing:
+            if name not in self.traces:
+                self.programs[name] = self.project.link(self.variant, name)
+                self.traces[name] = self.bench.trace(self.programs[name])
         return self.traces[name]
 
     def try_mutant(self, mutant):
@@ -263,8 +279,12 @@ class Batch:
             reached |= bool(tests)
             if not reached:
                 return None
-            failure = self.bench.first_failure(self.programs[name], tests, number)
+            likely = self.caught_by.setdefault(mutant.owner, [])
+            failure = self.bench.first_failure(self.programs[name], tests, number, likely[-3:])
             if failure:
+                by = failure.split(",")[0]
+                if by not in likely[-3:]:
+                    likely.append(by)
                 return Verdict("caught", failure)
         return Verdict("survived")
 
@@ -278,16 +298,11 @@ class Alone:
         self.plain = Variant(project.work / f"plain-{name}", {}, schema=False)
 
     def build(self, source, wraps, all_objects=True):
-        """The variant, with all that it takes to link it; or why there is none: `invalid`, or `same`. Of a header,
-        tests may hold what the libraries do not."""
+        """The variant, with all that it takes to link it; or why there is none: `invalid`, or `same`."""
         variant = Variant(self.folder, {source.path: rendered(source, wraps)}, schema=False)
-        names = self.project.objects_of([source.path])
-        if source.path.endswith(".h"):
-            with_tests = self.project.objects_of([source.path], program_of(source.path))
-            names += [name for name in with_tests if name not in names]
         differs = False
-        for name in names:
-            if differs and (not all_objects or not name.startswith("src/")):
+        for name in [*self.project.objects_of([source.path]), *self.project.tests_of(source.path)]:
+            if differs and not all_objects:
                 break
             try:
                 self.project.compile(variant, name)

@@ -249,6 +249,20 @@ TEST(ArchiveSamples, AreDamagedWhereFewerAreStoredThanNeeded) {
                     << left << " " << i;
         }
     }
+    for (const bool is_array : {false, true}) { // the references themselves stay in the file
+        const std::uint64_t each = is_array ? 2 : 1;
+        built_archive built =
+            (is_array ? one_array<std::uint8_t>({{1}, {2}, {3}}) : one_scalar<std::uint8_t>({{1}, {2}, {3}}))
+                .build();
+        for (std::uint64_t left = 0; left <= 3 * each; ++left) {
+            built.patch(built.places.at("/:x").reference, left);
+            const opened_archive opened(built.content);
+            for (std::uint64_t i = 0; i < 3; ++i)
+                EXPECT_EQ(opened.read_status("/", "x", i),
+                          (i + 1) * each <= left ? QEL_ARCHIVE_OK : QEL_ARCHIVE_DAMAGED)
+                    << left << " " << i;
+        }
+    }
     archive_builder none = one_scalar<std::uint8_t>({{1}});
     x_of(none).instead = 0;
     EXPECT_EQ(read_status(none), QEL_ARCHIVE_DAMAGED) << "a group at position 0 stores none";

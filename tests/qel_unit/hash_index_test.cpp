@@ -56,6 +56,20 @@ TEST(IdentityHash, StopsBeforeTheFirstZeroByte) {
     EXPECT_EQ(identity_hash(padded), ((5381u * 33 + 65) * 33 + 66) & 0x7FFFFF);
 }
 
+TEST(FieldHash, EqualsTheLoopWithAnyTwoBytesSideBySideAnywhere) {
+    constexpr char some[] = {0, 1, 2, 'A', 'B', 0x7E, 0x7F, '\x80', '\x81', '\xFE', '\xFF'};
+    for (const char rest : {'A', 'B', '\x80'})
+        for (std::size_t at = 0; at < 7; ++at)
+            for (const char first : some)
+                for (const char second : some) {
+                    std::string field(8, rest);
+                    field[at] = first;
+                    field[at + 1] = second;
+                    EXPECT_EQ(field_hash(field.c_str()), identity_hash(field.c_str()))
+                        << at << ' ' << +first << ' ' << +second;
+                }
+}
+
 TEST(IdentityHash, ReadsEightBytesAndNoFurther) {
     EXPECT_EQ(identity_hash("ABCDEFGH"), identity_hash("ABCDEFGHI"));
     EXPECT_EQ(identity_hash("ABCDEFGH"), 2961065u);

@@ -218,6 +218,7 @@ TEST_F(ApplyIlogic, DoublesModuloTwoToTheSixtyFourth) {
 TEST_F(ApplyIlogic, HalvesTheKeyForThree) {
     qel_token_apply_ilogic(&token, 3);
     EXPECT_EQ(+token.morton, 2u);
+    EXPECT_EQ(+token.payload, 0x0102030405060708u);
     token.morton = most;
     qel_token_apply_ilogic(&token, 3);
     EXPECT_EQ(+token.morton, 0x7FFFFFFFFFFFFFFFu) << "a logical shift";

@@ -224,49 +224,42 @@ void damage_sample(chance &random, property_node &property) {
     }
 }
 
-void damage_property(chance &random, property_node &property) {
-    switch (random.below(8)) {
+/// Damages what an object and a property have alike, in one of four ways.
+template <class Node>
+void damage_node(chance &random, Node &node) {
+    switch (random.below(4)) {
     case 0:
-        property.instead = other_reference(random, 16, 16 + random.below(5000));
+        node.instead = other_reference(random, 16, 16 + random.below(5000));
         break;
     case 1:
-        property.edit_references = changed_references(random);
+        node.edit_references = changed_references(random);
         break;
     case 2:
-        property.edit_headers = changed_bytes(random);
-        break;
-    case 3:
-        change_metadata(random, property.metadata);
-        break;
-    case 4:
-    case 5:
-        if (!property.samples.empty()) damage_sample(random, property);
+        node.edit_headers = changed_bytes(random);
         break;
     default:
-        property.edit_header = changed_header<property_header>(random);
+        change_metadata(random, node.metadata);
     }
 }
 
+void damage_property(chance &random, property_node &property) {
+    const std::uint64_t way = random.below(8);
+    if (way < 4)
+        damage_node(random, property);
+    else if (way < 6 && !property.samples.empty())
+        damage_sample(random, property);
+    else if (way >= 6)
+        property.edit_header = changed_header<property_header>(random);
+}
+
 void damage_object(chance &random, object_node &object) {
-    switch (random.below(6)) {
-    case 0:
-        object.instead = other_reference(random, 16, 16 + random.below(5000));
-        break;
-    case 1:
-        object.edit_references = changed_references(random);
-        break;
-    case 2:
-        object.edit_headers = changed_bytes(random);
-        break;
-    case 3:
+    const std::uint64_t way = random.below(6);
+    if (way < 4)
+        damage_node(random, object);
+    else if (way == 4)
         object.digest_bytes = random.below(64);
-        break;
-    case 4:
-        change_metadata(random, object.metadata);
-        break;
-    default:
+    else
         object.edit_header = changed_header<object_header>(random);
-    }
 }
 
 void damage_tables(chance &random, archive_builder &archive) {

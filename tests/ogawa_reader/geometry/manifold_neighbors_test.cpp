@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <cstring>
 
 namespace qel {
 namespace {
@@ -198,6 +199,22 @@ TEST(GetVertexNeighbors, VisitAFaceOnceHoweverOftenItRepeatsTheVertex) {
     ASSERT_EQ(ogawa_build_manifold(&record.mesh), 0);
     EXPECT_EQ(record.neighbors_of(0), numbers{1});
     EXPECT_EQ(record.neighbors_of(1), numbers{0});
+}
+
+TEST(VertexLookups, FindNothingWhereTheBuildFailedHalfWay) {
+    const heap_ledger ledger;
+    mesh_record record(16, {3}, {0, 1, 2}); // vertex 8 is among many that no face names
+    ogawa_manifold &manifold = record.mesh.manifold;
+    {
+        const failing_heap heap = failing_heap::nth(3);
+        ASSERT_EQ(ogawa_build_manifold(&record.mesh), -2);
+    }
+    ASSERT_TRUE(ledger.has_freed(manifold.vertex_face_offsets)) << "nothing may be read there";
+    const std::uint32_t *faces = nullptr;
+    std::uint32_t *neighbors = nullptr, count = 0;
+    EXPECT_EQ(ogawa_get_vertex_faces(&manifold, 8, &faces, &count), -1);
+    EXPECT_EQ(ogawa_get_vertex_neighbors(&manifold, &record.mesh.face_counts, 8, &neighbors, &count), -1);
+    std::memset(static_cast<void *>(&manifold), 0, sizeof manifold);
 }
 
 } // namespace

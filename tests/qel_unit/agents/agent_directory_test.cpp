@@ -242,6 +242,9 @@ TEST_F(AgentStats, CountsAgentsByTypeUpToThree) {
     for (const int type : {0, 1, 1, 2, 3, 3, 3, 4, 255})
         spawn(9, static_cast<std::uint8_t>(type));
     EXPECT_EQ(stats(), (std::array<std::uint32_t, 6>{9, 9, 1, 2, 1, 3}));
+    std::uint32_t counts[5] = {9, 9, 9, 9, 99};
+    qel_agent_dir_stats(nullptr, nullptr, counts);
+    EXPECT_EQ(counts[4], 99u) << "four are written";
 }
 
 TEST_F(AgentStats, CountsTerminatedAgentsInTheirType) {

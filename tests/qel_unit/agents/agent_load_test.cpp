@@ -150,6 +150,21 @@ TEST_F(AgentLoad, IgnoresRecordsBeyondTheCount) {
     qel_agent agent;
     EXPECT_EQ(qel_agent_query("2A9E0200", &agent), -2);
     EXPECT_EQ(g_agent_dir->agents[1].id[0], '\0');
+    const std::vector<qel_agent> many = full_house(0x10000000);
+    discard_directory();
+    write_file(path, directory_file(many, 130, 130)); // more than are read at once
+    ASSERT_EQ(qel_agent_dir_load(path.c_str()), 0);
+    EXPECT_EQ(text(query("10000081").id), "10000081");
+    EXPECT_EQ(qel_agent_query("10000082", &agent), -2);
+    EXPECT_EQ(g_agent_dir->agents[130].id[0], '\0');
+}
+
+TEST_F(AgentLoad, LeavesTheDirectoryClean) {
+    spawn();
+    ASSERT_EQ(g_agent_dir->dirty, 1u);
+    write_file(path, directory_file(three));
+    ASSERT_EQ(qel_agent_dir_load(path.c_str()), 0);
+    EXPECT_EQ(g_agent_dir->dirty, 0u);
 }
 
 TEST_F(AgentLoad, ReadsFullDirectoriesAndNotARecordMore) {
