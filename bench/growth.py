@@ -14,7 +14,7 @@ from table import checked, rivals
 
 FITTED = 4  # the exponent is that of the largest sizes: small ones show what a call costs by itself
 HEADINGS = ["job", "element", "sizes", "time for each, smallest to largest", "exponent", "model's exponent",
-            "ours ÷ limit at the largest", "peak memory"]
+            "limit's exponent", "ours ÷ limit at the largest", "peak memory"]
 
 
 def point(run):
@@ -58,10 +58,12 @@ def each(one):
 def table_row(job):
     points = job["points"]
     first, last = points[0], points[-1]
-    limits = [f"{number(last['ours'] / time)} ({way.partition(': ')[2]})" for way, time in last.items() if way.startswith("limit")]
+    names = [way for way in last if way.startswith("limit")]
+    limit_slopes = ", ".join(slope(points, way) for way in names) or "–"
     sizes = f"{first['elements']:,} – {last['elements']:,}"
+    limits = [f"{number(last['ours'] / last[way])} ({way.partition(': ')[2]})" for way in names]
     return [job["job"], job["element"], sizes, f"{each(first)} – {each(last)}", slope(points, "ours"), slope(points, "model"),
-            ", ".join(limits) or "–", f"{last['peak_mib']:,.0f} MiB"]
+            limit_slopes, ", ".join(limits) or "–", f"{last['peak_mib']:,.0f} MiB"]
 
 
 def chart_name(job):

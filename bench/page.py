@@ -60,12 +60,15 @@ def machine():
     megahertz = first(r"^cpu MHz.*: ([0-9]+)", "/proc/cpuinfo")
     memory = first(r"^MemTotal: *([0-9]+) kB", "/proc/meminfo")
     folder = os.environ.get("TMPDIR", tempfile.gettempdir())
+    state = os.environ.get("QEL_BENCH_MACHINE", "not looked at")
+    if "busy" in state:
+        state += ": other programs took the processors, figures are worth no more than their spread"
     return "\n".join(
         [
             f"- {processor}, {os.cpu_count()} × {megahertz} MHz; {caches()}; {memory} KiB of memory",
             f"- {platform.system()} {platform.release()}; huge pages: {huge_pages}; "
             f"files on {output('df', '--output=fstype', folder, line=1)}, in the system's cache",
-            f"- {output(compiler, '--version')}; machine: {os.environ.get('QEL_BENCH_MACHINE', 'not looked at')}",
+            f"- {output(compiler, '--version')}; machine: {state}",
             f"- {output('date', '+%Y-%m-%d')}, commit {output('git', 'rev-parse', '--short', 'HEAD')}",
         ]
     )

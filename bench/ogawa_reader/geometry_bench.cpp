@@ -71,6 +71,7 @@ std::uint32_t *array_of_eight(std::uint32_t vertex, std::uint32_t *count) {
     *count = 8;
     auto *const list = static_cast<std::uint32_t *>(std::malloc(*count * sizeof(std::uint32_t)));
     std::fill_n(list, *count, vertex);
+    keep(list);
     return list;
 }
 

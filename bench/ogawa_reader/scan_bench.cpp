@@ -10,6 +10,7 @@
 #include "support/rows.h"
 #include "support/side_by_side.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 
@@ -123,6 +124,28 @@ bool read_same(const ogawa_archive &archive) {
     return !found.empty() && found == Reader::read_plainly(archive.file);
 }
 
+/// The search looks at the file's beginning only; what grows is the array, which a node of 10 MB at most may hold. The
+/// smallest array that it takes has 1,002 vertices.
+void positions(benchmark::State &state, std::size_t vertices) {
+    test::archive_writer content;
+    const long at = static_cast<long>(content.size() + sizeof(std::uint64_t));
+    const std::size_t count = std::max<std::size_t>(vertices, 1002), size = count * 3 * sizeof(float);
+    content.data(test::bytes_of(make_positions(count)));
+    const open_archive archive(content);
+    report_size(state, count);
+    const auto same = [&] { return read_same<positions_reader>(archive.archive); };
+    if (!agree_with_model(state, same, "the plain positions differ")) return;
+    side_by_side(state, {[&] { positions_reader::run(archive.archive); }})
+        .model({[&] { keep(positions_reader::read_plainly(archive.archive.file)); }}, side_by_side::no_target)
+        .limit("fread of the array", {[&] { read_into_fresh(archive.archive.file, at, size); }},
+               side_by_side::no_target)
+        .measure();
+}
+
+void many_positions(benchmark::State &state) {
+    positions(state, sized(800000, 2000));
+}
+
 /// At one size, all ways on the same file.
 template <class Reader, test::archive_writer (*Make)(std::size_t)>
 void scan_grown(benchmark::State &state, std::size_t lines) {
@@ -212,8 +235,8 @@ void fallback_peak(benchmark::State &state) {
 
 void add_scan_rows() {
     growth("normals by scan", "64 bytes", 16'000'000, scan_grown<normals_reader, archive_of_blocks>);
-    growth("positions by scan", "64 bytes", 16'000'000, scan_grown<positions_reader, archive_without_tree>);
-    row("positions by scan", "64 MiB file", scan<positions_reader, archive_without_tree>);
+    growth("positions by scan", "vertex", 830'000, positions);
+    row("positions by scan", "800 k vertices", many_positions);
     row("normals by scan", "64 MiB file", scan<normals_reader, archive_of_blocks>);
     row("UVs by scan", "64 MiB file", scan<uvs_reader, archive_of_small_uvs>);
     row("UVs by the mesh search", "64 MiB file", searched_uvs);
