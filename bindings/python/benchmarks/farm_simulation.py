@@ -52,9 +52,10 @@ def costs_of(measured: Dict[str, Any]) -> Costs:
     """By the run of two workers; what the scheduler spends idle is that of the workers' signs of life."""
     run = measured["two"]
     beats_a_second = 2 / 0.5
-    own = max(run["scheduler"] - measured["idle"] * run["wall"], 0.0)
-    return Costs(numpy.array(run["service"]), own / run["tasks"], measured["idle"] / beats_a_second,
-                 run["client"] / run["archives"], run["bytes"] / run["archives"])
+    scheduler, client = (max(run[name] - measured[idle] * run["wall"], 0.0)
+                         for name, idle in (("scheduler", "idle"), ("client", "client_idle")))
+    return Costs(numpy.array(run["service"]), scheduler / run["tasks"], measured["idle"] / beats_a_second,
+                 client / run["archives"], run["bytes"] / run["archives"])
 
 
 def beats(workers: int) -> float:

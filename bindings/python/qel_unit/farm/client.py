@@ -6,7 +6,8 @@ import os
 from typing import Any, List, Optional, Union
 
 from .manifest import Manifest
-from .queries import Hit, Layer, Lookup, Nearest, Question, answer, merge
+from .queries import Layer, Lookup, Nearest, Question, answer, merge
+from .sources import OWN_FOLDER
 
 #: Units a task, of which one costs tens of milliseconds to load.
 _MOST_UNITS = 32
@@ -73,6 +74,8 @@ def units_in(out: str) -> List[str]:
     if os.path.exists(os.path.join(out, Manifest.NAME)):
         entries = Manifest(out).entries.values()
         return sorted(os.path.join(entry.result, "tokens.qel") for entry in entries if entry.done and entry.tokens > 0)
-    return sorted(
-        os.path.relpath(os.path.join(folder, name), out)
-        for folder, _, names in os.walk(out) for name in names if name.endswith(".qel"))
+    found = []
+    for folder, folders, names in os.walk(out):
+        folders[:] = [name for name in folders if name != OWN_FOLDER]
+        found += [os.path.relpath(os.path.join(folder, name), out) for name in names if name.endswith(".qel")]
+    return sorted(found)
