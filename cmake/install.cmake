@@ -72,5 +72,6 @@ foreach(library IN LISTS qel_libraries)
 endforeach()
 
 if(PROJECT_IS_TOP_LEVEL)
-  include(cmake/packages.cmake)
+  add_custom_target(uninstall
+    COMMAND ${CMAKE_COMMAND} -DBUILD=${CMAKE_BINARY_DIR} -P ${CMAKE_CURRENT_SOURCE_DIR}/cmake/uninstall.cmake VERBATIM)
 endif()

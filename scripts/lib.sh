@@ -20,13 +20,23 @@ need() {
     "${root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends --no-remove "${missing[@]}" >/dev/null
 }
 
-# build_for_install [OPTION...]: the libraries and the tool in build/package, as they are packed, installed and put into
+# copy_sources FOLDER: what belongs to the project and nothing that was built, into a new folder.
+copy_sources() {
+    mkdir -p "$1"
+    if [ "$(git rev-parse --show-toplevel 2>/dev/null)" = "$PWD" ]; then
+        git ls-files -z --cached --others --exclude-standard
+    else # unpacked from a tarball
+        find . -path ./build -prune -o ! -type d -print0
+    fi | while IFS= read -rd '' file; do [ ! -e "$file" ] || printf '%s\0' "$file"; done |
+        tar -c --null --no-recursion -T - | tar -x -C "$1"
+}
+
+# build_for_install [OPTION...]: the libraries and the tool in build/package, as they are put into
 # the wheel; the options of cmake --build choose among them.
 build_for_install() {
-    # /usr: Debian's folder for libraries depends on it, and nothing has to be told where that is. Its zsh looks into a
-    # folder of its own.
+    # /usr: Debian's folder for libraries depends on it, and nothing has to be told where that is.
     cmake -S . -B build/package -G Ninja -DBUILD_TESTING=OFF -DQEL_UNIT_TOOLS=ON -DCMAKE_BUILD_TYPE=RelWithDebInfo \
-        -DCMAKE_INSTALL_PREFIX=/usr -DCMAKE_SKIP_INSTALL_RPATH=ON -DQEL_UNIT_ZSH_FOLDER=share/zsh/vendor-completions >/dev/null
+        -DCMAKE_INSTALL_PREFIX=/usr >/dev/null
     cmake --build build/package "$@"
 }
 

@@ -7,7 +7,7 @@ import os
 import sys
 from typing import Callable, Iterator, List, Tuple, TypeVar
 
-from ._raw import Functions
+from ._raw import VERSION, Functions
 
 F = TypeVar("F")
 
@@ -16,10 +16,13 @@ VARIABLE = "QEL_UNIT_LIBRARY"
 
 
 def file_names(name: str) -> Tuple[str, ...]:
-    """What the file of a library is called on this system."""
+    """What the file of a library is called on this system: first the name that only libraries of this interface have."""
     if sys.platform == "win32":
         return name + ".dll", "lib{}.dll".format(name)
-    return ("lib{}.{}".format(name, "dylib" if sys.platform == "darwin" else "so"),)
+    major = VERSION.partition(".")[0]
+    if sys.platform == "darwin":
+        return "lib{}.{}.dylib".format(name, major), "lib{}.dylib".format(name)
+    return "lib{}.so.{}".format(name, major), "lib{}.so".format(name)
 
 
 def _present(folder: str, names: Tuple[str, ...]) -> Iterator[str]:
