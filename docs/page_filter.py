@@ -75,7 +75,8 @@ def filtered(page, text):
     title = False
     for i, part in enumerate(parts):
         if part.startswith("#"):
-            heading = re.sub("qel_(?=unit|archive)", "%qel_", part.strip().replace("`", ""))
+            heading = part.strip().replace("`", "")
+            heading = heading if title else re.sub("qel_(?=unit|archive)", "%qel_", heading) # sections link nothing
             own = label if label != "index" else "mainpage"
             anchor = f"{label}-{slug(part.strip().lstrip('# '))}" if title else own
             parts[i] = f"{heading} {{#{anchor}}}\n"

@@ -6,5 +6,6 @@ need doxygen python3
 rm -rf build/docs # pages of earlier runs would satisfy links
 mkdir -p build
 doxygen docs/Doxyfile
+scripts/search_index.py build/docs/html
 scripts/check_links.py build/docs/html
 echo "site: build/docs/html/index.html"

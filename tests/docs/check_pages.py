@@ -17,6 +17,7 @@ import interface  # noqa: E402
 
 FOLDERS = ("bench", "bindings", "cmake", "docs", "examples", "fuzz", "include", "packaging", "scripts", "src", "tests", "tools", ".ci")
 SOURCES = (".c", ".cpp", ".h", ".py", ".sh", ".txt", ".cmake", ".in", ".json", "")
+VERSION = interface.version().rpartition(".")[0]  # what is asked for
 # Which test builds and runs the fenced programs of a page.
 TESTED = {("README.md", "c"): "interface.ReadmeProgram", ("docs/index.md", "cmake"): "docs.InstallsAsThePageSays",
           ("bindings/python/README.md", "python"): "scripts/test-python.sh",
@@ -77,10 +78,9 @@ def check_code(page, code, everything):
     for name in re.findall(r"(?:--preset|scripts/test\.sh) ([a-z][\w-]*)", code):
         if name not in presets:
             yield f"names the preset {name}, which is not there"
-    version = interface.version().rpartition(".")[0]
     for asked in re.findall(r"find_package\(qel_unit ([\d.]+)", code):
-        if asked != version:
-            yield f"asks for version {asked} of {version}"
+        if asked != VERSION:
+            yield f"asks for version {asked} of {VERSION}"
 
 
 def check_page(page, text, everything):
