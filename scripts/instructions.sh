@@ -1,12 +1,12 @@
 #!/usr/bin/env bash
-# Counts the instructions of hot functions on fixed inputs, and fails when one differs by more than 3 % from the figures
+# Counts the instructions of hot functions on fixed inputs, and fails when one differs by more than 1 % from the figures
 # in tests/programs/instructions.txt: a slowdown is seen on any machine, however busy. A gain fails, too, so that the
 # figures follow it. Another compiler makes other instructions; the file says which one the figures are for.
 # Usage: scripts/instructions.sh [--update]
 source "$(dirname "$0")/lib.sh"
 need "${build_packages[@]}" valgrind
 figures=tests/programs/instructions.txt
-tolerance=3
+tolerance=1
 functions=(
     qel_unit_create qel_unit_load qel_unit_lookup_morton qel_unit_lookup_hex qel_unit_query_nearest
     qel_matrix_48_identity qel_matrix_48_reproduce
