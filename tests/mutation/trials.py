@@ -300,15 +300,13 @@ class Alone:
     def build(self, source, wraps, all_objects=True):
         """The variant, with all that it takes to link it; or why there is none: `invalid`, or `same`."""
         variant = Variant(self.folder, {source.path: rendered(source, wraps)}, schema=False)
-        differs = False
-        for name in [*self.project.objects_of([source.path]), *self.project.tests_of(source.path)]:
-            if differs and not all_objects:
-                break
-            try:
-                self.project.compile(variant, name)
-            except Failed:
-                return "invalid"
-            differs |= self._differs(variant, name)
+        names = [*self.project.objects_of([source.path]), *self.project.tests_of(source.path)]
+        try:
+            if all_objects:
+                self.project.compile_all(variant, names)
+            differs = any(self._differs(variant, name) for name in names)
+        except Failed:
+            return "invalid"
         return variant if differs else "same"
 
     def verdict_of_compiler(self, source, wraps):
@@ -317,10 +315,12 @@ class Alone:
         return built if isinstance(built, str) else ""
 
     def _differs(self, variant, name):
-        plain = self.plain.folder / "objects" / name
-        if not plain.is_file():
-            self.project.compile(self.plain, name)
-        return plain.read_bytes() != (variant.folder / "objects" / name).read_bytes()
+        """Whether an object is another than without the mutant; compiles what of both is missing."""
+        plain, changed = (each.folder / "objects" / name for each in (self.plain, variant))
+        for each, compiled in ((self.plain, plain), (variant, changed)):
+            if not compiled.is_file():
+                self.project.compile(each, name)
+        return plain.read_bytes() != changed.read_bytes()
 
     def try_wraps(self, source, wraps):
         variant = self.build(source, wraps)
