@@ -52,7 +52,7 @@ def make_sources(folder: Path, count: int) -> List[Source]:
 def start(name: str, folder: Path, *words: str) -> "subprocess.Popen[bytes]":
     """A process of the cluster."""
     return subprocess.Popen([sys.executable, "-m", "distributed.cli." + name, "--scheduler-file", str(folder / "scheduler"),
-                             "--host", "127.0.0.1", "--no-dashboard", *words], cwd=FOLDER, stderr=subprocess.DEVNULL)
+                             "--host", "127.0.0.1", "--dashboard-address", "127.0.0.1:0", *words], cwd=FOLDER, stderr=subprocess.DEVNULL)
 
 
 def run(client: Any, sources: List[Source], out: Path) -> Dict[str, Any]:

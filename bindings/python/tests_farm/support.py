@@ -41,7 +41,7 @@ def stand_in(path: Path, log: Path, seconds: float = 0.0) -> str:
         '[ "$archive" = --version ] || echo "$archive" >>' + shlex.quote(str(log)),
         "case $archive in",
         "*crash*) kill -SEGV $$ ;;",
-        "*hang*) sleep 1000 ;;",
+        "*hang*) exec sleep 1000 ;;",
         "*silent*) exit 0 ;;",
         "esac",
         'sleep {}'.format(seconds) if seconds else ":",
@@ -89,7 +89,7 @@ class Cluster:
         self._log = open(test.folder / "cluster.log", "ab")
         test.addCleanup(self._log.close)
         self._file = test.folder / "scheduler.json"
-        self.scheduler = self._start("dask_scheduler", "--host", "127.0.0.1", "--port", "0", "--no-dashboard",
+        self.scheduler = self._start("dask_scheduler", "--host", "127.0.0.1", "--port", "0", "--dashboard-address", "127.0.0.1:0",
                                      "--scheduler-file", str(self._file))
         test.until(self._file.exists, "the scheduler has not started")
         self.workers = [self.start_worker() for _ in range(workers)]
@@ -100,7 +100,7 @@ class Cluster:
 
     def start_worker(self) -> "subprocess.Popen[bytes]":
         return self._start("dask_worker", "--scheduler-file", str(self._file), "--nthreads", "1", "--no-nanny",
-                           "--memory-limit", "0", "--no-dashboard", "--host", "127.0.0.1",
+                           "--memory-limit", "0", "--dashboard-address", "127.0.0.1:0", "--host", "127.0.0.1",
                            "--local-directory", str(self._test.folder))
 
     def _start(self, name: str, *arguments: str) -> "subprocess.Popen[bytes]":
@@ -139,3 +139,39 @@ def kill(process: "subprocess.Popen[Any]") -> None:
     """As an administrator does, or a system without memory."""
     process.send_signal(signal.SIGKILL)
     process.wait()
+
+
+def processes_of(pid: int) -> List[int]:
+    """A process and all that it has started, and these in turn."""
+    found = [pid]
+    for parent in found:  # which grows meanwhile
+        for tasks in Path("/proc", str(parent), "task").glob("*/children"):
+            found += map(int, tasks.read_text().split())
+    return found
+
+
+def alive(pid: int) -> bool:
+    """Whether a process runs; one that nobody has waited for does not."""
+    try:
+        return Path("/proc", str(pid), "stat").read_text().rpartition(")")[2].split()[0] != "Z"
+    except OSError:
+        return False
+
+
+def listening(pids: List[int]) -> List[str]:
+    """The addresses at which processes listen."""
+    held = set()
+    for pid in pids:
+        for entry in Path("/proc", str(pid), "fd").iterdir():
+            try:
+                held.add(os.readlink(entry))
+            except OSError:
+                pass  # closed by now
+    found = []
+    for table in ("/proc/net/tcp", "/proc/net/tcp6"):
+        for line in Path(table).read_text().splitlines()[1:] if Path(table).exists() else []:
+            fields = line.split()
+            if fields[3] == "0A" and "socket:[{}]".format(fields[9]) in held:
+                plain = bytes.fromhex(fields[1].split(":")[0])
+                found.append(".".join(map(str, plain[::-1])) if len(plain) == 4 else fields[1])
+    return found

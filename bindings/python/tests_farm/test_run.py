@@ -16,7 +16,7 @@ from qel_unit.farm import Farm, Manifest
 from qel_unit.farm.manifest import read_record
 from qel_unit.farm.queries import Layer, Lookup, Nearest, Question, answer
 
-from .support import Case, Cluster, convert_alone, farm, grid, kill, results_of, stand_in
+from .support import PACKAGE, Case, Cluster, alive, convert_alone, farm, grid, kill, listening, processes_of, results_of, stand_in
 
 SOUND, CUT, FLIPPED = 267, 20, 10
 
@@ -144,6 +144,7 @@ class LocalTest(Case):
             self.file("in/s{}/a.abc".format(i), grid(4, i))
         run = farm("convert", self.folder / "in", "-o", self.out, "--only", "tokens", "--workers", 2)
         self.assertEqual((run.returncode, run.stderr), (0, ""))
+        self.assertFalse((PACKAGE / "dask-worker-space").exists(), "the caller's folder is not for the workers")
         self.assertIn("5 archives: 5 converted, 0 done before, 0 failed", run.stdout)
         self.assertEqual(sorted(path.name for path in (self.out / "s0" / "a.abc").iterdir()), [".farm.json", "tokens.qel"])
         found = farm("nearest", self.out, "23,23,23", "-k", 3, "--json", "--workers", 1)
@@ -200,6 +201,25 @@ class LocalTest(Case):
         self.assertEqual(converted(), "")
         call[-1] = "--again"
         self.assertEqual(converted(), "abcd")
+        before = (self.out / "a.abc" / "tokens.qel").read_bytes()
+        call[-2] = stand_in(self.folder / "crash.sh", log)
+        (self.folder / "crash.sh").write_text("#!/bin/sh\n[ $1 = --version ] && echo qel || kill -SEGV $$\n")
+        self.assertEqual(farm(*call).returncode, 1)
+        self.assertEqual((self.out / "a.abc" / "tokens.qel").read_bytes(), before, "a failure keeps what was there")
+
+    def test_a_cluster_of_its_own_listens_to_this_machine_alone_and_ends_with_a_killed_client(self) -> None:
+        self.file("in/hang.abc", grid(4, 0))
+        log = self.file("log")
+        run = self.start_farm("convert", self.folder / "in", "-o", self.out, "--workers", 2,
+                              "--tool", stand_in(self.folder / "tool.sh", log))
+        self.until(log.read_text, "nothing is converted")
+        family = processes_of(run.pid)
+        self.assertGreater(len(family), 2)
+        addresses = listening(family)
+        self.assertGreater(len(addresses), 2)
+        self.assertEqual(set(addresses), {"127.0.0.1"})
+        kill(run)
+        self.until(lambda: not any(alive(pid) for pid in family), "workers outlive their client", 30)
 
     def test_two_runs_do_not_work_on_one_folder(self) -> None:
         self.file("in/a.abc", grid(4, 0))

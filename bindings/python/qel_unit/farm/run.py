@@ -71,7 +71,7 @@ def convert(connect: Callable[[], ContextManager[Any]], sources: Iterable[Source
 
 
 def _settings(out: str, options: Options) -> tasks.Settings:
-    return tasks.Settings(out, uuid.uuid4().hex, options.tool, options.only, options.limits)
+    return tasks.Settings(out, uuid.uuid4().hex, options.tool, options.only, options.limits, options.again)
 
 
 def _as_wanted(source: Source, manifest: Manifest, out: str, options: Options) -> Optional[Source]:
@@ -87,10 +87,7 @@ def _as_wanted(source: Source, manifest: Manifest, out: str, options: Options) -
         return source
     if not entry.done:
         return source._replace(attempts=entry.attempts) if entry.attempts <= options.retries else None
-    if options.again:
-        shutil.rmtree(os.path.join(out, entry.result), ignore_errors=True)
-        return source
-    return None if _is_there(entry, out, options.verify) else source
+    return None if not options.again and _is_there(entry, out, options.verify) else source
 
 
 def _is_there(entry: Entry, out: str, verify: bool) -> bool:

@@ -30,6 +30,7 @@ class Settings(NamedTuple):
     tool: str
     only: str  # parts of the results with commas between them
     limits: Limits
+    again: bool = False  # what is done is done again
 
     @property
     def choice(self) -> str:
@@ -89,7 +90,7 @@ def convert_one(source: Source, settings: Settings) -> Entry:
 def _done_before(entry: Entry, settings: Settings) -> Optional[Entry]:
     """What a run has left here that could not tell its client, or made of a file that was only touched since."""
     folder = os.path.join(settings.out, entry.result)
-    record = read_record(folder)
+    record = None if settings.again else read_record(folder)
     if record is None or record.path != entry.path or record.size != entry.size or record.choice != entry.choice:
         return None
     if not record.is_whole(settings.out):
