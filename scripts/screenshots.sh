@@ -7,5 +7,7 @@ cmake --build --preset release --target qel
 export QEL=$PWD/build/release/tools/qel/qel TORUS=$PWD/examples/data/torus.abc PYTHONDONTWRITEBYTECODE=1
 images=$PWD/docs/images
 (cd tests/tool && python3 take_screenshots.py "$images")
-pngquant --force --ext .png --speed 1 128 "$images"/view*.png
-ls -l "$images"/view*.png
+scripts/make-web.sh >/dev/null
+SOURCE=$PWD PAGE=$PWD/build/web/page/index.html python3 tests/web/take_screenshot.py "$images/web.png"
+pngquant --force --ext .png --speed 1 128 "$images"/{view*,web}.png
+ls -l "$images"/{view*,web}.png

@@ -1,12 +1,18 @@
 #!/usr/bin/env bash
-# Builds the libraries for WebAssembly, without and with SIMD128, and runs the golden digests under Node. Installs what
-# it needs.
+# Builds for WebAssembly, without and with SIMD128, and tests it: the golden digests under Node and in Chromium, the npm
+# package, and the page that opens dropped files. Installs what it needs. docs/web.md says how long each part takes.
 # Usage: scripts/test-web.sh
 source "$(dirname "$0")/lib.sh"
-need g++ cmake ninja-build python3 googletest emscripten node-acorn
-command -v node >/dev/null || need nodejs
+need "${build_packages[@]}" libcli11-dev zlib1g-dev googletest emscripten node-acorn chromium chromium-driver
+command -v npm >/dev/null || need nodejs npm
+scripts/make-web.sh
 for preset in wasm wasm-simd; do
-    cmake --preset "$preset" >/dev/null
-    cmake --build --preset "$preset" --target golden_digests
+    cmake --build --preset "$preset" --target golden_digests --target golden_digests_page
     ctest --preset "$preset" -R '^golden.Digests$'
 done
+cmake --preset release >/dev/null
+cmake --build --preset release --target qel
+export SOURCE=$PWD PACKAGE=$PWD/build/web/package NPM=$PWD/build/web/npm PAGE=$PWD/build/web/page/index.html
+export QEL=$PWD/build/release/tools/qel/qel PYTHONDONTWRITEBYTECODE=1
+cd tests/web
+python3 -m unittest -v golden_test package_test page_test

@@ -15,13 +15,14 @@ sys.path.insert(0, str(PROJECT / "scripts"))
 sys.dont_write_bytecode = True
 import interface  # noqa: E402
 
-FOLDERS = ("bench", "bindings", "cmake", "docs", "examples", "fuzz", "include", "packaging", "scripts", "src", "tests", "tools", ".ci")
-SOURCES = (".c", ".cpp", ".h", ".py", ".sh", ".txt", ".cmake", ".in", ".json", "")
+FOLDERS = ("bench", "bindings", "cmake", "docs", "examples", "fuzz", "include", "packaging", "scripts", "src", "tests", "tools", "web", ".ci")
+SOURCES = (".c", ".cpp", ".h", ".py", ".sh", ".txt", ".cmake", ".in", ".json", ".js", ".mjs", "")
 VERSION = interface.version().rpartition(".")[0]  # what is asked for
 # Which test builds and runs the fenced programs of a page.
 TESTED = {("README.md", "c"): "interface.ReadmeProgram", ("docs/index.md", "cmake"): "docs.InstallsAsThePageSays",
           ("bindings/python/README.md", "python"): "scripts/test-python.sh",
-          ("docs/python-notebook.md", "python"): "scripts/test-python.sh"}
+          ("docs/python-notebook.md", "python"): "scripts/test-python.sh",
+          ("bindings/javascript/README.md", "js"): "scripts/test-web.sh", ("docs/web.md", "js"): "scripts/test-web.sh"}
 
 def text_of(path):
     return path.read_text(encoding="utf-8", errors="replace")

@@ -1,9 +1,11 @@
-// Reads what is searched for: a cell, a key, an identity, a path or a name. Answers { vertex }, { object } or { nothing }.
+// Reads what is searched for: a cell, a position, a key, an identity, a path or a name. Answers { vertex }, { object } or { nothing }.
 function readSearch(text) {
   const wanted = text.trim();
   if (wanted === '') return { kind: 'empty' };
   const cell = wanted.match(/^(\d+)[\s,;]+(\d+)[\s,;]+(\d+)$/);
   if (cell) return { kind: 'cell', cell: cell.slice(1).map(Number) };
+  const position = wanted.split(/[\s,;]+/).map((part) => (/^-?(\d+\.?\d*|\.\d+)(e[-+]?\d+)?$/i.test(part) ? Number(part) : NaN));
+  if (position.length === 3 && position.every(Number.isFinite)) return { kind: 'position', position };
   if (wanted.startsWith('/')) return { kind: 'path', path: wanted };
   const ways = [];
   if (/^[0-9a-f]{8}$/i.test(wanted)) ways.push({ kind: 'identity', identity: wanted.toUpperCase() });
@@ -20,6 +22,17 @@ function findObject(model, wanted) {
 function findCell(model, [x, y, z], after) {
   const { cells } = model;
   return nextVertex(model, after, (i) => cells[i * 3] === x && cells[i * 3 + 1] === y && cells[i * 3 + 2] === z);
+}
+
+// The shown vertex nearest to a position in the world, as it stands now; -1 where none is shown.
+function findPosition(model, [x, y, z]) {
+  const { positions } = model;
+  let best = -1, least = Infinity;
+  for (const mesh of model.meshes) if (!mesh.out) for (let i = mesh.first; i < mesh.first + mesh.count; ++i) {
+    const distance = (positions[i * 3] - x) ** 2 + (positions[i * 3 + 1] - y) ** 2 + (positions[i * 3 + 2] - z) ** 2;
+    if (distance < least) [best, least] = [i, distance];
+  }
+  return best;
 }
 
 function findKey(model, key, after) {
@@ -47,6 +60,10 @@ function search(model, text, after) {
     const vertex = findCell(model, wanted.cell, after), name = wanted.cell.join(', ');
     if (vertex >= 0) return { vertex };
     return { nothing: wanted.cell.some((value) => value > 47) ? `Cells go from 0 to 47: ${name} is none.` : `No token stands in cell ${name}.` };
+  }
+  if (wanted.kind === 'position') {
+    const vertex = findPosition(model, wanted.position);
+    return vertex >= 0 ? { vertex } : { nothing: 'No mesh is shown.' };
   }
   if (wanted.kind === 'path') {
     const object = model.objects.findIndex((_, i) => pathOf(model, i) === wanted.path);

@@ -1,0 +1,129 @@
+// SPDX-License-Identifier: MIT
+// What the page's worker calls: files into a page, an archive or a scene into files. Paths are of the worker's own file
+// system, where dropped files lie in slices. Functions answer 0, or 1 where engine_message() says what is wrong.
+#include "convert/step.h"
+#include "convert/whole.h"
+#include "examine/examined.h"
+#include "files/output.h"
+#include "join.h"
+#include "unit_page.h"
+#include "view/page_load.h"
+#include "view/page_write.h"
+
+#include <emscripten/emscripten.h>
+
+#include <memory>
+#include <sstream>
+
+EM_JS(void, tell_step, (const char *step, double done, double all),
+      { Module.onStep(UTF8ToString(step), done, all); })
+
+namespace {
+
+std::string message;
+std::vector<std::unique_ptr<tool::input_file>> inputs; ///< frames are read from them while a page is packed
+
+template <class Job>
+int outcome_of(Job job) {
+    message.clear();
+    try {
+        job();
+        return 0;
+    } catch (const std::bad_alloc &) {
+        message = "not enough memory";
+    } catch (const std::exception &failed) {
+        message = failed.what();
+    }
+    return 1;
+}
+
+class teller : public tool::job::listener {
+  public:
+    teller() { tool::job::listen(this); }
+    ~teller() override { tool::job::listen(nullptr); }
+    teller(const teller &) = delete;
+    teller &operator=(const teller &) = delete;
+    void begins(const std::string &step) override {
+        step_ = step;
+        tell_step(step_.c_str(), 0, 0);
+    }
+    void advances(std::uint64_t done, std::uint64_t all) override {
+        tell_step(step_.c_str(), static_cast<double>(done), static_cast<double>(all));
+    }
+    void done(const std::string &, double, const std::string &) override {}
+    void note(const std::string &) override {}
+    void warns(const std::string &) override {}
+
+  private:
+    std::string step_;
+};
+
+tool::page_model load(const tool::input_file &file) {
+    return file.kind() == tool::file_kind::unit ? web::load_unit_page(file) : tool::load_page(file, false);
+}
+
+tool::page_model load_all(const std::string &names) {
+    std::vector<web::named_model> parts;
+    std::istringstream lines(names);
+    for (std::string name; std::getline(lines, name);) {
+        tell_step(("Reading " + name).c_str(), 0, 0);
+        inputs.push_back(std::make_unique<tool::input_file>(name));
+        parts.push_back({name, load(*inputs.back())});
+    }
+    if (parts.size() > 1) return web::join(std::move(parts));
+    parts[0].model.title = parts[0].name;
+    return std::move(parts[0].model);
+}
+
+void show(const std::string &names, const std::string &page, std::uint64_t room) {
+    inputs.clear();
+    tool::page_model model = load_all(names);
+    tell_step("Packing", 0, 0);
+    const std::uint64_t bare = tool::bare_page_size();
+    const tool::packed_page packed = tool::pack_page(model, room > bare ? room - bare : 0);
+    tool::output_file out(page);
+    tool::write_page(out.stream(), model.title, packed);
+    out.finish();
+}
+
+void convert_archive(const tool::input_file &file, const std::string &folder) {
+    try {
+        const teller telling;
+        tool::job::convert_whole(file, folder, {});
+    } catch (const tool::job::step_failed &failed) {
+        throw tool::failure(file.name(), failed.step() + ": " + failed.meaning());
+    }
+}
+
+void convert_scene(const tool::input_file &file, const std::string &path) {
+    const tool::examined from(file);
+    from.must_be_usable();
+    if (qel_alembic_export_file_qel(from.scene.get(), path.c_str()) != QEL_OK)
+        throw tool::failure(file.name(), "its tokens cannot be written");
+}
+
+} // namespace
+
+extern "C" {
+
+const char *engine_message() {
+    return message.c_str();
+}
+
+/// `names`: one a line; of several, all are shown in one space. `room`: bytes of the page at most.
+int engine_show(const char *names, const char *page, double room) {
+    return outcome_of([&] { show(names, page, static_cast<std::uint64_t>(room)); });
+}
+
+/// An archive becomes what `qel convert` makes of it, a scene its unit. The folder is there.
+int engine_convert(const char *name, const char *folder) {
+    return outcome_of([&] {
+        const tool::input_file file(name);
+        if (file.kind() == tool::file_kind::scene)
+            convert_scene(file, std::string(folder) + "/tokens.qel");
+        else
+            convert_archive(file, folder);
+    });
+}
+
+} // extern "C"

@@ -1,0 +1,12 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "files/input.h"
+#include "view/page_model.h"
+
+namespace web {
+
+/// A unit has no positions: its tokens stand at their cells, in both halves of the page.
+tool::page_model load_unit_page(const tool::input_file &file);
+
+} // namespace web
