@@ -13,7 +13,7 @@ import matplotlib
 matplotlib.use("svg")
 import matplotlib.pyplot  # noqa: E402  the kind of output is chosen before
 
-from growth import chart_name  # noqa: E402
+from growth import chart_name, plural  # noqa: E402
 
 STYLES = {  # by kind: colour, line, mark
     "ours": ("#0b6e4f", "-", "o"),
@@ -44,7 +44,7 @@ def draw(job, folder):
     for axis in (left, right):
         axis.set_xscale("log")
         axis.set_yscale("log")
-    left.set_xlabel(f"size ({job['element']}s)")
+    left.set_xlabel(plural(job["element"]))
     left.set_ylabel("time, ms")
     right.set_ylabel(f"ours for each {job['element']}, ns (dotted)")
     left.set_title(job["job"], fontsize=11)

@@ -13,6 +13,7 @@ from page import duration, machine, markdown, number, put
 from table import checked, rivals
 
 FITTED = 4  # the exponent is that of the largest sizes: small ones show what a call costs by itself
+PLURALS = {"query": "queries", "vertex": "vertices", "line of 64 bytes": "lines of 64 bytes"}
 HEADINGS = ["job", "element", "sizes", "time for each, smallest to largest", "exponent", "model's exponent",
             "limit's exponent", "ours ÷ limit at the largest", "peak memory"]
 
@@ -51,8 +52,12 @@ def slope(points, way):
 
 
 def each(one):
-    return duration(one["ours"] / one["elements"]) if one["ours"] / one["elements"] >= 1e-3 else (
-        f"{number(one['ours'] / one['elements'] * 1e6)} ns")
+    milliseconds = one["ours"] / one["elements"]
+    return duration(milliseconds) if milliseconds >= 1e-3 else f"{milliseconds * 1e6:.3g} ns"
+
+
+def plural(element):
+    return PLURALS.get(element, element + "s")
 
 
 def table_row(job):
@@ -75,7 +80,7 @@ def main():
     text = machine() + "\n\n" + markdown(HEADINGS, [table_row(job) for job in jobs])
     print(text)
     if len(sys.argv) > 3:
-        charts = [f"![{job['job']}: time over {job['element']}s](images/growth/{chart_name(job)}.svg)" for job in jobs]
+        charts = [f"![{job['job']}: time over {plural(job['element'])}](images/growth/{chart_name(job)}.svg)" for job in jobs]
         put(sys.argv[2], "growth", text + "\n\n" + "\n\n".join(charts))
         with open(sys.argv[3], "w", encoding="utf-8") as file:
             lines = [json.dumps(job, ensure_ascii=False, default=str) for job in rounded(jobs)]

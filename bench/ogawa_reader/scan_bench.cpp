@@ -234,7 +234,7 @@ void fallback_peak(benchmark::State &state) {
 } // namespace
 
 void add_scan_rows() {
-    growth("normals by scan", "64 bytes", 16'000'000, scan_grown<normals_reader, archive_of_blocks>);
+    growth("normals by scan", "line of 64 bytes", 16'000'000, scan_grown<normals_reader, archive_of_blocks>);
     growth("positions by scan", "vertex", 830'000, positions);
     row("positions by scan", "800 k vertices", many_positions);
     row("normals by scan", "64 MiB file", scan<normals_reader, archive_of_blocks>);
