@@ -62,7 +62,7 @@ def sentences(page, names, text):
     for i in range(0, len(parts), 2):
         part = parts[i].replace("@", "@@")
         part = re.sub(r"(?<![\w`%/])(qel_(?:unit|archive))(?![\w`./:])", r"%\1", part)  # the library, not the record
-        part = re.sub(r"!\[([^\]]+)\]\(images/(\S+)\)",
+        part = re.sub(r"!\[([^\]]+)\]\(images/(?:\S*/)?([^\s/]+)\)",
                       lambda match: f'<img src="{match[2]}" alt="{match[1].replace("%qel_", "qel_")}"/>', part)
         part = re.sub(r"\[([^\]]+)\]\(([^)\s]+)\)", lambda match: link(page, match), part)
         parts[i] = re.sub(r"`(\w+)`", lambda m: f"<code>@ref {m[1]}</code>" if m[1] in names else m[0], part)
