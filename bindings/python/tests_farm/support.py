@@ -68,7 +68,8 @@ class Case(unittest.TestCase):
     def start_farm(self, *arguments: Any) -> "subprocess.Popen[str]":
         """The program as its user starts it; the end of the test ends it."""
         process = subprocess.Popen([sys.executable, "-m", "qel_unit.farm", *map(str, arguments)], cwd=PACKAGE, text=True,
-                                   stdout=subprocess.PIPE, stderr=subprocess.PIPE)
+                                   stdout=subprocess.PIPE, stderr=subprocess.PIPE,
+                                   env={**os.environ, "TMPDIR": str(self.folder)})  # one that is killed leaves its workers' folder
         self.addCleanup(process.communicate)
         self.addCleanup(process.kill)
         return process
