@@ -18,8 +18,9 @@ import time
 import unittest
 
 SOURCE, PACKAGE, NPM = (pathlib.Path(os.environ[name]) for name in ("SOURCE", "PACKAGE", "NPM"))
-sys.path.insert(0, str(SOURCE / "tests" / "tool"))
+sys.path[:0] = [str(SOURCE / "tests" / "tool"), str(SOURCE / "scripts")]
 
+import interface  # noqa: E402
 from browser import Browser  # noqa: E402
 
 HARBOUR = SOURCE / "examples" / "data" / "harbour.abc"
@@ -126,6 +127,9 @@ class PackageTest(unittest.TestCase):
             paths = browser.run("return window.answer")
             server.shutdown()
         self.assertEqual((len(paths), paths[:3]), (42, ["/", "/harbour", "/harbour/sea"]))
+
+    def test_its_version_is_that_of_the_headers(self):
+        self.assertEqual(self.packed["version"], interface.version())
 
     def test_it_is_small_and_holds_what_it_should(self):
         sizes = {entry["path"]: entry["size"] for entry in self.packed["files"]}
