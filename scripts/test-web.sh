@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Builds for WebAssembly, without and with SIMD128, and tests it: the golden digests under Node and in Chromium, the npm
-# package, and the page that opens dropped files. Installs what it needs. docs/web.md says how long each part takes.
+# package, and the page that opens dropped files. Installs what it needs.
 # Usage: scripts/test-web.sh
 source "$(dirname "$0")/lib.sh"
 need "${build_packages[@]}" libcli11-dev zlib1g-dev googletest emscripten node-acorn chromium chromium-driver

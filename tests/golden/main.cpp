@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
-// golden_digests [--update | --locale NAME | --times]: runs the fixed workload, once with each set of kernels that the processor
-// has, and compares the digest of each job with tests/golden/digests.txt. Every platform must give the same, in every
-// locale. Where there is no such locale, the exit code is 77. --times writes how many milliseconds each job takes at best.
+// golden_digests [--update | --locale NAME | --times]: runs the fixed workload, once with each set of kernels that the
+// processor has, and compares the digest of each job with tests/golden/digests.txt. Every platform must give the same,
+// in every locale. Where there is no such locale, the exit code is 77. --times writes how many milliseconds each job
+// takes at best.
 #include "common/bounds.h"
 #include "common/cpu.h"
 #include "golden/jobs.h"
