@@ -15,4 +15,4 @@ cmake --build --preset release --target qel
 export SOURCE=$PWD PACKAGE=$PWD/build/web/package NPM=$PWD/build/web/npm PAGE=$PWD/build/web/page/index.html
 export QEL=$PWD/build/release/tools/qel/qel PYTHONDONTWRITEBYTECODE=1
 cd tests/web
-python3 -m unittest -v golden_test package_test page_test
+python3 -m unittest -v golden_test package_test dropped_test
