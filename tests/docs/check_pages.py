@@ -22,6 +22,7 @@ VERSION = interface.version().rpartition(".")[0]  # what is asked for
 TESTED = {("README.md", "c"): "interface.ReadmeProgram", ("docs/index.md", "cmake"): "docs.InstallsAsThePageSays",
           ("bindings/python/README.md", "python"): "scripts/test-python.sh",
           ("docs/python-notebook.md", "python"): "scripts/test-python.sh",
+          ("docs/farm.md", "python"): "scripts/test-farm.sh",
           ("bindings/javascript/README.md", "js"): "scripts/test-web.sh", ("docs/web.md", "js"): "scripts/test-web.sh"}
 
 def text_of(path):

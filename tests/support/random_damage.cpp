@@ -224,20 +224,22 @@ void damage_sample(chance &random, property_node &property) {
     }
 }
 
-/// Damages what an object and a property have alike, in one of four ways.
+enum class shared_damage { reference, references, headers, metadata };
+
+/// Damages what an object and a property have alike.
 template <class Node>
-void damage_node(chance &random, Node &node) {
-    switch (random.below(4)) {
-    case 0:
+void damage_node(chance &random, Node &node, shared_damage damage) {
+    switch (damage) {
+    case shared_damage::reference:
         node.instead = other_reference(random, 16, 16 + random.below(5000));
         break;
-    case 1:
+    case shared_damage::references:
         node.edit_references = changed_references(random);
         break;
-    case 2:
+    case shared_damage::headers:
         node.edit_headers = changed_bytes(random);
         break;
-    default:
+    case shared_damage::metadata:
         change_metadata(random, node.metadata);
     }
 }
@@ -245,7 +247,7 @@ void damage_node(chance &random, Node &node) {
 void damage_property(chance &random, property_node &property) {
     const std::uint64_t way = random.below(8);
     if (way < 4)
-        damage_node(random, property);
+        damage_node(random, property, static_cast<shared_damage>(way));
     else if (way < 6 && !property.samples.empty())
         damage_sample(random, property);
     else if (way >= 6)
@@ -254,10 +256,12 @@ void damage_property(chance &random, property_node &property) {
 
 void damage_object(chance &random, object_node &object) {
     const std::uint64_t way = random.below(6);
-    if (way < 4)
-        damage_node(random, object);
-    else if (way == 4)
+    if (way < 3)
+        damage_node(random, object, static_cast<shared_damage>(way));
+    else if (way == 3)
         object.digest_bytes = random.below(64);
+    else if (way == 4)
+        damage_node(random, object, shared_damage::metadata);
     else
         object.edit_header = changed_header<object_header>(random);
 }

@@ -1,7 +1,9 @@
 # SPDX-License-Identifier: MIT
 """The recipes of examples/farm do what they say, with the folders of this test for the shared ones."""
 
+import ast
 import os
+import re
 import stat
 import subprocess
 import sys
@@ -10,9 +12,10 @@ from typing import List
 
 import yaml
 
-from .support import PACKAGE, TOOL, Case, grid
+from .support import PACKAGE, TOOL, Case, Cluster, farm, grid
 
 RECIPES = PACKAGE.parent.parent / "examples" / "farm"
+PAGE = PACKAGE.parent.parent / "docs" / "farm.md"
 
 
 class RecipeTest(Case):
@@ -60,6 +63,18 @@ class RecipeTest(Case):
         shown = self.run_recipe("dask_on_slurm.sh", SLURM_CPUS_PER_TASK="2")
         self.assertIn("5 archives: 5 converted, 0 done before, 0 failed", shown)
         self.assertEqual(len([line for line in shown.splitlines() if line.endswith("tokens.qel")]), 8)
+
+    def test_the_program_of_the_page(self) -> None:
+        (program,) = re.findall(r"(?ms)^```python\n(.*?)^```$", PAGE.read_text())
+        cluster = Cluster(self, 1)
+        shots = str(self.folder / "shared" / "shots")
+        self.assertEqual(farm("convert", shots, "-o", self.folder / "tokens", "--scheduler", cluster.address).returncode, 0)
+        run = subprocess.run([sys.executable, "-c", program.replace("tcp://head:8786", cluster.address)], cwd=self.folder,
+                             capture_output=True, text=True, timeout=120, env={**os.environ, "PYTHONPATH": str(PACKAGE)})
+        self.assertEqual(run.returncode, 0, run.stderr)
+        found = ast.literal_eval(run.stdout)
+        self.assertEqual(len(found), 16, "8 of each key")
+        self.assertLessEqual(set(found), {unit + "/tokens.qel" for unit in self.units(self.folder / "tokens")})
 
     def test_dask_on_kubernetes(self) -> None:
         """Without a cluster: the objects, and that what they name fits together."""
