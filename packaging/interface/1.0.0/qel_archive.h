@@ -58,7 +58,7 @@ extern "C" {
 #define QEL_ARCHIVE_VERSION_PATCH QEL_UNIT_VERSION_PATCH
 
 /* ------------------------------------------------------------------------------------------------ */
-/** @defgroup archive_reader Archives read by what they say
+/** @defgroup archive_reader Archives by their headers
  * Alembic scene files in the Ogawa container: objects, properties, samples, meshes, transforms, visibility.
  * @{ */
 
@@ -77,6 +77,38 @@ typedef enum qel_archive_status {
     QEL_ARCHIVE_NOT_FOUND = -7,      /**< no such object, property or sample */
     QEL_ARCHIVE_WRONG_KIND = -8      /**< an object without points; a property that is a compound */
 } qel_archive_status;
+
+/** What a property is. */
+typedef enum qel_archive_property_kind {
+    QEL_ARCHIVE_PROPERTY_COMPOUND = 0, /**< it holds properties and no values */
+    QEL_ARCHIVE_PROPERTY_SCALAR = 1,   /**< one element a sample */
+    QEL_ARCHIVE_PROPERTY_ARRAY = 2     /**< any number of elements a sample */
+} qel_archive_property_kind;
+
+/** The type of a property's values. */
+typedef enum qel_archive_value_type {
+    QEL_ARCHIVE_VALUE_BOOL = 0,      /**< a byte, 0 or 1 */
+    QEL_ARCHIVE_VALUE_U8 = 1,        /**< unsigned, 1 byte */
+    QEL_ARCHIVE_VALUE_I8 = 2,        /**< signed, 1 byte */
+    QEL_ARCHIVE_VALUE_U16 = 3,       /**< unsigned, 2 bytes */
+    QEL_ARCHIVE_VALUE_I16 = 4,       /**< signed, 2 bytes */
+    QEL_ARCHIVE_VALUE_U32 = 5,       /**< unsigned, 4 bytes */
+    QEL_ARCHIVE_VALUE_I32 = 6,       /**< signed, 4 bytes */
+    QEL_ARCHIVE_VALUE_U64 = 7,       /**< unsigned, 8 bytes */
+    QEL_ARCHIVE_VALUE_I64 = 8,       /**< signed, 8 bytes */
+    QEL_ARCHIVE_VALUE_F16 = 9,       /**< floating point, 2 bytes */
+    QEL_ARCHIVE_VALUE_F32 = 10,      /**< floating point, 4 bytes */
+    QEL_ARCHIVE_VALUE_F64 = 11,      /**< floating point, 8 bytes */
+    QEL_ARCHIVE_VALUE_TEXT = 12,     /**< a text that ends with a zero byte */
+    QEL_ARCHIVE_VALUE_WIDE_TEXT = 13 /**< a text of wide characters, whose size the archive does not tell */
+} qel_archive_value_type;
+
+/** What differs between the samples of a mesh. */
+typedef enum qel_archive_topology {
+    QEL_ARCHIVE_TOPOLOGY_CONSTANT = 0,         /**< nothing */
+    QEL_ARCHIVE_TOPOLOGY_POSITIONS_CHANGE = 1, /**< only positions */
+    QEL_ARCHIVE_TOPOLOGY_FACES_CHANGE = 2      /**< face counts or indices */
+} qel_archive_topology;
 
 /** What an archive says of itself. */
 typedef struct qel_archive_info {
@@ -105,12 +137,11 @@ typedef struct qel_archive_object {
 
 /** One property of an object. */
 typedef struct qel_archive_property {
-    const char *name;     /**< with the compounds that it stands in: ".geom/P" */
-    const char *metadata; /**< the property's text: `key=value` pairs joined by `;` */
-    uint32_t kind;        /**< 0 compound, 1 scalar, 2 array */
-    uint32_t value;  /**< 0 bool, 1 u8, 2 i8, 3 u16, 4 i16, 5 u32, 6 i32, 7 u64, 8 i64, 9 f16, 10 f32, 11 f64,
-                                 12 text, 13 wide text; 0 for a compound */
-    uint32_t extent; /**< values an element; 0 for a compound */
+    const char *name;       /**< with the compounds that it stands in: ".geom/P" */
+    const char *metadata;   /**< the property's text: `key=value` pairs joined by `;` */
+    uint32_t kind;          /**< a ::qel_archive_property_kind */
+    uint32_t value;         /**< a ::qel_archive_value_type; 0 for a compound */
+    uint32_t extent;        /**< values an element; 0 for a compound */
     uint32_t sample_count;  /**< samples; 0 for a compound */
     uint32_t time_sampling; /**< number of the time sampling; 0 for a compound */
     uint32_t constant; /**< 1 where the archive says that all samples are equal, or there is at most one */
@@ -119,7 +150,7 @@ typedef struct qel_archive_property {
 /** What a mesh holds, without its arrays. */
 typedef struct qel_archive_mesh_info {
     uint32_t sample_count; /**< samples of the positions, at least 1 */
-    uint32_t topology;     /**< 0 constant, 1 only positions change, 2 face counts or indices change */
+    uint32_t topology;     /**< a ::qel_archive_topology */
     uint32_t vertex_count; /**< points of sample 0 */
     uint32_t face_count;   /**< faces of sample 0 */
     uint32_t corner_count; /**< face corners of sample 0 */
@@ -294,8 +325,8 @@ QEL_ARCHIVE_API int32_t qel_archive_get_mesh_info(const qel_archive *archive, ui
  * below the number of their values. Normals and UVs of which that is not so are left out. A property with fewer samples
  * than the positions gives its last one. Of objects that are neither PolyMesh nor SubD there are positions only.
  *
- * An array of no entries is null. Scopes are 0 constant, 1 face, 2 varying, 3 vertex, 4 corner; one that is not written
- * is told by the number of entries, in the order corner, vertex, face, constant. The first UV set is that of the
+ * An array of no entries is null. Scopes are ::OGAWA_SCOPE_CONSTANT, FACE, VARYING, VERTEX and FACE_VARYING, the corners; one
+ * that is not written is told by the number of entries, in the order corner, vertex, face, constant. The first UV set is that of the
  * property `uv`, named by its key `sourceName`, else "uv"; the others are the pairs of floats among the arbitrary
  * parameters, by their names. `self_bounds_min` and `self_bounds_max` are what the archive holds, rounded to single
  * precision, and else the positions' box.

@@ -224,11 +224,11 @@ typedef enum qel_status {
     QEL_AGENT_SPAWN_FULL = -2,                   /**< the directory is full */
     QEL_AGENT_TERMINATE_NO_DIRECTORY = -1,       /**< there is no directory */
     QEL_AGENT_TERMINATE_NOT_FOUND = -2,          /**< no such agent */
-    QEL_AGENT_TERMINATE_TERMINATED = -3,         /**< the agent has ended already */
+    QEL_AGENT_TERMINATE_TERMINATED = -3,         /**< the agent is terminated already */
     QEL_AGENT_DELEGATE_NO_DIRECTORY = -1,        /**< there is no directory */
     QEL_AGENT_DELEGATE_FROM_NOT_FOUND = -2,      /**< no such agent: `from` */
     QEL_AGENT_DELEGATE_TO_NOT_FOUND = -3,        /**< no such agent: `to` */
-    QEL_AGENT_DELEGATE_TO_TERMINATED = -4,       /**< `to` has ended already */
+    QEL_AGENT_DELEGATE_TO_TERMINATED = -4,       /**< `to` is terminated already */
     QEL_AGENT_QUERY_NO_DIRECTORY = -1,           /**< there is no directory; a null pointer */
     QEL_AGENT_QUERY_NOT_FOUND = -2,              /**< no such agent */
     QEL_AGENT_CONTROL_NO_DIRECTORY = -1,         /**< there is no directory */
@@ -665,7 +665,7 @@ QEL_API int32_t qel_matrix_48_chirality(uint8_t a, uint8_t b);
 /** How ::qel_matrix_48_reproduce makes the child's cell; any number without a name is projective too. */
 typedef enum qel_reproduce_mode {
     QEL_REPRODUCE_CROSSOVER = 0,  /**< the average of the cells */
-    QEL_REPRODUCE_PROJECTIVE = 1, /**< the midpoint is pushed outwards from the centre */
+    QEL_REPRODUCE_PROJECTIVE = 1, /**< the midpoint is moved away from the centre, by 1.618 cells */
     QEL_REPRODUCE_TACHYON = 2     /**< the first parent's cell is reflected, then averaged */
 } qel_reproduce_mode;
 
@@ -701,6 +701,12 @@ QEL_API uint32_t qel_matrix_48_validate_all(void);
  * set: the array is read as far as the rest of the record leads.
  * @{ */
 
+/** Geometry scope: one value for the whole mesh. */
+#define OGAWA_SCOPE_CONSTANT 0u
+/** Geometry scope: one value per face (uniform). */
+#define OGAWA_SCOPE_FACE 1u
+/** Geometry scope: one value per vertex, interpolated over the surface (varying). */
+#define OGAWA_SCOPE_VARYING 2u
 /** Geometry scope: one value per vertex. */
 #define OGAWA_SCOPE_VERTEX 3u
 /** Geometry scope: one value per face corner (face-varying). */
@@ -1820,7 +1826,7 @@ QEL_API int32_t qel_mesh_get_gpu_data(const qel_mesh *mesh, const float **positi
 /** The most agents a directory holds. */
 #define QEL_AGENT_CAPACITY 65536u
 
-/** Where an agent stands. What the states 4 and 5 mean is the caller's affair. */
+/** Where an agent stands. The library never sets the states 4 and 5: callers decide what they mean. */
 typedef enum qel_agent_state {
     QEL_AGENT_STATE_SPAWNED = 0,   /**< as ::qel_agent_spawn makes it */
     QEL_AGENT_STATE_RESET = 1,     /**< by ::QEL_AGENT_COMMAND_RESET */
@@ -1962,7 +1968,7 @@ QEL_API int32_t qel_agent_spawn(const char *parent, uint8_t type, uint8_t tier, 
  * @retval  0 ended
  * @retval -1 there is no directory
  * @retval -2 the id is not found
- * @retval -3 the agent has ended already. After every failure nothing is changed
+ * @retval -3 the agent is terminated already. After every failure nothing is changed
  * @param id  the agent
  */
 QEL_API int32_t qel_agent_terminate(const char *id);
@@ -1974,7 +1980,7 @@ QEL_API int32_t qel_agent_terminate(const char *id);
  * @retval -1 there is no directory
  * @retval -2 `from` is not found
  * @retval -3 `to` is not found
- * @retval -4 `to` has ended. After every failure nothing is changed
+ * @retval -4 `to` is terminated. After every failure nothing is changed
  * @param from  8 characters: the delegating agent, which becomes the parent
  * @param to    the agent that gets the task
  * @param task  any value
