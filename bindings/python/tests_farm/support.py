@@ -50,6 +50,11 @@ def stand_in(path: Path, log: Path, seconds: float = 0.0) -> str:
     return str(path)
 
 
+def _take_interruptions() -> None:
+    """A shell lets the processes that it starts in the background ignore them, and their children inherit that."""
+    signal.signal(signal.SIGINT, signal.SIG_DFL)
+
+
 class Case(unittest.TestCase):
     """A test with a folder of its own."""
 
@@ -69,7 +74,8 @@ class Case(unittest.TestCase):
         """The program as its user starts it; the end of the test ends it."""
         process = subprocess.Popen([sys.executable, "-m", "qel_unit.farm", *map(str, arguments)], cwd=PACKAGE, text=True,
                                    stdout=subprocess.PIPE, stderr=subprocess.PIPE,
-                                   env={**os.environ, "TMPDIR": str(self.folder)})  # one that is killed leaves its workers' folder
+                                   env={**os.environ, "TMPDIR": str(self.folder)},  # one that is killed leaves its workers' folder
+                                   preexec_fn=_take_interruptions)
         self.addCleanup(process.communicate)
         self.addCleanup(process.kill)
         return process
