@@ -22,10 +22,10 @@ constexpr std::size_t cache_line = 64;
 /// that they come to 5 KiB later. The processor foresees the rest of a page of 4 KiB by itself, but not the next page,
 /// and waits there; one hint for each line hides that.
 inline void prefetch_ahead(const void *address, std::size_t lines = 1) {
-    constexpr std::uintptr_t distance = 5 << 10;
+    const std::uintptr_t first = reinterpret_cast<std::uintptr_t>(address) + (5 << 10);
     for (std::size_t line = 0; line < lines; ++line)
-        prefetch(reinterpret_cast<const void *>(reinterpret_cast<std::uintptr_t>(address) + distance +
-                                                line * cache_line));
+        // NOLINTNEXTLINE(performance-no-int-to-ptr): as a pointer it may not leave the array
+        prefetch(reinterpret_cast<const void *>(first + line * cache_line));
 }
 
 } // namespace qel
