@@ -90,8 +90,8 @@ class FarmTest(Case):
         self.assertEqual(sorted(alone), sorted(made))
         self.assertEqual([name for name in alone if alone[name] != made[name]], [])
         again = {path: count - 1 for path, count in self.asked().items() if count > 1 and Path(path) in self.sound}
-        # One that the killed worker had, and one of each of the others while the second client began.
-        self.assertLessEqual(sum(again.values()), 3, again)
+        # At each of the two kills, what the three workers had begun; a busy machine may make one miss its time limit, too.
+        self.assertLessEqual(sum(again.values()), 2 * 3, again)
         entries = Manifest(str(self.out)).entries
         self.assertEqual(len(entries), 300)
         self.assertEqual({Path(entry.path) for entry in entries.values() if entry.done}, set(self.sound))
