@@ -83,8 +83,8 @@ class RecipeTest(Case):
         self.assertEqual(sorted(objects), ["Deployment qel-scheduler", "Deployment qel-worker", "Job qel-convert",
                                            "Service qel-scheduler"])
         for name in ("Deployment qel-scheduler", "Deployment qel-worker"):
-            spec = objects[name]["spec"]
-            self.assertEqual(spec["selector"]["matchLabels"], spec["template"]["metadata"]["labels"])
+            wanted = objects[name]["spec"]
+            self.assertEqual(wanted["selector"]["matchLabels"], wanted["template"]["metadata"]["labels"])
         self.assertEqual(objects["Service qel-scheduler"]["spec"]["selector"],
                          objects["Deployment qel-scheduler"]["spec"]["template"]["metadata"]["labels"])
         for name in ("Deployment qel-worker", "Job qel-convert"):
