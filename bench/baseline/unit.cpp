@@ -167,8 +167,9 @@ struct result_list {
     }
 };
 
-/// The last position that a binary search examines.
-std::int64_t start_of(const qel_unit *unit, std::uint64_t target) {
+} // namespace
+
+std::int64_t search_start(const qel_unit *unit, std::uint64_t target) {
     std::int64_t low = 0, high = std::int64_t{unit->count} - 1;
     for (;;) {
         const std::int64_t middle = low + ((high - low) >> 1);
@@ -182,8 +183,6 @@ std::int64_t start_of(const qel_unit *unit, std::uint64_t target) {
     }
 }
 
-} // namespace
-
 std::uint32_t query_nearest(const qel_unit *unit, std::uint64_t morton, std::int32_t k,
                             std::uint32_t *numbers, std::uint64_t *distances) {
     if (unit == nullptr || unit->tokens == nullptr || unit->count == 0 || k < 1) return 0;
@@ -196,7 +195,7 @@ std::uint32_t query_nearest(const qel_unit *unit, std::uint64_t morton, std::int
     const auto offer = [&](std::int64_t i) {
         list.offer(static_cast<std::uint32_t>(i), hop_distance(key(i), morton));
     };
-    const std::int64_t start = start_of(unit, morton);
+    const std::int64_t start = search_start(unit, morton);
     offer(start);
     for (std::int64_t left = start - 1, right = start + 1; left >= 0 || right < count;) {
         const std::uint64_t bound = list.bound();

@@ -17,6 +17,9 @@ std::int32_t load(const char *path, qel_unit *unit);
 std::uint32_t lookup_morton(const qel_unit *unit, std::uint64_t morton);
 std::uint32_t lookup_hex(const qel_unit *unit, const char *hex_id);
 
+/// The last position that a binary search examines.
+std::int64_t search_start(const qel_unit *unit, std::uint64_t target);
+
 /// Sorts its list after each acceptance.
 std::uint32_t query_nearest(const qel_unit *unit, std::uint64_t morton, std::int32_t k,
                             std::uint32_t *numbers, std::uint64_t *distances);

@@ -233,6 +233,13 @@ void query_all(const qel_unit &unit, const std::vector<std::uint64_t> &keys, std
     keep(numbers.back());
 }
 
+void search_all(const qel_unit &unit, const std::vector<std::uint64_t> &keys) {
+    std::int64_t places = 0;
+    for (const std::uint64_t key : keys)
+        places += baseline::search_start(&unit, key);
+    keep(places);
+}
+
 bool nearest_same(const qel_unit &unit, const std::vector<std::uint64_t> &keys, std::int32_t k) {
     const auto size = static_cast<std::size_t>(k);
     std::vector<std::uint32_t> numbers(size), plain_numbers(size);
@@ -261,13 +268,15 @@ void nearest(benchmark::State &state, std::size_t count, std::int32_t k, std::si
     side_by_side rounds(state, {[&] { query_all(unit, keys, k, qel_unit_query_nearest); }});
     rounds.model({[&] { query_all(unit, keys, k, baseline::query_nearest); }}, target);
     if (k < 10) // with more, the search is the least of it
-        rounds.limit("the dependent lines of a binary search", {[&] { tree.follow(keys); }},
-                     side_by_side::no_target);
+        rounds
+            .limit("the dependent lines of a binary search", {[&] { tree.follow(keys); }},
+                   side_by_side::no_target)
+            .limit("the binary search alone", {[&] { search_all(unit, keys); }}, side_by_side::no_target);
     rounds.measure();
 }
 
 void nearest_few(benchmark::State &state) {
-    nearest(state, sized(1000000, 2000), 8, sized(20000, 20), 4);
+    nearest(state, sized(1000000, 2000), 8, sized(20000, 20), 3);
 }
 void nearest_many(benchmark::State &state) {
     nearest(state, sized(1000000, 2000), 1000, sized(10, 1), 50);

@@ -7,77 +7,6 @@
 namespace qel {
 namespace {
 
-/// The best results offered so far, at most as many as wanted. Of equal distances the one met first comes first.
-///
-/// The results begin as a sorted list: in a sorted unit distances grow outwards, so that an offer belongs at its end or
-/// a few places before it. In a unit in another order offers shift much of the list. Once they have shifted more
-/// entries than a heap would have moved, the results become a heap with the worst in front, which finish() sorts.
-class nearest_results {
-  public:
-    nearest_results(qel_search_result *results, std::uint32_t wanted) : results_(results), wanted_(wanted) {}
-
-    bool full() const { return count_ == wanted_; }
-
-    /// The distance that an offer must beat, once full.
-    std::uint64_t worst() const { return heaped_ ? results_[0].distance : results_[count_ - 1].distance; }
-
-    void offer(std::uint32_t token, std::uint64_t distance) {
-        if (full() && distance >= worst()) return;
-        if (heaped_)
-            push({token, arrivals_++, distance});
-        else
-            insert({token, 0, distance});
-    }
-
-    std::uint32_t finish() {
-        if (heaped_) std::sort(results_, results_ + count_, before);
-        return count_;
-    }
-
-  private:
-    static constexpr std::uint64_t steps_per_offer = 64; // about those of a heap of a few thousand results
-
-    static bool before(const qel_search_result &a, const qel_search_result &b) {
-        const std::int32_t order = compare_search_results(&a, &b);
-        return order != 0 ? order < 0 : a.arrival < b.arrival;
-    }
-
-    void insert(const qel_search_result &result) {
-        if (!full()) ++count_;
-        std::uint32_t place = count_ - 1;
-        for (; place > 0 && compare_search_results(&result, &results_[place - 1]) < 0; --place)
-            results_[place] = results_[place - 1];
-        results_[place] = result;
-        credit_ += steps_per_offer;
-        credit_ -= std::min<std::uint64_t>(credit_, count_ - 1 - place);
-        if (credit_ == 0) become_heap();
-    }
-
-    /// In the list equal distances stand in the order met, so that its places can number the arrivals.
-    void become_heap() {
-        for (std::uint32_t i = 0; i < count_; ++i)
-            results_[i].arrival = arrivals_++;
-        std::reverse(results_, results_ + count_); // the worst in front, the best last: a heap
-        heaped_ = true;
-    }
-
-    void push(const qel_search_result &result) {
-        if (full())
-            std::pop_heap(results_, results_ + count_, before);
-        else
-            ++count_;
-        results_[count_ - 1] = result;
-        std::push_heap(results_, results_ + count_, before);
-    }
-
-    qel_search_result *results_;
-    std::uint32_t wanted_;
-    std::uint32_t count_ = 0;
-    std::uint32_t arrivals_ = 0;
-    std::uint64_t credit_ = 4096; // entries that may still be shifted
-    bool heaped_ = false;
-};
-
 /// Where a binary search for the key ends: at the key, or next to where it would stand.
 std::int32_t search_start(const qel_token *tokens, std::int32_t count, std::uint64_t target) {
     std::int32_t low = 0, high = count - 1, middle = 0;
@@ -92,11 +21,81 @@ std::int32_t search_start(const qel_token *tokens, std::int32_t count, std::uint
     return middle;
 }
 
-/// Offers tokens from the key's place outwards, one of each side in turn, until neither side can improve the results.
-/// Returns how many results there are.
-std::uint32_t find_nearest(const qel_token *tokens, std::int32_t count, std::uint64_t target,
-                           qel_search_result *results, std::uint32_t wanted) {
-    nearest_results nearest(results, wanted);
+/// The tokens from one place outwards.
+struct side {
+    const qel_token *tokens;
+    std::uint32_t first;
+    std::uint32_t step; // 1, or 2^32 - 1, which goes back by one
+    std::uint32_t count;
+
+    std::uint32_t number(std::uint32_t i) const { return first + step * i; }
+    std::uint64_t key(std::uint32_t i) const { return tokens[number(i)].morton; }
+};
+
+constexpr std::uint64_t max_hops = std::uint64_t{1} << 32; // its square is 0 (mod 2^64)
+
+/// Lists the distances of as many tokens of a side as are wanted. Beyond the end of the side, it lists a distance that no
+/// token has.
+/// False where the distances do not grow, or where a search outwards may come to a token beyond them.
+bool list_hops(const side &from, std::uint64_t target, std::uint64_t *hops, std::uint32_t wanted) {
+    const std::uint32_t count = std::min(wanted, from.count);
+    std::uint64_t last = 0;
+    bool grow = true;
+    for (std::uint32_t i = 0; i < count; ++i) {
+        hops[i] = hop_distance(from.key(i), target);
+        grow &= hops[i] >= last;
+        last = hops[i];
+    }
+    std::fill(hops + count, hops + wanted, 2 * max_hops);
+    if (!grow || last >= max_hops)
+        return false; // a search outwards ends where the worst result is 2^32 hops away
+    return count == from.count || difference(from.key(count), target) >= last * last;
+}
+
+/// The best results offered so far, at most as many as wanted, as a heap with the worst in front. Of equal distances the
+/// one met first comes first.
+class nearest_results {
+  public:
+    nearest_results(qel_search_result *results, std::uint32_t wanted) : results_(results), wanted_(wanted) {}
+
+    bool full() const { return count_ == wanted_; }
+
+    /// The distance that an offer must beat, once full.
+    std::uint64_t worst() const { return results_[0].distance; }
+
+    void offer(std::uint32_t token, std::uint64_t distance) {
+        if (full()) {
+            if (distance >= worst()) return;
+            std::pop_heap(results_, results_ + count_--, before);
+        }
+        results_[count_++] = {token, arrivals_++, distance};
+        std::push_heap(results_, results_ + count_, before);
+    }
+
+    void give(std::uint32_t *numbers, std::uint64_t *distances) {
+        std::sort(results_, results_ + count_, before);
+        for (std::uint32_t i = 0; i < count_; ++i) {
+            numbers[i] = results_[i].token;
+            distances[i] = results_[i].distance;
+        }
+    }
+
+  private:
+    static bool before(const qel_search_result &a, const qel_search_result &b) {
+        const std::int32_t order = compare_search_results(&a, &b);
+        return order != 0 ? order < 0 : a.arrival < b.arrival;
+    }
+
+    qel_search_result *results_;
+    std::uint32_t wanted_;
+    std::uint32_t count_ = 0;
+    std::uint32_t arrivals_ = 0;
+};
+
+/// Offers tokens from the start outwards, one of each side in turn, until neither side can improve the results. Right for
+/// keys in any order.
+void search_outwards(const qel_token *tokens, std::int32_t count, std::uint64_t target, std::int32_t start,
+                     nearest_results &nearest) {
     const auto offer = [&](std::int32_t token) {
         nearest.offer(static_cast<std::uint32_t>(token), hop_distance(tokens[token].morton, target));
     };
@@ -107,7 +106,6 @@ std::uint32_t find_nearest(const qel_token *tokens, std::int32_t count, std::uin
                difference(tokens[token].morton, target) < nearest.worst() * nearest.worst();
     };
 
-    const std::int32_t start = search_start(tokens, count, target);
     offer(start);
     std::int32_t left = start - 1, right = start + 1;
     while (left >= 0 || right < count) {
@@ -117,7 +115,32 @@ std::uint32_t find_nearest(const qel_token *tokens, std::int32_t count, std::uin
         if (go_left) offer(left--);
         if (go_right) offer(right++);
     }
-    return nearest.finish();
+}
+
+/// What the search outwards finds where distances grow on either side, as in a sorted unit: both sides, merged. Of equal
+/// distances that of the earlier pass comes first, and in a pass the left one; the start has a pass of its own before all.
+/// False where the distances do not grow.
+bool merge_sides(const qel_token *tokens, std::int32_t count, std::uint64_t target, std::int32_t start,
+                 std::uint64_t *hops, std::uint32_t wanted, std::uint32_t *numbers,
+                 std::uint64_t *distances) {
+    const std::uint32_t starts_left = tokens[start].morton < target ? 1 : 0, starts_right = 1 - starts_left;
+    const auto before = static_cast<std::uint32_t>(start) + starts_left; // how many tokens the left side has
+    const side left = {tokens, before - 1, ~0u, before};
+    const side right = {tokens, before, 1, static_cast<std::uint32_t>(count) - before};
+    std::uint64_t *const left_hops = hops, *const right_hops = hops + wanted;
+    if (!list_hops(left, target, left_hops, wanted) || !list_hops(right, target, right_hops, wanted))
+        return false;
+
+    std::uint32_t l = 0;
+    for (std::uint32_t i = 0; i < wanted; ++i) {
+        const std::uint32_t r = i - l;
+        const bool left_wins_ties = l + starts_right <= r + starts_left;
+        const bool go_left = left_hops[l] < right_hops[r] + (left_wins_ties ? 1 : 0);
+        numbers[i] = go_left ? left.number(l) : right.number(r);
+        distances[i] = std::min(left_hops[l], right_hops[r]);
+        l += go_left ? 1 : 0;
+    }
+    return true;
 }
 
 } // namespace
@@ -136,12 +159,14 @@ std::uint32_t qel_unit_query_nearest(const qel_unit *unit, std::uint64_t morton,
     const scratch<qel_search_result> results(heap_array<qel_search_result>(wanted));
     if (results == nullptr) return 0;
 
-    const std::uint32_t found = find_nearest(unit->tokens, count, morton, results.get(), wanted);
-    for (std::uint32_t i = 0; i < found; ++i) {
-        numbers[i] = results[i].token;
-        distances[i] = results[i].distance;
+    const std::int32_t start = search_start(unit->tokens, count, morton);
+    auto *const hops = reinterpret_cast<std::uint64_t *>(results.get());
+    if (!merge_sides(unit->tokens, count, morton, start, hops, wanted, numbers, distances)) {
+        nearest_results nearest(results.get(), wanted);
+        search_outwards(unit->tokens, count, morton, start, nearest);
+        nearest.give(numbers, distances);
     }
-    return found;
+    return wanted;
 }
 
 } // extern "C"

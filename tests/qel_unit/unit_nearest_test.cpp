@@ -165,6 +165,14 @@ TEST(UnitQueryNearest, StopsAtFarKeysInAnUnsortedUnit) {
               (results{{5, 0}, {0, 0}, {3, 1}, {2, 2}, {4, 94}, {1, 94}}));
 }
 
+TEST(UnitQueryNearest, GoesOnBehindARefusedTokenWhereTheRootRoundsUp) {
+    // The root of h * h - 1 is h in single precision. A second token there is offered, though it cannot improve the
+    // result, and the search comes to the third.
+    constexpr std::uint64_t h = 12582912;
+    EXPECT_EQ(query(keys{h * h - 1, h * h - 1, 5}, 0, 1), (results{{2, 2}}));
+    EXPECT_EQ(query(keys{h * h - 1, h * h, 5}, 0, 1), (results{{0, h}})) << "not offered: the search ends";
+}
+
 TEST(UnitQueryNearest, WithoutMemoryForItsListGivesNothing) {
     std::vector<qel_token> tokens = tokens_with_keys({1, 2, 3});
     const qel_unit unit = borrowed_unit(tokens);
@@ -202,13 +210,23 @@ const key_kind kinds[] = {
          return random() % 48 << 32 | random() % 48 << 16 | random() % 48;
      }}};
 
-class UnitQueryNearestModel : public testing::TestWithParam<bool> {
+enum class order { sorted, nearly_sorted, shuffled };
+
+std::ostream &operator<<(std::ostream &stream, order value) {
+    return stream << (value == order::sorted     ? "Sorted"
+                      : value == order::shuffled ? "Shuffled"
+                                                 : "NearlySorted");
+}
+
+class UnitQueryNearestModel : public testing::TestWithParam<order> {
   protected:
     std::vector<qel_token> tokens(const key_kind &kind, std::size_t count) {
         keys mortons(count);
         for (std::uint64_t &morton : mortons)
             morton = kind.key(random);
-        if (GetParam()) std::sort(mortons.begin(), mortons.end());
+        if (GetParam() != order::shuffled) std::sort(mortons.begin(), mortons.end());
+        for (std::size_t swaps = GetParam() == order::nearly_sorted ? 1 + count / 16 : 0; swaps > 0; --swaps)
+            std::swap(mortons[random() % count], mortons[random() % count]);
         return tokens_with_keys(mortons);
     }
 
@@ -261,8 +279,9 @@ TEST_P(UnitQueryNearestModel, EqualsThePlainPassesWhereMostOffersComeAfterTheLis
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(, UnitQueryNearestModel, testing::Values(true, false),
-                         [](const auto &instance) { return instance.param ? "Sorted" : "Unsorted"; });
+INSTANTIATE_TEST_SUITE_P(, UnitQueryNearestModel,
+                         testing::Values(order::sorted, order::nearly_sorted, order::shuffled),
+                         testing::PrintToStringParamName());
 
 TEST(UnitQueryNearest, TakesEveryTokenOfALargeUnitInOneQuery) {
     // Dense on one side, sparse on the other: every right offer belongs before all left ones.
