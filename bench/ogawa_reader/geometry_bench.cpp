@@ -75,6 +75,21 @@ std::uint32_t *array_of_eight(std::uint32_t vertex, std::uint32_t *count) {
     return list;
 }
 
+/// That and the keys' memory, and each corner of the vertex's faces read once.
+std::uint32_t *array_of_sums(const ogawa_manifold &manifold, std::uint32_t vertex, std::uint32_t *count) {
+    const std::uint32_t *const first = manifold.vertex_faces + manifold.vertex_face_offsets[vertex];
+    const std::uint32_t *const last = manifold.vertex_faces + manifold.vertex_face_offsets[vertex + 1];
+    std::uint32_t sum = 0;
+    for (const std::uint32_t *face = first; face != last; ++face)
+        for (std::uint32_t i = manifold.face_offsets[*face]; i < manifold.face_offsets[*face + 1]; ++i)
+            sum += manifold.face_vertices[i];
+    void *const keys = std::malloc(static_cast<std::size_t>(last - first) * 5 * sizeof(std::uint64_t));
+    keep(keys);
+    std::uint32_t *const list = array_of_eight(sum, count);
+    std::free(keys);
+    return list;
+}
+
 void neighbors(benchmark::State &state, mesh_input &input) {
     ogawa_polymesh &mesh = input.mesh;
     ogawa_build_manifold(&mesh);
@@ -86,11 +101,16 @@ void neighbors(benchmark::State &state, mesh_input &input) {
     const auto plain = [&](std::uint32_t vertex, std::uint32_t *count) {
         return baseline::vertex_neighbors(mesh.manifold, vertex, count);
     };
+    const auto sums = [&](std::uint32_t vertex, std::uint32_t *count) {
+        return array_of_sums(mesh.manifold, vertex, count);
+    };
     const auto same = [&] { return list_all(mesh, ours) == list_all(mesh, plain); };
     if (agree_with_model(state, same, "the plain neighbours differ"))
         side_by_side(state, {[&] { keep(list_all(mesh, ours)); }})
             .model({[&] { keep(list_all(mesh, plain)); }}, 1.5)
             .limit("an array from the heap for each vertex", {[&] { keep(list_all(mesh, array_of_eight)); }},
+                   side_by_side::no_target)
+            .limit("both arrays and a sum over the corners", {[&] { keep(list_all(mesh, sums)); }},
                    side_by_side::no_target)
             .measure();
     ogawa_free_manifold(&mesh.manifold);

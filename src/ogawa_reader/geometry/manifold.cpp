@@ -123,7 +123,31 @@ std::uint64_t count_others(const face_list &list, const std::uint32_t *face_offs
     return count;
 }
 
-constexpr std::uint32_t max_on_stack = 64; // neighbours; only the centre of a large fan has more
+constexpr std::uint32_t max_on_stack = 48; // neighbours; only the centre of a large fan has more
+
+/// The vertices met so far in a walk over the faces of one vertex, which counts as met: a hash table with linear
+/// probing, in which that vertex stands in every free place.
+class met_vertices {
+  public:
+    explicit met_vertices(std::uint32_t centre) : centre_(centre) { std::fill_n(places_, size, centre); }
+
+    /// Whether a vertex was new. At most `max_on_stack` + 1 are, so that a free place is left.
+    bool add(std::uint32_t vertex) {
+        std::uint32_t place = vertex * 0x9E3779B1u >> (32 - size_bits); // spreads the rows of a grid, too
+        while (places_[place] != vertex && places_[place] != centre_)
+            place = (place + 1) % size;
+        if (places_[place] == vertex) return false;
+        places_[place] = vertex;
+        return true;
+    }
+
+  private:
+    static constexpr std::uint32_t size_bits = 6, size = 1 << size_bits;
+    static_assert(max_on_stack + 1 < size, "a search ends at a free place");
+
+    std::uint32_t centre_;
+    std::uint32_t places_[size];
+};
 
 /// What one walk over a vertex's faces finds.
 struct gathered {
@@ -131,27 +155,15 @@ struct gathered {
     std::uint64_t corners; // of the faces
 };
 
-/// Writes the vertices of a list's faces but `vertex` itself in the order of their first appearance. `marks` is a
-/// 64-bit Bloom filter over the vertices written so far: a vertex without a mark is new, and `others` is not searched
-/// for it.
+/// Writes the vertices of a list's faces but `vertex` itself in the order of their first appearance.
 gathered gather_few_others(const face_list &list, const std::uint32_t *face_offsets,
                            const std::uint32_t *face_indices, std::uint32_t vertex, std::uint32_t *others) {
     gathered walk = {0, 0};
-    std::uint64_t marks = 0;
+    met_vertices met(vertex);
     for_each_face(list, face_offsets, [&](std::uint32_t first, std::uint32_t last) {
         walk.corners += last - first;
-        for (std::uint32_t corner = first; corner < last && walk.count <= max_on_stack; ++corner) {
-            const std::uint32_t other = face_indices[corner];
-            if (other == vertex) continue;
-            const std::uint64_t mark = std::uint64_t{1} << other % 64;
-            std::uint32_t seen = (marks & mark) == 0 ? walk.count : 0;
-            while (seen != walk.count && others[seen] != other)
-                ++seen;
-            if (seen != walk.count) continue;
-            marks |= mark;
-            if (walk.count < max_on_stack) others[walk.count] = other;
-            ++walk.count;
-        }
+        for (std::uint32_t corner = first; corner < last && walk.count <= max_on_stack; ++corner)
+            if (met.add(face_indices[corner])) others[walk.count++] = face_indices[corner];
     });
     return walk;
 }
@@ -232,7 +244,7 @@ std::int32_t ogawa_get_vertex_neighbors(const ogawa_manifold *manifold, const vo
     if (list.count != 0 && manifold->face_offsets == nullptr) return OGAWA_GET_VERTEX_NEIGHBORS_NOT_FOUND;
     const std::uint32_t *const offsets = manifold->face_offsets;
     const std::uint32_t *const indices = face_indices_from(faces);
-    std::uint32_t few_others[max_on_stack];
+    std::uint32_t few_others[max_on_stack + 1];
     const gathered walk = gather_few_others(list, offsets, indices, vertex, few_others);
     const bool are_few = walk.count <= max_on_stack;
     // Five keys a face; more only where faces are large and the keys are used.
