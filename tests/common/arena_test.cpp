@@ -16,8 +16,7 @@
 namespace qel {
 namespace {
 
-using test::failing_heap;
-using test::heap_ledger;
+using namespace test;
 
 TEST(Arena, RefusesCountsThatNoMemoryCanHold) {
     arena memory;

@@ -3,6 +3,7 @@
 #include "common/bounds.h"
 
 #include "model/bounds_model.h"
+#include "support/float_bits.h"
 #include "support/kernel_forms.h"
 
 #include <gtest/gtest.h>
@@ -10,17 +11,13 @@
 #include <array>
 #include <cmath>
 #include <cstring>
-#include <limits>
 #include <random>
 #include <vector>
 
 namespace qel {
 namespace {
 
-using test::forced_form;
-using test::runnable;
-
-constexpr float infinity = std::numeric_limits<float>::infinity();
+using namespace test;
 
 using box = std::array<std::uint32_t, 6>; // as bits: zeros have signs and NaNs have payloads
 
@@ -38,12 +35,6 @@ void expect_all_agree(const float *positions, std::size_t count, const char *wha
     const box expected = box_of(model::bounds, positions, count);
     for (const auto &form : runnable(bounds_kernel))
         ASSERT_EQ(box_of(form.call, positions, count), expected) << form.name << ", " << count << ' ' << what;
-}
-
-float from_bits(std::uint32_t bits) {
-    float value;
-    std::memcpy(&value, &bits, sizeof value);
-    return value;
 }
 
 TEST(BoundsKernel, FindsAnExtremeWhereverItStands) {

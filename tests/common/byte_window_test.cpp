@@ -13,9 +13,7 @@
 namespace qel {
 namespace {
 
-using test::bytes;
-using test::failing_heap;
-using test::temp_folder;
+using namespace test;
 
 class ByteWindow : public testing::TestWithParam<bool> {
   protected:

@@ -18,8 +18,7 @@
 namespace qel {
 namespace {
 
-using test::bytes;
-using test::temp_folder;
+using namespace test;
 
 #if !defined(_WIN32)
 std::size_t open_descriptors() {

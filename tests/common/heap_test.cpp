@@ -8,7 +8,7 @@
 namespace qel {
 namespace {
 
-using test::failing_heap;
+using namespace test;
 
 struct record25 {
     char bytes[25];

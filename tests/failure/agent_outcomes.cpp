@@ -20,11 +20,14 @@ void make_agents() {
 }
 
 /// Watches the directory and an agent of it.
-void watch_agents(caller &c, std::uint32_t slot = 0) {
+template <std::uint32_t slot>
+void watch_agents(caller &c) {
     make_agents();
     c.watch_directory();
     c.watch(g_agent_dir->agents[slot]);
 }
+
+constexpr auto watch_live_agent = watch_agents<0>, watch_ended_agent = watch_agents<1>;
 
 std::int32_t init(caller &c, std::uint64_t failing_allocation) {
     c.watch_directory();
@@ -38,7 +41,7 @@ bytes two_agents(std::uint32_t claimed = 2) {
 
 std::int32_t load(caller &c, const bytes &file) {
     write_file(c.path, file);
-    watch_agents(c);
+    watch_live_agent(c);
     return qel_agent_dir_load(c.path.c_str());
 }
 
@@ -69,7 +72,7 @@ std::int32_t spawn(caller &c, std::uint32_t agent_count) {
 }
 
 std::int32_t query(caller &c, const char *id) {
-    watch_agents(c);
+    watch_live_agent(c);
     c.watch(c.agent);
     return qel_agent_query(id, &c.agent);
 }
@@ -78,12 +81,8 @@ std::int32_t query(caller &c, const char *id) {
 
 const std::vector<outcome> agent_outcomes = {
     {"qel_agent_dir_init", 0, "", [](caller &c) { return init(c, 0); }, "a new directory"},
-    {"qel_agent_dir_init", 0, "there is one",
-     [](caller &c) {
-         watch_agents(c);
-         return qel_agent_dir_init(c.path.c_str());
-     },
-     "nothing"},
+    {"qel_agent_dir_init", 0, "there is one", [](caller &c) { return qel_agent_dir_init(c.path.c_str()); },
+     "nothing", watch_live_agent},
     {"qel_agent_dir_init", -1, "", [](caller &c) { return init(c, 1); }, "nothing"},
     {"qel_agent_dir_init", -2, "the agents", [](caller &c) { return init(c, 2); }, "nothing"},
     {"qel_agent_dir_init", -2, "the index's buckets", [](caller &c) { return init(c, 5); }, "nothing"},
@@ -102,18 +101,10 @@ const std::vector<outcome> agent_outcomes = {
     {"qel_agent_dir_load", 0, "the first", [](caller &c) { return load_first(c, two_agents()); },
      "a new directory"},
     {"qel_agent_dir_load", -1, "", [](caller &c) { return load_first(c, two_agents(), 2); }, "nothing"},
-    {"qel_agent_dir_load", -2, "",
-     [](caller &c) {
-         watch_agents(c);
-         return qel_agent_dir_load(c.path.c_str());
-     },
-     "nothing"},
-    {"qel_agent_dir_load", -2, "the first",
-     [](caller &c) {
-         c.watch_directory();
-         return qel_agent_dir_load(c.path.c_str());
-     },
-     "a new directory"},
+    {"qel_agent_dir_load", -2, "", [](caller &c) { return qel_agent_dir_load(c.path.c_str()); }, "nothing",
+     watch_live_agent},
+    {"qel_agent_dir_load", -2, "the first", [](caller &c) { return qel_agent_dir_load(c.path.c_str()); },
+     "a new directory", watching_directory},
     {"qel_agent_dir_load", -3, "", [](caller &c) { return load(c, bytes(15, 'Q')); }, "nothing"},
     {"qel_agent_dir_load", -4, "", [](caller &c) { return load(c, bytes(100, 'Q')); }, "nothing"},
 
@@ -158,88 +149,41 @@ const std::vector<outcome> agent_outcomes = {
      "nothing"},
     {"qel_agent_spawn", -2, "", [](caller &c) { return spawn(c, QEL_AGENT_CAPACITY); }, "nothing"},
 
-    {"qel_agent_terminate", 0, "",
-     [](caller &c) {
-         watch_agents(c);
-         return qel_agent_terminate(first_id);
-     },
-     "active_count 0, dirty 1, state 6, flag_idle 0, flag_terminated 1"},
+    {"qel_agent_terminate", 0, "", [](caller &) { return qel_agent_terminate(first_id); },
+     "active_count 0, dirty 1, state 6, flag_idle 0, flag_terminated 1", watch_live_agent},
     {"qel_agent_terminate", -1, "", [](caller &) { return qel_agent_terminate(first_id); }, "nothing"},
-    {"qel_agent_terminate", -2, "",
-     [](caller &c) {
-         watch_agents(c);
-         return qel_agent_terminate(unknown_id);
-     },
-     "nothing"},
-    {"qel_agent_terminate", -3, "",
-     [](caller &c) {
-         watch_agents(c, 1);
-         return qel_agent_terminate(second_id);
-     },
-     "nothing"},
+    {"qel_agent_terminate", -2, "", [](caller &) { return qel_agent_terminate(unknown_id); }, "nothing",
+     watch_live_agent},
+    {"qel_agent_terminate", -3, "", [](caller &) { return qel_agent_terminate(second_id); }, "nothing",
+     watch_ended_agent},
 
-    {"qel_agent_delegate", 0, "",
-     [](caller &c) {
-         watch_agents(c);
-         return qel_agent_delegate(second_id, first_id, 42);
-     },
-     "dirty 1, parent \"2A9E0101\", state 2, flag_idle 0, flag_delegated 1, task 42"},
+    {"qel_agent_delegate", 0, "", [](caller &) { return qel_agent_delegate(second_id, first_id, 42); },
+     "dirty 1, parent \"2A9E0101\", state 2, flag_idle 0, flag_delegated 1, task 42", watch_live_agent},
     {"qel_agent_delegate", -1, "", [](caller &) { return qel_agent_delegate(first_id, first_id, 42); },
      "nothing"},
-    {"qel_agent_delegate", -2, "",
-     [](caller &c) {
-         watch_agents(c);
-         return qel_agent_delegate(unknown_id, first_id, 42);
-     },
-     "nothing"},
-    {"qel_agent_delegate", -3, "",
-     [](caller &c) {
-         watch_agents(c);
-         return qel_agent_delegate(first_id, unknown_id, 42);
-     },
-     "nothing"},
-    {"qel_agent_delegate", -4, "",
-     [](caller &c) {
-         watch_agents(c, 1);
-         return qel_agent_delegate(first_id, second_id, 42);
-     },
-     "nothing"},
+    {"qel_agent_delegate", -2, "", [](caller &) { return qel_agent_delegate(unknown_id, first_id, 42); },
+     "nothing", watch_live_agent},
+    {"qel_agent_delegate", -3, "", [](caller &) { return qel_agent_delegate(first_id, unknown_id, 42); },
+     "nothing", watch_live_agent},
+    {"qel_agent_delegate", -4, "", [](caller &) { return qel_agent_delegate(first_id, second_id, 42); },
+     "nothing", watch_ended_agent},
 
     {"qel_agent_query", 0, "", [](caller &c) { return query(c, first_id); },
      "id \"2A9E0100\", parent \"2A9E0000\", type 1, flag_idle 1, tag 5, rest 0"},
-    {"qel_agent_query", -1, "no directory",
-     [](caller &c) {
-         c.watch(c.agent);
-         return qel_agent_query(first_id, &c.agent);
-     },
-     "nothing"},
+    {"qel_agent_query", -1, "no directory", [](caller &c) { return qel_agent_query(first_id, &c.agent); },
+     "nothing", watching<&caller::agent>},
     {"qel_agent_query", -2, "", [](caller &c) { return query(c, unknown_id); }, "nothing"},
 
-    {"qel_agent_control", 0, "the state stays",
-     [](caller &c) {
-         watch_agents(c);
-         return qel_agent_control(first_id, 0);
-     },
-     "dirty 1"},
+    {"qel_agent_control", 0, "the state stays", [](caller &) { return qel_agent_control(first_id, 0); },
+     "dirty 1", watch_live_agent},
     {"qel_agent_control", 0, "an ended agent is reset",
-     [](caller &c) {
-         watch_agents(c, 1);
-         return qel_agent_control(second_id, 4);
-     },
-     "dirty 1, state 1, flag_idle 1, flag_terminated 0"},
+     [](caller &) { return qel_agent_control(second_id, 4); },
+     "dirty 1, state 1, flag_idle 1, flag_terminated 0", watch_ended_agent},
     {"qel_agent_control", -1, "", [](caller &) { return qel_agent_control(first_id, 4); }, "nothing"},
-    {"qel_agent_control", -2, "",
-     [](caller &c) {
-         watch_agents(c);
-         return qel_agent_control(unknown_id, 4);
-     },
-     "nothing"},
-    {"qel_agent_control", -3, "",
-     [](caller &c) {
-         watch_agents(c);
-         return qel_agent_control(first_id, 5);
-     },
-     "nothing"},
+    {"qel_agent_control", -2, "", [](caller &) { return qel_agent_control(unknown_id, 4); }, "nothing",
+     watch_live_agent},
+    {"qel_agent_control", -3, "", [](caller &) { return qel_agent_control(first_id, 5); }, "nothing",
+     watch_live_agent},
 };
 
 } // namespace qel::test

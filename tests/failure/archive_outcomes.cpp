@@ -8,6 +8,8 @@
 namespace qel::test {
 namespace {
 
+const ogawa_archive closed = {};
+
 std::int32_t open(caller &c, const std::string &content) {
     write_file(c.path, bytes(content.begin(), content.end()));
     c.watch(c.archive);
@@ -93,18 +95,10 @@ const std::vector<outcome> archive_outcomes = {
                         "12345678");
      },
      "path \"PATH\", file open, version 0 1, version 1 2, time_end 1, fps 24, rest 0"},
-    {"ogawa_open", -1, "no path",
-     [](caller &c) {
-         c.watch(c.archive);
-         return ogawa_open(nullptr, &c.archive);
-     },
-     "nothing"},
-    {"ogawa_open", -1, "no such file",
-     [](caller &c) {
-         c.watch(c.archive);
-         return ogawa_open(c.path.c_str(), &c.archive);
-     },
-     "path \"PATH\", rest 0"},
+    {"ogawa_open", -1, "no path", [](caller &c) { return ogawa_open(nullptr, &c.archive); }, "nothing",
+     watching<&caller::archive>},
+    {"ogawa_open", -1, "no such file", [](caller &c) { return ogawa_open(c.path.c_str(), &c.archive); },
+     "path \"PATH\", rest 0", watching<&caller::archive>},
     {"ogawa_open", -1, "four bytes", [](caller &c) { return open(c, "Ogaw"); }, "path \"PATH\", rest 0"},
     {"ogawa_open", -2, "", [](caller &c) { return open(c, "Ogawe\xFF\1\2"); }, "path \"PATH\", rest 0"},
     {"ogawa_open", -3, "missing", [](caller &c) { return open(c, "Ogawa"); }, "path \"PATH\", rest 0"},
@@ -185,18 +179,11 @@ const std::vector<outcome> archive_outcomes = {
      "owned, face_count 100, face_indices owned, face_index_count 300, bounds_min filled, bounds_max filled, "
      "self_bounds_min filled, self_bounds_max filled, reserved_word 1, transform filled, rest 0"},
     {"ogawa_read_polymesh", -1, "no archive",
-     [](caller &c) {
-         c.watch(c.mesh);
-         return ogawa_read_polymesh(nullptr, nullptr, 0, &c.mesh);
-     },
-     "nothing"},
+     [](caller &c) { return ogawa_read_polymesh(nullptr, nullptr, 0, &c.mesh); }, "nothing",
+     watching<&caller::mesh>},
     {"ogawa_read_polymesh", -1, "a closed archive",
-     [](caller &c) {
-         c.watch(c.mesh);
-         const ogawa_archive closed = {};
-         return ogawa_read_polymesh(&closed, nullptr, 0, &c.mesh);
-     },
-     "nothing"},
+     [](caller &c) { return ogawa_read_polymesh(&closed, nullptr, 0, &c.mesh); }, "nothing",
+     watching<&caller::mesh>},
     {"ogawa_read_polymesh", -1, "no positions", [](caller &c) { return read_mesh_of(c, bytes(5000, 0xFF)); },
      "name \"mesh\", path \"/mesh\", rest 0"},
     {"ogawa_read_polymesh", -1, "the tree's positions cut short",
@@ -242,12 +229,8 @@ const std::vector<outcome> archive_outcomes = {
      "name \"uv\", values owned, value_count 2, scope 4, rest 0"},
     {"ogawa_read_uvs", -1, "no block", [](caller &c) { return read_uvs(c, blocks({})); }, "nothing"},
     {"ogawa_read_uvs", -1, "a closed archive",
-     [](caller &c) {
-         c.watch(c.uv_set);
-         const ogawa_archive closed = {};
-         return ogawa_read_uvs(&closed, nullptr, 0, 0, &c.uv_set);
-     },
-     "nothing"},
+     [](caller &c) { return ogawa_read_uvs(&closed, nullptr, 0, 0, &c.uv_set); }, "nothing",
+     watching<&caller::uv_set>},
     {"ogawa_read_uvs", -1, "cut short", [](caller &c) { return read_uvs(c, blocks({1200}, 900)); },
      "name \"uv\", rest 0"},
     {"ogawa_read_uvs", -2, "", [](caller &c) { return read_uvs(c, blocks({16}), 2); }, "name \"uv\", rest 0"},
@@ -265,11 +248,8 @@ const std::vector<outcome> archive_outcomes = {
     {"ogawa_read_tangent_frame", -1, "too short", [](caller &c) { return read_frame(c, bytes(30, 0)); },
      "all 0"},
     {"ogawa_read_tangent_frame", -1, "no archive",
-     [](caller &c) {
-         c.watch(c.frame);
-         return ogawa_read_tangent_frame(nullptr, nullptr, 0, &c.frame);
-     },
-     "nothing"},
+     [](caller &c) { return ogawa_read_tangent_frame(nullptr, nullptr, 0, &c.frame); }, "nothing",
+     watching<&caller::frame>},
     {"ogawa_read_tangent_frame", -2, "the tangents",
      [](caller &c) {
          return read_frame(c, blocks({48, 48}), 2);
@@ -281,19 +261,11 @@ const std::vector<outcome> archive_outcomes = {
      },
      "tangents freed, count 4, rest 0"},
 
-    {"ogawa_read_skinning", -1, "",
-     [](caller &c) {
-         c.watch(c.skin);
-         const ogawa_archive closed = {};
-         return ogawa_read_skinning(&closed, nullptr, &c.skin);
-     },
-     "all 0"},
+    {"ogawa_read_skinning", -1, "", [](caller &c) { return ogawa_read_skinning(&closed, nullptr, &c.skin); },
+     "all 0", watching<&caller::skin>},
     {"ogawa_read_skinning", -1, "no archive",
-     [](caller &c) {
-         c.watch(c.skin);
-         return ogawa_read_skinning(nullptr, nullptr, &c.skin);
-     },
-     "nothing"},
+     [](caller &c) { return ogawa_read_skinning(nullptr, nullptr, &c.skin); }, "nothing",
+     watching<&caller::skin>},
 };
 
 } // namespace qel::test

@@ -103,12 +103,8 @@ const std::vector<outcome> cache_outcomes = {
      "header.magic \"QELM\", header.version 2, header.flags 4, header.vertex_count 4, header.triangle_count "
      "2, header.joint_count 1, header.reserved 1, header.positions_offset 64, header.indices_offset 112, "
      "header.skin_offset 136, positions set, indices set, view set, file_size 680, rest 0"},
-    {"qel_mesh_load", -1, "no path",
-     [](caller &c) {
-         c.watch(c.cache);
-         return qel_mesh_load(nullptr, &c.cache);
-     },
-     "nothing"},
+    {"qel_mesh_load", -1, "no path", [](caller &c) { return qel_mesh_load(nullptr, &c.cache); }, "nothing",
+     watching<&caller::cache>},
     {"qel_mesh_load", -2, "", [](caller &c) { return load(c); }, "all 0"},
     {"qel_mesh_load", -3, "", [](caller &c) { return load_bytes(c, {}); }, "all 0"},
     {"qel_mesh_load", -4, "", load_without_room, "all 0"},

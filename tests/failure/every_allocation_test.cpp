@@ -20,8 +20,7 @@
 namespace qel {
 namespace {
 
-using test::failing_heap;
-using test::heap_ledger;
+using namespace test;
 
 struct allocating_call {
     const char *name;

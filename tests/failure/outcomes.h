@@ -3,7 +3,7 @@
 // the caller's records that the call has changed, and their values; every field that it does not name is as it was.
 #pragma once
 
-#include "qel_unit.h"
+#include "failure/record_fields.h"
 #include "support/failing_heap.h"
 #include "support/temp_folder.h"
 
@@ -50,25 +50,18 @@ class caller {
     caller &operator=(const caller &) = delete;
 
     /// Remembers the fields of a record as they are now.
-    void watch(qel_unit &record);
-    void watch(ogawa_archive &record);
-    void watch(ogawa_polymesh &record);
-    void watch(ogawa_uv_set &record);
-    void watch(ogawa_tangent_frame &record);
-    void watch(ogawa_manifold &record);
-    void watch(qel_alembic_mesh &record);
-    void watch(qel_alembic_file &record);
-    void watch(qel_alembic_hit &record);
-    void watch(qel_skin &record);
-    void watch(qel_mesh &record);
-    void watch(qel_agent &record);
+    template <class Record>
+    void watch(Record &record) {
+        ++record_;
+        watch_fields("", record);
+    }
     /// The process's agent directory, or that there is none.
     void watch_directory();
     /// The length of the file at `path`.
     void watch_file() { watched_file_ = path; }
 
     template <class T>
-    void watch(const char *name, T &value) {
+    void watch(const std::string &name, T &value) {
         const auto *at = reinterpret_cast<const std::uint8_t *>(&value);
         fields_.push_back({record_, name, at, bytes(at, at + sizeof value),
                            [this, &value] { return value_text(value, ledger); }});
@@ -117,12 +110,20 @@ class caller {
         bool zero() const;
     };
 
-    void watch_frame(ogawa_tangent_frame &record, const std::string &prefix);
-    void watch_manifold(ogawa_manifold &record, const std::string &prefix);
-    void next_record() { ++record_; }
-    template <class T>
-    void watch(const std::string &name, T &value) {
-        watch(name.c_str(), value);
+    /// Of records within the record, the fields; of the two bytes of a version, each.
+    template <class Record>
+    void watch_fields(const std::string &prefix, Record &record) {
+        visit_fields(record, [&](const std::string &name, auto &value) {
+            using type = std::remove_reference_t<decltype(value)>;
+            if constexpr (std::is_class_v<type>) {
+                watch_fields(prefix + name + ".", value);
+            } else if constexpr (std::is_same_v<type, std::uint8_t[2]>) {
+                watch(prefix + name + " 0", value[0]);
+                watch(prefix + name + " 1", value[1]);
+            } else {
+                watch(prefix + name, value);
+            }
+        });
     }
 
     std::vector<field> fields_;
@@ -131,12 +132,22 @@ class caller {
     bool watches_directory_ = false, had_directory_ = false;
 };
 
+/// What comes before many a call: a record of the caller is watched.
+template <auto record>
+void watching(caller &c) {
+    c.watch(c.*record);
+}
+inline void watching_directory(caller &c) {
+    c.watch_directory();
+}
+
 struct outcome {
     const char *function;
     std::int32_t code;
     const char *when;
     std::int32_t (*call)(caller &);
     const char *changes;
+    void (*before)(caller &) = [](caller &) {}; // comes before the call
 };
 
 void PrintTo(const outcome &row, std::ostream *out);

@@ -10,8 +10,7 @@
 namespace qel {
 namespace {
 
-using test::caller;
-using test::outcome;
+using namespace test;
 
 std::vector<outcome> all_outcomes() {
     std::vector<outcome> all;
@@ -58,6 +57,7 @@ class Outcome : public testing::TestWithParam<outcome> {};
 TEST_P(Outcome, LeavesWhatTheTableSays) {
     const outcome &row = GetParam();
     caller c;
+    row.before(c);
     const std::int32_t status = row.call(c);
     if (!c.cannot.empty()) GTEST_SKIP() << c.cannot;
     EXPECT_EQ(status, row.code) << row.function << ": " << row.when;

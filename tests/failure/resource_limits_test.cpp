@@ -32,8 +32,7 @@
 namespace qel {
 namespace {
 
-using test::bytes;
-using test::temp_folder;
+using namespace test;
 
 constexpr std::size_t mebibyte = std::size_t{1} << 20;
 

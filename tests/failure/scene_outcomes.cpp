@@ -108,11 +108,8 @@ const std::vector<outcome> scene_outcomes = {
      "name \"mesh\", vertex_count 3, face_count 1, positions owned, indices owned, bounds filled, reserved "
      "0, vertices owned, tokens owned, layer 1"},
     {"qel_alembic_load_raw", -1, "no positions",
-     [](caller &c) {
-         c.watch(c.scene_mesh);
-         return qel_alembic_load_raw(nullptr, 3, nullptr, 0, nullptr, &c.scene_mesh);
-     },
-     "nothing"},
+     [](caller &c) { return qel_alembic_load_raw(nullptr, 3, nullptr, 0, nullptr, &c.scene_mesh); },
+     "nothing", watching<&caller::scene_mesh>},
     {"qel_alembic_load_raw", -1, "no vertices", [](caller &c) { return load_raw(c, 0); },
      "name \"mesh\", face_count 1, positions owned, indices owned, rest 0"},
     {"qel_alembic_load_raw", -4, "the positions", [](caller &c) { return load_raw(c, 3, 1); },
@@ -145,11 +142,8 @@ const std::vector<outcome> scene_outcomes = {
      "version 1, flags 9, source \"PATH\", meshes owned, time_end 2, fps 24, total_vertices 77, total_faces "
      "88"},
     {"qel_alembic_load", -1, "no such file",
-     [](caller &c) {
-         c.watch(c.scene);
-         return qel_alembic_load(c.path.c_str(), &c.scene);
-     },
-     "nothing"},
+     [](caller &c) { return qel_alembic_load(c.path.c_str(), &c.scene); }, "nothing",
+     watching<&caller::scene>},
     {"qel_alembic_load", -2, "63 bytes", [](caller &c) { return load(c, bytes(63, 'B')); }, "nothing"},
     {"qel_alembic_load", -2, "another magic", [](caller &c) { return load(c, bytes(64, 'B')); }, "nothing"},
     {"qel_alembic_load", -3, "", [](caller &c) { return load_with(c, 4, 2); }, "version 2"},

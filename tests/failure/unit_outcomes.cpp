@@ -49,11 +49,8 @@ const std::vector<outcome> unit_outcomes = {
     {"qel_unit_create", 0, "", [](caller &c) { return create_failing(c, 0); },
      "version 1, count 3, extra 0, tokens owned, morton_index owned, hex_index owned, order owned"},
     {"qel_unit_create", -1, "without tokens",
-     [](caller &c) {
-         c.watch(c.unit);
-         return qel_unit_create(&c.unit, 0, nullptr, nullptr, nullptr, nullptr);
-     },
-     "nothing"},
+     [](caller &c) { return qel_unit_create(&c.unit, 0, nullptr, nullptr, nullptr, nullptr); }, "nothing",
+     watching<&caller::unit>},
     {"qel_unit_create", -1, "without a unit",
      [](caller &) {
          const std::uint64_t key = 1;
@@ -121,12 +118,8 @@ const std::vector<outcome> unit_outcomes = {
          return load(c, file);
      },
      "version 6, count 1, extra 7, tokens owned, morton_index owned, hex_index owned, order owned"},
-    {"qel_unit_load", -1, "",
-     [](caller &c) {
-         c.watch(c.unit);
-         return qel_unit_load(c.path.c_str(), &c.unit);
-     },
-     "nothing"},
+    {"qel_unit_load", -1, "", [](caller &c) { return qel_unit_load(c.path.c_str(), &c.unit); }, "nothing",
+     watching<&caller::unit>},
     {"qel_unit_load", -2, "", [](caller &c) { return load(c, bytes(23, 'Q')); }, "nothing"},
     {"qel_unit_load", -3, "", [](caller &c) { return load(c, bytes(24, 'Q')); }, "nothing"},
     {"qel_unit_load", -4, "", [](caller &c) { return load(c, sound_file(), 1); },

@@ -40,8 +40,7 @@ void act(digest &results, noise &random, const std::vector<std::string> &ids) {
 void add_directory(digest &results) {
     std::uint32_t total = 0, active = 0, counts[4] = {};
     qel_agent_dir_stats(&total, &active, counts);
-    results.add(total);
-    results.add(active);
+    results.add(total, active);
     results.add_array(counts, 4);
     for (const char *pattern : {"2A9E01**", "********", "", "2A9E1*0*"}) {
         char ids[9 * 500] = {};

@@ -59,8 +59,7 @@ void read_archive(digest &results, const bytes &content) {
     results.add(status);
     results.add(std::string(archive.path));
     results.add_array(archive.version, 2);
-    results.add(archive.time_end);
-    results.add(archive.fps);
+    results.add(archive.time_end, archive.fps);
     char text[512];
     ogawa_get_info(&archive, text, sizeof text);
     results.add(std::string(text));

@@ -36,6 +36,14 @@ class digest {
 
     void add(const std::string &text) { add_bytes(text.data(), text.size()); }
 
+    /// Several, in their order. For values that are there: the compiler chooses in which order arguments are evaluated.
+    template <class First, class Second, class... Others>
+    void add(const First &first, const Second &second, const Others &...others) {
+        add(first);
+        add(second);
+        (add(others), ...);
+    }
+
     /// An array, or that there is none.
     template <class T>
     void add_array(const T *values, std::uint64_t count) {

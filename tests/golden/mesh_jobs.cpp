@@ -115,10 +115,7 @@ void boxes_and_checks(digest &results) {
         qel_mesh_verify_report report;
         results.add(qel_mesh_verify_identity(some.data(), count, box[0], box[1], box[2], box[3], box[4],
                                              box[5], &report));
-        results.add(report.p_minus_p_ok);
-        results.add(report.p_div_p_ok);
-        results.add(report.coherence);
-        results.add(report.valid);
+        results.add(report.p_minus_p_ok, report.p_div_p_ok, report.coherence, report.valid);
         results.add(report.vertex_count); // without the time of the check, which differs in each run
     }
     const std::uint32_t face[7] = {5, 4, 9, 2, 7, 7, 0};
@@ -173,8 +170,7 @@ void add_mapped(digest &results) {
     results.add_array(positions, std::uint64_t{vertices} * 3);
     results.add_array(normals, std::uint64_t{vertices} * 3);
     results.add_array(indices, std::uint64_t{triangles} * 3);
-    results.add(mesh.file_size);
-    results.add(mesh.skin != nullptr);
+    results.add(mesh.file_size, mesh.skin != nullptr);
     if (mesh.skin != nullptr) {
         results.add_bytes(mesh.skin->bind_extra, sizeof mesh.skin->bind_extra);
         results.add_bytes(mesh.skin->joints, sizeof(qel_skin_joint) * mesh.skin->joint_count);

@@ -19,8 +19,7 @@ inline void add_uv_set(digest &results, const ogawa_uv_set &set) {
 inline void add_tangent_frame(digest &results, const ogawa_tangent_frame &frame) {
     results.add_array(frame.tangents, std::uint64_t{frame.count} * 3);
     results.add_array(frame.bitangents, std::uint64_t{frame.count} * 3);
-    results.add(frame.count);
-    results.add(frame.components);
+    results.add(frame.count, frame.components);
 }
 
 inline void add_polymesh(digest &results, const ogawa_polymesh &mesh) {
@@ -30,8 +29,7 @@ inline void add_polymesh(digest &results, const ogawa_polymesh &mesh) {
     results.add_array(mesh.positions, std::uint64_t{mesh.vertex_count} * 3);
     results.add(mesh.normal_count);
     results.add_array(mesh.normals, std::uint64_t{mesh.normal_count} * 3);
-    results.add(mesh.normal_scope);
-    results.add(mesh.face_count);
+    results.add(mesh.normal_scope, mesh.face_count);
     results.add_array(mesh.face_counts, mesh.face_count);
     results.add(mesh.face_index_count);
     results.add_array(mesh.face_indices, mesh.face_index_count);

@@ -15,19 +15,14 @@ void add_vertex(digest &results, const qel_alembic_vertex &vertex) {
     results.add_array(vertex.position, 3);
     for (const std::uint8_t part : {vertex.matrix_x, vertex.matrix_y, vertex.matrix_z})
         results.add(part);
-    results.add(vertex.morton);
-    results.add(vertex.k11_level);
-    results.add(vertex.i_state);
-    results.add(vertex.phi_norm);
-    results.add(vertex.em_coupling);
-    results.add(vertex.topology);
+    results.add(vertex.morton, vertex.k11_level, vertex.i_state, vertex.phi_norm, vertex.em_coupling,
+                vertex.topology);
 }
 
 void add_token(digest &results, const qel_alembic_token &token) {
     results.add(token.morton);
     results.add_bytes(token.hex_id, sizeof token.hex_id);
-    results.add(token.payload);
-    results.add(token.layer);
+    results.add(token.payload, token.layer);
 }
 
 void add_mesh(digest &results, const qel_alembic_mesh &mesh) {
@@ -112,11 +107,7 @@ qel_alembic_file make_scene(digest &results) {
 }
 
 void add_hit(digest &results, const qel_alembic_hit &hit) {
-    results.add(hit.mesh_index);
-    results.add(hit.vertex_index);
-    results.add(hit.frame_index);
-    results.add(hit.distance);
-    results.add(hit.vertex != nullptr);
+    results.add(hit.mesh_index, hit.vertex_index, hit.frame_index, hit.distance, hit.vertex != nullptr);
     if (hit.vertex != nullptr) add_vertex(results, *hit.vertex);
     results.add(hit.token != nullptr);
     if (hit.token != nullptr) add_token(results, *hit.token);
@@ -162,24 +153,17 @@ void add_times(digest &results, const qel_alembic_file &scene) {
     std::uint32_t start = 0, end = 0;
     float fps = 0;
     qel_alembic_get_frame_range(&scene, &start, &end, &fps);
-    results.add(start);
-    results.add(end);
-    results.add(fps);
+    results.add(start, end, fps);
 }
 
 void add_scene(digest &results, const qel_alembic_file &scene) {
-    results.add(scene.version);
-    results.add(scene.flags);
-    results.add(scene.total_vertices);
-    results.add(scene.total_faces);
-    results.add(scene.total_tokens);
+    results.add(scene.version, scene.flags, scene.total_vertices, scene.total_faces, scene.total_tokens);
     for (std::uint32_t i = 0; i < scene.mesh_count; ++i)
         add_mesh(results, scene.meshes[i]);
     results.add(scene.hash_size);
     for (std::uint32_t slot = 0; slot < scene.hash_size; ++slot)
         if (scene.hash[slot] != QEL_NOT_FOUND) {
-            results.add(slot);
-            results.add(scene.hash[slot]);
+            results.add(slot, scene.hash[slot]);
         }
     results.add(qel_alembic_validate(&scene));
     char text[1000];
@@ -222,8 +206,7 @@ void damaged_scenes(digest &results) {
         write_file("cut.bqel", bytes(file.begin(), file.begin() + static_cast<std::ptrdiff_t>(size)));
         qel_alembic_file scene{};
         results.add(qel_alembic_load("cut.bqel", &scene));
-        results.add(scene.mesh_count);
-        results.add(scene.total_tokens);
+        results.add(scene.mesh_count, scene.total_tokens);
         for (std::uint32_t i = 0; i < scene.mesh_count; ++i)
             add_mesh(results, scene.meshes[i]);
         qel_alembic_free(&scene);

@@ -30,12 +30,8 @@ class reader {
     void read() {
         qel_archive_info info = {};
         results_.add(qel_archive_get_info(archive_, &info));
-        results_.add(info.library_version);
-        results_.add(info.mesh_count);
-        results_.add(info.time_sampling_count);
-        results_.add(info.start);
-        results_.add(info.end);
-        results_.add(info.frames_per_second);
+        results_.add(info.library_version, info.mesh_count, info.time_sampling_count, info.start, info.end,
+                     info.frames_per_second);
         results_.add(std::string(info.metadata));
         for (std::uint32_t i = 0; i <= info.object_count; ++i)
             read_object(i);
@@ -50,10 +46,7 @@ class reader {
                 results_.add(std::string(text));
             results_.add(qel_archive_find(archive_, object.path));
         }
-        results_.add(object.kind);
-        results_.add(object.parent);
-        results_.add(object.child_count);
-        results_.add(object.property_count);
+        results_.add(object.kind, object.parent, object.child_count, object.property_count);
         for (std::uint32_t i = 0; i <= object.property_count; ++i)
             read_property(number, i);
         read_meshes(number);
@@ -88,8 +81,7 @@ class reader {
         std::uint64_t size = 0;
         const std::int32_t status =
             qel_archive_read_property(archive_, object, number, sample, nullptr, 0, &size);
-        results_.add(status);
-        results_.add(size);
+        results_.add(status, size);
         if (status != QEL_ARCHIVE_OK) return;
         bytes values(static_cast<std::size_t>(size));
         results_.add(qel_archive_read_property(archive_, object, number, sample, values.data(), size, &size));
@@ -102,8 +94,7 @@ class reader {
         for (const std::uint32_t field :
              {info.sample_count, info.topology, info.vertex_count, info.face_count, info.corner_count})
             results_.add(field);
-        results_.add(info.start);
-        results_.add(info.end);
+        results_.add(info.start, info.end);
         for (const std::uint64_t sample : samples_of(info.sample_count)) {
             ogawa_polymesh mesh;
             results_.add(qel_archive_read_mesh(archive_, object, sample, &mesh));

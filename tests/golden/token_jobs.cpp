@@ -27,20 +27,14 @@ void maths(digest &results) {
         results.add(ruv_hop_distance(a, b));
         qel_token token = {a, {'A', 'B'}, b, 3};
         qel_token_apply_ilogic(&token, static_cast<std::int32_t>(random.below(6)) - 1);
-        results.add(std::uint64_t{token.morton});
-        results.add(std::uint64_t{token.payload});
-        results.add(token.layer);
+        results.add(std::uint64_t{token.morton}, std::uint64_t{token.payload}, token.layer);
     }
 }
 
 void add_cell(digest &results, const qel_matrix_identity &cell) {
     for (const std::uint8_t part : {cell.x, cell.y, cell.z, cell.mirror_x, cell.mirror_y, cell.mirror_z})
         results.add(part);
-    results.add(cell.k11_level);
-    results.add(cell.i_state);
-    results.add(cell.morton);
-    results.add(cell.phi_norm);
-    results.add(cell.em_coupling);
+    results.add(cell.k11_level, cell.i_state, cell.morton, cell.phi_norm, cell.em_coupling);
 }
 
 void cells(digest &results) {
@@ -49,9 +43,7 @@ void cells(digest &results) {
             for (std::uint8_t x = 0; x < 48; ++x) {
                 qel_matrix_identity cell;
                 results.add(qel_matrix_48_identity(x, y, z, &cell));
-                results.add(cell.phi_norm);
-                results.add(cell.em_coupling);
-                results.add(cell.k11_level);
+                results.add(cell.phi_norm, cell.em_coupling, cell.k11_level);
             }
     results.add(qel_matrix_48_validate_all());
     noise random(2);
@@ -93,10 +85,7 @@ void offspring(digest &results) {
         qel_matrix_48_reproduce(parents, parents + 1, static_cast<std::uint32_t>(i % 4), &child);
         for (const std::uint8_t part : {child.x, child.y, child.z, child.i_state})
             results.add(part);
-        results.add(child.chirality);
-        results.add(child.phi_blend);
-        results.add(child.em_coupling);
-        results.add(child.k11_level);
+        results.add(child.chirality, child.phi_blend, child.em_coupling, child.k11_level);
     }
 }
 
@@ -131,21 +120,16 @@ void add_index(digest &results, const qel_hash_index *index) {
     if (index == nullptr) return;
     results.add(index->node_count);
     for (std::uint32_t node = 0; node < index->node_count; ++node) {
-        results.add(index->nodes[node].token);
-        results.add(index->nodes[node].next);
+        results.add(index->nodes[node].token, index->nodes[node].next);
     }
     for (std::uint32_t bucket = 0; bucket < QEL_HASH_BUCKETS; ++bucket)
         if (index->buckets[bucket] != QEL_NOT_FOUND) {
-            results.add(bucket);
-            results.add(index->buckets[bucket]);
+            results.add(bucket, index->buckets[bucket]);
         }
 }
 
 void add_unit(digest &results, const qel_unit &unit) {
-    results.add(unit.version);
-    results.add(unit.count);
-    results.add(unit.extra);
-    results.add(unit.tokens != nullptr);
+    results.add(unit.version, unit.count, unit.extra, unit.tokens != nullptr);
     if (unit.tokens != nullptr) results.add_bytes(unit.tokens, sizeof(qel_token) * unit.count);
     add_index(results, unit.morton_index);
     add_index(results, unit.hex_index);
@@ -217,8 +201,7 @@ void damaged_units(digest &results) {
         write_file("cut.qel", bytes(file.begin(), file.begin() + static_cast<std::ptrdiff_t>(size)));
         qel_unit unit{};
         results.add(qel_unit_load("cut.qel", &unit));
-        results.add(unit.count);
-        results.add(unit.tokens != nullptr);
+        results.add(unit.count, unit.tokens != nullptr);
         release_unit(unit);
     }
     bytes renamed = file;

@@ -15,9 +15,7 @@
 
 namespace {
 
-using qel::test::stack_calls;
-using qel::test::stack_taken_by;
-using qel::test::unmeasurable_stack;
+using namespace qel::test;
 
 constexpr std::size_t ceiling = std::size_t{32} << 10;
 

@@ -32,6 +32,18 @@ std::string cut(const char *path) {
     return std::string(path).substr(0, 255);
 }
 
+enum class flag { idle, terminated, delegated };
+
+/// One flag is set, the others are cleared.
+void set_condition(qel_agent &agent, std::uint8_t state, flag set, std::uint64_t task) {
+    agent.state = state;
+    agent.flag_idle = set == flag::idle;
+    agent.flag_terminated = set == flag::terminated;
+    agent.flag_delegated = set == flag::delegated;
+    agent.cleared = 0;
+    agent.task = task;
+}
+
 } // namespace
 
 std::uint32_t id_hash(const char *id) {
@@ -151,14 +163,9 @@ std::int32_t agent_model::spawn(const char *parent, std::uint8_t type, std::uint
     std::memcpy(agent.id, id, 8);
     std::memcpy(agent.parent, parent != nullptr ? parent : "2A9E0000", 8);
     agent.type = type;
-    agent.state = 0;
-    agent.flag_idle = 1;
-    agent.flag_terminated = 0;
-    agent.flag_delegated = 0;
-    agent.cleared = 0;
     agent.tag = tag;
     agent.tier = tier;
-    agent.task = 0;
+    set_condition(agent, 0, flag::idle, 0);
     dir->insert(dir->agent_count, id);
     dir->agent_count += 1;
     dir->active_count += 1;
@@ -172,12 +179,7 @@ std::int32_t agent_model::terminate(const char *id) {
     if (!slot) return -2;
     qel_agent &agent = dir->agents[*slot];
     if (agent.state == 6) return -3;
-    agent.state = 6;
-    agent.flag_idle = 0;
-    agent.flag_terminated = 1;
-    agent.flag_delegated = 0;
-    agent.cleared = 0;
-    agent.task = 0;
+    set_condition(agent, 6, flag::terminated, 0);
     dir->active_count -= 1;
     dir->dirty = 1;
     return 0;
@@ -190,13 +192,8 @@ std::int32_t agent_model::delegate(const char *from, const char *to, std::uint64
     if (!slot) return -3;
     qel_agent &agent = dir->agents[*slot];
     if (agent.state == 6) return -4;
-    agent.state = 2;
-    agent.flag_idle = 0;
-    agent.flag_terminated = 0;
-    agent.flag_delegated = 1;
-    agent.cleared = 0;
+    set_condition(agent, 2, flag::delegated, task);
     std::memcpy(agent.parent, from, 8);
-    agent.task = task;
     dir->dirty = 1;
     return 0;
 }
@@ -226,12 +223,7 @@ std::int32_t agent_model::control(const char *id, std::uint32_t command) {
         agent.state = 4;
         agent.task = 0;
     } else if (command == 4) {
-        agent.state = 1;
-        agent.flag_idle = 1;
-        agent.flag_terminated = 0;
-        agent.flag_delegated = 0;
-        agent.cleared = 0;
-        agent.task = 0;
+        set_condition(agent, 1, flag::idle, 0);
     }
     dir->dirty = 1;
     return 0;

@@ -15,9 +15,7 @@
 namespace qel {
 namespace {
 
-using test::failing_heap;
-using test::heap_ledger;
-using test::owned_mesh;
+using namespace test;
 
 constexpr std::uint32_t seed = 0x5A5A5A5A;
 const std::vector<float> corner_triangle = {0, 0, 0, 1, 0, 0, 0, 1, 1};
@@ -33,17 +31,25 @@ std::int32_t load(const std::vector<float> &positions, const std::vector<std::ui
                                 indices.data(), static_cast<std::uint32_t>(indices.size() / 3), name, &mesh);
 }
 
-/// A mesh of `count` vertices whose arrays the test owns.
-qel_alembic_mesh bare_mesh(std::uint32_t count, float *positions) {
-    qel_alembic_mesh mesh = {};
-    mesh.vertex_count = count;
-    mesh.positions = positions;
-    return mesh;
-}
+/// A mesh of `count` vertices whose positions and indices the test owns.
+struct bare_mesh : qel_alembic_mesh {
+    bare_mesh(std::uint32_t count, float *vectors) : qel_alembic_mesh{} {
+        vertex_count = count;
+        positions = vectors;
+    }
+    ~bare_mesh() {
+        std::free(vertices);
+        std::free(tokens);
+    }
+    bare_mesh(const bare_mesh &) = delete;
+    bare_mesh &operator=(const bare_mesh &) = delete;
+};
 
-void release_tokens(qel_alembic_mesh &mesh) {
-    std::free(mesh.vertices);
-    std::free(mesh.tokens);
+/// Whether records and tokens are those of the model, to the byte.
+void expect_same(const qel_alembic_mesh &mesh, const std::vector<qel_alembic_vertex> &vertices,
+                 const std::vector<qel_alembic_token> &tokens) {
+    EXPECT_EQ(std::memcmp(mesh.vertices, vertices.data(), vertices.size() * 40), 0);
+    EXPECT_EQ(std::memcmp(mesh.tokens, tokens.data(), tokens.size() * 32), 0);
 }
 
 TEST(TopologyHash, IsZeroWithoutFaces) {
@@ -120,21 +126,19 @@ TEST(ProcessMesh, HashesAVertexInNoFaceToTheSeedAndToZeroWithoutFaces) {
 
 TEST(ProcessMesh, HashesToZeroWhenItHasAFaceCountButNoIndices) {
     float positions[] = {0, 0, 0};
-    qel_alembic_mesh mesh = bare_mesh(1, positions);
+    bare_mesh mesh(1, positions);
     mesh.face_count = 5;
     ASSERT_EQ(qel_alembic_process_mesh(&mesh, 1), 0);
     EXPECT_EQ(mesh.vertices[0].topology, 0u);
-    release_tokens(mesh);
 }
 
 TEST(ProcessMesh, HashesToZeroWhenItHasIndicesButNoFaceCount) {
     float positions[] = {0, 0, 0};
     std::uint32_t indices[] = {0, 0, 0};
-    qel_alembic_mesh mesh = bare_mesh(1, positions);
+    bare_mesh mesh(1, positions);
     mesh.indices = indices;
     ASSERT_EQ(qel_alembic_process_mesh(&mesh, 1), 0);
     EXPECT_EQ(mesh.vertices[0].topology, 0u);
-    release_tokens(mesh);
 }
 
 TEST(ProcessMesh, IgnoresIndicesBeyondTheMesh) {
@@ -163,7 +167,7 @@ TEST(ProcessMesh, ProcessedTwiceReusesItsArraysAndGivesIdenticalTokens) {
 
 TEST(ProcessMesh, ZeroesThePaddingOfNewArraysAndKeepsThatOfReusedOnes) {
     float positions[] = {0, 0, 0, 1, 1, 1};
-    qel_alembic_mesh mesh = bare_mesh(2, positions);
+    bare_mesh mesh(2, positions);
     ASSERT_EQ(qel_alembic_process_mesh(&mesh, 1), 0);
     EXPECT_EQ(mesh.vertices[1].padding0, 0);
     EXPECT_EQ(mesh.vertices[1].padding1[1], 0);
@@ -175,24 +179,22 @@ TEST(ProcessMesh, ZeroesThePaddingOfNewArraysAndKeepsThatOfReusedOnes) {
     EXPECT_EQ(mesh.vertices[1].padding0, 11);
     EXPECT_EQ(mesh.vertices[1].padding1[1], 12);
     EXPECT_EQ(mesh.tokens[1].padding[6], 13);
-    release_tokens(mesh);
 }
 
 TEST(ProcessMesh, KeepsABoxThatIsSet) {
     float positions[] = {0.5f, 0, 0, 5, 5, 5};
-    qel_alembic_mesh mesh = bare_mesh(2, positions);
+    bare_mesh mesh(2, positions);
     mesh.bounds[3] = 1; // only max x is not 0
     ASSERT_EQ(qel_alembic_process_mesh(&mesh, 1), 0);
     EXPECT_EQ(mesh.bounds[3], 1.0f);
     EXPECT_EQ(mesh.bounds[4], 0.0f);
     EXPECT_EQ(mesh.vertices[0].matrix_x, 23);
     EXPECT_EQ(mesh.vertices[1].matrix_x, 47);
-    release_tokens(mesh);
 }
 
 TEST(ProcessMesh, ComputesABoxWhoseXPairIsZeroWhateverItsOtherBounds) {
     float positions[] = {0, 1, 2, -0.0f, 3, 4};
-    qel_alembic_mesh mesh = bare_mesh(2, positions);
+    bare_mesh mesh(2, positions);
     mesh.bounds[0] = -0.0f;
     mesh.bounds[1] = 100;
     mesh.bounds[5] = 200;
@@ -203,11 +205,10 @@ TEST(ProcessMesh, ComputesABoxWhoseXPairIsZeroWhateverItsOtherBounds) {
     positions[1] = -7; // flat at x = 0: computed again at every call
     ASSERT_EQ(qel_alembic_process_mesh(&mesh, 1), 0);
     EXPECT_EQ(mesh.bounds[1], -7.0f);
-    release_tokens(mesh);
 }
 
 TEST(ProcessMesh, WithoutPositionsChangesOnlyTheTopologyOfVertexRecords) {
-    qel_alembic_mesh mesh = bare_mesh(3, nullptr);
+    bare_mesh mesh(3, nullptr);
     std::vector<std::uint32_t> indices = one_face;
     mesh.indices = indices.data();
     mesh.face_count = 1;
@@ -220,12 +221,11 @@ TEST(ProcessMesh, WithoutPositionsChangesOnlyTheTopologyOfVertexRecords) {
     EXPECT_EQ(mesh.vertices[1].topology, qel_alembic_topology_hash(1, one_face.data(), 1));
     EXPECT_EQ(mesh.tokens[1].morton, 0x1111111111111111u);
     EXPECT_EQ(mesh.bounds[3], 0.0f);
-    release_tokens(mesh);
 }
 
 TEST(ProcessMesh, LeavesTheVerticesInTheRecordWhenTheTokensCannotBeAllocated) {
     float positions[] = {0, 0, 0, 1, 1, 1};
-    qel_alembic_mesh mesh = bare_mesh(2, positions);
+    bare_mesh mesh(2, positions);
     mesh.layer = 9;
     {
         const failing_heap heap = failing_heap::nth(1);
@@ -240,7 +240,6 @@ TEST(ProcessMesh, LeavesTheVerticesInTheRecordWhenTheTokensCannotBeAllocated) {
     EXPECT_EQ(mesh.tokens, nullptr);
     EXPECT_EQ(mesh.layer, 9);
     EXPECT_EQ(qel_alembic_process_mesh(&mesh, 1), 0);
-    release_tokens(mesh);
 }
 
 TEST(ProcessMesh, EqualsThePlainFormOfOneWalkPerVertex) {
@@ -256,8 +255,8 @@ TEST(ProcessMesh, EqualsThePlainFormOfOneWalkPerVertex) {
         ASSERT_EQ(qel_alembic_process_mesh(&owned.mesh, layer), 0);
         const model::processed_mesh expected =
             model::process_mesh(positions, indices, owned.mesh.bounds, layer);
-        ASSERT_EQ(std::memcmp(owned.mesh.vertices, expected.vertices.data(), vertices * 40), 0) << round;
-        ASSERT_EQ(std::memcmp(owned.mesh.tokens, expected.tokens.data(), vertices * 32), 0) << round;
+        expect_same(owned.mesh, expected.vertices, expected.tokens);
+        if (HasFailure()) FAIL() << "round " << round;
     }
 }
 
@@ -282,8 +281,8 @@ TEST(ProcessMesh, EqualsThePlainFormAtEveryRemainderAndForExtremePositionsAndBox
         ASSERT_EQ(qel_alembic_process_mesh(&owned.mesh, 2), 0);
         const std::vector<std::uint32_t> indices(owned.mesh.indices, owned.mesh.indices + 150);
         const model::processed_mesh expected = model::process_mesh(positions, indices, box, 2);
-        ASSERT_EQ(std::memcmp(owned.mesh.vertices, expected.vertices.data(), vertices * 40), 0) << vertices;
-        ASSERT_EQ(std::memcmp(owned.mesh.tokens, expected.tokens.data(), vertices * 32), 0) << vertices;
+        expect_same(owned.mesh, expected.vertices, expected.tokens);
+        if (HasFailure()) FAIL() << vertices << " vertices";
     }
 }
 
@@ -296,16 +295,14 @@ TEST(ProcessMesh, OfALargeMeshEqualsThePlainFormWithAndWithoutScratchMemory) {
     ASSERT_EQ(load(positions, indices, owned.mesh), 0);
     const model::processed_mesh expected = model::process_mesh(positions, indices, owned.mesh.bounds, 1);
     for (const bool has_memory : {true, false}) {
-        EXPECT_EQ(std::memcmp(owned.mesh.vertices, expected.vertices.data(), vertices * 40), 0);
-        EXPECT_EQ(std::memcmp(owned.mesh.tokens, expected.tokens.data(), vertices * 32), 0);
+        expect_same(owned.mesh, expected.vertices, expected.tokens);
         std::memset(owned.mesh.vertices, 0, vertices * 40);
         std::memset(owned.mesh.tokens, 0, vertices * 32);
         const failing_heap heap = has_memory ? failing_heap::nth(0) : failing_heap::from(1);
         ASSERT_EQ(qel_alembic_process_mesh(&owned.mesh, 1), 0);
         EXPECT_EQ(heap.failures(), has_memory ? 0u : 1u);
     }
-    EXPECT_EQ(std::memcmp(owned.mesh.vertices, expected.vertices.data(), vertices * 40), 0);
-    EXPECT_EQ(std::memcmp(owned.mesh.tokens, expected.tokens.data(), vertices * 32), 0);
+    expect_same(owned.mesh, expected.vertices, expected.tokens);
 }
 
 TEST(ProcessMesh, OfALargeMeshWithoutPositionsRefreshesItsHashesAlone) {
@@ -324,8 +321,7 @@ TEST(ProcessMesh, OfALargeMeshWithoutPositionsRefreshesItsHashesAlone) {
     std::swap(positions, owned.mesh.positions);
     EXPECT_EQ(qel_alembic_process_mesh(&owned.mesh, 1), 0);
     std::swap(positions, owned.mesh.positions);
-    EXPECT_EQ(std::memcmp(owned.mesh.vertices, expected.data(), vertices * sizeof expected[0]), 0);
-    EXPECT_EQ(std::memcmp(owned.mesh.tokens, tokens.data(), vertices * sizeof tokens[0]), 0);
+    expect_same(owned.mesh, expected, tokens);
 }
 
 TEST(ProcessMesh, HashesAMillionFacesInOnePass) {

@@ -7,12 +7,7 @@
 namespace qel {
 namespace {
 
-using test::append;
-using test::bytes;
-using test::owned_mesh;
-using test::owned_scene;
-using test::read_file;
-using test::temp_folder;
+using namespace test;
 
 /// The unit file of tokens, put together field by field.
 bytes unit_file_of(const std::vector<qel_alembic_token> &tokens) {

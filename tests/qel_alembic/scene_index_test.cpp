@@ -11,9 +11,7 @@
 namespace qel {
 namespace {
 
-using test::failing_heap;
-using test::heap_ledger;
-using test::owned_scene;
+using namespace test;
 
 constexpr std::size_t table_bytes = std::size_t{index_slots} * 4;
 

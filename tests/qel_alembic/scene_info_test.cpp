@@ -9,7 +9,7 @@
 namespace qel {
 namespace {
 
-using test::owned_scene;
+using namespace test;
 
 class SceneValidate : public testing::Test {
   protected:

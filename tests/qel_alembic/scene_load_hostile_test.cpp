@@ -19,13 +19,7 @@
 namespace qel {
 namespace {
 
-using test::bytes;
-using test::failing_heap;
-using test::heap_ledger;
-using test::owned_scene;
-using test::read_file;
-using test::temp_folder;
-using test::write_file;
+using namespace test;
 
 constexpr std::size_t table_bytes = std::size_t{0x800000} * 4;
 constexpr std::uint64_t resave_limit = 1 << 20;

@@ -14,12 +14,7 @@
 namespace qel {
 namespace {
 
-using test::bytes;
-using test::heap_ledger;
-using test::owned_scene;
-using test::read_file;
-using test::temp_folder;
-using test::write_file;
+using namespace test;
 
 constexpr std::int32_t loaded = 0, refused = -4;
 

@@ -12,8 +12,7 @@
 namespace qel {
 namespace {
 
-using test::failing_heap;
-using test::owned_scene;
+using namespace test;
 
 /// A hit of which no field has a value that a call writes.
 qel_alembic_hit noise() {

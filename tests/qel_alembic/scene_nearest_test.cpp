@@ -11,9 +11,7 @@
 namespace qel {
 namespace {
 
-using test::failing_heap;
-using test::heap_ledger;
-using test::owned_scene;
+using namespace test;
 
 constexpr std::uint64_t last_key = std::numeric_limits<std::uint64_t>::max();
 

@@ -7,8 +7,7 @@
 namespace qel {
 namespace {
 
-using test::heap_ledger;
-using test::owned_scene;
+using namespace test;
 
 TEST(SceneFree, ReleasesMeshesFramesAndIndexAndKeepsTheRest) {
     std::mt19937 random(102);

@@ -1,22 +1,16 @@
 // SPDX-License-Identifier: MIT
 #include "support/failing_heap.h"
+#include "support/float_bits.h"
 #include "support/scenes.h"
 
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <limits>
 
 namespace qel {
 namespace {
 
-using test::failing_heap;
-using test::heap_ledger;
-using test::owned_mesh;
-using test::owned_scene;
-
-constexpr float nan = std::numeric_limits<float>::quiet_NaN();
-constexpr float infinity = std::numeric_limits<float>::infinity();
+using namespace test;
 
 TEST(SampleFrame, WithoutFramesCopiesTheFirstMeshForAnyNumber) {
     owned_scene owned;

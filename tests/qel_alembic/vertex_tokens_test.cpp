@@ -2,6 +2,7 @@
 #include "qel_alembic/vertex_tokens.h"
 
 #include "model/topology_model.h"
+#include "support/float_bits.h"
 
 #include <gtest/gtest.h>
 
@@ -14,8 +15,8 @@
 namespace qel {
 namespace {
 
-constexpr float nan = std::numeric_limits<float>::quiet_NaN();
-constexpr float infinity = std::numeric_limits<float>::infinity();
+using namespace test;
+
 constexpr float largest = std::numeric_limits<float>::max();
 constexpr float unit_box[6] = {0, 0, 0, 1, 1, 1};
 
@@ -27,17 +28,8 @@ cell cell_of(float x, float y, float z, const float *bounds) {
     return {mx, my, mz};
 }
 
-std::uint32_t bits_of(float value) {
-    std::uint32_t bits;
-    std::memcpy(&bits, &value, sizeof bits);
-    return bits;
-}
-
 float any_float(std::mt19937 &random) {
-    const std::uint32_t bits = static_cast<std::uint32_t>(random());
-    float value;
-    std::memcpy(&value, &bits, sizeof value);
-    return value;
+    return from_bits(static_cast<std::uint32_t>(random()));
 }
 
 TEST(AlembicComputeBounds, BoxesAllVerticesPerAxis) {

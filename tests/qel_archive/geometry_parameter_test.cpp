@@ -15,12 +15,10 @@ constexpr std::size_t points = 5, faces = 2, corners = 7;
 /// A mesh of 5 points, 2 faces, 7 corners with parameters, open.
 opened_archive with(const std::vector<geometry_parameter> &parameters,
                     const std::vector<geometry_parameter> &more = {}) {
-    archive_builder builder;
     polymesh mesh = two_faces();
     mesh.parameters = parameters;
     mesh.more_parameters = more;
-    add_polymesh(builder.top, "m", mesh);
-    return opened_archive(builder);
+    return opened_mesh(mesh);
 }
 
 /// Normals with as many values, of which the indices say the order.
@@ -229,13 +227,11 @@ TEST(ArchiveParameters, AreNotSoughtInAnArrayOfTheCompoundsName) {
 }
 
 TEST(ArchiveParameters, OfAnEmptyMeshMayBeEmpty) {
-    archive_builder builder;
     polymesh mesh;
     mesh.points = {{}};
     mesh.face_counts = mesh.face_indices = {{}};
     mesh.parameters = {normals({{}}), uvs({{}})};
-    add_polymesh(builder.top, "m", mesh);
-    const opened_archive opened(builder);
+    const opened_archive opened = opened_mesh(mesh);
     const read_mesh read = opened.mesh("/m");
     ASSERT_EQ(read.status, QEL_ARCHIVE_OK);
     EXPECT_EQ(read->normals, nullptr);

@@ -10,7 +10,7 @@
 namespace qel::archives {
 namespace {
 
-using test::runnable;
+using namespace test;
 
 constexpr std::uint32_t limits[] = {0, 1, 2, 1000, 0x7FFFFFFF, 0x80000000, 0x80000001, 0xFFFFFFFF};
 constexpr std::size_t sizes[] = {0,  1,  3,  4,    7,    8,    9,    15,   16,  17,

@@ -13,9 +13,7 @@ namespace {
 using namespace test;
 
 std::int32_t read_status(const polymesh &mesh) {
-    archive_builder builder;
-    add_polymesh(builder.top, "m", mesh);
-    const opened_archive opened(builder);
+    const opened_archive opened = opened_mesh(mesh);
     EXPECT_EQ(opened.status, QEL_ARCHIVE_OK);
     const heap_ledger ledger;
     const read_mesh read = opened.mesh("/m");
@@ -195,9 +193,7 @@ TEST(ArchiveMeshDamage, LeavesTheRecordsOfOtherCallsAlone) {
 }
 
 TEST(ArchiveMeshDamage, LeavesOnlyZerosAfterEveryFailure) {
-    archive_builder builder;
-    add_polymesh(builder.top, "m", triangle());
-    const opened_archive opened(builder);
+    const opened_archive opened = opened_mesh(triangle());
     EXPECT_TRUE(opened.mesh("/m", 1).is_all_zero()) << "no such sample";
     EXPECT_TRUE(opened.mesh("/").is_all_zero()) << "no points";
     EXPECT_TRUE(opened.mesh("/x").is_all_zero()) << "no such object";

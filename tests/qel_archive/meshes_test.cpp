@@ -35,9 +35,7 @@ TEST(ArchiveMeshes, AreReadWhole) {
 }
 
 TEST(ArchiveMeshes, LeaveEverythingElseZero) {
-    archive_builder builder;
-    add_polymesh(builder.top, "m", two_faces());
-    const opened_archive opened(builder);
+    const opened_archive opened = opened_mesh(two_faces());
     const read_mesh read = opened.mesh("/m");
     ASSERT_EQ(read.status, QEL_ARCHIVE_OK);
     EXPECT_EQ(read->normals, nullptr);
@@ -97,12 +95,10 @@ TEST(ArchiveMeshes, HaveTheBoxOfTheirPositionsAndTheOneThatIsStored) {
                     stored_high[] = {4, 5, 0};
         EXPECT_TRUE(std::equal(low, low + 3, read->bounds_min)) << path;
         EXPECT_TRUE(std::equal(high, high + 3, read->bounds_max)) << path;
-        EXPECT_TRUE(
-            std::equal(read->self_bounds_min, read->self_bounds_min + 3, is_stored ? stored_low : low))
-            << path;
-        EXPECT_TRUE(
-            std::equal(read->self_bounds_max, read->self_bounds_max + 3, is_stored ? stored_high : high))
-            << path;
+        const float *const self_low = is_stored ? stored_low : low;
+        const float *const self_high = is_stored ? stored_high : high;
+        EXPECT_TRUE(std::equal(self_low, self_low + 3, read->self_bounds_min)) << path;
+        EXPECT_TRUE(std::equal(self_high, self_high + 3, read->self_bounds_max)) << path;
     }
 }
 
@@ -114,9 +110,7 @@ TEST(ArchiveMeshes, HaveTheBoxOfManyPositions) {
     mesh.points[0][3 * 16'384] = std::numeric_limits<float>::quiet_NaN(); // bounds nothing
     mesh.face_counts = mesh.face_indices = {{}};
     mesh.bounds = false;
-    archive_builder builder;
-    add_polymesh(builder.top, "m", mesh);
-    const opened_archive opened(builder);
+    const opened_archive opened = opened_mesh(mesh);
     const read_mesh read = opened.mesh("/m");
     ASSERT_EQ(read.status, QEL_ARCHIVE_OK);
     float expected[6];
@@ -167,13 +161,11 @@ TEST(ArchiveMeshes, HaveTheBoxOfManyPositionsWhereverNoNumbersStand) {
 }
 
 TEST(ArchiveMeshes, MayBeEmpty) {
-    archive_builder builder;
     polymesh nothing;
     nothing.points = {{}};
     nothing.face_counts = nothing.face_indices = {{}};
     nothing.bounds = false;
-    add_polymesh(builder.top, "m", nothing);
-    const opened_archive opened(builder);
+    const opened_archive opened = opened_mesh(nothing);
     const read_mesh read = opened.mesh("/m");
     ASSERT_EQ(read.status, QEL_ARCHIVE_OK);
     EXPECT_EQ(read->vertex_count, 0u);
@@ -185,22 +177,18 @@ TEST(ArchiveMeshes, MayBeEmpty) {
 }
 
 TEST(ArchiveMeshes, MayHaveFacesOfNoCorners) {
-    archive_builder builder;
     polymesh mesh = triangle();
     mesh.face_counts = {{0, 3, 0}};
-    add_polymesh(builder.top, "m", mesh);
-    const opened_archive opened(builder);
+    const opened_archive opened = opened_mesh(mesh);
     EXPECT_EQ(opened.mesh("/m").face_counts(), (std::vector<std::uint32_t>{0, 3, 0}));
     EXPECT_EQ(opened.mesh_info("/m").face_count, 3u);
 }
 
 TEST(ArchiveMeshes, OfSubdivisionAreReadAsPolygonsAre) {
-    archive_builder builder;
     polymesh mesh = two_faces();
     mesh.schema = "AbcGeom_SubD_v1";
     mesh.parameters = {uvs({rising(14)})};
-    add_polymesh(builder.top, "m", mesh);
-    const opened_archive opened(builder);
+    const opened_archive opened = opened_mesh(mesh);
     const read_mesh read = opened.mesh("/m");
     ASSERT_EQ(read.status, QEL_ARCHIVE_OK);
     EXPECT_EQ(read->face_count, 2u);

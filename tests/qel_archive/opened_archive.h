@@ -228,6 +228,13 @@ inline polymesh two_faces() {
     return mesh;
 }
 
+/// An archive of one mesh, "/m", open.
+inline opened_archive opened_mesh(const polymesh &mesh) {
+    archive_builder builder;
+    add_polymesh(builder.top, "m", mesh);
+    return opened_archive(builder);
+}
+
 /// Values 0, 1, 2, …, told apart by their number.
 inline std::vector<float> rising(std::size_t count) {
     std::vector<float> values;

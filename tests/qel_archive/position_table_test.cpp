@@ -8,8 +8,7 @@
 namespace qel::archives {
 namespace {
 
-using test::failing_heap;
-using test::heap_ledger;
+using namespace test;
 
 /// Positions in a file: near each other, far apart, and 0.
 std::uint64_t position_of(std::uint64_t i) {

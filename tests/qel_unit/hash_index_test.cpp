@@ -16,8 +16,7 @@
 namespace qel {
 namespace {
 
-using test::failing_heap;
-using test::heap_ledger;
+using namespace test;
 
 struct index_deleter {
     void operator()(qel_hash_index *index) const { release_index(index); }

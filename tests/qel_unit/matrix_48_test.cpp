@@ -3,6 +3,7 @@
 
 #include "model/matrix_model.h"
 #include "qel_unit.h"
+#include "support/float_bits.h"
 
 #include <gtest/gtest.h>
 
@@ -15,11 +16,7 @@
 namespace qel {
 namespace {
 
-std::uint32_t bits_of(float value) {
-    std::uint32_t bits;
-    std::memcpy(&bits, &value, sizeof bits);
-    return bits;
-}
+using namespace test;
 
 struct bytes3 {
     std::uint8_t x = 0, y = 0, z = 0;

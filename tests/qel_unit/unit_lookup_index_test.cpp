@@ -9,9 +9,7 @@
 namespace qel {
 namespace {
 
-using test::create;
-using test::make_token;
-using test::owned_unit;
+using namespace test;
 
 constexpr std::uint32_t none = 0xFFFFFFFF;
 

@@ -12,10 +12,7 @@
 namespace qel {
 namespace {
 
-using test::borrowed_unit;
-using test::create;
-using test::make_token;
-using test::owned_unit;
+using namespace test;
 
 constexpr std::uint32_t none = 0xFFFFFFFF;
 

@@ -12,13 +12,7 @@
 namespace qel {
 namespace {
 
-using test::bytes;
-using test::create;
-using test::make_token;
-using test::owned_unit;
-using test::read_file;
-using test::temp_folder;
-using test::unit_file;
+using namespace test;
 
 class UnitSave : public testing::Test {
   protected:

@@ -13,12 +13,7 @@
 namespace qel {
 namespace {
 
-using test::create;
-using test::failing_heap;
-using test::heap_ledger;
-using test::make_token;
-using test::owned_unit;
-using test::token_arrays;
+using namespace test;
 
 std::vector<qel_token> five_tokens() {
     return {make_token(50, "00000005", 500, 5), make_token(10, "00000001", 100, 1),

@@ -8,13 +8,7 @@
 namespace qel {
 namespace {
 
-using test::cache_mesh;
-using test::heap_ledger;
-using test::is_mapped;
-using test::is_zero;
-using test::some_skin;
-using test::temp_folder;
-using test::whole_cache_file;
+using namespace test;
 
 TEST(MeshCacheFree, UnmapsAMeshWithoutASkinToo) {
     const temp_folder folder;

@@ -6,11 +6,7 @@
 namespace qel {
 namespace {
 
-using test::bytes;
-using test::MeshCacheLoad;
-using test::skin_at;
-using test::some_skin;
-using test::whole_cache_file;
+using namespace test;
 
 TEST_F(MeshCacheLoad, SurvivesEveryTruncation) {
     const bytes whole = whole_cache_file(some_skin());

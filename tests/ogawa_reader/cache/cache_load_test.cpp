@@ -14,19 +14,7 @@
 namespace qel {
 namespace {
 
-using test::bytes;
-using test::cache_mesh;
-using test::cache_skin;
-using test::failing_heap;
-using test::header_of;
-using test::heap_ledger;
-using test::is_mapped;
-using test::is_zero;
-using test::MeshCacheLoad;
-using test::skin_at;
-using test::some_skin;
-using test::temp_folder;
-using test::whole_cache_file;
+using namespace test;
 
 TEST_F(MeshCacheLoad, PointsIntoTheFile) {
     const bytes file = whole_cache_file(some_skin());

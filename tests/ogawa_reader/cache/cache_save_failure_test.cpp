@@ -8,12 +8,7 @@
 namespace qel {
 namespace {
 
-using test::bytes;
-using test::cache_mesh;
-using test::cache_skin;
-using test::failing_heap;
-using test::heap_ledger;
-using test::quad;
+using namespace test;
 
 class MeshCacheSaveFailure : public test::mesh_cache_saving {};
 

@@ -5,11 +5,7 @@
 namespace qel {
 namespace {
 
-using test::bytes;
-using test::cache_mesh;
-using test::cache_skin;
-using test::header_of;
-using test::quad;
+using namespace test;
 
 class MeshCacheSaveSkin : public test::mesh_cache_saving {};
 

@@ -11,12 +11,7 @@
 namespace qel {
 namespace {
 
-using test::bytes;
-using test::cache_mesh;
-using test::cache_skin;
-using test::header_of;
-using test::quad;
-using test::values_at;
+using namespace test;
 
 using floats = std::vector<float>;
 using numbers = std::vector<std::uint32_t>;

@@ -3,6 +3,7 @@
 #include "ogawa_reader/cache/skin_blend.h"
 
 #include "model/skin_model.h"
+#include "support/float_bits.h"
 #include "support/kernel_forms.h"
 
 #include <gtest/gtest.h>
@@ -16,10 +17,7 @@
 namespace qel {
 namespace {
 
-using test::forced_form;
-using test::runnable;
-
-constexpr float infinity = std::numeric_limits<float>::infinity();
+using namespace test;
 
 constexpr double identity[16] = {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1};
 

@@ -12,13 +12,14 @@
 namespace qel {
 namespace {
 
-using test::cache_skin;
-using test::failing_heap;
-using test::heap_ledger;
+using namespace test;
 
 using triples = std::vector<float>;
 
 const std::vector<double> identity = {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1};
+
+/// Joint 0 alone.
+constexpr qel_skin_weight whole = {{0, 0, 0, 0}, {1, 0, 0, 0}}, halves = {{0, 0, 0, 0}, {0.5f, 0.5f, 0, 0}};
 
 /// A joint whose transform moves by (x, y, z); the descriptor is noise, which is not read.
 qel_skin_joint moving_joint(double x, double y, double z) {
@@ -47,33 +48,25 @@ triples applied(cache_skin skin, const std::vector<double> &poses, const triples
 }
 
 TEST(SkinApply, IdentitiesReproduceThePositions) {
-    cache_skin skin;
-    skin.joints = {moving_joint(0, 0, 0)};
-    skin.weights.assign(3, {{0, 0, 0, 0}, {1, 0, 0, 0}});
+    cache_skin skin{{moving_joint(0, 0, 0)}, {whole, whole, whole}};
     const triples positions = {0.1f, -0.2f, 0.3f, 1e30f, -1e-30f, 5.0f, 1e-45f, 3.4e38f, 7.0f};
     EXPECT_EQ(applied(skin, identity_poses(1), positions), positions);
 }
 
 TEST(SkinApply, OppositeJointsOfHalfWeightCancelOut) {
-    cache_skin skin;
-    skin.joints = {moving_joint(2, 0, 0), moving_joint(-2, 0, 0)};
-    skin.weights = {{{0, 1, 0, 0}, {0.5f, 0.5f, 0, 0}}};
+    cache_skin skin{{moving_joint(2, 0, 0), moving_joint(-2, 0, 0)}, {{{0, 1, 0, 0}, {0.5f, 0.5f, 0, 0}}}};
     EXPECT_EQ(applied(skin, identity_poses(2), {1, 2, 3}), (triples{1, 2, 3}));
 }
 
 TEST(SkinApply, MultipliesThePoseFromTheLeft) {
-    cache_skin skin;
-    skin.joints = {moving_joint(10, 0, 0)};
-    skin.weights = {{{0, 0, 0, 0}, {1, 0, 0, 0}}};
+    cache_skin skin{{moving_joint(10, 0, 0)}, {whole}};
     // The pose swaps x and y, then the joint moves x: the row vector is multiplied by the pose first.
     const std::vector<double> pose = {0, 1, 0, 0, 1, 0, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1};
     EXPECT_EQ(applied(skin, pose, {1, 2, 3}), (triples{12, 1, 3}));
 }
 
 TEST(SkinApply, DoesNotDivideByTheFourthCoordinate) {
-    cache_skin skin;
-    skin.joints = {moving_joint(0, 0, 0)};
-    skin.weights = {{{0, 0, 0, 0}, {1, 0, 0, 0}}};
+    cache_skin skin{{moving_joint(0, 0, 0)}, {whole}};
     double *const transform = skin.joints[0].joint_transform;
     transform[3] = std::numeric_limits<double>::quiet_NaN(); // in the fourth column
     transform[15] = 2;
@@ -81,54 +74,43 @@ TEST(SkinApply, DoesNotDivideByTheFourthCoordinate) {
 }
 
 TEST(SkinApply, IgnoresWeightsBelowAMillionth) {
-    cache_skin skin;
-    skin.joints = {moving_joint(0, 0, 0)};
-    skin.weights = {{{0, 0, 0, 0}, {5e-7f, 0, -1, -std::numeric_limits<float>::infinity()}},
-                    {{0, 0, 0, 0}, {std::nextafter(1e-6f, 0.0f), 0, 0, 0}}};
+    cache_skin skin{{moving_joint(0, 0, 0)},
+                    {{{0, 0, 0, 0}, {5e-7f, 0, -1, -std::numeric_limits<float>::infinity()}},
+                     {{0, 0, 0, 0}, {std::nextafter(1e-6f, 0.0f), 0, 0, 0}}}};
     EXPECT_EQ(applied(skin, identity_poses(1), {1, 2, 3, 4, 5, 6}), (triples{0, 0, 0, 0, 0, 0}));
 }
 
 TEST(SkinApply, UsesAWeightOfAMillionth) {
-    cache_skin skin;
-    skin.joints = {moving_joint(0, 0, 0)};
-    skin.weights = {{{0, 0, 0, 0}, {1e-6f, 0, 0, 0}}};
+    cache_skin skin{{moving_joint(0, 0, 0)}, {{{0, 0, 0, 0}, {1e-6f, 0, 0, 0}}}};
     EXPECT_EQ(applied(skin, identity_poses(1), {1, 2, 4}), (triples{1e-6f, 2e-6f, 4e-6f}));
 }
 
 TEST(SkinApply, UsesANanWeight) {
-    cache_skin skin;
-    skin.joints = {moving_joint(0, 0, 0)};
-    skin.weights = {{{0, 0, 0, 0}, {std::numeric_limits<float>::quiet_NaN(), 1, 0, 0}}};
+    cache_skin skin{{moving_joint(0, 0, 0)},
+                    {{{0, 0, 0, 0}, {std::numeric_limits<float>::quiet_NaN(), 1, 0, 0}}}};
     for (const float coordinate : applied(skin, identity_poses(1), {1, 2, 3}))
         EXPECT_TRUE(std::isnan(coordinate));
 }
 
 TEST(SkinApply, IgnoresJointsBeyondTheSkin) {
-    cache_skin skin;
-    skin.joints = {moving_joint(0, 0, 0), moving_joint(1, 0, 0)};
-    skin.weights = {{{2, 1, 255, 3}, {1, 1, 1, 1}}};
+    cache_skin skin{{moving_joint(0, 0, 0), moving_joint(1, 0, 0)}, {{{2, 1, 255, 3}, {1, 1, 1, 1}}}};
     EXPECT_EQ(applied(skin, identity_poses(2), {1, 2, 3}), (triples{2, 2, 3}));
 }
 
 TEST(SkinApply, DoesNotNormalizeWeights) {
-    cache_skin skin;
-    skin.joints = {moving_joint(0, 0, 0)};
-    skin.weights = {{{0, 0, 0, 0}, {0.5f, 0, 0, 0}}, {{0, 0, 0, 0}, {1, 1, 1, 0}}};
+    cache_skin skin{{moving_joint(0, 0, 0)}, {{{0, 0, 0, 0}, {0.5f, 0, 0, 0}}, {{0, 0, 0, 0}, {1, 1, 1, 0}}}};
     EXPECT_EQ(applied(skin, identity_poses(1), {2, 4, 6, 1, 1, 1}), (triples{1, 2, 3, 3, 3, 3}));
 }
 
 TEST(SkinApply, AddsSlotsInOrderInSinglePrecision) {
-    cache_skin skin;
-    skin.joints = {moving_joint(0, 0, 0)};
-    skin.weights = {{{0, 0, 0, 0}, {16777216.0f, 1, 1, 0}}, {{0, 0, 0, 0}, {1, 1, 16777216.0f, 0}}};
+    cache_skin skin{{moving_joint(0, 0, 0)},
+                    {{{0, 0, 0, 0}, {16777216.0f, 1, 1, 0}}, {{0, 0, 0, 0}, {1, 1, 16777216.0f, 0}}}};
     EXPECT_EQ(applied(skin, identity_poses(1), {1, 0, 0, 1, 0, 0}),
               (triples{16777216.0f, 0, 0, 16777218.0f, 0, 0}));
 }
 
 TEST(SkinApply, RoundsTheMovedPositionBeforeItIsWeighed) {
-    cache_skin skin;
-    skin.joints = {moving_joint(1e-9, 0, 0)};
-    skin.weights = {{{0, 0, 0, 0}, {3, 0, 0, 0}}};
+    cache_skin skin{{moving_joint(1e-9, 0, 0)}, {{{0, 0, 0, 0}, {3, 0, 0, 0}}}};
     EXPECT_EQ(applied(skin, identity_poses(1), {1, 0, 0}), (triples{3, 0, 0}));
     skin.joints = {moving_joint(1e300, 0, 0)};
     EXPECT_EQ(applied(skin, identity_poses(1), {1, 0, 0}),
@@ -136,9 +118,7 @@ TEST(SkinApply, RoundsTheMovedPositionBeforeItIsWeighed) {
 }
 
 TEST(SkinApply, GoesByTheSkinsVertexCount) {
-    cache_skin skin;
-    skin.joints = {moving_joint(0, 0, 0)};
-    skin.weights.assign(2, {{0, 0, 0, 0}, {1, 0, 0, 0}});
+    cache_skin skin{{moving_joint(0, 0, 0)}, {whole, whole}};
     EXPECT_EQ(applied(skin, identity_poses(1), {1, 2, 3, 4, 5, 6, 7, 8, 9}),
               (triples{1, 2, 3, 4, 5, 6, 99, 99, 99}));
     skin.weights.clear();
@@ -154,7 +134,7 @@ TEST(SkinApply, WithoutJointsEveryPositionIsTheOrigin) {
 TEST(SkinApply, WritesNothingWithoutScratchMemory) {
     cache_skin skin;
     skin.joints.assign(3, moving_joint(0, 0, 0));
-    skin.weights = {{{0, 0, 0, 0}, {1, 0, 0, 0}}};
+    skin.weights = {whole};
     const heap_ledger ledger;
     {
         const failing_heap heap = failing_heap::of_size(3 * 128);
@@ -181,9 +161,7 @@ TEST(SkinApply, AsksForOneScratchArrayAndReleasesIt) {
 }
 
 TEST(SkinApply, DoesNothingWithoutAnArgument) {
-    cache_skin skin;
-    skin.joints = {moving_joint(0, 0, 0)};
-    skin.weights = {{{0, 0, 0, 0}, {1, 0, 0, 0}}};
+    cache_skin skin{{moving_joint(0, 0, 0)}, {whole}};
     const qel_skin record = skin.record();
     const float in[3] = {1, 2, 3};
     float out[3] = {99, 99, 99};
@@ -195,9 +173,7 @@ TEST(SkinApply, DoesNothingWithoutAnArgument) {
 }
 
 TEST(SkinApply, DoesNothingWhereCountsHaveNoArrays) {
-    cache_skin skin;
-    skin.joints = {moving_joint(0, 0, 0)};
-    skin.weights = {{{0, 0, 0, 0}, {1, 0, 0, 0}}};
+    cache_skin skin{{moving_joint(0, 0, 0)}, {whole}};
     qel_skin record = skin.record();
     const float in[3] = {1, 2, 3};
     float out[3] = {99, 99, 99};
@@ -210,9 +186,7 @@ TEST(SkinApply, DoesNothingWhereCountsHaveNoArrays) {
 }
 
 TEST(SkinApply, MayWriteOverItsInput) {
-    cache_skin skin;
-    skin.joints = {moving_joint(1, 2, 3)};
-    skin.weights.assign(2, {{0, 0, 0, 0}, {0.5f, 0.5f, 0, 0}});
+    cache_skin skin{{moving_joint(1, 2, 3)}, {halves, halves}};
     const qel_skin record = skin.record();
     triples positions = {1, 1, 1, 2, 2, 2};
     qel_skin_apply(&record, identity.data(), positions.data(), positions.data());

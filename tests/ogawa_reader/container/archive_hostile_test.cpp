@@ -12,12 +12,7 @@
 namespace qel {
 namespace {
 
-using test::archive_writer;
-using test::bytes;
-using test::heap_ledger;
-using test::put;
-using test::read_mesh;
-using test::stored_archive;
+using namespace test;
 
 /// Opens the file and calls every reader. Returns the status of the mesh.
 int read_everything(const std::string &path) {

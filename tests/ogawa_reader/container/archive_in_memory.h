@@ -63,6 +63,17 @@ inline void append_filler(bytes &out, std::size_t count) {
     out.insert(out.end(), count, 0xFF);
 }
 
+/// An archive of blocks, filler between them and behind the last.
+inline bytes archive_of_blocks(const std::vector<std::pair<std::uint64_t, std::vector<float>>> &blocks) {
+    bytes content = archive_header();
+    for (const auto &[size, values] : blocks) {
+        append_block(content, size, values);
+        append_filler(content, 16);
+    }
+    append_filler(content, 64);
+    return content;
+}
+
 /// Words near the limits of sizes and values, and up to three bytes more.
 inline bytes random_archive(std::mt19937 &random, std::size_t words) {
     static constexpr std::uint32_t sizes[] = {12,   16,      24,      32,      36,      40,     48,   60,

@@ -15,9 +15,7 @@
 namespace qel {
 namespace {
 
-using test::bytes;
-using test::heap_ledger;
-using test::temp_folder;
+using namespace test;
 
 bytes header(std::uint8_t version0 = 0, std::uint8_t version1 = 1) {
     return {'O', 'g', 'a', 'w', 'a', 0xFF, version0, version1, 16, 0, 0, 0, 0, 0, 0, 0};
@@ -341,16 +339,6 @@ TEST(ArchiveObjects, MayLackEverything) {
     no_children->child_count = 9; // without an array
     ogawa_free_object(no_children);
     EXPECT_EQ(ledger.live(), 0u);
-}
-
-TEST(ArchiveSchemas, HaveTheirNumbers) {
-    EXPECT_EQ(OGAWA_SCHEMA_UNKNOWN, 0);
-    EXPECT_EQ(OGAWA_SCHEMA_XFORM, 1);
-    EXPECT_EQ(OGAWA_SCHEMA_POLYMESH, 2);
-    EXPECT_EQ(OGAWA_SCHEMA_SUBD, 3);
-    EXPECT_EQ(OGAWA_SCHEMA_POINTS, 4);
-    EXPECT_EQ(OGAWA_SCHEMA_CURVES, 5);
-    EXPECT_EQ(OGAWA_SCHEMA_CAMERA, 8);
 }
 
 TEST(ArchiveSchemas, AreKnownByName) {

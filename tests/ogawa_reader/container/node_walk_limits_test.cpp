@@ -12,8 +12,7 @@ namespace qel {
 namespace {
 
 using model::listed_node;
-using test::archive_writer;
-using test::stored_archive;
+using namespace test;
 
 using node_list = std::vector<listed_node>;
 

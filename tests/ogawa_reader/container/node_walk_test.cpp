@@ -14,11 +14,7 @@ namespace qel {
 namespace {
 
 using model::listed_node;
-using test::archive_writer;
-using test::bytes;
-using test::failing_heap;
-using test::heap_ledger;
-using test::stored_archive;
+using namespace test;
 
 constexpr std::uint64_t data_bit = archive_writer::data_bit;
 

@@ -2,24 +2,20 @@
 #include "qel_unit.h"
 
 #include "support/failing_heap.h"
+#include "support/float_bits.h"
 
 #include <gtest/gtest.h>
 
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
-#include <limits>
 #include <random>
 #include <vector>
 
 namespace qel {
 namespace {
 
-using test::failing_heap;
-using test::heap_ledger;
-
-constexpr float nan = std::numeric_limits<float>::quiet_NaN();
-constexpr float infinity = std::numeric_limits<float>::infinity();
+using namespace test;
 
 using box = std::vector<float>;
 

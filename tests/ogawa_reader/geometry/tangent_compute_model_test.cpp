@@ -2,25 +2,20 @@
 // Computed tangents of random meshes are those of the model.
 #include "model/tangent_model.h"
 #include "ogawa_reader/geometry/uv_mesh.h"
+#include "support/float_bits.h"
 #include "support/mesh_maker.h"
 
 #include <gtest/gtest.h>
 
 #include <cmath>
 #include <cstring>
-#include <limits>
 #include <memory>
 #include <random>
 
 namespace qel {
 namespace {
 
-using test::floats;
-using test::numbers;
-using test::uv_mesh;
-
-constexpr float nan = std::numeric_limits<float>::quiet_NaN();
-constexpr float infinity = std::numeric_limits<float>::infinity();
+using namespace test;
 
 /// Equal bits; any NaN equals any other, for which of two operands gives its bits is the machine's choice.
 void expect_same(const floats &actual, const floats &expected) {

@@ -1,32 +1,17 @@
 // SPDX-License-Identifier: MIT
 // A mesh that is read from an archive's bytes, where its node tree holds no positions.
 #include "ogawa_reader/search/searched_archive.h"
+#include "support/float_bits.h"
 
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <limits>
 #include <random>
 
 namespace qel {
 namespace {
 
-using test::bytes;
-using test::counting;
-using test::data_at;
-using test::failing_heap;
-using test::floats;
-using test::heap_ledger;
-using test::put;
-using test::put_block;
-using test::read_mesh;
-using test::stored_archive;
-using test::vertices_only;
-using test::with_normals;
-using test::with_words;
-using test::words;
-
-constexpr float nan = std::numeric_limits<float>::quiet_NaN();
+using namespace test;
 
 TEST(PositionsFromBytes, AreThoseOfThePositionsScan) {
     const read_mesh read(vertices_only());

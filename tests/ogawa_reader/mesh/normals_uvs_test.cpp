@@ -7,18 +7,13 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstring>
 
 namespace qel {
 namespace {
 
-using test::append_block;
-using test::append_filler;
-using test::archive_header;
-using test::archive_in_memory;
-using test::bytes;
-using test::failing_heap;
-using test::heap_ledger;
+using namespace test;
 
 std::uint32_t untouched_word = 0;
 float untouched_float = 0;
@@ -31,36 +26,45 @@ struct normals_result {
     std::uint32_t count = 77;
     std::uint32_t scope = 88;
 
+    explicit normals_result(const ogawa_archive *archive) {
+        status = ogawa_read_normals(archive, nullptr, 0, &normals, &indices, &count, &scope);
+    }
     ~normals_result() {
         if (normals != &untouched_float) std::free(normals);
     }
-    void read(const ogawa_archive *archive) {
-        status = ogawa_read_normals(archive, nullptr, 0, &normals, &indices, &count, &scope);
-    }
+    normals_result(const normals_result &) = delete;
+    normals_result &operator=(const normals_result &) = delete;
     bool untouched() const {
         return normals == &untouched_float && indices == &untouched_word && count == 77 && scope == 88;
     }
 };
 
-/// A record whose every byte is 0xAB.
-struct uv_record {
-    ogawa_uv_set set;
-
-    uv_record() { std::memset(static_cast<void *>(&set), 0xAB, sizeof set); }
-    bool untouched() const {
-        const auto *raw = reinterpret_cast<const std::uint8_t *>(&set);
-        for (std::size_t i = 0; i < sizeof set; ++i)
-            if (raw[i] != 0xAB) return false;
-        return true;
-    }
-};
+bool holds_only(std::uint8_t byte, const ogawa_uv_set &set) {
+    const auto *raw = reinterpret_cast<const std::uint8_t *>(&set);
+    return std::all_of(raw, raw + sizeof set, [byte](std::uint8_t each) { return each == byte; });
+}
 
 bool is_zero(const ogawa_uv_set &set) {
-    const auto *raw = reinterpret_cast<const std::uint8_t *>(&set);
-    for (std::size_t i = 0; i < sizeof set; ++i)
-        if (raw[i] != 0) return false;
-    return true;
+    return holds_only(0, set);
 }
+
+/// What ogawa_read_uvs leaves in a record whose every byte was 0xAB.
+struct uvs_result {
+    std::int32_t status;
+    ogawa_uv_set set;
+
+    explicit uvs_result(const ogawa_archive *archive, const ogawa_object *object = nullptr,
+                        std::uint64_t sample = 0, std::uint32_t number = 0) {
+        std::memset(static_cast<void *>(&set), 0xAB, sizeof set);
+        status = ogawa_read_uvs(archive, object, sample, number, &set);
+    }
+    ~uvs_result() {
+        if (status == 0) ogawa_free_uv_set(&set);
+    }
+    uvs_result(const uvs_result &) = delete;
+    uvs_result &operator=(const uvs_result &) = delete;
+    bool untouched() const { return holds_only(0xAB, set); }
+};
 
 bool is_zero_but_for_its_name(ogawa_uv_set set) {
     if (set.name[0] != 'u' || set.name[1] != 'v') return false;
@@ -78,16 +82,12 @@ std::vector<float> ramp(std::size_t count) {
 
 /// An archive with one block, filler after it.
 bytes archive_of(std::uint64_t size, const std::vector<float> &values) {
-    bytes content = archive_header();
-    append_block(content, size, values);
-    append_filler(content, 64);
-    return content;
+    return archive_of_blocks({{size, values}});
 }
 
 TEST(ReadNormals, ReadsABlockOf36BytesAsThreeNormals) {
     const archive_in_memory archive(archive_of(36, ramp(9)));
-    normals_result result;
-    result.read(&archive.record);
+    const normals_result result(&archive.record);
     ASSERT_EQ(result.status, 0);
     EXPECT_EQ(result.count, 3u);
     EXPECT_EQ(result.scope, OGAWA_SCOPE_VERTEX);
@@ -96,33 +96,25 @@ TEST(ReadNormals, ReadsABlockOf36BytesAsThreeNormals) {
 }
 
 TEST(ReadNormals, RefusesAnArchiveThatIsNullOrNotOpen) {
-    normals_result result;
-    result.read(nullptr);
-    EXPECT_EQ(result.status, -1);
-    EXPECT_TRUE(result.untouched());
     const ogawa_archive closed{};
-    result.read(&closed);
-    EXPECT_EQ(result.status, -1);
-    EXPECT_TRUE(result.untouched());
+    for (const ogawa_archive *archive : {static_cast<const ogawa_archive *>(nullptr), &closed}) {
+        const normals_result result(archive);
+        EXPECT_EQ(result.status, -1);
+        EXPECT_TRUE(result.untouched());
+    }
 }
 
 TEST(ReadNormals, LeavesTheOutputsWhenNothingIsFound) {
     const archive_in_memory archive(archive_of(36, std::vector<float>(9, 1.2f)));
-    normals_result result;
-    result.read(&archive.record);
+    const normals_result result(&archive.record);
     EXPECT_EQ(result.status, -1);
     EXPECT_TRUE(result.untouched());
 }
 
 TEST(ReadNormals, OfTwoBlocksOfOneLengthReadsTheEarlier) {
-    bytes content = archive_header();
-    append_block(content, 36, std::vector<float>(9, 0.25f));
-    append_filler(content, 16);
-    append_block(content, 36, std::vector<float>(9, 0.75f));
-    append_filler(content, 64);
-    const archive_in_memory archive(content);
-    normals_result result;
-    result.read(&archive.record);
+    const archive_in_memory archive(
+        archive_of_blocks({{36, std::vector<float>(9, 0.25f)}, {36, std::vector<float>(9, 0.75f)}}));
+    const normals_result result(&archive.record);
     ASSERT_EQ(result.status, 0);
     EXPECT_EQ(result.normals[0], 0.25f);
 }
@@ -130,8 +122,7 @@ TEST(ReadNormals, OfTwoBlocksOfOneLengthReadsTheEarlier) {
 TEST(ReadNormals, NeverReadsABlockOf5000004Bytes) {
     const std::vector<float> values(5'000'004 / 4, 0.5f);
     const archive_in_memory archive(archive_of(5'000'004, values));
-    normals_result result;
-    result.read(&archive.record);
+    const normals_result result(&archive.record);
     EXPECT_EQ(result.status, -1);
     EXPECT_TRUE(result.untouched());
 }
@@ -141,8 +132,7 @@ TEST(ReadNormals, KeepsTheCountOfABlockThatIsCutShort) {
     append_block(content, 48, ramp(11));
     const archive_in_memory archive(content);
     const heap_ledger ledger;
-    normals_result result;
-    result.read(&archive.record);
+    const normals_result result(&archive.record);
     EXPECT_EQ(result.status, -1);
     EXPECT_EQ(result.normals, nullptr);
     EXPECT_EQ(result.count, 4u);
@@ -154,12 +144,9 @@ TEST(ReadNormals, KeepsTheCountOfABlockThatIsCutShort) {
 TEST(ReadNormals, ReportsMissingMemory) {
     const archive_in_memory archive(archive_of(36, ramp(9)));
     const heap_ledger ledger;
-    normals_result result;
-    {
-        const failing_heap heap = failing_heap::of_size(36);
-        result.read(&archive.record);
-        EXPECT_EQ(heap.failures(), 1u);
-    }
+    const failing_heap heap = failing_heap::of_size(36);
+    const normals_result result(&archive.record);
+    EXPECT_EQ(heap.failures(), 1u);
     EXPECT_EQ(result.status, -2);
     EXPECT_EQ(result.normals, nullptr);
     EXPECT_EQ(result.count, 3u);
@@ -171,27 +158,22 @@ TEST(ReadNormals, ReportsMissingMemory) {
 TEST(ReadNormals, LeavesTheArchiveUsableAfterAFailure) {
     const archive_in_memory archive(archive_of(36, ramp(9)));
     {
-        normals_result failed;
         const failing_heap heap = failing_heap::of_size(36);
-        failed.read(&archive.record);
-        EXPECT_EQ(failed.status, -2);
+        EXPECT_EQ(normals_result(&archive.record).status, -2);
     }
-    normals_result again;
-    again.read(&archive.record);
-    EXPECT_EQ(again.status, 0);
+    EXPECT_EQ(normals_result(&archive.record).status, 0);
 }
 
 TEST(ReadUvs, ReadsTheBlockOfTheScanWhenTheSearchFindsNone) {
     const archive_in_memory archive(archive_of(16, ramp(4)));
-    uv_record record;
-    ASSERT_EQ(ogawa_read_uvs(&archive.record, nullptr, 0, 0, &record.set), 0);
+    const uvs_result record(&archive.record);
+    ASSERT_EQ(record.status, 0);
     EXPECT_STREQ(record.set.name, "uv");
     EXPECT_EQ(record.set.value_count, 2u);
     EXPECT_EQ(std::vector<float>(record.set.values, record.set.values + 4), ramp(4));
     EXPECT_EQ(record.set.indices, nullptr);
     EXPECT_EQ(record.set.index_count, 0u);
     EXPECT_EQ(record.set.scope, OGAWA_SCOPE_FACE_VARYING);
-    ogawa_free_uv_set(&record.set);
 }
 
 TEST(ReadUvs, PrefersTheBlockOfTheSearchToALongerOneThatTheScanWouldTake) {
@@ -199,61 +181,46 @@ TEST(ReadUvs, PrefersTheBlockOfTheSearchToALongerOneThatTheScanWouldTake) {
     // positions.
     std::vector<float> found(1016 / 4, 0.5f);
     found[2] = 49'000.0f;
-    bytes content = archive_header();
-    append_block(content, 1016, found);
-    append_filler(content, 16);
-    append_block(content, 2016, ramp(504));
-    append_filler(content, 64);
-    const archive_in_memory archive(content);
-    uv_record record;
-    ASSERT_EQ(ogawa_read_uvs(&archive.record, nullptr, 0, 0, &record.set), 0);
+    const archive_in_memory archive(archive_of_blocks({{1016, found}, {2016, ramp(504)}}));
+    const uvs_result record(&archive.record);
+    ASSERT_EQ(record.status, 0);
     EXPECT_EQ(record.set.value_count, 127u);
     EXPECT_EQ(record.set.values[2], 49'000.0f);
-    ogawa_free_uv_set(&record.set);
 }
 
 TEST(ReadUvs, AcceptsAFirstFloatThatNormalsReject) {
     std::vector<float> values(6, 0.5f);
     values[0] = 1.2f;
     const archive_in_memory archive(archive_of(48, values));
-    normals_result normals;
-    normals.read(&archive.record);
-    EXPECT_EQ(normals.status, -1);
-    uv_record record;
-    ASSERT_EQ(ogawa_read_uvs(&archive.record, nullptr, 0, 0, &record.set), 0);
+    EXPECT_EQ(normals_result(&archive.record).status, -1);
+    const uvs_result record(&archive.record);
+    ASSERT_EQ(record.status, 0);
     EXPECT_EQ(record.set.values[0], 1.2f);
-    ogawa_free_uv_set(&record.set);
 }
 
 TEST(ReadUvs, OfTwoBlocksOfOneLengthReadsTheEarlier) {
-    bytes content = archive_header();
-    append_block(content, 16, {1, 2, 3, 4});
-    append_filler(content, 16);
-    append_block(content, 16, {5, 6, 7, 8});
-    append_filler(content, 64);
-    const archive_in_memory archive(content);
-    uv_record record;
-    ASSERT_EQ(ogawa_read_uvs(&archive.record, nullptr, 0, 0, &record.set), 0);
+    const archive_in_memory archive(archive_of_blocks({{16, {1, 2, 3, 4}}, {16, {5, 6, 7, 8}}}));
+    const uvs_result record(&archive.record);
+    ASSERT_EQ(record.status, 0);
     EXPECT_EQ(record.set.values[0], 1.0f);
-    ogawa_free_uv_set(&record.set);
 }
 
 TEST(ReadUvs, IgnoresItsMiddleArguments) {
     const archive_in_memory archive(archive_of(16, ramp(4)));
     ogawa_object object{};
     object.schema = OGAWA_SCHEMA_CAMERA;
-    uv_record record;
-    EXPECT_EQ(ogawa_read_uvs(&archive.record, &object, 12345, 678, &record.set), 0);
+    const uvs_result record(&archive.record, &object, 12345, 678);
+    EXPECT_EQ(record.status, 0);
     EXPECT_EQ(record.set.value_count, 2u);
-    ogawa_free_uv_set(&record.set);
 }
 
 TEST(ReadUvs, RefusesNullAndClosedArguments) {
-    uv_record record;
-    EXPECT_EQ(ogawa_read_uvs(nullptr, nullptr, 0, 0, &record.set), -1);
     const ogawa_archive closed{};
-    EXPECT_EQ(ogawa_read_uvs(&closed, nullptr, 0, 0, &record.set), -1);
-    EXPECT_TRUE(record.untouched());
+    for (const ogawa_archive *archive : {static_cast<const ogawa_archive *>(nullptr), &closed}) {
+        const uvs_result record(archive);
+        EXPECT_EQ(record.status, -1);
+        EXPECT_TRUE(record.untouched());
+    }
     const archive_in_memory archive(archive_of(16, ramp(4)));
     EXPECT_EQ(ogawa_read_uvs(&archive.record, nullptr, 0, 0, nullptr), -1);
 }
@@ -263,8 +230,8 @@ TEST(ReadUvs, LeavesTheRecordWhenNeitherSearchNorScanFinds) {
         bytes content = archive_header();
         content.resize(size, 0xFF);
         const archive_in_memory archive(content);
-        uv_record record;
-        EXPECT_EQ(ogawa_read_uvs(&archive.record, nullptr, 0, 0, &record.set), -1) << size;
+        const uvs_result record(&archive.record);
+        EXPECT_EQ(record.status, -1) << size;
         EXPECT_TRUE(record.untouched()) << size;
     }
 }
@@ -274,8 +241,8 @@ TEST(ReadUvs, KeepsOnlyTheNameWhenTheBlockIsCutShort) {
     append_block(content, 1016, ramp(253)); // one float is missing
     const archive_in_memory archive(content);
     const heap_ledger ledger;
-    uv_record record;
-    EXPECT_EQ(ogawa_read_uvs(&archive.record, nullptr, 0, 0, &record.set), -1);
+    const uvs_result record(&archive.record);
+    EXPECT_EQ(record.status, -1);
     EXPECT_TRUE(is_zero_but_for_its_name(record.set));
     EXPECT_EQ(ledger.live(), 0u);
 }
@@ -283,12 +250,10 @@ TEST(ReadUvs, KeepsOnlyTheNameWhenTheBlockIsCutShort) {
 TEST(ReadUvs, KeepsOnlyTheNameWhenMemoryIsMissing) {
     const archive_in_memory archive(archive_of(16, ramp(4)));
     const heap_ledger ledger;
-    uv_record record;
-    {
-        const failing_heap heap = failing_heap::of_size(16);
-        EXPECT_EQ(ogawa_read_uvs(&archive.record, nullptr, 0, 0, &record.set), -2);
-        EXPECT_EQ(heap.failures(), 1u);
-    }
+    const failing_heap heap = failing_heap::of_size(16);
+    const uvs_result record(&archive.record);
+    EXPECT_EQ(heap.failures(), 1u);
+    EXPECT_EQ(record.status, -2);
     EXPECT_TRUE(is_zero_but_for_its_name(record.set));
     EXPECT_EQ(ledger.live(), 0u);
 }
@@ -297,18 +262,12 @@ TEST(ReadersOfFloats, LeakNothingWhicheverAllocationFails) {
     const archive_in_memory archive(archive_of(48, ramp(12)));
     for (std::uint64_t n = 1; n <= 6; ++n) {
         const heap_ledger ledger;
-        normals_result normals;
-        uv_record uvs;
-        std::int32_t uv_status;
-        {
-            const failing_heap heap = failing_heap::nth(n);
-            normals.read(&archive.record);
-            uv_status = ogawa_read_uvs(&archive.record, nullptr, 0, 0, &uvs.set);
-        }
+        const failing_heap heap = failing_heap::nth(n);
+        const normals_result normals(&archive.record);
+        const uvs_result uvs(&archive.record);
         EXPECT_TRUE(normals.status == 0 || normals.status == -2);
-        EXPECT_TRUE(uv_status == 0 || uv_status == -2);
-        EXPECT_EQ(ledger.live(), (normals.status == 0 ? 1u : 0u) + (uv_status == 0 ? 1u : 0u));
-        ogawa_free_uv_set(&uvs.set);
+        EXPECT_TRUE(uvs.status == 0 || uvs.status == -2);
+        EXPECT_EQ(ledger.live(), (normals.status == 0 ? 1u : 0u) + (uvs.status == 0 ? 1u : 0u));
     }
 }
 
@@ -333,8 +292,7 @@ TEST(FreeUvSet, ReleasesBothArraysAndClearsTheNameToo) {
 void expect_equal_to_model(const bytes &content) {
     const archive_in_memory archive(content);
     const model::floats_read normals = model::read_normals_plainly(archive.file());
-    normals_result result;
-    result.read(&archive.record);
+    const normals_result result(&archive.record);
     ASSERT_EQ(result.status, normals.status);
     ASSERT_EQ(result.untouched(), !normals.block_known);
     if (normals.block_known) {
@@ -346,13 +304,12 @@ void expect_equal_to_model(const bytes &content) {
         }
     }
     const model::floats_read uvs = model::read_uvs_plainly(archive.file());
-    uv_record record;
-    ASSERT_EQ(ogawa_read_uvs(&archive.record, nullptr, 0, 0, &record.set), uvs.status);
+    const uvs_result record(&archive.record);
+    ASSERT_EQ(record.status, uvs.status);
     ASSERT_EQ(record.untouched(), !uvs.block_known);
     if (uvs.status == 0) {
         ASSERT_EQ(record.set.value_count, uvs.count);
         ASSERT_EQ(std::memcmp(record.set.values, uvs.values.data(), uvs.values.size() * 4), 0);
-        ogawa_free_uv_set(&record.set);
     } else if (uvs.block_known) {
         ASSERT_TRUE(is_zero_but_for_its_name(record.set));
     }

@@ -1,28 +1,20 @@
 // SPDX-License-Identifier: MIT
 // What payload_kind.cpp takes a payload for, by its size and first words.
 #include "ogawa_reader/mesh/read_mesh.h"
+#include "support/float_bits.h"
 
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <limits>
 #include <random>
 
 namespace qel {
 namespace {
 
-using test::archive_of;
-using test::archive_writer;
-using test::bytes;
-using test::payload_of;
-using test::read_mesh;
-using test::stored_archive;
+using namespace test;
 
 using floats = std::vector<float>;
 using words = std::vector<std::uint32_t>;
-
-constexpr float nan = std::numeric_limits<float>::quiet_NaN();
-constexpr float infinity = std::numeric_limits<float>::infinity();
 
 float above(float value) {
     return std::nextafter(value, infinity);

@@ -12,11 +12,7 @@
 namespace qel {
 namespace {
 
-using test::bytes;
-using test::failing_heap;
-using test::heap_ledger;
-using test::read_mesh;
-using test::stored_archive;
+using namespace test;
 
 bytes torus_archive() {
     return test::production_archive(test::make_torus(40, 40, 3.0f, 1.0f)).content();

@@ -15,7 +15,7 @@ namespace qel {
 namespace {
 
 namespace fs = std::filesystem;
-using test::heap_ledger;
+using namespace test;
 
 class RealArchives : public testing::Test {
   protected:

@@ -13,15 +13,7 @@
 namespace qel {
 namespace {
 
-using test::archive_of;
-using test::archive_writer;
-using test::bytes;
-using test::failing_heap;
-using test::heap_ledger;
-using test::payload_of;
-using test::plain_mesh;
-using test::read_mesh;
-using test::stored_archive;
+using namespace test;
 
 const plain_mesh &torus() {
     static const plain_mesh mesh = test::make_torus(40, 40, 3.0f, 1.0f);

@@ -13,13 +13,7 @@
 namespace qel {
 namespace {
 
-using test::append_block;
-using test::append_filler;
-using test::archive_header;
-using test::archive_in_memory;
-using test::bytes;
-using test::failing_heap;
-using test::heap_ledger;
+using namespace test;
 using floats = std::vector<float>;
 
 /// A block with all its values equal, and filler that keeps it apart from the next.

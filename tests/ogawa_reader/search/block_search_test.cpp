@@ -4,24 +4,16 @@
 #include "model/block_scan_model.h"
 #include "ogawa_reader/container/archive_in_memory.h"
 #include "support/failing_heap.h"
+#include "support/float_bits.h"
 
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <limits>
 
 namespace qel {
 namespace {
 
-using test::append_block;
-using test::append_filler;
-using test::archive_header;
-using test::archive_in_memory;
-using test::bytes;
-using test::failing_heap;
-
-constexpr float infinity = std::numeric_limits<float>::infinity();
-constexpr float nan = std::numeric_limits<float>::quiet_NaN();
+using namespace test;
 
 ogawa::extent longest_in(const bytes &content, const block_rule &rule) {
     const archive_in_memory archive(content);
@@ -30,10 +22,7 @@ ogawa::extent longest_in(const bytes &content, const block_rule &rule) {
 
 /// What the scan finds in an archive with one block of this size and these values, and filler after it.
 ogawa::extent only_block(std::uint64_t size, const std::vector<float> &values, const block_rule &rule) {
-    bytes content = archive_header();
-    append_block(content, size, values);
-    append_filler(content, 64);
-    return longest_in(content, rule);
+    return longest_in(archive_of_blocks({{size, values}}), rule);
 }
 
 bool accepted(std::uint64_t size, const std::vector<float> &values, const block_rule &rule) {
@@ -61,12 +50,8 @@ TEST(BlockScan, LooksAtEveryFourthByteOnly) {
 }
 
 TEST(BlockScan, TakesTheLongestAndOfEqualsTheFirst) {
-    bytes content = archive_header();
-    for (const std::uint64_t size : {36u, 60u, 48u, 60u}) {
-        append_block(content, size, six);
-        append_filler(content, 16);
-    }
-    const ogawa::extent block = longest_in(content, unit_vector_blocks);
+    const ogawa::extent block =
+        longest_in(archive_of_blocks({{36, six}, {60, six}, {48, six}, {60, six}}), unit_vector_blocks);
     EXPECT_EQ(block.at, 16u + 48 + 8);
     EXPECT_EQ(block.size, 60u);
 }
@@ -162,12 +147,8 @@ TEST(BlockScan, FindsNothingInTinyFiles) {
 }
 
 TEST(BlockScan, ListsBlocksInOrderUntilTheListIsFull) {
-    bytes content = archive_header();
-    for (int i = 0; i < 5; ++i) {
-        append_block(content, 36 + 12 * static_cast<std::uint64_t>(i % 2), six);
-        append_filler(content, 16);
-    }
-    const archive_in_memory archive(content);
+    const archive_in_memory archive(
+        archive_of_blocks({{36, six}, {48, six}, {36, six}, {48, six}, {36, six}}));
     ogawa::extent list[5];
     ASSERT_EQ(list_blocks(archive.file(), unit_vector_blocks, list, 5), 5u);
     for (std::uint64_t i = 0; i < 5; ++i) {

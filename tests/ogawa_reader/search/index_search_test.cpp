@@ -1,30 +1,16 @@
 // SPDX-License-Identifier: MIT
 // Which run of words is taken as face indices in the bytes of an archive whose node tree holds no positions.
 #include "ogawa_reader/search/searched_archive.h"
+#include "support/float_bits.h"
 
 #include <gtest/gtest.h>
 
-#include <limits>
 #include <random>
 
 namespace qel {
 namespace {
 
-using test::bytes;
-using test::counting;
-using test::data_at;
-using test::failing_heap;
-using test::floats;
-using test::put;
-using test::put_all;
-using test::put_block;
-using test::read_mesh;
-using test::stored_archive;
-using test::vertices_only;
-using test::with_words;
-using test::words;
-
-constexpr float nan = std::numeric_limits<float>::quiet_NaN();
+using namespace test;
 
 TEST(IndicesFromBytes, IsTheLongestRunTakenAsTriangles) {
     const read_mesh read(with_words(counting(300)));

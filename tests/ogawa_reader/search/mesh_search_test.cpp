@@ -5,24 +5,17 @@
 #include "model/mesh_scan_model.h"
 #include "ogawa_reader/container/stored_archive.h"
 #include "support/failing_heap.h"
+#include "support/float_bits.h"
 
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <limits>
 #include <random>
 
 namespace qel {
 namespace {
 
-using test::bytes;
-using test::failing_heap;
-using test::put;
-using test::put_block;
-using test::stored_archive;
-
-constexpr float nan = std::numeric_limits<float>::quiet_NaN();
-constexpr float infinity = std::numeric_limits<float>::infinity();
+using namespace test;
 
 float above(float value) {
     return std::nextafter(value, infinity);

@@ -1,28 +1,16 @@
 // SPDX-License-Identifier: MIT
 // Which normals are found in the bytes of an archive whose node tree holds no positions.
 #include "ogawa_reader/search/searched_archive.h"
+#include "support/float_bits.h"
 
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <limits>
 
 namespace qel {
 namespace {
 
-using test::bytes;
-using test::data_at;
-using test::floats;
-using test::put;
-using test::put_all;
-using test::put_block;
-using test::put_normals;
-using test::read_mesh;
-using test::vertices_only;
-using test::with_normals;
-
-constexpr float nan = std::numeric_limits<float>::quiet_NaN();
-constexpr float infinity = std::numeric_limits<float>::infinity();
+using namespace test;
 
 std::uint32_t normals(const bytes &content) {
     return read_mesh(content).mesh.normal_count;

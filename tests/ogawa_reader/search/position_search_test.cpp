@@ -5,28 +5,19 @@
 #include "model/mesh_scan_model.h"
 #include "ogawa_reader/container/stored_archive.h"
 #include "support/failing_heap.h"
+#include "support/float_bits.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cmath>
-#include <limits>
 #include <random>
 #include <utility>
 
 namespace qel {
 namespace {
 
-using test::bytes;
-using test::failing_heap;
-using test::heap_ledger;
-using test::put;
-using test::put_all;
-using test::put_block;
-using test::stored_archive;
-
-constexpr float nan = std::numeric_limits<float>::quiet_NaN();
-constexpr float infinity = std::numeric_limits<float>::infinity();
+using namespace test;
 
 float above(float value) {
     return std::nextafter(value, infinity);

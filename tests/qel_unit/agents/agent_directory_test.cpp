@@ -121,8 +121,7 @@ TEST_F(AgentInit, SucceedsAfterAFailure) {
 TEST_F(AgentIndex, FindsTheNewestEntryOfABucketWithoutComparingIds) {
     // 'Q' is 33 more than '0' and '/' is one less: both ids fall into one bucket.
     ASSERT_EQ(identity_hash("2A9E01/Q"), identity_hash("2A9E0100"));
-    write_file(path, directory_file({make_agent("2A9E0100", 1), make_agent("2A9E01/Q", 2)}));
-    ASSERT_EQ(qel_agent_dir_load(path.c_str()), 0);
+    load(directory_file({make_agent("2A9E0100", 1), make_agent("2A9E01/Q", 2)}));
     EXPECT_EQ(text(query("2A9E0100").id), "2A9E01/Q") << "only the later one is found";
     EXPECT_EQ(text(query("2A9E01/Q").id), "2A9E01/Q");
 }
@@ -143,15 +142,13 @@ TEST_F(AgentIndex, ReadsIdsUpToEightCharacters) {
 }
 
 TEST_F(AgentIndex, ReadsIdsUpToAZeroByte) {
-    write_file(path, directory_file({make_agent(std::string("AB\0XXXXX", 8), 3)}));
-    ASSERT_EQ(qel_agent_dir_load(path.c_str()), 0);
+    load(directory_file({make_agent(std::string("AB\0XXXXX", 8), 3)}));
     EXPECT_EQ(query("AB").type, 3);
 }
 
 TEST_F(AgentIndex, TakesCharactersAsSigned) {
     const std::string id = "\x80\xFF\x81\xFE\x80\xFF\x80\xFF";
-    write_file(path, directory_file({make_agent(id, 3)}));
-    ASSERT_EQ(qel_agent_dir_load(path.c_str()), 0);
+    load(directory_file({make_agent(id, 3)}));
     EXPECT_EQ(query(id).type, 3);
     std::uint32_t hash = 5381;
     for (const int c : {-128, -1, -127, -2, -128, -1, -128, -1})
@@ -160,9 +157,7 @@ TEST_F(AgentIndex, TakesCharactersAsSigned) {
 }
 
 TEST_F(AgentIndex, ChainsTheAgentsOfABucketNewestFirst) {
-    write_file(path,
-               directory_file({make_agent("2A9E0100"), make_agent("2A9E0200"), make_agent("2A9E01/Q")}));
-    ASSERT_EQ(qel_agent_dir_load(path.c_str()), 0);
+    load(directory_file({make_agent("2A9E0100"), make_agent("2A9E0200"), make_agent("2A9E01/Q")}));
     const qel_hash_index &index = *g_agent_dir->index;
     EXPECT_EQ(index.node_count, 3u);
     const std::uint32_t head = index.buckets[identity_hash("2A9E0100")];

@@ -29,6 +29,12 @@ class agent_test : public testing::Test {
     agent_test() { discard_directory(); }
     ~agent_test() override { discard_directory(); }
 
+    /// Loads a file of these bytes.
+    void load(const bytes &file) {
+        write_file(path, file);
+        EXPECT_EQ(qel_agent_dir_load(path.c_str()), 0);
+    }
+
     temp_folder folder;
     const std::string path = folder.file("dir.bin");
 };

@@ -15,8 +15,7 @@ const std::vector<qel_agent> three = {make_agent("2A9E0100", 1), make_agent("2A9
                                       make_agent("2A9E1000", 3)};
 
 TEST_F(AgentLoad, ReadsTheHeaderAndTheAgents) {
-    write_file(path, directory_file(three, 3, 2, -5, 9));
-    ASSERT_EQ(qel_agent_dir_load(path.c_str()), 0);
+    load(directory_file(three, 3, 2, -5, 9));
     EXPECT_EQ(g_agent_dir->version, 9u) << "not checked";
     EXPECT_EQ(g_agent_dir->agent_count, 3u);
     EXPECT_EQ(g_agent_dir->active_count, 2u);
@@ -105,10 +104,8 @@ TEST_F(AgentLoad, LeavesTheDirectoryAsItWasAfterAFailure) {
 }
 
 TEST_F(AgentLoad, KeepsTheClaimedCountAndTheSlotsThatTheFileDoesNotReach) {
-    write_file(path, directory_file({three[0], three[1], make_agent("2A9E0302", 3)}));
-    ASSERT_EQ(qel_agent_dir_load(path.c_str()), 0);
-    write_file(path, directory_file({make_agent("2A9E0110"), make_agent("2A9E0111")}, 3, 3));
-    ASSERT_EQ(qel_agent_dir_load(path.c_str()), 0);
+    load(directory_file({three[0], three[1], make_agent("2A9E0302", 3)}));
+    load(directory_file({make_agent("2A9E0110"), make_agent("2A9E0111")}, 3, 3));
     EXPECT_EQ(g_agent_dir->agent_count, 3u);
     EXPECT_EQ(text(g_agent_dir->agents[1].id), "2A9E0111");
     EXPECT_EQ(text(g_agent_dir->agents[2].id), "2A9E0302");
@@ -145,15 +142,13 @@ TEST_F(AgentLoad, KeepsTheTimeThatAFileEndsWithin) {
 }
 
 TEST_F(AgentLoad, IgnoresRecordsBeyondTheCount) {
-    write_file(path, directory_file(three, 1, 1));
-    ASSERT_EQ(qel_agent_dir_load(path.c_str()), 0);
+    load(directory_file(three, 1, 1));
     qel_agent agent;
     EXPECT_EQ(qel_agent_query("2A9E0200", &agent), -2);
     EXPECT_EQ(g_agent_dir->agents[1].id[0], '\0');
     const std::vector<qel_agent> many = full_house(0x10000000);
     discard_directory();
-    write_file(path, directory_file(many, 130, 130)); // more than are read at once
-    ASSERT_EQ(qel_agent_dir_load(path.c_str()), 0);
+    load(directory_file(many, 130, 130)); // more than are read at once
     EXPECT_EQ(text(query("10000081").id), "10000081");
     EXPECT_EQ(qel_agent_query("10000082", &agent), -2);
     EXPECT_EQ(g_agent_dir->agents[130].id[0], '\0');
@@ -162,16 +157,14 @@ TEST_F(AgentLoad, IgnoresRecordsBeyondTheCount) {
 TEST_F(AgentLoad, LeavesTheDirectoryClean) {
     spawn();
     ASSERT_EQ(g_agent_dir->dirty, 1u);
-    write_file(path, directory_file(three));
-    ASSERT_EQ(qel_agent_dir_load(path.c_str()), 0);
+    load(directory_file(three));
     EXPECT_EQ(g_agent_dir->dirty, 0u);
 }
 
 TEST_F(AgentLoad, ReadsFullDirectoriesAndNotARecordMore) {
     std::vector<qel_agent> agents = full_house(0x10000000);
     agents.push_back(make_agent("2A9E0100"));
-    write_file(path, directory_file(agents, 65537, 5));
-    ASSERT_EQ(qel_agent_dir_load(path.c_str()), 0);
+    load(directory_file(agents, 65537, 5));
     EXPECT_EQ(g_agent_dir->agent_count, 65537u);
     EXPECT_EQ(std::memcmp(g_agent_dir->agents, agents.data(), 65536 * 40), 0);
     EXPECT_EQ(text(query("1000FFFF").id), "1000FFFF");
@@ -182,17 +175,14 @@ TEST_F(AgentLoad, ReadsFullDirectoriesAndNotARecordMore) {
 TEST_F(AgentLoad, CountsAndListsOnlySlotsThatExist) {
     for (const std::uint32_t claimed : {65537u, 0x7FFFFFFFu, 0x80000000u, 0xFFFFFFFFu}) {
         discard_directory();
-        write_file(path, directory_file(three, claimed, 1));
-        ASSERT_EQ(qel_agent_dir_load(path.c_str()), 0);
+        load(directory_file(three, claimed, 1));
         EXPECT_EQ(stats(), (std::array<std::uint32_t, 6>{claimed, 1, 65533, 1, 1, 1}));
     }
 }
 
 TEST_F(AgentLoad, AddsToADirectoryWhereTheNewestEntryOfABucketIsFound) {
-    write_file(path, directory_file(three));
-    ASSERT_EQ(qel_agent_dir_load(path.c_str()), 0);
-    write_file(path, directory_file({make_agent("2A9E0300", 9), make_agent("2A9E01/Q", 8)}));
-    ASSERT_EQ(qel_agent_dir_load(path.c_str()), 0);
+    load(directory_file(three));
+    load(directory_file({make_agent("2A9E0300", 9), make_agent("2A9E01/Q", 8)}));
     EXPECT_EQ(query("2A9E0300").type, 9);
     EXPECT_EQ(query("2A9E0100").type, 8) << "2A9E01/Q shares its bucket";
     EXPECT_EQ(query("2A9E0200").type, 8) << "the old entry still leads to slot 1";
@@ -202,8 +192,7 @@ TEST_F(AgentLoad, AddsToADirectoryWhereTheNewestEntryOfABucketIsFound) {
 
 TEST_F(AgentLoad, ReplacesTheDirectorysPath) {
     ASSERT_EQ(qel_agent_dir_init("first, a longer one than the second by far, and then some more of it"), 0);
-    write_file(path, directory_file(three));
-    ASSERT_EQ(qel_agent_dir_load(path.c_str()), 0);
+    load(directory_file(three));
     EXPECT_EQ(g_agent_dir->path, path);
 }
 
@@ -217,8 +206,7 @@ TEST_F(AgentLoad, CutsThePathTo255Characters) {
 TEST_F(AgentLoad, DoesNotRestoreTheCounterOfIds) {
     spawn(5);
     spawn(5);
-    write_file(path, directory_file(three));
-    ASSERT_EQ(qel_agent_dir_load(path.c_str()), 0);
+    load(directory_file(three));
     EXPECT_EQ(spawn(5), "2A9E1002") << "the counter continues";
     discard_directory();
     ASSERT_EQ(qel_agent_dir_load(path.c_str()), 0);
@@ -227,8 +215,7 @@ TEST_F(AgentLoad, DoesNotRestoreTheCounterOfIds) {
 
 TEST_F(AgentLoad, LoadsFullFilesOverOneAnother) {
     for (std::uint32_t round = 0; round < 20; ++round) {
-        write_file(path, directory_file(full_house(round * 0x10000)));
-        ASSERT_EQ(qel_agent_dir_load(path.c_str()), 0);
+        load(directory_file(full_house(round * 0x10000)));
     }
     EXPECT_EQ(g_agent_dir->index->node_count, 20u * 65536);
     for (const std::uint32_t slot : {0u, 1u, 777u, 65535u}) {

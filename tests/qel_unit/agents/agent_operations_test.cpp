@@ -66,14 +66,12 @@ TEST_F(AgentSpawn, GivesEachOfThreeTiersTwentyEightIds) {
 }
 
 TEST_F(AgentSpawn, SkipsAnIdWhoseBucketAnotherIdHas) {
-    write_file(path, directory_file({make_agent("2A9E01/Q")})); // the bucket of 2A9E0100
-    ASSERT_EQ(qel_agent_dir_load(path.c_str()), 0);
+    load(directory_file({make_agent("2A9E01/Q")})); // the bucket of 2A9E0100
     EXPECT_EQ(spawn(0), "2A9E0101");
 }
 
 TEST_F(AgentSpawn, TakesTheFirstFreeIdOfTheTier) {
-    write_file(path, directory_file({make_agent("2A9E0200"), make_agent("2A9E0202")}));
-    ASSERT_EQ(qel_agent_dir_load(path.c_str()), 0);
+    load(directory_file({make_agent("2A9E0200"), make_agent("2A9E0202")}));
     EXPECT_EQ(spawn(1), "2A9E0201");
     EXPECT_EQ(spawn(1), "2A9E0203");
 }
@@ -84,8 +82,7 @@ TEST_F(AgentSpawn, DoesNotReuseTheIdOfATerminatedAgent) {
 }
 
 TEST_F(AgentSpawn, DoesNotLookUpTheIdsOfTheCounter) {
-    write_file(path, directory_file({make_agent("2A9E1000", 1)}));
-    ASSERT_EQ(qel_agent_dir_load(path.c_str()), 0);
+    load(directory_file({make_agent("2A9E1000", 1)}));
     EXPECT_EQ(spawn(5, 2), "2A9E1000") << "there is one already";
     EXPECT_EQ(query("2A9E1000").type, 2) << "the newer one is found";
 }
@@ -193,8 +190,7 @@ TEST_F(AgentSpawn, FillsAWholeDirectory) {
 }
 
 TEST_F(AgentSpawn, IsFullWhereALoadedFileClaimsMoreAgentsThanFit) {
-    write_file(path, directory_file({make_agent("2A9E0100")}, 0xFFFFFFFF, 1));
-    ASSERT_EQ(qel_agent_dir_load(path.c_str()), 0);
+    load(directory_file({make_agent("2A9E0100")}, 0xFFFFFFFF, 1));
     char id[9];
     EXPECT_EQ(qel_agent_spawn(nullptr, 0, 0, 0, id), -2);
     EXPECT_EQ(g_agent_dir->agent_count, 0xFFFFFFFFu);
@@ -231,8 +227,7 @@ TEST_F(AgentTerminate, FailsWithoutADirectoryAndForUnknownIds) {
 }
 
 TEST_F(AgentTerminate, WrapsTheActiveCountOfAFileThatClaimedTooFew) {
-    write_file(path, directory_file({make_agent("2A9E0100")}, 1, 0));
-    ASSERT_EQ(qel_agent_dir_load(path.c_str()), 0);
+    load(directory_file({make_agent("2A9E0100")}, 1, 0));
     EXPECT_EQ(qel_agent_terminate("2A9E0100"), 0);
     EXPECT_EQ(stats()[1], 0xFFFFFFFFu);
     spawn();
@@ -259,8 +254,7 @@ TEST_F(AgentDelegate, CopiesTheSenderAsPassed) {
 }
 
 TEST_F(AgentDelegate, CopiesExactlyEightBytesOfTheSender) {
-    write_file(path, directory_file({make_agent(std::string("AB\0XXXXX", 8)), make_agent("2A9E0100")}));
-    ASSERT_EQ(qel_agent_dir_load(path.c_str()), 0);
+    load(directory_file({make_agent(std::string("AB\0XXXXX", 8)), make_agent("2A9E0100")}));
     const char sender[] = {'A', 'B', '\0', 'C', '\0', '\x80', 'D', '\0', 'X'};
     EXPECT_EQ(qel_agent_delegate(sender, "2A9E0100", 1), 0) << "found by what is before the zero byte";
     EXPECT_EQ(text(query("2A9E0100").parent), std::string("AB\0C\0\x80"
@@ -431,15 +425,13 @@ TEST_F(AgentMonitor, ListsTerminatedAgents) {
 }
 
 TEST_F(AgentMonitor, ListsAgentsThatLookupsNoLongerFind) {
-    write_file(path, directory_file({make_agent("2A9E0100"), make_agent("2A9E01/Q")}));
-    ASSERT_EQ(qel_agent_dir_load(path.c_str()), 0);
+    load(directory_file({make_agent("2A9E0100"), make_agent("2A9E01/Q")}));
     EXPECT_EQ(monitor("2A9E01"), (std::vector<std::string>{"2A9E0100", "2A9E01/Q"}));
 }
 
 TEST_F(AgentMonitor, CopiesWhateverBytesAnIdHas) {
     const std::string odd("\0\xFF*\x80\x01\0\0\x7F", 8);
-    write_file(path, directory_file({make_agent(odd)}));
-    ASSERT_EQ(qel_agent_dir_load(path.c_str()), 0);
+    load(directory_file({make_agent(odd)}));
     EXPECT_EQ(monitor(""), (std::vector<std::string>{odd}));
     EXPECT_EQ(monitor("*\xFF*\x80\x01"), (std::vector<std::string>{odd}));
     EXPECT_EQ(monitor("*\xFF*\x80\x02").size(), 0u);
@@ -469,8 +461,7 @@ TEST_F(AgentMonitor, DoesNotLookAtThePatternWhereThereIsNothingToDo) {
 }
 
 TEST_F(AgentMonitor, StopsAtTheLastSlotWhereALoadedFileClaimsMore) {
-    write_file(path, directory_file({make_agent("2A9E0100")}, 0xFFFFFFFF, 1));
-    ASSERT_EQ(qel_agent_dir_load(path.c_str()), 0);
+    load(directory_file({make_agent("2A9E0100")}, 0xFFFFFFFF, 1));
     std::vector<char> ids(9 * 70000, '#');
     EXPECT_EQ(qel_agent_monitor("", ids.data(), 70000), 65536u);
     EXPECT_EQ(ids[9 * 65536 - 1], '\0');

@@ -140,8 +140,7 @@ TEST_F(AgentSave, RoundTripsEveryByte) {
 }
 
 TEST_F(AgentSave, WritesTheRecordsThatExistWhereALoadedFileClaimsMore) {
-    write_file(path, directory_file({make_agent("2A9E0100")}, 0xFFFFFFFF, 3, 0, 5));
-    ASSERT_EQ(qel_agent_dir_load(path.c_str()), 0);
+    load(directory_file({make_agent("2A9E0100")}, 0xFFFFFFFF, 3, 0, 5));
     ASSERT_EQ(qel_agent_dir_save(nullptr), 0);
     std::vector<qel_agent> agents(65536);
     agents[0] = make_agent("2A9E0100");

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "qel_unit/verify/finite_check.h"
 
+#include "support/float_bits.h"
 #include "support/kernel_forms.h"
 
 #include <gtest/gtest.h>
@@ -13,14 +14,7 @@
 namespace qel {
 namespace {
 
-using test::forced_form;
-using test::runnable;
-
-float from_bits(std::uint32_t bits) {
-    float value;
-    std::memcpy(&value, &bits, sizeof value);
-    return value;
-}
+using namespace test;
 
 const std::uint32_t not_finite[] = {0x7F800000, 0xFF800000, 0x7FC00000, 0xFFC00000, 0x7F800001, 0xFFFFFFFF};
 const std::uint32_t finite[] = {0, 0x80000000, 1, 0x80000001, 0x007FFFFF, 0x7F7FFFFF, 0xFF7FFFFF, 0x3F800000};

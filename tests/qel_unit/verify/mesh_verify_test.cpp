@@ -2,6 +2,7 @@
 #include "model/verify_model.h"
 
 #include "qel_unit.h"
+#include "support/float_bits.h"
 
 #include <gtest/gtest.h>
 
@@ -15,22 +16,11 @@
 namespace qel {
 namespace {
 
-constexpr float infinity = std::numeric_limits<float>::infinity();
+using namespace test;
+
 constexpr float quiet_nan = std::numeric_limits<float>::quiet_NaN();
 constexpr float smallest = std::numeric_limits<float>::denorm_min();
 constexpr float largest = std::numeric_limits<float>::max();
-
-float from_bits(std::uint32_t bits) {
-    float value;
-    std::memcpy(&value, &bits, sizeof value);
-    return value;
-}
-
-std::uint32_t bits_of(float value) {
-    std::uint32_t bits;
-    std::memcpy(&bits, &value, sizeof bits);
-    return bits;
-}
 
 /// All four verdicts on positions, which must agree: 1, 0, or 2 where they do not.
 std::uint32_t verdict(const std::vector<float> &positions) {
