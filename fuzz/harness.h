@@ -19,10 +19,7 @@
 
 namespace qel::fuzz {
 
-using test::append;
-using test::bytes;
-using test::failing_heap;
-using test::heap_ledger;
+using namespace test;
 
 /// The index tables, of units, scenes and the directory, are all of this size. They are kept and handed out again:
 /// mapping and filling 32 MiB anew for every input would take most of the time.

@@ -10,9 +10,7 @@ namespace qel::bench {
 
 namespace {
 
-using test::archive_writer;
-using test::bytes_of;
-using test::noise;
+using namespace test;
 
 /// A multiple of the record's size, at most so many bytes.
 constexpr std::size_t whole(std::size_t bytes, std::size_t record) {

@@ -45,12 +45,9 @@ export interface SceneToken extends Token { cell: [number, number, number]; leve
 export interface UVSet { name: string; values: Float32Array | null; indices: Uint32Array | null }
 
 /** An archive by what it says. Its arrays stay in the file until a mesh is read. */
-export declare class Archive implements Owner {
+export interface Archive extends Owner {}
+export declare class Archive {
   private constructor();
-  readonly place: number;
-  readonly disposed: boolean;
-  dispose(): void;
-  [Symbol.dispose](): void;
   readonly info: ArchiveInfo;
   /** All objects, parents before their children; 0 is the top. */
   readonly objects: ArchiveObject[];
@@ -69,12 +66,9 @@ export declare class Archive implements Owner {
 }
 
 /** A polygon mesh. Its arrays are views of the memory: they hold until it is disposed of or the memory grows. */
-export declare class Mesh implements Owner {
+export interface Mesh extends Owner {}
+export declare class Mesh {
   private constructor();
-  readonly place: number;
-  readonly disposed: boolean;
-  dispose(): void;
-  [Symbol.dispose](): void;
   readonly name: string;
   readonly path: string;
   readonly vertexCount: number;
@@ -93,12 +87,9 @@ export declare class Mesh implements Owner {
 }
 
 /** A mesh cache (.qelm), read in place: its arrays are views of the memory, as those of a Mesh. */
-export declare class Cache implements Owner {
+export interface Cache extends Owner {}
+export declare class Cache {
   private constructor();
-  readonly place: number;
-  readonly disposed: boolean;
-  dispose(): void;
-  [Symbol.dispose](): void;
   readonly vertexCount: number;
   readonly triangleCount: number;
   readonly positions: Float32Array;
@@ -121,30 +112,15 @@ export interface TokenMesh {
 }
 
 /** Vertices made into tokens here. */
-export declare class SceneMesh implements Owner, TokenMesh {
+export interface SceneMesh extends Owner, TokenMesh {}
+export declare class SceneMesh {
   private constructor();
-  readonly place: number;
-  readonly disposed: boolean;
-  dispose(): void;
-  [Symbol.dispose](): void;
-  readonly name: string;
-  readonly vertexCount: number;
-  readonly triangleCount: number;
-  readonly positions: Float32Array;
-  readonly triangles: Uint32Array | null;
-  readonly bounds: Float32Array;
-  readonly layer: number;
-  token(vertex: number): SceneToken;
-  toUnit(): Uint8Array;
 }
 
 /** A scene of tokens, with frames. */
-export declare class Scene implements Owner {
+export interface Scene extends Owner {}
+export declare class Scene {
   private constructor();
-  readonly place: number;
-  readonly disposed: boolean;
-  dispose(): void;
-  [Symbol.dispose](): void;
   readonly frameCount: number;
   readonly framesPerSecond: number;
   readonly tokenCount: number;
@@ -155,12 +131,9 @@ export declare class Scene implements Owner {
 }
 
 /** A store of tokens with its indexes. */
-export declare class Unit implements Owner {
+export interface Unit extends Owner {}
+export declare class Unit {
   private constructor();
-  readonly place: number;
-  readonly disposed: boolean;
-  dispose(): void;
-  [Symbol.dispose](): void;
   readonly count: number;
   token(number: number): Token;
   keys(): BigUint64Array;

@@ -41,14 +41,14 @@ void dump_agents(writer &out, const input_file &file) {
         out.open_object();
         out.bytes("id", agent.id, sizeof agent.id);
         out.bytes("parent", agent.parent, sizeof agent.parent);
-        out.count("type", agent.type);
-        out.count("state", agent.state);
-        out.count("flag_idle", agent.flag_idle);
-        out.count("flag_terminated", agent.flag_terminated);
-        out.count("flag_delegated", agent.flag_delegated);
-        out.count("cleared", agent.cleared);
-        out.count("tag", agent.tag);
-        out.count("tier", agent.tier);
+        out.counts({{"type", agent.type},
+                    {"state", agent.state},
+                    {"flag_idle", agent.flag_idle},
+                    {"flag_terminated", agent.flag_terminated},
+                    {"flag_delegated", agent.flag_delegated},
+                    {"cleared", agent.cleared},
+                    {"tag", agent.tag},
+                    {"tier", agent.tier}});
         out.text("reserved", word_text(agent.reserved));
         out.text("task", word_text(agent.task));
         out.close();

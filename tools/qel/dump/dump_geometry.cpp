@@ -128,18 +128,18 @@ void dump_skin(writer &out, const qel_skin &skin) {
 
 void dump_cache(writer &out, const qel_mesh &cache) {
     const qel_mesh_header &header = cache.header;
-    out.count("version", header.version);
-    out.count("flags", header.flags);
-    out.count("vertex_count", header.vertex_count);
-    out.count("triangle_count", header.triangle_count);
-    out.count("joint_count", header.joint_count);
-    out.count("reserved", header.reserved);
+    out.counts({{"version", header.version},
+                {"flags", header.flags},
+                {"vertex_count", header.vertex_count},
+                {"triangle_count", header.triangle_count},
+                {"joint_count", header.joint_count},
+                {"reserved", header.reserved}});
     out.row("bounds_min", header.bounds_min, 3);
     out.row("bounds_max", header.bounds_max, 3);
-    out.count("positions_offset", header.positions_offset);
-    out.count("normals_offset", header.normals_offset);
-    out.count("indices_offset", header.indices_offset);
-    out.count("skin_offset", header.skin_offset);
+    out.counts({{"positions_offset", header.positions_offset},
+                {"normals_offset", header.normals_offset},
+                {"indices_offset", header.indices_offset},
+                {"skin_offset", header.skin_offset}});
     triples(out, "positions", cache.positions, header.vertex_count);
     triples(out, "normals", cache.normals, header.vertex_count);
     triples(out, "indices", cache.indices, header.triangle_count);

@@ -28,6 +28,17 @@ std::string real_text(double value, int digits) {
     return std::isfinite(value) ? format("%.*g", digits, value) : "null";
 }
 
+/// As many digits as give the number back.
+std::string digits_of(float value) {
+    return real_text(double{value}, 9);
+}
+std::string digits_of(double value) {
+    return real_text(value, 17);
+}
+std::string digits_of(std::uint32_t value) {
+    return std::to_string(value);
+}
+
 } // namespace
 
 writer::~writer() {
@@ -112,6 +123,10 @@ void writer::number(const char *name, std::int32_t value) {
 void writer::count(const char *name, std::uint32_t value) {
     put(name, std::to_string(value));
 }
+void writer::counts(std::initializer_list<std::pair<const char *, std::uint32_t>> named) {
+    for (const auto &[name, value] : named)
+        count(name, value);
+}
 void writer::wide(const char *name, std::int64_t value) {
     put_digits(name, std::to_string(value));
 }
@@ -119,57 +134,39 @@ void writer::wide(const char *name, std::uint64_t value) {
     put_digits(name, std::to_string(value));
 }
 void writer::real(const char *name, float value) {
-    put(name, real_text(double{value}, 9));
+    put(name, digits_of(value));
 }
 void writer::real(const char *name, double value) {
-    put(name, real_text(value, 17));
+    put(name, digits_of(value));
 }
 
-void writer::row(const char *name, const float *values, std::size_t size) {
+template <class Number>
+void writer::put_row(const char *name, const Number *values, std::size_t size) {
     if (style_ == style::lines) { // one line for a vector
         std::string line;
         for (std::size_t i = 0; i < size; ++i)
-            line += (i > 0 ? " " : "") + real_text(double{values[i]}, 9);
+            line += (i > 0 ? " " : "") + digits_of(values[i]);
         put(name, line);
         return;
     }
     open_row(name);
     for (std::size_t i = 0; i < size; ++i)
-        real(nullptr, values[i]);
+        put(nullptr, digits_of(values[i]));
     close();
 }
 
+void writer::row(const char *name, const float *values, std::size_t size) {
+    put_row(name, values, size);
+}
 void writer::row(const char *name, const double *values, std::size_t size) {
-    if (style_ == style::lines) {
-        std::string line;
-        for (std::size_t i = 0; i < size; ++i)
-            line += (i > 0 ? " " : "") + real_text(values[i], 17);
-        put(name, line);
-        return;
-    }
-    open_row(name);
-    for (std::size_t i = 0; i < size; ++i)
-        real(nullptr, values[i]);
-    close();
+    put_row(name, values, size);
 }
-
 void writer::row(const char *name, const std::uint32_t *values, std::size_t size) {
-    if (style_ == style::lines) {
-        std::string line;
-        for (std::size_t i = 0; i < size; ++i)
-            line += (i > 0 ? " " : "") + std::to_string(values[i]);
-        put(name, line);
-        return;
-    }
-    open_row(name);
-    for (std::size_t i = 0; i < size; ++i)
-        count(nullptr, values[i]);
-    close();
+    put_row(name, values, size);
 }
-
 void writer::row(const char *name, const std::uint8_t *values, std::size_t size) {
     const std::vector<std::uint32_t> wide(values, values + size);
-    row(name, wide.data(), wide.size());
+    put_row(name, wide.data(), size);
 }
 
 } // namespace tool

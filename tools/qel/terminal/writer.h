@@ -3,7 +3,9 @@
 #pragma once
 
 #include <cstdint>
+#include <initializer_list>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace tool {
@@ -37,6 +39,7 @@ class writer {
     void opaque(const char *name, const std::uint8_t *bytes, std::size_t size);
     void number(const char *name, std::int32_t value);
     void count(const char *name, std::uint32_t value);
+    void counts(std::initializer_list<std::pair<const char *, std::uint32_t>> named);
     /// A field of 64 bits: in JSON a text of decimal digits, whatever its value, because programs that read JSON
     /// may keep only 53 bits of a number.
     void wide(const char *name, std::int64_t value);
@@ -58,6 +61,8 @@ class writer {
     void open(const char *name, bool list, bool row);
     void begin(const char *name);
     void put(const char *name, const std::string &value);
+    template <class Number>
+    void put_row(const char *name, const Number *values, std::size_t size);
     void put_digits(const char *name, const std::string &digits);
 
     style style_;
