@@ -14,6 +14,7 @@ that someone might really make.
 import argparse
 import concurrent.futures
 import hashlib
+import math
 import os
 import pathlib
 import sys
@@ -55,9 +56,8 @@ def by_hash(mutant):
     return hashlib.sha256(mutant.identity.encode()).digest()
 
 
-def try_all(project, mutants, tally, verdicts, seconds, jobs):
+def try_all(project, mutants, tally, verdicts, bench, jobs):
     """Tries mutants batch by batch, several at once, and those that cannot be compiled together alone."""
-    bench = Bench(project, seconds)
     alone = Alone(project, bench)
     compiling = threading.Lock()
     unknown = []
@@ -69,7 +69,8 @@ def try_all(project, mutants, tally, verdicts, seconds, jobs):
             unknown.append(mutant)
 
     def settle(mutant, verdict):
-        verdicts.put(mutant, verdict)
+        if verdict.outcome != "open":
+            verdicts.put(mutant, verdict)
         tally.add(mutant, verdict)
 
     for begin in range(0, len(unknown), BATCH):
@@ -81,7 +82,7 @@ def try_all(project, mutants, tally, verdicts, seconds, jobs):
         def look_at(mutant):
             verdict = batch.try_mutant(mutant)
             with compiling:
-                if verdict is None or verdict.outcome == "survived":
+                if verdict is None or verdict.outcome in ("survived", "open"):
                     compiled = alone.verdict_of_compiler(mutant.source, mutant.alone)
                     verdict = Verdict(compiled) if compiled else verdict
                 if verdict is None:
@@ -95,9 +96,9 @@ def try_all(project, mutants, tally, verdicts, seconds, jobs):
             settle(mutant, alone.try_wraps(mutant.source, mutant.alone))
 
 
-def try_plausible(project, mistakes, seconds):
+def try_plausible(project, mistakes, bench):
     """Every mistake has to be noticed."""
-    alone = Alone(project, Bench(project, seconds))
+    alone = Alone(project, bench)
     wrong = 0
     for mistake in mistakes:
         verdict = alone.try_wraps(mistake.source, mistake.wraps)
@@ -136,6 +137,8 @@ def main():
     parser.add_argument("--list", action="store_true", help="only name the mutants")
     parser.add_argument("--fresh", action="store_true", help="forget what earlier runs have found")
     parser.add_argument("--seconds", type=float, default=600, help="leave out tests that take longer, each by itself")
+    parser.add_argument("--budget", type=float, default=math.inf,
+                        help="how many seconds of tests a mutant meets; what none of them notices is open")
     parser.add_argument("--jobs", type=int, default=os.cpu_count(), help="how many mutants meet the tests at once")
     parser.add_argument("--work", type=pathlib.Path, default=ROOT / "build/mutation", help="where mutants are built")
     arguments = parser.parse_args()
@@ -153,8 +156,9 @@ def main():
     project = Project(work, tests=not arguments.check)
     if arguments.check:
         return check(project, mutants, equivalent, mistakes)
+    bench = Bench(project, arguments.seconds, arguments.budget)
     if arguments.plausible:
-        return try_plausible(project, [one for one in mistakes if wanted(one, arguments.filter)], arguments.seconds)
+        return try_plausible(project, [one for one in mistakes if wanted(one, arguments.filter)], bench)
 
     if arguments.sample:
         mutants = sorted(mutants, key=by_hash)[:arguments.sample]
@@ -162,7 +166,7 @@ def main():
               (arguments.equivalent or mutant.identity not in equivalent)]
     part, parts = map(int, arguments.part.split("/"))
     tally = Tally(equivalent)
-    try_all(project, chosen[part - 1::parts], tally, Verdicts(work / "verdicts", arguments.fresh), arguments.seconds,
+    try_all(project, chosen[part - 1::parts], tally, Verdicts(work / "verdicts", arguments.fresh), bench,
             arguments.jobs)
     return tally.report()
 

@@ -26,7 +26,8 @@ NUMBERS = re.compile(r"\b(?:pick|later|negate|no)<(\d+)|\bway<(\d+),")
 
 @dataclasses.dataclass
 class Verdict:
-    """`caught`, `survived`, `same` where the compiler makes the same code of it, `invalid` where it makes none."""
+    """`caught`, `survived`, `open` where tests were left out for the time they take, `same` where the compiler makes the
+    same code of it, `invalid` where it makes none."""
     outcome: str
     by: str = ""
 
@@ -77,12 +78,17 @@ class Verdicts:
         return self._folders[folder]
 
 
+class OutOfTime(Exception):
+    """No test noticed a mutant, but not all of them met it."""
+
+
 class Bench:
     """Where programs run: limits, a folder for their files, how long tests take."""
 
-    def __init__(self, project, seconds):
+    def __init__(self, project, seconds, budget=math.inf):
         self.project = project
         self.longest = seconds * 1000  # of the tests that mutants meet
+        self.budget = budget * 1000  # of all tests of a program that a mutant meets
         self.times = {}  # of the tests of each program
 
     def run(self, program, tests, number=0, trace=None):
@@ -132,16 +138,20 @@ class Bench:
         return stopped
 
     def first_failure(self, program, tests, number=0, likely=()):
-        """Runs tests until one fails: first those of likely names, then the others, short ones first."""
+        """Runs tests until one fails: first those of likely names, then the others, short ones first. Raises OutOfTime
+        where none does and the budget left some out."""
         tests = [test for test in tests if test.milliseconds <= self.longest]
         first = [test for test in tests if test.name in likely]
         failure = self.run(program, first, number) if first else ""
         if failure:
             return failure
-        spent, stage, limits = 0, [], list(STAGES)
+        spent, stage, limits, cut = 0, [], list(STAGES), False
         for test in sorted(tests, key=lambda test: test.milliseconds):
             if test in first:
                 continue
+            if spent + test.milliseconds > self.budget:
+                cut = True
+                break
             if spent + test.milliseconds > limits[0]:
                 failure = self.run(program, stage, number) if stage else ""
                 if failure:
@@ -151,7 +161,10 @@ class Bench:
                     limits.pop(0)
             spent += test.milliseconds
             stage.append(test)
-        return self.run(program, stage, number) if stage else ""
+        failure = self.run(program, stage, number) if stage else ""
+        if cut and not failure:
+            raise OutOfTime
+        return failure
 
     def trace(self, program):
         """The tests of a program with the mutants whose places they reach; none of those known to take too long."""
@@ -273,20 +286,23 @@ class Batch:
 
     def try_mutant(self, mutant):
         """Meets the tests that reach it. None where it is not reached: then it may stand in a constant."""
-        number, reached = self.numbers[mutant], False
+        number, reached, outcome = self.numbers[mutant], False, "survived"
         for name in programs_of(mutant.path):
             tests = [test for test in self.trace(name) if number in test.reached]
             reached |= bool(tests)
             if not reached:
                 return None
             likely = self.caught_by.setdefault(mutant.owner, [])
-            failure = self.bench.first_failure(self.programs[name], tests, number, likely[-3:])
+            try:
+                failure = self.bench.first_failure(self.programs[name], tests, number, likely[-3:])
+            except OutOfTime:
+                failure, outcome = "", "open"
             if failure:
                 by = failure.split(",")[0]
                 if by not in likely[-3:]:
                     likely.append(by)
                 return Verdict("caught", failure)
-        return Verdict("survived")
+        return Verdict(outcome)
 
 
 class Alone:
@@ -326,9 +342,13 @@ class Alone:
         variant = self.build(source, wraps)
         if isinstance(variant, str):
             return Verdict(variant)
+        outcome = "survived"
         for name in programs_of(source.path):
             program = self.project.link(variant, name)
-            failure = self.bench.first_failure(program, self.bench.all_tests(program))
+            try:
+                failure = self.bench.first_failure(program, self.bench.all_tests(program))
+            except OutOfTime:
+                failure, outcome = "", "open"
             if failure:
                 return Verdict("caught", failure)
-        return Verdict("survived")
+        return Verdict(outcome)
