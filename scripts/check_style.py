@@ -1,6 +1,7 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: MIT
-"""Checks what the formatter leaves open: one form for one idea, in src, tools, tests, fuzz, bench and examples.
+"""Checks what the formatter leaves open: one form for one idea, in src, tools, tests, fuzz, bench, examples and
+bindings/python.
 
 Usage: scripts/check_style.py [PROJECT]    (prints every fault; exit code 1 if there is one)
 """
@@ -11,7 +12,8 @@ import sys
 from typing import Dict, Iterator, List, NamedTuple, Optional, Tuple
 
 COLUMNS = 120
-FOLDERS = ("src", "tools", "tests", "fuzz", "bench", "examples")
+PACKAGE = "bindings/python"  # whose Python users read, and which no formatter holds to the columns
+FOLDERS = ("src", "tools", "tests", "fuzz", "bench", "examples", PACKAGE)
 PUBLIC = {"qel_unit.h", "qel_archive.h"}
 
 # Which headers of another room a room may include, but for those of common.
@@ -241,6 +243,8 @@ def read(project: pathlib.Path) -> List[Source]:
 def faults(sources: List[Source]) -> Iterator[Fault]:
     for source in sources:
         yield from license_line(source)
+        if source.path.startswith(PACKAGE):
+            yield from columns(source)
         if not source.path.endswith(".py"):
             for rule in RULES:
                 yield from rule(source)

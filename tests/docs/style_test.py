@@ -49,6 +49,7 @@ TREE = {
     "tools/qel/part.h": LICENSE,
     "tools/qel/main.cpp": LICENSE + '#include "part.h"\n\n#include <qel_unit.h>\n#include <string>\n',
     "tests/tool/some_test.py": "#!/usr/bin/env python3\n# SPDX-License-Identifier: MIT\n",
+    "bindings/python/qel_unit/part.py": "# SPDX-License-Identifier: MIT\n",
 }
 
 
@@ -107,7 +108,11 @@ class Style(unittest.TestCase):
                  "tools/qel/main.cpp:2: the tool stands on the public headers alone, not on ../../examples/part.h"),
                 ({"tests/consumers/program.c": LICENSE + "std::int32_t number;\n"},
                  "tests/consumers/program.c:2: std::int32_t is spelled in the other language's way"),
-                ({"tests/tool/some_test.py": "import re\n"}, "tests/tool/some_test.py:1: the first line does not name the licence")):
+                ({"tests/tool/some_test.py": "import re\n"}, "tests/tool/some_test.py:1: the first line does not name the licence"),
+                ({"bindings/python/qel_unit/part.py": "import re\n"},
+                 "bindings/python/qel_unit/part.py:1: the first line does not name the licence"),
+                ({"bindings/python/qel_unit/part.py": f"# SPDX-License-Identifier: MIT\n{'x' * 121}\n"},
+                 "bindings/python/qel_unit/part.py:2: 121 columns of 120")):
             self.assertEqual(problems(changes), [expected])
 
     def test_an_exception_that_is_none_is_noticed(self):

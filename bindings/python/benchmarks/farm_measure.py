@@ -1,8 +1,8 @@
 # SPDX-License-Identifier: MIT
 """What an archive, a task and a worker cost: farm_measure.py OUTPUT.json [ARCHIVES]
 
-Small archives are converted by one worker and by two, on a scheduler of its own process; QEL_TOOL names the tool. Wall time
-says little where other programs take the processors, so that processor times are measured beside it.
+Small archives are converted by one worker and by two, on a scheduler of its own process; QEL_TOOL names the tool.
+Wall time says little where other programs take the processors, so that processor times are measured beside it.
 """
 
 import json
@@ -51,8 +51,10 @@ def make_sources(folder: Path, count: int) -> List[Source]:
 
 def start(name: str, folder: Path, *words: str) -> "subprocess.Popen[bytes]":
     """A process of the cluster."""
-    return subprocess.Popen([sys.executable, "-m", "distributed.cli." + name, "--scheduler-file", str(folder / "scheduler"),
-                             "--host", "127.0.0.1", "--dashboard-address", "127.0.0.1:0", *words], cwd=FOLDER, stderr=subprocess.DEVNULL)
+    return subprocess.Popen(
+        [sys.executable, "-m", "distributed.cli." + name, "--scheduler-file", str(folder / "scheduler"),
+         "--host", "127.0.0.1", "--dashboard-address", "127.0.0.1:0", *words],
+        cwd=FOLDER, stderr=subprocess.DEVNULL)
 
 
 def run(client: Any, sources: List[Source], out: Path) -> Dict[str, Any]:
@@ -73,7 +75,8 @@ def tool_alone(sources: List[Source], out: Path) -> Dict[str, float]:
     """What an archive costs the tool as a process of its own, and as one of many in one call."""
     spent = []
     some = [source.path for source in sources[:200]]
-    for calls in ([[path, "-o", str(out / str(number))] for number, path in enumerate(some)], [[*some, "-o", str(out / "all")]]):
+    each = [[path, "-o", str(out / str(number))] for number, path in enumerate(some)]
+    for calls in (each, [[*some, "-o", str(out / "all")]]):
         before = resource.getrusage(resource.RUSAGE_CHILDREN)
         for call in calls:
             subprocess.run([TOOL, "convert", "-q", *call], check=True)
@@ -85,7 +88,8 @@ def tool_alone(sources: List[Source], out: Path) -> Dict[str, float]:
 def measure(folder: Path, count: int) -> Dict[str, Any]:
     """All figures; the processes end with it."""
     sources = make_sources(folder / "in", count)
-    measured: Dict[str, Any] = {"cores": os.cpu_count(), "load": os.getloadavg()[0], "tool": tool_alone(sources, folder / "tool")}
+    measured: Dict[str, Any] = {
+        "cores": os.cpu_count(), "load": os.getloadavg()[0], "tool": tool_alone(sources, folder / "tool")}
     processes = [start("dask_scheduler", folder, "--port", "0")]
     worker = ("--nthreads", "1", "--no-nanny", "--memory-limit", "0", "--local-directory", str(folder))
     try:

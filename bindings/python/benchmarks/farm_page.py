@@ -27,8 +27,8 @@ def measured_table(measured: Dict[str, Any]) -> List[str]:
                          for name, idle in (("scheduler", "idle"), ("client", "client_idle")))
     processor, clock = two["workers"] / two["archives"], sum(two["service"]) / two["archives"]
     return [
-        "Measured on {} cores with a load average of {:.1f} at the beginning, {:,} archives of 9 to 196 vertices in {} tasks:".format(
-            measured["cores"], measured["load"], two["archives"], two["tasks"]), "",
+        "Measured on {} cores with a load average of {:.1f} at the beginning, {:,} archives of 9 to 196 vertices "
+        "in {} tasks:".format(measured["cores"], measured["load"], two["archives"], two["tasks"]), "",
         "| an archive | ms |", "| --- | --- |",
         "| the tool, many archives in one call | {:.1f} of processor |".format(tool["together"] * 1e3),
         "| the tool, a process for each | {:.1f} of processor |".format(tool["each"] * 1e3),
@@ -36,11 +36,12 @@ def measured_table(measured: Dict[str, Any]) -> List[str]:
             processor * 1e3, clock * 1e3),
         "| the client: its line in the manifest, progress | {:.3f} of processor |".format(client * 1e3),
         "| the scheduler | {:.4f} of processor |".format(scheduler * 1e3), "",
-        "The scheduler's cost is {:.2f} % of an archive's processor time and {:.2f} % of its time by the clock. Beside it, it "
-        "spends {:.1f} % of a core on two workers' signs of life, whether they work or not.".format(
+        "The scheduler's cost is {:.2f} % of an archive's processor time and {:.2f} % of its time by the clock. "
+        "Beside it, it spends {:.1f} % of a core on two workers' signs of life, whether they work or not.".format(
             scheduler / processor * 100, scheduler / clock * 100, measured["idle"] * 100), "",
-        "Two workers convert {:.0f} archives a second, one {:.0f}: {:.2f} times as many by the clock, on which the load tells; "
-        "by the processor time of an archive, {:.1f} ms with one and {:.1f} ms with two, {:.2f} times.".format(
+        "Two workers convert {:.0f} archives a second, one {:.0f}: {:.2f} times as many by the clock, on which the "
+        "load tells; by the processor time of an archive, {:.1f} ms with one and {:.1f} ms with two, {:.2f} "
+        "times.".format(
             rate(two), rate(one), rate(two) / rate(one), one["workers"] / one["archives"] * 1e3,
             two["workers"] / two["archives"] * 1e3,
             2 * (one["workers"] / one["archives"]) / (two["workers"] / two["archives"]))]
@@ -80,9 +81,10 @@ def draw(measured: Dict[str, Any], simulated: Dict[str, Any], picture: Path) -> 
     right.plot([1, 10_000], [1, 10_000], color="#999999", linestyle=":", label="as many times as workers")
     for colour, farm in zip(COLOURS, simulated["farms"]):
         outcomes = farm["outcomes"]
-        right.plot([outcome["workers"] for outcome in outcomes], [outcome["speedup"] for outcome in outcomes], color=colour,
-                   marker="o", markersize=3, label=farm["farm"])
-    right.set(title="Simulated, 10,000 archives a worker", xlabel="workers", ylabel="speed-up", xscale="log", yscale="log")
+        right.plot([outcome["workers"] for outcome in outcomes], [outcome["speedup"] for outcome in outcomes],
+                   color=colour, marker="o", markersize=3, label=farm["farm"])
+    right.set(title="Simulated, 10,000 archives a worker", xlabel="workers", ylabel="speed-up", xscale="log",
+              yscale="log")
     right.legend(frameon=False, fontsize=8)
     for axes in (left, right):
         axes.spines[["top", "right"]].set_visible(False)

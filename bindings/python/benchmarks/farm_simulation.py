@@ -80,7 +80,8 @@ def simulate(farm: Farm, workers: int, costs: Costs, draw: "numpy.random.Generat
     return Outcome(workers, tasks * group * farm.clients, end / 3600, alone / end * farm.clients, busy)
 
 
-def _makespan(times: List[float], workers: int, scheduler_task: float, client_task: float, storage_task: float) -> float:
+def _makespan(times: List[float], workers: int, scheduler_task: float, client_task: float,
+              storage_task: float) -> float:
     free = [0.0] * workers
     window = 2 * workers + 2
     client = scheduler = storage = 0.0
@@ -118,7 +119,8 @@ def main() -> None:
     lines = []
     for farm in farms():
         outcomes = [simulate(farm, workers, costs, draw) for workers in WORKERS if workers >= farm.clients]
-        lines.append({"farm": farm.name, "bend": bend(outcomes), "outcomes": [outcome._asdict() for outcome in outcomes]})
+        lines.append({
+            "farm": farm.name, "bend": bend(outcomes), "outcomes": [outcome._asdict() for outcome in outcomes]})
     known = {name: getattr(costs, name) for name in Costs._fields if name != "service"}
     known["service_mean"] = float(costs.service.mean())
     Path(sys.argv[2]).write_text(json.dumps({"costs": known, "farms": lines}))

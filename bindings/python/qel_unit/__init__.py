@@ -1,10 +1,10 @@
 # SPDX-License-Identifier: MIT
 """Geometry out of Alembic files as meshes, tokens and mapped caches: `qel_unit` and `qel_archive` from Python.
 
-Each module is a room of the libraries: `archive_tree`, `archive_property`, `archive`, `mesh`, `skin`, `cache`, `scene`,
-`tokens`, `unit`, `matrix`, `verify`, `agents`. What has memory of its own can be closed and is a context manager. Arrays
-come out as read-only views, NumPy arrays where NumPy is installed and memory views where it is not; a view keeps alive
-what it looks at.
+Each module is a room of the libraries: `archive_tree`, `archive_property`, `archive`, `mesh`, `skin`, `cache`,
+`scene`, `tokens`, `unit`, `matrix`, `verify`, `agents`. What has memory of its own can be closed and is a context
+manager. Arrays come out as read-only views, NumPy arrays where NumPy is installed and memory views where it is not; a
+view keeps alive what it looks at.
 """
 
 from . import agents, archive, archive_property, archive_tree, cache, matrix, mesh, scene, skin, tokens, unit, verify

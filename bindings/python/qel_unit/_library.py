@@ -16,7 +16,7 @@ VARIABLE = "QEL_UNIT_LIBRARY"
 
 
 def file_names(name: str) -> Tuple[str, ...]:
-    """What the file of a library is called on this system: first the name that only libraries of this interface have."""
+    """What the file of a library is called on this system, first the name that only this interface's libraries have."""
     if sys.platform == "win32":
         return name + ".dll", "lib{}.dll".format(name)
     major = VERSION.partition(".")[0]

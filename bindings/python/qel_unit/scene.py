@@ -49,7 +49,8 @@ def _release_assembled(value: Any) -> None:
 
 def _part(mesh: Any) -> Record:
     if not isinstance(mesh, SceneMesh):
-        raise TypeError("a Scene is made of SceneMeshes, not of {!r}; a file's is made by Scene.load(path)".format(mesh))
+        raise TypeError(
+            "a Scene is made of SceneMeshes, not of {!r}; a file's is made by Scene.load(path)".format(mesh))
     return mesh._held()
 
 

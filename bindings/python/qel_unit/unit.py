@@ -274,7 +274,8 @@ class Unit(Owner):
 
     def _nearest_room(self, k: int) -> int:
         if self._descents:
-            raise ValueError("the nearest query wants ascending keys, and apply_ilogic has left one beside a smaller one")
+            raise ValueError(
+                "the nearest query wants ascending keys, and apply_ilogic has left one beside a smaller one")
         return _room(k, len(self))
 
     def apply_ilogic(self, number: int, op: int) -> None:

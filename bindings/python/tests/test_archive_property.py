@@ -107,7 +107,8 @@ class Damaged(Case):
         for _ in range(1500):
             content = bytearray(sound)
             for _ in range(random.choice((1, 1, 2, 5))):
-                content[random.randrange(len(content))] = random.choice((0, 1, 2, 0x7F, 0x80, 0xFF, random.getrandbits(8)))
+                place = random.randrange(len(content))
+                content[place] = random.choice((0, 1, 2, 0x7F, 0x80, 0xFF, random.getrandbits(8)))
             path = self.file("damaged.abc")
             path.write_bytes(content[: random.choice((len(content), len(content), random.randrange(len(content))))])
             outcomes.add(self.outcome(lambda: self.read_all(path)))

@@ -15,8 +15,8 @@ from importlib import import_module
 from typing import Any, List
 
 import qel_unit
-from qel_unit import AgentDirectory, Archive, ArchiveTree, Mesh, MeshCache, QelError, Scene, SceneMesh, Skin, Token, Unit
-from qel_unit import archive, cache, open_archive
+from qel_unit import AgentDirectory, Archive, ArchiveTree, Mesh, MeshCache, QelError, Scene, SceneMesh, Skin, Token
+from qel_unit import Unit, archive, cache, open_archive
 from qel_unit.errors import ArchiveError
 from qel_unit.mesh import UVSet
 

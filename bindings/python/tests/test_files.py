@@ -202,8 +202,8 @@ print("whole")
 
     def run_program(self, program: str, *paths: Path) -> str:
         ended = subprocess.run(
-            [sys.executable, "-W", "error", "-c", program, *without_numpy(), *map(str, paths)], capture_output=True, text=True,
-            cwd=str(FOLDER.parent))
+            [sys.executable, "-W", "error", "-c", program, *without_numpy(), *map(str, paths)], capture_output=True,
+            text=True, cwd=str(FOLDER.parent))
         self.assertEqual((ended.returncode, ended.stderr), (0, ""))
         return ended.stdout
 

@@ -79,7 +79,8 @@ class FromArrays(Case):
 
     def test_triangles_are_those_of_the_library(self) -> None:
         random = Random(7)
-        mixes: List[Sequence[int]] = [(4,), (5,), (2,), (0,), (3, 4), (0, 1, 2, 3, 4, 5, 17), (1, 2), (4, 4, 4, 4, 4, 4, 3)]
+        mixes: List[Sequence[int]] = [
+            (4,), (5,), (2,), (0,), (3, 4), (0, 1, 2, 3, 4, 5, 17), (1, 2), (4, 4, 4, 4, 4, 4, 3)]
         for sizes in mixes:
             for faces in (1, 2, 300):
                 counts = [random.choice(sizes) for _ in range(faces)]

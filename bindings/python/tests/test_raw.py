@@ -67,7 +67,8 @@ class Generated(unittest.TestCase):
             for function, codes in raw.CODES.items():
                 self.assertEqual(set(raw.CODE_NAMES[function]), set(codes) - {0})
             for names in raw.CODE_NAMES.values():
-                self.assertEqual({code: getattr(raw, name) for code, name in names.items()}, {code: code for code in names})
+                values = {code: getattr(raw, name) for code, name in names.items()}
+                self.assertEqual(values, {code: code for code in names})
 
     def test_knows_what_codes_mean(self) -> None:
         self.assertEqual(_raw.CODES["qel_unit_save"][-2], "the file cannot be created")

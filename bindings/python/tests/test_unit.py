@@ -74,7 +74,8 @@ class Creation(Case):
             bytes(31), bytes(33), memoryview(bytes(32)).cast("B", (8, 4)), ["1", "2", "3", "123456789"], ["\u20ac"] * 4]
         for form in wrong:
             self.assertRaises(ValueError, Unit.create, range(4), form, [0] * 4, [0] * 4)
-        typeless: List[Any] = ["12345678" * 4, 5, [1, 2, 3, 4], [None] * 4, array.array("Q", range(4)), array.array("d", range(4))]
+        typeless: List[Any] = [
+            "12345678" * 4, 5, [1, 2, 3, 4], [None] * 4, array.array("Q", range(4)), array.array("d", range(4))]
         for form in typeless:
             self.assertRaises(TypeError, Unit.create, range(4), form, [0] * 4, [0] * 4)
 
@@ -258,7 +259,8 @@ class LookingForMany(Case):
             self.assertEqual((numbers.nbytes, distances.nbytes), (0, 0))
 
     def test_answers_are_read_only(self) -> None:
-        for answer in (self.unit.lookup_mortons([1]), self.unit.lookup_ids(["1"]), *self.unit.query_nearest_many([1], 1)):
+        nearest = self.unit.query_nearest_many([1], 1)
+        for answer in (self.unit.lookup_mortons([1]), self.unit.lookup_ids(["1"]), *nearest):
             self.assertTrue(buffer(answer).readonly)
 
     def test_what_does_not_fit_is_refused(self) -> None:

@@ -1,5 +1,6 @@
 # SPDX-License-Identifier: MIT
-"""What the farm's tests share: small archives, a stand-in for the tool, a cluster of processes, calls of the program."""
+"""What the farm's tests share: small archives, a stand-in for the tool, a cluster of processes, calls of the
+program."""
 
 import json
 import os
@@ -72,10 +73,10 @@ class Case(unittest.TestCase):
 
     def start_farm(self, *arguments: Any) -> "subprocess.Popen[str]":
         """The program as its user starts it; the end of the test ends it."""
-        process = subprocess.Popen([sys.executable, "-m", "qel_unit.farm", *map(str, arguments)], cwd=PACKAGE, text=True,
-                                   stdout=subprocess.PIPE, stderr=subprocess.PIPE,
-                                   env={**os.environ, "TMPDIR": str(self.folder)},  # one that is killed leaves its workers' folder
-                                   preexec_fn=_take_interruptions)
+        process = subprocess.Popen(
+            [sys.executable, "-m", "qel_unit.farm", *map(str, arguments)], cwd=PACKAGE, text=True,
+            stdout=subprocess.PIPE, stderr=subprocess.PIPE, preexec_fn=_take_interruptions,
+            env={**os.environ, "TMPDIR": str(self.folder)})  # one that is killed leaves its workers' folder
         self.addCleanup(process.communicate)
         self.addCleanup(process.kill)
         return process
@@ -96,8 +97,8 @@ class Cluster:
         self._log = open(test.folder / "cluster.log", "ab")
         test.addCleanup(self._log.close)
         self._file = test.folder / "scheduler.json"
-        self.scheduler = self._start("dask_scheduler", "--host", "127.0.0.1", "--port", "0", "--dashboard-address", "127.0.0.1:0",
-                                     "--scheduler-file", str(self._file))
+        self.scheduler = self._start("dask_scheduler", "--host", "127.0.0.1", "--port", "0",
+                                     "--dashboard-address", "127.0.0.1:0", "--scheduler-file", str(self._file))
         test.until(self._file.exists, "the scheduler has not started")
         self.workers = [self.start_worker() for _ in range(workers)]
 
@@ -139,7 +140,8 @@ def results_of(folder: Path) -> Dict[str, bytes]:
 def convert_alone(archives: List[Path], sources: Path, folder: Path) -> None:
     """What one process of the tool after the other makes of the same archives."""
     for archive in archives:
-        subprocess.run([TOOL, "convert", "-q", str(archive), "-o", str(folder / archive.relative_to(sources))], check=True)
+        out = folder / archive.relative_to(sources)
+        subprocess.run([TOOL, "convert", "-q", str(archive), "-o", str(out)], check=True)
 
 
 def kill(process: "subprocess.Popen[Any]") -> None:

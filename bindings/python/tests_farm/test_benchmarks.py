@@ -36,7 +36,8 @@ class SimulationTest(Case):
 
     def test_the_bend_is_named(self) -> None:
         costs = Costs(numpy.full(100, 0.01), 0.0, 0.0, 0.0001, 0.0)
-        outcomes = [simulate(Farm("", None), workers, costs, numpy.random.default_rng(1)) for workers in (1, 50, 200, 1000)]
+        outcomes = [simulate(Farm("", None), workers, costs, numpy.random.default_rng(1))
+                    for workers in (1, 50, 200, 1000)]
         self.assertEqual(bend(outcomes), {"workers": 200, "by": "client"})
         self.assertEqual(bend(outcomes[:2]), {"workers": None, "by": ""})
 
@@ -44,15 +45,20 @@ class SimulationTest(Case):
 class ScriptsTest(Case):
     def test_measured_figures_become_a_page_and_a_picture(self) -> None:
         names = [str(self.folder / name) for name in ("measured.json", "simulated.json", "page.md", "picture.svg")]
-        self.file("page.md", "before\n<!-- figures: scripts/bench-farm.sh -->\nold\n<!-- end of figures -->\nafter\n".encode())
-        for script, *words in (("farm_measure", names[0], "40"), ("farm_simulation", *names[:2]), ("farm_page", *names)):
+        self.file("page.md",
+                  b"before\n<!-- figures: scripts/bench-farm.sh -->\nold\n<!-- end of figures -->\nafter\n")
+        steps = (("farm_measure", names[0], "40"), ("farm_simulation", *names[:2]), ("farm_page", *names))
+        for script, *words in steps:
             subprocess.run([sys.executable, str(SCRIPTS / (script + ".py")), *words], check=True, timeout=150)
         measured = json.loads(Path(names[0]).read_text())
-        self.assertEqual((measured["two"]["archives"], len(measured["two"]["service"]), measured["one"]["archives"]), (40, 40, 10))
+        self.assertEqual(measured["two"]["archives"], 40)
+        self.assertEqual(len(measured["two"]["service"]), 40)
+        self.assertEqual(measured["one"]["archives"], 10)
         for key in ("scheduler", "client", "workers", "wall", "bytes"):
             self.assertGreater(measured["two"][key], 0, key)
         page = Path(names[2]).read_text()
-        self.assertTrue(page.startswith("before\n<!-- figures") and page.endswith("<!-- end of figures -->\nafter\n"), page)
+        self.assertTrue(page.startswith("before\n<!-- figures"), page)
+        self.assertTrue(page.endswith("<!-- end of figures -->\nafter\n"), page)
         self.assertIn("| storage of 10 GB/s | ", page)
         self.assertNotIn("old", page)
         self.assertIn("<svg", Path(names[3]).read_text())

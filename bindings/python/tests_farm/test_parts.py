@@ -21,8 +21,8 @@ from .support import PACKAGE, Case
 
 
 def entry(result: str, code: int = 0, attempts: int = 1, seconds: float = 1.0) -> Entry:
-    return Entry("/in/" + result, result, 1000, 5, "ab", "only tokens", {"tool": "qel 1"}, 1, 2, 3, 4, seconds, 5000, code,
-                 "" if code == 0 else "it is odd", attempts, {})
+    return Entry("/in/" + result, result, 1000, 5, "ab", "only tokens", {"tool": "qel 1"}, 1, 2, 3, 4, seconds, 5000,
+                 code, "" if code == 0 else "it is odd", attempts, {})
 
 
 class SourcesTest(Case):
@@ -163,7 +163,8 @@ class UnitsTest(Case):
         for i in range(6):
             keys = sorted(draw.randrange(200) for _ in range(100))
             path = self.file("out/{}.qel".format(i))
-            with Unit.create(keys, ["{:08X}".format(n) for n in range(100)], [7] * 100, [n % 3 for n in range(100)]) as unit:
+            ids, layers = ["{:08X}".format(n) for n in range(100)], [n % 3 for n in range(100)]
+            with Unit.create(keys, ids, [7] * 100, layers) as unit:
                 unit.save(path)
             self.paths.append(str(path))
         self.cost = (64 << 20) + 45 * 100
@@ -195,8 +196,9 @@ class UnitsTest(Case):
         every = []
         for name, path in zip(names, self.paths):
             with Unit.load(path) as unit:
-                every += [Hit(tokens.hop_distance(token.morton, 100), name, number, *token[:2], token.layer, token.payload)
-                          for number, token in enumerate(unit)]
+                for number, token in enumerate(unit):
+                    hops = tokens.hop_distance(token.morton, 100)
+                    every.append(Hit(hops, name, number, *token[:2], token.layer, token.payload))
         out = str(self.out)
         for k in (1, 7, 50, 1000):
             found = answer(Nearest(100, k), out, names, 0)
@@ -216,7 +218,8 @@ class UnitsTest(Case):
             for _ in range(5):
                 cut = sorted(draw.sample(range(7), 2))
                 draw.shuffle(names)
-                parts = [answer(question, out, some, 0) for some in (names[: cut[0]], names[cut[0]: cut[1]], names[cut[1]:])]
+                thirds = (names[: cut[0]], names[cut[0]: cut[1]], names[cut[1]:])
+                parts = [answer(question, out, some, 0) for some in thirds]
                 self.assertEqual(merge(parts, question.most), whole)
 
 
@@ -243,13 +246,15 @@ class ShownTest(Case):
             progress = Progress(stream, 4, 4000, quiet)
             progress.add([entry("a"), entry("b", code=1)])
             shown = stream.getvalue()
-            self.assertEqual("2 of 4 archives, 2.0 KB of 4.0 KB" in shown and "1 failed" in shown, not quiet and stream.isatty())
+            is_told = "2 of 4 archives, 2.0 KB of 4.0 KB" in shown and "1 failed" in shown
+            self.assertEqual(is_told, not quiet and stream.isatty())
             self.assertRegex(progress.line(), r", [\d.]+ s left, 1 failed\Z")
             progress.end()
             self.assertTrue(not shown or stream.getvalue().endswith("\r\x1b[K"))
 
     def test_sizes_and_times(self) -> None:
-        self.assertEqual([size_text(n) for n in (0, 999, 1000, 5.2e9, 7e15)], ["0 B", "999 B", "1.0 KB", "5.2 GB", "7000.0 TB"])
+        self.assertEqual([size_text(n) for n in (0, 999, 1000, 5.2e9, 7e15)],
+                         ["0 B", "999 B", "1.0 KB", "5.2 GB", "7000.0 TB"])
         self.assertEqual([time_text(n) for n in (0.04, 99.9, 100, 3723)], ["0.0 s", "99.9 s", "0:01:40", "1:02:03"])
 
 

@@ -35,8 +35,8 @@ class RecipeTest(Case):
             "-p /shared ", "-p {} ".format(self.folder / "shared")).encode())
         run = subprocess.run(
             ["bash", str(script), *words], cwd=self.folder, capture_output=True, text=True, timeout=120,
-            env={**os.environ, "PATH": "{}:{}".format(self.folder / "bin", os.environ["PATH"]), "PYTHONPATH": str(PACKAGE),
-                 **variables})
+            env={**os.environ, "PATH": "{}:{}".format(self.folder / "bin", os.environ["PATH"]),
+                 "PYTHONPATH": str(PACKAGE), **variables})
         self.assertEqual(run.returncode, 0, run.stderr)
         return run.stdout
 
@@ -56,7 +56,8 @@ class RecipeTest(Case):
         shots = self.folder / "shared" / "shots"
         self.file("shared/archives.txt", "".join("{}\n".format(path) for path in sorted(shots.rglob("*.abc"))).encode())
         for part in "12":
-            self.run_recipe("slurm_array.sh", SLURM_ARRAY_TASK_ID=part, SLURM_ARRAY_TASK_COUNT="2", SLURM_CPUS_PER_TASK="2")
+            self.run_recipe("slurm_array.sh", SLURM_ARRAY_TASK_ID=part, SLURM_ARRAY_TASK_COUNT="2",
+                            SLURM_CPUS_PER_TASK="2")
         self.assertEqual(self.units(self.folder / "shared" / "tokens"), ["a", "a-2", "b2", "b3", "b4"])
 
     def test_dask_on_slurm(self) -> None:
@@ -68,9 +69,11 @@ class RecipeTest(Case):
         (program,) = re.findall(r"(?ms)^```python\n(.*?)^```$", PAGE.read_text())
         cluster = Cluster(self, 1)
         shots = str(self.folder / "shared" / "shots")
-        self.assertEqual(farm("convert", shots, "-o", self.folder / "tokens", "--scheduler", cluster.address).returncode, 0)
-        run = subprocess.run([sys.executable, "-c", program.replace("tcp://head:8786", cluster.address)], cwd=self.folder,
-                             capture_output=True, text=True, timeout=120, env={**os.environ, "PYTHONPATH": str(PACKAGE)})
+        converted = farm("convert", shots, "-o", self.folder / "tokens", "--scheduler", cluster.address)
+        self.assertEqual(converted.returncode, 0)
+        run = subprocess.run(
+            [sys.executable, "-c", program.replace("tcp://head:8786", cluster.address)], cwd=self.folder,
+            capture_output=True, text=True, timeout=120, env={**os.environ, "PYTHONPATH": str(PACKAGE)})
         self.assertEqual(run.returncode, 0, run.stderr)
         found = ast.literal_eval(run.stdout)
         self.assertEqual(len(found), 16, "8 of each key")

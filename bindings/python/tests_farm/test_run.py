@@ -16,7 +16,8 @@ from qel_unit.farm import Farm, Manifest
 from qel_unit.farm.manifest import read_record
 from qel_unit.farm.queries import Layer, Lookup, Nearest, Question, answer
 
-from .support import PACKAGE, Case, Cluster, alive, convert_alone, farm, grid, kill, listening, processes_of, results_of, stand_in
+from .support import PACKAGE, Case, Cluster, alive, convert_alone, farm, grid, kill, listening, processes_of
+from .support import results_of, stand_in
 
 SOUND, CUT, FLIPPED = 267, 20, 10
 
@@ -42,8 +43,8 @@ class FarmTest(Case):
         self.tool = stand_in(self.folder / "tool.sh", self.log, 0.03)
 
     def call(self) -> List[str]:
-        return ["convert", str(self.sources), "-o", str(self.out), "--scheduler", self.cluster.address, "--tool", self.tool,
-                "--time-limit", "2"]
+        return ["convert", str(self.sources), "-o", str(self.out), "--scheduler", self.cluster.address,
+                "--tool", self.tool, "--time-limit", "2"]
 
     def asked(self) -> Dict[str, int]:
         """How often the tool was started for each archive."""
@@ -90,7 +91,8 @@ class FarmTest(Case):
         self.assertEqual(sorted(alone), sorted(made))
         self.assertEqual([name for name in alone if alone[name] != made[name]], [])
         again = {path: count - 1 for path, count in self.asked().items() if count > 1 and Path(path) in self.sound}
-        # At each of the two kills, what the three workers had begun; a busy machine may make one miss its time limit, too.
+        # At each of the two kills, what the three workers had begun; a busy machine may make one miss its time limit,
+        # too.
         self.assertLessEqual(sum(again.values()), 2 * 3, again)
         entries = Manifest(str(self.out)).entries
         self.assertEqual(len(entries), 300)
@@ -116,12 +118,14 @@ class FarmTest(Case):
             Layer(1, 100), Layer(1), Layer(9)]
         some = self.folder / "some"  # without a manifest: a unit takes 10 ms to load
         for i in range(9, 21):
-            shutil.copytree(self.out / "shot{:02}".format(i % 12), some / str(i), dirs_exist_ok=True,
-                            ignore=lambda folder, names: [name for name in names if name[0] == "a" and name[-5] not in "12"])
+            shutil.copytree(
+                self.out / "shot{:02}".format(i % 12), some / str(i), dirs_exist_ok=True,
+                ignore=lambda folder, names: [name for name in names if name[0] == "a" and name[-5] not in "12"])
         with Client(self.cluster.address, set_as_default=False) as client:
             whole = Farm(self.out, client, 1 << 28)
             self.assertEqual(len(whole.units), len(self.sound))
-            self.assertEqual(whole.nearest(29183, 40).result(), answer(Nearest(29183, 40), str(self.out), whole.units, 1 << 28))
+            alone = answer(Nearest(29183, 40), str(self.out), whole.units, 1 << 28)
+            self.assertEqual(whole.nearest(29183, 40).result(), alone)
             units = Farm(some, client).units
             self.assertGreater(len(units), 20)
             alone = [answer(question, str(some), units, 1 << 28) for question in questions]
@@ -146,7 +150,8 @@ class LocalTest(Case):
         self.assertEqual((run.returncode, run.stderr), (0, ""))
         self.assertFalse((PACKAGE / "dask-worker-space").exists(), "the caller's folder is not for the workers")
         self.assertIn("5 archives: 5 converted, 0 done before, 0 failed", run.stdout)
-        self.assertEqual(sorted(path.name for path in (self.out / "s0" / "a.abc").iterdir()), [".farm.json", "tokens.qel"])
+        results = sorted(path.name for path in (self.out / "s0" / "a.abc").iterdir())
+        self.assertEqual(results, [".farm.json", "tokens.qel"])
         found = farm("nearest", self.out, "23,23,23", "-k", 3, "--json", "--workers", 1)
         self.assertEqual((found.returncode, found.stderr), (0, ""))
         hits = [json.loads(line) for line in found.stdout.splitlines()]
@@ -233,7 +238,8 @@ class LocalTest(Case):
         cluster = Cluster(self, 1)
         log = self.file("log")
         call = ["convert", str(self.folder / "in"), "-o", str(self.out), "--only", "tokens"]
-        run = self.start_farm(*call, "--scheduler", cluster.address, "--tool", stand_in(self.folder / "tool.sh", log, 0.05))
+        tool = stand_in(self.folder / "tool.sh", log, 0.05)
+        run = self.start_farm(*call, "--scheduler", cluster.address, "--tool", tool)
         self.until(lambda: len(log.read_text().splitlines()) > 20, "nothing is converted")
         kill(cluster.scheduler)
         _, errors = run.communicate(timeout=120)
@@ -253,7 +259,9 @@ class LocalTest(Case):
         self.assertEqual(wrong.returncode, 2)
         self.assertIn("none: no such file or folder", wrong.stderr)
         for call in (("convert",), ("nearest", self.out, "99,0,0"), ("layer", self.out, "256"), ("lookup", self.out),
-                     ("convert", "x", "-o", "y", "--only", "pages"), ("convert", "x", "-o", "y", "--memory-limit", "4 apples")):
+                     ("convert", "x", "-o", "y", "--only", "pages"),
+                     ("convert", "x", "-o", "y", "--memory-limit", "4 apples")):
             self.assertEqual(farm(*call).returncode, 2, call)
         empty = farm("nearest", self.folder, "5", "--workers", 1)
-        self.assertEqual((empty.returncode, empty.stderr), (1, "qel_unit.farm: {}: has no units in it\n".format(self.folder)))
+        told = "qel_unit.farm: {}: has no units in it\n".format(self.folder)
+        self.assertEqual((empty.returncode, empty.stderr), (1, told))

@@ -23,8 +23,8 @@ class TaskCase(Case):
         super().setUp()
         self.log = self.file("log")
         self.file("out/.farm/run", b"this")
-        self.settings = Settings(str(self.out), "this", stand_in(self.folder / "tool.sh", self.log), "tokens,scene,cache,agents",
-                                 Limits(30.0, 1 << 30))
+        self.settings = Settings(str(self.out), "this", stand_in(self.folder / "tool.sh", self.log),
+                                 "tokens,scene,cache,agents", Limits(30.0, 1 << 30))
 
     def convert(self, name: str, content: bytes, **settings: Any) -> Entry:
         self.source = Source(str(self.file("in/" + name, content)), name, len(content))

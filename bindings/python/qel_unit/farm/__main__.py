@@ -55,8 +55,9 @@ def _convert(options: argparse.Namespace) -> int:
     made = convert(lambda: _connected(options), sources, out, chosen)
     if not options.quiet:
         print("\n".join(tables(made.entries)))
+        done_before = len(sources) - made.converted - made.failed
         print("{} archives: {} converted, {} done before, {} failed, in {}".format(
-            len(sources), made.converted, len(sources) - made.converted - made.failed, made.failed, time_text(made.seconds)))
+            len(sources), made.converted, done_before, made.failed, time_text(made.seconds)))
     return 1 if made.failed else 0
 
 
@@ -96,11 +97,12 @@ def _print(hits: List[Hit], as_json: bool, with_hops: bool) -> None:
     for hit in hits:
         if as_json:
             print(json.dumps({
-                "file": hit.path, "token": hit.number, "hex_id": hit.hex_id, "morton": str(hit.morton), "layer": hit.layer,
-                **({"hops": str(hit.hops)} if with_hops else {})}))
+                "file": hit.path, "token": hit.number, "hex_id": hit.hex_id, "morton": str(hit.morton),
+                "layer": hit.layer, **({"hops": str(hit.hops)} if with_hops else {})}))
         else:
             print("{:10}  {:<8}  {:20}  {:5}  {:>10}  {}".format(
-                hit.number, printable(hit.hex_id), hit.morton, hit.layer, hit.hops if with_hops else "", printable(hit.path)))
+                hit.number, printable(hit.hex_id), hit.morton, hit.layer, hit.hops if with_hops else "",
+                printable(hit.path)))
 
 
 def _place(text: str) -> int:
@@ -175,20 +177,28 @@ def _command(commands: Any, name: str, act: Any, about: str) -> Any:
     sub = commands.add_parser(name, help=about, description=about)
     sub.set_defaults(act=act)
     sub.add_argument("--scheduler", metavar="ADDRESS",
-                     help="join the cluster of this scheduler (tcp://…); else one is started here and ends with the run")
-    sub.add_argument("--workers", type=_number(1, 4096), metavar="N", help="processes of a cluster that is started here")
+                     help="join the cluster of this scheduler (tcp://…); "
+                          "else one is started here and ends with the run")
+    sub.add_argument("--workers", type=_number(1, 4096), metavar="N",
+                     help="processes of a cluster that is started here")
     return sub
 
 
 def _add_convert(sub: Any) -> None:
     sub.add_argument("sources", metavar="SOURCE", nargs="+",
                      help="archives, folders of them, globs; - reads names, one a line, from standard input")
-    sub.add_argument("-o", "--output", metavar="OUT", required=True, help="folder of the results, which mirrors the sources")
-    sub.add_argument("--only", type=_parts, default=list(_PARTS), metavar="PART,...", help="only these of " + ", ".join(_PARTS))
-    sub.add_argument("--tool", default=os.environ.get("QEL_TOOL") or "qel", metavar="PATH", help="the tool (QEL_TOOL, or qel)")
-    sub.add_argument("--retries", type=_number(0, 1000), default=1, metavar="N", help="how often a failure is tried again (1)")
-    sub.add_argument("--time-limit", type=_number(0), default=600, metavar="SECONDS", help="of an archive; 0 is none (600)")
-    sub.add_argument("--memory-limit", type=_size, default=4 << 30, metavar="SIZE", help="of an archive; 0 is none (4GiB)")
+    sub.add_argument("-o", "--output", metavar="OUT", required=True,
+                     help="folder of the results, which mirrors the sources")
+    sub.add_argument("--only", type=_parts, default=list(_PARTS), metavar="PART,...",
+                     help="only these of " + ", ".join(_PARTS))
+    sub.add_argument("--tool", default=os.environ.get("QEL_TOOL") or "qel", metavar="PATH",
+                     help="the tool (QEL_TOOL, or qel)")
+    sub.add_argument("--retries", type=_number(0, 1000), default=1, metavar="N",
+                     help="how often a failure is tried again (1)")
+    sub.add_argument("--time-limit", type=_number(0), default=600, metavar="SECONDS",
+                     help="of an archive; 0 is none (600)")
+    sub.add_argument("--memory-limit", type=_size, default=4 << 30, metavar="SIZE",
+                     help="of an archive; 0 is none (4GiB)")
     sub.add_argument("--again", action="store_true", help="convert what is done, too")
     sub.add_argument("--verify", action="store_true", help="look at every result, not only whether its folder is there")
     sub.add_argument("-q", "--quiet", action="store_true", help="say nothing but what goes wrong")

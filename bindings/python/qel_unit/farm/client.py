@@ -66,7 +66,10 @@ def _groups(items: List[Any], most: int) -> List[List[Any]]:
 
 def _home(unit: str, workers: List[str]) -> str:
     """The worker of a group: one that comes or goes moves only its share of them."""
-    return max(workers, key=lambda worker: hashlib.blake2b((worker + "\n" + unit).encode("utf-8", "surrogateescape")).digest())
+    def weight(worker: str) -> bytes:
+        return hashlib.blake2b((worker + "\n" + unit).encode("utf-8", "surrogateescape")).digest()
+
+    return max(workers, key=weight)
 
 
 def units_in(out: str) -> List[str]:

@@ -23,7 +23,8 @@ def connected(scheduler: Optional[str] = None, workers: Optional[int] = None) ->
         return
     with tempfile.TemporaryDirectory(prefix="qel-farm-") as folder, LocalCluster(
         n_workers=workers or os.cpu_count() or 1, threads_per_worker=1, processes=True, host="127.0.0.1",
-        dashboard_address="127.0.0.1:0", worker_dashboard_address="127.0.0.1:0", silence_logs=50, local_directory=folder,
+        dashboard_address="127.0.0.1:0", worker_dashboard_address="127.0.0.1:0", silence_logs=50,
+        local_directory=folder,
     ) as cluster, Client(cluster, timeout=_ANSWER, set_as_default=False) as client:
         yield client
 

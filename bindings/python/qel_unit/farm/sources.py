@@ -33,7 +33,8 @@ def find_sources(names: Iterable[str], listed: TextIO, out: str) -> List[Source]
             full = os.path.abspath(path)
             if _is_inside(full, out):
                 continue
-            known = places.setdefault(result, Source(full, result, os.path.getsize(full) if os.path.exists(full) else 0))
+            size = os.path.getsize(full) if os.path.exists(full) else 0
+            known = places.setdefault(result, Source(full, result, size))
             if known.path != full:
                 raise SourceError("{} and {} would have one place: {}".format(known.path, full, result))
     return sorted(places.values(), key=lambda source: source.result)

@@ -72,7 +72,8 @@ def convert_one(source: Source, settings: Settings) -> Entry:
     started = time.monotonic()
     entry = Entry(
         source.path, source.result, source.size, 0, "", settings.choice,
-        {"farm": qel_unit.__version__, "tool": version(settings.tool)}, 0, 0, 0, 0, 0.0, None, 0, "", source.attempts + 1, {})
+        {"farm": qel_unit.__version__, "tool": version(settings.tool)}, 0, 0, 0, 0, 0.0, None, 0, "",
+        source.attempts + 1, {})
     try:
         found = os.stat(source.path)
         entry = entry._replace(size=found.st_size, modified=found.st_mtime_ns)
