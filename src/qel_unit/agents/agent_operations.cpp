@@ -32,7 +32,7 @@ void choose_id(qel_agent_dir &directory, std::uint8_t tier, char *id) {
     if (tier < named_tiers) {
         for (std::uint32_t i = 0; i < ids_per_tier; ++i) {
             write_hex8(id_prefix | (tier + 1u) << 8 | i, id);
-            if (find_agent(directory, id) == nullptr) return;
+            if (newest_entry(*directory.index, field_hash(id)) == QEL_NOT_FOUND) return;
         }
     }
     write_hex8(id_prefix | (directory.next_id_counter++ & 0xFFFF), id);
