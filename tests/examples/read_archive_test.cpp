@@ -11,10 +11,7 @@ const std::string program = shell_name(READ_ARCHIVE);
 
 TEST(ReadArchive, ListsTheHarbourAndItsBoundsOverTime) {
     const temp_folder folder;
-    const program_result run = run_program(folder, program + " " EXAMPLE_DATA "/harbour.abc");
-    EXPECT_EQ(run.exit_code, 0);
-    EXPECT_EQ(run.errors, "");
-    EXPECT_EQ(run.output,
+    EXPECT_EQ(output_of(folder, program + " " EXAMPLE_DATA "/harbour.abc"),
               "42 objects, 23 meshes\n"
               "/harbour/sea: 441 vertices, 400 faces, 1600 corners, deforms in 48 samples\n"
               "/harbour/island/rock: 141 vertices, 141 faces, 560 corners, still\n"
@@ -61,14 +58,12 @@ TEST(ReadArchive, LeavesHiddenMeshesOutOfTheBoundsAndGoesOnBehindOneWithoutPosit
     set_visible(add_polymesh(scene.top, "hidden", triangle(9)), {0});
     add_polymesh(add_xform(scene.top, "up", {translate(0, 10, 0)}), "shown", triangle(2));
     scene.save(folder.file("scene.abc"));
-    const program_result run = run_program(folder, program + " scene.abc");
-    EXPECT_EQ(run.exit_code, 0);
-    EXPECT_EQ(run.errors, "");
-    EXPECT_EQ(run.output.rfind("5 objects, 3 meshes\n/bare: ", 0), 0u) << run.output;
+    const std::string output = output_of(folder, program + " scene.abc");
+    EXPECT_EQ(output.rfind("5 objects, 3 meshes\n/bare: ", 0), 0u) << output;
     const std::string lines = "\n/hidden: 3 vertices, 1 faces, 3 corners, still\n"
                               "/up/shown: 3 vertices, 1 faces, 3 corners, still\n"
                               "0.000 s: (0.00, 10.00, 0.00) to (1.00, 12.00, 0.00)\n";
-    EXPECT_NE(run.output.find(lines), std::string::npos) << run.output;
+    EXPECT_NE(output.find(lines), std::string::npos) << output;
 }
 
 TEST(ReadArchive, StopsAtADamagedMeshAndSaysWhere) {

@@ -4,6 +4,8 @@
 
 #include "support/temp_folder.h"
 
+#include <gtest/gtest.h>
+
 #include <algorithm>
 #include <cstdlib>
 #include <string>
@@ -51,6 +53,14 @@ inline program_result run_program(const temp_folder &folder, const std::string &
 #else
     return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, text_of(out), text_of(err)};
 #endif
+}
+
+/// What a program says that succeeds and finds nothing amiss.
+inline std::string output_of(const temp_folder &folder, const std::string &command) {
+    const program_result run = run_program(folder, command);
+    EXPECT_EQ(run.exit_code, 0);
+    EXPECT_EQ(run.errors, "");
+    return run.output;
 }
 
 } // namespace qel::test

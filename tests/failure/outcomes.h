@@ -3,8 +3,8 @@
 // the caller's records that the call has changed, and their values; every field that it does not name is as it was.
 #pragma once
 
-#include "failure/record_fields.h"
 #include "support/failing_heap.h"
+#include "support/record_fields.h"
 #include "support/temp_folder.h"
 
 #include <array>

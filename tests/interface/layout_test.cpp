@@ -1,12 +1,17 @@
 // SPDX-License-Identifier: MIT
 // The records whose bytes are a file format, as a caller's compiler lays them out.
+#include "support/record_fields.h"
+
 #include <qel_unit.h>
 
 #include <gtest/gtest.h>
 
 #include <cstddef>
+#include <string>
 
 namespace {
+
+using qel::test::visit_fields;
 
 TEST(Layout, TokenIsPackedIntoTwentyFiveBytes) {
     EXPECT_EQ(sizeof(qel_token), 25u);
@@ -17,85 +22,59 @@ TEST(Layout, TokenIsPackedIntoTwentyFiveBytes) {
     EXPECT_EQ(offsetof(qel_token, layer), 24u);
 }
 
+/// Each field with its offset, then the size of the record.
+template <class Record>
+std::string layout_of() {
+    Record record = {};
+    const auto *const start = reinterpret_cast<const char *>(&record);
+    std::string text;
+    visit_fields(record, [&](const std::string &name, const auto &field) {
+        text += name + " " + std::to_string(reinterpret_cast<const char *>(&field) - start) + ", ";
+    });
+    return text + "size " + std::to_string(sizeof record);
+}
+
 TEST(Layout, SceneVertexHasFortyBytes) {
-    EXPECT_EQ(sizeof(qel_alembic_vertex), 40u);
-    EXPECT_EQ(offsetof(qel_alembic_vertex, matrix_x), 12u);
-    EXPECT_EQ(offsetof(qel_alembic_vertex, matrix_y), 13u);
-    EXPECT_EQ(offsetof(qel_alembic_vertex, matrix_z), 14u);
-    EXPECT_EQ(offsetof(qel_alembic_vertex, morton), 16u);
-    EXPECT_EQ(offsetof(qel_alembic_vertex, k11_level), 24u);
-    EXPECT_EQ(offsetof(qel_alembic_vertex, i_state), 25u);
-    EXPECT_EQ(offsetof(qel_alembic_vertex, phi_norm), 28u);
-    EXPECT_EQ(offsetof(qel_alembic_vertex, em_coupling), 32u);
-    EXPECT_EQ(offsetof(qel_alembic_vertex, topology), 36u);
+    EXPECT_EQ(layout_of<qel_alembic_vertex>(),
+              "position 0, matrix_x 12, matrix_y 13, matrix_z 14, padding0 15, morton 16, k11_level 24, "
+              "i_state 25, padding1 26, phi_norm 28, em_coupling 32, topology 36, size 40");
 }
 
 TEST(Layout, SceneTokenHasASlotOfThirtyTwoBytes) {
-    EXPECT_EQ(sizeof(qel_alembic_token), 32u);
-    EXPECT_EQ(offsetof(qel_alembic_token, hex_id), 8u);
-    EXPECT_EQ(offsetof(qel_alembic_token, payload), 16u);
-    EXPECT_EQ(offsetof(qel_alembic_token, layer), 24u);
+    EXPECT_EQ(layout_of<qel_alembic_token>(),
+              "morton 0, hex_id 8, payload 16, layer 24, padding 25, size 32");
 }
 
 TEST(Layout, IdentityAndOffspringKeepTheirFieldOrder) {
-    EXPECT_EQ(sizeof(qel_matrix_identity), 24u);
-    EXPECT_EQ(offsetof(qel_matrix_identity, mirror_x), 3u);
-    EXPECT_EQ(offsetof(qel_matrix_identity, k11_level), 6u);
-    EXPECT_EQ(offsetof(qel_matrix_identity, i_state), 7u);
-    EXPECT_EQ(offsetof(qel_matrix_identity, morton), 8u);
-    EXPECT_EQ(offsetof(qel_matrix_identity, phi_norm), 16u);
-    EXPECT_EQ(offsetof(qel_matrix_identity, em_coupling), 20u);
-    EXPECT_EQ(offsetof(qel_matrix_offspring, chirality), 3u);
-    EXPECT_EQ(offsetof(qel_matrix_offspring, phi_blend), 4u);
-    EXPECT_EQ(offsetof(qel_matrix_offspring, em_coupling), 8u);
-    EXPECT_EQ(offsetof(qel_matrix_offspring, k11_level), 12u);
-    EXPECT_EQ(offsetof(qel_matrix_offspring, i_state), 13u);
+    EXPECT_EQ(layout_of<qel_matrix_identity>(),
+              "x 0, y 1, z 2, mirror_x 3, mirror_y 4, mirror_z 5, k11_level 6, i_state 7, morton 8, "
+              "phi_norm 16, em_coupling 20, size 24");
+    EXPECT_EQ(layout_of<qel_matrix_offspring>(),
+              "x 0, y 1, z 2, chirality 3, phi_blend 4, em_coupling 8, k11_level 12, i_state 13, size 16");
 }
 
 TEST(Layout, MeshCacheHeaderHasSixtyFourBytes) {
-    EXPECT_EQ(sizeof(qel_mesh_header), 64u);
-    EXPECT_EQ(offsetof(qel_mesh_header, version), 4u);
-    EXPECT_EQ(offsetof(qel_mesh_header, flags), 6u);
-    EXPECT_EQ(offsetof(qel_mesh_header, vertex_count), 8u);
-    EXPECT_EQ(offsetof(qel_mesh_header, triangle_count), 12u);
-    EXPECT_EQ(offsetof(qel_mesh_header, joint_count), 16u);
-    EXPECT_EQ(offsetof(qel_mesh_header, reserved), 20u);
-    EXPECT_EQ(offsetof(qel_mesh_header, bounds_min), 24u);
-    EXPECT_EQ(offsetof(qel_mesh_header, bounds_max), 36u);
-    EXPECT_EQ(offsetof(qel_mesh_header, positions_offset), 48u);
-    EXPECT_EQ(offsetof(qel_mesh_header, normals_offset), 52u);
-    EXPECT_EQ(offsetof(qel_mesh_header, indices_offset), 56u);
-    EXPECT_EQ(offsetof(qel_mesh_header, skin_offset), 60u);
+    EXPECT_EQ(layout_of<qel_mesh_header>(),
+              "magic 0, version 4, flags 6, vertex_count 8, triangle_count 12, joint_count 16, reserved 20, "
+              "bounds_min 24, bounds_max 36, positions_offset 48, normals_offset 52, indices_offset 56, "
+              "skin_offset 60, size 64");
 }
 
 TEST(Layout, SkinRecordsKeepTheirBytes) {
-    EXPECT_EQ(sizeof(qel_skin_joint), 328u);
-    EXPECT_EQ(offsetof(qel_skin_joint, joint_transform), 200u);
-    EXPECT_EQ(sizeof(qel_skin_weight), 20u);
-    EXPECT_EQ(offsetof(qel_skin_weight, weights), 4u);
+    EXPECT_EQ(layout_of<qel_skin_joint>(), "descriptor 0, joint_transform 200, size 328");
+    EXPECT_EQ(layout_of<qel_skin_weight>(), "joints 0, weights 4, size 20");
 }
 
 TEST(Layout, AgentHasFortyBytes) {
-    EXPECT_EQ(sizeof(qel_agent), 40u);
-    EXPECT_EQ(offsetof(qel_agent, parent), 8u);
-    EXPECT_EQ(offsetof(qel_agent, type), 16u);
-    EXPECT_EQ(offsetof(qel_agent, state), 17u);
-    EXPECT_EQ(offsetof(qel_agent, flag_idle), 18u);
-    EXPECT_EQ(offsetof(qel_agent, flag_terminated), 19u);
-    EXPECT_EQ(offsetof(qel_agent, flag_delegated), 20u);
-    EXPECT_EQ(offsetof(qel_agent, cleared), 21u);
-    EXPECT_EQ(offsetof(qel_agent, tag), 22u);
-    EXPECT_EQ(offsetof(qel_agent, tier), 23u);
-    EXPECT_EQ(offsetof(qel_agent, reserved), 24u);
-    EXPECT_EQ(offsetof(qel_agent, task), 32u);
+    EXPECT_EQ(layout_of<qel_agent>(),
+              "id 0, parent 8, type 16, state 17, flag_idle 18, flag_terminated 19, flag_delegated 20, "
+              "cleared 21, tag 22, tier 23, reserved 24, task 32, size 40");
 }
 
 TEST(Layout, VerifyReportKeepsItsFieldOrder) {
-    EXPECT_EQ(sizeof(qel_mesh_verify_report), 32u);
-    EXPECT_EQ(offsetof(qel_mesh_verify_report, coherence), 8u);
-    EXPECT_EQ(offsetof(qel_mesh_verify_report, valid), 12u);
-    EXPECT_EQ(offsetof(qel_mesh_verify_report, vertex_count), 16u);
-    EXPECT_EQ(offsetof(qel_mesh_verify_report, verified_at), 24u);
+    EXPECT_EQ(
+        layout_of<qel_mesh_verify_report>(),
+        "p_minus_p_ok 0, p_div_p_ok 4, coherence 8, valid 12, vertex_count 16, verified_at 24, size 32");
 }
 
 TEST(Layout, SchemasKeepTheirNumbers) {

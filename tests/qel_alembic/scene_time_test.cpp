@@ -87,6 +87,11 @@ class InterpolateTime : public testing::Test {
         return {mesh.mesh.positions, mesh.mesh.positions + 3 * mesh.mesh.vertex_count};
     }
 
+    std::int32_t status_at(float time) {
+        at(time);
+        return status;
+    }
+
     owned_scene owned;
     std::int32_t status = 1;
 };
@@ -114,8 +119,7 @@ TEST_F(InterpolateTime, OutsideTheRangeReturnsMinusOne) {
     owned.add_frame(1, 0.25f, {{1, 2, 3}});
     owned.add_frame(2, 0.5f, {{5, 6, 8}});
     for (const float time : {0.2499f, 0.5001f, -infinity, infinity, nan}) {
-        at(time);
-        EXPECT_EQ(status, -1) << time;
+        EXPECT_EQ(status_at(time), -1) << time;
     }
 }
 
@@ -156,38 +160,32 @@ TEST_F(InterpolateTime, TakesTheFirstPairThatFitsAndSkipsFramesOutOfOrder) {
     owned.add_frame(5, 4.0f, {{6, 6, 6}});
     owned.add_frame(6, 9.0f, {{9, 9, 9}});
     EXPECT_EQ(at(3.0f), (floats{5, 5, 5}));
-    at(1.0f); // between frames 2 and 4, but not between neighbours
-    EXPECT_EQ(status, -1);
+    EXPECT_EQ(status_at(1.0f), -1); // between frames 2 and 4, but not between neighbours
 }
 
 TEST_F(InterpolateTime, WithUnequalVertexCountsReturnsMinusOne) {
     owned.add_frame(1, 0.0f, {{1, 2, 3}});
     owned.add_frame(2, 1.0f, {{1, 2, 3, 4, 5, 6}});
     owned.add_frame(3, 1.0f, {{1, 2, 3, 4, 5, 6}}); // fits, but is the second mesh
-    at(1.0f);
-    EXPECT_EQ(status, -1);
+    EXPECT_EQ(status_at(1.0f), -1);
 }
 
 TEST_F(InterpolateTime, WithoutMeshesOrPositionsReturnsMinusOne) {
     owned.add_frame(1, 0.0f, {{1, 2, 3}});
     owned.add_frame(2, 1.0f, {});
     owned.add_frame(3, 2.0f, {{1, 2, 3}});
-    at(0.5f);
-    EXPECT_EQ(status, -1);
-    at(1.5f);
-    EXPECT_EQ(status, -1);
+    EXPECT_EQ(status_at(0.5f), -1);
+    EXPECT_EQ(status_at(1.5f), -1);
     owned.scene.frames[1].mesh_count = 4; // a count without an array
     std::free(owned.scene.frames[1].meshes);
     owned.scene.frames[1].meshes = nullptr;
-    at(0.5f);
-    EXPECT_EQ(status, -1);
+    EXPECT_EQ(status_at(0.5f), -1);
     owned.scene.frames[1].mesh_count = 0;
     owned.scene.frames[1].time = 9.0f;
     qel_alembic_mesh &last = owned.add_frame(4, 3.0f, {{4, 5, 6}}).meshes[0];
     std::free(last.positions);
     last.positions = nullptr;
-    at(2.5f);
-    EXPECT_EQ(status, -1);
+    EXPECT_EQ(status_at(2.5f), -1);
 }
 
 TEST_F(InterpolateTime, NeedsThePositionsOfBothFrames) {
@@ -197,12 +195,10 @@ TEST_F(InterpolateTime, NeedsThePositionsOfBothFrames) {
         float *&positions = owned.scene.frames[missing].meshes[0].positions;
         float *const there = positions;
         positions = nullptr;
-        at(0.5f);
-        EXPECT_EQ(status, -1) << "frame " << missing;
+        EXPECT_EQ(status_at(0.5f), -1) << "frame " << missing;
         positions = there;
     }
-    at(0.5f);
-    EXPECT_EQ(status, 0);
+    EXPECT_EQ(status_at(0.5f), 0);
 }
 
 TEST_F(InterpolateTime, NeedsNoArraysForMeshesWithoutVertices) {
@@ -229,11 +225,9 @@ TEST_F(InterpolateTime, OfMeshesWithoutVerticesGivesAnEmptyArray) {
 }
 
 TEST_F(InterpolateTime, WithFewerThanTwoFramesReturnsMinusOne) {
-    at(0.0f);
-    EXPECT_EQ(status, -1);
+    EXPECT_EQ(status_at(0.0f), -1);
     owned.add_frame(1, 0.0f, {{1, 2, 3}});
-    at(0.0f);
-    EXPECT_EQ(status, -1);
+    EXPECT_EQ(status_at(0.0f), -1);
     qel_alembic_file counts = {};
     counts.frame_count = 5; // a count without an array
     qel_alembic_mesh mesh = {};

@@ -124,8 +124,8 @@ class FarmTest(Case):
         with Client(self.cluster.address, set_as_default=False) as client:
             whole = Farm(self.out, client, 1 << 28)
             self.assertEqual(len(whole.units), len(self.sound))
-            alone = answer(Nearest(29183, 40), str(self.out), whole.units, 1 << 28)
-            self.assertEqual(whole.nearest(29183, 40).result(), alone)
+            one = answer(Nearest(29183, 40), str(self.out), whole.units, 1 << 28)
+            self.assertEqual(whole.nearest(29183, 40).result(), one)
             units = Farm(some, client).units
             self.assertGreater(len(units), 20)
             alone = [answer(question, str(some), units, 1 << 28) for question in questions]

@@ -1,36 +1,16 @@
 // SPDX-License-Identifier: MIT
 // Walks at levels and positions that do not fit the list of empty references: they list the same as the naive walk.
-#include "ogawa_reader/container/node_walk.h"
-
-#include "model/node_walk_model.h"
-#include "ogawa_reader/container/stored_archive.h"
-#include "support/archive_writer.h"
-
-#include <gtest/gtest.h>
+#include "ogawa_reader/container/walked_nodes.h"
 
 namespace qel {
 namespace {
 
-using model::listed_node;
 using namespace test;
-
-using node_list = std::vector<listed_node>;
 
 /// A group that refers to an empty group twice, then to a data node.
 std::uint64_t write_tree(archive_writer &archive) {
     const std::uint64_t empty = archive.group({archive.data_claiming(5, {}), archive.data_claiming(6, {})});
     return archive.group({empty, empty, archive.data_claiming(500, {})});
-}
-
-node_list walk(const stored_archive &archive, std::uint64_t reference, std::int32_t depth,
-               std::int32_t max_depth, std::uint64_t file_size) {
-    ogawa::extent nodes[10] = {};
-    ogawa_node_collector collector = {archive.stream(), file_size, nodes, 0, 10, max_depth};
-    ogawa_collect_data_nodes(&collector, static_cast<std::int64_t>(reference), depth);
-    node_list listed;
-    for (std::uint32_t i = 0; i < collector.count; ++i)
-        listed.push_back({nodes[i].at, nodes[i].size});
-    return listed;
 }
 
 node_list naive(const stored_archive &archive, std::uint64_t reference, std::int32_t depth,
@@ -45,11 +25,11 @@ TEST(DataNodesLimits, AreTheSameNodesAtAnyLevel) {
     const std::uint64_t tree = write_tree(writer);
     const stored_archive archive(writer.content());
     for (const std::int32_t depth : {-70'000, -2, -1, 0, 1, 65'533, 65'535, 65'536, 70'000}) {
-        const node_list found = walk(archive, tree, depth, depth + 2, archive.length());
+        const node_list found = walk(archive, tree, {10, depth + 2}, depth);
         EXPECT_EQ(found, naive(archive, tree, depth, depth + 2, archive.length())) << "from level " << depth;
         ASSERT_EQ(found.size(), 1u) << "from level " << depth;
         EXPECT_EQ(found[0].payload_size, 500u);
-        EXPECT_EQ(walk(archive, tree, depth, depth, archive.length()), node_list{});
+        EXPECT_EQ(walk(archive, tree, {10, depth}, depth), node_list{});
     }
 }
 
@@ -64,7 +44,7 @@ TEST(DataNodesLimits, AreTheSameNodesAmongReferencesBeyondAnyFile) {
     const std::uint64_t tree = writer.group({writer.group(children), writer.group(children)});
     const stored_archive archive(writer.content());
     constexpr std::uint64_t any_size = UINT64_MAX; // so that the references are tried
-    const node_list found = walk(archive, tree, 0, 20, any_size);
+    const node_list found = walk(archive, tree, {10, 20}, 0, any_size);
     EXPECT_EQ(found, naive(archive, tree, 0, 20, any_size));
     EXPECT_EQ(found.size(), 2u);
 }

@@ -1,12 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "ogawa_reader/container/node_walk.h"
 
-#include "model/node_walk_model.h"
-#include "ogawa_reader/container/stored_archive.h"
-#include "support/archive_writer.h"
+#include "ogawa_reader/container/walked_nodes.h"
 #include "support/failing_heap.h"
-
-#include <gtest/gtest.h>
 
 #include <random>
 
@@ -18,42 +14,24 @@ using namespace test;
 
 constexpr std::uint64_t data_bit = archive_writer::data_bit;
 
-struct limits {
-    std::uint32_t capacity = 500;
-    std::int32_t max_depth = 20;
-};
-
-std::vector<listed_node> walk(const stored_archive &archive, std::uint64_t reference, limits allowed = {},
-                              std::int32_t depth = 0) {
-    std::vector<ogawa::extent> nodes(allowed.capacity + 1, {0, 0}); // one more, which must stay
-    ogawa_node_collector collector = {archive.stream(), archive.length(), nodes.data(), 0,
-                                      allowed.capacity, allowed.max_depth};
-    ogawa_collect_data_nodes(&collector, static_cast<std::int64_t>(reference), depth);
-    EXPECT_LE(collector.count, allowed.capacity);
-    EXPECT_EQ(nodes[allowed.capacity].at, 0u);
-    std::vector<listed_node> listed;
-    for (std::uint32_t i = 0; i < collector.count; ++i)
-        listed.push_back({nodes[i].at, nodes[i].size});
-    return listed;
-}
-
-std::vector<listed_node> walk(const archive_writer &content, std::uint64_t reference, limits allowed = {},
-                              std::int32_t depth = 0) {
-    return walk(stored_archive(content.content()), reference, allowed, depth);
-}
-
-std::vector<std::uint64_t> sizes(const std::vector<listed_node> &nodes) {
-    std::vector<std::uint64_t> result;
-    for (const listed_node &node : nodes)
-        result.push_back(node.payload_size);
-    return result;
-}
-
-using size_list = std::vector<std::uint64_t>;
-
 /// A data node of a size. Its payload is not read.
 std::uint64_t claim(archive_writer &archive, std::uint64_t size) {
     return archive.data_claiming(size, {});
+}
+
+/// A group of so many data nodes, of 1000 bytes and more.
+std::uint64_t group_of_claims(archive_writer &archive, std::uint64_t count) {
+    std::vector<std::uint64_t> children;
+    for (std::uint64_t i = 0; i < count; ++i)
+        children.push_back(claim(archive, 1000 + i));
+    return archive.group(children);
+}
+
+/// So many groups, one within the other, the innermost around what is referred to.
+std::uint64_t nested(archive_writer &archive, std::uint64_t reference, int groups) {
+    for (int i = 0; i < groups; ++i)
+        reference = archive.group({reference});
+    return reference;
 }
 
 TEST(DataNodes, AreListedFrom101To9999999Bytes) {
@@ -86,25 +64,20 @@ TEST(DataNodes, MayBeTheStartItself) {
 
 TEST(DataNodes, AreAppendedBehindThoseAlreadyListed) {
     archive_writer archive;
-    const std::uint64_t group =
-        archive.group({claim(archive, 200), claim(archive, 300), claim(archive, 400)});
+    const std::uint64_t a = claim(archive, 200), b = claim(archive, 300), c = claim(archive, 400);
+    const std::uint64_t group = archive.group({a, b, c});
     const stored_archive stored(archive.content());
     ogawa::extent nodes[4] = {{1, 2}, {3, 4}, {0, 0}, {5, 6}};
     ogawa_node_collector collector = {stored.stream(), stored.length(), nodes, 1, 3, 20};
     ogawa_collect_data_nodes(&collector, static_cast<std::int64_t>(group), 0);
     EXPECT_EQ(collector.count, 3u);
-    EXPECT_EQ(nodes[0].size, 2u);
-    EXPECT_EQ(nodes[1].size, 200u);
-    EXPECT_EQ(nodes[2].size, 300u);
-    EXPECT_EQ(nodes[3].size, 6u);
+    EXPECT_EQ((size_list{nodes[0].size, nodes[1].size, nodes[2].size, nodes[3].size}),
+              (size_list{2, 200, 300, 6}));
 }
 
 TEST(DataNodes, StopSilentlyWhenTheListIsFull) {
     archive_writer archive;
-    std::vector<std::uint64_t> children;
-    for (std::uint64_t i = 0; i < 600; ++i)
-        children.push_back(claim(archive, 1000 + i));
-    const std::uint64_t group = archive.group(children);
+    const std::uint64_t group = group_of_claims(archive, 600);
     const size_list all = sizes(walk(archive, group, {1000, 20}));
     EXPECT_EQ(all.size(), 600u);
     const size_list some = sizes(walk(archive, group));
@@ -143,9 +116,7 @@ TEST(DataNodes, AreNotFoundThroughReferencesOutOfTheFile) {
 TEST(DataNodes, TwentyLevelsBelowTheStartAreListedAndTwentyOneAreNot) {
     for (const int groups : {20, 21}) {
         archive_writer archive;
-        std::uint64_t reference = claim(archive, 200);
-        for (int i = 0; i < groups; ++i)
-            reference = archive.group({reference});
+        const std::uint64_t reference = nested(archive, claim(archive, 200), groups);
         EXPECT_EQ(walk(archive, reference).size(), groups == 20 ? 1u : 0u);
         EXPECT_EQ(walk(archive, reference, {500, 21}).size(), 1u);
         EXPECT_EQ(walk(archive, reference, {500, 21}, 1).size(), groups == 20 ? 1u : 0u);
@@ -173,10 +144,7 @@ TEST(DataNodes, CutOffByTheFilesEndAreMissing) {
 
 TEST(DataNodes, LargeGroupsAreReadWhole) {
     archive_writer archive;
-    std::vector<std::uint64_t> children;
-    for (std::uint64_t i = 0; i < 1000; ++i)
-        children.push_back(claim(archive, 1000 + i));
-    const std::uint64_t group = archive.group(children);
+    const std::uint64_t group = group_of_claims(archive, 1000);
     const size_list listed = sizes(walk(archive, group, {1000, 1}));
     ASSERT_EQ(listed.size(), 1000u);
     for (std::uint64_t i = 0; i < 1000; ++i)
@@ -209,22 +177,23 @@ TEST(DataNodes, OfAGroupThatOnceHadNoMemoryAreFoundLater) {
     EXPECT_EQ(heap.failures(), 1u);
 }
 
-/// Groups that refer to themselves and to each other, and data nodes among them.
-archive_writer write_cycles(std::uint64_t &start) {
+/// Groups that refer to themselves and to each other, and data nodes among them. Gives the group to start from.
+std::uint64_t write_cycles(stored_archive &stored) {
     archive_writer archive;
     const std::uint64_t a = claim(archive, 200), small = claim(archive, 50);
     const std::uint64_t first = archive.size(), second = first + 8 + 4 * 8, third = second + 8 + 3 * 8;
     archive.group({second, small, first, third});
     archive.group({first, second, third});
     archive.group({third, small, second});
-    start = archive.group({first, second, third, a, third});
-    return archive;
+    const std::uint64_t start = archive.group({first, second, third, a, third});
+    stored.store(archive.content());
+    return start;
 }
 
 TEST(DataNodes, AreTheSameWithoutMemoryForAnythingButTheGroups) {
-    std::uint64_t start;
-    const stored_archive stored(write_cycles(start).content());
-    const limits allowed = {500, 8};
+    stored_archive stored;
+    const std::uint64_t start = write_cycles(stored);
+    const walk_limits allowed = {500, 8};
     ASSERT_EQ(sizes(walk(stored, start, allowed)), size_list{200});
     for (const std::size_t size :
          {std::size_t{256} << 10, std::size_t{8192}}) { // the window, the memory of groups
@@ -235,8 +204,8 @@ TEST(DataNodes, AreTheSameWithoutMemoryForAnythingButTheGroups) {
 }
 
 TEST(DataNodes, LeaveNothingOnTheHeap) {
-    std::uint64_t start;
-    const stored_archive stored(write_cycles(start).content());
+    stored_archive stored;
+    const std::uint64_t start = write_cycles(stored);
     for (std::uint64_t n = 0; n < 20; ++n) {
         const heap_ledger ledger;
         const failing_heap heap = failing_heap::nth(n);
@@ -282,12 +251,10 @@ TEST(DataNodes, OnlyOneDeepWayLeadsToAreReachedByTheShortOne) {
     std::uint64_t chain = claim(archive, 200);
     for (int i = 0; i < 5; ++i)
         chain = archive.group({chain, 0});
-    std::uint64_t detour = chain;
-    for (int i = 0; i < 4; ++i)
-        detour = archive.group({detour});
-    EXPECT_EQ(sizes(walk(archive, archive.group({detour, chain, detour}), {500, 8})), size_list{200});
-    EXPECT_EQ(sizes(walk(archive, archive.group({detour, chain, detour}), {500, 10})),
-              (size_list{200, 200, 200}));
+    const std::uint64_t detour = nested(archive, chain, 4);
+    const std::uint64_t start = archive.group({detour, chain, detour});
+    EXPECT_EQ(sizes(walk(archive, start, {500, 8})), size_list{200});
+    EXPECT_EQ(sizes(walk(archive, start, {500, 10})), (size_list{200, 200, 200}));
 }
 
 /// `lists` groups of 1000 references each to a group of its own, of 1000 references to one empty group; then
@@ -335,7 +302,7 @@ TEST(DataNodes, OfADenseHostileFileEndQuickly) {
 class DataNodesRandom : public testing::Test {
   protected:
     /// Walks both ways; false when the naive one would take too long.
-    bool expect_same(const bytes &content, std::uint64_t reference, limits allowed) {
+    bool expect_same(const bytes &content, std::uint64_t reference, walk_limits allowed) {
         stored.store(content);
         model::node_walk naive{stored.stream(), content.size(), allowed.capacity, allowed.max_depth, {}};
         naive.max_visits = 20000;
@@ -375,8 +342,8 @@ TEST_F(DataNodesRandom, TreesAndCyclesListTheSameAsTheNaiveWalk) {
         }
         bytes content = archive.content();
         if (below(4) == 0) content.resize(16 + below(content.size() - 15));
-        const limits allowed = {static_cast<std::uint32_t>(below(12) == 0 ? below(4) : 40),
-                                static_cast<std::int32_t>(below(8))};
+        const walk_limits allowed = {static_cast<std::uint32_t>(below(12) == 0 ? below(4) : 40),
+                                     static_cast<std::int32_t>(below(8))};
         if (!expect_same(content, references[references.size() - 1 - below(3)], allowed)) continue;
         ++compared;
         listed_some += !walk(stored, references.back(), allowed).empty();
@@ -400,8 +367,8 @@ TEST_F(DataNodesRandom, WordsAtAnyOffsetListTheSameAsTheNaiveWalk) {
             test::append(content, word);
             if (below(10) == 0) content.push_back(static_cast<std::uint8_t>(below(3)));
         }
-        const limits allowed = {static_cast<std::uint32_t>(1 + below(30)),
-                                static_cast<std::int32_t>(below(7))};
+        const walk_limits allowed = {static_cast<std::uint32_t>(1 + below(30)),
+                                     static_cast<std::int32_t>(below(7))};
         for (int i = 0; i < 5; ++i)
             compared += expect_same(content, 16 + below(length), allowed);
         if (HasFailure()) FAIL() << "round " << round;

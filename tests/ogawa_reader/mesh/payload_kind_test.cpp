@@ -16,10 +16,6 @@ using namespace test;
 using floats = std::vector<float>;
 using words = std::vector<std::uint32_t>;
 
-float above(float value) {
-    return std::nextafter(value, infinity);
-}
-
 bytes triples(const floats &head, std::uint64_t size) {
     return payload_of<float>(head, size);
 }

@@ -17,10 +17,6 @@ namespace {
 
 using namespace test;
 
-float above(float value) {
-    return std::nextafter(value, infinity);
-}
-
 using floats = std::vector<float>;
 using words = std::vector<std::uint32_t>;
 

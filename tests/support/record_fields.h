@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The fields of the records that a caller hands to the library, for code that does the same with each of them.
+// The fields of the header's records, for code that does the same with each of them.
 #pragma once
 
 #include "qel_unit.h"
@@ -41,6 +41,15 @@ QEL_FIELDS(qel_alembic_mesh, name, vertex_count, face_count, positions, indices,
 QEL_FIELDS(qel_alembic_file, version, flags, source, mesh_count, meshes, frame_count, time_start, time_end,
            fps, frames, hash, hash_size, total_vertices, total_faces, total_tokens)
 QEL_FIELDS(qel_alembic_hit, mesh_index, vertex_index, frame_index, vertex, token, distance)
+QEL_FIELDS(qel_alembic_vertex, position, matrix_x, matrix_y, matrix_z, padding0, morton, k11_level, i_state,
+           padding1, phi_norm, em_coupling, topology)
+QEL_FIELDS(qel_alembic_token, morton, hex_id, payload, layer, padding)
+QEL_FIELDS(qel_matrix_identity, x, y, z, mirror_x, mirror_y, mirror_z, k11_level, i_state, morton, phi_norm,
+           em_coupling)
+QEL_FIELDS(qel_matrix_offspring, x, y, z, chirality, phi_blend, em_coupling, k11_level, i_state)
+QEL_FIELDS(qel_mesh_verify_report, p_minus_p_ok, p_div_p_ok, coherence, valid, vertex_count, verified_at)
+QEL_FIELDS(qel_skin_joint, descriptor, joint_transform)
+QEL_FIELDS(qel_skin_weight, joints, weights)
 QEL_FIELDS(qel_skin, joints, joint_count, weights, weight_count, bind_extra)
 QEL_FIELDS(qel_mesh_header, magic, version, flags, vertex_count, triangle_count, joint_count, reserved,
            bounds_min, bounds_max, positions_offset, normals_offset, indices_offset, skin_offset)
