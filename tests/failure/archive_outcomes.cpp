@@ -62,6 +62,10 @@ bytes blocks(const std::vector<std::uint64_t> &sizes, std::size_t cut = 0) {
     return content;
 }
 
+bytes pair_of_blocks() {
+    return blocks({48, 48});
+}
+
 std::int32_t read_normals(caller &c, const bytes &content, std::uint64_t failing_allocation = 0) {
     const archive_in_memory stored(content);
     c.watch("normals", c.floats);
@@ -235,10 +239,7 @@ const std::vector<outcome> archive_outcomes = {
      "name \"uv\", rest 0"},
     {"ogawa_read_uvs", -2, "", [](caller &c) { return read_uvs(c, blocks({16}), 2); }, "name \"uv\", rest 0"},
 
-    {"ogawa_read_tangent_frame", 0, "",
-     [](caller &c) {
-         return read_frame(c, blocks({48, 48}));
-     },
+    {"ogawa_read_tangent_frame", 0, "", [](caller &c) { return read_frame(c, pair_of_blocks()); },
      "tangents owned, bitangents owned, count 4, components 3"},
     {"ogawa_read_tangent_frame", -1, "no pair",
      [](caller &c) {
@@ -251,15 +252,9 @@ const std::vector<outcome> archive_outcomes = {
      [](caller &c) { return ogawa_read_tangent_frame(nullptr, nullptr, 0, &c.frame); }, "nothing",
      watching<&caller::frame>},
     {"ogawa_read_tangent_frame", -2, "the tangents",
-     [](caller &c) {
-         return read_frame(c, blocks({48, 48}), 2);
-     },
-     "bitangents freed, count 4, rest 0"},
+     [](caller &c) { return read_frame(c, pair_of_blocks(), 2); }, "bitangents freed, count 4, rest 0"},
     {"ogawa_read_tangent_frame", -2, "the bitangents",
-     [](caller &c) {
-         return read_frame(c, blocks({48, 48}), 3);
-     },
-     "tangents freed, count 4, rest 0"},
+     [](caller &c) { return read_frame(c, pair_of_blocks(), 3); }, "tangents freed, count 4, rest 0"},
 
     {"ogawa_read_skinning", -1, "", [](caller &c) { return ogawa_read_skinning(&closed, nullptr, &c.skin); },
      "all 0", watching<&caller::skin>},

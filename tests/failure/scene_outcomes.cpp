@@ -172,35 +172,19 @@ const std::vector<outcome> scene_outcomes = {
     {"qel_alembic_build_hash_table", -4, "", [](caller &c) { return build(c, 1); },
      "hash_size 8388608, total_vertices 3, total_tokens 3"},
 
-    {"qel_alembic_validate", 0, "",
-     [](caller &c) { return validate(c, [](qel_alembic_file &, qel_alembic_mesh &) {}); }, "nothing"},
+    {"qel_alembic_validate", 0, "", [](caller &c) { return validate(c, [](auto &, auto &) {}); }, "nothing"},
     {"qel_alembic_validate", -1, "", [](caller &) { return qel_alembic_validate(nullptr); }, "nothing"},
     {"qel_alembic_validate", -2, "",
-     [](caller &c) {
-         return validate(c, [](qel_alembic_file &scene, qel_alembic_mesh &) { scene.mesh_count = 0; });
-     },
-     "nothing"},
+     [](caller &c) { return validate(c, [](auto &scene, auto &) { scene.mesh_count = 0; }); }, "nothing"},
     {"qel_alembic_validate", -3, "",
-     [](caller &c) {
-         return validate(c, [](qel_alembic_file &, qel_alembic_mesh &mesh) { mesh.positions = nullptr; });
-     },
-     "nothing"},
+     [](caller &c) { return validate(c, [](auto &, auto &mesh) { mesh.positions = nullptr; }); }, "nothing"},
     {"qel_alembic_validate", -4, "",
-     [](caller &c) {
-         return validate(c, [](qel_alembic_file &, qel_alembic_mesh &mesh) { mesh.vertex_count = 0; });
-     },
-     "nothing"},
+     [](caller &c) { return validate(c, [](auto &, auto &mesh) { mesh.vertex_count = 0; }); }, "nothing"},
     {"qel_alembic_validate", -5, "",
-     [](caller &c) {
-         return validate(c,
-                         [](qel_alembic_file &, qel_alembic_mesh &mesh) { mesh.vertices[2].matrix_z = 48; });
-     },
+     [](caller &c) { return validate(c, [](auto &, auto &mesh) { mesh.vertices[2].matrix_z = 48; }); },
      "nothing"},
     {"qel_alembic_validate", -6, "",
-     [](caller &c) {
-         return validate(
-             c, [](qel_alembic_file &, qel_alembic_mesh &mesh) { mesh.vertices[2].k11_level = -12; });
-     },
+     [](caller &c) { return validate(c, [](auto &, auto &mesh) { mesh.vertices[2].k11_level = -12; }); },
      "nothing"},
 };
 

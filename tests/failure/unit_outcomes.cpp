@@ -43,6 +43,18 @@ bytes sound_file() {
     return file;
 }
 
+/// Of a unit of one token.
+std::int32_t get_token(caller &c, std::uint32_t number) {
+    std::vector<qel_token> tokens = {make_token(9, "2A9E0100", 5, 7)};
+    c.unit = borrowed_unit(tokens);
+    c.watch("morton", c.key);
+    c.watch("hex_id", c.text);
+    c.watch("layer", c.byte);
+    const std::int32_t status = qel_unit_get_token(&c.unit, number, &c.key, c.text, &c.byte);
+    if (status == 0) c.text[8] = '\0'; // the function adds none
+    return status;
+}
+
 } // namespace
 
 const std::vector<outcome> unit_outcomes = {
@@ -136,28 +148,9 @@ const std::vector<outcome> unit_outcomes = {
     {"qel_unit_load", -6, "", [](caller &c) { return load(c, sound_file(), 8); },
      "version 6, count 3, extra 7, rest 0"},
 
-    {"qel_unit_get_token", 0, "",
-     [](caller &c) {
-         std::vector<qel_token> tokens = {make_token(9, "2A9E0100", 5, 7)};
-         c.unit = borrowed_unit(tokens);
-         c.watch("morton", c.key);
-         c.watch("hex_id", c.text);
-         c.watch("layer", c.byte);
-         const std::int32_t status = qel_unit_get_token(&c.unit, 0, &c.key, c.text, &c.byte);
-         c.text[8] = '\0'; // the function adds none
-         return status;
-     },
+    {"qel_unit_get_token", 0, "", [](caller &c) { return get_token(c, 0); },
      "morton 9, hex_id \"2A9E0100\", layer 7"},
-    {"qel_unit_get_token", -1, "no such token",
-     [](caller &c) {
-         std::vector<qel_token> tokens = {make_token(9, "2A9E0100", 5, 7)};
-         c.unit = borrowed_unit(tokens);
-         c.watch("morton", c.key);
-         c.watch("hex_id", c.text);
-         c.watch("layer", c.byte);
-         return qel_unit_get_token(&c.unit, 1, &c.key, c.text, &c.byte);
-     },
-     "nothing"},
+    {"qel_unit_get_token", -1, "no such token", [](caller &c) { return get_token(c, 1); }, "nothing"},
 };
 
 } // namespace qel::test

@@ -9,6 +9,7 @@
 #include <cstring>
 #include <limits>
 #include <random>
+#include <utility>
 #include <vector>
 
 namespace qel {
@@ -90,17 +91,10 @@ TEST(CompareSearchResults, ComparesOnlyTheDistanceAsAnUnsignedNumber) {
 }
 
 TEST(RuvSqrt, GivesTruncatedRoots) {
-    EXPECT_EQ(ruv_sqrt(0), 0u);
-    EXPECT_EQ(ruv_sqrt(1), 1u);
-    EXPECT_EQ(ruv_sqrt(2), 1u);
-    EXPECT_EQ(ruv_sqrt(3), 1u);
-    EXPECT_EQ(ruv_sqrt(4), 2u);
-    EXPECT_EQ(ruv_sqrt(8), 2u);
-    EXPECT_EQ(ruv_sqrt(9), 3u);
-    EXPECT_EQ(ruv_sqrt(99), 9u);
-    EXPECT_EQ(ruv_sqrt(100), 10u);
-    EXPECT_EQ(ruv_sqrt(16777215), 4095u);
-    EXPECT_EQ(ruv_sqrt(16777216), 4096u);
+    const std::uint64_t roots[][2] = {{0, 0}, {1, 1},  {2, 1},    {3, 1},           {4, 2},          {8, 2},
+                                      {9, 3}, {99, 9}, {100, 10}, {16777215, 4095}, {16777216, 4096}};
+    for (const auto &[number, root] : roots)
+        EXPECT_EQ(ruv_sqrt(number), root) << number;
 }
 
 TEST(RuvSqrt, RoundsTheArgumentToSinglePrecisionFirst) {
@@ -125,13 +119,10 @@ TEST(RuvIsqrt, GivesZeroBelowOne) {
 }
 
 TEST(RuvIsqrt, GivesTruncatedRoots) {
-    EXPECT_EQ(ruv_isqrt(1), 1u);
-    EXPECT_EQ(ruv_isqrt(2), 1u);
-    EXPECT_EQ(ruv_isqrt(3), 1u);
-    EXPECT_EQ(ruv_isqrt(4), 2u);
-    EXPECT_EQ(ruv_isqrt(99), 9u);
-    EXPECT_EQ(ruv_isqrt(16777217), 4096u);
-    EXPECT_EQ(ruv_isqrt(int_max), 46340u);
+    const std::pair<std::int32_t, std::uint32_t> roots[] = {
+        {1, 1}, {2, 1}, {3, 1}, {4, 2}, {99, 9}, {16777217, 4096}, {int_max, 46340}};
+    for (const auto &[number, root] : roots)
+        EXPECT_EQ(ruv_isqrt(number), root) << number;
 }
 
 TEST(RuvIsqrt, EqualsIntegerArithmeticOnEveryMagnitude) {
