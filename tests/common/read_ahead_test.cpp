@@ -63,6 +63,12 @@ TEST_F(ReadAhead, GivesTheFilesBytesInEitherDirection) {
     }
 }
 
+TEST_F(ReadAhead, GivesBytesFromBeforeAPieceThatHoldsTheirEnd) {
+    read_ahead ahead(file);
+    ASSERT_NO_FATAL_FAILURE(expect_bytes(ahead, 5000, 10)); // holds the bytes from 1928 to 6024
+    expect_bytes(ahead, 100, 3000);
+}
+
 TEST_F(ReadAhead, ReadsTheLastByteAndNothingBehindIt) {
     read_ahead ahead(file);
     std::uint8_t read[2] = {};

@@ -26,17 +26,35 @@ class Mistake:
         return self.source.path
 
 
+class Equivalent:
+    """The entries of equivalent.txt, in their order: names of mutants, and beginnings of names, each before a `*`."""
+
+    def __init__(self, entries):
+        self.entries = entries
+        self._names = {entry for entry in entries if not entry.endswith("*")}
+        self._beginnings = tuple(entry[:-1] for entry in entries if entry.endswith("*"))
+
+    def __contains__(self, identity):
+        return identity in self._names or identity.startswith(self._beginnings)
+
+    def without_mutants(self, identities):
+        """The entries that stand for none of the mutants."""
+        return [entry for entry in self.entries if not any(
+            identity.startswith(entry[:-1]) if entry.endswith("*") else identity == entry for identity in identities)]
+
+
 def read_equivalent():
-    """The reasons of equivalent mutants, by what they are called."""
-    reasons, reason = {}, ""
+    """The equivalent mutants; each has to stand below a reason."""
+    entries, reason = [], ""
     for number, line in enumerate((HERE / "equivalent.txt").read_text().splitlines(), 1):
         if line.startswith("    "):
-            if not reason or line.strip() in reasons:
-                sys.exit(f"equivalent.txt:{number}: {'twice' if reason else 'without a reason'}: {line.strip()}")
-            reasons[line.strip()] = reason
+            entry = line.strip()
+            if not reason or entry in Equivalent(entries):
+                sys.exit(f"equivalent.txt:{number}: {'twice' if reason else 'without a reason'}: {entry}")
+            entries.append(entry)
         elif line and not line.startswith("#"):
             reason = line
-    return reasons
+    return Equivalent(entries)
 
 
 def read_plausible(sources):

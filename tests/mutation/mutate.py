@@ -111,14 +111,15 @@ def try_plausible(project, mistakes, bench):
 def check(project, mutants, equivalent, mistakes):
     """Whether the lists fit the sources."""
     identities = {mutant.identity for mutant in mutants}
-    problems = [f"no such mutant is left: {identity}" for identity in equivalent if identity not in identities]
+    listed = sum(identity in equivalent for identity in identities)
+    problems = [f"no such mutant is left: {entry}" for entry in equivalent.without_mutants(identities)]
     if len(mutants) < LEAST_MUTANTS:
         problems.append(f"only {len(mutants)} mutants are made")
     bench = Bench(project, 0)
     problems += check_plausible([Alone(project, bench, f"check-{i}") for i in range(os.cpu_count() or 1)], mistakes)
     for problem in problems:
         print(problem)
-    print(f"{len(mutants)} mutants, {len(equivalent)} of them listed as equivalent, {len(mistakes)} plausible mistakes")
+    print(f"{len(mutants)} mutants, {listed} of them listed as equivalent, {len(mistakes)} plausible mistakes")
     return 1 if problems else 0
 
 

@@ -2,6 +2,8 @@
 // What a mesh, points, curves or a patch are read into.
 #include "qel_archive/opened_archive.h"
 
+#include <cmath>
+
 namespace qel {
 namespace {
 
@@ -157,6 +159,23 @@ TEST(ArchiveMeshes, HaveTheBoxOfManyPositionsWhereverNoNumbersStand) {
         for (std::size_t i = piece; i < piece + count; ++i)
             positions[3 * i + i % 3] = nan; // the others of each count
         expect_box_of(positions);
+    }
+}
+
+TEST(ArchiveMeshes, HaveTheFirstOfZerosOfBothSignsInTheBoxOfManyPositions) {
+    constexpr std::size_t piece = 16'384; // positions that are read at once
+    for (const float first : {0.0f, -0.0f}) {
+        std::vector<float> positions(3 * 2 * piece, first);
+        std::fill_n(positions.begin() + 3 * piece, 3 * piece, -first);
+        archive_builder builder;
+        add_points(builder.top, "m", {positions});
+        const opened_archive opened(builder);
+        const read_mesh read = opened.mesh("/m");
+        ASSERT_EQ(read.status, QEL_ARCHIVE_OK);
+        for (std::size_t axis = 0; axis < 3; ++axis) {
+            EXPECT_EQ(std::signbit(read->bounds_min[axis]), std::signbit(first)) << first << ' ' << axis;
+            EXPECT_EQ(std::signbit(read->bounds_max[axis]), std::signbit(first)) << first << ' ' << axis;
+        }
     }
 }
 

@@ -76,6 +76,14 @@ TEST(ArchiveTransforms, TurnAboutAxesOfAnyLength) {
     }
 }
 
+TEST(ArchiveTransforms, TurnAboutLongAxesOfUnequalParts) {
+    for (const double shorter : {1.0, -1.0, 1e100}) {
+        expect_near(local_of({rotate(1e200, shorter, shorter, 30)}), local_of({rotate_x(30)}));
+        expect_near(local_of({rotate(shorter, 1e200, shorter, 30)}), local_of({rotate_y(30)}));
+        expect_near(local_of({rotate(shorter, shorter, 1e200, 30)}), local_of({rotate_z(30)}));
+    }
+}
+
 TEST(ArchiveTransforms, TurnIntoNoNumbersAboutAxesThatAreNoneOrEndless) {
     for (const double odd :
          {std::numeric_limits<double>::quiet_NaN(), std::numeric_limits<double>::infinity()})

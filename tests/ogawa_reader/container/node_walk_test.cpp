@@ -245,6 +245,21 @@ TEST(DataNodes, BehindLayersOfSharedGroupsAreReached) {
     EXPECT_EQ(sizes(walk(archive, archive.group({layer, a}))), size_list{200});
 }
 
+TEST(DataNodes, BehindLayersOfReferencesThatLeadNowhereAreReached) {
+    archive_writer archive;
+    const std::uint64_t a = claim(archive, 200), beyond = std::uint64_t{1} << 40;
+    std::uint64_t deep = archive.group({a});
+    for (int i = 0; i < 10; ++i)
+        deep = archive.group({deep});
+    for (const std::uint64_t end :
+         {beyond, beyond | data_bit, data_bit, claim(archive, 5), archive.group_claiming(1001, {}), deep}) {
+        std::uint64_t layer = archive.group({end});
+        for (int i = 0; i < 15; ++i)
+            layer = archive.group(std::vector<std::uint64_t>(300, layer));
+        EXPECT_EQ(sizes(walk(archive, archive.group({layer, a}))), size_list{200}) << end;
+    }
+}
+
 TEST(DataNodes, OnlyOneDeepWayLeadsToAreReachedByTheShortOne) {
     // Too deep at first: a group that listed nothing there has to be walked again nearer to the start.
     archive_writer archive;

@@ -68,5 +68,17 @@ TEST(SizeWords, EndWhereTheyAreToldTo) {
     EXPECT_EQ(seen, 7);
 }
 
+TEST(SizeWords, EndWhereTheyAreToldToAmongTheLastSteps) {
+    const std::size_t last = 6 * steps_at_once; // the steps from here on are too few to be looked at together
+    std::vector<std::uint8_t> bytes((last + 3) * size_word_step);
+    bytes[last * size_word_step] = bytes[(last + 1) * size_word_step] = 40;
+    std::vector<std::size_t> places;
+    EXPECT_FALSE(look_at_size_words(bytes.data(), last + 2, [&](std::size_t place) {
+        places.push_back(place);
+        return false;
+    }));
+    EXPECT_EQ(places, std::vector<std::size_t>{384});
+}
+
 } // namespace
 } // namespace qel
