@@ -2,6 +2,7 @@
 // The limits on what stands in a file, whichever way it is read: an archive that shares its groups so often that the
 // bytes read are more than the file has is read again with a table of positions.
 #include "qel_archive/opened_archive.h"
+#include "support/failing_heap.h"
 
 #include <algorithm>
 #include <fstream>
@@ -223,6 +224,34 @@ class many_properties {
     std::vector<large_group> groups_;
     std::uint64_t next_group_ = groups_at;
 };
+
+/// How many blocks of memory it takes to see the damage of an archive whose first compound is a group of `count`
+/// references, all zero. The file is a hole but for its beginning.
+std::uint64_t blocks_for_compound_of(std::uint64_t count) {
+    constexpr std::uint64_t group_at = 4096;
+    archive_writer out;
+    const std::uint64_t top = out.group({group_at, out.data(bytes(32, 0))});
+    const std::uint64_t number = out.data(bytes(4, 0)), none = out.data({});
+    const std::uint64_t samplings = out.data(bytes_of_sampling({}, 1));
+    out.set_root(out.group({number, number, top, none, samplings, none}));
+    out.pad_to(group_at);
+    out.append_raw(bytes_of(std::vector<std::uint64_t>{count}));
+    const temp_folder folder;
+    const std::string path = folder.file("archive.abc");
+    out.save(path);
+    std::filesystem::resize_file(path, group_at + 8 + 8 * count);
+    const failing_heap heap = failing_heap::nth(0);
+    qel_archive *archive = nullptr;
+    EXPECT_EQ(qel_archive_open(path.c_str(), &archive), QEL_ARCHIVE_DAMAGED) << count;
+    return heap.count();
+}
+
+TEST(ArchiveLimits, OfACompoundsReferencesHoldBeforeTheyAreRead) {
+    const std::uint64_t refused = blocks_for_compound_of(2 * max_properties);
+    EXPECT_GT(blocks_for_compound_of(max_properties + 1), refused)
+        << "a reference for each, and one to their headers";
+    EXPECT_EQ(blocks_for_compound_of(max_properties + 2), refused);
+}
 
 TEST(ArchiveLimits, OfPropertiesHoldBelowInstances) {
     EXPECT_EQ(many_properties(0).status(), QEL_ARCHIVE_OK);
