@@ -52,9 +52,9 @@ def caches():
     return ", ".join(found) or "caches unknown"
 
 
-def machine():
+def machine(build="build/bench"):
     """Lines that say where and when. QEL_BENCH_MACHINE is what scripts/lib.sh saw before it began."""
-    compiler = first(r"^CMAKE_CXX_COMPILER:\w+=(.*)$", "build/bench/CMakeCache.txt")
+    compiler = first(r"^CMAKE_CXX_COMPILER:\w+=(.*)$", f"{build}/CMakeCache.txt")
     huge_pages = first(r"\[(.*)\]", "/sys/kernel/mm/transparent_hugepage/enabled")
     processor = first(r"^model name.*: (.*)$", "/proc/cpuinfo")
     megahertz = first(r"^cpu MHz.*: ([0-9]+)", "/proc/cpuinfo")

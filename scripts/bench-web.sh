@@ -1,18 +1,27 @@
 #!/usr/bin/env bash
 # Measures each golden job natively and in WebAssembly under Node, without and with SIMD128, and writes the table of
-# docs/web.md to standard output: the best of 15 runs of each. Builds what it needs.
-# Usage: scripts/bench-web.sh
+# docs/web.md, after it has waited for an idle machine as scripts/bench.sh does: the best of 15 measurements, each of which
+# repeats the job until a millisecond has passed. Builds what it needs.
+# Usage: scripts/bench-web.sh            half a minute beside the builds
+#        scripts/bench-web.sh --quick    does not wait and writes nothing
 source "$(dirname "$0")/lib.sh"
 need "${build_packages[@]}" googletest emscripten node-acorn
 command -v node >/dev/null || need nodejs
+export PYTHONDONTWRITEBYTECODE=1
 for preset in release wasm wasm-simd; do
     cmake --preset "$preset" >/dev/null
     cmake --build --preset "$preset" --target golden_digests >/dev/null
 done
-export LC_ALL=C # join and sort agree on an order
-program=tests/golden/golden_digests
-join <(build/release/$program --times | sort) \
-    <(join <(cmake/toolchains/run-node.sh build/wasm/$program.js --times | sort) \
-        <(cmake/toolchains/run-node.sh build/wasm-simd/$program.js --times | sort)) |
-    awk 'BEGIN { print "| job | native, ms | WebAssembly | with SIMD128 |"; print "|---|---|---|---|" }
-        { printf "| `%s` | %.4g | %.4g, %.1f × | %.4g, %.1f × |\n", $1, $2, $3, $3 / $2, $4, $4 / $2 }'
+page=(docs/web.md)
+if [ "${1:-}" = --quick ]; then
+    page=()
+else
+    look_at_load
+fi
+figures=build/web/times program=tests/golden/golden_digests
+mkdir -p $figures
+build/release/$program --times >$figures/native
+for preset in wasm wasm-simd; do
+    cmake/toolchains/run-node.sh build/$preset/$program.js --times >$figures/$preset
+done
+python3 bench/web.py $figures/{native,wasm,wasm-simd} "${page[@]}"

@@ -5,6 +5,24 @@ include(/usr/share/emscripten/cmake/Modules/Platform/Emscripten.cmake)
 option(QEL_UNIT_SIMD "Compile for WebAssembly with SIMD128" OFF)
 list(APPEND CMAKE_TRY_COMPILE_PLATFORM_VARIABLES QEL_UNIT_SIMD)
 
+# What a program under Node does without. docs/platforms.md names them, too.
+set(QEL_UNIT_TESTS_LEFT_OUT
+  # threads
+  ArchiveThreads.GetTheAnswersOfOne Stack.IsMeasuredWhereItIsTaken Stack.SufficesForEveryFunctionWith32KiB
+  # shared objects: a package's functions are those that bindings/javascript/CMakeLists.txt reads from the same list
+  *Symbols.TheLibraryExportsTheListAndNothingElse* *Symbols.EveryFunctionResolvesInTheLoadedLibrary*
+  # pipes with names: those that are made here are empty files
+  ArchiveFiles.AreRegular FileMapping.DoesNotWaitForTheWriterOfAPipe HostileScene.ThroughAPipe* SceneLoad.ReadsFromAPipe
+  # processes of its own, limits of its files
+  AgentSave.IsNeverSeenMissingOrInPart AgentSave.LeavesAWholeFileWheneverTheProcessIsKilled
+  AgentSave.KeepsTheOldFileAndTheDirtyMarkWhereTheDiskIsFull AgentSave.KeepsTheOldFileWhereTheTemporaryNameLeadsToIt
+  # hard links
+  File.LosesALinkThatIsRemovedButNotAnOnlyName
+  # pages of a file in the address space: a mapped file is memory that holds the file's bytes
+  FileMapping.RefusesAFileWhoseSystemMapsNone MeshCacheFree.UnmapsAMeshWithoutASkinToo MeshCacheFree.UnmapsReleasesAndClears
+  # other users, locales
+  ArchiveFiles.NeedPermission *Locales.*)
+
 # Only the tests and the tool catch exceptions. The stack is what Linux gives a program.
 set(flags "-fwasm-exceptions")
 if(QEL_UNIT_SIMD)

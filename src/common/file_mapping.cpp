@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "common/file_mapping.h"
 
-#include "common/heap.h"
 #include "common/windows.h"
 
 #if !defined(_WIN32)
@@ -44,21 +43,21 @@ void unmap_file(const file_mapping &mapping) {
 namespace {
 
 #if defined(__EMSCRIPTEN__)
-/// There are no pages to map: memory of the process holds the file's bytes as they are now.
+/// Files have no pages to map: memory of the system holds the file's bytes as they are now.
 mapping_outcome map_bytes(int file, std::uint64_t size, file_mapping &mapping) {
-    scratch<char> bytes(heap_array<char>(size));
-    if (!bytes) return mapping_outcome::no_memory;
-    for (std::uint64_t done = 0; done < size;) {
-        const ssize_t count = read(file, bytes.get() + done, static_cast<std::size_t>(size - done));
-        if (count <= 0) return mapping_outcome::no_mapping;
-        done += static_cast<std::uint64_t>(count);
+    const auto all = static_cast<std::size_t>(size);
+    void *const view = mmap(nullptr, all, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    if (view == MAP_FAILED) return mapping_outcome::no_memory;
+    for (std::size_t done = 0; done < all;) {
+        const ssize_t count = read(file, static_cast<char *>(view) + done, all - done);
+        if (count <= 0) {
+            munmap(view, all);
+            return mapping_outcome::no_mapping;
+        }
+        done += static_cast<std::size_t>(count);
     }
-    mapping = {bytes.release(), size};
+    mapping = {view, size};
     return mapping_outcome::mapped;
-}
-
-void unmap_bytes(const file_mapping &mapping) {
-    std::free(const_cast<void *>(mapping.view));
 }
 #else
 mapping_outcome map_bytes(int file, std::uint64_t size, file_mapping &mapping) {
@@ -66,10 +65,6 @@ mapping_outcome map_bytes(int file, std::uint64_t size, file_mapping &mapping) {
     if (view == MAP_FAILED) return errno == ENOMEM ? mapping_outcome::no_memory : mapping_outcome::no_mapping;
     mapping = {view, size};
     return mapping_outcome::mapped;
-}
-
-void unmap_bytes(const file_mapping &mapping) {
-    munmap(const_cast<void *>(mapping.view), static_cast<std::size_t>(mapping.size));
 }
 #endif
 
@@ -94,7 +89,7 @@ mapping_outcome map_file(const char *path, file_mapping &mapping) {
 }
 
 void unmap_file(const file_mapping &mapping) {
-    unmap_bytes(mapping);
+    munmap(const_cast<void *>(mapping.view), static_cast<std::size_t>(mapping.size));
 }
 
 #endif

@@ -107,6 +107,13 @@ using scratch = std::unique_ptr<T[], heap_deleter>;
 /// allocates, in which order, and what it does without when that fails, is documented behaviour that stays the same
 /// when a better algorithm needs less.
 template <class T>
-using required_scratch = scratch<T>;
+class required_scratch : public scratch<T> {
+  public:
+    explicit required_scratch(T *memory) : scratch<T>(memory) {
+#if defined(__clang__) // it leaves out an allocation whose address goes nowhere
+        __asm__ volatile("" : : "r"(memory));
+#endif
+    }
+};
 
 } // namespace qel

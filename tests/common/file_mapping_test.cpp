@@ -12,6 +12,8 @@
 #include <vector>
 
 #if !defined(_WIN32)
+#include "support/open_descriptors.h"
+
 #include <sys/stat.h>
 #endif
 
@@ -19,15 +21,6 @@ namespace qel {
 namespace {
 
 using namespace test;
-
-#if !defined(_WIN32)
-std::size_t open_descriptors() {
-    std::size_t count = 0;
-    for ([[maybe_unused]] const auto &entry : std::filesystem::directory_iterator("/proc/self/fd"))
-        ++count;
-    return count;
-}
-#endif
 
 TEST(FileMapping, ShowsAllBytesOfAFile) {
     const temp_folder folder;
@@ -137,14 +130,14 @@ TEST(FileMapping, LeavesNoDescriptorOpen) {
     const temp_folder folder;
     test::write_file(folder.file("f"), {1});
     test::write_file(folder.file("empty"), {});
-    const std::size_t before = open_descriptors();
+    const std::size_t before = test::open_descriptors();
     file_mapping mapping;
     ASSERT_EQ(map_file(folder.file("f").c_str(), mapping), mapping_outcome::mapped);
-    EXPECT_EQ(open_descriptors(), before) << "the view alone holds the file";
+    EXPECT_EQ(test::open_descriptors(), before) << "the view alone holds the file";
     unmap_file(mapping);
     EXPECT_EQ(map_file(folder.file("empty").c_str(), mapping), mapping_outcome::no_mapping);
     EXPECT_EQ(map_file(folder.file("none").c_str(), mapping), mapping_outcome::cannot_open);
-    EXPECT_EQ(open_descriptors(), before);
+    EXPECT_EQ(test::open_descriptors(), before);
 }
 #endif
 

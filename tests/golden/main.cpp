@@ -50,24 +50,35 @@ digests run_all() {
     return found;
 }
 
-/// The shortest of several runs: what else the machine does lengthens the others.
-double best_milliseconds(const qel::test::job &job) {
+using milliseconds = std::chrono::duration<double, std::milli>;
+
+milliseconds time_of(const qel::test::job &job, unsigned repetitions) {
     using clock = std::chrono::steady_clock;
-    std::chrono::duration<double, std::milli> best = std::chrono::hours(1);
-    for (int run = 0; run < 15; ++run) {
-        const clock::time_point start = clock::now();
+    const clock::time_point start = clock::now();
+    for (unsigned i = 0; i < repetitions; ++i) {
         qel::test::digest results;
         job.run(results);
-        best = std::min(best, std::chrono::duration<double, std::milli>(clock::now() - start));
     }
-    return best.count();
+    return clock::now() - start;
+}
+
+/// The shortest of several measurements: what else the machine does lengthens the others. A measurement repeats a job
+/// until a millisecond has passed, so that the clock resolves it.
+milliseconds best_time(const qel::test::job &job) {
+    unsigned repetitions = 1;
+    while (time_of(job, repetitions) < milliseconds(1))
+        repetitions *= 2;
+    milliseconds best = std::chrono::hours(1);
+    for (int i = 0; i < 15; ++i)
+        best = std::min(best, time_of(job, repetitions) / repetitions);
+    return best;
 }
 
 int write_times() {
     const qel::test::temp_folder folder;
     const std::filesystem::path before = std::filesystem::current_path();
     std::filesystem::current_path(folder.path());
-    each_job([](const qel::test::job &job) { std::printf("%s %.4f\n", job.name, best_milliseconds(job)); });
+    each_job([](const qel::test::job &job) { std::printf("%s %.9f\n", job.name, best_time(job).count()); });
     std::filesystem::current_path(before);
     return 0;
 }

@@ -13,6 +13,8 @@
 #include <functional>
 #include <sys/stat.h>
 #include <sys/types.h>
+#include <sys/uio.h>
+#include <utility>
 
 namespace {
 
@@ -21,23 +23,14 @@ enum class failure : std::uint8_t { none, interrupted, at_the_end, io_error, one
 failure read_failure = failure::none;
 std::uint64_t whole_reads = 0, reads = 0;
 
-using pread_function = ssize_t(int, void *, std::size_t, off_t);
-
-pread_function *next_pread() {
-    static auto *const next = reinterpret_cast<pread_function *>(dlsym(RTLD_NEXT, "pread"));
-    return next;
-}
-
 // So many calls of `open` are interrupted, and `fstat` fails.
 int interruptions_of_open = 0;
 bool fstat_fails = false;
 
-} // namespace
-
-// Stands in for the C library's.
-extern "C" ssize_t pread(int descriptor, void *bytes, std::size_t size, off_t position) {
-    if (read_failure == failure::none || ++reads <= whole_reads)
-        return next_pread()(descriptor, bytes, size, position);
+/// Does what the plan says by a function that reads so many bytes.
+template <class Read>
+ssize_t read_as_planned(std::size_t size, Read read) {
+    if (read_failure == failure::none || ++reads <= whole_reads) return read(size);
     switch (read_failure) {
     case failure::interrupted: // once, then the next one reads
         whole_reads = reads + 1;
@@ -46,12 +39,30 @@ extern "C" ssize_t pread(int descriptor, void *bytes, std::size_t size, off_t po
     case failure::at_the_end:
         return 0;
     case failure::one_byte:
-        return next_pread()(descriptor, bytes, 1, position);
+        return read(1);
     default:
         errno = EIO;
         return -1;
     }
 }
+
+} // namespace
+
+// They stand in for the C library's.
+#if defined(__EMSCRIPTEN__) // where lseek and read do what pread does elsewhere
+extern "C" ssize_t read(int descriptor, void *bytes, std::size_t size) {
+    return read_as_planned(size, [=](std::size_t count) {
+        const iovec piece = {bytes, count};
+        return readv(descriptor, &piece, 1);
+    });
+}
+#else
+extern "C" ssize_t pread(int descriptor, void *bytes, std::size_t size, off_t position) {
+    using pread_function = ssize_t(int, void *, std::size_t, off_t);
+    static auto *const next = reinterpret_cast<pread_function *>(dlsym(RTLD_NEXT, "pread"));
+    return read_as_planned(size, [=](std::size_t count) { return next(descriptor, bytes, count, position); });
+}
+#endif
 
 extern "C" int open(const char *path, int flags, ...) {
     mode_t mode = 0;
@@ -67,7 +78,8 @@ extern "C" int open(const char *path, int flags, ...) {
     return -1;
 }
 
-extern "C" int fstat(int descriptor, struct stat *status) noexcept {
+extern "C" int fstat(int descriptor,
+                     struct stat *status) noexcept(noexcept(fstat(0, std::declval<struct stat *>()))) {
     if (!fstat_fails) return fstatat(descriptor, "", status, AT_EMPTY_PATH);
     errno = EIO;
     return -1;

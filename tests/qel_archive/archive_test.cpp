@@ -8,6 +8,8 @@
 #include <set>
 
 #if !defined(_WIN32)
+#include "support/open_descriptors.h"
+
 #include <sys/stat.h>
 #include <unistd.h>
 #endif
@@ -192,20 +194,14 @@ TEST(ArchiveFiles, NeedPermission) {
 }
 
 TEST(ArchiveFiles, AreClosedWithTheArchiveAndAfterAFailure) {
-    const auto descriptors = [] {
-        std::size_t count = 0;
-        for ([[maybe_unused]] const auto &entry : std::filesystem::directory_iterator("/proc/self/fd"))
-            ++count;
-        return count;
-    };
     const temp_folder folder;
     write_file(folder.file("archive"), scene().build().content);
     write_file(folder.file("other"), bytes(100, 7));
-    const std::size_t before = descriptors();
+    const std::size_t before = open_descriptors();
     EXPECT_EQ(open_status(folder.file("archive")), QEL_ARCHIVE_OK);
     EXPECT_EQ(open_status(folder.file("other")), QEL_ARCHIVE_NOT_AN_ARCHIVE);
     EXPECT_EQ(open_status(folder.path().string()), QEL_ARCHIVE_CANNOT_OPEN);
-    EXPECT_EQ(descriptors(), before);
+    EXPECT_EQ(open_descriptors(), before);
 }
 #endif
 

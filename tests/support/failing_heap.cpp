@@ -4,6 +4,11 @@
 #include <cerrno>
 #include <unordered_set>
 
+#if defined(__EMSCRIPTEN__)
+#include <cstdio>
+#include <new>
+#endif
+
 extern "C" {
 
 void *__real_malloc(std::size_t size);
@@ -17,6 +22,10 @@ void __wrap_free(void *block);
 #if !defined(_WIN32) // it has no aligned_alloc
 void *__real_aligned_alloc(std::size_t alignment, std::size_t size);
 void *__wrap_aligned_alloc(std::size_t alignment, std::size_t size);
+#endif
+#if defined(__EMSCRIPTEN__)
+std::FILE *__real_fopen(const char *path, const char *mode);
+std::FILE *__wrap_fopen(const char *path, const char *mode);
 #endif
 
 } // extern "C"
@@ -40,6 +49,14 @@ qel::test::heap_policy policy;
 
 block_lists *ledger = nullptr; // its own nodes come from operator new, which is not wrapped
 
+#if defined(__EMSCRIPTEN__)
+// The standard libraries are linked with the program, and their own allocations are wrapped with the others. Those of a
+// stream are let through, as elsewhere; those of operator new pass by, below.
+bool standard_library_allocates = false;
+#else
+constexpr bool standard_library_allocates = false;
+#endif
+
 bool is_due(std::size_t size) {
     if (!plan.armed) return false;
     ++plan.count;
@@ -51,13 +68,14 @@ bool is_due(std::size_t size) {
 }
 
 bool fails(std::size_t size) {
+    if (standard_library_allocates) return false;
     const bool fail = size > policy.max_bytes || is_due(size);
     if (fail) errno = ENOMEM;
     return fail;
 }
 
 void *noted(void *block) {
-    if (ledger == nullptr || block == nullptr) return block;
+    if (ledger == nullptr || block == nullptr || standard_library_allocates) return block;
     ledger->live.insert(block);
     ledger->freed.erase(block);
     return block;
@@ -102,7 +120,28 @@ void __wrap_free(void *block) {
     if (policy.give_back == nullptr || !policy.give_back(block)) __real_free(block);
 }
 
+#if defined(__EMSCRIPTEN__)
+std::FILE *__wrap_fopen(const char *path, const char *mode) {
+    standard_library_allocates = true;
+    std::FILE *const stream = __real_fopen(path, mode);
+    standard_library_allocates = false;
+    return stream;
+}
+#endif
+
 } // extern "C"
+
+#if defined(__EMSCRIPTEN__)
+void *operator new(std::size_t size) {
+    void *const block = __real_malloc(size);
+    if (block == nullptr) throw std::bad_alloc();
+    return block;
+}
+
+void operator delete(void *block) noexcept {
+    __real_free(block);
+}
+#endif
 
 namespace qel::test {
 

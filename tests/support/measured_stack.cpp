@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "support/measured_stack.h"
 
-#if defined(_WIN32) || defined(__APPLE__)
+#if defined(_WIN32) || defined(__APPLE__) || defined(__EMSCRIPTEN__)
 
 namespace qel::test {
 
