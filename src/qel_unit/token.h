@@ -46,8 +46,8 @@ constexpr std::uint64_t difference(std::uint64_t a, std::uint64_t b) {
     return a > b ? a - b : b - a;
 }
 
-/// Rounds to 24 bits before it takes the root: neighbouring large numbers have the same root. A root is 2^32 at most; the
-/// conversion to a signed number takes fewer instructions.
+/// Rounds to 24 bits before it takes the root: neighbouring large numbers have the same root. A root is 2^32 at most;
+/// the conversion to a signed number takes fewer instructions.
 inline std::uint64_t single_precision_root(std::uint64_t n) {
     return static_cast<std::uint64_t>(static_cast<std::int64_t>(std::sqrt(static_cast<float>(n))));
 }

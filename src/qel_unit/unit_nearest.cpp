@@ -34,9 +34,8 @@ struct side {
 
 constexpr std::uint64_t max_hops = std::uint64_t{1} << 32; // its square is 0 (mod 2^64)
 
-/// Lists the distances of as many tokens of a side as are wanted. Beyond the end of the side, it lists a distance that no
-/// token has.
-/// False where the distances do not grow, or where a search outwards may come to a token beyond them.
+/// Lists the distances of as many tokens of a side as are wanted. Beyond the end of the side, it lists a distance that
+/// no token has. False where the distances do not grow, or where a search outwards may come to a token beyond them.
 bool list_hops(const side &from, std::uint64_t target, std::uint64_t *hops, std::uint32_t wanted) {
     const std::uint32_t count = std::min(wanted, from.count);
     std::uint64_t last = 0;
@@ -52,8 +51,8 @@ bool list_hops(const side &from, std::uint64_t target, std::uint64_t *hops, std:
     return count == from.count || difference(from.key(count), target) >= last * last;
 }
 
-/// The best results offered so far, at most as many as wanted, as a heap with the worst in front. Of equal distances the
-/// one met first comes first.
+/// The best results offered so far, at most as many as wanted, as a heap with the worst in front. Of equal distances
+/// the one met first comes first.
 class nearest_results {
   public:
     nearest_results(qel_search_result *results, std::uint32_t wanted) : results_(results), wanted_(wanted) {}
@@ -92,8 +91,8 @@ class nearest_results {
     std::uint32_t arrivals_ = 0;
 };
 
-/// Offers tokens from the start outwards, one of each side in turn, until neither side can improve the results. Right for
-/// keys in any order.
+/// Offers tokens from the start outwards, one of each side in turn, until neither side can improve the results. Right
+/// for keys in any order.
 void search_outwards(const qel_token *tokens, std::int32_t count, std::uint64_t target, std::int32_t start,
                      nearest_results &nearest) {
     const auto offer = [&](std::int32_t token) {
@@ -117,9 +116,9 @@ void search_outwards(const qel_token *tokens, std::int32_t count, std::uint64_t 
     }
 }
 
-/// What the search outwards finds where distances grow on either side, as in a sorted unit: both sides, merged. Of equal
-/// distances that of the earlier pass comes first, and in a pass the left one; the start has a pass of its own before all.
-/// False where the distances do not grow.
+/// What the search outwards finds where distances grow on either side, as in a sorted unit: both sides, merged. Of
+/// equal distances that of the earlier pass comes first, and in a pass the left one; the start has a pass of its own
+/// before all. False where the distances do not grow.
 bool merge_sides(const qel_token *tokens, std::int32_t count, std::uint64_t target, std::int32_t start,
                  std::uint64_t *hops, std::uint32_t wanted, std::uint32_t *numbers,
                  std::uint64_t *distances) {
