@@ -172,6 +172,7 @@ TEST(ArchiveTimes, GiveTheFramesOfTheFirstUniformSamplingBehindTheStaticOne) {
     EXPECT_EQ(frames({{1, {0, 0.5}}, {acyclic, {0, 1}}, {0.25, {0}}}), 4.0);
     EXPECT_EQ(frames({{1, {0, 0.5}}, {acyclic, {0, 1}}}), 0.0);
     EXPECT_EQ(frames({{acyclic, {0}}}), 0.0) << "one time that does not repeat";
+    EXPECT_EQ(frames({{acyclic, {0, 0x1p-1074}}}), 0.0) << "bits as of a uniform one, behind the last";
 }
 
 TEST(ArchiveTimes, AreRefusedWhereASamplingIsCutShortOrHasNoTimes) {
