@@ -7,7 +7,7 @@ Usage: recipes_test.py FOLDER NAME    (where scripts/release.sh made the release
 """
 import ast
 import hashlib
-import importlib.util
+import importlib
 import json
 import pathlib
 import subprocess
@@ -75,9 +75,9 @@ class Recipes(unittest.TestCase):
         path = FOLDER / "conan" / "conanfile.py"
         ast.parse(path.read_text(encoding="utf-8"))
         conan_steps.offer()
-        specification = importlib.util.spec_from_file_location("conanfile", path)
-        module = importlib.util.module_from_spec(specification)
-        specification.loader.exec_module(module)
+        sys.path.insert(0, str(path.parent))
+        self.addCleanup(sys.path.remove, str(path.parent))
+        module = importlib.import_module("conanfile")
         recipe = module.QelUnit(path.parent, self.scratch, shared=False)
         for step in ("layout", "source", "generate", "build", "package", "package_info"):
             getattr(recipe, step)()

@@ -30,7 +30,7 @@ const char *what_it_is(const std::vector<unsigned char> &head) {
     const std::string text(head.begin(), head.end());
     if (text.compare(0, 8, "\x89HDF\r\n\x1a\n") == 0)
         return "an Alembic archive in the older HDF5 container, which is not read";
-    if (text.compare(0, 8, "version ") == 0 && text.find("://git-lfs.github.com/spec/") != std::string::npos)
+    if (text.compare(0, 8, "version ") == 0 && text.find("://git-lfs.github.com/") != std::string::npos)
         return "the pointer that stands for a file in a large-file store, not the file: fetch that first";
     if (text.find("/annex/objects/") < 32)
         return "the pointer that stands for a file in a large-file store, not the file: fetch that first";
