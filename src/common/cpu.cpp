@@ -30,8 +30,9 @@ instruction_set widest_set(const processor_words &words) {
                       has_all(words.extended_features, bit_AVX2) &&
                       has_all(words.saved_states, sse_and_avx_state);
     if (!avx2) return instruction_set::sse2;
-    const bool avx512 = has_all(words.extended_features, bit_AVX512F | bit_AVX512BW) &&
-                        has_all(words.saved_states, avx512_state);
+    constexpr std::uint32_t avx512_features = bit_AVX512F | bit_AVX512BW | bit_AVX512CD | bit_AVX512DQ;
+    const bool avx512 =
+        has_all(words.extended_features, avx512_features) && has_all(words.saved_states, avx512_state);
     return avx512 ? instruction_set::avx512 : instruction_set::avx2;
 }
 

@@ -31,7 +31,7 @@
 #endif
 // No target has fused multiply-add: it rounds once where the results round twice.
 #define QEL_TARGET_AVX2 __attribute__((target("avx2")))
-#define QEL_TARGET_AVX512 __attribute__((target("avx512f,avx512bw")))
+#define QEL_TARGET_AVX512 __attribute__((target("avx512f,avx512bw,avx512cd,avx512dq")))
 
 namespace qel {
 

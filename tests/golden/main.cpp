@@ -3,13 +3,8 @@
 // processor has, and compares the digest of each job with tests/golden/digests.txt. Every platform must give the same,
 // in every locale. Where there is no such locale, the exit code is 77. --times writes how many milliseconds each job
 // takes at best.
-#include "common/bounds.h"
-#include "common/cpu.h"
 #include "golden/jobs.h"
-#include "ogawa_reader/cache/skin_blend.h"
-#include "qel_archive/index_check.h"
-#include "qel_unit/verify/finite_check.h"
-#include "support/kernel_forms.h"
+#include "support/all_kernels.h"
 #include "support/locales.h"
 
 #include <algorithm>
@@ -22,14 +17,6 @@ namespace {
 
 using qel::instruction_set;
 using digests = std::map<std::string, std::uint64_t>;
-
-void force_kernels(instruction_set set) {
-    qel::test::force_set(qel::bounds_kernel, set);
-    qel::test::force_set(qel::finite_kernel, set);
-    qel::test::force_set(qel::skin_kernel, set);
-    qel::test::force_set(qel::archives::below_kernel, set);
-    qel::test::force_set(qel::archives::sum_kernel, set);
-}
 
 template <class Take>
 void each_job(Take take) {
@@ -128,7 +115,7 @@ int run(bool update) {
     digests expected = update ? digests() : read_table();
     bool good = true;
     for (int set = 0; set <= static_cast<int>(machine); ++set) {
-        force_kernels(static_cast<instruction_set>(set));
+        qel::test::force_all(static_cast<instruction_set>(set));
         const digests found = run_all();
         if (update && expected.empty()) expected = found;
         good = agree(found, expected, names[set]) && good;

@@ -1,15 +1,11 @@
 // SPDX-License-Identifier: MIT
 // instructions FOLDER: calls each hot function once or a fixed number of times on fixed inputs. scripts/instructions.sh
 // runs it under callgrind and compares the counts with tests/programs/instructions.txt.
-#include "common/bounds.h"
-#include "ogawa_reader/cache/skin_blend.h"
 #include "qel_archive.h"
-#include "qel_archive/index_check.h"
 #include "qel_unit.h"
-#include "qel_unit/verify/finite_check.h"
+#include "support/all_kernels.h"
 #include "support/archive_schemas.h"
 #include "support/archive_writer.h"
-#include "support/kernel_forms.h"
 
 #include <cstdio>
 #include <cstdlib>
@@ -42,17 +38,6 @@ void require(bool holds, const char *what) {
     if (holds) return;
     std::fprintf(stderr, "instructions: %s\n", what);
     std::exit(1);
-}
-
-/// The counts are to be the same on every machine, so wide kernels stay out of them.
-void force_narrow_kernels() {
-    using namespace qel;
-    constexpr instruction_set narrow = instruction_set::sse2;
-    test::force_set(bounds_kernel, narrow);
-    test::force_set(finite_kernel, narrow);
-    test::force_set(skin_kernel, narrow);
-    test::force_set(archives::below_kernel, narrow);
-    test::force_set(archives::sum_kernel, narrow);
 }
 
 void units(const std::string &folder) {
@@ -258,7 +243,7 @@ int main(int argc, char **argv) {
         std::fprintf(stderr, "usage: instructions FOLDER\n");
         return 2;
     }
-    force_narrow_kernels();
+    qel::test::force_all(qel::instruction_set::sse2); // the counts are to be the same on every machine
     units(argv[1]);
     lattice();
     scenes(argv[1]);

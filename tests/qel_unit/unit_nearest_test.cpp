@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: MIT
 // The nearest query of a unit.
 #include "model/unit_model.h"
+#include "qel_unit/nearest_merge.h"
 #include "support/failing_heap.h"
+#include "support/kernel_forms.h"
 #include "support/units.h"
 
 #include <gtest/gtest.h>
@@ -50,8 +52,16 @@ results query(const qel_unit &unit, std::uint64_t target, std::int32_t k, std::s
     return list;
 }
 
+/// The same from every form of the kernel.
 results query(std::vector<qel_token> tokens, std::uint64_t target, std::int32_t k) {
-    return query(borrowed_unit(tokens), target, k, tokens.size() + 2);
+    results plain;
+    for (const auto &form : test::runnable(merge_kernel)) {
+        const test::forced_form<merge_function> forced(merge_kernel, form.call);
+        const results list = query(borrowed_unit(tokens), target, k, tokens.size() + 2);
+        if (form.call == merge_kernel.forms.plain) plain = list;
+        EXPECT_EQ(list, plain) << form.name;
+    }
+    return plain;
 }
 
 results query(const keys &mortons, std::uint64_t target, std::int32_t k) {
@@ -282,6 +292,25 @@ TEST_P(UnitQueryNearestModel, EqualsThePlainPassesWhereMostOffersComeAfterTheLis
 INSTANTIATE_TEST_SUITE_P(, UnitQueryNearestModel,
                          testing::Values(order::sorted, order::nearly_sorted, order::shuffled),
                          testing::PrintToStringParamName());
+
+TEST(UnitQueryNearest, MergesEightOfEachSideAndNoMore) {
+    // Every token of one side is nearer than those of the other one, or they take turns.
+    const auto squares = [](std::uint64_t first, std::uint64_t step) {
+        keys mortons;
+        for (std::uint64_t i = 0; i < 10; ++i)
+            mortons.push_back(first + step * i * i);
+        return mortons;
+    };
+    for (const std::uint64_t step : {1u, 4u, 100u}) {
+        keys mortons = squares(1'000'000, step);
+        for (const std::uint64_t key : squares(1'000'009, 9))
+            mortons.push_back(2'000'000 - key);
+        std::sort(mortons.begin(), mortons.end());
+        const std::vector<qel_token> unit = tokens_with_keys(mortons);
+        for (std::int32_t k = 7; k <= 10; ++k)
+            EXPECT_EQ(query(unit, 1'000'000, k), model_query(unit, 1'000'000, k)) << step << ", k " << k;
+    }
+}
 
 TEST(UnitQueryNearest, TakesEveryTokenOfALargeUnitInOneQuery) {
     // Dense on one side, sparse on the other: every right offer belongs before all left ones.

@@ -4,6 +4,7 @@
 
 #include "common/heap.h"
 #include "ogawa_reader/geometry/faces.h"
+#include "ogawa_reader/geometry/vertex_faces.h"
 
 #include <algorithm>
 #include <cstddef>
@@ -80,133 +81,6 @@ bool list_face_offsets(const mesh_faces &faces, ogawa_manifold &manifold) {
     return true;
 }
 
-/// A vertex's part of `vertex_faces`.
-struct face_list {
-    const std::uint32_t *faces;
-    std::uint32_t count;
-};
-
-/// Whether the offsets are freed memory: the build had faces to list, and no memory for the lists.
-bool failed_half_way(const ogawa_manifold &manifold) {
-    return manifold.vertex_faces == nullptr && manifold.face_offsets == nullptr && manifold.face_count != 0;
-}
-
-/// Finds a vertex's part; false where there is none. Where no vertex has a face, `vertex_faces` may be null.
-bool find_faces(const ogawa_manifold *manifold, std::uint32_t vertex, face_list &list) {
-    if (manifold == nullptr || vertex >= manifold->vertex_count) return false;
-    if (manifold->vertex_face_offsets == nullptr || failed_half_way(*manifold)) return false;
-    const std::uint32_t first = manifold->vertex_face_offsets[vertex];
-    list.count = manifold->vertex_face_offsets[std::size_t{vertex} + 1] - first;
-    list.faces = manifold->vertex_faces != nullptr ? manifold->vertex_faces + first : nullptr;
-    return list.faces != nullptr || list.count == 0;
-}
-
-/// Calls `visit` with the corners of each face of an ascending list. A face is listed once for each of its corners that
-/// names the vertex, but visited once: visits of all would be as many as the square of the corners.
-template <class Visit>
-void for_each_face(const face_list &list, const std::uint32_t *face_offsets, Visit visit) {
-    for (std::uint32_t i = 0; i < list.count; ++i) {
-        const std::uint32_t face = list.faces[i];
-        if (i != 0 && face == list.faces[i - 1]) continue;
-        visit(face_offsets[face], face_offsets[std::size_t{face} + 1]);
-    }
-}
-
-/// How many corners of a list's faces name another vertex than `vertex`.
-std::uint64_t count_others(const face_list &list, const std::uint32_t *face_offsets,
-                           const std::uint32_t *face_indices, std::uint32_t vertex) {
-    std::uint64_t count = 0;
-    for_each_face(list, face_offsets, [&](std::uint32_t first, std::uint32_t last) {
-        for (std::uint32_t corner = first; corner < last; ++corner)
-            count += face_indices[corner] != vertex ? 1 : 0;
-    });
-    return count;
-}
-
-constexpr std::uint32_t max_on_stack = 48; // neighbours; only the centre of a large fan has more
-
-/// The vertices met so far in a walk over the faces of one vertex, which counts as met: a hash table with linear
-/// probing, in which that vertex stands in every free place.
-class met_vertices {
-  public:
-    explicit met_vertices(std::uint32_t centre) : centre_(centre) { std::fill_n(places_, size, centre); }
-
-    /// Whether a vertex was new. At most `max_on_stack` + 1 are, so that a free place is left.
-    bool add(std::uint32_t vertex) {
-        std::uint32_t place = vertex * 0x9E3779B1u >> (32 - size_bits); // spreads the rows of a grid, too
-        while (places_[place] != vertex && places_[place] != centre_)
-            place = (place + 1) % size;
-        if (places_[place] == vertex) return false;
-        places_[place] = vertex;
-        return true;
-    }
-
-  private:
-    static constexpr std::uint32_t size_bits = 6, size = 1 << size_bits;
-    static_assert(max_on_stack + 1 < size, "a search ends at a free place");
-
-    std::uint32_t centre_;
-    std::uint32_t places_[size];
-};
-
-/// What one walk over a vertex's faces finds.
-struct gathered {
-    std::uint32_t count;   // neighbours, counted up to `max_on_stack` + 1
-    std::uint64_t corners; // of the faces
-};
-
-/// Writes the vertices of a list's faces but `vertex` itself in the order of their first appearance.
-gathered gather_few_others(const face_list &list, const std::uint32_t *face_offsets,
-                           const std::uint32_t *face_indices, std::uint32_t vertex, std::uint32_t *others) {
-    gathered walk = {0, 0};
-    met_vertices met(vertex);
-    for_each_face(list, face_offsets, [&](std::uint32_t first, std::uint32_t last) {
-        walk.corners += last - first;
-        for (std::uint32_t corner = first; corner < last && walk.count <= max_on_stack; ++corner)
-            if (met.add(face_indices[corner])) others[walk.count++] = face_indices[corner];
-    });
-    return walk;
-}
-
-std::uint32_t vertex_of(std::uint64_t key) {
-    return static_cast<std::uint32_t>(key);
-}
-
-/// Does the same for any number of vertices, and writes keys whose vertices vertex_of() returns. Returns how many.
-///
-/// A key holds a corner's vertex in its high half and the corner's place in its low half. Sorted by vertex, the first
-/// of equal ones is kept; with their halves exchanged and sorted again, the keys are in the order of their places. No
-/// choice of vertices makes that slow.
-std::uint64_t gather_many_others(const face_list &list, const std::uint32_t *face_offsets,
-                                 const std::uint32_t *face_indices, std::uint32_t vertex,
-                                 std::uint64_t *keys) {
-    std::uint64_t count = 0;
-    for_each_face(list, face_offsets, [&](std::uint32_t first, std::uint32_t last) {
-        for (std::uint32_t corner = first; corner < last; ++corner)
-            if (face_indices[corner] != vertex) {
-                keys[count] = std::uint64_t{face_indices[corner]} << 32 | count;
-                ++count;
-            }
-    });
-    std::sort(keys, keys + count);
-    std::uint64_t *const end =
-        std::unique(keys, keys + count, [](std::uint64_t a, std::uint64_t b) { return a >> 32 == b >> 32; });
-    std::transform(keys, end, keys, [](std::uint64_t key) { return key << 32 | key >> 32; });
-    std::sort(keys, end);
-    return static_cast<std::uint64_t>(end - keys);
-}
-
-/// `face_indices` of a mesh, from the address of its `face_counts`. The caller may have only the fields from the one to
-/// the other.
-const std::uint32_t *face_indices_from(const void *faces) {
-    constexpr std::size_t distance =
-        offsetof(ogawa_polymesh, face_indices) - offsetof(ogawa_polymesh, face_counts);
-    static_assert(distance == 2 * sizeof(void *), "face_counts, face_count and face_indices are neighbours");
-    const std::uint32_t *indices;
-    std::memcpy(&indices, static_cast<const char *>(faces) + distance, sizeof indices);
-    return indices;
-}
-
 } // namespace
 } // namespace qel
 
@@ -233,35 +107,6 @@ std::int32_t ogawa_get_vertex_faces(const ogawa_manifold *manifold, std::uint32_
     if (!find_faces(manifold, vertex, list)) return OGAWA_GET_VERTEX_FACES_NOT_FOUND;
     *faces = list.faces;
     *count = list.count;
-    return QEL_OK;
-}
-
-std::int32_t ogawa_get_vertex_neighbors(const ogawa_manifold *manifold, const void *faces,
-                                        std::uint32_t vertex, std::uint32_t **neighbors,
-                                        std::uint32_t *count) {
-    face_list list;
-    if (faces == nullptr || !find_faces(manifold, vertex, list)) return OGAWA_GET_VERTEX_NEIGHBORS_NOT_FOUND;
-    if (list.count != 0 && manifold->face_offsets == nullptr) return OGAWA_GET_VERTEX_NEIGHBORS_NOT_FOUND;
-    const std::uint32_t *const offsets = manifold->face_offsets;
-    const std::uint32_t *const indices = face_indices_from(faces);
-    std::uint32_t few_others[max_on_stack + 1];
-    const gathered walk = gather_few_others(list, offsets, indices, vertex, few_others);
-    const bool are_few = walk.count <= max_on_stack;
-    // Five keys a face; more only where faces are large and the keys are used.
-    std::uint64_t room = std::uint64_t{5} * list.count;
-    if (!are_few && walk.corners > room) room = std::max(room, count_others(list, offsets, indices, vertex));
-    const required_scratch<std::uint64_t> keys(heap_array<std::uint64_t>(room));
-    if (keys == nullptr) return OGAWA_GET_VERTEX_NEIGHBORS_NO_MEMORY;
-    const std::uint64_t kept =
-        are_few ? walk.count : gather_many_others(list, offsets, indices, vertex, keys.get());
-    std::uint32_t *const result = heap_array<std::uint32_t>(kept);
-    if (result == nullptr) return OGAWA_GET_VERTEX_NEIGHBORS_NO_MEMORY;
-    if (are_few)
-        std::copy_n(few_others, kept, result);
-    else
-        std::transform(keys.get(), keys.get() + kept, result, vertex_of);
-    *neighbors = result;
-    *count = static_cast<std::uint32_t>(kept);
     return QEL_OK;
 }
 

@@ -197,6 +197,32 @@ TEST(GetVertexNeighbors, AreTheSameOnEitherSideOfAFew) {
     }
 }
 
+TEST(GetVertexNeighbors, AreTheSameOnEitherSideOfARegister) {
+    // 16 corners fit in one: of the vertex's faces together, and of one face with the vertex itself.
+    for (std::uint32_t others = 14; others <= 18; ++others) {
+        numbers star, polygon, expected;
+        for (std::uint32_t i = 1; i <= others; ++i) {
+            star.insert(star.end(), {0, i % 13 + 1}); // the last ones repeat the first
+            if (i <= 13) expected.push_back(i % 13 + 1);
+        }
+        mesh_record edges(20, numbers(others, 2), star);
+        ASSERT_EQ(ogawa_build_manifold(&edges.mesh), 0);
+        EXPECT_EQ(edges.neighbors_of(0), expected) << others;
+        for (std::uint32_t i = 0; i <= others; ++i)
+            polygon.push_back(i);
+        mesh_record face(20, {others + 1}, polygon);
+        ASSERT_EQ(ogawa_build_manifold(&face.mesh), 0);
+        EXPECT_EQ(face.neighbors_of(0), numbers(polygon.begin() + 1, polygon.end())) << others;
+    }
+}
+
+TEST(GetVertexNeighbors, OfAVertexInNoFaceAndOfOneAloneInItsFacesAreNone) {
+    mesh_record record(3, {3, 0, 1}, {1, 1, 1, 1});
+    ASSERT_EQ(ogawa_build_manifold(&record.mesh), 0);
+    EXPECT_EQ(record.neighbors_of(0), numbers{});
+    EXPECT_EQ(record.neighbors_of(1), numbers{});
+}
+
 TEST(GetVertexNeighbors, VisitAFaceOnceHoweverOftenItRepeatsTheVertex) {
     // Visiting it once per listing would look at 40,000,000,000 corners.
     numbers indices(200'000, 0);

@@ -2,7 +2,9 @@
 // A mesh record made by hand, for the adjacency tests.
 #pragma once
 
+#include "ogawa_reader/geometry/manifold_neighbors.h"
 #include "qel_unit.h"
+#include "support/kernel_forms.h"
 #include "support/mesh_maker.h"
 
 #include <gtest/gtest.h>
@@ -42,14 +44,21 @@ class mesh_record {
         return numbers(faces, faces + count);
     }
 
+    /// The same from every form of the kernel.
     numbers neighbors_of(std::uint32_t vertex) const {
-        std::uint32_t *neighbors = nullptr;
-        std::uint32_t count = 0;
-        EXPECT_EQ(ogawa_get_vertex_neighbors(&mesh.manifold, &mesh.face_counts, vertex, &neighbors, &count),
-                  0);
-        const numbers result(neighbors, neighbors + count);
-        std::free(neighbors);
-        return result;
+        numbers plain;
+        for (const auto &form : test::runnable(neighbors_kernel)) {
+            const test::forced_form<neighbors_function> forced(neighbors_kernel, form.call);
+            std::uint32_t *neighbors = nullptr;
+            std::uint32_t count = 0;
+            EXPECT_EQ(
+                ogawa_get_vertex_neighbors(&mesh.manifold, &mesh.face_counts, vertex, &neighbors, &count), 0);
+            const numbers result(neighbors, neighbors + count);
+            std::free(neighbors);
+            if (form.call == neighbors_kernel.forms.plain) plain = result;
+            EXPECT_EQ(result, plain) << form.name;
+        }
+        return plain;
     }
 
     numbers face_offsets() const {

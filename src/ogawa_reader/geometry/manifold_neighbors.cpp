@@ -1,0 +1,214 @@
+// SPDX-License-Identifier: MIT
+#include "ogawa_reader/geometry/manifold_neighbors.h"
+
+#include "common/heap.h"
+
+#include <algorithm>
+#include <cstring>
+
+#if QEL_AVX2_KERNELS
+#include <immintrin.h>
+#endif
+
+namespace qel {
+namespace {
+
+/// Room for the keys of many neighbours: five for each face of the list. Every call allocates it.
+constexpr std::uint64_t keys_of(const face_list &list) {
+    return std::uint64_t{5} * list.count;
+}
+
+/// Whether a face was visited just before. A face is listed once for each of its corners that names the vertex, but
+/// visited once: visits of all would be as many as the square of the corners.
+inline bool repeats(const face_list &list, std::uint32_t i) {
+    return i != 0 && list.faces[i] == list.faces[i - 1]; // the list ascends
+}
+
+/// Calls `visit` with the corners of each face of a star.
+template <class Visit>
+void for_each_face(const vertex_star &star, Visit visit) {
+    for (std::uint32_t i = 0; i < star.list.count; ++i) {
+        const std::uint32_t face = star.list.faces[i];
+        if (!repeats(star.list, i)) visit(star.face_offsets[face], star.face_offsets[std::size_t{face} + 1]);
+    }
+}
+
+/// How many corners of a star's faces name another vertex than the centre.
+std::uint64_t count_others(const vertex_star &star) {
+    std::uint64_t count = 0;
+    for_each_face(star, [&](std::uint32_t first, std::uint32_t last) {
+        for (std::uint32_t corner = first; corner < last; ++corner)
+            count += star.face_indices[corner] != star.centre ? 1 : 0;
+    });
+    return count;
+}
+
+constexpr std::uint32_t max_on_stack = 48; // neighbours; only the centre of a large fan has more
+
+/// The vertices met so far in a walk over the faces of one vertex, which counts as met: a hash table with linear
+/// probing, in which that vertex stands in every free place.
+class met_vertices {
+  public:
+    explicit met_vertices(std::uint32_t centre) : centre_(centre) { std::fill_n(places_, size, centre); }
+
+    /// Whether a vertex was new. At most `max_on_stack` + 1 are, so that a free place is left.
+    bool add(std::uint32_t vertex) {
+        std::uint32_t place = vertex * 0x9E3779B1u >> (32 - size_bits); // spreads the rows of a grid, too
+        while (places_[place] != vertex && places_[place] != centre_)
+            place = (place + 1) % size;
+        if (places_[place] == vertex) return false;
+        places_[place] = vertex;
+        return true;
+    }
+
+  private:
+    static constexpr std::uint32_t size_bits = 6, size = 1 << size_bits;
+    static_assert(max_on_stack + 1 < size, "a search ends at a free place");
+
+    std::uint32_t centre_;
+    std::uint32_t places_[size];
+};
+
+/// What one walk over a vertex's faces finds.
+struct gathered {
+    std::uint32_t count;   // neighbours, counted up to `max_on_stack` + 1
+    std::uint64_t corners; // of the faces
+};
+
+/// Writes the vertices of a star's faces but the centre in the order of their first appearance.
+gathered gather_few_others(vertex_star star, std::uint32_t *others) {
+    gathered walk = {0, 0};
+    met_vertices met(star.centre);
+    for_each_face(star, [&](std::uint32_t first, std::uint32_t last) {
+        walk.corners += last - first;
+        for (std::uint32_t corner = first; corner < last && walk.count <= max_on_stack; ++corner)
+            if (met.add(star.face_indices[corner])) others[walk.count++] = star.face_indices[corner];
+    });
+    return walk;
+}
+
+std::uint32_t vertex_of(std::uint64_t key) {
+    return static_cast<std::uint32_t>(key);
+}
+
+/// Does the same for any number of vertices, and writes keys whose vertices vertex_of() returns. Returns how many.
+///
+/// A key holds a corner's vertex in its high half and the corner's place in its low half. Sorted by vertex, the first
+/// of equal ones is kept; with their halves exchanged and sorted again, the keys are in the order of their places. No
+/// choice of vertices makes that slow.
+std::uint64_t gather_many_others(const vertex_star &star, std::uint64_t *keys) {
+    std::uint64_t count = 0;
+    for_each_face(star, [&](std::uint32_t first, std::uint32_t last) {
+        for (std::uint32_t corner = first; corner < last; ++corner)
+            if (star.face_indices[corner] != star.centre) {
+                keys[count] = std::uint64_t{star.face_indices[corner]} << 32 | count;
+                ++count;
+            }
+    });
+    std::sort(keys, keys + count);
+    std::uint64_t *const end =
+        std::unique(keys, keys + count, [](std::uint64_t a, std::uint64_t b) { return a >> 32 == b >> 32; });
+    std::transform(keys, end, keys, [](std::uint64_t key) { return key << 32 | key >> 32; });
+    std::sort(keys, end);
+    return static_cast<std::uint64_t>(end - keys);
+}
+
+bool neighbors_plain(const vertex_star &star, std::uint32_t **neighbors, std::uint32_t *count) {
+    std::uint32_t few_others[max_on_stack + 1];
+    const gathered walk = gather_few_others(star, few_others);
+    const bool are_few = walk.count <= max_on_stack;
+    // More than for five a face only where faces are large and the keys are used.
+    std::uint64_t room = keys_of(star.list);
+    if (!are_few && walk.corners > room) room = std::max(room, count_others(star));
+    const required_scratch<std::uint64_t> keys(heap_array<std::uint64_t>(room));
+    if (keys == nullptr) return false;
+    const std::uint64_t kept = are_few ? walk.count : gather_many_others(star, keys.get());
+    std::uint32_t *const result = heap_array<std::uint32_t>(kept);
+    if (result == nullptr) return false;
+    if (are_few)
+        std::copy_n(few_others, kept, result);
+    else
+        std::transform(keys.get(), keys.get() + kept, result, vertex_of);
+    *neighbors = result;
+    *count = static_cast<std::uint32_t>(kept);
+    return true;
+}
+
+#if QEL_AVX2_KERNELS
+
+constexpr std::uint32_t lanes = 16;
+
+constexpr __mmask16 first_lanes(std::uint32_t count) {
+    return static_cast<__mmask16>((1u << count) - 1);
+}
+
+/// Gathers the corners that name other vertices in one register, and asks it which lanes repeat an earlier one.
+QEL_TARGET_AVX512 bool neighbors_avx512(const vertex_star &star, std::uint32_t **neighbors,
+                                        std::uint32_t *count) {
+    const __m512i centre = _mm512_set1_epi32(static_cast<int>(star.centre));
+    __m512i others = _mm512_setzero_si512();
+    std::uint32_t gathered = 0;
+    for (std::uint32_t i = 0; i < star.list.count; ++i) {
+        if (repeats(star.list, i)) continue;
+        const std::uint32_t face = star.list.faces[i], first = star.face_offsets[face];
+        const std::uint32_t corners = star.face_offsets[std::size_t{face} + 1] - first;
+        if (corners > lanes) return neighbors_plain(star, neighbors, count);
+        const __mmask16 read = first_lanes(corners);
+        const __m512i named = _mm512_maskz_loadu_epi32(read, star.face_indices + first);
+        const __mmask16 other = _mm512_mask_cmpneq_epi32_mask(read, named, centre);
+        const std::uint32_t sum = gathered + static_cast<std::uint32_t>(__builtin_popcount(other));
+        if (sum > lanes) return neighbors_plain(star, neighbors, count);
+        others = _mm512_mask_expand_epi32(others, first_lanes(sum) & ~first_lanes(gathered),
+                                          _mm512_maskz_compress_epi32(other, named));
+        gathered = sum;
+    }
+    const __m512i equal_before = _mm512_maskz_conflict_epi32(first_lanes(gathered), others);
+    const __mmask16 fresh = _mm512_mask_testn_epi32_mask(first_lanes(gathered), equal_before, equal_before);
+    const auto kept = static_cast<std::uint32_t>(__builtin_popcount(fresh));
+
+    const required_scratch<std::uint64_t> keys(heap_array<std::uint64_t>(keys_of(star.list)));
+    if (keys == nullptr) return false;
+    std::uint32_t *const result = heap_array<std::uint32_t>(kept);
+    if (result == nullptr) return false;
+    _mm512_mask_storeu_epi32(result, first_lanes(kept), _mm512_maskz_compress_epi32(fresh, others));
+    *neighbors = result;
+    *count = kept;
+    return true;
+}
+
+#endif
+
+/// `face_indices` of a mesh, from the address of its `face_counts`. The caller may have only the fields from the one to
+/// the other.
+const std::uint32_t *face_indices_from(const void *faces) {
+    constexpr std::size_t distance =
+        offsetof(ogawa_polymesh, face_indices) - offsetof(ogawa_polymesh, face_counts);
+    static_assert(distance == 2 * sizeof(void *), "face_counts, face_count and face_indices are neighbours");
+    const std::uint32_t *indices;
+    std::memcpy(&indices, static_cast<const char *>(faces) + distance, sizeof indices);
+    return indices;
+}
+
+} // namespace
+
+dispatched<neighbors_function> neighbors_kernel(neighbors_plain, nullptr, nullptr,
+                                                QEL_AVX2_FORM(neighbors_avx512));
+
+} // namespace qel
+
+using namespace qel;
+
+extern "C" {
+
+std::int32_t ogawa_get_vertex_neighbors(const ogawa_manifold *manifold, const void *faces,
+                                        std::uint32_t vertex, std::uint32_t **neighbors,
+                                        std::uint32_t *count) {
+    face_list list;
+    if (faces == nullptr || !find_faces(manifold, vertex, list)) return OGAWA_GET_VERTEX_NEIGHBORS_NOT_FOUND;
+    if (list.count != 0 && manifold->face_offsets == nullptr) return OGAWA_GET_VERTEX_NEIGHBORS_NOT_FOUND;
+    const vertex_star star = {vertex, list, manifold->face_offsets, face_indices_from(faces)};
+    if (!neighbors_kernel(star, neighbors, count)) return OGAWA_GET_VERTEX_NEIGHBORS_NO_MEMORY;
+    return QEL_OK;
+}
+
+} // extern "C"
