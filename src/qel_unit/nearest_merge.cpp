@@ -99,8 +99,8 @@ QEL_TARGET_AVX512 bool list_hops_avx512(const side &from, std::uint64_t target, 
             ? _mm512_setr_epi64(0, size, 2 * size, 3 * size, 4 * size, 5 * size, 6 * size, 7 * size)
             : _mm512_setr_epi64(0, -size, -2 * size, -3 * size, -4 * size, -5 * size, -6 * size, -7 * size);
     const __m512i key = _mm512_set1_epi64(static_cast<long long>(target));
-    const __m512i keys =
-        _mm512_mask_i64gather_epi64(key, met, distances_in_bytes, from.tokens + from.first, 1);
+    const qel_token *const first = from.tokens + (count == 0 ? 0 : from.first); // an empty side has none
+    const __m512i keys = _mm512_mask_i64gather_epi64(key, met, distances_in_bytes, first, 1);
     const __m512i differences =
         _mm512_sub_epi64(_mm512_maskz_max_epu64(0xFF, keys, key), _mm512_maskz_min_epu64(0xFF, keys, key));
     const __m256 roots = _mm256_sqrt_ps(_mm512_maskz_cvtepu64_ps(0xFF, differences));
