@@ -4,9 +4,14 @@
 #pragma once
 
 #include "common/bytes.h"
+#include "common/cpu.h"
 #include "qel_unit.h"
 
 #include <cstdint>
+
+#if QEL_SSE2_KERNELS
+#include <emmintrin.h>
+#endif
 
 namespace qel {
 
@@ -28,10 +33,13 @@ inline std::uint32_t identity_hash(const char *identity) {
     return hash & bucket_mask;
 }
 
+constexpr std::uint32_t power_4 = 33 * 33 * 33 * 33;
+constexpr std::uint32_t power_8_start = 5381 * power_4 * power_4; // what the start comes to after eight bytes
+
 /// The identity hash of a field whose 8 bytes can all be read. Where none is zero, the eight steps of the loop become
 /// three: pairs, then fours, then all of them at once. A byte with its highest bit turned is the signed byte plus 128,
 /// and the 128 of all eight are taken off at the start.
-inline std::uint32_t field_hash(const char *field) {
+inline std::uint32_t field_hash_plain(const char *field) {
     constexpr std::uint64_t ones = 0x0101010101010101, tops = ones << 7;
     auto bytes = load<std::uint64_t>(reinterpret_cast<const std::uint8_t *>(field));
     if (((bytes - ones) & ~bytes & tops) != 0) return identity_hash(field); // a zero byte
@@ -40,12 +48,35 @@ inline std::uint32_t field_hash(const char *field) {
     const std::uint64_t pairs = (bytes & every_second) * 33 + (bytes >> 8 & every_second);
     constexpr std::uint64_t power_2 = 1089; // 33 x 33
     const std::uint64_t fours = (pairs & every_fourth) * power_2 + (pairs >> 16 & every_fourth);
-    constexpr std::uint32_t power_4 = 33 * 33 * 33 * 33;
     constexpr std::uint32_t turned = 128U * 34 * 1090 * (1 + power_4); // 128 x (33^0 + ... + 33^7), mod 2^32
-    constexpr std::uint32_t start = 5381 * power_4 * power_4 - turned;
-    const std::uint32_t hash =
-        start + static_cast<std::uint32_t>(fours) * power_4 + static_cast<std::uint32_t>(fours >> 32);
+    const std::uint32_t hash = power_8_start - turned + static_cast<std::uint32_t>(fours) * power_4 +
+                               static_cast<std::uint32_t>(fours >> 32);
     return hash & bucket_mask;
+}
+
+#if QEL_SSE2_KERNELS
+/// The same steps on signed words. So many instructions fewer that the processor has more lookups in flight.
+inline std::uint32_t field_hash_sse2(const char *field) {
+    const __m128i bytes = _mm_loadl_epi64(reinterpret_cast<const __m128i *>(field));
+    constexpr int none_of_eight = 0xFF00; // the other eight bytes are zero
+    const int zeros = _mm_movemask_epi8(_mm_cmpeq_epi8(bytes, _mm_setzero_si128()));
+    if (__builtin_expect(zeros != none_of_eight, 0)) return identity_hash(field);
+    const __m128i words = _mm_srai_epi16(_mm_unpacklo_epi8(bytes, bytes), 8);
+    const __m128i pairs = _mm_madd_epi16(words, _mm_set1_epi32(1 << 16 | 33));
+    const __m128i fours = _mm_madd_epi16(_mm_packs_epi32(pairs, pairs), _mm_set1_epi32(1 << 16 | 1089));
+    const auto first = static_cast<std::uint32_t>(_mm_cvtsi128_si32(fours));
+    const auto second = static_cast<std::uint32_t>(_mm_cvtsi128_si32(_mm_srli_epi64(fours, 32)));
+    return (power_8_start + first * power_4 + second) & bucket_mask;
+}
+#endif
+
+/// The faster of both.
+inline std::uint32_t field_hash(const char *field) {
+#if QEL_SSE2_KERNELS
+    return field_hash_sse2(field);
+#else
+    return field_hash_plain(field);
+#endif
 }
 
 /// An empty index with room for `capacity` nodes, or null when a part of it cannot be allocated.
