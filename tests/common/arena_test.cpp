@@ -80,6 +80,51 @@ TEST(Arena, TakesLargeBlocksInWholeHugePages) {
     EXPECT_EQ(heap.failures(), 1u);
 }
 
+TEST(Arena, MakesABlockWholeFromTwoHugePagesOn) {
+    struct {
+        std::size_t array, block;                                                // bytes
+    } const cases[] = {{std::size_t{12} << 20, (std::size_t{12} << 20) / 4 + 2}, // less than two
+                       {std::size_t{20} << 20, std::size_t{4} << 20}};           // two and a half
+    for (const auto &one : cases) {
+        arena memory;
+        ASSERT_NE(memory.array<std::uint8_t>(one.array), nullptr);
+        const failing_heap heap = failing_heap::of_size(one.block);
+        EXPECT_EQ(memory.array<std::uint8_t>(1), nullptr);
+        EXPECT_EQ(heap.failures(), 1u) << one.array;
+    }
+}
+
+/// The blocks that an arena takes for so many arrays of a size.
+std::uint64_t blocks_of(arena &memory, std::uint64_t count, std::uint64_t bytes) {
+    const failing_heap watch = failing_heap::nth(0);
+    for (std::uint64_t i = 0; i < count; ++i)
+        EXPECT_NE(memory.array<std::uint8_t>(bytes), nullptr);
+    return watch.count();
+}
+
+TEST(Arena, FillsItsFirstBlockOf4KibibytesToTheLastByte) {
+    arena memory;
+    EXPECT_EQ(blocks_of(memory, 511, 8), 1u);
+    EXPECT_EQ(blocks_of(memory, 1, 8), 1u);
+    EXPECT_EQ(blocks_of(memory, 510, 1), 0u) << "each takes eight bytes";
+    EXPECT_EQ(blocks_of(memory, 1, 1), 1u);
+}
+
+TEST(Arena, GivesMoreThanAQuarterOfABlockABlockOfItsOwn) {
+    arena memory;
+    EXPECT_EQ(blocks_of(memory, 3, 1024), 1u);
+    EXPECT_EQ(blocks_of(memory, 3, 1032), 3u);
+    EXPECT_EQ(blocks_of(memory, 1, 1016), 0u) << "the first block is not given up for them";
+}
+
+TEST(Arena, GrowsItsBlocksWithItsMemoryAsFarAs8Mebibytes) {
+    arena memory;
+    EXPECT_EQ(blocks_of(memory, 100, 1000), 13u);
+    memory.clear();
+    EXPECT_EQ(blocks_of(memory, 100, 1000), 13u) << "from the smallest again";
+    EXPECT_EQ(blocks_of(memory, 100'000, 1000), 34u);
+}
+
 TEST(Arena, GivesArraysAgainAfterABlockFailed) {
     arena memory;
     {

@@ -27,6 +27,10 @@ TEST(CpuDetection, TakesAVX512WhereProcessorAndSystemHaveAllOfIt) {
     EXPECT_EQ(widest_set({~0u, ~0u, ~std::uint64_t{0}}), instruction_set::avx512);
 }
 
+TEST(CpuDetection, AsksForNoOtherStates) {
+    EXPECT_EQ(without(0, 0, 1), instruction_set::avx512);
+}
+
 TEST(CpuDetection, TakesAVX2WhereAnyPartOfAVX512IsMissing) {
     for (const std::uint32_t feature : {avx512f, avx512dq, avx512cd, avx512bw})
         EXPECT_EQ(without(0, feature), instruction_set::avx2) << feature;

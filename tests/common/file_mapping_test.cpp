@@ -12,6 +12,7 @@
 #include <vector>
 
 #if !defined(_WIN32)
+#include "support/closed_input.h"
 #include "support/open_descriptors.h"
 
 #include <sys/stat.h>
@@ -138,6 +139,17 @@ TEST(FileMapping, LeavesNoDescriptorOpen) {
     EXPECT_EQ(map_file(folder.file("empty").c_str(), mapping), mapping_outcome::no_mapping);
     EXPECT_EQ(map_file(folder.file("none").c_str(), mapping), mapping_outcome::cannot_open);
     EXPECT_EQ(test::open_descriptors(), before);
+}
+
+TEST(FileMapping, ShowsAFileWhoseDescriptorIsZero) {
+    const temp_folder folder;
+    test::write_file(folder.file("f"), {1});
+    const closed_input closed;
+    const std::size_t before = test::open_descriptors();
+    file_mapping mapping;
+    ASSERT_EQ(map_file(folder.file("f").c_str(), mapping), mapping_outcome::mapped);
+    EXPECT_EQ(test::open_descriptors(), before);
+    unmap_file(mapping);
 }
 #endif
 

@@ -5,6 +5,9 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdint>
+#include <vector>
+
 namespace qel {
 namespace {
 
@@ -45,6 +48,28 @@ TEST(Heap, LargeTablesAreWholeAndFreedAsUsual) {
     release(table);
     EXPECT_EQ(table, nullptr);
 }
+
+#if defined(__linux__)
+TEST(Heap, TablesOfWholeHugePagesBeginAtOne) {
+    constexpr std::uint64_t huge = 2 << 20;
+    for (const std::uint64_t pages : {2u, 3u, 4u}) {
+        auto *table = heap_table<std::uint8_t>(pages * huge);
+        EXPECT_EQ(reinterpret_cast<std::uintptr_t>(table) % huge, 0u) << pages;
+        release(table);
+    }
+}
+
+TEST(Heap, LinesBeginAtACacheLine) {
+    struct line {
+        char bytes[64];
+    };
+    std::vector<scratch<line>> all;
+    for (const std::uint64_t count : {1u, 1u, 1u, 1u, 2u, 3u}) {
+        all.emplace_back(heap_lines<line>(count));
+        EXPECT_EQ(reinterpret_cast<std::uintptr_t>(all.back().get()) % 64, 0u) << count;
+    }
+}
+#endif
 
 TEST(Heap, TablesThatAreNoWholeNumberOfHugePagesComeLikeArrays) {
     for (const std::uint64_t count : {std::uint64_t{1000}, (std::uint64_t{4} << 20) / 4 + 1}) {

@@ -5,6 +5,15 @@
 
 #include <gtest/gtest.h>
 
+#include <string>
+
+#if !defined(_WIN32)
+#include "support/closed_input.h"
+#include "support/open_descriptors.h"
+
+#include <cerrno>
+#endif
+
 namespace qel::test {
 namespace {
 
@@ -31,6 +40,42 @@ TEST(RandomAccessFile, ReadsExactlyTheBytesAtAPositionOrSaysThatTheFileIsCut) {
     EXPECT_EQ(file.read(10, read, 1), read_outcome::cut);
     EXPECT_EQ(file.read(10, read, 0), read_outcome::read) << "no bytes are everywhere";
 }
+
+#if !defined(_WIN32) // which has no descriptors
+TEST(RandomAccessFile, MayHaveTheDescriptorZero) {
+    const temp_folder folder;
+    write_file(folder.file("digit"), {'7'});
+    const closed_input closed;
+    const std::size_t before = open_descriptors();
+    {
+        random_access_file file;
+        errno = EINTR; // of a call before
+        ASSERT_EQ(file.open(folder.file("digit").c_str()), open_outcome::opened);
+        EXPECT_EQ(open_descriptors(), before + 1);
+        char read = 0;
+        EXPECT_EQ(file.read(0, &read, 1), read_outcome::read);
+        EXPECT_EQ(read, '7');
+        errno = EINTR;
+        EXPECT_EQ(file.read(1, &read, 1), read_outcome::cut);
+    }
+    EXPECT_EQ(open_descriptors(), before);
+}
+
+TEST(RandomAccessFile, ClosesNothingThatItHasNotOpened) {
+    const std::size_t before = open_descriptors();
+    { const random_access_file never_opened; }
+    EXPECT_EQ(open_descriptors(), before);
+}
+
+TEST(RandomAccessFile, IsNotHandedToProgramsThatAreStarted) {
+    const temp_folder folder;
+    write_file(folder.file("digit"), {'7'});
+    const closed_input closed; // so that the file has the descriptor 0
+    random_access_file file;
+    ASSERT_EQ(file.open(folder.file("digit").c_str()), open_outcome::opened);
+    EXPECT_EQ(fcntl(0, F_GETFD), FD_CLOEXEC);
+}
+#endif
 
 } // namespace
 } // namespace qel::test

@@ -76,6 +76,7 @@ TEST_F(ReadAhead, ReadsTheLastByteAndNothingBehindIt) {
     EXPECT_EQ(ahead.read(content.size() - 1, read, 2), read_outcome::cut);
     EXPECT_EQ(ahead.read(content.size(), read, 1), read_outcome::cut);
     EXPECT_EQ(ahead.read(~std::uint64_t{0}, read, 2), read_outcome::cut);
+    EXPECT_EQ(ahead.read(content.size(), read, 0), read_outcome::read) << "no bytes are behind it as well";
 }
 
 TEST_F(ReadAhead, SaysThatAFileWasCutMeanwhile) {
@@ -83,6 +84,17 @@ TEST_F(ReadAhead, SaysThatAFileWasCutMeanwhile) {
     read_ahead ahead(file);
     std::uint8_t read[2] = {};
     EXPECT_EQ(ahead.read(200'000, read, 2), read_outcome::cut);
+}
+
+TEST_F(ReadAhead, ForgetsThePieceThatAFailedReadHasOverwritten) {
+    read_ahead ahead(file);
+    for (std::uint64_t at = 10'000; at < 8 * 33'000; at += 33'000) // as many as there are pieces
+        ASSERT_NO_FATAL_FAILURE(expect_bytes(ahead, at, 10));
+    std::filesystem::resize_file(folder.path() / "noise", 250'000);
+    std::uint8_t read[10] = {};
+    EXPECT_EQ(ahead.read(250'500, read, 10),
+              read_outcome::cut); // in place of the oldest piece, from 247428 on
+    expect_bytes(ahead, 7'000, 10);
 }
 
 TEST_F(ReadAhead, IsNotReadyWithoutMemory) {

@@ -21,6 +21,13 @@ TEST(CopyText, ClearsTheRestOfTheField) {
     EXPECT_EQ(std::string(field, 6), std::string("ab\0\0\0\0", 6));
 }
 
+TEST(CopyText, OfNoLengthIsAFieldOfZeros) {
+    const char text[4] = {'\0', 'a', 'b', '\0'};
+    char field[6] = {'x', 'x', 'x', 'x', 'x', 'x'};
+    copy_text(field, text);
+    EXPECT_EQ(std::string(field, 6), std::string(6, '\0'));
+}
+
 TEST(CopyText, DoesNotReadBeyondWhatItCopies) {
     const char unterminated[3] = {'a', 'b', 'c'};
     char field[4];

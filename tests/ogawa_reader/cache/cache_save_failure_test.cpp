@@ -106,6 +106,19 @@ TEST_F(MeshCacheSaveFailure, WithoutMemoryForTrianglesTheyAreLeftOut) {
     EXPECT_EQ(ledger.live(), 0u);
 }
 
+TEST_F(MeshCacheSaveFailure, MemoryForAnyTrianglesIsAskedForWhereTheIndexCountIsLeftOpen) {
+    cache_mesh mesh = quad();
+    for (const std::uint32_t corners :
+         {16'777'217u, 0xFFFFFFFFu}) { // with the quad's two, 2^32 - 1 triangles at most
+        mesh.face_counts = {4, corners};
+        ogawa_polymesh record = mesh.record();
+        record.face_index_count = 0;
+        const failing_heap heap = failing_heap::nth(1);
+        EXPECT_EQ(saved(record).size(), 64u + 48u);
+        EXPECT_EQ(heap.count(), 1u) << corners;
+    }
+}
+
 TEST_F(MeshCacheSaveFailure, WithoutMemoryOnlyPositionsAndSkinAreWritten) {
     std::mt19937 random(10);
     cache_mesh mesh = seven_triangles();

@@ -95,6 +95,10 @@ TEST_F(MeshCacheSave, WritesZeroNormalsWithoutFaces) {
     EXPECT_EQ(saved_normals(record), floats(12, 0.0f));
     record.face_counts = nullptr;
     EXPECT_EQ(saved_normals(record), floats(12, 0.0f));
+    mesh.positions = floats(64 * 3, 1.0f); // as many as are normalized at once
+    record = mesh.record();
+    record.face_count = 0;
+    EXPECT_EQ(saved_normals(record), floats(64 * 3, 0.0f));
 }
 
 TEST_F(MeshCacheSave, AveragesOverTrianglesWithoutFaceCounts) {

@@ -301,13 +301,17 @@ TEST_F(ArchiveClose, ReleasesWhateverTheListsHold) {
     archive.polymeshes = static_cast<ogawa_polymesh **>(std::calloc(3, sizeof(ogawa_polymesh *)));
     archive.polymeshes[0] = allocated_mesh();
     archive.polymeshes[2] = allocated_mesh(); // a null entry in between is nothing to release
-    archive.object_count = 2;
-    archive.objects = static_cast<ogawa_object **>(std::calloc(2, sizeof(ogawa_object *)));
+    archive.object_count = 3;
+    archive.objects = static_cast<ogawa_object **>(std::calloc(4, sizeof(ogawa_object *)));
     archive.objects[0] = allocated_object(2);
+    archive.objects[2] = allocated_object(0);
+    ogawa_object *const uncounted = archive.objects[3] = allocated<ogawa_object>();
     EXPECT_GT(ledger.live(), 10u);
     ogawa_close(&archive);
-    EXPECT_EQ(ledger.live(), 0u);
+    EXPECT_EQ(ledger.live(), 1u);
+    EXPECT_TRUE(ledger.holds(uncounted));
     EXPECT_TRUE(is_cleared(archive));
+    ledger.free_all();
 }
 
 TEST_F(ArchiveClose, WalksOnlyListsThatAreThere) {

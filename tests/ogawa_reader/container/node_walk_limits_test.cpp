@@ -33,6 +33,65 @@ TEST(DataNodesLimits, AreTheSameNodesAtAnyLevel) {
     }
 }
 
+/// References to nothing, so many that the list of them grows and is laid out anew.
+std::vector<std::uint64_t> many_empty(archive_writer &archive) {
+    std::vector<std::uint64_t> references(900);
+    for (std::uint64_t &reference : references)
+        reference = archive.data_claiming(5, {});
+    return references;
+}
+
+TEST(DataNodesLimits, AreListedWhereAGroupOfTheSamePositionIsEmpty) {
+    archive_writer writer;
+    writer.append_raw({0}); // odd positions
+    const std::uint64_t both =
+        writer.data_claiming(150, bytes(150 * 8)); // as a group, 150 children of nothing
+    const std::uint64_t group = both & ~archive_writer::data_bit;
+    ASSERT_EQ(group % 2, 1u);
+    std::vector<std::uint64_t> children = many_empty(writer);
+    children.insert(children.begin(), group);
+    children.push_back(both);
+    const std::uint64_t tree = writer.group(children);
+    const stored_archive archive(writer.content());
+    for (const std::int32_t depth : {0, 65'535, 65'536, 70'000})
+        EXPECT_EQ(sizes(walk(archive, tree, {10, depth + 3}, depth)), size_list{150})
+            << "from level " << depth;
+}
+
+TEST(DataNodesLimits, AreListedBesideAnEmptyGroupThatBeginsOneByteBefore) {
+    // A child count of 256 is one of 1 where it is read from the second byte on.
+    archive_writer writer;
+    const std::uint64_t wanted = writer.data_claiming(500, {});
+    bytes group = bytes_of(std::vector<std::uint64_t>{256});
+    append(group, std::uint8_t{0});
+    append(group, wanted);
+    group.resize(8 + 256 * 8);
+    for (const std::size_t padding : {0, 1}) {
+        while (writer.size() % 2 != padding)
+            writer.append_raw({0});
+        const std::uint64_t before = writer.size();
+        writer.append_raw(group);
+        const std::uint64_t tree = writer.group({before, before + 1});
+        EXPECT_EQ(sizes(walk(writer, tree)), size_list{500}) << before;
+    }
+}
+
+TEST(DataNodesLimits, AreListedWhereTheSamePositionWithAHigherBitIsBeyondTheFile) {
+    archive_writer writer;
+    const std::uint64_t wanted = writer.data_claiming(500, {});
+    const std::uint64_t group = writer.group({wanted});
+    std::vector<std::uint64_t> children = many_empty(writer);
+    for (int bit = 40; bit < 63; ++bit)
+        for (const std::uint64_t reference : {wanted, group})
+            children.insert(children.begin(), reference | std::uint64_t{1} << bit);
+    children.push_back(wanted);
+    children.push_back(group);
+    const std::uint64_t tree = writer.group(children);
+    const stored_archive archive(writer.content());
+    constexpr std::uint64_t any_size = UINT64_MAX; // so that the references are tried
+    EXPECT_EQ(sizes(walk(archive, tree, {10, 20}, 0, any_size)), (size_list{500, 500}));
+}
+
 TEST(DataNodesLimits, AreTheSameNodesAmongReferencesBeyondAnyFile) {
     archive_writer writer;
     std::vector<std::uint64_t> children;
@@ -47,6 +106,94 @@ TEST(DataNodesLimits, AreTheSameNodesAmongReferencesBeyondAnyFile) {
     const node_list found = walk(archive, tree, {10, 20}, 0, any_size);
     EXPECT_EQ(found, naive(archive, tree, 0, 20, any_size));
     EXPECT_EQ(found.size(), 2u);
+}
+
+TEST(DataNodesLimits, AreReachedQuicklyBehindManyReferencesToNothing) {
+    archive_writer writer;
+    const std::uint64_t nothing = writer.size();
+    constexpr std::uint64_t groups = 400;
+    writer.pad_to(nothing + groups * 1000 + 8);
+    std::vector<std::uint64_t> children;
+    for (std::uint64_t group = 0; group < groups; ++group) {
+        std::vector<std::uint64_t> own(1000);
+        for (std::uint64_t i = 0; i < 1000; ++i)
+            own[i] = (nothing + group * 1000 + i) | archive_writer::data_bit;
+        children.push_back(writer.group(own));
+    }
+    children.push_back(writer.data_claiming(500, {}));
+    EXPECT_EQ(sizes(walk(writer, writer.group(children))), size_list{500});
+}
+
+TEST(DataNodesLimits, AreNeitherAtTheFilesStartNorAtItsEnd) {
+    bytes content;
+    put_all(content, 0, std::vector<std::uint64_t>{200, 300});
+    const stored_archive archive(content);
+    EXPECT_EQ(sizes(walk(archive, archive_writer::data_bit)), size_list{})
+        << "a reference to 0 leads nowhere";
+    const std::uint64_t second = archive_writer::data_bit | 8;
+    EXPECT_EQ(sizes(walk(archive, second, {10, 20}, 0, 9)), size_list{300});
+    EXPECT_EQ(sizes(walk(archive, second, {10, 20}, 0, 8)), size_list{}) << "the file is said to end there";
+}
+
+TEST(DataNodesLimits, MayBeReferredToByAGroupAtPositionOne) {
+    bytes content;
+    put_all(content, 1, std::vector<std::uint64_t>{1, archive_writer::data_bit | 24});
+    put(content, 24, std::uint64_t{300});
+    put_all(content, 32, std::vector<std::uint64_t>{3, 1}); // a group of three, of which the file holds one
+    const stored_archive archive(content);
+    EXPECT_EQ(sizes(walk(archive, 32)), size_list{300});
+}
+
+TEST(DataNodesLimits, AreListedWhereAGroupIsReadInPieces) {
+    // The walk reads 4096 bytes from the outer group on, then 8192 from the first child, which ends behind them. The
+    // second child's references are held but for the last byte, or but for more.
+    constexpr std::uint64_t outer = 16, first = outer + 4090, second = first + 8192 - 4103 - 8, data = 20'000;
+    for (const std::uint64_t children : {513u, 900u}) {
+        bytes content;
+        put_all(content, outer, std::vector<std::uint64_t>{2, first | archive_writer::data_bit, second});
+        std::vector<std::uint64_t> group(1 + children, 0);
+        group.front() = children;
+        group.back() = data | archive_writer::data_bit;
+        put_all(content, second, group);
+        put(content, data, std::uint64_t{300});
+        EXPECT_EQ(sizes(walk(stored_archive(content), outer)), size_list{300}) << children;
+    }
+}
+
+TEST(DataNodesLimits, AreReachedBehindLayersOfReferencesToTheFilesLastByte) {
+    bytes content;
+    for (int round = 0; round < 2; ++round) { // the first one finds how long the file is
+        archive_writer writer;
+        const std::uint64_t wanted = writer.data_claiming(200, {});
+        std::uint64_t layer = writer.group({content.size() - 1});
+        for (int i = 0; i < 15; ++i)
+            layer = writer.group(std::vector<std::uint64_t>(300, layer));
+        const std::uint64_t start = writer.group({layer, wanted});
+        if (round == 1) {
+            EXPECT_EQ(sizes(walk(writer, start)), size_list{200});
+        }
+        content = writer.content();
+    }
+}
+
+TEST(TopObject, IsNoneWhereAnyOfTheWaysToItIsMissing) {
+    const auto found = [](const bytes &content, std::uint64_t size) {
+        const stored_archive archive(content);
+        std::uint64_t reference = 0;
+        const bool is_there = find_top_object(archive.stream(), size, reference);
+        return is_there ? std::optional(reference) : std::nullopt;
+    };
+    bytes content(16);
+    put(content, 8, std::uint64_t{16});
+    put_all(content, 16, std::vector<std::uint64_t>{3, 0, 0, 77});
+    EXPECT_EQ(found(content, 17), 77u);
+    EXPECT_EQ(found(content, 16), std::nullopt) << "the root is said to be behind the file";
+    put(content, 16, std::uint64_t{2});
+    EXPECT_EQ(found(content, 17), std::nullopt) << "the root has two children";
+    content.resize(47);
+    EXPECT_EQ(found(content, 17), std::nullopt) << "the file ends within its reference";
+    content.resize(15);
+    EXPECT_EQ(found(content, 17), std::nullopt) << "the file ends within the root's";
 }
 
 } // namespace

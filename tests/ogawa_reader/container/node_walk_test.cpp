@@ -272,29 +272,33 @@ TEST(DataNodes, OnlyOneDeepWayLeadsToAreReachedByTheShortOne) {
     EXPECT_EQ(sizes(walk(archive, start, {500, 10})), (size_list{200, 200, 200}));
 }
 
-/// `lists` groups of 1000 references each to a group of its own, of 1000 references to one empty group; then
-/// a data node. That is a little over a million references for each list. The groups overlap: any word among
-/// them is both a child count and a reference.
-std::uint64_t write_groups_of_thousands(archive_writer &archive, std::uint64_t lists) {
+/// 17 lists of in all 16 760 references, each to a group of its own, of 1000 references to one empty group; then a list
+/// of `rest` references to that group, among null ones, which do not count; then a data node. The groups overlap: any
+/// word among them is both a child count and a reference.
+std::uint64_t write_groups_of_thousands(archive_writer &archive, std::uint64_t rest) {
     archive.pad_to(1000);
-    const std::uint64_t groups = lists * 1000;
+    constexpr std::uint64_t groups = 16'760;
     for (std::uint64_t i = 0; i < groups + 1001; ++i)
         archive.append_raw(test::bytes_of(std::vector<std::uint64_t>{1000}));
     std::vector<std::uint64_t> children;
-    for (std::uint64_t list = 0; list < lists; ++list) {
-        std::vector<std::uint64_t> own;
-        for (std::uint64_t i = 0; i < 1000; ++i)
-            own.push_back(1000 + 8 * (list * 1000 + i));
+    std::vector<std::uint64_t> own;
+    for (std::uint64_t i = 0; i < groups; ++i) {
+        own.push_back(1000 + 8 * i);
+        if (own.size() < 1000 && i + 1 < groups) continue;
         children.push_back(archive.group(own));
+        own.clear();
     }
+    own.assign(1000, 0);
+    std::fill_n(own.begin(), rest, children[0]);
+    children.push_back(archive.group(own));
     children.push_back(claim(archive, 200));
     return archive.group(children);
 }
 
 TEST(DataNodes, BehindTheFirst16777216ReferencesAreNotFollowed) {
     archive_writer fits, too_many;
-    const std::uint64_t start_of_fitting = write_groups_of_thousands(fits, 16);
-    const std::uint64_t start_of_too_many = write_groups_of_thousands(too_many, 17);
+    const std::uint64_t start_of_fitting = write_groups_of_thousands(fits, 436);
+    const std::uint64_t start_of_too_many = write_groups_of_thousands(too_many, 437);
     EXPECT_EQ(sizes(walk(fits, start_of_fitting, {500, 3})), size_list{200});
     EXPECT_TRUE(walk(too_many, start_of_too_many, {500, 3}).empty());
 }

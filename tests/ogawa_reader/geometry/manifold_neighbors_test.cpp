@@ -105,6 +105,16 @@ TEST(GetVertexNeighbors, HaveRoomForFacesOfManyCorners) {
     EXPECT_EQ(neighbors.back(), 499u);
 }
 
+TEST(GetVertexNeighbors, MayAllBeginAtTheSamePlaceOfATable) {
+    // Fibonacci hashing with 64 places: one of 64 vertices has place 63.
+    numbers indices = {0};
+    for (std::uint32_t vertex = 1; indices.size() < 49; ++vertex)
+        if (vertex * 0x9E3779B1u >> 26 == 63) indices.push_back(vertex);
+    mesh_record record(10'000, {49}, indices);
+    ASSERT_EQ(ogawa_build_manifold(&record.mesh), 0);
+    EXPECT_EQ(record.neighbors_of(0), numbers(indices.begin() + 1, indices.end()));
+}
+
 /// A hub, vertex 0, with `spokes` triangles round it.
 mesh_record *make_fan(std::uint32_t spokes) {
     numbers indices;

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 // A mesh that is read from an archive's bytes, where its node tree holds no positions.
+#include "ogawa_reader/container/archive_in_memory.h"
 #include "ogawa_reader/search/searched_archive.h"
 #include "support/float_bits.h"
 
@@ -87,6 +88,62 @@ TEST(NormalsFromBytes, WithoutMemoryAreNotThereButCounted) {
     EXPECT_EQ(read.mesh.normals, nullptr);
     EXPECT_EQ(read.mesh.normal_scope, 0u);
 }
+
+#if !defined(_WIN32) // where the stream is over a file
+TEST(NormalsFromBytes, WithoutMemoryAreNotRead) {
+    const archive_in_memory archive(with_normals(12028 + 12));
+    const failing_heap heap = failing_heap::of_size(12024);
+    ogawa_polymesh mesh;
+    EXPECT_EQ(ogawa_read_polymesh(&archive.record, nullptr, 0, &mesh), 0);
+    EXPECT_EQ(heap.failures(), 1u);
+    EXPECT_EQ(mesh.normals, nullptr);
+    ogawa_free_polymesh(&mesh);
+}
+#endif
+
+#if defined(__GLIBC__)
+/// Bytes of a file that is cut once they have been read to their end.
+struct cut_file {
+    bytes content;
+    std::size_t length_then;
+    std::size_t position = 0;
+
+    static ssize_t read(void *cookie, char *out, std::size_t size) {
+        auto &file = *static_cast<cut_file *>(cookie);
+        if (file.position >= file.content.size()) file.content.resize(file.length_then);
+        const std::size_t held = file.content.size() - std::min(file.position, file.content.size());
+        const std::size_t count = std::min(size, held);
+        std::copy_n(file.content.begin() + static_cast<std::ptrdiff_t>(file.position), count, out);
+        file.position += count;
+        return static_cast<ssize_t>(count);
+    }
+    static int seek(void *cookie, off64_t *offset, int origin) {
+        auto &file = *static_cast<cut_file *>(cookie);
+        const std::size_t from = origin == SEEK_END   ? file.content.size()
+                                 : origin == SEEK_CUR ? file.position
+                                                      : 0;
+        file.position = from + static_cast<std::size_t>(*offset);
+        *offset = static_cast<off64_t>(file.position);
+        return 0;
+    }
+};
+
+TEST(IndicesFromBytes, OfAFileThatIsCutMeanwhileAreZeroFromThereOn) {
+    cut_file file = {with_words(counting(3001)), data_at + 10 * 4};
+    ogawa_archive record = {};
+    record.file = fopencookie(&file, "rb", {cut_file::read, nullptr, cut_file::seek, nullptr});
+    const words before(3001, ~0u); // the heap gives their place again
+    EXPECT_EQ(before[3000], ~0u);
+    ogawa_polymesh mesh;
+    EXPECT_EQ(ogawa_read_polymesh(&record, nullptr, 0, &mesh), 0);
+    ASSERT_EQ(mesh.face_index_count, 3001u);
+    words expected = counting(10);
+    expected.resize(3001, 0);
+    EXPECT_EQ(words(mesh.face_indices, mesh.face_indices + 3001), expected);
+    ogawa_free_polymesh(&mesh);
+    std::fclose(record.file);
+}
+#endif
 
 TEST(IndicesFromBytes, KeepsIndicesBeyondAMultipleOfThree) {
     const read_mesh read(with_words(counting(7)));
