@@ -67,6 +67,7 @@ TEST(RandomAccessFile, ClosesNothingThatItHasNotOpened) {
     EXPECT_EQ(open_descriptors(), before);
 }
 
+#if !defined(__EMSCRIPTEN__) // which starts no programs
 TEST(RandomAccessFile, IsNotHandedToProgramsThatAreStarted) {
     const temp_folder folder;
     write_file(folder.file("digit"), {'7'});
@@ -75,6 +76,7 @@ TEST(RandomAccessFile, IsNotHandedToProgramsThatAreStarted) {
     ASSERT_EQ(file.open(folder.file("digit").c_str()), open_outcome::opened);
     EXPECT_EQ(fcntl(0, F_GETFD), FD_CLOEXEC);
 }
+#endif
 #endif
 
 } // namespace

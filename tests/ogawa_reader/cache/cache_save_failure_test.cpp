@@ -115,7 +115,8 @@ TEST_F(MeshCacheSaveFailure, MemoryForAnyTrianglesIsAskedForWhereTheIndexCountIs
         record.face_index_count = 0;
         const failing_heap heap = failing_heap::nth(1);
         EXPECT_EQ(saved(record).size(), 64u + 48u);
-        EXPECT_EQ(heap.count(), 1u) << corners;
+        const bool fits = sizeof(std::size_t) > 4 || corners < 0xFFFFFFFF; // into the addresses
+        EXPECT_EQ(heap.count(), fits ? 1u : 0u) << corners;
     }
 }
 
