@@ -198,16 +198,6 @@ TEST(ReadUvs, AcceptsAFirstFloatThatNormalsReject) {
     EXPECT_EQ(record.set.values[0], 1.2f);
 }
 
-TEST(ReadUvs, AreTestedAsAWholeWhereTheSearchReadsOn) {
-    // The first 4096 bytes behind the header end within the block's fourth float.
-    bytes content = archive_header();
-    content.resize(4092);
-    append_block(content, 16, {0.5f, 0.5f, 0.5f, 11.0f});
-    append_filler(content, 5000);
-    const archive_in_memory archive(content);
-    EXPECT_EQ(uvs_result(&archive.record).status, -1);
-}
-
 TEST(ReadUvs, OfTwoBlocksOfOneLengthReadsTheEarlier) {
     const archive_in_memory archive(archive_of_blocks({{16, {1, 2, 3, 4}}, {16, {5, 6, 7, 8}}}));
     const uvs_result record(&archive.record);

@@ -118,6 +118,15 @@ TEST(PolymeshDigest, IsSkippedWhereTwoOfFourWordsAreNoCoordinates) {
     }
 }
 
+TEST(PolymeshDigest, HasFourWords) {
+    EXPECT_EQ(faces(payload_of<std::uint32_t>({~0u, 4, 4, 4, ~0u, 4}, 1020)), 255u)
+        << "one of four words is no coordinate";
+    EXPECT_EQ(faces(payload_of<std::uint32_t>({~0u, 4, 4, ~0u, 4}, 1020)), 251u);
+    constexpr std::uint32_t no_coordinate = 0x476A6000; // the float 60000
+    EXPECT_EQ(faces(payload_of<std::uint32_t>({4, 4, 4, 4, no_coordinate, 4}, 10024)), 2506u)
+        << "coordinates begin right behind it";
+}
+
 TEST(PolymeshDigest, IsNotPartOfTheSize) {
     EXPECT_EQ(vertices(triples({nan, nan, 0, 0, 2}, 10016)), 0u) << "10000 bytes are left";
     EXPECT_EQ(vertices(triples({nan, nan, 0, 0, 2}, 10024)), 834u);
@@ -131,6 +140,8 @@ TEST(PolymeshDigest, IsSkippedByTheSizeAloneWhereItsWordsLookLikeCoordinates) {
     };
     EXPECT_TRUE(skipped({1, 2, 3, 4, 2}, 10024));
     EXPECT_TRUE(skipped({1, nan, 3, 4, 2}, 10024)) << "one word that is no coordinate changes nothing";
+    EXPECT_TRUE(skipped({1, 2, 3, nan, 2}, 10024)) << "nor does the last one";
+    EXPECT_TRUE(skipped({1, 2, 3, 4, 2, 2, 2, 2, 2, 2, nan, 2}, 10024)) << "nor one behind the tenth";
     EXPECT_TRUE(skipped({1, 2, 3, 4, 0, 0, 0, 0, 0, -above(1.5f), 0}, 10024));
     EXPECT_FALSE(skipped({1, 2, 3, 4, 0, 0, 0, 0, 0, 1.5f, 0}, 10024));
     EXPECT_FALSE(skipped({1, 2, 3, 4, 0, 0, 0, 0, 0, 0, 2, 2}, 10024))
@@ -218,6 +229,7 @@ TEST(PolymeshFaceIndices, AreTenWordsUpTo99999) {
 TEST(PolymeshFaceIndices, ChangeFiveTimesAmongTenWords) {
     EXPECT_EQ(corners(payload_of<std::uint32_t>({1, 2, 1, 2, 1, 2, 2, 2, 2, 2, 9}, 10004)), 2501u);
     EXPECT_EQ(corners(payload_of<std::uint32_t>({1, 2, 1, 2, 1, 1, 1, 1, 1, 1, 9}, 10004)), 0u);
+    EXPECT_EQ(corners(payload_of<std::uint32_t>({1, 2, 1, 2, 1, 2, 2, 2, 2, 2, 2}, 10004)), 2501u);
 }
 
 TEST(PolymeshWinner, IsTheLargestOfItsKindAndOfEqualOnesTheFirst) {

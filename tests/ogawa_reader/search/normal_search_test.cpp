@@ -101,10 +101,32 @@ TEST(NormalsFromBytes, AreTriedFromOffset16To101BytesBeforeTheEnd) {
         std::copy(head.begin(), head.end(), content.begin() + static_cast<std::ptrdiff_t>(at));
         EXPECT_EQ(normals(content), at == 16 ? 83331u : 0u);
     }
-    for (const std::uint64_t from_end : {101u, 100u}) {
+    for (const std::uint64_t from_end : {101u, 100u, 48u}) {
         bytes content = vertices_only();
         put_normals(content, content.size() - from_end, 12016);
         EXPECT_EQ(normals(content), from_end == 101 ? 1000u : 0u);
+    }
+}
+
+TEST(NormalsFromBytes, AreTriedToTheEndOfAFileOfFewerThan100Bytes) {
+    for (const std::uint64_t length : {99u, 100u}) {
+        bytes content(length, 0xFF);
+        put(content, 8, std::uint64_t{0});
+        put_block(content, 16, 12012, floats(18, 5.0f));
+        put(content, 24, std::uint64_t{12016}); // as two floats, both are near zero
+        put_all(content, 48, floats{0, 0, 1, 0, 0, 1});
+        EXPECT_EQ(normals(content), length == 99 ? 1000u : 0u);
+    }
+}
+
+TEST(NormalsFromBytes, AreTriedOverTheBordersOfTheWindow) {
+    // From 12208 on the search reads 16384 bytes, then twice as many.
+    for (std::uint64_t at = 28592 - 60; at < 28592; ++at) {
+        bytes content = vertices_only(60000);
+        put_normals(content, at, 12016, {0, 0, 1, 0, 0, 1});
+        const read_mesh read(content);
+        ASSERT_EQ(read.normals().size(), 3000u) << at;
+        EXPECT_EQ(floats(read.mesh.normals, read.mesh.normals + 6), (floats{0, 0, 1, 0, 0, 1})) << at;
     }
 }
 
