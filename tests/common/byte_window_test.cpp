@@ -94,7 +94,7 @@ TEST_P(ByteWindow, GivesAPieceWhereMoreIsWanted) {
 
 TEST_P(ByteWindow, IsEmptyWhereTheStreamCannotGo) {
     for (const std::uint64_t offset : {std::uint64_t{1} << 62, ~std::uint64_t{0} - 3}) {
-        for (const std::uint64_t before : {0, 80}) {
+        for (const std::uint64_t before : {0u, 80u}) {
             open(100'000);
             window->at(before, 80); // leaves the stream in the midst of the file
             EXPECT_EQ(window->at(offset, 8).size, 0u) << "after " << before;

@@ -155,8 +155,8 @@ TEST(SceneIndex, FillsEverySlot) {
     mesh.vertex_count = index_slots + 3;
     mesh.vertices = static_cast<qel_alembic_vertex *>(std::calloc(mesh.vertex_count, sizeof *mesh.vertices));
     for (std::uint32_t i = 0; i < mesh.vertex_count; ++i)
-        mesh.vertices[i].morton = i ^ 0x155;     // not in order within a block
-    for (const std::uint64_t failing : {0, 2}) { // 2: without scratch
+        mesh.vertices[i].morton = i ^ 0x155;       // not in order within a block
+    for (const std::uint64_t failing : {0u, 2u}) { // 2: without scratch
         release(owned.scene.hash);
         const failing_heap heap = failing_heap::nth(failing);
         ASSERT_EQ(qel_alembic_build_hash_table(&owned.scene), 0);
@@ -177,7 +177,7 @@ TEST(SceneIndex, EqualsPlainProbingForEveryPathThroughABlock) {
             keys.push_back((first + block * 256 + place) % index_slots);
         }
         owned.add_keys(keys);
-        for (const std::uint64_t failing : {0, 2}) { // 2: without scratch
+        for (const std::uint64_t failing : {0u, 2u}) { // 2: without scratch
             release(owned.scene.hash);
             {
                 const failing_heap heap = failing_heap::nth(failing);

@@ -49,7 +49,7 @@ class SceneShapes : public testing::Test {
 };
 
 TEST_F(SceneShapes, ManyMeshesLoad) {
-    for (const std::size_t vertices : {0, 1, 2}) {
+    for (const std::size_t vertices : {0u, 1u, 2u}) {
         owned_scene owned;
         for (int i = 0; i < 300; ++i)
             owned.add_keys(std::vector<std::uint64_t>(vertices, 7));
@@ -59,7 +59,7 @@ TEST_F(SceneShapes, ManyMeshesLoad) {
 }
 
 TEST_F(SceneShapes, ManyMeshesOfOneFrameLoad) {
-    for (const std::size_t vertices : {0, 1, 2}) {
+    for (const std::size_t vertices : {0u, 1u, 2u}) {
         owned_scene owned;
         owned.add_frame(1, 0.0f, std::vector<std::vector<float>>(300, std::vector<float>(vertices * 3)));
         expect_to_load(owned.scene, "meshes of a frame");
@@ -67,7 +67,7 @@ TEST_F(SceneShapes, ManyMeshesOfOneFrameLoad) {
 }
 
 TEST_F(SceneShapes, ManyFramesLoad) {
-    for (const std::size_t meshes : {0, 1, 2}) {
+    for (const std::size_t meshes : {0u, 1u, 2u}) {
         owned_scene owned;
         for (int i = 0; i < 300; ++i)
             owned.add_frame(i, 0.0f, std::vector<std::vector<float>>(meshes));

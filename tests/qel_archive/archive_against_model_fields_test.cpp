@@ -163,7 +163,7 @@ TEST_F(ArchiveFields, OfSampleDataAreReadAlike) {
     for (std::size_t size = 0; size <= 20; ++size)
         changes.push_back(sample_change("size " + std::to_string(size),
                                         [=](sample_data &sample) { sample.values.resize(size); }));
-    for (const std::size_t more : {1, 4, 8, 12, 16})
+    for (const std::size_t more : {1u, 4u, 8u, 12u, 16u})
         changes.push_back(sample_change("size + " + std::to_string(more), [=](sample_data &sample) {
             sample.values.resize(sample.values.size() + more);
         }));

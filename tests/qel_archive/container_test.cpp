@@ -143,7 +143,7 @@ TEST(ArchiveContainer, TellsGroupsFromDataByTheHighestBit) {
 TEST(ArchiveContainer, RefusesPlacesInTheHeaderAndBehindTheEnd) {
     memory_source source = word_at_16(0, 3);
     reference_list list;
-    for (const std::uint64_t place : {1, 8, 15, 16, 19, 20, 24, 27, 28}) {
+    for (const std::uint64_t place : {1u, 8u, 15u, 16u, 19u, 20u, 24u, 27u, 28u}) {
         const bool stands = place == 16 || place == 19;
         EXPECT_EQ(is_valid_position(place, 27), stands) << place;
         EXPECT_EQ(find_group(source, place, list), stands ? QEL_ARCHIVE_OK : QEL_ARCHIVE_DAMAGED) << place;

@@ -209,7 +209,7 @@ TEST(ArchiveHeaders, ReadAllSharedTextsThatANumberIsLeftFor) {
 }
 
 TEST(ArchiveHeaders, WantSharedTextsWholeThatNoNumberIsLeftFor) {
-    for (const std::size_t surplus : {1, 2, 3}) {
+    for (const std::size_t surplus : {1u, 2u, 3u}) {
         archive_builder builder;
         for (int i = 1; i <= 254; ++i)
             builder.top.properties.compound("p" + std::to_string(i), "number=" + std::to_string(i));

@@ -145,7 +145,7 @@ TEST(ArchiveMeshDamage, IsAnArrayOfAnotherKind) {
 
 TEST(ArchiveMeshDamage, IsAnArrayOfNoWholeElements) {
     for (const char *name : {"P", ".faceCounts", ".faceIndices"})
-        for (const std::size_t more : {1, 3})
+        for (const std::size_t more : {1u, 3u})
             EXPECT_EQ(status_with(name,
                                   [more](property_node &node) {
                                       node.samples[0].values.resize(node.samples[0].values.size() + more);

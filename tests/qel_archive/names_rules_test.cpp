@@ -39,7 +39,7 @@ TEST(ArchiveNames, AreNotEmptyAndHoldNeitherSlashNorZero) {
 }
 
 TEST(ArchiveNames, StandOnceAmongSisters) {
-    for (const std::size_t count : {2, 8, 9, 10, 100}) { // few are compared one by one, many are sorted
+    for (const std::size_t count : {2u, 8u, 9u, 10u, 100u}) { // few are compared one by one, many are sorted
         for (const std::size_t twice : {std::size_t{1}, count / 2, count - 1}) {
             archive_builder objects, properties;
             for (std::size_t i = 0; i < count; ++i) {

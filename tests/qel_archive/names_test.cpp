@@ -35,7 +35,7 @@ std::vector<std::string> awkward_names(std::size_t count) {
 }
 
 TEST(Names, EveryNameIsFoundAndNoOther) {
-    for (const std::size_t count : {1, 2, 8, 9, 10, 300}) {
+    for (const std::size_t count : {1u, 2u, 8u, 9u, 10u, 300u}) {
         const std::vector<std::string> names = awkward_names(count);
         const std::vector<text> texts = texts_of(names);
         arena memory;
@@ -51,7 +51,7 @@ TEST(Names, EveryNameIsFoundAndNoOther) {
 }
 
 TEST(Names, ANameThatStandsThereTwiceIsDamage) {
-    for (const std::size_t count : {2, 8, 9, 300}) {
+    for (const std::size_t count : {2u, 8u, 9u, 300u}) {
         std::vector<std::string> names = awkward_names(count);
         names.back() = names.front();
         const std::vector<text> texts = texts_of(names);
@@ -62,7 +62,7 @@ TEST(Names, ANameThatStandsThereTwiceIsDamage) {
 }
 
 TEST(Names, ANameThatStandsThereTwiceIsDamageInAscendingOrder) {
-    for (const std::size_t first : {0, 4, 8}) {
+    for (const std::size_t first : {0u, 4u, 8u}) {
         std::vector<std::string> names = {"a", "b", "c", "d", "e", "f", "g", "h", "i", "j"};
         names[first + 1] = names[first];
         const std::vector<text> texts = texts_of(names);
@@ -75,7 +75,7 @@ TEST(Names, ANameThatStandsThereTwiceIsDamageInAscendingOrder) {
 TEST(Names, SortingNeedsMemoryAndSaysSo) {
     const std::vector<std::string> names = awkward_names(300);
     const std::vector<text> texts = texts_of(names);
-    for (const std::uint64_t n : {1, 2}) {
+    for (const std::uint64_t n : {1u, 2u}) {
         arena memory;
         name_table table = {texts.data(), static_cast<std::uint32_t>(texts.size()), nullptr};
         const auto plan = test::failing_heap::nth(n);

@@ -87,7 +87,7 @@ TEST(ArchiveObjects, WithoutChildrenMayLackTheirHeaders) {
 }
 
 TEST(ArchiveObjects, HaveNoHeadersInThirtyTwoBytesOrFewer) {
-    for (const std::size_t size : {0, 1, 31, 32}) {
+    for (const std::size_t size : {0u, 1u, 31u, 32u}) {
         archive_builder builder;
         builder.top.digest_bytes = size;
         EXPECT_EQ(status_of(builder), QEL_ARCHIVE_OK) << size;

@@ -97,7 +97,7 @@ TEST(ArchiveProperties, RefuseReferencesToWhereNothingCanStand) {
         changed.patch(built_archive::reference_at(top, child), reference);
         return status_of(changed.content);
     };
-    for (const std::size_t child : {0, 1}) { // a scalar, a compound
+    for (const std::size_t child : {0u, 1u}) { // a scalar, a compound
         EXPECT_EQ(status_with(child, 0), QEL_ARCHIVE_OK) << "empty";
         EXPECT_EQ(status_with(child, data_bit), QEL_ARCHIVE_DAMAGED);
         EXPECT_EQ(status_with(child, data_bit | 16), QEL_ARCHIVE_DAMAGED);

@@ -67,7 +67,7 @@ TEST(ArchiveSamples, AreCopiedAsTheyAreStoredWithoutTheDigest) {
 
 TEST(ArchiveSamples, FillNothingWhereTheCapacityIsSmaller) {
     const opened_archive opened(one_array<std::uint8_t>({{1, 2, 3, 4}}));
-    for (const std::uint64_t capacity : {0, 1, 3, 4, 5, 100}) {
+    for (const std::uint64_t capacity : {0u, 1u, 3u, 4u, 5u, 100u}) {
         bytes out(100, 0xAB);
         std::uint64_t size = 99;
         EXPECT_EQ(qel_archive_read_property(opened.get(), 0, 0, 0, out.data(), capacity, &size),
@@ -157,7 +157,7 @@ TEST(ArchiveSamples, OfScalarsHaveTheSizeOfTheirExtent) {
 }
 
 TEST(ArchiveSamples, OfArraysAreWholeElements) {
-    for (const std::size_t stored : {0, 1, 4, 11, 12, 13, 16, 24}) {
+    for (const std::size_t stored : {0u, 1u, 4u, 11u, 12u, 13u, 16u, 24u}) {
         archive_builder builder;
         sample_data sample;
         sample.values = bytes(stored, 1);
@@ -179,7 +179,7 @@ TEST(ArchiveSamples, OfArraysMayBeEmptyWithADigestAndWithout) {
 
 TEST(ArchiveSamples, BeginWithAWholeDigest) {
     for (const bool is_array : {false, true})
-        for (const std::size_t size : {1, 15, 16, 17}) {
+        for (const std::size_t size : {1u, 15u, 16u, 17u}) {
             archive_builder builder =
                 is_array ? one_array<std::uint8_t>({{1}}) : one_scalar<std::uint8_t>({{1}});
             x_of(builder).samples[0].payload = bytes(size, 3);
@@ -223,7 +223,7 @@ TEST(ArchiveSamples, HaveAsManyElementsAsTheProductOfTheirDimensions) {
 }
 
 TEST(ArchiveSamples, HaveWholeDimensions) {
-    for (const std::size_t size : {1, 7, 8, 9, 15}) {
+    for (const std::size_t size : {1u, 7u, 8u, 9u, 15u}) {
         archive_builder builder = one_array<std::uint8_t>({{1}});
         bytes one(size, 0);
         one[0] = 1;

@@ -176,7 +176,8 @@ TEST(ArchiveTimes, GiveTheFramesOfTheFirstUniformSamplingBehindTheStaticOne) {
 }
 
 TEST(ArchiveTimes, AreRefusedWhereASamplingIsCutShortOrHasNoTimes) {
-    for (const std::size_t size : {0, 1, 15, 16, 23, 24, 25, 39, 40, 48}) { // the static one has 24 bytes
+    for (const std::size_t size :
+         {0u, 1u, 15u, 16u, 23u, 24u, 25u, 39u, 40u, 48u}) { // the static one has 24 bytes
         archive_builder builder;
         builder.add_sampling({1, {0, 1, 2}});
         builder.edit_samplings = [size](bytes &samplings) { samplings.resize(size); };

@@ -58,7 +58,7 @@ TEST(ArchiveStructure, HoldsAnArchiveOfNothing) {
 }
 
 TEST(ArchiveStructure, NeedsSixChildrenAndMindsNoSeventh) {
-    for (const std::size_t count : {0, 1, 5}) {
+    for (const std::size_t count : {0u, 1u, 5u}) {
         archive_builder builder = scene();
         builder.edit_root = [=](std::vector<std::uint64_t> &references, std::uint64_t) {
             references.resize(count);
@@ -101,7 +101,7 @@ TEST(ArchiveStructure, NeedsItsVersionsTimesAndTextsWhereTheyAreUsed) {
 }
 
 TEST(ArchiveStructure, NeedsFourBytesForAVersion) {
-    for (const std::size_t child : {0, 1}) {
+    for (const std::size_t child : {0u, 1u}) {
         built_archive built = scene().build();
         const std::uint64_t version = built_archive::position_of(built.root.references[child]);
         built.patch(version, std::uint64_t{3});
@@ -136,7 +136,7 @@ TEST(ArchiveStructure, IsRefusedAtEveryLengthButItsOwn) {
     EXPECT_EQ(status_at(whole + 100), QEL_ARCHIVE_OK) << "bytes that no reference leads to are ignored";
     for (std::uint64_t length = whole - 1; length >= 16; --length) // the root stands last
         ASSERT_EQ(status_at(length), QEL_ARCHIVE_DAMAGED) << length;
-    for (const std::uint64_t length : {15, 1, 0})
+    for (const std::uint64_t length : {15u, 1u, 0u})
         EXPECT_EQ(status_at(length), QEL_ARCHIVE_NOT_AN_ARCHIVE) << length;
 }
 

@@ -134,7 +134,7 @@ TEST(ArchiveTransforms, AreDamagedByTooFewValues) {
     const std::pair<std::uint8_t, std::size_t> needed[] = {{0x00, 3}, {0x10, 3}, {0x20, 4}, {0x30, 16},
                                                            {0x40, 1}, {0x50, 1}, {0x60, 1}};
     for (const auto &[code, count] : needed)
-        for (const std::size_t more : {0, 1}) { // behind another operation
+        for (const std::size_t more : {0u, 1u}) { // behind another operation
             std::vector<xform_operation> operations(more, scale(1, 1, 1));
             operations.push_back({code, std::vector<double>(count, 1)});
             EXPECT_EQ(status_of_operations(operations), QEL_ARCHIVE_OK) << int{code};
