@@ -136,41 +136,65 @@ bool neighbors_plain(const vertex_star &star, std::uint32_t **neighbors, std::ui
 
 #if QEL_AVX2_KERNELS
 
-constexpr std::uint32_t lanes = 16;
+constexpr std::uint32_t lanes = 16, quarter = 4;
 
 constexpr __mmask16 first_lanes(std::uint32_t count) {
     return static_cast<__mmask16>((1u << count) - 1);
 }
 
-/// Gathers the corners that name other vertices in one register, and asks it which lanes repeat an earlier one.
-QEL_TARGET_AVX512 bool neighbors_avx512(const vertex_star &star, std::uint32_t **neighbors,
-                                        std::uint32_t *count) {
-    const __m512i centre = _mm512_set1_epi32(static_cast<int>(star.centre));
-    __m512i others = _mm512_setzero_si512();
+/// Fills a register with the corners of up to four faces of up to four corners, a quarter each, and with the centre. A
+/// face that is listed twice changes neither which vertices there are nor their order. False where there is more.
+QEL_TARGET_AVX512 inline bool gather_quarters(const vertex_star &star, __m512i centre, __m512i *corners) {
+    if (star.list.count > lanes / quarter) return false;
+    *corners = centre;
+    for (std::uint32_t i = 0; i < star.list.count; ++i) {
+        const std::uint32_t face = star.list.faces[i], first = star.face_offsets[face];
+        const std::uint32_t size = star.face_offsets[std::size_t{face} + 1] - first;
+        if (size > quarter) return false;
+        const auto places = static_cast<__mmask16>(first_lanes(size) << (i * quarter));
+        *corners = _mm512_mask_expandloadu_epi32(*corners, places, star.face_indices + first);
+    }
+    return true;
+}
+
+/// Fills a register with the corners that name other vertices, and with the centre. False where there are more.
+QEL_TARGET_AVX512 bool gather_others(const vertex_star &star, __m512i centre, __m512i *corners) {
+    *corners = centre;
     std::uint32_t gathered = 0;
     for (std::uint32_t i = 0; i < star.list.count; ++i) {
         if (repeats(star.list, i)) continue;
         const std::uint32_t face = star.list.faces[i], first = star.face_offsets[face];
-        const std::uint32_t corners = star.face_offsets[std::size_t{face} + 1] - first;
-        if (corners > lanes) return neighbors_plain(star, neighbors, count);
-        const __mmask16 read = first_lanes(corners);
+        const std::uint32_t size = star.face_offsets[std::size_t{face} + 1] - first;
+        if (size > lanes) return false;
+        const __mmask16 read = first_lanes(size);
         const __m512i named = _mm512_maskz_loadu_epi32(read, star.face_indices + first);
         const __mmask16 other = _mm512_mask_cmpneq_epi32_mask(read, named, centre);
         const std::uint32_t sum = gathered + static_cast<std::uint32_t>(__builtin_popcount(other));
-        if (sum > lanes) return neighbors_plain(star, neighbors, count);
-        others = _mm512_mask_expand_epi32(others, first_lanes(sum) & ~first_lanes(gathered),
-                                          _mm512_maskz_compress_epi32(other, named));
+        if (sum > lanes) return false;
+        *corners = _mm512_mask_expand_epi32(*corners, first_lanes(sum) & ~first_lanes(gathered),
+                                            _mm512_maskz_compress_epi32(other, named));
         gathered = sum;
     }
-    const __m512i equal_before = _mm512_maskz_conflict_epi32(first_lanes(gathered), others);
-    const __mmask16 fresh = _mm512_mask_testn_epi32_mask(first_lanes(gathered), equal_before, equal_before);
+    return true;
+}
+
+/// Gathers the corners in one register, and asks it which lanes repeat an earlier one.
+QEL_TARGET_AVX512 bool neighbors_avx512(const vertex_star &star, std::uint32_t **neighbors,
+                                        std::uint32_t *count) {
+    const __m512i centre = _mm512_set1_epi32(static_cast<int>(star.centre));
+    __m512i corners;
+    if (!gather_quarters(star, centre, &corners) && !gather_others(star, centre, &corners))
+        return neighbors_plain(star, neighbors, count);
+    const __mmask16 others = _mm512_cmpneq_epi32_mask(corners, centre);
+    const __m512i equal_before = _mm512_maskz_conflict_epi32(others, corners);
+    const __mmask16 fresh = _mm512_mask_testn_epi32_mask(others, equal_before, equal_before);
     const auto kept = static_cast<std::uint32_t>(__builtin_popcount(fresh));
 
     const required_scratch<std::uint64_t> keys(heap_array<std::uint64_t>(keys_of(star.list)));
     if (keys == nullptr) return false;
     std::uint32_t *const result = heap_array<std::uint32_t>(kept);
     if (result == nullptr) return false;
-    _mm512_mask_storeu_epi32(result, first_lanes(kept), _mm512_maskz_compress_epi32(fresh, others));
+    _mm512_mask_storeu_epi32(result, first_lanes(kept), _mm512_maskz_compress_epi32(fresh, corners));
     *neighbors = result;
     *count = kept;
     return true;
