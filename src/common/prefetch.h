@@ -26,7 +26,8 @@ QEL_HINT void prefetch(const void *address) {
 /// Asks for an element that may not exist.
 template <class T>
 QEL_HINT void prefetch_element(const T *array, std::uint64_t number) {
-    const std::uintptr_t address = reinterpret_cast<std::uintptr_t>(array) + number * sizeof(T);
+    const std::uintptr_t distance = static_cast<std::uintptr_t>(number) * sizeof(T);
+    const std::uintptr_t address = reinterpret_cast<std::uintptr_t>(array) + distance;
     // NOLINTNEXTLINE(performance-no-int-to-ptr): as a pointer it may not leave the array
     prefetch(reinterpret_cast<const void *>(address));
 }
