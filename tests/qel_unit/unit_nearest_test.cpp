@@ -2,8 +2,8 @@
 // The nearest query of a unit.
 #include "model/unit_model.h"
 #include "qel_unit/nearest_merge.h"
+#include "support/each_form.h"
 #include "support/failing_heap.h"
-#include "support/kernel_forms.h"
 #include "support/units.h"
 
 #include <gtest/gtest.h>
@@ -54,14 +54,12 @@ results query(const qel_unit &unit, std::uint64_t target, std::int32_t k, std::s
 
 /// The same from every form of the kernel.
 results query(std::vector<qel_token> tokens, std::uint64_t target, std::int32_t k) {
-    results plain;
-    for (const auto &form : test::runnable(merge_kernel)) {
-        const test::forced_form<merge_function> forced(merge_kernel, form.call);
-        const results list = query(borrowed_unit(tokens), target, k, tokens.size() + 2);
-        if (form.call == merge_kernel.forms.plain) plain = list;
-        EXPECT_EQ(list, plain) << form.name;
-    }
-    return plain;
+    std::vector<results> lists;
+    test::with_each_form(merge_kernel, [&] {
+        lists.push_back(query(borrowed_unit(tokens), target, k, tokens.size() + 2));
+        EXPECT_EQ(lists.back(), lists.front());
+    });
+    return lists.front();
 }
 
 results query(const keys &mortons, std::uint64_t target, std::int32_t k) {

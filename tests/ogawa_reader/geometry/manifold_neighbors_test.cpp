@@ -12,6 +12,7 @@ namespace {
 
 using test::failing_heap;
 using test::heap_ledger;
+using test::with_each_form;
 
 TEST(GetVertexNeighbors, GoRoundAQuadInCornerOrder) {
     mesh_record record(4, {4}, {0, 1, 2, 3});
@@ -59,37 +60,33 @@ TEST(GetVertexNeighbors, ReportMissingMemoryForTheListAndForTheResult) {
     ASSERT_EQ(ogawa_build_manifold(&record.mesh), 0);
     // Vertex 1 has two faces and three neighbours: a list of 2 x 10 words, a result of 3.
     for (const std::size_t size : {80u, 12u}) {
-        const heap_ledger ledger;
-        std::uint32_t marker = 0, *neighbors = &marker, count = 77;
-        const failing_heap heap = failing_heap::of_size(size);
-        EXPECT_EQ(ogawa_get_vertex_neighbors(&record.mesh.manifold, &record.mesh.face_counts, 1, &neighbors,
-                                             &count),
-                  -2);
-        EXPECT_EQ(heap.failures(), 1u) << size;
-        EXPECT_EQ(neighbors, &marker);
-        EXPECT_EQ(count, 77u);
-        EXPECT_EQ(ledger.live(), 0u);
+        with_each_form(neighbors_kernel, [&] {
+            const heap_ledger ledger;
+            std::uint32_t marker = 0, *neighbors = &marker, count = 77;
+            const failing_heap heap = failing_heap::of_size(size);
+            EXPECT_EQ(record.ask(1, neighbors, count), -2);
+            EXPECT_EQ(heap.failures(), 1u) << size;
+            EXPECT_EQ(neighbors, &marker);
+            EXPECT_EQ(count, 77u);
+            EXPECT_EQ(ledger.live(), 0u);
+        });
     }
 }
 
 TEST(GetVertexNeighbors, OfAFaceOfElevenCornersFillTheListOfTen) {
     mesh_record record(11, {11}, {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10});
     ASSERT_EQ(ogawa_build_manifold(&record.mesh), 0);
-    std::uint32_t *neighbors = nullptr, count = 0;
-    for (const std::uint64_t n : {1u, 2u}) {
-        const failing_heap heap = failing_heap::nth(n);
-        EXPECT_EQ(ogawa_get_vertex_neighbors(&record.mesh.manifold, &record.mesh.face_counts, 5, &neighbors,
-                                             &count),
-                  -2);
-    }
-    {
+    with_each_form(neighbors_kernel, [&] {
+        std::uint32_t *neighbors = nullptr, count = 0;
+        for (const std::uint64_t n : {1u, 2u}) {
+            const failing_heap heap = failing_heap::nth(n);
+            EXPECT_EQ(record.ask(5, neighbors, count), -2);
+        }
         // Both the list and the result take 40 bytes, so the first of the two fails and no second is asked for.
         const failing_heap heap = failing_heap::of_size(40);
-        EXPECT_EQ(ogawa_get_vertex_neighbors(&record.mesh.manifold, &record.mesh.face_counts, 5, &neighbors,
-                                             &count),
-                  -2);
+        EXPECT_EQ(record.ask(5, neighbors, count), -2);
         EXPECT_EQ(heap.count(), 1u);
-    }
+    });
     EXPECT_EQ(record.neighbors_of(5), (numbers{0, 1, 2, 3, 4, 6, 7, 8, 9, 10}));
 }
 

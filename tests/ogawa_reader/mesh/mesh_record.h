@@ -4,7 +4,7 @@
 
 #include "ogawa_reader/geometry/manifold_neighbors.h"
 #include "qel_unit.h"
-#include "support/kernel_forms.h"
+#include "support/each_form.h"
 #include "support/mesh_maker.h"
 
 #include <gtest/gtest.h>
@@ -44,21 +44,21 @@ class mesh_record {
         return numbers(faces, faces + count);
     }
 
+    std::int32_t ask(std::uint32_t vertex, std::uint32_t *&neighbors, std::uint32_t &count) const {
+        return ogawa_get_vertex_neighbors(&mesh.manifold, &mesh.face_counts, vertex, &neighbors, &count);
+    }
+
     /// The same from every form of the kernel.
     numbers neighbors_of(std::uint32_t vertex) const {
-        numbers plain;
-        for (const auto &form : test::runnable(neighbors_kernel)) {
-            const test::forced_form<neighbors_function> forced(neighbors_kernel, form.call);
-            std::uint32_t *neighbors = nullptr;
-            std::uint32_t count = 0;
-            EXPECT_EQ(
-                ogawa_get_vertex_neighbors(&mesh.manifold, &mesh.face_counts, vertex, &neighbors, &count), 0);
-            const numbers result(neighbors, neighbors + count);
+        std::vector<numbers> results;
+        test::with_each_form(neighbors_kernel, [&] {
+            std::uint32_t *neighbors = nullptr, count = 0;
+            EXPECT_EQ(ask(vertex, neighbors, count), 0);
+            results.emplace_back(neighbors, neighbors + count);
             std::free(neighbors);
-            if (form.call == neighbors_kernel.forms.plain) plain = result;
-            EXPECT_EQ(result, plain) << form.name;
-        }
-        return plain;
+            EXPECT_EQ(results.back(), results.front());
+        });
+        return results.front();
     }
 
     numbers face_offsets() const {
