@@ -82,9 +82,9 @@ bool merge_plain(const nearest_query &query, std::uint32_t wanted, std::uint64_t
 #if QEL_AVX2_KERNELS
 
 // gcc 12 warns of the intrinsics without a mask. 0xFF stands for all lanes.
-constexpr std::uint32_t lanes = 8;
+constexpr std::uint32_t token_lanes = 8;
 
-constexpr __mmask8 first_lanes(std::uint32_t count) {
+constexpr __mmask8 first_tokens(std::uint32_t count) {
     return static_cast<__mmask8>((1u << count) - 1);
 }
 
@@ -92,7 +92,7 @@ constexpr __mmask8 first_lanes(std::uint32_t count) {
 QEL_TARGET_AVX512 bool list_hops_avx512(const side &from, std::uint64_t target, std::uint32_t wanted,
                                         __m512i *hops) {
     const std::uint32_t count = std::min(wanted, from.count);
-    const __mmask8 met = first_lanes(count);
+    const __mmask8 met = first_tokens(count);
     constexpr long long size = sizeof(qel_token);
     const __m512i distances_in_bytes =
         from.step == 1
@@ -151,7 +151,7 @@ QEL_TARGET_AVX512 void write_results(const both_sides &sides, __m512i offers, __
 /// Of two lists that ascend, the smaller of the first of one and the last of the other, and so on, are the smallest.
 QEL_TARGET_AVX512 bool merge_avx512(const nearest_query &query, std::uint32_t wanted, std::uint64_t *hops,
                                     std::uint32_t *numbers, std::uint64_t *distances) {
-    if (wanted > lanes) return merge_plain(query, wanted, hops, numbers, distances);
+    if (wanted > token_lanes) return merge_plain(query, wanted, hops, numbers, distances);
     const both_sides sides(query);
     __m512i left_hops, right_hops;
     if (!list_hops_avx512(sides.left, query.target, wanted, &left_hops) ||
@@ -162,7 +162,7 @@ QEL_TARGET_AVX512 bool merge_avx512(const nearest_query &query, std::uint32_t wa
     const __m512i backwards = _mm512_setr_epi64(7, 6, 5, 4, 3, 2, 1, 0);
     const __m512i right_backwards = _mm512_maskz_permutexvar_epi64(0xFF, backwards, right);
     const __m512i best = sort_bitonic(_mm512_maskz_min_epu64(0xFF, left, right_backwards));
-    write_results(sides, best, first_lanes(wanted), numbers, distances);
+    write_results(sides, best, first_tokens(wanted), numbers, distances);
     return true;
 }
 

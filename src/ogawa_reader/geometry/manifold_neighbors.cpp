@@ -136,22 +136,22 @@ bool neighbors_plain(const vertex_star &star, std::uint32_t **neighbors, std::ui
 
 #if QEL_AVX2_KERNELS
 
-constexpr std::uint32_t lanes = 16, quarter = 4;
+constexpr std::uint32_t corner_lanes = 16, corner_quarter = 4;
 
-constexpr __mmask16 first_lanes(std::uint32_t count) {
+constexpr __mmask16 first_corners(std::uint32_t count) {
     return static_cast<__mmask16>((1u << count) - 1);
 }
 
 /// Fills a register with the corners of up to four faces of up to four corners, a quarter each, and with the centre. A
 /// face that is listed twice changes neither which vertices there are nor their order. False where there is more.
 QEL_TARGET_AVX512 inline bool gather_quarters(const vertex_star &star, __m512i centre, __m512i *corners) {
-    if (star.list.count > lanes / quarter) return false;
+    if (star.list.count > corner_lanes / corner_quarter) return false;
     *corners = centre;
     for (std::uint32_t i = 0; i < star.list.count; ++i) {
         const std::uint32_t face = star.list.faces[i], first = star.face_offsets[face];
         const std::uint32_t size = star.face_offsets[std::size_t{face} + 1] - first;
-        if (size > quarter) return false;
-        const auto places = static_cast<__mmask16>(first_lanes(size) << (i * quarter));
+        if (size > corner_quarter) return false;
+        const auto places = static_cast<__mmask16>(first_corners(size) << (i * corner_quarter));
         *corners = _mm512_mask_expandloadu_epi32(*corners, places, star.face_indices + first);
     }
     return true;
@@ -165,13 +165,13 @@ QEL_TARGET_AVX512 bool gather_others(const vertex_star &star, __m512i centre, __
         if (repeats(star.list, i)) continue;
         const std::uint32_t face = star.list.faces[i], first = star.face_offsets[face];
         const std::uint32_t size = star.face_offsets[std::size_t{face} + 1] - first;
-        if (size > lanes) return false;
-        const __mmask16 read = first_lanes(size);
+        if (size > corner_lanes) return false;
+        const __mmask16 read = first_corners(size);
         const __m512i named = _mm512_maskz_loadu_epi32(read, star.face_indices + first);
         const __mmask16 other = _mm512_mask_cmpneq_epi32_mask(read, named, centre);
         const std::uint32_t sum = gathered + static_cast<std::uint32_t>(__builtin_popcount(other));
-        if (sum > lanes) return false;
-        *corners = _mm512_mask_expand_epi32(*corners, first_lanes(sum) & ~first_lanes(gathered),
+        if (sum > corner_lanes) return false;
+        *corners = _mm512_mask_expand_epi32(*corners, first_corners(sum) & ~first_corners(gathered),
                                             _mm512_maskz_compress_epi32(other, named));
         gathered = sum;
     }
@@ -194,7 +194,7 @@ QEL_TARGET_AVX512 bool neighbors_avx512(const vertex_star &star, std::uint32_t *
     if (keys == nullptr) return false;
     std::uint32_t *const result = heap_array<std::uint32_t>(kept);
     if (result == nullptr) return false;
-    _mm512_mask_storeu_epi32(result, first_lanes(kept), _mm512_maskz_compress_epi32(fresh, corners));
+    _mm512_mask_storeu_epi32(result, first_corners(kept), _mm512_maskz_compress_epi32(fresh, corners));
     *neighbors = result;
     *count = kept;
     return true;
