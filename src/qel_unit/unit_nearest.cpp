@@ -91,9 +91,9 @@ void search_outwards(const nearest_query &query, nearest_results &nearest) {
     offer(query.start);
     std::int64_t left = std::int64_t{query.start} - 1, right = std::int64_t{query.start} + 1;
     while (left >= 0 || right < query.count) {
+        // Both are decided before the left one is offered.
         const bool go_left = left >= 0 && promising(left);
-        const bool go_right =
-            right < query.count && promising(right); // decided before the left one is offered
+        const bool go_right = right < query.count && promising(right);
         if (!go_left && !go_right) break;
         if (go_left) offer(left--);
         if (go_right) offer(right++);
