@@ -37,6 +37,8 @@ SPELLINGS = (  # what is not written, and what is
     (re.compile(r"\w*[Nn]ormalis\w+"), "it is normalize"),
     (re.compile(r"\b(no_mem|nomem|oom|no_room|no_view|out_of_memory|no_[a-z]+_memory|no_memory_for_\w+)\b"),
      "a failed allocation is no_memory"),
+    (re.compile(r"for \(const std::(?:size_t|uint\d+_t) \w+ : \{(?:[\d']+(?:, )?)+\}"),
+     "numbers of an unsigned list end in u, or clang takes them for a change of sign"),
 )
 
 

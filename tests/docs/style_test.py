@@ -86,6 +86,7 @@ class Style(unittest.TestCase):
                 ("max_parts", "largest_part", 11, "max_... or min_..."), ("max_parts", "smallest_part", 11, "max_... or min_..."),
                 ("max_parts", "normalised", 11, "normalize"), ("max_parts", "out_of_memory", 11, "no_memory"),
                 ("max_parts", "no_index_memory", 11, "no_memory"),
+                ("    return QEL_OK;", "    for (const std::size_t part : {0, 12})\n        return part;", 21, "end in u"),
                 ("} // namespace\n", "enum status : int { done = 0,\n    failed = -1 };\n} // namespace\n", 13, "public headers"),
                 ('"common/heap.h"', '"ogawa_reader/container/container.h"', 4, "qel_unit does not look into ogawa_reader"),
                 ('"common/heap.h"', '"qel_archive.h"', 4, "qel_unit does not look into qel_archive.h")):

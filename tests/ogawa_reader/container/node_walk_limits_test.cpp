@@ -66,7 +66,7 @@ TEST(DataNodesLimits, AreListedBesideAnEmptyGroupThatBeginsOneByteBefore) {
     append(group, std::uint8_t{0});
     append(group, wanted);
     group.resize(8 + 256 * 8);
-    for (const std::size_t padding : {0, 1}) {
+    for (const std::size_t padding : {0u, 1u}) {
         while (writer.size() % 2 != padding)
             writer.append_raw({0});
         const std::uint64_t before = writer.size();
