@@ -21,6 +21,7 @@ from project import ROOT, Failed, Variant, programs_of
 MOST_MEMORY = 8 << 30  # a mutant must not take the machine with it
 LEAST_DISK = 2 << 30
 STAGES = (100, 1_000, 10_000, math.inf)  # milliseconds: what a mutant is likely to be caught by comes first
+NAME_OF_TEST = re.compile(r"(?:\w+/)?(\w+\.\w+)")
 NUMBERS = re.compile(r"\b(?:pick|later|negate|no)<(\d+)|\bway<(\d+),")
 
 
@@ -40,17 +41,21 @@ class Test:
 
 
 class Verdicts:
-    """What is known of mutants from earlier runs, for as long as their function stays as it is; that one survived, for
-    as long as the tests of its folder stay as they are too."""
+    """What is known of mutants from earlier runs, for as long as their function stays as it is; that one was caught, for
+    as long as there is a test of the name that caught it; that one survived, for as long as the tests of its folder stay
+    as they are."""
 
     def __init__(self, path, fresh):
         self.path = path
         self.known = {}
         self._folders = {}
         if path.is_file() and not fresh:
+            tests = _names_of_tests()
             for line in path.read_text().splitlines():
                 key, outcome, by = json.loads(line)
-                self.known[key] = Verdict(outcome, by)
+                named = NAME_OF_TEST.match(by)
+                if not named or named[1] in tests:
+                    self.known[key] = Verdict(outcome, by)
 
     def get(self, mutant):
         return self.known.get(self._key(mutant, "caught")) or self.known.get(self._key(mutant, "survived"))
@@ -76,6 +81,12 @@ class Verdicts:
                 digest.update(path.read_bytes())
             self._folders[folder] = digest.hexdigest()
         return self._folders[folder]
+
+
+def _names_of_tests():
+    """Suite.Name of each test in the sources of the tests."""
+    return {f"{suite}.{name}" for path in (ROOT / "tests").rglob("*.cpp")
+            for suite, name in re.findall(r"^TEST(?:_F|_P)?\((\w+),\s*(\w+)\)", path.read_text(), re.MULTILINE)}
 
 
 class OutOfTime(Exception):
