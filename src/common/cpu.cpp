@@ -15,6 +15,12 @@ constexpr bool has_all(std::uint64_t bits, std::uint64_t wanted) {
     return (bits & wanted) == wanted;
 }
 
+/// What the processor says of itself under a number; all zero where it has no such leaf.
+struct cpuid_leaf {
+    unsigned a = 0, b = 0, c = 0, d = 0;
+    explicit cpuid_leaf(unsigned number) { __get_cpuid_count(number, 0, &a, &b, &c, &d); }
+};
+
 /// The register states that the operating system saves when it switches threads.
 std::uint64_t saved_states() {
     std::uint32_t low, high;
@@ -36,16 +42,16 @@ instruction_set widest_set(const processor_words &words) {
     return avx512 ? instruction_set::avx512 : instruction_set::avx2;
 }
 
-instruction_set detect_instruction_set() {
-    unsigned a = 0, b = 0, c = 0, d = 0; // stay zero where the processor has no such leaf
+processor_words read_processor() {
     processor_words words = {};
-    __get_cpuid(1, &a, &b, &c, &d);
-    words.features = c;
-    b = 0;
-    __get_cpuid_count(7, 0, &a, &b, &c, &d);
-    words.extended_features = b;
+    words.features = cpuid_leaf(1).c;
+    words.extended_features = cpuid_leaf(7).b;
     if (has_all(words.features, bit_OSXSAVE)) words.saved_states = saved_states();
-    return widest_set(words);
+    return words;
+}
+
+instruction_set detect_instruction_set() {
+    return widest_set(read_processor());
 }
 #else
 instruction_set detect_instruction_set() {

@@ -47,6 +47,9 @@ struct processor_words {
     std::uint64_t saved_states;      // 0 where the processor has no instruction that reads them
 };
 
+/// The words of the processor that runs this.
+processor_words read_processor();
+
 /// The widest set that such a processor can run.
 instruction_set widest_set(const processor_words &words);
 #endif

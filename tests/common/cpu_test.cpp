@@ -34,6 +34,15 @@ TEST(InstructionSet, IsWhatTheCompilersOwnQuestionFinds) {
 #endif
 }
 
+#if QEL_AVX2_KERNELS
+TEST(ProcessorWords, AreThoseThatTheCompilersOwnQuestionReads) {
+    __builtin_cpu_init();
+    const processor_words words = read_processor();
+    EXPECT_EQ((words.features & 1u << 20) != 0, __builtin_cpu_supports("sse4.2") != 0);
+    EXPECT_EQ((words.extended_features & 1u << 8) != 0, __builtin_cpu_supports("bmi2") != 0);
+}
+#endif
+
 TEST(KernelForms, GiveTheWidestThatAProcessorCanRun) {
     const kernel_forms<function> forms = {one, two, three, four};
     EXPECT_EQ(forms.best(instruction_set::plain)(), 1);
