@@ -154,18 +154,5 @@ TEST(ComputeBoundsChoice, IsMadeByTheFirstCallAndStays) {
     EXPECT_EQ(bounds_kernel.chosen(), bounds_kernel.forms.best(detect_instruction_set()));
 }
 
-TEST(ComputeBoundsChoice, CanBeForced) {
-    const float position[3] = {1, 2, 3};
-    bounds_function *const before = bounds_kernel.chosen();
-    {
-        const forced_form<bounds_function> forced(
-            bounds_kernel, [](const float *, std::uint32_t, float *bounds) { bounds[0] = 55; });
-        float numbers[6] = {};
-        compute_bounds(position, 1, numbers);
-        EXPECT_EQ(numbers[0], 55.0f);
-    }
-    EXPECT_EQ(bounds_kernel.chosen(), before);
-}
-
 } // namespace
 } // namespace qel

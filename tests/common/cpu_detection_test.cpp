@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
 // Which instruction set is chosen for processors and systems of every kind.
-#include "common/bounds.h"
 #include "common/cpu.h"
 
 #include <gtest/gtest.h>
@@ -48,23 +47,6 @@ TEST(CpuDetection, TakesSSE2WhereAnyPartOfAVX2IsMissing) {
 }
 
 #endif
-
-template <int Number>
-void form(const float *, std::uint32_t, float *) {}
-
-TEST(CpuDetection, LeadsToTheWidestFormThatThereIs) {
-    constexpr bounds_function *plain = form<0>, *sse2 = form<1>, *wide = form<2>, *widest = form<3>;
-    using forms = kernel_forms<bounds_function>;
-    const auto best = [](const forms &written, instruction_set set) { return written.best(set); };
-    const forms all = {plain, sse2, wide, widest};
-    EXPECT_EQ(best(all, instruction_set::plain), plain);
-    EXPECT_EQ(best(all, instruction_set::sse2), sse2);
-    EXPECT_EQ(best(all, instruction_set::avx2), wide);
-    EXPECT_EQ(best(all, instruction_set::avx512), widest);
-    EXPECT_EQ(best({plain, sse2, wide, nullptr}, instruction_set::avx512), wide);
-    EXPECT_EQ(best({plain, sse2, nullptr, nullptr}, instruction_set::avx512), sse2);
-    EXPECT_EQ(best({plain, nullptr, nullptr, nullptr}, instruction_set::avx512), plain);
-}
 
 TEST(CpuDetection, GivesTheSameAnswerEveryTime) {
     EXPECT_EQ(detect_instruction_set(), detect_instruction_set());

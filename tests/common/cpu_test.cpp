@@ -58,6 +58,7 @@ TEST(KernelForms, PassOverThoseThatAreMissing) {
     EXPECT_EQ(without_avx512.best(instruction_set::avx512)(), 3);
     const kernel_forms<function> only_sse2 = {one, two, nullptr, nullptr};
     EXPECT_EQ(only_sse2.best(instruction_set::avx2)(), 2);
+    EXPECT_EQ(only_sse2.best(instruction_set::avx512)(), 2);
 }
 
 int product(int a, int b) {

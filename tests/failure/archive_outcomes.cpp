@@ -90,6 +90,25 @@ std::int32_t read_frame(caller &c, const bytes &content, std::uint64_t failing_a
     return ogawa_read_tangent_frame(&stored.record, nullptr, 0, &c.frame);
 }
 
+/// The parts of a mesh that is read by the tree, and of one that is found in the bytes.
+const std::string positions = "positions owned, vertex_count 1000",
+                  normals = "normals owned, normal_count 1001, normal_scope 4",
+                  face_counts = "face_counts owned, face_count 501",
+                  face_indices = "face_indices owned, face_index_count 2501",
+                  found_positions = "positions owned, vertex_count 1001",
+                  found_normals = "normals owned, normal_count 1000, normal_scope 4",
+                  found_faces = "face_counts owned, face_count 100, face_indices owned, face_index_count 300",
+                  boxes =
+                      "bounds_min filled, bounds_max filled, self_bounds_min filled, self_bounds_max filled";
+
+/// What a read that came to its end leaves, whether or not it is a mesh.
+std::string finished_mesh(const std::vector<std::string> &parts) {
+    std::string changes = "name \"mesh\", path \"/mesh\"";
+    for (const std::string &part : parts)
+        changes += ", " + part;
+    return changes + ", reserved_word 1, transform filled, rest 0";
+}
+
 } // namespace
 
 const std::vector<outcome> archive_outcomes = {
@@ -118,70 +137,43 @@ const std::vector<outcome> archive_outcomes = {
      "path \"PATH\", version 0 1, version 1 2, rest 0"},
 
     {"ogawa_read_polymesh", 0, "by the tree", [](caller &c) { return read_mesh_of(c, tree()); },
-     "name \"mesh\", path \"/mesh\", positions owned, vertex_count 1000, normals owned, normal_count 1001, "
-     "normal_scope 4, face_counts owned, face_count 501, face_indices owned, face_index_count 2501, "
-     "bounds_min filled, bounds_max filled, self_bounds_min filled, self_bounds_max filled, reserved_word 1, "
-     "transform filled, rest 0"},
-    {"ogawa_read_polymesh", 0, "by the bytes", [](caller &c) { return read_mesh_of(c, bytes_only()); },
-     "name \"mesh\", path \"/mesh\", positions owned, vertex_count 1001, normals owned, normal_count 1000, "
-     "normal_scope 4, face_counts owned, face_count 100, face_indices owned, face_index_count 300, "
-     "bounds_min filled, bounds_max filled, self_bounds_min filled, self_bounds_max filled, reserved_word 1, "
-     "transform filled, rest 0"},
+     finished_mesh({positions, normals, face_counts, face_indices, boxes})},
     {"ogawa_read_polymesh", 0, "normals cut short", [](caller &c) { return read_mesh_of(c, tree(1)); },
-     "name \"mesh\", path \"/mesh\", positions owned, vertex_count 1000, normal_scope 4, face_counts owned, "
-     "face_count 501, face_indices owned, face_index_count 2501, bounds_min filled, bounds_max filled, "
-     "self_bounds_min filled, self_bounds_max filled, reserved_word 1, transform filled, rest 0"},
+     finished_mesh({positions, "normal_scope 4", face_counts, face_indices, boxes})},
     {"ogawa_read_polymesh", 0, "face counts cut short", [](caller &c) { return read_mesh_of(c, tree(2)); },
-     "name \"mesh\", path \"/mesh\", positions owned, vertex_count 1000, normals owned, normal_count 1001, "
-     "normal_scope 4, face_indices owned, face_index_count 2501, bounds_min filled, bounds_max filled, "
-     "self_bounds_min filled, self_bounds_max filled, reserved_word 1, transform filled, rest 0"},
+     finished_mesh({positions, normals, face_indices, boxes})},
+    {"ogawa_read_polymesh", 0, "face indices cut short", [](caller &c) { return read_mesh_of(c, tree(3)); },
+     finished_mesh({positions, normals, face_counts, boxes})},
     {"ogawa_read_polymesh", 0, "no memory for positions",
      [](caller &c) { return read_mesh_of(c, tree(), 12000); },
-     "name \"mesh\", path \"/mesh\", vertex_count 1000, normals owned, normal_count 1001, normal_scope 4, "
-     "face_counts owned, face_count 501, face_indices owned, face_index_count 2501, reserved_word 1, "
-     "transform filled, rest 0"},
+     finished_mesh({"vertex_count 1000", normals, face_counts, face_indices})},
     {"ogawa_read_polymesh", 0, "no memory for normals",
      [](caller &c) { return read_mesh_of(c, tree(), 12012); },
-     "name \"mesh\", path \"/mesh\", positions owned, vertex_count 1000, normal_count 1001, normal_scope 4, "
-     "face_counts owned, face_count 501, face_indices owned, face_index_count 2501, bounds_min filled, "
-     "bounds_max filled, self_bounds_min filled, self_bounds_max filled, reserved_word 1, transform filled, "
-     "rest 0"},
+     finished_mesh({positions, "normal_count 1001, normal_scope 4", face_counts, face_indices, boxes})},
     {"ogawa_read_polymesh", 0, "no memory for face counts",
      [](caller &c) { return read_mesh_of(c, tree(), 2004); },
-     "name \"mesh\", path \"/mesh\", positions owned, vertex_count 1000, normals owned, normal_count 1001, "
-     "normal_scope 4, face_count 501, face_indices owned, face_index_count 2501, bounds_min filled, "
-     "bounds_max filled, self_bounds_min filled, self_bounds_max filled, reserved_word 1, transform filled, "
-     "rest 0"},
+     finished_mesh({positions, normals, "face_count 501", face_indices, boxes})},
     {"ogawa_read_polymesh", 0, "no memory for face indices",
      [](caller &c) { return read_mesh_of(c, tree(), 10004); },
-     "name \"mesh\", path \"/mesh\", positions owned, vertex_count 1000, normals owned, normal_count 1001, "
-     "normal_scope 4, face_counts owned, face_count 501, face_index_count 2501, bounds_min filled, "
-     "bounds_max filled, self_bounds_min filled, self_bounds_max filled, reserved_word 1, transform filled, "
-     "rest 0"},
+     finished_mesh({positions, normals, face_counts, "face_index_count 2501", boxes})},
+    {"ogawa_read_polymesh", 0, "by the bytes", [](caller &c) { return read_mesh_of(c, bytes_only()); },
+     finished_mesh({found_positions, found_normals, found_faces, boxes})},
     {"ogawa_read_polymesh", 0, "by the bytes, no memory for normals",
      [](caller &c) { return read_mesh_of(c, bytes_only(), 12000); },
-     "name \"mesh\", path \"/mesh\", positions owned, vertex_count 1001, normal_count 1000, face_counts "
-     "owned, face_count 100, face_indices owned, face_index_count 300, bounds_min filled, bounds_max filled, "
-     "self_bounds_min filled, self_bounds_max filled, reserved_word 1, transform filled, rest 0"},
+     finished_mesh({found_positions, "normal_count 1000", found_faces, boxes})},
     {"ogawa_read_polymesh", 0, "by the bytes, no memory for face indices",
      [](caller &c) { return read_mesh_of(c, bytes_only(), 1200); },
-     "name \"mesh\", path \"/mesh\", positions owned, vertex_count 1001, normals owned, normal_count 1000, "
-     "normal_scope 4, face_index_count 300, bounds_min filled, bounds_max filled, self_bounds_min filled, "
-     "self_bounds_max filled, reserved_word 1, transform filled, rest 0"},
+     finished_mesh({found_positions, found_normals, "face_index_count 300", boxes})},
     {"ogawa_read_polymesh", 0, "by the bytes, no memory for face counts",
      [](caller &c) { return read_mesh_of(c, bytes_only(), 400); },
-     "name \"mesh\", path \"/mesh\", positions owned, vertex_count 1001, normals owned, normal_count 1000, "
-     "normal_scope 4, face_count 100, bounds_min filled, bounds_max filled, self_bounds_min filled, "
-     "self_bounds_max filled, reserved_word 1, transform filled, rest 0"},
+     finished_mesh({found_positions, found_normals, "face_count 100", boxes})},
     {"ogawa_read_polymesh", 0, "by the bytes, normals cut short",
      [](caller &c) {
          bytes content = bytes_only();
          put(content, 13000, std::uint64_t{120016});
          return read_mesh_of(c, content);
      },
-     "name \"mesh\", path \"/mesh\", positions owned, vertex_count 1001, normal_count 10000, face_counts "
-     "owned, face_count 100, face_indices owned, face_index_count 300, bounds_min filled, bounds_max filled, "
-     "self_bounds_min filled, self_bounds_max filled, reserved_word 1, transform filled, rest 0"},
+     finished_mesh({found_positions, "normal_count 10000", found_faces, boxes})},
     {"ogawa_read_polymesh", -1, "no archive",
      [](caller &c) { return ogawa_read_polymesh(nullptr, nullptr, 0, &c.mesh); }, "nothing",
      watching<&caller::mesh>},
@@ -191,9 +183,7 @@ const std::vector<outcome> archive_outcomes = {
     {"ogawa_read_polymesh", -1, "no positions", [](caller &c) { return read_mesh_of(c, bytes(5000, 0xFF)); },
      "name \"mesh\", path \"/mesh\", rest 0"},
     {"ogawa_read_polymesh", -1, "the tree's positions cut short",
-     [](caller &c) { return read_mesh_of(c, tree(0)); },
-     "name \"mesh\", path \"/mesh\", normals owned, normal_count 1001, normal_scope 4, face_counts owned, "
-     "face_count 501, face_indices owned, face_index_count 2501, reserved_word 1, transform filled, rest 0"},
+     [](caller &c) { return read_mesh_of(c, tree(0)); }, finished_mesh({normals, face_counts, face_indices})},
     {"ogawa_read_polymesh", -2, "", [](caller &c) { return read_mesh_of(c, bytes_only(), 12012); },
      "name \"mesh\", path \"/mesh\", vertex_count 1001, rest 0"},
 

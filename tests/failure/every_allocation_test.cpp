@@ -22,12 +22,16 @@ namespace {
 
 using namespace test;
 
+/// A call that allocates, its codes other than 0, and what releases its result.
 struct allocating_call {
     const char *name;
-    std::function<int()> call;
-    std::set<int> codes; // other than 0
-    std::function<void()> release;
+    const std::set<int> &codes;
+    const std::function<void()> &release;
+    const std::function<int()> &call;
 };
+
+/// For what leaves nothing that has to be released.
+void nothing() {}
 
 /// One failing allocation; whether there was one.
 bool fails_well(const allocating_call &it, std::uint64_t n, bool all_later) {
@@ -35,7 +39,7 @@ bool fails_well(const allocating_call &it, std::uint64_t n, bool all_later) {
     int code = 0;
     std::uint64_t failures = 0;
     {
-        const failing_heap heap = all_later ? failing_heap::from(n) : failing_heap::nth(n);
+        const failing_heap heap = failing_heap::at(n, all_later);
         code = it.call();
         failures = heap.failures();
     }
@@ -46,14 +50,15 @@ bool fails_well(const allocating_call &it, std::uint64_t n, bool all_later) {
     return failures > 0;
 }
 
-void expect_every_allocation_may_fail(const std::vector<allocating_call> &calls) {
-    for (const allocating_call &it : calls) {
-        std::uint64_t n = 1;
-        while (fails_well(it, n, false) && fails_well(it, n, true) && n < 1000)
-            ++n;
-        EXPECT_GT(n, 1u) << it.name << " allocates nothing";
-        EXPECT_LT(n, 1000u) << it.name;
-    }
+/// Nothing is left behind whichever allocation fails, alone or with all later ones.
+void expect_failures(const char *name, const std::set<int> &codes, const std::function<void()> &release,
+                     const std::function<int()> &call) {
+    std::uint64_t n = 1;
+    const allocating_call it = {name, codes, release, call};
+    while (fails_well(it, n, false) && fails_well(it, n, true) && n < 1000)
+        ++n;
+    EXPECT_GT(n, 1u) << name << " allocates nothing";
+    EXPECT_LT(n, 1000u) << name;
 }
 
 TEST(EveryAllocation, OfUnitsAndAgentsMayFail) {
@@ -75,17 +80,16 @@ TEST(EveryAllocation, OfUnitsAndAgentsMayFail) {
     char id[9];
     const auto reset = [&] { unit.reset(); };
     const auto discard = [] { test::discard_directory(); };
-    expect_every_allocation_may_fail(
-        {{"create", [&] { return arrays.create(unit); }, {-2, -3, -4}, reset},
-         {"load", [&] { return qel_unit_load(unit_path.c_str(), &unit); }, {-4, -5, -6}, reset},
-         {"load short", [&] { return qel_unit_load(short_path.c_str(), &unit); }, {-4, -5, -6}, reset},
-         {"nearest",
-          [&] { return static_cast<int>(qel_unit_query_nearest(&borrowed, 5, 2, numbers, distances)) - 2; },
-          {-2},
-          [] {}},
-         {"init", [] { return qel_agent_dir_init(nullptr); }, {-1, -2}, discard},
-         {"load", [&] { return qel_agent_dir_load(agents_path.c_str()); }, {-1}, discard},
-         {"spawn", [&] { return qel_agent_spawn(nullptr, 0, 0, 0, id); }, {-1}, discard}});
+    expect_failures("create", {-2, -3, -4}, reset, [&] { return arrays.create(unit); });
+    expect_failures("load", {-4, -5, -6}, reset, [&] { return qel_unit_load(unit_path.c_str(), &unit); });
+    expect_failures("load short", {-4, -5, -6}, reset,
+                    [&] { return qel_unit_load(short_path.c_str(), &unit); });
+    expect_failures("nearest", {-2}, nothing, [&] {
+        return static_cast<int>(qel_unit_query_nearest(&borrowed, 5, 2, numbers, distances)) - 2;
+    });
+    expect_failures("init", {-1, -2}, discard, [] { return qel_agent_dir_init(nullptr); });
+    expect_failures("load", {-1}, discard, [&] { return qel_agent_dir_load(agents_path.c_str()); });
+    expect_failures("spawn", {-1}, discard, [&] { return qel_agent_spawn(nullptr, 0, 0, 0, id); });
 }
 
 TEST(EveryAllocation, OfScenesMayFail) {
@@ -107,36 +111,28 @@ TEST(EveryAllocation, OfScenesMayFail) {
         qel_alembic_mesh_free(&mesh);
         mesh = {};
     };
+    const auto free_scene = [&] { qel_alembic_free(&scene); };
+    const auto free_positions = [&] { std::free(mesh.positions); };
+    const auto release_index = [&] { release(owned.scene.hash); };
     const auto release_tokens = [&] {
         release(owned.scene.meshes->vertices);
         release(owned.scene.meshes->tokens);
     };
     release_tokens();
-    expect_every_allocation_may_fail(
-        {{"load raw",
-          [&] { return qel_alembic_load_raw(positions.data(), 3, triangle.data(), 1, "m", &mesh); },
-          {-4},
-          release_mesh},
-         {"process", [&] { return qel_alembic_process_mesh(owned.scene.meshes, 1); }, {-4}, release_tokens},
-         {"load",
-          [&] { return qel_alembic_load(path.c_str(), &scene); },
-          {-4},
-          [&] { qel_alembic_free(&scene); }},
-         {"interpolate",
-          [&] { return qel_alembic_interpolate_time(&owned.scene, 0.5f, &mesh); },
-          {-4},
-          [&] { std::free(mesh.positions); }}});
+    expect_failures("load raw", {-4}, release_mesh, [&] {
+        return qel_alembic_load_raw(positions.data(), 3, triangle.data(), 1, "m", &mesh);
+    });
+    expect_failures("process", {-4}, release_tokens,
+                    [&] { return qel_alembic_process_mesh(owned.scene.meshes, 1); });
+    expect_failures("load", {-4}, free_scene, [&] { return qel_alembic_load(path.c_str(), &scene); });
+    expect_failures("interpolate", {-4}, free_positions,
+                    [&] { return qel_alembic_interpolate_time(&owned.scene, 0.5f, &mesh); });
 
     ASSERT_EQ(qel_alembic_process_mesh(owned.scene.meshes, 1), 0);
-    expect_every_allocation_may_fail(
-        {{"index",
-          [&] { return qel_alembic_build_hash_table(&owned.scene); },
-          {-4},
-          [&] { release(owned.scene.hash); }},
-         {"nearest",
-          [&] { return static_cast<int>(qel_alembic_query_nearest(&owned.scene, 5, 2, hits)) - 2; },
-          {-2},
-          [] {}}});
+    expect_failures("index", {-4}, release_index, [&] { return qel_alembic_build_hash_table(&owned.scene); });
+    expect_failures("nearest", {-2}, nothing, [&] {
+        return static_cast<int>(qel_alembic_query_nearest(&owned.scene, 5, 2, hits)) - 2;
+    });
 }
 
 /// An archive of blocks of plain numbers, which the byte searches find.
@@ -161,34 +157,23 @@ TEST(EveryAllocation, OfArchivesMayFail) {
     ogawa_uv_set set = {};
     ogawa_tangent_frame frame = {};
     int frame_code = 0;
+    const auto free_mesh = [&] { ogawa_free_polymesh(&mesh); };
     const auto free_values = [&] { release(values); };
-    expect_every_allocation_may_fail(
-        {{"polymesh",
-          [&] { return ogawa_read_polymesh(&tree.record, nullptr, 0, &mesh); },
-          {-1, -2},
-          [&] { ogawa_free_polymesh(&mesh); }},
-         {"polymesh by bytes",
-          [&] { return ogawa_read_polymesh(&large.record, nullptr, 0, &mesh); },
-          {-1, -2},
-          [&] { ogawa_free_polymesh(&mesh); }},
-         {"positions",
-          [&] { return ogawa_read_positions(&large.record, nullptr, 0, &values, &count); },
-          {-2},
-          free_values},
-         {"normals",
-          [&] { return ogawa_read_normals(&record, nullptr, 0, &values, &indices, &count, &scope); },
-          {-2},
-          free_values},
-         {"UVs",
-          [&] { return ogawa_read_uvs(&record, nullptr, 0, 0, &set); },
-          {-2},
-          [&] { ogawa_free_uv_set(&set); }},
-         {"tangent frame",
-          [&] { return frame_code = ogawa_read_tangent_frame(&record, nullptr, 0, &frame); },
-          {-2},
-          [&] {
-              if (frame_code == 0) ogawa_free_tangent_frame(&frame); // else left dangling
-          }}});
+    const auto free_set = [&] { ogawa_free_uv_set(&set); };
+    const auto free_frame = [&] {
+        if (frame_code == 0) ogawa_free_tangent_frame(&frame); // else left dangling
+    };
+    for (const stored_archive *archive : {&tree, &large})
+        expect_failures("polymesh", {-1, -2}, free_mesh,
+                        [&] { return ogawa_read_polymesh(&archive->record, nullptr, 0, &mesh); });
+    expect_failures("positions", {-2}, free_values,
+                    [&] { return ogawa_read_positions(&large.record, nullptr, 0, &values, &count); });
+    expect_failures("normals", {-2}, free_values, [&] {
+        return ogawa_read_normals(&record, nullptr, 0, &values, &indices, &count, &scope);
+    });
+    expect_failures("UVs", {-2}, free_set, [&] { return ogawa_read_uvs(&record, nullptr, 0, 0, &set); });
+    expect_failures("tangent frame", {-2}, free_frame,
+                    [&] { return frame_code = ogawa_read_tangent_frame(&record, nullptr, 0, &frame); });
 }
 
 TEST(EveryAllocation, OfGeometryAndTheMeshCacheMayFail) {
@@ -213,40 +198,30 @@ TEST(EveryAllocation, OfGeometryAndTheMeshCacheMayFail) {
     std::uint32_t *list = nullptr, count = 0;
     qel_mesh cache = {};
     const auto release_list = [&] { release(list); };
-    expect_every_allocation_may_fail(
-        {{"manifold",
-          [&] { return ogawa_build_manifold(&mesh); },
-          {-2},
-          [&] {
-              if (mesh.manifold.vertex_faces == nullptr)
-                  mesh.manifold.vertex_face_offsets = nullptr; // left dangling
-              ogawa_free_manifold(&mesh.manifold);
-          }},
-         {"tangent frame",
-          [&] { return ogawa_compute_tangent_frame(&mesh, nullptr); },
-          {-3},
-          [&] { ogawa_free_tangent_frame(&mesh.tangent_frame); }},
-         {"fan",
-          [&] { return ogawa_triangulate_face(quad.face_indices.data(), 4, &list, &count); },
-          {-2},
-          release_list},
-         {"save", [&] { return qel_mesh_save(&mesh, &skin_record, path.c_str()); }, {}, [] {}},
-         {"skin",
-          [&] {
-              qel_skin_apply(&skin_record, poses.data(), quad.positions.data(), moved.data());
-              return 0;
-          },
-          {},
-          [] {}}});
+    const auto free_frame = [&] { ogawa_free_tangent_frame(&mesh.tangent_frame); };
+    const auto free_cache = [&] { qel_mesh_free(&cache); };
+    const auto free_manifold = [&] {
+        if (mesh.manifold.vertex_faces == nullptr)
+            mesh.manifold.vertex_face_offsets = nullptr; // left dangling
+        ogawa_free_manifold(&mesh.manifold);
+    };
+    expect_failures("manifold", {-2}, free_manifold, [&] { return ogawa_build_manifold(&mesh); });
+    expect_failures("tangent frame", {-3}, free_frame,
+                    [&] { return ogawa_compute_tangent_frame(&mesh, nullptr); });
+    expect_failures("fan", {-2}, release_list,
+                    [&] { return ogawa_triangulate_face(quad.face_indices.data(), 4, &list, &count); });
+    expect_failures("save", {}, nothing, [&] { return qel_mesh_save(&mesh, &skin_record, path.c_str()); });
+    expect_failures("skin", {}, nothing, [&] {
+        qel_skin_apply(&skin_record, poses.data(), quad.positions.data(), moved.data());
+        return 0;
+    });
 
     ASSERT_EQ(qel_mesh_save(&mesh, &skin_record, path.c_str()), 0);
     ASSERT_EQ(ogawa_build_manifold(&mesh), 0);
-    expect_every_allocation_may_fail(
-        {{"load", [&] { return qel_mesh_load(path.c_str(), &cache); }, {}, [&] { qel_mesh_free(&cache); }},
-         {"neighbors",
-          [&] { return ogawa_get_vertex_neighbors(&mesh.manifold, &mesh.face_counts, 0, &list, &count); },
-          {-2},
-          release_list}});
+    expect_failures("load", {}, free_cache, [&] { return qel_mesh_load(path.c_str(), &cache); });
+    expect_failures("neighbors", {-2}, release_list, [&] {
+        return ogawa_get_vertex_neighbors(&mesh.manifold, &mesh.face_counts, 0, &list, &count);
+    });
     ogawa_free_manifold(&mesh.manifold);
 }
 
@@ -272,12 +247,11 @@ TEST(EveryAllocation, OfLargeMeshesMayFail) {
     };
     release_tokens();
     std::uint32_t *list = nullptr, count = 0;
-    expect_every_allocation_may_fail(
-        {{"process", [&] { return qel_alembic_process_mesh(&large, 1); }, {-4}, release_tokens},
-         {"neighbors of a hub",
-          [&] { return ogawa_get_vertex_neighbors(&mesh.manifold, &mesh.face_counts, 0, &list, &count); },
-          {-2},
-          [&] { release(list); }}});
+    expect_failures("process", {-4}, release_tokens, [&] { return qel_alembic_process_mesh(&large, 1); });
+    const auto release_list = [&] { release(list); };
+    expect_failures("neighbors of a hub", {-2}, release_list, [&] {
+        return ogawa_get_vertex_neighbors(&mesh.manifold, &mesh.face_counts, 0, &list, &count);
+    });
     ogawa_free_manifold(&mesh.manifold);
 }
 

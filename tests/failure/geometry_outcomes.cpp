@@ -69,13 +69,20 @@ std::int32_t triangulate(caller &c, std::uint32_t corners, std::uint64_t failing
     return ogawa_triangulate_face(face, corners, &c.numbers, &c.count);
 }
 
+/// A manifold of them, by what its arrays are.
+std::string manifold_of(const std::string &vertex_faces, const std::string &vertex_face_offsets,
+                        const std::string &face_vertices, const std::string &face_offsets) {
+    return "manifold.vertex_faces " + vertex_faces + ", manifold.vertex_face_offsets " + vertex_face_offsets +
+           ", manifold.vertex_count 4, manifold.face_vertices " + face_vertices + ", manifold.face_offsets " +
+           face_offsets + ", manifold.face_count 2, manifold.aux_array_a null, manifold.aux_count 0, " +
+           "manifold.aux_array_b null, manifold.aux_array_c null";
+}
+
 } // namespace
 
 const std::vector<outcome> geometry_outcomes = {
     {"ogawa_build_manifold", 0, "", [](caller &c) { return build(c); },
-     "manifold.vertex_faces owned, manifold.vertex_face_offsets owned, manifold.vertex_count 4, "
-     "manifold.face_vertices set, manifold.face_offsets owned, manifold.face_count 2, manifold.aux_array_a "
-     "null, manifold.aux_count 0, manifold.aux_array_b null, manifold.aux_array_c null"},
+     manifold_of("owned", "owned", "set", "owned")},
     {"ogawa_build_manifold", -1, "no vertices",
      [](caller &c) {
          c.mesh.vertex_count = 0;
@@ -84,21 +91,13 @@ const std::vector<outcome> geometry_outcomes = {
      },
      "nothing"},
     {"ogawa_build_manifold", -2, "the counters", [](caller &c) { return build(c, 1); },
-     "manifold.vertex_faces null, manifold.vertex_face_offsets null, manifold.vertex_count 4, "
-     "manifold.face_vertices null, manifold.face_offsets null, manifold.face_count 2, manifold.aux_array_a "
-     "null, manifold.aux_count 0, manifold.aux_array_b null, manifold.aux_array_c null"},
+     manifold_of("null", "null", "null", "null")},
     {"ogawa_build_manifold", -2, "the vertices' offsets", [](caller &c) { return build(c, 2); },
-     "manifold.vertex_faces null, manifold.vertex_face_offsets null, manifold.vertex_count 4, "
-     "manifold.face_vertices null, manifold.face_offsets null, manifold.face_count 2, manifold.aux_array_a "
-     "null, manifold.aux_count 0, manifold.aux_array_b null, manifold.aux_array_c null"},
+     manifold_of("null", "null", "null", "null")},
     {"ogawa_build_manifold", -2, "the face lists", [](caller &c) { return build(c, 3); },
-     "manifold.vertex_faces null, manifold.vertex_face_offsets freed, manifold.vertex_count 4, "
-     "manifold.face_vertices null, manifold.face_offsets null, manifold.face_count 2, manifold.aux_array_a "
-     "null, manifold.aux_count 0, manifold.aux_array_b null, manifold.aux_array_c null"},
+     manifold_of("null", "freed", "null", "null")},
     {"ogawa_build_manifold", -2, "the faces' offsets", [](caller &c) { return build(c, 4); },
-     "manifold.vertex_faces owned, manifold.vertex_face_offsets owned, manifold.vertex_count 4, "
-     "manifold.face_vertices null, manifold.face_offsets null, manifold.face_count 2, manifold.aux_array_a "
-     "null, manifold.aux_count 0, manifold.aux_array_b null, manifold.aux_array_c null"},
+     manifold_of("owned", "owned", "null", "null")},
 
     {"ogawa_get_vertex_faces", 0, "", [](caller &c) { return vertex_faces(c, 1); }, "faces set, count 2"},
     {"ogawa_get_vertex_faces", -1, "no such vertex", [](caller &c) { return vertex_faces(c, 4); }, "nothing"},

@@ -146,7 +146,7 @@ struct outcome {
     std::int32_t code;
     const char *when;
     std::int32_t (*call)(caller &);
-    const char *changes;
+    std::string changes;
     void (*before)(caller &) = [](caller &) {}; // comes before the call
 };
 

@@ -13,19 +13,20 @@ std::int32_t create_failing(caller &c, std::uint64_t allocation) {
     return arrays.create(c.unit);
 }
 
-/// A unit of three tokens that the test owns.
-void fill_unit(caller &c, std::vector<qel_token> &tokens) {
+/// Saves a unit of these keys that says how many tokens it has.
+std::int32_t save(caller &c, const std::vector<std::uint64_t> &keys, std::uint32_t count,
+                  const std::string &path) {
+    std::vector<qel_token> tokens = tokens_with_keys(keys);
     c.unit = borrowed_unit(tokens);
-    c.unit.version = 1;
+    c.unit.count = count;
     c.watch(c.unit);
     c.watch_file();
+    return qel_unit_save(path.c_str(), &c.unit);
 }
 
 std::int32_t save_failing(caller &c, int write) {
-    std::vector<qel_token> tokens = tokens_with_keys({1, 2, 3});
-    fill_unit(c, tokens);
     failing_write = write;
-    const std::int32_t status = qel_unit_save(c.path.c_str(), &c.unit);
+    const std::int32_t status = save(c, {1, 2, 3}, 3, c.path);
     failing_write = 0;
     return status;
 }
@@ -82,42 +83,19 @@ const std::vector<outcome> unit_outcomes = {
 #if defined(__linux__)
     {"qel_unit_save", 0, "the device is full, and the tokens fit the stream's buffer",
      [](caller &c) {
-         std::vector<qel_token> tokens = tokens_with_keys({1, 2, 3});
-         fill_unit(c, tokens);
-         return qel_unit_save("/dev/full", &c.unit);
+         return save(c, {1, 2, 3}, 3, "/dev/full");
      },
      "nothing"},
 #endif
-    {"qel_unit_save", -1, "a count of 0",
-     [](caller &c) {
-         std::vector<qel_token> tokens = tokens_with_keys({1});
-         fill_unit(c, tokens);
-         c.unit.count = 0;
-         c.watch(c.unit);
-         return qel_unit_save(c.path.c_str(), &c.unit);
-     },
-     "count 0"},
-    {"qel_unit_save", -1, "no tokens",
-     [](caller &c) {
-         std::vector<qel_token> tokens;
-         fill_unit(c, tokens);
-         c.unit.count = 1;
-         return qel_unit_save(c.path.c_str(), &c.unit);
-     },
-     "count 1"},
+    {"qel_unit_save", -1, "a count of 0", [](caller &c) { return save(c, {1}, 0, c.path); }, "nothing"},
+    {"qel_unit_save", -1, "no tokens", [](caller &c) { return save(c, {}, 1, c.path); }, "nothing"},
     {"qel_unit_save", -1, "no unit",
      [](caller &c) {
          c.watch_file();
          return qel_unit_save(c.path.c_str(), nullptr);
      },
      "nothing"},
-    {"qel_unit_save", -2, "",
-     [](caller &c) {
-         std::vector<qel_token> tokens = tokens_with_keys({1});
-         fill_unit(c, tokens);
-         return qel_unit_save((c.path + "/in-no-folder").c_str(), &c.unit);
-     },
-     "nothing"},
+    {"qel_unit_save", -2, "", [](caller &c) { return save(c, {1}, 1, c.path + "/in-no-folder"); }, "nothing"},
     {"qel_unit_save", -3, "", [](caller &c) { return save_failing(c, 1); }, "file of 0"},
     {"qel_unit_save", -4, "", [](caller &c) { return save_failing(c, 2); }, "file of 24"},
 

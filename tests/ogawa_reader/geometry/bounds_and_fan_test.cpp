@@ -8,8 +8,6 @@
 
 #include <cmath>
 #include <cstdlib>
-#include <cstring>
-#include <random>
 #include <vector>
 
 namespace qel {
@@ -60,25 +58,6 @@ TEST(ComputeBounds, ReachInfinityAndKeepTheFirstZero) {
     EXPECT_EQ(bounds[5], infinity);
 }
 
-TEST(ComputeBounds, EqualTheLiteralFormOnRandomFloats) {
-    std::mt19937 random(51);
-    for (int round = 0; round < 300; ++round) {
-        std::vector<float> positions((1 + random() % 50) * 3);
-        for (float &value : positions) {
-            const auto word = static_cast<std::uint32_t>(random()); // any bits, NaNs and denormals included
-            std::memcpy(&value, &word, sizeof value);
-        }
-        box expected(positions.begin(), positions.begin() + 3);
-        expected.insert(expected.end(), positions.begin(), positions.begin() + 3);
-        for (std::size_t i = 0; i < positions.size(); ++i) {
-            if (expected[i % 3] > positions[i]) expected[i % 3] = positions[i];
-            if (positions[i] > expected[3 + i % 3]) expected[3 + i % 3] = positions[i];
-        }
-        const box bounds = bounds_of(positions);
-        ASSERT_EQ(std::memcmp(bounds.data(), expected.data(), 24), 0) << round;
-    }
-}
-
 TEST(TriangulateFace, FansAboutTheFirstCorner) {
     const std::uint32_t face[] = {7, 8, 9, 10, 11};
     std::uint32_t *triangles = nullptr;
@@ -111,20 +90,6 @@ TEST(TriangulateFace, RefusesFewerThanThreeCornersAndNullPointers) {
     EXPECT_EQ(ogawa_triangulate_face(face, 3, &triangles, nullptr), -1);
     EXPECT_EQ(triangles, &marker);
     EXPECT_EQ(count, 77u);
-}
-
-TEST(TriangulateFace, ReportsMissingMemory) {
-    const std::uint32_t face[] = {1, 2, 3, 4};
-    std::uint32_t marker = 0, *triangles = &marker, count = 77;
-    const heap_ledger ledger;
-    {
-        const failing_heap heap = failing_heap::of_size(24);
-        EXPECT_EQ(ogawa_triangulate_face(face, 4, &triangles, &count), -2);
-        EXPECT_EQ(heap.failures(), 1u);
-    }
-    EXPECT_EQ(triangles, &marker);
-    EXPECT_EQ(count, 77u);
-    EXPECT_EQ(ledger.live(), 0u);
 }
 
 TEST(TriangulateFace, CountsBytesIn64Bits) {

@@ -7,7 +7,6 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <cstdlib>
 #include <cstring>
 #include <string>
 
@@ -163,26 +162,6 @@ TEST(ComputeTangentFrame, FindsNoSetInANullArray) {
     EXPECT_EQ(record.compute(nullptr), -2);
     EXPECT_EQ(record.compute("uv"), -2);
     EXPECT_EQ(record.mesh.tangent_frame.count, 7u) << "the frame is untouched";
-}
-
-TEST(ComputeTangentFrame, KeepsTheArrayItGotWhenTheOtherIsMissing) {
-    for (const std::uint64_t failing : {1u, 2u}) {
-        single_triangle record;
-        heap_ledger ledger;
-        {
-            const failing_heap heap = failing_heap::nth(failing);
-            EXPECT_EQ(record.compute(), -3);
-            EXPECT_EQ(heap.count(), 2u);
-        }
-        const ogawa_tangent_frame &frame = record.mesh.tangent_frame;
-        EXPECT_EQ(frame.count, 3u);
-        EXPECT_EQ(frame.components, 0u);
-        EXPECT_EQ(frame.tangents == nullptr, failing == 1);
-        EXPECT_EQ(frame.bitangents == nullptr, failing == 2);
-        EXPECT_EQ(ledger.live(), 1u);
-        ogawa_free_tangent_frame(&record.mesh.tangent_frame);
-        EXPECT_EQ(ledger.live(), 0u);
-    }
 }
 
 TEST(ComputeTangentFrame, LeavesBothPointersNullWithoutAnyMemory) {

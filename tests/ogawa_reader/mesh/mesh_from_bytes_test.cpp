@@ -30,29 +30,6 @@ TEST(PositionsFromBytes, AreThoseOfThePositionsScan) {
     EXPECT_EQ(read.mesh.face_indices, nullptr);
 }
 
-TEST(PositionsFromBytes, ThatAreMissingLeaveOnlyNameAndPath) {
-    const read_mesh read(bytes(5000, 0xFF));
-    EXPECT_EQ(read.status, -1);
-    ogawa_polymesh expected;
-    std::memset(&expected, 0, sizeof expected);
-    std::strcpy(expected.name, "mesh");
-    std::strcpy(expected.path, "/mesh");
-    EXPECT_EQ(std::memcmp(&read.mesh, &expected, sizeof expected), 0);
-}
-
-TEST(PositionsFromBytes, WithoutMemoryGiveMinusTwoAndKeepTheCount) {
-    const stored_archive archive(vertices_only());
-    const failing_heap heap = failing_heap::of_size(12012);
-    const read_mesh read(archive);
-    EXPECT_EQ(heap.failures(), 1u);
-    EXPECT_EQ(read.status, -2);
-    EXPECT_EQ(read.mesh.vertex_count, 1001u);
-    EXPECT_EQ(read.mesh.positions, nullptr);
-    EXPECT_STREQ(read.mesh.path, "/mesh");
-    EXPECT_EQ(read.mesh.transform[0], 0.0) << "it ends at once";
-    EXPECT_EQ(read.mesh.reserved_word, 0u);
-}
-
 TEST(PositionsFromBytes, AloneAreAllThereIsOfTheShortestFiles) {
     for (std::uint64_t length = 90; length <= 130; ++length) {
         bytes content(length, 0xFF);
@@ -76,17 +53,6 @@ TEST(NormalsFromBytes, CutShortAreNotThereButCounted) {
     EXPECT_EQ(cut.mesh.normal_scope, 0u);
     content.push_back(0);
     EXPECT_NE(read_mesh(content).mesh.normals, nullptr);
-}
-
-TEST(NormalsFromBytes, WithoutMemoryAreNotThereButCounted) {
-    const stored_archive archive(with_normals(12028 + 12)); // 12024 bytes: not as many as the positions
-    const failing_heap heap = failing_heap::of_size(12024);
-    const read_mesh read(archive);
-    EXPECT_EQ(heap.failures(), 1u);
-    EXPECT_EQ(read.status, 0);
-    EXPECT_EQ(read.mesh.normal_count, 1002u);
-    EXPECT_EQ(read.mesh.normals, nullptr);
-    EXPECT_EQ(read.mesh.normal_scope, 0u);
 }
 
 #if !defined(_WIN32) // where the stream is over a file
@@ -151,19 +117,6 @@ TEST(IndicesFromBytes, KeepsIndicesBeyondAMultipleOfThree) {
     EXPECT_EQ(read.face_indices(), counting(7));
     EXPECT_EQ(read_mesh(with_words(counting(8))).mesh.face_count, 2u);
     EXPECT_EQ(read_mesh(with_words(counting(9))).mesh.face_count, 3u);
-}
-
-TEST(IndicesFromBytes, WithoutMemoryForIndicesKeepsTheirCount) {
-    const stored_archive archive(with_words(counting(301)));
-    const failing_heap heap = failing_heap::of_size(301 * 4);
-    const read_mesh read(archive);
-    EXPECT_EQ(heap.failures(), 1u);
-    EXPECT_EQ(read.status, 0);
-    EXPECT_EQ(read.mesh.face_index_count, 301u);
-    EXPECT_EQ(read.mesh.face_indices, nullptr);
-    EXPECT_EQ(read.mesh.face_count, 0u);
-    EXPECT_EQ(read.mesh.face_counts, nullptr);
-    EXPECT_EQ(read.mesh.transform[0], 1.0);
 }
 
 TEST(IndicesFromBytes, WithoutMemoryForFaceCountsReleasesTheIndices) {

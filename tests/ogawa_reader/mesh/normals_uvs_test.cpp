@@ -104,29 +104,6 @@ TEST(ReadNormals, RefusesAnArchiveThatIsNullOrNotOpen) {
     }
 }
 
-TEST(ReadNormals, LeavesTheOutputsWhenNothingIsFound) {
-    const archive_in_memory archive(archive_of(36, std::vector<float>(9, 1.2f)));
-    const normals_result result(&archive.record);
-    EXPECT_EQ(result.status, -1);
-    EXPECT_TRUE(result.untouched());
-}
-
-TEST(ReadNormals, OfTwoBlocksOfOneLengthReadsTheEarlier) {
-    const archive_in_memory archive(
-        archive_of_blocks({{36, std::vector<float>(9, 0.25f)}, {36, std::vector<float>(9, 0.75f)}}));
-    const normals_result result(&archive.record);
-    ASSERT_EQ(result.status, 0);
-    EXPECT_EQ(result.normals[0], 0.25f);
-}
-
-TEST(ReadNormals, NeverReadsABlockOf5000004Bytes) {
-    const std::vector<float> values(5'000'004 / 4, 0.5f);
-    const archive_in_memory archive(archive_of(5'000'004, values));
-    const normals_result result(&archive.record);
-    EXPECT_EQ(result.status, -1);
-    EXPECT_TRUE(result.untouched());
-}
-
 TEST(ReadNormals, KeepsTheCountOfABlockThatIsCutShort) {
     bytes content = archive_header();
     append_block(content, 48, ramp(11));
@@ -139,29 +116,6 @@ TEST(ReadNormals, KeepsTheCountOfABlockThatIsCutShort) {
     EXPECT_EQ(result.indices, &untouched_word);
     EXPECT_EQ(result.scope, 88u);
     EXPECT_EQ(ledger.live(), 0u);
-}
-
-TEST(ReadNormals, ReportsMissingMemory) {
-    const archive_in_memory archive(archive_of(36, ramp(9)));
-    const heap_ledger ledger;
-    const failing_heap heap = failing_heap::of_size(36);
-    const normals_result result(&archive.record);
-    EXPECT_EQ(heap.failures(), 1u);
-    EXPECT_EQ(result.status, -2);
-    EXPECT_EQ(result.normals, nullptr);
-    EXPECT_EQ(result.count, 3u);
-    EXPECT_EQ(result.indices, &untouched_word);
-    EXPECT_EQ(result.scope, 88u);
-    EXPECT_EQ(ledger.live(), 0u);
-}
-
-TEST(ReadNormals, LeavesTheArchiveUsableAfterAFailure) {
-    const archive_in_memory archive(archive_of(36, ramp(9)));
-    {
-        const failing_heap heap = failing_heap::of_size(36);
-        EXPECT_EQ(normals_result(&archive.record).status, -2);
-    }
-    EXPECT_EQ(normals_result(&archive.record).status, 0);
 }
 
 TEST(ReadUvs, ReadsTheBlockOfTheScanWhenTheSearchFindsNone) {
@@ -196,13 +150,6 @@ TEST(ReadUvs, AcceptsAFirstFloatThatNormalsReject) {
     const uvs_result record(&archive.record);
     ASSERT_EQ(record.status, 0);
     EXPECT_EQ(record.set.values[0], 1.2f);
-}
-
-TEST(ReadUvs, OfTwoBlocksOfOneLengthReadsTheEarlier) {
-    const archive_in_memory archive(archive_of_blocks({{16, {1, 2, 3, 4}}, {16, {5, 6, 7, 8}}}));
-    const uvs_result record(&archive.record);
-    ASSERT_EQ(record.status, 0);
-    EXPECT_EQ(record.set.values[0], 1.0f);
 }
 
 TEST(ReadUvs, IgnoresItsMiddleArguments) {
@@ -245,30 +192,6 @@ TEST(ReadUvs, KeepsOnlyTheNameWhenTheBlockIsCutShort) {
     EXPECT_EQ(record.status, -1);
     EXPECT_TRUE(is_zero_but_for_its_name(record.set));
     EXPECT_EQ(ledger.live(), 0u);
-}
-
-TEST(ReadUvs, KeepsOnlyTheNameWhenMemoryIsMissing) {
-    const archive_in_memory archive(archive_of(16, ramp(4)));
-    const heap_ledger ledger;
-    const failing_heap heap = failing_heap::of_size(16);
-    const uvs_result record(&archive.record);
-    EXPECT_EQ(heap.failures(), 1u);
-    EXPECT_EQ(record.status, -2);
-    EXPECT_TRUE(is_zero_but_for_its_name(record.set));
-    EXPECT_EQ(ledger.live(), 0u);
-}
-
-TEST(ReadersOfFloats, LeakNothingWhicheverAllocationFails) {
-    const archive_in_memory archive(archive_of(48, ramp(12)));
-    for (std::uint64_t n = 1; n <= 6; ++n) {
-        const heap_ledger ledger;
-        const failing_heap heap = failing_heap::nth(n);
-        const normals_result normals(&archive.record);
-        const uvs_result uvs(&archive.record);
-        EXPECT_TRUE(normals.status == 0 || normals.status == -2);
-        EXPECT_TRUE(uvs.status == 0 || uvs.status == -2);
-        EXPECT_EQ(ledger.live(), (normals.status == 0 ? 1u : 0u) + (uvs.status == 0 ? 1u : 0u));
-    }
 }
 
 TEST(FreeUvSet, AcceptsNull) {

@@ -7,7 +7,6 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cstring>
 
 namespace qel {
@@ -54,30 +53,6 @@ TEST(Polymesh, HasItsBoxTwiceAndTheIdentityAsTransform) {
     EXPECT_EQ(read.mesh.reserved_word, 1u);
 }
 
-TEST(Polymesh, LeavesWhatIsHungOnItLaterEmpty) {
-    const read_mesh read(torus_archive());
-    EXPECT_EQ(read.mesh.reserved_array, nullptr);
-    EXPECT_EQ(read.mesh.reserved_count, 0u);
-    EXPECT_EQ(read.mesh.normal_indices, nullptr);
-    EXPECT_EQ(read.mesh.uv_sets, nullptr);
-    EXPECT_EQ(read.mesh.uv_set_count, 0u);
-    EXPECT_EQ(read.mesh.tangent_frame.tangents, nullptr);
-    EXPECT_EQ(read.mesh.tangent_frame.count, 0u);
-    EXPECT_EQ(read.mesh.manifold.vertex_faces, nullptr);
-    EXPECT_EQ(read.mesh.manifold.face_vertices, nullptr);
-    EXPECT_EQ(read.mesh.reserved_buffer, nullptr);
-}
-
-TEST(Polymesh, ClearsTheWholeRecordFirst) {
-    const stored_archive archive(torus_archive());
-    ogawa_polymesh mesh;
-    std::memset(&mesh, 0xAB, sizeof mesh);
-    ASSERT_EQ(ogawa_read_polymesh(&archive.record, nullptr, 0, &mesh), 0);
-    const read_mesh other(archive);
-    EXPECT_TRUE(model::same_polymesh(mesh, other.mesh));
-    ogawa_free_polymesh(&mesh);
-}
-
 TEST(Polymesh, RefusesNullArgumentsAndTouchesNothing) {
     const stored_archive archive(torus_archive());
     const ogawa_archive closed = {};
@@ -88,12 +63,6 @@ TEST(Polymesh, RefusesNullArgumentsAndTouchesNothing) {
     EXPECT_EQ(ogawa_read_polymesh(&closed, nullptr, 0, &mesh), -1);
     EXPECT_EQ(ogawa_read_polymesh(&archive.record, nullptr, 0, nullptr), -1);
     EXPECT_EQ(std::memcmp(&mesh, &untouched, sizeof mesh), 0);
-}
-
-TEST(Polymesh, WithoutAnObjectIsNamedMesh) {
-    const read_mesh read(torus_archive());
-    EXPECT_STREQ(read.mesh.name, "mesh");
-    EXPECT_STREQ(read.mesh.path, "/mesh");
 }
 
 TEST(Polymesh, TakesNameAndPathOfTheObject) {
@@ -233,56 +202,6 @@ TEST(PolymeshTree, WithPositionsAndNoFacesLeavesTheMeshWithout) {
     EXPECT_EQ(read.mesh.normal_scope, 0u);
 }
 
-TEST(PolymeshArrays, CutShortAreNotThere) {
-    for (int cut = 1; cut < 4; ++cut) {
-        const read_mesh read(test::four_arrays(cut).content());
-        EXPECT_EQ(read.status, 0);
-        EXPECT_EQ(read.mesh.vertex_count, 1000u);
-        EXPECT_EQ(read.mesh.normal_count, cut == 1 ? 0u : 1001u);
-        EXPECT_EQ(read.mesh.normals == nullptr, cut == 1);
-        EXPECT_EQ(read.mesh.normal_scope, 4u) << "also when they could not be read";
-        EXPECT_EQ(read.mesh.face_count, cut == 2 ? 0u : 501u);
-        EXPECT_EQ(read.mesh.face_counts == nullptr, cut == 2);
-        EXPECT_EQ(read.mesh.face_index_count, cut == 3 ? 0u : 2501u);
-        EXPECT_EQ(read.mesh.face_indices == nullptr, cut == 3);
-    }
-}
-
-TEST(PolymeshArrays, WithoutPositionsAreNoMeshButStay) {
-    const read_mesh read(test::four_arrays(0).content());
-    EXPECT_EQ(read.status, -1);
-    EXPECT_EQ(read.mesh.vertex_count, 0u);
-    EXPECT_EQ(read.mesh.positions, nullptr);
-    EXPECT_EQ(read.mesh.normal_count, 1001u);
-    EXPECT_EQ(read.mesh.face_count, 501u);
-    EXPECT_EQ(read.mesh.face_index_count, 2501u);
-    EXPECT_EQ(read.mesh.bounds_max[0], 0.0f);
-    EXPECT_EQ(read.mesh.transform[0], 1.0);
-    EXPECT_EQ(read.mesh.reserved_word, 1u);
-}
-
-TEST(PolymeshArrays, WithoutMemoryKeepTheirCounts) {
-    const stored_archive archive(test::four_arrays().content());
-    const std::size_t sizes[4] = {12000, 12012, 2004, 10004};
-    for (int missing = 0; missing < 4; ++missing) {
-        const failing_heap heap = failing_heap::of_size(sizes[missing]);
-        const read_mesh read(archive);
-        EXPECT_EQ(heap.failures(), 1u);
-        EXPECT_EQ(read.status, 0) << "that is not reported";
-        EXPECT_EQ(read.mesh.vertex_count, 1000u);
-        EXPECT_EQ(read.mesh.normal_count, 1001u);
-        EXPECT_EQ(read.mesh.normal_scope, 4u);
-        EXPECT_EQ(read.mesh.face_count, 501u);
-        EXPECT_EQ(read.mesh.face_index_count, 2501u);
-        EXPECT_EQ(read.mesh.positions == nullptr, missing == 0);
-        EXPECT_EQ(read.mesh.normals == nullptr, missing == 1);
-        EXPECT_EQ(read.mesh.face_counts == nullptr, missing == 2);
-        EXPECT_EQ(read.mesh.face_indices == nullptr, missing == 3);
-        EXPECT_EQ(read.mesh.bounds_max[0], missing == 0 ? 0.0f : 7.0f);
-        EXPECT_EQ(read.mesh.transform[15], 1.0);
-    }
-}
-
 TEST(PolymeshArrays, AreSearchedInTheBytesWithoutMemoryForTheNodeList) {
     archive_writer archive;
     const std::uint64_t positions = archive.data(some_positions());
@@ -303,22 +222,6 @@ TEST(PolymeshArrays, AreNoneInAFileThatLostItsRootReference) {
     const read_mesh read(header);
     EXPECT_EQ(read.status, -1);
     EXPECT_EQ(read.mesh.positions, nullptr);
-}
-
-TEST(PolymeshArrays, AreAllThatStaysOnTheHeap) {
-    const stored_archive archive(test::four_arrays().content());
-    for (std::uint64_t n = 0; n < 16; ++n) {
-        const heap_ledger ledger;
-        ogawa_polymesh mesh;
-        {
-            const failing_heap heap = failing_heap::nth(n);
-            ogawa_read_polymesh(&archive.record, nullptr, 0, &mesh);
-        }
-        const void *const arrays[] = {mesh.positions, mesh.normals, mesh.face_counts, mesh.face_indices};
-        EXPECT_EQ(ledger.live(), static_cast<std::size_t>(4 - std::count(arrays, arrays + 4, nullptr)));
-        ogawa_free_polymesh(&mesh);
-        EXPECT_EQ(ledger.live(), 0u);
-    }
 }
 
 TEST(PolymeshArrays, BeyondFourGibibytesAreRead) {
