@@ -1,13 +1,10 @@
 // SPDX-License-Identifier: MIT
 // The writer of the archives that other tests read.
 #include "support/archive_builder.h"
-#include "support/archive_schemas.h"
 
-#include <gtest/gtest.h>
+#include "qel_archive/opened_archive.h"
 
-#include <algorithm>
 #include <cstdio>
-#include <iterator>
 
 namespace qel::test {
 namespace {
@@ -33,17 +30,27 @@ T value_at(const built_archive &archive, std::uint64_t at) {
     return value;
 }
 
+/// The header of a node, as it was written.
+std::string header_of(const built_archive &archive, const std::string &path) {
+    const node_place &place = archive.places.at(path);
+    return hexadecimal(archive.content.data() + place.header, place.header_size);
+}
+
+/// Where the data of a property's first sample stand.
+std::uint64_t first_sample_of(const built_archive &archive, const std::string &path) {
+    return built_archive::position_of(archive.places.at(path).references[0]);
+}
+
 /// A property alone in an archive, and what became of it.
 struct lone_property {
     explicit lone_property(const property_node &node) {
         archive_builder builder;
         builder.top.properties.children.push_back(node);
         archive = builder.build();
-        place = archive.places.at("/:" + node.name);
+        path = "/:" + node.name;
+        place = archive.places.at(path);
     }
-    std::string header() const {
-        return hexadecimal(archive.content.data() + place.header, place.header_size);
-    }
+    std::string header() const { return header_of(archive, path); }
     /// The content of a data node of the property's group.
     bytes stored(std::size_t reference) const {
         const std::uint64_t at = built_archive::position_of(place.references.at(reference));
@@ -52,6 +59,7 @@ struct lone_property {
         return bytes(first, first + static_cast<std::ptrdiff_t>(value_at<std::uint64_t>(archive, at)));
     }
     built_archive archive;
+    std::string path;
     node_place place;
 };
 
@@ -216,16 +224,12 @@ TEST(ArchiveBuilder, NumbersMetadataOrPutsItIntoTheHeader) {
     all.compound("d", "m=1").inline_metadata = true;
     all.compound("e", "m=" + std::string(254, 'x'));
     const built_archive archive = builder.build();
-    const auto header = [&](const char *name) {
-        const node_place &place = archive.places.at(std::string("/:") + name);
-        return hexadecimal(archive.content.data() + place.header,
-                           std::min<std::size_t>(place.header_size, 10));
-    };
-    EXPECT_EQ(header("a"), "00 00 10 00 01 61");
-    EXPECT_EQ(header("b"), "00 00 20 00 01 62");
-    EXPECT_EQ(header("c"), "00 00 10 00 01 63");
-    EXPECT_EQ(header("d"), "00 00 F0 0F 01 64 03 6D 3D 31");
-    EXPECT_EQ(header("e"), "04 00 F0 0F 01 00 65 00 01 6D"); // 256 bytes: too long for a shared text
+    EXPECT_EQ(header_of(archive, "/:a"), "00 00 10 00 01 61");
+    EXPECT_EQ(header_of(archive, "/:b"), "00 00 20 00 01 62");
+    EXPECT_EQ(header_of(archive, "/:c"), "00 00 10 00 01 63");
+    EXPECT_EQ(header_of(archive, "/:d"), "00 00 F0 0F 01 64 03 6D 3D 31");
+    EXPECT_EQ(header_of(archive, "/:e").substr(0, 29), "04 00 F0 0F 01 00 65 00 01 6D")
+        << "256 bytes: too long for a shared text";
     const std::uint64_t texts = built_archive::position_of(archive.root.references[5]);
     EXPECT_EQ(hexadecimal(archive.content.data() + texts, 16),
               "08 00 00 00 00 00 00 00 03 6D 3D 31 03 6D 3D 32");
@@ -244,9 +248,7 @@ TEST(ArchiveBuilder, KeepsOneNumberForTextsThatFollow) {
     EXPECT_EQ(number(253), 254);
     EXPECT_EQ(number(254), 255);
     EXPECT_EQ(number(299), 255);
-    const node_place &last = archive.places.at("/o299");
-    EXPECT_EQ(hexadecimal(archive.content.data() + last.header, last.header_size),
-              "04 00 00 00 6F 32 39 39 FF 05 00 00 00 6D 3D 32 39 39");
+    EXPECT_EQ(header_of(archive, "/o299"), "04 00 00 00 6F 32 39 39 FF 05 00 00 00 6D 3D 32 39 39");
 }
 
 TEST(ArchiveBuilder, StoresEqualDataOnceUnlessAskedNotTo) {
@@ -316,9 +318,7 @@ TEST(ArchiveBuilder, PutsAnythingAnywhereWhenAsked) {
     EXPECT_EQ(archive.places.at("/").references[2], 0x7FFFFFFFFFFFFFFFu);
     EXPECT_EQ(archive.places.at("/").headers_size, 5u);
     EXPECT_EQ(archive.places.at("/:lie").references[0], 12345u);
-    const node_place &header = archive.places.at("/:lie");
-    EXPECT_EQ(hexadecimal(archive.content.data() + header.header, header.header_size),
-              "FD 1C 00 00 40 42 0F 00 4D 00 00 00 6C 69 65");
+    EXPECT_EQ(header_of(archive, "/:lie"), "FD 1C 00 00 40 42 0F 00 4D 00 00 00 6C 69 65");
     EXPECT_EQ(value_at<std::uint64_t>(archive, archive.root.reference), 5u);
     archive.patch(built_archive::reference_at(archive.places.at("/").reference, 1), archive.root.reference);
     EXPECT_EQ(value_at<std::uint64_t>(archive, archive.places.at("/").reference + 16),
@@ -347,42 +347,33 @@ TEST(ArchiveSchemas, WriteATransformAsItsOperationsAndValues) {
               "schema=AbcGeom_Xform_v3;schemaObjTitle=AbcGeom_Xform_v3:.xform");
     EXPECT_TRUE(still.properties.children.front().children.empty());
     const built_archive archive = builder.build();
-    const auto header = [&](const char *name) {
-        const node_place &place = archive.places.at(std::string("/turn:.xform/") + name);
-        return hexadecimal(archive.content.data() + place.header, place.header_size);
-    };
-    EXPECT_EQ(header(".inherits"), "01 1C 00 00 01 09 2E 69 6E 68 65 72 69 74 73");
-    EXPECT_EQ(header(".ops"), "11 2C 00 00 01 04 2E 6F 70 73");
-    EXPECT_EQ(header(".vals"), "B1 45 00 00 02 01 05 2E 76 61 6C 73");
-    const std::uint64_t ops =
-        built_archive::position_of(archive.places.at("/turn:.xform/.ops").references[0]);
+    EXPECT_EQ(header_of(archive, "/turn:.xform/.inherits"), "01 1C 00 00 01 09 2E 69 6E 68 65 72 69 74 73");
+    EXPECT_EQ(header_of(archive, "/turn:.xform/.ops"), "11 2C 00 00 01 04 2E 6F 70 73");
+    EXPECT_EQ(header_of(archive, "/turn:.xform/.vals"), "B1 45 00 00 02 01 05 2E 76 61 6C 73");
+    const std::uint64_t ops = first_sample_of(archive, "/turn:.xform/.ops");
     EXPECT_EQ(hexadecimal(archive.content.data() + ops + 24, 2), "10 50");
 }
 
 TEST(ArchiveSchemas, StoreMoreThan255ValuesAsArrays) {
     archive_builder builder;
-    add_xform(builder.top, "long", std::vector<xform_operation>(86, translate(0, 0, 1)));
-    const object_node &object = builder.top.children.front();
-    const std::list<property_node> &xform = object.properties.children.front().children;
-    EXPECT_EQ(std::next(xform.begin())->kind, property_kind::scalar);
-    EXPECT_EQ(std::next(xform.begin())->extent, 86u);
-    EXPECT_EQ(xform.back().kind, property_kind::array);
-    EXPECT_EQ(xform.back().extent, 1u);
-    EXPECT_EQ(xform.back().samples[0].values.size(), 86u * 3 * 8);
+    property_node &xform =
+        schema_compound(add_xform(builder.top, "long", std::vector<xform_operation>(86, translate(0, 0, 1))));
+    EXPECT_EQ(child(xform, ".ops").kind, property_kind::scalar);
+    EXPECT_EQ(child(xform, ".ops").extent, 86u);
+    EXPECT_EQ(child(xform, ".vals").kind, property_kind::array);
+    EXPECT_EQ(child(xform, ".vals").extent, 1u);
+    EXPECT_EQ(child(xform, ".vals").samples[0].values.size(), 86u * 3 * 8);
 }
 
 TEST(ArchiveSchemas, WriteAMeshWithItsBoundsAndParameters) {
     archive_builder builder;
-    polymesh mesh;
+    polymesh mesh = triangle();
     mesh.points = {{0, 0, 0, 1, 0, 0, 0, 5, -2}};
-    mesh.face_counts = {{3}};
-    mesh.face_indices = {{0, 1, 2}};
     geometry_parameter indexed = uvs({{0, 1}}, "fvr", "UVMap");
     indexed.indices = {{0, 0, 0}};
     mesh.parameters = {normals({{0, 0, 1}}, "con"), indexed};
     mesh.more_parameters = {uvs({{0, 0, 0, 0, 0, 0}}, "")};
-    add_polymesh(builder.top, "sail", mesh);
-    const object_node &object = builder.top.children.front();
+    object_node &object = add_polymesh(builder.top, "sail", mesh);
     EXPECT_EQ(object.metadata, "schema=AbcGeom_PolyMesh_v1;schemaBaseType=AbcGeom_GeomBase_v1;"
                                "schemaObjTitle=AbcGeom_PolyMesh_v1:.geom");
     const built_archive archive = builder.build();
@@ -395,17 +386,13 @@ TEST(ArchiveSchemas, WriteAMeshWithItsBoundsAndParameters) {
                                                "/sail:.geom/.selfBnds", "/sail:.geom/N", "/sail:.geom/P",
                                                "/sail:.geom/uv", "/sail:.geom/uv/.indices",
                                                "/sail:.geom/uv/.vals"}));
-    const std::uint64_t bounds =
-        built_archive::position_of(archive.places.at("/sail:.geom/.selfBnds").references[0]);
+    const std::uint64_t bounds = first_sample_of(archive, "/sail:.geom/.selfBnds");
     const double expected[6] = {0, 0, -2, 1, 5, 0};
     for (std::uint64_t i = 0; i < 6; ++i)
         EXPECT_EQ(value_at<double>(archive, bounds + 24 + 8 * i), expected[i]);
-    const property_node &uv =
-        *std::find_if(object.properties.children.front().children.begin(),
-                      object.properties.children.front().children.end(),
-                      [](const property_node &property) { return property.name == "uv"; });
-    EXPECT_EQ(uv.metadata, "arrayExtent=1;geoScope=fvr;interpretation=vector;isGeomParam=true;podExtent=2;"
-                           "podName=float32_t;sourceName=UVMap");
+    EXPECT_EQ(child(schema_compound(object), "uv").metadata,
+              "arrayExtent=1;geoScope=fvr;interpretation=vector;isGeomParam=true;podExtent=2;"
+              "podName=float32_t;sourceName=UVMap");
 }
 
 } // namespace

@@ -104,25 +104,6 @@ TEST(ArchiveMeshes, HaveTheBoxOfTheirPositionsAndTheOneThatIsStored) {
     }
 }
 
-TEST(ArchiveMeshes, HaveTheBoxOfManyPositions) {
-    polymesh mesh; // more than are looked at at once; the corners stand in the middle and at the end
-    mesh.points = {std::vector<float>(std::size_t{3} * 50'000, 1.0f)};
-    mesh.points[0][3 * 20'000 + 1] = -7;
-    mesh.points[0][3 * 49'999 + 2] = 9;
-    mesh.points[0][3 * 16'384] = std::numeric_limits<float>::quiet_NaN(); // bounds nothing
-    mesh.face_counts = mesh.face_indices = {{}};
-    mesh.bounds = false;
-    const opened_archive opened = opened_mesh(mesh);
-    const read_mesh read = opened.mesh("/m");
-    ASSERT_EQ(read.status, QEL_ARCHIVE_OK);
-    float expected[6];
-    ogawa_compute_bounds(mesh.points[0].data(), 50'000, expected);
-    EXPECT_TRUE(std::equal(expected, expected + 3, read->bounds_min));
-    EXPECT_TRUE(std::equal(expected + 3, expected + 6, read->bounds_max));
-    EXPECT_EQ(read->bounds_min[1], -7);
-    EXPECT_EQ(read->bounds_max[2], 9);
-}
-
 /// The box of positions as the archive's reader finds it is the one of all positions at once, bit for bit.
 void expect_box_of(const std::vector<float> &positions) {
     archive_builder builder;

@@ -72,7 +72,7 @@ TEST(ArchiveNames, AreToldApartByEveryByte) {
     for (std::uint32_t i = 0; i < names.size(); ++i)
         EXPECT_EQ(opened.find(("/" + names[i]).c_str()), i + 1) << names[i];
     for (const char *absent : {"/na", "/name000", "/name00002", "/\xFF", "/o", "/Nam"})
-        EXPECT_EQ(opened.find(absent), 0xFFFFFFFFu) << absent;
+        EXPECT_EQ(opened.find(absent), QEL_NOT_FOUND) << absent;
 }
 
 TEST(ArchiveNames, AreFoundAmongManyInAnyOrder) {

@@ -1,13 +1,12 @@
 // SPDX-License-Identifier: MIT
 // The tree of objects: numbers, paths, children, and the bounds on how many there may be.
 #include "qel_archive/opened_archive.h"
+#include "qel_archive/written_trees.h"
 
 namespace qel {
 namespace {
 
 using namespace test;
-
-constexpr std::uint32_t not_found = 0xFFFFFFFF;
 
 archive_builder family() {
     archive_builder builder;
@@ -31,7 +30,7 @@ TEST(ArchiveObjects, KnowTheirNameParentAndChildren) {
     EXPECT_STREQ(top.path, "/");
     EXPECT_STREQ(top.metadata, "");
     EXPECT_STREQ(top.schema, "");
-    EXPECT_EQ(top.parent, not_found);
+    EXPECT_EQ(top.parent, QEL_NOT_FOUND);
     EXPECT_EQ(top.child_count, 2u);
     EXPECT_STREQ(b.name, "b");
     EXPECT_STREQ(b.path, "/b");
@@ -64,7 +63,7 @@ TEST(ArchiveObjects, AreFoundByTheirPathByteForByte) {
     EXPECT_EQ(opened.find("/a"), 5u);
     for (const char *path : {"", "b", "//", "/b/", "/b//a", "/B", "/b/", "/b/a/deep/x", "/aa", "/c",
                              "/b/a/dee", "/b/a/deepe", "/a/"})
-        EXPECT_EQ(opened.find(path), not_found) << path;
+        EXPECT_EQ(opened.find(path), QEL_NOT_FOUND) << path;
 }
 
 TEST(ArchiveObjects, GiveTheSamePathEveryTime) {
@@ -165,27 +164,13 @@ TEST(ArchiveObjects, StandInAThousandLevelsAtMost) {
 /// that the lowest stands there 2^doublings times; then `more` objects beside them.
 bytes shared_objects(int doublings, std::uint32_t more) {
     archive_writer out;
-    const auto object = [&out](const std::vector<std::uint64_t> &children) {
-        bytes headers;
-        for (std::size_t i = 0; i < children.size(); ++i)
-            append_bytes(headers, bytes_of_header(object_header{"o" + std::to_string(i), 0, "", {}, {}}));
-        headers.resize(headers.size() + 32);
-        std::vector<std::uint64_t> references = {archive_writer::empty_group};
-        references.insert(references.end(), children.begin(), children.end());
-        references.push_back(out.data(headers));
-        return out.group(references);
-    };
-    const std::uint64_t leaf = object({});
+    const std::uint64_t leaf = object_group(out, archive_writer::empty_group, {});
     std::uint64_t tree = leaf;
     for (int i = 0; i < doublings; ++i)
-        tree = object({tree, tree});
+        tree = object_group(out, archive_writer::empty_group, {tree, tree});
     std::vector<std::uint64_t> children = {tree};
     children.resize(more + 1, leaf);
-    const std::uint64_t top = object(children);
-    const bytes version(4, 0);
-    const std::uint64_t number = out.data(version), text = out.data({});
-    const std::uint64_t samplings = out.data(bytes_of_sampling({}, 0));
-    out.set_root(out.group({number, number, top, text, samplings, text}));
+    set_top_object(out, object_group(out, archive_writer::empty_group, children));
     return out.content();
 }
 

@@ -1,13 +1,12 @@
 // SPDX-License-Identifier: MIT
 // Properties: numbers and names across compounds, and the bounds on how many there may be.
 #include "qel_archive/opened_archive.h"
+#include "qel_archive/written_trees.h"
 
 namespace qel {
 namespace {
 
 using namespace test;
-
-constexpr std::uint32_t not_found = 0xFFFFFFFF;
 
 /// Compounds in compounds: a, b, b/c, b/c/d, b/e, b/f, g.
 archive_builder nested() {
@@ -49,7 +48,7 @@ TEST(ArchiveProperties, AreFoundByTheirNamesByteForByte) {
         EXPECT_EQ(opened.find("/", names[i].c_str()), i) << names[i];
     for (const char *name :
          {"", "/", "/a", "a/", "b/", "c", "b//c", "b/c/", "a/b", "b/e/x", "B", "aa", "b/c/d/"})
-        EXPECT_EQ(opened.find("/", name), not_found) << name;
+        EXPECT_EQ(opened.find("/", name), QEL_NOT_FOUND) << name;
 }
 
 TEST(ArchiveProperties, GiveTheSameNameEveryTime) {
@@ -84,7 +83,7 @@ TEST(ArchiveProperties, MayBeMissingAltogether) {
     const opened_archive opened(builder);
     ASSERT_EQ(opened.status, QEL_ARCHIVE_OK);
     EXPECT_EQ(opened.object("/").property_count, 3u);
-    EXPECT_EQ(opened.find("/", "position zero/x"), not_found);
+    EXPECT_EQ(opened.find("/", "position zero/x"), QEL_NOT_FOUND);
 }
 
 TEST(ArchiveProperties, RefuseReferencesToWhereNothingCanStand) {
@@ -139,35 +138,16 @@ TEST(ArchiveProperties, StandInAThousandLevelsAtMost) {
 /// 2^(doublings + 1) - 2 properties from them, then `more` empty compounds; there are `objects` such objects.
 bytes shared_compounds(int doublings, std::uint32_t more, std::uint32_t objects) {
     archive_writer out;
-    const auto compound = [&out](const std::vector<std::uint64_t> &children) {
-        bytes headers;
-        for (std::size_t i = 0; i < children.size(); ++i) {
-            property_header header;
-            header.name = "c" + std::to_string(i);
-            append_bytes(headers, bytes_of_header(header));
-        }
-        std::vector<std::uint64_t> references = children;
-        references.push_back(out.data(headers));
-        return out.group(references);
-    };
-    std::uint64_t tree = 0;
+    std::uint64_t tree = archive_writer::empty_group;
     for (int i = 0; i < doublings; ++i) {
         std::vector<std::uint64_t> children = {tree, tree};
-        if (i + 1 == doublings) children.resize(2 + more, 0);
-        tree = compound(children);
+        if (i + 1 == doublings) children.resize(2 + more, archive_writer::empty_group);
+        tree = compound_group(out, children);
     }
-    bytes headers;
-    std::vector<std::uint64_t> top = {0};
-    for (std::uint32_t i = 0; i < objects; ++i) {
-        append_bytes(headers, bytes_of_header(object_header{"o" + std::to_string(i), 0, "", {}, {}}));
-        top.push_back(out.group({tree}));
-    }
-    headers.resize(headers.size() + 32);
-    top.push_back(out.data(headers));
-    const std::uint64_t number = out.data(bytes(4, 0)), text = out.data({});
-    const std::uint64_t samplings = out.data(bytes_of_sampling({}, 0));
-    const std::uint64_t group = out.group(top);
-    out.set_root(out.group({number, number, group, text, samplings, text}));
+    std::vector<std::uint64_t> groups(objects);
+    for (std::uint64_t &group : groups)
+        group = out.group({tree});
+    set_top_object(out, object_group(out, archive_writer::empty_group, groups));
     return out.content();
 }
 

@@ -11,6 +11,8 @@ using namespace test;
 
 constexpr std::uint64_t data_bit = archive_writer::data_bit;
 
+using byte_samples = std::vector<std::vector<std::uint8_t>>;
+
 template <class T>
 archive_builder one_array(const std::vector<std::vector<T>> &samples, std::uint32_t extent = 1) {
     archive_builder builder;
@@ -25,6 +27,17 @@ archive_builder one_scalar(const std::vector<std::vector<T>> &samples, std::uint
     return builder;
 }
 
+archive_builder array_or_scalar(bool is_array, const byte_samples &samples) {
+    return is_array ? one_array(samples) : one_scalar(samples);
+}
+
+archive_builder one_sample(property_kind kind, value_kind value, std::uint32_t extent,
+                           const sample_data &sample) {
+    archive_builder builder;
+    builder.top.properties.add("x", kind, value, extent, {sample});
+    return builder;
+}
+
 property_node &x_of(archive_builder &builder) {
     return builder.top.properties.children.front();
 }
@@ -36,18 +49,17 @@ std::int32_t read_status(const archive_builder &builder, std::uint64_t sample = 
 }
 
 TEST(ArchiveSamples, AreStoredWhereTheyChange) {
-    const std::vector<std::vector<std::vector<std::uint8_t>>> all = {
-        {{1}},
-        {{1}, {1}, {1}},
-        {{1}, {2}, {3}},
-        {{1}, {1}, {2}, {2}},
-        {{1}, {2}, {2}, {2}},
-        {{1}, {1}, {1}, {2}},
-        {{1}, {1}, {2}, {3}, {3}, {4}, {4}, {4}}};
-    for (const std::vector<std::vector<std::uint8_t>> &samples : all)
+    const std::vector<byte_samples> all = {{{1}},
+                                           {{1}, {1}, {1}},
+                                           {{1}, {2}, {3}},
+                                           {{1}, {1}, {2}, {2}},
+                                           {{1}, {2}, {2}, {2}},
+                                           {{1}, {1}, {1}, {2}},
+                                           {{1}, {1}, {2}, {3}, {3}, {4}, {4}, {4}}};
+    for (const byte_samples &samples : all)
         for (const changes changed : {changes::as_found, changes::written, changes::every_sample})
             for (const bool is_array : {false, true}) {
-                archive_builder builder = is_array ? one_array(samples) : one_scalar(samples);
+                archive_builder builder = array_or_scalar(is_array, samples);
                 x_of(builder).changed = changed;
                 const opened_archive opened(builder);
                 ASSERT_EQ(opened.status, QEL_ARCHIVE_OK);
@@ -100,13 +112,7 @@ TEST(ArchiveSamples, OfTextsEndWithAZeroByteEach) {
 /// Texts as one sample of a property, of the bytes given.
 std::int32_t read_texts(const bytes &values, property_kind kind, std::uint32_t extent,
                         const std::vector<std::uint64_t> &dimensions = {}) {
-    archive_builder builder;
-    sample_data sample;
-    sample.values = values;
-    sample.dimensions = dimensions;
-    sample.store_empty = true;
-    builder.top.properties.add("x", kind, value_kind::text, extent, {sample});
-    return read_status(builder);
+    return read_status(one_sample(kind, value_kind::text, extent, {values, dimensions, true}));
 }
 
 TEST(ArchiveSamples, OfTextsAreAsManyAsTheyShouldBe) {
@@ -131,11 +137,9 @@ TEST(ArchiveSamples, OfTextsAreAsManyAsTheyShouldBe) {
 
 TEST(ArchiveSamples, OfWideTextAreBytesOfAnyNumber) {
     for (const property_kind kind : {property_kind::scalar, property_kind::array}) {
-        archive_builder builder;
-        sample_data sample;
-        sample.values = {'a', 0, 0, 0, 7};
-        builder.top.properties.add("x", kind, value_kind::wide_text, 1, {sample});
-        EXPECT_EQ(opened_archive(builder).values<std::uint8_t>("/", "x"), sample.values);
+        const sample_data sample = {{'a', 0, 0, 0, 7}, {}};
+        const opened_archive opened(one_sample(kind, value_kind::wide_text, 1, sample));
+        EXPECT_EQ(opened.values<std::uint8_t>("/", "x"), sample.values);
     }
 }
 
@@ -145,11 +149,8 @@ TEST(ArchiveSamples, OfScalarsHaveTheSizeOfTheirExtent) {
         for (const std::uint32_t extent : {1u, 3u, 255u}) {
             const std::size_t size = sizes[value] * extent;
             for (const std::size_t stored : {std::size_t{0}, size - 1, size, size + 1, size + sizes[value]}) {
-                archive_builder builder;
-                sample_data sample;
-                sample.values = bytes(stored, 1);
-                builder.top.properties.add("x", property_kind::scalar, static_cast<value_kind>(value), extent,
-                                           {sample});
+                const archive_builder builder = one_sample(
+                    property_kind::scalar, static_cast<value_kind>(value), extent, {bytes(stored, 1), {}});
                 EXPECT_EQ(read_status(builder), stored == size ? QEL_ARCHIVE_OK : QEL_ARCHIVE_DAMAGED)
                     << value << " " << extent << " " << stored;
             }
@@ -158,10 +159,8 @@ TEST(ArchiveSamples, OfScalarsHaveTheSizeOfTheirExtent) {
 
 TEST(ArchiveSamples, OfArraysAreWholeElements) {
     for (const std::size_t stored : {0u, 1u, 4u, 11u, 12u, 13u, 16u, 24u}) {
-        archive_builder builder;
-        sample_data sample;
-        sample.values = bytes(stored, 1);
-        builder.top.properties.add("x", property_kind::array, value_kind::f32, 3, {sample});
+        const archive_builder builder =
+            one_sample(property_kind::array, value_kind::f32, 3, {bytes(stored, 1), {}});
         EXPECT_EQ(read_status(builder), stored % 12 == 0 ? QEL_ARCHIVE_OK : QEL_ARCHIVE_DAMAGED) << stored;
     }
 }
@@ -180,8 +179,7 @@ TEST(ArchiveSamples, OfArraysMayBeEmptyWithADigestAndWithout) {
 TEST(ArchiveSamples, BeginWithAWholeDigest) {
     for (const bool is_array : {false, true})
         for (const std::size_t size : {1u, 15u, 16u, 17u}) {
-            archive_builder builder =
-                is_array ? one_array<std::uint8_t>({{1}}) : one_scalar<std::uint8_t>({{1}});
+            archive_builder builder = array_or_scalar(is_array, {{1}});
             x_of(builder).samples[0].payload = bytes(size, 3);
             const bool sound = size == 17 || (is_array && size == 16); // without an element
             EXPECT_EQ(read_status(builder), sound ? QEL_ARCHIVE_OK : QEL_ARCHIVE_DAMAGED)
@@ -190,12 +188,9 @@ TEST(ArchiveSamples, BeginWithAWholeDigest) {
 }
 
 std::int32_t read_with_dimensions(const std::vector<std::uint64_t> &dimensions, std::size_t elements) {
-    archive_builder builder;
-    sample_data sample;
-    sample.values = bytes(elements * 2, 1);
+    sample_data sample = {bytes(elements * 2, 1), {}};
     sample.dimensions_payload = bytes_of(dimensions);
-    builder.top.properties.add("x", property_kind::array, value_kind::u16, 1, {sample});
-    return read_status(builder);
+    return read_status(one_sample(property_kind::array, value_kind::u16, 1, sample));
 }
 
 TEST(ArchiveSamples, HaveAsManyElementsAsTheProductOfTheirDimensions) {
@@ -234,33 +229,23 @@ TEST(ArchiveSamples, HaveWholeDimensions) {
 
 TEST(ArchiveSamples, AreDamagedWhereFewerAreStoredThanNeeded) {
     for (const bool is_array : {false, true}) {
-        const std::vector<std::vector<std::uint8_t>> values = {{1}, {2}, {3}};
         const std::size_t each = is_array ? 2 : 1;
+        const built_archive whole = array_or_scalar(is_array, {{1}, {2}, {3}}).build();
         for (std::size_t left = 0; left <= 3 * each; ++left) {
-            archive_builder builder = is_array ? one_array(values) : one_scalar(values);
-            x_of(builder).edit_references = [left](std::vector<std::uint64_t> &references, std::uint64_t) {
+            archive_builder lacks = array_or_scalar(is_array, {{1}, {2}, {3}});
+            x_of(lacks).edit_references = [left](std::vector<std::uint64_t> &references, std::uint64_t) {
                 references.resize(left);
             };
-            const opened_archive opened(builder);
-            ASSERT_EQ(opened.status, QEL_ARCHIVE_OK) << "samples are looked at when they are read";
-            for (std::uint64_t i = 0; i < 3; ++i)
-                EXPECT_EQ(opened.read_status("/", "x", i),
-                          (i + 1) * each <= left ? QEL_ARCHIVE_OK : QEL_ARCHIVE_DAMAGED)
-                    << left << " " << i;
-        }
-    }
-    for (const bool is_array : {false, true}) { // the references themselves stay in the file
-        const std::uint64_t each = is_array ? 2 : 1;
-        built_archive built =
-            (is_array ? one_array<std::uint8_t>({{1}, {2}, {3}}) : one_scalar<std::uint8_t>({{1}, {2}, {3}}))
-                .build();
-        for (std::uint64_t left = 0; left <= 3 * each; ++left) {
-            built.patch(built.places.at("/:x").reference, left);
-            const opened_archive opened(built.content);
-            for (std::uint64_t i = 0; i < 3; ++i)
-                EXPECT_EQ(opened.read_status("/", "x", i),
-                          (i + 1) * each <= left ? QEL_ARCHIVE_OK : QEL_ARCHIVE_DAMAGED)
-                    << left << " " << i;
+            built_archive counts_fewer = whole; // the references themselves stay in the file
+            counts_fewer.patch(whole.places.at("/:x").reference, std::uint64_t{left});
+            for (const bytes &content : {lacks.build().content, counts_fewer.content}) {
+                const opened_archive opened(content);
+                ASSERT_EQ(opened.status, QEL_ARCHIVE_OK) << "samples are looked at when they are read";
+                for (std::uint64_t i = 0; i < 3; ++i)
+                    EXPECT_EQ(opened.read_status("/", "x", i),
+                              (i + 1) * each <= left ? QEL_ARCHIVE_OK : QEL_ARCHIVE_DAMAGED)
+                        << left << " " << i;
+            }
         }
     }
     archive_builder none = one_scalar<std::uint8_t>({{1}});
@@ -273,8 +258,7 @@ TEST(ArchiveSamples, AreDamagedWhereTheyCannotStand) {
     for (const bool is_array : {false, true})
         for (const std::uint64_t reference :
              {std::uint64_t{0}, std::uint64_t{16}, data_bit | 8, data_bit | far, ~std::uint64_t{0}}) {
-            archive_builder builder =
-                is_array ? one_array<std::uint8_t>({{1}}) : one_scalar<std::uint8_t>({{1}});
+            archive_builder builder = array_or_scalar(is_array, {{1}});
             x_of(builder).samples[0].instead = reference;
             EXPECT_EQ(read_status(builder), QEL_ARCHIVE_DAMAGED) << is_array << " " << reference;
             if (!is_array) continue;

@@ -2,9 +2,9 @@
 // The limits on what stands in a file, whichever way it is read: an archive that shares its groups so often that the
 // bytes read are more than the file has is read again with a table of positions.
 #include "qel_archive/opened_archive.h"
+#include "qel_archive/written_trees.h"
 #include "support/failing_heap.h"
 
-#include <algorithm>
 #include <fstream>
 
 namespace qel {
@@ -25,15 +25,9 @@ void add_shared_objects(archive_builder &builder) {
 /// An archive of one group of objects: its headers, and references to empty objects.
 bytes flat_objects(std::uint32_t count) {
     archive_writer out;
-    bytes headers;
-    for (std::uint32_t i = 0; i < count; ++i)
-        append_bytes(headers, bytes_of_header(object_header{std::to_string(max_objects + i), 0, "", {}, {}}));
-    headers.resize(headers.size() + 32);
     std::vector<std::uint64_t> references(count + 1, archive_writer::empty_group); // a compound, the objects
-    references.push_back(out.data(headers));
-    const std::uint64_t number = out.data(bytes(4, 0)), none = out.data({});
-    const std::uint64_t samplings = out.data(bytes_of_sampling({}, 0)), top = out.group(references);
-    out.set_root(out.group({number, number, top, none, samplings, none}));
+    references.push_back(object_headers(out, count, max_objects));
+    set_top_object(out, out.group(references));
     return out.content();
 }
 
@@ -140,8 +134,7 @@ class many_properties {
         // Read 150 times, 150 MB are more than the file has.
         const std::uint64_t weight = out_.data(headers_of_compounds(1, std::string(1'000'000, 'm')));
         const std::uint64_t shared = out_.group({out_.group({0, weight})});
-        for (int i = 0; i < 150; ++i)
-            add_child(shared);
+        children_.assign(150, shared);
         const std::uint64_t headers = out_.data(headers_of_compounds(each));
         for (std::uint32_t i = 0; i < max_properties / each - 1; ++i)
             add_compound(each, headers);
@@ -166,43 +159,31 @@ class many_properties {
         std::uint64_t at, count, headers;
     };
 
-    void add_child(std::uint64_t object) {
-        append_bytes(child_headers_,
-                     bytes_of_header(object_header{std::to_string(1000 + children_.size()), 0, "", {}, {}}));
-        children_.push_back(object);
-    }
-
     void add_instance_property() {
-        const std::string source = "/source";
         property_header header;
         header.set(info_kind, static_cast<std::uint32_t>(property_kind::scalar));
         header.set(info_value, static_cast<std::uint32_t>(value_kind::text));
         header.set(info_extent, 1);
         header.samples = 1;
         header.name = ".instanceSource";
-        bytes text = bytes_of_text(source);
-        text.push_back(0);
-        const std::uint64_t sample = out_.group({out_.data(archive_writer::with_digest(text))});
-        children_ = {out_.group({sample, out_.data(bytes_of_header(header))})};
+        bytes source = bytes_of_text("/source");
+        source.push_back(0);
+        const std::uint64_t sample = out_.group({out_.data(archive_writer::with_digest(source))});
+        instance_properties_ = out_.group({sample, out_.data(bytes_of_header(header))});
     }
 
     void add_compound(std::uint64_t count, std::uint64_t headers) {
         groups_.push_back({next_group_, count, headers});
-        add_child(out_.group({next_group_}));
+        children_.push_back(out_.group({next_group_}));
         next_group_ += 8 + 8 * (count + 1);
     }
 
     void finish() {
-        child_headers_.resize(child_headers_.size() + 32);
-        children_.push_back(out_.data(child_headers_));
-        const std::uint64_t instance = out_.group(children_);
-        bytes headers = bytes_of_header(object_header{"instance", 0, "", {}, {}});
-        append_bytes(headers, bytes_of_header(object_header{"source", 0, "", {}, {}}));
+        const std::uint64_t instance = object_group(out_, instance_properties_, children_);
+        bytes headers = bytes_of_header(object_header{"instance", 0, ""});
+        append_bytes(headers, bytes_of_header(object_header{"source", 0, ""}));
         headers.resize(headers.size() + 32);
-        const std::uint64_t top = out_.group({0, instance, 0, out_.data(headers)});
-        const std::uint64_t number = out_.data(bytes(4, 0)), none = out_.data({});
-        const std::uint64_t samplings = out_.data(bytes_of_sampling({}, 1));
-        out_.set_root(out_.group({number, number, top, none, samplings, none}));
+        set_top_object(out_, out_.group({0, instance, 0, out_.data(headers)}));
         ASSERT_LE(out_.size(), groups_at);
         out_.save(folder_.file("archive.abc"));
         std::filesystem::resize_file(folder_.file("archive.abc"), next_group_);
@@ -219,8 +200,8 @@ class many_properties {
 
     archive_writer out_;
     temp_folder folder_;
-    bytes child_headers_;
-    std::vector<std::uint64_t> children_; // of the instance: its compound, its objects
+    std::uint64_t instance_properties_ = 0;
+    std::vector<std::uint64_t> children_; // of the instance
     std::vector<large_group> groups_;
     std::uint64_t next_group_ = groups_at;
 };
@@ -230,10 +211,7 @@ class many_properties {
 std::uint64_t blocks_for_compound_of(std::uint64_t count) {
     constexpr std::uint64_t group_at = 4096;
     archive_writer out;
-    const std::uint64_t top = out.group({group_at, out.data(bytes(32, 0))});
-    const std::uint64_t number = out.data(bytes(4, 0)), none = out.data({});
-    const std::uint64_t samplings = out.data(bytes_of_sampling({}, 1));
-    out.set_root(out.group({number, number, top, none, samplings, none}));
+    set_top_object(out, object_group(out, group_at, {}));
     out.pad_to(group_at);
     out.append_raw(bytes_of(std::vector<std::uint64_t>{count}));
     const temp_folder folder;

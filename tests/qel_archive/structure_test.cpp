@@ -140,23 +140,6 @@ TEST(ArchiveStructure, IsRefusedAtEveryLengthButItsOwn) {
         EXPECT_EQ(status_at(length), QEL_ARCHIVE_NOT_AN_ARCHIVE) << length;
 }
 
-TEST(ArchiveStructure, RefusesGroupsThatHoldThemselves) {
-    for (const char *of : {"/", "/arm", "/:", "/arm:", "/arm:.xform"}) {
-        const built_archive built = scene().build();
-        const node_place &place = built.places.at(of);
-        if (place.reference == 0) continue; // an empty compound
-        for (std::size_t child = 0; child < place.references.size(); ++child) {
-            if ((place.references[child] & data_bit) != 0) continue;
-            built_archive looped = built;
-            looped.patch(built_archive::reference_at(place.reference, child), place.reference);
-            const bool is_property =
-                std::string(of) == "/arm:.xform"; // whose groups are read with their samples
-            EXPECT_EQ(status_of(looped.content), is_property ? QEL_ARCHIVE_OK : QEL_ARCHIVE_DAMAGED)
-                << of << " " << child;
-        }
-    }
-}
-
 TEST(ArchiveStructure, RefusesAnObjectThatIsItsOwnCompound) {
     // Its data, read as headers of objects, is too short for any; as headers of properties it holds one.
     archive_builder builder;
