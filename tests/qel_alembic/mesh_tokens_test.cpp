@@ -1,10 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "model/topology_model.h"
+#include "qel_alembic/loaded_mesh.h"
 #include "support/failing_heap.h"
 #include "support/mesh_maker.h"
-#include "support/scenes.h"
-
-#include <gtest/gtest.h>
 
 #include <algorithm>
 #include <iterator>
@@ -18,17 +16,9 @@ namespace {
 using namespace test;
 
 constexpr std::uint32_t seed = 0x5A5A5A5A;
-const std::vector<float> corner_triangle = {0, 0, 0, 1, 0, 0, 0, 1, 1};
-const std::vector<std::uint32_t> one_face = {0, 1, 2};
 
 std::uint32_t rotl5(std::uint32_t value) {
     return value << 5 | value >> 27;
-}
-
-std::int32_t load(const std::vector<float> &positions, const std::vector<std::uint32_t> &indices,
-                  qel_alembic_mesh &mesh, const char *name = "mesh") {
-    return qel_alembic_load_raw(positions.data(), static_cast<std::uint32_t>(positions.size() / 3),
-                                indices.data(), static_cast<std::uint32_t>(indices.size() / 3), name, &mesh);
 }
 
 /// A mesh of `count` vertices whose positions and indices the test owns.
@@ -46,10 +36,9 @@ struct bare_mesh : qel_alembic_mesh {
 };
 
 /// Whether records and tokens are those of the model, to the byte.
-void expect_same(const qel_alembic_mesh &mesh, const std::vector<qel_alembic_vertex> &vertices,
-                 const std::vector<qel_alembic_token> &tokens) {
-    EXPECT_EQ(std::memcmp(mesh.vertices, vertices.data(), vertices.size() * 40), 0);
-    EXPECT_EQ(std::memcmp(mesh.tokens, tokens.data(), tokens.size() * 32), 0);
+void expect_same(const qel_alembic_mesh &mesh, const model::processed_mesh &expected) {
+    EXPECT_EQ(std::memcmp(mesh.vertices, expected.vertices.data(), expected.vertices.size() * 40), 0);
+    EXPECT_EQ(std::memcmp(mesh.tokens, expected.tokens.data(), expected.tokens.size() * 32), 0);
 }
 
 TEST(TopologyHash, IsZeroWithoutFaces) {
@@ -97,8 +86,7 @@ TEST(ProcessMesh, RefusesNoMeshAndNoVertices) {
 }
 
 TEST(ProcessMesh, GivesEveryVertexAndTokenTheLayerAndTheirNumber) {
-    owned_mesh owned;
-    ASSERT_EQ(load(corner_triangle, one_face, owned.mesh), 0);
+    loaded_mesh owned(corner_triangle, one_face);
     EXPECT_EQ(qel_alembic_process_mesh(&owned.mesh, 77), 0);
     EXPECT_EQ(owned.mesh.layer, 77);
     for (int i = 0; i < 3; ++i) {
@@ -108,51 +96,39 @@ TEST(ProcessMesh, GivesEveryVertexAndTokenTheLayerAndTheirNumber) {
 }
 
 TEST(ProcessMesh, PutsTheCornersOfTheBoxAtTheCornersOfTheLattice) {
-    owned_mesh owned;
-    ASSERT_EQ(load({-1, 2, 3, 4, 5, 6, 1, 3, 4}, {}, owned.mesh), 0);
+    const loaded_mesh owned({-1, 2, 3, 4, 5, 6, 1, 3, 4}, {});
     EXPECT_EQ(owned.mesh.vertices[0].morton, 0u);
     EXPECT_EQ(owned.mesh.vertices[1].morton, 233471u);
 }
 
 TEST(ProcessMesh, HashesAVertexInNoFaceToTheSeedAndToZeroWithoutFaces) {
-    owned_mesh with_face, without;
     std::vector<float> positions = corner_triangle;
     positions.insert(positions.end(), {9, 9, 9});
-    ASSERT_EQ(load(positions, one_face, with_face.mesh), 0);
-    EXPECT_EQ(with_face.mesh.vertices[3].topology, seed);
-    ASSERT_EQ(load(positions, {}, without.mesh), 0);
-    EXPECT_EQ(without.mesh.vertices[3].topology, 0u);
+    EXPECT_EQ(loaded_mesh(positions, one_face).mesh.vertices[3].topology, seed);
+    EXPECT_EQ(loaded_mesh(positions, {}).mesh.vertices[3].topology, 0u);
 }
 
-TEST(ProcessMesh, HashesToZeroWhenItHasAFaceCountButNoIndices) {
-    float positions[] = {0, 0, 0};
-    bare_mesh mesh(1, positions);
-    mesh.face_count = 5;
-    ASSERT_EQ(qel_alembic_process_mesh(&mesh, 1), 0);
-    EXPECT_EQ(mesh.vertices[0].topology, 0u);
-}
-
-TEST(ProcessMesh, HashesToZeroWhenItHasIndicesButNoFaceCount) {
+TEST(ProcessMesh, HashesToZeroWhereItHasNotBothAFaceCountAndIndices) {
     float positions[] = {0, 0, 0};
     std::uint32_t indices[] = {0, 0, 0};
-    bare_mesh mesh(1, positions);
-    mesh.indices = indices;
-    ASSERT_EQ(qel_alembic_process_mesh(&mesh, 1), 0);
-    EXPECT_EQ(mesh.vertices[0].topology, 0u);
+    for (const bool has_count : {true, false}) {
+        bare_mesh mesh(1, positions);
+        mesh.face_count = has_count ? 5 : 0;
+        mesh.indices = has_count ? nullptr : indices;
+        ASSERT_EQ(qel_alembic_process_mesh(&mesh, 1), 0);
+        EXPECT_EQ(mesh.vertices[0].topology, 0u) << (has_count ? "a count alone" : "indices alone");
+    }
 }
 
 TEST(ProcessMesh, IgnoresIndicesBeyondTheMesh) {
-    owned_mesh owned;
-    ASSERT_EQ(load({0, 0, 0, 1, 1, 1}, {0, 2, 0xFFFFFFFF, 5, 6, 7}, owned.mesh), 0);
+    const loaded_mesh owned({0, 0, 0, 1, 1, 1}, {0, 2, 0xFFFFFFFF, 5, 6, 7});
     EXPECT_EQ(owned.mesh.vertices[0].topology, rotl5(2 * 0x2E2E2E2Eu ^ 0xFFFFFFFFu * 0x3D3D3D3Du ^ seed));
     EXPECT_EQ(owned.mesh.vertices[1].topology, seed);
 }
 
 TEST(ProcessMesh, ProcessedTwiceReusesItsArraysAndGivesIdenticalTokens) {
     std::mt19937 random(53);
-    owned_mesh owned;
-    ASSERT_EQ(load(test::random_positions(random, 50), test::random_triangles(random, 50, 80), owned.mesh),
-              0);
+    loaded_mesh owned(test::random_positions(random, 50), test::random_triangles(random, 50, 80));
     qel_alembic_mesh &mesh = owned.mesh;
     const std::vector<qel_alembic_token> before(mesh.tokens, mesh.tokens + 50);
     qel_alembic_vertex *const vertices = mesh.vertices;
@@ -249,13 +225,10 @@ TEST(ProcessMesh, EqualsThePlainFormOfOneWalkPerVertex) {
         const std::vector<float> positions = test::random_positions(random, vertices);
         const std::vector<std::uint32_t> indices =
             test::random_triangles(random, vertices, random() % 200, round % 3 == 0 ? 40 : 0);
-        owned_mesh owned;
-        ASSERT_EQ(load(positions, indices, owned.mesh), 0);
+        loaded_mesh owned(positions, indices);
         const auto layer = static_cast<std::uint8_t>(round);
         ASSERT_EQ(qel_alembic_process_mesh(&owned.mesh, layer), 0);
-        const model::processed_mesh expected =
-            model::process_mesh(positions, indices, owned.mesh.bounds, layer);
-        expect_same(owned.mesh, expected.vertices, expected.tokens);
+        expect_same(owned.mesh, model::process_mesh(positions, indices, owned.mesh.bounds, layer));
         if (HasFailure()) FAIL() << "round " << round;
     }
 }
@@ -274,14 +247,12 @@ TEST(ProcessMesh, EqualsThePlainFormAtEveryRemainderAndForExtremePositionsAndBox
         std::vector<float> positions = test::random_positions(random, vertices, 6.0f);
         for (std::size_t i = random() % 7; i < positions.size(); i += 7)
             positions[i] = strange[random() % std::size(strange)];
-        owned_mesh owned;
-        ASSERT_EQ(load(positions, test::random_triangles(random, vertices, 50), owned.mesh), 0);
+        const std::vector<std::uint32_t> indices = test::random_triangles(random, vertices, 50);
+        loaded_mesh owned(positions, indices);
         const float *const box = boxes[vertices % std::size(boxes)];
         std::copy_n(box, 6, owned.mesh.bounds);
         ASSERT_EQ(qel_alembic_process_mesh(&owned.mesh, 2), 0);
-        const std::vector<std::uint32_t> indices(owned.mesh.indices, owned.mesh.indices + 150);
-        const model::processed_mesh expected = model::process_mesh(positions, indices, box, 2);
-        expect_same(owned.mesh, expected.vertices, expected.tokens);
+        expect_same(owned.mesh, model::process_mesh(positions, indices, box, 2));
         if (HasFailure()) FAIL() << vertices << " vertices";
     }
 }
@@ -291,173 +262,42 @@ TEST(ProcessMesh, OfALargeMeshEqualsThePlainFormWithAndWithoutScratchMemory) {
     const std::uint32_t vertices = 4100;
     const std::vector<float> positions = test::random_positions(random, vertices);
     const std::vector<std::uint32_t> indices = test::random_triangles(random, vertices, 6000, 9);
-    owned_mesh owned;
-    ASSERT_EQ(load(positions, indices, owned.mesh), 0);
+    loaded_mesh owned(positions, indices);
     const model::processed_mesh expected = model::process_mesh(positions, indices, owned.mesh.bounds, 1);
     for (const bool has_memory : {true, false}) {
-        expect_same(owned.mesh, expected.vertices, expected.tokens);
+        expect_same(owned.mesh, expected);
         std::memset(owned.mesh.vertices, 0, vertices * 40);
         std::memset(owned.mesh.tokens, 0, vertices * 32);
         const failing_heap heap = has_memory ? failing_heap::nth(0) : failing_heap::from(1);
         ASSERT_EQ(qel_alembic_process_mesh(&owned.mesh, 1), 0);
         EXPECT_EQ(heap.failures(), has_memory ? 0u : 1u);
     }
-    expect_same(owned.mesh, expected.vertices, expected.tokens);
+    expect_same(owned.mesh, expected);
 }
 
 TEST(ProcessMesh, OfALargeMeshWithoutPositionsRefreshesItsHashesAlone) {
     std::mt19937 random(57);
     const std::uint32_t vertices = 4100;
-    owned_mesh owned;
-    ASSERT_EQ(load(test::random_positions(random, vertices),
-                   test::random_triangles(random, vertices, 6000, 9), owned.mesh),
-              0);
-    const std::vector<qel_alembic_vertex> expected(owned.mesh.vertices, owned.mesh.vertices + vertices);
-    const std::vector<qel_alembic_token> tokens(owned.mesh.tokens, owned.mesh.tokens + vertices);
+    loaded_mesh owned(test::random_positions(random, vertices),
+                      test::random_triangles(random, vertices, 6000, 9));
+    const model::processed_mesh expected = {{owned.mesh.vertices, owned.mesh.vertices + vertices},
+                                            {owned.mesh.tokens, owned.mesh.tokens + vertices}};
     for (std::uint32_t i = 0; i < vertices; ++i)
         owned.mesh.vertices[i].topology = 77;
-    std::memset(owned.mesh.tokens, 0, vertices * sizeof tokens[0]);
+    std::memset(owned.mesh.tokens, 0, vertices * 32);
     float *positions = nullptr;
     std::swap(positions, owned.mesh.positions);
     EXPECT_EQ(qel_alembic_process_mesh(&owned.mesh, 1), 0);
     std::swap(positions, owned.mesh.positions);
-    expect_same(owned.mesh, expected, tokens);
+    expect_same(owned.mesh, expected);
 }
 
 TEST(ProcessMesh, HashesAMillionFacesInOnePass) {
     const test::plain_mesh grid = test::make_grid(700, 715, true); // a walk per vertex would take minutes
-    owned_mesh owned;
-    ASSERT_EQ(load(grid.positions, grid.face_indices, owned.mesh), 0);
+    const loaded_mesh owned(grid.positions, grid.face_indices);
     for (const std::uint32_t i : {0u, 701u, 250'000u, grid.vertex_count() - 1})
         EXPECT_EQ(owned.mesh.vertices[i].topology,
                   qel_alembic_topology_hash(i, owned.mesh.indices, owned.mesh.face_count));
-}
-
-TEST(LoadRaw, CopiesItsArraysAndProcessesWithLayerOne) {
-    owned_mesh owned;
-    std::vector<float> positions = corner_triangle;
-    std::vector<std::uint32_t> indices = one_face;
-    ASSERT_EQ(load(positions, indices, owned.mesh, "corner"), 0);
-    const qel_alembic_mesh &mesh = owned.mesh;
-    EXPECT_STREQ(mesh.name, "corner");
-    EXPECT_EQ(mesh.vertex_count, 3u);
-    EXPECT_EQ(mesh.face_count, 1u);
-    EXPECT_NE(mesh.positions, positions.data());
-    EXPECT_EQ(std::memcmp(mesh.positions, positions.data(), 36), 0);
-    EXPECT_NE(mesh.indices, indices.data());
-    EXPECT_EQ(std::memcmp(mesh.indices, indices.data(), 12), 0);
-    EXPECT_EQ(mesh.bounds[3], 1.0f);
-    EXPECT_EQ(mesh.reserved, 0u);
-    EXPECT_EQ(mesh.layer, 1);
-    EXPECT_EQ(mesh.tokens[2].layer, 1);
-}
-
-TEST(LoadRaw, RefusesMissingPositionsOrRecordAndWritesNothing) {
-    qel_alembic_mesh mesh = {};
-    mesh.face_count = 77;
-    EXPECT_EQ(qel_alembic_load_raw(nullptr, 1, nullptr, 0, "x", &mesh), -1);
-    EXPECT_EQ(qel_alembic_load_raw(corner_triangle.data(), 3, nullptr, 0, "x", nullptr), -1);
-    EXPECT_EQ(mesh.face_count, 77u);
-}
-
-TEST(LoadRaw, ZeroesTheWholeRecordFirst) {
-    qel_alembic_mesh mesh;
-    std::memset(&mesh, 0xEE, sizeof mesh);
-    ASSERT_EQ(load(corner_triangle, {}, mesh, "a"), 0);
-    EXPECT_EQ(mesh.reserved, 0u);
-    EXPECT_EQ(mesh.indices, nullptr);
-    EXPECT_EQ(std::string(mesh.name, 64), "a" + std::string(63, '\0'));
-    qel_alembic_mesh_free(&mesh);
-}
-
-TEST(LoadRaw, NamesAMeshWithoutNameUnnamed) {
-    owned_mesh owned;
-    ASSERT_EQ(load(corner_triangle, {}, owned.mesh, nullptr), 0);
-    EXPECT_STREQ(owned.mesh.name, "unnamed");
-}
-
-TEST(LoadRaw, CutsANameTo63Characters) {
-    owned_mesh owned, fits;
-    ASSERT_EQ(load(corner_triangle, {}, owned.mesh, std::string(64, 'n').c_str()), 0);
-    EXPECT_EQ(owned.mesh.name, std::string(63, 'n'));
-    ASSERT_EQ(load(corner_triangle, {}, fits.mesh, std::string(63, 'm').c_str()), 0);
-    EXPECT_EQ(fits.mesh.name, std::string(63, 'm'));
-}
-
-TEST(LoadRaw, StoresTheFaceCountEvenWithoutIndices) {
-    owned_mesh owned;
-    ASSERT_EQ(qel_alembic_load_raw(corner_triangle.data(), 3, nullptr, 12, "x", &owned.mesh), 0);
-    EXPECT_EQ(owned.mesh.face_count, 12u);
-    EXPECT_EQ(owned.mesh.indices, nullptr);
-    EXPECT_EQ(owned.mesh.vertices[0].topology, 0u);
-}
-
-TEST(LoadRaw, TakesIndicesWithoutFacesAsNone) {
-    owned_mesh owned;
-    ASSERT_EQ(qel_alembic_load_raw(corner_triangle.data(), 3, one_face.data(), 0, "x", &owned.mesh), 0);
-    EXPECT_EQ(owned.mesh.indices, nullptr);
-}
-
-TEST(LoadRaw, WithoutVerticesHoldsNameCountsAndArraysAndReturnsMinusOne) {
-    owned_mesh owned;
-    const heap_ledger ledger;
-    EXPECT_EQ(qel_alembic_load_raw(corner_triangle.data(), 0, one_face.data(), 1, "none", &owned.mesh), -1);
-    EXPECT_STREQ(owned.mesh.name, "none");
-    EXPECT_EQ(owned.mesh.face_count, 1u);
-    EXPECT_NE(owned.mesh.positions, nullptr);
-    EXPECT_EQ(owned.mesh.indices[2], 2u);
-    EXPECT_EQ(owned.mesh.bounds[3], 0.0f);
-    EXPECT_EQ(owned.mesh.vertices, nullptr);
-    EXPECT_EQ(owned.mesh.layer, 0);
-    qel_alembic_mesh_free(&owned.mesh);
-    EXPECT_EQ(ledger.live(), 0u);
-}
-
-TEST(LoadRaw, WithoutMemoryForPositionsHoldsNothing) {
-    qel_alembic_mesh mesh = {};
-    const failing_heap heap = failing_heap::nth(1);
-    EXPECT_EQ(load(corner_triangle, one_face, mesh), -4);
-    EXPECT_EQ(mesh.positions, nullptr);
-    EXPECT_EQ(mesh.vertex_count, 3u);
-    EXPECT_EQ(mesh.face_count, 1u);
-}
-
-TEST(LoadRaw, WithoutMemoryForIndicesKeepsThePointerToFreedPositions) {
-    qel_alembic_mesh mesh = {};
-    const heap_ledger ledger;
-    const failing_heap heap = failing_heap::nth(2);
-    EXPECT_EQ(load(corner_triangle, one_face, mesh), -4);
-    EXPECT_NE(mesh.positions, nullptr);
-    EXPECT_EQ(mesh.indices, nullptr);
-    EXPECT_EQ(ledger.live(), 0u);
-}
-
-TEST(LoadRaw, WithoutMemoryForVerticesOrTokensKeepsWhatItHas) {
-    for (const std::uint64_t n : {3u, 4u}) {
-        owned_mesh owned;
-        const heap_ledger ledger;
-        const failing_heap heap = failing_heap::nth(n);
-        EXPECT_EQ(load(corner_triangle, one_face, owned.mesh), -4);
-        EXPECT_EQ(ledger.live(), n - 1);
-        EXPECT_EQ(owned.mesh.bounds[3], 1.0f);
-        EXPECT_EQ(owned.mesh.layer, 0);
-        EXPECT_EQ(owned.mesh.tokens, nullptr);
-        qel_alembic_mesh_free(&owned.mesh);
-        EXPECT_EQ(ledger.live(), 0u);
-    }
-}
-
-TEST(LoadRaw, AllocatesPositionsIndicesVerticesAndTokensInThatOrder) {
-    const std::size_t sizes[] = {3 * 12, 2 * 12, 3 * 40, 3 * 32};
-    const std::vector<std::uint32_t> two_faces = {0, 1, 2, 2, 1, 0};
-    for (const std::size_t size : sizes) {
-        qel_alembic_mesh mesh = {};
-        const failing_heap heap = failing_heap::of_size(size);
-        EXPECT_EQ(load(corner_triangle, two_faces, mesh), -4);
-        EXPECT_EQ(heap.failures(), 1u) << size;
-        EXPECT_EQ(heap.count(), static_cast<std::uint64_t>(std::find(sizes, sizes + 4, size) - sizes + 1));
-        if (mesh.indices != nullptr) qel_alembic_mesh_free(&mesh);
-    }
 }
 
 } // namespace

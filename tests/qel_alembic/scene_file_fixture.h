@@ -9,14 +9,37 @@
 
 #include <random>
 #include <string>
+#include <thread>
+
+#if !defined(_WIN32)
+#include <sys/stat.h>
+#endif
 
 namespace qel::test {
+
+constexpr std::size_t mesh_count_at = 8, frame_count_at = 12, header_bytes = 64;
+
+inline bytes with_word(bytes file, std::size_t at, std::uint32_t word) {
+    std::memcpy(&file[at], &word, sizeof word);
+    return file;
+}
+
+#if !defined(_WIN32) // Windows has no named pipes in folders
+inline std::int32_t load_through_pipe(const temp_folder &folder, const bytes &file, qel_alembic_file &scene) {
+    const std::string pipe = folder.file("pipe");
+    if (mkfifo(pipe.c_str(), 0600) != 0) return 1;
+    std::thread writer([&] { write_file(pipe, file); });
+    const std::int32_t status = qel_alembic_load(pipe.c_str(), &scene);
+    writer.join();
+    return status;
+}
+#endif
 
 /// Saves a scene of every kind of mesh and frame, and loads files of given bytes.
 class scene_file_test : public testing::Test {
   protected:
     /// Three meshes, one of them without faces and one empty, and three frames.
-    void fill(owned_scene &owned) {
+    void fill() {
         owned.add_mesh(random_positions(random, 40), random_triangles(random, 40, 70), "first");
         owned.add_mesh(random_positions(random, 7), {}, "second");
         owned.add_empty_mesh();
@@ -55,7 +78,7 @@ class scene_file_test : public testing::Test {
     std::mt19937 random{101};
     temp_folder folder;
     std::string path = folder.file("scene.bqel");
-    owned_scene loaded;
+    owned_scene owned, loaded;
 };
 
 } // namespace qel::test

@@ -15,17 +15,23 @@ using namespace test;
 
 constexpr std::size_t table_bytes = std::size_t{index_slots} * 4;
 
-/// Whether the scene's table holds exactly these slots and is empty elsewhere.
-void expect_slots(const qel_alembic_file &scene,
-                  const std::vector<std::pair<std::uint32_t, std::uint32_t>> &taken) {
-    std::vector<std::uint32_t> expected(index_slots, empty_slot);
-    for (const auto &[slot, number] : taken)
-        expected[slot] = number;
-    ASSERT_NE(scene.hash, nullptr);
-    for (const auto &[slot, number] : taken)
-        EXPECT_EQ(scene.hash[slot], number) << "slot " << slot;
-    EXPECT_EQ(std::memcmp(scene.hash, expected.data(), table_bytes), 0);
-}
+class SceneIndex : public testing::Test {
+  protected:
+    void build() { ASSERT_EQ(qel_alembic_build_hash_table(&owned.scene), 0); }
+
+    /// Whether the table holds exactly these slots and is empty elsewhere.
+    void expect_slots(const std::vector<std::pair<std::uint32_t, std::uint32_t>> &taken) {
+        std::vector<std::uint32_t> expected(index_slots, empty_slot);
+        ASSERT_NE(owned.scene.hash, nullptr);
+        for (const auto &[slot, number] : taken) {
+            expected[slot] = number;
+            EXPECT_EQ(owned.scene.hash[slot], number) << "slot " << slot;
+        }
+        EXPECT_EQ(std::memcmp(owned.scene.hash, expected.data(), table_bytes), 0);
+    }
+
+    owned_scene owned;
+};
 
 void expect_plain_table(const qel_alembic_file &scene) {
     const std::vector<std::uint32_t> expected = model::index_table(scene);
@@ -33,7 +39,7 @@ void expect_plain_table(const qel_alembic_file &scene) {
     ASSERT_EQ(std::memcmp(scene.hash, expected.data(), table_bytes), 0);
 }
 
-TEST(SceneIndex, RefusesNoSceneAndNoMeshesAndWritesNothing) {
+TEST_F(SceneIndex, RefusesNoSceneAndNoMeshesAndWritesNothing) {
     qel_alembic_file scene = {};
     scene.total_vertices = 7;
     EXPECT_EQ(qel_alembic_build_hash_table(nullptr), -1);
@@ -45,90 +51,75 @@ TEST(SceneIndex, RefusesNoSceneAndNoMeshesAndWritesNothing) {
     EXPECT_EQ(scene.hash, nullptr);
 }
 
-TEST(SceneIndex, SetsTheTotalsOfVerticesAndTokensButNotOfFaces) {
-    owned_scene owned;
+TEST_F(SceneIndex, SetsTheTotalsOfVerticesAndTokensButNotOfFaces) {
     owned.add_keys({1, 2, 3});
     owned.add_keys({4, 5});
     owned.scene.total_vertices = owned.scene.total_tokens = owned.scene.total_faces = 99;
-    ASSERT_EQ(qel_alembic_build_hash_table(&owned.scene), 0);
+    build();
     EXPECT_EQ(owned.scene.total_vertices, 5u);
     EXPECT_EQ(owned.scene.total_tokens, 5u);
     EXPECT_EQ(owned.scene.total_faces, 99u);
     EXPECT_EQ(owned.scene.hash_size, 0x800000u);
 }
 
-TEST(SceneIndex, NumbersVerticesOverTheMeshesInOrderAndSkipsEmptyOnes) {
-    owned_scene owned;
+TEST_F(SceneIndex, NumbersVerticesOverTheMeshesInOrderAndSkipsEmptyOnes) {
     owned.add_keys({100, 200});
     owned.add_keys({});
     owned.add_keys({50});
-    ASSERT_EQ(qel_alembic_build_hash_table(&owned.scene), 0);
-    expect_slots(owned.scene, {{100, 0}, {200, 1}, {50, 2}});
+    build();
+    expect_slots({{100, 0}, {200, 1}, {50, 2}});
 }
 
-TEST(SceneIndex, FoldsTheHighHalfOfAKeyIntoItsSlot) {
-    owned_scene owned;
+TEST_F(SceneIndex, FoldsTheHighHalfOfAKeyIntoItsSlot) {
     owned.add_keys({0xF0000001'F0000010u, 0x00000000'FFFFFFFFu, 0xFFFFFFFF'00000000u});
-    ASSERT_EQ(qel_alembic_build_hash_table(&owned.scene), 0);
-    expect_slots(owned.scene, {{0x11, 0}, {0x7FFFFF, 1}, {0, 2}});
+    build();
+    expect_slots({{0x11, 0}, {0x7FFFFF, 1}, {0, 2}});
 }
 
-TEST(SceneIndex, PutsEqualKeysIntoAdjacentSlots) {
-    owned_scene owned;
+TEST_F(SceneIndex, PutsEqualKeysIntoAdjacentSlots) {
     owned.add_keys({5, 5, 6, 5});
-    ASSERT_EQ(qel_alembic_build_hash_table(&owned.scene), 0);
-    expect_slots(owned.scene, {{5, 0}, {6, 1}, {7, 2}, {8, 3}});
+    build();
+    expect_slots({{5, 0}, {6, 1}, {7, 2}, {8, 3}});
 }
 
-TEST(SceneIndex, WrapsFromTheLastSlotToTheFirst) {
-    owned_scene owned;
+TEST_F(SceneIndex, WrapsFromTheLastSlotToTheFirst) {
     owned.add_keys({0x7FFFFF, 0x7FFFFF, 0x7FFFFE, 0x7FFFFE, 0});
-    ASSERT_EQ(qel_alembic_build_hash_table(&owned.scene), 0);
-    expect_slots(owned.scene, {{0x7FFFFF, 0}, {0, 1}, {0x7FFFFE, 2}, {1, 3}, {2, 4}});
+    build();
+    expect_slots({{0x7FFFFF, 0}, {0, 1}, {0x7FFFFE, 2}, {1, 3}, {2, 4}});
 }
 
-TEST(SceneIndex, LeavesUnprocessedMeshesOutButKeepsTheirNumbers) {
-    owned_scene owned;
+TEST_F(SceneIndex, LeavesUnprocessedMeshesOutButKeepsTheirNumbers) {
     owned.add_keys({10});
     owned.add_empty_mesh().vertex_count = 1000;
     owned.add_keys({20});
-    ASSERT_EQ(qel_alembic_build_hash_table(&owned.scene), 0);
-    expect_slots(owned.scene, {{10, 0}, {20, 1001}});
+    build();
+    expect_slots({{10, 0}, {20, 1001}});
     EXPECT_EQ(owned.scene.total_vertices, 1002u);
 }
 
-TEST(SceneIndex, LeavesOutNumbersThatNoSlotCanHold) {
-    owned_scene owned;
+TEST_F(SceneIndex, LeavesOutNumbersThatNoSlotCanHold) {
     owned.add_empty_mesh().vertex_count = 0xFFFFFFFE;
     owned.add_keys({10}); // number 0xFFFFFFFE, the last that is not the mark of an empty slot
     owned.add_keys({20});
     owned.add_keys({30}); // number 2^32, which must not become 0
-    ASSERT_EQ(qel_alembic_build_hash_table(&owned.scene), 0);
-    expect_slots(owned.scene, {{10, 0xFFFFFFFE}});
+    build();
+    expect_slots({{10, 0xFFFFFFFE}});
     EXPECT_EQ(owned.scene.total_vertices, 0x100000001u);
 }
 
-TEST(SceneIndex, WithoutMemoryHasNoTableButItsSizeAndTotals) {
-    owned_scene owned;
+TEST_F(SceneIndex, WithoutMemoryHasNoTableButItsSizeAndTotals) {
     owned.add_keys({1, 2});
     const failing_heap heap = failing_heap::of_size(table_bytes);
     EXPECT_EQ(qel_alembic_build_hash_table(&owned.scene), -4);
+    EXPECT_EQ(heap.count(), 1u) << "the first allocation";
     EXPECT_EQ(owned.scene.hash, nullptr);
     EXPECT_EQ(owned.scene.hash_size, 0x800000u);
     EXPECT_EQ(owned.scene.total_vertices, 2u);
     EXPECT_EQ(owned.scene.total_tokens, 2u);
 }
 
-TEST(SceneIndex, AllocatesTheTableFirst) {
-    owned_scene owned;
-    owned.add_keys({1, 2});
-    const failing_heap heap = failing_heap::nth(1);
-    EXPECT_EQ(qel_alembic_build_hash_table(&owned.scene), -4);
-}
-
-TEST(SceneIndex, NeedsNothingButTheTable) {
+TEST_F(SceneIndex, NeedsNothingButTheTable) {
     std::mt19937 random(71);
-    owned_scene owned;
     std::vector<std::uint64_t> keys(20'000);
     for (std::uint64_t &key : keys)
         key = 0x7FF000 + random() % 8192;
@@ -141,16 +132,14 @@ TEST(SceneIndex, NeedsNothingButTheTable) {
     expect_plain_table(owned.scene);
 }
 
-TEST(SceneIndex, ReleasesItsScratch) {
-    owned_scene owned;
+TEST_F(SceneIndex, ReleasesItsScratch) {
     owned.add_keys({1, 2});
     const heap_ledger ledger;
-    ASSERT_EQ(qel_alembic_build_hash_table(&owned.scene), 0);
+    build();
     EXPECT_EQ(ledger.live(), 1u); // the table
 }
 
-TEST(SceneIndex, FillsEverySlot) {
-    owned_scene owned;
+TEST_F(SceneIndex, FillsEverySlot) {
     qel_alembic_mesh &mesh = owned.add_empty_mesh();
     mesh.vertex_count = index_slots + 3;
     mesh.vertices = static_cast<qel_alembic_vertex *>(std::calloc(mesh.vertex_count, sizeof *mesh.vertices));
@@ -165,101 +154,97 @@ TEST(SceneIndex, FillsEverySlot) {
     }
 }
 
-TEST(SceneIndex, EqualsPlainProbingForEveryPathThroughABlock) {
+TEST_F(SceneIndex, EqualsPlainProbingForEveryPathThroughABlock) {
     // Home slots at the ends of blocks, full blocks after them, free slots before and after those.
     std::mt19937 random(75);
     for (const std::uint32_t first : {0u, 256u * 62, 256u * 4095, index_slots - 256u * 5}) {
-        owned_scene owned;
+        owned_scene made;
         std::vector<std::uint64_t> keys;
         for (int i = 0; i < 3'000; ++i) {
             const std::uint64_t block = random() % 6;
             const std::uint64_t place = random() % 3 == 0 ? random() % 256 : 250 + random() % 6;
             keys.push_back((first + block * 256 + place) % index_slots);
         }
-        owned.add_keys(keys);
+        made.add_keys(keys);
         for (const std::uint64_t failing : {0u, 2u}) { // 2: without scratch
-            release(owned.scene.hash);
+            release(made.scene.hash);
             {
                 const failing_heap heap = failing_heap::nth(failing);
-                ASSERT_EQ(qel_alembic_build_hash_table(&owned.scene), 0);
+                ASSERT_EQ(qel_alembic_build_hash_table(&made.scene), 0);
             }
-            expect_plain_table(owned.scene);
+            expect_plain_table(made.scene);
         }
     }
 }
 
-TEST(SceneIndex, OverwritesAnExistingTableWithoutFreeingIt) {
-    owned_scene owned;
+TEST_F(SceneIndex, OverwritesAnExistingTableWithoutFreeingIt) {
     owned.add_keys({1});
     const heap_ledger ledger;
-    ASSERT_EQ(qel_alembic_build_hash_table(&owned.scene), 0);
+    build();
     std::uint32_t *const first = owned.scene.hash;
-    ASSERT_EQ(qel_alembic_build_hash_table(&owned.scene), 0);
+    build();
     EXPECT_EQ(ledger.live(), 2u);
     EXPECT_NE(owned.scene.hash, first);
     std::free(first);
     EXPECT_EQ(ledger.live(), 1u);
 }
 
-TEST(SceneIndex, EqualsPlainProbingForScatteredKeys) {
+TEST_F(SceneIndex, EqualsPlainProbingForScatteredKeys) {
     std::mt19937_64 random(72);
     for (int round = 0; round < 4; ++round) {
-        owned_scene owned;
+        owned_scene made;
         for (int m = 0; m < 5; ++m) {
             std::vector<std::uint64_t> keys(random() % 20'000);
             for (std::uint64_t &key : keys)
                 key = random();
-            owned.add_keys(keys);
+            made.add_keys(keys);
         }
-        ASSERT_EQ(qel_alembic_build_hash_table(&owned.scene), 0);
-        expect_plain_table(owned.scene);
+        ASSERT_EQ(qel_alembic_build_hash_table(&made.scene), 0);
+        expect_plain_table(made.scene);
     }
 }
 
-TEST(SceneIndex, EqualsPlainProbingForRunsAnywhere) {
+TEST_F(SceneIndex, EqualsPlainProbingForRunsAnywhere) {
     std::mt19937_64 random(73);
     for (int round = 0; round < 8; ++round) {
-        owned_scene owned;
+        owned_scene made;
         const std::uint64_t base = random() % index_slots; // runs that begin inside, at and round the end
         const std::uint64_t start = round % 2 == 0 ? base : index_slots - 1 - base % 4096;
         for (int m = 0; m < 3; ++m) {
             std::vector<std::uint64_t> keys(4'000);
             for (std::uint64_t &key : keys)
                 key = (start + random() % 9'000) % index_slots;
-            owned.add_keys(keys);
+            made.add_keys(keys);
         }
-        ASSERT_EQ(qel_alembic_build_hash_table(&owned.scene), 0);
-        expect_plain_table(owned.scene);
+        ASSERT_EQ(qel_alembic_build_hash_table(&made.scene), 0);
+        expect_plain_table(made.scene);
     }
 }
 
-TEST(SceneIndex, EqualsPlainProbingForMeshesOnTheLattice) {
+TEST_F(SceneIndex, EqualsPlainProbingForMeshesOnTheLattice) {
     std::mt19937 random(74);
-    owned_scene owned;
     for (int m = 0; m < 4; ++m)
         owned.add_mesh(test::random_positions(random, 25'000), {});
-    ASSERT_EQ(qel_alembic_build_hash_table(&owned.scene), 0);
+    build();
     expect_plain_table(owned.scene);
 }
 
-TEST(SceneIndex, FillsALongRunOfOneKeyWithoutWalkingIt) {
+TEST_F(SceneIndex, FillsALongRunOfOneKeyWithoutWalkingIt) {
     constexpr std::uint32_t count = 1'000'000; // half a million million steps if it walked
-    owned_scene owned;
     owned.add_keys(std::vector<std::uint64_t>(count, 0));
-    ASSERT_EQ(qel_alembic_build_hash_table(&owned.scene), 0);
+    build();
     for (std::uint32_t i = 0; i < count; ++i)
         ASSERT_EQ(owned.scene.hash[i], i);
     EXPECT_EQ(owned.scene.hash[count], empty_slot);
 }
 
-TEST(SceneIndex, LeavesOutVerticesWithoutAFreeSlotAndStillFindsTheOthers) {
-    owned_scene owned;
+TEST_F(SceneIndex, LeavesOutVerticesWithoutAFreeSlotAndStillFindsTheOthers) {
     qel_alembic_mesh &mesh = owned.add_empty_mesh();
     mesh.vertex_count = index_slots + 1000;
     mesh.vertices = static_cast<qel_alembic_vertex *>(std::calloc(mesh.vertex_count, sizeof *mesh.vertices));
     mesh.vertices[3].morton = 3;
     mesh.vertices[index_slots + 5].morton = 77;
-    ASSERT_EQ(qel_alembic_build_hash_table(&owned.scene), 0);
+    build();
     EXPECT_EQ(owned.scene.total_vertices, index_slots + 1000u);
     for (std::uint32_t slot = 0; slot < index_slots; ++slot)
         ASSERT_EQ(owned.scene.hash[slot], slot);

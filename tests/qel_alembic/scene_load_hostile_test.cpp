@@ -1,19 +1,14 @@
 // SPDX-License-Identifier: MIT
 // Scene files that are cut short or have wrong counts, and loads that run out of memory.
 #include "model/scene_model.h"
+#include "qel_alembic/scene_file_fixture.h"
 #include "support/failing_heap.h"
-#include "support/scenes.h"
-#include "support/temp_folder.h"
-
-#include <gtest/gtest.h>
 
 #include <fstream>
 #include <string>
-#include <thread>
 
 #if !defined(_WIN32)
 #include <sys/resource.h>
-#include <sys/stat.h>
 #endif
 
 namespace qel {
@@ -25,7 +20,7 @@ constexpr std::size_t table_bytes = std::size_t{0x800000} * 4;
 constexpr std::uint64_t resave_limit = 1 << 20;
 
 // Offsets in the file of the fixture's scene.
-constexpr std::size_t mesh_count_at = 8, frame_count_at = 12, first_mesh_at = 64;
+constexpr std::size_t first_mesh_at = header_bytes;
 constexpr std::size_t vertex_count_at = first_mesh_at + 64, face_count_at = first_mesh_at + 68;
 constexpr std::size_t all_frames = (12 + 4 + 24) + (12 + 4 + 24 + 4 + 12); // bytes at the end
 
@@ -49,20 +44,14 @@ class HostileScene : public testing::Test {
         return qel_alembic_load(path.c_str(), &scene);
     }
 
-#if !defined(_WIN32) // Windows has no named pipes in folders
-    std::int32_t load_through_pipe(const bytes &file, qel_alembic_file &scene) {
-        const std::string pipe = folder.file("pipe");
-        if (mkfifo(pipe.c_str(), 0600) != 0) return 1;
-        std::thread writer([&] { write_file(pipe, file); });
-        const std::int32_t status = qel_alembic_load(pipe.c_str(), &scene);
-        writer.join();
-        return status;
-    }
-#endif
+    bytes sound_with(std::size_t at, std::uint32_t word) const { return with_word(sound, at, word); }
 
-    bytes with_word(std::size_t at, std::uint32_t word) const {
-        bytes file = sound;
-        std::memcpy(&file[at], &word, sizeof word);
+    std::size_t first_frame_at() const { return sound.size() - all_frames; }
+
+    /// The file without its frames, which claims so many meshes.
+    bytes meshes_only(std::uint32_t claimed) const {
+        bytes file = with_word(sound_with(mesh_count_at, claimed), frame_count_at, 0);
+        file.resize(first_frame_at());
         return file;
     }
 
@@ -152,19 +141,14 @@ TEST_F(HostileScene, WithAnyByteAtAnExtremeLoadsOrIsRefused) {
 }
 
 TEST_F(HostileScene, WithCountsThatNoMemoryCanHoldIsRefusedAtOnce) {
-    const std::size_t first_frame_at = sound.size() - all_frames;
-    for (const std::uint32_t count : {0xFFFFFFFFu, 0x80000000u, 0x7FFFFFFFu, 0x40000000u, 0x20000000u}) {
-        EXPECT_EQ(load_and_compare(with_word(mesh_count_at, count)), -4) << count;
-        EXPECT_EQ(load_and_compare(with_word(frame_count_at, count)), -4) << count;
-        EXPECT_EQ(load_and_compare(with_word(vertex_count_at, count)), -4) << count;
-        EXPECT_EQ(load_and_compare(with_word(face_count_at, count)), -4) << count;
-        EXPECT_EQ(load_and_compare(with_word(first_frame_at + 8, count)), -4) << count;
-        EXPECT_EQ(load_and_compare(with_word(first_frame_at + 12, count)), -4) << count;
-    }
+    for (const std::uint32_t count : {0xFFFFFFFFu, 0x80000000u, 0x7FFFFFFFu, 0x40000000u, 0x20000000u})
+        for (const std::size_t at : {mesh_count_at, frame_count_at, vertex_count_at, face_count_at,
+                                     first_frame_at() + 8, first_frame_at() + 12})
+            EXPECT_EQ(load_and_compare(sound_with(at, count)), -4) << count << " at " << at;
 }
 
 TEST_F(HostileScene, RefusedForItsCountsIsReleasedAndKeepsTheHeadersNumbers) {
-    bytes file = with_word(vertex_count_at, 0xFFFFFFFF);
+    bytes file = sound_with(vertex_count_at, 0xFFFFFFFF);
     const float fps = 30.0f;
     std::memcpy(&file[32], &fps, sizeof fps);
     qel_alembic_file scene = {};
@@ -180,7 +164,7 @@ TEST_F(HostileScene, RefusedForItsCountsIsReleasedAndKeepsTheHeadersNumbers) {
 
 TEST_F(HostileScene, RefusedForItsMeshCountKeepsTheCounts) {
     qel_alembic_file scene = {};
-    EXPECT_EQ(load(with_word(mesh_count_at, 0xFFFFFFFF), scene), -4);
+    EXPECT_EQ(load(sound_with(mesh_count_at, 0xFFFFFFFF), scene), -4);
     EXPECT_EQ(scene.meshes, nullptr);
     EXPECT_EQ(scene.mesh_count, 0xFFFFFFFFu);
     EXPECT_EQ(scene.frame_count, 2u);
@@ -197,17 +181,14 @@ TEST_F(HostileScene, WithFarTooManyMeshesOrFramesIsReadInTimeAndMemoryOfTheFile)
     constexpr std::uint32_t claimed = 3'000'000;
     owned_scene meshes, frames;
     const heap_ledger ledger;
-    bytes meshes_only = with_word(mesh_count_at, claimed);
-    meshes_only[frame_count_at] = 0;
-    meshes_only.resize(meshes_only.size() - all_frames);
-    ASSERT_EQ(load(meshes_only, meshes.scene), 0);
+    ASSERT_EQ(load(meshes_only(claimed), meshes.scene), 0);
     EXPECT_EQ(meshes.scene.mesh_count, claimed);
     EXPECT_STREQ(meshes.scene.meshes[1].name, "second");
     EXPECT_NE(meshes.scene.meshes[1000].positions, nullptr); // of no entries
     EXPECT_EQ(meshes.scene.meshes[claimed - 1].positions, nullptr);
     EXPECT_EQ(meshes.scene.meshes[claimed - 1].vertex_count, 0u);
     EXPECT_LT(ledger.live(), 300'000u);
-    ASSERT_EQ(load(with_word(frame_count_at, claimed), frames.scene), 0);
+    ASSERT_EQ(load(sound_with(frame_count_at, claimed), frames.scene), 0);
     EXPECT_EQ(frames.scene.frame_count, claimed);
     EXPECT_EQ(frames.scene.frames[1].mesh_count, 2u);
     EXPECT_NE(frames.scene.frames[1000].meshes, nullptr);
@@ -217,10 +198,9 @@ TEST_F(HostileScene, WithFarTooManyMeshesOrFramesIsReadInTimeAndMemoryOfTheFile)
 }
 
 TEST_F(HostileScene, WithFarTooManyMeshesInAFrameMakes65536OfThemAtItsEnd) {
-    const std::size_t first_frame_at = sound.size() - all_frames;
-    bytes file = with_word(first_frame_at + 8, 3'000'000);
+    bytes file = sound_with(first_frame_at() + 8, 3'000'000);
     file[frame_count_at] = 1;
-    file.resize(first_frame_at + 12);
+    file.resize(first_frame_at() + 12);
     owned_scene owned;
     ASSERT_EQ(load(file, owned.scene), 0);
     const qel_alembic_frame &frame = owned.scene.frames[0];
@@ -232,7 +212,7 @@ TEST_F(HostileScene, WithFarTooManyMeshesInAFrameMakes65536OfThemAtItsEnd) {
 
 TEST_F(HostileScene, WithMoreVerticesThanItHoldsHasZeroVertices) {
     owned_scene owned;
-    ASSERT_EQ(load(with_word(vertex_count_at, 1'000'000), owned.scene), 0);
+    ASSERT_EQ(load(sound_with(vertex_count_at, 1'000'000), owned.scene), 0);
     EXPECT_EQ(owned.scene.total_vertices, 1'000'000u);
     EXPECT_EQ(owned.scene.meshes[0].vertices[999'999].morton, 0u);
     EXPECT_EQ(owned.scene.meshes[1].vertex_count, 0u);
@@ -262,7 +242,7 @@ TEST_F(HostileScene, ThroughAPipeTakesNoMemoryForVerticesThatItDoesNotHold) {
     const failing_heap heap = failing_heap::of_size(table_bytes); // an index would read all vertices
     reset_peak();
     const long before = peak_kilobytes();
-    ASSERT_EQ(load_through_pipe(with_word(vertex_count_at, claimed), owned.scene), 0);
+    ASSERT_EQ(load_through_pipe(folder, sound_with(vertex_count_at, claimed), owned.scene), 0);
     EXPECT_LT(peak_kilobytes() - before, 150'000);
     ASSERT_EQ(owned.scene.meshes[0].vertex_count, claimed);
     EXPECT_EQ(owned.scene.meshes[0].positions[3 * claimed - 1], 0.0f);
@@ -276,14 +256,13 @@ TEST_F(HostileScene, OfMillionsOfFramesThatItDoesNotHoldIsReleasedWithoutTakingM
     const long before = peak_kilobytes();
     {
         owned_scene owned;
-        ASSERT_EQ(load(with_word(frame_count_at, claimed), owned.scene), 0);
+        ASSERT_EQ(load(sound_with(frame_count_at, claimed), owned.scene), 0);
         ASSERT_EQ(owned.scene.frame_count, claimed);
     }
     EXPECT_LT(peak_kilobytes() - before, 150'000);
-    bytes refused = with_word(frame_count_at, claimed);
-    std::memset(&refused[refused.size() - all_frames + 12], 0xFF, 4); // the first frame's meshes
+    const bytes huge_frame = sound_with(first_frame_at() + 12, 0xFFFFFFFF); // the vertices of its first mesh
     qel_alembic_file scene = {};
-    ASSERT_EQ(load(refused, scene), -4);
+    ASSERT_EQ(load(with_word(huge_frame, frame_count_at, claimed), scene), -4);
     EXPECT_LT(peak_kilobytes() - before, 150'000);
 }
 
@@ -294,7 +273,7 @@ TEST_F(HostileScene, ThroughAPipeHasAsManyMeshesAsItHolds) {
     many.add_mesh(std::vector<float>(9), {0, 1, 2}, "last");
     ASSERT_EQ(qel_alembic_save(path.c_str(), &many.scene), 0);
     owned_scene owned;
-    ASSERT_EQ(load_through_pipe(read_file(path), owned.scene), 0);
+    ASSERT_EQ(load_through_pipe(folder, read_file(path), owned.scene), 0);
     ASSERT_EQ(owned.scene.mesh_count, 70'001u);
     EXPECT_STREQ(owned.scene.meshes[70'000].name, "last");
     EXPECT_EQ(owned.scene.meshes[70'000].vertex_count, 3u);
@@ -302,11 +281,8 @@ TEST_F(HostileScene, ThroughAPipeHasAsManyMeshesAsItHolds) {
 
 TEST_F(HostileScene, ThroughAPipeWithFarTooManyMeshesIsReadInTimeOfThePipe) {
     constexpr std::uint32_t claimed = 3'000'000;
-    bytes meshes_only = with_word(mesh_count_at, claimed);
-    meshes_only[frame_count_at] = 0;
-    meshes_only.resize(meshes_only.size() - all_frames);
     owned_scene owned;
-    ASSERT_EQ(load_through_pipe(meshes_only, owned.scene), 0);
+    ASSERT_EQ(load_through_pipe(folder, meshes_only(claimed), owned.scene), 0);
     EXPECT_STREQ(owned.scene.meshes[1].name, "second");
     EXPECT_NE(owned.scene.meshes[1000].positions, nullptr); // of no entries
     EXPECT_EQ(owned.scene.meshes[claimed - 1].positions, nullptr);
@@ -316,29 +292,19 @@ TEST_F(HostileScene, ThroughAPipeWithFarTooManyMeshesIsReadInTimeOfThePipe) {
 TEST_F(HostileScene, MayLackOneGibibyteOfAnArrayAndNoMore) {
     constexpr std::uint32_t gibibyte = 1 << 30;
     // No mesh; one frame with one mesh; 8 bytes of positions, so that 12 n - 8 can be a gibibyte.
-    bytes file(sound.begin(), sound.begin() + 64);
-    const std::uint32_t none = 0, one = 1;
-    std::memcpy(&file[mesh_count_at], &none, sizeof none);
-    std::memcpy(&file[frame_count_at], &one, sizeof one);
-    const bytes frame(sound.end() - all_frames, sound.end() - all_frames + 12);
-    file.insert(file.end(), frame.begin(), frame.end());
-    std::memcpy(&file[file.size() - 4], &one, sizeof one); // its meshes
-    file.resize(file.size() + 4 + 8, 0);
+    const bytes header = with_word({sound.begin(), sound.begin() + header_bytes}, mesh_count_at, 0);
+    bytes one_frame = with_word(header, frame_count_at, 1);
+    one_frame.resize(header_bytes + 12 + 4 + 8);
+    one_frame[header_bytes + 8] = 1; // its meshes
     for (const std::uint32_t more : {0u, 1u}) {
         const std::uint32_t vertices = (gibibyte + 8) / 12 + more;
-        std::memcpy(&file[file.size() - 12], &vertices, sizeof vertices);
-        qel_alembic_file scene = {};
-        EXPECT_EQ(load(file, scene), more == 0 ? 0 : -4);
-        qel_alembic_free(&scene);
-    }
-    for (const std::uint32_t more : {0u, 1u}) {
         const std::uint32_t frames = gibibyte / sizeof(qel_alembic_frame) + more;
-        bytes claims(sound.begin(), sound.begin() + 64);
-        std::memcpy(&claims[mesh_count_at], &none, sizeof none);
-        std::memcpy(&claims[frame_count_at], &frames, sizeof frames);
-        qel_alembic_file scene = {};
-        EXPECT_EQ(load(claims, scene), more == 0 ? 0 : -4);
-        qel_alembic_free(&scene);
+        for (const bytes &file :
+             {with_word(one_frame, header_bytes + 12, vertices), with_word(header, frame_count_at, frames)}) {
+            qel_alembic_file scene = {};
+            EXPECT_EQ(load(file, scene), more == 0 ? 0 : -4);
+            qel_alembic_free(&scene);
+        }
     }
 }
 
@@ -381,15 +347,8 @@ TEST_F(HostileScene, CutShortAndWithoutMemoryIsRefusedToo) {
 }
 
 TEST_F(HostileScene, WithoutMemoryForAnArrayOfEachSizeIsRefused) {
-    const std::size_t sizes[] = {2 * sizeof(qel_alembic_mesh),
-                                 3 * 12,
-                                 3 * 40,
-                                 3 * 32,
-                                 2 * 12,
-                                 2 * 40,
-                                 2 * 32,
-                                 2 * sizeof(qel_alembic_frame),
-                                 sizeof(qel_alembic_mesh)};
+    constexpr std::size_t mesh = sizeof(qel_alembic_mesh), frame = sizeof(qel_alembic_frame);
+    const std::size_t sizes[] = {2 * mesh, 3 * 12, 3 * 40, 3 * 32, 2 * 12, 2 * 40, 2 * 32, 2 * frame, mesh};
     for (const std::size_t size : sizes) {
         const failing_heap heap = failing_heap::of_size(size);
         qel_alembic_file scene = {};

@@ -1,15 +1,10 @@
 // SPDX-License-Identifier: MIT
 // Every saved scene loads: the bound on memory for records that a file does not hold never refuses records that it
 // holds. The bound is zero here, so that a few records reach it instead of many millions.
+#include "qel_alembic/scene_file_fixture.h"
 #include "qel_alembic/scene_format.h"
 #include "qel_alembic/scene_load.h"
 #include "support/failing_heap.h"
-#include "support/scenes.h"
-#include "support/temp_folder.h"
-
-#include <gtest/gtest.h>
-
-#include <string>
 
 namespace qel {
 namespace {
@@ -42,6 +37,15 @@ class SceneShapes : public testing::Test {
         qel_alembic_save(path.c_str(), &again);
         EXPECT_TRUE(read_file(path) == file) << shape;
         qel_alembic_free(&again);
+    }
+
+    /// Expects that a file of 300 records loads, and that more records are refused beyond the bound.
+    void expect_room_for_300(bytes file, std::size_t count_at) {
+        std::memcpy(file.data(), scene_magic, sizeof scene_magic);
+        EXPECT_EQ(load(with_word(file, count_at, 300), 0), loaded);
+        EXPECT_EQ(load(with_word(file, count_at, 301), 0), refused);
+        EXPECT_EQ(load(with_word(file, count_at, 301), max_missing_bytes), loaded);
+        EXPECT_EQ(load(with_word(file, count_at, 0xFFFFFFFF), max_missing_bytes), refused);
     }
 
     temp_folder folder;
@@ -103,42 +107,17 @@ TEST_F(SceneShapes, RandomShapesLoad) {
     }
 }
 
-// Records that a file cannot hold are refused beyond the bound.
-
-constexpr std::size_t mesh_count_at = 8, frame_count_at = 12, header_bytes = 64;
-
-bytes with_word(bytes file, std::size_t at, std::uint32_t word) {
-    std::memcpy(&file[at], &word, sizeof word);
-    return file;
-}
-
 TEST_F(SceneShapes, MeshesThatTheFileCannotHoldAreRefused) {
-    bytes file(header_bytes + 300 * sizeof(mesh_block));
-    std::memcpy(file.data(), scene_magic, sizeof scene_magic);
-    EXPECT_EQ(load(with_word(file, mesh_count_at, 300), 0), loaded);
-    EXPECT_EQ(load(with_word(file, mesh_count_at, 301), 0), refused);
-    EXPECT_EQ(load(with_word(file, mesh_count_at, 301), max_missing_bytes), loaded);
-    EXPECT_EQ(load(with_word(file, mesh_count_at, 0xFFFFFFFF), max_missing_bytes), refused);
+    expect_room_for_300(bytes(header_bytes + 300 * sizeof(mesh_block)), mesh_count_at);
 }
 
 TEST_F(SceneShapes, FramesThatTheFileCannotHoldAreRefused) {
-    bytes file(header_bytes + 300 * sizeof(frame_block));
-    std::memcpy(file.data(), scene_magic, sizeof scene_magic);
-    EXPECT_EQ(load(with_word(file, frame_count_at, 300), 0), loaded);
-    EXPECT_EQ(load(with_word(file, frame_count_at, 301), 0), refused);
-    EXPECT_EQ(load(with_word(file, frame_count_at, 301), max_missing_bytes), loaded);
-    EXPECT_EQ(load(with_word(file, frame_count_at, 0xFFFFFFFF), max_missing_bytes), refused);
+    expect_room_for_300(bytes(header_bytes + 300 * sizeof(frame_block)), frame_count_at);
 }
 
 TEST_F(SceneShapes, MeshesOfAFrameThatTheFileCannotHoldAreRefused) {
-    constexpr std::size_t count_at = header_bytes + offsetof(frame_block, mesh_count);
-    bytes file(header_bytes + sizeof(frame_block) + 300 * min_frame_mesh_bytes);
-    std::memcpy(file.data(), scene_magic, sizeof scene_magic);
-    file = with_word(file, frame_count_at, 1);
-    EXPECT_EQ(load(with_word(file, count_at, 300), 0), loaded);
-    EXPECT_EQ(load(with_word(file, count_at, 301), 0), refused);
-    EXPECT_EQ(load(with_word(file, count_at, 301), max_missing_bytes), loaded);
-    EXPECT_EQ(load(with_word(file, count_at, 0xFFFFFFFF), max_missing_bytes), refused);
+    const bytes file(header_bytes + sizeof(frame_block) + 300 * min_frame_mesh_bytes);
+    expect_room_for_300(with_word(file, frame_count_at, 1), header_bytes + offsetof(frame_block, mesh_count));
 }
 
 } // namespace

@@ -1,12 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "qel_alembic/scene_file_fixture.h"
 
-#include <thread>
-
-#if !defined(_WIN32)
-#include <sys/stat.h>
-#endif
-
 namespace qel {
 namespace {
 
@@ -15,8 +9,7 @@ using namespace test;
 using SceneLoad = scene_file_test;
 
 TEST_F(SceneLoad, RestoresEveryByteThatWasSaved) {
-    owned_scene owned;
-    fill(owned);
+    fill();
     for (std::uint32_t m = 0; m < 2; ++m) { // padding, and values that processing does not write
         qel_alembic_mesh &mesh = owned.scene.meshes[m];
         mesh.reserved = 0x12345678;
@@ -37,8 +30,7 @@ TEST_F(SceneLoad, RestoresEveryByteThatWasSaved) {
 }
 
 TEST_F(SceneLoad, RestoresEveryFieldThatWasSaved) {
-    owned_scene owned;
-    fill(owned);
+    fill();
     ASSERT_EQ(qel_alembic_save(path.c_str(), &owned.scene), 0);
     ASSERT_EQ(qel_alembic_load(path.c_str(), &loaded.scene), 0);
     const qel_alembic_file &scene = loaded.scene;
@@ -63,8 +55,7 @@ TEST_F(SceneLoad, RestoresEveryFieldThatWasSaved) {
 }
 
 TEST_F(SceneLoad, BuildsTheIndexAndCountsTheTotals) {
-    owned_scene owned;
-    fill(owned);
+    fill();
     owned.scene.total_vertices = 5000; // a wrong number in the header
     ASSERT_EQ(qel_alembic_save(path.c_str(), &owned.scene), 0);
     ASSERT_EQ(qel_alembic_load(path.c_str(), &loaded.scene), 0);
@@ -137,7 +128,6 @@ TEST_F(SceneLoad, FailsWithoutASceneAPathOrAFile) {
 }
 
 TEST_F(SceneLoad, KeepsANameWithoutAZeroByte) {
-    owned_scene owned;
     std::memset(owned.add_keys({1}).name, 'n', 64);
     ASSERT_EQ(qel_alembic_save(path.c_str(), &owned.scene), 0);
     ASSERT_EQ(qel_alembic_load(path.c_str(), &loaded.scene), 0);
@@ -156,14 +146,9 @@ TEST_F(SceneLoad, CutsThePathTo255Characters) {
 
 #if !defined(_WIN32) // Windows has no named pipes in folders
 TEST_F(SceneLoad, ReadsFromAPipe) {
-    owned_scene owned;
-    fill(owned);
+    fill();
     ASSERT_EQ(qel_alembic_save(path.c_str(), &owned.scene), 0);
-    const std::string pipe = folder.file("pipe");
-    ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
-    std::thread writer([&] { write_file(pipe, read_file(path)); });
-    EXPECT_EQ(qel_alembic_load(pipe.c_str(), &loaded.scene), 0);
-    writer.join();
+    EXPECT_EQ(load_through_pipe(folder, read_file(path), loaded.scene), 0);
     ASSERT_EQ(qel_alembic_save(folder.file("again").c_str(), &loaded.scene), 0);
     EXPECT_EQ(read_file(folder.file("again")), read_file(path));
 }

@@ -116,18 +116,13 @@ TEST_F(QueryNearest, ReturnsZeroOnBadArgumentsAndEmptyScenes) {
     EXPECT_EQ(qel_alembic_query_nearest(&owned.scene, 0, 1, nullptr), 0u);
 }
 
-TEST_F(QueryNearest, ReturnsZeroWithoutMemoryForItsList) {
+TEST_F(QueryNearest, ReturnsZeroWithoutMemoryForAListOfKEntriesEvenForFewerVertices) {
     owned.add_keys({1, 2, 3});
-    const failing_heap heap = failing_heap::of_size(2 * 16);
-    EXPECT_EQ(query(0, 2), numbers{});
-    EXPECT_EQ(heap.failures(), 1u);
-}
-
-TEST_F(QueryNearest, ListsKEntriesEvenForFewerVertices) {
-    owned.add_keys({1, 2, 3});
-    const failing_heap heap = failing_heap::of_size(5 * 16);
-    EXPECT_EQ(query(0, 5), numbers{});
-    EXPECT_EQ(heap.failures(), 1u);
+    for (const std::int32_t k : {2, 5}) {
+        const failing_heap heap = failing_heap::of_size(static_cast<std::size_t>(k) * 16);
+        EXPECT_EQ(query(0, k), numbers{});
+        EXPECT_EQ(heap.failures(), 1u) << k;
+    }
 }
 
 TEST_F(QueryNearest, FreesItsList) {

@@ -10,14 +10,12 @@ using namespace test;
 using SceneSave = scene_file_test;
 
 TEST_F(SceneSave, WritesTheHeaderTheMeshesAndTheFrames) {
-    owned_scene owned;
-    fill(owned);
+    fill();
     ASSERT_EQ(qel_alembic_save(path.c_str(), &owned.scene), 0);
     EXPECT_EQ(read_file(path), model::scene_file(owned.scene));
 }
 
 TEST_F(SceneSave, WritesTheseBytes) {
-    owned_scene owned;
     owned.scene.version = 9; // never written
     owned.scene.flags = 0x04030201;
     owned.scene.total_vertices = 0x1111;
@@ -43,8 +41,7 @@ TEST_F(SceneSave, WritesTheseBytes) {
 }
 
 TEST_F(SceneSave, FailsWithoutASceneAPathOrAFolder) {
-    owned_scene owned;
-    fill(owned);
+    fill();
     EXPECT_EQ(qel_alembic_save(nullptr, &owned.scene), -1);
     EXPECT_EQ(qel_alembic_save(path.c_str(), nullptr), -1);
     EXPECT_EQ(qel_alembic_save(folder.file("missing/scene").c_str(), &owned.scene), -1);
@@ -52,15 +49,13 @@ TEST_F(SceneSave, FailsWithoutASceneAPathOrAFolder) {
 }
 
 TEST_F(SceneSave, ReportsNoWriteErrors) {
-    owned_scene owned;
-    fill(owned);
+    fill();
     owned.add_empty_mesh().vertex_count =
         0xFFFFFFFF; // 336 GiB of zero bytes, unless writing ends at the first error
     EXPECT_EQ(qel_alembic_save("/dev/full", &owned.scene), 0);
 }
 
 TEST_F(SceneSave, WritesZeroBytesForNullArraysAsTheirCountsSay) {
-    owned_scene owned;
     qel_alembic_mesh &mesh = owned.add_empty_mesh();
     mesh.vertex_count = 300;
     mesh.face_count = 1000;
@@ -91,20 +86,20 @@ TEST_F(SceneSave, WritesEmptyMeshesAndFramesForCountsWithoutArrays) {
 
 TEST_F(SceneSave, WritesThePlainFormOfScenesOfAnyShapeWhichLoads) {
     for (int round = 0; round < 25; ++round) {
-        owned_scene owned;
+        owned_scene made;
         for (std::size_t m = random() % 4; m > 0; --m) {
             const auto vertices = static_cast<std::uint32_t>(1 + random() % 3000);
-            owned.add_mesh(random_positions(random, vertices),
-                           random_triangles(random, vertices, random() % 2000));
+            made.add_mesh(random_positions(random, vertices),
+                          random_triangles(random, vertices, random() % 2000));
         }
         for (std::size_t f = random() % 5; f > 0; --f) {
             std::vector<std::vector<float>> meshes(random() % 4);
             for (auto &positions : meshes)
                 positions = random_positions(random, random() % 2000);
-            owned.add_frame(static_cast<std::int32_t>(random()), static_cast<float>(f), meshes);
+            made.add_frame(static_cast<std::int32_t>(random()), static_cast<float>(f), meshes);
         }
-        ASSERT_EQ(qel_alembic_save(path.c_str(), &owned.scene), 0);
-        const bytes expected = model::scene_file(owned.scene);
+        ASSERT_EQ(qel_alembic_save(path.c_str(), &made.scene), 0);
+        const bytes expected = model::scene_file(made.scene);
         ASSERT_EQ(read_file(path), expected) << round;
         owned_scene again;
         ASSERT_EQ(qel_alembic_load(path.c_str(), &again.scene), 0);

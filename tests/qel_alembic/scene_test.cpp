@@ -63,9 +63,7 @@ TEST(SceneMeshFree, ReleasesTheArraysAndKeepsTheFaceCount) {
     std::mt19937 random(103);
     qel_alembic_mesh mesh = {};
     const heap_ledger ledger;
-    const std::vector<float> positions = test::random_positions(random, 3);
-    const std::uint32_t face[3] = {0, 1, 2};
-    ASSERT_EQ(qel_alembic_load_raw(positions.data(), 3, face, 1, "mesh", &mesh), 0);
+    ASSERT_EQ(load_raw(test::random_positions(random, 3), {0, 1, 2}, mesh), 0);
     qel_alembic_mesh_free(&mesh);
     EXPECT_EQ(ledger.live(), 0u);
     EXPECT_EQ(mesh.vertex_count, 0u);

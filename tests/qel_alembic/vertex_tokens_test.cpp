@@ -19,6 +19,7 @@ using namespace test;
 
 constexpr float largest = std::numeric_limits<float>::max();
 constexpr float unit_box[6] = {0, 0, 0, 1, 1, 1};
+constexpr float lattice_box[6] = {0, 0, 0, 47, 47, 47}; // whose cells have sides of 1
 
 using cell = std::array<int, 3>;
 
@@ -28,50 +29,46 @@ cell cell_of(float x, float y, float z, const float *bounds) {
     return {mx, my, mz};
 }
 
+using box = std::array<float, 6>;
+
+box box_of(const std::vector<float> &positions) {
+    box bounds = {};
+    qel_alembic_compute_bounds(positions.data(), static_cast<std::uint32_t>(positions.size() / 3),
+                               bounds.data());
+    return bounds;
+}
+
+qel_alembic_vertex processed(const std::array<float, 3> &position, const float *bounds) {
+    qel_alembic_vertex vertex = {};
+    qel_alembic_process_vertex(position.data(), bounds, &vertex);
+    return vertex;
+}
+
 float any_float(std::mt19937 &random) {
     return from_bits(static_cast<std::uint32_t>(random()));
 }
 
 TEST(AlembicComputeBounds, BoxesAllVerticesPerAxis) {
-    const float positions[] = {1, 5, -3, -2, 7, 0, 4, 6, 9};
-    float bounds[6] = {};
-    qel_alembic_compute_bounds(positions, 3, bounds);
-    const float expected[6] = {-2, 5, -3, 4, 7, 9};
-    for (int i = 0; i < 6; ++i)
-        EXPECT_EQ(bounds[i], expected[i]) << i;
+    EXPECT_EQ(box_of({1, 5, -3, -2, 7, 0, 4, 6, 9}), (box{-2, 5, -3, 4, 7, 9}));
 }
 
 TEST(AlembicComputeBounds, IsThePointForOneVertex) {
-    const float position[] = {1.5f, -2.5f, 3.5f};
-    float bounds[6] = {};
-    qel_alembic_compute_bounds(position, 1, bounds);
-    for (int axis = 0; axis < 3; ++axis) {
-        EXPECT_EQ(bounds[axis], position[axis]);
-        EXPECT_EQ(bounds[axis + 3], position[axis]);
-    }
+    EXPECT_EQ(box_of({1.5f, -2.5f, 3.5f}), (box{1.5f, -2.5f, 3.5f, 1.5f, -2.5f, 3.5f}));
 }
 
 TEST(AlembicComputeBounds, LetsNoLaterNaNReplaceABound) {
-    const float positions[] = {1, 1, 1, nan, nan, nan, 2, 2, 2};
-    float bounds[6] = {};
-    qel_alembic_compute_bounds(positions, 3, bounds);
-    EXPECT_EQ(bounds[0], 1.0f);
-    EXPECT_EQ(bounds[3], 2.0f);
+    EXPECT_EQ(box_of({1, 1, 1, nan, nan, nan, 2, 2, 2}), (box{1, 1, 1, 2, 2, 2}));
 }
 
 TEST(AlembicComputeBounds, KeepsANaNOfTheFirstVertex) {
-    const float positions[] = {nan, 1, 1, 5, 5, 5};
-    float bounds[6] = {};
-    qel_alembic_compute_bounds(positions, 2, bounds);
+    const box bounds = box_of({nan, 1, 1, 5, 5, 5});
     EXPECT_TRUE(std::isnan(bounds[0]));
     EXPECT_TRUE(std::isnan(bounds[3]));
     EXPECT_EQ(bounds[4], 5.0f);
 }
 
 TEST(AlembicComputeBounds, ComparesStrictlySoTheFirstZeroStays) {
-    const float positions[] = {-0.0f, 0.0f, 0.0f, 0.0f, -0.0f, 0.0f};
-    float bounds[6] = {};
-    qel_alembic_compute_bounds(positions, 2, bounds);
+    const box bounds = box_of({-0.0f, 0.0f, 0.0f, 0.0f, -0.0f, 0.0f});
     EXPECT_TRUE(std::signbit(bounds[0]));
     EXPECT_TRUE(std::signbit(bounds[3]));
     EXPECT_FALSE(std::signbit(bounds[1]));
@@ -94,9 +91,8 @@ TEST(WorldToMatrix, PutsTheMaximumCornerAt47AndTheMinimumAtZero) {
 }
 
 TEST(WorldToMatrix, TruncatesSoOnlyTheMaximumReaches47) {
-    const float bounds[6] = {0, 0, 0, 47, 47, 47};
-    EXPECT_EQ(cell_of(46.999f, 0.999f, 23.5f, bounds), (cell{46, 0, 23}));
-    EXPECT_EQ(cell_of(47.0f, 1.5f, 46.5f, bounds), (cell{47, 1, 46}));
+    EXPECT_EQ(cell_of(46.999f, 0.999f, 23.5f, lattice_box), (cell{46, 0, 23}));
+    EXPECT_EQ(cell_of(47.0f, 1.5f, 46.5f, lattice_box), (cell{47, 1, 46}));
 }
 
 TEST(WorldToMatrix, ClampsPointsOutsideTheBox) {
@@ -172,9 +168,7 @@ TEST(ProcessVertex, FillsTheLowestCorner) {
 }
 
 TEST(ProcessVertex, FillsTheHighestCorner) {
-    const float position[] = {1, 1, 1};
-    qel_alembic_vertex vertex = {};
-    qel_alembic_process_vertex(position, unit_box, &vertex);
+    const qel_alembic_vertex vertex = processed({1, 1, 1}, unit_box);
     EXPECT_EQ(vertex.position[0], 1.0f);
     EXPECT_EQ(vertex.matrix_x, 47);
     EXPECT_EQ(vertex.matrix_y, 47);
@@ -185,24 +179,15 @@ TEST(ProcessVertex, FillsTheHighestCorner) {
 }
 
 TEST(ProcessVertex, InterleavesXLowestThenYThenZ) {
-    const float bounds[6] = {0, 0, 0, 47, 47, 47};
-    const float along_x[] = {1.5f, 0, 0}, along_y[] = {0, 1.5f, 0}, along_z[] = {0, 0, 32.5f};
-    qel_alembic_vertex vertex = {};
-    qel_alembic_process_vertex(along_x, bounds, &vertex);
-    EXPECT_EQ(vertex.morton, 1u);
-    qel_alembic_process_vertex(along_y, bounds, &vertex);
-    EXPECT_EQ(vertex.morton, 2u);
-    qel_alembic_process_vertex(along_z, bounds, &vertex);
-    EXPECT_EQ(vertex.morton, 1u << 17);
+    EXPECT_EQ(processed({1.5f, 0, 0}, lattice_box).morton, 1u);
+    EXPECT_EQ(processed({0, 1.5f, 0}, lattice_box).morton, 2u);
+    EXPECT_EQ(processed({0, 0, 32.5f}, lattice_box).morton, 1u << 17);
 }
 
 TEST(ProcessVertex, StatesFollowTheTwoLowBitsOfTheSignedLevel) {
-    const float bounds[6] = {0, 0, 0, 47, 47, 47};
     const std::int8_t expected[4] = {0, 1, -1, 2};
     for (int x = 0; x < 23; ++x) {
-        const float position[] = {static_cast<float>(x) + 0.5f, 0, 0};
-        qel_alembic_vertex vertex = {};
-        qel_alembic_process_vertex(position, bounds, &vertex);
+        const qel_alembic_vertex vertex = processed({static_cast<float>(x) + 0.5f, 0, 0}, lattice_box);
         EXPECT_EQ(vertex.k11_level, x - 11);
         EXPECT_EQ(vertex.i_state, expected[(x - 11 + 12) % 4]) << x;
     }
@@ -220,12 +205,9 @@ TEST(ProcessVertex, KeepsItsPadding) {
 
 TEST(ProcessVertex, CouplingStaysSinglePrecision) {
     // Of the 110,592 cells, some would round differently with the product in double precision.
-    const float bounds[6] = {0, 0, 0, 47, 47, 47};
     int different = 0;
     for (int i = 0; i < 48; ++i) {
-        const float position[] = {static_cast<float>(i), 3, 5};
-        qel_alembic_vertex vertex = {};
-        qel_alembic_process_vertex(position, bounds, &vertex);
+        const qel_alembic_vertex vertex = processed({static_cast<float>(i), 3, 5}, lattice_box);
         const float t = vertex.phi_norm / 48.0f + 1.0f;
         EXPECT_EQ(vertex.em_coupling, t * 10.665754f);
         different += vertex.em_coupling != static_cast<float>(static_cast<double>(t) * 10.665754185164001);

@@ -30,6 +30,14 @@ struct owned_mesh {
     owned_mesh &operator=(const owned_mesh &) = delete;
 };
 
+/// Processes a mesh of positions and triangles.
+inline std::int32_t load_raw(const std::vector<float> &positions, const std::vector<std::uint32_t> &indices,
+                             qel_alembic_mesh &mesh, const char *name = "mesh") {
+    return qel_alembic_load_raw(positions.data(), static_cast<std::uint32_t>(positions.size() / 3),
+                                indices.empty() ? nullptr : indices.data(),
+                                static_cast<std::uint32_t>(indices.size() / 3), name, &mesh);
+}
+
 /// A scene that grows, released at the end of its scope.
 struct owned_scene {
     qel_alembic_file scene = {};
@@ -43,9 +51,7 @@ struct owned_scene {
     qel_alembic_mesh &add_mesh(const std::vector<float> &positions, const std::vector<std::uint32_t> &indices,
                                const char *name = "mesh") {
         qel_alembic_mesh &mesh = add_empty_mesh();
-        qel_alembic_load_raw(positions.data(), static_cast<std::uint32_t>(positions.size() / 3),
-                             indices.empty() ? nullptr : indices.data(),
-                             static_cast<std::uint32_t>(indices.size() / 3), name, &mesh);
+        load_raw(positions, indices, mesh, name);
         return mesh;
     }
 
