@@ -17,27 +17,28 @@ PAGE = PROJECT / "docs" / "error-codes.md"
 INTRODUCTION = """\
 # Error codes at a glance
 
-Every function with the causes of each of its codes, in the order in which its steps can fail. What a failed call leaves
-behind stands in the comment of the function in [`qel_unit.h`](../include/qel_unit.h) or
-[`qel_archive.h`](../include/qel_archive.h). This page is made from those comments by `scripts/error_codes.py`; a test holds
-them together, and every code to its name in the header.
+Every function and the meaning of each of its codes, in the order in which its steps can fail. The comment of the function in
+[`qel_unit.h`](../include/qel_unit.h) or [`qel_archive.h`](../include/qel_archive.h) states the exact conditions and what a
+failed call leaves. `scripts/error_codes.py` makes this page from the headers; a test compares the two, and each code with its
+name in the header.
 """
 
 NAMES = """\
 The name of a code is the function's in capitals and then the word before the colon: `QEL_UNIT_LOAD_TOO_SHORT`. That of 0 is
-`QEL_OK`.
+`QEL_OK`. The text after the colon is the code's comment in `qel_status`.
 """
 
 ARCHIVE_INTRODUCTION = """\
 ## qel_archive
 
-All functions of `qel_archive` share their codes. `qel_archive_message` gives the text of each, and "{unknown}" for any other
-number.
+All functions of `qel_archive` share their codes. `qel_archive_message` returns the text of each, and "{unknown}" for any
+other number.
 
-| code | name | text |
-| ---: | --- | --- |
+| code | name | meaning | text |
+| ---: | --- | --- | --- |
 {rows}
 """
+
 
 def cause(text):
     """The part of a code's text that says when it is returned, without the state that is left."""
@@ -66,8 +67,9 @@ def cell(text):
     return re.sub(r"`[^`]*`", lambda code: code[0].replace("\\*", "*"), re.sub(r"::(\w+)", r"`\1`", text))
 
 
-def table(header, names):
+def table(header):
     """All functions of a header as a table, with a sentence above it."""
+    names = header.code_names()
     failures = sorted({code for function in header.functions for code in function.codes if code != 0}, reverse=True)
     answering = sum(1 for function in header.functions if function.codes)
     lines = [f"{len(header.functions)} functions, of which {answering} answer with a status code; the others"
@@ -79,27 +81,38 @@ def table(header, names):
         if function.group != last:
             lines.append(f"| **{function.group.title}** |" + " |" * (1 + len(failures)))
             last = function.group
-        told = [f"{name(names, function, code)}{cause(function.codes[code])}" if code in function.codes else ""
-                for code in failures]
-        lines.append(f"| `{function.name}` | " + " | ".join(map(cell, [answer(function), *told])) + " |")
+        causes = [failure(header, names[function.name], function, code) for code in failures]
+        lines.append(f"| `{function.name}` | " + " | ".join(map(cell, [answer(function), *causes])) + " |")
     return re.sub(r" +\|", " |", "\n".join(lines)) + "\n"
 
 
-def name(names, function, code):
-    """What stands before a code's cause: the end of its name, where that is the function's own."""
-    return f"`{names[function.name][code][len(function.name) + 1:]}`: " if names and code in names[function.name] else ""
+def failure(header, names, function, code):
+    """The end of a code's name and its meaning; where all functions share the code, what it means for this one."""
+    if code not in function.codes:
+        return ""
+    if not names.get(code, "").startswith(function.name.upper() + "_"):
+        return cause(function.codes[code])
+    return f"`{names[code][len(function.name) + 1:]}`: {statuses(header)[names[code]].meaning}"
+
+
+def statuses(header):
+    """The status codes of a header by their names."""
+    found = {constant.name: constant for constant in header.constants if (constant.enumeration or "").endswith("_status")}
+    for constant in found.values():
+        if not constant.meaning:
+            sys.exit(f"{constant.name} has no comment that says what it means")
+    return found
 
 
 def messages(header):
-    """What is said of the status codes of qel_archive: their numbers and names, and the texts."""
-    numbers = {constant.name: constant.number for constant in header.constants
-               if constant.enumeration == "qel_archive_status"}
+    """The status codes of qel_archive: number, name, meaning, and the text that the library has for it."""
+    codes = statuses(header)
     source = text_of(MESSAGES)
     texts = dict(re.findall(r'case (QEL_ARCHIVE_\w+):\s+return "([^"]*)";', source))
     unknown = re.search(r'default:\s+return "([^"]*)";', source)
-    if set(texts) != set(numbers) or unknown is None:
+    if set(texts) != set(codes) or unknown is None:
         sys.exit(f"{MESSAGES.name} does not have a text for each status")
-    rows = "\n".join(f"| {code} | `{name}` | {texts[name]} |" for name, code in numbers.items())
+    rows = "\n".join(f"| {code.number} | `{name}` | {code.meaning} | {texts[name]} |" for name, code in codes.items())
     return ARCHIVE_INTRODUCTION.format(unknown=unknown[1], rows=rows)
 
 
@@ -107,17 +120,15 @@ def text_of(path):
     return path.read_text(encoding="utf-8")
 
 
-def page():
-    unit, archive = interface.headers()
+def page(unit, archive):
     problems = [*unit.code_problems(), *archive.code_problems()]
     if problems:
         sys.exit("\n".join(problems))
-    return "\n".join([INTRODUCTION, "## qel_unit\n", NAMES, table(unit, unit.code_names()),
-                      messages(archive), table(archive, None)])
+    return "\n".join([INTRODUCTION, "## qel_unit\n", NAMES, table(unit), messages(archive), table(archive)])
 
 
 def main():
-    made = page()
+    made = page(*interface.headers())
     if "--check" not in sys.argv[1:]:
         PAGE.write_text(made, encoding="utf-8")
     elif not PAGE.exists() or PAGE.read_text(encoding="utf-8") != made:

@@ -28,6 +28,7 @@ ITEM = re.compile(
     r"|typedef (?P<kind>\w+) (?P<alias>\w+);"
     r"|#define (?P<define>\w+) (?P<number>0[xX][0-9a-fA-F]+|\d+)u?\b)", re.S)
 PACKED = re.compile(r"#pragma pack\(push, 1\).*?#pragma pack\(pop\)", re.S)
+VALUE = re.compile(r"(\w+) = (-?\d+)\s*(?:,|(?=/)|\Z)\s*(?:/\*\*<(.*?)\*/)?", re.S)  # of an enumeration
 CODE = re.compile(r"(-?\d+)\s+(.*)", re.S)
 
 
@@ -42,6 +43,7 @@ class Constant(NamedTuple):
     name: str
     value: str  # as it is written, but for a suffix
     enumeration: Optional[str]
+    meaning: str
 
     @property
     def number(self) -> int:
@@ -141,14 +143,15 @@ class Header:
             self.opaque.discard(match["record"])
             self.records.append(Record(match["record"], brief_of(match["comment"]), packed, fields))
         elif match["values"]:
-            values = re.findall(r"(\w+) = (-?\d+)\s*(?:,|\Z)", without_comments(match["values"]))
-            self.constants += [Constant(name, value, match["enumeration"]) for name, value in values]
+            values = VALUE.findall(re.sub(r"/\*(?!\*<).*?\*/", " ", match["values"], flags=re.S))
+            self.constants += [Constant(name, value, match["enumeration"], one_line(plain(meaning)))
+                               for name, value, meaning in values]
         elif match["opaque"]:
             self.opaque.add(match["opaque"])  # until its fields come
         elif match["alias"]:
             self.aliases[match["alias"]] = match["kind"]
         else:
-            self.constants.append(Constant(match["define"], match["number"], None))
+            self.constants.append(Constant(match["define"], match["number"], None, brief_of(match["comment"])))
 
     def _miss_nothing(self) -> None:
         """Nothing is declared in a form, or without a comment, that the reader passes over."""

@@ -7,6 +7,7 @@ import sys
 import unittest
 
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[2] / "scripts"))
+import error_codes  # noqa: E402
 import interface  # noqa: E402
 
 UNIT, ARCHIVE = interface.headers()
@@ -33,6 +34,10 @@ class Reader(unittest.TestCase):
         numbers = {constant.name: constant.number for constant in UNIT.constants}
         self.assertEqual((numbers["QEL_NOT_FOUND"], numbers["QEL_HASH_BUCKETS"]), (0xFFFFFFFF, 0x800000))
         self.assertEqual((numbers["OGAWA_SCHEMA_CAMERA"], numbers["QEL_MESH_SAVE_INDEX_OUTSIDE"]), (8, -10))
+        meanings = {constant.name: constant.meaning for constant in UNIT.constants}
+        self.assertEqual((meanings["QEL_AGENT_SPAWN_FULL"], meanings["OGAWA_SCHEMA_CAMERA"]),
+                         ("the directory is full", '"Camera"'))
+        self.assertEqual([name for name, meaning in meanings.items() if not meaning], [])
 
     def test_passes_nothing_over(self):
         for old, new in (("QEL_API uint64_t ruv_sqrt(uint64_t n);", "QEL_API int x(int);\nQEL_API int ruv_sqrt(int n);"),
@@ -84,6 +89,20 @@ class Codes(unittest.TestCase):
                                  ("QEL_AGENT_SPAWN_FULL = -2", "QEL_AGENT_SPAWNS_FULL = -2", "no function's name")):
             with self.assertRaisesRegex(ValueError, reason):
                 changed(old, new).code_names()
+
+
+class Page(unittest.TestCase):
+    def test_follows_each_meaning(self):
+        page = error_codes.page(UNIT, ARCHIVE)
+        for old, new in (("the directory is full", "the moon is full"), ("no such token, or no tokens", "no such token")):
+            self.assertIn(new, error_codes.page(changed(f"/**< {old} */", f"/**< {new} */"), ARCHIVE))
+            self.assertIn(f": {old} |", page)
+        text = ARCHIVE.text.replace("/**< an older archive in the HDF5 container */", "/**< an archive in HDF5 */")
+        self.assertIn("| an archive in HDF5 |", error_codes.page(UNIT, interface.Header("qel_archive.h", text)))
+
+    def test_requires_a_meaning(self):
+        with self.assertRaisesRegex(SystemExit, "QEL_AGENT_SPAWN_FULL has no comment"):
+            error_codes.page(changed("/**< the directory is full */", ""), ARCHIVE)
 
 
 class Comments(unittest.TestCase):
