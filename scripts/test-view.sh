@@ -12,7 +12,7 @@ if [ $# -gt 0 ]; then
     SHOTS=$(cd "$caller" && mkdir -p "$1" && cd "$1" && pwd)
     export SHOTS
 fi
-scripts/docs.sh >/dev/null
+scripts/docs.sh
 SITE=$PWD/build/docs/html python3 -B tests/docs/site_test.py -v
 cd tests/tool
 python3 -m unittest -v view_test view_moves_test view_answers_test view_limits_test
