@@ -19,6 +19,10 @@
 namespace qel::test {
 namespace {
 
+// Runs a call under the name of its function; of one that gives a value, the value is expected.
+#define DOES(function, ...) does(#function, [&] { function(__VA_ARGS__); })
+#define GIVES(expected, function, ...) gives(#function, expected, [&] { return function(__VA_ARGS__); })
+
 /// The calls, in groups. Later calls read the results of earlier ones.
 class call_list {
   public:
@@ -74,31 +78,31 @@ ogawa_polymesh call_list::torus_record() {
 }
 
 void call_list::numbers() {
-    gives("ruv_sqrt", 4096u, [] { return ruv_sqrt(1 << 24); });
-    gives("ruv_isqrt", 5u, [] { return ruv_isqrt(30); });
-    gives("ruv_bounded_sqrt", 5, [] { return ruv_bounded_sqrt(30, 1, 9); });
-    does("ruv_hop_distance", [] { ruv_hop_distance(1, std::uint64_t{47} << 32); });
+    GIVES(4096u, ruv_sqrt, 1 << 24);
+    GIVES(5u, ruv_isqrt, 30);
+    GIVES(5, ruv_bounded_sqrt, 30, 1, 9);
+    DOES(ruv_hop_distance, 1, std::uint64_t{47} << 32);
     qel_token token = {};
     for (std::int32_t op = 0; op < 8; ++op)
-        does("qel_token_apply_ilogic", [&] { qel_token_apply_ilogic(&token, op); });
+        DOES(qel_token_apply_ilogic, &token, op);
 }
 
 void call_list::matrices() {
     std::uint8_t x, y, z;
     qel_matrix_identity a = {}, b = {};
     qel_matrix_offspring child = {};
-    does("qel_matrix_48_morton_encode", [] { qel_matrix_48_morton_encode(1, 2, 3); });
-    does("qel_matrix_48_palindrome", [&] { qel_matrix_48_palindrome(1, 2, 3, &x, &y, &z); });
-    does("qel_matrix_48_k11_level", [] { qel_matrix_48_k11_level(1, 2, 3); });
-    does("qel_matrix_48_i_state", [] { qel_matrix_48_i_state(3); });
-    does("qel_matrix_48_phi_norm", [] { qel_matrix_48_phi_norm(1, 2, 3); });
-    does("qel_matrix_48_em_coupling", [] { qel_matrix_48_em_coupling(1, 2, 3); });
-    does("qel_matrix_48_identity", [&] { qel_matrix_48_identity(1, 2, 3, &a); });
-    does("qel_matrix_48_crossover_bind", [&] { qel_matrix_48_crossover_bind(1, 2, 3, 4, 5, 6, &x, &y, &z); });
-    does("qel_matrix_48_mutate_tachyon", [&] { qel_matrix_48_mutate_tachyon(1, 2, 3, &x, &y, &z); });
-    does("qel_matrix_48_chirality", [] { qel_matrix_48_chirality(1, 2); });
+    DOES(qel_matrix_48_morton_encode, 1, 2, 3);
+    DOES(qel_matrix_48_palindrome, 1, 2, 3, &x, &y, &z);
+    DOES(qel_matrix_48_k11_level, 1, 2, 3);
+    DOES(qel_matrix_48_i_state, 3);
+    DOES(qel_matrix_48_phi_norm, 1, 2, 3);
+    DOES(qel_matrix_48_em_coupling, 1, 2, 3);
+    DOES(qel_matrix_48_identity, 1, 2, 3, &a);
+    DOES(qel_matrix_48_crossover_bind, 1, 2, 3, 4, 5, 6, &x, &y, &z);
+    DOES(qel_matrix_48_mutate_tachyon, 1, 2, 3, &x, &y, &z);
+    DOES(qel_matrix_48_chirality, 1, 2);
     for (std::uint32_t mode = 0; mode < 4; ++mode)
-        does("qel_matrix_48_reproduce", [&] { qel_matrix_48_reproduce(&a, &b, mode, &child); });
+        DOES(qel_matrix_48_reproduce, &a, &b, mode, &child);
     does("qel_matrix_48_validate_all", [] { qel_matrix_48_validate_all(); });
 }
 
@@ -117,26 +121,21 @@ void call_list::units() {
     }
     const std::string path = file("unit");
     qel_unit unit = {};
-    gives("qel_unit_create", 0, [&] {
-        return qel_unit_create(&unit, count, keys.data(), ids.data(), payloads.data(), layers.data());
-    });
-    gives("qel_unit_save", 0, [&] { return qel_unit_save(path.c_str(), &unit); });
-    does("qel_unit_free", [&] { qel_unit_free(&unit); });
+    GIVES(0, qel_unit_create, &unit, count, keys.data(), ids.data(), payloads.data(), layers.data());
+    GIVES(0, qel_unit_save, path.c_str(), &unit);
+    DOES(qel_unit_free, &unit);
     std::free(unit.order);
     unit = {};
-    gives("qel_unit_load", 0, [&] { return qel_unit_load(path.c_str(), &unit); });
-    gives("qel_unit_get_count", count, [&] { return qel_unit_get_count(&unit); });
-    gives("qel_unit_get_token", 0,
-          [&] { return qel_unit_get_token(&unit, 7, keys.data(), ids.data(), layers.data()); });
-    gives("qel_unit_get_all_tokens", count,
-          [&] { return qel_unit_get_all_tokens(&unit, keys.data(), ids.data(), layers.data()); });
-    does("qel_unit_lookup_morton", [&] { qel_unit_lookup_morton(&unit, 5); });
-    does("qel_unit_lookup_hex", [&] { qel_unit_lookup_hex(&unit, "AAAAAAAA"); });
-    does("qel_unit_query_lattice_vertex", [&] { qel_unit_query_lattice_vertex(&unit, 1, 2, 3); });
-    does("qel_unit_query_layer", [&] { qel_unit_query_layer(&unit, 3, numbers.data(), 1000); });
+    GIVES(0, qel_unit_load, path.c_str(), &unit);
+    GIVES(count, qel_unit_get_count, &unit);
+    GIVES(0, qel_unit_get_token, &unit, 7, keys.data(), ids.data(), layers.data());
+    GIVES(count, qel_unit_get_all_tokens, &unit, keys.data(), ids.data(), layers.data());
+    DOES(qel_unit_lookup_morton, &unit, 5);
+    DOES(qel_unit_lookup_hex, &unit, "AAAAAAAA");
+    DOES(qel_unit_query_lattice_vertex, &unit, 1, 2, 3);
+    DOES(qel_unit_query_layer, &unit, 3, numbers.data(), 1000);
     for (const std::int32_t k : {1, 100, 150'000})
-        gives("qel_unit_query_nearest", k,
-              [&] { return qel_unit_query_nearest(&unit, 77, k, numbers.data(), distances.data()); });
+        GIVES(k, qel_unit_query_nearest, &unit, 77, k, numbers.data(), distances.data());
     qel_unit_free(&unit);
     std::free(unit.order);
 }
@@ -146,33 +145,32 @@ void call_list::read_archive(const bytes &content) {
     write_file(file("archive"), content);
     const std::string path = file("archive");
     ogawa_archive archive;
-    gives("ogawa_open", 0, [&] { return ogawa_open(path.c_str(), &archive); });
+    GIVES(0, ogawa_open, path.c_str(), &archive);
     ogawa_polymesh mesh;
-    gives("ogawa_read_polymesh", 0, [&] { return ogawa_read_polymesh(&archive, nullptr, 0, &mesh); });
-    does("ogawa_free_polymesh", [&] { ogawa_free_polymesh(&mesh); });
-    does("ogawa_get_first_polymesh", [&] { ogawa_get_first_polymesh(&archive); });
+    GIVES(0, ogawa_read_polymesh, &archive, nullptr, 0, &mesh);
+    DOES(ogawa_free_polymesh, &mesh);
+    DOES(ogawa_get_first_polymesh, &archive);
     float *values = nullptr;
     std::uint32_t *indices = nullptr, count = 0, scope = 0;
-    does("ogawa_read_positions", [&] { ogawa_read_positions(&archive, nullptr, 0, &values, &count); });
+    DOES(ogawa_read_positions, &archive, nullptr, 0, &values, &count);
     std::free(values);
     values = nullptr;
-    does("ogawa_read_normals",
-         [&] { ogawa_read_normals(&archive, nullptr, 0, &values, &indices, &count, &scope); });
+    DOES(ogawa_read_normals, &archive, nullptr, 0, &values, &indices, &count, &scope);
     std::free(values);
     ogawa_uv_set set = {};
-    does("ogawa_read_uvs", [&] { ogawa_read_uvs(&archive, nullptr, 0, 0, &set); });
-    does("ogawa_free_uv_set", [&] { ogawa_free_uv_set(&set); });
+    DOES(ogawa_read_uvs, &archive, nullptr, 0, 0, &set);
+    DOES(ogawa_free_uv_set, &set);
     ogawa_tangent_frame frame = {};
-    does("ogawa_read_tangent_frame", [&] { ogawa_read_tangent_frame(&archive, nullptr, 0, &frame); });
-    does("ogawa_free_tangent_frame", [&] { ogawa_free_tangent_frame(&frame); });
+    DOES(ogawa_read_tangent_frame, &archive, nullptr, 0, &frame);
+    DOES(ogawa_free_tangent_frame, &frame);
     qel_skin skin;
-    gives("ogawa_read_skinning", -1, [&] { return ogawa_read_skinning(&archive, nullptr, &skin); });
+    GIVES(-1, ogawa_read_skinning, &archive, nullptr, &skin);
     char text[4096];
     archive.time_start = -std::numeric_limits<double>::max(); // the longest number
     archive.time_end = std::numeric_limits<double>::max();
-    does("ogawa_get_info", [&] { ogawa_get_info(&archive, text, sizeof text); });
+    DOES(ogawa_get_info, &archive, text, sizeof text);
     EXPECT_GT(std::strlen(text), 600u);
-    does("ogawa_close", [&] { ogawa_close(&archive); });
+    DOES(ogawa_close, &archive);
 }
 
 void call_list::archives() {
@@ -192,8 +190,8 @@ void call_list::archives() {
         group = deep.group({group, group});
     deep.finish(group);
     read_archive(deep.content());
-    gives("ogawa_schema_from_string", OGAWA_SCHEMA_CAMERA, [] { return ogawa_schema_from_string("Camera"); });
-    does("ogawa_schema_to_string", [] { ogawa_schema_to_string(OGAWA_SCHEMA_CAMERA); });
+    GIVES(OGAWA_SCHEMA_CAMERA, ogawa_schema_from_string, "Camera");
+    DOES(ogawa_schema_to_string, OGAWA_SCHEMA_CAMERA);
 }
 
 /// A tree of objects that is deep rather than wide.
@@ -207,37 +205,32 @@ void call_list::trees() {
         object->polymesh = static_cast<ogawa_polymesh *>(std::calloc(1, sizeof(ogawa_polymesh)));
         top = object;
     }
-    does("ogawa_free_object", [&] { ogawa_free_object(top); });
+    DOES(ogawa_free_object, top);
 }
 
 void call_list::geometry() {
     float bounds[6];
-    does("ogawa_compute_bounds",
-         [&] { ogawa_compute_bounds(record_.positions, record_.vertex_count, bounds); });
+    DOES(ogawa_compute_bounds, record_.positions, record_.vertex_count, bounds);
     std::memcpy(record_.bounds_min, bounds, sizeof record_.bounds_min);
     std::memcpy(record_.bounds_max, bounds + 3, sizeof record_.bounds_max);
-    gives("ogawa_build_manifold", 0, [&] { return ogawa_build_manifold(&record_); });
+    GIVES(0, ogawa_build_manifold, &record_);
     const std::uint32_t *faces = nullptr;
     std::uint32_t *list = nullptr, count = 0;
-    gives("ogawa_get_vertex_faces", 0,
-          [&] { return ogawa_get_vertex_faces(&record_.manifold, 5, &faces, &count); });
-    gives("ogawa_get_vertex_neighbors", 0, [&] {
-        return ogawa_get_vertex_neighbors(&record_.manifold, &record_.face_counts, 5, &list, &count);
-    });
+    GIVES(0, ogawa_get_vertex_faces, &record_.manifold, 5, &faces, &count);
+    GIVES(0, ogawa_get_vertex_neighbors, &record_.manifold, &record_.face_counts, 5, &list, &count);
     std::free(list);
-    does("ogawa_is_manifold_closed", [&] { ogawa_is_manifold_closed(&record_.manifold); });
-    does("ogawa_free_manifold", [&] { ogawa_free_manifold(&record_.manifold); });
+    DOES(ogawa_is_manifold_closed, &record_.manifold);
+    DOES(ogawa_free_manifold, &record_.manifold);
     ogawa_uv_set set = {};
     set.values = torus_.corner_uvs.data();
     set.value_count = static_cast<std::uint32_t>(torus_.corner_uvs.size() / 2);
     record_.uv_sets = &set;
     record_.uv_set_count = 1;
-    gives("ogawa_compute_tangent_frame", 0, [&] { return ogawa_compute_tangent_frame(&record_, nullptr); });
+    GIVES(0, ogawa_compute_tangent_frame, &record_, nullptr);
     ogawa_free_tangent_frame(&record_.tangent_frame);
     record_.uv_sets = nullptr;
     record_.uv_set_count = 0;
-    gives("ogawa_triangulate_face", 0,
-          [&] { return ogawa_triangulate_face(torus_.face_indices.data(), 400, &list, &count); });
+    GIVES(0, ogawa_triangulate_face, torus_.face_indices.data(), 400, &list, &count);
     std::free(list);
 }
 
@@ -253,31 +246,26 @@ void call_list::caches() {
     skin.joint_count = 256;
     skin.weights = weights.data();
     skin.weight_count = record_.vertex_count;
-    does("qel_skin_apply",
-         [&] { qel_skin_apply(&skin, poses.data(), torus_.positions.data(), moved.data()); });
+    DOES(qel_skin_apply, &skin, poses.data(), torus_.positions.data(), moved.data());
     const std::string path = file("cache");
-    gives("qel_mesh_save", 0, [&] { return qel_mesh_save(&record_, &skin, path.c_str()); });
+    GIVES(0, qel_mesh_save, &record_, &skin, path.c_str());
     qel_mesh cache = {};
-    gives("qel_mesh_load", 0, [&] { return qel_mesh_load(path.c_str(), &cache); });
+    GIVES(0, qel_mesh_load, path.c_str(), &cache);
     const float *positions, *normals;
     const std::uint32_t *indices;
     std::uint32_t vertices, triangles;
-    gives("qel_mesh_get_gpu_data", 0, [&] {
-        return qel_mesh_get_gpu_data(&cache, &positions, &normals, &indices, &vertices, &triangles);
-    });
-    does("qel_mesh_free", [&] { qel_mesh_free(&cache); });
+    GIVES(0, qel_mesh_get_gpu_data, &cache, &positions, &normals, &indices, &vertices, &triangles);
+    DOES(qel_mesh_free, &cache);
     qel_skin empty = {};
-    does("qel_skin_free", [&] { qel_skin_free(&empty); });
+    DOES(qel_skin_free, &empty);
 
     qel_mesh_verify_report report;
     const float *const triples = torus_.positions.data();
-    gives("qel_mesh_verify_p_minus_p", 1u,
-          [&] { return qel_mesh_verify_p_minus_p(triples, record_.vertex_count); });
-    does("qel_mesh_verify_p_div_p", [&] { qel_mesh_verify_p_div_p(triples, record_.vertex_count); });
-    does("qel_mesh_bounds_coherence", [] { qel_mesh_bounds_coherence(0, 0, 0, 1, 1, 1); });
-    does("qel_mesh_verify_identity",
-         [&] { qel_mesh_verify_identity(triples, record_.vertex_count, 0, 0, 0, 1, 1, 1, &report); });
-    does("qel_mesh_is_static_valid", [&] { qel_mesh_is_static_valid(triples, record_.vertex_count); });
+    GIVES(1u, qel_mesh_verify_p_minus_p, triples, record_.vertex_count);
+    DOES(qel_mesh_verify_p_div_p, triples, record_.vertex_count);
+    DOES(qel_mesh_bounds_coherence, 0, 0, 0, 1, 1, 1);
+    DOES(qel_mesh_verify_identity, triples, record_.vertex_count, 0, 0, 0, 1, 1, 1, &report);
+    DOES(qel_mesh_is_static_valid, triples, record_.vertex_count);
 }
 
 void call_list::meshes() {
@@ -287,32 +275,26 @@ void call_list::meshes() {
     qel_alembic_vertex vertex = {};
     qel_alembic_token token = {};
     char text[4096];
-    does("qel_alembic_compute_bounds",
-         [&] { qel_alembic_compute_bounds(positions.data(), torus_.vertex_count(), bounds); });
-    does("qel_alembic_world_to_matrix",
-         [&] { qel_alembic_world_to_matrix(1, 1, 1, bounds, &cell[0], &cell[1], &cell[2]); });
-    does("qel_alembic_matrix_to_world", [&] { qel_alembic_matrix_to_world(1, 2, 3, bounds, &x, &y, &z); });
-    does("qel_alembic_process_vertex",
-         [&] { qel_alembic_process_vertex(positions.data(), bounds, &vertex); });
-    does("qel_alembic_topology_hash",
-         [&] { qel_alembic_topology_hash(3, torus_.face_indices.data(), torus_.face_count()); });
-    does("qel_alembic_generate_token", [&] { qel_alembic_generate_token(&vertex, 1, 2, 3, &token); });
+    DOES(qel_alembic_compute_bounds, positions.data(), torus_.vertex_count(), bounds);
+    DOES(qel_alembic_world_to_matrix, 1, 1, 1, bounds, &cell[0], &cell[1], &cell[2]);
+    DOES(qel_alembic_matrix_to_world, 1, 2, 3, bounds, &x, &y, &z);
+    DOES(qel_alembic_process_vertex, positions.data(), bounds, &vertex);
+    DOES(qel_alembic_topology_hash, 3, torus_.face_indices.data(), torus_.face_count());
+    DOES(qel_alembic_generate_token, &vertex, 1, 2, 3, &token);
     const auto faces = static_cast<std::uint32_t>(torus_.face_indices.size() / 3);
-    gives("qel_alembic_load_raw", 0, [&] {
-        return qel_alembic_load_raw(positions.data(), torus_.vertex_count(), torus_.face_indices.data(),
-                                    faces, "torus", &meshes_[0]);
-    });
+    GIVES(0, qel_alembic_load_raw, positions.data(), torus_.vertex_count(), torus_.face_indices.data(), faces,
+          "torus", &meshes_[0]);
     std::free(meshes_[0].vertices);
     std::free(meshes_[0].tokens);
     meshes_[0].vertices = nullptr;
     meshes_[0].tokens = nullptr;
-    gives("qel_alembic_process_mesh", 0, [&] { return qel_alembic_process_mesh(&meshes_[0], 1); });
+    GIVES(0, qel_alembic_process_mesh, &meshes_[0], 1);
     qel_alembic_mesh wide = meshes_[0];
     for (float &bound : wide.bounds)
         bound = std::numeric_limits<float>::max(); // a long number
-    does("qel_alembic_mesh_info", [&] { qel_alembic_mesh_info(&wide, text, sizeof text); });
+    DOES(qel_alembic_mesh_info, &wide, text, sizeof text);
     const std::string path = file("export");
-    gives("qel_alembic_export_qel", 0, [&] { return qel_alembic_export_qel(&meshes_[0], path.c_str()); });
+    GIVES(0, qel_alembic_export_qel, &meshes_[0], path.c_str());
 }
 
 void call_list::scene_files() {
@@ -329,63 +311,58 @@ void call_list::scene_files() {
     made.frames = frames;
     made.frame_count = 2;
     const std::string path = file("scene"), tokens = file("tokens");
-    gives("qel_alembic_save", 0, [&] { return qel_alembic_save(path.c_str(), &made); });
-    gives("qel_alembic_export_file_qel", 0,
-          [&] { return qel_alembic_export_file_qel(&made, tokens.c_str()); });
-    does("qel_alembic_mesh_free", [&] { qel_alembic_mesh_free(&meshes_[0]); });
-    gives("qel_alembic_load", 0, [&] { return qel_alembic_load(path.c_str(), &scene_); });
+    GIVES(0, qel_alembic_save, path.c_str(), &made);
+    GIVES(0, qel_alembic_export_file_qel, &made, tokens.c_str());
+    DOES(qel_alembic_mesh_free, &meshes_[0]);
+    GIVES(0, qel_alembic_load, path.c_str(), &scene_);
     std::free(scene_.hash);
-    gives("qel_alembic_build_hash_table", 0, [&] { return qel_alembic_build_hash_table(&scene_); });
+    GIVES(0, qel_alembic_build_hash_table, &scene_);
 }
 
 void call_list::scene_queries() {
     std::vector<qel_alembic_hit> hits(6000);
     char text[4096];
-    gives("qel_alembic_validate", 0, [&] { return qel_alembic_validate(&scene_); });
+    GIVES(0, qel_alembic_validate, &scene_);
     qel_alembic_file wide = scene_;
     wide.time_start = wide.time_end = wide.fps = std::numeric_limits<float>::max(); // long numbers
-    does("qel_alembic_file_info", [&] { qel_alembic_file_info(&wide, text, sizeof text); });
+    DOES(qel_alembic_file_info, &wide, text, sizeof text);
     const std::uint64_t key = scene_.meshes[0].vertices[17].morton;
-    gives("qel_alembic_lookup_morton", 0,
-          [&] { return qel_alembic_lookup_morton(&scene_, key, hits.data()); });
-    does("qel_alembic_lookup_morton", [&] { qel_alembic_lookup_morton(&scene_, ~key, hits.data()); });
-    gives("qel_alembic_lookup_frame_vertex", 0,
-          [&] { return qel_alembic_lookup_frame_vertex(&scene_, 1, 0, 3, hits.data()); });
+    GIVES(0, qel_alembic_lookup_morton, &scene_, key, hits.data());
+    DOES(qel_alembic_lookup_morton, &scene_, ~key, hits.data());
+    GIVES(0, qel_alembic_lookup_frame_vertex, &scene_, 1, 0, 3, hits.data());
     for (const std::int32_t k : {1, 100, 5000})
-        gives("qel_alembic_query_nearest", k,
-              [&] { return qel_alembic_query_nearest(&scene_, key, k, hits.data()); });
-    does("qel_alembic_query_layer", [&] { qel_alembic_query_layer(&scene_, 1, hits.data(), 6000); });
+        GIVES(k, qel_alembic_query_nearest, &scene_, key, k, hits.data());
+    DOES(qel_alembic_query_layer, &scene_, 1, hits.data(), 6000);
     qel_alembic_mesh mesh = {};
-    gives("qel_alembic_sample_frame", 0, [&] { return qel_alembic_sample_frame(&scene_, 1, &mesh); });
+    GIVES(0, qel_alembic_sample_frame, &scene_, 1, &mesh);
     mesh = {};
-    gives("qel_alembic_interpolate_time", 0,
-          [&] { return qel_alembic_interpolate_time(&scene_, 0.5f, &mesh); });
+    GIVES(0, qel_alembic_interpolate_time, &scene_, 0.5f, &mesh);
     std::free(mesh.positions);
     std::uint32_t start, end;
     float fps;
-    does("qel_alembic_get_frame_range", [&] { qel_alembic_get_frame_range(&scene_, &start, &end, &fps); });
-    does("qel_alembic_free", [&] { qel_alembic_free(&scene_); });
+    DOES(qel_alembic_get_frame_range, &scene_, &start, &end, &fps);
+    DOES(qel_alembic_free, &scene_);
 }
 
 void call_list::agents() {
     const std::string path = file("agents");
-    gives("qel_agent_dir_init", 0, [&] { return qel_agent_dir_init(path.c_str()); });
+    GIVES(0, qel_agent_dir_init, path.c_str());
     char id[9] = {}, other[9] = {};
     for (int i = 0; i < 300; ++i) // more than one piece of the file
-        gives("qel_agent_spawn", 0, [&] { return qel_agent_spawn(nullptr, 1, 2, 3, i == 0 ? other : id); });
-    gives("qel_agent_delegate", 0, [&] { return qel_agent_delegate(id, other, 5); });
-    gives("qel_agent_control", 0, [&] { return qel_agent_control(id, 0); });
+        GIVES(0, qel_agent_spawn, nullptr, 1, 2, 3, i == 0 ? other : id);
+    GIVES(0, qel_agent_delegate, id, other, 5);
+    GIVES(0, qel_agent_control, id, 0);
     qel_agent agent;
-    gives("qel_agent_query", 0, [&] { return qel_agent_query(id, &agent); });
+    GIVES(0, qel_agent_query, id, &agent);
     std::vector<char> ids(300 * 9);
-    gives("qel_agent_monitor", 300u, [&] { return qel_agent_monitor("*", ids.data(), 300); });
+    GIVES(300u, qel_agent_monitor, "*", ids.data(), 300);
     std::uint32_t total, active, counts[4];
-    does("qel_agent_dir_stats", [&] { qel_agent_dir_stats(&total, &active, counts); });
+    DOES(qel_agent_dir_stats, &total, &active, counts);
     gives("qel_agent_dir_sync", 0, [&] { return qel_agent_dir_sync(); });
-    gives("qel_agent_dir_save", 0, [&] { return qel_agent_dir_save(path.c_str()); });
+    GIVES(0, qel_agent_dir_save, path.c_str());
     qel_agent_dir_free();
-    gives("qel_agent_dir_load", 0, [&] { return qel_agent_dir_load(path.c_str()); });
-    gives("qel_agent_terminate", 0, [&] { return qel_agent_terminate(id); });
+    GIVES(0, qel_agent_dir_load, path.c_str());
+    GIVES(0, qel_agent_terminate, id);
     does("qel_agent_dir_free", [] { qel_agent_dir_free(); }); // saves what has changed
 }
 

@@ -5,7 +5,6 @@ import json
 import os
 import struct
 import subprocess
-import unittest
 
 import files
 from tool import QEL, TORUS, ToolTest
@@ -97,8 +96,7 @@ class BrokenFileTest(ToolTest):
             self.broken(content, problem)
 
     def test_archives(self):
-        with open(TORUS, "rb") as torus:
-            whole = torus.read()
+        whole = self.content(TORUS)
         self.fails("file: still being written, or not closed by its writer", "info", "--by-bytes", self.file(whole[:5] + b"\0" + whole[6:]))
         self.fails("file: cut short in its root reference", "info", "--by-bytes", self.file(whole[:12]))
         self.broken(whole[:-300], "its root does not lie in the file")
@@ -169,7 +167,3 @@ class BrokenFileTest(ToolTest):
                 for command in (["info", name], ["dump", name], ["view", name, "-o", "-"]):
                     run = subprocess.run([QEL, *command], capture_output=True, cwd=self.folder, timeout=120)
                     self.assertIn(run.returncode, (0, 1), (command, changed, run.stderr))
-
-
-if __name__ == "__main__":
-    unittest.main()

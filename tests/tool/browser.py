@@ -8,6 +8,7 @@ import re
 import struct
 import subprocess
 import tempfile
+import time
 import urllib.request
 import zlib
 
@@ -17,6 +18,13 @@ ARGUMENTS = [
     "--disable-background-networking", "--disable-component-update", "--disable-sync", "--hide-scrollbars",
     "--use-angle=swiftshader", "--enable-unsafe-swiftshader", "--ignore-gpu-blocklist",
 ]
+
+
+def until(condition, complaint, seconds=60):
+    end = time.monotonic() + seconds
+    while not condition():
+        assert time.monotonic() < end, complaint
+        time.sleep(0.05)
 
 
 class Browser:

@@ -5,7 +5,6 @@ import os
 import re
 import signal
 import subprocess
-import unittest
 
 import files
 from tool import HARBOUR, QEL, TORUS, ToolTest, commands, full_device, options
@@ -76,7 +75,3 @@ class CallTest(ToolTest):
             run.stdout.close()
             self.assertEqual(run.stderr.read(), b"")
             self.assertEqual(run.wait(), -signal.SIGPIPE)
-
-
-if __name__ == "__main__":
-    unittest.main()

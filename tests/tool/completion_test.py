@@ -133,7 +133,3 @@ class ZshTest(CompletionTest):
         self.assertEqual(self.offered("qel convert -o "), {"folder", "functions"})
         self.assertEqual(self.offered("qel convert --only "), {"tokens", "scene", "cache", "agents"})
         self.assertEqual(self.offered("qel view --color="), {"auto", "always", "never"})
-
-
-if __name__ == "__main__":
-    unittest.main()

@@ -7,7 +7,6 @@ import shutil
 import signal
 import subprocess
 import time
-import unittest
 
 from convert_whole_test import WholeToolTest
 from tool import HARBOUR, QEL, TORUS, full_device
@@ -31,8 +30,7 @@ class ListTest(WholeToolTest):
         self.file(f"{HARBOUR}\n\nmore\n-\n{HARBOUR}".encode(), "list")
         wanted = [(HARBOUR, "out/harbour"), ("more/a.abc", "out/a"), ("./-", "out/-"), (HARBOUR, "out/harbour-2")]
         self.assertEqual(self.names_of("--from-file", "list"), wanted)
-        with open(self.path("list"), "rb") as names:
-            self.assertEqual(self.names_of("--from-file", "-", stdin=names.read()), wanted)
+        self.assertEqual(self.names_of("--from-file", "-", stdin=self.content("list")), wanted)
         self.assertEqual(self.names_of("--from-file", "list", self.archive("changing"))[0], ("made/changing.abc", "out/changing"))
         self.assertEqual(len(self.names_of("--from-file", "list", "--from-file", "list")), 8)
         self.file(f"two\nlines.abc\0{HARBOUR}\0".encode(), "zeros")
@@ -83,12 +81,12 @@ class ListTest(WholeToolTest):
         names = ["slow"] + [HARBOUR] * 5
         with subprocess.Popen([QEL, "convert", *names, "-j", "2", "-o", "out", "--only", "tokens"], cwd=self.folder,
                               stdout=subprocess.PIPE, text=True) as run:
-            with open(self.path("slow"), "wb") as slow, open(HARBOUR, "rb") as archive:
+            with open(self.path("slow"), "wb") as slow:
                 deadline = time.time() + 60
                 while not os.path.exists(self.path("out/harbour-5/tokens.qel")) and time.time() < deadline:
                     time.sleep(0.01)
                 self.assertTrue(os.path.exists(self.path("out/harbour-5/tokens.qel")))
-                slow.write(archive.read())
+                slow.write(self.content(HARBOUR))
             lines = run.stdout.read().splitlines()
         self.assertEqual([line.split(": ")[0] for line in lines], names)
 
@@ -135,8 +133,7 @@ class ResumeTest(WholeToolTest):
         self.assertEqual(self.done(), ("ab", "c"))
         record = self.content("out/c/.converted")
         for length in (0, 5, 20, 60, record.rindex(b"\n", 0, -1)):
-            with open(self.path("out/c/.converted"), "wb") as cut:
-                cut.write(record[:length])
+            self.file(record[:length], "out/c/.converted")
             self.assertEqual(self.done(), ("c", "ab"), length)
 
     def test_a_failure_is_tried_again(self):
@@ -165,10 +162,8 @@ class ResumeTest(WholeToolTest):
         self.assertNotIn("done before", self.qel("convert", "in", "-o", "out"))
 
     def test_standard_input_is_never_done_before(self):
-        with open(HARBOUR, "rb") as archive:
-            content = archive.read()
         for _ in range(2):
-            self.assertIn("23 meshes", self.qel("convert", "--resume", "-", "-o", "out", stdin=content))
+            self.assertIn("23 meshes", self.qel("convert", "--resume", "-", "-o", "out", stdin=self.content(HARBOUR)))
         self.assertNotIn(".converted", os.listdir(self.path("out")))
 
     def test_json_says_what_was_done_before(self):
@@ -182,7 +177,3 @@ class ResumeTest(WholeToolTest):
         self.assertEqual(self.done(status=1), ("bc", ""))
         self.assertRegex(self.errors, r"\Aqel: out/a/.converted: No space left on device\n\Z")
         self.assertTrue(os.path.exists(self.path("out/a/tokens.qel")))
-
-
-if __name__ == "__main__":
-    unittest.main()

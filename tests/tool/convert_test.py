@@ -3,6 +3,7 @@
 
 SLOW_STEP, if given, is a library that makes one step take long. PROGRAMS are the examples."""
 
+import contextlib
 import json
 import os
 import re
@@ -70,14 +71,12 @@ class ConvertTest(ToolTest):
         self.assertIn("found by the fallback", self.errors)
 
     def test_reads_standard_input(self):
-        with open(TORUS, "rb") as torus:
-            self.qel("convert", "--by-bytes", "-", "-o", "out", stdin=torus.read())
+        self.qel("convert", "--by-bytes", "-", "-o", "out", stdin=self.content(TORUS))
         self.assertEqual(os.path.getsize(self.path("out/tokens.qel")), 24 + 25 * 1152)
 
     def test_says_what_is_wrong_and_leaves_nothing(self):
         self.fails("file: is of the kind unit, but convert wants archive", "convert", "--by-bytes", self.file(files.unit([])), "-o", "out")
-        with open(TORUS, "rb") as torus:
-            head = torus.read(20) + bytes(64)
+        head = self.content(TORUS)[:20] + bytes(64)
         self.fails("file: not sound: its root does not lie in the file", "convert", "--by-bytes", self.file(head), "-o", "out")
         self.fails("missing: No such file or directory", "convert", "--by-bytes", "missing", "-o", "out")
         self.assertFalse(os.path.exists(self.path("out")))
@@ -213,13 +212,20 @@ class ConvertTest(ToolTest):
 class SlowConvertTest(ToolTest):
     ENVIRONMENT = {**os.environ, "LD_PRELOAD": SLOW_STEP or "", "TERM": "xterm"}
 
+    @contextlib.contextmanager
+    def begun(self, output, **how):
+        """A run that has written a part of its results and is not done yet."""
+        call = [QEL, "convert", "--by-bytes", TORUS, "-o", output]
+        with subprocess.Popen(call, cwd=self.folder, env=self.ENVIRONMENT, **how) as run:
+            while not os.path.exists(self.path(output + "/.unfinished-0/scene.bqel")) and run.poll() is None:
+                time.sleep(0.01)
+            yield run
+
     def test_an_interruption_leaves_the_folder_as_it_was(self):
         os.mkdir(self.path("out"))
         self.file(b"earlier", "out/tokens.qel")
         for number in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP):
-            with subprocess.Popen([QEL, "convert", "--by-bytes", TORUS, "-o", "out"], cwd=self.folder, env=self.ENVIRONMENT) as run:
-                while not os.path.exists(self.path("out/.unfinished-0/scene.bqel")) and run.poll() is None:
-                    time.sleep(0.01)
+            with self.begun("out") as run:
                 self.assertEqual(self.content("out/tokens.qel"), b"earlier")
                 run.send_signal(number)
                 self.assertEqual(run.wait(), -number)
@@ -227,27 +233,20 @@ class SlowConvertTest(ToolTest):
             self.assertEqual(self.content("out/tokens.qel"), b"earlier")
 
     def test_an_interruption_leaves_no_folder_that_was_not_there(self):
-        with subprocess.Popen([QEL, "convert", "--by-bytes", TORUS, "-o", "a/b/c"], cwd=self.folder, env=self.ENVIRONMENT) as run:
-            while not os.path.exists(self.path("a/b/c/.unfinished-0/scene.bqel")) and run.poll() is None:
-                time.sleep(0.01)
+        with self.begun("a/b/c") as run:
             run.send_signal(signal.SIGTERM)
             self.assertEqual(run.wait(), -signal.SIGTERM)
         self.assertEqual(os.listdir(self.folder), [])
 
     def test_an_interruption_that_the_caller_ignores_is_none(self):
-        with subprocess.Popen([QEL, "convert", "--by-bytes", TORUS, "-o", "out"], cwd=self.folder, env=self.ENVIRONMENT,
-                              stdout=subprocess.DEVNULL,
-                              preexec_fn=lambda: signal.signal(signal.SIGHUP, signal.SIG_IGN)) as run:
-            while not os.path.exists(self.path("out/.unfinished-0/scene.bqel")) and run.poll() is None:
-                time.sleep(0.01)
+        ignore = lambda: signal.signal(signal.SIGHUP, signal.SIG_IGN)
+        with self.begun("out", stdout=subprocess.DEVNULL, preexec_fn=ignore) as run:
             run.send_signal(signal.SIGHUP)
             self.assertEqual(run.wait(), 0)
         self.assertEqual(sorted(os.listdir(self.path("out"))), sorted(ConvertTest.NAMES))
 
     def test_a_killed_run_is_in_no_later_ones_way(self):
-        with subprocess.Popen([QEL, "convert", "--by-bytes", TORUS, "-o", "out"], cwd=self.folder, env=self.ENVIRONMENT) as run:
-            while not os.path.exists(self.path("out/.unfinished-0/scene.bqel")) and run.poll() is None:
-                time.sleep(0.01)
+        with self.begun("out") as run:
             run.kill()
         self.assertEqual(os.listdir(self.path("out")), [".unfinished-0"])
         self.qel("convert", "--by-bytes", TORUS, "-o", "out")
@@ -279,7 +278,3 @@ class SlowConvertTest(ToolTest):
     def test_standard_error_that_is_no_terminal_stays_silent(self):
         self.qel("convert", "--by-bytes", TORUS, "-o", "out", env=self.ENVIRONMENT)
         self.assertEqual(self.errors, "")
-
-
-if __name__ == "__main__":
-    unittest.main()

@@ -181,8 +181,7 @@ class WholeTest(WholeToolTest):
                     self.assertAlmostEqual(got, wanted, 6, name)
 
     def test_standard_input_quiet_and_verbose(self):
-        with open(HARBOUR, "rb") as archive:
-            self.assertIn("standard input: 23 meshes", self.qel("convert", "-", "-o", "out", stdin=archive.read()))
+        self.assertIn("standard input: 23 meshes", self.qel("convert", "-", "-o", "out", stdin=self.content(HARBOUR)))
         self.assertEqual(self.qel("convert", "-q", HARBOUR, "-o", "out") + self.errors, "")
         self.qel("convert", "-v", HARBOUR, "-o", "out")
         for said in ("23 meshes with 2138 vertices\n", "53474 bytes in out/tokens.qel\n", "out/scene.bqel, 48 frames\n", " MB/s\n"):
@@ -272,8 +271,7 @@ class HarmTest(WholeToolTest):
         self.fails(f"{HARBOUR}: output folder: out/scene.bqel: what is there is no file", "convert", HARBOUR, "-o", "out")
 
     def test_a_cut_archive_is_refused_at_any_length(self):
-        with open(HARBOUR, "rb") as archive:
-            content = archive.read()
+        content = self.content(HARBOUR)
         for length in range(0, len(content), 40009):
             self.file(content[:length], "cut.abc")
             self.qel("convert", "cut.abc", "-o", "out", status=1)
@@ -283,7 +281,3 @@ class HarmTest(WholeToolTest):
     def test_other_kinds_are_told(self):
         self.fails("file: is of the kind unit, but convert wants archive", "convert", self.file(files.unit([])), "-o", "out")
         self.fails("missing: No such file or directory", "convert", "missing", "-o", "out")
-
-
-if __name__ == "__main__":
-    unittest.main()

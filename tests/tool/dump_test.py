@@ -3,7 +3,6 @@
 
 import json
 import struct
-import unittest
 
 import files
 from tool import HARBOUR, TORUS, ToolTest
@@ -152,8 +151,7 @@ class DumpTest(ToolTest):
         self.qel("dump", self.file(files.unit(files.THREE)), "--sample", "1", status=2)
 
     def test_a_damaged_sample_is_told_and_the_rest_is_written(self):
-        with open(HARBOUR, "rb") as archive:
-            content = archive.read()
+        content = self.content(HARBOUR)
         values = json.loads(self.qel("dump", HARBOUR, "--json", "--path", "/harbour/boat", "--sample", "0"))
         moves = next(p for p in values["objects"][0]["properties"] if p["name"] == ".xform/.vals")["samples"][0]["values"][0]
         place = content.index(struct.pack(f"<{len(moves)}d", *moves)) - 24  # behind the size and the digest
@@ -170,7 +168,3 @@ class DumpTest(ToolTest):
     def test_all_digits_of_a_float(self):
         got = self.json(files.cache(positions=[(0.1, 1e-45, 3.4028234e38)] + files.CORNERS[1:]))
         self.assertEqual(got["positions"][0], [0.100000001, 1.40129846e-45, 3.40282347e+38])
-
-
-if __name__ == "__main__":
-    unittest.main()

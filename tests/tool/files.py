@@ -1,6 +1,8 @@
 # SPDX-License-Identifier: MIT
 """Files of the four formats and archives, written from their description, whole or with something wrong."""
 
+import math
+import random
 import struct
 
 NAN = float("nan")
@@ -63,6 +65,19 @@ def cache(positions=None, indices=(0, 1, 2), normals=None, version=2, offsets=No
     out += b"".join(struct.pack("<3f", *p) for p in positions)
     out += b"".join(struct.pack("<3f", *n) for n in normals or ())
     return out + struct.pack(f"<{len(indices)}I", *indices) + skin
+
+
+def sheet(side):
+    """A mesh cache of side x side vertices, wavy and a little rough."""
+    vertices, triangles, rough = side * side, 2 * (side - 1) ** 2, random.Random(1).random
+    waves = [(math.sin(i / side * 9) / 10, math.cos(i / side * 7)) for i in range(side)]
+    points = b"".join(struct.pack("<3f", (i + 0.4 * rough()) / side, waves[i][0] * waves[j][1] + 0.2 * rough() / side,
+                                  (j + 0.4 * rough()) / side) for i in range(side) for j in range(side))
+    corners = b"".join(struct.pack("<6I", a, a + 1, a + side, a + 1, a + side + 1, a + side)
+                       for i in range(side - 1) for a in range(i * side, i * side + side - 1))
+    box = (0, -0.11, 0, 1.01, 0.11, 1.01)
+    head = struct.pack("<4sHHIIII6f4I", b"QELM", 2, 0, vertices, triangles, 0, 1, *box, 64, 0, 64 + 12 * vertices, 0)
+    return head + points + corners
 
 
 def skin(joint=0, weights=3):

@@ -2,7 +2,6 @@
 """`qel info` on archives: what they say of themselves, and how far the byte search may be believed."""
 
 import json
-import os
 import struct
 
 import files
@@ -68,8 +67,7 @@ class InfoArchiveTest(WholeToolTest):
                 self.assertNotRegex(line, "[\x00-\x1f\x7f-\x9f]")
 
     def test_a_position_that_is_not_finite_is_a_problem(self):
-        with open(HARBOUR, "rb") as archive:
-            content = archive.read()
+        content = self.content(HARBOUR)
         floats = struct.pack("<3f", *json.loads(self.qel("dump", "--json", self.converted()))["meshes"][0]["positions"][0])
         place = content.index(floats)
         self.file(content[:place] + struct.pack("<f", files.NAN) + content[place + 4:], "nan.abc")

@@ -165,7 +165,3 @@ class InfoTest(ToolTest):
                             (b"\xed\xa0\x80", r"\xED\xA0\x80"), (b"\xf4\x90\x80\x80", r"\xF4\x90\x80\x80"),
                             (b"\xe2\x82(", r"\xE2\x82("), ("\u009b31m".encode(), r"\xC2\x9B31m"), (b"\x7f", r"\x7F")):
             self.fails(f"{shown}: No such file or directory", "info", name)
-
-
-if __name__ == "__main__":
-    unittest.main()

@@ -34,7 +34,3 @@ class LocaleTest(ToolTest):
         self.assertRegex(self.everywhere("dump", "a.bqel"), r"\d\.\d")
         self.assertIn("1234567", self.everywhere("nearest", "a.qel", "1000000"))
         self.everywhere("info", "missing", status=1)
-
-
-if __name__ == "__main__":
-    unittest.main()

@@ -5,17 +5,15 @@ Each file is measured several times and told by the least and the middle time, b
 longer. The first picture, a frame and an answer are over when the graphics processor has drawn them, not when they were asked for."""
 
 import glob
-import math
 import os
-import random
 import resource
 import statistics
-import struct
 import subprocess
 import sys
 import tempfile
 import time
 
+import files
 from browser import Browser
 
 QEL = os.environ["QEL"]
@@ -85,19 +83,6 @@ window.hover = async (pane, count, turned) => {
   return times;
 };
 """
-
-
-def sheet(side):
-    """Wavy and a little rough, of side x side vertices, as a mesh cache."""
-    vertices, triangles, rough = side * side, 2 * (side - 1) ** 2, random.Random(1).random
-    waves = [(math.sin(i / side * 9) / 10, math.cos(i / side * 7)) for i in range(side)]
-    points = b"".join(struct.pack("<3f", (i + 0.4 * rough()) / side, waves[i][0] * waves[j][1] + 0.2 * rough() / side, (j + 0.4 * rough()) / side)
-                      for i in range(side) for j in range(side))
-    corners = b"".join(struct.pack("<6I", a, a + 1, a + side, a + 1, a + side + 1, a + side)
-                       for i in range(side - 1) for a in range(i * side, i * side + side - 1))
-    box = (0, -0.11, 0, 1.01, 0.11, 1.01)
-    head = struct.pack("<4sHHIIII6f4I", b"QELM", 2, 0, vertices, triangles, 0, 1, *box, 64, 0, 64 + 12 * vertices, 0)
-    return head + points + corners
 
 
 def make(source, page):
@@ -200,7 +185,7 @@ def main():
             for side in map(int, os.environ.get("SHEETS", " ".join(map(str, SHEETS))).split()):
                 path = os.path.join(folder, f"sheet of {2 * (side - 1) ** 2:,} triangles")
                 with open(path + ".qelm", "wb") as out:
-                    out.write(sheet(side))
+                    out.write(files.sheet(side))
                 measure(os.path.basename(path), path + ".qelm", folder, rounds)
                 os.remove(path + ".qelm")
     print(f"load {os.getloadavg()[0]:.1f}")

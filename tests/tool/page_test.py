@@ -5,7 +5,6 @@ import os
 import random
 import shutil
 import stat
-import unittest
 
 import files
 from page_file import Page
@@ -15,8 +14,7 @@ from tool import HARBOUR, TORUS, ToolTest, at_most, full_device
 class ViewTest(ToolTest):
     def page(self, *arguments):
         self.assertEqual(self.qel("view", *arguments, "-o", "page.html"), "")
-        with open(self.path("page.html"), encoding="utf-8") as page:
-            text = page.read()
+        text = self.content("page.html").decode()
         return text, Page(text)
 
     def test_pages_of_all_kinds_hold_the_same_mesh(self):
@@ -181,7 +179,3 @@ class ViewTest(ToolTest):
         os.symlink(full_device(self), self.path("full.html"))
         self.fails("full.html: No space left on device", "view", HARBOUR, "-o", "full.html")
         self.assertTrue(stat.S_ISCHR(os.stat(self.path("full.html")).st_mode))
-
-
-if __name__ == "__main__":
-    unittest.main()

@@ -1,15 +1,13 @@
 # SPDX-License-Identifier: MIT
-"""Archives of other programs, where there is a folder of them: `info`, `dump` and `convert` on each.
-Run by itself it prints a table."""
+"""Archives of other programs, where there is a folder of them: `info`, `dump` and `convert` on each, and a table."""
 
 import json
 import os
 import struct
 import time
-import unittest
 
 from archive_folder import FOLDER, needs_real_archives
-from convert_whole_test import SceneFile, WholeToolTest
+from convert_whole_test import WholeToolTest
 
 
 @needs_real_archives
@@ -65,7 +63,3 @@ class RealArchivesTest(WholeToolTest):
         self.assertEqual(sum(map(len, caches.values())), len(scene.meshes))
         for mesh in scene.meshes:
             self.assertIn(struct.pack(f"<{len(mesh['positions'])}f", *mesh["positions"]), caches)
-
-
-if __name__ == "__main__":
-    unittest.main()

@@ -32,7 +32,3 @@ class SourceTest(unittest.TestCase):
             run = subprocess.run(["cmake", "--build", build, "--target", "qel"], capture_output=True, text=True)
         self.assertNotEqual(run.returncode, 0)
         self.assertIn("The tool qel is left out: CLI11 (Debian: libcli11-dev) was not found", run.stdout + run.stderr)
-
-
-if __name__ == "__main__":
-    unittest.main()

@@ -16,7 +16,7 @@ class Screenshots(PageTest):
 
     def runTest(self):
         browser = self.browse("harbour", 1280, 760)
-        self.until(lambda: "unpacking" not in browser.text("#frame-text"), "frames stay packed")
+        self.ready(browser)
         self.press(browser, "5", "]", "]", "]", "]", "]", "]")
         browser.click("#linked")  # the tokens stay as they are
         for _ in range(2):

@@ -138,7 +138,3 @@ class ProgressTest(TerminalTest):
         for words in (), ("--color=always",):
             self.assertIn("23 meshes", self.qel(*self.CALL, *words, env={**os.environ, **self.ENVIRONMENT}))
             self.assertEqual(self.errors, "")
-
-
-if __name__ == "__main__":
-    unittest.main()

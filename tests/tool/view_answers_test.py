@@ -4,10 +4,9 @@
 import os
 import re
 import subprocess
-import unittest
 
 import files
-from view_page import DOWN, ENTER, ESCAPE, HARBOUR, LEFT, QEL, RIGHT, UP, PageTest
+from view_page import DOWN, ENTER, ESCAPE, HARBOUR, LEFT, QEL, RIGHT, PageTest
 
 
 class SearchTest(PageTest):
@@ -183,7 +182,7 @@ class TakeTest(PageTest):
     def test_a_link_brings_the_same_picture(self):
         browser = self.browse("harbour")
         browser.run(self.CATCH)
-        self.until(lambda: "unpacking" not in browser.text("#frame-text"), "frames stay packed")
+        self.ready(browser)
         self.press(browser, LEFT, LEFT, "+", "3", "w", "w", "]", "]")
         self.search(browser, "/harbour/sea")
         self.press(browser, "h", ESCAPE)
@@ -226,7 +225,3 @@ class TakeTest(PageTest):
         self.assertEqual(int(record["key"]), int.from_bytes(unit[at:at + 8], "little"))
         self.assertEqual(int(record["payload"], 16), int.from_bytes(unit[at + 16:at + 24], "little"))
         self.assertEqual((record["mesh"], record["vertex"], record["identity"], record["layer"]), ("/mesh", "300", "0000012C", "1"))
-
-
-if __name__ == "__main__":
-    unittest.main(verbosity=2)

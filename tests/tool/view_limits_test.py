@@ -4,7 +4,6 @@
 import glob
 import os
 import re
-import unittest
 
 from archive_folder import FOLDER, needs_real_archives
 from view_page import ESCAPE, PageTest
@@ -69,7 +68,7 @@ class SentenceTest(PageTest):
 @needs_real_archives
 class ArchivesTest(PageTest):
     def check_last_frame(self, browser, name):
-        self.until(lambda: "unpacking" not in browser.text("#frame-text"), "frames stay packed")
+        self.ready(browser)
         first = self.half(browser, "#mesh-pane")
         browser.run("const s = document.getElementById('frame'); s.value = s.max; s.dispatchEvent(new Event('input'))")
         self.rest(browser)
@@ -97,7 +96,3 @@ class ArchivesTest(PageTest):
                 if browser.text("#time"):
                     self.check_last_frame(browser, name)
             self.assertEqual(browser.complaints(), [], name)
-
-
-if __name__ == "__main__":
-    unittest.main(verbosity=2)

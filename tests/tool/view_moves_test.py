@@ -3,10 +3,9 @@
 
 import re
 import time
-import unittest
 
 import files
-from view_page import DOWN, ESCAPE, LEFT, RIGHT, TAB, UP, PageTest
+from view_page import ESCAPE, LEFT, TAB, UP, PageTest
 
 
 class MovesTest(PageTest):
@@ -155,9 +154,6 @@ class TimeTest(PageTest):
     def frame(self, browser):
         return int(browser.text("#frame-text").split(" / ")[0])
 
-    def ready(self, browser):
-        self.until(lambda: "unpacking" not in browser.text("#frame-text"), "frames stay packed")
-
     def test_the_slider_shows_other_frames_and_tokens_follow(self):
         browser = self.browse("harbour")
         self.ready(browser)
@@ -210,7 +206,3 @@ class TimeTest(PageTest):
 
     def test_where_nothing_moves_there_is_no_time(self):
         self.assertEqual(self.browse("torus").box("#time")[2], 0)
-
-
-if __name__ == "__main__":
-    unittest.main(verbosity=2)

@@ -12,7 +12,7 @@ import time
 import unittest
 
 import files
-from browser import Browser
+from browser import Browser, until
 
 QEL, TORUS, SHOTS = os.environ["QEL"], os.environ["TORUS"], os.environ.get("SHOTS")
 HARBOUR = os.path.join(os.path.dirname(TORUS), "harbour.abc")
@@ -60,6 +60,8 @@ class Pages:
 
 
 class PageTest(unittest.TestCase):
+    until = staticmethod(until)
+
     @classmethod
     def setUpClass(cls):
         cls.pages = Pages()
@@ -82,11 +84,9 @@ class PageTest(unittest.TestCase):
         self.until(lambda: not browser.run("return document.body.classList.contains('opening')"), "the page stays closed")
         self.rest(browser)
 
-    def until(self, condition, complaint, seconds=60):
-        end = time.monotonic() + seconds
-        while not condition():
-            self.assertLess(time.monotonic(), end, complaint)
-            time.sleep(0.05)
+    def ready(self, browser):
+        """Waits until the frames are unpacked."""
+        self.until(lambda: "unpacking" not in browser.text("#frame-text"), "frames stay packed")
 
     def rest(self, browser):
         """Waits until nothing moves and all is drawn in full."""

@@ -1,12 +1,10 @@
 # SPDX-License-Identifier: MIT
 """The page of `qel view` in headless Chromium: what is drawn, what pointing says, colours, filters, themes, sizes."""
 
-import os
 import re
-import struct
 import subprocess
-import unittest
 
+import files
 from view_page import ESCAPE, HARBOUR, QEL, PageTest
 
 
@@ -186,21 +184,8 @@ class PhoneTest(PageTest):
 
 
 class LargeTest(PageTest):
-    def grid(self, side):
-        """A sheet of side x side vertices as a mesh cache."""
-        vertices, triangles = side * side, 2 * (side - 1) ** 2
-        points, corners = bytearray(), bytearray()
-        for i in range(side):
-            for j in range(side):
-                points += struct.pack("<3f", i / side, ((i * 7) ^ (j * 13)) % 64 / 1000, j / side)
-        for i in range(side - 1):
-            for a in range(i * side, i * side + side - 1):
-                corners += struct.pack("<6I", a, a + 1, a + side, a + 1, a + side + 1, a + side)
-        head = struct.pack("<4sHHIIII6f4I", b"QELM", 2, 0, vertices, triangles, 0, 1, 0, 0, 0, 1, 0.063, 1, 64, 0, 64 + 12 * vertices, 0)
-        return head + points + corners
-
     def test_a_million_triangles_open_turn_and_answer(self):
-        self.pages.add("million", ".qelm", self.grid(708))
+        self.pages.add("million", ".qelm", files.sheet(708))
         browser = self.browse("million")
         self.assertIn("999\u2009698 triangles", browser.text("#counts"))
         first = self.halves(browser, "million")
@@ -215,7 +200,7 @@ class LargeTest(PageTest):
         self.assertEqual(browser.complaints(), [])
 
     def test_what_moves_is_drawn_with_fewer_pixels_and_at_rest_in_full_again(self):
-        self.pages.add("hundred", ".qelm", self.grid(225))
+        self.pages.add("hundred", ".qelm", files.sheet(225))
         browser = self.browse("hundred")
         first, size = self.halves(browser, "hundred"), self.canvas(browser)
         x, y = self.centre(browser, "#mesh-pane")
@@ -246,7 +231,3 @@ class LargeTest(PageTest):
         whole, browser = self.browse("harbour"), self.browse("torus")
         self.visit(browser, page)
         self.assertEqual(self.halves(browser, "pieces"), self.halves(whole, "whole"))
-
-
-if __name__ == "__main__":
-    unittest.main(verbosity=2)

@@ -8,14 +8,13 @@ import os
 import pathlib
 import sys
 import tempfile
-import time
 import unittest
 
 SOURCE = pathlib.Path(os.environ["SOURCE"])
 sys.path.insert(0, str(SOURCE / "tests" / "tool"))
 
 import files  # noqa: E402
-from browser import ELEMENT, Browser  # noqa: E402
+from browser import ELEMENT, Browser, until  # noqa: E402
 
 PAGE, QEL = os.environ["PAGE"], os.environ["QEL"]
 HARBOUR = str(SOURCE / "examples" / "data" / "harbour.abc")
@@ -23,6 +22,7 @@ HARBOUR = str(SOURCE / "examples" / "data" / "harbour.abc")
 
 class DroppedTest(unittest.TestCase):
     """One browser for the tests of a class; each opens the page anew."""
+    wait = staticmethod(until)
 
     @classmethod
     def setUpClass(cls):
@@ -48,12 +48,6 @@ class DroppedTest(unittest.TestCase):
 
     def state(self):
         return self.browser.run("return document.body.dataset.state")
-
-    def wait(self, condition, complaint, seconds=60):
-        end = time.monotonic() + seconds
-        while not condition():
-            self.assertLess(time.monotonic(), end, complaint)
-            time.sleep(0.05)
 
     def drop(self, *paths):
         """Drags files over the page and lets them go there."""

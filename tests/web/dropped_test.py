@@ -5,7 +5,6 @@ import pathlib
 import re
 import subprocess
 import tempfile
-import unittest
 
 from dropped import HARBOUR, QEL, DroppedTest
 
@@ -159,7 +158,3 @@ class ConnectionTest(DroppedTest):
         self.assertEqual(sorted(ask()), expected)
         with self.frame():  # where two policies refuse
             self.assertEqual(sorted(ask()), sorted(2 * expected))
-
-
-if __name__ == "__main__":
-    unittest.main()

@@ -5,13 +5,12 @@ import os
 import pathlib
 import sys
 import tempfile
-import time
 import unittest
 
 SOURCE = pathlib.Path(os.environ["SOURCE"])
 sys.path.insert(0, str(SOURCE / "tests" / "tool"))
 
-from browser import Browser  # noqa: E402
+from browser import Browser, until  # noqa: E402
 
 
 class GoldenTest(unittest.TestCase):
@@ -26,9 +25,7 @@ class GoldenTest(unittest.TestCase):
                                    onExit: (code) => {{ ended = code; }} }};
                 </script><script src="{program.as_uri()}"></script>""")
             browser.open(str(page))
-            end = time.monotonic() + 60
-            while browser.run("return ended") is None and time.monotonic() < end:
-                time.sleep(0.1)
+            until(lambda: browser.run("return ended") is not None, "the program does not end")
             self.assertEqual(browser.run("return ended"), 0, browser.run("return said"))
             return browser.run("return said")
 
@@ -36,7 +33,3 @@ class GoldenTest(unittest.TestCase):
         table = (SOURCE / "tests" / "golden" / "digests.txt").read_text(encoding="utf-8").splitlines()
         for preset, widest in (("wasm", "plain"), ("wasm-simd", "sse2")):
             self.assertEqual(self.lines(preset), [f"{len(table)} digests, with kernels up to {widest}"])
-
-
-if __name__ == "__main__":
-    unittest.main()

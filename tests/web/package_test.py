@@ -14,14 +14,13 @@ import subprocess
 import sys
 import tempfile
 import threading
-import time
 import unittest
 
 SOURCE, PACKAGE, NPM = (pathlib.Path(os.environ[name]) for name in ("SOURCE", "PACKAGE", "NPM"))
 sys.path[:0] = [str(SOURCE / "tests" / "tool"), str(SOURCE / "scripts")]
 
 import interface  # noqa: E402
-from browser import Browser  # noqa: E402
+from browser import Browser, until  # noqa: E402
 
 HARBOUR = SOURCE / "examples" / "data" / "harbour.abc"
 MOST_BYTES = {"qel.wasm": 180_000, "qel-simd.wasm": 210_000, "qel.js": 120_000}  # more is an accident
@@ -91,9 +90,7 @@ class PackageTest(unittest.TestCase):
             worker.onmessage = (event) => {{ answers.worker = event.data; }};</script>""")
         with Browser(640, 480) as browser:
             browser.open(str(page))
-            end = time.monotonic() + 120
-            while len(browser.run("return answers")) < 2 and time.monotonic() < end:
-                time.sleep(0.1)
+            until(lambda: len(browser.run("return answers")) == 2, "an answer is missing", 120)
             both = "well, without SIMD; well, with SIMD"
             self.assertEqual(browser.run("return answers"), {"page": both + "; refused", "worker": both})
             self.assertEqual(browser.complaints(), [])
@@ -121,9 +118,7 @@ class PackageTest(unittest.TestCase):
         with http.server.ThreadingHTTPServer(("127.0.0.1", 0), handler) as server, Browser(640, 480) as browser:
             threading.Thread(target=server.serve_forever, daemon=True).start()
             browser.call("POST", browser.session + "/url", {"url": f"http://127.0.0.1:{server.server_port}/dropped.html"})
-            end = time.monotonic() + 60
-            while not browser.run("return window.answer || null") and time.monotonic() < end:
-                time.sleep(0.1)
+            until(lambda: browser.run("return window.answer || null"), "no answer")
             paths = browser.run("return window.answer")
             server.shutdown()
         self.assertEqual((len(paths), paths[:3]), (42, ["/", "/harbour", "/harbour/sea"]))
@@ -138,7 +133,3 @@ class PackageTest(unittest.TestCase):
         for name, most in MOST_BYTES.items():
             self.assertLess(sizes[name], most, name)
         self.assertLess(self.packed["size"], MOST_PACKED)
-
-
-if __name__ == "__main__":
-    unittest.main()
