@@ -139,7 +139,6 @@ void qel_archive_close(qel_archive *archive) {
 
 std::int32_t qel_archive_get_info(const qel_archive *archive, qel_archive_info *info) {
     if (archive == nullptr || info == nullptr) return QEL_ARCHIVE_BAD_ARGUMENT;
-    *info = {};
     info->library_version = archive->library_version;
     info->object_count = archive->tree.objects.size();
     info->mesh_count = archive->tree.mesh_count;
@@ -159,7 +158,6 @@ std::int32_t qel_archive_get_object(const qel_archive *archive, std::uint32_t ob
     if (path == nullptr) return QEL_ARCHIVE_NO_MEMORY;
     const object_tree &tree = archive->tree;
     const shown_object &shown = tree.objects[object];
-    *out = {};
     out->name = shown.name;
     out->path = path;
     out->metadata = shown.metadata->text;
@@ -184,7 +182,6 @@ std::int32_t qel_archive_get_property(const qel_archive *archive, std::uint32_t 
     const char *const name = archive->tree.compounds.full_name(root, property, archive->texts);
     if (name == nullptr) return QEL_ARCHIVE_NO_MEMORY;
     const property_header &header = entry.header();
-    *out = {};
     out->name = name;
     out->metadata = header.metadata;
     out->kind = static_cast<std::uint32_t>(header.kind);

@@ -11,7 +11,7 @@ struct qel_archive {
     qel::arena memory;
     qel::archives::header_context context = {};
     qel::archives::object_tree tree;
-    std::int32_t library_version = 0;
+    std::int32_t library_version = {};
     const char *metadata = "";
     mutable qel::archives::lazy_texts texts;
 };

@@ -23,9 +23,8 @@ constexpr scope_word scope_words[] = {{"con", OGAWA_SCOPE_CONSTANT},
 bool find_written_scope(const parameter_entries &entries, std::uint32_t &scope) {
     std::size_t length = 0;
     const char *const word = parameter_metadata(entries, "geoScope", length);
-    if (word == nullptr) return false;
     for (const scope_word &known : scope_words) {
-        if (length == std::strlen(known.word) && std::memcmp(word, known.word, length) == 0) {
+        if (length == sizeof known.word - 1 && std::memcmp(word, known.word, length) == 0) {
             scope = known.scope;
             return true;
         }
@@ -65,11 +64,11 @@ bool determine_scope(const parameter_entries &entries, std::uint32_t count, cons
     return false;
 }
 
-/// Reads the arrays; DAMAGED where the parameter is unsound. Arrays that were read before a failure stay in
+/// Reads the arrays; DAMAGED where the parameter is unsound. Values that were read before a failure stay in
 /// `parameter`.
 status read_arrays(const qel_archive &archive, const parameter_entries &entries, std::uint64_t sample,
                    const mesh_size &size, geometry_parameter &parameter) {
-    stored_array values, indices = {};
+    stored_array values, indices;
     status outcome = find_array(archive, entries.values, sample, values);
     if (outcome == QEL_ARCHIVE_OK && entries.indexed)
         outcome = find_array(archive, entries.indices, sample, indices);
@@ -113,7 +112,6 @@ status read_parameter(const qel_archive &archive, const parameter_entries &entri
     parameter.sound = outcome == QEL_ARCHIVE_OK;
     if (parameter.sound) return outcome;
     release(parameter.values);
-    release(parameter.indices);
     parameter = {};
     return outcome == QEL_ARCHIVE_DAMAGED ? QEL_ARCHIVE_OK : outcome;
 }

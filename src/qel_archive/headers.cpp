@@ -62,8 +62,7 @@ class header_cursor {
     std::uint64_t left() const { return static_cast<std::uint64_t>(end_ - next_); }
 
     void end_text() {
-        if (text_end_ != nullptr) *text_end_ = 0;
-        text_end_ = nullptr;
+        if (text_end_ != nullptr) *text_end_ = 0; // once more changes nothing
     }
 
     std::uint8_t *next_, *end_;
@@ -121,7 +120,7 @@ status read_samples(header_cursor &cursor, std::uint32_t info, std::uint32_t wid
         header.all_equal = true;
     } else {
         header.first_changed = 1;
-        header.last_changed = header.samples == 0 ? 0 : header.samples - 1;
+        header.last_changed = header.samples - 1; // not looked at without samples
     }
     if ((info & has_sampling) != 0 && !cursor.read_number(width, header.time_sampling))
         return QEL_ARCHIVE_DAMAGED;
@@ -135,9 +134,7 @@ status read_property_header(header_cursor &cursor, const header_context &context
     if (!cursor.read<std::uint32_t>(info)) return QEL_ARCHIVE_DAMAGED;
     const std::uint32_t width = info >> width_shift & width_bits, kind = info & kind_bits;
     if (width == undefined_width) return QEL_ARCHIVE_DAMAGED;
-    if (kind == 0) {
-        header.all_equal = true; // it has no samples
-    } else {
+    if (kind != 0) {
         header.kind = kind == 1 ? property_kind::scalar : property_kind::array;
         const status outcome = read_samples(cursor, info, width, context, header);
         if (outcome != QEL_ARCHIVE_OK) return outcome;
@@ -218,8 +215,8 @@ status read_property_headers(header_bytes source, std::uint64_t count, const hea
 }
 
 std::uint32_t value_size(std::uint32_t value) {
-    constexpr std::uint8_t sizes[] = {1, 1, 1, 2, 2, 4, 4, 8, 8, 2, 4, 8, 0, 0};
-    static_assert(sizeof sizes == max_value + 1);
+    constexpr std::uint8_t sizes[] = {1, 1, 1, 2, 2, 4, 4, 8, 8, 2, 4, 8};
+    static_assert(sizeof sizes == QEL_ARCHIVE_VALUE_TEXT);
     return sizes[value];
 }
 

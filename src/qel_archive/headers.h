@@ -66,7 +66,7 @@ status read_object_headers(header_bytes source, std::uint64_t count, const heade
 status read_property_headers(header_bytes source, std::uint64_t count, const header_context &context,
                              arena &memory, property_headers &headers);
 
-/// Bytes of a value of a kind; 0 for texts, whose lengths differ.
+/// Bytes of a value of a kind that is no text.
 std::uint32_t value_size(std::uint32_t value);
 
 } // namespace qel::archives

@@ -23,18 +23,17 @@ inline bool is_array_of(const property_header &header, qel_archive_value_type va
 
 /// One sample of an array in the file.
 struct stored_array {
-    extent values;
-    std::uint32_t count; // elements
+    extent values = {};
+    std::uint32_t count = 0; // elements
 };
 
-/// Finds a sample of an array. Where the array has fewer samples it is the last one; without samples it is empty.
+/// Finds a sample of an array. Where the array has fewer samples it is the last one; without samples `array` stays
+/// empty.
 inline status find_array(const qel_archive &archive, const property_entry &entry, std::uint64_t sample,
                          stored_array &array) {
-    array = {};
     const property_header &header = entry.header();
     if (header.samples == 0) return QEL_ARCHIVE_OK;
     stored_sample found;
-    sample = std::min<std::uint64_t>(sample, header.samples - 1);
     const status outcome = find_sample(archive.file, header, entry.reference(), sample, found);
     if (outcome != QEL_ARCHIVE_OK) return outcome;
     const std::uint64_t count = found.values.size / (std::uint64_t{value_size(header.value)} * header.extent);

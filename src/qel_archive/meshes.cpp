@@ -69,7 +69,6 @@ struct face_entries {
 };
 
 status find_faces(const qel_archive &archive, std::uint32_t object, face_entries &faces) {
-    faces = {};
     if (!has_faces(archive, object)) return QEL_ARCHIVE_OK;
     faces.has_counts = find_property(archive, object, ".geom/.faceCounts", faces.counts);
     faces.has_indices = find_property(archive, object, ".geom/.faceIndices", faces.indices);
@@ -85,7 +84,6 @@ struct mesh_arrays {
 
 status find_arrays(const qel_archive &archive, const property_entry &positions, const face_entries &faces,
                    std::uint64_t sample, mesh_arrays &arrays) {
-    arrays = {};
     status outcome = find_array(archive, positions, sample, arrays.positions);
     if (outcome == QEL_ARCHIVE_OK && faces.has_counts)
         outcome = find_array(archive, faces.counts, sample, arrays.counts);

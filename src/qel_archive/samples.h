@@ -15,7 +15,8 @@ struct stored_sample {
     extent dimensions = {}; // of size 0 where the array has one dimension
 };
 
-/// Finds a sample below the property's number of samples. The number of its values is not checked.
+/// Finds a sample of a property that has samples; a number behind the last one means the last one. The number of its
+/// values is not checked.
 template <class Source>
 status locate_sample(Source &source, const property_header &header, std::uint64_t reference,
                      std::uint64_t sample, stored_sample &found);

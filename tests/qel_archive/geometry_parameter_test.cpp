@@ -137,11 +137,18 @@ TEST(ArchiveParameters, HaveIndicesBelowTheirValues) {
         }
 }
 
+polymesh empty_mesh() {
+    polymesh mesh;
+    mesh.points = {{}};
+    mesh.face_counts = mesh.face_indices = {{}};
+    return mesh;
+}
+
 /// The number of sets of a mesh whose uv is changed; the mesh itself stays sound.
 template <class Change>
-std::uint32_t sets_with(const geometry_parameter &parameter, const Change &change) {
+std::uint32_t sets_with(const geometry_parameter &parameter, const Change &change,
+                        polymesh mesh = two_faces()) {
     archive_builder builder;
-    polymesh mesh = two_faces();
     mesh.parameters = {parameter};
     object_node &object = add_polymesh(builder.top, "m", mesh);
     change(child(schema_compound(object), "uv"));
@@ -227,9 +234,7 @@ TEST(ArchiveParameters, AreNotSoughtInAnArrayOfTheCompoundsName) {
 }
 
 TEST(ArchiveParameters, OfAnEmptyMeshMayBeEmpty) {
-    polymesh mesh;
-    mesh.points = {{}};
-    mesh.face_counts = mesh.face_indices = {{}};
+    polymesh mesh = empty_mesh();
     mesh.parameters = {normals({{}}), uvs({{}})};
     const opened_archive opened = opened_mesh(mesh);
     const read_mesh read = opened.mesh("/m");
@@ -238,6 +243,19 @@ TEST(ArchiveParameters, OfAnEmptyMeshMayBeEmpty) {
     ASSERT_EQ(read->uv_set_count, 1u);
     EXPECT_EQ(read->uv_sets[0].values, nullptr);
     EXPECT_EQ(read->uv_sets[0].scope, 4u);
+}
+
+TEST(ArchiveParameters, OfAnEmptyMeshNeedSamplesAsWell) {
+    const geometry_parameter plain = uvs({{}}), both = indexed(plain, {});
+    EXPECT_EQ(sets_with(
+                  both, [](property_node &) {}, empty_mesh()),
+              1u);
+    const auto without = [](const char *name) {
+        return [name](property_node &uv) { (uv.name == name ? uv : child(uv, name)).samples.clear(); };
+    };
+    EXPECT_EQ(sets_with(plain, without("uv"), empty_mesh()), 0u);
+    EXPECT_EQ(sets_with(both, without(".vals"), empty_mesh()), 0u);
+    EXPECT_EQ(sets_with(both, without(".indices"), empty_mesh()), 0u);
 }
 
 } // namespace

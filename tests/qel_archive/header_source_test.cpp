@@ -12,20 +12,21 @@ using namespace test;
 
 constexpr std::uint64_t any_count = 1000;
 
-/// A file of a group of three references, an empty group, and data of 20 bytes.
+/// A file of a group of three references, an empty group, and data of 20 bytes and of one.
 class ArchiveHeaderSource : public testing::Test {
   protected:
     void SetUp() override {
         group = out.group({16, 24, archive_writer::empty_data});
         empty = out.group({});
         data = out.data(bytes(20, 7));
+        byte = out.data({9});
         const std::string path = folder.file("archive");
         out.save(path);
         ASSERT_EQ(file.open(path.c_str()), open_outcome::opened);
     }
 
     archive_writer out;
-    std::uint64_t group = 0, empty = 0, data = 0;
+    std::uint64_t group = 0, empty = 0, data = 0, byte = 0;
     temp_folder folder;
     random_access_file file;
     arena memory;
@@ -60,6 +61,8 @@ TEST_F(ArchiveHeaderSource, ReadsDataWithRoomForOneByteMore) {
     ASSERT_EQ(read.size, 20u);
     EXPECT_EQ(bytes(read.bytes, read.bytes + 20), bytes(20, 7));
     read.bytes[20] = 0;
+    ASSERT_EQ(source.read_data(byte, memory, read), QEL_ARCHIVE_OK);
+    EXPECT_EQ(bytes(read.bytes, read.bytes + read.size), bytes({9}));
     ASSERT_EQ(source.read_data(archive_writer::empty_data, memory, read), QEL_ARCHIVE_OK);
     EXPECT_EQ(read.size, 0u);
     read.bytes[0] = 0;
