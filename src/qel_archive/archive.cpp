@@ -189,7 +189,7 @@ std::int32_t qel_archive_get_property(const qel_archive *archive, std::uint32_t 
     out->extent = header.extent;
     out->sample_count = header.samples;
     out->time_sampling = header.time_sampling;
-    out->constant = header.all_equal || header.samples <= 1;
+    out->constant = header.is_constant();
     return QEL_ARCHIVE_OK;
 }
 

@@ -48,6 +48,8 @@ struct property_header {
     property_kind kind;
     std::uint8_t value, extent;
     bool all_equal; // the header says so
+
+    bool is_constant() const { return all_equal || samples <= 1; }
 };
 
 /// The headers of the properties of one compound.

@@ -92,10 +92,6 @@ status find_arrays(const qel_archive &archive, const property_entry &positions, 
     return outcome;
 }
 
-bool is_constant(const property_header &header) {
-    return header.all_equal || header.samples <= 1;
-}
-
 status read_positions(const qel_archive &archive, const stored_array &positions, ogawa_polymesh &mesh) {
     piecewise_bounds bounds;
     mesh.vertex_count = positions.count;
@@ -111,7 +107,6 @@ status read_positions(const qel_archive &archive, const stored_array &positions,
 
 /// Reads counts and indices. DAMAGED where the counts do not sum to the number of indices or an index is out of range.
 status read_faces(const qel_archive &archive, const mesh_arrays &arrays, ogawa_polymesh &mesh) {
-    constexpr std::uint32_t first_negative = 0x80000000; // as stored, indices are signed
     mesh.face_count = arrays.counts.count;
     mesh.face_index_count = arrays.indices.count;
     std::uint64_t sum = 0;
@@ -123,7 +118,7 @@ status read_faces(const qel_archive &archive, const mesh_arrays &arrays, ogawa_p
                                  });
     if (outcome != QEL_ARCHIVE_OK) return outcome;
     if (sum != arrays.indices.count) return QEL_ARCHIVE_DAMAGED;
-    const std::uint32_t limit = std::min(mesh.vertex_count, first_negative);
+    const std::uint32_t limit = face_index_limit(mesh.vertex_count);
     return read_values(
         archive.file, arrays.indices.values, mesh.face_indices,
         [limit](const std::uint32_t *piece, std::uint64_t count) { return all_below(piece, count, limit); });
@@ -274,12 +269,12 @@ status get_mesh_info(const qel_archive &archive, std::uint32_t object, qel_archi
     if (outcome == QEL_ARCHIVE_OK) outcome = find_arrays(archive, positions, faces, 0, arrays);
     if (outcome != QEL_ARCHIVE_OK) return outcome;
     const property_header &header = positions.header();
-    const bool faces_change = (faces.has_counts && !is_constant(faces.counts.header())) ||
-                              (faces.has_indices && !is_constant(faces.indices.header()));
+    const bool faces_change = (faces.has_counts && !faces.counts.header().is_constant()) ||
+                              (faces.has_indices && !faces.indices.header().is_constant());
     info.sample_count = header.samples;
-    info.topology = faces_change          ? QEL_ARCHIVE_TOPOLOGY_FACES_CHANGE
-                    : is_constant(header) ? QEL_ARCHIVE_TOPOLOGY_CONSTANT
-                                          : QEL_ARCHIVE_TOPOLOGY_POSITIONS_CHANGE;
+    info.topology = faces_change           ? QEL_ARCHIVE_TOPOLOGY_FACES_CHANGE
+                    : header.is_constant() ? QEL_ARCHIVE_TOPOLOGY_CONSTANT
+                                           : QEL_ARCHIVE_TOPOLOGY_POSITIONS_CHANGE;
     info.vertex_count = arrays.positions.count;
     info.face_count = arrays.counts.count;
     info.corner_count = arrays.indices.count;

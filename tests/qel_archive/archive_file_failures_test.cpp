@@ -18,7 +18,7 @@
 
 namespace {
 
-// The next `whole_reads` reads succeed; the one behind them is interrupted, cut, or fails, and so do all later ones.
+// The next `whole_reads` reads succeed; the one behind them is interrupted or fails, or it and all later ones are cut.
 enum class failure : std::uint8_t { none, interrupted, at_the_end, io_error, one_byte };
 failure read_failure = failure::none;
 std::uint64_t whole_reads = 0, reads = 0;
@@ -41,6 +41,7 @@ ssize_t read_as_planned(std::size_t size, Read read) {
     case failure::one_byte:
         return read(1);
     default:
+        if (reads > whole_reads + 1) return read(size);
         errno = EIO;
         return -1;
     }

@@ -216,6 +216,15 @@ TEST(ArchiveParameters, NameTheMainSetByItsSource) {
     EXPECT_STREQ(opened_archive(builder).mesh("/m")->uv_sets[0].name, "uv") << "an empty name is none";
 }
 
+TEST(ArchiveParameters, HaveNothingOfTheNameOfAnUnsoundOneBefore) {
+    const opened_archive opened =
+        with({uvs({rising(6)}, "fvr", "unsound main set")},
+             {named(uvs({rising(6)}), "another unsound"), named(uvs({rising(14)}), "sound")});
+    const read_mesh read = opened.mesh("/m");
+    ASSERT_EQ(read->uv_set_count, 1u);
+    EXPECT_STREQ(read->uv_sets[0].name, "sound");
+}
+
 TEST(ArchiveParameters, MayAllBeUnsound) {
     const opened_archive opened = with({uvs({rising(6)})}, {named(uvs({rising(6)}), "second")});
     const read_mesh read = opened.mesh("/m");
@@ -224,8 +233,9 @@ TEST(ArchiveParameters, MayAllBeUnsound) {
     EXPECT_EQ(read->uv_set_count, 0u);
 }
 
-TEST(ArchiveParameters, AreNotSoughtInAnArrayOfTheCompoundsName) {
+TEST(ArchiveParameters, AreNotSoughtInAnArrayOfTheCompoundsNameNorInAnotherCompound) {
     archive_builder builder;
+    builder.top.properties.array<float>("x", 2, {rising(14)});
     object_node &object = add_polymesh(builder.top, "m", two_faces());
     schema_compound(object).array<float>(".arbGeomParams", 2, {rising(14)});
     const opened_archive opened(builder);

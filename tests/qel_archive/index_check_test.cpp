@@ -52,6 +52,13 @@ TEST(IndexCheck, EveryFormFindsTheLimitItselfAtEveryPlace) {
     }
 }
 
+TEST(IndexCheck, LimitsFaceIndicesToVerticesAndToNumbersThatAreNotNegative) {
+    EXPECT_EQ(face_index_limit(5), 5u);
+    EXPECT_EQ(face_index_limit(0x7FFFFFFF), 0x7FFFFFFFu);
+    EXPECT_EQ(face_index_limit(0x80000000), 0x80000000u);
+    EXPECT_EQ(face_index_limit(0x80000001), 0x80000000u);
+}
+
 TEST(IndexCheck, EveryFormSumsCountsBeyond32Bits) {
     for (const auto &form : runnable(sum_kernel)) {
         for (const std::size_t size : sizes) {

@@ -143,6 +143,23 @@ TEST(ArchiveMeshes, HaveTheBoxOfManyPositionsWhereverNoNumbersStand) {
     }
 }
 
+TEST(ArchiveMeshes, HaveTheBoxOfManyPositionsWhereSomeOfTheFirstOfAPieceAreNoNumbers) {
+    constexpr std::size_t piece = 16'384; // positions that are read at once
+    for (const unsigned no_numbers : {0b1u, 0b11u, 0b1001u, 0b101111u})
+        for (std::size_t axis = 0; axis < 3; ++axis)
+            for (std::size_t farthest = piece; farthest < piece + 2; ++farthest) {
+                std::vector<float> positions(3 * (piece + 8));
+                for (std::size_t i = 0; i < 6; ++i)
+                    if ((no_numbers >> i & 1) != 0)
+                        positions[3 * (piece + i) + axis] = std::numeric_limits<float>::quiet_NaN();
+                positions[3 * farthest + (axis + 1) % 3] = -9;
+                positions[3 * farthest + (axis + 2) % 3] = 9;
+                positions[3 * (piece + 6) + axis] = -9;
+                positions[3 * (piece + 7) + axis] = 9;
+                expect_box_of(positions);
+            }
+}
+
 TEST(ArchiveMeshes, HaveTheFirstOfZerosOfBothSignsInTheBoxOfManyPositions) {
     constexpr std::size_t piece = 16'384; // positions that are read at once
     for (const float first : {0.0f, -0.0f}) {

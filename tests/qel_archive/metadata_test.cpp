@@ -45,6 +45,8 @@ TEST(ArchiveMetadata, NamesTheSchemaOfAnObject) {
                                     {"AbcGeom_NuPatch_v2", OGAWA_SCHEMA_UNKNOWN},
                                     {"AbcGeom_Light_v1", OGAWA_SCHEMA_UNKNOWN},
                                     {"Other_PolyMesh_v1", OGAWA_SCHEMA_UNKNOWN},
+                                    {"AbcGeom_PolyMesh_w1", OGAWA_SCHEMA_UNKNOWN},
+                                    {"AbcGeom_PolyMesh_v1a", OGAWA_SCHEMA_UNKNOWN},
                                     {"", OGAWA_SCHEMA_UNKNOWN}};
     for (const bool in_header : {false, true}) {
         archive_builder builder;
@@ -65,8 +67,10 @@ TEST(ArchiveMetadata, OfAnObjectMayNameNoSchema) {
     archive_builder builder;
     builder.top.add("a", "schemaObjTitle=AbcGeom_PolyMesh_v1:.geom");
     builder.top.add("b");
+    builder.top.add("c", "schema").inline_metadata = true; // no pair, although a '=' follows it in the file:
+    builder.top.add(std::string(61, 'n'));                 // the length of a name
     const opened_archive opened(builder);
-    for (const char *path : {"/a", "/b"}) {
+    for (const char *path : {"/a", "/b", "/c"}) {
         EXPECT_STREQ(opened.object(path).schema, "");
         EXPECT_EQ(opened.object(path).kind, std::uint32_t{OGAWA_SCHEMA_UNKNOWN});
     }
