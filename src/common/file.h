@@ -24,10 +24,8 @@ class buffered_stream {
     /// A null path is no file.
     buffered_stream(const char *path, const char *mode);
 
-    /// Null when the file was not opened, and after close().
+    /// Null when the file was not opened.
     std::FILE *get() const { return stream_.get(); }
-
-    void close() { stream_.reset(); }
 
   private:
     scratch<char> buffer_; // outlives the stream, which uses it to the end

@@ -49,14 +49,6 @@ TEST_F(File, IsBufferedForTheTimeOfAScope) {
     EXPECT_EQ(buffered_stream(nullptr, "rb").get(), nullptr);
 }
 
-TEST_F(File, IsWrittenWholeWhenItIsClosed) {
-    buffered_stream stream(path.c_str(), "wb");
-    std::fputs("text", stream.get());
-    stream.close();
-    EXPECT_EQ(stream.get(), nullptr);
-    EXPECT_EQ(read_file(path), (bytes{'t', 'e', 'x', 't'}));
-}
-
 TEST_F(File, ReplacesAFileOrAnEmptyFolderAndNothingElse) {
     const std::string target = folder.file("target");
     write_file(target, {'o', 'l', 'd'});
