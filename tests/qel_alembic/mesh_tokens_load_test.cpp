@@ -71,7 +71,8 @@ TEST(LoadRaw, TakesIndicesWithoutFacesAsNone) {
 TEST(LoadRaw, WithoutVerticesHoldsNameCountsAndArraysAndReturnsMinusOne) {
     owned_mesh owned;
     const heap_ledger ledger;
-    EXPECT_EQ(qel_alembic_load_raw(corner_triangle.data(), 0, one_face.data(), 1, "none", &owned.mesh), -1);
+    const float beyond[3] = {1, 1, 1};
+    EXPECT_EQ(qel_alembic_load_raw(beyond, 0, one_face.data(), 1, "none", &owned.mesh), -1);
     EXPECT_STREQ(owned.mesh.name, "none");
     EXPECT_EQ(owned.mesh.face_count, 1u);
     EXPECT_NE(owned.mesh.positions, nullptr);
@@ -107,7 +108,7 @@ TEST(LoadRaw, WithoutMemoryForVerticesOrTokensKeepsWhatItHas) {
         owned_mesh owned;
         const heap_ledger ledger;
         const failing_heap heap = failing_heap::nth(n);
-        EXPECT_EQ(load_raw(corner_triangle, one_face, owned.mesh), -4);
+        EXPECT_EQ(load_raw({1, 1, 1}, one_face, owned.mesh), -4);
         EXPECT_EQ(ledger.live(), n - 1);
         EXPECT_EQ(owned.mesh.bounds[3], 1.0f);
         EXPECT_EQ(owned.mesh.layer, 0);

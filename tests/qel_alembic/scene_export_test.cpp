@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+#include "support/failing_write.h"
 #include "support/scenes.h"
 #include "support/temp_folder.h"
 
@@ -117,6 +118,14 @@ TEST_F(SceneExport, RefusesASceneWithoutMeshesOrPath) {
     add_random_mesh(1);
     EXPECT_EQ(qel_alembic_export_file_qel(&owned.scene, nullptr), -1);
     EXPECT_FALSE(test::file_exists(path));
+}
+
+TEST_F(SceneExport, EndsAtTheFirstFailingWrite) {
+    const qel_alembic_mesh &mesh = add_random_mesh(200);
+    failing_write = 2; // the first after the header's
+    EXPECT_EQ(qel_alembic_export_qel(&mesh, path.c_str()), 0);
+    failing_write = 0;
+    EXPECT_EQ(read_file(path).size(), 24u);
 }
 
 TEST_F(SceneExport, DoesNotReportWriteErrors) {

@@ -88,6 +88,15 @@ TEST_F(SceneIndex, WrapsFromTheLastSlotToTheFirst) {
     expect_slots({{0x7FFFFF, 0}, {0, 1}, {0x7FFFFE, 2}, {1, 3}, {2, 4}});
 }
 
+TEST_F(SceneIndex, WrapsRoundTheTableEndToTheFirstFreeSlotBehindFullBlocks) {
+    std::vector<std::uint64_t> keys(64 * 256, 0);
+    keys.resize(keys.size() + 257, 0x7FFF00); // the last block of 256, and one more
+    owned.add_keys(keys);
+    build();
+    EXPECT_EQ(owned.scene.hash[0x7FFFFF], 64u * 256 + 255);
+    EXPECT_EQ(owned.scene.hash[64 * 256], 64u * 256 + 256);
+}
+
 TEST_F(SceneIndex, LeavesUnprocessedMeshesOutButKeepsTheirNumbers) {
     owned.add_keys({10});
     owned.add_empty_mesh().vertex_count = 1000;

@@ -77,7 +77,7 @@ TEST_F(SceneValidate, ReturnsTheFirstFailureInOrder) {
     EXPECT_EQ(validate(), -6); // an earlier vertex
     owned.add_empty_mesh();
     EXPECT_EQ(validate(), -6); // an earlier mesh
-    owned.scene.meshes[0].vertices[1].matrix_z = 48;
+    owned.scene.meshes[0].vertices[0].matrix_z = 48;
     EXPECT_EQ(validate(), -5);
 }
 

@@ -200,13 +200,13 @@ TEST_F(HostileScene, WithFarTooManyMeshesOrFramesIsReadInTimeAndMemoryOfTheFile)
 TEST_F(HostileScene, WithFarTooManyMeshesInAFrameMakes65536OfThemAtItsEnd) {
     bytes file = sound_with(first_frame_at() + 8, 3'000'000);
     file[frame_count_at] = 1;
-    file.resize(first_frame_at() + 12);
+    file.resize(first_frame_at() + 12 + 1); // a byte of the first one's count
     owned_scene owned;
     ASSERT_EQ(load(file, owned.scene), 0);
     const qel_alembic_frame &frame = owned.scene.frames[0];
     EXPECT_EQ(frame.mesh_count, 3'000'000u);
-    EXPECT_NE(frame.meshes[65'535].positions, nullptr); // of no entries
-    EXPECT_EQ(frame.meshes[65'536].positions, nullptr);
+    EXPECT_NE(frame.meshes[65'536].positions, nullptr); // of no entries
+    EXPECT_EQ(frame.meshes[65'537].positions, nullptr);
     EXPECT_EQ(frame.meshes[2'999'999].vertex_count, 0u);
 }
 
@@ -291,16 +291,16 @@ TEST_F(HostileScene, ThroughAPipeWithFarTooManyMeshesIsReadInTimeOfThePipe) {
 
 TEST_F(HostileScene, MayLackOneGibibyteOfAnArrayAndNoMore) {
     constexpr std::uint32_t gibibyte = 1 << 30;
-    // No mesh; one frame with one mesh; 8 bytes of positions, so that 12 n - 8 can be a gibibyte.
-    const bytes header = with_word({sound.begin(), sound.begin() + header_bytes}, mesh_count_at, 0);
-    bytes one_frame = with_word(header, frame_count_at, 1);
+    // No mesh; one frame with one mesh; 8 bytes of positions, so that 12 n - 8 can be a gibibyte. The same of a frame.
+    const bytes no_mesh = with_word({sound.begin(), sound.begin() + header_bytes + 8}, mesh_count_at, 0);
+    bytes one_frame = with_word(no_mesh, frame_count_at, 1);
     one_frame.resize(header_bytes + 12 + 4 + 8);
     one_frame[header_bytes + 8] = 1; // its meshes
     for (const std::uint32_t more : {0u, 1u}) {
         const std::uint32_t vertices = (gibibyte + 8) / 12 + more;
-        const std::uint32_t frames = gibibyte / sizeof(qel_alembic_frame) + more;
-        for (const bytes &file :
-             {with_word(one_frame, header_bytes + 12, vertices), with_word(header, frame_count_at, frames)}) {
+        const std::uint32_t frames = (gibibyte + 8) / sizeof(qel_alembic_frame) + more;
+        for (const bytes &file : {with_word(one_frame, header_bytes + 12, vertices),
+                                  with_word(no_mesh, frame_count_at, frames)}) {
             qel_alembic_file scene = {};
             EXPECT_EQ(load(file, scene), more == 0 ? 0 : -4);
             qel_alembic_free(&scene);

@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: MIT
+#include "model/scene_model.h"
 #include "qel_alembic/scene_file_fixture.h"
+#include "support/failing_read.h"
 
 namespace qel {
 namespace {
@@ -153,6 +155,34 @@ TEST_F(SceneLoad, ReadsFromAPipe) {
     EXPECT_EQ(read_file(folder.file("again")), read_file(path));
 }
 #endif
+
+/// Leaves no zeros in what small arrays will get.
+void soil_freed_memory() {
+    void *blocks[64];
+    for (std::size_t i = 0; i < 64; ++i)
+        std::memset(blocks[i] = std::malloc(2 * i + 1), 0xEE, 2 * i + 1);
+    for (void *const block : blocks)
+        std::free(block);
+}
+
+TEST_F(SceneLoad, HoldsZerosForWhatAFailingReadLeavesOut) {
+    owned.add_mesh({1, 2, 3, 4, 5, 6, 7, 8, 9}, {0, 1, 2});
+    ASSERT_EQ(qel_alembic_save(path.c_str(), &owned.scene), 0);
+    const bytes file = read_file(path);
+    std::size_t at = header_bytes;
+    int number = 2; // of the read; the first one is that of the header
+    for (const std::size_t size : {101u, 3u * 12, 12u, 3u * 40, 3u * 32}) {
+        owned_scene half;
+        soil_freed_memory();
+        failing_read = number++;
+        EXPECT_EQ(qel_alembic_load(path.c_str(), &half.scene), 0);
+        failing_read = 0;
+        ASSERT_EQ(qel_alembic_save(folder.file("again").c_str(), &half.scene), 0);
+        const bytes cut(file.begin(), file.begin() + static_cast<std::ptrdiff_t>(at + size / 2));
+        EXPECT_EQ(read_file(folder.file("again")), model::completed_file(cut, 10'000)) << size;
+        at += size;
+    }
+}
 
 TEST_F(SceneLoad, IgnoresBytesBeyondTheCounts) {
     bytes file = header(1, 0, 0);

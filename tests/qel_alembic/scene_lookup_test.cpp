@@ -224,6 +224,17 @@ TEST_F(LookupFrameVertex, AddressesTheFirstFrameOfANumber) {
     EXPECT_EQ(hit.distance, 0.0f);
 }
 
+TEST_F(LookupFrameVertex, AddressesAllFramesThatAreCountedAndNoOther) {
+    owned_scene few;
+    few.add_frame(7, 0.0f, {std::vector<float>(3)});
+    few.add_frame(8, 1.0f, {std::vector<float>(3)});
+    EXPECT_EQ(qel_alembic_lookup_frame_vertex(&few.scene, 8, 0, 0, &hit), 0);
+    few.scene.frame_count = 1;
+    EXPECT_EQ(qel_alembic_lookup_frame_vertex(&few.scene, 8, 0, 0, &hit), -1);
+    EXPECT_EQ(qel_alembic_lookup_frame_vertex(&few.scene, 7, 0, 0, &hit), 0);
+    few.scene.frame_count = 2;
+}
+
 TEST_F(LookupFrameVertex, ReturnsMinusOneForNoSuchFrameMeshOrVertex) {
     EXPECT_EQ(lookup(6, 0, 0), -1);
     EXPECT_EQ(lookup(5, 2, 0), -1);
@@ -303,11 +314,14 @@ TEST_F(QueryLayer, ListsTheTokensOfALayerInOrder) {
     EXPECT_EQ(query(5, 10), 0u);
 }
 
-TEST_F(QueryLayer, StopsAtTheMaximum) {
+TEST_F(QueryLayer, StopsAtTheMaximumAndAtTheCountOfVertices) {
     owned.add_keys({1, 2, 3}, 255);
+    EXPECT_EQ(query(255, 1), 1u);
     EXPECT_EQ(query(255, 2), 2u);
     expect_untouched(results[2]);
     EXPECT_EQ(query(255, 3), 3u);
+    owned.scene.meshes[0].vertex_count = 2;
+    EXPECT_EQ(query(255, 3), 2u);
 }
 
 TEST_F(QueryLayer, ReturnsZeroOnBadArgumentsAndEmptyScenes) {

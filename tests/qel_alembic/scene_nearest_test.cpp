@@ -91,6 +91,8 @@ TEST_F(QueryNearest, StopsEarlyWithoutChangingTheAnswerWhenAllAreExact) {
     owned.add_keys({100, 99});
     EXPECT_EQ(query(100, 2), (numbers{1, 2}));
     EXPECT_EQ(query(100, 3), (numbers{1, 2, 0}));
+    EXPECT_EQ(query(99, 1), (numbers{1}));
+    EXPECT_EQ(hits[0].mesh_index, 1u); // not the first mesh's vertex, whose distance is 1
 }
 
 TEST_F(QueryNearest, SkipsUnprocessedMeshes) {
@@ -118,11 +120,21 @@ TEST_F(QueryNearest, ReturnsZeroOnBadArgumentsAndEmptyScenes) {
 
 TEST_F(QueryNearest, ReturnsZeroWithoutMemoryForAListOfKEntriesEvenForFewerVertices) {
     owned.add_keys({1, 2, 3});
-    for (const std::int32_t k : {2, 5}) {
+    for (const std::int32_t k : {2, 5, 65'536}) {
         const failing_heap heap = failing_heap::of_size(static_cast<std::size_t>(k) * 16);
         EXPECT_EQ(query(0, k), numbers{});
         EXPECT_EQ(heap.failures(), 1u) << k;
     }
+}
+
+TEST_F(QueryNearest, ListsNoMoreThanItsVerticesWhereItWouldListMore) {
+    owned.add_keys({1, 2, 3});
+    owned.add_keys({4});
+    owned.scene.mesh_count = 1;
+    const failing_heap heap = failing_heap::of_size(3 * 16);
+    EXPECT_EQ(query(0, 65'537), numbers{});
+    EXPECT_EQ(heap.failures(), 1u);
+    owned.scene.mesh_count = 2;
 }
 
 TEST_F(QueryNearest, FreesItsList) {

@@ -70,6 +70,9 @@ TEST_F(SceneSave, WritesZeroBytesForNullArraysAsTheirCountsSay) {
 
 TEST_F(SceneSave, WritesEmptyMeshesAndFramesForCountsWithoutArrays) {
     qel_alembic_file scene = {};
+    scene.mesh_count = 365; // 9 x 4096 + 1 bytes
+    ASSERT_EQ(qel_alembic_save(path.c_str(), &scene), 0);
+    EXPECT_EQ(read_file(path).size(), 64u + 365 * 101);
     scene.mesh_count = 3;
     scene.frame_count = 2;
     ASSERT_EQ(qel_alembic_save(path.c_str(), &scene), 0);

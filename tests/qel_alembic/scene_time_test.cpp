@@ -25,6 +25,11 @@ TEST_F(SampleFrame, WithoutFramesCopiesTheFirstMeshForAnyNumber) {
     owned.add_keys({3});
     EXPECT_EQ(sample(12), 0);
     EXPECT_EQ(std::memcmp(&mesh, owned.scene.meshes, sizeof mesh), 0); // shallow: the same arrays
+    owned.scene.mesh_count = 1;
+    EXPECT_EQ(sample(12), 0);
+    owned.scene.mesh_count = 0; // an array without a count
+    EXPECT_EQ(sample(12), -1);
+    owned.scene.mesh_count = 2;
 }
 
 TEST_F(SampleFrame, CopiesTheFirstMeshOfTheFirstFrameThatHasAny) {
@@ -52,6 +57,7 @@ TEST_F(SampleFrame, SkipsFramesOfOtherNumbers) {
     owned.add_frame(5, 0.0f, {{7, 8, 9}});
     EXPECT_EQ(sample(5), 0);
     EXPECT_EQ(mesh.positions[0], 7.0f);
+    EXPECT_EQ(sample(3), 0);
     EXPECT_EQ(sample(4), -1);
 }
 

@@ -84,9 +84,10 @@ TEST(AlembicComputeBounds, DoesNothingWithoutPositionsBoundsOrVertices) {
         EXPECT_EQ(bound, 9.0f);
 }
 
-TEST(WorldToMatrix, PutsTheMaximumCornerAt47AndTheMinimumAtZero) {
+TEST(WorldToMatrix, PutsTheMaximumCornerAt47TheMiddleAt23AndTheMinimumAtZero) {
     const float bounds[6] = {-3, 10, 0.5f, 5, 12, 900};
     EXPECT_EQ(cell_of(5, 12, 900, bounds), (cell{47, 47, 47}));
+    EXPECT_EQ(cell_of(1, 11, 450.25f, bounds), (cell{23, 23, 23}));
     EXPECT_EQ(cell_of(-3, 10, 0.5f, bounds), (cell{0, 0, 0}));
 }
 
