@@ -29,10 +29,10 @@ NOT_A_STATEMENT = {"return", "continue", "break", "goto", "if", "for", "while", 
                    "volatile", "{", "}"}
 COMMUTATIVE = re.compile(r"_mm\d*_((and|or|xor|add|mul|cmpeq)_|(min|max)_ep[iu])")
 UNEVALUATED = {"static_assert", "sizeof", "alignof", "offsetof", "__attribute__", "decltype"}
-HINTS = {"prefetch", "prefetch_ahead"}  # to the processor: no result depends on them
+HINTS = {"prefetch", "prefetch_element", "prefetch_ahead"}  # to the processor: no result depends on them
 SYMMETRIC = {"min", "max", "swap", "static_assert", "offsetof", "alignas", "decltype", "alignof"}
-# Of the sources' own: sums, and sums of squares that single precision holds exactly.
-SYMMETRIC |= {"average", "midpoint", "project", "level_48", "phi_norm_48", "hop_distance"}
+# Of the sources' own: sums, sums of squares that single precision holds exactly, and the amount of a difference.
+SYMMETRIC |= {"average", "midpoint", "project", "level_48", "phi_norm_48", "hop_distance", "difference"}
 
 
 @dataclasses.dataclass(eq=False)

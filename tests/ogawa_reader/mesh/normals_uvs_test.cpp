@@ -152,6 +152,15 @@ TEST(ReadUvs, AcceptsAFirstFloatThatNormalsReject) {
     EXPECT_EQ(record.set.values[0], 1.2f);
 }
 
+TEST(ReadUvs, TestsAllFourFloatsAtTheEndOfAPieceOfTheFile) {
+    bytes content = archive_header();
+    append_filler(content, 4096 - 20); // the first piece ends behind three of the floats
+    append_block(content, 16, {1, 2, 3, 11});
+    append_filler(content, 64);
+    const archive_in_memory archive(content);
+    EXPECT_EQ(uvs_result(&archive.record).status, -1);
+}
+
 TEST(ReadUvs, IgnoresItsMiddleArguments) {
     const archive_in_memory archive(archive_of(16, ramp(4)));
     ogawa_object object{};
