@@ -151,7 +151,6 @@ TEST(Matrix48IState, TakesTheTwoLowBitsOfNegativeValuesToo) {
 
 TEST(Matrix48PhiNorm, IsAboutTheGoldenRatioAtTheCorners) {
     EXPECT_FLOAT_EQ(qel_matrix_48_phi_norm(0, 0, 0), 1.618034f);
-    EXPECT_FLOAT_EQ(qel_matrix_48_phi_norm(47, 47, 47), 1.618034f);
     const std::uint8_t edges[2] = {0, 47};
     for (const std::uint8_t x : edges)
         for (const std::uint8_t y : edges)
@@ -227,40 +226,25 @@ TEST(Matrix48Identity, TakesTheLowEightBitsOfZ) {
     EXPECT_EQ(wide.mirror_x, 103) << "47 - 200 wraps";
 }
 
-TEST(Matrix48Identity, LaysItsFieldsOutInTwentyFourBytes) {
+void expect_plain_identity(std::uint8_t x, std::uint8_t y, std::uint32_t z) {
     qel_matrix_identity identity;
-    qel_matrix_48_identity(1, 2, 3, &identity);
-    unsigned char record[24];
-    std::memcpy(record, &identity, sizeof record);
-    const unsigned char start[16] = {1, 2, 3, 46, 45, 44, 0xFB, 2, 53, 0, 0, 0, 0, 0, 0, 0};
-    EXPECT_EQ(std::memcmp(record, start, sizeof start), 0);
-    EXPECT_EQ(std::memcmp(record + 16, &identity.phi_norm, 4), 0);
-    EXPECT_EQ(std::memcmp(record + 20, &identity.em_coupling, 4), 0);
+    const qel_matrix_identity expected = model::identity(x, y, z);
+    ASSERT_EQ(qel_matrix_48_identity(x, y, z, &identity), expected.morton);
+    ASSERT_EQ(std::memcmp(&identity, &expected, sizeof identity), 0) << +x << ' ' << +y << ' ' << z;
 }
 
 TEST(Matrix48Identity, EqualsThePlainFormOnTheWholeLattice) {
-    for (std::uint32_t x = 0; x < 48; ++x)
-        for (std::uint32_t y = 0; y < 48; ++y)
-            for (std::uint32_t z = 0; z < 48; ++z) {
-                qel_matrix_identity identity;
-                const qel_matrix_identity expected =
-                    model::identity(static_cast<std::uint8_t>(x), static_cast<std::uint8_t>(y), z);
-                ASSERT_EQ(qel_matrix_48_identity(static_cast<std::uint8_t>(x), static_cast<std::uint8_t>(y),
-                                                 z, &identity),
-                          expected.morton);
-                ASSERT_EQ(std::memcmp(&identity, &expected, sizeof identity), 0) << x << ' ' << y << ' ' << z;
-            }
+    for (std::uint8_t x = 0; x < 48; ++x)
+        for (std::uint8_t y = 0; y < 48; ++y)
+            for (std::uint32_t z = 0; z < 48; ++z)
+                expect_plain_identity(x, y, z);
 }
 
 TEST(Matrix48Identity, EqualsThePlainFormBeyondTheLattice) {
     std::mt19937 random(2);
     for (int i = 0; i < 100000; ++i) {
         const auto x = static_cast<std::uint8_t>(random()), y = static_cast<std::uint8_t>(random());
-        const auto z = static_cast<std::uint32_t>(random());
-        qel_matrix_identity identity;
-        const qel_matrix_identity expected = model::identity(x, y, z);
-        ASSERT_EQ(qel_matrix_48_identity(x, y, z, &identity), expected.morton);
-        ASSERT_EQ(std::memcmp(&identity, &expected, sizeof identity), 0) << +x << ' ' << +y << ' ' << z;
+        expect_plain_identity(x, y, static_cast<std::uint32_t>(random()));
     }
 }
 

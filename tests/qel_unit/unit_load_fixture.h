@@ -10,13 +10,15 @@ namespace qel::test {
 
 class unit_load_test : public testing::Test {
   protected:
-    std::int32_t load(const bytes &file, qel_unit &unit) {
+    std::int32_t load(const bytes &file, qel_unit &into) {
         write_file(path, file);
-        return qel_unit_load(path.c_str(), &unit);
+        return qel_unit_load(path.c_str(), &into);
     }
+    std::int32_t load(const bytes &file) { return load(file, unit); }
 
     temp_folder folder;
     const std::string path = folder.file("unit.qel");
+    owned_unit unit;
     const std::vector<qel_token> unsorted = {make_token(30, "00000003", 300, 3),
                                              make_token(10, "00000001", 100, 1),
                                              make_token(20, "00000002", 200, 2)};

@@ -16,17 +16,11 @@ using namespace test;
 
 class UnitSave : public testing::Test {
   protected:
-    qel_unit three_tokens() {
-        unit.version = 1;
-        unit.count = 3;
-        unit.extra = 0;
-        unit.tokens = tokens.data();
-        return unit;
-    }
+    UnitSave() { unit.version = 1; }
 
     std::vector<qel_token> tokens = {make_token(0x0000000300020001, "00000003", 0x1111, 3),
                                      make_token(1, "00000001", 0x2222, 1), make_token(2, "AB", 0x3333, 255)};
-    qel_unit unit = {};
+    qel_unit unit = borrowed_unit(tokens);
     temp_folder folder;
     const std::string path = folder.file("unit.qel");
 };
@@ -39,7 +33,6 @@ bytes without_time(bytes file) {
 }
 
 TEST_F(UnitSave, WritesTheHeaderAndTheTokensInStorageOrder) {
-    unit = three_tokens();
     unit.version = 0x01020304;
     unit.extra = 0xA1A2A3A4;
     ASSERT_EQ(qel_unit_save(path.c_str(), &unit), 0);
@@ -61,7 +54,6 @@ TEST_F(UnitSave, WritesACreatedUnitAsVersionOne) {
 }
 
 TEST_F(UnitSave, WritesThePresentTimeInSeconds) {
-    unit = three_tokens();
     const auto before = static_cast<std::int64_t>(std::time(nullptr));
     ASSERT_EQ(qel_unit_save(path.c_str(), &unit), 0);
     const auto after = static_cast<std::int64_t>(std::time(nullptr));
@@ -73,7 +65,6 @@ TEST_F(UnitSave, WritesThePresentTimeInSeconds) {
 }
 
 TEST_F(UnitSave, TwiceDiffersOnlyInTheTime) {
-    unit = three_tokens();
     ASSERT_EQ(qel_unit_save(path.c_str(), &unit), 0);
     const bytes first = read_file(path);
     ASSERT_EQ(qel_unit_save(path.c_str(), &unit), 0);
@@ -82,13 +73,11 @@ TEST_F(UnitSave, TwiceDiffersOnlyInTheTime) {
 
 TEST_F(UnitSave, ReplacesALongerFile) {
     test::write_file(path, bytes(1000, 0xFF));
-    unit = three_tokens();
     ASSERT_EQ(qel_unit_save(path.c_str(), &unit), 0);
     EXPECT_EQ(read_file(path).size(), 99u);
 }
 
 TEST_F(UnitSave, DoesNotChangeTheUnit) {
-    unit = three_tokens();
     const qel_unit before = unit;
     const bytes records = test::bytes_of(tokens);
     ASSERT_EQ(qel_unit_save(path.c_str(), &unit), 0);
@@ -98,56 +87,42 @@ TEST_F(UnitSave, DoesNotChangeTheUnit) {
 
 TEST_F(UnitSave, RefusesNothingToSaveAndCreatesNoFile) {
     EXPECT_EQ(qel_unit_save(path.c_str(), nullptr), -1);
-    unit = three_tokens();
     unit.count = 0;
     EXPECT_EQ(qel_unit_save(path.c_str(), &unit), -1);
-    unit = three_tokens();
+    unit.count = 3;
     unit.tokens = nullptr;
     EXPECT_EQ(qel_unit_save(path.c_str(), &unit), -1);
     EXPECT_FALSE(test::file_exists(path));
 }
 
 TEST_F(UnitSave, ReportsAFileThatCannotBeCreated) {
-    unit = three_tokens();
     EXPECT_EQ(qel_unit_save(folder.file("missing/unit.qel").c_str(), &unit), -2);
     EXPECT_EQ(qel_unit_save(folder.path().string().c_str(), &unit), -2) << "a folder";
 }
 
-TEST_F(UnitSave, ReportsAHeaderCutShort) {
-    unit = three_tokens();
-    failing_write = 1;
-    const std::int32_t status = qel_unit_save(path.c_str(), &unit);
-    failing_write = 0;
-    EXPECT_EQ(status, -3);
-    EXPECT_EQ(read_file(path).size(), 0u) << "the bytes that were written stay";
-}
-
-TEST_F(UnitSave, ReportsTokensCutShort) {
-    unit = three_tokens();
-    failing_write = 2;
-    const std::int32_t status = qel_unit_save(path.c_str(), &unit);
-    failing_write = 0;
-    EXPECT_EQ(status, -4);
-    EXPECT_EQ(read_file(path).size(), 24u) << "the bytes that were written stay";
+TEST_F(UnitSave, ReportsAHeaderOrTokensCutShort) {
+    for (const auto &[write, code, written] : {std::tuple{1, -3, 0u}, {2, -4, 24u}}) {
+        failing_write = write;
+        EXPECT_EQ(qel_unit_save(path.c_str(), &unit), code);
+        failing_write = 0;
+        EXPECT_EQ(read_file(path).size(), written) << "the bytes that were written stay";
+    }
 }
 
 TEST_F(UnitSave, ReportsAFullDiskAsTokensCutShort) {
     if (!test::file_exists("/dev/full")) GTEST_SKIP() << "no device that is always full";
     tokens.assign(100000, make_token(1)); // more than a stream buffers
-    unit = three_tokens();
-    unit.count = 100000;
+    unit = borrowed_unit(tokens);
     EXPECT_EQ(qel_unit_save("/dev/full", &unit), -4);
 }
 
 TEST_F(UnitSave, IgnoresTheResultOfClosing) {
     if (!test::file_exists("/dev/full")) GTEST_SKIP() << "no device that is always full";
-    unit = three_tokens();
     EXPECT_EQ(qel_unit_save("/dev/full", &unit), 0)
         << "the bytes fit the stream's buffer and fail at its close";
 }
 
 TEST_F(UnitSave, TakesTheByteCountModuloTwoToTheThirtySecond) {
-    unit = three_tokens();
     unit.count = 171798692; // times 25 is 2^32 + 4
     ASSERT_EQ(qel_unit_save(path.c_str(), &unit), 0);
     const bytes file = read_file(path);

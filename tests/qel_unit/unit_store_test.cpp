@@ -65,13 +65,6 @@ TEST(UnitCreate, CopiesIdentitiesAsTheyAre) {
     EXPECT_EQ(std::memcmp(unit.tokens[1].hex_id, "\0\0\0\0\0\0\0\0", 8), 0);
 }
 
-TEST(UnitCreate, NumbersTheOrder) {
-    owned_unit unit;
-    ASSERT_EQ(create(unit, five_tokens()), 0);
-    EXPECT_EQ(std::vector<std::uint32_t>(unit.order, unit.order + 5),
-              (std::vector<std::uint32_t>{0, 1, 2, 3, 4}));
-}
-
 TEST(UnitCreate, OverwritesWhatTheRecordHeld) {
     owned_unit unit;
     std::memset(static_cast<qel_unit *>(&unit), 0xEE, sizeof(qel_unit));

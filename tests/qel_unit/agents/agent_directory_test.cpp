@@ -156,18 +156,6 @@ TEST_F(AgentIndex, TakesCharactersAsSigned) {
     EXPECT_EQ(g_agent_dir->index->buckets[hash & 0x7FFFFF], 0u);
 }
 
-TEST_F(AgentIndex, ChainsTheAgentsOfABucketNewestFirst) {
-    load(directory_file({make_agent("2A9E0100"), make_agent("2A9E0200"), make_agent("2A9E01/Q")}));
-    const qel_hash_index &index = *g_agent_dir->index;
-    EXPECT_EQ(index.node_count, 3u);
-    const std::uint32_t head = index.buckets[identity_hash("2A9E0100")];
-    EXPECT_EQ(head, 2u);
-    EXPECT_EQ(index.nodes[2].token, 2u);
-    EXPECT_EQ(index.nodes[2].next, 0u);
-    EXPECT_EQ(index.nodes[0].token, 0u);
-    EXPECT_EQ(index.nodes[0].next, 0xFFFFFFFFu);
-}
-
 TEST_F(AgentIndex, LeavesAgentsOutAfterAsManyEntriesAsBuckets) {
     ASSERT_EQ(qel_agent_dir_init(nullptr), 0);
     g_agent_dir->index->node_count = QEL_HASH_BUCKETS - 1;

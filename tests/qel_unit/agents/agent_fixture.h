@@ -24,21 +24,6 @@ inline void discard_directory() {
     qel_agent_dir_free();
 }
 
-class agent_test : public testing::Test {
-  protected:
-    agent_test() { discard_directory(); }
-    ~agent_test() override { discard_directory(); }
-
-    /// Loads a file of these bytes.
-    void load(const bytes &file) {
-        write_file(path, file);
-        EXPECT_EQ(qel_agent_dir_load(path.c_str()), 0);
-    }
-
-    temp_folder folder;
-    const std::string path = folder.file("dir.bin");
-};
-
 /// The id of a new agent.
 inline std::string spawn(std::uint8_t tier = 0, std::uint8_t type = 0, const char *parent = nullptr,
                          std::uint8_t tag = 0) {
@@ -52,6 +37,14 @@ inline qel_agent query(const std::string &id) {
     qel_agent agent{};
     EXPECT_EQ(qel_agent_query(id.c_str(), &agent), 0) << id;
     return agent;
+}
+
+/// State, flags (idle, terminated, delegated, cleared) and task.
+using conditions = std::vector<std::uint64_t>;
+inline conditions condition(const std::string &id) {
+    const qel_agent agent = query(id);
+    return {agent.state,          agent.flag_idle, agent.flag_terminated,
+            agent.flag_delegated, agent.cleared,   agent.task};
 }
 
 inline std::string text(const char (&id)[8]) {
@@ -101,6 +94,31 @@ inline bytes directory_file(const std::vector<qel_agent> &agents) {
     const auto count = static_cast<std::uint32_t>(agents.size());
     return directory_file(agents, count, count);
 }
+
+class agent_test : public testing::Test {
+  protected:
+    agent_test() { discard_directory(); }
+    ~agent_test() override { discard_directory(); }
+
+    /// Loads a file of these bytes.
+    void load(const bytes &file) {
+        write_file(path, file);
+        EXPECT_EQ(qel_agent_dir_load(path.c_str()), 0);
+    }
+
+    /// Loads a new directory of one agent, all its bytes marked except the id and the state.
+    void load_marked(std::uint8_t state) {
+        qel_agent agent;
+        std::memset(&agent, 0xEE, sizeof agent);
+        std::memcpy(agent.id, "2A9E0100", 8);
+        agent.state = state;
+        discard_directory();
+        load(directory_file({agent}));
+    }
+
+    temp_folder folder;
+    const std::string path = folder.file("dir.bin");
+};
 
 inline std::array<std::uint32_t, 6> stats() {
     std::array<std::uint32_t, 6> all;

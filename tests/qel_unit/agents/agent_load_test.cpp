@@ -27,8 +27,7 @@ TEST_F(AgentLoad, ReadsTheHeaderAndTheAgents) {
 }
 
 TEST_F(AgentLoad, ReadsAnEmptyDirectory) {
-    write_file(path, directory_file({}));
-    EXPECT_EQ(qel_agent_dir_load(path.c_str()), 0);
+    load(directory_file({}));
     EXPECT_EQ(stats()[0], 0u);
 }
 

@@ -9,43 +9,6 @@ using namespace test;
 using AgentSpawn = agent_test;
 using AgentTerminate = agent_test;
 using AgentDelegate = agent_test;
-using AgentQuery = agent_test;
-using AgentControl = agent_test;
-using AgentMonitor = agent_test;
-
-/// State, flags (idle, terminated, delegated, cleared) and task.
-std::vector<std::uint64_t> condition(const std::string &id) {
-    const qel_agent agent = query(id);
-    return {agent.state,          agent.flag_idle, agent.flag_terminated,
-            agent.flag_delegated, agent.cleared,   agent.task};
-}
-
-using conditions = std::vector<std::uint64_t>;
-
-/// The one agent of a new directory, all its bytes marked except the id and the state.
-void load_marked_agent(const std::string &path, std::uint8_t state) {
-    qel_agent agent;
-    std::memset(&agent, 0xEE, sizeof agent);
-    std::memcpy(agent.id, "2A9E0100", 8);
-    agent.state = state;
-    write_file(path, directory_file({agent}));
-    discard_directory();
-    ASSERT_EQ(qel_agent_dir_load(path.c_str()), 0);
-}
-
-std::vector<std::string> monitor(const std::string &pattern, std::int32_t max = 100) {
-    std::vector<char> out(9 * 100, '#');
-    const std::uint32_t count = qel_agent_monitor(pattern.c_str(), out.data(), max);
-    std::vector<std::string> ids;
-    for (std::uint32_t i = 0; i < count; ++i) {
-        EXPECT_EQ(out[9 * i + 8], '\0');
-        ids.emplace_back(&out[9 * i], 8);
-    }
-    EXPECT_TRUE(std::all_of(out.begin() + 9 * static_cast<std::ptrdiff_t>(count), out.end(), [](char c) {
-        return c == '#';
-    })) << "nothing is written behind the last id";
-    return ids;
-}
 
 TEST_F(AgentSpawn, GivesTheFirstIdsOfTierZeroAndOfTheCounter) {
     EXPECT_EQ(spawn(0), "2A9E0100");
@@ -128,7 +91,7 @@ TEST_F(AgentSpawn, WritesTheIdBeforeItReadsTheParent) {
 }
 
 TEST_F(AgentSpawn, LeavesTheReservedWordOfAUsedSlot) {
-    load_marked_agent(path, 6);
+    load_marked(6);
     g_agent_dir->agent_count = 0;
     const std::string id = spawn(1, 2, nullptr, 3);
     const qel_agent agent = query(id);
@@ -197,7 +160,7 @@ TEST_F(AgentSpawn, IsFullWhereALoadedFileClaimsMoreAgentsThanFit) {
 }
 
 TEST_F(AgentTerminate, EndsAnAgentThatStaysInItsSlot) {
-    load_marked_agent(path, 2);
+    load_marked(2);
     EXPECT_EQ(qel_agent_terminate("2A9E0100"), 0);
     EXPECT_EQ(condition("2A9E0100"), (conditions{6, 0, 1, 0, 0, 0}));
     EXPECT_EQ(query("2A9E0100").type, 0xEE) << "the rest of the record stays";
@@ -205,7 +168,6 @@ TEST_F(AgentTerminate, EndsAnAgentThatStaysInItsSlot) {
     EXPECT_EQ(g_agent_dir->dirty, 1u);
     EXPECT_EQ(stats()[0], 1u);
     EXPECT_EQ(stats()[1], 0u);
-    EXPECT_EQ(monitor("2A9E0100").size(), 1u);
 }
 
 TEST_F(AgentTerminate, RefusesASecondTimeAndLowersTheActiveCountOnce) {
@@ -235,7 +197,7 @@ TEST_F(AgentTerminate, WrapsTheActiveCountOfAFileThatClaimedTooFew) {
 }
 
 TEST_F(AgentDelegate, GivesTheTargetTheTaskAndAParent) {
-    load_marked_agent(path, 5);
+    load_marked(5);
     const std::string sender = spawn(1);
     const qel_agent before = query(sender);
     EXPECT_EQ(qel_agent_delegate(sender.c_str(), "2A9E0100", 0x123456789ABCDEF0), 0);
@@ -292,181 +254,6 @@ TEST_F(AgentDelegate, LetsATerminatedAgentDelegate) {
     ASSERT_EQ(qel_agent_terminate(terminated.c_str()), 0);
     EXPECT_EQ(qel_agent_delegate(terminated.c_str(), id.c_str(), 3), 0);
     EXPECT_EQ(query(id).state, 2);
-}
-
-TEST_F(AgentQuery, CopiesAllFortyBytes) {
-    load_marked_agent(path, 4);
-    const qel_agent agent = query("2A9E0100");
-    EXPECT_EQ(std::memcmp(&agent, read_file(path).data() + 24, 40), 0);
-    EXPECT_EQ(g_agent_dir->dirty, 0u);
-}
-
-TEST_F(AgentQuery, FailsWithoutAnOutputADirectoryOrAnAgent) {
-    qel_agent agent = make_agent("########");
-    EXPECT_EQ(qel_agent_query("2A9E0100", &agent), -1);
-    spawn();
-    EXPECT_EQ(qel_agent_query("2A9E0100", nullptr), -1);
-    EXPECT_EQ(qel_agent_query("2A9E0101", &agent), -2);
-    EXPECT_EQ(text(agent.id), "########");
-}
-
-TEST_F(AgentControl, PausesADelegatedAgentAndResumesIt) {
-    const std::string id = spawn();
-    ASSERT_EQ(qel_agent_delegate(id.c_str(), id.c_str(), 42), 0);
-    EXPECT_EQ(qel_agent_control(id.c_str(), 0), 0);
-    EXPECT_EQ(condition(id), (conditions{3, 0, 0, 1, 0, 42}));
-    EXPECT_EQ(qel_agent_control(id.c_str(), 1), 0);
-    EXPECT_EQ(condition(id), (conditions{2, 0, 0, 1, 0, 42}));
-}
-
-TEST_F(AgentControl, ChangesOnlyTheStateWhenPausingAndResuming) {
-    load_marked_agent(path, 2);
-    EXPECT_EQ(qel_agent_control("2A9E0100", 0), 0);
-    EXPECT_EQ(condition("2A9E0100"), (conditions{3, 0xEE, 0xEE, 0xEE, 0xEE, 0xEEEEEEEEEEEEEEEE}));
-    EXPECT_EQ(qel_agent_control("2A9E0100", 1), 0);
-    EXPECT_EQ(condition("2A9E0100"), (conditions{2, 0xEE, 0xEE, 0xEE, 0xEE, 0xEEEEEEEEEEEEEEEE}));
-}
-
-TEST_F(AgentControl, LeavesOtherStatesWhenPausingAndResuming) {
-    for (const int state : {0, 1, 3, 4, 5, 6, 7, 255}) {
-        load_marked_agent(path, static_cast<std::uint8_t>(state));
-        EXPECT_EQ(qel_agent_control("2A9E0100", 0), 0);
-        EXPECT_EQ(query("2A9E0100").state, state);
-    }
-    for (const int state : {0, 1, 2, 4, 5, 6, 7, 255}) {
-        load_marked_agent(path, static_cast<std::uint8_t>(state));
-        EXPECT_EQ(qel_agent_control("2A9E0100", 1), 0);
-        EXPECT_EQ(query("2A9E0100").state, state);
-    }
-}
-
-TEST_F(AgentControl, MarksTheDirectoryDirtyThoughAFreshAgentStaysInStateZero) {
-    const std::string id = spawn();
-    g_agent_dir->dirty = 0;
-    EXPECT_EQ(qel_agent_control(id.c_str(), 0), 0);
-    EXPECT_EQ(query(id).state, 0);
-    EXPECT_EQ(g_agent_dir->dirty, 1u);
-}
-
-TEST_F(AgentControl, DropsTheTaskInStatesFourAndFive) {
-    load_marked_agent(path, 2);
-    EXPECT_EQ(qel_agent_control("2A9E0100", 2), 0);
-    EXPECT_EQ(condition("2A9E0100"), (conditions{5, 0xEE, 0xEE, 0xEE, 0xEE, 0}));
-    load_marked_agent(path, 2);
-    EXPECT_EQ(qel_agent_control("2A9E0100", 3), 0);
-    EXPECT_EQ(condition("2A9E0100"), (conditions{4, 0xEE, 0xEE, 0xEE, 0xEE, 0}));
-}
-
-TEST_F(AgentControl, ResetsAnAgent) {
-    load_marked_agent(path, 5);
-    EXPECT_EQ(qel_agent_control("2A9E0100", 4), 0);
-    EXPECT_EQ(condition("2A9E0100"), (conditions{1, 1, 0, 0, 0, 0}));
-    EXPECT_EQ(query("2A9E0100").tag, 0xEE);
-}
-
-TEST_F(AgentControl, BringsATerminatedAgentBackWithoutCountingItAsActive) {
-    const std::string id = spawn();
-    ASSERT_EQ(qel_agent_terminate(id.c_str()), 0);
-    EXPECT_EQ(qel_agent_control(id.c_str(), 4), 0);
-    EXPECT_EQ(query(id).state, 1);
-    EXPECT_EQ(stats()[1], 0u);
-    EXPECT_EQ(qel_agent_terminate(id.c_str()), 0) << "it can end once more";
-    EXPECT_EQ(stats()[1], 0xFFFFFFFFu);
-}
-
-TEST_F(AgentControl, FailsInTheOrderOfItsSteps) {
-    EXPECT_EQ(qel_agent_control("2A9E0100", 9), -1);
-    const std::string id = spawn();
-    g_agent_dir->dirty = 0;
-    EXPECT_EQ(qel_agent_control("2A9EFFFF", 9), -2);
-    EXPECT_EQ(qel_agent_control(id.c_str(), 5), -3);
-    EXPECT_EQ(qel_agent_control(id.c_str(), 0xFFFFFFFF), -3);
-    EXPECT_EQ(condition(id), (conditions{0, 1, 0, 0, 0, 0}));
-    EXPECT_EQ(g_agent_dir->dirty, 0u) << "nothing changes";
-}
-
-TEST_F(AgentMonitor, ListsAtMostAsManyIdsAsAskedFor) {
-    spawn(0);
-    spawn(0);
-    EXPECT_EQ(monitor("2A9E01**", 1), (std::vector<std::string>{"2A9E0100"}));
-    EXPECT_EQ(monitor("2A9E01**", 2).size(), 2u);
-    EXPECT_EQ(monitor("2A9E01**", 0x7FFFFFFF).size(), 2u);
-}
-
-TEST_F(AgentMonitor, ListsInSlotOrder) {
-    spawn(1);
-    spawn(0);
-    spawn(9);
-    EXPECT_EQ(monitor(""), (std::vector<std::string>{"2A9E0200", "2A9E0100", "2A9E1000"}));
-}
-
-TEST_F(AgentMonitor, ComparesPositionByPosition) {
-    for (const int tier : {0, 0, 1, 9})
-        spawn(static_cast<std::uint8_t>(tier));
-    EXPECT_EQ(monitor("2A9E01").size(), 2u) << "a prefix";
-    EXPECT_EQ(monitor("2A9E0101"), (std::vector<std::string>{"2A9E0101"}));
-    EXPECT_EQ(monitor("******00"), (std::vector<std::string>{"2A9E0100", "2A9E0200", "2A9E1000"}));
-    EXPECT_EQ(monitor("*").size(), 4u);
-    EXPECT_EQ(monitor("********").size(), 4u);
-    EXPECT_EQ(monitor("2a9e01").size(), 0u) << "case-sensitive";
-    EXPECT_EQ(monitor("2A9E01?0").size(), 0u) << "no other wildcard";
-}
-
-TEST_F(AgentMonitor, IgnoresWhatIsBeyondTheEighthCharacter) {
-    spawn();
-    EXPECT_EQ(monitor("2A9E0100").size(), 1u);
-    EXPECT_EQ(monitor("2A9E0100XYZ").size(), 1u);
-    EXPECT_EQ(monitor("********" + std::string(10000, 'X')).size(), 1u);
-}
-
-TEST_F(AgentMonitor, ListsTerminatedAgents) {
-    ASSERT_EQ(qel_agent_terminate(spawn().c_str()), 0);
-    EXPECT_EQ(monitor("").size(), 1u);
-}
-
-TEST_F(AgentMonitor, ListsAgentsThatLookupsNoLongerFind) {
-    load(directory_file({make_agent("2A9E0100"), make_agent("2A9E01/Q")}));
-    EXPECT_EQ(monitor("2A9E01"), (std::vector<std::string>{"2A9E0100", "2A9E01/Q"}));
-}
-
-TEST_F(AgentMonitor, CopiesWhateverBytesAnIdHas) {
-    const std::string odd("\0\xFF*\x80\x01\0\0\x7F", 8);
-    load(directory_file({make_agent(odd)}));
-    EXPECT_EQ(monitor(""), (std::vector<std::string>{odd}));
-    EXPECT_EQ(monitor("*\xFF*\x80\x01"), (std::vector<std::string>{odd}));
-    EXPECT_EQ(monitor("*\xFF*\x80\x02").size(), 0u);
-}
-
-TEST_F(AgentMonitor, GivesZeroWithNothingToListOrNowhereToPutIt) {
-    char ids[9] = "########";
-    EXPECT_EQ(qel_agent_monitor("", ids, 1), 0u) << "no directory";
-    ASSERT_EQ(qel_agent_dir_init(nullptr), 0);
-    EXPECT_EQ(qel_agent_monitor("", ids, 1), 0u) << "no agents";
-    spawn();
-    EXPECT_EQ(qel_agent_monitor("", nullptr, 1), 0u);
-    EXPECT_EQ(qel_agent_monitor("", ids, 0), 0u);
-    EXPECT_EQ(qel_agent_monitor("", ids, -1), 0u);
-    EXPECT_EQ(qel_agent_monitor("", ids, -0x7FFFFFFF - 1), 0u);
-    EXPECT_STREQ(ids, "########");
-}
-
-TEST_F(AgentMonitor, DoesNotLookAtThePatternWhereThereIsNothingToDo) {
-    char ids[9];
-    EXPECT_EQ(qel_agent_monitor(nullptr, ids, 1), 0u) << "no directory";
-    ASSERT_EQ(qel_agent_dir_init(nullptr), 0);
-    EXPECT_EQ(qel_agent_monitor(nullptr, ids, 1), 0u) << "no agents";
-    spawn();
-    EXPECT_EQ(qel_agent_monitor(nullptr, nullptr, 1), 0u);
-    EXPECT_EQ(qel_agent_monitor(nullptr, ids, 0), 0u);
-}
-
-TEST_F(AgentMonitor, StopsAtTheLastSlotWhereALoadedFileClaimsMore) {
-    load(directory_file({make_agent("2A9E0100")}, 0xFFFFFFFF, 1));
-    std::vector<char> ids(9 * 70000, '#');
-    EXPECT_EQ(qel_agent_monitor("", ids.data(), 70000), 65536u);
-    EXPECT_EQ(ids[9 * 65536 - 1], '\0');
-    EXPECT_EQ(ids[9 * 65536], '#');
-    EXPECT_EQ(qel_agent_monitor("2A9E", ids.data(), 70000), 1u);
 }
 
 } // namespace

@@ -304,30 +304,31 @@ pid_t start_saving() {
     return begun ? child : -1;
 }
 
-TEST_F(AgentSave, IsNeverSeenMissingOrInPart) {
-    constexpr std::uint32_t count = 1000;
+constexpr std::uint32_t many = 1000;
+constexpr std::size_t size_of_many = 24 + std::size_t{40} * many;
+
+void save_many(const std::string &path) {
     ASSERT_EQ(qel_agent_dir_init(path.c_str()), 0);
-    for (std::uint32_t i = 0; i < count; ++i)
-        spawn();
+    for (std::uint32_t i = 0; i < many; ++i)
+        spawn(static_cast<std::uint8_t>(i % 4));
     ASSERT_EQ(qel_agent_dir_save(nullptr), 0);
+}
+
+TEST_F(AgentSave, IsNeverSeenMissingOrInPart) {
+    save_many(path);
     const pid_t child = start_saving();
     ASSERT_GT(child, 0);
     std::size_t whole = 0;
     constexpr std::size_t reads = 2000;
     for (std::size_t i = 0; i < reads; ++i)
-        whole += file_exists(path) && read_file(path).size() == 24 + std::size_t{40} * count ? 1 : 0;
+        whole += file_exists(path) && read_file(path).size() == size_of_many ? 1 : 0;
     kill(child, SIGKILL);
     EXPECT_EQ(waitpid(child, nullptr, 0), child);
     EXPECT_EQ(whole, reads);
 }
 
 TEST_F(AgentSave, LeavesAWholeFileWheneverTheProcessIsKilled) {
-    constexpr std::uint32_t count = 1000;
-    constexpr std::size_t size = 24 + std::size_t{40} * count;
-    ASSERT_EQ(qel_agent_dir_init(path.c_str()), 0);
-    for (std::uint32_t i = 0; i < count; ++i)
-        spawn(static_cast<std::uint8_t>(i % 4));
-    ASSERT_EQ(qel_agent_dir_save(nullptr), 0);
+    save_many(path);
     int interrupted = 0;
     for (unsigned round = 0; round < 500; ++round) {
         const pid_t child = start_saving();
@@ -336,11 +337,10 @@ TEST_F(AgentSave, LeavesAWholeFileWheneverTheProcessIsKilled) {
         kill(child, SIGKILL);
         ASSERT_EQ(waitpid(child, nullptr, 0), child);
         interrupted += file_exists(path + ".tmp") ? 1 : 0;
-        const bytes file = read_file(path);
-        ASSERT_EQ(file.size(), size);
+        ASSERT_EQ(read_file(path).size(), size_of_many);
         ASSERT_EQ(qel_agent_dir_load(path.c_str()), 0);
-        ASSERT_EQ(stats()[0], count);
-        for (std::uint32_t i = 1; i < count; ++i)
+        ASSERT_EQ(stats()[0], many);
+        for (std::uint32_t i = 1; i < many; ++i)
             ASSERT_EQ(g_agent_dir->agents[i].task, g_agent_dir->agents[0].task) << "of two saves";
     }
     EXPECT_GT(interrupted, 0) << "no kill interrupted a save";
