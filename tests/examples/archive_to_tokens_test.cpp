@@ -57,30 +57,27 @@ TEST(ArchiveToTokens, LeavesFilesThatTheLibraryReads) {
     qel_agent_dir_free();
 }
 
+void expect_failure(const program_result &run, const std::string &message) {
+    EXPECT_EQ(run.exit_code, 1);
+    EXPECT_EQ(run.errors, "archive_to_tokens: " + message + "\n");
+}
+
 TEST(ArchiveToTokens, SaysWhichStepFailed) {
     const temp_folder folder;
-    program_result run = run_in_folder(folder, "missing.abc", "out");
-    EXPECT_EQ(run.exit_code, 1);
-    EXPECT_EQ(run.errors, "archive_to_tokens: opening the archive failed: code -1\n");
+    expect_failure(run_in_folder(folder, "missing.abc", "out"), "opening the archive failed: code -1");
 
     archive_writer archive;
     archive.finish(archive.group({}));
     archive.save(folder.file("empty.abc"));
-    run = run_in_folder(folder, "empty.abc", "out");
-    EXPECT_EQ(run.exit_code, 1);
-    EXPECT_EQ(run.errors, "archive_to_tokens: finding a mesh failed: code -1\n");
+    expect_failure(run_in_folder(folder, "empty.abc", "out"), "finding a mesh failed: code -1");
 
     plain_mesh mesh = make_torus(48, 24, 3.0f, 1.0f);
     mesh.face_indices[100] = 5000;
     production_archive(mesh).save(folder.file("odd.abc"));
-    run = run_in_folder(folder, "odd.abc", "out");
-    EXPECT_EQ(run.exit_code, 1);
-    EXPECT_EQ(run.errors, "archive_to_tokens: using the mesh failed: code 1\n");
+    expect_failure(run_in_folder(folder, "odd.abc", "out"), "using the mesh failed: code 1");
     EXPECT_EQ(files_in(folder.file("out")), 0u);
 
-    run = run_program(folder, program + " " + torus + " none");
-    EXPECT_EQ(run.exit_code, 1);
-    EXPECT_EQ(run.errors, "archive_to_tokens: writing the unit failed: code -1\n");
+    expect_failure(run_program(folder, program + " " + torus + " none"), "writing the unit failed: code -1");
 }
 
 #if !defined(_WIN32) // where the folder itself would be too long a path
@@ -88,12 +85,11 @@ TEST(ArchiveToTokens, RefusesAPathThatTheAgentDirectoryWouldCut) {
     const temp_folder folder;
     // "FOLDER/agents.qeag" of 255 characters fits, of 256 it does not.
     const std::string half(120, 'a'), fits = half + "/" + std::string(122, 'b');
-    program_result run = run_in_folder(folder, torus, fits);
+    const program_result run = run_in_folder(folder, torus, fits);
     EXPECT_EQ(run.exit_code, 0) << run.errors;
     EXPECT_EQ(files_in(folder.file(fits)), 4u);
-    run = run_in_folder(folder, torus, fits + "c");
-    EXPECT_EQ(run.exit_code, 1);
-    EXPECT_EQ(run.errors, "archive_to_tokens: keeping the path within 255 characters failed: code 1\n");
+    expect_failure(run_in_folder(folder, torus, fits + "c"),
+                   "keeping the path within 255 characters failed: code 1");
     EXPECT_EQ(files_in(folder.file(fits + "c")), 0u);
 }
 #endif

@@ -20,7 +20,18 @@ struct property_change {
     std::function<void(property_node &)> apply;
 };
 
-using property_changes = std::vector<property_change>;
+struct property_changes : std::vector<property_change> {
+    void add_to_header(const std::string &what, const std::function<void(property_header &)> &edit) {
+        push_back({what, [edit](property_node &property) { property.edit_header = edit; }});
+    }
+
+    /// To the first sample; properties without samples stay as they are.
+    void add_to_sample(const std::string &what, const std::function<void(sample_data &)> &edit) {
+        push_back({what, [edit](property_node &property) {
+                       if (!property.samples.empty()) edit(property.samples.front());
+                   }});
+    }
+};
 
 void collect(property_node &property, std::vector<property_node *> &all) {
     all.push_back(&property);
@@ -47,8 +58,8 @@ class ArchiveFields : public testing::Test {
         ++(model::model_status(path_) == QEL_ARCHIVE_OK ? opened_ : refused_);
     }
 
-    /// Makes each change to each property of each small archive.
-    void compare_each(const property_changes &changes) {
+    /// Makes each change to each property of each small archive, some of which are refused then.
+    void compare_each(const property_changes &changes, std::uint32_t min_refused = 100) {
         for (const archive_builder &archive : small_archives()) {
             archive_builder counted = archive;
             const std::size_t count = all_properties(counted.top).size();
@@ -60,6 +71,8 @@ class ArchiveFields : public testing::Test {
                     compare(changed, property.name + ": " + change.what);
                 }
         }
+        EXPECT_GT(opened_, 100u);
+        EXPECT_GT(refused_, min_refused);
     }
 
     temp_folder folder_;
@@ -67,51 +80,40 @@ class ArchiveFields : public testing::Test {
     std::uint32_t opened_ = 0, refused_ = 0;
 };
 
-property_change header_change(const std::string &what, const std::function<void(property_header &)> &edit) {
-    return {what, [edit](property_node &property) { property.edit_header = edit; }};
-}
-
 TEST_F(ArchiveFields, OfTheInfoWordAreReadAlike) {
-    const std::vector<info_field> fields = {info_kind,         info_width,       info_value,
-                                            info_has_sampling, info_has_changed, info_same_size,
-                                            info_all_equal,    info_extent,      info_metadata};
     property_changes changes;
-    for (const info_field &field : fields)
+    for (const info_field &field : {info_kind, info_width, info_value, info_has_sampling, info_has_changed,
+                                    info_same_size, info_all_equal, info_extent, info_metadata})
         for (std::uint32_t value = 0; value < std::uint32_t{1} << field.bits; ++value) {
             if (value > 16 && value < 250) continue;
-            changes.push_back(
-                header_change(std::to_string(field.shift) + " = " + std::to_string(value),
-                              [field, value](property_header &header) { header.set(field, value); }));
+            changes.add_to_header(std::to_string(field.shift) + " = " + std::to_string(value),
+                                  [field, value](property_header &header) { header.set(field, value); });
         }
     compare_each(changes);
-    EXPECT_GT(opened_, 100u);
-    EXPECT_GT(refused_, 100u);
 }
 
 TEST_F(ArchiveFields, OfSamplesAndTheirChangesAreReadAlike) {
     property_changes changes;
     for (std::uint32_t samples = 0; samples <= 4; ++samples) {
-        changes.push_back(header_change(std::to_string(samples) + " samples",
-                                        [samples](property_header &header) { header.samples = samples; }));
+        const std::string so_many = std::to_string(samples) + " samples";
+        changes.add_to_header(so_many, [=](property_header &header) { header.samples = samples; });
         for (std::uint32_t first = 0; first <= 4; ++first)
-            for (std::uint32_t last = 0; last <= 4; ++last)
-                changes.push_back(header_change(std::to_string(samples) + " samples, " +
-                                                    std::to_string(first) + " to " + std::to_string(last),
-                                                [=](property_header &header) {
-                                                    header.set(info_has_changed, 1);
-                                                    header.samples = samples;
-                                                    header.first_changed = first;
-                                                    header.last_changed = last;
-                                                }));
+            for (std::uint32_t last = 0; last <= 4; ++last) {
+                const std::string range = std::to_string(first) + " to " + std::to_string(last);
+                changes.add_to_header(so_many + ", " + range, [=](property_header &header) {
+                    header.set(info_has_changed, 1);
+                    header.samples = samples;
+                    header.first_changed = first;
+                    header.last_changed = last;
+                });
+            }
     }
     for (std::uint32_t sampling = 0; sampling <= 3; ++sampling)
-        changes.push_back(header_change("sampling " + std::to_string(sampling), [=](property_header &header) {
+        changes.add_to_header("sampling " + std::to_string(sampling), [=](property_header &header) {
             header.set(info_has_sampling, 1);
             header.time_sampling = sampling;
-        }));
+        });
     compare_each(changes);
-    EXPECT_GT(opened_, 100u);
-    EXPECT_GT(refused_, 100u);
 }
 
 TEST_F(ArchiveFields, OfTextsAreReadAlike) {
@@ -120,18 +122,15 @@ TEST_F(ArchiveFields, OfTextsAreReadAlike) {
         "",  "/", "a/b",     "a/",    "/a",     std::string("a\0b", 3), std::string(1, '\0'), ".",
         "P", "N", "visible", ".geom", ".xform", ".instanceSource"};
     for (const std::string &name : names)
-        changes.push_back(
-            header_change("name " + name, [=](property_header &header) { header.name = name; }));
+        changes.add_to_header("name " + name, [=](property_header &header) { header.name = name; });
     for (const std::uint32_t more : {0xFFFFFFFFu, 1u, 2u, 100u}) {
-        changes.push_back(
-            header_change("name length + " + std::to_string(more), [=](property_header &header) {
-                header.name_length = static_cast<std::uint32_t>(header.name.size()) + more;
-            }));
-        changes.push_back(
-            header_change("text length + " + std::to_string(more), [=](property_header &header) {
-                header.set(info_metadata, metadata_follows);
-                header.text_length = static_cast<std::uint32_t>(header.metadata.size()) + more;
-            }));
+        changes.add_to_header("name length + " + std::to_string(more), [=](property_header &header) {
+            header.name_length = static_cast<std::uint32_t>(header.name.size()) + more;
+        });
+        changes.add_to_header("text length + " + std::to_string(more), [=](property_header &header) {
+            header.set(info_metadata, metadata_follows);
+            header.text_length = static_cast<std::uint32_t>(header.metadata.size()) + more;
+        });
     }
     const std::vector<std::string> texts = {"geoScope=con",
                                             "geoScope=uni",
@@ -147,29 +146,20 @@ TEST_F(ArchiveFields, OfTextsAreReadAlike) {
     for (const std::string &text : texts)
         changes.push_back({"metadata " + text, [=](property_node &property) { property.metadata = text; }});
     compare_each(changes);
-    EXPECT_GT(opened_, 100u);
-    EXPECT_GT(refused_, 100u);
-}
-
-/// One change to the first sample; properties without samples stay as they are.
-property_change sample_change(const std::string &what, const std::function<void(sample_data &)> &edit) {
-    return {what, [edit](property_node &property) {
-                if (!property.samples.empty()) edit(property.samples.front());
-            }};
 }
 
 TEST_F(ArchiveFields, OfSampleDataAreReadAlike) {
     property_changes changes;
     for (std::size_t size = 0; size <= 20; ++size)
-        changes.push_back(sample_change("size " + std::to_string(size),
-                                        [=](sample_data &sample) { sample.values.resize(size); }));
+        changes.add_to_sample("size " + std::to_string(size),
+                              [=](sample_data &sample) { sample.values.resize(size); });
     for (const std::size_t more : {1u, 4u, 8u, 12u, 16u})
-        changes.push_back(sample_change("size + " + std::to_string(more), [=](sample_data &sample) {
+        changes.add_to_sample("size + " + std::to_string(more), [=](sample_data &sample) {
             sample.values.resize(sample.values.size() + more);
-        }));
-    changes.push_back(sample_change("another last byte", [](sample_data &sample) {
+        });
+    changes.add_to_sample("another last byte", [](sample_data &sample) {
         if (!sample.values.empty()) sample.values.back() = 'z';
-    }));
+    });
     const std::uint64_t half = std::uint64_t{1} << 32;
     const std::vector<std::vector<std::uint64_t>> products = {{0},
                                                               {1},
@@ -189,12 +179,11 @@ TEST_F(ArchiveFields, OfSampleDataAreReadAlike) {
                                                               {~std::uint64_t{0}}};
     for (const std::vector<std::uint64_t> &dimensions : products)
         for (const bool empty : {false, true})
-            changes.push_back(
-                sample_change("dimensions " + std::to_string(dimensions[0]), [=](sample_data &sample) {
-                    sample.dimensions = dimensions;
-                    if (empty) sample.values.clear();
-                }));
-    compare_each(changes);
+            changes.add_to_sample("dimensions " + std::to_string(dimensions[0]), [=](sample_data &sample) {
+                sample.dimensions = dimensions;
+                if (empty) sample.values.clear();
+            });
+    compare_each(changes, 40); // an open looks at the source of an instance alone
 }
 
 TEST_F(ArchiveFields, OfReferencesAreReadAlike) {
@@ -205,14 +194,11 @@ TEST_F(ArchiveFields, OfReferencesAreReadAlike) {
             const std::string what = std::to_string(at) + (reference == at ? "" : " as data");
             changes.push_back(
                 {"group " + what, [=](property_node &property) { property.instead = reference; }});
-            changes.push_back(
-                sample_change("sample " + what, [=](sample_data &sample) { sample.instead = reference; }));
-            changes.push_back(sample_change(
-                "dimensions " + what, [=](sample_data &sample) { sample.dimensions_instead = reference; }));
+            changes.add_to_sample("sample " + what, [=](sample_data &sample) { sample.instead = reference; });
+            changes.add_to_sample("dimensions " + what,
+                                  [=](sample_data &sample) { sample.dimensions_instead = reference; });
         }
     compare_each(changes);
-    EXPECT_GT(opened_, 100u);
-    EXPECT_GT(refused_, 100u);
 }
 
 } // namespace

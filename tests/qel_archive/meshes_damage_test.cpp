@@ -129,40 +129,35 @@ std::int32_t status_with(const char *name, const Change &change) {
     return read.status;
 }
 
+template <class Change>
+void expect_damage(const char *name, const Change &change) {
+    EXPECT_EQ(status_with(name, change), QEL_ARCHIVE_DAMAGED) << name;
+}
+
 TEST(ArchiveMeshDamage, IsAnArrayOfAnotherKind) {
     for (const char *name : {"P", ".faceCounts", ".faceIndices"}) {
         EXPECT_EQ(status_with(name, [](property_node &) {}), QEL_ARCHIVE_OK);
-        EXPECT_EQ(status_with(name, [](property_node &node) { node.value = value_kind::u32; }),
-                  QEL_ARCHIVE_DAMAGED)
-            << name;
-        EXPECT_EQ(status_with(name, [](property_node &node) { node.extent += 1; }), QEL_ARCHIVE_DAMAGED)
-            << name;
-        EXPECT_EQ(status_with(name, [](property_node &node) { node.kind = property_kind::scalar; }),
-                  QEL_ARCHIVE_DAMAGED)
-            << name;
+        expect_damage(name, [](property_node &node) { node.value = value_kind::u32; });
+        expect_damage(name, [](property_node &node) { node.extent += 1; });
+        expect_damage(name, [](property_node &node) { node.kind = property_kind::scalar; });
     }
 }
 
 TEST(ArchiveMeshDamage, IsAnArrayOfNoWholeElements) {
     for (const char *name : {"P", ".faceCounts", ".faceIndices"})
         for (const std::size_t more : {1u, 3u})
-            EXPECT_EQ(status_with(name,
-                                  [more](property_node &node) {
-                                      node.samples[0].values.resize(node.samples[0].values.size() + more);
-                                  }),
-                      QEL_ARCHIVE_DAMAGED)
-                << name << more;
+            expect_damage(name, [more](property_node &node) {
+                node.samples[0].values.resize(node.samples[0].values.size() + more);
+            });
 }
 
 TEST(ArchiveMeshDamage, IsASampleThatIsNotStored) {
     for (const char *name : {"P", ".faceCounts", ".faceIndices", ".selfBnds"})
-        EXPECT_EQ(status_with(name, [](property_node &node) { node.instead = 0; }), QEL_ARCHIVE_DAMAGED)
-            << name;
+        expect_damage(name, [](property_node &node) { node.instead = 0; });
 }
 
 TEST(ArchiveMeshDamage, IsABoxOfAnotherSize) {
-    EXPECT_EQ(status_with(".selfBnds", [](property_node &node) { node.samples[0].values.resize(40); }),
-              QEL_ARCHIVE_DAMAGED);
+    expect_damage(".selfBnds", [](property_node &node) { node.samples[0].values.resize(40); });
 }
 
 TEST(ArchiveMeshDamage, IsATransformAboveThatCannotBe) {
