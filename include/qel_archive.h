@@ -325,11 +325,11 @@ QEL_ARCHIVE_API int32_t qel_archive_get_mesh_info(const qel_archive *archive, ui
  * below the number of their values. Normals and UVs of which that is not so are left out. A property with fewer samples
  * than the positions gives its last one. Of objects that are neither PolyMesh nor SubD there are positions only.
  *
- * An array of no entries is null. Scopes are ::OGAWA_SCOPE_CONSTANT, FACE, VARYING, VERTEX and FACE_VARYING, the corners; one
- * that is not written is told by the number of entries, in the order corner, vertex, face, constant. The first UV set is that of the
- * property `uv`, named by its key `sourceName`, else "uv"; the others are the pairs of floats among the arbitrary
- * parameters, by their names. `self_bounds_min` and `self_bounds_max` are what the archive holds, rounded to single
- * precision, and else the positions' box.
+ * An array of no entries is null. Scopes are ::OGAWA_SCOPE_CONSTANT, FACE, VARYING, VERTEX and FACE_VARYING, the
+ * corners; one that is not written is deduced from the number of entries, in the order corner, vertex, face, constant.
+ * The first UV set is that of the property `uv`, named by its key `sourceName`, else "uv"; the others are the pairs of
+ * floats among the arbitrary parameters, by their names. `self_bounds_min` and `self_bounds_max` are what the archive
+ * holds, rounded to single precision, and else the positions' box.
  *
  * The result is all that is allocated.
  *

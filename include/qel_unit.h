@@ -64,8 +64,8 @@
 extern "C" {
 #endif
 
-/** The version of this header and of the libraries that belong to it. Programs built with a lower minor version run with
- *  a library of a higher one; another major version is another interface, and another SONAME. */
+/** The version of this header and of the libraries that belong to it. Programs built with a lower minor version run
+ *  with a library of a higher one; another major version is another interface, and another SONAME. */
 #define QEL_UNIT_VERSION_MAJOR 1
 /** Grows when something is added to the interface. */
 #define QEL_UNIT_VERSION_MINOR 0

@@ -1,7 +1,6 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: MIT
-"""Checks what the formatter leaves open: one form for one idea, in src, tools, tests, fuzz, bench, examples and
-bindings/python.
+"""Checks what the formatter leaves open: one form for one idea, in the sources and in the texts beside them.
 
 Usage: scripts/check_style.py [PROJECT]    (prints every fault; exit code 1 if there is one)
 """
@@ -9,11 +8,12 @@ Usage: scripts/check_style.py [PROJECT]    (prints every fault; exit code 1 if t
 import pathlib
 import re
 import sys
-from typing import Dict, Iterator, List, NamedTuple, Optional, Tuple
+from typing import Callable, Dict, Iterator, List, NamedTuple, Optional, Sequence, Tuple
 
 COLUMNS = 120
 PACKAGE = "bindings/python"  # whose Python users read, and which no formatter holds to the columns
-FOLDERS = ("src", "tools", "tests", "fuzz", "bench", "examples", PACKAGE)
+FOLDERS = ("include", "src", "tools", "web", "tests", "fuzz", "bench", "examples", PACKAGE)
+TEXTS = (".md", ".txt", ".js", ".mjs")  # which the spelling of words is checked in as well, anywhere in the project
 PUBLIC = {"qel_unit.h", "qel_archive.h"}
 
 # Which headers of another room a room may include, but for those of common.
@@ -32,9 +32,11 @@ UNTESTED: Dict[str, str] = {}
 # Tests without a source of their name, and why.
 ACROSS: Dict[str, str] = {}
 
-SPELLINGS = (  # what is not written, and what is
-    (re.compile(r"\b(most|smallest|largest|least|biggest|fewest)_(?!of_)\w+"), "a limit is max_... or min_..."),
+WORDS = (  # what is not written, and what is: in comments and texts as well
     (re.compile(r"\w*[Nn]ormalis\w+"), "it is normalize"),
+)
+SPELLINGS = (  # the same in code alone
+    (re.compile(r"\b(most|smallest|largest|least|biggest|fewest)_(?!of_)\w+"), "a limit is max_... or min_..."),
     (re.compile(r"\b(no_mem|nomem|oom|no_room|no_view|out_of_memory|no_[a-z]+_memory|no_memory_for_\w+)\b"),
      "a failed allocation is no_memory"),
     (re.compile(r"for \(const std::(?:size_t|uint\d+_t) \w+ : \{(?:[\d']+(?:, )?)+\}"),
@@ -171,6 +173,12 @@ def spellings(source: Source) -> Iterator[Fault]:
             yield Fault(source.path, source.line_of(match.start()), f"{match[0]}: {reason}")
 
 
+def words(source: Source) -> Iterator[Fault]:
+    for pattern, reason in WORDS:
+        for match in pattern.finditer(source.text):
+            yield Fault(source.path, source.line_of(match.start()), f"{match[0]}: {reason}")
+
+
 def statuses(source: Source) -> Iterator[Fault]:
     """What a function answers has a name in the public headers: no room has its own."""
     if source.parts[0] != "src":
@@ -229,27 +237,41 @@ def test_paths(sources: List[Source]) -> Iterator[Fault]:
         yield Fault(path, 1, "is excepted, but not there")
 
 
-RULES = (columns, c_border, integers, include_order, namespaces, spellings, statuses, arrows)
+RULES = (license_line, columns, words, c_border, integers, include_order, namespaces, spellings, statuses, arrows)
+HEADER_RULES = (license_line, columns, words, namespaces, spellings)  # of the public headers, which are C
+
+
+def rules_of(source: Source) -> Sequence[Callable[[Source], Iterator[Fault]]]:
+    """Which rules a file keeps."""
+    if source.path.endswith(TEXTS):
+        return (words, columns) if source.parts[0] == "web" else (words,)
+    if source.path.endswith(".py"):
+        return (license_line, columns) if source.path.startswith(PACKAGE) else (license_line,)
+    return HEADER_RULES if source.parts[0] == "include" else RULES
+
+
+def texts(project: pathlib.Path) -> Iterator[pathlib.Path]:
+    """The texts of the project, but for what is built or belongs to git."""
+    yield from (path for path in project.glob("*") if path.suffix in TEXTS)
+    for folder in sorted(project.iterdir()):
+        if folder.is_dir() and folder.name != "build" and not folder.name.startswith("."):
+            yield from (path for path in sorted(folder.rglob("*")) if path.suffix in TEXTS)
 
 
 def read(project: pathlib.Path) -> List[Source]:
+    paths = [path for folder in FOLDERS for path in sorted((project / folder).rglob("*"))
+             if path.suffix in (".h", ".c", ".cpp", ".py")]
     sources = []
-    for folder in FOLDERS:
-        for path in sorted((project / folder).rglob("*")):
-            if path.suffix in (".h", ".c", ".cpp", ".py"):
-                text = path.read_text(encoding="utf-8")
-                sources.append(Source(path.relative_to(project).as_posix(), text, code_of(text)))
+    for path in [*paths, *texts(project)]:
+        text = path.read_text(encoding="utf-8")
+        sources.append(Source(path.relative_to(project).as_posix(), text, code_of(text)))
     return sources
 
 
 def faults(sources: List[Source]) -> Iterator[Fault]:
     for source in sources:
-        yield from license_line(source)
-        if source.path.startswith(PACKAGE):
-            yield from columns(source)
-        if not source.path.endswith(".py"):
-            for rule in RULES:
-                yield from rule(source)
+        for rule in rules_of(source):
+            yield from rule(source)
     yield from test_paths(sources)
     yield from tool_headers(sources)
 

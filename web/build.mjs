@@ -9,7 +9,8 @@ const [npm, engine, output] = process.argv.slice(2).map((folder) => resolve(fold
 const here = dirname(fileURLToPath(import.meta.url));
 const esbuild = createRequire(join(npm, 'package.json'))('esbuild');
 const bundled = (file) => esbuild.buildSync({
-  entryPoints: [join(here, file)], bundle: true, minify: true, write: false, format: 'iife', target: 'es2022', charset: 'ascii',
+  entryPoints: [join(here, file)], bundle: true, minify: true, write: false, format: 'iife', target: 'es2022',
+  charset: 'ascii',
   alias: { engine: join(engine, 'qel_page_engine.js') }, define: { process: 'undefined' }, logLevel: 'warning',
   external: ['fs', 'path', 'crypto'],
 }).outputFiles[0].text.replaceAll('</script', '<\\/script');

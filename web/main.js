@@ -6,7 +6,8 @@ const workerUrl = URL.createObjectURL(new Blob([by('worker').textContent], { typ
 const links = [];
 let worker = null;
 
-const size = (bytes) => (bytes < 1e4 ? `${bytes} bytes` : bytes < 1e6 ? `${(bytes / 1e3).toFixed(0)} kB` : `${(bytes / 1e6).toFixed(1)} MB`);
+const size = (bytes) =>
+  bytes < 1e4 ? `${bytes} bytes` : bytes < 1e6 ? `${(bytes / 1e3).toFixed(0)} kB` : `${(bytes / 1e6).toFixed(1)} MB`;
 const state = (name) => { document.body.dataset.state = name; };
 
 function say(text, done = 0, all = 0) {
@@ -100,7 +101,9 @@ function takeDrops(target) {
 }
 
 takeDrops(window);
-by('frame').addEventListener('load', () => { if (by('frame').hasAttribute('srcdoc')) takeDrops(by('frame').contentWindow); });
+by('frame').addEventListener('load', () => {
+  if (by('frame').hasAttribute('srcdoc')) takeDrops(by('frame').contentWindow);
+});
 by('choose').addEventListener('change', () => {
   open(by('choose').files);
   by('choose').value = '';

@@ -63,7 +63,8 @@ const jobs = {
     FS.mkdir(`/in/${OUTPUT}`);
     FS.chdir('/in');
     files.forEach((file, i) => addSource(FS, `/in/${names[i]}`, watched(blobSource(file), names[i])));
-    must(engine.ccall('engine_show', 'number', ['string', 'string', 'number'], [names.join('\n'), '/page.html', PAGE_ROOM]));
+    const request = [names.join('\n'), '/page.html', PAGE_ROOM];
+    must(engine.ccall('engine_show', 'number', ['string', 'string', 'number'], request));
     const page = new Blob([FS.readFile('/page.html')], { type: 'text/html' });
     FS.unlink('/page.html');
     return { page, names };
@@ -79,6 +80,7 @@ onmessage = async ({ data }) => {
     postMessage({ kind: data.job, ...await jobs[data.job](data) });
   } catch (error) {
     const ended = error instanceof WebAssembly.RuntimeError; // the engine cannot be called again
-    postMessage({ kind: 'failed', message: ended ? 'There is not enough memory for this in the browser.' : error.message });
+    const message = ended ? 'There is not enough memory for this in the browser.' : error.message;
+    postMessage({ kind: 'failed', message });
   }
 };

@@ -48,6 +48,9 @@ TREE = {
     "tests/consumers/program.c": LICENSE + "int32_t number;\n",
     "tools/qel/part.h": LICENSE,
     "tools/qel/main.cpp": LICENSE + '#include "part.h"\n\n#include <qel_unit.h>\n#include <string>\n',
+    "include/qel_unit.h": "/* SPDX-License-Identifier: MIT */\n#include <stdint.h>\nint32_t max_parts;\n",
+    "web/main.js": "const longest_line = 1;\n",
+    "docs/page.md": "# A page with a line of more than 120 columns " + "x" * 120 + "\n",
     "tests/tool/some_test.py": "#!/usr/bin/env python3\n# SPDX-License-Identifier: MIT\n",
     "bindings/python/qel_unit/part.py": "# SPDX-License-Identifier: MIT\n",
 }
@@ -84,7 +87,8 @@ class Style(unittest.TestCase):
                 ("} // namespace qel", "} // end of namespace qel", 14, "ends with } // namespace NAME"),
                 ("max_parts", "most_parts", 11, "max_... or min_..."), ("max_parts", "least_parts", 11, "max_... or min_..."),
                 ("max_parts", "largest_part", 11, "max_... or min_..."), ("max_parts", "smallest_part", 11, "max_... or min_..."),
-                ("max_parts", "normalised", 11, "normalize"), ("max_parts", "out_of_memory", 11, "no_memory"),
+                ("max_parts", "normalised", 11, "normalize"), ("as many as", "Normalises as", 11, "normalize"),
+                ("max_parts", "out_of_memory", 11, "no_memory"),
                 ("max_parts", "no_index_memory", 11, "no_memory"),
                 ("    return QEL_OK;", "    for (const std::size_t part : {0, 12})\n        return part;", 21, "end in u"),
                 ("} // namespace\n", "enum status : int { done = 0,\n    failed = -1 };\n} // namespace\n", 13, "public headers"),
@@ -109,6 +113,13 @@ class Style(unittest.TestCase):
                  "tools/qel/main.cpp:2: the tool stands on the public headers alone, not on ../../examples/part.h"),
                 ({"tests/consumers/program.c": LICENSE + "std::int32_t number;\n"},
                  "tests/consumers/program.c:2: std::int32_t is spelled in the other language's way"),
+                ({"include/qel_unit.h": "int32_t parts;\n"}, "include/qel_unit.h:1: the first line does not name the licence"),
+                ({"include/qel_unit.h": f"/* SPDX-License-Identifier: MIT */\n/* {'x' * 115} */\n"},
+                 "include/qel_unit.h:2: 121 columns of 120"),
+                ({"web/main.js": f"// {'x' * 118}\n"}, "web/main.js:1: 121 columns of 120"),
+                ({"web/main.js": "// normalises\n"}, "web/main.js:1: normalises: it is normalize"),
+                ({"docs/page.md": "# Title\n\nA normalised vector.\n"}, "docs/page.md:3: normalised: it is normalize"),
+                ({"tests/list.txt": "normaliser\n"}, "tests/list.txt:1: normaliser: it is normalize"),
                 ({"tests/tool/some_test.py": "import re\n"}, "tests/tool/some_test.py:1: the first line does not name the licence"),
                 ({"bindings/python/qel_unit/part.py": "import re\n"},
                  "bindings/python/qel_unit/part.py:1: the first line does not name the licence"),
@@ -128,9 +139,11 @@ class Style(unittest.TestCase):
     def test_the_script_says_whether_a_project_is_sound(self):
         script = PROJECT / "scripts" / "check_style.py"
         with tempfile.TemporaryDirectory() as folder:
-            file = pathlib.Path(folder, "src", "common", "heap.h")
-            file.parent.mkdir(parents=True)
-            for text, code in ((LICENSE, 0), ("// No licence.\n", 1)):
+            source, page, built = (pathlib.Path(folder, path) for path in ("src/heap.h", "docs/page.md", "build/page.md"))
+            for file in (source, page, built):
+                file.parent.mkdir(parents=True)
+                file.write_text("normalised\n")
+            for file, text, code in ((source, LICENSE, 1), (page, "A page.\n", 0), (source, "// No licence.\n", 1)):
                 file.write_text(text)
                 ended = subprocess.run([sys.executable, "-B", script, folder], capture_output=True, text=True)
                 self.assertEqual(ended.returncode, code, ended.stdout)

@@ -81,14 +81,14 @@ function createRenderer(gl, model) {
     gl.bindBuffer(gl.ARRAY_BUFFER, made);
     gl.bufferData(gl.ARRAY_BUFFER, values, gl.DYNAMIC_DRAW);
   };
-  // A set of attributes: location, buffer, size, type, normalised, stride.
+  // A set of attributes: location, buffer, size, type, normalized, stride.
   const layout = (attributes, indices) => {
     const made = gl.createVertexArray();
     gl.bindVertexArray(made);
-    for (const [location, from, size, type, normalised, stride] of attributes) {
+    for (const [location, from, size, type, normalized, stride] of attributes) {
       gl.bindBuffer(gl.ARRAY_BUFFER, from);
       gl.enableVertexAttribArray(location);
-      gl.vertexAttribPointer(location, size, type, normalised, stride, 0);
+      gl.vertexAttribPointer(location, size, type, normalized, stride, 0);
     }
     if (indices) gl.bindBuffer(gl.ELEMENT_ARRAY_BUFFER, indices);
     gl.bindVertexArray(null);
