@@ -1,7 +1,8 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: MIT
 """Checks that what the pages of this repository name is there: files, headings, scripts and their options, presets,
-settings, names of the interface, and that every program on a page is one that a test builds and runs.
+settings, tests, names of the interface; that every program on a page is one that a test builds and runs; and that the page of the
+architecture names every room.
 
 Usage: check_pages.py    (prints what is wrong; exit code 1 if there is something)
 """
@@ -76,6 +77,9 @@ def check_code(page, code, everything):
     for name in re.findall(r"\b(?:qel|ogawa|ruv|QEL|OGAWA)_\w+", code):
         if name not in everything:
             yield f"names {name}, which is nowhere"
+    for suite, name in re.findall(r"(?<![\w./])([A-Z]\w+)\.([A-Z]\w+)(?![\w.*…])", code):
+        if f"({suite}, {name})" not in everything:
+            yield f"names the test {suite}.{name}, which is not there"
     presets = {preset["name"] for preset in json.loads(text_of(PROJECT / "CMakePresets.json"))["configurePresets"]}
     for name in re.findall(r"(?:--preset|scripts/test\.sh) ([a-z][\w-]*)", code):
         if name not in presets:
@@ -119,12 +123,30 @@ def check_snippets():
             yield f"docs/snippets/{program.name}: too long to be read on a page"
 
 
+def check_map(page, folders, files):
+    """Every room, and every source of the libraries, is named on the page of the architecture."""
+    named = {part for code in re.findall(r"`([^`\n]+)`", page) for part in re.split(r"[/, ]+", code)}
+    named |= {name.rpartition(".")[0] for name in named}
+    for name in sorted({*folders, *(pathlib.PurePath(path).stem for path in files)} - named):
+        yield f"does not name {name}"
+
+
+def rooms():
+    """The folders of the project, those within them that are rooms of their own, and the sources of the libraries."""
+    folders = [folder.name for name in ("bench", "bindings", "examples", "src", "tests", "tools/qel")
+               for folder in (PROJECT / name).iterdir() if folder.is_dir() and folder.name != "__pycache__"]
+    top = [folder.name for folder in PROJECT.iterdir()
+           if folder.is_dir() and not folder.name.startswith(".") and folder.name not in ("build", "tools")]
+    return folders + top, [path.name for path in (PROJECT / "src").rglob("*") if path.suffix in (".h", ".cpp")]
+
+
 def main():
     everything = sources()
     pages = [*PROJECT.glob("*.md"), *(PROJECT / "docs").glob("*.md"), PROJECT / "bindings" / "python" / "README.md"]
     problems = [f"{page.relative_to(PROJECT).as_posix()} {problem}" for page in pages
                 for problem in check_page(page, text_of(page), everything)]
     problems += check_snippets()
+    problems += [f"docs/architecture.md {problem}" for problem in check_map(text_of(PROJECT / "docs/architecture.md"), *rooms())]
     print(*problems, sep="\n", end="\n" if problems else "")
     print(f"{len(pages)} pages, {len(problems)} problems")
     sys.exit(1 if problems else 0)

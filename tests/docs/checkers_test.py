@@ -95,13 +95,13 @@ class Pages(unittest.TestCase):
         return list(check_pages.check_page(page, page.read_text(encoding="utf-8") + f"\n{addition}\n", self.everything))
 
     def test_what_is_there_may_be_named(self):
-        self.assertEqual(self.check("`scripts/lint.sh --fix`, `-DBUILD_TESTING=OFF`, `qel_unit_load`, `src/common/file`, "
+        self.assertEqual(self.check("`scripts/lint.sh --fix`, `-DBUILD_TESTING=OFF`, `qel_unit_load`, `src/common/file`, `UnitLoad.SortsByKeyAndKeepsEveryByte`, "
                                     "`cmake --preset release`, [x](guarantees.md#threads), [y](../include/qel_unit.h#scene)"), [])
 
     def test_what_is_not_there_is_noticed(self):
         for addition, reason in (("`scripts/gone.sh`", "not there"), ("`scripts/lint.sh --gone`", "does not know"),
                                  ("`-DQEL_GONE=ON`", "nothing reads"), ("`qel_unit_gone`", "is nowhere"),
-                                 ("`cmake --preset gone`", "preset gone"), ("`find_package(qel_unit 9.9)`", "version 9.9"),
+                                 ("`UnitLoad.IsGone`", "the test UnitLoad.IsGone"), ("`cmake --preset gone`", "preset gone"), ("`find_package(qel_unit 9.9)`", "version 9.9"),
                                  ("[x](gone.md)", "not there"), ("[x](guarantees.md#gone)", "no such heading"),
                                  ("[x](../include/qel_unit.h#gone)", "no such group"),
                                  ("    scripts/gone.sh", "not there"), ("```sh\nscripts/gone.sh\n```", "not there"),
@@ -109,6 +109,14 @@ class Pages(unittest.TestCase):
             problems = self.check(addition)
             self.assertEqual(len(problems), 1, addition)
             self.assertIn(reason, problems[0])
+
+
+class Map(unittest.TestCase):
+    def test_a_room_or_source_that_is_not_named_is_noticed(self):
+        page = "| `common/heap.h`, `bits.h` | arrays |\n| `tests/support` | the kit of heap_test and clock |\n"
+        self.assertEqual(list(check_pages.check_map(page, ["common", "support"], ["heap.h", "bits.h"])), [])
+        self.assertEqual(list(check_pages.check_map(page, ["common", "model"], ["heap.h", "clock.h", "cpu.cpp"])),
+                         ["does not name clock", "does not name cpu", "does not name model"])
 
 
 class Filter(unittest.TestCase):
