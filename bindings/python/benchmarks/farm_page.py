@@ -16,7 +16,7 @@ COLOURS = ("#c0392b", "#d68910", "#2471a3", "#7d3c98", "#1e8449")
 
 
 def rate(run: Dict[str, Any]) -> float:
-    """Archives a second by the clock."""
+    """Archives a second of wall time."""
     return float(run["archives"] / run["wall"])
 
 
@@ -27,24 +27,23 @@ def measured_table(measured: Dict[str, Any]) -> List[str]:
                          for name, idle in (("scheduler", "idle"), ("client", "client_idle")))
     processor, clock = two["workers"] / two["archives"], sum(two["service"]) / two["archives"]
     return [
-        "Measured on {} cores with a load average of {:.1f} at the beginning, {:,} archives of 9 to 196 vertices "
-        "in {} tasks:".format(measured["cores"], measured["load"], two["archives"], two["tasks"]), "",
+        "Measured on {} cores: {:,} archives of 9 to 196 vertices in {} tasks.".format(
+            measured["cores"], two["archives"], two["tasks"]), "",
         "| an archive | ms |", "| --- | --- |",
         "| the tool, many archives in one call | {:.1f} of processor |".format(tool["together"] * 1e3),
         "| the tool, a process for each | {:.1f} of processor |".format(tool["each"] * 1e3),
-        "| a worker with its tool, limits, digest, record and move | {:.1f} of processor, {:.1f} by the clock |".format(
+        "| a worker with its tool, limits, digest, record and move | {:.1f} of processor, {:.1f} of wall time |".format(
             processor * 1e3, clock * 1e3),
         "| the client: its line in the manifest, progress | {:.3f} of processor |".format(client * 1e3),
         "| the scheduler | {:.4f} of processor |".format(scheduler * 1e3), "",
-        "The scheduler's cost is {:.2f} % of an archive's processor time and {:.2f} % of its time by the clock. "
-        "Beside it, it spends {:.1f} % of a core on two workers' signs of life, whether they work or not.".format(
+        "The scheduler's cost is {:.2f} % of an archive's processor time and {:.2f} % of its wall time. "
+        "The heartbeats of two workers, busy or idle, take another {:.1f} % of a core.".format(
             scheduler / processor * 100, scheduler / clock * 100, measured["idle"] * 100), "",
-        "Two workers convert {:.0f} archives a second, one {:.0f}: {:.2f} times as many by the clock, on which the "
-        "load tells; by the processor time of an archive, {:.1f} ms with one and {:.1f} ms with two, {:.2f} "
-        "times.".format(
-            rate(two), rate(one), rate(two) / rate(one), one["workers"] / one["archives"] * 1e3,
-            two["workers"] / two["archives"] * 1e3,
-            2 * (one["workers"] / one["archives"]) / (two["workers"] / two["archives"]))]
+        "Two workers convert {:.0f} archives a second, one {:.0f}: {:.2f} times as many by wall time, {:.2f} times by "
+        "processor time ({:.1f} ms an archive with one, {:.1f} ms with two).".format(
+            rate(two), rate(one), rate(two) / rate(one),
+            2 * (one["workers"] / one["archives"]) / (two["workers"] / two["archives"]),
+            one["workers"] / one["archives"] * 1e3, two["workers"] / two["archives"] * 1e3)]
 
 
 def simulated_table(simulated: Dict[str, Any]) -> List[str]:
@@ -95,7 +94,7 @@ def draw(measured: Dict[str, Any], simulated: Dict[str, Any], picture: Path) -> 
 def main() -> None:
     """Both from the same figures."""
     measured, simulated = (json.loads(Path(name).read_text()) for name in sys.argv[1:3])
-    figures = [*measured_table(measured), "", "What the simulation says, with speed-ups against one worker:", "",
+    figures = [*measured_table(measured), "", "Simulated, with speed-ups against one worker:", "",
                *simulated_table(simulated)]
     write_page(Path(sys.argv[3]), figures)
     draw(measured, simulated, Path(sys.argv[4]))
