@@ -17,22 +17,22 @@ PAGE = PROJECT / "docs" / "error-codes.md"
 INTRODUCTION = """\
 # Error codes at a glance
 
-Every function and the meaning of each of its codes, in the order in which its steps can fail. The comment of the function in
-[`qel_unit.h`](../include/qel_unit.h) or [`qel_archive.h`](../include/qel_archive.h) states the exact conditions and what a
-failed call leaves. `scripts/error_codes.py` makes this page from the headers; a test compares the two, and each code with its
-name in the header.
+Every function and the meaning of each of its codes, in the order in which its steps can fail. The comment of the function
+in [`qel_unit.h`](../include/qel_unit.h) or [`qel_archive.h`](../include/qel_archive.h) states the exact conditions and what
+a failed call leaves. `scripts/error_codes.py` makes this page from the headers; a test compares the two, and each code with
+its name in the header.
 """
 
 NAMES = """\
-The name of a code is the function's in capitals and then the word before the colon: `QEL_UNIT_LOAD_TOO_SHORT`. That of 0 is
-`QEL_OK`. The text after the colon is the code's comment in `qel_status`.
+The name of a code is the function's in capitals and then the word before the colon: `QEL_UNIT_LOAD_TOO_SHORT`. That of 0
+is `QEL_OK`. The text after the colon is the code's comment in `qel_status`.
 """
 
 ARCHIVE_INTRODUCTION = """\
 ## qel_archive
 
-All functions of `qel_archive` share their codes. `qel_archive_message` returns the text of each, and "{unknown}" for any
-other number.
+All functions of `qel_archive` share their codes. `qel_archive_message` returns the text of each, and "{unknown}" for
+any other number.
 
 | code | name | meaning | text |
 | ---: | --- | --- | --- |
