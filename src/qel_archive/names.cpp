@@ -104,7 +104,6 @@ bool is_valid_name(const text &name) {
 }
 
 status order_names(name_table &table, arena &memory) {
-    table.order = nullptr;
     if (table.count <= max_unsorted) return has_duplicate(table) ? QEL_ARCHIVE_DAMAGED : QEL_ARCHIVE_OK;
     return is_ascending(table) ? QEL_ARCHIVE_OK : order_many(table, memory);
 }

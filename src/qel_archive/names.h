@@ -27,7 +27,7 @@ struct name_table {
 /// Whether a name is not empty and holds neither '/' nor a zero byte.
 bool is_valid_name(const text &name);
 
-/// Sets the order of a table's names; DAMAGED where two are equal.
+/// Sets the order of a table's names where they need one; DAMAGED where two are equal.
 status order_names(name_table &table, arena &memory);
 
 /// The number of a name, `none` when it is not there.

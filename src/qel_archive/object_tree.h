@@ -27,7 +27,7 @@ struct object_node {
     object_child *children;
     std::uint32_t properties; // number of its compound
     std::uint32_t source;     // number of the source that it is an instance of, or `none`
-    bool open;                // an ancestor of the object that is being read or listed
+    bool open;                // an ancestor of the object that is being read
 
     std::uint32_t count() const { return headers == nullptr ? 0 : headers->names.count; }
 };

@@ -85,7 +85,6 @@ const char *compound_table::full_name(const compound &root, std::uint32_t number
 }
 
 status compound_reader::read(std::uint64_t reference, std::uint32_t &number) {
-    stack_.clear();
     status outcome = enter(reference, number);
     while (outcome == QEL_ARCHIVE_OK && stack_.size() > 0) {
         frame &top = stack_.top();

@@ -15,8 +15,7 @@ constexpr std::uint64_t too_many = std::numeric_limits<std::uint64_t>::max();
 /// The number among the stored samples: only samples that differ from the one before are stored.
 std::uint64_t stored_number(const property_header &header, std::uint64_t sample) {
     if (header.all_equal || sample < header.first_changed) return 0;
-    if (sample >= header.last_changed) return std::uint64_t{header.last_changed} - header.first_changed + 1;
-    return sample - header.first_changed + 1;
+    return std::min<std::uint64_t>(sample, header.last_changed) - header.first_changed + 1;
 }
 
 /// Calls `visit` for the bytes of an extent, piece by piece.

@@ -27,17 +27,15 @@ struct source_search {
 };
 
 /// Follows a path to its end, where `needed` becomes `none`, or to an instance whose source is not found yet, where
-/// `needed` becomes the number of that source.
+/// `needed` becomes the number of that source. The empty path leads to the top object, which contains the instance.
 status search_on(const object_tree &tree, source_search &search, std::uint32_t &needed) {
     needed = none;
     const text &path = tree.sources[search.source].path;
-    if (path.length == 0) return QEL_ARCHIVE_DAMAGED;
     while (search.at < path.length) {
         const char *const rest = path.bytes + search.at;
         const object_node &parent = tree.nodes[search.node];
         if (*rest != '/' || parent.headers == nullptr) return QEL_ARCHIVE_DAMAGED;
         const std::size_t length = std::strcspn(rest + 1, "/");
-        if (length == 0 && path.length == 1) return QEL_ARCHIVE_OK; // the top object
         const std::uint32_t child = find_name(parent.headers->names, rest + 1, length);
         if (child == none) return QEL_ARCHIVE_DAMAGED;
         std::uint32_t node = parent.children[child].read.node;
@@ -83,12 +81,11 @@ status object_display::show() {
     status outcome = add({"", &top_metadata(context_), 0, none});
     while (outcome == QEL_ARCHIVE_OK && stack_.size() > 0) {
         frame &top_frame = stack_.top();
-        object_node &node = tree_.nodes[tree_.objects[top_frame.object].node];
+        const object_node &node = tree_.nodes[tree_.objects[top_frame.object].node];
         if (top_frame.next < node.count()) {
             const std::uint32_t child = top_frame.next++;
             outcome = show_child(top_frame.object, child);
         } else {
-            node.open = false;
             stack_.pop();
         }
     }
@@ -107,15 +104,12 @@ status object_display::show_child(std::uint32_t parent, std::uint32_t number) {
     return add({name, tree_.sources[source].metadata, tree_.sources[source].node, parent});
 }
 
-/// Adds an object and pushes it: its children are added next. DAMAGED where the object contains itself.
+/// Adds an object and pushes it: its children are added next. An object that contains itself has too many levels.
 status object_display::add(const shown_object &object) {
-    object_node &node = tree_.nodes[object.node];
-    const compound &properties = tree_.compounds[node.properties];
+    const compound &properties = tree_.compounds[tree_.nodes[object.node].properties];
     properties_ += properties.total;
-    if (node.open || stack_.size() == max_levels || tree_.objects.size() == max_objects ||
-        properties_ > max_properties)
+    if (stack_.size() == max_levels || tree_.objects.size() == max_objects || properties_ > max_properties)
         return QEL_ARCHIVE_DAMAGED;
-    node.open = true;
     tree_.mesh_count += is_mesh(*object.metadata) ? 1 : 0;
     tree_.times.include(properties.times);
     const bool kept = stack_.push({tree_.objects.size(), 0}) && tree_.objects.push(object);

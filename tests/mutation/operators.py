@@ -238,7 +238,7 @@ class Generator:
         if callee in NOT_A_STATEMENT | SYMMETRIC or COMMUTATIVE.match(callee) or self.tokens[i].inside < 0:
             return
         close = self.tokens[i].match
-        if callee in ("memcmp", "strncmp") and self.tokens[close + 1].text in ("==", "!="):  # only whether, not which comes first
+        if callee in ("memcmp", "strncmp", "compare") and self.tokens[close + 1].text in ("==", "!="):  # only whether, not which comes first
             return
         top = self.source.top(i + 1, close)
         commas = [j for j in top if self.tokens[j].text == ","]

@@ -56,12 +56,29 @@ TEST(Names, EveryNameIsFoundAndNoOther) {
     }
 }
 
+TEST(Names, EveryNameIsFoundWhereTheFirstByteTellsOneOrAllApart) {
+    for (const std::vector<std::string> &names :
+         {std::vector<std::string>{"i", "h", "g", "f", "e", "d", "c", "b", "a"},
+          std::vector<std::string>{"bz", "az", "by", "bx", "bw", "bv", "bu", "bt", "bs"}}) {
+        const ordered_names ordered(names);
+        for (std::uint32_t i = 0; i < names.size(); ++i)
+            EXPECT_EQ(find_name(ordered.table, names[i].data(), names[i].size()), i) << names[i];
+    }
+}
+
+TEST(Names, TakeNoMemoryForAnOrderThatTheyStandIn) {
+    const ordered_names ordered({"a", "b", "c", "d", "e", "f", "g", "h", "i"});
+    EXPECT_EQ(ordered.status, QEL_ARCHIVE_OK);
+    EXPECT_EQ(ordered.table.order, nullptr);
+}
+
 TEST(Names, ANameThatStandsThereTwiceIsDamage) {
     for (const std::size_t count : {2u, 8u, 9u, 300u}) {
         std::vector<std::string> names = awkward_names(count);
         names.back() = names.front();
         EXPECT_EQ(ordered_names(names).status, QEL_ARCHIVE_DAMAGED) << count;
     }
+    EXPECT_EQ(ordered_names(std::vector<std::string>(300, "n")).status, QEL_ARCHIVE_DAMAGED);
 }
 
 TEST(Names, ANameThatStandsThereTwiceIsDamageInAscendingOrder) {

@@ -51,6 +51,16 @@ TEST(ArchiveProperties, AreFoundByTheirNamesByteForByte) {
         EXPECT_EQ(opened.find("/", name), QEL_NOT_FOUND) << name;
 }
 
+TEST(ArchiveProperties, AreNotFoundInsideAScalar) {
+    archive_builder builder;
+    property_node &top = builder.top.properties;
+    top.scalar<std::uint8_t>("a", 1, {{1}});
+    for (std::size_t i = 0; i < 1000; ++i) // the place of the scalar's group is the number of a compound
+        top.compound("c" + std::to_string(i)).scalar<std::uint8_t>("x", 1, {{1}});
+    ASSERT_LT(builder.build().places.at("/:a").reference, 1000u);
+    EXPECT_EQ(opened_archive(builder).find("/", "a/x"), QEL_NOT_FOUND);
+}
+
 TEST(ArchiveProperties, GiveTheSameNameEveryTime) {
     const opened_archive opened(nested());
     EXPECT_EQ(opened.property("/", 3u).name, opened.property("/", 3u).name);
@@ -98,6 +108,7 @@ TEST(ArchiveProperties, RefuseReferencesToWhereNothingCanStand) {
     };
     for (const std::size_t child : {0u, 1u}) { // a scalar, a compound
         EXPECT_EQ(status_with(child, 0), QEL_ARCHIVE_OK) << "empty";
+        EXPECT_EQ(status_with(child, 1), QEL_ARCHIVE_DAMAGED);
         EXPECT_EQ(status_with(child, data_bit), QEL_ARCHIVE_DAMAGED);
         EXPECT_EQ(status_with(child, data_bit | 16), QEL_ARCHIVE_DAMAGED);
         EXPECT_EQ(status_with(child, 15), QEL_ARCHIVE_DAMAGED);
@@ -111,11 +122,12 @@ TEST(ArchiveProperties, RefuseReferencesToWhereNothingCanStand) {
 }
 
 /// Compounds, each inside the one before.
-archive_builder compound_chain(std::uint32_t count, bool with_scalar) {
+archive_builder compound_chain(std::uint32_t count, bool with_scalar, bool store_empty = false) {
     archive_builder builder;
     property_node *last = &builder.top.properties;
     for (std::uint32_t i = 0; i < count; ++i)
         last = &last->compound("c");
+    last->store_empty = store_empty;
     if (with_scalar) last->scalar<std::uint8_t>("x", 1, {{5}});
     return builder;
 }
@@ -132,6 +144,7 @@ TEST(ArchiveProperties, StandInAThousandLevelsAtMost) {
     EXPECT_EQ(status_of(compound_chain(1000, false)), QEL_ARCHIVE_OK)
         << "the last compound is one level of it";
     EXPECT_EQ(status_of(compound_chain(1001, false)), QEL_ARCHIVE_DAMAGED);
+    EXPECT_EQ(status_of(compound_chain(1000, false, true)), QEL_ARCHIVE_OK) << "a group of no headers";
 }
 
 /// Compounds that share one another: each holds the one below twice, the lowest one an empty compound. The object has

@@ -17,7 +17,8 @@ inline archive_builder rich_scene() {
     mesh.face_indices = {{0, 1, 2}};
     mesh.time_sampling = film;
     mesh.parameters = {normals({{0, 0, 1, 0, 0, 1, 0, 0, 1}}), uvs({{0, 0, 1, 0, 0, 1}}, "fvr", "map")};
-    mesh.parameters.back().indices = {{0, 1, 2}};
+    for (geometry_parameter &each : mesh.parameters)
+        each.indices = {{0, 1, 2}};
     mesh.more_parameters = {uvs({{0, 0, 1, 0, 0, 1}}, "vtx")};
     mesh.more_parameters.back().name = "second";
     add_polymesh(arm, "hand", mesh).inline_metadata = true;

@@ -2,6 +2,7 @@
 // When samples are: uniform, cyclic and acyclic times, and the sample of a time.
 #include "qel_archive/opened_archive.h"
 
+#include <cmath>
 #include <limits>
 
 namespace qel {
@@ -146,6 +147,21 @@ TEST(ArchiveTimes, SpanAllPropertiesWithMoreThanOneSample) {
     EXPECT_EQ(info.start, -3.0);
     EXPECT_EQ(info.end, 8.0);
     EXPECT_EQ(info.time_sampling_count, 4u);
+}
+
+TEST(ArchiveTimes, SpanFromOrToTheFirstOfZerosOfBothSigns) {
+    for (const double zero : {0.0, -0.0}) {
+        const auto span = [](const std::vector<double> &first, const std::vector<double> &second) {
+            archive_builder builder;
+            for (const std::vector<double> &times : {first, second})
+                builder.top.properties.scalar<std::uint8_t>("p" + std::to_string(builder.samplings.size()), 1,
+                                                            {{1}, {2}},
+                                                            builder.add_sampling({acyclic, times}));
+            return opened_archive(builder).info();
+        };
+        EXPECT_EQ(std::signbit(span({zero, 1}, {-zero, 1}).start), std::signbit(zero));
+        EXPECT_EQ(std::signbit(span({-1, zero}, {-1, -zero}).end), std::signbit(zero));
+    }
 }
 
 TEST(ArchiveTimes, SpanTheStaticSamplingToo) {

@@ -140,12 +140,45 @@ TEST(ArchiveInstances, NeedATextThatIsStoredAndEnds) {
     EXPECT_EQ(holds({'/', 'm', 'i', 'l', 'l', 0, 0}), QEL_ARCHIVE_DAMAGED) << "two texts";
     EXPECT_EQ(holds({}), QEL_ARCHIVE_DAMAGED);
     EXPECT_EQ(status_with([](property_node &node) { node.samples.clear(); }), QEL_ARCHIVE_DAMAGED);
+    EXPECT_EQ(status_with([](property_node &node) {
+                  node.edit_header = [](property_header &header) { header.samples = 0; };
+              }),
+              QEL_ARCHIVE_DAMAGED)
+        << "of which the header says nothing";
     EXPECT_EQ(status_with([](property_node &node) { node.instead = 0; }), QEL_ARCHIVE_DAMAGED);
     EXPECT_EQ(status_with([](property_node &node) { node.samples[0].payload = bytes(15, 0); }),
               QEL_ARCHIVE_DAMAGED);
     EXPECT_EQ(status_with([](property_node &node) { node.samples[0].instead = 16; }), QEL_ARCHIVE_DAMAGED);
     EXPECT_EQ(status_with([](property_node &node) { node.samples[0].instead = ~std::uint64_t{0}; }),
               QEL_ARCHIVE_DAMAGED);
+}
+
+TEST(ArchiveInstances, NeedSoundObjectsBelowThemThatStandForNothing) {
+    archive_builder builder = mill();
+    object_node &outer = add_instance(builder.top, "outer", "/mill");
+    sample_data &source =
+        child(add_instance(outer, "inner", "/mill").properties, ".instanceSource").samples.front();
+    const auto status_of_inner = [&](const bytes &values) {
+        source.values = values;
+        return status_of(builder);
+    };
+    EXPECT_EQ(status_of_inner({'x', 0}), QEL_ARCHIVE_OK) << "nobody looks for it";
+    EXPECT_EQ(status_of_inner({0}), QEL_ARCHIVE_OK);
+    EXPECT_EQ(status_of_inner({}), QEL_ARCHIVE_DAMAGED);
+    EXPECT_EQ(status_of_inner({'x'}), QEL_ARCHIVE_DAMAGED);
+    EXPECT_EQ(status_of_inner({'x', 0, 'x'}), QEL_ARCHIVE_DAMAGED);
+    outer.children.clear();
+    outer.add("a").add("b");
+    built_archive looped = builder.build();
+    looped.patch(built_archive::reference_at(looped.places.at("/outer/a").reference, 1),
+                 looped.places.at("/outer/a").reference);
+    EXPECT_EQ(status_of(looped.content), QEL_ARCHIVE_DAMAGED) << "an object inside itself";
+    object_node *last = &outer;
+    for (int level = 3; level <= 1000; ++level)
+        last = &last->add("o");
+    EXPECT_EQ(status_of(builder), QEL_ARCHIVE_OK);
+    last->add("o");
+    EXPECT_EQ(status_of(builder), QEL_ARCHIVE_DAMAGED) << "the level behind the thousandth";
 }
 
 TEST(ArchiveInstances, StandForWhatTheFirstOfTheirSamplesNames) {

@@ -143,14 +143,18 @@ TEST(ArchiveStructure, IsRefusedAtEveryLengthButItsOwn) {
 TEST(ArchiveStructure, RefusesAnObjectThatIsItsOwnCompound) {
     // Its data, read as headers of objects, is too short for any; as headers of properties it holds one.
     archive_builder builder;
-    object_node &odd = builder.top.add("odd");
+    object_node &odd = builder.top.add("a").add("odd");
     odd.edit_headers = [](bytes &headers) {
         property_header header;
         header.set(info_kind, static_cast<std::uint32_t>(property_kind::compound));
         header.name = "x";
         headers = bytes_of_header(header);
     };
-    EXPECT_EQ(status_of(builder), QEL_ARCHIVE_OK);
+    const std::uint64_t place = builder.build().places.at("/a/odd").reference;
+    builder.top.add("other").edit_references = [=](std::vector<std::uint64_t> &references, std::uint64_t) {
+        references[0] = place;
+    };
+    EXPECT_EQ(opened_archive(builder).object("/other").property_count, 1u) << "another object's compound";
     odd.edit_references = [](std::vector<std::uint64_t> &references, std::uint64_t own) {
         references[0] = own;
     };
@@ -163,6 +167,10 @@ TEST(ArchiveStructure, RefusesAnObjectThatIsItsOwnCompound) {
         headers = bytes_of_header(header);
     };
     EXPECT_EQ(status_of(builder), QEL_ARCHIVE_DAMAGED) << "a group inside itself";
+    archive_builder alone;
+    alone.top.edit_headers = odd.edit_headers;
+    alone.top.edit_references = odd.edit_references;
+    EXPECT_EQ(status_of(alone), QEL_ARCHIVE_DAMAGED) << "the top object";
 }
 
 TEST(ArchiveStructure, RefusesAnObjectInsideItsChildren) {
@@ -190,10 +198,11 @@ TEST(ArchiveStructure, TakesSharedGroupsForCopies) {
     EXPECT_EQ(opened.world("/second/leaf")[12], 1.0);
 }
 
-TEST(ArchiveStructure, ReadsHeadersThatManyGroupsShareOnce) {
-    const std::string name(2000, 'n'); // together far more than the file has bytes
+TEST(ArchiveStructure, ReadsHeadersAndSourcesThatManyGroupsShareOnce) {
+    const std::string name(5000, 'n'); // together far more than the file has bytes
     archive_builder builder;
-    builder.top.add("source");
+    builder.top.add(name);
+    builder.top.add(name + "2").add("leaf");
     object_node &first = builder.top.add("first");
     first.properties.compound(name).store_empty = true;
     first.add(name);
@@ -212,13 +221,14 @@ TEST(ArchiveStructure, ReadsHeadersThatManyGroupsShareOnce) {
         };
         next.properties.edit_headers = [](bytes &headers) { headers.clear(); };
         next.edit_headers = [](bytes &headers) { headers.clear(); };
-        add_instance(builder.top, "i" + std::to_string(i), "/source");
+        add_instance(builder.top, "i" + std::to_string(i), "/" + name + (i % 2 == 0 ? "" : "2"));
     }
     const opened_archive opened(builder);
     ASSERT_EQ(opened.status, QEL_ARCHIVE_OK);
     EXPECT_NE(opened.find(("/o49/" + name).c_str()), 0xFFFFFFFF);
     EXPECT_EQ(opened.find("/o49", name.c_str()), 0u);
-    EXPECT_EQ(opened.info().object_count, 2u + 1 + 1 + 50 * 3);
+    EXPECT_EQ(opened.object("/i48").child_count, 0u);
+    EXPECT_EQ(opened.object("/i49").child_count, 1u);
 }
 
 } // namespace
