@@ -53,27 +53,18 @@ class life {
     std::vector<std::string> paths_; // of the files there may be
 };
 
-/// Without a byte to spare behind what may be read of it.
-class exact_text {
-  public:
-    exact_text(const std::string &text, std::size_t size)
-        : text_(exact_copy(std::vector<char>(text.data(), text.data() + size))) {}
-    ~exact_text() { std::free(text_); }
-    exact_text(const exact_text &) = delete;
-    exact_text &operator=(const exact_text &) = delete;
-    operator const char *() const { return text_; }
-
-  private:
-    char *text_;
-};
+/// So many characters without a byte to spare behind them.
+exact<char> exact_text(const std::string &text, std::size_t size) {
+    return exact<char>(std::vector<char>(text.data(), text.data() + size));
+}
 
 /// An id ends at its eighth character or at a zero.
-exact_text exact_id(const std::string &id) {
+exact<char> exact_id(const std::string &id) {
     return exact_text(id, std::min<std::size_t>(8, id.size() + 1));
 }
 
 /// One that is copied: eight characters whatever they are.
-exact_text whole_id(std::string id) {
+exact<char> whole_id(std::string id) {
     id.resize(8);
     return exact_text(id, 8);
 }
@@ -108,28 +99,27 @@ std::string life::any_path() {
 }
 
 void life::spawn() {
-    char *const made = exact_copy(std::vector<char>(9, '#'));
+    const exact<char> made(std::vector<char>(9, '#'));
     char expected[9];
     std::memset(expected, '#', sizeof expected);
     const bool orphan = fuzz_.ConsumeBool();
-    const exact_text parent = whole_id(orphan ? "" : any_id());
+    const exact<char> parent = whole_id(orphan ? "" : any_id());
     const auto type = fuzz_.ConsumeIntegralInRange<std::uint8_t>(0, 5);
     const auto tier = fuzz_.ConsumeIntegralInRange<std::uint8_t>(0, 4);
     const auto tag = fuzz_.ConsumeIntegral<std::uint8_t>();
     const char *const from = orphan ? nullptr : static_cast<const char *>(parent);
     require(qel_agent_spawn(from, type, tier, tag, made) == model_.spawn(from, type, tier, tag, expected));
     require(std::memcmp(made, expected, sizeof expected) == 0);
-    std::free(made);
 }
 
 void life::change() {
     const std::string name = any_id();
-    const exact_text id = exact_id(name);
+    const exact<char> id = exact_id(name);
     switch (fuzz_.ConsumeIntegralInRange(0, 2)) {
     case 0:
         return require(qel_agent_terminate(id) == model_.terminate(id));
     case 1: {
-        const exact_text from = whole_id(name), to = exact_id(any_id());
+        const exact<char> from = whole_id(name), to = exact_id(any_id());
         const auto task = fuzz_.ConsumeIntegral<std::uint16_t>();
         return require(qel_agent_delegate(from, to, task) == model_.delegate(from, to, task));
     }
@@ -147,7 +137,7 @@ void life::look() {
         model_.stats(&expected[0], &expected[1], &expected[2]);
         require(std::memcmp(got, expected, sizeof got) == 0);
         qel_agent agent = {}, plain = {};
-        const exact_text id = exact_id(name);
+        const exact<char> id = exact_id(name);
         require(qel_agent_query(id, &agent) == model_.query(id, &plain));
         require(std::memcmp(&agent, &plain, sizeof agent) == 0);
         return;
@@ -157,12 +147,11 @@ void life::look() {
     if (star < pattern.size()) pattern[star] = '*';
     const std::int32_t max = fuzz_.ConsumeIntegralInRange(-1, 50);
     std::vector<char> expected(9 * 50, '#');
-    char *const ids = exact_copy(std::vector<char>(static_cast<std::size_t>(max < 0 ? 0 : max) * 9, '#'));
-    const exact_text text(pattern, pattern.size() + 1);
+    const exact<char> ids(std::vector<char>(static_cast<std::size_t>(max < 0 ? 0 : max) * 9, '#'));
+    const exact<char> text = exact_text(pattern, pattern.size() + 1);
     const std::uint32_t count = model_.monitor(text, expected.data(), max);
     require(qel_agent_monitor(text, ids, max) == count);
     require(std::memcmp(ids, expected.data(), std::size_t{count} * 9) == 0);
-    std::free(ids);
 }
 
 /// A file that may lie about its contents.

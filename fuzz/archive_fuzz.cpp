@@ -43,7 +43,7 @@ bool check_walk(ogawa_archive &archive, std::FILE *stream, const bytes &content,
     model::node_walk walk{stream, content.size(), capacity, max_depth, {}};
     walk.max_visits = max_visits;
     walk.visit(top, 0);
-    ogawa::extent *const nodes = exact_copy(std::vector<ogawa::extent>(capacity));
+    const exact<ogawa::extent> nodes{std::vector<ogawa::extent>(capacity)};
     ogawa_node_collector collector = {archive.file, content.size(), nodes, 0, capacity, max_depth};
     ogawa_collect_data_nodes(&collector, top, 0);
     if (!walk.gave_up()) {
@@ -51,7 +51,6 @@ bool check_walk(ogawa_archive &archive, std::FILE *stream, const bytes &content,
         for (std::uint32_t i = 0; i < collector.count; ++i)
             require(model::listed_node{nodes[i].at, nodes[i].size} == walk.nodes[i]);
     }
-    std::free(nodes);
     return !walk.gave_up();
 }
 
@@ -163,13 +162,12 @@ void check_info(const ogawa_archive &archive, int size) {
                   "Ogawa Archive\n=============\nPath: %s\nVersion: %d.%d\nObjects: 0\nPolyMeshes: %u\n"
                   "Time Range: 0.000 - 1.000 sec\nFPS: 24.00",
                   archive.path, archive.version[0], archive.version[1], archive.polymesh_count);
-    char *const text = exact_copy(std::vector<char>(static_cast<std::size_t>(size), '#'));
+    const exact<char> text(std::vector<char>(static_cast<std::size_t>(size), '#'));
     ogawa_get_info(&archive, text, size);
     require(size == 0 ||
             (text[std::strlen(text)] == '\0' && std::strncmp(text, whole, std::strlen(text)) == 0));
     require(size == 0 || std::strlen(text) ==
                              std::min<std::size_t>(std::strlen(whole), static_cast<std::size_t>(size) - 1));
-    std::free(text);
 }
 
 int expected_status(const bytes &content) {

@@ -79,37 +79,25 @@ void compare(const memory_file &file) {
 
 void read_with_failing_memory(const memory_file &file, std::uint64_t n, bool all_later) {
     const std::vector<archive_answer> sound = open_and_ask(file.path());
-    std::vector<archive_answer> faulty;
-    {
-        const failing_heap failing = failing_heap::at(n, all_later);
-        faulty = open_and_ask(file.path());
-    }
-    require_alike(faulty, sound, QEL_ARCHIVE_NO_MEMORY);
+    const failing_heap failing = failing_heap::at(n, all_later);
+    require_alike(open_and_ask(file.path()), sound, QEL_ARCHIVE_NO_MEMORY);
 }
 
 void read_with_failing_reads(const memory_file &file, std::uint64_t n, bool all_later) {
     const std::vector<archive_answer> sound = open_and_ask(file.path());
-    std::vector<archive_answer> faulty;
-    {
-        faulty_reads faults;
-        faults.fail_at = n;
-        faults.all_later = all_later;
-        faulty = open_and_ask(file.path());
-    }
-    require_alike(faulty, sound, QEL_ARCHIVE_CANNOT_OPEN);
+    faulty_reads faults;
+    faults.fail_at = n;
+    faults.all_later = all_later;
+    require_alike(open_and_ask(file.path()), sound, QEL_ARCHIVE_CANNOT_OPEN);
 }
 
 /// Reads that give less than was asked for, and interrupted ones, change nothing.
 void read_in_pieces(const memory_file &file, std::size_t max_bytes, std::uint64_t interrupt_each) {
     const std::vector<archive_answer> sound = open_and_ask(file.path());
-    std::vector<archive_answer> pieces;
-    {
-        faulty_reads faults;
-        faults.max_bytes = max_bytes;
-        faults.interrupt_each = interrupt_each;
-        pieces = open_and_ask(file.path());
-    }
-    require(pieces == sound);
+    faulty_reads faults;
+    faults.max_bytes = max_bytes;
+    faults.interrupt_each = interrupt_each;
+    require(open_and_ask(file.path()) == sound);
 }
 
 /// What is beyond the end is damaged, but for normals and UVs: a mesh has fewer of them then.

@@ -105,6 +105,20 @@ T *exact_copy(const std::vector<T> &values) {
     return copy;
 }
 
+/// The same for the time of a scope.
+template <class T>
+class exact {
+  public:
+    explicit exact(const std::vector<T> &values) : array_(exact_copy(values)) {}
+    ~exact() { std::free(array_); }
+    exact(const exact &) = delete;
+    exact &operator=(const exact &) = delete;
+    operator T *() const { return array_; }
+
+  private:
+    T *array_;
+};
+
 /// Whether floats are the same bits. NaNs are alike: which one an operation gives, its operands' order decides, and
 /// a compiler may change that.
 bool same_floats(const void *a, const void *b, std::size_t count);

@@ -116,17 +116,8 @@ void seed_scenes(const std::string &folder, std::mt19937 &random, const qel_alem
 void seed_caches(const std::string &folder, std::mt19937 &random) {
     seed_folder seeds(folder + "mesh_cache");
     plain_mesh torus = make_torus(8, 6, 2.0f, 0.7f);
-    ogawa_polymesh mesh;
-    std::memset(&mesh, 0, sizeof mesh);
-    mesh.positions = torus.positions.data();
-    mesh.vertex_count = torus.vertex_count();
-    mesh.normals = torus.vertex_normals.data();
-    mesh.normal_count = mesh.vertex_count;
-    mesh.normal_scope = OGAWA_SCOPE_VERTEX;
-    mesh.face_counts = torus.face_counts.data();
-    mesh.face_count = torus.face_count();
-    mesh.face_indices = torus.face_indices.data();
-    mesh.face_index_count = static_cast<std::uint32_t>(torus.face_indices.size());
+    ogawa_polymesh mesh = record_of(torus);
+    set_normals(mesh, torus.vertex_normals, OGAWA_SCOPE_VERTEX);
     std::vector<qel_skin_joint> joints(2, qel_skin_joint{});
     std::vector<qel_skin_weight> weights(mesh.vertex_count,
                                          qel_skin_weight{{0, 1, 0, 0}, {0.5f, 0.5f, 0, 0}});

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "mesh_checks.h"
 
+#include "model/bounds_model.h"
 #include "model/manifold_model.h"
 #include "model/mesh_cache_model.h"
 #include "model/skin_model.h"
@@ -29,15 +30,13 @@ void check_neighbors(const ogawa_polymesh &mesh, const model::plain_manifold &ex
         std::uint32_t count;
         const std::uint32_t *indices;
     };
-    face_fields *const fields =
-        exact_copy<face_fields>({{mesh.face_counts, mesh.face_count, mesh.face_indices}});
+    const exact<face_fields> fields({{mesh.face_counts, mesh.face_count, mesh.face_indices}});
     std::uint32_t *neighbors = nullptr;
     std::uint32_t count = 0;
     require(ogawa_get_vertex_neighbors(&mesh.manifold, fields, vertex, &neighbors, &count) == 0);
     const std::vector<std::uint32_t> plain = model::plain_neighbors(expected, mesh.face_indices, vertex);
     require(count == plain.size() && same_numbers(neighbors, plain));
     std::free(neighbors);
-    std::free(fields);
 }
 
 /// The corners about a vertex; the plain search among them takes time in proportion to the square.
@@ -49,14 +48,6 @@ std::uint64_t corners_around(const model::plain_manifold &manifold, std::uint32_
         corners += manifold.face_offsets[face + 1] - manifold.face_offsets[face];
     }
     return corners;
-}
-
-std::uint64_t triangle_count(const ogawa_polymesh &mesh) {
-    if (mesh.face_counts == nullptr) return mesh.face_index_count / 3;
-    std::uint64_t triangles = 0;
-    for (std::uint32_t f = 0; f < mesh.face_count; ++f)
-        triangles += std::max(mesh.face_counts[f], 2u) - 2;
-    return triangles;
 }
 
 /// Summed normals may be NaNs; everything else is copied.
@@ -77,32 +68,7 @@ void check_same_file(const bytes &content, const bytes &expected) {
                        expected.begin() + static_cast<std::ptrdiff_t>(rest)));
 }
 
-/// Where a file's offset leads, without following it.
-const void *place(const qel_mesh &mesh, std::uint32_t offset) {
-    return reinterpret_cast<const void *>(reinterpret_cast<std::uintptr_t>(mesh.view) + offset);
-}
-
-void check_loaded_skin(const qel_skin &skin, const model::loaded_mesh &expected) {
-    require(skin.joint_count == expected.joints.size() && skin.weight_count == expected.weights.size());
-    require(skin.joints != nullptr && skin.weights != nullptr);
-    for (std::size_t i = 0; i < expected.joints.size(); ++i)
-        require(std::memcmp(&skin.joints[i], &expected.joints[i], sizeof(qel_skin_joint)) == 0);
-    for (std::size_t i = 0; i < expected.weights.size(); ++i)
-        require(std::memcmp(&skin.weights[i], &expected.weights[i], sizeof(qel_skin_weight)) == 0);
-    require(std::equal(expected.bind_extra.begin(), expected.bind_extra.end(), skin.bind_extra));
-}
-
-void check_loaded(const qel_mesh &mesh, const bytes &content, const model::loaded_mesh &expected) {
-    require(std::memcmp(&mesh.header, &expected.header, sizeof mesh.header) == 0);
-    require(mesh.file_size == content.size() && mesh.view != nullptr);
-    require(std::memcmp(mesh.view, content.data(), content.size()) == 0);
-    const bool has_normals = (mesh.header.flags & QEL_MESH_HAS_NORMALS) != 0;
-    require(mesh.positions == place(mesh, mesh.header.positions_offset));
-    require(mesh.normals == (has_normals ? place(mesh, mesh.header.normals_offset) : nullptr));
-    require(mesh.indices == place(mesh, mesh.header.indices_offset));
-    require((mesh.skin != nullptr) == expected.has_skin);
-    if (mesh.skin != nullptr) check_loaded_skin(*mesh.skin, expected);
-
+void check_gpu_data(const qel_mesh &mesh) {
     const float *positions = nullptr, *normals = nullptr;
     const std::uint32_t *indices = nullptr;
     std::uint32_t vertices = 0, triangles = 0;
@@ -165,16 +131,7 @@ void check_positions(const ogawa_polymesh &mesh) {
     const std::uint32_t count = mesh.vertex_count;
     if (mesh.positions == nullptr || count == 0) return;
     float expected[6], bounds[6], tokens_bounds[6];
-    for (std::size_t axis = 0; axis < 3; ++axis) {
-        float low = mesh.positions[axis], high = low;
-        for (std::size_t i = 1; i < count; ++i) {
-            const float value = mesh.positions[i * 3 + axis];
-            if (low > value) low = value;
-            if (value > high) high = value;
-        }
-        expected[axis] = low;
-        expected[axis + 3] = high;
-    }
+    model::bounds(mesh.positions, count, expected);
     ogawa_compute_bounds(mesh.positions, count, bounds);
     qel_alembic_compute_bounds(mesh.positions, count, tokens_bounds);
     require(std::memcmp(bounds, expected, sizeof expected) == 0);
@@ -197,20 +154,19 @@ void check_triangulation(const ogawa_polymesh &mesh) {
     const std::uint32_t corners = std::min(mesh.face_index_count, 40u);
     if (mesh.face_indices == nullptr) return;
     const std::vector<std::uint32_t> face(mesh.face_indices, mesh.face_indices + corners);
-    std::uint32_t *const exact = exact_copy(face);
+    const exact<std::uint32_t> corner_array(face);
     std::uint32_t *triangles = nullptr;
     std::uint32_t count = 0;
-    const std::int32_t status = ogawa_triangulate_face(exact, corners, &triangles, &count);
+    const std::int32_t status = ogawa_triangulate_face(corner_array, corners, &triangles, &count);
     require(status == (corners < 3 ? -1 : 0) && count == (corners < 3 ? 0 : corners - 2));
     for (std::size_t t = 0; t < count; ++t)
         require(triangles[t * 3] == face[0] && triangles[t * 3 + 1] == face[t + 1] &&
                 triangles[t * 3 + 2] == face[t + 2]);
     std::free(triangles);
-    std::free(exact);
 }
 
 void check_saving(const ogawa_polymesh &mesh, const qel_skin *skin) {
-    if (triangle_count(mesh) > max_corners || !models_are_quick(mesh)) return;
+    if (model::triangle_count(mesh) > max_corners || !models_are_quick(mesh)) return;
     const memory_file file;
     const model::saved_mesh expected = model::save_mesh(mesh, skin);
     require(qel_mesh_save(&mesh, skin, file.path()) == expected.status);
@@ -238,16 +194,12 @@ void check_skin(const qel_skin &skin, std::uint32_t seed) {
     std::generate(poses.begin(), poses.end(), any);
     std::generate(positions.begin(), positions.end(), any);
     const std::vector<float> expected = model::skin_apply(skin, poses, positions);
-    double *const exact_poses = exact_copy(poses);
-    float *const in = exact_copy(positions);
-    float *const out = exact_copy(positions);
+    const exact<double> exact_poses(poses);
+    const exact<float> in(positions), out(positions);
     qel_skin_apply(&skin, exact_poses, in, out);
     require(same_floats(out, expected.data(), expected.size()));
     qel_skin_apply(&skin, exact_poses, in, in); // in place
     require(same_floats(in, expected.data(), expected.size()));
-    std::free(exact_poses);
-    std::free(in);
-    std::free(out);
 }
 
 void check_cache_file(const bytes &content) {
@@ -257,7 +209,8 @@ void check_cache_file(const bytes &content) {
     std::memset(&mesh, 0xA5, sizeof mesh);
     require(qel_mesh_load(file.path(), &mesh) == expected.status);
     if (expected.status == 0) {
-        check_loaded(mesh, content, expected);
+        require(model::difference(mesh, content, expected) == nullptr);
+        check_gpu_data(mesh);
         if (mesh.skin != nullptr) check_skin(*mesh.skin, 1 + mesh.header.reserved % 1000);
     }
     qel_mesh_free(&mesh);

@@ -164,9 +164,8 @@ void live(FuzzedDataProvider &fuzz) {
     qel_skin skin = make_skin(fuzz);
     if (models_are_quick(mesh)) {
         check_mesh(mesh);
-        const char *const name = exact_copy(std::vector<char>{fuzz.PickValueInArray({'u', 'v', 'x'}), '\0'});
+        const exact<char> name({fuzz.PickValueInArray({'u', 'v', 'x'}), '\0'});
         check_tangents(mesh, name);
-        std::free(const_cast<char *>(name));
         check_saving(mesh, &skin);
         check_skin(skin, fuzz.ConsumeIntegral<std::uint8_t>());
     } else {

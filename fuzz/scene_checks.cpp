@@ -2,6 +2,7 @@
 #include "scene_checks.h"
 
 #include "model/scene_model.h"
+#include "support/units.h"
 
 #include <algorithm>
 
@@ -171,31 +172,26 @@ void check_text(Write write, std::int32_t size) {
     write(whole.data(), 4000);
     const std::size_t length = std::strlen(whole.data());
     require(length > 0 && length < whole.size() - 1);
-    char *const text = exact_copy(std::vector<char>(static_cast<std::size_t>(size), '#'));
+    const exact<char> text(std::vector<char>(static_cast<std::size_t>(size), '#'));
     write(text, size);
     if (size > 0) {
         const std::size_t kept = std::min(length, static_cast<std::size_t>(size) - 1);
         require(std::memcmp(text, whole.data(), kept) == 0 && text[kept] == '\0');
     }
-    std::free(text);
 }
 
-void append_unit_file(bytes &out, std::uint32_t count) {
-    for (const char letter : {'Q', 'E', 'L', '\0'})
-        append(out, letter);
-    append(out, std::uint32_t{1});
-    append(out, count);
-    out.resize(out.size() + 12);
-}
-
-void append_tokens(bytes &out, const qel_alembic_mesh &mesh) {
-    for (std::uint32_t v = 0; v < mesh.vertex_count; ++v) {
-        const qel_alembic_token token = mesh.tokens == nullptr ? qel_alembic_token{} : mesh.tokens[v];
-        append(out, token.morton);
-        append(out, token.hex_id);
-        append(out, token.payload);
-        append(out, token.layer);
-    }
+/// The unit file that meshes are exported to, whose time is 0.
+bytes exported(const qel_alembic_mesh *meshes, std::uint32_t count) {
+    std::vector<qel_token> tokens;
+    for (std::uint32_t m = 0; m < count; ++m)
+        for (std::uint32_t v = 0; v < meshes[m].vertex_count; ++v) {
+            const qel_alembic_token from =
+                meshes[m].tokens == nullptr ? qel_alembic_token{} : meshes[m].tokens[v];
+            tokens.push_back(make_token(from.morton, std::string(from.hex_id, 8), from.payload, from.layer));
+        }
+    bytes file = unit_file(tokens);
+    std::fill_n(file.begin() + 16, 8, std::uint8_t{0});
+    return file;
 }
 
 } // namespace
@@ -250,20 +246,13 @@ void check_export(const qel_alembic_file &scene) {
     const bool has_meshes = scene.meshes != nullptr && scene.mesh_count > 0;
     require(qel_alembic_export_file_qel(&scene, file.path()) == (has_meshes ? 0 : -1));
     if (!has_meshes) return;
-    bytes expected;
-    append_unit_file(expected, static_cast<std::uint32_t>(vertex_count(scene)));
-    for (std::uint32_t m = 0; m < scene.mesh_count; ++m)
-        append_tokens(expected, scene.meshes[m]);
-    require(file.content() == expected);
+    require(file.content() == exported(scene.meshes, scene.mesh_count));
 
     const qel_alembic_mesh &first = scene.meshes[0];
     const bool exportable = first.vertex_count != 0 && first.tokens != nullptr;
     const memory_file mesh_file;
     require(qel_alembic_export_qel(&first, mesh_file.path()) == (exportable ? 0 : -1));
-    expected.clear();
-    if (exportable) append_unit_file(expected, first.vertex_count);
-    if (exportable) append_tokens(expected, first);
-    require(mesh_file.content() == expected);
+    require(mesh_file.content() == (exportable ? exported(&first, 1) : bytes()));
 }
 
 } // namespace qel::fuzz

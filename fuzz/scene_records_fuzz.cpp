@@ -7,8 +7,6 @@
 #include "model/matrix_model.h"
 #include "model/topology_model.h"
 
-#include <memory>
-
 using namespace qel;
 using namespace qel::fuzz;
 
@@ -129,9 +127,9 @@ void check_cells(FuzzedDataProvider &fuzz) {
 qel_alembic_mesh make_mesh(FuzzedDataProvider &fuzz, const mesh_arrays &arrays) {
     qel_alembic_mesh mesh;
     std::memset(&mesh, 0xA5, sizeof mesh);
-    float *const positions = exact_copy(arrays.positions);
-    std::uint32_t *const indices = exact_copy(arrays.indices);
-    char *const name = exact_copy(std::vector<char>{'a', 'b', '\0'});
+    const exact<float> positions(arrays.positions);
+    const exact<std::uint32_t> indices(arrays.indices);
+    const exact<char> name({'a', 'b', '\0'});
     const std::int32_t status =
         qel_alembic_load_raw(positions, arrays.vertices(), indices, arrays.faces(), name, &mesh);
     require(status == (arrays.vertices() == 0 ? -1 : 0) && std::strcmp(mesh.name, "ab") == 0);
@@ -151,9 +149,6 @@ qel_alembic_mesh make_mesh(FuzzedDataProvider &fuzz, const mesh_arrays &arrays) 
             check_processed(mesh, arrays, layer);
         }
     }
-    std::free(positions);
-    std::free(indices);
-    std::free(name);
     return mesh;
 }
 

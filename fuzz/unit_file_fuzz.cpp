@@ -3,6 +3,7 @@
 #include "harness.h"
 
 #include "model/unit_model.h"
+#include "support/units.h"
 
 #include <algorithm>
 #include <array>
@@ -74,13 +75,7 @@ bytes any_file(FuzzedDataProvider &fuzz) {
     const bool lies = fuzz.ConsumeBool();
     const std::size_t cut = fuzz.ConsumeIntegralInRange<std::size_t>(0, 60);
     const tokens list = any_tokens(fuzz);
-    bytes file = {'Q', 'E', 'L', 0};
-    append(file, std::uint32_t{1});
-    append(file, lies ? lie : static_cast<std::uint32_t>(list.size()));
-    append(file, lie);
-    append(file, std::int64_t{0});
-    for (const qel_token &token : list)
-        append(file, token);
+    bytes file = unit_file(lies ? lie : static_cast<std::uint32_t>(list.size()), list, 1, lie);
     if (cut < file.size()) file.resize(file.size() - cut);
     return file;
 }
@@ -131,13 +126,11 @@ void look_up(const qel_unit &unit, const tokens &list, std::uint64_t key, const 
         qel_unit_query_lattice_vertex(&unit, x, y, static_cast<std::uint16_t>(key));
     require(by_vertex == qel_unit_lookup_morton(&unit, key & 0xFFFFFFFFFFFFu));
 
-    const std::vector<char> exact(id, id + 8);
-    char *const text = exact_copy(exact);
+    const exact<char> text(std::vector<char>(id, id + 8));
     const std::uint32_t by_id = newest(
         list, [id](const qel_token &t) { return model::hex_bucket(t.hex_id) == model::hex_bucket(id); },
         [id](const qel_token &t) { return std::memcmp(t.hex_id, id, 8) == 0; });
     require(qel_unit_lookup_hex(&unit, text) == by_id);
-    std::free(text);
 }
 
 void find_nearest(const qel_unit &unit, const tokens &list, std::uint64_t key, std::int32_t k) {
@@ -251,24 +244,10 @@ void load(const bytes &content) {
     release(unit);
 }
 
-std::int32_t create(const tokens &list, qel_unit &unit) {
-    std::vector<std::uint64_t> mortons, payloads;
-    std::vector<char> ids;
-    std::vector<std::uint8_t> layers;
-    for (const qel_token &token : list) {
-        mortons.push_back(std::uint64_t{token.morton}); // out of a packed record, so not by reference
-        payloads.push_back(std::uint64_t{token.payload});
-        ids.insert(ids.end(), token.hex_id, token.hex_id + 8);
-        layers.push_back(token.layer);
-    }
-    const auto count = static_cast<std::uint32_t>(list.size());
-    return qel_unit_create(&unit, count, mortons.data(), ids.data(), payloads.data(), layers.data());
-}
-
 /// Not sorted, unless by chance: the nearest query must still end and return tokens of the unit.
 void create_and_use(const tokens &list) {
     qel_unit unit = {};
-    require(create(list, unit) == (list.empty() ? -1 : 0));
+    require(create(unit, list) == (list.empty() ? -1 : 0));
     if (!list.empty()) {
         require(unit.version == 1 && unit.extra == 0);
         use(unit, list);
@@ -287,7 +266,7 @@ void run_out_of_memory(FuzzedDataProvider &fuzz) {
     std::int32_t status;
     {
         const failing_heap heap = failing_heap::at(n, all_later);
-        status = loads ? qel_unit_load(file.path(), &unit) : create(list, unit);
+        status = loads ? qel_unit_load(file.path(), &unit) : create(unit, list);
     }
     if (status == 0 && loads) {
         use(unit, list);

@@ -26,27 +26,11 @@ std::string standard(double value, int decimals) {
 
 /// Where rounding, length or form is special, and any bits at all.
 std::vector<double> numbers() {
-    std::vector<double> list = {0.0,
-                                0.5,
-                                0.0005,
-                                0.0015,
-                                0.0025,
-                                1.0,
-                                2.675,
-                                0.125,
-                                999.9995,
-                                9.999999999,
-                                123456.789,
-                                1e15,
-                                1e22,
-                                1e23,
-                                limits::max(),
-                                limits::min(),
-                                limits::denorm_min(),
-                                limits::infinity(),
-                                limits::quiet_NaN(),
-                                static_cast<double>(0.1f),
-                                static_cast<double>(3.4028235e38f)};
+    std::vector<double> list = {0.0,   0.5,      0.0005,      0.0015,     0.0025, 1.0,  2.675,
+                                0.125, 999.9995, 9.999999999, 123456.789, 1e15,   1e22, 1e23};
+    list.insert(list.end(),
+                {limits::max(), limits::min(), limits::denorm_min(), limits::infinity(), limits::quiet_NaN(),
+                 static_cast<double>(0.1f), static_cast<double>(3.4028235e38f)});
     std::mt19937_64 random(31);
     for (int i = 0; i < 3000; ++i) {
         const std::uint64_t bits = random();

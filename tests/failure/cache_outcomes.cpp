@@ -36,16 +36,16 @@ void save_skinned(const caller &c) {
     qel_mesh_save(&mesh, &skin, c.path.c_str());
 }
 
-std::int32_t load(caller &c, std::uint64_t failing_allocation = 0) {
+std::int32_t load(caller &c, std::size_t failing_size = 0) {
     c.watch(c.cache);
     c.afterwards = [&c] { qel_mesh_free(&c.cache); };
-    const failing_heap heap = failing_heap::nth(failing_allocation);
+    const failing_heap heap = failing_heap::of_size(failing_size);
     return qel_mesh_load(c.path.c_str(), &c.cache);
 }
 
-std::int32_t load_skinned(caller &c, std::uint64_t failing_allocation) {
+std::int32_t load_skinned(caller &c, std::size_t failing_size = 0) {
     save_skinned(c);
-    return load(c, failing_allocation);
+    return load(c, failing_size);
 }
 
 std::int32_t load_bytes(caller &c, const bytes &file) {
@@ -102,9 +102,10 @@ const std::vector<outcome> cache_outcomes = {
      "header.magic \"QELM\", header.version 2, header.vertex_count 4, header.triangle_count 2, "
      "header.reserved 1, header.positions_offset 64, header.indices_offset 112, positions set, indices set, "
      "view set, file_size 136, rest 0, file of 136"},
-    {"qel_mesh_load", 0, "with a skin", [](caller &c) { return load_skinned(c, 0); },
+    {"qel_mesh_load", 0, "with a skin", [](caller &c) { return load_skinned(c); },
      skinned + ", skin owned, view set, file_size 680, rest 0"},
-    {"qel_mesh_load", 0, "no memory for the skin", [](caller &c) { return load_skinned(c, 1); },
+    {"qel_mesh_load", 0, "no memory for the skin",
+     [](caller &c) { return load_skinned(c, sizeof(qel_skin)); },
      skinned + ", view set, file_size 680, rest 0"},
     {"qel_mesh_load", -1, "no path", [](caller &c) { return qel_mesh_load(nullptr, &c.cache); }, "nothing",
      watching<&caller::cache>},

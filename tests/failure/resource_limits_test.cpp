@@ -182,15 +182,8 @@ TEST_F(MemoryLimit, LeavesAPolymeshWithoutTheArraysThatFindNoRoom) {
 TEST_F(MemoryLimit, EndsAMeshCacheInADocumentedCodeOrWithoutABlock) {
     const std::string path = folder_.file("cache");
     test::plain_mesh torus = test::make_torus(300, 300, 4.0f, 1.0f);
-    ogawa_polymesh mesh = {};
-    mesh.positions = torus.positions.data();
-    mesh.vertex_count = torus.vertex_count();
-    mesh.normals = torus.corner_normals.data();
-    mesh.normal_count = static_cast<std::uint32_t>(torus.corner_normals.size() / 3);
-    mesh.face_counts = torus.face_counts.data();
-    mesh.face_count = torus.face_count();
-    mesh.face_indices = torus.face_indices.data();
-    mesh.face_index_count = static_cast<std::uint32_t>(torus.face_indices.size());
+    ogawa_polymesh mesh = test::record_of(torus);
+    test::set_normals(mesh, torus.corner_normals, 0);
     const std::size_t block = std::size_t{12} * 90'000; // of positions, of normals; twice that of triangles
     const auto save = [&] {
         return qel_mesh_save(&mesh, nullptr, path.c_str()) == 0
@@ -222,14 +215,8 @@ class WriteFailure : public testing::Test {
         unit_.version = 1;
         unit_.count = static_cast<std::uint32_t>(tokens_.size());
         unit_.tokens = tokens_.data();
-        mesh_.positions = torus_.positions.data();
-        mesh_.vertex_count = torus_.vertex_count();
-        mesh_.normals = torus_.corner_normals.data();
+        test::set_normals(mesh_, torus_.corner_normals, 0);
         mesh_.normal_count = 1;
-        mesh_.face_counts = torus_.face_counts.data();
-        mesh_.face_count = torus_.face_count();
-        mesh_.face_indices = torus_.face_indices.data();
-        mesh_.face_index_count = static_cast<std::uint32_t>(torus_.face_indices.size());
     }
     ~WriteFailure() override { std::signal(SIGXFSZ, old_handler_); }
 
@@ -265,7 +252,7 @@ class WriteFailure : public testing::Test {
     test::plain_mesh torus_ = test::make_torus(40, 30, 4.0f, 1.0f);
     test::owned_scene scene_;
     qel_unit unit_ = {};
-    ogawa_polymesh mesh_ = {};
+    ogawa_polymesh mesh_ = test::record_of(torus_);
     temp_folder folder_;
 };
 

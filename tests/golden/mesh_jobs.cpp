@@ -12,15 +12,9 @@
 namespace qel::test {
 namespace {
 
-/// A record over arrays that the test owns.
-ogawa_polymesh record_of(plain_mesh &mesh) {
-    ogawa_polymesh record{};
-    record.positions = mesh.positions.data();
-    record.vertex_count = mesh.vertex_count();
-    record.face_counts = mesh.face_counts.data();
-    record.face_count = mesh.face_count();
-    record.face_indices = mesh.face_indices.data();
-    record.face_index_count = static_cast<std::uint32_t>(mesh.face_indices.size());
+/// A record with the box of its positions.
+ogawa_polymesh boxed(plain_mesh &mesh) {
+    ogawa_polymesh record = record_of(mesh);
     float bounds[6];
     ogawa_compute_bounds(record.positions, record.vertex_count, bounds);
     std::memcpy(record.bounds_min, bounds, sizeof record.bounds_min);
@@ -49,11 +43,11 @@ void add_adjacency(digest &results, ogawa_polymesh &record) {
 
 void adjacency(digest &results) {
     plain_mesh sheet = make_sheet(21, 30, 20), tangle = make_tangle(22, 200, 700);
-    ogawa_polymesh record = record_of(sheet);
+    ogawa_polymesh record = boxed(sheet);
     add_adjacency(results, record);
     record.face_counts = nullptr; // triangles, then
     add_adjacency(results, record);
-    record = record_of(tangle);
+    record = boxed(tangle);
     add_adjacency(results, record);
 }
 
@@ -66,7 +60,7 @@ void add_tangents(digest &results, ogawa_polymesh &record, const char *set) {
 void tangents(digest &results) {
     for (plain_mesh mesh : {make_sheet(23, 30, 20), make_tangle(24, 300, 900)}) {
         noise random(25);
-        ogawa_polymesh record = record_of(mesh);
+        ogawa_polymesh record = boxed(mesh);
         std::vector<float> pairs;
         for (std::size_t i = 0; i < mesh.face_indices.size() * 2; ++i)
             pairs.push_back(random.coordinate(1));
@@ -182,18 +176,16 @@ void add_mapped(digest &results) {
 void caches(digest &results) {
     plain_mesh sheet = make_sheet(27, 40, 30), tangle = make_tangle(28, 300, 900);
     const skin_arrays skin(29, 9, sheet.vertex_count());
-    ogawa_polymesh record = record_of(sheet);
+    ogawa_polymesh record = boxed(sheet);
     const auto save_and_map = [&](const qel_skin *with) {
         results.add(qel_mesh_save(&record, with, "mesh.qelm"));
         results.add_file("mesh.qelm");
         add_mapped(results);
     };
     save_and_map(&skin.skin); // normals summed over the corners
-    record.normals = sheet.vertex_normals.data();
-    record.normal_count = sheet.vertex_count();
-    record.normal_scope = OGAWA_SCOPE_VERTEX;
+    set_normals(record, sheet.vertex_normals, OGAWA_SCOPE_VERTEX);
     save_and_map(nullptr); // normals as they are
-    record = record_of(tangle);
+    record = boxed(tangle);
     results.add(qel_mesh_save(&record, nullptr, "refused.qelm"));
     for (std::uint32_t &index : tangle.face_indices)
         index %= 300;

@@ -33,10 +33,8 @@ inline void add_polymesh(digest &results, const ogawa_polymesh &mesh) {
     results.add_array(mesh.face_counts, mesh.face_count);
     results.add(mesh.face_index_count);
     results.add_array(mesh.face_indices, mesh.face_index_count);
-    results.add_array(mesh.bounds_min, 3);
-    results.add_array(mesh.bounds_max, 3);
-    results.add_array(mesh.self_bounds_min, 3);
-    results.add_array(mesh.self_bounds_max, 3);
+    for (const auto *corner : {mesh.bounds_min, mesh.bounds_max, mesh.self_bounds_min, mesh.self_bounds_max})
+        results.add_array(corner, 3);
     results.add(mesh.reserved_word);
     results.add_array(mesh.transform, 16);
 }

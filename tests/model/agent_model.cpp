@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include "model/agent_model.h"
 
+#include "model/unit_model.h"
+#include "support/temp_folder.h"
+
 #include <cstdio>
 #include <cstring>
 
@@ -22,12 +25,6 @@ struct cursor {
     }
 };
 
-template <class T>
-void write(agent_model::file &file, const T &value) {
-    const auto *bytes = reinterpret_cast<const std::uint8_t *>(&value);
-    file.insert(file.end(), bytes, bytes + sizeof value);
-}
-
 std::string cut(const char *path) {
     return std::string(path).substr(0, 255);
 }
@@ -46,25 +43,15 @@ void set_condition(qel_agent &agent, std::uint8_t state, flag set, std::uint64_t
 
 } // namespace
 
-std::uint32_t id_hash(const char *id) {
-    std::uint32_t h = 5381;
-    for (int i = 0; i < 8; ++i) {
-        if (id[i] == '\0') break;
-        const auto c = static_cast<signed char>(id[i]);
-        h = h * 33 + static_cast<std::uint32_t>(static_cast<std::int32_t>(c));
-    }
-    return h & 0x7FFFFF;
-}
-
 std::optional<std::uint32_t> agent_directory::lookup(const char *id) const {
-    const auto bucket = buckets.find(id_hash(id));
+    const auto bucket = buckets.find(hex_bucket(id));
     if (bucket == buckets.end()) return std::nullopt;
     return nodes[bucket->second].first;
 }
 
 void agent_directory::insert(std::uint32_t slot, const char *id) {
     if (nodes.size() >= 0x800000) return;
-    const std::uint32_t bucket = id_hash(id);
+    const std::uint32_t bucket = hex_bucket(id);
     const auto n = static_cast<std::uint32_t>(nodes.size());
     const auto head = buckets.find(bucket);
     nodes.emplace_back(slot, head == buckets.end() ? 0xFFFFFFFF : head->second);
@@ -108,13 +95,13 @@ std::int32_t agent_model::save(const char *path) {
     if (target.empty()) return -2;
     file out;
     for (const char c : {'Q', 'E', 'A', 'G'})
-        write(out, c);
-    write(out, dir->version);
-    write(out, dir->agent_count);
-    write(out, dir->active_count);
-    write(out, now);
+        test::append(out, c);
+    test::append(out, dir->version);
+    test::append(out, dir->agent_count);
+    test::append(out, dir->active_count);
+    test::append(out, now);
     for (std::uint32_t i = 0; i < dir->agent_count && i < 65536; ++i)
-        write(out, dir->agents[i]);
+        test::append(out, dir->agents[i]);
     files[target] = out;
     dir->dirty = 0;
     dir->saved_at = now;

@@ -55,7 +55,4 @@ class agent_model {
     std::uint32_t monitor(const char *pattern, char *ids_out, std::int32_t max) const;
 };
 
-/// The bucket of an id.
-std::uint32_t id_hash(const char *id);
-
 } // namespace qel::model

@@ -1,22 +1,18 @@
 // SPDX-License-Identifier: MIT
 #include "model/block_scan_model.h"
 
+#include "model/mesh_scan_model.h"
+#include "support/stream_position.h"
+
 #include <cmath>
-#include <cstring>
 #include <limits>
 
 namespace qel::model {
 
 namespace {
 
-std::uint64_t length_of(std::FILE *file) {
-    std::fseek(file, 0, SEEK_END);
-    return static_cast<std::uint64_t>(std::ftell(file));
-}
-
-void go_to(std::FILE *file, std::uint64_t position) {
-    std::fseek(file, static_cast<long>(position), SEEK_SET);
-}
+using test::length_of;
+using test::seek_stream;
 
 bool within(const float *values, int count, float reach) {
     for (int i = 0; i < count; ++i) {
@@ -32,41 +28,11 @@ bool passes(std::FILE *file, std::uint64_t p, std::uint64_t size, scanned_values
     const int tested = uvs ? 4 : 6;
     if (size < least || size > 5000000 || size % multiple != 0) return false;
     float values[6];
-    go_to(file, p + 8);
+    seek_stream(file, p + 8);
     if (std::fread(values, sizeof(float), static_cast<std::size_t>(tested), file) !=
         static_cast<std::size_t>(tested))
         return false;
     return within(values, tested, uvs ? 10.0f : 1.1f);
-}
-
-/// The UV block as the search of the whole file in chunks finds it.
-scanned_block search_uv_block(std::FILE *file) {
-    scanned_block positions{0, 0}, uvs{0, 0};
-    const std::uint64_t length = length_of(file);
-    std::uint64_t root;
-    go_to(file, 8);
-    if (std::fread(&root, 8, 1, file) != 1) return uvs;
-    if (length - 16 <= 16) return uvs;
-    for (std::uint64_t p = 16; p < length - 16;) {
-        unsigned char chunk[4096];
-        go_to(file, p);
-        const std::size_t n = std::fread(chunk, 1, sizeof chunk, file);
-        if (n <= 16) break; // of exactly 16 bytes nothing is searched, and the next step would not advance
-        for (std::size_t k = 0; k + 20 <= n; k += 4) {
-            std::uint64_t size;
-            float f[3];
-            std::memcpy(&size, chunk + k, 8);
-            std::memcpy(f, chunk + k + 8, 12);
-            if (size < 12 || size > 10000000 || size % 4 != 0 || !std::isfinite(f[0])) continue;
-            if (!within(f, 3, 50000.0f) || size < 1001) continue;
-            const std::uint64_t at = p + k + 8;
-            if (size % 12 == 0 && size > positions.size && std::fabs(f[0]) < 10000.0f) positions = {at, size};
-            if (size % 8 == 0 && within(f, 2, 10.0f) && at != positions.at && size > uvs.size)
-                uvs = {at, size};
-        }
-        p += n - 16;
-    }
-    return uvs;
 }
 
 floats_read read_floats(std::FILE *file, const scanned_block &block, std::uint32_t record) {
@@ -75,7 +41,7 @@ floats_read read_floats(std::FILE *file, const scanned_block &block, std::uint32
     result.block_known = true;
     result.count = static_cast<std::uint32_t>(block.size / record);
     std::vector<float> values(std::size_t{result.count} * record / 4);
-    go_to(file, block.at);
+    seek_stream(file, block.at);
     if (std::fread(values.data(), record, result.count, file) != result.count) return result;
     result.status = 0;
     result.values = values;
@@ -90,7 +56,7 @@ std::vector<scanned_block> scan_for_blocks(std::FILE *file, scanned_values kind,
     if (limit <= 16) return blocks;
     for (std::uint64_t p = 16; p < limit && blocks.size() < most; p += 4) {
         std::uint64_t size;
-        go_to(file, p);
+        seek_stream(file, p);
         if (std::fread(&size, 8, 1, file) != 1) break;
         if (passes(file, p, size, kind)) blocks.push_back({p + 8, size});
     }
@@ -109,7 +75,9 @@ floats_read read_normals_plainly(std::FILE *file) {
 }
 
 floats_read read_uvs_plainly(std::FILE *file) {
-    scanned_block block = search_uv_block(file);
+    mesh_locations found = {};
+    find_mesh_data(file, &found);
+    scanned_block block{found.uvs_at, found.uvs_size};
     if (block.size == 0) block = scan_for_longest_block(file, scanned_values::uvs);
     return read_floats(file, block, 8);
 }
@@ -125,9 +93,9 @@ tangents_read read_tangents_plainly(std::FILE *file) {
             result.components = 3;
             result.tangents.resize(std::size_t{result.count} * 3);
             result.bitangents.resize(std::size_t{result.count} * 3);
-            go_to(file, blocks[i].at);
+            seek_stream(file, blocks[i].at);
             (void)!std::fread(result.tangents.data(), 12, result.count, file);
-            go_to(file, blocks[j].at);
+            seek_stream(file, blocks[j].at);
             (void)!std::fread(result.bitangents.data(), 12, result.count, file);
             return result;
         }

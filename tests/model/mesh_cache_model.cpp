@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "model/mesh_cache_model.h"
 
+#include "support/temp_folder.h"
+
 #include <cmath>
 #include <cstring>
 
@@ -8,35 +10,19 @@ namespace qel::model {
 
 namespace {
 
-using file_bytes = std::vector<std::uint8_t>;
-
-template <class T>
-void put(file_bytes &out, const T &value) {
-    std::uint8_t bytes[sizeof(T)];
-    std::memcpy(bytes, &value, sizeof value);
-    out.insert(out.end(), bytes, bytes + sizeof value);
-}
+using test::append;
+using test::bytes;
 
 /// Corners of face f where faces are walked for normals.
 std::uint32_t corners_of(const ogawa_polymesh &mesh, std::uint32_t f) {
     return mesh.face_counts != nullptr ? mesh.face_counts[f] : 3;
 }
 
-std::uint64_t triangle_count(const ogawa_polymesh &mesh) {
-    if (mesh.face_counts == nullptr || mesh.face_count == 0) return mesh.face_index_count / 3;
-    std::uint64_t triangles = 0;
-    for (std::uint32_t f = 0; f < mesh.face_count; ++f) {
-        const std::uint32_t c = mesh.face_counts[f];
-        triangles += c > 2 ? c - 2 : 0;
-    }
-    return triangles;
-}
-
-void put_normals(file_bytes &out, const ogawa_polymesh &mesh) {
+void put_normals(bytes &out, const ogawa_polymesh &mesh) {
     const std::uint32_t V = mesh.vertex_count;
     if (mesh.normal_scope == 3 && mesh.normal_count == V) {
         for (std::size_t i = 0; i < std::size_t{V} * 3; ++i)
-            put(out, mesh.normals[i]);
+            append(out, mesh.normals[i]);
         return;
     }
     std::vector<float> sums(std::size_t{V} * 3, 0.0f);
@@ -63,9 +49,9 @@ void put_normals(file_bytes &out, const ogawa_polymesh &mesh) {
                 z /= length;
             }
         }
-        put(out, x);
-        put(out, y);
-        put(out, z);
+        append(out, x);
+        append(out, y);
+        append(out, z);
     }
 }
 
@@ -85,10 +71,10 @@ std::uint64_t missing_corners(const ogawa_polymesh &mesh) {
     return claimed > held ? claimed - held : 0;
 }
 
-void put_triangles(file_bytes &out, const ogawa_polymesh &mesh, std::uint64_t T) {
+void put_triangles(bytes &out, const ogawa_polymesh &mesh, std::uint64_t T) {
     if (mesh.face_counts == nullptr || mesh.face_count == 0) {
         for (std::uint64_t i = 0; mesh.face_indices != nullptr && i < T * 3; ++i)
-            put(out, mesh.face_indices[i]);
+            append(out, mesh.face_indices[i]);
         return;
     }
     if (T > 0xFFFFFFFFu || missing_corners(mesh) > 16777216) return;
@@ -96,26 +82,26 @@ void put_triangles(file_bytes &out, const ogawa_polymesh &mesh, std::uint64_t T)
     for (std::uint32_t f = 0; f < mesh.face_count; ++f) {
         const std::uint32_t c = mesh.face_counts[f];
         for (std::uint32_t i = 1; c >= 3 && i + 1 < c; ++i) {
-            put(out, corner(mesh, k));
-            put(out, corner(mesh, k + i));
-            put(out, corner(mesh, k + i + 1));
+            append(out, corner(mesh, k));
+            append(out, corner(mesh, k + i));
+            append(out, corner(mesh, k + i + 1));
         }
         k += c;
     }
 }
 
-void put_skin(file_bytes &out, const qel_skin &skin) {
-    put(out, skin.joint_count);
+void put_skin(bytes &out, const qel_skin &skin) {
+    append(out, skin.joint_count);
     for (std::uint32_t j = 0; j < skin.joint_count; ++j)
-        put(out, skin.joints != nullptr ? skin.joints[j] : qel_skin_joint{});
-    put(out, skin.weight_count);
+        append(out, skin.joints != nullptr ? skin.joints[j] : qel_skin_joint{});
+    append(out, skin.weight_count);
     for (std::uint32_t i = 0; i < skin.weight_count; ++i)
-        put(out, skin.weights != nullptr ? skin.weights[i] : qel_skin_weight{});
-    put(out, skin.bind_extra);
+        append(out, skin.weights != nullptr ? skin.weights[i] : qel_skin_weight{});
+    append(out, skin.bind_extra);
 }
 
 /// Bytes of the file from an offset on; false where they are not all there.
-bool get(const file_bytes &file, std::uint64_t offset, void *value, std::uint64_t size) {
+bool get(const bytes &file, std::uint64_t offset, void *value, std::uint64_t size) {
     for (std::uint64_t i = 0; i < size; ++i) {
         if (offset + i >= file.size()) return false;
         static_cast<std::uint8_t *>(value)[i] = file[offset + i];
@@ -123,7 +109,7 @@ bool get(const file_bytes &file, std::uint64_t offset, void *value, std::uint64_
     return true;
 }
 
-bool get_skin(const file_bytes &file, std::uint64_t offset, loaded_mesh &mesh) {
+bool get_skin(const bytes &file, std::uint64_t offset, loaded_mesh &mesh) {
     std::uint32_t count = 0;
     if (!get(file, offset, &count, 4)) return false;
     offset += 4;
@@ -145,6 +131,16 @@ bool get_skin(const file_bytes &file, std::uint64_t offset, loaded_mesh &mesh) {
 
 } // namespace
 
+std::uint64_t triangle_count(const ogawa_polymesh &mesh) {
+    if (mesh.face_counts == nullptr || mesh.face_count == 0) return mesh.face_index_count / 3;
+    std::uint64_t triangles = 0;
+    for (std::uint32_t f = 0; f < mesh.face_count; ++f) {
+        const std::uint32_t c = mesh.face_counts[f];
+        triangles += c > 2 ? c - 2 : 0;
+    }
+    return triangles;
+}
+
 saved_mesh save_mesh(const ogawa_polymesh &mesh, const qel_skin *skin) {
     const std::uint32_t V = mesh.vertex_count;
     if (V == 0) return {-1, {}};
@@ -156,36 +152,36 @@ saved_mesh save_mesh(const ogawa_polymesh &mesh, const qel_skin *skin) {
     const bool skinned = skin != nullptr && skin->joint_count > 0;
     const std::uint64_t T = triangle_count(mesh);
     const std::uint64_t indices_at = 64 + std::uint64_t{V} * 12 * (normals ? 2 : 1);
-    file_bytes out;
+    bytes out;
     for (const char letter : {'Q', 'E', 'L', 'M'})
-        put(out, letter);
-    put(out, std::uint16_t{2});
-    put(out, static_cast<std::uint16_t>((normals ? 1 : 0) + (skinned ? 4 : 0)));
-    put(out, V);
-    put(out, static_cast<std::uint32_t>(T));
-    put(out, skin != nullptr ? skin->joint_count : 0u);
-    put(out, 1u);
-    put(out, mesh.bounds_min);
-    put(out, mesh.bounds_max);
-    put(out, 64u);
-    put(out, normals ? static_cast<std::uint32_t>(64 + std::uint64_t{V} * 12) : 0u);
-    put(out, static_cast<std::uint32_t>(indices_at));
-    put(out, skinned ? static_cast<std::uint32_t>(indices_at + 12 * T) : 0u);
+        append(out, letter);
+    append(out, std::uint16_t{2});
+    append(out, static_cast<std::uint16_t>((normals ? 1 : 0) + (skinned ? 4 : 0)));
+    append(out, V);
+    append(out, static_cast<std::uint32_t>(T));
+    append(out, skin != nullptr ? skin->joint_count : 0u);
+    append(out, 1u);
+    append(out, mesh.bounds_min);
+    append(out, mesh.bounds_max);
+    append(out, 64u);
+    append(out, normals ? static_cast<std::uint32_t>(64 + std::uint64_t{V} * 12) : 0u);
+    append(out, static_cast<std::uint32_t>(indices_at));
+    append(out, skinned ? static_cast<std::uint32_t>(indices_at + 12 * T) : 0u);
     for (std::size_t i = 0; i < std::size_t{V} * 3; ++i)
-        put(out, mesh.positions != nullptr ? mesh.positions[i] : 0.0f);
+        append(out, mesh.positions != nullptr ? mesh.positions[i] : 0.0f);
     if (normals) put_normals(out, mesh);
     put_triangles(out, mesh, T);
     if (skinned) put_skin(out, *skin);
     return {0, out};
 }
 
-loaded_mesh load_mesh(const file_bytes &file) {
+loaded_mesh load_mesh(const bytes &file) {
     loaded_mesh mesh;
     if (file.empty()) {
         mesh.status = -3;
         return mesh;
     }
-    file_bytes padded = file;
+    bytes padded = file;
     padded.resize(64 > file.size() ? 64 : file.size());
     std::memcpy(&mesh.header, padded.data(), 64);
     if (std::memcmp(mesh.header.magic, "QELM", 4) != 0) {
@@ -195,6 +191,30 @@ loaded_mesh load_mesh(const file_bytes &file) {
     }
     if ((mesh.header.flags & 4) != 0) mesh.has_skin = get_skin(file, mesh.header.skin_offset, mesh);
     return mesh;
+}
+
+const char *difference(const qel_mesh &mesh, const bytes &file, const loaded_mesh &expected) {
+    if (std::memcmp(&mesh.header, &expected.header, sizeof mesh.header) != 0) return "header";
+    if (mesh.view == nullptr || mesh.file_size != file.size()) return "mapping";
+    if (std::memcmp(mesh.view, file.data(), file.size()) != 0) return "mapped bytes";
+    const auto place = [&mesh](std::uint32_t offset) { // where it leads, without following it
+        return reinterpret_cast<const void *>(reinterpret_cast<std::uintptr_t>(mesh.view) + offset);
+    };
+    const bool has_normals = (expected.header.flags & 1) != 0;
+    if (mesh.positions != place(expected.header.positions_offset)) return "positions";
+    if (mesh.normals != (has_normals ? place(expected.header.normals_offset) : nullptr)) return "normals";
+    if (mesh.indices != place(expected.header.indices_offset)) return "indices";
+    if ((mesh.skin != nullptr) != expected.has_skin) return "skin";
+    if (mesh.skin == nullptr) return nullptr;
+    const qel_skin &skin = *mesh.skin;
+    const auto same = [](const void *found, const auto &values) {
+        const std::size_t size = values.size() * sizeof values[0];
+        return found != nullptr && (size == 0 || std::memcmp(found, values.data(), size) == 0);
+    };
+    if (skin.joint_count != expected.joints.size() || !same(skin.joints, expected.joints)) return "joints";
+    if (skin.weight_count != expected.weights.size() || !same(skin.weights, expected.weights))
+        return "weights";
+    return same(skin.bind_extra, expected.bind_extra) ? nullptr : "bind extra";
 }
 
 } // namespace qel::model

@@ -9,6 +9,9 @@
 
 namespace qel::model {
 
+/// Triangles of the fans of all faces.
+std::uint64_t triangle_count(const ogawa_polymesh &mesh);
+
 struct saved_mesh {
     std::int32_t status;
     std::vector<std::uint8_t> content; // of the file; empty where none is made
@@ -28,5 +31,9 @@ struct loaded_mesh {
 
 /// What loading finds in a file's bytes, with memory for everything.
 loaded_mesh load_mesh(const std::vector<std::uint8_t> &file);
+
+/// What a loaded mesh has otherwise than that; null where it is nothing.
+const char *difference(const qel_mesh &mesh, const std::vector<std::uint8_t> &file,
+                       const loaded_mesh &expected);
 
 } // namespace qel::model

@@ -11,14 +11,8 @@ namespace qel::model {
 
 namespace {
 
-void seek(std::FILE *stream, std::uint64_t position) {
-    test::seek_stream(stream, position);
-}
-
-std::uint64_t length_of(std::FILE *stream) {
-    test::seek_stream(stream, 0, SEEK_END);
-    return test::position_in(stream);
-}
+using test::length_of;
+using test::seek_stream;
 
 bool in_range(float v) {
     return !std::isnan(v) && !std::isinf(v) && std::fabs(v) <= 10000.0f;
@@ -31,11 +25,11 @@ bool plausible(float v) {
 /// One step of the positions scan; false ends the scan.
 bool try_offset(std::FILE *stream, std::uint64_t o, std::uint64_t &best_at, std::uint32_t &best_count) {
     std::uint64_t size;
-    seek(stream, o);
+    seek_stream(stream, o);
     if (std::fread(&size, 1, 8, stream) != 8) return false;
     if (size < 12012 || size > 9999999) return true;
     float f[18];
-    seek(stream, o + 8);
+    seek_stream(stream, o + 8);
     if (std::fread(f, 4, 18, stream) != 18) return true;
 
     int plausible_of_four = 0;
@@ -114,7 +108,7 @@ int scan_positions(std::FILE *stream, float **positions, std::uint32_t *count) {
         if (!try_offset(stream, o, best_at, best_count)) break;
     if (best_count < 100) return -1;
 
-    seek(stream, best_at);
+    seek_stream(stream, best_at);
     *count = best_count;
     *positions = static_cast<float *>(std::malloc(std::size_t{best_count} * 12));
     if (*positions == nullptr) return -2;
@@ -137,14 +131,14 @@ int scan_positions(std::FILE *stream, float **positions, std::uint32_t *count) {
 void find_mesh_data(std::FILE *stream, mesh_locations *out) {
     const std::uint64_t length = length_of(stream);
     std::uint64_t root;
-    seek(stream, 8);
+    seek_stream(stream, 8);
     if (std::fread(&root, 1, 8, stream) != 8) return;
     *out = {};
     if (length - 16 <= 16) return;
     std::uint64_t p = 16;
     while (p < length - 16) {
         unsigned char chunk[4096];
-        seek(stream, p);
+        seek_stream(stream, p);
         const std::size_t n = std::fread(chunk, 1, sizeof chunk, stream);
         if (n < 16) break;
         if (n > 16) {

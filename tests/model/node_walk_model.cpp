@@ -7,10 +7,6 @@ namespace qel::model {
 
 namespace {
 
-bool seek(std::FILE *stream, std::uint64_t position) {
-    return test::seek_stream(stream, position);
-}
-
 bool read_u64(std::FILE *stream, std::uint64_t &value) {
     return std::fread(&value, 1, 8, stream) == 8;
 }
@@ -23,7 +19,7 @@ void node_walk::visit(std::int64_t reference, std::int32_t depth) {
     if (nodes.size() >= capacity) return;
     const std::uint64_t position = static_cast<std::uint64_t>(reference) & 0x7FFFFFFFFFFFFFFFu;
     if (position == 0 || position >= file_size) return;
-    if (!seek(stream, position)) return;
+    if (!test::seek_stream(stream, position)) return;
 
     if (reference < 0) {
         std::uint64_t size;

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "model/polymesh_model.h"
 
+#include "model/bounds_model.h"
 #include "model/mesh_scan_model.h"
 #include "model/node_walk_model.h"
 #include "support/stream_position.h"
@@ -13,14 +14,8 @@ namespace qel::model {
 
 namespace {
 
-bool seek(std::FILE *stream, std::uint64_t position) {
-    return test::seek_stream(stream, position);
-}
-
-std::uint64_t length_of(std::FILE *stream) {
-    test::seek_stream(stream, 0, SEEK_END);
-    return test::position_in(stream);
-}
+using test::length_of;
+using test::seek_stream;
 
 template <class T>
 bool read_value(std::FILE *stream, T &value) {
@@ -65,7 +60,7 @@ void replace_if_larger(candidate &best, std::uint64_t p, std::uint64_t n) {
 
 void classify(std::FILE *stream, std::uint64_t p, std::uint64_t n, candidates &best) {
     std::uint32_t w[12];
-    seek(stream, p);
+    seek_stream(stream, p);
     if (std::fread(w, 1, 48, stream) < 48) return;
     int wild_count = 0;
     for (int i = 0; i < 4; ++i)
@@ -78,7 +73,7 @@ void classify(std::FILE *stream, std::uint64_t p, std::uint64_t n, candidates &b
         p += 16;
         n -= 16;
     }
-    seek(stream, p);
+    seek_stream(stream, p);
     if (std::fread(w, 1, 48, stream) < 24) return;
 
     bool face_count_test = false, face_index_test = false;
@@ -121,11 +116,11 @@ void classify(std::FILE *stream, std::uint64_t p, std::uint64_t n, candidates &b
 bool walk_and_classify(std::FILE *stream, candidates &best) {
     const std::uint64_t length = length_of(stream);
     std::uint64_t root, count, third;
-    if (!seek(stream, 8) || !read_value(stream, root)) return false;
+    if (!seek_stream(stream, 8) || !read_value(stream, root)) return false;
     root &= 0x7FFFFFFFFFFFFFFFu;
     if (root == 0 || root >= length) return false;
-    if (!seek(stream, root) || !read_value(stream, count) || count < 3) return false;
-    if (!seek(stream, root + 24) || !read_value(stream, third)) return false;
+    if (!seek_stream(stream, root) || !read_value(stream, count) || count < 3) return false;
+    if (!seek_stream(stream, root + 24) || !read_value(stream, third)) return false;
     node_walk walk{stream, length, 500, 20, {}};
     walk.visit(static_cast<std::int64_t>(third), 0);
     for (const listed_node &node : walk.nodes)
@@ -139,7 +134,7 @@ void read_winner(std::FILE *stream, candidate winner, std::uint32_t width, T **a
     *count = static_cast<std::uint32_t>(winner.n / width);
     *array = static_cast<T *>(std::malloc(winner.n));
     if (*array == nullptr) return;
-    if (seek(stream, winner.p) && std::fread(*array, 1, winner.n, stream) == winner.n) return;
+    if (seek_stream(stream, winner.p) && std::fread(*array, 1, winner.n, stream) == winner.n) return;
     std::free(*array);
     *array = nullptr;
     *count = 0;
@@ -147,15 +142,11 @@ void read_winner(std::FILE *stream, candidate winner, std::uint32_t width, T **a
 
 int finish(ogawa_polymesh *mesh) {
     if (mesh->positions != nullptr && mesh->vertex_count > 0) {
+        float box[6];
+        bounds(mesh->positions, mesh->vertex_count, box);
         for (int axis = 0; axis < 3; ++axis) {
-            float low = mesh->positions[axis], high = low;
-            for (std::uint32_t i = 1; i < mesh->vertex_count; ++i) {
-                const float value = mesh->positions[std::size_t{i} * 3 + static_cast<std::size_t>(axis)];
-                if (value < low) low = value;
-                if (value > high) high = value;
-            }
-            mesh->bounds_min[axis] = mesh->self_bounds_min[axis] = low;
-            mesh->bounds_max[axis] = mesh->self_bounds_max[axis] = high;
+            mesh->bounds_min[axis] = mesh->self_bounds_min[axis] = box[axis];
+            mesh->bounds_max[axis] = mesh->self_bounds_max[axis] = box[axis + 3];
         }
     }
     for (int i = 0; i < 16; ++i)
@@ -178,11 +169,11 @@ void read_fallback_normals(std::FILE *stream, ogawa_polymesh *mesh) {
     std::uint32_t best_count = 0;
     for (std::uint64_t s = 16; s != length - 100; ++s) {
         std::uint64_t z;
-        seek(stream, s);
+        seek_stream(stream, s);
         if (!read_value(stream, z)) break;
         if (z < 10001 || z > 1999999 || (z - 16) % 12 != 0) continue;
         float f[6];
-        seek(stream, s + 24);
+        seek_stream(stream, s + 24);
         if (!read_value(stream, f)) break;
         bool good = true;
         for (float v : f)
@@ -195,7 +186,7 @@ void read_fallback_normals(std::FILE *stream, ogawa_polymesh *mesh) {
         }
     }
     if (best_count <= 99) return;
-    seek(stream, best_at);
+    seek_stream(stream, best_at);
     mesh->normal_count = best_count;
     mesh->normals = static_cast<float *>(std::malloc(std::size_t{best_count} * 12));
     if (mesh->normals == nullptr) return;
@@ -215,7 +206,7 @@ void read_fallback_topology(std::FILE *stream, ogawa_polymesh *mesh) {
     std::uint32_t best_run = 0;
     for (std::uint64_t s = 16; s < length - 4; s += 4) {
         std::uint32_t word;
-        seek(stream, s);
+        seek_stream(stream, s);
         if (!read_value(stream, word)) break;
         if (word >= vertices) continue;
         std::uint32_t run = 1;
@@ -227,7 +218,7 @@ void read_fallback_topology(std::FILE *stream, ogawa_polymesh *mesh) {
         }
     }
     if (best_run < 6) return;
-    seek(stream, best_at);
+    seek_stream(stream, best_at);
     mesh->face_index_count = best_run;
     mesh->face_indices = static_cast<std::uint32_t *>(std::calloc(best_run, 4));
     for (std::uint32_t i = 0; i < best_run; ++i) {

@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "model/topology_model.h"
 
-#include <cmath>
+#include "model/matrix_model.h"
+
 #include <cstdio>
 #include <cstring>
 
@@ -17,29 +18,6 @@ std::uint8_t coordinate(float value, float low, float high) {
     if (s > 47.0f) return 47;
     if (s != s) return 0;
     return static_cast<std::uint8_t>(static_cast<int>(s));
-}
-
-std::uint64_t morton(std::uint32_t x, std::uint32_t y, std::uint32_t z) {
-    std::uint64_t code = 0;
-    for (int bit = 0; bit < 6; ++bit) {
-        code |= std::uint64_t{x >> bit & 1} << (3 * bit);
-        code |= std::uint64_t{y >> bit & 1} << (3 * bit + 1);
-        code |= std::uint64_t{z >> bit & 1} << (3 * bit + 2);
-    }
-    return code;
-}
-
-float phi_norm(std::uint8_t x, std::uint8_t y, std::uint8_t z) {
-    const float dx = static_cast<float>(x) - 23.5f;
-    const float dy = static_cast<float>(y) - 23.5f;
-    const float dz = static_cast<float>(z) - 23.5f;
-    float sum = dx * dx;
-    sum = sum + dy * dy;
-    sum = sum + dz * dz;
-    float norm = std::sqrt(sum);
-    norm = norm / 40.703194f;
-    norm = norm * 1.618034f;
-    return norm;
 }
 
 } // namespace
@@ -63,14 +41,14 @@ qel_alembic_vertex process_vertex(const float *position, const float *bounds) {
     v.matrix_x = coordinate(position[0], bounds[0], bounds[3]);
     v.matrix_y = coordinate(position[1], bounds[1], bounds[4]);
     v.matrix_z = coordinate(position[2], bounds[2], bounds[5]);
-    v.phi_norm = phi_norm(v.matrix_x, v.matrix_y, v.matrix_z);
-    v.morton = morton(v.matrix_x, v.matrix_y, v.matrix_z);
+    const qel_matrix_identity cell = identity(v.matrix_x, v.matrix_y, v.matrix_z);
+    v.phi_norm = cell.phi_norm;
+    v.morton = cell.morton;
     float coupling = v.phi_norm / 48.0f;
     coupling = coupling + 1.0f;
     v.em_coupling = coupling * 10.665754f;
-    v.k11_level = static_cast<std::int8_t>((v.matrix_x + v.matrix_y + v.matrix_z) % 23 - 11);
-    const std::int8_t states[4] = {0, 1, -1, 2};
-    v.i_state = states[static_cast<std::uint8_t>(v.k11_level) & 3];
+    v.k11_level = cell.k11_level;
+    v.i_state = static_cast<std::int8_t>(cell.i_state);
     return v;
 }
 

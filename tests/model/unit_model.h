@@ -22,7 +22,7 @@ struct chained_index {
 };
 
 std::uint32_t morton_bucket(std::uint64_t morton);
-std::uint32_t hex_bucket(const char *hex_id);
+std::uint32_t hex_bucket(const char *hex_id); // of an agent's id, too
 chained_index morton_index(const std::vector<qel_token> &tokens);
 chained_index hex_index(const std::vector<qel_token> &tokens);
 

@@ -2,6 +2,7 @@
 #include "support/mesh_maker.h"
 
 #include <cmath>
+#include <cstring>
 
 namespace qel::test {
 
@@ -85,6 +86,24 @@ plain_mesh make_random_mesh(std::mt19937 &random, std::uint32_t vertices, std::u
             mesh.face_indices.push_back(vertex(random));
     }
     return mesh;
+}
+
+ogawa_polymesh record_of(plain_mesh &mesh) {
+    ogawa_polymesh record;
+    std::memset(&record, 0, sizeof record);
+    record.positions = mesh.positions.data();
+    record.vertex_count = mesh.vertex_count();
+    record.face_counts = mesh.face_counts.data();
+    record.face_count = mesh.face_count();
+    record.face_indices = mesh.face_indices.data();
+    record.face_index_count = static_cast<std::uint32_t>(mesh.face_indices.size());
+    return record;
+}
+
+void set_normals(ogawa_polymesh &record, std::vector<float> &normals, std::uint32_t scope) {
+    record.normals = normals.data();
+    record.normal_count = static_cast<std::uint32_t>(normals.size() / 3);
+    record.normal_scope = scope;
 }
 
 } // namespace qel::test

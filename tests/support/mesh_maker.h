@@ -2,6 +2,8 @@
 // Meshes to test with.
 #pragma once
 
+#include "qel_unit.h"
+
 #include <cstdint>
 #include <random>
 #include <vector>
@@ -34,5 +36,11 @@ plain_mesh make_grid(std::uint32_t columns, std::uint32_t rows, bool triangles);
 /// repeat within a face, and some faces hold the same vertices as others.
 plain_mesh make_random_mesh(std::mt19937 &random, std::uint32_t vertices, std::uint32_t faces, float reach,
                             std::uint32_t smallest, std::uint32_t largest);
+
+/// A record that borrows the positions and faces of a mesh.
+ogawa_polymesh record_of(plain_mesh &mesh);
+
+/// Lends normals to a record.
+void set_normals(ogawa_polymesh &record, std::vector<float> &normals, std::uint32_t scope);
 
 } // namespace qel::test

@@ -58,7 +58,11 @@ class chance {
     std::uint32_t below(std::uint64_t bound) { return static_cast<std::uint32_t>(word() % bound); }
     bool one_in(std::uint64_t n) { return word() % n == 0; }
     /// A value that fits a float, mostly small.
-    double number();
+    double number() {
+        static const std::vector<double> special = {0.0, -0.0, 1.0, -1.0, 0.5, 1e-30, 1e30};
+        if (one_in(5)) return of(special);
+        return (static_cast<double>(below(2000001)) - 1000000) / 10000;
+    }
     template <class T>
     const T &of(const std::vector<T> &list) {
         return list[below(list.size())];

@@ -23,17 +23,8 @@ void collect(object_node &object, std::vector<object_node *> &objects,
 
 /// Numbers at the limits of what is stored, and around what stands there.
 std::uint64_t other_number(chance &random, std::uint64_t now) {
-    static const std::vector<std::uint64_t> special = {0,
-                                                       1,
-                                                       2,
-                                                       0x7F,
-                                                       0xFF,
-                                                       0x100,
-                                                       0xFFFF,
-                                                       0x7FFFFFFF,
-                                                       0xFFFFFFFF,
-                                                       ~std::uint64_t{0},
-                                                       std::uint64_t{1} << 63};
+    static const std::vector<std::uint64_t> special = {
+        0, 1, 2, 0x7F, 0xFF, 0x100, 0xFFFF, 0x7FFFFFFF, 0xFFFFFFFF, UINT64_MAX, archive_writer::data_bit};
     if (random.one_in(3)) return now + random.below(7) - 3;
     return random.of(special);
 }

@@ -23,4 +23,10 @@ inline std::uint64_t position_in(std::FILE *stream) {
 }
 #endif
 
+/// Leaves the stream at its end.
+inline std::uint64_t length_of(std::FILE *stream) {
+    seek_stream(stream, 0, SEEK_END);
+    return position_in(stream);
+}
+
 } // namespace qel::test
