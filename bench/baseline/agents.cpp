@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "baseline/agents.h"
 
+#include "baseline/unit.h"
+
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -10,13 +12,6 @@ namespace qel::baseline {
 namespace {
 
 constexpr std::uint32_t none = 0xFFFFFFFF;
-
-std::uint32_t bucket_of_id(const char *id) {
-    std::uint32_t hash = 5381;
-    for (int i = 0; i < 8 && id[i] != 0; ++i)
-        hash = hash * 33 + static_cast<std::uint32_t>(static_cast<signed char>(id[i]));
-    return hash & 0x7FFFFF;
-}
 
 void format_id(char *id, unsigned third, unsigned fourth) {
     std::snprintf(id, 9, "%02X%02X%02X%02X", 0x2Au, 0x9Eu, third & 0xFFu, fourth & 0xFFu);
@@ -31,10 +26,7 @@ qel_agent_dir *agent_init() {
     dir->version = 1;
     dir->next_id_counter = 4096;
     dir->agents = static_cast<qel_agent *>(std::calloc(QEL_AGENT_CAPACITY, sizeof(qel_agent)));
-    dir->index = static_cast<qel_hash_index *>(std::calloc(1, sizeof(qel_hash_index)));
-    dir->index->nodes = static_cast<qel_hash_node *>(std::malloc(QEL_AGENT_CAPACITY * sizeof(qel_hash_node)));
-    dir->index->buckets = static_cast<std::uint32_t *>(std::malloc(QEL_HASH_BUCKETS * sizeof(std::uint32_t)));
-    std::memset(dir->index->buckets, 0xFF, QEL_HASH_BUCKETS * sizeof(std::uint32_t));
+    dir->index = new_index(QEL_AGENT_CAPACITY);
     return dir;
 }
 
@@ -70,10 +62,7 @@ std::int32_t agent_spawn(qel_agent_dir *dir, const char *parent, std::uint8_t ty
     agent.tag = tag;
     agent.tier = tier;
     agent.task = 0;
-    qel_hash_index &index = *dir->index;
-    std::uint32_t &head = index.buckets[bucket_of_id(id)];
-    index.nodes[index.node_count] = {dir->agent_count, head};
-    head = index.node_count++;
+    insert(dir->index, dir->agent_count, bucket_of_id(id));
     ++dir->agent_count;
     ++dir->active_count;
     dir->dirty = 1;

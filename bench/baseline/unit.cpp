@@ -13,11 +13,13 @@ namespace {
 
 constexpr std::uint32_t none = 0xFFFFFFFF;
 
-std::uint32_t bucket_of(std::uint64_t morton) {
+std::uint32_t bucket_of_key(std::uint64_t morton) {
     return static_cast<std::uint32_t>((morton >> 32) ^ morton) & 0x7FFFFF;
 }
 
-std::uint32_t bucket_of(const char *hex_id) {
+} // namespace
+
+std::uint32_t bucket_of_id(const char *hex_id) {
     std::uint32_t hash = 5381;
     for (int i = 0; i < 8 && hex_id[i] != 0; ++i)
         hash = hash * 33 + static_cast<std::uint32_t>(static_cast<signed char>(hex_id[i]));
@@ -48,14 +50,16 @@ void insert(qel_hash_index *index, std::uint32_t token, std::uint32_t bucket) {
     index->node_count = n + 1;
 }
 
+namespace {
+
 /// The indexes and the order of a unit that has its tokens; false when there is no memory for an index.
 bool build_indexes(qel_unit *unit) {
     unit->morton_index = new_index(unit->count);
     unit->hex_index = new_index(unit->count);
     if (unit->morton_index == nullptr || unit->hex_index == nullptr) return false;
     for (std::uint32_t i = 0; i < unit->count; ++i) {
-        const std::uint32_t hex_bucket = bucket_of(unit->tokens[i].hex_id);
-        insert(unit->morton_index, i, bucket_of(+unit->tokens[i].morton));
+        const std::uint32_t hex_bucket = bucket_of_id(unit->tokens[i].hex_id);
+        insert(unit->morton_index, i, bucket_of_key(+unit->tokens[i].morton));
         insert(unit->hex_index, i, hex_bucket);
     }
     return true;
@@ -128,7 +132,7 @@ std::int32_t load(const char *path, qel_unit *unit) {
 
 std::uint32_t lookup_morton(const qel_unit *unit, std::uint64_t morton) {
     const qel_hash_index *const index = unit->morton_index;
-    const std::uint32_t node = index->buckets[bucket_of(morton)];
+    const std::uint32_t node = index->buckets[bucket_of_key(morton)];
     if (node == none) return none;
     const std::uint32_t token = index->nodes[node].token;
     return unit->tokens[token].morton == morton ? token : none;
@@ -136,7 +140,7 @@ std::uint32_t lookup_morton(const qel_unit *unit, std::uint64_t morton) {
 
 std::uint32_t lookup_hex(const qel_unit *unit, const char *hex_id) {
     const qel_hash_index *const index = unit->hex_index;
-    const std::uint32_t node = index->buckets[bucket_of(hex_id)];
+    const std::uint32_t node = index->buckets[bucket_of_id(hex_id)];
     if (node == none) return none;
     const std::uint32_t token = index->nodes[node].token;
     return std::memcmp(unit->tokens[token].hex_id, hex_id, 8) == 0 ? token : none;

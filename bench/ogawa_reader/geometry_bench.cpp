@@ -36,9 +36,7 @@ bool manifold_same(mesh_input &input) {
 }
 
 void manifold(benchmark::State &state, mesh_input &input) {
-    if (!agree_with_model(
-            state, [&] { return manifold_same(input); }, "the plain manifold differs"))
-        return;
+    if (!agree_with_model(state, "the plain manifold differs", [&] { return manifold_same(input); })) return;
     ogawa_polymesh ours = input.mesh, plain = input.mesh;
     side_by_side(state, {[&] { ogawa_build_manifold(&ours); }, [&] { ogawa_free_manifold(&ours.manifold); }})
         .model({[&] { baseline::build_manifold(&plain); }, [&] { ogawa_free_manifold(&plain.manifold); }},
@@ -48,8 +46,7 @@ void manifold(benchmark::State &state, mesh_input &input) {
                    stream_read(input.torus.face_indices);
                    const std::size_t faces = input.torus.face_counts.size();
                    huge_memory((input.torus.face_indices.size() + faces + ours.vertex_count) * 4).fill();
-               }},
-               side_by_side::no_target)
+               }})
         .measure();
 }
 
@@ -105,13 +102,11 @@ void neighbors(benchmark::State &state, mesh_input &input) {
         return array_of_sums(mesh.manifold, vertex, count);
     };
     const auto same = [&] { return list_all(mesh, ours) == list_all(mesh, plain); };
-    if (agree_with_model(state, same, "the plain neighbours differ"))
+    if (agree_with_model(state, "the plain neighbours differ", same))
         side_by_side(state, {[&] { keep(list_all(mesh, ours)); }})
             .model({[&] { keep(list_all(mesh, plain)); }}, 1.5)
-            .limit("an array from the heap for each vertex", {[&] { keep(list_all(mesh, array_of_eight)); }},
-                   side_by_side::no_target)
-            .limit("both arrays and a sum over the corners", {[&] { keep(list_all(mesh, sums)); }},
-                   side_by_side::no_target)
+            .limit("an array from the heap for each vertex", {[&] { keep(list_all(mesh, array_of_eight)); }})
+            .limit("both arrays and a sum over the corners", {[&] { keep(list_all(mesh, sums)); }})
             .measure();
     ogawa_free_manifold(&mesh.manifold);
 }
@@ -128,9 +123,7 @@ bool tangents_same(ogawa_polymesh &mesh) {
 
 void tangents(benchmark::State &state, mesh_input &input) {
     ogawa_polymesh &mesh = input.mesh;
-    if (!agree_with_model(
-            state, [&] { return tangents_same(mesh); }, "the plain tangents differ"))
-        return;
+    if (!agree_with_model(state, "the plain tangents differ", [&] { return tangents_same(mesh); })) return;
     model::plain_tangent_frame plain;
     side_by_side(state, {[&] { ogawa_compute_tangent_frame(&mesh, nullptr); },
                          [&] { ogawa_free_tangent_frame(&mesh.tangent_frame); }})
@@ -144,8 +137,7 @@ void tangents(benchmark::State &state, mesh_input &input) {
                    stream_read(input.torus.face_indices);
                    stream_read(input.torus.corner_normals);
                    stream_fill(std::size_t{mesh.vertex_count} * 6 * sizeof(float));
-               }},
-               side_by_side::no_target)
+               }})
         .measure();
 }
 

@@ -41,39 +41,22 @@ void save(benchmark::State &state, const ogawa_polymesh &mesh, double fwrite_tar
         baseline::save_mesh(mesh, plain.c_str());
         return content == test::read_file(plain);
     };
-    if (!agree_with_model(state, same, "the plain file differs")) return;
-    const auto writing = [](const std::string &file, std::function<void()> run) {
-        return contender{std::move(run), {}, [&file] { std::remove(file.c_str()); }};
-    };
+    if (!agree_with_model(state, "the plain file differs", same)) return;
     side_by_side rounds(state, writing(path, [&] { qel_mesh_save(&mesh, nullptr, path.c_str()); }));
     rounds.model(writing(plain, [&] { baseline::save_mesh(mesh, plain.c_str()); }), 1.2)
         .limit("fwrite", writing(raw, [&] { write_whole(raw, content.data(), content.size()); }),
                fwrite_target);
     if (mesh.normal_scope == OGAWA_SCOPE_FACE_VARYING)
-        rounds.limit("fwrite, and sums of the corners' normals",
-                     writing(raw,
-                             [&] {
-                                 sum_corner_normals(mesh);
-                                 write_whole(raw, content.data(), content.size());
-                             }),
-                     side_by_side::no_target);
+        rounds.limit("fwrite, and sums of the corners' normals", writing(raw, [&] {
+                         sum_corner_normals(mesh);
+                         write_whole(raw, content.data(), content.size());
+                     }));
     rounds.measure();
 }
 
-void save_vertex_normals(benchmark::State &state) {
-    mesh_input input(sized(1000, 20));
-    input.take_vertex_normals();
-    save(state, input.mesh, 1.3);
-}
-
-void save_corner_normals(benchmark::State &state) {
-    const mesh_input input(sized(1000, 20));
-    save(state, input.mesh, 1.6);
-}
-
-void save_grown(benchmark::State &state, std::size_t vertices) {
-    mesh_input input(side_of(vertices));
-    input.take_vertex_normals();
+void save_vertex_normals(benchmark::State &state, std::size_t side) {
+    mesh_input input(side);
+    test::set_normals(input.mesh, input.torus.vertex_normals, OGAWA_SCOPE_VERTEX);
     report_size(state, input.mesh.vertex_count);
     save(state, input.mesh, 1.3);
 }
@@ -92,35 +75,31 @@ unsigned char map_once(const char *path) {
     return read;
 }
 
-void load(benchmark::State &state, const mesh_input &input) {
+void load(benchmark::State &state, std::size_t side) {
+    const mesh_input input(side);
+    report_size(state, input.mesh.vertex_count);
     const test::temp_folder folder;
     const std::string path = folder.file("mesh.qelm");
     qel_mesh_save(&input.mesh, nullptr, path.c_str());
     qel_mesh mesh = {};
     side_by_side(state, {[&] { qel_mesh_load(path.c_str(), &mesh); }, [&] { qel_mesh_free(&mesh); }})
-        .limit("open, map and unmap of the file", {[&] { keep(map_once(path.c_str())); }},
-               side_by_side::no_target)
+        .limit("open, map and unmap of the file", {[&] { keep(map_once(path.c_str())); }})
         .within(0.2)
         .measure();
-}
-
-void load_million(benchmark::State &state) {
-    load(state, mesh_input(sized(1000, 20)));
-}
-void load_grown(benchmark::State &state, std::size_t vertices) {
-    const mesh_input input(side_of(vertices));
-    report_size(state, input.mesh.vertex_count);
-    load(state, input);
 }
 
 } // namespace
 
 void add_mesh_cache_rows() {
-    row("mesh cache save, normals per vertex", "1 M vertices", save_vertex_normals);
-    row("mesh cache save, normals per corner", "1 M vertices", save_corner_normals);
-    row("mesh cache load", "1 M vertices", load_million);
-    growth("mesh cache save, normals per vertex", "vertex", 20'000'000, save_grown);
-    growth("mesh cache load", "vertex", 20'000'000, load_grown);
+    row("mesh cache save, normals per vertex", "1 M vertices",
+        [](auto &state) { save_vertex_normals(state, sized(1000, 20)); });
+    row("mesh cache save, normals per corner", "1 M vertices",
+        [](auto &state) { save(state, mesh_input(sized(1000, 20)).mesh, 1.6); });
+    row("mesh cache load", "1 M vertices", [](auto &state) { load(state, sized(1000, 20)); });
+    growth("mesh cache save, normals per vertex", "vertex", 20'000'000,
+           [](auto &state, std::size_t vertices) { save_vertex_normals(state, side_of(vertices)); });
+    growth("mesh cache load", "vertex", 20'000'000,
+           [](auto &state, std::size_t vertices) { load(state, side_of(vertices)); });
 }
 
 } // namespace qel::bench

@@ -8,7 +8,6 @@
 
 #include <cmath>
 #include <cstdint>
-#include <cstdlib>
 #include <cstring>
 
 namespace qel::bench {
@@ -19,15 +18,7 @@ struct mesh_input {
     explicit mesh_input(std::size_t side)
         : torus(test::make_torus(static_cast<std::uint32_t>(side), static_cast<std::uint32_t>(side), 3.0f,
                                  1.0f)) {
-        mesh.positions = torus.positions.data();
-        mesh.vertex_count = torus.vertex_count();
-        mesh.normals = torus.corner_normals.data();
-        mesh.normal_count = static_cast<std::uint32_t>(torus.corner_normals.size() / 3);
-        mesh.normal_scope = OGAWA_SCOPE_FACE_VARYING;
-        mesh.face_counts = torus.face_counts.data();
-        mesh.face_count = torus.face_count();
-        mesh.face_indices = torus.face_indices.data();
-        mesh.face_index_count = static_cast<std::uint32_t>(torus.face_indices.size());
+        test::set_normals(mesh, torus.corner_normals, OGAWA_SCOPE_FACE_VARYING);
         std::strcpy(uvs.name, "uv");
         uvs.values = torus.vertex_uvs.data();
         uvs.value_count = mesh.vertex_count;
@@ -43,16 +34,9 @@ struct mesh_input {
     mesh_input(const mesh_input &) = delete;
     mesh_input &operator=(const mesh_input &) = delete;
 
-    /// The same with normals per vertex.
-    void take_vertex_normals() {
-        mesh.normals = torus.vertex_normals.data();
-        mesh.normal_count = mesh.vertex_count;
-        mesh.normal_scope = OGAWA_SCOPE_VERTEX;
-    }
-
     test::plain_mesh torus;
     ogawa_uv_set uvs = {};
-    ogawa_polymesh mesh = {};
+    ogawa_polymesh mesh = test::record_of(torus);
     float box[6] = {};
 };
 

@@ -30,7 +30,7 @@ void walk(benchmark::State &state, std::size_t bytes) {
     const open_archive archive(archive_of_arrays(bytes, winners));
     report_size(state, winners[0].size / 12);
     const auto same = [&] { return whole_and_same(archive.archive, winners); };
-    if (!agree_with_model(state, same, "the plain mesh differs")) return;
+    if (!agree_with_model(state, "the plain mesh differs", same)) return;
     ogawa_polymesh ours = {}, plain = {};
     std::vector<heap_block> arrays;
     side_by_side(state, {[&] { ogawa_read_polymesh(&archive.archive, nullptr, 0, &ours); },
@@ -48,19 +48,14 @@ void walk(benchmark::State &state, std::size_t bytes) {
         .measure();
 }
 
-void walk_64_mebibytes(benchmark::State &state) {
-    walk(state, sized(std::size_t{64} << 20, std::size_t{128} << 10));
-}
-/// The archive's six large arrays take 12 bytes a vertex each. None may be larger than 10 MB.
-void walk_grown(benchmark::State &state, std::size_t vertices) {
-    walk(state, vertices * 72);
-}
-
 } // namespace
 
 void add_polymesh_rows() {
-    row("polymesh by node walk", "64 MiB of arrays", walk_64_mebibytes);
-    growth("polymesh by node walk", "vertex", 830'000, walk_grown);
+    row("polymesh by node walk", "64 MiB of arrays",
+        [](auto &state) { walk(state, sized(std::size_t{64} << 20, std::size_t{128} << 10)); });
+    // The archive's six large arrays take 12 bytes a vertex each. None may be larger than 10 MB.
+    growth("polymesh by node walk", "vertex", 830'000,
+           [](auto &state, std::size_t vertices) { walk(state, vertices * 72); });
 }
 
 } // namespace qel::bench

@@ -12,7 +12,6 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <cstring>
 
 namespace qel::bench {
 
@@ -28,22 +27,19 @@ std::size_t small_size() {
     return sized(mebibyte, mebibyte / 16);
 }
 
+/// Keeps what was read where somebody asks for it.
+void keep_floats(std::vector<float> *kept, const float *values, std::size_t count) {
+    if (kept != nullptr && values != nullptr) kept->insert(kept->end(), values, values + count);
+}
+
 /// What is read, and how: by the library, and plainly.
 struct normals_reader {
-    static std::vector<float> read(const ogawa_archive &archive) {
-        float *normals = nullptr;
-        std::uint32_t *indices = nullptr;
-        std::uint32_t count = 0, scope = 0;
-        if (ogawa_read_normals(&archive, nullptr, 0, &normals, &indices, &count, &scope) != 0) return {};
-        std::vector<float> values(normals, normals + std::size_t{count} * 3);
-        std::free(normals);
-        return values;
-    }
-    static void run(const ogawa_archive &archive) {
+    static void read(const ogawa_archive &archive, std::vector<float> *kept = nullptr) {
         float *normals = nullptr;
         std::uint32_t *indices = nullptr;
         std::uint32_t count = 0, scope = 0;
         ogawa_read_normals(&archive, nullptr, 0, &normals, &indices, &count, &scope);
+        keep_floats(kept, normals, std::size_t{count} * 3);
         std::free(normals);
     }
     static std::vector<float> read_plainly(std::FILE *file) {
@@ -52,33 +48,21 @@ struct normals_reader {
 };
 
 struct uvs_reader {
-    static std::vector<float> read(const ogawa_archive &archive) {
-        ogawa_uv_set set = {};
-        if (ogawa_read_uvs(&archive, nullptr, 0, 0, &set) != 0) return {};
-        std::vector<float> values(set.values, set.values + std::size_t{set.value_count} * 2);
-        ogawa_free_uv_set(&set);
-        return values;
-    }
-    static void run(const ogawa_archive &archive) {
+    static void read(const ogawa_archive &archive, std::vector<float> *kept = nullptr) {
         ogawa_uv_set set = {};
         ogawa_read_uvs(&archive, nullptr, 0, 0, &set);
+        keep_floats(kept, set.values, std::size_t{set.value_count} * 2);
         ogawa_free_uv_set(&set);
     }
     static std::vector<float> read_plainly(std::FILE *file) { return model::read_uvs_plainly(file).values; }
 };
 
 struct tangents_reader {
-    static std::vector<float> read(const ogawa_archive &archive) {
+    static void read(const ogawa_archive &archive, std::vector<float> *kept = nullptr) {
         ogawa_tangent_frame frame = {};
-        if (ogawa_read_tangent_frame(&archive, nullptr, 0, &frame) != 0) return {};
-        std::vector<float> values(frame.tangents, frame.tangents + std::size_t{frame.count} * 3);
-        values.insert(values.end(), frame.bitangents, frame.bitangents + std::size_t{frame.count} * 3);
-        ogawa_free_tangent_frame(&frame);
-        return values;
-    }
-    static void run(const ogawa_archive &archive) {
-        ogawa_tangent_frame frame = {};
-        ogawa_read_tangent_frame(&archive, nullptr, 0, &frame);
+        if (ogawa_read_tangent_frame(&archive, nullptr, 0, &frame) != 0) return;
+        keep_floats(kept, frame.tangents, std::size_t{frame.count} * 3);
+        keep_floats(kept, frame.bitangents, std::size_t{frame.count} * 3);
         ogawa_free_tangent_frame(&frame);
     }
     static std::vector<float> read_plainly(std::FILE *file) {
@@ -89,38 +73,43 @@ struct tangents_reader {
 };
 
 struct positions_reader {
-    static std::vector<float> read(const ogawa_archive &archive) {
-        return read_with([&](float **positions, std::uint32_t *count) {
-            return ogawa_read_positions(&archive, nullptr, 0, positions, count);
-        });
-    }
-    static void run(const ogawa_archive &archive) {
+    static void read(const ogawa_archive &archive, std::vector<float> *kept = nullptr) {
         float *positions = nullptr;
         std::uint32_t count = 0;
         ogawa_read_positions(&archive, nullptr, 0, &positions, &count);
+        keep_floats(kept, positions, std::size_t{count} * 3);
         std::free(positions);
     }
     static std::vector<float> read_plainly(std::FILE *file) {
-        return read_with([&](float **positions, std::uint32_t *count) {
-            return model::scan_positions(file, positions, count);
-        });
-    }
-
-  private:
-    template <class Read>
-    static std::vector<float> read_with(Read read) {
         float *positions = nullptr;
         std::uint32_t count = 0;
         std::vector<float> values;
-        if (read(&positions, &count) == 0) values.assign(positions, positions + std::size_t{count} * 3);
+        model::scan_positions(file, &positions, &count);
+        keep_floats(&values, positions, std::size_t{count} * 3);
         std::free(positions);
         return values;
     }
 };
 
+/// A mesh that only the bytes hold.
+struct mesh_reader {
+    static void read(const ogawa_archive &archive) {
+        ogawa_polymesh mesh;
+        ogawa_read_polymesh(&archive, nullptr, 0, &mesh);
+        ogawa_free_polymesh(&mesh);
+    }
+};
+
+template <class Reader>
+std::vector<float> found_by(const ogawa_archive &archive) {
+    std::vector<float> values;
+    Reader::read(archive, &values);
+    return values;
+}
+
 template <class Reader>
 bool read_same(const ogawa_archive &archive) {
-    const std::vector<float> found = Reader::read(archive);
+    const std::vector<float> found = found_by<Reader>(archive);
     return !found.empty() && found == Reader::read_plainly(archive.file);
 }
 
@@ -134,28 +123,23 @@ void positions(benchmark::State &state, std::size_t vertices) {
     const open_archive archive(content);
     report_size(state, count);
     const auto same = [&] { return read_same<positions_reader>(archive.archive); };
-    if (!agree_with_model(state, same, "the plain positions differ")) return;
-    side_by_side(state, {[&] { positions_reader::run(archive.archive); }})
-        .model({[&] { keep(positions_reader::read_plainly(archive.archive.file)); }}, side_by_side::no_target)
-        .limit("fread of the array", {[&] { read_into_fresh(archive.archive.file, at, size); }},
-               side_by_side::no_target)
+    if (!agree_with_model(state, "the plain positions differ", same)) return;
+    side_by_side(state, {[&] { positions_reader::read(archive.archive); }})
+        .model({[&] { keep(positions_reader::read_plainly(archive.archive.file)); }})
+        .limit("fread of the array", {[&] { read_into_fresh(archive.archive.file, at, size); }})
         .measure();
-}
-
-void many_positions(benchmark::State &state) {
-    positions(state, sized(800000, 2000));
 }
 
 /// At one size, all ways on the same file.
 template <class Reader, test::archive_writer (*Make)(std::size_t)>
 void scan_grown(benchmark::State &state, std::size_t lines) {
     const open_archive archive(Make(lines * 64));
-    if (!agree(state, !Reader::read(archive.archive).empty(), "nothing is found")) return;
+    if (!agree(state, !found_by<Reader>(archive.archive).empty(), "nothing is found")) return;
     const auto same = [&] { return read_same<Reader>(archive.archive); };
-    if (!agree_with_model(state, same, "the plain arrays differ")) return;
-    side_by_side(state, {[&] { Reader::run(archive.archive); }})
-        .model({[&] { keep(Reader::read_plainly(archive.archive.file)); }}, side_by_side::no_target)
-        .limit("fread of the file", {[&] { read_through(archive.archive.file); }}, side_by_side::no_target)
+    if (!agree_with_model(state, "the plain arrays differ", same)) return;
+    side_by_side(state, {[&] { Reader::read(archive.archive); }})
+        .model({[&] { keep(Reader::read_plainly(archive.archive.file)); }})
+        .limit("fread of the file", {[&] { read_through(archive.archive.file); }})
         .measure();
 }
 
@@ -163,9 +147,9 @@ template <class Reader, test::archive_writer (*Make)(std::size_t)>
 void scan(benchmark::State &state) {
     const open_archive large(Make(file_size())), small(Make(small_size()));
     const bool same = read_same<Reader>(small.archive);
-    if (!agree(state, same && !Reader::read(large.archive).empty(), "the plain arrays differ")) return;
-    side_by_side(state, {[&] { Reader::run(large.archive); }})
-        .model_at("1 MiB", {[&] { Reader::run(small.archive); }},
+    if (!agree(state, same && !found_by<Reader>(large.archive).empty(), "the plain arrays differ")) return;
+    side_by_side(state, {[&] { Reader::read(large.archive); }})
+        .model_at("1 MiB", {[&] { Reader::read(small.archive); }},
                   {[&] { keep(Reader::read_plainly(small.archive.file)); }}, 100)
         .limit("fread of the file", {[&] { read_through(large.archive.file); }}, 2)
         .measure();
@@ -175,16 +159,10 @@ void scan(benchmark::State &state) {
 void searched_uvs(benchmark::State &state) {
     const open_archive large(archive_of_blocks(file_size()));
     if (!agree(state, read_same<uvs_reader>(large.archive), "the plain UVs differ")) return;
-    side_by_side(state, {[&] { uvs_reader::run(large.archive); }})
-        .model({[&] { keep(uvs_reader::read_plainly(large.archive.file)); }}, side_by_side::no_target)
+    side_by_side(state, {[&] { uvs_reader::read(large.archive); }})
+        .model({[&] { keep(uvs_reader::read_plainly(large.archive.file)); }})
         .limit("fread of the file", {[&] { read_through(large.archive.file); }}, 2)
         .measure();
-}
-
-void read_mesh(const ogawa_archive &archive) {
-    ogawa_polymesh mesh;
-    ogawa_read_polymesh(&archive, nullptr, 0, &mesh);
-    ogawa_free_polymesh(&mesh);
 }
 
 bool same_as_plain(const ogawa_archive &archive) {
@@ -203,8 +181,8 @@ void fallback(benchmark::State &state) {
         small(archive_without_tree(small_size() / 2));
     if (!agree(state, same_as_plain(small.archive), "the plain mesh differs")) return;
     ogawa_polymesh plain = {};
-    side_by_side(state, {[&] { read_mesh(large.archive); }})
-        .model_at("512 KiB", {[&] { read_mesh(small.archive); }},
+    side_by_side(state, {[&] { mesh_reader::read(large.archive); }})
+        .model_at("512 KiB", {[&] { mesh_reader::read(small.archive); }},
                   {[&] { model::read_polymesh(small.archive.file, nullptr, &plain); },
                    [&] { model::free_polymesh(&plain); }},
                   100)
@@ -212,23 +190,10 @@ void fallback(benchmark::State &state) {
         .measure();
 }
 
-template <test::archive_writer (*Make)(std::size_t)>
-void scan_peak(benchmark::State &state, void (*run)(const ogawa_archive &)) {
+template <class Reader, test::archive_writer (*Make)(std::size_t)>
+void scan_peak(benchmark::State &state) {
     const open_archive large(Make(file_size()));
-    report_peak(state, [&] { run(large.archive); });
-}
-
-void normals_peak(benchmark::State &state) {
-    scan_peak<archive_of_blocks>(state, normals_reader::run);
-}
-void uvs_peak(benchmark::State &state) {
-    scan_peak<archive_of_small_uvs>(state, uvs_reader::run);
-}
-void tangents_peak(benchmark::State &state) {
-    scan_peak<archive_of_blocks>(state, tangents_reader::run);
-}
-void fallback_peak(benchmark::State &state) {
-    scan_peak<archive_without_tree>(state, read_mesh);
+    report_peak(state, [&] { Reader::read(large.archive); });
 }
 
 } // namespace
@@ -236,16 +201,17 @@ void fallback_peak(benchmark::State &state) {
 void add_scan_rows() {
     growth("normals by scan", "line of 64 bytes", 16'000'000, scan_grown<normals_reader, archive_of_blocks>);
     growth("positions by scan", "vertex", 830'000, positions);
-    row("positions by scan", "800 k vertices", many_positions);
+    row("positions by scan", "800 k vertices", [](auto &state) { positions(state, sized(800000, 2000)); });
     row("normals by scan", "64 MiB file", scan<normals_reader, archive_of_blocks>);
     row("UVs by scan", "64 MiB file", scan<uvs_reader, archive_of_small_uvs>);
     row("UVs by the mesh search", "64 MiB file", searched_uvs);
     row("tangent frames by scan", "64 MiB file", scan<tangents_reader, archive_of_blocks>);
     row("positions, normals, topology fallback", "64 MiB file", fallback);
-    row("peak memory: normals by scan", "64 MiB file", normals_peak);
-    row("peak memory: UVs by scan", "64 MiB file", uvs_peak);
-    row("peak memory: tangent frames by scan", "64 MiB file", tangents_peak);
-    row("peak memory: positions, normals, topology fallback", "64 MiB file", fallback_peak);
+    row("peak memory: normals by scan", "64 MiB file", scan_peak<normals_reader, archive_of_blocks>);
+    row("peak memory: UVs by scan", "64 MiB file", scan_peak<uvs_reader, archive_of_small_uvs>);
+    row("peak memory: tangent frames by scan", "64 MiB file", scan_peak<tangents_reader, archive_of_blocks>);
+    row("peak memory: positions, normals, topology fallback", "64 MiB file",
+        scan_peak<mesh_reader, archive_without_tree>);
 }
 
 } // namespace qel::bench

@@ -111,8 +111,7 @@ bool skinned_same(const skin_input &input, std::vector<float> &ours) {
 void apply(benchmark::State &state, std::size_t vertices) {
     const skin_input input(vertices, 100);
     std::vector<float> ours(input.positions.size()), eigen(input.positions.size()), plain;
-    if (!agree_with_model(
-            state, [&] { return skinned_same(input, ours); }, "the plain positions differ"))
+    if (!agree_with_model(state, "the plain positions differ", [&] { return skinned_same(input, ours); }))
         return;
     const auto stream = [&] {
         stream_read(input.positions);
@@ -129,7 +128,7 @@ void apply(benchmark::State &state, std::size_t vertices) {
                   keep(eigen[0]);
               }},
               1)
-        .limit("streaming its inputs and outputs", {stream}, side_by_side::no_target);
+        .limit("streaming its inputs and outputs", {stream});
 #if defined(__x86_64__)
     if (__builtin_cpu_supports("avx2"))
         rounds.limit("streaming, and then its arithmetic in the first cache", {[&] {
@@ -141,14 +140,11 @@ void apply(benchmark::State &state, std::size_t vertices) {
     rounds.measure();
 }
 
-void apply_million(benchmark::State &state) {
-    apply(state, sized(1000000, 2000));
-}
-
 } // namespace
 
 void add_skinning_rows() {
-    row("skin apply, 4 of 100 joints each", "1 M vertices", apply_million);
+    row("skin apply, 4 of 100 joints each", "1 M vertices",
+        [](auto &state) { apply(state, sized(1000000, 2000)); });
     growth("skin apply, 4 of 100 joints each", "vertex", 30'000'000, apply);
 }
 

@@ -22,45 +22,28 @@ contender indexing(bench_scene &s) {
 
 bool same_index_as_plain(bench_scene &s) {
     qel_alembic_build_hash_table(&s.scene);
-    std::uint32_t *const table = s.scene.hash;
-    baseline::build_index(&s.scene);
-    const bool same = std::memcmp(table, s.scene.hash, std::size_t{s.scene.hash_size} * 4) == 0;
-    std::free(table);
+    const std::vector<std::uint32_t> plain = model::index_table(s.scene);
+    const bool same = std::equal(plain.begin(), plain.end(), s.scene.hash);
     s.drop_index();
     return same;
 }
 
-void index_scene(benchmark::State &state, std::size_t vertices, shape form, double target) {
+void index_scene(benchmark::State &state, std::size_t vertices, shape form, double target = no_target) {
     bench_scene s(vertices, form);
     report_size(state, s.scene.meshes[0].vertex_count);
-    if (!agree_with_model(
-            state, [&] { return same_index_as_plain(s); }, "the plain index differs"))
-        return;
+    if (!agree_with_model(state, "the plain index differs", [&] { return same_index_as_plain(s); })) return;
     qel_alembic_build_hash_table(&s.scene);
     const std::size_t table_bytes = std::size_t{s.scene.hash_size} * sizeof *s.scene.hash;
     s.drop_index();
+    std::vector<std::uint32_t> plain;
     side_by_side(state, indexing(s))
-        .model({[&] { baseline::build_index(&s.scene); }, [&] { s.drop_index(); }}, target)
+        .model({[&] { plain = model::index_table(s.scene); }, [&] { plain = {}; }}, target)
         .limit("streaming the tokens, filling the table", {[&] {
                    const qel_alembic_mesh &mesh = s.scene.meshes[0];
                    stream_read(mesh.tokens, std::size_t{mesh.vertex_count} * sizeof *mesh.tokens);
                    huge_memory(table_bytes).fill();
-               }},
-               side_by_side::no_target)
+               }})
         .measure();
-}
-
-void index_grid(benchmark::State &state) {
-    index_scene(state, sized(100000, 2000), shape::flat_grid, 100);
-}
-
-/// Plain probing meets few taken slots here.
-void index_torus(benchmark::State &state) {
-    index_scene(state, sized(100000, 2000), shape::torus, side_by_side::no_target);
-}
-
-void index_grown(benchmark::State &state, std::size_t vertices) {
-    index_scene(state, vertices, shape::flat_grid, side_by_side::no_target);
 }
 
 void index_large_grid(benchmark::State &state) {
@@ -122,15 +105,16 @@ void nearest(benchmark::State &state, std::size_t vertices, std::size_t queries)
     const qel_alembic_mesh &mesh = s.scene.meshes[0];
     report_size(state, mesh.vertex_count, queries * mesh.vertex_count);
     const std::uint64_t key = mesh.vertices[mesh.vertex_count / 3].morton + 1;
-    qel_alembic_hit ours[8] = {}, plain[8] = {};
+    qel_alembic_hit ours[8] = {};
     const auto same = [&] {
         qel_alembic_query_nearest(&s.scene, key, 8, ours);
-        baseline::query_nearest(&s.scene, key, 8, plain);
-        return std::equal(ours, ours + 8, plain, [](const qel_alembic_hit &a, const qel_alembic_hit &b) {
-            return a.vertex == b.vertex && a.distance == b.distance;
-        });
+        const std::vector<qel_alembic_hit> plain = model::nearest(s.scene, key, 8);
+        return std::equal(plain.begin(), plain.end(), ours, ours + 8,
+                          [](const qel_alembic_hit &a, const qel_alembic_hit &b) {
+                              return a.vertex == b.vertex && a.distance == b.distance;
+                          });
     };
-    if (!agree_with_model(state, same, "the plain query differs")) return;
+    if (!agree_with_model(state, "the plain query differs", same)) return;
     const auto repeated = [queries](auto query) {
         return contender{[queries, query] {
             for (std::size_t i = 0; i < queries; ++i)
@@ -138,19 +122,12 @@ void nearest(benchmark::State &state, std::size_t vertices, std::size_t queries)
         }};
     };
     side_by_side(state, repeated([&] { keep(qel_alembic_query_nearest(&s.scene, key, 8, ours)); }))
-        .model(repeated([&] { keep(baseline::query_nearest(&s.scene, key, 8, plain)); }), 30)
+        .model(repeated([&] { keep(model::nearest(s.scene, key, 8).data()); }), 30)
         .limit("streaming the vertex records", repeated([&] {
                    stream_read(mesh.vertices, std::size_t{mesh.vertex_count} * sizeof *mesh.vertices);
                }),
                1.5)
         .measure();
-}
-
-void nearest_in_million(benchmark::State &state) {
-    nearest(state, sized(1000000, 4000), 1);
-}
-void nearest_grown(benchmark::State &state, std::size_t vertices) {
-    nearest(state, vertices, std::max<std::size_t>(1, 100000 / vertices));
 }
 
 void save(benchmark::State &state) {
@@ -162,9 +139,6 @@ void save(benchmark::State &state) {
     baseline::save(plain.c_str(), &s.scene);
     const test::bytes content = test::read_file(path);
     if (!agree(state, content == test::read_file(plain), "the plain file differs")) return;
-    const auto writing = [](const std::string &file, std::function<void()> run) {
-        return contender{std::move(run), {}, [&file] { std::remove(file.c_str()); }};
-    };
     side_by_side(state, writing(path, [&] { qel_alembic_save(path.c_str(), &s.scene); }))
         .model(writing(plain, [&] { baseline::save(plain.c_str(), &s.scene); }), 1.5)
         .limit("fwrite", writing(raw, [&] { write_whole(raw, content.data(), content.size()); }), 1.3)
@@ -179,8 +153,17 @@ void load(benchmark::State &state) {
     const std::size_t size = test::read_file(path).size();
     qel_alembic_file ours = {}, plain = {};
     heap_block content;
+    std::vector<std::uint32_t> table;
     side_by_side(state, {[&] { qel_alembic_load(path.c_str(), &ours); }, [&] { qel_alembic_free(&ours); }})
-        .model({[&] { baseline::load(path.c_str(), &plain); }, [&] { qel_alembic_free(&plain); }}, 1.5)
+        .model({[&] {
+                    baseline::load(path.c_str(), &plain);
+                    table = model::index_table(plain);
+                },
+                [&] {
+                    qel_alembic_free(&plain);
+                    table = {};
+                }},
+               1.5)
         .limit("fread and the index build",
                {[&] {
                     std::FILE *const stream = std::fopen(path.c_str(), "rb");
@@ -199,16 +182,22 @@ void load(benchmark::State &state) {
 } // namespace
 
 void add_scene_rows() {
-    row("scene index build, flat grid", "100 k vertices", index_grid);
+    row("scene index build, flat grid", "100 k vertices",
+        [](auto &state) { index_scene(state, sized(100000, 2000), shape::flat_grid, 100); });
     row("scene index build, flat grid", "1 M vertices", index_large_grid);
-    row("scene index build, torus", "100 k vertices", index_torus);
+    // Plain probing meets few taken slots here.
+    row("scene index build, torus", "100 k vertices",
+        [](auto &state) { index_scene(state, sized(100000, 2000), shape::torus); });
     row("scene lookup, hits", "64 in 1 M vertices", look_up_hits);
     row("scene lookup, misses", "64 in 1 M vertices", look_up_misses);
-    row("scene nearest, k = 8", "1 M vertices", nearest_in_million);
+    row("scene nearest, k = 8", "1 M vertices", [](auto &state) { nearest(state, sized(1000000, 4000), 1); });
     row("scene save", "200 k vertices", save);
     row("scene load", "200 k vertices", load);
-    growth("scene index build, flat grid", "vertex", 20'000'000, index_grown);
-    growth("scene nearest, k = 8", "vertex", 20'000'000, nearest_grown);
+    growth("scene index build, flat grid", "vertex", 20'000'000,
+           [](auto &state, std::size_t vertices) { index_scene(state, vertices, shape::flat_grid); });
+    growth("scene nearest, k = 8", "vertex", 20'000'000, [](auto &state, std::size_t vertices) {
+        nearest(state, vertices, std::max<std::size_t>(1, 100000 / vertices));
+    });
 }
 
 } // namespace qel::bench

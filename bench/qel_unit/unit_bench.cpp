@@ -21,6 +21,13 @@ namespace qel::bench {
 
 namespace {
 
+std::size_t million() {
+    return sized(1000000, 2000);
+}
+std::size_t millions() {
+    return sized(8000000, 4000);
+}
+
 bool creates_same(const token_arrays &arrays) {
     test::owned_unit ours, plain;
     arrays.create_with(qel_unit_create, ours);
@@ -34,30 +41,16 @@ constexpr std::size_t bytes_of_unit(std::size_t count) {
     return 2 * bucket_bytes + count * (sizeof(qel_token) + sizeof(std::uint32_t) + 2 * sizeof(qel_hash_node));
 }
 
-void create(benchmark::State &state, std::size_t count, double model_target, double fill_target) {
+void create(benchmark::State &state, std::size_t count, double model_target = no_target,
+            double fill_target = no_target) {
     const token_arrays arrays(count);
-    if (!agree_with_model(
-            state, [&] { return creates_same(arrays); }, "the plain unit differs"))
-        return;
+    if (!agree_with_model(state, "the plain unit differs", [&] { return creates_same(arrays); })) return;
     test::owned_unit ours, plain;
     side_by_side(state, {[&] { arrays.create_with(qel_unit_create, ours); }, [&] { ours.reset(); }})
         .model({[&] { arrays.create_with(baseline::create, plain); }, [&] { plain.reset(); }}, model_target)
         .limit("filling its memory in huge pages", {[&] { huge_memory(bytes_of_unit(count)).fill(); }},
                fill_target)
         .measure();
-}
-
-void create_small(benchmark::State &state) {
-    create(state, 1000, 3, 1.3);
-}
-void create_million(benchmark::State &state) {
-    create(state, sized(1000000, 2000), 2, side_by_side::no_target);
-}
-void create_millions(benchmark::State &state) {
-    create(state, sized(8000000, 4000), 2, side_by_side::no_target);
-}
-void create_grown(benchmark::State &state, std::size_t count) {
-    create(state, count, side_by_side::no_target, side_by_side::no_target);
 }
 
 /// A unit file of the arrays' tokens in random order.
@@ -100,9 +93,7 @@ void load(benchmark::State &state, std::size_t count) {
     const test::temp_folder folder;
     const token_arrays arrays(count);
     const std::string path = shuffled_file(folder, arrays);
-    if (!agree_with_model(
-            state, [&] { return loads_same(path); }, "the plain unit differs"))
-        return;
+    if (!agree_with_model(state, "the plain unit differs", [&] { return loads_same(path); })) return;
     std::vector<std::uint32_t> places(count);
     std::iota(places.begin(), places.end(), 0);
     std::shuffle(places.begin(), places.end(), std::mt19937(7));
@@ -111,21 +102,13 @@ void load(benchmark::State &state, std::size_t count) {
         .model({[&] { baseline::load(path.c_str(), &plain); }, [&] { plain.reset(); }}, 6)
         .limit("create of the same, sorted",
                {[&] { arrays.create_with(qel_unit_create, created); }, [&] { created.reset(); }}, 2)
-        .limit("fread, a move of each token, create", bare_load(path, arrays, places, created),
-               side_by_side::no_target)
+        .limit("fread, a move of each token, create", bare_load(path, arrays, places, created))
         .measure();
-}
-
-void load_million(benchmark::State &state) {
-    load(state, sized(1000000, 2000));
-}
-void load_millions(benchmark::State &state) {
-    load(state, sized(8000000, 4000));
 }
 
 void load_peak(benchmark::State &state) {
     const test::temp_folder folder;
-    const std::string path = shuffled_file(folder, token_arrays(sized(8000000, 4000)));
+    const std::string path = shuffled_file(folder, token_arrays(millions()));
     report_peak(state, [&] {
         qel_unit unit;
         qel_unit_load(path.c_str(), &unit);
@@ -177,7 +160,7 @@ void look_up(benchmark::State &state, const std::vector<std::uint64_t> &present,
         return std::all_of(keys.begin(), keys.end(),
                            [&](const std::uint64_t &key) { return ours(key) == plain(key); });
     };
-    if (!agree_with_model(state, same, "the plain lookup differs")) return;
+    if (!agree_with_model(state, "the plain lookup differs", same)) return;
     const table_chains chains(
         {bucket_bytes, present.size() * sizeof(qel_hash_node), present.size() * sizeof(qel_token)},
         keys.size());
@@ -185,8 +168,7 @@ void look_up(benchmark::State &state, const std::vector<std::uint64_t> &present,
         .model(look_up_all(keys, plain), 1)
         .peer("std::unordered_map", look_up_all(keys, in(chained)), 1)
         .peer("boost::unordered_flat_map", look_up_all(keys, in(flat)), 1 / 1.5)
-        .limit("chains of 3 dependent places in tables of the same sizes", {[&] { chains.follow(); }},
-               side_by_side::no_target)
+        .limit("chains of 3 dependent places in tables of the same sizes", {[&] { chains.follow(); }})
         .measure();
 }
 
@@ -214,13 +196,6 @@ void look_up_identities(benchmark::State &state, std::size_t count) {
         [&](const std::uint64_t &id) {
             return baseline::lookup_hex(&unit, reinterpret_cast<const char *>(&id));
         });
-}
-
-void look_up_million_keys(benchmark::State &state) {
-    look_up_keys(state, sized(1000000, 2000));
-}
-void look_up_million_identities(benchmark::State &state) {
-    look_up_identities(state, sized(1000000, 2000));
 }
 
 /// Asks for the tokens nearest to each key.
@@ -252,7 +227,8 @@ bool nearest_same(const qel_unit &unit, const std::vector<std::uint64_t> &keys, 
     return true;
 }
 
-void nearest(benchmark::State &state, std::size_t count, std::int32_t k, std::size_t queries, double target) {
+void nearest(benchmark::State &state, std::size_t count, std::int32_t k, std::size_t queries,
+             double target = no_target) {
     const token_arrays arrays(count);
     test::owned_unit unit;
     arrays.create_with(qel_unit_create, unit);
@@ -261,48 +237,40 @@ void nearest(benchmark::State &state, std::size_t count, std::int32_t k, std::si
     for (std::uint64_t &key : keys)
         key = random();
     report_size(state, count, queries);
-    if (!agree_with_model(
-            state, [&] { return nearest_same(unit, keys, k); }, "the plain query differs"))
+    if (!agree_with_model(state, "the plain query differs", [&] { return nearest_same(unit, keys, k); }))
         return;
     const search_tree tree(count * sizeof(qel_token));
     side_by_side rounds(state, {[&] { query_all(unit, keys, k, qel_unit_query_nearest); }});
     rounds.model({[&] { query_all(unit, keys, k, baseline::query_nearest); }}, target);
     if (k < 10) // with more, the search is the least of it
-        rounds
-            .limit("the dependent lines of a binary search", {[&] { tree.follow(keys); }},
-                   side_by_side::no_target)
-            .limit("the binary search alone", {[&] { search_all(unit, keys); }}, side_by_side::no_target);
+        rounds.limit("the dependent lines of a binary search", {[&] { tree.follow(keys); }})
+            .limit("the binary search alone", {[&] { search_all(unit, keys); }});
     rounds.measure();
-}
-
-void nearest_few(benchmark::State &state) {
-    nearest(state, sized(1000000, 2000), 8, sized(20000, 20), 3);
-}
-void nearest_many(benchmark::State &state) {
-    nearest(state, sized(1000000, 2000), 1000, sized(10, 1), 50);
-}
-void nearest_grown(benchmark::State &state, std::size_t count) {
-    nearest(state, count, 8, 20000, side_by_side::no_target);
 }
 
 } // namespace
 
 void add_unit_rows() {
-    row("unit create", "1,000 tokens", create_small);
-    row("unit create", "1 M tokens", create_million);
-    row("unit create", "8 M tokens", create_millions);
-    row("unit load, shuffled file", "1 M tokens", load_million);
-    row("unit load, shuffled file", "8 M tokens", load_millions);
+    row("unit create", "1,000 tokens", [](auto &state) { create(state, 1000, 3, 1.3); });
+    row("unit create", "1 M tokens", [](auto &state) { create(state, million(), 2); });
+    row("unit create", "8 M tokens", [](auto &state) { create(state, millions(), 2); });
+    row("unit load, shuffled file", "1 M tokens", [](auto &state) { load(state, million()); });
+    row("unit load, shuffled file", "8 M tokens", [](auto &state) { load(state, millions()); });
     row("peak memory: unit load, shuffled file", "8 M tokens", load_peak);
-    row("lookup by Morton key, hits and misses", "1 M lookups in 1 M", look_up_million_keys);
-    row("lookup by identity, hits and misses", "1 M lookups in 1 M", look_up_million_identities);
-    row("nearest, k = 8", "20,000 queries in 1 M", nearest_few);
-    row("nearest, k = 1000", "10 queries in 1 M", nearest_many);
-    growth("unit create", "token", 30'000'000, create_grown);
+    row("lookup by Morton key, hits and misses", "1 M lookups in 1 M",
+        [](auto &state) { look_up_keys(state, million()); });
+    row("lookup by identity, hits and misses", "1 M lookups in 1 M",
+        [](auto &state) { look_up_identities(state, million()); });
+    row("nearest, k = 8", "20,000 queries in 1 M",
+        [](auto &state) { nearest(state, million(), 8, sized(20000, 20), 3); });
+    row("nearest, k = 1000", "10 queries in 1 M",
+        [](auto &state) { nearest(state, million(), 1000, sized(10, 1), 50); });
+    growth("unit create", "token", 30'000'000, [](auto &state, std::size_t count) { create(state, count); });
     growth("unit load, shuffled file", "token", 30'000'000, load);
     growth("lookup by Morton key, hits and misses", "lookup", QEL_HASH_BUCKETS, look_up_keys);
     growth("lookup by identity, hits and misses", "lookup", QEL_HASH_BUCKETS, look_up_identities);
-    growth("nearest, k = 8", "query", 30'000'000, nearest_grown);
+    growth("nearest, k = 8", "query", 30'000'000,
+           [](auto &state, std::size_t count) { nearest(state, count, 8, 20000); });
 }
 
 } // namespace qel::bench

@@ -6,6 +6,7 @@
 #include "model/verify_model.h"
 #include "support/limits.h"
 #include "support/rows.h"
+#include "support/scenes.h"
 #include "support/side_by_side.h"
 
 #include <cstring>
@@ -16,18 +17,10 @@ namespace qel::bench {
 
 namespace {
 
-std::vector<float> random_positions(std::size_t count) {
-    std::mt19937 random(17);
-    std::uniform_real_distribution<float> coordinate(-100.0f, 100.0f);
-    std::vector<float> positions(count * 3);
-    for (float &value : positions)
-        value = coordinate(random);
-    return positions;
-}
-
 template <class Ours, class Plain>
 void pass(benchmark::State &state, Ours ours, Plain plain) {
-    const std::vector<float> positions = random_positions(sized(10000000, 5000));
+    std::mt19937 random(17);
+    const std::vector<float> positions = test::random_positions(random, sized(10000000, 5000), 100.0f);
     const auto count = static_cast<std::uint32_t>(positions.size() / 3);
     if (!agree(state, ours(positions.data(), count) == plain(positions.data(), count),
                "the plain answer differs"))

@@ -71,10 +71,7 @@ void growth(const std::string &job, const std::string &element, std::size_t larg
     for (std::size_t number = 0; number < (quick() ? 1 : size_count); ++number) {
         const std::size_t size = size_at(number, largest);
         const auto point = [=](benchmark::State &state) { measure_point(state, number, size, measure); };
-        benchmark::RegisterBenchmark((job + " | " + element + " | " + std::to_string(size)).c_str(), point)
-            ->Iterations(1)
-            ->UseManualTime()
-            ->Unit(benchmark::kMillisecond);
+        add_measurement(job + " | " + element + " | " + std::to_string(size), point);
     }
 }
 

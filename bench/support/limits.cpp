@@ -1,13 +1,12 @@
 // SPDX-License-Identifier: MIT
 #include "support/limits.h"
 
-#include "support/side_by_side.h"
-
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
 #include <random>
 #include <stdexcept>
+#include <utility>
 
 #include <sys/mman.h>
 
@@ -164,6 +163,10 @@ heap_block read_into_fresh(std::FILE *stream, long at, std::size_t size) {
     std::fseek(stream, at, SEEK_SET);
     if (std::fread(memory.get(), 1, size, stream) != size) throw std::runtime_error("a file ends early");
     return memory;
+}
+
+contender writing(const std::string &path, std::function<void()> run) {
+    return {std::move(run), {}, [&path] { std::remove(path.c_str()); }};
 }
 
 void write_whole(const std::string &path, const void *bytes, std::size_t size) {

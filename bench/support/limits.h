@@ -2,10 +2,13 @@
 // What the machine allows at best: bytes streamed from memory, fresh memory filled, files read and written whole.
 #pragma once
 
+#include "support/side_by_side.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -86,6 +89,9 @@ heap_block fresh_block(std::size_t size);
 
 /// Reads so many bytes at a place into fresh memory from the heap.
 heap_block read_into_fresh(std::FILE *stream, long at, std::size_t size);
+
+/// A way that writes a file, which is removed before each time.
+contender writing(const std::string &path, std::function<void()> run);
 
 /// Writes a file in one piece.
 void write_whole(const std::string &path, const void *bytes, std::size_t size);

@@ -161,16 +161,19 @@ bool agree(benchmark::State &state, bool same, const char *what) {
     return same;
 }
 
-bool agree_with_model(benchmark::State &state, const std::function<bool()> &same, const char *what) {
+bool agree_with_model(benchmark::State &state, const char *what, const std::function<bool()> &same) {
     return !with_model() || agree(state, same(), what);
 }
 
-void row(const std::string &job, const std::string &size, void (*measure)(benchmark::State &)) {
-    if (growing()) return;
-    benchmark::RegisterBenchmark((job + " | " + size).c_str(), measure)
+void add_measurement(const std::string &name, const std::function<void(benchmark::State &)> &measure) {
+    benchmark::RegisterBenchmark(name.c_str(), measure)
         ->Iterations(1)
         ->UseManualTime()
         ->Unit(benchmark::kMillisecond);
+}
+
+void row(const std::string &job, const std::string &size, void (*measure)(benchmark::State &)) {
+    if (!growing()) add_measurement(job + " | " + size, measure);
 }
 
 } // namespace qel::bench

@@ -36,23 +36,23 @@ void keep(const T &value) {
     benchmark::DoNotOptimize(value);
 }
 
+/// The ratio is only reported.
+constexpr double no_target = 0;
+
 class side_by_side {
   public:
     side_by_side(benchmark::State &state, contender ours);
 
-    /// No target: the ratio is only reported.
-    static constexpr double no_target = 0;
-
     /// The plain form, where with_model(); it should take at least so many times as long. Slow ones take part in few
     /// rounds.
-    side_by_side &model(contender plain, double at_least);
+    side_by_side &model(contender plain, double at_least = no_target);
     /// The same at a smaller size, for a plain form that would take minutes at the full one. Where its effort grows
     /// at least as the library's, the ratio at the full size is no lower.
     side_by_side &model_at(const std::string &size, contender ours, contender plain, double at_least);
     /// What a user would take instead, and how many times as long as the library it should take at least.
     side_by_side &peer(const std::string &name, contender other, double at_least);
     /// What cannot be beaten, and how many times as long as that the library may take.
-    side_by_side &limit(const std::string &name, contender best, double at_most);
+    side_by_side &limit(const std::string &name, contender best, double at_most = no_target);
     /// The most milliseconds that the job may take.
     side_by_side &within(double milliseconds);
 
@@ -90,7 +90,10 @@ class side_by_side {
 /// otherwise.
 bool agree(benchmark::State &state, bool same, const char *what);
 /// The same of what the plain form gives; not looked at where that takes no part.
-bool agree_with_model(benchmark::State &state, const std::function<bool()> &same, const char *what);
+bool agree_with_model(benchmark::State &state, const char *what, const std::function<bool()> &same);
+
+/// Adds what is measured once, by the time that it says itself.
+void add_measurement(const std::string &name, const std::function<void(benchmark::State &)> &measure);
 
 /// Adds a row to the table; nothing where growth is measured.
 void row(const std::string &job, const std::string &size, void (*measure)(benchmark::State &));
