@@ -25,6 +25,14 @@ ROOMS = {
     "qel_archive": {"ogawa_reader/container/container.h"},
 }
 
+# What the shared rooms of the tool may include of the tool beside themselves, and what all its other files may.
+TOOL_ROOMS = {
+    "files": set(),
+    "terminal": {"files", "commands.h"},
+    "examine": {"files", "terminal"},
+}
+COMMAND_MAY_INCLUDE = {*TOOL_ROOMS, "commands.h"}
+
 BOTH_LANGUAGES = {"tests/interface/archive_layout.h"}  # included in C and in C++: integers have no std::
 
 # Sources without a test of their name, and why.
@@ -203,17 +211,20 @@ def arrows(source: Source) -> Iterator[Fault]:
 
 
 def tool_headers(sources: List[Source]) -> Iterator[Fault]:
-    """The tool includes its own headers and the public ones, nothing of the libraries or the examples."""
+    """The tool includes the public headers and, of its own, those of the same room and of the rooms that all share."""
     tool = pathlib.PurePosixPath("tools/qel")
     paths = {source.path for source in sources}
     for source in sources:
         if not source.path.startswith(f"{tool}/") or source.path.endswith(".py"):
             continue
         beside = pathlib.PurePosixPath(source.path).parent
+        here = source.parts[2] if len(source.parts) > 3 else ""
         for match in re.finditer(r'^#include "([^"]+)"', source.code, re.M):
+            line, room = source.line_of(match.start()), match[1].split("/")[0]
             if not {str(tool / match[1]), str(beside / match[1])} & paths:
-                yield Fault(source.path, source.line_of(match.start()),
-                            f"the tool stands on the public headers alone, not on {match[1]}")
+                yield Fault(source.path, line, f"the tool stands on the public headers alone, not on {match[1]}")
+            elif room not in {here, *TOOL_ROOMS.get(here, COMMAND_MAY_INCLUDE)} and (here or "/" in match[1]):
+                yield Fault(source.path, line, f"{here or 'what calls the commands'} does not look into {match[1]}")
 
 
 def test_paths(sources: List[Source]) -> Iterator[Fault]:

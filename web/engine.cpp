@@ -30,19 +30,19 @@ int outcome_of(Job job) {
         job();
         return 0;
     } catch (const std::bad_alloc &) {
-        message = "not enough memory";
+        message = tool::no_memory;
     } catch (const std::exception &failed) {
         message = failed.what();
     }
     return 1;
 }
 
-class teller : public tool::job::listener {
+class step_forwarder : public tool::job::step_observer {
   public:
-    teller() { tool::job::listen(this); }
-    ~teller() override { tool::job::listen(nullptr); }
-    teller(const teller &) = delete;
-    teller &operator=(const teller &) = delete;
+    step_forwarder() { tool::job::set_observer(this); }
+    ~step_forwarder() override { tool::job::set_observer(nullptr); }
+    step_forwarder(const step_forwarder &) = delete;
+    step_forwarder &operator=(const step_forwarder &) = delete;
     void begins(const std::string &step) override {
         step_ = step;
         tell_step(step_.c_str(), 0, 0);
@@ -88,7 +88,7 @@ void show(const std::string &names, const std::string &page, std::uint64_t room)
 
 void convert_archive(const tool::input_file &file, const std::string &folder) {
     try {
-        const teller telling;
+        const step_forwarder forwarder;
         tool::job::convert_whole(file, folder, {});
     } catch (const tool::job::step_failed &failed) {
         throw tool::failure(file.name(), failed.step() + ": " + failed.meaning());
@@ -120,7 +120,7 @@ int engine_convert(const char *name, const char *folder) {
     return outcome_of([&] {
         const tool::input_file file(name);
         if (file.kind() == tool::file_kind::scene)
-            convert_scene(file, std::string(folder) + "/tokens.qel");
+            convert_scene(file, std::string(folder) + "/" + tool::job::unit_name);
         else
             convert_archive(file, folder);
     });

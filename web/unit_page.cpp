@@ -2,6 +2,7 @@
 #include "unit_page.h"
 
 #include "examine/examined.h"
+#include "examine/lattice.h"
 #include "terminal/text.h"
 
 #include <algorithm>
@@ -11,9 +12,6 @@ namespace web {
 namespace {
 
 constexpr std::uint64_t key_end = std::uint64_t{1} << 18;
-constexpr std::uint8_t lattice_side = 48;
-constexpr std::size_t count_at = 8; // in the head of a unit's file
-constexpr std::uint64_t unit_header_bytes = 24;
 
 std::uint8_t coordinate(std::uint64_t key, unsigned axis) {
     unsigned value = 0;
@@ -56,7 +54,7 @@ tool::page_model load_unit_page(const tool::input_file &file) {
     const auto take = [&](std::uint64_t, const qel_token &token) {
         const std::uint8_t cell[3] = {coordinate(token.morton, 0), coordinate(token.morton, 1),
                                       coordinate(token.morton, 2)};
-        if (token.morton >= key_end || *std::max_element(cell, cell + 3) >= lattice_side) {
+        if (token.morton >= key_end || *std::max_element(cell, cell + 3) >= tool::lattice_edge) {
             ++outside;
             return;
         }
@@ -65,8 +63,7 @@ tool::page_model load_unit_page(const tool::input_file &file) {
         mesh.vertices.push_back(vertex_of(token, cell));
         mesh.tokens.push_back(token_of(token));
     };
-    tool::each_record<qel_token>(file, unit_header_bytes, tool::head_number<std::uint32_t>(file, count_at),
-                                 take);
+    tool::each_record<qel_token>(file, file.header<tool::record_header>().count, take);
     if (outside > 0)
         model.notes.push_back(tool::counted(outside, "token") + " outside the cube of 48, left out.");
     model.objects.push_back({"tokens", -1, "Unit"});

@@ -32,7 +32,7 @@ static void lift(void) {
         return code;                                                                                         \
     }
 
-WRITES(qel_alembic_export_qel, (const qel_alembic_mesh *mesh, const char *path), (mesh, path))
+WRITES(qel_alembic_export_file_qel, (const qel_alembic_file *scene, const char *path), (scene, path))
 WRITES(qel_alembic_save, (const char *path, const qel_alembic_file *scene), (path, scene))
 WRITES(qel_mesh_save, (const ogawa_polymesh *mesh, const qel_skin *skin, const char *path),
        (mesh, skin, path))

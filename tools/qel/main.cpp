@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// qel: looks into units, scenes, mesh caches, agent directories and archives. See qel.1.
-#include "files/input.h"
+// The program qel: calls the command that the arguments name. See qel.1.
+#include "files/failure.h"
 #include "terminal/help.h"
 #include "terminal/messages.h"
 #include "terminal/options.h"
@@ -19,14 +19,14 @@ namespace tool {
 namespace {
 
 int failed_with(const std::string &what, int status) {
-    complain(what);
+    print_error(what);
     return status;
 }
 
-/// Of a word where a command should be, the parser would tell together with all words behind it.
-std::string what_is_wrong(const CLI::App &app, const char *told, const std::vector<std::string> &words) {
-    const std::string first = words.empty() ? "-" : words.back(); // they are the last one first
-    if (!app.get_subcommands().empty() || first[0] == '-') return told;
+/// The message for a wrong call. For an unknown command, the parser would report all following words as well.
+std::string what_is_wrong(const CLI::App &app, const char *message, const std::vector<std::string> &words) {
+    const std::string first = words.empty() ? "-" : words.back(); // the last word comes first
+    if (!app.get_subcommands().empty() || first[0] == '-') return message;
     std::string known;
     for (const CLI::App *command :
          app.get_subcommands([](const CLI::App *sub) { return !sub->get_group().empty(); }))
@@ -36,20 +36,20 @@ std::string what_is_wrong(const CLI::App &app, const char *told, const std::vect
 
 int wrong_call(const CLI::App &app, std::string what) {
     unmark_all(what);
-    complain(what);
+    print_error(what);
     const std::vector<CLI::App *> given = app.get_subcommands();
-    remark("Try: qel " + (given.empty() ? "" : given[0]->get_name() + " ") + "--help");
+    print_note("Try: qel " + (given.empty() ? "" : given[0]->get_name() + " ") + "--help");
     return 2;
 }
 
-/// The status, if all output has gone where it should; a reader that has had enough is no failure to speak of.
+/// The status, or 1 if standard output could not be written. A closed pipe (EPIPE) is not reported.
 int finish(int status) {
     if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0) return status;
     return errno == EPIPE ? 1 : failed_with(std::string("standard output: ") + std::strerror(errno), 1);
 }
 
-/// Where a standard descriptor is closed, the next file to be opened would take its place and be read or written
-/// for it. Opened the wrong way, it fails whoever uses it.
+/// Opens /dev/null on closed standard descriptors: the next file to be opened would get the descriptor and be used as
+/// standard input or output. It is opened in the wrong mode, so that every use of it fails.
 void occupy_standard_descriptors() {
     for (int number = 0; number <= 2; ++number)
         if (::fcntl(number, F_GETFD) < 0) ::open("/dev/null", number == 0 ? O_WRONLY : O_RDONLY);
@@ -62,7 +62,7 @@ int perform(const request &wanted) {
     } catch (const usage_error &wrong) {
         return failed_with(wrong.what(), 2);
     } catch (const std::bad_alloc &) {
-        return failed_with("not enough memory", 1);
+        return failed_with(no_memory, 1);
     } catch (const std::exception &failed) {
         return failed_with(failed.what(), 1);
     }
@@ -77,7 +77,7 @@ int main(int argc, char **argv) {
         "Looks into the files of qel_unit: units, scenes, mesh caches, agent directories and archives.",
         "qel");
     app.set_version_flag("--version", "qel " QEL_VERSION);
-    app.require_subcommand(0, 1); // a wrong word is told by its name, a missing one below
+    app.require_subcommand(0, 1); // an unknown command is reported by its name, a missing one below
     app.formatter(std::make_shared<tool::help_page>());
     app.footer("Exit status: 0 done; 1 a file is missing, unsound or not writable; 2 a wrong call.\n"
                "See qel(1). Each command tells its options with: qel COMMAND --help");

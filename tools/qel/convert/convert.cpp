@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// `qel convert`: one archive after the other, and what is told of it.
+// `qel convert`: one archive after the other, and the report of each.
 #include "commands.h"
 #include "convert/done_record.h"
 #include "convert/many.h"
@@ -10,6 +10,7 @@
 #include "terminal/messages.h"
 #include "terminal/progress.h"
 #include "terminal/text.h"
+#include "terminal/writer.h"
 
 #include <algorithm>
 #include <filesystem>
@@ -21,27 +22,28 @@ namespace {
 
 namespace fs = std::filesystem;
 
-class ear : public job::listener {
+/// Prints the steps on standard error.
+class step_printer : public job::step_observer {
   public:
-    ear(const convert_options &options, bool alone)
+    step_printer(const convert_options &options, bool alone)
         : verbose_(options.verbose), quiet_(options.quiet), progress_(alone && !options.quiet) {
-        job::listen(this);
+        job::set_observer(this);
     }
-    ~ear() override { job::listen(nullptr); }
-    ear(const ear &) = delete;
-    ear &operator=(const ear &) = delete;
+    ~step_printer() override { job::set_observer(nullptr); }
+    step_printer(const step_printer &) = delete;
+    step_printer &operator=(const step_printer &) = delete;
 
     void begins(const std::string &step) override { progress_.begins(step); }
     void advances(std::uint64_t done, std::uint64_t all) override { progress_.advances(done, all); }
     void done(const std::string &step, double milliseconds, const std::string &outcome) override {
         progress_.done();
-        if (verbose_) remark(format("%-18s %9.2f ms  %s", step.c_str(), milliseconds, outcome.c_str()));
+        if (verbose_) print_note(format("%-18s %9.2f ms  %s", step.c_str(), milliseconds, outcome.c_str()));
     }
     void note(const std::string &text) override {
-        if (verbose_) remark("  " + text);
+        if (verbose_) print_note("  " + text);
     }
     void warns(const std::string &text) override {
-        if (!quiet_) warn(text);
+        if (!quiet_) print_warning(text);
     }
 
   private:
@@ -49,9 +51,9 @@ class ear : public job::listener {
     progress progress_;
 };
 
-/// The step's own words, but in the form "FILE: what is wrong".
-failure told(const job::step_failed &failed, const input_file &file) {
-    if (failed.subject() == file.path() && failed.step() != "output folder")
+/// The step's message in the form "FILE: what is wrong".
+failure failure_of(const job::step_failed &failed, const input_file &file) {
+    if (failed.subject() == file.path() && failed.step() != job::folder_step)
         return {file.name(), failed.step() + ": " + failed.meaning()};
     return {file.name(), failed.step() + ": " + failed.subject() + ": " + failed.meaning()};
 }
@@ -72,43 +74,57 @@ job::outcome convert_one(const work &item, const convert_options &options, bool 
     file.must_be(file_kind::archive, "convert");
     job::outcome made;
     try {
-        const ear hearing(options, alone);
+        const step_printer printer(options, alone);
         made = options.by_bytes ? job::convert_by_bytes(file, item.folder, options.verbose)
                                 : job::convert_whole(file, item.folder, options.whole);
     } catch (const job::step_failed &failed) {
-        throw told(failed, file);
+        throw failure_of(failed, file);
     }
     const std::chrono::duration<double> time = std::chrono::steady_clock::now() - start;
     const double megabytes = static_cast<double>(file.size() + bytes_of(made.files)) / 1e6;
     if (options.verbose)
-        remark(format("%s read and written in %s, %.1f MB/s", format("%.2f MB", megabytes).c_str(),
-                      format("%.3f s", time.count()).c_str(), megabytes / std::max(time.count(), 1e-9)));
+        print_note(format("%s read and written in %s, %.1f MB/s", format("%.2f MB", megabytes).c_str(),
+                          format("%.3f s", time.count()).c_str(), megabytes / std::max(time.count(), 1e-9)));
     made.summary = file.name() + ": " + made.summary;
     return made;
 }
 
-/// What is said of one that is done: a line for people, or JSON.
+/// The report of a finished conversion: a line of text, or JSON.
 std::string line_of(const work &item, const convert_options &options, const job::outcome &made,
                     double seconds) {
     if (!options.json) return made.summary + " in " + format("%.3f s", seconds);
-    const auto number = [](const char *name, std::uint64_t value) {
-        return format(", \"%s\": %llu", name, static_cast<unsigned long long>(value));
-    };
-    return "{\"archive\": " + quoted_text(item.name) + ", \"folder\": " + quoted_text(item.folder) +
-           number("meshes", made.made.meshes) + number("vertices", made.made.vertices) +
-           number("triangles", made.made.triangles) + number("frames", made.made.frames) +
-           number("tokens", made.made.tokens) + format(", \"seconds\": %.6f", seconds) +
-           number("peak_memory", peak_memory()) + "}";
+    std::string line;
+    writer out(line);
+    out.open_object();
+    out.utf8("archive", item.name);
+    out.utf8("folder", item.folder);
+    const std::pair<const char *, std::uint64_t> counts[] = {{"meshes", made.made.meshes},
+                                                             {"vertices", made.made.vertices},
+                                                             {"triangles", made.made.triangles},
+                                                             {"frames", made.made.frames},
+                                                             {"tokens", made.made.tokens}};
+    for (const auto &[name, count] : counts)
+        out.digits(name, std::to_string(count));
+    out.digits("seconds", format("%.6f", seconds));
+    out.digits("peak_memory", std::to_string(peak_memory()));
+    out.close();
+    return line;
 }
 
 std::string line_of_one_done_before(const work &item, const convert_options &options) {
     if (!options.json) return item.name + ": done before";
-    return "{\"archive\": " + quoted_text(item.name) + ", \"folder\": " + quoted_text(item.folder) +
-           ", \"done_before\": true}";
+    std::string line;
+    writer out(line);
+    out.open_object();
+    out.utf8("archive", item.name);
+    out.utf8("folder", item.folder);
+    out.boolean("done_before", true);
+    out.close();
+    return line;
 }
 
-/// Converts one and returns the lines to be said: one, or the paths of what was made.
-std::vector<std::string> answers(const work &item, const convert_options &options, bool alone) {
+/// Converts one archive and returns the lines to print: the report, or the paths of the results.
+std::vector<std::string> lines_of(const work &item, const convert_options &options, bool alone) {
     std::optional<job::done_record> record;
     if (options.resume) record.emplace(item.name, item.folder, options);
     if (record && record->is_there()) return {line_of_one_done_before(item, options)};
@@ -124,10 +140,10 @@ std::vector<std::string> answers(const work &item, const convert_options &option
 
 int convert(const convert_options &options) {
     if (!is_for_one(options))
-        return do_each(list_work(options), options.processes, !options.quiet,
-                       [&](const work &item) { return answers(item, options, false).front(); });
-    for (const std::string &line : answers({options.names[0], options.folder}, options, true))
-        if (!options.quiet) say(line);
+        return run_each(list_work(options), options.processes, !options.quiet,
+                        [&](const work &item) { return lines_of(item, options, false).front(); });
+    for (const std::string &line : lines_of({options.names[0], options.folder}, options, true))
+        if (!options.quiet) print_line(line);
     return 0;
 }
 

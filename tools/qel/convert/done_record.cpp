@@ -16,7 +16,7 @@ namespace fs = std::filesystem;
 
 constexpr const char *record_name = ".converted", *last_line = "end";
 
-/// The archive's size and time; empty where it is no file.
+/// The archive's size and time; empty if it is no regular file.
 std::string state_of(const std::string &archive) {
     struct stat found {};
     if (archive == "-" || ::stat(archive.c_str(), &found) != 0 || !S_ISREG(found.st_mode)) return "";
@@ -43,7 +43,7 @@ std::string choice_of(const convert_options &options) {
     return text;
 }
 
-/// What a record begins with; empty where the archive cannot be recorded.
+/// The first lines of a record; empty if the archive cannot be recorded.
 std::string beginning_of(const std::string &archive, const convert_options &options) {
     const std::string state = state_of(archive);
     return state.empty() ? "" : "converted 1\n" + state + "\n" + choice_of(options) + "\n";
@@ -58,7 +58,8 @@ done_record::done_record(const std::string &archive, const std::string &folder,
 bool done_record::is_there() const {
     const fs::path record = fs::path(folder_) / record_name;
     std::error_code ignored;
-    if (beginning_.empty() || !fs::is_regular_file(record, ignored)) return false; // a device may never end
+    if (beginning_.empty() || !fs::is_regular_file(record, ignored))
+        return false; // reading a device may never end
     std::ifstream stream(record, std::ios::binary);
     std::string beginning, line;
     for (int i = 0; i < 3 && std::getline(stream, line); ++i)

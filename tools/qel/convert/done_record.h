@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// What a run that can be resumed leaves beside an archive's results: of which file and by which choice they were made.
+// The record of a finished conversion beside its results, for --resume: the archive's state, the options, the results.
 #pragma once
 
 #include "commands.h"
@@ -11,12 +11,12 @@ namespace tool::job {
 
 class done_record {
   public:
-    /// Looks at the archive as it is now, before it is read.
+    /// Records the state of the archive before it is read.
     done_record(const std::string &archive, const std::string &folder, const convert_options &options);
 
-    /// Whether the folder has all results of this very archive by this very choice, each with the size that it had.
+    /// Whether the folder has all results of this archive with these options, each of the recorded size.
     bool is_there() const;
-    /// Says so from now on; nothing is written where the archive has changed meanwhile or is no file.
+    /// Writes the record, unless the archive has changed meanwhile or is no regular file.
     void write(const outcome &made) const;
 
   private:

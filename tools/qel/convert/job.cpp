@@ -15,8 +15,8 @@ void check_places(const input_file &input, const std::string &folder, const std:
         check_place((std::filesystem::path(folder) / name).string(), input.path());
 }
 
-outcome convert_by_bytes(const input_file &input, const std::string &output, bool asked) {
-    const std::vector<std::string> names{"tokens.qel", "scene.bqel", "mesh.qelm", agents_name};
+outcome convert_by_bytes(const input_file &input, const std::string &output, bool verbose) {
+    const std::vector<std::string> names{unit_name, scene_name, cache_name, agents_name};
     check_places(input, output, names);
     check_agents_path(output);
     const std::unique_ptr<examined> source = read_archive(input);
@@ -27,9 +27,9 @@ outcome convert_by_bytes(const input_file &input, const std::string &output, boo
     scene_record tokens;
     make_tokens(mesh, triangles, tokens);
     const result unit = export_unit(tokens, folder);
-    if (asked) query_unit(unit);
+    if (verbose) query_unit(unit);
     const result scene = save_scene(tokens, folder);
-    if (asked) reload_scene(tokens, scene);
+    if (verbose) reload_scene(tokens, scene);
 
     read_normals_and_uvs(source->archive, mesh);
     build_adjacency(mesh);

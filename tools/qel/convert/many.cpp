@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "convert/many.h"
 
-#include "files/input.h"
+#include "files/descriptor.h"
+#include "files/failure.h"
 #include "terminal/messages.h"
 
 #include <algorithm>
@@ -23,13 +24,13 @@ namespace {
 
 struct child {
     const work *item;
-    pid_t number;
-    int pipe;          ///< from which its words are read, -1 once it has ended
-    std::string words; ///< as far as they have come
-    int status;        ///< of one that has ended
+    pid_t id;
+    int pipe;           ///< from which its output is read, -1 after its end
+    std::string output; ///< what has been read
+    int status;         ///< after its end
 };
 
-/// The child goes when the parent does, also where only the parent was told to.
+/// The child is terminated when the parent ends, also if a signal was sent to the parent only.
 void end_with(pid_t parent) {
 #if defined(__linux__)
     ::prctl(PR_SET_PDEATHSIG, SIGTERM);
@@ -39,97 +40,90 @@ void end_with(pid_t parent) {
 #endif
 }
 
-[[noreturn]] void answer_and_end(int pipe, int status, const std::string &words) {
-    for (std::size_t done = 0; done < words.size();) {
-        const ssize_t now = ::write(pipe, words.data() + done, words.size() - done);
-        if (now < 0 && errno != EINTR) break;
-        if (now > 0) done += static_cast<std::size_t>(now);
+/// Runs an item and writes its result or failure to the pipe.
+[[noreturn]] void run_child(int pipe, const work &item, const std::function<std::string(const work &)> &run) {
+    std::string output;
+    int status = 1;
+    try {
+        output = run(item);
+        status = 0;
+    } catch (const std::bad_alloc &) {
+        output = failure(item.name, no_memory).what();
+    } catch (const std::exception &failed) {
+        output = failed.what();
     }
+    write_all(pipe, output.data(), output.size());
     ::_exit(status);
 }
 
-[[noreturn]] void do_one(int pipe, const work &item, const std::function<std::string(const work &)> &answer) {
-    std::string words;
-    int status = 1;
-    try {
-        words = answer(item);
-        status = 0;
-    } catch (const std::bad_alloc &) {
-        words = item.name + ": not enough memory";
-    } catch (const std::exception &failed) {
-        words = failed.what();
-    }
-    answer_and_end(pipe, status, words);
-}
-
-child begin(const work &item, const std::function<std::string(const work &)> &answer) {
+child start_child(const work &item, const std::function<std::string(const work &)> &run) {
     int ends[2];
     if (::pipe(ends) != 0) throw system_failure(item.name);
-    std::fflush(stdout); // or the child would have the same words to say
-    const pid_t parent = ::getpid(), number = ::fork();
-    if (number < 0) throw system_failure(item.name);
-    if (number == 0) {
+    std::fflush(stdout); // else the child would print the buffered output again
+    const pid_t parent = ::getpid(), id = ::fork();
+    if (id < 0) throw system_failure(item.name);
+    if (id == 0) {
         end_with(parent);
         ::close(ends[0]);
-        do_one(ends[1], item, answer);
+        run_child(ends[1], item, run);
     }
     ::close(ends[1]);
-    return {&item, number, ends[0], {}, 0};
+    return {&item, id, ends[0], {}, 0};
 }
 
-/// Reads what a child has said; when that was all, waits for it.
-void hear(child &from) {
+/// Reads a child's output; at its end, waits for the child.
+void read_output(child &from) {
     char part[4096];
-    const ssize_t got = ::read(from.pipe, part, sizeof part);
-    if (got > 0) from.words.append(part, static_cast<std::size_t>(got));
-    if (got > 0 || (got < 0 && errno == EINTR)) return;
+    const ssize_t count = ::read(from.pipe, part, sizeof part);
+    if (count > 0) from.output.append(part, static_cast<std::size_t>(count));
+    if (count > 0 || (count < 0 && errno == EINTR)) return;
     ::close(from.pipe);
     from.pipe = -1;
-    while (::waitpid(from.number, &from.status, 0) < 0 && errno == EINTR) {
+    while (::waitpid(from.id, &from.status, 0) < 0 && errno == EINTR) {
     }
 }
 
-/// Waits until a running child says something or ends, and hears those that do.
-void hear_any(std::vector<child> &running) {
+/// Waits for output or the end of a child, and reads it.
+void read_ready(std::vector<child> &running) {
     std::vector<pollfd> pipes;
     for (const child &one : running)
         pipes.push_back({one.pipe, POLLIN, 0});
     if (::poll(pipes.data(), pipes.size(), -1) <= 0) return; // a signal
     for (std::size_t i = 0; i < pipes.size(); ++i)
-        if (pipes[i].revents != 0) hear(running[i]);
+        if (pipes[i].revents != 0) read_output(running[i]);
 }
 
-/// Says the words of a child that has ended; false where it failed.
-bool tell(const child &ended, bool said) {
+/// Prints the output of an ended child; false if it failed.
+bool print_result(const child &ended, bool print_results) {
     const bool done = WIFEXITED(ended.status) && WEXITSTATUS(ended.status) == 0;
-    if (done && said) say(ended.words);
+    if (done && print_results) print_line(ended.output);
     if (!done && WIFSIGNALED(ended.status))
-        complain(ended.item->name + ": the process ended by signal " +
-                 std::to_string(WTERMSIG(ended.status)));
+        print_error(ended.item->name + ": the process ended by signal " +
+                    std::to_string(WTERMSIG(ended.status)));
     else if (!done)
-        complain(ended.words);
+        print_error(ended.output);
     return done;
 }
 
 } // namespace
 
-int do_each(const std::vector<work> &all, unsigned processes, bool said,
-            const std::function<std::string(const work &)> &answer) {
+int run_each(const std::vector<work> &all, unsigned processes, bool print_results,
+             const std::function<std::string(const work &)> &run) {
     std::vector<child> running;
-    std::map<const work *, child> ended; // those that wait for the words of an earlier one
+    std::map<const work *, child> ended; // their output waits for that of an earlier item
     int status = 0;
-    const work *next = all.data(), *to_tell = next, *const end = next + all.size();
-    while (to_tell != end) {
+    const work *next = all.data(), *to_print = next, *const end = next + all.size();
+    while (to_print != end) {
         while (next != end && running.size() < processes)
-            running.push_back(begin(*next++, answer));
-        hear_any(running);
+            running.push_back(start_child(*next++, run));
+        read_ready(running);
         const auto gone = std::stable_partition(running.begin(), running.end(),
                                                 [](const child &one) { return one.pipe >= 0; });
         for (auto one = gone; one != running.end(); ++one)
             ended.emplace(one->item, std::move(*one));
         running.erase(gone, running.end());
-        for (auto first = ended.find(to_tell); first != ended.end(); first = ended.find(++to_tell)) {
-            if (!tell(first->second, said)) status = 1;
+        for (auto first = ended.find(to_print); first != ended.end(); first = ended.find(++to_print)) {
+            if (!print_result(first->second, print_results)) status = 1;
             ended.erase(first);
         }
         std::fflush(stdout);

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The same work on many files, in processes of their own: what one does to itself, no other feels.
+// The same work on many files, each in its own process: a crash in one does not affect the others.
 #pragma once
 
 #include <functional>
@@ -10,12 +10,12 @@ namespace tool {
 
 struct work {
     std::string name;   ///< the file
-    std::string folder; ///< where its results go
+    std::string folder; ///< of its results
 };
 
-/// Does each item, up to `processes` at once, and says what each answers, or what went wrong with it, in their order.
-/// Returns 1 where one failed.
-int do_each(const std::vector<work> &all, unsigned processes, bool said,
-            const std::function<std::string(const work &)> &answer);
+/// Runs each item, at most `processes` at once, and prints each failure, and each result if `print_results`, in the
+/// order of the items. Returns 1 if one failed.
+int run_each(const std::vector<work> &all, unsigned processes, bool print_results,
+             const std::function<std::string(const work &)> &run);
 
 } // namespace tool

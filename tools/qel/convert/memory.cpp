@@ -8,9 +8,8 @@ namespace tool {
 
 namespace {
 
-/// As Linux tells it of the program that runs. What getrusage says began with the memory of the process that started
-/// it.
-std::uint64_t told_by_proc() {
+/// From /proc/self/status (VmHWM); 0 if that is missing. getrusage also counts the memory of the process before exec.
+std::uint64_t peak_of_proc() {
     std::FILE *const status = std::fopen("/proc/self/status", "r");
     if (status == nullptr) return 0;
     char line[256];
@@ -24,7 +23,7 @@ std::uint64_t told_by_proc() {
 } // namespace
 
 std::uint64_t peak_memory() {
-    if (const std::uint64_t told = told_by_proc()) return told;
+    if (const std::uint64_t peak = peak_of_proc()) return peak;
     struct rusage used {};
     ::getrusage(RUSAGE_SELF, &used);
 #if defined(__APPLE__)

@@ -5,7 +5,7 @@
 
 namespace tool {
 
-/// The most memory, in bytes, that this process has had at one time, without what its parent had before it.
+/// The peak of this process's memory in bytes, without that of its parent.
 std::uint64_t peak_memory();
 
 } // namespace tool

@@ -2,6 +2,7 @@
 #include "convert/result_folder.h"
 
 #include "convert/step.h"
+#include "files/descriptor.h"
 #include "files/place.h"
 
 #include <cerrno>
@@ -16,47 +17,37 @@ namespace fs = std::filesystem;
 
 namespace {
 
-constexpr unsigned last_number = 9999; // of a work folder; those of killed runs may still be there
+constexpr unsigned max_number = 9999; // of a work folder; folders of killed runs may remain
 
 std::string work_name(unsigned number) {
     return ".unfinished-" + std::to_string(number);
 }
 
 [[noreturn]] void folder_failed(const fs::path &subject, const std::error_code &error) {
-    throw step_failed("output folder", subject.string(), error.value(), error.message());
+    throw step_failed(folder_step, subject.string(), error.message());
 }
 
-[[noreturn]] void system_failed(const std::string &step, const std::string &subject, int error) {
-    throw step_failed(step, subject, error, std::strerror(error));
+[[noreturn]] void system_failed(const std::string &subject) {
+    throw step_failed(folder_step, subject, std::strerror(errno));
 }
-
-/// Closes what was opened.
-struct descriptor {
-    const int number;
-    ~descriptor() {
-        if (number >= 0) ::close(number);
-    }
-};
 
 bool copy_to(int to, const std::string &path) {
-    const descriptor from{::open(path.c_str(), O_RDONLY | O_CLOEXEC)};
+    const descriptor from(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
     std::vector<char> part(std::size_t{1} << 16);
     for (;;) {
-        const ssize_t got = ::read(from.number, part.data(), part.size());
-        if (got <= 0) return got == 0;
-        for (ssize_t done = 0, now = 0; done < got; done += now)
-            if ((now = ::write(to, part.data() + done, static_cast<std::size_t>(got - done))) < 0)
-                return false;
+        const ssize_t count = read_up_to(from.number(), part.data(), part.size());
+        if (count <= 0) return count == 0;
+        if (!write_all(to, part.data(), static_cast<std::size_t>(count))) return false;
     }
 }
 
-/// Where a link leads to another file system, the file is copied there first, beside its place.
+/// If a link leads to another file system, the file is copied there first, beside its place.
 bool move_across(const result &file, const place &target) {
     std::string beside;
-    const descriptor copy{make_beside(target, beside)};
-    if (copy.number < 0) return false;
-    if (copy_to(copy.number, file.path) && ::fsync(copy.number) == 0 && target.hand_down(copy.number) &&
-        std::rename(beside.c_str(), target.path.c_str()) == 0)
+    const descriptor copy(make_beside(target, beside));
+    if (copy.number() < 0) return false;
+    if (copy_to(copy.number(), file.path) && ::fsync(copy.number()) == 0 &&
+        target.copy_mode_to(copy.number()) && std::rename(beside.c_str(), target.path.c_str()) == 0)
         return true;
     const int error = errno;
     ::unlink(beside.c_str());
@@ -65,12 +56,12 @@ bool move_across(const result &file, const place &target) {
 }
 
 void move(const result &file, const place &target) {
-    const descriptor made{::open(file.path.c_str(), O_RDONLY | O_CLOEXEC)};
-    if (made.number >= 0 && target.hand_down(made.number)) {
+    const descriptor made(::open(file.path.c_str(), O_RDONLY | O_CLOEXEC));
+    if (made.number() >= 0 && target.copy_mode_to(made.number())) {
         if (std::rename(file.path.c_str(), target.path.c_str()) == 0) return;
         if (errno == EXDEV && move_across(file, target)) return;
     }
-    system_failed("output folder", file.place, errno);
+    system_failed(file.place);
 }
 
 } // namespace
@@ -89,11 +80,11 @@ void check_place(const std::string &path, const std::string &input) {
         hindrance = "the file there is read-only";
     else if (target.path != path && !fs::is_directory(fs::path(target.path).parent_path() / ".", ignored))
         hindrance = "its link leads to a folder that is not there";
-    if (hindrance != nullptr) throw step_failed("output folder", path, 0, hindrance);
+    if (hindrance != nullptr) throw step_failed(folder_step, path, hindrance);
 }
 
 result_folder::result_folder(const std::string &path, const std::vector<std::string> &names) : path_(path) {
-    const signals_held_back until_registered;
+    const blocked_signals until_registered;
     try {
         make_folders();
         make_work_folder();
@@ -109,33 +100,32 @@ result_folder::result_folder(const std::string &path, const std::vector<std::str
     unfinished_.emplace(std::move(files), made_);
 }
 
-/// Makes the folder and those that it lies in, as far as they are not there.
+/// Makes the folder and its parents if they are missing.
 void result_folder::make_folders() {
     fs::path folder;
     for (const fs::path &part : path_) {
         folder /= part;
         std::error_code error;
         if (fs::create_directory(folder, error)) made_.insert(made_.begin(), folder.string());
-        if (error && fs::exists(folder))
-            throw step_failed("output folder", folder.string(), 0, "is no folder");
+        if (error && fs::exists(folder)) throw step_failed(folder_step, folder.string(), "is no folder");
         if (error) folder_failed(path_, error);
     }
 }
 
-/// A folder that nobody else has or looks into.
+/// Makes a private folder (mode 0700).
 void result_folder::make_work_folder() {
-    for (unsigned number = 0; number <= last_number; ++number) {
+    for (unsigned number = 0; number <= max_number; ++number) {
         work_ = path_ / work_name(number);
         if (::mkdir(work_.c_str(), 0700) == 0) {
             made_.insert(made_.begin(), work_.string());
             return;
         }
-        if (errno != EEXIST) system_failed("output folder", path_.string(), errno);
+        if (errno != EEXIST) system_failed(path_.string());
     }
-    throw step_failed("output folder", path_.string(), 0, "too many unfinished runs have left their folders");
+    throw step_failed(folder_step, path_.string(), "too many unfinished runs have left their folders");
 }
 
-/// A folder inside, where results are written and where they go.
+/// Makes a folder of results, in the work folder and in the folder.
 void result_folder::make_inner_folders(const fs::path &name) {
     if (name.empty()) return;
     for (const fs::path &folder : {work_ / name, path_ / name}) {
@@ -153,7 +143,7 @@ result_folder::~result_folder() {
 
 void result_folder::remove_folders() {
     for (const std::string &folder : made_)
-        ::rmdir(folder.c_str()); // only where it is empty
+        ::rmdir(folder.c_str()); // fails, as intended, if it is not empty
 }
 
 result result_folder::file(const std::string &name) {
@@ -165,13 +155,13 @@ std::uint64_t result_folder::written(const std::string &step, const result &file
                                      std::uint64_t expected) const {
     std::error_code error;
     const std::uint64_t size = fs::file_size(file.path, error);
-    if (error) throw step_failed(step, file.place, error.value(), error.message());
-    if (size != expected) throw step_failed(step, file.place, 0, "the file was not written whole");
+    if (error) throw step_failed(step, file.place, error.message());
+    if (size != expected) throw step_failed(step, file.place, "the file was not written whole");
     return size;
 }
 
 std::vector<std::string> result_folder::keep() {
-    const signals_held_back until_all_are_there;
+    const blocked_signals until_all_are_there;
     std::vector<std::string> places;
     for (const result &file : files_) {
         move(file, place(file.place));

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The folder of a conversion's results, which never keeps half of them.
+// The folder of a conversion's results: it receives all of them or none.
 #pragma once
 
 #include "files/interruption.h"
@@ -12,32 +12,35 @@
 
 namespace tool::job {
 
-/// A file that the conversion makes.
+/// The step in the failures of this file.
+inline constexpr const char *folder_step = "output folder";
+
+/// A file that the conversion writes.
 struct result {
     std::string path;  ///< where it is written
-    std::string place; ///< where it will be, once all is done
+    std::string place; ///< where it is moved at the end
 };
 
-/// A result may take the place of an earlier one, but of nothing else: fails before anything is written.
+/// Fails, before anything is written, unless the place of a result is free or holds a file that may be replaced.
 void check_place(const std::string &place, const std::string &input);
 
-/// The results are written in a folder of this conversion's own inside the folder and moved to their places at the
-/// end: one that fails or is interrupted leaves every file there as it was.
+/// The results are written to a private folder inside the folder and moved to their places by keep(): a conversion that
+/// fails or is interrupted before that leaves every file there as it was.
 class result_folder {
   public:
-    /// `names` are those of all files that may be written, to be removed when the program is interrupted. They may lie
-    /// in a folder inside: "meshes/a".
+    /// `names` are those of all files that may be written, to be removed when the program is interrupted. They may
+    /// contain a folder: "meshes/a".
     result_folder(const std::string &path, const std::vector<std::string> &names);
     ~result_folder();
     result_folder(const result_folder &) = delete;
     result_folder &operator=(const result_folder &) = delete;
 
-    /// A result about to be written.
+    /// Adds a result that will be written.
     result file(const std::string &name);
-    /// Bytes of a result, or a failure where they are not as many as they must be (a disk may be full).
+    /// The size of a written result; fails unless it is `expected` (a disk may be full).
     std::uint64_t written(const std::string &step, const result &file, std::uint64_t expected) const;
-    /// Moves the results to their places and returns these. Files that are replaced hand down their modes, links
-    /// stay. Should one not go there, those before it have.
+    /// Moves the results to their places and returns these. A replaced file's mode is kept; links stay. If one move
+    /// fails, the earlier ones have been done.
     std::vector<std::string> keep();
 
   private:
@@ -49,7 +52,7 @@ class result_folder {
     const std::filesystem::path path_;
     std::filesystem::path work_;
     std::vector<result> files_;
-    std::vector<std::string> made_; ///< folders that were not there before, the inner ones first
+    std::vector<std::string> made_; ///< folders that this object has made, the inner ones first
     std::optional<interruption> unfinished_;
 };
 

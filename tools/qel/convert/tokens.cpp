@@ -9,8 +9,6 @@ namespace tool::job {
 
 namespace {
 
-constexpr std::uint64_t unit_header_bytes = 24, scene_header_bytes = 64, mesh_header_bytes = 101;
-
 void must_be_valid(const std::string &step, const std::string &subject, const scene_record &scene) {
     check(step, subject, qel_alembic_validate(scene.get()),
           {{QEL_ALEMBIC_VALIDATE_BAD_ARGUMENT, "no scene"},
@@ -25,7 +23,7 @@ void print_counts(unit_record &loaded) {
     step counting("count");
     const std::uint32_t count = qel_unit_get_count(loaded.get());
     std::vector<std::uint64_t> mortons(count);
-    std::vector<char> hex_ids(std::size_t{count} * 8);
+    std::vector<char> hex_ids(std::size_t{count} * sizeof(qel_token::hex_id));
     std::vector<std::uint8_t> layers(count);
     qel_unit_get_all_tokens(loaded.get(), mortons.data(), hex_ids.data(), layers.data());
     const auto cells =
@@ -37,14 +35,14 @@ void print_counts(unit_record &loaded) {
 }
 
 void print_nearest(unit_record &loaded, std::uint64_t key) {
-    step asking("nearest");
+    step querying("nearest");
     std::uint32_t numbers[8];
     std::uint64_t distances[8];
     const std::uint32_t found = qel_unit_query_nearest(loaded.get(), key, 8, numbers, distances);
-    asking.done("%u tokens around key %llu", found, static_cast<unsigned long long>(key));
+    querying.done("%u tokens around key %llu", found, static_cast<unsigned long long>(key));
     for (std::uint32_t i = 0; i < found; ++i) {
         std::uint64_t morton = 0;
-        char identity[9] = {};
+        char identity[sizeof(qel_token::hex_id) + 1] = {};
         std::uint8_t layer = 0;
         check("nearest", "token " + std::to_string(numbers[i]),
               qel_unit_get_token(loaded.get(), numbers[i], &morton, identity, &layer),
@@ -56,28 +54,34 @@ void print_nearest(unit_record &loaded, std::uint64_t key) {
 
 } // namespace
 
+void allocate_meshes(const std::string &step, const std::string &subject, std::uint32_t count,
+                     scene_record &made) {
+    made->meshes = static_cast<qel_alembic_mesh *>(std::calloc(count, sizeof(qel_alembic_mesh)));
+    if (made->meshes == nullptr) throw step_failed(step, subject, no_memory);
+    made->mesh_count = count;
+}
+
 void make_tokens(polymesh_record &mesh, const std::vector<std::uint32_t> &triangles, scene_record &made) {
     step making("tokens");
-    made->meshes = static_cast<qel_alembic_mesh *>(std::calloc(1, sizeof(qel_alembic_mesh)));
-    if (made->meshes == nullptr) throw step_failed("tokens", mesh->name, -4, "no memory");
-    made->mesh_count = 1;
+    allocate_meshes("tokens", mesh->name, 1, made);
     const int code = load_raw(mesh->positions, mesh->vertex_count, triangles.data(),
                               static_cast<std::uint32_t>(triangles.size() / 3), mesh->name, *made->meshes);
     check("tokens", mesh->name, code, load_raw_meanings);
     made->version = 1;
     made->fps = 24.0f;
     made->total_faces = triangles.size() / 3;
-    made->total_vertices = made->total_tokens = made->meshes[0].vertex_count; // as building an index would
+    made->total_vertices = made->total_tokens =
+        made->meshes[0].vertex_count; // as qel_alembic_build_hash_table would set them
     must_be_valid("tokens", mesh->name, made);
     making.done("%u tokens, one for each vertex", made->meshes[0].vertex_count);
 }
 
 result export_unit(scene_record &made, result_folder &folder) {
-    const result file = folder.file("tokens.qel");
+    const result file = folder.file(unit_name);
     step exporting("export unit");
-    check("export unit", file.place, qel_alembic_export_qel(made->meshes, file.path.c_str()),
-          {{QEL_ALEMBIC_EXPORT_QEL_CANNOT_CREATE, "the file cannot be created"}});
-    const std::uint64_t expected = unit_header_bytes + made->total_tokens * sizeof(qel_token);
+    check("export unit", file.place, qel_alembic_export_file_qel(made.get(), file.path.c_str()),
+          {{QEL_ALEMBIC_EXPORT_FILE_QEL_CANNOT_CREATE, "the file cannot be created"}});
+    const std::uint64_t expected = sizeof(record_header) + made->total_tokens * sizeof(qel_token);
     const std::uint64_t size = folder.written("export unit", file, expected);
     exporting.done("%llu bytes in %s", static_cast<unsigned long long>(size), file.place.c_str());
     return file;
@@ -92,19 +96,16 @@ void query_unit(const result &file) {
     const std::uint32_t count = qel_unit_get_count(loaded.get());
     const std::uint64_t first = loaded->tokens[0].morton, middle = loaded->tokens[count / 2].morton;
     if (qel_unit_lookup_morton(loaded.get(), first) == QEL_NOT_FOUND)
-        throw step_failed("lookup", "key " + std::to_string(first), 0, "a token that is there was not found");
+        throw step_failed("lookup", "key " + std::to_string(first), "a token that is there was not found");
     for (const std::uint64_t key : {first, middle, qel_matrix_48_morton_encode(23, 23, 23)})
         print_nearest(loaded, key);
 }
 
 result save_scene(scene_record &made, result_folder &folder) {
-    const result file = folder.file("scene.bqel");
+    const result file = folder.file(scene_name);
     step saving("save scene");
     check("save scene", file.place, qel_alembic_save(file.path.c_str(), made.get()), scene_save_meanings);
-    const std::uint64_t vertices = made->meshes[0].vertex_count, faces = made->meshes[0].face_count;
-    const std::uint64_t expected = scene_header_bytes + mesh_header_bytes + faces * 12 +
-                                   vertices * (12 + sizeof(qel_alembic_vertex) + sizeof(qel_alembic_token));
-    const std::uint64_t size = folder.written("save scene", file, expected);
+    const std::uint64_t size = folder.written("save scene", file, scene_file_bytes(*made.get()));
     saving.done("%llu bytes in %s", static_cast<unsigned long long>(size), file.place.c_str());
     return file;
 }
@@ -116,7 +117,7 @@ void reload_scene(const scene_record &made, const result &file) {
     must_be_valid("load scene", file.place, loaded);
     const std::size_t bytes = std::size_t{made->meshes[0].vertex_count} * sizeof(qel_alembic_token);
     if (std::memcmp(loaded->meshes[0].tokens, made->meshes[0].tokens, bytes) != 0)
-        throw step_failed("load scene", file.place, 0, "the tokens came back changed");
+        throw step_failed("load scene", file.place, "the tokens came back changed");
     loading.done("sound, and the same tokens");
 }
 

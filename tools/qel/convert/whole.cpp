@@ -11,8 +11,7 @@ namespace tool::job {
 
 namespace {
 
-constexpr std::uint64_t scene_header_bytes = 64, mesh_header_bytes = 101, unit_header_bytes = 24,
-                        gibibyte = std::uint64_t{1} << 30;
+constexpr std::uint64_t gibibyte = std::uint64_t{1} << 30;
 constexpr std::uint8_t layer = 1;
 
 class whole_conversion {
@@ -23,7 +22,8 @@ class whole_conversion {
 
     outcome run() {
         read_meshes();
-        if (wants(part_tokens)) export_unit();
+        if (wants(part_tokens | part_scene)) complete_scene();
+        if (wants(part_tokens)) export_unit(made_, folder_);
         if (wants(part_scene)) save_scene();
         if (wants(part_agents)) record_run(folder_, vertices_);
         return {folder_.keep(), summary(), made()};
@@ -35,7 +35,7 @@ class whole_conversion {
     void warn_of_memory() const;
     void read_meshes();
     void add_to_scene(const ogawa_polymesh &mesh, std::size_t number);
-    void export_unit();
+    void complete_scene();
     void save_scene();
     std::string summary() const;
     amounts made() const;
@@ -49,11 +49,11 @@ class whole_conversion {
     std::uint64_t vertices_ = 0, triangles_ = 0;
 };
 
-/// The names of all results, once it is known that each may go to its place.
+/// The names of all results; fails if one of them may not be written.
 std::vector<std::string> whole_conversion::checked_names(const std::string &output) const {
     std::vector<std::string> names;
-    if (wants(part_tokens)) names.emplace_back("tokens.qel");
-    if (wants(part_scene)) names.emplace_back("scene.bqel");
+    if (wants(part_tokens)) names.emplace_back(unit_name);
+    if (wants(part_scene)) names.emplace_back(scene_name);
     if (wants(part_agents)) names.emplace_back(agents_name);
     for (const whole_plan::entry &entry : plan_.meshes)
         if (wants(part_cache)) names.push_back(entry.cache);
@@ -73,11 +73,8 @@ void whole_conversion::warn_of_memory() const {
 void whole_conversion::read_meshes() {
     step reading(wants(part_cache) ? "caches" : "meshes");
     const std::size_t count = plan_.meshes.size();
-    if (wants(part_tokens | part_scene)) {
-        made_->meshes = static_cast<qel_alembic_mesh *>(std::calloc(count, sizeof(qel_alembic_mesh)));
-        if (made_->meshes == nullptr) throw step_failed("meshes", input_.name(), -4, "no memory");
-        made_->mesh_count = static_cast<std::uint32_t>(count);
-    }
+    if (wants(part_tokens | part_scene))
+        allocate_meshes("meshes", input_.name(), static_cast<std::uint32_t>(count), made_);
     for (std::size_t i = 0; i < count; ++i) {
         const whole_plan::entry &entry = plan_.meshes[i];
         polymesh_record mesh;
@@ -103,36 +100,30 @@ void whole_conversion::add_to_scene(const ogawa_polymesh &mesh, std::size_t numb
           load_raw(mesh.positions, mesh.vertex_count, triangles.data(),
                    static_cast<std::uint32_t>(triangles.size() / 3), name.c_str(), made),
           load_raw_meanings);
-    for (std::uint32_t i = 0; number > 0 && i < made.vertex_count; ++i) // whose identities name the mesh
+    for (std::uint32_t i = 0; number > 0 && i < made.vertex_count;
+         ++i) // their identities contain the mesh's number
         qel_alembic_generate_token(&made.vertices[i], layer, static_cast<std::uint32_t>(number), i,
                                    &made.tokens[i]);
 }
 
-void whole_conversion::export_unit() {
-    step exporting("export unit");
-    const result file = folder_.file("tokens.qel");
-    check("export unit", file.place, qel_alembic_export_file_qel(made_.get(), file.path.c_str()),
-          {{QEL_ALEMBIC_EXPORT_FILE_QEL_CANNOT_CREATE, "the file cannot be created"}});
-    const std::uint64_t size =
-        folder_.written("export unit", file, unit_header_bytes + vertices_ * sizeof(qel_token));
-    exporting.done("%llu bytes in %s", static_cast<unsigned long long>(size), file.place.c_str());
-}
-
-void whole_conversion::save_scene() {
-    step saving("save scene");
-    const result file = folder_.file("scene.bqel");
+/// Sets the totals, as qel_alembic_build_hash_table would with an index of 32 MiB.
+void whole_conversion::complete_scene() {
     made_->version = 1;
     made_->fps = static_cast<float>(plan_.rate);
     made_->total_faces = triangles_;
-    made_->total_vertices = made_->total_tokens = vertices_; // which building an index of 32 MiB would set
+    made_->total_vertices = made_->total_tokens = vertices_;
     if (!plan_.frames.empty()) {
         made_->time_start = static_cast<float>(plan_.frames.front().time);
         made_->time_end = static_cast<float>(plan_.frames.back().time);
     }
+}
+
+void whole_conversion::save_scene() {
+    step saving("save scene");
+    const result file = folder_.file(scene_name);
     check("save scene", file.place, qel_alembic_save(file.path.c_str(), made_.get()), scene_save_meanings);
-    std::uint64_t expected = scene_header_bytes + made_->mesh_count * mesh_header_bytes + triangles_ * 12 +
-                             vertices_ * (12 + sizeof(qel_alembic_vertex) + sizeof(qel_alembic_token));
-    folder_.written("save scene", file, expected); // what is missing there would be filled with frames
+    std::uint64_t expected = scene_file_bytes(*made_.get());
+    folder_.written("save scene", file, expected); // frames after missing bytes would be read in their place
     if (!plan_.frames.empty()) expected += append_frames(scene_, plan_, *made_.get(), file);
     const std::uint64_t size = folder_.written("save scene", file, expected);
     saving.done("%llu bytes in %s, %s", static_cast<unsigned long long>(size), file.place.c_str(),

@@ -10,16 +10,14 @@ namespace tool::job {
 
 namespace {
 
-constexpr std::uint64_t header_bytes = 64;
-
-/// Which value each corner or vertex has, so that none is shared: the cache's writer knows no indices.
+/// Expands indexed normals to one value per corner or vertex: the cache's writer takes no indices.
 void spread_normals(ogawa_polymesh &mesh, const std::string &subject) {
     if (mesh.normals == nullptr) return;
     const std::uint32_t scope = mesh.normal_scope;
     const bool by_corner = scope == OGAWA_SCOPE_FACE_VARYING || scope == OGAWA_SCOPE_FACE;
     const std::uint32_t count = by_corner ? mesh.face_index_count : mesh.vertex_count;
-    array<float> spread(static_cast<float *>(std::calloc(std::size_t{count} + 1, 12)));
-    if (!spread) throw step_failed("caches", subject, 0, "no memory for its normals");
+    array<float> spread(static_cast<float *>(std::calloc(std::size_t{count} + 1, triple_bytes)));
+    if (!spread) throw step_failed("caches", subject, no_memory);
     std::uint32_t face = 0, left = mesh.face_count > 0 ? mesh.face_counts[0] : 0;
     for (std::uint32_t i = 0; i < count; ++i) {
         while (scope == OGAWA_SCOPE_FACE && left == 0)
@@ -28,7 +26,7 @@ void spread_normals(ogawa_polymesh &mesh, const std::string &subject) {
         std::uint32_t from = scope == OGAWA_SCOPE_CONSTANT ? 0 : scope == OGAWA_SCOPE_FACE ? face : i;
         if (mesh.normal_indices != nullptr) from = mesh.normal_indices[from];
         if (from < mesh.normal_count)
-            std::memcpy(&spread[std::size_t{i} * 3], mesh.normals + std::size_t{from} * 3, 12);
+            std::memcpy(&spread[std::size_t{i} * 3], mesh.normals + std::size_t{from} * 3, triple_bytes);
     }
     std::free(mesh.normals);
     std::free(mesh.normal_indices);
@@ -36,14 +34,6 @@ void spread_normals(ogawa_polymesh &mesh, const std::string &subject) {
     mesh.normal_indices = nullptr;
     mesh.normal_count = count;
     mesh.normal_scope = by_corner ? OGAWA_SCOPE_FACE_VARYING : OGAWA_SCOPE_VERTEX;
-}
-
-void verify(const ogawa_polymesh &mesh, const std::string &subject) {
-    const float *low = mesh.bounds_min, *high = mesh.bounds_max;
-    qel_mesh_verify_report report;
-    if (qel_mesh_verify_identity(mesh.positions, mesh.vertex_count, low[0], low[1], low[2], high[0], high[1],
-                                 high[2], &report) != 1)
-        throw step_failed("caches", subject, 0, "a position is not finite");
 }
 
 void note_normals(const ogawa_polymesh &mesh, const std::string &subject) {
@@ -72,30 +62,20 @@ void note_uvs(const ogawa_polymesh &mesh, const std::string &subject) {
     }
 }
 
-/// The mapped file must hold the mesh's own positions, bit for bit.
-void compare(const ogawa_polymesh &mesh, const result &file) {
-    cache_record cache;
-    check("caches", file.place, qel_mesh_load(file.path.c_str(), cache.get()), cache_load_meanings);
-    if (cache->header.vertex_count != mesh.vertex_count ||
-        std::memcmp(cache->positions, mesh.positions, std::size_t{mesh.vertex_count} * 12) != 0)
-        throw step_failed("caches", file.place, 0, "the positions came back changed");
-}
-
 } // namespace
 
 void write_cache(ogawa_polymesh &mesh, const std::string &subject, const result &file,
                  const result_folder &folder) {
-    verify(mesh, subject);
+    verify("caches", subject, mesh);
     note_normals(mesh, subject);
     note_uvs(mesh, subject);
     spread_normals(mesh, subject);
-    check("caches", file.place, qel_mesh_save(&mesh, nullptr, file.path.c_str()), cache_save_meanings);
     std::uint64_t triangles = 0;
     for (std::uint32_t face = 0; face < mesh.face_count; ++face)
         triangles += mesh.face_counts[face] > 2 ? mesh.face_counts[face] - 2 : 0;
-    const std::uint64_t each_vertex = mesh.normals != nullptr ? 24 : 12;
-    folder.written("caches", file, header_bytes + mesh.vertex_count * each_vertex + triangles * 12);
-    compare(mesh, file);
+    save_cache("caches", mesh, triangles, nullptr, file, folder);
+    cache_record cache;
+    map_cache("caches", mesh, file, cache);
 }
 
 } // namespace tool::job

@@ -11,10 +11,9 @@ namespace tool::job {
 
 namespace {
 
-constexpr long frame_count_at = 12; // in the header of a scene file
 constexpr std::size_t buffer_bytes = std::size_t{1} << 20;
 
-/// A scene file that is written on at its end.
+/// A scene file to which frames are appended.
 class frame_file {
   public:
     explicit frame_file(const result &file)
@@ -32,13 +31,13 @@ class frame_file {
     std::uint64_t bytes() const { return bytes_; }
 
     void finish(std::uint32_t frames) {
-        if (std::fseek(stream_.get(), frame_count_at, SEEK_SET) != 0 ||
+        if (std::fseek(stream_.get(), long{offsetof(scene_header, frame_count)}, SEEK_SET) != 0 ||
             std::fwrite(&frames, sizeof frames, 1, stream_.get()) != 1 || std::fclose(stream_.release()) != 0)
             fail();
     }
 
   private:
-    [[noreturn]] void fail() const { throw step_failed("frames", file_.place, errno, std::strerror(errno)); }
+    [[noreturn]] void fail() const { throw step_failed("frames", file_.place, std::strerror(errno)); }
 
     const result &file_;
     std::unique_ptr<std::FILE, int (*)(std::FILE *)> stream_;

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Which meshes, which frames, and under which names.
+// The plan of a conversion: its meshes, frames and names.
 #include "convert/whole.h"
 #include "terminal/text.h"
 
@@ -11,9 +11,9 @@ namespace tool::job {
 
 namespace {
 
-constexpr std::size_t longest_name = sizeof(qel_alembic_mesh::name) - 1, longest_file = 200;
+constexpr std::size_t max_name_bytes = sizeof(qel_alembic_mesh::name) - 1, max_file_bytes = 200;
 
-/// The end of a text, in whole characters of UTF-8: of a path, that is what tells objects apart.
+/// The end of a text, without a part of a UTF-8 character: the end of a path distinguishes objects.
 std::string end_of(const std::string &text, std::size_t size) {
     if (text.size() <= size) return text;
     std::size_t from = text.size() - size;
@@ -22,15 +22,15 @@ std::string end_of(const std::string &text, std::size_t size) {
     return text.substr(from);
 }
 
-/// Hands out names that fit and differ, by the case of no letter alone: some disks know no case.
+/// Makes unique names of bounded length that differ in more than case: some file systems ignore case.
 class name_maker {
   public:
-    explicit name_maker(std::size_t longest) : longest_(longest) {}
+    explicit name_maker(std::size_t max_bytes) : max_bytes_(max_bytes) {}
 
     std::string make(const std::string &wanted) {
         for (unsigned number = 1;; ++number) {
             const std::string mark = number > 1 ? "~" + std::to_string(number) : "";
-            std::string name = end_of(wanted, longest_ - mark.size()) + mark, folded = name;
+            std::string name = end_of(wanted, max_bytes_ - mark.size()) + mark, folded = name;
             for (char &letter : folded)
                 if (letter >= 'A' && letter <= 'Z') letter = static_cast<char>(letter - 'A' + 'a');
             if (taken_.insert(folded).second) return name;
@@ -38,11 +38,11 @@ class name_maker {
     }
 
   private:
-    const std::size_t longest_;
+    const std::size_t max_bytes_;
     std::set<std::string> taken_;
 };
 
-/// "/crane/arm" as "crane.arm": no byte that a folder, a shell or a terminal takes for something else.
+/// "/crane/arm" as "crane.arm", without bytes that are special in paths, shells or terminals.
 std::string file_text(const std::string &path) {
     const bool shown_as_it_is = printable(path) == path;
     std::string text;
@@ -70,7 +70,7 @@ std::vector<frame_at> frames_of(const archive_scene &scene) {
 
 double time_of_frame(const std::vector<frame_at> &frames, std::int32_t wanted, double rate,
                      const input_file &input) {
-    if (frames.size() == 1) return frames[0].time; // nothing moves: each frame is the same
+    if (frames.size() == 1) return frames[0].time; // nothing moves: all frames are equal
     for (const frame_at &frame : frames)
         if (frame.number == wanted) return frame.time;
     if (wanted < frames.front().number || wanted > frames.back().number)
@@ -89,10 +89,10 @@ void keep_range(std::vector<frame_at> &frames, const frame_range &range, const i
                       format("has the frames %d to %d, and none in the range", first.number, last.number));
 }
 
-/// The first time from `wanted` on, or else the first of all, at which the mesh has points; false where it never has.
+/// The first time from `wanted` on, or else the first of all, at which the mesh has points; false if there is none.
 bool find_points(const archive_scene &scene, const scene_mesh &mesh, double wanted, double &found) {
     found = wanted;
-    if (mesh.info.topology != 2) return true;
+    if (mesh.info.topology != QEL_ARCHIVE_TOPOLOGY_FACES_CHANGE) return true;
     std::vector<double> times{wanted};
     times.insert(times.end(), std::lower_bound(scene.times().begin(), scene.times().end(), wanted),
                  scene.times().end());
@@ -106,7 +106,7 @@ bool find_points(const archive_scene &scene, const scene_mesh &mesh, double want
     return false;
 }
 
-/// Why there is nothing to convert, in one line.
+/// Fails with the reasons why there is nothing to convert.
 [[noreturn]] void nothing_to_convert(const archive_scene &scene, const input_file &input,
                                      const scene_choice &choice) {
     std::string why;
@@ -130,7 +130,7 @@ whole_plan plan_whole(const archive_scene &scene, const input_file &input, const
     if (options.range && plan.frames.size() > 1) keep_range(plan.frames, *options.range, input);
     const double base = options.frame ? time_of_frame(plan.frames, *options.frame, plan.rate, input)
                                       : plan.frames.front().time;
-    name_maker names(longest_name), files(longest_file);
+    name_maker names(max_name_bytes), files(max_file_bytes);
     bool moves = false;
     for (const scene_mesh &mesh : scene.meshes()) {
         double time = base;
@@ -140,8 +140,7 @@ whole_plan plan_whole(const archive_scene &scene, const input_file &input, const
         moves = moves || mesh.moves;
         const std::uint64_t triangles = mesh.info.corner_count - std::min(mesh.info.corner_count, 2u);
         plan.vertices += mesh.info.vertex_count;
-        plan.memory += triangles * 12 +
-                       mesh.info.vertex_count * (12 + sizeof(qel_alembic_vertex) + sizeof(qel_alembic_token));
+        plan.memory += scene_array_bytes(mesh.info.vertex_count, triangles);
     }
     if (plan.meshes.empty()) nothing_to_convert(scene, input, options.meshes);
     if (options.frame || !moves) plan.frames.clear();

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "convert/work_list.h"
 
-#include "files/input.h"
+#include "files/failure.h"
 
 #include <algorithm>
 #include <filesystem>
@@ -23,7 +23,8 @@ std::string read_list(const std::string &name) {
     return {std::istreambuf_iterator<char>(name == "-" ? std::cin : file), {}};
 }
 
-/// The names of a list, one a line; where it has a zero byte, names end with one, and may have line ends in them.
+/// Adds the names of a list, one a line. If the list has a zero byte, zero bytes end the names, and these may contain
+/// line ends.
 void add_listed(std::vector<std::string> &names, const std::string &list) {
     const std::string text = read_list(list);
     const char end = text.find('\0') == std::string::npos ? '\n' : '\0';
@@ -31,13 +32,13 @@ void add_listed(std::vector<std::string> &names, const std::string &list) {
     for (std::size_t at = 0; at < text.size();) {
         const std::size_t after = std::min(text.find(end, at), text.size());
         const std::string name = text.substr(at, after - at);
-        if (!name.empty()) names.push_back(name == "-" ? "./-" : name); // in a list it is no standard input
+        if (!name.empty()) names.push_back(name == "-" ? "./-" : name); // in a list "-" is a file name
         at = after + 1;
     }
     if (names.size() == before) throw failure(list == "-" ? "standard input" : list, "names no archive");
 }
 
-/// A folder's archives, those in the folders inside it too, in the order of their names.
+/// Adds the archives of a folder and of the folders inside, in the order of their names.
 void add_folder(std::vector<work> &all, const std::string &name, const fs::path &output) {
     std::vector<fs::path> paths;
     std::error_code error;
@@ -54,8 +55,8 @@ void add_folder(std::vector<work> &all, const std::string &name, const fs::path 
     }
 }
 
-/// Those that are called the same get numbers.
-void tell_apart(std::vector<work> &all) {
+/// Archives of the same name get numbers.
+void number_duplicates(std::vector<work> &all) {
     std::set<std::string> taken;
     for (work &item : all) {
         const std::string wanted = item.folder;
@@ -84,7 +85,7 @@ std::vector<work> list_work(const convert_options &options) {
         else
             all.push_back({name, (fs::path(options.folder) / called.stem()).string()});
     }
-    tell_apart(all);
+    number_duplicates(all);
     std::vector<work> part;
     for (std::size_t i = options.shard - 1; i < all.size(); i += options.shards)
         part.push_back(all[i]);

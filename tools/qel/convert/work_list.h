@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Which archives a call converts, and where the results of each go.
+// The archives of a call and the folders of their results.
 #pragma once
 
 #include "commands.h"
@@ -7,11 +7,11 @@
 
 namespace tool {
 
-/// Whether the call names one archive, whose results go right into the folder.
+/// Whether the call names one archive, whose results are put directly into the folder.
 bool is_for_one(const convert_options &options);
 
-/// Each archive with the folder of its own, in the order of the call; those that are called the same get numbers. Of a
-/// shard its part: the folders are those that they have without it.
+/// Each archive with its own folder, in the order of the call; archives of the same name get numbers. For a shard, only
+/// its part; folders are named as without shards.
 std::vector<work> list_work(const convert_options &options);
 
 } // namespace tool

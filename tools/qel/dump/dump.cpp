@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Units and agent directories are dumped record by record as they stand in the file; geometry is in dump_geometry.
+// The command dump, and units and agent directories, record by record as stored in the file.
 #include "dump/dump.h"
 
 #include "commands.h"
@@ -9,16 +9,14 @@ namespace tool {
 
 namespace {
 
-constexpr std::uint64_t header_bytes = 24;
-
 void dump_unit(writer &out, const input_file &file) {
-    const auto count = head_number<std::uint32_t>(file, 8);
-    out.count("version", head_number<std::uint32_t>(file, 4));
-    out.count("count", count);
-    out.count("extra", head_number<std::uint32_t>(file, 12));
-    out.wide("saved_at", head_number<std::int64_t>(file, 16));
+    const auto header = file.header<record_header>();
+    out.count("version", header.version);
+    out.count("count", header.count);
+    out.count("extra", header.extra);
+    out.wide("saved_at", header.saved_at);
     out.open_list("tokens");
-    each_record<qel_token>(file, header_bytes, count, [&](std::uint64_t, const qel_token &token) {
+    each_record<qel_token>(file, header.count, [&](std::uint64_t, const qel_token &token) {
         out.open_object();
         out.wide("morton", token.morton);
         out.bytes("hex_id", token.hex_id, sizeof token.hex_id);
@@ -30,14 +28,14 @@ void dump_unit(writer &out, const input_file &file) {
 }
 
 void dump_agents(writer &out, const input_file &file) {
-    const auto count = head_number<std::uint32_t>(file, 8);
-    out.count("version", head_number<std::uint32_t>(file, 4));
-    out.count("agent_count", count);
-    out.count("active_count", head_number<std::uint32_t>(file, 12));
-    out.wide("saved_at", head_number<std::int64_t>(file, 16));
+    const auto header = file.header<record_header>();
+    out.count("version", header.version);
+    out.count("agent_count", header.count);
+    out.count("active_count", header.extra);
+    out.wide("saved_at", header.saved_at);
     out.open_list("agents");
-    const std::uint64_t wanted = std::min(count, QEL_AGENT_CAPACITY);
-    each_record<qel_agent>(file, header_bytes, wanted, [&](std::uint64_t, const qel_agent &agent) {
+    const std::uint64_t count = std::min(header.count, QEL_AGENT_CAPACITY);
+    each_record<qel_agent>(file, count, [&](std::uint64_t, const qel_agent &agent) {
         out.open_object();
         out.bytes("id", agent.id, sizeof agent.id);
         out.bytes("parent", agent.parent, sizeof agent.parent);
@@ -70,7 +68,7 @@ int dump(const dump_options &options) {
     }
     if (!options.path.empty() || options.sample)
         throw usage_error("--path and --sample are for archives read by what they say");
-    const examined what(file); // before anything is written, so that what fails leaves no half a document
+    const examined what(file); // before anything is written, so that a failure leaves no partial document
     if (!what.about.readable) what.must_be_usable();
     {
         writer out(options.json ? writer::style::json : writer::style::lines);
@@ -84,8 +82,7 @@ int dump(const dump_options &options) {
             dump_geometry(out, what);
         out.close();
     }
-    // What could be read is written all the same, but nobody shall take it for the whole.
-    what.must_be_usable();
+    what.must_be_usable(); // everything readable is written; the exit status reports that it is incomplete
     return 0;
 }
 

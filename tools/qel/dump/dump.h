@@ -7,13 +7,13 @@
 
 namespace tool {
 
-/// A 64-bit word without a meaning as a number, as hexadecimal digits.
+/// A 64-bit word that is not a number, as hexadecimal digits.
 std::string word_text(std::uint64_t word);
 
-/// All objects of an archive, by what it says. Fails at the end where some of it cannot be read.
+/// Writes all objects of an archive, from its structure. Fails at the end if some of it cannot be read.
 void dump_archive(const input_file &file, const dump_options &options);
 
-/// What a scene, mesh cache or archive holds.
+/// Writes the contents of a scene, of a mesh cache or of the mesh that a byte search finds.
 void dump_geometry(writer &out, const examined &what);
 
 } // namespace tool

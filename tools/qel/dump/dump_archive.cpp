@@ -3,7 +3,7 @@
 #include "commands.h"
 #include "dump/dump.h"
 #include "examine/archive_scene.h"
-#include "info/info_archive.h"
+#include "examine/archive_text.h"
 #include "terminal/text.h"
 
 #include <algorithm>
@@ -42,7 +42,7 @@ void append_utf8(std::string &text, std::uint32_t character) {
                  static_cast<char>(0x80 | (character >> 6 & 63)), static_cast<char>(0x80 | (character & 63))};
 }
 
-/// The texts of a sample, each of which ends with a zero.
+/// The texts of a sample. Each ends with a zero.
 std::vector<std::string> texts_of(const std::vector<unsigned char> &bytes, bool wide) {
     std::vector<std::string> texts(1);
     const std::size_t count = bytes.size() / (wide ? 4 : 1);
@@ -59,11 +59,11 @@ std::vector<std::string> texts_of(const std::vector<unsigned char> &bytes, bool 
     return texts;
 }
 
-/// One number of a sample. Those of 64 bits are texts in JSON, whose readers may keep only 53 bits.
+/// One number of a sample. Numbers of 64 bits are texts in JSON, because readers may keep only 53 bits.
 void write_value(writer &out, std::uint32_t code, const std::vector<unsigned char> &bytes, std::size_t i) {
     switch (code) {
     case QEL_ARCHIVE_VALUE_BOOL:
-        return out.truth(nullptr, bytes[i] != 0);
+        return out.boolean(nullptr, bytes[i] != 0);
     case QEL_ARCHIVE_VALUE_U8:
         return out.count(nullptr, bytes[i]);
     case QEL_ARCHIVE_VALUE_I8:
@@ -91,14 +91,13 @@ void write_value(writer &out, std::uint32_t code, const std::vector<unsigned cha
 
 void write_values(writer &out, const qel_archive_property &property,
                   const std::vector<unsigned char> &bytes) {
-    constexpr std::size_t sizes[] = {1, 1, 1, 2, 2, 4, 4, 8, 8, 2, 4, 8};
+    const std::size_t bytes_each = type_of(property.value).bytes;
     out.open_list("values");
     if (property.value == QEL_ARCHIVE_VALUE_TEXT || property.value == QEL_ARCHIVE_VALUE_WIDE_TEXT) {
         for (const std::string &text : texts_of(bytes, property.value == QEL_ARCHIVE_VALUE_WIDE_TEXT))
-            out.words(nullptr, text);
-    } else if (property.value < std::size(sizes)) {
-        const std::size_t count = bytes.size() / sizes[property.value],
-                          extent = std::max(property.extent, 1u);
+            out.utf8(nullptr, text);
+    } else if (bytes_each > 0) {
+        const std::size_t count = bytes.size() / bytes_each, extent = std::max(property.extent, 1u);
         for (std::size_t i = 0; i < count; ++i) {
             if (extent > 1 && i % extent == 0) out.open_row();
             write_value(out, property.value, bytes, i);
@@ -113,7 +112,7 @@ class archive_dump {
     archive_dump(writer &out, const archive_scene &scene, const dump_options &options)
         : out_(out), archive_(scene.archive()), options_(options) {}
 
-    /// The object with this number and all below it. Returns what was first found to be damaged, if anything.
+    /// Writes the object with this number and all below it. Returns the first damage, or an empty text.
     std::string write(std::uint32_t first) {
         out_.open_list("objects");
         qel_archive_object object;
@@ -128,9 +127,9 @@ class archive_dump {
   private:
     void write_object(std::uint32_t number, const qel_archive_object &object) {
         out_.open_object();
-        out_.words("path", object.path);
-        out_.words("kind", kind_of_object(object));
-        out_.words("metadata", object.metadata);
+        out_.utf8("path", object.path);
+        out_.utf8("kind", kind_of_object(object));
+        out_.utf8("metadata", object.metadata);
         out_.open_list("properties");
         for (std::uint32_t i = 0; i < object.property_count; ++i) {
             qel_archive_property property;
@@ -144,11 +143,11 @@ class archive_dump {
     void write_property(std::uint32_t object, std::uint32_t number, const qel_archive_object &owner,
                         const qel_archive_property &property) {
         out_.open_object();
-        out_.words("name", property.name);
-        out_.words("type",
-                   property.kind == QEL_ARCHIVE_PROPERTY_COMPOUND ? "compound" : kind_of_values(property));
-        out_.truth("array", property.kind == QEL_ARCHIVE_PROPERTY_ARRAY);
-        out_.words("metadata", property.metadata);
+        out_.utf8("name", property.name);
+        out_.utf8("type",
+                  property.kind == QEL_ARCHIVE_PROPERTY_COMPOUND ? "compound" : kind_of_values(property));
+        out_.boolean("array", property.kind == QEL_ARCHIVE_PROPERTY_ARRAY);
+        out_.utf8("metadata", property.metadata);
         out_.count("time_sampling", property.time_sampling);
         out_.count("sample_count", property.sample_count);
         out_.open_list("samples");
@@ -177,9 +176,9 @@ class archive_dump {
         if (status == QEL_ARCHIVE_OK)
             write_values(out_, property, bytes_);
         else
-            out_.words("problem", qel_archive_message(status));
+            out_.utf8("problem", archive_message(status));
         if (status != QEL_ARCHIVE_OK && damage_.empty())
-            damage_ = std::string(owner.path) + ": " + property.name + ": " + qel_archive_message(status);
+            damage_ = std::string(owner.path) + ": " + property.name + ": " + archive_message(status);
         out_.close();
     }
 
@@ -203,7 +202,7 @@ void dump_archive(const input_file &file, const dump_options &options) {
         out.open_object();
         out.text("format", name_of(file.kind()));
         out.number("library_version", scene.info().library_version);
-        out.words("metadata", scene.info().metadata);
+        out.utf8("metadata", scene.info().metadata);
         damage = archive_dump(out, scene, options).write(first);
         out.close();
     }

@@ -5,7 +5,7 @@ namespace tool {
 
 namespace {
 
-/// One vector of three per item; none where the array is not there.
+/// Rows of three; none if the array is missing.
 template <class T>
 void triples(writer &out, const char *name, const T *values, std::uint64_t count) {
     out.open_list(name);
@@ -15,7 +15,7 @@ void triples(writer &out, const char *name, const T *values, std::uint64_t count
 }
 
 template <class T>
-void words(writer &out, const char *name, const T *values, std::uint64_t count) {
+void numbers(writer &out, const char *name, const T *values, std::uint64_t count) {
     out.row(name, values, values == nullptr ? 0 : static_cast<std::size_t>(count));
 }
 
@@ -84,13 +84,13 @@ void dump_frame(writer &out, const qel_alembic_frame &frame) {
 void dump_scene(writer &out, const input_file &file, const qel_alembic_file &scene) {
     out.count("version", scene.version);
     out.count("flags", scene.flags);
-    out.wide("total_vertices",
-             head_number<std::uint64_t>(file, 16)); // as they stand there: loading counts anew
-    out.wide("total_faces", head_number<std::uint64_t>(file, 24));
+    const auto header = file.header<scene_header>();
+    out.wide("total_vertices", header.total_vertices); // as stored: loading recomputes the totals
+    out.wide("total_faces", header.total_faces);
     out.real("fps", scene.fps);
     out.real("time_start", scene.time_start);
     out.real("time_end", scene.time_end);
-    out.opaque("reserved", file.head().data() + 48, 16);
+    out.opaque("reserved", header.reserved, sizeof header.reserved);
     out.open_list("meshes");
     for (std::uint32_t i = 0; i < scene.mesh_count; ++i)
         dump_scene_mesh(out, scene.meshes[i]);
@@ -155,8 +155,8 @@ void dump_found_mesh(writer &out, const ogawa_archive &archive, const ogawa_poly
     triples(out, "positions", mesh.positions, mesh.vertex_count);
     triples(out, "normals", mesh.normals, mesh.normal_count);
     out.count("normal_scope", mesh.normal_scope);
-    words(out, "face_counts", mesh.face_counts, mesh.face_count);
-    words(out, "face_indices", mesh.face_indices, mesh.face_index_count);
+    numbers(out, "face_counts", mesh.face_counts, mesh.face_count);
+    numbers(out, "face_indices", mesh.face_indices, mesh.face_index_count);
 }
 
 } // namespace

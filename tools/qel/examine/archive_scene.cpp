@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "examine/archive_scene.h"
 
+#include "examine/archive_text.h"
 #include "terminal/text.h"
 
 #include <algorithm>
@@ -15,7 +16,7 @@ namespace {
 constexpr double same_time = 1e-6; // seconds: sample times nearer than this are one frame
 constexpr const char *transform_values = ".xform/.vals", *points = ".geom/P", *visibility = "visible";
 
-/// A point is a row: p' = p M.
+/// Points are row vectors: p' = p M.
 void move(float *triples, std::size_t count, const double matrix[16]) {
     for (std::size_t i = 0; i < count; ++i) {
         float *p = triples + i * 3;
@@ -26,7 +27,7 @@ void move(float *triples, std::size_t count, const double matrix[16]) {
     }
 }
 
-/// Normals turn with the cofactors of the matrix's upper part, which also holds where it has no inverse.
+/// Normals are multiplied by the cofactors of the upper 3x3 matrix, which exist without an inverse too.
 void turn_normals(float *normals, std::size_t count, const double m[16]) {
     const double turned[3][3] = {
         {m[5] * m[10] - m[6] * m[9], m[6] * m[8] - m[4] * m[10], m[4] * m[9] - m[5] * m[8]},
@@ -64,10 +65,10 @@ archive_scene::archive_scene(const input_file &file, scene_choice choice)
 
 void archive_scene::must(std::int32_t status, const std::string &path) const {
     if (status == QEL_ARCHIVE_OK) return;
-    throw failure(name_, (path.empty() ? "" : printable(path) + ": ") + qel_archive_message(status));
+    throw failure(name_, (path.empty() ? "" : printable(path) + ": ") + archive_message(status));
 }
 
-/// Adds the sample times of a property that changes; false where it does not.
+/// Adds the sample times of a property that changes; false if it does not.
 bool archive_scene::add_times(std::uint32_t object, const char *property) {
     const std::uint32_t number = qel_archive_find_property(archive(), object, property);
     qel_archive_property about;
@@ -75,7 +76,7 @@ bool archive_scene::add_times(std::uint32_t object, const char *property) {
         qel_archive_get_property(archive(), object, number, &about) != QEL_ARCHIVE_OK)
         return false;
     if (about.constant != 0) return false;
-    // The number of the sampling and the count decide the times: thousands of meshes may share them.
+    // The time sampling and the count determine the times: thousands of meshes may share them.
     if (!added_.emplace(about.time_sampling, about.sample_count).second) return true;
     for (std::uint32_t sample = 0; sample < about.sample_count; ++sample) {
         double time = 0;
@@ -103,7 +104,7 @@ void archive_scene::merge_times() {
     if (times_.empty()) times_.push_back(info_.start);
 }
 
-/// At the times at which `decider`, the object or one above it, may change what is shown.
+/// Whether the object is shown at a time at which `decider`, the object or an ancestor, may change visibility.
 bool archive_scene::is_shown_once(std::uint32_t object, std::uint32_t decider) const {
     const std::uint32_t number = qel_archive_find_property(archive(), decider, visibility);
     qel_archive_property about;
@@ -148,7 +149,8 @@ void archive_scene::list_meshes() {
             continue;
         }
         if (status != QEL_ARCHIVE_NOT_FOUND) must(status, mesh.path);
-        if (status == QEL_ARCHIVE_NOT_FOUND || (mesh.info.vertex_count == 0 && mesh.info.topology != 2)) {
+        if (status == QEL_ARCHIVE_NOT_FOUND ||
+            (mesh.info.vertex_count == 0 && mesh.info.topology != QEL_ARCHIVE_TOPOLOGY_FACES_CHANGE)) {
             ++empty_count_;
             continue;
         }

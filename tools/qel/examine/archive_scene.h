@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// An archive, read by what it says, as meshes that stand in the world and move over frames.
+// An archive's meshes in world space, by frame, from its structure (not from a byte search).
 #pragma once
 
 #include "files/input.h"
@@ -14,7 +14,7 @@
 
 namespace tool {
 
-/// An object with points that is shown at some frame.
+/// An object with points.
 struct scene_mesh {
     std::uint32_t object; ///< its number in the archive
     std::string path;
@@ -23,12 +23,12 @@ struct scene_mesh {
     bool moves; ///< its points or a transform above them have more than one sample
 };
 
-/// Which objects count, and in whose space.
+/// Which objects are included, and in which space.
 struct scene_choice {
-    bool points = true;             ///< points, curves and patches too, not meshes alone
-    bool world = true;              ///< else each mesh in its own space, where transforms do not move it
-    std::vector<std::string> globs; ///< paths; without a slash in it one stands for names; none takes all
-    bool hidden = false;            ///< those that are never shown too, which are counted all the same
+    bool points = true;             ///< points, curves and patches too, not only meshes
+    bool world = true;              ///< world space; else object space, without transforms
+    std::vector<std::string> globs; ///< of paths, without '/' of names; an empty list matches everything
+    bool hidden = false;            ///< objects that are never shown too; they are counted in any case
 
     bool takes_kind(ogawa_schema kind) const {
         return points || kind == OGAWA_SCHEMA_POLYMESH || kind == OGAWA_SCHEMA_SUBD;
@@ -38,24 +38,24 @@ struct scene_choice {
 
 class archive_scene {
   public:
-    /// Fails where the file is no archive or is damaged.
+    /// Fails if the file is no archive or is damaged.
     explicit archive_scene(const input_file &file, scene_choice choice = {});
 
     const qel_archive *archive() const { return archive_.get(); }
     const qel_archive_info &info() const { return info_; }
-    /// In the archive's order; none is without points.
+    /// In the archive's order; objects without points are left out.
     const std::vector<scene_mesh> &meshes() const { return meshes_; }
-    /// How many objects with points are shown at no frame, and how many have no points in them.
+    /// The number of objects with points that are never shown, and of objects of these kinds without points.
     std::uint32_t hidden_count() const { return hidden_count_; }
     std::uint32_t empty_count() const { return empty_count_; }
-    /// How many points, curves and patches were not asked for.
+    /// The number of points, curves and patches left out by `points`.
     std::uint32_t other_count() const { return other_count_; }
-    /// Seconds of the frames: every time at which something shown has a sample, ascending; at least one.
+    /// Seconds of the frames: every time at which an object has a sample, ascending; at least one.
     const std::vector<double> &times() const { return times_; }
     /// Frames a second.
     double rate() const;
 
-    /// Reads a mesh at a time into an empty record. Positions and normals are those of the chosen space.
+    /// Reads a mesh at a time into an empty record, with positions and normals in the chosen space.
     void read(const scene_mesh &mesh, double time, ogawa_polymesh &out) const;
     /// Only the positions, as triples.
     void read_positions(const scene_mesh &mesh, double time, std::vector<float> &positions) const;
@@ -83,12 +83,12 @@ class archive_scene {
     std::vector<scene_mesh> meshes_;
     std::vector<double> times_;
     std::set<std::pair<std::uint32_t, std::uint32_t>>
-        added_; ///< samplings and counts whose times are in times_
+        added_; ///< time samplings and sample counts whose times are in times_
     std::uint32_t hidden_count_ = 0, empty_count_ = 0, other_count_ = 0;
 };
 
-/// A mesh's faces as fans of triangles. `continues`, where given, gets a 1 for each triangle that goes on with the
-/// polygon of the one before it.
+/// A mesh's faces as fans of triangles. `continues`, if given, gets a 1 for each triangle of the same face as the one
+/// before it.
 std::vector<std::uint32_t> fan_triangles(const ogawa_polymesh &mesh,
                                          std::vector<std::uint8_t> *continues = nullptr);
 

@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
-// How far what the byte search finds may be believed: it takes any bytes that look like positions for a mesh.
+// How reliable the result of the byte search is: it takes any bytes that look like positions for a mesh.
 #include "examine/archive_scene.h"
 #include "examine/examined.h"
+#include "examine/lattice.h"
 #include "terminal/text.h"
 
 #include <algorithm>
@@ -12,15 +13,16 @@ namespace tool {
 
 namespace {
 
-constexpr float smallest = 1e-20f; // whole numbers taken for floats are below; no one models that small
-constexpr std::uint64_t samples_compared = 10000;
+constexpr float min_coordinate = 1e-20f;      // integers read as floats are smaller, real coordinates are not
+constexpr std::uint64_t max_compared = 10000; // samples
 
 struct signals {
-    double tiny = 0;  ///< share of the coordinates that are not 0 but below `smallest`
-    double named = 1; ///< share of the vertices that a corner names; 1 without faces
+    double tiny = 0;  ///< share of the coordinates that are not 0 but below `min_coordinate`
+    double named = 1; ///< share of the vertices that a corner refers to; 1 without faces
     double huge = 0;  ///< share of the coordinates beyond 1e20
     std::size_t cells = 0;
-    bool faces_fit = true; ///< corners are as many as the faces need, and below the vertex count
+    bool faces_fit =
+        true; ///< the faces need as many corners as there are, and each is below the vertex count
 };
 
 signals signals_of(const ogawa_polymesh &mesh) {
@@ -29,12 +31,12 @@ signals signals_of(const ogawa_polymesh &mesh) {
     std::size_t tiny = 0, huge = 0;
     for (std::size_t i = 0; i < coordinates; ++i) {
         const float size = std::fabs(mesh.positions[i]);
-        if (size > 0 && size < smallest) ++tiny;
-        if (!(size < 1 / smallest)) ++huge;
+        if (size > 0 && size < min_coordinate) ++tiny;
+        if (!(size < 1 / min_coordinate)) ++huge;
     }
     found.tiny = static_cast<double>(tiny) / static_cast<double>(coordinates);
     found.huge = static_cast<double>(huge) / static_cast<double>(coordinates);
-    std::vector<bool> named(mesh.vertex_count), taken(48 * 48 * 48);
+    std::vector<bool> named(mesh.vertex_count), taken(lattice_edge * lattice_edge * lattice_edge);
     for (std::uint32_t i = 0; i < mesh.face_index_count; ++i) {
         if (mesh.face_indices[i] < mesh.vertex_count)
             named[mesh.face_indices[i]] = true;
@@ -53,7 +55,7 @@ signals signals_of(const ogawa_polymesh &mesh) {
         const float *p = mesh.positions + std::size_t{i} * 3;
         std::uint8_t x = 0, y = 0, z = 0;
         qel_alembic_world_to_matrix(p[0], p[1], p[2], box, &x, &y, &z);
-        taken[(x * 48u + y) * 48u + z] = true;
+        taken[(x * lattice_edge + y) * lattice_edge + z] = true;
     }
     found.cells = static_cast<std::size_t>(std::count(taken.begin(), taken.end(), true));
     return found;
@@ -84,15 +86,17 @@ std::string verdict_of(const ogawa_polymesh &mesh, bool half_faces) {
     return odd.empty() ? "likely a mesh" : "doubtful: " + odd;
 }
 
-/// The object that has just these positions in one of its samples.
+/// The object and the sample that have exactly these positions.
 std::string real_mesh(const input_file &file, const ogawa_polymesh &mesh) {
     try {
         const archive_scene scene(file, {true, false, {}, true});
         std::vector<float> positions;
         std::uint64_t compared = 0;
         for (const scene_mesh &real : scene.meshes()) {
-            if (real.info.topology != 2 && real.info.vertex_count != mesh.vertex_count) continue;
-            for (std::uint64_t sample = 0; sample < real.info.sample_count && compared < samples_compared;
+            if (real.info.topology != QEL_ARCHIVE_TOPOLOGY_FACES_CHANGE &&
+                real.info.vertex_count != mesh.vertex_count)
+                continue;
+            for (std::uint64_t sample = 0; sample < real.info.sample_count && compared < max_compared;
                  ++sample) {
                 scene.read_sample(real, sample, positions);
                 ++compared;
@@ -101,8 +105,8 @@ std::string real_mesh(const input_file &file, const ogawa_polymesh &mesh) {
                     return "\"" + printable(real.path) + "\", sample " + std::to_string(sample);
             }
         }
-        return compared == samples_compared ? "none among the first samples"
-                                            : "none: no object has these positions";
+        return compared == max_compared ? "none among the first samples"
+                                        : "none: no object has these positions";
     } catch (const failure &) {
         return "unknown: the archive's objects cannot be read";
     }

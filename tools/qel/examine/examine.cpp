@@ -11,11 +11,11 @@ void report::number(const std::string &name, double value) {
     facts.push_back({name, format("%.9g", value), std::isfinite(value)});
 }
 
-void must_be_zero(const input_file &file, int code, meanings known) {
+void must_be_ok(const input_file &file, int code, meanings known) {
     if (code != QEL_OK) throw failure(file.name(), meaning_of(code, known));
 }
 
-void tally::tell(report &about, const char *noun, const std::string &what) const {
+void tally::add_problem(report &about, const char *noun, const std::string &what) const {
     if (count_ == 0) return;
     about.problem(format("%s %s %s, the first is %s %llu", counted(count_, noun).c_str(),
                          count_ == 1 ? "has" : "have", what.c_str(), noun,
@@ -31,13 +31,18 @@ void compare_sizes(report &about, std::uint64_t size, std::uint64_t expected) {
                       " that its counts need");
 }
 
+void check_version(report &about, std::uint32_t version, std::uint32_t written) {
+    if (version != written)
+        about.problem("its version is " + std::to_string(version) + ", not " + std::to_string(written));
+}
+
 void check_finite(report &about, const std::string &what, const float *triples, std::uint64_t count) {
     tally bad;
     for (std::uint64_t i = 0; i < count; ++i)
         if (!std::isfinite(triples[i * 3]) || !std::isfinite(triples[i * 3 + 1]) ||
             !std::isfinite(triples[i * 3 + 2]))
             bad.found(i);
-    bad.tell(about, what.c_str(), "a component that is not finite");
+    bad.add_problem(about, what.c_str(), "a component that is not finite");
 }
 
 void check_box(report &about, const std::string &what, const float *low, const float *high) {
@@ -53,7 +58,8 @@ void check_indices(report &about, const std::string &what, const std::uint32_t *
     tally bad;
     for (std::uint64_t i = 0; i < count; ++i)
         if (numbers[i] >= limit) bad.found(i / 3);
-    bad.tell(about, what.c_str(), "a corner that is not below the vertex count " + std::to_string(limit));
+    bad.add_problem(about, what.c_str(),
+                    "a corner that is not below the vertex count " + std::to_string(limit));
 }
 
 std::string box_text(const float *low, const float *high) {
@@ -89,7 +95,7 @@ void examined::must_be_usable() const {
 }
 
 void load_unit(const input_file &file, qel_unit &unit) {
-    must_be_zero(file, qel_unit_load(file.path(), &unit), unit_load_meanings);
+    must_be_ok(file, qel_unit_load(file.path(), &unit), unit_load_meanings);
 }
 
 } // namespace tool

@@ -6,9 +6,10 @@ namespace tool {
 
 namespace {
 
-constexpr std::uint64_t header_bytes = 16, group_bit = std::uint64_t{1} << 63;
+constexpr std::uint64_t data_bit = std::uint64_t{1}
+                                   << 63; // set in a reference to data, clear in one to a group
 
-/// Faces without corners, or the reverse, are none. Returns whether they were.
+/// Clears faces without corners and corners without faces. Returns whether there were any.
 bool drop_half_faces(report &about, ogawa_polymesh &mesh) {
     if (mesh.face_counts != nullptr && mesh.face_indices != nullptr) return false;
     const bool half = mesh.face_count > 0 || mesh.face_index_count > 0;
@@ -22,7 +23,7 @@ bool drop_half_faces(report &about, ogawa_polymesh &mesh) {
     return half;
 }
 
-/// The faces must name corners and vertices that exist.
+/// The faces must refer to corners and vertices that exist.
 void check_faces(report &about, const ogawa_polymesh &mesh) {
     std::uint64_t corners = 0;
     for (std::uint32_t face = 0; face < mesh.face_count; ++face)
@@ -33,7 +34,7 @@ void check_faces(report &about, const ogawa_polymesh &mesh) {
     tally bad;
     for (std::uint32_t i = 0; i < mesh.face_index_count; ++i)
         if (mesh.face_indices[i] >= mesh.vertex_count) bad.found(i);
-    bad.tell(about, "corner", "a vertex that the mesh does not have");
+    bad.add_problem(about, "corner", "a vertex that the mesh does not have");
 }
 
 void mesh_facts(report &about, const ogawa_polymesh &mesh) {
@@ -48,20 +49,20 @@ void mesh_facts(report &about, const ogawa_polymesh &mesh) {
     check_faces(about, mesh);
 }
 
-/// The root group lies behind the header.
+/// The root group follows the header.
 void check_root(report &about, const input_file &file) {
-    const auto root = head_number<std::uint64_t>(file, 8);
-    if ((root & group_bit) != 0 || root < header_bytes || root >= file.size())
+    const std::uint64_t root = file.header<archive_header>().root;
+    if ((root & data_bit) != 0 || root < sizeof(archive_header) || root >= file.size())
         about.problem("its root does not lie in the file");
 }
 
 void open_archive(const input_file &file, ogawa_archive &archive) {
-    must_be_zero(file, ogawa_open(file.path(), &archive),
-                 {{OGAWA_OPEN_CANNOT_OPEN, "cannot be opened"},
-                  {OGAWA_OPEN_NOT_AN_ARCHIVE, "not an Ogawa container"},
-                  {OGAWA_OPEN_UNFINISHED, "still being written, or not closed by its writer"},
-                  {OGAWA_OPEN_NO_VERSION, "cut short in its version"},
-                  {OGAWA_OPEN_NO_ROOT, "cut short in its root reference"}});
+    must_be_ok(file, ogawa_open(file.path(), &archive),
+               {{OGAWA_OPEN_CANNOT_OPEN, "cannot be opened"},
+                {OGAWA_OPEN_NOT_AN_ARCHIVE, "not an Ogawa container"},
+                {OGAWA_OPEN_UNFINISHED, "still being written, or not closed by its writer"},
+                {OGAWA_OPEN_NO_VERSION, "cut short in its version"},
+                {OGAWA_OPEN_NO_ROOT, "cut short in its root reference"}});
 }
 
 } // namespace
@@ -69,12 +70,12 @@ void open_archive(const input_file &file, ogawa_archive &archive) {
 void add_searched_facts(examined &what) {
     if (what.file.kind() != file_kind::archive) return;
     ogawa_uv_set set{};
-    const bool found = ogawa_read_uvs(what.archive.get(), nullptr, 0, 0, &set) == 0;
+    const bool found = ogawa_read_uvs(what.archive.get(), nullptr, 0, 0, &set) == QEL_OK;
     what.about.fact("UVs found by their bytes", found ? set.value_count : 0);
     ogawa_free_uv_set(&set);
     ogawa_tangent_frame frame{};
     const int code = read_tangent_frame(*what.archive.get(), frame);
-    what.about.fact("tangents found by their bytes", code == 0 ? frame.count : 0);
+    what.about.fact("tangents found by their bytes", code == QEL_OK ? frame.count : 0);
     ogawa_free_tangent_frame(&frame);
     add_real_mesh(what);
 }
@@ -82,14 +83,14 @@ void add_searched_facts(examined &what) {
 void examine_archive(examined &what) {
     report &about = what.about;
     open_archive(what.file, *what.archive.get());
-    const ogawa_archive &archive = *what.archive.get(); // whose times are the same for all files
+    const ogawa_archive &archive = *what.archive.get(); // its times are the same for all files
     about.fact("version", format("%u.%u", unsigned{archive.version[0]}, unsigned{archive.version[1]}));
-    about.fact("root at", head_number<std::uint64_t>(what.file, 8) & ~group_bit);
+    about.fact("root at", what.file.header<archive_header>().root & ~data_bit);
     check_root(about, what.file);
     const int code = ogawa_read_polymesh(&archive, nullptr, 0, what.mesh.get());
-    if (code == OGAWA_READ_POLYMESH_NO_MEMORY || (code == 0 && what.mesh->positions == nullptr))
-        throw failure(what.file.name(), "not enough memory for its mesh");
-    if (code == 0) {
+    if (code == OGAWA_READ_POLYMESH_NO_MEMORY || (code == QEL_OK && what.mesh->positions == nullptr))
+        throw failure(what.file.name(), no_memory);
+    if (code == QEL_OK) {
         const bool half = drop_half_faces(about, *what.mesh.get());
         mesh_facts(about, *what.mesh.get());
         return add_byte_verdict(what, half);

@@ -8,18 +8,17 @@ namespace tool {
 
 namespace {
 
-constexpr std::uint64_t header_bytes = 64;
-
-/// A block lies in the file and where numbers of four bytes can be read in place.
+/// A block must be inside the file and aligned to the four bytes of its numbers.
 void check_block(report &about, const qel_mesh &cache, const char *name, std::uint64_t offset,
-                 std::uint64_t count, std::uint64_t each) {
-    if (offset < header_bytes || offset % 4 != 0)
+                 std::uint64_t triples) {
+    const std::uint64_t bytes = triples * triple_bytes;
+    if (offset < sizeof(qel_mesh_header) || offset % 4 != 0)
         about.problem(format("its %s start at %llu, which is %s", name,
                              static_cast<unsigned long long>(offset),
                              offset % 4 != 0 ? "no multiple of 4" : "inside the header"));
-    else if (offset > cache.file_size || count * each > cache.file_size - offset)
+    else if (offset > cache.file_size || bytes > cache.file_size - offset)
         about.problem(format("its %s do not lie in the file: %llu bytes from %llu on", name,
-                             static_cast<unsigned long long>(count * each),
+                             static_cast<unsigned long long>(bytes),
                              static_cast<unsigned long long>(offset)));
 }
 
@@ -37,28 +36,28 @@ void check_skin(report &about, const qel_skin &skin, std::uint32_t vertices) {
     for (std::uint32_t i = 0; i < skin.joint_count; ++i)
         for (const double number : skin.joints[i].joint_transform)
             if (!std::isfinite(number)) transforms.found(i);
-    joints.tell(about, "weight", "a joint that the skin does not have");
-    weights.tell(about, "weight", "a number that is not finite");
-    transforms.tell(about, "joint", "a transform that is not finite");
+    joints.add_problem(about, "weight", "a joint that the skin does not have");
+    weights.add_problem(about, "weight", "a number that is not finite");
+    transforms.add_problem(about, "joint", "a transform that is not finite");
 }
 
-/// Which blocks lie in the file: without problems, the pointers may be followed.
+/// Checks that the blocks are inside the file: without a problem, their pointers can be read.
 void check_cache_layout(report &about, const qel_mesh &cache) {
     const qel_mesh_header &header = cache.header;
-    if (cache.file_size < header_bytes) {
+    if (cache.file_size < sizeof(qel_mesh_header)) {
         about.problem("its header is cut short");
         return;
     }
-    if (header.version != 2) about.problem("its version is " + std::to_string(header.version) + ", not 2");
-    check_block(about, cache, "positions", header.positions_offset, header.vertex_count, 12);
+    check_version(about, header.version, cache_version);
+    check_block(about, cache, "positions", header.positions_offset, header.vertex_count);
     if ((header.flags & QEL_MESH_HAS_NORMALS) != 0)
-        check_block(about, cache, "normals", header.normals_offset, header.vertex_count, 12);
-    check_block(about, cache, "indices", header.indices_offset, header.triangle_count, 12);
+        check_block(about, cache, "normals", header.normals_offset, header.vertex_count);
+    check_block(about, cache, "indices", header.indices_offset, header.triangle_count);
     if ((header.flags & QEL_MESH_HAS_SKIN) != 0 && cache.skin == nullptr)
         about.problem("its skin does not lie in the file");
 }
 
-/// What stands in the blocks.
+/// Checks the contents of the blocks.
 void check_cache_content(report &about, const qel_mesh &cache) {
     const qel_mesh_header &header = cache.header;
     if (header.vertex_count == 0) about.problem("it has no vertices");
@@ -76,10 +75,10 @@ void check_cache_content(report &about, const qel_mesh &cache) {
 }
 
 void map_cache(const input_file &file, qel_mesh &cache) {
-    must_be_zero(file, qel_mesh_load(file.path(), &cache), cache_load_meanings);
+    must_be_ok(file, qel_mesh_load(file.path(), &cache), cache_load_meanings);
 }
 
-/// Where memory runs out, a skin comes without an array that its counts tell of.
+/// Without memory, a skin's array is null although its count is not 0.
 bool is_whole(const qel_skin &skin) {
     return (skin.joints != nullptr || skin.joint_count == 0) &&
            (skin.weights != nullptr || skin.weight_count == 0);
@@ -103,7 +102,7 @@ void header_facts(report &about, const qel_mesh_header &header) {
 void examine_cache(examined &what) {
     map_cache(what.file, *what.cache.get());
     if (what.cache->skin != nullptr && !is_whole(*what.cache->skin))
-        throw failure(what.file.name(), "not enough memory for its skin");
+        throw failure(what.file.name(), no_memory);
     header_facts(what.about, what.cache->header);
     check_cache_layout(what.about, *what.cache.get());
     what.about.readable = what.about.problems.empty();

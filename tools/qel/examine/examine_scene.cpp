@@ -1,48 +1,36 @@
 // SPDX-License-Identifier: MIT
 #include "examine/examined.h"
+#include "examine/lattice.h"
 #include "terminal/text.h"
 
+#include <algorithm>
 #include <cmath>
 
 namespace tool {
 
 namespace {
 
-constexpr std::uint64_t header_bytes = 64, mesh_bytes = 101, frame_bytes = 12;
-
-std::uint64_t bytes_needed(const qel_alembic_file &scene) {
-    std::uint64_t bytes = header_bytes;
-    for (std::uint32_t i = 0; i < scene.mesh_count; ++i)
-        bytes += mesh_bytes + std::uint64_t{scene.meshes[i].face_count} * 12 +
-                 std::uint64_t{scene.meshes[i].vertex_count} *
-                     (12 + sizeof(qel_alembic_vertex) + sizeof(qel_alembic_token));
-    for (std::uint32_t i = 0; i < scene.frame_count; ++i) {
-        bytes += frame_bytes;
-        for (std::uint32_t m = 0; m < scene.frames[i].mesh_count; ++m)
-            bytes += 4 + std::uint64_t{scene.frames[i].meshes[m].vertex_count} * 12;
-    }
-    return bytes;
-}
+constexpr std::uint32_t max_listed = 20; // meshes; a damaged file may count millions
 
 void check_vertices(report &about, const std::string &name, const qel_alembic_mesh &mesh) {
     tally cells, levels, states, norms, keys, moved;
     for (std::uint32_t i = 0; i < mesh.vertex_count; ++i) {
         const qel_alembic_vertex &vertex = mesh.vertices[i];
-        if (vertex.matrix_x > 47 || vertex.matrix_y > 47 || vertex.matrix_z > 47) cells.found(i);
-        if (vertex.k11_level < -11 || vertex.k11_level > 11) levels.found(i);
-        if (vertex.i_state < -1 || vertex.i_state > 2) states.found(i);
+        if (std::max({vertex.matrix_x, vertex.matrix_y, vertex.matrix_z}) >= lattice_edge) cells.found(i);
+        if (std::abs(vertex.k11_level) > max_level) levels.found(i);
+        if (vertex.i_state < min_state || vertex.i_state > max_state) states.found(i);
         if (!std::isfinite(vertex.phi_norm) || !std::isfinite(vertex.em_coupling)) norms.found(i);
         if (vertex.morton != mesh.tokens[i].morton) keys.found(i);
         if (std::memcmp(vertex.position, mesh.positions + std::size_t{i} * 3, sizeof vertex.position) != 0)
             moved.found(i);
     }
     const std::string noun = name + " vertex";
-    cells.tell(about, noun.c_str(), "a cell outside the lattice");
-    levels.tell(about, noun.c_str(), "a level outside -11..11");
-    states.tell(about, noun.c_str(), "an impossible state");
-    norms.tell(about, noun.c_str(), "a norm or coupling that is not finite");
-    keys.tell(about, noun.c_str(), "another key than its token");
-    moved.tell(about, noun.c_str(), "another position than the mesh");
+    cells.add_problem(about, noun.c_str(), "a cell outside the lattice");
+    levels.add_problem(about, noun.c_str(), "a level outside -11..11");
+    states.add_problem(about, noun.c_str(), "an impossible state");
+    norms.add_problem(about, noun.c_str(), "a norm or coupling that is not finite");
+    keys.add_problem(about, noun.c_str(), "another key than its token");
+    moved.add_problem(about, noun.c_str(), "another position than the mesh");
 }
 
 void check_mesh(report &about, const std::string &name, const qel_alembic_mesh &mesh) {
@@ -77,9 +65,9 @@ void check_frame(report &about, const qel_alembic_frame &frame, std::uint32_t nu
 }
 
 void check_scene(report &about, const qel_alembic_file &scene, const input_file &file) {
-    const std::uint64_t needed = bytes_needed(scene);
+    const std::uint64_t needed = scene_file_bytes(scene);
     compare_sizes(about, file.size(), needed);
-    if (file.size() < needed) { // what is missing was read as zeros, perhaps gigabytes of them
+    if (file.size() < needed) { // the rest was read as zeros, perhaps gigabytes of them
         about.readable = false;
         return;
     }
@@ -90,15 +78,15 @@ void check_scene(report &about, const qel_alembic_file &scene, const input_file 
         check_frame(about, scene.frames[i], i);
     if (!std::isfinite(scene.fps) || !std::isfinite(scene.time_start) || !std::isfinite(scene.time_end))
         about.problem("its times are not finite");
-    const auto claimed = head_number<std::uint64_t>(file, 16);
+    const std::uint64_t claimed = file.header<scene_header>().total_vertices;
     if (claimed != 0 && claimed != scene.total_vertices &&
-        scene.mesh_count > 0) // 0: saved without an index built
+        scene.mesh_count > 0) // 0: saved before an index was built
         about.problem("its header counts " + std::to_string(claimed) + " vertices, its meshes " +
                       std::to_string(scene.total_vertices));
 }
 
 void load_scene(const input_file &file, qel_alembic_file &scene) {
-    must_be_zero(file, qel_alembic_load(file.path(), &scene), scene_load_meanings);
+    must_be_ok(file, qel_alembic_load(file.path(), &scene), scene_load_meanings);
 }
 
 void scene_facts(report &about, scene_record &scene) {
@@ -107,15 +95,14 @@ void scene_facts(report &about, scene_record &scene) {
     about.fact("meshes", scene->mesh_count);
     about.fact("vertices", scene->total_vertices);
     about.fact("tokens", scene->total_tokens);
-    std::uint64_t triangles = 0; // the header holds what its maker set
+    std::uint64_t triangles = 0; // the header holds the writer's count
     for (std::uint32_t i = 0; i < scene->mesh_count; ++i)
         triangles += scene->meshes[i].face_count;
     about.fact("triangles", triangles);
     about.fact("frames", scene->frame_count);
     about.fact("time", format("%g to %g at %g per second", double{scene->time_start}, double{scene->time_end},
                               double{scene->fps}));
-    constexpr std::uint32_t listed = 20; // a hostile file may have millions
-    for (std::uint32_t i = 0; i < std::min(scene->mesh_count, listed); ++i) {
+    for (std::uint32_t i = 0; i < std::min(scene->mesh_count, max_listed); ++i) {
         const qel_alembic_mesh &mesh = scene->meshes[i];
         about.fact("mesh " + std::to_string(i),
                    format("\"%s\", %s, %s, layer %u, %s",
@@ -124,13 +111,13 @@ void scene_facts(report &about, scene_record &scene) {
                           counted(mesh.face_count, "triangle").c_str(), unsigned{mesh.layer},
                           box_text(mesh.bounds, mesh.bounds + 3).c_str()));
     }
-    if (scene->mesh_count > listed) about.fact("more meshes", scene->mesh_count - listed);
+    if (scene->mesh_count > max_listed) about.fact("more meshes", scene->mesh_count - max_listed);
 }
 
 } // namespace
 
 void examine_scene(examined &what) {
-    if (what.file.size() < header_bytes) return what.about.fatal("its header is cut short");
+    if (what.file.size() < sizeof(scene_header)) return what.about.fatal("its header is cut short");
     load_scene(what.file, *what.scene.get());
     scene_facts(what.about, what.scene);
     check_scene(what.about, *what.scene.get(), what.file);

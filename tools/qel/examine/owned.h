@@ -39,8 +39,8 @@ using unit_record = owned<qel_unit, free_unit_and_order>;
 using scene_record = owned<qel_alembic_file, qel_alembic_free>;
 using cache_record = owned<qel_mesh, qel_mesh_free>;
 
-// Three calls leave a pointer to freed memory where memory runs out, in just the cases named here. After these, what
-// they were given may be released like any other.
+// Three calls leave a pointer to freed memory when an allocation fails, in the cases that are tested here. These
+// functions clear the pointer, so that the record can be released.
 
 inline int build_manifold(ogawa_polymesh &mesh) {
     const int code = ogawa_build_manifold(&mesh);
@@ -51,7 +51,7 @@ inline int build_manifold(ogawa_polymesh &mesh) {
 inline int read_tangent_frame(const ogawa_archive &archive, ogawa_tangent_frame &frame) {
     const int code = ogawa_read_tangent_frame(&archive, nullptr, 0, &frame);
     if (code == OGAWA_READ_TANGENT_FRAME_NO_MEMORY)
-        frame = {}; // both arrays are gone, whichever it was that failed
+        frame = {}; // both arrays are freed, whichever allocation failed
     return code;
 }
 inline int load_raw(const float *positions, std::uint32_t vertex_count, const std::uint32_t *triangles,
@@ -66,7 +66,7 @@ inline int load_raw(const float *positions, std::uint32_t vertex_count, const st
 struct free_array {
     void operator()(void *array) const { std::free(array); }
 };
-/// An array that a function handed out.
+/// An array that a function of the library has allocated.
 template <class T>
 using array = std::unique_ptr<T[], free_array>;
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "files/input.h"
 
-#include "terminal/text.h"
+#include "files/descriptor.h"
 
 #include <cerrno>
 #include <fcntl.h>
@@ -14,18 +14,18 @@ namespace tool {
 namespace {
 
 file_kind kind_of(const std::vector<unsigned char> &head) {
-    const auto begins = [&](const char *magic, std::size_t size) {
-        return head.size() >= size && std::memcmp(head.data(), magic, size) == 0;
+    const auto begins_with = [&](const auto &magic) {
+        return head.size() >= sizeof magic && std::memcmp(head.data(), magic, sizeof magic) == 0;
     };
-    if (begins("QEL\0", 4)) return file_kind::unit;
-    if (begins("BQEL", 4)) return file_kind::scene;
-    if (begins("QELM", 4)) return file_kind::mesh_cache;
-    if (begins("QEAG", 4)) return file_kind::agents;
-    if (begins("Ogawa", 5)) return file_kind::archive;
+    if (begins_with(unit_magic)) return file_kind::unit;
+    if (begins_with(scene_magic)) return file_kind::scene;
+    if (begins_with(cache_magic)) return file_kind::mesh_cache;
+    if (begins_with(agents_magic)) return file_kind::agents;
+    if (begins_with(archive_magic)) return file_kind::archive;
     return file_kind::unknown;
 }
 
-/// What people take for one of the files, by its first bytes.
+/// Other kinds of files that are often given by mistake, by their first bytes.
 const char *what_it_is(const std::vector<unsigned char> &head) {
     const std::string text(head.begin(), head.end());
     if (text.compare(0, 8, "\x89HDF\r\n\x1a\n") == 0)
@@ -37,40 +37,9 @@ const char *what_it_is(const std::vector<unsigned char> &head) {
     return "not a unit, scene, mesh cache, agent directory or archive";
 }
 
-struct descriptor {
-    int number;
-    ~descriptor() {
-        if (number > 2) ::close(number);
-    }
-};
-
-/// Reads up to `size` bytes, fewer only at the end.
-std::size_t read_some(int from, char *bytes, std::size_t size, const std::string &name) {
-    std::size_t done = 0;
-    while (done < size) {
-        const ssize_t got = ::read(from, bytes + done, size - done);
-        if (got == 0) break;
-        if (got < 0 && errno != EINTR) throw system_failure(name);
-        if (got > 0) done += static_cast<std::size_t>(got);
-    }
-    return done;
-}
-
-void write_all(int to, const void *bytes, std::size_t size) {
-    for (std::size_t done = 0; done < size;) {
-        const ssize_t now = ::write(to, static_cast<const char *>(bytes) + done, size - done);
-        if (now < 0 && errno != EINTR) throw system_failure("temporary file");
-        if (now > 0) done += static_cast<std::size_t>(now);
-    }
-}
+constexpr const char *copy_name = "temporary file";
 
 } // namespace
-
-failure::failure(const std::string &file, const std::string &what) : std::runtime_error(file + ": " + what) {}
-
-failure system_failure(const std::string &file) {
-    return {file, std::strerror(errno)};
-}
 
 const char *name_of(file_kind kind) {
     constexpr const char *names[] = {"unit", "scene", "mesh cache", "agent directory", "archive", "unknown"};
@@ -88,43 +57,48 @@ int temporary_file::make() {
     path_ = (error ? std::filesystem::path("/tmp") : folder) / "qel.XXXXXX";
     descriptor_ = ::mkstemp(path_.data());
     has_name_ = descriptor_ >= 0;
-    // Linux opens it by its descriptor, too. Without a name it goes with the program, however that ends.
-    const std::string nameless = "/proc/self/fd/" + std::to_string(descriptor_);
-    if (has_name_ && ::access(nameless.c_str(), R_OK) == 0) {
+    // Linux opens it by its descriptor, too. A file without a name disappears with the process, however that ends.
+    const std::string by_descriptor = "/proc/self/fd/" + std::to_string(descriptor_);
+    if (has_name_ && ::access(by_descriptor.c_str(), R_OK) == 0) {
         ::unlink(path_.c_str());
-        path_ = nameless;
+        path_ = by_descriptor;
         has_name_ = false;
     }
     return descriptor_;
 }
 
 input_file::input_file(const std::string &name) : name_(name == "-" ? "standard input" : name), path_(name) {
-    const descriptor from{name == "-" ? STDIN_FILENO : ::open(name.c_str(), O_RDONLY | O_CLOEXEC)};
+    const descriptor from(name == "-" ? STDIN_FILENO : ::open(name.c_str(), O_RDONLY | O_CLOEXEC));
     struct stat facts {};
-    if (from.number < 0 || ::fstat(from.number, &facts) != 0) throw system_failure(name_);
+    if (from.number() < 0 || ::fstat(from.number(), &facts) != 0) throw system_failure(name_);
     if (S_ISDIR(facts.st_mode)) throw failure(name_, std::strerror(EISDIR));
     device_ = facts.st_dev;
     inode_ = facts.st_ino;
     size_ = static_cast<std::uint64_t>(facts.st_size);
-    head_.resize(64);
-    head_.resize(read_some(from.number, reinterpret_cast<char *>(head_.data()), head_.size(), name_));
+    head_.resize(max_head);
+    head_.resize(read(from.number(), head_.data(), head_.size()));
     if (head_.empty()) throw failure(name_, "the file is empty");
     kind_ = kind_of(head_);
-    if (kind_ == file_kind::unknown) // told before a copy is made: a pipe may have no end
+    if (kind_ == file_kind::unknown) // reported before a copy is made: a pipe may never end
         throw failure(name_, what_it_is(head_));
-    if (name == "-" || !S_ISREG(facts.st_mode)) spool(from.number);
+    if (name == "-" || !S_ISREG(facts.st_mode)) spool(from.number());
 }
 
-/// Copies what is left behind the head.
+std::size_t input_file::read(int from, void *bytes, std::size_t size) const {
+    const ssize_t count = read_up_to(from, bytes, size);
+    if (count < 0) throw system_failure(name_);
+    return static_cast<std::size_t>(count);
+}
+
+/// Copies the head and the rest after it to the temporary file.
 void input_file::spool(int from) {
     const int to = copy_.make();
-    if (to < 0) throw system_failure("temporary file");
-    write_all(to, head_.data(), head_.size());
+    if (to < 0 || !write_all(to, head_.data(), head_.size())) throw system_failure(copy_name);
     size_ = head_.size();
     std::vector<char> part(std::size_t{1} << 16);
-    while (const std::size_t got = read_some(from, part.data(), part.size(), name_)) {
-        write_all(to, part.data(), got);
-        size_ += got;
+    while (const std::size_t count = read(from, part.data(), part.size())) {
+        if (!write_all(to, part.data(), count)) throw system_failure(copy_name);
+        size_ += count;
     }
     path_ = copy_.path();
 }

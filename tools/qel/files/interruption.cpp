@@ -11,7 +11,7 @@ namespace {
 constexpr int ending_signals[] = {SIGHUP, SIGINT, SIGTERM};
 std::atomic<const interruption *> current{nullptr};
 
-/// A signal that the caller has told the program to ignore, as nohup does, stays ignored.
+/// A signal that is ignored when the program starts, as under nohup, stays ignored.
 void set_action(int signal, void (*action)(int)) {
     struct sigaction now {};
     if (::sigaction(signal, nullptr, &now) != 0 || now.sa_handler == SIG_IGN) return;
@@ -36,7 +36,7 @@ interruption::~interruption() {
     current = nullptr;
 }
 
-/// Calls nothing but what a signal handler may call.
+/// Calls only functions that are safe in a signal handler.
 void interruption::clear_and_end(int signal) {
     if (const interruption *const left = current) {
         for (const std::string &file : left->files_)
@@ -44,10 +44,11 @@ void interruption::clear_and_end(int signal) {
         for (const std::string &folder : left->folders_)
             ::rmdir(folder.c_str());
     }
-    ::raise(signal); // its own action is in place again and ends the program when this returns
+    ::raise(
+        signal); // SA_RESETHAND has restored the default action, which ends the program after this returns
 }
 
-signals_held_back::signals_held_back() {
+blocked_signals::blocked_signals() {
     sigset_t held;
     sigemptyset(&held);
     for (const int signal : ending_signals)
@@ -55,7 +56,7 @@ signals_held_back::signals_held_back() {
     ::pthread_sigmask(SIG_BLOCK, &held, &before_);
 }
 
-signals_held_back::~signals_held_back() {
+blocked_signals::~blocked_signals() {
     ::pthread_sigmask(SIG_SETMASK, &before_, nullptr);
 }
 

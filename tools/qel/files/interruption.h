@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// What an interrupted program must not leave behind.
+// Removes unfinished files and folders when the program is interrupted.
 #pragma once
 
 #include <csignal>
@@ -8,8 +8,8 @@
 
 namespace tool {
 
-/// While it lives, SIGHUP, SIGINT and SIGTERM remove these files, then the folders, before they end the program.
-/// Folders that are not empty stay. At most one lives at a time.
+/// During its lifetime, SIGHUP, SIGINT and SIGTERM remove these files, then the folders, before they end the program.
+/// Folders that are not empty stay. At most one object exists at a time.
 class interruption {
   public:
     explicit interruption(std::vector<std::string> files, std::vector<std::string> folders = {});
@@ -23,13 +23,13 @@ class interruption {
     const std::vector<std::string> files_, folders_;
 };
 
-/// While it lives, these signals wait: for this thread, and for those that it starts.
-class signals_held_back {
+/// During its lifetime, these signals are blocked in this thread and in threads that it starts.
+class blocked_signals {
   public:
-    signals_held_back();
-    ~signals_held_back();
-    signals_held_back(const signals_held_back &) = delete;
-    signals_held_back &operator=(const signals_held_back &) = delete;
+    blocked_signals();
+    ~blocked_signals();
+    blocked_signals(const blocked_signals &) = delete;
+    blocked_signals &operator=(const blocked_signals &) = delete;
 
   private:
     sigset_t before_;

@@ -19,11 +19,11 @@ output_file::output_file(const std::string &name) : name_(name), place_(name) {
 }
 
 void output_file::make_unfinished() {
-    const signals_held_back until_registered;
+    const blocked_signals until_registered;
     const int made = make_beside(place_, unfinished_path_);
     if (made < 0) return unfinished_path_.clear();
     unfinished_.emplace(std::vector<std::string>{unfinished_path_});
-    if (place_.hand_down(made)) stream_ = ::fdopen(made, "wb");
+    if (place_.copy_mode_to(made)) stream_ = ::fdopen(made, "wb");
     if (stream_ == nullptr) ::close(made);
 }
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// A file that is whole or not there.
+// A file that is written completely or not at all.
 #pragma once
 
 #include "files/interruption.h"
@@ -11,7 +11,7 @@
 
 namespace tool {
 
-/// A file that is written beside its place and moved there when it is whole. A device or pipe is written where it is.
+/// A file that is written beside its place and moved there when it is complete. A device or pipe is written directly.
 class output_file {
   public:
     explicit output_file(const std::string &name);
@@ -20,7 +20,7 @@ class output_file {
     output_file &operator=(const output_file &) = delete;
 
     std::FILE *stream() const { return stream_; }
-    /// Puts the file in its place, or fails and leaves what was there.
+    /// Moves the file to its place, or fails and keeps what was there.
     void finish();
 
   private:
@@ -28,12 +28,12 @@ class output_file {
 
     const std::string name_;
     const place place_;
-    std::string unfinished_path_; ///< empty where the file is written in its place
+    std::string unfinished_path_; ///< empty if the file is written directly
     std::FILE *stream_ = nullptr;
     std::optional<interruption> unfinished_;
 };
 
-/// Writes a whole text to a file, or to standard output where the name is "-".
+/// Writes a text to a file, or to standard output if the name is "-".
 int write_text(const std::string &name, const std::string &text);
 
 } // namespace tool

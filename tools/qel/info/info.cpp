@@ -12,19 +12,19 @@ namespace tool {
 
 namespace {
 
-/// The verdict repeats the first problem for those who read standard error alone. On one terminal both are read.
-bool repeats_what_was_said(const report &about) {
+/// The verdict on standard error repeats the first problem, unless both streams are terminals: these have shown it.
+bool problem_was_shown(const report &about) {
     return !about.problems.empty() && isatty(STDOUT_FILENO) != 0 && isatty(STDERR_FILENO) != 0;
 }
 
-void say_lines(const report &about, const archive_facts *archive, const info_options &options) {
+void print_lines(const report &about, const archive_facts *archive, const info_options &options) {
     for (const report::entry &fact : about.facts)
-        say(colour::heading, fact.name + ":", " " + fact.value);
-    if (archive != nullptr) archive->say_lines(options);
+        print_line(colour::heading, fact.name + ":", " " + fact.value);
+    if (archive != nullptr) archive->print_lines(options);
     const bool sound = about.problems.empty();
-    say(sound ? colour::good : colour::bad, std::string("sound: ") + (sound ? "yes" : "no"));
+    print_line(sound ? colour::good : colour::bad, std::string("sound: ") + (sound ? "yes" : "no"));
     for (const std::string &problem : about.problems)
-        say(colour::bad, "problem:", " " + problem);
+        print_line(colour::bad, "problem:", " " + problem);
 }
 
 void write_json(const report &about, const archive_facts *archive, const info_options &options) {
@@ -34,42 +34,42 @@ void write_json(const report &about, const archive_facts *archive, const info_op
         std::string name = fact.name;
         name.erase(std::remove(name.begin(), name.end(), ','), name.end());
         std::replace(name.begin(), name.end(), ' ', '_');
-        if (fact.number && fact.value.size() < 16) // more digits than a program may keep
-            out.whole(name.c_str(), fact.value);
+        if (fact.number && fact.value.size() < 16) // more digits than a double keeps
+            out.digits(name.c_str(), fact.value);
         else
-            out.words(name.c_str(), fact.value);
+            out.utf8(name.c_str(), fact.value);
     }
     if (archive != nullptr) archive->write_json(out, options);
-    out.truth("sound", about.problems.empty());
+    out.boolean("sound", about.problems.empty());
     out.open_list("problems");
     for (const std::string &problem : about.problems)
-        out.words(nullptr, problem);
+        out.utf8(nullptr, problem);
     out.close();
     out.close();
 }
 
-bool tell(const input_file &file, const report &about, const archive_facts *archive, bool first,
-          const info_options &options) {
+bool print_report(const input_file &file, const report &about, const archive_facts *archive, bool first,
+                  const info_options &options) {
     if (options.json && !options.quiet) write_json(about, archive, options);
     if (!options.json && !options.quiet) {
-        if (!first) say("");
-        say_lines(about, archive, options);
+        if (!first) print_line("");
+        print_lines(about, archive, options);
     }
     if (about.verdict().empty()) return true;
-    if (options.quiet || options.json || !repeats_what_was_said(about))
-        complain(file.name() + ": " + about.verdict());
+    if (options.quiet || options.json || !problem_was_shown(about))
+        print_error(file.name() + ": " + about.verdict());
     return false;
 }
 
-bool tell(const std::string &name, bool first, const info_options &options) {
+bool print_report(const std::string &name, bool first, const info_options &options) {
     const input_file file(name);
     if (file.kind() == file_kind::archive && !options.by_bytes) {
         const archive_facts archive(file);
-        return tell(file, archive.about(), &archive, first, options);
+        return print_report(file, archive.about(), &archive, first, options);
     }
     examined what(file);
     add_searched_facts(what);
-    return tell(file, what.about, nullptr, first, options);
+    return print_report(file, what.about, nullptr, first, options);
 }
 
 } // namespace
@@ -78,9 +78,9 @@ int info(const info_options &options) {
     int status = 0;
     for (std::size_t i = 0; i < options.names.size(); ++i) {
         try {
-            if (!tell(options.names[i], i == 0, options)) status = 1;
+            if (!print_report(options.names[i], i == 0, options)) status = 1;
         } catch (const failure &failed) {
-            complain(failed.what());
+            print_error(failed.what());
             status = 1;
         }
     }

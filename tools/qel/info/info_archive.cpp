@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "info/info_archive.h"
 
+#include "examine/archive_text.h"
 #include "examine/owned.h"
 #include "terminal/messages.h"
 #include "terminal/text.h"
@@ -12,7 +13,7 @@ namespace tool {
 
 namespace {
 
-/// The value of a key in `key=value;key=value`; empty without it.
+/// The value of a key in `key=value;key=value`; empty if the key is missing.
 std::string value_of(const std::string &pairs, const std::string &key) {
     for (std::size_t at = 0; at < pairs.size();) {
         const std::size_t end = std::min(pairs.find(';', at), pairs.size());
@@ -23,25 +24,12 @@ std::string value_of(const std::string &pairs, const std::string &key) {
     return "";
 }
 
-const char *scope_text(std::uint32_t scope) {
-    constexpr const char *texts[] = {"for all", "by face", "varying", "by vertex", "by corner"};
-    return scope < std::size(texts) ? texts[scope] : "of an unknown scope";
-}
-
 const char *change_text(std::uint32_t topology, bool moves) {
     if (topology == QEL_ARCHIVE_TOPOLOGY_FACES_CHANGE) return "faces change";
     return topology == QEL_ARCHIVE_TOPOLOGY_POSITIONS_CHANGE ? "deforms" : moves ? "moves" : "still";
 }
 
 } // namespace
-
-std::string kind_of_object(const qel_archive_object &object) {
-    const std::string schema = object.schema;
-    if (schema.empty()) return "Object";
-    const std::size_t first = schema.find('_'), last = schema.rfind("_v");
-    if (first == std::string::npos || last == std::string::npos || last <= first) return schema;
-    return schema.substr(first + 1, last - first - 1);
-}
 
 archive_facts::archive_facts(const input_file &file) : scene_(file, {true, true, {}, true}) {
     list_header(file);
@@ -144,31 +132,31 @@ std::string archive_facts::line_of(const mesh_entry &entry) const {
     return line;
 }
 
-void archive_facts::say_lines(const info_options &options) const {
+void archive_facts::print_lines(const info_options &options) const {
     for (std::size_t i = 0; i < meshes_.size(); ++i)
-        say(colour::heading, "mesh " + std::to_string(i) + ":", " " + line_of(meshes_[i]));
-    if (options.tree) say_tree(scene_.archive(), options.verbose);
+        print_line(colour::heading, "mesh " + std::to_string(i) + ":", " " + line_of(meshes_[i]));
+    if (options.tree) print_tree(scene_.archive(), options.verbose);
 }
 
 void archive_facts::write_json(writer &out, const info_options &options) const {
     out.open_list("meshes");
     for (const mesh_entry &entry : meshes_) {
         out.open_object();
-        out.words("path", entry.path);
-        out.words("kind", entry.kind);
+        out.utf8("path", entry.path);
+        out.utf8("kind", entry.kind);
         out.count("vertices", entry.info.vertex_count);
         out.count("faces", entry.info.face_count);
         out.count("corners", entry.info.corner_count);
         out.count("samples", entry.info.sample_count);
         out.real("start", entry.info.start);
         out.real("end", entry.info.end);
-        out.words("changes", change_text(entry.info.topology, entry.moves));
-        out.words("normals", entry.normals.empty() ? "none" : entry.normals);
+        out.utf8("changes", change_text(entry.info.topology, entry.moves));
+        out.utf8("normals", entry.normals.empty() ? "none" : entry.normals);
         out.open_row("uv_sets");
         for (const std::string &set : entry.uv_sets)
-            out.words(nullptr, set);
+            out.utf8(nullptr, set);
         out.close();
-        out.truth("visible", entry.visible);
+        out.boolean("visible", entry.visible);
         if (entry.bounds) out.row("bounds", entry.bounds->data(), 6);
         out.close();
     }

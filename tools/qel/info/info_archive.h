@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// What `qel info` says of an archive, by what the archive itself says.
+// What `qel info` prints of an archive, from the archive's structure (not from a byte search).
 #pragma once
 
 #include "commands.h"
@@ -13,11 +13,11 @@ namespace tool {
 
 class archive_facts {
   public:
-    /// Reads each mesh as it is at the first frame, and judges it.
+    /// Reads each mesh at the first frame and checks it.
     explicit archive_facts(const input_file &file);
 
     const report &about() const { return about_; }
-    void say_lines(const info_options &options) const;
+    void print_lines(const info_options &options) const;
     void write_json(writer &out, const info_options &options) const;
 
   private:
@@ -26,9 +26,9 @@ class archive_facts {
         qel_archive_mesh_info info;
         bool visible;
         bool moves;          ///< its points or a transform above it change
-        std::string normals; ///< by what they are, empty without any
+        std::string normals; ///< their scope, empty if there are none
         std::vector<std::string> uv_sets;
-        std::optional<std::vector<float>> bounds; ///< of the world at the first frame; none without points
+        std::optional<std::vector<float>> bounds; ///< in world space at the first frame; none without points
     };
 
     void list_header(const input_file &file);
@@ -43,13 +43,8 @@ class archive_facts {
     std::vector<mesh_entry> meshes_;
 };
 
-/// "Xform", "FaceSet": an object's schema without what all of them have.
-std::string kind_of_object(const qel_archive_object &object);
-/// "float32[3]": a property's values.
-std::string kind_of_values(const qel_archive_property &property);
-
 /// The objects as a tree of lines, and as a list.
-void say_tree(const qel_archive *archive, bool properties);
+void print_tree(const qel_archive *archive, bool properties);
 void write_objects(writer &out, const qel_archive *archive, bool properties);
 
 } // namespace tool

@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "info/info_archive.h"
+
+#include "examine/archive_text.h"
 #include "terminal/messages.h"
 #include "terminal/text.h"
 
@@ -7,12 +9,12 @@ namespace tool {
 
 namespace {
 
-/// The lines in front of the objects, from the top down to the one that was entered last.
+/// The tree lines before the objects' names, for each level down to the object that was entered last.
 class branches {
   public:
-    /// What stands in front of an object and, below it, in front of what is its own.
+    /// Makes the prefix of an object's line and that of its properties' lines below it.
     void enter(const qel_archive_object &object, std::uint32_t depth) {
-        levels_.resize(depth); // the objects that end here are behind us
+        levels_.resize(depth); // drops the levels of objects that have ended
         const bool last = depth == 0 || --levels_.back().left == 0;
         const std::string before = depth == 0 ? "" : levels_.back().below;
         at_ = depth == 0 ? "" : before + (last ? "└─ " : "├─ ");
@@ -24,7 +26,7 @@ class branches {
 
   private:
     struct level {
-        std::uint32_t left; ///< children that are still to come
+        std::uint32_t left; ///< children that have not been entered
         std::string below;
     };
     std::vector<level> levels_;
@@ -50,25 +52,18 @@ void each_property(const qel_archive *archive, std::uint32_t object, std::uint32
 
 } // namespace
 
-std::string kind_of_values(const qel_archive_property &property) {
-    constexpr const char *names[] = {"bool",    "uint8",   "int8",   "uint16",   "int16",
-                                     "uint32",  "int32",   "uint64", "int64",    "float16",
-                                     "float32", "float64", "text",   "wide text"};
-    const std::string name = property.value < std::size(names) ? names[property.value] : "unknown";
-    return property.extent > 1 ? name + "[" + std::to_string(property.extent) + "]" : name;
-}
-
-void say_tree(const qel_archive *archive, bool properties) {
+void print_tree(const qel_archive *archive, bool properties) {
     branches lines;
     std::vector<std::uint32_t> depths;
     qel_archive_object object;
     for (std::uint32_t i = 0; qel_archive_get_object(archive, i, &object) == QEL_ARCHIVE_OK; ++i) {
         depths.push_back(object.parent == QEL_NOT_FOUND ? 0 : depths[object.parent] + 1);
         lines.enter(object, depths.back());
-        say(lines.at() + (i == 0 ? "/" : std::string(object.name) + "  " + kind_of_object(object)));
+        print_line(lines.at() + (i == 0 ? "/" : std::string(object.name) + "  " + kind_of_object(object)));
         if (properties)
-            each_property(archive, i, object.property_count,
-                          [&](const qel_archive_property &p) { say(lines.below() + " " + line_of(p)); });
+            each_property(archive, i, object.property_count, [&](const qel_archive_property &p) {
+                print_line(lines.below() + " " + line_of(p));
+            });
     }
 }
 
@@ -77,17 +72,16 @@ void write_objects(writer &out, const qel_archive *archive, bool properties) {
     qel_archive_object object;
     for (std::uint32_t i = 0; qel_archive_get_object(archive, i, &object) == QEL_ARCHIVE_OK; ++i) {
         out.open_object();
-        out.words("path", object.path);
-        out.words("kind", kind_of_object(object));
+        out.utf8("path", object.path);
+        out.utf8("kind", kind_of_object(object));
         if (properties) {
             out.open_list("properties");
             each_property(archive, i, object.property_count, [&](const qel_archive_property &property) {
                 out.open_object();
-                out.words("name", property.name);
-                out.words("values", property.kind == QEL_ARCHIVE_PROPERTY_COMPOUND
-                                        ? "compound"
-                                        : kind_of_values(property));
-                out.truth("array", property.kind == QEL_ARCHIVE_PROPERTY_ARRAY);
+                out.utf8("name", property.name);
+                out.utf8("values", property.kind == QEL_ARCHIVE_PROPERTY_COMPOUND ? "compound"
+                                                                                  : kind_of_values(property));
+                out.boolean("array", property.kind == QEL_ARCHIVE_PROPERTY_ARRAY);
                 out.count("samples", property.sample_count);
                 out.close();
             });

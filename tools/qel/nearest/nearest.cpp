@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "commands.h"
 #include "examine/examined.h"
+#include "examine/lattice.h"
 #include "examine/owned.h"
 #include "examine/report.h"
 #include "terminal/messages.h"
@@ -14,14 +15,14 @@ namespace tool {
 
 namespace {
 
-/// "X,Y,Z" or a key; anything else is a mistake in the call.
+/// Parses "X,Y,Z" or a key; anything else is a usage error.
 std::uint64_t key_of(const nearest_options &options) {
     std::uint64_t parts[3];
-    const std::string &text = options.around;
+    const std::string &text = options.place;
     if (parse_number(text, parts[0])) return parts[0];
     const std::size_t first = text.find(','),
                       second = first == std::string::npos ? first : text.find(',', first + 1);
-    const std::uint64_t limit = options.packed ? 65535 : 47;
+    const std::uint64_t limit = options.packed ? max_packed : lattice_edge - 1;
     if (second == std::string::npos || !parse_number(text.substr(0, first), parts[0]) ||
         !parse_number(text.substr(first + 1, second - first - 1), parts[1]) ||
         !parse_number(text.substr(second + 1), parts[2]) || std::max({parts[0], parts[1], parts[2]}) > limit)
@@ -33,7 +34,7 @@ std::uint64_t key_of(const nearest_options &options) {
                                        static_cast<std::uint32_t>(parts[2]));
 }
 
-/// One answer, with the unit that it comes from.
+/// A found token, and the number of its unit among the inputs.
 struct hit {
     std::size_t file;
     std::uint32_t number;
@@ -42,7 +43,7 @@ struct hit {
 };
 
 void add_hits(std::vector<hit> &all, std::size_t number, const std::string &name, std::uint64_t key,
-              std::size_t most) {
+              std::size_t max_count) {
     const input_file file(name);
     file.must_be(file_kind::unit, "nearest");
     report about;
@@ -51,12 +52,12 @@ void add_hits(std::vector<hit> &all, std::size_t number, const std::string &name
     unit_record unit;
     load_unit(file, *unit.get());
     const auto wanted =
-        static_cast<std::uint32_t>(std::min<std::size_t>(qel_unit_get_count(unit.get()), most));
+        static_cast<std::uint32_t>(std::min<std::size_t>(qel_unit_get_count(unit.get()), max_count));
     std::vector<std::uint32_t> numbers(wanted);
     std::vector<std::uint64_t> distances(wanted);
     const std::uint32_t found = qel_unit_query_nearest(unit.get(), key, static_cast<std::int32_t>(wanted),
                                                        numbers.data(), distances.data());
-    if (found < wanted) throw failure(file.name(), "not enough memory for the search");
+    if (found < wanted) throw failure(file.name(), no_memory);
     for (std::uint32_t i = 0; i < found; ++i)
         all.push_back({number, numbers[i], unit->tokens[numbers[i]], distances[i]});
 }
@@ -75,7 +76,7 @@ std::uint64_t key_in_scene(const nearest_options &options) {
     const examined from(file);
     from.must_be_usable();
     const float *best = nullptr;
-    double least = 0;
+    double min_distance = 0;
     for (std::uint32_t i = 0; i < from.scene->mesh_count; ++i) {
         const float *box = from.scene->meshes[i].bounds;
         double distance = 0;
@@ -84,9 +85,9 @@ std::uint64_t key_in_scene(const nearest_options &options) {
                                             double{position[axis]} - double{box[axis + 3]}, 0.0});
             distance += beyond * beyond;
         }
-        if (best == nullptr || distance < least) {
+        if (best == nullptr || distance < min_distance) {
             best = box;
-            least = distance;
+            min_distance = distance;
         }
     }
     if (best == nullptr) throw failure(file.name(), "has no mesh");
@@ -102,7 +103,7 @@ void print_json(const nearest_options &options, std::uint64_t key, const std::ve
     out.open_list("nearest");
     for (const hit &found : hits) {
         out.open_object();
-        if (options.units.size() > 1) out.words("file", options.units[found.file]);
+        if (options.units.size() > 1) out.utf8("file", options.units[found.file]);
         out.count("token", found.number);
         out.bytes("hex_id", found.token.hex_id, sizeof found.token.hex_id);
         out.wide("morton", found.token.morton);
@@ -116,8 +117,8 @@ void print_json(const nearest_options &options, std::uint64_t key, const std::ve
 
 void print_table(const nearest_options &options, const std::vector<hit> &hits) {
     const bool several = options.units.size() > 1;
-    say(colour::heading, format("%10s  %-8s  %20s  %5s  %10s%s", "TOKEN", "ID", "KEY", "LAYER", "HOPS",
-                                several ? "  FILE" : ""));
+    print_line(colour::heading, format("%10s  %-8s  %20s  %5s  %10s%s", "TOKEN", "ID", "KEY", "LAYER", "HOPS",
+                                       several ? "  FILE" : ""));
     for (const hit &found : hits)
         std::printf("%10u  %-8s  %20llu  %5u  %10llu%s\n", found.number,
                     printable(found.token.hex_id, sizeof found.token.hex_id).c_str(),
@@ -130,15 +131,15 @@ void print_table(const nearest_options &options, const std::vector<hit> &hits) {
 
 int nearest(nearest_options options) {
     const bool in_space = !options.position.empty();
-    if (!in_space) { // the last word is the place
-        options.around = options.units.back();
+    if (!in_space) { // the last argument is the place
+        options.place = options.units.back();
         options.units.pop_back();
     }
     const std::uint64_t key = in_space ? key_in_scene(options) : key_of(options);
     std::vector<hit> hits;
     for (std::size_t i = 0; i < options.units.size(); ++i)
         add_hits(hits, i, options.units[i], key, static_cast<std::size_t>(options.count));
-    // Of equal distances the earlier unit's come first, and within it the order of the unit's own answer stays.
+    // Ties keep the order of the units, and within a unit the order of its query's result.
     std::stable_sort(hits.begin(), hits.end(),
                      [](const hit &a, const hit &b) { return a.distance < b.distance; });
     if (hits.size() > static_cast<std::size_t>(options.count))

@@ -22,7 +22,7 @@ std::vector<const CLI::App *> shown_commands(const CLI::App &app) {
     return app.get_subcommands([](const CLI::App *sub) { return !sub->get_group().empty(); });
 }
 
-/// "-q" and "--quiet"; none of an argument.
+/// "-q" and "--quiet"; empty for an argument.
 std::vector<std::string> names_of(const CLI::Option &option) {
     std::vector<std::string> names;
     for (const std::string &name : option.get_snames())
@@ -118,7 +118,7 @@ std::string bash_command(const CLI::App &command, const word_choices &choices) {
 
 // ---- zsh -----------------------------------------------------------------------------------------------------------
 
-/// A text inside of '…', where a colon or a bracket has a meaning.
+/// Escapes a text for '…', where colons and brackets have a meaning.
 std::string zsh_text(const std::string &text) {
     std::string quoted;
     for (const char letter : text) {
@@ -136,11 +136,11 @@ std::string zsh_action(const word_choice &choice) {
     return choice.folders ? "_files -/" : " ";
 }
 
-/// '(-q --quiet)'{-q,--quiet}'[Say nothing]', with '*' where it may come again.
+/// '(-q --quiet)'{-q,--quiet}'[Say nothing]', with '*' if it may be repeated.
 std::string zsh_option(const CLI::Option &option, const word_choices &choices) {
     std::vector<std::string> names = names_of(option);
     const std::string others = joined(names, " ");
-    if (takes_value(option)) // which may follow at once: -ofolder, --output=folder
+    if (takes_value(option)) // a value may follow without a space: -ofolder, --output=folder
         for (std::string &name : names)
             name += name[1] == '-' ? "=" : "+";
     const bool again = option.get_items_expected_max() > 1;

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// What shells offer for the words of a call, made from the table of options.
+// The completion scripts of shells, made from the table of options.
 #pragma once
 
 #include <string>
@@ -12,15 +12,15 @@ class Option;
 
 namespace tool {
 
-/// What the value of an option, or an argument, may be.
+/// The completions of an option's value or of an argument.
 struct word_choice {
     std::vector<std::string> extensions; ///< of files
     bool folders = false;
     std::vector<std::string> words; ///< one of these
-    bool several = false;           ///< or some of them, with commas between them
+    bool several = false;           ///< or several of them, separated by commas
 };
 
-/// Who completes a value asks here; what is not listed is not completed.
+/// The completions of options; a value without an entry is not completed.
 using word_choices = std::vector<std::pair<const CLI::Option *, word_choice>>;
 
 std::string bash_completion(const CLI::App &app, const word_choices &choices);

@@ -5,15 +5,15 @@ namespace tool {
 
 namespace {
 
-constexpr std::size_t width = 80, second_column = 26;
+constexpr std::size_t max_columns = 80, second_column = 26;
 
-/// Fills lines with the words of a text. What begins at `column` goes on there.
+/// Breaks a text into lines that begin at `column`.
 std::string filled(const std::string &text, std::size_t column) {
     std::string lines, line;
     for (std::size_t at = 0; at < text.size();) {
         const std::size_t end = std::min(text.find(' ', at), text.size());
         const std::string word = text.substr(at, end - at);
-        if (!line.empty() && column + line.size() + 1 + word.size() > width) {
+        if (!line.empty() && column + line.size() + 1 + word.size() > max_columns) {
             lines += line + "\n" + std::string(column, ' ');
             line = word;
         } else {
@@ -52,7 +52,7 @@ std::string help_page::make_description(const CLI::App *app) const {
 
 std::string help_page::make_footer(const CLI::App *app) const {
     std::string text, rest = app->get_footer();
-    for (std::size_t end; !rest.empty(); rest.erase(0, end)) { // each of its lines is a paragraph
+    for (std::size_t end; !rest.empty(); rest.erase(0, end)) { // each line of the footer is a paragraph
         end = std::min(rest.find('\n'), rest.size() - 1) + 1;
         text += filled(rest.substr(0, end - (rest[end - 1] == '\n' ? 1 : 0)), 0);
     }

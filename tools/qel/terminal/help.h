@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// How --help looks: two columns, in lines of at most 80 characters.
+// The format of --help: two columns, in lines of at most 80 characters.
 #pragma once
 
 #include <CLI/CLI.hpp>

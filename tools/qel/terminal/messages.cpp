@@ -23,7 +23,7 @@ const char *code_of(colour paint) {
 bool takes_colours(int descriptor) {
     if (coloured != colours::automatic) return coloured == colours::always;
     const char *const refused = std::getenv("NO_COLOR");
-    return (refused == nullptr || *refused == '\0') && is_lively_terminal(descriptor);
+    return (refused == nullptr || *refused == '\0') && supports_escape_codes(descriptor);
 }
 
 void put(std::FILE *stream, colour paint, const std::string &beginning, const std::string &rest) {
@@ -32,9 +32,8 @@ void put(std::FILE *stream, colour paint, const std::string &beginning, const st
                  painted ? "\033[0m" : "", printable(rest).c_str());
 }
 
-/// The beginning of a text that a terminal shows on one line: what is longer goes on in the next line, which is not
-/// cleared.
-std::string that_fits(const std::string &text, int descriptor) {
+/// The beginning of a text that fits in one line of the terminal: only one line is cleared.
+std::string cut_to_width(const std::string &text, int descriptor) {
     struct winsize window {};
     if (::ioctl(descriptor, TIOCGWINSZ, &window) != 0 || window.ws_col < 2) return text;
     std::size_t columns = 0, size = 0;
@@ -51,34 +50,34 @@ void use_colours(colours when) {
     coloured = when;
 }
 
-bool is_lively_terminal(int descriptor) {
+bool supports_escape_codes(int descriptor) {
     const char *const kind = std::getenv("TERM");
     return kind != nullptr && *kind != '\0' && std::strcmp(kind, "dumb") != 0 && ::isatty(descriptor) != 0;
 }
 
-void say(const std::string &line) {
+void print_line(const std::string &line) {
     put(stdout, colour::none, "", line);
 }
 
-void say(colour paint, const std::string &beginning, const std::string &rest) {
+void print_line(colour paint, const std::string &beginning, const std::string &rest) {
     put(stdout, paint, beginning, rest);
 }
 
-void remark(const std::string &line) {
+void print_note(const std::string &line) {
     put(stderr, colour::none, "", line);
 }
 
-void complain(const std::string &what) {
+void print_error(const std::string &what) {
     std::fflush(stdout);
     put(stderr, colour::bad, "qel:", " " + what);
 }
 
-void warn(const std::string &what) {
+void print_warning(const std::string &what) {
     put(stderr, colour::odd, "qel:", " " + what);
 }
 
-void show_for_now(const std::string &line) {
-    std::fprintf(stderr, "\r\033[K%s", that_fits(printable(line), STDERR_FILENO).c_str());
+void show_progress_line(const std::string &line) {
+    std::fprintf(stderr, "\r\033[K%s", cut_to_width(printable(line), STDERR_FILENO).c_str());
 }
 
 } // namespace tool

@@ -1,33 +1,33 @@
 // SPDX-License-Identifier: MIT
-// The lines that people read. All of them go through here, so that nothing that comes from outside, be it a path or
-// a name in a file, can command the terminal.
+// Messages on standard output and standard error. All of them are escaped here, so that no path and no name from a file
+// can control the terminal.
 #pragma once
 
 #include <string>
 
 namespace tool {
 
-/// Where colours go: to terminals that can show them, everywhere, or nowhere.
+/// Whether lines are coloured: on terminals that support it, always, or never.
 enum class colours { automatic, always, never };
-/// Until it is told, they go to terminals, unless NO_COLOR is set to anything or TERM is "dumb" or not set.
+/// By default they go to terminals, unless NO_COLOR is not empty, or TERM is "dumb" or not set.
 void use_colours(colours when);
-/// Whether a descriptor is a terminal that understands how lines are coloured and cleared.
-bool is_lively_terminal(int descriptor);
+/// Whether a descriptor is a terminal that supports escape codes for colours and for clearing a line.
+bool supports_escape_codes(int descriptor);
 
 enum class colour { none, good, bad, odd, heading };
 
-/// A line of standard output; control characters and bytes that are no UTF-8 are escaped.
-void say(const std::string &line);
-/// The same, with a beginning that is coloured.
-void say(colour paint, const std::string &beginning, const std::string &rest = "");
-/// A line of standard error.
-void remark(const std::string &line);
-/// "qel: what is wrong" on standard error, behind all that was said.
-void complain(const std::string &what);
-/// "qel: what people should know" on standard error.
-void warn(const std::string &what);
-/// Shows a line that the next one replaces, on a lively terminal that is standard error, as far as it has room; an
-/// empty one only removes the last.
-void show_for_now(const std::string &line);
+/// Prints a line on standard output; control characters and invalid UTF-8 are escaped.
+void print_line(const std::string &line);
+/// The same with a coloured beginning.
+void print_line(colour paint, const std::string &beginning, const std::string &rest = "");
+/// Prints a line on standard error.
+void print_note(const std::string &line);
+/// Prints "qel: what is wrong" on standard error, after all output.
+void print_error(const std::string &what);
+/// Prints "qel: a warning" on standard error.
+void print_warning(const std::string &what);
+/// Replaces the progress line on standard error, a terminal that supports escape codes. The line is cut to the
+/// terminal's width; an empty one clears it.
+void show_progress_line(const std::string &line);
 
 } // namespace tool

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The commands and their options: one table, from which the help is made too.
+// The commands and their options. The help and the completion are made from this table.
 #pragma once
 
 #include "commands.h"
@@ -14,29 +14,30 @@
 
 namespace tool {
 
-/// What the command line asks for, to be done once it is known to be right.
+/// The parsed command line.
 struct request {
-    info_options told;
-    convert_options made;
-    nearest_options around;
-    dump_options dumped;
-    view_options seen;
-    completion_options completed;
-    bool quiet = false; ///< of commands that have nothing to be quiet about
+    info_options info;
+    convert_options convert;
+    nearest_options nearest;
+    dump_options dump;
+    view_options view;
+    completion_options completion;
+    bool quiet = false; ///< for commands without output to suppress
     colours coloured = colours::automatic;
-    word_choices choices; ///< of the values that shells complete
+    word_choices choices; ///< the completions of the values
     std::function<int()> command;
 };
 
 void add_commands(CLI::App &app, request &wanted);
 void add_convert(CLI::App &app, request &wanted);
-/// What every command has.
+/// Adds the options of every command.
 void add_common(CLI::App &command, request &wanted, bool &quiet, const char *what_quiet_means);
 
-/// The words of a call, the last one first, as CLI11 wants them. Some carry marks that CLI11 must see and nobody else.
+/// The arguments, the last one first, as CLI11 requires. Some get a prefix that keeps CLI11 from splitting them; it is
+/// removed from the values and from messages.
 std::vector<std::string> marked(int argc, char **argv);
 void unmark(request &wanted);
-/// Takes the marks out of a message.
+/// Removes the prefixes from a message.
 void unmark_all(std::string &message);
 
 } // namespace tool

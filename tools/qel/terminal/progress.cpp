@@ -9,8 +9,8 @@
 
 namespace tool {
 
-progress::progress(bool wanted) : shown_(wanted && is_lively_terminal(STDERR_FILENO)) {
-    const signals_held_back for_the_main_thread; // whose handler they are meant for
+progress::progress(bool wanted) : shown_(wanted && supports_escape_codes(STDERR_FILENO)) {
+    const blocked_signals for_the_main_thread; // only that one handles them
     if (shown_) clock_ = std::thread([this] { watch(); });
 }
 
@@ -57,13 +57,13 @@ void progress::watch() {
     while (!changed_.wait_for(lock, std::chrono::milliseconds(100), [this] { return ended_; })) {
         const std::chrono::duration<double> time = std::chrono::steady_clock::now() - start_;
         if (step_.empty() || time.count() < 0.3) continue;
-        show_for_now(line());
+        show_progress_line(line());
         written_ = true;
     }
 }
 
 void progress::clear() {
-    if (written_) show_for_now("");
+    if (written_) show_progress_line("");
     written_ = false;
 }
 

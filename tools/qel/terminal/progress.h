@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// What runs at the moment, for people who wait at a terminal.
+// The progress line on a terminal.
 #pragma once
 
 #include <chrono>
@@ -11,9 +11,8 @@
 
 namespace tool {
 
-/// Tells on a terminal which step has been running, once it has for a while, and where it is known how much of it is
-/// done, how fast it goes and how long it will take. The library says nothing while it works, so a second thread
-/// watches the clock.
+/// Shows the running step after a delay; with a known total also its share, rate and remaining time. The library calls
+/// nothing back while it works, so that a second thread updates the line.
 class progress {
   public:
     explicit progress(bool wanted);

@@ -30,8 +30,8 @@ std::string format(const char *pattern, ...) {
 
 namespace {
 
-/// The bytes of the UTF-8 character that stands first, 0 where there is none or one that commands terminals:
-/// below a space, the 0x7F of the delete key, and 0x80 to 0x9F.
+/// The number of bytes of the first UTF-8 character; 0 for an invalid character or a control character: below a space,
+/// 0x7F, 0x80 to 0x9F, and those that reorder text.
 std::size_t character_length(const char *bytes, std::size_t size) {
     const auto byte = [&](std::size_t i) { return static_cast<unsigned char>(bytes[i]); };
     const unsigned first = byte(0);
@@ -40,15 +40,15 @@ std::size_t character_length(const char *bytes, std::size_t size) {
     if (first < 0xC2 || first > 0xF4 || length > size) return 0;
     std::uint32_t character = first & (0x7Fu >> length);
     for (std::size_t i = 1; i < length; ++i) {
-        if ((byte(i) & 0xC0u) != 0x80) return 0; // a zero that ends the text is none, either
+        if ((byte(i) & 0xC0u) != 0x80) return 0; // true of the terminating zero as well
         character = character << 6 | (byte(i) & 0x3Fu);
     }
-    const bool reorders = (character >= 0x200E && character <= 0x200F) || // and so may show another text
-                          (character >= 0x2028 && character <= 0x202E) ||
-                          (character >= 0x2066 && character <= 0x2069);
-    const std::uint32_t least = length == 4 ? 0x10000 : length == 3 ? 0x800 : 0xA0;
+    const bool reorders =
+        (character >= 0x200E && character <= 0x200F) || // which can display a different text
+        (character >= 0x2028 && character <= 0x202E) || (character >= 0x2066 && character <= 0x2069);
+    const std::uint32_t min_character = length == 4 ? 0x10000 : length == 3 ? 0x800 : 0xA0;
     const bool surrogate = character >= 0xD800 && character <= 0xDFFF;
-    return character < least || character > 0x10FFFF || surrogate || reorders ? 0 : length;
+    return character < min_character || character > 0x10FFFF || surrogate || reorders ? 0 : length;
 }
 
 } // namespace
@@ -84,7 +84,7 @@ std::string time_text(std::int64_t seconds) {
     const std::time_t time = seconds;
     std::tm parts{};
     char text[64];
-    // A hostile file's year may be one that no calendar has.
+    // A file may hold a year out of range.
     if (gmtime_r(&time, &parts) == nullptr ||
         std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%SZ", &parts) == 0)
         return std::to_string(seconds) + " s";

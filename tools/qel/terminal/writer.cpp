@@ -28,7 +28,7 @@ std::string real_text(double value, int digits) {
     return std::isfinite(value) ? format("%.*g", digits, value) : "null";
 }
 
-/// As many digits as give the number back.
+/// With enough digits to restore the number.
 std::string digits_of(float value) {
     return real_text(double{value}, 9);
 }
@@ -42,14 +42,21 @@ std::string digits_of(std::uint32_t value) {
 } // namespace
 
 writer::~writer() {
-    if (style_ == style::json) std::putchar('\n');
+    if (style_ == style::json && line_ == nullptr) emit("\n");
+}
+
+void writer::emit(std::string_view text) {
+    if (line_ != nullptr)
+        line_->append(text);
+    else
+        std::fwrite(text.data(), 1, text.size(), stdout);
 }
 
 void writer::open(const char *name, bool list, bool row) {
     const bool inside_row = !levels_.empty() && levels_.back().row;
     const std::size_t path = path_.size();
     begin(name);
-    if (style_ == style::json) std::putchar(list ? '[' : '{');
+    if (style_ == style::json) emit(list ? "[" : "{");
     levels_.push_back({list, row || inside_row, 0, path});
 }
 
@@ -58,18 +65,18 @@ void writer::close() {
     levels_.pop_back();
     path_.resize(ended.path);
     if (style_ != style::json) return;
-    if (ended.list && !ended.row && ended.items > 0) std::putchar('\n');
-    std::putchar(ended.list ? ']' : '}');
+    if (ended.list && !ended.row && ended.items > 0) emit("\n");
+    emit(ended.list ? "]" : "}");
 }
 
-/// What stands before a value: in JSON the comma, the line and the name, in lines the path.
+/// Writes what precedes a value in JSON: the comma, the line break and the name. For lines, extends the path.
 void writer::begin(const char *name) {
     const std::uint64_t number = levels_.empty() ? 0 : levels_.back().items++;
     const bool list = !levels_.empty() && levels_.back().list;
     if (style_ == style::json) {
-        if (number > 0) std::fputs(levels_.back().row || list ? "," : ", ", stdout);
-        if (list && !levels_.back().row) std::putchar('\n');
-        if (name != nullptr) std::printf("\"%s\": ", name);
+        if (number > 0) emit(levels_.back().row || list ? "," : ", ");
+        if (list && !levels_.back().row) emit("\n");
+        if (name != nullptr) emit("\"" + std::string(name) + "\": ");
     } else if (list) {
         path_ += "[" + std::to_string(number) + "]";
     } else if (name != nullptr) {
@@ -81,9 +88,9 @@ void writer::put(const char *name, const std::string &value) {
     const std::size_t path = path_.size();
     begin(name);
     if (style_ == style::json)
-        std::fputs(value.c_str(), stdout);
+        emit(value);
     else
-        std::printf("%s = %s\n", path_.c_str(), value.c_str());
+        emit(path_ + " = " + value + "\n");
     path_.resize(path);
 }
 
@@ -95,11 +102,11 @@ void writer::text(const char *name, const std::string &value) {
     put(name, quoted(value.data(), value.size()));
 }
 
-void writer::words(const char *name, const std::string &value) {
+void writer::utf8(const char *name, const std::string &value) {
     put(name, quoted_text(value));
 }
 
-void writer::truth(const char *name, bool value) {
+void writer::boolean(const char *name, bool value) {
     put(name, value ? "true" : "false");
 }
 

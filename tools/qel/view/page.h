@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The parts of the page that `qel view` writes, embedded when the tool is built.
+// The parts of the page that `qel view` writes. embed.cmake makes the source from the folder page.
 #pragma once
 
 #include <string_view>

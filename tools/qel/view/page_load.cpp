@@ -1,8 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "view/page_load.h"
 
-#include "convert/job.h"
-#include "convert/step.h"
+#include "examine/archive_scene.h"
 #include "examine/examined.h"
 #include "terminal/text.h"
 
@@ -33,19 +32,15 @@ void add_cache(page_model &model, const input_file &file, const std::string &nam
 }
 
 page_model load_by_bytes(const input_file &file) {
-    examined from(file);
+    const examined from(file);
     from.must_be_usable();
     page_model model;
     model.kind = "archive, by its bytes";
-    try {
-        page_mesh mesh;
-        mesh.positions.assign(from.mesh->positions,
-                              from.mesh->positions + std::size_t{from.mesh->vertex_count} * 3);
-        mesh.triangles = job::fan_faces(from.mesh);
-        add_mesh(model, from.mesh->name, std::move(mesh));
-    } catch (const job::step_failed &failed) {
-        throw failure(file.name(), failed.meaning());
-    }
+    page_mesh mesh;
+    mesh.positions.assign(from.mesh->positions,
+                          from.mesh->positions + std::size_t{from.mesh->vertex_count} * 3);
+    mesh.triangles = fan_triangles(*from.mesh.get());
+    add_mesh(model, from.mesh->name, std::move(mesh));
     return model;
 }
 

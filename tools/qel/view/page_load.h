@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Makes the model of a page out of a file or a folder.
+// Loads a file or a folder as the model of a page.
 #pragma once
 
 #include "files/input.h"
@@ -7,8 +7,8 @@
 
 namespace tool {
 
-/// Reads an archive, a scene or a mesh cache; an unsound one is refused. `by_bytes` finds an archive's mesh by the
-/// look of its bytes, as `qel convert --by-bytes` does.
+/// Reads an archive, a scene or a mesh cache; fails if it is not sound. With `by_bytes`, an archive's mesh is the one
+/// that a search of its bytes finds, as in `qel convert --by-bytes`.
 page_model load_page(const input_file &file, bool by_bytes);
 
 /// Reads the mesh caches of a folder, in the order of their names.

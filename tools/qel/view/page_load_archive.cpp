@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// An archive as a page: what it shows, where it stands in the world, at every frame.
+// An archive as a page: its visible meshes, in world space, at every frame.
 #include "examine/archive_scene.h"
 #include "examine/owned.h"
 #include "terminal/text.h"
@@ -13,7 +13,7 @@ namespace tool {
 
 namespace {
 
-/// One value a vertex: of a corner, the last one that names it counts. `width` numbers each.
+/// One value of `width` numbers for each vertex; for corner values, the last corner of a vertex counts.
 std::vector<float> by_vertex(const ogawa_polymesh &mesh, const float *values, const std::uint32_t *indices,
                              std::uint32_t scope, std::size_t width) {
     std::vector<float> out;
@@ -34,7 +34,7 @@ std::string kind_text(ogawa_schema kind) {
     return kind == OGAWA_SCHEMA_UNKNOWN ? "Object" : ogawa_schema_to_string(kind);
 }
 
-/// The objects on the way to the meshes, each once, parents first.
+/// Lists the meshes' objects and their ancestors, each once, parents first.
 class outline {
   public:
     outline(page_model &model, const archive_scene &scene) : model_(model), scene_(scene) {}
@@ -43,7 +43,7 @@ class outline {
         qel_archive_object about;
         if (object == 0 || object == QEL_NOT_FOUND ||
             qel_archive_get_object(scene_.archive(), object, &about) != QEL_ARCHIVE_OK)
-            return -1; // the top object has no name
+            return -1; // the top object is not listed
         const auto known = places_.find(object);
         if (known != places_.end()) return known->second;
         const std::int64_t parent = place_of(about.parent);
@@ -62,7 +62,8 @@ page_mesh read_page_mesh(const archive_scene &scene, const scene_mesh &from, std
     polymesh_record read;
     scene.read(from, scene.times()[frame], *read.get());
     page_mesh mesh;
-    mesh.moves = from.moves && from.info.topology != 2 && scene.times().size() > 1;
+    mesh.moves =
+        from.moves && from.info.topology != QEL_ARCHIVE_TOPOLOGY_FACES_CHANGE && scene.times().size() > 1;
     mesh.positions.assign(read->positions, read->positions + std::size_t{read->vertex_count} * 3);
     mesh.triangles = fan_triangles(*read.get(), &mesh.continues);
     mesh.normals = by_vertex(*read.get(), read->normals, read->normal_indices, read->normal_scope, 3);
@@ -74,7 +75,7 @@ page_mesh read_page_mesh(const archive_scene &scene, const scene_mesh &from, std
     return mesh;
 }
 
-/// Where faces change, each frame's mesh is one of its own, shown at that frame only.
+/// Adds a mesh whose faces change as one mesh for each frame, shown at that frame only.
 void add_changing(page_model &model, std::vector<std::size_t> &sources, const archive_scene &scene,
                   std::size_t number) {
     const std::size_t count = scene.times().size();
@@ -87,7 +88,7 @@ void add_changing(page_model &model, std::vector<std::size_t> &sources, const ar
     }
 }
 
-/// The number by which identities name each mesh: polygon meshes first, as in the scene that convert makes of them.
+/// The number of each mesh in its tokens' identities: polygon meshes first, as in a converted scene.
 std::vector<std::uint32_t> token_names(const archive_scene &scene) {
     scene_choice polygons;
     polygons.points = false;
@@ -116,7 +117,7 @@ page_model load_archive_page(const input_file &file) {
     model.kind = "archive";
     model.rate = scene->rate();
     outline objects(model, *scene);
-    std::vector<std::size_t> sources; // the scene's mesh behind each of the page
+    std::vector<std::size_t> sources; // for each mesh of the page its index in the scene
     const std::vector<std::uint32_t> names = token_names(*scene);
     bool moves = false;
     for (std::size_t number = 0; number < scene->meshes().size(); ++number) {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// A scene file as a page: its meshes as they stand in it, its frames as positions.
+// A scene file as a page: its meshes as stored, its frames as positions.
 #include "examine/examined.h"
 #include "terminal/text.h"
 #include "view/page_load.h"
@@ -12,8 +12,9 @@ namespace tool {
 
 namespace {
 
-/// Whether a mesh holds what the library makes of its positions, which a page can make again by itself. Identities may
-/// name the mesh by 0, as the library does with a mesh alone, or by its place in the file; `named` becomes that number.
+/// Whether a mesh's tokens are those that the library computes from its positions, so that the page can compute them.
+/// Identities may contain 0, as the library's do for a single mesh, or the mesh's index in the file; `named` becomes
+/// that number.
 bool has_usual_tokens(const qel_alembic_mesh &mesh, std::uint32_t place, std::uint32_t &named) {
     qel_alembic_mesh made = mesh;
     made.vertices = nullptr;
@@ -21,8 +22,10 @@ bool has_usual_tokens(const qel_alembic_mesh &mesh, std::uint32_t place, std::ui
     const std::int32_t status = qel_alembic_process_mesh(&made, mesh.layer);
     const array<qel_alembic_vertex> vertices(made.vertices);
     const array<qel_alembic_token> tokens(made.tokens);
-    if (status != 0 || mesh.vertex_count == 0) return mesh.vertex_count == 0;
-    named = std::memcmp(mesh.tokens[0].hex_id, made.tokens[0].hex_id, 8) == 0 ? 0 : place;
+    if (status != QEL_OK || mesh.vertex_count == 0) return mesh.vertex_count == 0;
+    named = std::memcmp(mesh.tokens[0].hex_id, made.tokens[0].hex_id, sizeof made.tokens[0].hex_id) == 0
+                ? 0
+                : place;
     for (std::uint32_t i = 0; named > 0 && i < mesh.vertex_count; ++i)
         qel_alembic_generate_token(&made.vertices[i], mesh.layer, named, i, &made.tokens[i]);
     for (std::uint32_t i = 0; i < mesh.vertex_count; ++i) {
@@ -31,7 +34,7 @@ bool has_usual_tokens(const qel_alembic_mesh &mesh, std::uint32_t place, std::ui
         if (a.matrix_x != b.matrix_x || a.matrix_y != b.matrix_y || a.matrix_z != b.matrix_z ||
             a.k11_level != b.k11_level || a.i_state != b.i_state || a.phi_norm != b.phi_norm ||
             s.morton != t.morton || s.payload != t.payload || s.layer != t.layer ||
-            std::memcmp(s.hex_id, t.hex_id, 8) != 0)
+            std::memcmp(s.hex_id, t.hex_id, sizeof s.hex_id) != 0)
             return false;
     }
     return true;
@@ -50,7 +53,7 @@ page_mesh still_mesh(const qel_alembic_mesh &mesh) {
     return made;
 }
 
-/// The frames that the page shows: those in which each mesh has as many vertices as it had at first.
+/// The frames that the page shows: those in which each mesh has its vertex count.
 std::vector<std::uint32_t> usable_frames(const qel_alembic_file &scene) {
     std::vector<std::uint32_t> usable;
     for (std::uint32_t i = 0; i < scene.frame_count; ++i) {
@@ -76,7 +79,7 @@ bool same_positions(const qel_alembic_file &scene, std::uint32_t frame, std::siz
                        std::size_t{scene.meshes[mesh].vertex_count} * 3 * sizeof(float)) == 0;
 }
 
-/// The meshes of the file come first; a first frame that equals them is not shown twice.
+/// The meshes of the file are the first frame, unless the first frame of the file equals them.
 void add_frames(page_model &model, const std::shared_ptr<examined> &from) {
     const qel_alembic_file &scene = *from->scene.get();
     std::vector<std::uint32_t> frames = usable_frames(scene);
@@ -92,7 +95,7 @@ void add_frames(page_model &model, const std::shared_ptr<examined> &from) {
     }
     if (!repeated) {
         model.times.push_back(scene.frames[frames[0]].time - 1 / model.rate);
-        frames.insert(frames.begin(), frames[0]); // never asked for: the meshes stand there
+        frames.insert(frames.begin(), frames[0]); // never read: the meshes hold them
     }
     for (std::size_t i = model.times.size(); i < frames.size(); ++i)
         model.times.push_back(scene.frames[frames[i]].time);

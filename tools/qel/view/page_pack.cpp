@@ -15,12 +15,12 @@ using box = std::array<float, 6>;
 std::uint64_t size_of(const std::vector<page_block> &blocks) {
     std::uint64_t size = 0;
     for (const page_block &block : blocks)
-        size += base64_size(block.bytes.size()) + 200; // and its line of the header
+        size += base64_size(block.bytes.size()) + 200; // 200 for its line in the header
     return size;
 }
 
-/// 65,535 steps along each edge of a box; what is not finite stands at its low corner.
-void quantise(const std::vector<float> &positions, const box &within, std::vector<std::uint16_t> &out) {
+/// Quantizes to 65,535 steps along each edge of a box; numbers that are not finite become 0.
+void quantize(const std::vector<float> &positions, const box &within, std::vector<std::uint16_t> &out) {
     for (std::size_t i = 0; i < positions.size(); ++i) {
         const double low = within[i % 3], span = static_cast<double>(within[i % 3 + 3]) - low;
         const double place = span > 0 ? (static_cast<double>(positions[i]) - low) / span : 0;
@@ -29,7 +29,7 @@ void quantise(const std::vector<float> &positions, const box &within, std::vecto
     }
 }
 
-/// The positions of a mesh at a frame, of the vertices that were kept.
+/// Reads the positions at a frame of the vertices that sampling has kept.
 void read_frame(const page_model &model, std::size_t number, std::size_t frame,
                 std::vector<float> &positions) {
     const page_mesh &mesh = model.meshes[number];
@@ -40,7 +40,7 @@ void read_frame(const page_model &model, std::size_t number, std::size_t frame,
     positions.resize(mesh.numbers.size() * 3);
 }
 
-/// For each mesh the box of its positions over all frames.
+/// For each mesh the box of its positions at all frames.
 std::vector<box> boxes_over_time(const page_model &model) {
     std::vector<box> boxes;
     std::vector<float> positions;
@@ -58,7 +58,7 @@ std::vector<box> boxes_over_time(const page_model &model) {
     return boxes;
 }
 
-/// Where normals or texture coordinates lie; an empty vector gives all zero.
+/// The bounds of the finite texture coordinates; all zero if there is none.
 std::array<float, 4> span_of(const std::vector<float> &uvs) {
     std::array<float, 4> span{};
     bool any = false;
@@ -104,7 +104,7 @@ struct identity {
     char text[8];
 };
 
-/// What a scene says of its tokens, where it is not what the library would make of the positions.
+/// The tokens of a scene where they differ from what the library computes from the positions.
 void add_tokens(std::vector<page_block> &blocks, const page_model &model) {
     const auto vertices = &page_mesh::vertices;
     const auto tokens = &page_mesh::tokens;
@@ -131,7 +131,7 @@ std::vector<page_block> pack_still(const page_model &model, const std::vector<bo
     std::uint32_t first = 0;
     for (std::size_t i = 0; i < model.meshes.size(); ++i) {
         const page_mesh &mesh = model.meshes[i];
-        quantise(mesh.positions, boxes[i], positions);
+        quantize(mesh.positions, boxes[i], positions);
         cells.insert(cells.end(), mesh.cells.begin(), mesh.cells.end());
         for (const std::uint32_t corner : mesh.triangles)
             triangles.push_back(first + corner);
@@ -154,7 +154,7 @@ std::vector<page_block> pack_still(const page_model &model, const std::vector<bo
     return blocks;
 }
 
-/// What moves, at one frame; kept from frame to frame, because only the differences are packed.
+/// The moving meshes at one frame. The last frame is kept because only differences are packed.
 struct moment {
     std::vector<std::uint16_t> positions;
     std::vector<std::uint8_t> cells;
@@ -173,13 +173,13 @@ moment at_first(const page_model &model, const std::vector<box> &boxes) {
     for (std::size_t i = 0; i < model.meshes.size(); ++i) {
         const page_mesh &mesh = model.meshes[i];
         if (!mesh.moves) continue;
-        quantise(mesh.positions, boxes[i], first.positions);
+        quantize(mesh.positions, boxes[i], first.positions);
         first.cells.insert(first.cells.end(), mesh.cells.begin(), mesh.cells.end());
     }
     return first;
 }
 
-/// Each frame is measured in its own boxes, as the library measures a mesh that it is given.
+/// The cells are those in the boxes of the frame itself, as the library computes them.
 moment at_frame(const page_model &model, const std::vector<box> &boxes, std::size_t frame) {
     moment now;
     std::vector<float> positions;
@@ -188,14 +188,14 @@ moment at_frame(const page_model &model, const std::vector<box> &boxes, std::siz
         model.positions_at(i, frame, positions);
         const box own = box_of(positions);
         read_frame(model, i, frame, positions);
-        quantise(positions, boxes[i], now.positions);
+        quantize(positions, boxes[i], now.positions);
         const std::vector<std::uint8_t> cells = cells_of(positions, own);
         now.cells.insert(now.cells.end(), cells.begin(), cells.end());
     }
     return now;
 }
 
-/// Adds every `step`th frame while they fit; returns how many of the wanted ones did.
+/// Adds every `step`th frame until one does not fit; returns the number of added frames.
 std::size_t pack_frames(const page_model &model, const std::vector<box> &boxes, std::size_t step,
                         std::uint64_t room, std::vector<page_block> &blocks) {
     moment before = at_first(model, boxes);
@@ -223,7 +223,7 @@ std::string grouped(std::uint64_t number) {
     return text;
 }
 
-/// Thins the frames until they fit, and forgets the times of those that are left out.
+/// Leaves out frames until the rest fits, and drops the times of omitted frames.
 void fit_frames(page_model &model, const std::vector<box> &boxes, std::uint64_t room,
                 std::vector<page_block> &blocks) {
     const std::size_t all = model.times.size();
@@ -271,7 +271,7 @@ std::vector<page_block> fit_still(page_model &model, const std::vector<box> &box
     return blocks;
 }
 
-/// For a block of JSON inside a page: no bracket can end the block.
+/// A JSON string inside HTML: no bracket can end the block.
 std::string json_text(const std::string &value) {
     std::string text = "\"";
     for (const char c : printable(value))

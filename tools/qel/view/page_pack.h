@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// A model as the arrays of a page, within a size: frames are thinned first, then points sampled.
+// Packs a model into the arrays of a page within a size: frames are left out first, then points are sampled.
 #pragma once
 
 #include "view/page_block.h"
@@ -8,15 +8,14 @@
 namespace tool {
 
 struct packed_page {
-    std::string header; ///< JSON without a character that could end the block it stands in
+    std::string header; ///< JSON without characters that could end its HTML block
     std::vector<page_block> blocks;
 };
 
-/// `room` is how many characters the packed arrays may have; what is left out is told in the model's notes.
+/// `room`: characters of the packed arrays, at most. Omissions are listed in the model's notes.
 packed_page pack_page(page_model &model, std::uint64_t room);
 
-/// Keeps about one vertex of `factor` of each mesh of some size, the triangles among those that stay; returns how
-/// many vertices are left of how many.
+/// Keeps about one of `factor` vertices of each large mesh, and the triangles between vertices that are kept.
 void sample_points(page_model &model, double factor);
 
 } // namespace tool

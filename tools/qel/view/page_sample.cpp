@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Sampling of points: a grid is laid over a mesh, and of the vertices in a cell of it the first one stays.
+// Sampling of points: of the vertices in each cell of a grid over the mesh, the first one is kept.
 #include "view/page_pack.h"
 
 #include <algorithm>
@@ -11,13 +11,13 @@ namespace tool {
 
 namespace {
 
-constexpr std::size_t small_mesh = 5000; // vertices: such meshes stay as they are
+constexpr std::size_t max_unsampled = 5000; // vertices: larger meshes are sampled
 constexpr std::uint32_t none = std::numeric_limits<std::uint32_t>::max();
 
-/// The first vertex in each cell of a grid: a table of open places, at most half full.
+/// The first vertex in each cell of a grid: a table with open addressing, at most half full.
 class first_in_cell {
   public:
-    /// The first vertex that came with this key; `vertex` itself where none did.
+    /// The first vertex with this key, `vertex` if it is the first.
     std::uint32_t of(std::uint64_t key, std::uint32_t vertex) {
         if (count_ * 2 >= slots_.size()) grow();
         slot &found = place_of(key);
@@ -37,7 +37,7 @@ class first_in_cell {
 
     slot &place_of(std::uint64_t key) {
         std::size_t at =
-            static_cast<std::size_t>(key * 0x9E3779B97F4A7C15u >> shift_); // neighbours lie far apart
+            static_cast<std::size_t>(key * 0x9E3779B97F4A7C15u >> shift_); // spreads neighbouring keys
         while (slots_[at].vertex != none && slots_[at].key != key)
             at = (at + 1) & (slots_.size() - 1);
         return slots_[at];
@@ -56,7 +56,7 @@ class first_in_cell {
     std::size_t count_ = 0;
 };
 
-/// For each vertex the one that stands for it, on a grid of so many cells along the box's longest edge.
+/// For each vertex its representative, on a grid of `cells` cells along the longest edge.
 std::vector<std::uint32_t> cluster(const page_mesh &mesh, double cells, std::size_t &kept) {
     const std::array<float, 6> box = box_of(mesh.positions);
     double longest = 0;
@@ -64,18 +64,18 @@ std::vector<std::uint32_t> cluster(const page_mesh &mesh, double cells, std::siz
         longest = std::max(longest, static_cast<double>(box[axis + 3]) - box[axis]);
     const double scale = longest > 0 ? cells / longest : 0;
     first_in_cell first;
-    std::vector<std::uint32_t> stands_for(mesh.vertex_count());
-    for (std::uint32_t i = 0; i < stands_for.size(); ++i) {
+    std::vector<std::uint32_t> representative(mesh.vertex_count());
+    for (std::uint32_t i = 0; i < representative.size(); ++i) {
         std::uint64_t key = 0;
         for (std::size_t axis = 0; axis < 3; ++axis) {
             const double place =
                 (static_cast<double>(mesh.positions[std::size_t{i} * 3 + axis]) - box[axis]) * scale;
             key = key << 21 | (place > 0 ? static_cast<std::uint64_t>(std::min(place, 2097151.0)) : 0u);
         }
-        stands_for[i] = first.of(key, i);
+        representative[i] = first.of(key, i);
     }
     kept = first.count();
-    return stands_for;
+    return representative;
 }
 
 template <class T>
@@ -89,13 +89,13 @@ void keep(std::vector<T> &values, const std::vector<std::uint32_t> &numbers, std
     values.swap(kept);
 }
 
-void keep_triangles(page_mesh &mesh, const std::vector<std::uint32_t> &stands_for,
+void keep_triangles(page_mesh &mesh, const std::vector<std::uint32_t> &representative,
                     const std::vector<std::uint32_t> &place) {
     std::vector<std::uint32_t> kept;
     for (std::size_t t = 0; t + 2 < mesh.triangles.size(); t += 3) {
         std::uint32_t corner[3];
         for (std::size_t i = 0; i < 3; ++i)
-            corner[i] = place[stands_for[mesh.triangles[t + i]]];
+            corner[i] = place[representative[mesh.triangles[t + i]]];
         if (corner[0] == corner[1] || corner[1] == corner[2] || corner[2] == corner[0]) continue;
         kept.insert(kept.end(), corner, corner + 3);
     }
@@ -103,37 +103,37 @@ void keep_triangles(page_mesh &mesh, const std::vector<std::uint32_t> &stands_fo
     mesh.continues.clear();
 }
 
-/// A grid that leaves about as many vertices as are wanted; that of a sheet is found at once.
+/// Finds a grid that keeps about `wanted` vertices. The first guess is right for a flat sheet.
 std::vector<std::uint32_t> cluster_to(const page_mesh &mesh, double wanted) {
     double cells = std::sqrt(wanted);
     std::size_t kept = 0;
-    std::vector<std::uint32_t> stands_for = cluster(mesh, cells, kept);
+    std::vector<std::uint32_t> representative = cluster(mesh, cells, kept);
     for (int attempt = 0; attempt < 10 && static_cast<double>(kept) > 1.1 * wanted; ++attempt) {
         cells *= std::sqrt(wanted / static_cast<double>(kept));
-        stands_for = cluster(mesh, cells, kept);
+        representative = cluster(mesh, cells, kept);
     }
-    return stands_for;
+    return representative;
 }
 
-/// Bare points have no surface to keep: every so many one stays.
+/// Points without faces: every n-th one is kept.
 std::vector<std::uint32_t> every(const page_mesh &mesh, double factor) {
-    std::vector<std::uint32_t> stands_for(mesh.vertex_count());
-    for (std::uint32_t i = 0; i < stands_for.size(); ++i)
-        stands_for[i] = static_cast<std::uint32_t>(std::ceil(std::floor(i / factor) * factor));
-    return stands_for;
+    std::vector<std::uint32_t> representative(mesh.vertex_count());
+    for (std::uint32_t i = 0; i < representative.size(); ++i)
+        representative[i] = static_cast<std::uint32_t>(std::ceil(std::floor(i / factor) * factor));
+    return representative;
 }
 
 void sample(page_mesh &mesh, double factor) {
-    const std::vector<std::uint32_t> stands_for =
+    const std::vector<std::uint32_t> representative =
         mesh.triangles.empty() ? every(mesh, factor)
                                : cluster_to(mesh, static_cast<double>(mesh.vertex_count()) / factor);
-    std::vector<std::uint32_t> numbers, place(stands_for.size(), none);
-    for (std::uint32_t i = 0; i < stands_for.size(); ++i)
-        if (stands_for[i] == i) {
+    std::vector<std::uint32_t> numbers, place(representative.size(), none);
+    for (std::uint32_t i = 0; i < representative.size(); ++i)
+        if (representative[i] == i) {
             place[i] = static_cast<std::uint32_t>(numbers.size());
             numbers.push_back(i);
         }
-    keep_triangles(mesh, stands_for, place);
+    keep_triangles(mesh, representative, place);
     keep(mesh.positions, numbers, 3);
     keep(mesh.normals, numbers, 3);
     keep(mesh.uvs, numbers, 2);
@@ -151,7 +151,7 @@ void sample(page_mesh &mesh, double factor) {
 void sample_points(page_model &model, double factor) {
     for (page_mesh &mesh : model.meshes) {
         if (mesh.original_count == 0) mesh.original_count = static_cast<std::uint32_t>(mesh.vertex_count());
-        if (mesh.vertex_count() > small_mesh) sample(mesh, factor);
+        if (mesh.vertex_count() > max_unsampled) sample(mesh, factor);
     }
 }
 

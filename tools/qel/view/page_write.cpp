@@ -10,7 +10,7 @@ namespace tool {
 
 namespace {
 
-constexpr std::size_t piece_bytes = 6u << 20; // 8 MiB of text: browsers bound the length of one
+constexpr std::size_t piece_bytes = 6u << 20; // 8 MiB of text: browsers limit the length of a text
 
 std::string escaped(const std::string &text) {
     std::string html;
@@ -23,7 +23,7 @@ void put(std::FILE *out, std::string_view text) {
     std::fwrite(text.data(), 1, text.size(), out);
 }
 
-/// The arrays in the order of the header, each in as many blocks as it needs.
+/// Writes the arrays in the order of the header, each in one or more HTML blocks.
 void write_pieces(std::FILE *out, const packed_page &page) {
     for (const page_block &block : page.blocks)
         for (std::size_t at = 0; at < block.bytes.size(); at += piece_bytes) {
@@ -39,7 +39,7 @@ std::uint64_t bare_page_size() {
     return page_html.size() + page_css.size() + page_js.size() + 4096;
 }
 
-/// The frame with each @NAME@ in it replaced.
+/// Writes the page's HTML, replacing each @NAME@.
 void write_page(std::FILE *out, const std::string &title, const packed_page &page) {
     std::string_view rest = page_html;
     for (;;) {

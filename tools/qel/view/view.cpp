@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// `qel view`: reads, packs within the size that is asked for, writes.
+// `qel view`: reads a file or folder, packs it within the requested size and writes the page.
 #include "commands.h"
 #include "files/output.h"
 #include "view/page_load.h"
@@ -12,7 +12,7 @@ namespace tool {
 
 namespace {
 
-/// The last part of a path, of a folder's path that ends in a slash too.
+/// The last part of a path, also of a path that ends in a slash.
 std::string title_of(const std::string &name) {
     const std::filesystem::path path(name);
     return (path.has_filename() ? path : path.parent_path()).filename().string();
@@ -21,7 +21,7 @@ std::string title_of(const std::string &name) {
 } // namespace
 
 int view(const view_options &wanted) {
-    std::optional<input_file> file; // frames are read from it while the page is packed
+    std::optional<input_file> file; // frames are read from it during packing
     page_model model;
     if (std::filesystem::is_directory(wanted.input)) {
         model = load_folder(wanted.input);
