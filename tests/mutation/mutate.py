@@ -154,7 +154,7 @@ def main():
         return 0
     work = arguments.work.resolve()
     work.mkdir(parents=True, exist_ok=True)
-    project = Project(work, tests=not arguments.check)
+    project = Project(work)
     if arguments.check:
         return check(project, mutants, equivalent, mistakes)
     bench = Bench(project, arguments.seconds, arguments.budget)

@@ -34,16 +34,15 @@ def programs_of(path):
 
 
 class Project:
-    """The release build. Where no test is to run, the libraries' objects of it are enough."""
+    """The release build, its tests included: some of a header's code is compiled in them alone."""
 
-    def __init__(self, work, tests=True):
+    def __init__(self, work):
         self.build = ROOT / "build" / "release"
         self.work = work
         if not (self.build / "build.ninja").is_file():
             subprocess.run(["cmake", "--preset", "release"], cwd=ROOT, check=True, stdout=subprocess.DEVNULL)
         programs = [f"{folder}_tests" for folder in FOLDERS]
-        targets = programs if tests else [f"{library}_objects" for library in ("qel_common", "qel_unit", "qel_archive")]
-        subprocess.run(["cmake", "--build", self.build, "--target", *targets], check=True, stdout=subprocess.DEVNULL)
+        subprocess.run(["cmake", "--build", self.build, "--target", *programs], check=True, stdout=subprocess.DEVNULL)
         self.compiled = {}  # objects, as the build calls them: the source and how it is compiled
         for entry in json.loads((self.build / "compile_commands.json").read_text()):
             words = shlex.split(entry["command"])
