@@ -7,6 +7,7 @@
 #include "qel_archive/container.h"
 #include "qel_archive/headers.h"
 
+#include <algorithm>
 #include <cstdint>
 
 namespace qel::archives {
@@ -16,6 +17,12 @@ struct reference_array {
     std::uint64_t *references;
     std::uint64_t count;
 };
+
+/// Bytes that may be read of a file where each position is read once: groups that overlap are read more than once, but
+/// take no more than four times the file's bytes.
+constexpr std::uint64_t allowed_where_shared(std::uint64_t file_size) {
+    return std::min<std::uint64_t>(file_size, UINT64_MAX / 4) * 4;
+}
 
 /// The groups and header data of a file.
 ///

@@ -91,14 +91,11 @@ status read_root(header_source &source, std::uint64_t root, shared_positions *sh
     return outcome;
 }
 
-/// Reads everything again, each position once. Groups that overlap are read more than once; where that takes more than
-/// four times the file's bytes, the archive is DAMAGED.
+/// Reads everything again, each position once.
 status read_shared(std::uint64_t root, qel_archive &archive) {
-    constexpr std::uint64_t overlaps = 4;
     archive.tree.clear();
     archive.memory.clear();
-    const std::uint64_t size = archive.file.size();
-    header_source source(archive.file, size > UINT64_MAX / overlaps ? UINT64_MAX : size * overlaps);
+    header_source source(archive.file, allowed_where_shared(archive.file.size()));
     shared_positions sharing;
     return read_root(source, root, &sharing, archive);
 }

@@ -160,12 +160,11 @@ status find_at(const qel_archive &archive, std::uint32_t object, const char *nam
     return outcome;
 }
 
-/// The product of all operations, of which the last one is applied to a point first.
+/// Puts all operations before those of `product`; the last one is applied to a point first.
 status multiply_operations(const random_access_file &file, const extent &operations, const extent &values,
                            matrix &product) {
     value_stream<std::uint8_t> operation_stream(file, operations);
     value_stream<double> value_stream(file, values);
-    product = identity;
     while (!operation_stream.at_end()) {
         std::uint8_t operation;
         status outcome = operation_stream.read(&operation, 1);

@@ -85,5 +85,12 @@ TEST_F(ArchiveHeaderSource, ReadsNoMoreBytesThanItMay) {
     EXPECT_EQ(read.bytes, nullptr);
 }
 
+TEST(ArchiveHeaderAllowance, IsFourTimesTheFileWhereGroupsAreShared) {
+    EXPECT_EQ(allowed_where_shared(0), 0u);
+    EXPECT_EQ(allowed_where_shared(1000), 4000u);
+    EXPECT_EQ(allowed_where_shared(0x3FFFFFFFFFFFFFFF), 0xFFFFFFFFFFFFFFFC);
+    EXPECT_EQ(allowed_where_shared(0x4000000000000000), 0xFFFFFFFFFFFFFFFC) << "not 0 in 64 bits";
+}
+
 } // namespace
 } // namespace qel::archives

@@ -200,6 +200,9 @@ TEST(ArchiveTimes, AreRefusedWhereASamplingIsCutShortOrHasNoTimes) {
         const bool whole = size == 0 || size == 24 || size == 48;
         EXPECT_EQ(status_of(builder), size == 48 || !whole ? QEL_ARCHIVE_DAMAGED : QEL_ARCHIVE_OK) << size;
     }
+    archive_builder shifted; // a whole one stands a byte behind the first
+    shifted.edit_samplings = [](bytes &samplings) { samplings.insert(samplings.begin(), 0); };
+    EXPECT_EQ(status_of(shifted), QEL_ARCHIVE_DAMAGED);
     for (const std::uint32_t count : {0u, 1u, 2u, 0xFFFFFFFFu}) {
         archive_builder builder;
         builder.add_sampling({1, {0}, {}, count});

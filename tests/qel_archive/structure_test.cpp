@@ -65,6 +65,9 @@ TEST(ArchiveStructure, NeedsSixChildrenAndMindsNoSeventh) {
         };
         EXPECT_EQ(status_of(builder), QEL_ARCHIVE_DAMAGED) << count;
     }
+    built_archive built = scene().build(); // all six are there, but one of them is not counted
+    built.patch(built.root.reference, std::uint64_t{5});
+    EXPECT_EQ(status_of(built.content), QEL_ARCHIVE_DAMAGED);
     archive_builder builder = scene();
     builder.edit_root = [](std::vector<std::uint64_t> &references, std::uint64_t) {
         references.push_back(12345); // no reader follows it
