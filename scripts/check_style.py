@@ -43,8 +43,9 @@ ACROSS: Dict[str, str] = {}
 WORDS = (  # what is not written, and what is: in comments and texts as well
     (re.compile(r"\w*[Nn]ormalis\w+"), "it is normalize"),
 )
-SPELLINGS = (  # the same in code alone
+SPELLINGS = (  # the same in code alone; a function may be called longest_...()
     (re.compile(r"\b(most|smallest|largest|least|biggest|fewest)_(?!of_)\w+"), "a limit is max_... or min_..."),
+    (re.compile(r"\b(longest|shortest|deepest)_(?!of_)\w+\b(?!\()"), "a limit is max_... or min_..."),
     (re.compile(r"\b(no_mem|nomem|oom|no_room|no_view|out_of_memory|no_[a-z]+_memory|no_memory_for_\w+)\b"),
      "a failed allocation is no_memory"),
     (re.compile(r"for \(const std::(?:size_t|uint\d+_t) \w+ : \{(?:[\d']+(?:, )?)+\}"),

@@ -89,6 +89,7 @@ class Style(unittest.TestCase):
                 ("} // namespace qel", "} // end of namespace qel", 14, "ends with } // namespace NAME"),
                 ("max_parts", "most_parts", 11, "max_... or min_..."), ("max_parts", "least_parts", 11, "max_... or min_..."),
                 ("max_parts", "largest_part", 11, "max_... or min_..."), ("max_parts", "smallest_part", 11, "max_... or min_..."),
+                ("max_parts", "longest_part", 11, "max_... or min_..."), ("max_parts", "deepest_part", 11, "max_... or min_..."),
                 ("max_parts", "normalised", 11, "normalize"), ("as many as", "Normalises as", 11, "normalize"),
                 ("max_parts", "out_of_memory", 11, "no_memory"),
                 ("max_parts", "no_index_memory", 11, "no_memory"),
@@ -145,6 +146,10 @@ class Style(unittest.TestCase):
                 ({"src/qel_unit/gone.cpp": "so"}, {}, "is excepted, but not there")):
             with mock.patch.object(check_style, "UNTESTED", untested), mock.patch.object(check_style, "ACROSS", across):
                 self.assertEqual([fault.reason for fault in check_style.faults(sources)], [expected])
+
+    def test_a_function_may_be_named_after_what_it_finds(self):
+        line = "    return longest_in(parts);"
+        self.assertEqual(problems({"src/qel_unit/part.cpp": SOURCE.replace("    return QEL_OK;", line)}), [])
 
     def test_the_script_says_whether_a_project_is_sound(self):
         script = PROJECT / "scripts" / "check_style.py"
