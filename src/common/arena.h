@@ -22,7 +22,7 @@ class arena {
     arena(const arena &) = delete;
     arena &operator=(const arena &) = delete;
 
-    /// Room for `count` records, not initialised; null when there is no memory.
+    /// Allocates `count` records, not initialised; null when there is no memory.
     template <class T>
     T *array(std::uint64_t count) {
         static_assert(alignof(T) <= alignment && std::is_trivially_destructible_v<T>);
@@ -59,7 +59,8 @@ class arena {
         return taken;
     }
 
-    /// Bytes of the next block for small arrays: a quarter of the arena's, in whole huge pages from two of them on.
+    /// The size of the next block for small arrays: a quarter of the arena's bytes, in whole huge pages if that is at
+    /// least two of them.
     std::size_t next_room() const {
         const std::size_t room = std::clamp(total_ / 4, min_room, max_room);
         return room < 2 * huge_page ? room : room / huge_page * huge_page;
@@ -83,7 +84,7 @@ class arena {
     std::size_t total_ = 0;
 };
 
-/// An array of plain records that grows, which may move it.
+/// An array of plain records that grows. Growth may move it.
 template <class T>
 class heap_list {
     static_assert(std::is_trivially_copyable_v<T>);

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
-// The wide forms keep the box of every lane and merge the lanes in the end. One vector holds x, y and z in turn, three
-// vectors hold whole triples, so each of the three keeps accumulators of its own. All lanes start with the first
-// position, so that a NaN there stays in all of them, and min and max instructions replace a bound just as the plain
-// comparison does. Lanes do not show which of -0 and +0 came first: where they disagree, the array is searched for it.
+// The wide forms keep one box per lane and merge the lanes at the end. One vector holds x, y and z in turn, and three
+// vectors hold whole triples, so each of the three has its own accumulators. All lanes start with the first position,
+// so that a NaN there stays in all of them, and min and max instructions replace a bound exactly as the plain
+// comparison does. The lanes do not record which of -0 and +0 came first: if they disagree, the array is searched.
 #include "common/bounds.h"
 
 #include "common/prefetch.h"
@@ -45,7 +45,7 @@ bool is_negative(float value) {
     return bits >> 31 != 0;
 }
 
-/// The bound of one axis from the lanes' bounds of it, every third of `lanes`. `is_low` says which bound it is.
+/// The bound of one axis, merged from every third lane of `lanes`. `is_low` selects the lower bound.
 float merged(const float *lanes, int lane_count, bool is_low, const float *coordinates) {
     float bound = lanes[0];
     bool signs_differ = false;
@@ -64,7 +64,7 @@ float merged(const float *lanes, int lane_count, bool is_low, const float *coord
     return *coordinates;
 }
 
-/// Merges the lanes of six accumulators, then takes the positions that were too few for all lanes.
+/// Merges the lanes of six accumulators, then adds the remaining positions, which do not fill all lanes.
 void merge_lanes(const float *low, const float *high, int lane_count, const float *positions,
                  std::uint64_t done, std::uint64_t count, float *bounds) {
     box result;
@@ -109,7 +109,7 @@ QEL_TARGET_AVX2 void bounds_avx2(const float *positions, std::uint32_t count, fl
     constexpr std::uint64_t step = 8;
     const float x = positions[0], y = positions[1], z = positions[2];
     __m256 low_x = _mm256_setr_ps(x, y, z, x, y, z, x, y);
-    __m256 low_z = _mm256_setr_ps(z, x, y, z, x, y, z, x); // eight lanes on from x comes z
+    __m256 low_z = _mm256_setr_ps(z, x, y, z, x, y, z, x); // float 8 is a z
     __m256 low_y = _mm256_setr_ps(y, z, x, y, z, x, y, z);
     __m256 high_x = low_x, high_z = low_z, high_y = low_y;
     std::uint64_t i = 0;
@@ -137,8 +137,7 @@ QEL_TARGET_AVX512 void bounds_avx512(const float *positions, std::uint32_t count
     constexpr __mmask16 all = 0xFFFF; // gcc 12 warns of the intrinsics without a mask
     const float x = positions[0], y = positions[1], z = positions[2];
     __m512 low_x = _mm512_setr_ps(x, y, z, x, y, z, x, y, z, x, y, z, x, y, z, x);
-    __m512 low_y =
-        _mm512_setr_ps(y, z, x, y, z, x, y, z, x, y, z, x, y, z, x, y); // sixteen lanes on from x comes y
+    __m512 low_y = _mm512_setr_ps(y, z, x, y, z, x, y, z, x, y, z, x, y, z, x, y); // float 16 is a y
     __m512 low_z = _mm512_setr_ps(z, x, y, z, x, y, z, x, y, z, x, y, z, x, y, z);
     __m512 high_x = low_x, high_y = low_y, high_z = low_z;
     std::uint64_t i = 0;

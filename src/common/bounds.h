@@ -14,7 +14,7 @@ void compute_bounds(const float *positions, std::uint32_t count, float *bounds);
 
 using bounds_function = void(const float *positions, std::uint32_t count, float *bounds);
 
-/// What compute_bounds calls.
+/// The kernel that compute_bounds calls.
 extern dispatched<bounds_function> bounds_kernel;
 
 } // namespace qel

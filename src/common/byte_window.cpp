@@ -22,7 +22,7 @@ byte_view byte_window::at(std::uint64_t offset, std::size_t wanted) {
 void byte_window::refill(std::uint64_t offset) {
     const bool forward = offset >= start_ && offset - start_ <= held_;
     next_ = forward ? std::min(next_ * 2, capacity_) : max_wanted;
-    // Bytes of the new piece that are held already move to the front; only the rest is read.
+    // Bytes of the new piece that are already held move to the front; only the rest is read.
     std::size_t kept = 0;
     if (forward) {
         kept = held_ - static_cast<std::size_t>(offset - start_);
@@ -30,7 +30,7 @@ void byte_window::refill(std::uint64_t offset) {
     }
     start_ = offset;
     held_ = kept + read_at(stream_, offset + kept, buffer_ + kept, next_ - kept);
-    if (held_ < next_) length_ = std::min(length_, start_ + held_); // the file may have been cut since
+    if (held_ < next_) length_ = std::min(length_, start_ + held_); // the file may have been truncated
 }
 
 } // namespace qel

@@ -17,11 +17,10 @@ struct byte_view {
     std::size_t size;
 };
 
-/// Holds a piece of a stream in memory, and another one when a place outside of it is asked for.
+/// Holds one piece of a stream in memory; an access outside of it loads another.
 ///
-/// A forward search gets pieces of 256 KiB (larger ones do not fit the processor's cache and are slower); a walk
-/// that jumps gets 4 KiB at each jump. Where there is no memory for the large piece, the window uses a small one
-/// inside itself.
+/// A forward search loads pieces of 256 KiB (larger ones do not fit the processor's cache and are slower); a walk
+/// that jumps loads 4 KiB at each jump. Without memory for the large piece, the window uses a small one inside itself.
 class byte_window {
   public:
     explicit byte_window(std::FILE *stream);
@@ -29,14 +28,14 @@ class byte_window {
     byte_window(const byte_window &) = delete;
     byte_window &operator=(const byte_window &) = delete;
 
-    /// The stream's length when the window was made, or less where a read has ended before.
+    /// The stream's length when the window was made, or less if a read has ended before it.
     std::uint64_t length() const { return length_; }
 
-    /// The bytes from `offset` on: at least `wanted` of them (at most max_wanted), fewer only where the stream
-    /// ends. There may be more, which a search uses before it asks again.
+    /// The bytes from `offset` on: at least `wanted` of them (at most max_wanted), fewer only at the end of the stream.
+    /// There may be more, which a search uses before the next call.
     byte_view at(std::uint64_t offset, std::size_t wanted);
 
-    /// Reads one value; false when the stream ends before it does.
+    /// Reads one value; false if the stream ends inside it.
     template <class T>
     bool read(std::uint64_t offset, T &value) {
         const byte_view view = at(offset, sizeof(T));

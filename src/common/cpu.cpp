@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The compiler's __builtin_cpu_supports finds the same, but links a function that runs before main.
+// The compiler's __builtin_cpu_supports gives the same answer, but links a function that runs before main.
 #include "common/cpu.h"
 
 #if QEL_AVX2_KERNELS
@@ -15,7 +15,7 @@ constexpr bool has_all(std::uint64_t bits, std::uint64_t wanted) {
     return (bits & wanted) == wanted;
 }
 
-/// What the processor says of itself under a number; all zero where it has no such leaf.
+/// The registers of one CPUID leaf; all zero if the processor has no such leaf.
 struct cpuid_leaf {
     unsigned a = 0, b = 0, c = 0, d = 0;
     explicit cpuid_leaf(unsigned number) { __get_cpuid_count(number, 0, &a, &b, &c, &d); }

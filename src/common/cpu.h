@@ -1,19 +1,19 @@
 // SPDX-License-Identifier: MIT
-// Choosing at run time which form of a kernel the processor gets. All forms of a kernel give the same bits;
-// only which of two NaNs comes out of an operation is the compiler's choice.
+// Chooses at run time which form of a kernel is called. All forms of a kernel give the same bits, except that the
+// compiler chooses which of two NaNs an operation returns.
 #pragma once
 
 #include <atomic>
 #include <cstdint>
 
-// Forms for particular instruction sets need a compiler that builds them function by function.
-// WebAssembly has no functions for other sets than its file's: SSE2 is what a file with SIMD128 is compiled for.
+// Forms for instruction sets require a compiler that selects the set for each function. A WebAssembly file cannot hold
+// functions for several sets: with SIMD128 its SSE2 forms are compiled.
 #if defined(__GNUC__) && (defined(__x86_64__) || defined(__wasm_simd128__))
 #define QEL_SSE2_KERNELS 1
 #else
 #define QEL_SSE2_KERNELS 0
 #endif
-// On Windows gcc aligns the stack to 16 bytes only and still spills 32-byte registers with aligned stores.
+// On Windows gcc aligns the stack to 16 bytes only, but spills 32-byte registers with aligned stores.
 #if QEL_SSE2_KERNELS && defined(__x86_64__) && !defined(_WIN32)
 #define QEL_AVX2_KERNELS 1
 #else
@@ -29,7 +29,7 @@
 #else
 #define QEL_AVX2_FORM(function) nullptr
 #endif
-// No target has fused multiply-add: it rounds once where the results round twice.
+// No target includes fused multiply-add: it rounds once, and the results are defined with two roundings.
 #define QEL_TARGET_AVX2 __attribute__((target("avx2")))
 #define QEL_TARGET_AVX512 __attribute__((target("avx512f,avx512bw,avx512cd,avx512dq")))
 
@@ -44,20 +44,20 @@ enum class instruction_set : std::uint8_t { plain, sse2, avx2, avx512 };
 struct processor_words {
     std::uint32_t features;          // leaf 1, ecx
     std::uint32_t extended_features; // leaf 7, ebx
-    std::uint64_t saved_states;      // 0 where the processor has no instruction that reads them
+    std::uint64_t saved_states;      // 0 if the processor has no instruction that reads them
 };
 
-/// The words of the processor that runs this.
+/// The words of this processor.
 processor_words read_processor();
 
-/// The widest set that such a processor can run.
+/// The widest set that a processor with these words can run.
 instruction_set widest_set(const processor_words &words);
 #endif
 
-/// The widest set that the processor has and whose registers the operating system saves. Every call looks anew.
+/// The widest set that the processor has and whose registers the operating system saves. The result is not cached.
 instruction_set detect_instruction_set();
 
-/// The forms of one kernel. Each may be null but the plain one.
+/// The forms of one kernel. Each but the plain one may be null.
 template <class Function>
 struct kernel_forms {
     Function *plain, *sse2, *avx2, *avx512;
@@ -75,8 +75,8 @@ template <class Function>
 class dispatched;
 
 /// A kernel: it is called like a function, and the first call chooses the form for this processor. The constructor is a
-/// constant expression, so that nothing runs when the library is loaded; threads that meet in the first call choose the
-/// same form.
+/// constant expression, so that nothing runs when the library is loaded. Threads that make the first call at the same
+/// time choose the same form.
 template <class Result, class... Arguments>
 class dispatched<Result(Arguments...)> {
   public:
@@ -91,10 +91,10 @@ class dispatched<Result(Arguments...)> {
         return form(arguments...);
     }
 
-    /// The form that is called; null before the first call.
+    /// The chosen form; null before the first call.
     function *chosen() const { return chosen_.load(std::memory_order_relaxed); }
 
-    /// Calls go to this form from now on; for null, the next call chooses.
+    /// Sets the form of later calls; after null, the next call chooses.
     void choose(function *form) { chosen_.store(form, std::memory_order_relaxed); }
 
     const kernel_forms<function> forms;

@@ -43,7 +43,7 @@ void unmap_file(const file_mapping &mapping) {
 namespace {
 
 #if defined(__EMSCRIPTEN__)
-/// Files have no pages to map: memory of the system holds the file's bytes as they are now.
+/// This platform cannot map files: anonymous memory receives a copy of the file.
 mapping_outcome map_bytes(int file, std::uint64_t size, file_mapping &mapping) {
     const auto all = static_cast<std::size_t>(size);
     void *const view = mmap(nullptr, all, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
@@ -69,7 +69,7 @@ mapping_outcome map_bytes(int file, std::uint64_t size, file_mapping &mapping) {
 #endif
 
 mapping_outcome map_open_file(int file, file_mapping &mapping) {
-    struct stat status = {}; // where fstat fails, this is no regular file
+    struct stat status = {}; // if fstat fails, this is no regular file
     fstat(file, &status);
     if (!S_ISREG(status.st_mode) || status.st_size <= 0) return mapping_outcome::no_mapping;
     const auto size = static_cast<std::uint64_t>(status.st_size);
@@ -80,7 +80,7 @@ mapping_outcome map_open_file(int file, file_mapping &mapping) {
 } // namespace
 
 mapping_outcome map_file(const char *path, file_mapping &mapping) {
-    // O_NONBLOCK changes nothing for files; without it, opening a pipe that has no writer would wait for one.
+    // Without O_NONBLOCK, opening a pipe would wait for a writer.
     const int file = open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
     if (file < 0) return mapping_outcome::cannot_open;
     const mapping_outcome outcome = map_open_file(file, mapping);

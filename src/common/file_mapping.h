@@ -6,22 +6,22 @@
 
 namespace qel {
 
-/// How far mapping a file came.
+/// The outcome of mapping a file.
 enum class mapping_outcome {
     mapped,
-    cannot_open, // there is no such file, or it may not be read
-    no_mapping,  // it is empty, or nothing that can be mapped
-    no_memory    // the address space has no room for it
+    cannot_open, // the file does not exist or may not be read
+    no_mapping,  // the file is empty or cannot be mapped
+    no_memory    // the address space has no room for the file
 };
 
-/// A mapped file. The file itself is closed: only the view keeps it in use.
+/// A mapped file. Its descriptor is closed: only the view keeps the file in use.
 struct file_mapping {
     const void *view = nullptr;
     std::uint64_t size = 0; // bytes of the file, at least 1
 };
 
-/// Maps all of a file; writes `mapping` only where it succeeds. Memory behind the file's end must not be read, and
-/// neither must what is cut off a file while it is mapped.
+/// Maps a whole file; writes `mapping` only on success. Memory after the file's end must not be read. If the file is
+/// truncated while it is mapped, its removed part must not be read.
 mapping_outcome map_file(const char *path, file_mapping &mapping);
 
 /// Ends a mapping that map_file made.

@@ -7,8 +7,8 @@
 
 namespace qel {
 
-// Only the decimal point depends on the locale. It is whatever is between the digits and the `decimals` last
-// characters, one byte or several. The locale itself is not looked at: another thread may change it.
+// Only the decimal point depends on the locale. It is every byte between the digits and the `decimals` last characters.
+// The locale is not queried: another thread may change it.
 fixed_text fixed(double value, int decimals) {
     fixed_text result;
     const int length = std::snprintf(result.text, sizeof result.text, "%.*f", decimals, value);

@@ -11,7 +11,7 @@ struct fixed_text {
     char text[384]; // a sign, 309 digits, a point (up to 16 bytes in a locale), the decimals
 };
 
-/// What "%.*f" writes in the C locale, whatever locale the process has set. At most `max_decimals` decimals.
+/// The text that "%.*f" writes in the C locale, in every locale. At most `max_decimals` decimals.
 fixed_text fixed(double value, int decimals);
 
 } // namespace qel

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Arrays from the process heap. Everything here is released with `free`, so it may leave through the interface.
+// Arrays from the process heap. All are released with `free`, so that callers of the interface may own them.
 #pragma once
 
 #include <cstddef>
@@ -14,19 +14,19 @@
 
 namespace qel {
 
-/// Bytes of `count` records of type T, or 0 when no memory can hold them. Zero records take one byte: on some
-/// platforms a zero-size allocation yields null, which would look like a failure.
+/// The size in bytes of `count` records of type T, or 0 if it exceeds the address space. Zero records take one byte: on
+/// some platforms an allocation of 0 bytes returns null, as a failed one does.
 template <class T>
 constexpr std::size_t array_bytes(std::uint64_t count) {
-    constexpr std::size_t size = sizeof(T); // NOLINT(bugprone-sizeof-expression): T may well be a pointer
+    constexpr std::size_t size = sizeof(T); // NOLINT(bugprone-sizeof-expression): T may be a pointer
     if (count > std::numeric_limits<std::size_t>::max() / 2 / size) return 0;
     return count == 0 ? 1 : static_cast<std::size_t>(count) * size;
 }
 
 constexpr std::size_t huge_page = std::size_t{2} << 20;
 
-/// Asks for huge pages where whole ones are inside a large block that has not been used yet: its first use then
-/// takes hundreds of page faults fewer, and random accesses miss the TLB less. A hint: refusal changes nothing.
+/// Requests huge pages for the whole huge pages inside a large block that has not been used yet: its first use then
+/// takes hundreds of page faults fewer, and random accesses miss the TLB less often. A hint: its failure is ignored.
 inline void advise_huge_pages(void *block, std::size_t bytes) {
 #if defined(__linux__)
     if (block == nullptr || bytes < huge_page) return;
@@ -41,7 +41,7 @@ inline void advise_huge_pages(void *block, std::size_t bytes) {
 #endif
 }
 
-/// Room for `count` records, not initialised; null when there is no memory.
+/// Allocates `count` records, not initialised; null when there is no memory.
 template <class T>
 T *heap_array(std::uint64_t count) {
     const std::size_t bytes = array_bytes<T>(count);
@@ -51,7 +51,7 @@ T *heap_array(std::uint64_t count) {
     return static_cast<T *>(block);
 }
 
-/// `count` records of zero bytes; null when there is no memory.
+/// Allocates `count` records of zero bytes; null when there is no memory.
 template <class T>
 T *heap_zeroed(std::uint64_t count) {
     const std::size_t bytes = array_bytes<T>(count);
@@ -60,7 +60,7 @@ T *heap_zeroed(std::uint64_t count) {
     return static_cast<T *>(block);
 }
 
-/// Room for a large table of whole huge pages, aligned so that no part of it takes small ones. Not initialised; null
+/// Allocates a large table of whole huge pages, aligned so that no part of it takes small pages. Not initialised; null
 /// when there is no memory.
 template <class T>
 T *heap_table(std::uint64_t count) {
@@ -75,8 +75,8 @@ T *heap_table(std::uint64_t count) {
     return heap_array<T>(count);
 }
 
-/// Room for `count` records that begin at a cache line, where the platform offers that: a record of whole lines then
-/// takes no line more than it has to. Not initialised; null when there is no memory.
+/// Allocates `count` records that begin at a cache line, on platforms that offer it: a record of n cache lines then
+/// touches exactly n lines. Not initialised; null when there is no memory.
 template <class T>
 T *heap_lines(std::uint64_t count) {
 #if defined(__linux__)
@@ -103,14 +103,14 @@ struct heap_deleter {
 template <class T>
 using scratch = std::unique_ptr<T[], heap_deleter>;
 
-/// Scratch memory that is allocated in full although its owner uses none of it, or only its beginning. What a function
-/// allocates, in which order, and what it does without when that fails, is documented behaviour that stays the same
-/// when a better algorithm needs less.
+/// Scratch memory that is allocated in full although its owner uses none of it, or only its beginning. The allocations
+/// of a function, their order, and what it omits when one fails, are documented behaviour: they stay the same when a
+/// better algorithm needs less memory.
 template <class T>
 class required_scratch : public scratch<T> {
   public:
     explicit required_scratch(T *memory) : scratch<T>(memory) {
-#if defined(__clang__) // it leaves out an allocation whose address goes nowhere
+#if defined(__clang__) // it removes an allocation whose address is not used
         __asm__ volatile("" : : "r"(memory));
 #endif
     }

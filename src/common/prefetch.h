@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Hints to the processor's cache. Where the compiler has no builtin for them, they do nothing.
+// Hints to the processor's cache. They do nothing if the compiler has no builtin for them.
 #pragma once
 
 #include <cstddef>
@@ -7,14 +7,14 @@
 
 namespace qel {
 
-// gcc takes a function that only asks for memory for one without effect, and leaves out calls of it: each is inlined.
+// gcc considers a function that only prefetches free of effects and removes calls to it, so each hint is inlined.
 #if defined(__GNUC__)
 #define QEL_HINT __attribute__((always_inline)) inline
 #else
 #define QEL_HINT inline
 #endif
 
-/// Asks for the cache line at an address. Any address may be given; a bad one is no fault.
+/// Prefetches the cache line at an address. Any address may be given; an invalid one has no effect.
 QEL_HINT void prefetch(const void *address) {
 #if defined(__GNUC__)
     __builtin_prefetch(address);
@@ -23,7 +23,7 @@ QEL_HINT void prefetch(const void *address) {
 #endif
 }
 
-/// Asks for an element that may not exist.
+/// Prefetches element `number`, which may be past the end of the array.
 template <class T>
 QEL_HINT void prefetch_element(const T *array, std::uint64_t number) {
     const std::uintptr_t distance = static_cast<std::uintptr_t>(number) * sizeof(T);
@@ -34,9 +34,9 @@ QEL_HINT void prefetch_element(const T *array, std::uint64_t number) {
 
 constexpr std::size_t cache_line = 64;
 
-/// For loops that read an array once, from its beginning to its end, faster than memory provides it: asks for the lines
-/// that they come to 5 KiB later. The processor foresees the rest of a page of 4 KiB by itself, but not the next page,
-/// and waits there; one hint for each line hides that.
+/// Prefetches the lines 5 KiB after an address, for loops that read an array once, in order, faster than memory
+/// delivers it. The hardware prefetcher covers the rest of a page of 4 KiB, but not the next page; one hint for each
+/// line hides that wait.
 QEL_HINT void prefetch_ahead(const void *address, std::size_t lines = 1) {
     const std::uintptr_t first = reinterpret_cast<std::uintptr_t>(address) + (5 << 10);
     for (std::size_t line = 0; line < lines; ++line)

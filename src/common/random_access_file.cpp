@@ -71,7 +71,7 @@ namespace {
 ssize_t read_some(int descriptor, void *bytes, std::size_t size, std::uint64_t position) {
     const auto place = static_cast<off_t>(position);
 #if defined(__EMSCRIPTEN__)
-    // Its pread drops the upper half of a position. No other thread moves this one.
+    // Emscripten's pread drops the upper half of a position. No other thread moves this descriptor's position.
     return lseek(descriptor, place, SEEK_SET) < 0 ? -1 : ::read(descriptor, bytes, size);
 #else
     return pread(descriptor, bytes, size, place);

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// A file that is read at positions: any number of threads may read one at once.
+// A file that is read at positions. Any number of threads may read it at the same time.
 #pragma once
 
 #include <cstddef>
@@ -11,8 +11,8 @@ enum class open_outcome { opened, cannot_open, no_memory };
 
 enum class read_outcome {
     read,
-    cut,   // the file ends before
-    failed // the system reports an error
+    cut,   // the file ends before the last byte
+    failed // the system reported an error
 };
 
 class random_access_file {
@@ -22,11 +22,11 @@ class random_access_file {
     random_access_file(const random_access_file &) = delete;
     random_access_file &operator=(const random_access_file &) = delete;
 
-    /// Opens a regular file; anything else is refused, a pipe without waiting. Called once. Paths are bytes on POSIX
-    /// and UTF-8 on Windows.
+    /// Opens a regular file; refuses other files, and a pipe without waiting. Called once. Paths are bytes on POSIX and
+    /// UTF-8 on Windows.
     open_outcome open(const char *path);
 
-    /// Bytes that the file had when it was opened.
+    /// The file's size when it was opened.
     std::uint64_t size() const { return size_; }
 
     /// Reads exactly `size` bytes at a position.

@@ -24,7 +24,7 @@ read_outcome read_ahead::read(std::uint64_t position, void *bytes, std::size_t s
     return read_outcome::read;
 }
 
-/// The piece that holds a place; piece_count when none does.
+/// The piece that holds `size` bytes at `position`; piece_count if none does.
 std::size_t read_ahead::find(std::uint64_t position, std::size_t size) const {
     std::size_t number = 0;
     while (number < piece_count && !pieces_[number].holds(position, size))
@@ -40,7 +40,7 @@ std::size_t read_ahead::oldest() const {
     return found;
 }
 
-/// Fills the oldest piece with a place and the bytes likely to be asked for next. The piece held beside the place
+/// Reads `size` bytes at `position`, and the bytes likely to be read next, into the oldest piece. The adjacent piece
 /// stays: a walk often goes one step back.
 read_outcome read_ahead::load(std::uint64_t position, std::size_t size, std::size_t &loaded) {
     loaded = oldest();
@@ -56,7 +56,7 @@ read_outcome read_ahead::load(std::uint64_t position, std::size_t size, std::siz
         if (position < near.start && last - position <= step)
             return fill(loaded, last - std::min(last, step), last);
     }
-    // Groups are behind what their references lead to, so most of a new piece is before the place.
+    // A group is stored after the nodes it refers to, so most of a new piece lies before the position.
     const std::uint64_t end = position + std::max<std::uint64_t>(size, min_piece / 4);
     return fill(loaded, end - std::min<std::uint64_t>(end, min_piece), end);
 }

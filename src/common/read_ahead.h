@@ -12,18 +12,18 @@ namespace qel {
 
 /// Holds a few pieces of a file in memory.
 ///
-/// A read near a held piece, before or behind it, loads another of twice its size, up to 32 KiB; a read elsewhere loads
-/// 4 KiB. So a walk through a file in either direction makes few large reads, and one that jumps reads little that it
-/// does not need.
+/// A read near a held piece, before or after it, loads another of twice its size, up to 32 KiB; a read elsewhere loads
+/// 4 KiB. So a walk through a file in either direction makes few large reads, and one that jumps reads few unneeded
+/// bytes.
 class read_ahead {
   public:
     explicit read_ahead(const random_access_file &file)
         : file_(file), memory_(heap_array<std::uint8_t>(piece_count * max_piece)) {}
 
-    /// Whether there was memory for the pieces; without, nothing may be read.
+    /// Whether there was memory for the pieces. If not, read() must not be called.
     bool ready() const { return memory_ != nullptr; }
 
-    /// Bytes of the file.
+    /// The file's size in bytes.
     std::uint64_t size() const { return file_.size(); }
 
     /// Reads exactly `size` bytes at a position.

@@ -20,7 +20,7 @@ void copy_text(char (&field)[N], const char *text) {
 
 /// Writes `value` as eight upper-case hexadecimal digits, without a terminator.
 inline void write_hex8(std::uint32_t value, char *digits) {
-    // All digits at once, the first in the lowest byte: halves, bytes and half-bytes are moved apart in turn.
+    // All digits at once, the first in the lowest byte: each step moves halves, then bytes, then half-bytes apart.
     std::uint64_t spread = value >> 16 | std::uint64_t{value & 0xFFFF} << 32;
     spread = (spread >> 8 & 0x000000FF000000FF) | (spread & 0x000000FF000000FF) << 16;
     spread = (spread >> 4 & 0x000F000F000F000F) | (spread & 0x000F000F000F000F) << 8;

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The system's header on Windows, without its macros min and max and without what few programs use. Elsewhere empty.
+// The system's header on Windows, without its macros min and max and without rarely used parts. Empty elsewhere.
 #pragma once
 
 #if defined(_WIN32)

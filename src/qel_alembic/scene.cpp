@@ -14,7 +14,7 @@ void free_arrays(const qel_alembic_mesh &mesh) {
     std::free(mesh.tokens);
 }
 
-/// Frees the meshes of a scene or frame. Writes nothing where there are none: of the zeroed records of a file that
+/// Frees the meshes of a scene or frame. Writes nothing if there are none: of the zeroed records of a file that
 /// claims too many, a write would give every one a page of memory.
 template <class Owner>
 void release_meshes(Owner &owner) {

@@ -23,7 +23,7 @@ class free_slots {
             std::memset(open_ + level_start[level], 0xFF, bits / 8);
     }
 
-    /// Takes the first free slot from `home` on, round the table's end; empty_slot when all are taken.
+    /// Takes the first free slot from `home` on, round the table's end; empty_slot if all are taken.
     std::uint32_t take(std::uint32_t home) {
         const std::uint32_t home_block = home / block_slots;
         std::uint32_t slot = first_in(home, home_block);
@@ -66,7 +66,7 @@ class free_slots {
         return empty_slot;
     }
 
-    /// The first block from number `bit` on that is not full; `blocks` where there is none.
+    /// The first block from number `bit` on that is not full; `blocks` if there is none.
     std::uint32_t next_open(std::uint32_t bit) const {
         for (std::uint32_t level = 0; level < levels; ++level, bit = bit / 64 + 1) {
             const std::uint64_t rest = open_[level_start[level] + bit / 64] >> bit % 64;

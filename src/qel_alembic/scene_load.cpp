@@ -24,7 +24,7 @@ class scene_reader {
     scene_reader(std::FILE *stream, std::uint64_t length, std::uint64_t max_missing)
         : stream_(stream), left_(length), max_missing_(max_missing) {}
 
-    /// False when the file ends before the record does.
+    /// False if the file ends before the record does.
     template <class T>
     bool whole(T &value) {
         return take(&value, sizeof value) == sizeof value;

@@ -67,7 +67,7 @@ class mesh_finder {
     scratch<std::uint64_t> all_starts_;
 };
 
-/// The first frame with a number; null where there is none.
+/// The first frame with a number; null if there is none.
 const qel_alembic_frame *find_frame(const qel_alembic_file &scene, std::int32_t number) {
     for (std::uint32_t i = 0; i < frames_in(scene); ++i)
         if (scene.frames[i].frame == number) return &scene.frames[i];

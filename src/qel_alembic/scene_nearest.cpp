@@ -44,7 +44,7 @@ class nearest_list {
     const candidate *begin() const { return list_.get(); }
     const candidate *end() const { return list_.get() + size_; }
 
-    /// False when no later vertex can improve the list.
+    /// False if no later vertex can improve the list.
     bool open() const { return size_ < capacity_ || below_ > 0; }
 
     /// Takes vertices in scene order. A full list takes only vertices strictly nearer than its worst: for whole roots

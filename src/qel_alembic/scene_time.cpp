@@ -5,7 +5,7 @@
 namespace qel {
 namespace {
 
-/// The first mesh of a frame, or of a scene without frames; null where there is none.
+/// The first mesh of a frame, or of a scene without frames; null if there is none.
 const qel_alembic_mesh *sampled_mesh(const qel_alembic_file &scene, std::int32_t number) {
     const std::uint32_t frame_count = frames_in(scene);
     if (frame_count == 0) return meshes_in(scene) > 0 ? scene.meshes : nullptr;
@@ -14,7 +14,7 @@ const qel_alembic_mesh *sampled_mesh(const qel_alembic_file &scene, std::int32_t
     return nullptr;
 }
 
-/// The first frame that is not later than a time, while the next one is not earlier; null where there is none, as for
+/// The first frame that is not later than a time, while the next one is not earlier; null if there is none, as for
 /// a NaN.
 const qel_alembic_frame *frame_before(const qel_alembic_file &scene, float time) {
     for (std::uint32_t i = 0; i + 1 < frames_in(scene); ++i)

@@ -28,7 +28,7 @@ bool has_object(const qel_archive &archive, std::uint32_t object) {
     return object < archive.tree.objects.size();
 }
 
-/// BAD_ARGUMENT for a null archive or output, NOT_FOUND where the archive has no object of that number.
+/// BAD_ARGUMENT for a null archive or output, NOT_FOUND if the archive has no object of that number.
 status check(const qel_archive *archive, std::uint32_t object, const void *out) {
     if (archive == nullptr || out == nullptr) return QEL_ARCHIVE_BAD_ARGUMENT;
     return has_object(*archive, object) ? QEL_ARCHIVE_OK : QEL_ARCHIVE_NOT_FOUND;
@@ -45,7 +45,7 @@ status find_entry(const qel_archive *archive, std::uint32_t object, std::uint32_
     return QEL_ARCHIVE_OK;
 }
 
-/// Finds an object's property by its number; NOT_FOUND where it has no sample of the number given.
+/// Finds an object's property by its number; NOT_FOUND if it has no sample of the number given.
 status find_sampled(const qel_archive *archive, std::uint32_t object, std::uint32_t property,
                     std::uint64_t sample, const void *out, property_entry &entry) {
     const status outcome = find_entry(archive, object, property, out, entry);

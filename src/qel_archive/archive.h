@@ -22,7 +22,7 @@ inline const time_sampling &sampling_of(const qel_archive &archive, const proper
     return archive.context.samplings.samplings[header.time_sampling];
 }
 
-/// Finds a property of an object by its name; false when there is none.
+/// Finds a property of an object by its name; false if there is none.
 inline bool find_property(const qel_archive &archive, std::uint32_t object, const char *name,
                           property_entry &entry) {
     return archive.tree.compounds.find(archive.tree.properties(object), name, entry);

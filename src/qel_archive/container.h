@@ -39,7 +39,7 @@ struct reference_list {
     std::uint64_t count;
 };
 
-/// Finds a group by its reference. DAMAGED where the reference is none to a group or the file ends within the group.
+/// Finds a group by its reference. DAMAGED if the reference is none to a group or the file ends within the group.
 template <class Source>
 status find_group(Source &source, std::uint64_t reference, reference_list &group) {
     group = {};
@@ -53,7 +53,7 @@ status find_group(Source &source, std::uint64_t reference, reference_list &group
     return fits ? QEL_ARCHIVE_OK : QEL_ARCHIVE_DAMAGED;
 }
 
-/// Finds data by its reference. DAMAGED where the reference is none to data or the file ends within the data.
+/// Finds data by its reference. DAMAGED if the reference is none to data or the file ends within the data.
 template <class Source>
 status find_data(Source &source, std::uint64_t reference, extent &data) {
     data = {};

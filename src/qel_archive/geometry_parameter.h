@@ -8,12 +8,12 @@ namespace qel::archives {
 
 /// One parameter. Whoever reads it owns the arrays.
 struct geometry_parameter {
-    float *values; // null where there are none
+    float *values; // null if there are none
     std::uint32_t value_count;
-    std::uint32_t *indices; // null where the parameter is not indexed
+    std::uint32_t *indices; // null if the parameter is not indexed
     std::uint32_t index_count;
     std::uint32_t scope;
-    bool sound; // false where the parameter was left out
+    bool sound; // false if the parameter was left out
 };
 
 /// The properties that make one parameter.
@@ -23,7 +23,7 @@ struct parameter_entries {
     bool indexed;
 };
 
-/// Finds the properties of a parameter of `extent` floats, plain or indexed; false where `entry` is no such parameter.
+/// Finds the properties of a parameter of `extent` floats, plain or indexed; false if `entry` is no such parameter.
 bool find_parameter(const qel_archive &archive, const property_entry &entry, std::uint32_t extent,
                     parameter_entries &entries);
 
@@ -31,7 +31,7 @@ bool find_parameter(const qel_archive &archive, const property_entry &entry, std
 status read_parameter(const qel_archive &archive, const parameter_entries &entries, std::uint64_t sample,
                       const mesh_size &size, geometry_parameter &parameter);
 
-/// The value of a key in the parameter's metadata, else in the metadata of its values; null where neither has it.
+/// The value of a key in the parameter's metadata, else in the metadata of its values; null if neither has it.
 const char *parameter_metadata(const parameter_entries &entries, const char *key, std::size_t &length);
 
 } // namespace qel::archives

@@ -36,7 +36,7 @@ class header_source {
     bool exceeded() const { return exceeded_; }
     std::uint64_t file_size() const { return ahead_.size(); }
 
-    /// Reads the references of a group; DAMAGED where it has more than `max_count`.
+    /// Reads the references of a group; DAMAGED if it has more than `max_count`.
     status read_group(std::uint64_t reference, std::uint64_t max_count, arena &memory,
                       reference_array &group);
 

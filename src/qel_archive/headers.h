@@ -62,7 +62,7 @@ struct property_headers {
 /// Reads the shared texts.
 status read_shared_metadata(header_bytes source, arena &memory, metadata_table &table);
 
-/// Reads `count` headers. DAMAGED where there are more or fewer, or a field has an impossible value.
+/// Reads `count` headers. DAMAGED if there are more or fewer, or a field has an impossible value.
 status read_object_headers(header_bytes source, std::uint64_t count, const header_context &context,
                            arena &memory, object_headers &headers);
 status read_property_headers(header_bytes source, std::uint64_t count, const header_context &context,

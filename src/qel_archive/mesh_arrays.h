@@ -43,8 +43,8 @@ inline status find_array(const qel_archive &archive, const property_entry &entry
     return QEL_ARCHIVE_OK;
 }
 
-/// Reads the values of an array. Calls `check` for each piece while the processor's cache holds it; DAMAGED where that
-/// returns false. The array is null where there are no values, and after a failure.
+/// Reads the values of an array. Calls `check` for each piece while the processor's cache holds it; DAMAGED if that
+/// returns false. The array is null if there are no values, and after a failure.
 template <class T, class Check>
 status read_values(const random_access_file &file, const extent &values, T *&array, Check check) {
     constexpr std::uint64_t piece = std::uint64_t{3} << 16; // bytes; a multiple of 8 and of 12

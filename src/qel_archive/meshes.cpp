@@ -105,7 +105,7 @@ status read_positions(const qel_archive &archive, const stored_array &positions,
     return outcome;
 }
 
-/// Reads counts and indices. DAMAGED where the counts do not sum to the number of indices or an index is out of range.
+/// Reads counts and indices. DAMAGED if the counts do not sum to the number of indices or an index is out of range.
 status read_faces(const qel_archive &archive, const mesh_arrays &arrays, ogawa_polymesh &mesh) {
     mesh.face_count = arrays.counts.count;
     mesh.face_index_count = arrays.indices.count;
@@ -193,7 +193,7 @@ status read_main_uvs(const qel_archive &archive, const parameter_entries &entrie
     return outcome;
 }
 
-/// The compound of an object's arbitrary parameters; the empty compound where there is none.
+/// The compound of an object's arbitrary parameters; the empty compound if there is none.
 const compound &find_parameters(const qel_archive &archive, std::uint32_t object) {
     property_entry entry;
     const bool found = find_property(archive, object, ".geom/.arbGeomParams", entry) &&

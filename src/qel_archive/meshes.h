@@ -6,7 +6,7 @@
 
 namespace qel::archives {
 
-/// Finds an object's positions. WRONG_KIND where the object has none, NOT_FOUND where they have no samples.
+/// Finds an object's positions. WRONG_KIND if the object has none, NOT_FOUND if they have no samples.
 status find_positions(const qel_archive &archive, std::uint32_t object, property_entry &positions);
 
 status get_mesh_info(const qel_archive &archive, std::uint32_t object, qel_archive_mesh_info &info);

@@ -16,7 +16,7 @@ struct object_metadata {
     ogawa_schema kind;
 };
 
-/// Finds the value of the first pair with a key; null when there is none.
+/// Finds the value of the first pair with a key; null if there is none.
 const char *find_value(const char *metadata, std::size_t metadata_length, const char *key,
                        std::size_t &value_length);
 

@@ -21,13 +21,13 @@ struct name_table {
     const text *names;
     std::uint32_t count;
     const std::uint32_t
-        *order; // numbers of the names in ascending order; null where they stand in it or are too few
+        *order; // numbers of the names in ascending order; null if they stand in it or are too few
 };
 
 /// Whether a name is not empty and holds neither '/' nor a zero byte.
 bool is_valid_name(const text &name);
 
-/// Sets the order of a table's names where they need one; DAMAGED where two are equal.
+/// Sets the order of a table's names if it is needed; DAMAGED if two are equal.
 status order_names(name_table &table, arena &memory);
 
 /// The number of a name, `none` when it is not there.

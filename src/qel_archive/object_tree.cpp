@@ -119,7 +119,7 @@ status object_reader::read_children(const reference_array &group, object_node &n
     return QEL_ARCHIVE_OK;
 }
 
-/// Reads the headers of `count` children; null where there are none.
+/// Reads the headers of `count` children; null if there are none.
 status object_reader::read_headers(std::uint64_t reference, std::uint64_t count,
                                    const object_headers *&headers) {
     const auto parse = [&](const header_bytes &data, object_headers &read) {

@@ -35,7 +35,7 @@ struct object_node {
 /// The source of instances, by its path.
 struct instance_source {
     text path;           // the first text of the sample
-    std::uint64_t texts; // number of texts in the sample; 0 where the last one has no zero byte
+    std::uint64_t texts; // number of texts in the sample; 0 if the last one has no zero byte
     std::uint32_t node;  // where `state` is found
     const object_metadata *metadata;
     enum state_of_search : std::uint8_t { unknown, searching, found } state;
@@ -69,7 +69,7 @@ struct object_tree {
         return compounds[nodes[objects[object].node].properties];
     }
 
-    /// The number of the object with a path, `none` when there is none.
+    /// The number of the object with a path, `none` if there is none.
     std::uint32_t find(const char *path) const;
 
     /// Characters of an object's path.

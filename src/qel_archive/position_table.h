@@ -12,7 +12,7 @@ namespace qel::archives {
 /// Maps positions to numbers. The hash depends on the table's address, so that no file can choose colliding positions.
 class position_table {
   public:
-    /// The number of a position; null when there is none.
+    /// The number of a position; null if there is none.
     const std::uint64_t *find(std::uint64_t position) const;
 
     /// Adds a position that the table does not have, with a number above 0; false when there is no memory.

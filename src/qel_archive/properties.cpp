@@ -143,7 +143,7 @@ status compound_reader::read_compound(std::uint64_t reference, compound &read) {
     return read.starts != nullptr ? QEL_ARCHIVE_OK : QEL_ARCHIVE_NO_MEMORY;
 }
 
-/// Reads the headers of `count` properties; null where there are none.
+/// Reads the headers of `count` properties; null if there are none.
 status compound_reader::read_headers(std::uint64_t reference, std::uint64_t count,
                                      const property_headers *&headers) {
     const auto parse = [&](const header_bytes &data, property_headers &read) {

@@ -31,7 +31,7 @@ struct time_span {
 
 /// A compound. Where groups are shared, one compound stands for several properties.
 struct compound {
-    const property_headers *headers; // null where it has no properties
+    const property_headers *headers; // null if it has no properties
     std::uint64_t *references;       // of properties in the file; of compounds their numbers
     std::uint32_t *starts;           // numbers of its properties among all below it, depth first
     std::uint32_t total;             // properties below it, those in compounds included
@@ -39,7 +39,7 @@ struct compound {
     time_span times; // of properties below it with more than one sample
     bool open;       // being read
     std::atomic<const char *>
-        *full_names; // of all properties below it, made on request; null where it holds no filled compound
+        *full_names; // of all properties below it, made on request; null if it holds no filled compound
 
     std::uint32_t count() const { return headers == nullptr ? 0 : headers->names.count; }
 };
@@ -66,10 +66,10 @@ class compound_table {
     /// The property with a number, which is below the compound's total.
     property_entry entry(const compound &root, std::uint32_t number) const;
 
-    /// Finds a property by its name relative to a compound, such as ".geom/P"; false when there is none.
+    /// Finds a property by its name relative to a compound, such as ".geom/P"; false if there is none.
     bool find(const compound &root, const char *name, property_entry &entry) const;
 
-    /// The number of the property with a name, `none` when there is none.
+    /// The number of the property with a name, `none` if there is none.
     std::uint32_t find_number(const compound &root, const char *name) const;
 
     /// The name of a property with the names of the compounds above it; null when there is no memory.

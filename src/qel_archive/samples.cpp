@@ -32,7 +32,7 @@ status for_each_piece(const random_access_file &file, const extent &bytes, Visit
     return QEL_ARCHIVE_OK;
 }
 
-/// Counts texts, each of which ends with a zero byte; too_many where the last one does not.
+/// Counts texts, each of which ends with a zero byte; too_many if the last one does not.
 status count_texts(const random_access_file &file, const extent &values, std::uint64_t &count) {
     std::uint8_t last = 0;
     count = 0;
@@ -45,7 +45,7 @@ status count_texts(const random_access_file &file, const extent &values, std::ui
     return outcome;
 }
 
-/// Multiplies dimensions; too_many where the product has more than 64 bits.
+/// Multiplies dimensions; too_many if the product has more than 64 bits.
 class dimension_product {
   public:
     void take(std::uint64_t dimension) {
@@ -92,7 +92,7 @@ status find_values(Source &source, std::uint64_t reference, bool may_be_empty, e
     return QEL_ARCHIVE_OK;
 }
 
-/// Counts the values of a sample; too_many where the last one is not whole.
+/// Counts the values of a sample; too_many if the last one is not whole.
 status count_values(const random_access_file &file, const property_header &header, const extent &values,
                     std::uint64_t &count) {
     if (header.value == QEL_ARCHIVE_VALUE_TEXT) return count_texts(file, values, count);

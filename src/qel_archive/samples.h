@@ -12,7 +12,7 @@ namespace qel::archives {
 /// Where one sample is stored.
 struct stored_sample {
     extent values = {};     // without the digest
-    extent dimensions = {}; // of size 0 where the array has one dimension
+    extent dimensions = {}; // of size 0 if the array has one dimension
 };
 
 /// Finds a sample of a property that has samples; a number behind the last one means the last one. The number of its

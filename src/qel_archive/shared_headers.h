@@ -18,8 +18,8 @@ struct stored_headers {
     std::uint64_t digests; // bytes behind them that are no headers
 };
 
-/// Sets `headers` to those at a reference, null where there are none. `known` holds what was read at which reference;
-/// null where every reference is read. `parse` reads the headers out of their bytes.
+/// Sets `headers` to those at a reference, null if there are none. `known` holds what was read at which reference;
+/// null if every reference is read. `parse` reads the headers out of their bytes.
 template <class Headers, class Parse>
 status read_headers_once(const stored_headers &stored, header_source &source, arena &memory,
                          position_table *known, Parse parse, const Headers *&headers) {

@@ -16,7 +16,7 @@ constexpr std::uint64_t cycle_at = 4, count_at = 12, times_at = 16;
 constexpr double acyclic_cycle = std::numeric_limits<double>::max() / 32;
 constexpr double tolerance = 1e-6; // of a cycle
 
-/// The size of the sampling that begins `size` bytes; 0 where it is cut short or has no times.
+/// The size of the sampling that begins `size` bytes; 0 if it is cut short or has no times.
 std::uint64_t stored_size(const std::uint8_t *bytes, std::uint64_t size) {
     if (size < times_at) return 0;
     const auto count = load<std::uint32_t>(bytes + count_at);
@@ -24,7 +24,7 @@ std::uint64_t stored_size(const std::uint8_t *bytes, std::uint64_t size) {
     return count == 0 || whole > size ? 0 : whole;
 }
 
-/// The number of samplings; invalid_count where one is cut short or has no times.
+/// The number of samplings; invalid_count if one is cut short or has no times.
 constexpr std::uint32_t invalid_count = 0xFFFFFFFF;
 std::uint32_t count_samplings(const std::uint8_t *bytes, std::uint64_t size) {
     std::uint32_t count = 0;
@@ -38,7 +38,7 @@ std::uint32_t count_samplings(const std::uint8_t *bytes, std::uint64_t size) {
     return count;
 }
 
-/// Finds the last of the samples `first`, `first` + `step`, … at or before a limit; false where none is. Their times
+/// Finds the last of the samples `first`, `first` + `step`, … at or before a limit; false if none is. Their times
 /// all ascend, descend or are NaN: unless the last one is at or before the limit, those that are precede those that are
 /// not.
 bool last_of_one_phase(const time_sampling &sampling, std::uint64_t first, std::uint64_t step,

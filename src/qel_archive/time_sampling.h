@@ -31,7 +31,7 @@ status read_time_samplings(const std::uint8_t *bytes, std::uint64_t size, arena 
 /// Seconds of a sample.
 double sample_time(const time_sampling &sampling, std::uint64_t sample);
 
-/// The last of `count` samples, at least 1, at or before a time; 0 where all are later. A sample that is later by at
+/// The last of `count` samples, at least 1, at or before a time; 0 if all are later. A sample that is later by at
 /// most a millionth of a cycle counts as at the time, unless the sampling is acyclic.
 std::uint64_t last_sample_at(const time_sampling &sampling, std::uint64_t count, double seconds);
 

@@ -112,7 +112,7 @@ class value_stream {
 
     bool at_end() const { return next_ == held_ && left_.size < sizeof(T); }
 
-    /// Reads the next values; DAMAGED when there are too few.
+    /// Reads the next values; DAMAGED if there are too few.
     status read(T *values, std::size_t count) {
         for (std::size_t i = 0; i < count; ++i) {
             if (at_end()) return QEL_ARCHIVE_DAMAGED;
@@ -143,7 +143,7 @@ class value_stream {
     std::size_t next_ = 0, held_ = 0;
 };
 
-/// Finds the values of a property at a time. Without the property or samples `values` is empty; DAMAGED where the
+/// Finds the values of a property at a time. Without the property or samples `values` is empty; DAMAGED if the
 /// property has another kind of value.
 status find_at(const qel_archive &archive, std::uint32_t object, const char *name,
                qel_archive_value_type value, double seconds, extent &values) {

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // The chained hash index over tokens and agents: a fixed array of bucket heads and one node per entry. The insertion
-// and the newest-node rule have their one body here.
+// and the newest-node rule are implemented only here.
 #pragma once
 
 #include "common/bytes.h"
@@ -24,8 +24,8 @@ constexpr std::uint32_t morton_hash(std::uint64_t morton) {
     return (static_cast<std::uint32_t>(morton >> 32) ^ static_cast<std::uint32_t>(morton)) & bucket_mask;
 }
 
-/// djb2 over at most 8 bytes, ending before a zero byte. Bytes count as signed: 0x80..0xFF subtract. Nothing behind
-/// the zero byte is read.
+/// djb2 over at most 8 bytes, ending before a zero byte. Bytes are signed: 0x80..0xFF subtract. Nothing after the zero
+/// byte is read.
 inline std::uint32_t identity_hash(const char *identity) {
     std::uint32_t hash = 5381;
     for (int i = 0; i < 8 && identity[i] != '\0'; ++i)
@@ -34,28 +34,28 @@ inline std::uint32_t identity_hash(const char *identity) {
 }
 
 constexpr std::uint32_t power_4 = 33 * 33 * 33 * 33;
-constexpr std::uint32_t power_8_start = 5381 * power_4 * power_4; // what the start comes to after eight bytes
+constexpr std::uint32_t power_8_start = 5381 * power_4 * power_4; // 5381 x 33^8, mod 2^32
 
-/// The identity hash of a field whose 8 bytes can all be read. Where none is zero, the eight steps of the loop become
-/// three: pairs, then fours, then all of them at once. A byte with its highest bit turned is the signed byte plus 128,
-/// and the 128 of all eight are taken off at the start.
+/// The identity hash of a field whose 8 bytes can all be read. If none is zero, the eight steps of the loop become
+/// three: pairs, then fours, then all of them at once. Inverting a byte's highest bit gives the signed byte plus 128;
+/// the start subtracts the sum of the eight offsets.
 inline std::uint32_t field_hash_plain(const char *field) {
-    constexpr std::uint64_t ones = 0x0101010101010101, tops = ones << 7;
+    constexpr std::uint64_t ones = 0x0101010101010101, high_bits = ones << 7;
     auto bytes = load<std::uint64_t>(reinterpret_cast<const std::uint8_t *>(field));
-    if (((bytes - ones) & ~bytes & tops) != 0) return identity_hash(field); // a zero byte
-    bytes ^= tops;
+    if (((bytes - ones) & ~bytes & high_bits) != 0) return identity_hash(field); // a zero byte
+    bytes ^= high_bits;
     constexpr std::uint64_t every_second = 0x00FF00FF00FF00FF, every_fourth = 0x0000FFFF0000FFFF;
     const std::uint64_t pairs = (bytes & every_second) * 33 + (bytes >> 8 & every_second);
     constexpr std::uint64_t power_2 = 1089; // 33 x 33
     const std::uint64_t fours = (pairs & every_fourth) * power_2 + (pairs >> 16 & every_fourth);
-    constexpr std::uint32_t turned = 128U * 34 * 1090 * (1 + power_4); // 128 x (33^0 + ... + 33^7), mod 2^32
-    const std::uint32_t hash = power_8_start - turned + static_cast<std::uint32_t>(fours) * power_4 +
+    constexpr std::uint32_t sign_offset = 128U * 34 * 1090 * (1 + power_4); // 128 x (33^0 + ... + 33^7)
+    const std::uint32_t hash = power_8_start - sign_offset + static_cast<std::uint32_t>(fours) * power_4 +
                                static_cast<std::uint32_t>(fours >> 32);
     return hash & bucket_mask;
 }
 
 #if QEL_SSE2_KERNELS
-/// The same steps on signed words. A lookup takes nine instructions fewer, so that the processor has more in flight.
+/// The same steps on signed words. A lookup takes nine instructions fewer, so that more lookups overlap.
 inline std::uint32_t field_hash_sse2(const char *field) {
     const __m128i bytes = _mm_loadl_epi64(reinterpret_cast<const __m128i *>(field));
     constexpr int none_of_eight = 0xFF00; // the other eight bytes are zero
@@ -70,7 +70,7 @@ inline std::uint32_t field_hash_sse2(const char *field) {
 }
 #endif
 
-/// The faster of both.
+/// The SSE2 form if it is compiled, else the plain one.
 inline std::uint32_t field_hash(const char *field) {
 #if QEL_SSE2_KERNELS
     return field_hash_sse2(field);
@@ -79,17 +79,16 @@ inline std::uint32_t field_hash(const char *field) {
 #endif
 }
 
-/// An empty index with room for `capacity` nodes, or null when a part of it cannot be allocated.
+/// Makes an empty index with room for `capacity` nodes; null if a part of it cannot be allocated.
 qel_hash_index *create_index(std::uint64_t capacity);
 
 /// Frees an index and nulls the pointer. A null pointer is allowed.
 void release_index(qel_hash_index *&index);
 
-/// Makes `node` hold `entry` and puts it at the head of a bucket. An index takes as many insertions as it has buckets;
-/// the ones after that do nothing.
+/// Makes `node` hold `entry` and puts it at the head of a bucket. An index takes QEL_HASH_BUCKETS insertions; later
+/// ones do nothing.
 ///
-/// A node that is in use moves to its new bucket. The chains behind the heads then mean nothing, and nothing walks
-/// them.
+/// A node that is in use moves to its new bucket. Chains are then invalid; no code follows them.
 inline void insert(qel_hash_index &index, std::uint32_t bucket, std::uint32_t entry, std::uint32_t node) {
     if (index.node_count >= QEL_HASH_BUCKETS) return;
     index.nodes[node] = {entry, index.buckets[bucket]};
@@ -102,9 +101,9 @@ inline void insert(qel_hash_index &index, std::uint32_t bucket, std::uint32_t en
     insert(index, bucket, entry, index.node_count);
 }
 
-/// The newest-node rule: what `accept` returns for the entry of a bucket's newest node, which is the entry or
-/// QEL_NOT_FOUND; QEL_NOT_FOUND for an empty bucket. The chain behind that node is never walked, so that a lookup is
-/// one bucket, one node and one entry.
+/// The newest-node rule: returns `accept` of the entry of a bucket's newest node, which is that entry or QEL_NOT_FOUND;
+/// QEL_NOT_FOUND for an empty bucket. The rest of the chain is not read, so that a lookup is one bucket, one node and
+/// one entry.
 ///
 /// Node n nearly always holds entry n. The comparison of both lets the processor predict the entry and load it before
 /// the node has arrived.

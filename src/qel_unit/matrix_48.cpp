@@ -32,7 +32,7 @@ std::uint8_t mirror(std::uint32_t v) {
     return low_byte(mirror_base - v);
 }
 
-/// Not the mirror: 0 and 1 have the same image, and everything beyond the lattice has the image 0.
+/// Not an exact mirror image: 0 and 1 have the same image, and values beyond the lattice have the image 0.
 std::uint8_t reflect(std::uint8_t v) {
     if (v == 0) return mirror_base;
     return v <= lattice_edge ? low_byte(lattice_edge - std::uint32_t{v}) : std::uint8_t{0};
@@ -56,10 +56,10 @@ struct cell_field {
     float norm, coupling;
 };
 
-/// Norms and couplings of all lattice cells, which take no root and no division when asked for.
+/// Norms and couplings of all lattice cells, tabulated so that a lookup computes no root and no division.
 ///
-/// Both depend on a cell's squared distance from the centre alone, which single precision holds exactly. Four times
-/// that is a sum of three squares of odd numbers: 8 n + 3, where the lattice has n from 0 to 828.
+/// Both depend only on a cell's squared distance from the centre, which single precision holds exactly. Four times that
+/// distance is a sum of three squares of odd numbers: 8 n + 3, with n from 0 to 828 in the lattice.
 struct field_table {
     static constexpr std::uint32_t size = 829;
 
@@ -72,7 +72,7 @@ struct field_table {
 
     /// Newton's method in double precision: std::sqrt is not constexpr.
     static constexpr double root(double square) {
-        double estimate = 0, next = 64; // above all roots computed here: from there the estimates decrease
+        double estimate = 0, next = 64; // above all roots computed here, so that the estimates decrease
         do {
             estimate = next;
             next = (estimate + square / estimate) / 2;
@@ -109,7 +109,7 @@ float midpoint(std::uint8_t a, std::uint8_t b) {
     return static_cast<float>(a + b) * 0.5f;
 }
 
-/// Truncates towards zero and takes the remainder with its sign: -1 becomes the byte 255, not 47.
+/// Truncates toward zero and takes the remainder with its sign: -1 becomes the byte 255, not 47.
 std::uint8_t wrap_into_lattice(float coordinate) {
     const int whole = static_cast<int>(coordinate);
     if (whole < lattice_edge) return static_cast<std::uint8_t>(whole); // the usual case; never below -1
@@ -129,7 +129,7 @@ cell project(const cell &a, const cell &b) {
 cell child_of(const cell &a, const cell &b, std::uint32_t mode) {
     if (mode == QEL_REPRODUCE_CROSSOVER) return average(a, b);
     if (mode == QEL_REPRODUCE_TACHYON) return average(reflect(a), b);
-    return project(a, b); // QEL_REPRODUCE_PROJECTIVE, and every number without a name
+    return project(a, b); // QEL_REPRODUCE_PROJECTIVE and every unnamed number
 }
 
 } // namespace

@@ -13,7 +13,7 @@ constexpr float lattice_centre = 23.5f;
 constexpr int lattice_edge = 48;
 
 /// Interleaves the low 6 bits of three coordinates by spreading each with three multiplications: a product with
-/// 2^n + 1 copies the bits n places up, the mask keeps every bit once.
+/// 2^n + 1 copies the bits n places to the left, and the mask keeps each bit once.
 constexpr std::uint64_t morton_48(std::uint32_t x, std::uint32_t y, std::uint32_t z) {
     const auto spread = [](std::uint32_t v) {
         v = (v & 63) * 257 & 0x300F00F;
@@ -34,7 +34,7 @@ constexpr std::int8_t state_48(int level) {
     return level_states[level & 3];
 }
 
-/// The norm of a cell at this distance from the lattice centre: a corner has about the golden ratio.
+/// The norm of a cell at this distance from the lattice centre. The norm of a corner is about the golden ratio.
 constexpr float norm_at(float distance) {
     return distance / corner_radius * golden_ratio;
 }

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Of equal distances that of the earlier pass comes first, and in a pass the left one; the start has a pass of its own
-// before all.
+// The outward search offers the start in pass 0, and in each later pass one token of each side. Of equal distances the
+// lower pass comes first; within a pass, the left side.
 #include "qel_unit/nearest_merge.h"
 
 #include <algorithm>
@@ -12,18 +12,18 @@
 namespace qel {
 namespace {
 
-/// The tokens from one place outwards.
+/// One side of the start: its tokens in the order of the outward search.
 struct side {
     const qel_token *tokens;
     std::uint32_t first;
-    std::uint32_t step; // 1, or 2^32 - 1, which goes back by one
+    std::uint32_t step; // 1, or 2^32 - 1, which is -1 modulo 2^32
     std::uint32_t count;
 
     std::uint32_t number(std::uint32_t i) const { return first + step * i; }
     std::uint64_t key(std::uint32_t i) const { return tokens[number(i)].morton; }
 };
 
-/// Both sides. The start is the first of its side, and the other side's pass numbers begin one later.
+/// Both sides. The start is the first token of its side; the pass numbers of the other side begin at 1.
 struct both_sides {
     explicit both_sides(const nearest_query &query)
         : starts_left(query.tokens[query.start].morton < query.target ? 1 : 0),
@@ -37,13 +37,13 @@ struct both_sides {
 
 constexpr std::uint64_t max_hops = std::uint64_t{1} << 32; // its square is 0 (mod 2^64)
 
-/// Whether a search outwards that has met `count` tokens of a side, the last of them `last` hops away, ends there.
+/// Whether the outward search stops on this side after `count` tokens, the last of them `last` hops away.
 bool ends_after(const side &from, std::uint32_t count, std::uint64_t target, std::uint64_t last) {
     return count == from.count || difference(from.key(count), target) >= last * last;
 }
 
-/// Lists the distances of as many tokens of a side as are wanted. Beyond the end of the side, it lists a distance that
-/// no token has. False where the distances do not grow, or where a search outwards may come to a token beyond them.
+/// Lists the distances of `wanted` tokens of a side. Past the end of the side it lists a distance larger than any
+/// token's. False if a distance is below the one before it, or if the outward search may continue past these tokens.
 bool list_hops(const side &from, std::uint64_t target, std::uint64_t *hops, std::uint32_t wanted) {
     const std::uint32_t count = std::min(wanted, from.count);
     std::uint64_t last = 0;
@@ -54,8 +54,7 @@ bool list_hops(const side &from, std::uint64_t target, std::uint64_t *hops, std:
         last = hops[i];
     }
     std::fill(hops + count, hops + wanted, 2 * max_hops);
-    if (!grow || last >= max_hops)
-        return false; // a search outwards ends where the worst result is 2^32 hops away
+    if (!grow || last >= max_hops) return false; // the outward search stops at a worst result of 2^32 hops
     return ends_after(from, count, target, last);
 }
 
@@ -81,14 +80,14 @@ bool merge_plain(const nearest_query &query, std::uint32_t wanted, std::uint64_t
 
 #if QEL_AVX2_KERNELS
 
-// gcc 12 warns of the intrinsics without a mask. 0xFF stands for all lanes.
+// gcc 12 warns of the intrinsics without a mask. The mask 0xFF selects all lanes.
 constexpr std::uint32_t token_lanes = 8;
 
 constexpr __mmask8 first_tokens(std::uint32_t count) {
     return static_cast<__mmask8>((1u << count) - 1);
 }
 
-/// list_hops() for at most eight tokens, in a register.
+/// list_hops() for at most eight tokens, into a register.
 QEL_TARGET_AVX512 bool list_hops_avx512(const side &from, std::uint64_t target, std::uint32_t wanted,
                                         __m512i *hops) {
     const std::uint32_t count = std::min(wanted, from.count);
@@ -114,7 +113,7 @@ QEL_TARGET_AVX512 bool list_hops_avx512(const side &from, std::uint64_t target, 
     return ends_after(from, count, target, count == 0 ? 0 : hop_distance(from.key(count - 1), target));
 }
 
-/// Sorts eight numbers that rise and then fall, or fall and then rise: the last steps of a bitonic sort.
+/// Sorts eight numbers that ascend and then descend, or descend and then ascend: the last steps of a bitonic sort.
 QEL_TARGET_AVX512 __m512i sort_bitonic(__m512i v) {
     __m512i other = _mm512_maskz_permutexvar_epi64(0xFF, _mm512_setr_epi64(4, 5, 6, 7, 0, 1, 2, 3), v);
     v = _mm512_mask_max_epu64(_mm512_maskz_min_epu64(0xFF, v, other), 0xF0, v, other);
@@ -124,8 +123,8 @@ QEL_TARGET_AVX512 __m512i sort_bitonic(__m512i v) {
     return _mm512_mask_max_epu64(_mm512_maskz_min_epu64(0xFF, v, other), 0xAA, v, other);
 }
 
-/// An offer as one number: the distance, then the pass in which a search outwards makes it, then a bit, set on the
-/// right side. The smaller number is the better offer, and no two are equal.
+/// An offer in 64 bits: the distance, then its pass of the outward search, then a bit that is set on the right side.
+/// The smaller number is the better offer, and no two are equal.
 constexpr unsigned side_bits = 1, pass_bits = 4;
 
 QEL_TARGET_AVX512 __m512i offers_of(__m512i hops, std::int64_t first_pass, std::int64_t side_bit) {
@@ -148,7 +147,7 @@ QEL_TARGET_AVX512 void write_results(const both_sides &sides, __m512i offers, __
     _mm512_mask_storeu_epi64(distances, wanted, _mm512_maskz_srli_epi64(0xFF, offers, pass_bits + side_bits));
 }
 
-/// Of two lists that ascend, the smaller of the first of one and the last of the other, and so on, are the smallest.
+/// For ascending lists a and b, the eight numbers min(a[i], b[7 - i]) are the eight smallest of both.
 QEL_TARGET_AVX512 bool merge_avx512(const nearest_query &query, std::uint32_t wanted, std::uint64_t *hops,
                                     std::uint32_t *numbers, std::uint64_t *distances) {
     if (wanted > token_lanes) return merge_plain(query, wanted, hops, numbers, distances);

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The results of a nearest query where distances grow on both sides of the key, as in a sorted unit.
+// The results of a nearest query if distances grow on both sides of the key, as in a sorted unit.
 #pragma once
 
 #include "common/cpu.h"
@@ -9,7 +9,7 @@
 
 namespace qel {
 
-/// What a nearest query asks, and where the binary search for its key ended.
+/// The arguments of a nearest query, and the token at which the binary search for its key ended.
 struct nearest_query {
     const qel_token *tokens;
     std::uint32_t count;
@@ -17,9 +17,9 @@ struct nearest_query {
     std::uint32_t start;
 };
 
-/// Writes the numbers and distances of the `wanted` nearest tokens, at least one and at most all, in the order in which
-/// a search outwards finds them. `hops` is room for two lists of that length. False, with anything written, where
-/// distances do not grow on both sides or a search outwards may come to a token beyond the lists.
+/// Writes the numbers and distances of the `wanted` nearest tokens, at least one and at most all, in the order of the
+/// outward search. `hops` is scratch memory for two lists of that length. False, with any output, if distances do not
+/// grow on both sides or the outward search may reach a token beyond the lists.
 using merge_function = bool(const nearest_query &query, std::uint32_t wanted, std::uint64_t *hops,
                             std::uint32_t *numbers, std::uint64_t *distances);
 

@@ -18,8 +18,7 @@ static_assert(offsetof(qel_token, layer) == 24);
 /// One result of a nearest query.
 struct qel_search_result {
     std::uint32_t token;
-    std::uint32_t
-        arrival; // counts the results accepted before it; keeps equal distances in the order of acceptance
+    std::uint32_t arrival; // results accepted earlier; equal distances keep the order of acceptance
     std::uint64_t distance;
 };
 
@@ -41,13 +40,13 @@ inline std::int32_t compare_search_results(const void *a, const void *b) {
                    static_cast<const qel_search_result *>(b)->distance);
 }
 
-/// The difference of two keys, whichever is larger.
+/// The absolute difference of two keys.
 constexpr std::uint64_t difference(std::uint64_t a, std::uint64_t b) {
     return a > b ? a - b : b - a;
 }
 
-/// Rounds to 24 bits before it takes the root: neighbouring large numbers have the same root. A root is 2^32 at most;
-/// the conversion to a signed number takes fewer instructions.
+/// Rounds to 24 bits before the root, so that adjacent large numbers have the same root. A root is at most 2^32; its
+/// conversion to a signed number takes fewer instructions than to an unsigned one.
 inline std::uint64_t single_precision_root(std::uint64_t n) {
     return static_cast<std::uint64_t>(static_cast<std::int64_t>(std::sqrt(static_cast<float>(n))));
 }

@@ -18,7 +18,7 @@ struct unit_header {
     std::uint32_t version; // not checked when read
     std::uint32_t count;   // tokens that follow
     std::uint32_t extra;   // never interpreted
-    std::int64_t saved_at; // seconds since 1970; not kept when read
+    std::int64_t saved_at; // seconds since 1970; ignored when read
 };
 #pragma pack(pop)
 

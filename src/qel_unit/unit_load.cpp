@@ -10,8 +10,8 @@
 namespace qel {
 namespace {
 
-/// Reads the header and as many whole tokens as it claims and the file holds. `missing` counts the tokens that it
-/// claims and the file does not hold.
+/// Reads the header and the whole tokens that the file holds, at most as many as the header claims. `missing` is the
+/// number of claimed tokens that the file does not hold.
 qel_status read_unit(std::FILE *stream, qel_unit &unit, std::uint32_t &missing) {
     unit_header header;
     if (std::fread(&header, 1, sizeof header, stream) != sizeof header) return QEL_UNIT_LOAD_TOO_SHORT;
@@ -26,7 +26,7 @@ qel_status read_unit(std::FILE *stream, qel_unit &unit, std::uint32_t &missing) 
     return QEL_OK;
 }
 
-/// Gives back the room for tokens that the header claims and the file does not hold.
+/// Shrinks the array to the tokens that the file holds.
 void shrink_tokens(qel_unit &unit) {
     void *tokens = std::realloc(unit.tokens, array_bytes<qel_token>(unit.count));
     if (tokens != nullptr)
@@ -47,8 +47,8 @@ std::int32_t qel_unit_load(const char *path, qel_unit *unit) {
     const qel_status status = read_unit(stream.get(), *unit, missing);
     if (status != QEL_OK) return status;
     stream.reset();
-    // Every allocation whose failure has a code comes before the sort, which overwrites the nodes and needs no scratch
-    // memory.
+    // Every allocation whose failure has a code precedes the sort, which overwrites the nodes and requires no other
+    // scratch memory.
     if (!allocate_indexes(*unit)) return QEL_UNIT_LOAD_INDEX_NO_MEMORY;
     if (!allocate_order(*unit)) return QEL_UNIT_LOAD_ORDER_NO_MEMORY;
     if (missing != 0) shrink_tokens(*unit);

@@ -17,14 +17,14 @@ std::uint32_t find_morton(const qel_unit &unit, std::uint64_t morton) {
 
 std::uint32_t find_hex(const qel_unit &unit, const char *hex_id) {
     if (unit.hex_index == nullptr) return QEL_NOT_FOUND;
-    // Compares all 8 bytes, also those behind a zero byte, where the hash ends.
+    // Compares all 8 bytes, also those after a zero byte, which the hash ignores.
     return newest_entry(*unit.hex_index, field_hash(hex_id), [&](std::uint32_t number) {
         const qel_token &token = unit.tokens[number];
         return std::memcmp(token.hex_id, hex_id, sizeof token.hex_id) == 0 ? number : QEL_NOT_FOUND;
     });
 }
 
-/// Collects the hits of a block without a branch on the layer, which no processor predicts, then copies them out.
+/// Collects the hits of a block without a branch on the layer, which is unpredictable, then copies them.
 std::uint32_t scan_layer(const qel_unit &unit, std::uint8_t layer, std::uint32_t *numbers,
                          std::uint32_t max) {
     constexpr std::uint32_t block = 64;

@@ -8,10 +8,10 @@
 namespace qel {
 namespace {
 
-/// Where a binary search for the key ends: at the key, or next to where it would stand.
+/// The token at which a binary search for the key ends: at the key, or beside its insertion position.
 ///
-/// Which half the search goes on in is computed, not branched to: a branch would be guessed wrongly every other time.
-/// The processor then waits for each key, so it is told which ones the next two steps may read.
+/// The half in which the search continues is computed, not branched to: half of such branches would be mispredicted.
+/// Each step then waits for its key, so the keys that the next two steps may read are prefetched.
 std::uint32_t search_start(const qel_token *tokens, std::uint32_t count, std::uint64_t target) {
     std::uint64_t size = count;
     std::uint64_t middle = (size - 1) / 2;
@@ -34,15 +34,15 @@ std::uint32_t search_start(const qel_token *tokens, std::uint32_t count, std::ui
     return static_cast<std::uint32_t>(middle);
 }
 
-/// The best results offered so far, at most as many as wanted, as a heap with the worst in front. Of equal distances
-/// the one met first comes first.
+/// The best results offered so far, up to the wanted number, as a heap with the worst in front. Of equal distances the
+/// one offered first comes first.
 class nearest_results {
   public:
     nearest_results(qel_search_result *results, std::uint32_t wanted) : results_(results), wanted_(wanted) {}
 
     bool full() const { return count_ == wanted_; }
 
-    /// The distance that an offer must beat, once full.
+    /// The distance below which an offer is accepted, once full.
     std::uint64_t worst() const { return results_[0].distance; }
 
     void offer(std::uint32_t token, std::uint64_t distance) {
@@ -74,8 +74,8 @@ class nearest_results {
     std::uint32_t arrivals_ = 0;
 };
 
-/// Offers tokens from the start outwards, one of each side in turn, until neither side can improve the results. Right
-/// for keys in any order.
+/// Offers tokens from the start outward, one of each side in turn, until neither side can improve the results. The keys
+/// may be in any order.
 void search_outwards(const nearest_query &query, nearest_results &nearest) {
     const auto offer = [&](std::int64_t token) {
         const std::uint64_t distance = hop_distance(query.tokens[token].morton, query.target);
@@ -83,7 +83,7 @@ void search_outwards(const nearest_query &query, nearest_results &nearest) {
     };
     const auto promising = [&](std::int64_t token) {
         // Hops are square roots: a difference of at least the worst distance squared cannot improve the results. The
-        // square of 2^32 hops is 0 (mod 2^64), and the search ends there.
+        // square of 2^32 hops is 0 (mod 2^64), which ends the search.
         return !nearest.full() ||
                difference(query.tokens[token].morton, query.target) < nearest.worst() * nearest.worst();
     };

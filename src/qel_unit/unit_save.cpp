@@ -14,7 +14,7 @@ bool write_header(std::FILE *stream, const qel_unit &unit) {
     return std::fwrite(&header, 1, sizeof header, stream) == sizeof header;
 }
 
-/// The byte count is a 32-bit product on purpose: a unit too large for it is cut short.
+/// The byte count is deliberately a 32-bit product: a unit too large for it is truncated.
 bool write_tokens(std::FILE *stream, const qel_unit &unit) {
     const std::uint32_t bytes = unit.count * std::uint32_t{sizeof(qel_token)};
     return std::fwrite(unit.tokens, 1, bytes, stream) == bytes;

@@ -24,8 +24,8 @@ std::uint64_t differing_bits(const qel_token *tokens, std::uint32_t count) {
     return differing;
 }
 
-/// What keys are sorted by: the highest 32 of the bits in which they differ, moved together. Lattice keys differ in at
-/// most 18 bits, so that their prefix holds all of them.
+/// The part of the keys that the radix sort uses: the highest 32 of the bits in which they differ, moved together.
+/// Lattice keys differ in at most 18 bits, so that their prefix holds all of them.
 struct key_prefix {
     explicit key_prefix(std::uint64_t differing) {
         unsigned low = 64;
@@ -57,8 +57,8 @@ struct key_prefix {
     bool whole = false; // the prefix holds every bit in which keys differ
 };
 
-/// A token's position and the prefix of its key, with the layout of a chain node: the sort takes the nodes of the
-/// unit's two indexes, which are filled afterwards, as its two arrays.
+/// A token's position and the prefix of its key, with the layout of a chain node: the sort uses the nodes of the unit's
+/// two indexes, which are filled afterwards, as its two arrays.
 using sort_entry = qel_hash_node;
 
 std::uint32_t &position_of(sort_entry &entry) {
@@ -74,7 +74,7 @@ sort_entry *sort_prefixes(const qel_token *tokens, std::uint32_t count, const ke
                           sort_entry *from, sort_entry *to) {
     constexpr std::uint32_t digit_bits = 8, radix = 1 << digit_bits, max_digits = 32 / digit_bits;
     const std::uint32_t digits = (prefix.bits + digit_bits - 1) / digit_bits;
-    // Counts how often each value of each digit occurs; later holds where the value's next entry goes.
+    // Counts the occurrences of each value of each digit; then holds the position of the value's next entry.
     std::uint32_t places[max_digits][radix] = {};
     for (std::uint32_t i = 0; i < count; ++i) {
         const std::uint32_t value = prefix.of(tokens[i].morton);
@@ -107,7 +107,7 @@ void sort_equal_prefixes(const qel_token *tokens, std::uint32_t count, sort_entr
     }
 }
 
-/// Moves every token once, into a new array. False without memory for that.
+/// Moves every token once, into a new array. False without memory for it.
 bool move_tokens(qel_unit &unit, sort_entry *entries) {
     scratch<qel_token> sorted(heap_array<qel_token>(unit.count));
     if (sorted == nullptr) return false;
@@ -118,8 +118,8 @@ bool move_tokens(qel_unit &unit, sort_entry *entries) {
     return true;
 }
 
-/// The same in place, one cycle of the permutation after the other. Slower: each step waits for the load of the one
-/// before.
+/// The same in place, one cycle of the permutation after the other. Slower: each step waits for the load of the
+/// previous one.
 void rotate_tokens(qel_token *tokens, std::uint32_t count, sort_entry *entries) {
     for (std::uint32_t first = 0; first < count; ++first) {
         const qel_token displaced = tokens[first];

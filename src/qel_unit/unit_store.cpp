@@ -9,7 +9,7 @@
 namespace qel {
 namespace {
 
-/// The arguments of a create.
+/// The arguments of qel_unit_create.
 struct token_arrays {
     const std::uint64_t *mortons;
     const char *hex_ids;

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// What create and load share: the allocation and the filling of a unit's indexes and order.
+// The allocation and the filling of a unit's indexes and order, shared by create and load.
 #pragma once
 
 #include "qel_unit.h"
@@ -13,11 +13,11 @@
 
 namespace qel {
 
-/// Gives the unit two empty indexes with room for every token. Without memory for both, releases them and the tokens
-/// and returns false.
+/// Allocates the unit's two indexes, empty, with room for every token. Without memory for both, releases them and the
+/// tokens and returns false.
 bool allocate_indexes(qel_unit &unit);
 
-/// Gives the unit room for every token number. Without memory for it, releases the tokens and both indexes and returns
+/// Allocates `order` for every token number. Without memory for it, releases the tokens and both indexes and returns
 /// false.
 bool allocate_order(qel_unit &unit);
 
@@ -51,9 +51,9 @@ struct token_block {
     std::uint32_t hex_buckets[max_count];
 };
 
-/// Fills the tokens by `fill(first, count)`, block by block, inserts every token into both indexes in storage order,
-/// and numbers the order. A block is hashed before the previous one is inserted, so that its buckets, scattered over 64
-/// MiB, are loaded meanwhile.
+/// Fills the tokens with `fill(first, count)`, block by block, inserts every token into both indexes in storage order,
+/// and numbers the order. A block is hashed before the previous one is inserted, so that its buckets, scattered over
+/// 64 MiB, are loaded in the meantime.
 template <class Fill>
 void index_tokens(qel_unit &unit, Fill fill) {
     token_block blocks[2];

@@ -45,7 +45,7 @@ class mapped_bytes {
     void copy(void *out, std::uint64_t size) const {
         std::memcpy(out, data_ + position_, static_cast<std::size_t>(size));
     }
-    /// Reads bytes and moves past them; false where the mapping does not hold them all.
+    /// Reads bytes and moves past them; false if the mapping does not hold them all.
     bool read(void *out, std::uint64_t size) {
         if (!hold(size)) return false;
         copy(out, size);
@@ -59,8 +59,8 @@ class mapped_bytes {
     std::uint64_t position_;
 };
 
-/// Reads a count and copies as many records, without moving past them; `records` is null where there is no memory for
-/// them. False where the mapping does not hold them all.
+/// Reads a count and copies as many records, without moving past them; `records` is null if there is no memory for
+/// them. False if the mapping does not hold them all.
 template <class T>
 bool copy_records(mapped_bytes &bytes, T *&records, std::uint32_t &count) {
     if (!bytes.read(&count, sizeof count) || !bytes.hold(std::uint64_t{count} * sizeof(T))) return false;
@@ -69,7 +69,7 @@ bool copy_records(mapped_bytes &bytes, T *&records, std::uint32_t &count) {
     return true;
 }
 
-/// False where the mapping does not hold the whole block.
+/// False if the mapping does not hold the whole block.
 bool read_skin(mapped_bytes bytes, qel_skin &skin) {
     if (!copy_records(bytes, skin.joints, skin.joint_count)) return false;
     // Without memory for the joints, the weights are read from the joints' place, whose first word is taken for the
@@ -86,7 +86,7 @@ void release_skin(qel_skin *&skin) {
     release(skin);
 }
 
-/// A copy of the skin block; null where there is no memory for it or the mapping does not hold all of it.
+/// A copy of the skin block; null if there is no memory for it or the mapping does not hold all of it.
 qel_skin *load_skin(const file_mapping &mapping, std::uint32_t offset) {
     auto *skin = heap_zeroed<qel_skin>(1);
     if (skin != nullptr && !read_skin(mapped_bytes(mapping, offset), *skin)) release_skin(skin);

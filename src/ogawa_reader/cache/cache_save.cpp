@@ -94,7 +94,7 @@ void write_zeros(std::FILE *file, std::uint64_t size) {
     }
 }
 
-/// Writes an array, or as many zeros where there is none.
+/// Writes an array, or as many zeros if there is none.
 template <class T>
 void write_array(std::FILE *file, const T *array, std::uint64_t count) {
     if (array == nullptr)

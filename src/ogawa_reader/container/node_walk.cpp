@@ -24,7 +24,7 @@ bool read_word(std::FILE *stream, std::uint64_t at, std::uint64_t &word) {
 
 /// References below which nothing was listed, each with the least depth at which that was seen: at a deeper level the
 /// depth limit is nearer, so nothing can be listed there either. Open addressing; a slot packs reference and depth
-/// into one word and is 0 when free. Where there is no memory, fewer references are kept, which costs time only.
+/// into one word and is 0 if free. Where there is no memory, fewer references are kept, which costs time only.
 class empty_references {
   public:
     bool contains(std::uint64_t reference, std::int32_t depth) const {
@@ -92,7 +92,7 @@ class node_walk {
   public:
     explicit node_walk(ogawa_node_collector &collector) : list_(collector), window_(collector.stream) {}
 
-    /// Lists the data nodes that a reference leads to. False when a node below it was not visited, so that another
+    /// Lists the data nodes that a reference leads to. False if a node below it was not visited, so that another
     /// visit might list more; what the depth limit leaves out, another visit at the same level leaves out as well.
     bool follow(std::uint64_t reference, std::int32_t depth);
 

@@ -24,7 +24,7 @@ struct ogawa_node_collector {
     std::int32_t max_depth; // the deepest level that is visited
 };
 
-/// Finds the reference to the archive's top object, the root group's third child; false where there is none.
+/// Finds the reference to the archive's top object, the root group's third child; false if there is none.
 bool find_top_object(std::FILE *stream, std::uint64_t file_size, std::uint64_t &reference);
 
 /// Appends the data nodes reachable from a reference on level `depth`, depth first and in file order, a node

@@ -143,7 +143,7 @@ constexpr __mmask16 first_corners(std::uint32_t count) {
 }
 
 /// Fills a register with the corners of up to four faces of up to four corners, a quarter each, and with the centre. A
-/// face that is listed twice changes neither which vertices there are nor their order. False where there is more.
+/// face that is listed twice changes neither which vertices there are nor their order. False if there is more.
 QEL_TARGET_AVX512 inline bool gather_quarters(const vertex_star &star, __m512i centre, __m512i *corners) {
     if (star.list.count > corner_lanes / corner_quarter) return false;
     *corners = centre;
@@ -157,7 +157,7 @@ QEL_TARGET_AVX512 inline bool gather_quarters(const vertex_star &star, __m512i c
     return true;
 }
 
-/// Fills a register with the corners that name other vertices, and with the centre. False where there are more.
+/// Fills a register with the corners that name other vertices, and with the centre. False if there are more.
 QEL_TARGET_AVX512 bool gather_others(const vertex_star &star, __m512i centre, __m512i *corners) {
     *corners = centre;
     std::uint32_t gathered = 0;

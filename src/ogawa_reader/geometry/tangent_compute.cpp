@@ -53,7 +53,7 @@ class uv_lookup {
         if (indices_ != nullptr && value_count_ == 0) value_count_ = no_bound;
     }
 
-    /// The value at the corner's index in a face-varying set with indices, else at its vertex; value 0 where that
+    /// The value at the corner's index in a face-varying set with indices, else at its vertex; value 0 if that
     /// number is missing or out of range.
     uv_pair at(std::uint32_t corner, std::uint32_t vertex) const {
         if (values_ == nullptr) return {0.0f, 0.0f};
@@ -89,7 +89,7 @@ face_frame frame_of(const vec3 (&points)[3], const uv_pair (&uvs)[3]) {
     return {(e1 * dv2 - e2 * dv1) * r, (e2 * du1 - e1 * du2) * r};
 }
 
-/// The vectors of a face, from its first three corners; false when one of their vertices does not exist.
+/// The vectors of a face, from its first three corners; false if one of their vertices does not exist.
 bool find_face_frame(const ogawa_polymesh &mesh, const uv_lookup &uvs, std::uint32_t first,
                      face_frame &frame) {
     vec3 points[3];
@@ -150,7 +150,7 @@ bool has_name(const ogawa_uv_set &set, const char *name) {
     return *name == '\0';
 }
 
-/// The set of that name, or the first for a null name; null when there is none.
+/// The set of that name, or the first for a null name; null if there is none.
 const ogawa_uv_set *choose_set(const ogawa_polymesh &mesh, const char *name) {
     if (mesh.uv_sets == nullptr || name == nullptr) return mesh.uv_sets;
     const ogawa_uv_set *const end = mesh.uv_sets + mesh.uv_set_count;

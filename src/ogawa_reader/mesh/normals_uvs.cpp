@@ -15,7 +15,7 @@ namespace {
 
 enum class outcome { read, cut_short, no_memory };
 
-/// The UVs that the mesh search finds, else the longest block of UVs; 0/0 when neither finds any. Both test every size
+/// The UVs that the mesh search finds, else the longest block of UVs; 0/0 if neither finds any. Both test every size
 /// word, so one pass serves both.
 ogawa::extent find_uvs(const ogawa_archive *archive) {
     byte_window window(archive->file);

@@ -8,7 +8,7 @@
 
 namespace qel {
 
-/// Where the arrays of a mesh are; size 0 where none was found.
+/// Where the arrays of a mesh are; size 0 if none was found.
 struct mesh_extents {
     ogawa::extent positions;
     ogawa::extent normals;

@@ -17,7 +17,7 @@
 namespace qel {
 namespace {
 
-/// Lists the data nodes under the top object and classifies them; false when that gives no positions.
+/// Lists the data nodes under the top object and classifies them; false if that gives no positions.
 bool find_arrays(std::FILE *stream, mesh_extents &found) {
     const std::uint64_t length = stream_length(stream);
     std::uint64_t top_object;

@@ -26,12 +26,12 @@ constexpr std::size_t tested_bytes(const block_rule &rule) {
     return sizeof(std::uint64_t) + rule.tested_count * sizeof(float);
 }
 
-/// The floats of the block whose size word is at `at` in a stream of `length` bytes, 0/0 when there is none. `bytes`
+/// The floats of the block whose size word is at `at` in a stream of `length` bytes, 0/0 if there is none. `bytes`
 /// are the size word's and all others that are tested.
 ogawa::extent block_at(const std::uint8_t *bytes, std::uint64_t at, std::uint64_t length,
                        const block_rule &rule);
 
-/// The longest block of a stream, the first of equal ones; 0/0 when there is none.
+/// The longest block of a stream, the first of equal ones; 0/0 if there is none.
 ogawa::extent find_longest_block(std::FILE *stream, const block_rule &rule);
 
 /// Lists blocks in file order until the list is full. Returns how many were listed.

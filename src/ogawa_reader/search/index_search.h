@@ -20,7 +20,7 @@ class index_search {
     /// Tests every whole word from `at` (a multiple of 4) on that has not been tested.
     void look(std::uint64_t at, const byte_view &view);
 
-    /// Ends the search; size 0 when no run is long enough.
+    /// Ends the search; size 0 if no run is long enough.
     const ogawa::extent &finish();
 
   private:

@@ -11,7 +11,7 @@
 
 namespace qel {
 
-/// Where arrays of a mesh are, each as long as its size word says; all zero where none was found.
+/// Where arrays of a mesh are, each as long as its size word says; all zero if none was found.
 struct ogawa_mesh_locations {
     ogawa::extent positions;
     ogawa::extent uvs;

@@ -23,7 +23,7 @@ class normal_search {
     /// Tests every offset from `at` on that has not been tested and whose sample is in the view.
     void look(std::uint64_t at, const byte_view &view);
 
-    /// The normals of the block, without the digest; size 0 when there is none.
+    /// The normals of the block, without the digest; size 0 if there is none.
     const ogawa::extent &best() const { return best_; }
 
   private:

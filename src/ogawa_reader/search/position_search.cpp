@@ -67,7 +67,7 @@ bool looks_like_coordinates(const float *sample, std::size_t first) {
     return any_above_zero;
 }
 
-/// The candidate with the most triples, the first of equal ones; size 0 when there is none.
+/// The candidate with the most triples, the first of equal ones; size 0 if there is none.
 ogawa::extent find_triples(std::FILE *stream) {
     std::uint8_t bytes[scan_end - 1 - ogawa::header_size + sample_bytes];
     const std::size_t held = read_at(stream, ogawa::header_size, bytes, sizeof bytes);

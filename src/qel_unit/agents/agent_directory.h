@@ -10,13 +10,13 @@
 
 namespace qel {
 
-/// The one piece of process-wide state; null while there is no directory.
+/// The only process-wide state; null while there is no directory.
 extern qel_agent_dir *g_agent_dir;
 
-/// Makes the directory, empty, where there is none. The path may be null.
+/// Makes an empty directory if there is none. The path may be null.
 qel_status make_agent_directory(const char *path);
 
-/// The slots in use that exist: a loaded file may claim more agents than a directory holds.
+/// The number of used slots, at most the capacity: a loaded file may claim more agents.
 inline std::uint32_t used_slots(const qel_agent_dir &directory) {
     return std::min(directory.agent_count, QEL_AGENT_CAPACITY);
 }
@@ -27,8 +27,8 @@ inline qel_agent *find_agent(const qel_agent_dir &directory, const char *id) {
     return slot == QEL_NOT_FOUND ? nullptr : directory.agents + slot;
 }
 
-/// Makes a slot the newest entry of its id's bucket. Node s always holds slot s: a file that is loaded over another
-/// moves the nodes of its slots, so that they never run out. `node_count` counts the insertions.
+/// Makes a slot the newest entry of its id's bucket. Node s always holds slot s: loading a file over another one moves
+/// the nodes of its slots, so that the nodes suffice. `node_count` counts the insertions.
 inline void index_agent(qel_agent_dir &directory, std::uint32_t slot) {
     insert(*directory.index, field_hash(directory.agents[slot].id), slot, slot);
 }

@@ -9,7 +9,7 @@
 namespace qel {
 namespace {
 
-/// A file that ends within the time of its save leaves the directory's as it is.
+/// If the file ends inside `saved_at`, the directory's `saved_at` does not change.
 qel_status read_header(std::FILE *stream, qel_agent_dir &directory) {
     agent_header header;
     const std::size_t size = std::fread(&header, 1, sizeof header, stream);
@@ -23,8 +23,8 @@ qel_status read_header(std::FILE *stream, qel_agent_dir &directory) {
     return QEL_OK;
 }
 
-/// Reads and indexes those of the claimed agents that the file holds. They are read into a buffer first, so that a
-/// record that the file's end cuts short leaves its slot as it was.
+/// Reads and indexes the agents that the header claims and the file holds. They are read into a buffer first, so that a
+/// record cut by the file's end leaves its slot unchanged.
 void read_agents(std::FILE *stream, qel_agent_dir &directory) {
     constexpr std::uint32_t buffer_size = 128;
     qel_agent buffer[buffer_size];

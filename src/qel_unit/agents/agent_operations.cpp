@@ -10,12 +10,12 @@ namespace qel {
 namespace {
 
 constexpr std::uint32_t id_length = 8;
-// The first half of every generated id; as a whole id the parent of an agent that is spawned without one.
+// The first half of every generated id; followed by "0000", the parent id of an agent spawned without a parent.
 constexpr std::uint32_t id_prefix = 0x2A9E0000;
 constexpr std::uint32_t named_tiers = 3; // tiers with ids of their own
 constexpr std::uint32_t ids_per_tier = 28;
 
-/// A transition that writes the flags: sets the flag of the new state and clears the others.
+/// Enters a state: sets its flag and clears the others.
 void enter(qel_agent &agent, qel_agent_state state, std::uint64_t task) {
     agent.state = static_cast<std::uint8_t>(state);
     agent.flag_idle = state == QEL_AGENT_STATE_SPAWNED || state == QEL_AGENT_STATE_RESET;
@@ -25,8 +25,8 @@ void enter(qel_agent &agent, qel_agent_state state, std::uint64_t task) {
     agent.task = task;
 }
 
-/// Writes an unused id of the tier, or, when none is left, one from the counter. Ids from the counter are not looked
-/// up: they repeat after 65,536 and in every new directory.
+/// Writes an unused id of the tier or, when none is left, one from the counter. Ids from the counter are not checked
+/// against those in use: they repeat after 65,536 and in every new directory.
 void choose_id(qel_agent_dir &directory, std::uint8_t tier, char *id) {
     id[id_length] = '\0';
     if (tier < named_tiers) {
@@ -52,7 +52,7 @@ bool apply_command(qel_agent &agent, std::uint32_t command) {
         agent.state = command == QEL_AGENT_COMMAND_TO_STATE_5 ? QEL_AGENT_STATE_5 : QEL_AGENT_STATE_4;
         agent.task = 0;
         return true;
-    case QEL_AGENT_COMMAND_RESET: // also of a terminated agent, which does not count as active again
+    case QEL_AGENT_COMMAND_RESET: // also for a terminated agent, which is not counted as active again
         enter(agent, QEL_AGENT_STATE_RESET, 0);
         return true;
     default:
@@ -120,7 +120,7 @@ std::int32_t qel_agent_terminate(const char *id) {
     if (agent == nullptr) return QEL_AGENT_TERMINATE_NOT_FOUND;
     if (agent->state == QEL_AGENT_STATE_TERMINATED) return QEL_AGENT_TERMINATE_TERMINATED;
     enter(*agent, QEL_AGENT_STATE_TERMINATED, 0);
-    --g_agent_dir->active_count; // wraps below zero where a loaded file claims too few
+    --g_agent_dir->active_count; // wraps below zero if a loaded file claims too few
     g_agent_dir->dirty = 1;
     return QEL_OK;
 }
@@ -150,7 +150,7 @@ std::int32_t qel_agent_control(const char *id, std::uint32_t command) {
     qel_agent *const agent = find_agent(*g_agent_dir, id);
     if (agent == nullptr) return QEL_AGENT_CONTROL_NOT_FOUND;
     if (!apply_command(*agent, command)) return QEL_AGENT_CONTROL_UNKNOWN_COMMAND;
-    g_agent_dir->dirty = 1; // also when the state is the same
+    g_agent_dir->dirty = 1; // also if the state did not change
     return QEL_OK;
 }
 

@@ -21,9 +21,9 @@ bool write_directory(std::FILE *stream, const qel_agent_dir &directory, std::int
     return std::ferror(stream) == 0;
 }
 
-/// A null path means the directory's own. Failures after the creation of the file are not reported. A file that is not
-/// written whole is removed, and the old file and the dirty mark stay, so that the next save tries again. A whole file
-/// that cannot replace the target stays next to it, and the directory counts as saved.
+/// Saves to `path`, or for null to the directory's own path. Failures after the creation of the file are not reported.
+/// An incomplete file is removed; the old file and `dirty` then stay, so that the next save tries again. A complete
+/// file that cannot replace the target stays beside it, and the directory counts as saved.
 qel_status save_directory(const char *path) {
     if (g_agent_dir == nullptr) return QEL_AGENT_DIR_SAVE_NO_DIRECTORY;
     qel_agent_dir &directory = *g_agent_dir;

@@ -51,14 +51,14 @@ bool finite_sse2(const float *numbers, std::uint64_t count) {
 
 #if QEL_AVX2_KERNELS
 
-/// In each lane all bits where the number is not finite, and none where it is.
+/// Sets all bits of each lane whose number is not finite, and clears the others.
 QEL_TARGET_AVX2 __m256i not_finite(const float *numbers) {
     const __m256i mask = _mm256_set1_epi32(static_cast<int>(exponent));
     const __m256i bits = _mm256_castps_si256(_mm256_loadu_ps(numbers));
     return _mm256_cmpeq_epi32(_mm256_and_si256(bits, mask), mask);
 }
 
-/// Takes a cache line at a time.
+/// Examines one cache line per step.
 QEL_TARGET_AVX2 bool finite_avx2(const float *numbers, std::uint64_t count) {
     const std::uint64_t whole = count - count % 16;
     for (std::uint64_t i = 0; i < whole;) {

@@ -8,12 +8,12 @@
 
 namespace qel {
 
-/// False when one of `count` numbers is an infinity or a NaN.
+/// False if one of `count` numbers is an infinity or a NaN.
 bool all_finite(const float *numbers, std::uint64_t count);
 
 using finite_function = bool(const float *numbers, std::uint64_t count);
 
-/// What all_finite calls.
+/// The kernel that all_finite calls.
 extern dispatched<finite_function> finite_kernel;
 
 } // namespace qel

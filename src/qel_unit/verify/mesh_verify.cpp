@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
-// Both identities hold exactly for arrays whose coordinates are all finite. p - p is 0 for a finite p and NaN
-// otherwise. p / p is exactly 1 for every finite p but zero, which is left out, and NaN otherwise; that includes
-// subnormal numbers. So only the bits of the coordinates are examined.
+// Both identities hold exactly if all coordinates are finite. p - p is 0 for a finite p and NaN otherwise. p / p is
+// exactly 1 for every finite p but zero, which is left out, subnormal numbers included, and NaN otherwise. So only the
+// bits of the coordinates are examined.
 #include "qel_unit.h"
 
 #include "common/clock.h"
