@@ -9,7 +9,7 @@
 namespace qel {
 
 /// Up to `size` vertices at once, with the same arithmetic as place_vertex(), one quantity after the other, so that the
-/// compiler makes vector instructions of it.
+/// compiler vectorizes it.
 struct lattice_run {
     static constexpr std::uint32_t size = 64;
 
@@ -28,8 +28,7 @@ struct lattice_run {
             position[2][i] = positions[2];
         }
         for (int axis = 0; axis < 3; ++axis) {
-            const float low = box.low[axis],
-                        span = box.span[axis]; // copies: the stores below may alias the box
+            const float low = box.low[axis], span = box.span[axis]; // copies: the stores may alias the box
             for (std::uint32_t i = 0; i < size; ++i)
                 cell[axis][i] = lattice_coordinate(position[axis][i], low, span);
         }

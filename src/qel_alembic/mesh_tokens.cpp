@@ -14,7 +14,7 @@ namespace {
 constexpr std::uint32_t topology_seed = 0x5A5A5A5A; // the hash of a vertex in no face
 constexpr std::uint8_t raw_layer = 1;
 
-/// What a face contributes to the hash of each of its vertices.
+/// The value that a face adds to the hash of each of its vertices.
 std::uint32_t face_mix(const std::uint32_t *face) {
     return face[0] * 0x1F1F1F1F ^ face[1] * 0x2E2E2E2E ^ face[2] * 0x3D3D3D3D;
 }
@@ -25,15 +25,15 @@ std::uint32_t with_face(std::uint32_t hash, std::uint32_t mix) {
 }
 
 bool allocate_where_null(qel_alembic_mesh &mesh) {
-    // Zeroed, because the padding is written to scene files.
+    // Zeroed because the padding is written to scene files.
     if (mesh.vertices == nullptr) mesh.vertices = heap_zeroed<qel_alembic_vertex>(mesh.vertex_count);
     if (mesh.vertices == nullptr) return false;
     if (mesh.tokens == nullptr) mesh.tokens = heap_zeroed<qel_alembic_token>(mesh.vertex_count);
     return mesh.tokens != nullptr;
 }
 
-/// Adds each face to the hashes of its vertices, face by face, so that every hash takes its faces in their order.
-/// `hash_of` gives a reference to a vertex's hash.
+/// Adds each face to the hashes of its vertices, face by face, so that every hash receives its faces in order.
+/// `hash_of` returns a reference to a vertex's hash.
 template <class HashOf>
 void hash_faces(const qel_alembic_mesh &mesh, HashOf hash_of) {
     const std::uint32_t vertex_count = mesh.vertex_count;
@@ -46,7 +46,7 @@ void hash_faces(const qel_alembic_mesh &mesh, HashOf hash_of) {
     for (const std::uint32_t *face = mesh.indices; face != end; face += 3) {
         const std::uint32_t a = face[0], b = face[1], c = face[2];
         const std::uint32_t mix = face_mix(face);
-        add_face(a, mix); // once for a vertex that occurs twice in the face
+        add_face(a, mix); // a vertex that occurs twice in the face is added once
         if (b != a) add_face(b, mix);
         if (c != a && c != b) add_face(c, mix);
     }
@@ -61,7 +61,7 @@ void hash_topology(const qel_alembic_mesh &mesh, HashOf hash_of) {
     if (has_faces) hash_faces(mesh, hash_of);
 }
 
-/// Writes each vertex record and token once. `hash_of` may give references into the records.
+/// Writes each vertex record and token once. `hash_of` may return references into the records.
 template <class HashOf>
 void fill_records(qel_alembic_mesh &mesh, HashOf hash_of) {
     const lattice_box box = span_lattice(mesh.bounds);
@@ -80,7 +80,7 @@ void fill_records(qel_alembic_mesh &mesh, HashOf hash_of) {
     }
 }
 
-/// Without positions only the hashes of the vertex records change.
+/// Updates the hashes of the vertex records; without positions nothing else in them changes.
 template <class HashOf>
 void refresh_records(qel_alembic_mesh &mesh, HashOf hash_of) {
     for (std::uint32_t i = 0; i < mesh.vertex_count; ++i) {
@@ -98,8 +98,8 @@ void process(qel_alembic_mesh &mesh, HashOf hash_of) {
         refresh_records(mesh, hash_of);
 }
 
-/// Faces refer to their vertices in any order, so a large mesh has its hashes in an array, where ten take the memory of
-/// one record. Without memory for the array they are made in the records.
+/// Faces refer to their vertices in any order, so the hashes of a large mesh are computed in an array: ten hashes take
+/// as much memory as one record. Without memory for the array they are computed in the records.
 void process_all(qel_alembic_mesh &mesh) {
     constexpr std::uint32_t max_records_in_cache = 4096;
     scratch<std::uint32_t> hash_array;
@@ -145,7 +145,7 @@ std::int32_t qel_alembic_process_mesh(qel_alembic_mesh *mesh, std::uint8_t layer
     if (!allocate_where_null(*mesh)) return QEL_ALEMBIC_PROCESS_MESH_NO_MEMORY;
     mesh->layer = layer;
     if (mesh->positions != nullptr) {
-        // A box is unset where both x bounds are 0: the box of a mesh flat at x = 0 is computed at every call.
+        // A box is unset if both x bounds are 0: the box of a mesh flat at x = 0 is computed at every call.
         if (mesh->bounds[0] == 0.0f && mesh->bounds[3] == 0.0f)
             compute_bounds(mesh->positions, mesh->vertex_count, mesh->bounds);
     }

@@ -14,8 +14,8 @@ void free_arrays(const qel_alembic_mesh &mesh) {
     std::free(mesh.tokens);
 }
 
-/// Frees the meshes of a scene or frame. Writes nothing if there are none: of the zeroed records of a file that
-/// claims too many, a write would give every one a page of memory.
+/// Frees the meshes of a scene or frame. Does not write to an owner without meshes: the surplus records of a wrong
+/// count are zero pages, and a write would commit each page.
 template <class Owner>
 void release_meshes(Owner &owner) {
     if (owner.meshes == nullptr) return;

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// How many meshes and frames a scene really has, and the hit for one of its vertices.
+// The number of meshes and frames that a scene holds, and the hit for one of its vertices.
 #pragma once
 
 #include "qel_unit.h"
@@ -8,7 +8,7 @@
 
 namespace qel {
 
-// A count without an array, such as a load that ran out of memory leaves behind, counts nothing.
+// A count without an array, as a load without memory leaves it, is 0.
 
 inline std::uint32_t meshes_in(const qel_alembic_file &scene) {
     return scene.meshes != nullptr ? scene.mesh_count : 0;

@@ -26,8 +26,8 @@ qel_token packed(const qel_alembic_token &token) {
     return record;
 }
 
-/// Writes a mesh's tokens in batches; zero bytes if there are none, so that the file is as long as its header says.
-/// Ends at the first error of the stream.
+/// Writes a mesh's tokens in batches; zero bytes if there are none, so that the file's length matches its header. Stops
+/// at the first error of the stream.
 void write_tokens(std::FILE *stream, const qel_alembic_mesh &mesh) {
     constexpr std::uint32_t batch_size = 64;
     qel_token batch[batch_size] = {};

@@ -63,7 +63,7 @@ static_assert(offsetof(mesh_block, layer) == 100);
 
 static_assert(sizeof(frame_block) == 12);
 
-/// What a frame's mesh takes at least: its vertex count.
+/// The least size of a frame's mesh: its vertex count.
 constexpr std::size_t min_frame_mesh_bytes = sizeof(std::uint32_t);
 
 } // namespace qel

@@ -11,23 +11,23 @@ namespace qel {
 namespace {
 
 /// Finds the free slots of a table from which nothing is removed. Lattice keys have 18 bits, so a large scene fills one
-/// run of slots; plain probing would take time in proportion to the square of the scene. A tree of bits holds which
-/// blocks of slots are not full, and leads from any block to the next of them by at most five words.
+/// run of slots, and plain probing would take quadratic time. A tree of bits marks the blocks of slots that are not
+/// full: the next of them is found in at most five words.
 class free_slots {
   public:
-    /// Without memory for the counts of taken slots a block is known to be full only after a search through all of it:
-    /// the same slots, in more steps.
+    /// Without memory for the counts of taken slots, a block is known to be full only after a search through all of it:
+    /// the result is the same, in more steps.
     explicit free_slots(const std::uint32_t *table)
         : table_(table), taken_(heap_zeroed<std::uint8_t>(blocks)) {
         for (std::uint32_t level = 0, bits = blocks; level < levels; ++level, bits /= 64)
             std::memset(open_ + level_start[level], 0xFF, bits / 8);
     }
 
-    /// Takes the first free slot from `home` on, round the table's end; empty_slot if all are taken.
+    /// Takes the first free slot from `home` on, wrapping at the table's end; empty_slot if all are taken.
     std::uint32_t take(std::uint32_t home) {
         const std::uint32_t home_block = home / block_slots;
         std::uint32_t slot = first_in(home, home_block);
-        if (slot == empty_slot) slot = take_behind(home_block);
+        if (slot == empty_slot) slot = take_after(home_block);
         if (slot != empty_slot && taken_ && ++taken_[slot / block_slots] == 0) close(slot / block_slots);
         return slot;
     }
@@ -36,13 +36,13 @@ class free_slots {
     static constexpr std::uint32_t block_slots = 256; // so that the count of a full block is 0 again
     static constexpr std::uint32_t blocks = index_slots / block_slots;
     static constexpr std::uint32_t levels = 3;
-    // 2^15, 2^9 and 2^3 bits; a word of zeros ends each level, and with it a search in the level.
+    // 2^15, 2^9 and 2^3 bits; a word of zeros ends each level, and so a search in the level.
     static constexpr std::uint32_t level_start[levels + 1] = {0, 513, 522, 524};
 
     bool is_open(std::uint32_t block) const { return (open_[block / 64] >> block % 64 & 1) != 0; }
 
-    /// The first free slot of the blocks behind one, round the table's end; that block itself comes last.
-    std::uint32_t take_behind(std::uint32_t home_block) {
+    /// The first free slot in the blocks after `home_block`, wrapping at the table's end; that block itself is last.
+    std::uint32_t take_after(std::uint32_t home_block) {
         for (;;) {
             std::uint32_t block = next_open(home_block + 1);
             if (block == blocks) block = next_open(0);
@@ -54,7 +54,7 @@ class free_slots {
                 last_slot_ = slot;
                 return slot;
             }
-            close(block); // without the counts nothing else has closed it
+            close(block); // without the counts no other code marks it as full
         }
     }
 
@@ -89,7 +89,7 @@ class free_slots {
 
     const std::uint32_t *table_;
     scratch<std::uint8_t> taken_;       // taken slots of each block, modulo its size
-    std::uint32_t last_block_ = blocks; // where the last search behind a home block ended
+    std::uint32_t last_block_ = blocks; // where the last search after a full home block ended
     std::uint32_t last_slot_ = 0;
     std::uint64_t open_[level_start[levels]] = {};
 };
@@ -102,7 +102,7 @@ void fill_table(const qel_alembic_file &scene, std::uint32_t *table) {
     for (std::uint32_t m = 0; m < scene.mesh_count; ++m) {
         const qel_alembic_mesh &mesh = scene.meshes[m];
         const std::uint64_t end = first + mesh.vertex_count;
-        if (end > empty_slot) return; // its last numbers do not fit into a slot
+        if (end > empty_slot) return; // its last numbers do not fit in a slot
         for (std::uint32_t v = 0; mesh.vertices != nullptr && v < mesh.vertex_count; ++v) {
             const std::uint32_t slot = slots.take(home_slot(mesh.vertices[v].morton));
             if (slot == empty_slot) return;

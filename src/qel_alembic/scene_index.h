@@ -14,7 +14,7 @@ constexpr std::uint32_t home_slot(std::uint64_t morton) {
     return static_cast<std::uint32_t>(morton ^ (morton >> 32)) & (index_slots - 1);
 }
 
-/// The slot to try after a taken one.
+/// The slot to probe after `slot`.
 constexpr std::uint32_t next_slot(std::uint32_t slot) {
     return (slot + 1) & (index_slots - 1);
 }

@@ -14,17 +14,17 @@
 namespace qel {
 namespace {
 
-/// Stands for the length of a stream that has none, such as a pipe.
+/// The length used for a stream without one, such as a pipe.
 constexpr std::uint64_t unknown_length = std::numeric_limits<std::uint64_t>::max();
 
-/// Reads records and arrays of a file whose counts may be wrong: what the file does not hold is read as zero bytes.
+/// Reads records and arrays of a file whose counts may be wrong: bytes after the file's end are read as zero.
 class scene_reader {
   public:
-    /// `length` is the stream's. No array takes more than `max_missing` bytes more than the rest of the stream.
+    /// `length` is the stream's. No array exceeds the rest of the stream by more than `max_missing` bytes.
     scene_reader(std::FILE *stream, std::uint64_t length, std::uint64_t max_missing)
         : stream_(stream), left_(length), max_missing_(max_missing) {}
 
-    /// False if the file ends before the record does.
+    /// Reads one record; false if the file ends inside it.
     template <class T>
     bool whole(T &value) {
         return take(&value, sizeof value) == sizeof value;
@@ -37,7 +37,7 @@ class scene_reader {
         return value;
     }
 
-    /// A new array; null when there is no memory for it, or when too much of it is missing.
+    /// Reads a new array; null if there is no memory for it, or if it exceeds the stream by too much.
     template <class T>
     T *array(std::uint64_t count) {
         const std::uint64_t size = count * sizeof(T);
@@ -47,29 +47,29 @@ class scene_reader {
         if (values == nullptr) return nullptr;
         const auto bytes = static_cast<std::size_t>(size); // fits: there is memory for them
         const std::size_t got = take(values, bytes);
-        // An array that the stream may not hold is zero already; to clear it again would touch its pages.
+        // An array that may exceed the stream is already zero; clearing it again would commit its pages.
         if (held) std::memset(reinterpret_cast<std::uint8_t *>(values) + got, 0, bytes - got);
         return values;
     }
 
-    /// Zeroed records, to be read one by one; null as for an array. In the file a record takes `min_bytes` or more,
-    /// often far fewer than in memory: records that the rest of the stream may hold are never refused.
+    /// Allocates zeroed records, to be read one by one; null as for an array. In the file a record takes at least
+    /// `min_bytes`, often far fewer than in memory: records that the rest of the stream may hold are never refused.
     template <class T>
     T *empty_records(std::uint64_t count, std::size_t min_bytes) const {
         const std::uint64_t size = count * sizeof(T);
         const bool missing = count > left_ / min_bytes;
-        // In memory a record takes no fewer bytes than in the file, so that `size` exceeds what is left.
+        // In memory a record takes no fewer bytes than in the file, so `size` exceeds the bytes left.
         return missing && size - left_ > max_missing_ ? nullptr : heap_zeroed<T>(count);
     }
 
-    /// Whether to read one more record. Behind the end of the file every record is empty: up to `max_empty` of them
-    /// get arrays of no entries, the others stay as they are, so that a wrong count takes no more time.
+    /// Whether to read one more record. After the end of the file every record is empty: the first `max_empty` of them
+    /// get arrays without entries, the others stay unchanged, so that a wrong count takes no more time.
     bool more() { return left_ > 0 || ++empty_ <= max_empty; }
 
   private:
     static constexpr std::uint32_t max_empty = 1 << 16;
 
-    /// Reads `size` bytes or up to the end of the stream; returns how many it read.
+    /// Reads up to `size` bytes; returns how many were read.
     std::size_t take(void *bytes, std::uint64_t size) {
         const auto wanted = static_cast<std::size_t>(size);
         const std::size_t got = std::fread(bytes, 1, wanted, stream_);
@@ -138,7 +138,7 @@ bool read_meshes(scene_reader &reader, qel_alembic_file &scene) {
 }
 
 bool read_frames(scene_reader &reader, qel_alembic_file &scene) {
-    if (scene.frame_count == 0) return true; // `frames` stays as the caller set it
+    if (scene.frame_count == 0) return true; // `frames` keeps the caller's value
     scene.frames = reader.empty_records<qel_alembic_frame>(scene.frame_count, sizeof(frame_block));
     if (scene.frames == nullptr) return false;
     for (std::uint32_t i = 0; i < scene.frame_count && reader.more(); ++i)

@@ -18,13 +18,12 @@ struct mesh_numbers {
 };
 
 /// Finds the mesh that a global number belongs to. The first find walks over the meshes. The second one stores the
-/// first number of every mesh, or without memory for so many that of every stride-th mesh, where all further walks
-/// begin.
+/// first number of every mesh, or without memory for that, of every stride-th mesh; later walks begin at a stored one.
 class mesh_finder {
   public:
     explicit mesh_finder(const qel_alembic_file &scene) : scene_(scene), count_(meshes_in(scene)) {}
 
-    /// No numbers when the number is beyond all meshes.
+    /// The numbers of the mesh that holds `number`; none if it is past the last mesh.
     mesh_numbers find(std::uint32_t number) {
         if (++finds_ == 2) store_starts();
         mesh_numbers numbers = {0, 0, 0};
@@ -86,7 +85,7 @@ std::int32_t qel_alembic_lookup_morton(const qel_alembic_file *scene, std::uint6
     if (scene == nullptr || out == nullptr || scene->hash == nullptr)
         return QEL_ALEMBIC_LOOKUP_MORTON_NOT_FOUND;
     mesh_finder finder(*scene);
-    mesh_numbers numbers = {0, 0, 0}; // of the mesh of the slot before
+    mesh_numbers numbers = {0, 0, 0}; // of the previous slot's mesh
     const qel_alembic_vertex *vertices = nullptr;
     const std::uint32_t home = home_slot(morton);
     std::uint32_t slot = home;

@@ -14,8 +14,8 @@ std::uint64_t difference(std::uint64_t a, std::uint64_t b) {
     return a > b ? a - b : b - a;
 }
 
-/// The exact floor of the root. In double precision the root of a square is exact, so that no value's root is too
-/// small; just below a large square it is one too large.
+/// The exact floor of the root. In double precision the root of a square is exact, so no root is too small; just below
+/// a large square it is one too large.
 std::uint64_t floor_sqrt(std::uint64_t value) {
     constexpr std::uint64_t max_root = 0xFFFFFFFF;
     const std::uint64_t root =
@@ -29,12 +29,12 @@ struct candidate {
     std::uint64_t distance;
 };
 
-/// Of equal distances the vertex that comes first in the scene is nearer.
+/// Orders by distance; of equal distances the vertex that is first in the scene comes first.
 bool nearer(const candidate &a, const candidate &b) {
     return std::tie(a.distance, a.mesh, a.vertex) < std::tie(b.distance, b.mesh, b.vertex);
 }
 
-/// The nearest candidates seen so far, as a heap with the worst on top.
+/// The nearest candidates offered so far, as a heap with the worst on top.
 class nearest_list {
   public:
     explicit nearest_list(std::uint64_t capacity)
@@ -44,11 +44,11 @@ class nearest_list {
     const candidate *begin() const { return list_.get(); }
     const candidate *end() const { return list_.get() + size_; }
 
-    /// False if no later vertex can improve the list.
+    /// Whether a later vertex can still improve the list.
     bool open() const { return size_ < capacity_ || below_ > 0; }
 
-    /// Takes vertices in scene order. A full list takes only vertices strictly nearer than its worst: for whole roots
-    /// that is a difference below the worst distance squared, so that a refusal takes no root.
+    /// Vertices are offered in scene order. A full list accepts only vertices strictly nearer than its worst: for whole
+    /// roots that is a difference below the worst distance squared, so that rejecting a vertex computes no root.
     void offer(std::uint64_t diff, std::uint32_t mesh, std::uint32_t vertex) {
         if (size_ == capacity_) {
             if (diff >= below_) return;
@@ -75,10 +75,10 @@ std::uint64_t vertex_records(const qel_alembic_file &scene) {
     return count;
 }
 
-/// Room for `k` candidates; above 65,536 for no more than there are vertex records.
+/// The capacity of a list of `k` candidates; above 65,536 at most the number of vertex records.
 std::uint64_t list_capacity(const qel_alembic_file &scene, std::uint64_t k) {
-    constexpr std::uint64_t small_list = 1 << 16;
-    return k <= small_list ? k : std::min(k, vertex_records(scene));
+    constexpr std::uint64_t max_small_list = 1 << 16;
+    return k <= max_small_list ? k : std::min(k, vertex_records(scene));
 }
 
 void offer_all(const qel_alembic_file &scene, std::uint64_t morton, nearest_list &list) {

@@ -9,7 +9,7 @@
 namespace qel {
 namespace {
 
-/// Writes records and arrays. Errors are not reported, but nothing is written after the first one.
+/// Writes records and arrays. Errors are not reported; nothing is written after the first one.
 class scene_writer {
   public:
     explicit scene_writer(std::FILE *stream) : stream_(stream) {}
@@ -19,7 +19,7 @@ class scene_writer {
         write(&value, sizeof value);
     }
 
-    /// Writes `count` records, zero bytes for a null array: the file is always as long as its counts say.
+    /// Writes `count` records, zero bytes for a null array: the file's length always matches its counts.
     template <class T>
     void array(const T *values, std::uint64_t count) {
         if (values != nullptr)
@@ -79,7 +79,7 @@ void write_mesh(scene_writer &writer, const qel_alembic_mesh &mesh) {
 void write_frame(scene_writer &writer, const qel_alembic_frame &frame) {
     writer.record(frame_block{frame.frame, frame.time, frame.mesh_count});
     if (frame.meshes == nullptr)
-        writer.array<std::uint32_t>(nullptr, frame.mesh_count); // meshes of no vertices
+        writer.array<std::uint32_t>(nullptr, frame.mesh_count); // meshes without vertices
     for (std::uint32_t i = 0; i < meshes_in(frame); ++i) {
         writer.record(frame.meshes[i].vertex_count);
         writer.array(frame.meshes[i].positions, std::uint64_t{frame.meshes[i].vertex_count} * 3);

@@ -14,15 +14,15 @@ const qel_alembic_mesh *sampled_mesh(const qel_alembic_file &scene, std::int32_t
     return nullptr;
 }
 
-/// The first frame that is not later than a time, while the next one is not earlier; null if there is none, as for
-/// a NaN.
+/// The first frame that is not later than a time and whose next frame is not earlier; null if there is none, as for a
+/// NaN.
 const qel_alembic_frame *frame_before(const qel_alembic_file &scene, float time) {
     for (std::uint32_t i = 0; i + 1 < frames_in(scene); ++i)
         if (scene.frames[i].time <= time && time <= scene.frames[i + 1].time) return &scene.frames[i];
     return nullptr;
 }
 
-/// Whether a mesh has as many positions as it counts.
+/// Whether a mesh has positions for all its vertices.
 bool has_positions(const qel_alembic_mesh &mesh) {
     return mesh.vertex_count == 0 || mesh.positions != nullptr;
 }
@@ -59,7 +59,7 @@ std::int32_t qel_alembic_interpolate_time(const qel_alembic_file *scene, float t
     out->vertex_count = from.vertex_count;
     out->positions = positions;
     if (positions == nullptr) return QEL_ALEMBIC_INTERPOLATE_TIME_NO_MEMORY;
-    // Two frames at one time give 0 / 0, and with it NaN everywhere.
+    // For two frames at one time alpha is 0 / 0, and every result is NaN.
     const float alpha = (time - before->time) / (after->time - before->time);
     for (std::uint64_t i = 0; i < coordinates; ++i)
         positions[i] = a[i] + (b[i] - a[i]) * alpha;

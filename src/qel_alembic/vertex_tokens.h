@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// One vertex on the lattice of its mesh's box, and the token made of it.
+// One vertex on the lattice of its mesh's box, and its token.
 #pragma once
 
 #include "common/text.h"
@@ -46,11 +46,11 @@ inline lattice_box span_lattice(const float *bounds) {
     return box;
 }
 
-/// Truncates, so that only a value at the box's maximum or beyond is in the last cell.
+/// Truncates, so that only values at or beyond the box's maximum are in the last cell.
 inline std::uint8_t lattice_coordinate(float value, float low, float span) {
     constexpr float last_cell = lattice_edge - 1;
     const float scaled = (value - low) / span * last_cell;
-    if (!(scaled >= 0.0f)) return 0; // NaN as well
+    if (!(scaled >= 0.0f)) return 0; // also for NaN
     return static_cast<std::uint8_t>(scaled > last_cell ? last_cell : scaled);
 }
 

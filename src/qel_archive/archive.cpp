@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The 16 functions. They check their arguments and call the other files.
+// The 16 functions: each checks its arguments and calls the other files.
 #include "qel_archive/archive.h"
 
 #include "qel_archive/meshes.h"
@@ -23,12 +23,12 @@ status open_archive(const char *path, qel_archive &archive) {
     return opened == open_outcome::opened ? read_structure(archive) : QEL_ARCHIVE_CANNOT_OPEN;
 }
 
-/// Whether there is an object of that number.
+/// Whether there is an object with this number.
 bool has_object(const qel_archive &archive, std::uint32_t object) {
     return object < archive.tree.objects.size();
 }
 
-/// BAD_ARGUMENT for a null archive or output, NOT_FOUND if the archive has no object of that number.
+/// BAD_ARGUMENT for a null archive or output, NOT_FOUND if the archive has no object with this number.
 status check(const qel_archive *archive, std::uint32_t object, const void *out) {
     if (archive == nullptr || out == nullptr) return QEL_ARCHIVE_BAD_ARGUMENT;
     return has_object(*archive, object) ? QEL_ARCHIVE_OK : QEL_ARCHIVE_NOT_FOUND;
@@ -45,7 +45,7 @@ status find_entry(const qel_archive *archive, std::uint32_t object, std::uint32_
     return QEL_ARCHIVE_OK;
 }
 
-/// Finds an object's property by its number; NOT_FOUND if it has no sample of the number given.
+/// Finds an object's property by its number; NOT_FOUND if it has no sample with the given number.
 status find_sampled(const qel_archive *archive, std::uint32_t object, std::uint32_t property,
                     std::uint64_t sample, const void *out, property_entry &entry) {
     const status outcome = find_entry(archive, object, property, out, entry);

@@ -1,11 +1,10 @@
 // SPDX-License-Identifier: MIT
-// An open archive: what was read of its structure. Nothing of it changes after opening but the texts made on request.
+// An open archive: the structure that was read from its file. After opening, only the texts made on request change.
 #pragma once
 
 #include "qel_archive/object_tree.h"
 
-/// The record behind the handle that callers hold. Only `texts`, and the slots that refer to them, change after
-/// opening.
+/// The record that a caller's handle points to. Only `texts`, and the slots that refer to them, change after opening.
 struct qel_archive {
     qel::random_access_file file;
     qel::arena memory;

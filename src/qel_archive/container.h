@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Finds groups and data of the container. Counts and sizes are checked against the file's length before they size
-// memory.
+// Finds groups and data of the container. Counts and sizes are checked against the file's length before memory of that
+// size is allocated.
 #pragma once
 
 #include "common/random_access_file.h"
@@ -20,13 +20,13 @@ inline status status_of(read_outcome outcome) {
     return outcome == read_outcome::cut ? QEL_ARCHIVE_DAMAGED : QEL_ARCHIVE_CANNOT_OPEN;
 }
 
-/// Whether a reference is one to a group; otherwise it is one to data.
+/// Whether a reference is to a group; otherwise it is to data.
 inline bool is_group_reference(std::uint64_t reference) {
     return (reference & ogawa::data_bit) == 0;
 }
 
-/// Whether a group or data can begin at a position: 0, which is an empty one, or behind the header with a whole first
-/// word before the end of the file.
+/// Whether a group or data can begin at a position: 0 (empty), or after the header, with its whole first word before
+/// the file's end.
 inline bool is_valid_position(std::uint64_t position, std::uint64_t file_size) {
     static_assert(ogawa::count_size == sizeof(std::uint64_t));
     return position == 0 || (position >= ogawa::header_size && position <= file_size &&
@@ -39,7 +39,7 @@ struct reference_list {
     std::uint64_t count;
 };
 
-/// Finds a group by its reference. DAMAGED if the reference is none to a group or the file ends within the group.
+/// Finds a group by its reference. DAMAGED if the reference is not to a group or the file ends inside the group.
 template <class Source>
 status find_group(Source &source, std::uint64_t reference, reference_list &group) {
     group = {};
@@ -53,7 +53,7 @@ status find_group(Source &source, std::uint64_t reference, reference_list &group
     return fits ? QEL_ARCHIVE_OK : QEL_ARCHIVE_DAMAGED;
 }
 
-/// Finds data by its reference. DAMAGED if the reference is none to data or the file ends within the data.
+/// Finds data by its reference. DAMAGED if the reference is not to data or the file ends inside the data.
 template <class Source>
 status find_data(Source &source, std::uint64_t reference, extent &data) {
     data = {};

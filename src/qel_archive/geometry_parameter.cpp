@@ -19,7 +19,7 @@ constexpr scope_word scope_words[] = {{"con", OGAWA_SCOPE_CONSTANT},
                                       {"vtx", OGAWA_SCOPE_VERTEX},
                                       {"fvr", OGAWA_SCOPE_FACE_VARYING}};
 
-/// Reads the scope that the metadata names; false if they name none.
+/// Reads the scope from the metadata; false if it is not there.
 bool find_written_scope(const parameter_entries &entries, std::uint32_t &scope) {
     std::size_t length = 0;
     const char *const word = parameter_metadata(entries, "geoScope", length);
@@ -32,7 +32,7 @@ bool find_written_scope(const parameter_entries &entries, std::uint32_t &scope) 
     return false;
 }
 
-/// How many entries a parameter of a scope has.
+/// The number of entries of a parameter with this scope.
 std::uint32_t entries_of(std::uint32_t scope, const mesh_size &size) {
     switch (scope) {
     case OGAWA_SCOPE_CONSTANT:
@@ -46,8 +46,8 @@ std::uint32_t entries_of(std::uint32_t scope, const mesh_size &size) {
     }
 }
 
-/// Determines the scope of a parameter of `count` entries: the one its metadata name, else the first of that many
-/// entries. False if none has.
+/// Determines the scope of a parameter of `count` entries: the one in its metadata, which must have that many entries,
+/// else the first scope with that many entries; false if no scope has.
 bool determine_scope(const parameter_entries &entries, std::uint32_t count, const mesh_size &size,
                      std::uint32_t &scope) {
     std::uint32_t written;
@@ -64,8 +64,7 @@ bool determine_scope(const parameter_entries &entries, std::uint32_t count, cons
     return false;
 }
 
-/// Reads the arrays; DAMAGED if the parameter is unsound. Values that were read before a failure stay in
-/// `parameter`.
+/// Reads the arrays; DAMAGED if the parameter is unsound. Values read before a failure stay in `parameter`.
 status read_arrays(const qel_archive &archive, const parameter_entries &entries, std::uint64_t sample,
                    const mesh_size &size, geometry_parameter &parameter) {
     stored_array values, indices;

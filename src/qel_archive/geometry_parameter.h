@@ -6,7 +6,7 @@
 
 namespace qel::archives {
 
-/// One parameter. Whoever reads it owns the arrays.
+/// One parameter. The caller of read_parameter() owns the arrays.
 struct geometry_parameter {
     float *values; // null if there are none
     std::uint32_t value_count;
@@ -16,18 +16,18 @@ struct geometry_parameter {
     bool sound; // false if the parameter was left out
 };
 
-/// The properties that make one parameter.
+/// The properties of one parameter.
 struct parameter_entries {
     property_entry parameter; // the array of values, or the compound of values and indices
     property_entry values, indices;
     bool indexed;
 };
 
-/// Finds the properties of a parameter of `extent` floats, plain or indexed; false if `entry` is no such parameter.
+/// Finds the properties of a parameter of `extent` floats, plain or indexed; false if `entry` is not such a parameter.
 bool find_parameter(const qel_archive &archive, const property_entry &entry, std::uint32_t extent,
                     parameter_entries &entries);
 
-/// Reads a parameter. An unsound one is left out: the status is OK then, and `sound` false.
+/// Reads a parameter. An unsound one is left out: the status is then OK and `sound` false.
 status read_parameter(const qel_archive &archive, const parameter_entries &entries, std::uint64_t sample,
                       const mesh_size &size, geometry_parameter &parameter);
 

@@ -26,8 +26,8 @@ constexpr std::uint64_t allowed_where_shared(std::uint64_t file_size) {
 
 /// The groups and header data of a file.
 ///
-/// In a file where no reference is given twice, at most the file's bytes are read. A source reads at most `allowed`
-/// bytes; the read that would exceed them, and each one after it, is DAMAGED, and `exceeded` becomes true.
+/// If no reference is read twice, at most the file's bytes are read. A source reads at most `allowed` bytes; the read
+/// that would exceed them, and every later one, is DAMAGED, and `exceeded` becomes true.
 class header_source {
   public:
     header_source(const random_access_file &file, std::uint64_t allowed) : ahead_(file), left_(allowed) {}

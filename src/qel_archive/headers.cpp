@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Headers follow each other without alignment. Texts are ended where they are: the byte behind a text, which begins the
-// next number, is set to zero after that number was read.
+// Headers follow each other without alignment. Texts are terminated in place: the byte after a text, which is the first
+// byte of the next number, is set to zero after that number was read.
 #include "qel_archive/headers.h"
 
 #include "common/bytes.h"
@@ -27,7 +27,7 @@ class header_cursor {
   public:
     explicit header_cursor(header_bytes source) : next_(source.bytes), end_(source.bytes + source.size) {}
 
-    /// Writes the zero byte behind the last text.
+    /// Writes the zero byte after the last text.
     ~header_cursor() { end_text(); }
     header_cursor(const header_cursor &) = delete;
     header_cursor &operator=(const header_cursor &) = delete;
@@ -49,7 +49,7 @@ class header_cursor {
         return width == 1 ? read<std::uint16_t>(number) : read<std::uint32_t>(number);
     }
 
-    /// Takes a text of `length` bytes. A number follows it, or the end of the headers.
+    /// Takes a text of `length` bytes. A number or the end of the headers follows.
     bool take_text(std::uint32_t length, text &taken) {
         if (left() < length) return false;
         taken = {reinterpret_cast<const char *>(next_), length};
@@ -66,10 +66,10 @@ class header_cursor {
     }
 
     std::uint8_t *next_, *end_;
-    std::uint8_t *text_end_ = nullptr; // where the last text's zero byte is to be written
+    std::uint8_t *text_end_ = nullptr; // position of the last text's zero byte, not written yet
 };
 
-/// The length of a text up to its first zero byte, where C texts end.
+/// The length of a text up to its first zero byte.
 std::size_t visible_length(const text &metadata) {
     const void *const zero = std::memchr(metadata.bytes, '\0', metadata.length);
     return zero == nullptr ? metadata.length
@@ -97,14 +97,15 @@ status read_object_header(header_cursor &cursor, const header_context &context, 
     return QEL_ARCHIVE_OK;
 }
 
-/// Whether the stored numbers of the first and last changed sample are possible; 0 and 0 mean that all are equal.
+/// Whether the stored numbers of the first and last changed sample are possible; 0 and 0 mean that all samples are
+/// equal.
 bool are_valid_changes(const property_header &header) {
     if (header.first_changed == 0 || header.last_changed == 0)
         return header.first_changed == header.last_changed;
     return header.first_changed <= header.last_changed && header.last_changed < header.samples;
 }
 
-/// Reads the fields that compounds do not have: number of samples, changes, time sampling.
+/// Reads the fields of scalars and arrays: number of samples, changes, time sampling.
 status read_samples(header_cursor &cursor, std::uint32_t info, std::uint32_t width,
                     const header_context &context, property_header &header) {
     header.value = static_cast<std::uint8_t>(info >> value_shift & value_bits);
@@ -172,7 +173,7 @@ status read_shared_metadata(header_bytes source, arena &memory, metadata_table &
     for (std::uint32_t length; cursor.read<std::uint8_t>(length);) {
         text shared;
         if (!cursor.take_text(length, shared)) return QEL_ARCHIVE_DAMAGED;
-        if (count > max_shared) continue; // no header can refer to it; it is checked to be whole
+        if (count > max_shared) continue; // no header can refer to it; only its length is checked
         if (!describe_object(shared.bytes, visible_length(shared), memory, texts[count++]))
             return QEL_ARCHIVE_NO_MEMORY;
     }

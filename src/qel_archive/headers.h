@@ -18,13 +18,13 @@ struct metadata_table {
     std::uint32_t count;
 };
 
-/// What headers refer to.
+/// The tables that headers refer to.
 struct header_context {
     metadata_table shared;
     time_sampling_table samplings;
 };
 
-/// Bytes that headers are read from, with room for one more. Texts stay there: the byte behind each is set to zero.
+/// The bytes of headers, with room for one more. Texts stay in them: the byte after each is set to zero.
 struct header_bytes {
     std::uint8_t *bytes;
     std::uint64_t size;
@@ -47,7 +47,7 @@ struct property_header {
     std::uint32_t samples, first_changed, last_changed, time_sampling;
     property_kind kind;
     std::uint8_t value, extent;
-    bool all_equal; // the header says so
+    bool all_equal; // all samples are equal, according to the header
 
     bool is_constant() const { return all_equal || samples <= 1; }
 };
@@ -68,7 +68,7 @@ status read_object_headers(header_bytes source, std::uint64_t count, const heade
 status read_property_headers(header_bytes source, std::uint64_t count, const header_context &context,
                              arena &memory, property_headers &headers);
 
-/// Bytes of a value of a kind that is no text.
+/// The size in bytes of a value of a kind that is not a text.
 std::uint32_t value_size(std::uint32_t value);
 
 } // namespace qel::archives

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Each form of all_below checks whole blocks without branching and stops behind the first block that fails.
-// SSE2 compares signed numbers only: with the highest bit of both sides turned, they compare as unsigned ones do.
+// Each form of all_below checks whole blocks without branching and stops after the first block that fails. SSE2
+// compares signed numbers only: with the highest bit of both operands inverted, they compare as unsigned numbers.
 #include "qel_archive/index_check.h"
 
 #include <algorithm>
@@ -37,7 +37,7 @@ std::uint64_t sum_plain(const std::uint32_t *counts, std::uint64_t count) {
 
 #if QEL_SSE2_KERNELS
 
-/// Adds the counts behind the last whole vector to the sum of the vectors.
+/// Adds the counts after the last whole vector to the sum of the vectors.
 std::uint64_t join_sums(std::uint64_t sum, bool any_negative, const std::uint32_t *rest,
                         std::uint64_t count) {
     const std::uint64_t last = sum_plain(rest, count);
@@ -81,7 +81,7 @@ std::uint64_t sum_sse2(const std::uint32_t *counts, std::uint64_t count) {
 #if QEL_AVX2_KERNELS
 
 /// How many of `count` numbers precede the first address that is a multiple of 32. A vector at such an address lies in
-/// one cache line; unaligned ones take 1.5 times as long. Arrays from the heap begin 16 bytes behind a multiple of 32.
+/// one cache line; unaligned vectors take 1.5 times as long. Heap arrays are aligned to 16 bytes only.
 std::uint64_t count_before_alignment(const std::uint32_t *numbers, std::uint64_t count) {
     const auto past = reinterpret_cast<std::uintptr_t>(numbers) % 32;
     return std::min<std::uint64_t>(count, (32 - past) % 32 / sizeof *numbers);
@@ -91,7 +91,7 @@ QEL_TARGET_AVX2 __m256i load_8(const std::uint32_t *numbers) {
     return _mm256_loadu_si256(reinterpret_cast<const __m256i *>(numbers));
 }
 
-/// Keeps four maxima, so that a vector takes one instruction that does not wait for the one before.
+/// Keeps four maxima, so that an instruction does not wait for the previous one.
 QEL_TARGET_AVX2 bool below_avx2(const std::uint32_t *indices, std::uint64_t count, std::uint32_t limit) {
     const std::uint64_t before = count_before_alignment(indices, count);
     if (!below_plain(indices, before, limit)) return false;
@@ -114,7 +114,7 @@ QEL_TARGET_AVX2 bool below_avx2(const std::uint32_t *indices, std::uint64_t coun
     return below_plain(indices + whole, count - whole, limit);
 }
 
-/// A lane of 64 bits holds two counts. The sum of the lanes less that of their upper counts, shifted, is the sum of
+/// A lane of 64 bits holds two counts. The sum of all lanes minus 2^32 x the sum of their upper counts is the sum of
 /// their lower counts.
 QEL_TARGET_AVX2 std::uint64_t sum_avx2(const std::uint32_t *counts, std::uint64_t count) {
     const std::uint64_t before = count_before_alignment(counts, count);

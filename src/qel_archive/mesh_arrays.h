@@ -12,7 +12,7 @@
 
 namespace qel::archives {
 
-/// The counts of a mesh, which its arrays are checked against.
+/// The counts of a mesh. Its arrays are checked against them.
 struct mesh_size {
     std::uint32_t points, faces, corners;
 };
@@ -27,8 +27,7 @@ struct stored_array {
     std::uint32_t count = 0; // elements
 };
 
-/// Finds a sample of an array. Where the array has fewer samples it is the last one; without samples `array` stays
-/// empty.
+/// Finds a sample of an array: the last one if the array has fewer samples. Without samples `array` stays empty.
 inline status find_array(const qel_archive &archive, const property_entry &entry, std::uint64_t sample,
                          stored_array &array) {
     const property_header &header = entry.header();
@@ -38,12 +37,12 @@ inline status find_array(const qel_archive &archive, const property_entry &entry
     if (outcome != QEL_ARCHIVE_OK) return outcome;
     const std::uint64_t count = found.values.size / (std::uint64_t{value_size(header.value)} * header.extent);
     if (count > std::numeric_limits<std::uint32_t>::max())
-        return QEL_ARCHIVE_DAMAGED; // records count elements with 32 bits
+        return QEL_ARCHIVE_DAMAGED; // counts of records have 32 bits
     array = {found.values, static_cast<std::uint32_t>(count)};
     return QEL_ARCHIVE_OK;
 }
 
-/// Reads the values of an array. Calls `check` for each piece while the processor's cache holds it; DAMAGED if that
+/// Reads the values of an array. Calls `check` for each piece while it is in the processor's cache; DAMAGED if `check`
 /// returns false. The array is null if there are no values, and after a failure.
 template <class T, class Check>
 status read_values(const random_access_file &file, const extent &values, T *&array, Check check) {

@@ -13,7 +13,7 @@
 namespace qel::archives {
 namespace {
 
-/// Computes the box of positions that are given piece by piece: the same bits as for all at once.
+/// Computes the box of positions that are passed piece by piece, with the same bits as for all at once.
 class piecewise_bounds {
   public:
     void include(const float *positions, std::uint64_t count) {
@@ -23,8 +23,8 @@ class piecewise_bounds {
             any_ = true;
             return;
         }
-        // compute_bounds starts with the first position, so that a NaN in it stays. Only the very first position of all
-        // may do that: leading ones of this piece are compared one by one.
+        // compute_bounds starts with the first position, so that a NaN in it stays. Only the first position of all
+        // pieces may do that: the leading NaNs of this piece are compared one by one.
         std::uint64_t first = 0;
         for (; first < count && has_nan(positions + first * 3); ++first)
             widen(positions + first * 3, positions + first * 3);
@@ -34,7 +34,7 @@ class piecewise_bounds {
         widen(box, box + 3);
     }
 
-    /// Writes both corners; leaves them as they are where there were no positions.
+    /// Writes both corners; without positions they do not change.
     void write(float *low, float *high) const {
         if (!any_) return;
         std::copy_n(bounds_, 3, low);
@@ -62,7 +62,7 @@ bool has_faces(const qel_archive &archive, std::uint32_t object) {
     return kind == OGAWA_SCHEMA_POLYMESH || kind == OGAWA_SCHEMA_SUBD;
 }
 
-/// The face counts and face indices of a mesh, each where it is there.
+/// The face counts and face indices of a mesh. Either may be missing.
 struct face_entries {
     property_entry counts, indices;
     bool has_counts, has_indices;
@@ -161,7 +161,7 @@ status read_normals(const qel_archive &archive, std::uint32_t object, std::uint6
     return outcome;
 }
 
-/// Copies a name into a UV set, cut to its capacity.
+/// Copies a name into a UV set, truncated to its capacity.
 void name_set(ogawa_uv_set &set, const char *name, std::size_t length) {
     std::memcpy(set.name, name, std::min(length, sizeof set.name - 1)); // the rest is zero
 }

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Objects with points: meshes are read whole, of all others the points.
+// Objects with points: meshes are read completely, of other objects only the points.
 #pragma once
 
 #include "qel_archive/archive.h"
@@ -11,7 +11,7 @@ status find_positions(const qel_archive &archive, std::uint32_t object, property
 
 status get_mesh_info(const qel_archive &archive, std::uint32_t object, qel_archive_mesh_info &info);
 
-/// Reads one sample of a mesh into a cleared record. Arrays that were read before a failure stay in the record.
+/// Reads one sample of a mesh into a cleared record. Arrays read before a failure stay in the record.
 status read_mesh(const qel_archive &archive, std::uint32_t object, std::uint64_t sample,
                  ogawa_polymesh &mesh);
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Texts of `key=value` pairs, and the schemas that objects name there.
+// Texts of `key=value` pairs, and the schemas that they name.
 #include "qel_archive/metadata.h"
 
 #include <cstring>

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Names are sorted, not hashed: they come from the file, and no choice of names makes sorting slow.
+// Names are sorted, not hashed: they come from the file, and the time of a sort does not depend on their choice.
 #include "qel_archive/names.h"
 
 #include <algorithm>
@@ -8,7 +8,7 @@
 namespace qel::archives {
 namespace {
 
-constexpr std::uint32_t max_unsorted = 8; // tables of more names are searched in ascending order
+constexpr std::uint32_t max_unsorted = 8; // larger tables are sorted for a binary search
 
 int compare(const char *a, std::size_t a_length, const char *b, std::size_t b_length) {
     const int difference = std::memcmp(a, b, std::min(a_length, b_length));
@@ -48,14 +48,14 @@ std::uint32_t common_prefix_length(const name_table &table) {
     return length;
 }
 
-/// A name's number and the eight bytes behind the common prefix, which decide most comparisons.
+/// A name's number and the eight bytes after the common prefix, which decide most comparisons.
 struct sort_key {
     std::uint64_t bytes;
     std::uint32_t number;
 };
 
-/// Eight bytes of a name from `skipped` on, the first one highest. Behind the end of the name they are zero, which is
-/// no byte of a name.
+/// Eight bytes of a name from `skipped` on, the first one highest. After the end of the name they are zero; a name has
+/// no zero byte.
 std::uint64_t key_bytes(const text &name, std::uint32_t skipped) {
     std::uint64_t key = 0;
     const std::uint32_t count = std::min(std::uint32_t{8}, name.length - skipped);

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Reads the tree of objects. The walk has a stack of its own: its depth comes from the file.
+// Reads the tree of objects. The walk keeps its stack on the heap: its depth comes from the file.
 #include "qel_archive/object_tree.h"
 
 #include "qel_archive/samples.h"
@@ -10,9 +10,9 @@
 namespace qel::archives {
 namespace {
 
-constexpr std::uint64_t header_digests = 32; // bytes behind the headers of an object's children
+constexpr std::uint64_t header_digests = 32; // bytes after the headers of an object's children
 
-/// Reads the sample that names the source of an instance.
+/// Parses the sample with the path of an instance's source.
 instance_source parse_source(const header_bytes &data) {
     const std::uint8_t *const end = data.bytes + data.size;
     const std::uint8_t *const first = std::find<const std::uint8_t *>(data.bytes, end, std::uint8_t{0});
@@ -77,7 +77,7 @@ status object_reader::read(std::uint64_t top) {
     return outcome;
 }
 
-/// Reads an object, unless it was read before, and pushes it: its children are read next.
+/// Reads an object, unless it was already read, and pushes it: its children are read next.
 status object_reader::enter(std::uint64_t reference, std::uint32_t &node) {
     node = 0;
     const std::uint64_t *const known = sharing_ == nullptr ? nullptr : sharing_->objects.find(reference);
@@ -96,8 +96,8 @@ status object_reader::enter(std::uint64_t reference, std::uint32_t &node) {
     return kept ? QEL_ARCHIVE_OK : QEL_ARCHIVE_NO_MEMORY;
 }
 
-/// Reads an object's group: the reference of its compound, those of its children, and last that of the children's
-/// headers. Without children the headers may be missing, and the group may be empty.
+/// Reads an object's group: the references of its compound, of its children, and of the children's headers. Without
+/// children the headers may be missing, and the group may be empty.
 status object_reader::read_node(std::uint64_t reference, object_node &node) {
     reference_array group;
     status outcome = source_.read_group(reference, std::uint64_t{max_objects} + 1, memory_, group);

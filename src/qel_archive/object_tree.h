@@ -16,7 +16,7 @@ union object_child {
     std::uint64_t reference; // until it is read
     struct {
         std::uint32_t node;
-        std::uint32_t offset; // its number, depth first, less that of its parent
+        std::uint32_t offset; // its number, depth first, minus its parent's
     } read;
 };
 static_assert(sizeof(object_child) == sizeof(std::uint64_t), "references become children where they stand");
@@ -26,8 +26,8 @@ struct object_node {
     const object_headers *headers; // null without children
     object_child *children;
     std::uint32_t properties; // number of its compound
-    std::uint32_t source;     // number of the source that it is an instance of, or `none`
-    bool open;                // an ancestor of the object that is being read
+    std::uint32_t source;     // number of its source if it is an instance, else `none`
+    bool open;                // the object or one below it is being read
 
     std::uint32_t count() const { return headers == nullptr ? 0 : headers->names.count; }
 };
@@ -36,16 +36,16 @@ struct object_node {
 struct instance_source {
     text path;           // the first text of the sample
     std::uint64_t texts; // number of texts in the sample; 0 if the last one has no zero byte
-    std::uint32_t node;  // where `state` is found
+    std::uint32_t node;  // valid if `state` is `found`
     const object_metadata *metadata;
     enum state_of_search : std::uint8_t { unknown, searching, found } state;
 };
 
-/// One object as callers see it.
+/// One listed object.
 struct shown_object {
     const char *name;
     const object_metadata *metadata;
-    std::uint32_t node; // its node in the file; of an instance the source's
+    std::uint32_t node; // its node in the file; for an instance the source's
     std::uint32_t parent;
 };
 
@@ -58,7 +58,7 @@ struct object_tree {
     std::uint32_t mesh_count = 0;
     time_span times = {};
 
-    /// Removes all that was read.
+    /// Removes everything.
     void clear() {
         compounds.clear();
         nodes.clear();
@@ -69,10 +69,10 @@ struct object_tree {
         return compounds[nodes[objects[object].node].properties];
     }
 
-    /// The number of the object with a path, `none` if there is none.
+    /// The number of the object with this path; `none` if there is none.
     std::uint32_t find(const char *path) const;
 
-    /// Characters of an object's path.
+    /// The number of characters of an object's path.
     std::size_t path_length(std::uint32_t object) const;
 
     /// Writes the first `capacity` characters of an object's path, which has `length` of them; at least one.
@@ -83,10 +83,10 @@ struct object_tree {
 status read_objects(header_source &source, std::uint64_t top, const header_context &context, arena &memory,
                     shared_positions *sharing, object_tree &tree);
 
-/// Lists all objects, depth first, with what instances repeat.
+/// Lists all objects, depth first, including those that instances repeat.
 status show_objects(const header_context &context, arena &memory, object_tree &tree);
 
-/// Finds the node of an instance's source, and the nodes of all sources on the way to it.
+/// Finds the node of an instance's source, and the nodes of all sources on its path.
 status find_source(object_tree &tree, const header_context &context, std::uint32_t source);
 
 } // namespace qel::archives

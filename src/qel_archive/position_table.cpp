@@ -5,7 +5,7 @@
 
 namespace qel::archives {
 
-/// Mixes the bits as the last steps of splitmix64 do.
+/// Mixes the bits with the last steps of splitmix64.
 std::size_t position_table::first_slot(std::uint64_t position) const {
     std::uint64_t mixed = position + reinterpret_cast<std::uintptr_t>(slots_.get());
     mixed = (mixed ^ mixed >> 30) * 0xBF58476D1CE4E5B9;

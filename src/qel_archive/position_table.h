@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// What was read at which position of the file, so that a shared group is read once.
+// The results of reads by position in the file, so that a shared group is read once.
 #pragma once
 
 #include "common/heap.h"
@@ -32,8 +32,8 @@ class position_table {
     std::size_t count_ = 0;
 };
 
-/// What was read of an archive, by kind and position. One position may hold headers of objects for one group and
-/// headers of properties for another.
+/// The results of reads by kind and position. One position may hold headers of objects for one group and headers of
+/// properties for another.
 struct shared_positions {
     position_table objects, object_headers, compounds, property_headers, sources;
 };

@@ -11,13 +11,13 @@ namespace {
 
 constexpr char separator = '/';
 
-/// The number in its compound of the property that has number `number` among all below, or holds the one that has.
+/// The index in its compound of the direct child that is property `number` of the subtree or contains it.
 std::uint32_t holder(const compound &parent, std::uint32_t number) {
     const std::uint32_t *const starts = parent.starts;
     return static_cast<std::uint32_t>(std::upper_bound(starts, starts + parent.count(), number) - starts) - 1;
 }
 
-/// Calls `visit` for each property on the way from a compound to the property with a number, which is the last.
+/// Calls `visit` for each property on the path from a compound to property `number`, that one last.
 template <class Visit>
 void descend(const compound_table &table, const compound &root, std::uint32_t number, Visit visit) {
     const compound *parent = &root;
@@ -106,7 +106,7 @@ bool compound_reader::is_ancestor(std::uint64_t reference) const {
     return false;
 }
 
-/// Reads a compound, unless it was read before or is empty, and pushes it: its properties are read next.
+/// Reads a compound, unless it was already read or is empty, and pushes it: its properties are read next.
 status compound_reader::enter(std::uint64_t reference, std::uint32_t &number) {
     number = 0;
     if (reference == 0) return QEL_ARCHIVE_OK;
@@ -128,7 +128,7 @@ status compound_reader::enter(std::uint64_t reference, std::uint32_t &number) {
     return kept ? QEL_ARCHIVE_OK : QEL_ARCHIVE_NO_MEMORY;
 }
 
-/// Reads a compound's group, one reference for each property and last that of their headers, and the headers.
+/// Reads a compound's group, a reference for each property and then one for their headers, and the headers.
 status compound_reader::read_compound(std::uint64_t reference, compound &read) {
     reference_array group;
     status outcome = source_.read_group(reference, std::uint64_t{max_properties} + 1, memory_, group);
@@ -171,7 +171,7 @@ status compound_reader::read_property(frame &top) {
     return valid ? QEL_ARCHIVE_OK : QEL_ARCHIVE_DAMAGED;
 }
 
-/// Sums up a compound after all compounds below it were read.
+/// Sums the counts of a compound after all compounds below it were read.
 status compound_reader::leave(std::uint32_t number) {
     compound &parent = compounds_[number];
     std::uint64_t total = 0;

@@ -14,7 +14,7 @@ namespace qel::archives {
 constexpr std::uint32_t max_properties = std::uint32_t{1} << 24;
 constexpr std::uint32_t max_levels = 1000; // of objects, and of properties in one object
 
-/// The times from the first sample to the last; undefined where `any` is false.
+/// First and last sample time; undefined if `any` is false.
 struct time_span {
     bool any;
     double start, end;
@@ -29,17 +29,17 @@ struct time_span {
     }
 };
 
-/// A compound. Where groups are shared, one compound stands for several properties.
+/// A compound. If groups are shared, one compound may be that of several properties.
 struct compound {
     const property_headers *headers; // null if it has no properties
-    std::uint64_t *references;       // of properties in the file; of compounds their numbers
+    std::uint64_t *references;       // references of properties in the file; numbers of compounds
     std::uint32_t *starts;           // numbers of its properties among all below it, depth first
-    std::uint32_t total;             // properties below it, those in compounds included
+    std::uint32_t total;             // properties below it, including those in compounds
     std::uint32_t levels;
     time_span times; // of properties below it with more than one sample
     bool open;       // being read
     std::atomic<const char *>
-        *full_names; // of all properties below it, made on request; null if it holds no filled compound
+        *full_names; // of all properties below it, made on request; null if all its compounds are empty
 
     std::uint32_t count() const { return headers == nullptr ? 0 : headers->names.count; }
 };
@@ -63,16 +63,16 @@ class compound_table {
 
     void clear() { compounds_.clear(); }
 
-    /// The property with a number, which is below the compound's total.
+    /// The property `number` of a compound; it is below the compound's total.
     property_entry entry(const compound &root, std::uint32_t number) const;
 
     /// Finds a property by its name relative to a compound, such as ".geom/P"; false if there is none.
     bool find(const compound &root, const char *name, property_entry &entry) const;
 
-    /// The number of the property with a name, `none` if there is none.
+    /// The number of the property with this name; `none` if there is none.
     std::uint32_t find_number(const compound &root, const char *name) const;
 
-    /// The name of a property with the names of the compounds above it; null when there is no memory.
+    /// The name of a property, preceded by the names of the compounds above it; null when there is no memory.
     const char *full_name(const compound &root, std::uint32_t number, lazy_texts &texts) const;
 
   private:
@@ -84,7 +84,7 @@ class compound_table {
 };
 
 /// Reads compounds into a table. With `sharing`, each position is read once. `ancestors` are the references of the
-/// objects that are being read: one of them as a compound would be a group that contains itself.
+/// objects being read: a compound with one of them would contain itself.
 class compound_reader {
   public:
     compound_reader(header_source &source, const header_context &context, arena &memory,
@@ -93,7 +93,7 @@ class compound_reader {
         : source_(source), context_(context), memory_(memory), compounds_(table.compounds_),
           sharing_(sharing), ancestors_(ancestors) {}
 
-    /// Makes the empty compound. The first call; false when there is no memory.
+    /// Makes the empty compound. Must be called first; false when there is no memory.
     bool begin() { return compounds_.push(compound{}); }
 
     /// Reads the compound of an object and all compounds below it.

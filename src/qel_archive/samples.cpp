@@ -12,7 +12,7 @@ namespace {
 constexpr std::size_t piece_size = 4096;
 constexpr std::uint64_t too_many = std::numeric_limits<std::uint64_t>::max();
 
-/// The number among the stored samples: only samples that differ from the one before are stored.
+/// The number of the stored sample: only samples that differ from the previous one are stored.
 std::uint64_t stored_number(const property_header &header, std::uint64_t sample) {
     if (header.all_equal || sample < header.first_changed) return 0;
     return std::min<std::uint64_t>(sample, header.last_changed) - header.first_changed + 1;
@@ -32,7 +32,7 @@ status for_each_piece(const random_access_file &file, const extent &bytes, Visit
     return QEL_ARCHIVE_OK;
 }
 
-/// Counts texts, each of which ends with a zero byte; too_many if the last one does not.
+/// Counts texts, each ended by a zero byte; too_many if the last one is not.
 status count_texts(const random_access_file &file, const extent &values, std::uint64_t &count) {
     std::uint8_t last = 0;
     count = 0;
@@ -81,7 +81,7 @@ status check_dimensions(const random_access_file &file, const extent &dimensions
     return product.result() == count ? QEL_ARCHIVE_OK : QEL_ARCHIVE_DAMAGED;
 }
 
-/// Finds data that begins with a digest, which is cut off. Only an array's may be empty.
+/// Finds data after its digest. Only the data of an array may be empty.
 template <class Source>
 status find_values(Source &source, std::uint64_t reference, bool may_be_empty, extent &values) {
     const status outcome = find_data(source, reference, values);
@@ -92,7 +92,7 @@ status find_values(Source &source, std::uint64_t reference, bool may_be_empty, e
     return QEL_ARCHIVE_OK;
 }
 
-/// Counts the values of a sample; too_many if the last one is not whole.
+/// Counts the values of a sample; too_many if the last one is incomplete.
 status count_values(const random_access_file &file, const property_header &header, const extent &values,
                     std::uint64_t &count) {
     if (header.value == QEL_ARCHIVE_VALUE_TEXT) return count_texts(file, values, count);

@@ -15,13 +15,13 @@ struct stored_sample {
     extent dimensions = {}; // of size 0 if the array has one dimension
 };
 
-/// Finds a sample of a property that has samples; a number behind the last one means the last one. The number of its
-/// values is not checked.
+/// Finds a sample of a property with samples; a number past the last one means the last one. The number of its values
+/// is not checked.
 template <class Source>
 status locate_sample(Source &source, const property_header &header, std::uint64_t reference,
                      std::uint64_t sample, stored_sample &found);
 
-/// Finds a sample and checks that its values are as many as the property's header and its dimensions say.
+/// Finds a sample and checks the number of its values against the property's header and the dimensions.
 status find_sample(const random_access_file &file, const property_header &header, std::uint64_t reference,
                    std::uint64_t sample, stored_sample &found);
 

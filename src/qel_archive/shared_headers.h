@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Reads the headers of an object's children or of a compound's properties, at most once where references are shared.
+// Reads the headers of an object's children or of a compound's properties, only once if references are shared.
 #pragma once
 
 #include "common/arena.h"
@@ -11,15 +11,15 @@
 
 namespace qel::archives {
 
-/// Where headers are stored.
+/// The location of headers in the file.
 struct stored_headers {
     std::uint64_t reference;
-    std::uint64_t count;   // headers there must be
-    std::uint64_t digests; // bytes behind them that are no headers
+    std::uint64_t count;   // required number of headers
+    std::uint64_t digests; // bytes after the headers
 };
 
-/// Sets `headers` to those at a reference, null if there are none. `known` holds what was read at which reference;
-/// null if every reference is read. `parse` reads the headers out of their bytes.
+/// Sets `headers` to those at a reference, null if there are none. `known` holds the headers already read, by
+/// reference; null if every reference is read. `parse` reads the headers from their bytes.
 template <class Headers, class Parse>
 status read_headers_once(const stored_headers &stored, header_source &source, arena &memory,
                          position_table *known, Parse parse, const Headers *&headers) {

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Lists the objects as callers see them, depth first. An instance repeats its source and all objects below it, so that
-// one object of the file may be listed many times.
+// Lists the objects depth first. An instance repeats its source and all objects below it, so that one object of the
+// file may be listed many times.
 #include "qel_archive/object_tree.h"
 
 #include <algorithm>
@@ -9,7 +9,7 @@
 namespace qel::archives {
 namespace {
 
-/// The empty text of the top object.
+/// The empty metadata of the top object.
 const object_metadata &top_metadata(const header_context &context) {
     return context.shared.texts[0];
 }
@@ -18,16 +18,16 @@ bool is_mesh(const object_metadata &metadata) {
     return metadata.kind == OGAWA_SCHEMA_POLYMESH || metadata.kind == OGAWA_SCHEMA_SUBD;
 }
 
-/// The state of a search for a source, one name of its path after the other.
+/// The state of a search for a source, one name of its path at a time.
 struct source_search {
     std::uint32_t source;
-    std::uint32_t at; // characters of the path that were followed
+    std::uint32_t at; // characters of the path already followed
     std::uint32_t node;
     const object_metadata *metadata;
 };
 
-/// Follows a path to its end, where `needed` becomes `none`, or to an instance whose source is not found yet, where
-/// `needed` becomes the number of that source. The empty path leads to the top object, which contains the instance.
+/// Follows a path to its end, and sets `needed` to `none`, or to an instance whose source is not found yet, and sets
+/// `needed` to the number of that source. The empty path leads to the top object, which contains the instance.
 status search_on(const object_tree &tree, source_search &search, std::uint32_t &needed) {
     needed = none;
     const text &path = tree.sources[search.source].path;
@@ -77,7 +77,7 @@ class object_display {
 };
 
 status object_display::show() {
-    if (tree_.nodes[0].source != none) return QEL_ARCHIVE_DAMAGED; // its source would be below it, or itself
+    if (tree_.nodes[0].source != none) return QEL_ARCHIVE_DAMAGED; // its source would be itself or below it
     status outcome = add({"", &top_metadata(context_), 0, none});
     while (outcome == QEL_ARCHIVE_OK && stack_.size() > 0) {
         frame &top_frame = stack_.top();

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
-// Opening: the six children of the root, then the tree of objects. Writers do not share groups, so that the first walk
-// keeps no table of positions. Where it would read more bytes than the file has, groups are shared: the tree is read
-// again with such a table, and each position once.
+// Reads the six children of the root, then the tree of objects. Usual writers do not share groups, so the first walk
+// keeps no table of positions. If it would read more bytes than the file has, groups are shared: the tree is read again
+// with such a table, each position once.
 #include "qel_archive/archive.h"
 
 #include "common/bytes.h"

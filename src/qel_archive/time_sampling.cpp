@@ -11,12 +11,12 @@
 namespace qel::archives {
 namespace {
 
-// A stored sampling: u32 maximum number of samples, f64 cycle, u32 number of times, the times.
+// A stored sampling: u32 maximum number of samples, f64 cycle, u32 number of times, then the times.
 constexpr std::uint64_t cycle_at = 4, count_at = 12, times_at = 16;
 constexpr double acyclic_cycle = std::numeric_limits<double>::max() / 32;
 constexpr double tolerance = 1e-6; // of a cycle
 
-/// The size of the sampling that begins `size` bytes; 0 if it is cut short or has no times.
+/// The size of the sampling at the start of `size` bytes; 0 if it is incomplete or has no times.
 std::uint64_t stored_size(const std::uint8_t *bytes, std::uint64_t size) {
     if (size < times_at) return 0;
     const auto count = load<std::uint32_t>(bytes + count_at);
@@ -24,7 +24,7 @@ std::uint64_t stored_size(const std::uint8_t *bytes, std::uint64_t size) {
     return count == 0 || whole > size ? 0 : whole;
 }
 
-/// The number of samplings; invalid_count if one is cut short or has no times.
+/// The number of samplings; invalid_count if one is incomplete or has no times.
 constexpr std::uint32_t invalid_count = 0xFFFFFFFF;
 std::uint32_t count_samplings(const std::uint8_t *bytes, std::uint64_t size) {
     std::uint32_t count = 0;
@@ -38,9 +38,8 @@ std::uint32_t count_samplings(const std::uint8_t *bytes, std::uint64_t size) {
     return count;
 }
 
-/// Finds the last of the samples `first`, `first` + `step`, … at or before a limit; false if none is. Their times
-/// all ascend, descend or are NaN: unless the last one is at or before the limit, those that are precede those that are
-/// not.
+/// Finds the last of the samples `first`, `first` + `step`, … at or before a limit; false if there is none. Their times
+/// ascend, descend or are NaN: if the last one is after the limit, those at or before it come first.
 bool last_of_one_phase(const time_sampling &sampling, std::uint64_t first, std::uint64_t step,
                        std::uint64_t count, double limit, std::uint64_t &found) {
     if (first >= count) return false;
@@ -93,7 +92,7 @@ std::uint64_t last_sample_at(const time_sampling &sampling, std::uint64_t count,
     std::uint64_t found = 0;
     if (sampling.acyclic) {
         if (sample_time(sampling, count - 1) <= seconds) return count - 1;
-        // The times need not ascend, and the first one is taken where none is at or before.
+        // The times need not ascend. If none is at or before the limit, the first one is taken.
         std::uint64_t i = std::min<std::uint64_t>(count, sampling.count) - 1;
         while (i > 0 && !(sampling.times[i] <= seconds))
             --i;

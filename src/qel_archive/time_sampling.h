@@ -12,7 +12,7 @@ namespace qel::archives {
 /// One time sampling.
 struct time_sampling {
     double cycle;        // seconds
-    const double *times; // of the samples of one cycle; of all samples where acyclic
+    const double *times; // of the samples of one cycle, or of all samples if acyclic
     std::uint32_t count; // at least 1
     bool acyclic;
 
@@ -28,7 +28,7 @@ struct time_sampling_table {
 status read_time_samplings(const std::uint8_t *bytes, std::uint64_t size, arena &memory,
                            time_sampling_table &table);
 
-/// Seconds of a sample.
+/// The time of a sample, in seconds.
 double sample_time(const time_sampling &sampling, std::uint64_t sample);
 
 /// The last of `count` samples, at least 1, at or before a time; 0 if all are later. A sample that is later by at

@@ -11,7 +11,7 @@ namespace qel::archives {
 namespace {
 
 constexpr matrix identity = {{1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1}};
-constexpr double radians_per_degree = 3.14159265358979323846 / 180.0; // radians of one degree
+constexpr double radians_per_degree = 3.14159265358979323846 / 180.0;
 
 matrix multiply(const matrix &a, const matrix &b) {
     matrix product;
@@ -48,8 +48,8 @@ matrix unit_rotation(double x, double y, double z, double angle) {
              0, 0, 0, 1}};
 }
 
-/// Scales an axis whose squared length would overflow or lose bits to a length near 1, by a power of two, which keeps
-/// its direction to the last bit.
+/// Scales an axis whose squared length would overflow or lose bits to a length near 1, by a power of two, so that its
+/// direction stays exact.
 void scale_by_power_of_two(double *axis) {
     const double square = axis[0] * axis[0] + axis[1] * axis[1] + axis[2] * axis[2];
     if (square >= 0x1p-960 && square <= 0x1p1000) return;
@@ -112,7 +112,7 @@ class value_stream {
 
     bool at_end() const { return next_ == held_ && left_.size < sizeof(T); }
 
-    /// Reads the next values; DAMAGED if there are too few.
+    /// Reads the next `count` values; DAMAGED if there are fewer.
     status read(T *values, std::size_t count) {
         for (std::size_t i = 0; i < count; ++i) {
             if (at_end()) return QEL_ARCHIVE_DAMAGED;
@@ -143,7 +143,7 @@ class value_stream {
     std::size_t next_ = 0, held_ = 0;
 };
 
-/// Finds the values of a property at a time. Without the property or samples `values` is empty; DAMAGED if the
+/// Finds the values of a property at a time. Without the property or its samples `values` is empty; DAMAGED if the
 /// property has another kind of value.
 status find_at(const qel_archive &archive, std::uint32_t object, const char *name,
                qel_archive_value_type value, double seconds, extent &values) {
@@ -251,7 +251,7 @@ status is_visible(const qel_archive &archive, std::uint32_t object, double secon
         std::int8_t stored = -1;
         outcome = status_of(archive.file.read(values.at, &stored, sizeof stored));
         if (outcome != QEL_ARCHIVE_OK) return outcome;
-        if (stored != 0 && stored != 1) continue; // it is as visible as its parent
+        if (stored != 0 && stored != 1) continue; // inherited from its parent
         visible = stored == 1;
         return QEL_ARCHIVE_OK;
     }

@@ -11,7 +11,7 @@ struct matrix {
     double values[16];
 };
 
-/// The object's own transform; the identity for an object that is no Xform.
+/// The object's own transform; the identity for an object that is not an Xform.
 status local_transform(const qel_archive &archive, std::uint32_t object, double seconds, matrix &local);
 
 /// The transform from the object's space to the world.

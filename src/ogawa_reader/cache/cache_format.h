@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // The mesh cache file: a 64-byte header, then positions, normals, triangles and a skin, each one flat block without
-// gaps, as a renderer reads them. Normals and skin are present where the header's flags say so.
+// gaps. The header's flags say whether there are normals and a skin.
 //
 //   positions  vertex_count x 3 floats
 //   normals    vertex_count x 3 floats

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Mapping the mesh cache file and releasing it. Counts and offsets of the file are not followed beyond the mapping.
+// Maps the mesh cache file and releases it. Counts and offsets of the file are not followed past the mapping.
 #include "ogawa_reader/cache/cache_format.h"
 
 #include "common/file_mapping.h"
@@ -25,8 +25,8 @@ qel_status status_of(mapping_outcome outcome) {
     return QEL_OK;
 }
 
-/// The address of an offset, for the caller. The offset is the file's and may be outside the mapping, where pointer
-/// arithmetic is not defined: so it is added as a number, and the address is not read here.
+/// The address of an offset, for the caller. The offset comes from the file and may be outside the mapping, where
+/// pointer arithmetic is undefined: so it is added as a number. The address is not read here.
 template <class T>
 const T *place(const void *view, std::uint32_t offset) {
     const std::uintptr_t address = reinterpret_cast<std::uintptr_t>(view) + offset;
@@ -41,11 +41,11 @@ class mapped_bytes {
 
     bool hold(std::uint64_t size) const { return position_ <= size_ && size <= size_ - position_; }
     void skip(std::uint64_t size) { position_ += size; }
-    /// Copies bytes that hold() has found.
+    /// Copies bytes for which hold() returned true.
     void copy(void *out, std::uint64_t size) const {
         std::memcpy(out, data_ + position_, static_cast<std::size_t>(size));
     }
-    /// Reads bytes and moves past them; false if the mapping does not hold them all.
+    /// Reads bytes and moves past them; false if the mapping does not hold all of them.
     bool read(void *out, std::uint64_t size) {
         if (!hold(size)) return false;
         copy(out, size);
@@ -59,8 +59,8 @@ class mapped_bytes {
     std::uint64_t position_;
 };
 
-/// Reads a count and copies as many records, without moving past them; `records` is null if there is no memory for
-/// them. False if the mapping does not hold them all.
+/// Reads a count and copies that many records, without moving past them; `records` is null without memory for them.
+/// False if the mapping does not hold all of them.
 template <class T>
 bool copy_records(mapped_bytes &bytes, T *&records, std::uint32_t &count) {
     if (!bytes.read(&count, sizeof count) || !bytes.hold(std::uint64_t{count} * sizeof(T))) return false;
@@ -69,11 +69,10 @@ bool copy_records(mapped_bytes &bytes, T *&records, std::uint32_t &count) {
     return true;
 }
 
-/// False if the mapping does not hold the whole block.
+/// Reads a skin block; false if the mapping does not hold all of it.
 bool read_skin(mapped_bytes bytes, qel_skin &skin) {
     if (!copy_records(bytes, skin.joints, skin.joint_count)) return false;
-    // Without memory for the joints, the weights are read from the joints' place, whose first word is taken for the
-    // count.
+    // Without memory for the joints, reading continues at the joints: their first word is used as the weight count.
     if (skin.joints != nullptr) bytes.skip(std::uint64_t{skin.joint_count} * sizeof *skin.joints);
     if (!copy_records(bytes, skin.weights, skin.weight_count)) return false;
     bytes.skip(std::uint64_t{skin.weight_count} * sizeof *skin.weights);
@@ -86,7 +85,7 @@ void release_skin(qel_skin *&skin) {
     release(skin);
 }
 
-/// A copy of the skin block; null if there is no memory for it or the mapping does not hold all of it.
+/// Copies the skin block; null without memory for it or if the mapping does not hold all of it.
 qel_skin *load_skin(const file_mapping &mapping, std::uint32_t offset) {
     auto *skin = heap_zeroed<qel_skin>(1);
     if (skin != nullptr && !read_skin(mapped_bytes(mapping, offset), *skin)) release_skin(skin);

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Writing the mesh cache file. Errors of writing are not reported.
+// Writes the mesh cache file. Write errors are not reported.
 #include "ogawa_reader/cache/cache_format.h"
 
 #include "common/file.h"
@@ -42,7 +42,7 @@ bool indices_in_range(const ogawa_polymesh &mesh) {
     return beyond == 0;
 }
 
-/// Sums over all faces. With face counts made by hand they may be larger than the header's fields.
+/// Sums over all faces. Hand-made face counts can exceed the header's 32-bit fields.
 struct face_totals {
     std::uint64_t corners;
     std::uint64_t triangles; // of all faces as fans
@@ -59,7 +59,7 @@ face_totals count_faces(const ogawa_polymesh &mesh) {
     return totals;
 }
 
-/// Counts and offsets beyond 32 bits keep their low 32 bits.
+/// Makes the header. Counts and offsets that exceed 32 bits keep their low 32 bits.
 qel_mesh_header make_header(const ogawa_polymesh &mesh, const qel_skin *skin, std::uint64_t triangles) {
     const std::uint32_t block_of_vertices = mesh.vertex_count * bytes_per_triple;
     qel_mesh_header header = {};
@@ -94,7 +94,7 @@ void write_zeros(std::FILE *file, std::uint64_t size) {
     }
 }
 
-/// Writes an array, or as many zeros if there is none.
+/// Writes an array, or zeros of the same size for a null array.
 template <class T>
 void write_array(std::FILE *file, const T *array, std::uint64_t count) {
     if (array == nullptr)
@@ -103,8 +103,8 @@ void write_array(std::FILE *file, const T *array, std::uint64_t count) {
         std::fwrite(array, sizeof(T), static_cast<std::size_t>(count), file);
 }
 
-/// Adds the normal of every corner to its vertex. Faces are consecutive, so one loop visits the corners of all:
-/// `claimed` of them, or as many as there are face indices, which are all in range.
+/// Adds the normal of every corner to its vertex. Faces are consecutive, so one loop visits the corners of all faces:
+/// `claimed` corners, at most one per face index. All indices are in range.
 void add_corner_normals(const ogawa_polymesh &mesh, std::uint64_t claimed, float *sums) {
     const std::uint64_t held = mesh.face_indices == nullptr ? 0 : mesh.face_index_count;
     const std::uint64_t corners = std::min(claimed, held);
@@ -115,13 +115,13 @@ void add_corner_normals(const ogawa_polymesh &mesh, std::uint64_t claimed, float
         sum[1] = y;
         sum[2] = z;
     };
-    const std::uint64_t own = std::min<std::uint64_t>(corners, mesh.normal_count);
-    for (std::uint64_t corner = 0; corner < own; ++corner) {
+    const std::uint64_t with_normal = std::min<std::uint64_t>(corners, mesh.normal_count);
+    for (std::uint64_t corner = 0; corner < with_normal; ++corner) {
         prefetch_ahead(mesh.normals + corner * 3);
         add(corner, mesh.normals + corner * 3);
     }
-    for (std::uint64_t corner = own; corner < corners; ++corner)
-        add(corner, mesh.normals); // corners beyond the last normal take the first
+    for (std::uint64_t corner = with_normal; corner < corners; ++corner)
+        add(corner, mesh.normals); // corners past the last normal take the first
 }
 
 /// A few vectors, component by component, so that the compiler vectorizes the arithmetic.
@@ -130,7 +130,7 @@ struct vector_run {
 
     float x[size] = {}, y[size] = {}, z[size] = {};
 
-    void take(const float *vectors, std::uint64_t count) {
+    void load(const float *vectors, std::uint64_t count) {
         for (std::uint64_t i = 0; i < count; ++i) {
             x[i] = vectors[i * 3];
             y[i] = vectors[i * 3 + 1];
@@ -138,7 +138,7 @@ struct vector_run {
         }
     }
 
-    /// A vector of length 1e-8 or less, or whose length is NaN, stays as it is.
+    /// A vector of length 1e-8 or less, or whose length is NaN, does not change.
     void normalize() {
         float length[size];
         for (std::uint64_t i = 0; i < size; ++i)
@@ -152,7 +152,7 @@ struct vector_run {
         }
     }
 
-    void give(float *vectors, std::uint64_t count) const {
+    void store(float *vectors, std::uint64_t count) const {
         for (std::uint64_t i = 0; i < count; ++i) {
             vectors[i * 3] = x[i];
             vectors[i * 3 + 1] = y[i];
@@ -169,10 +169,10 @@ void write_normalized(std::FILE *file, float *vectors, std::uint64_t count) {
     while (count > 0) {
         const std::uint64_t piece = std::min(count, at_once);
         for (std::uint64_t first = 0; first < piece; first += vector_run::size) {
-            const std::uint64_t some = std::min(piece - first, vector_run::size);
-            run.take(vectors + first * 3, some);
+            const std::uint64_t run_count = std::min(piece - first, vector_run::size);
+            run.load(vectors + first * 3, run_count);
             run.normalize();
-            run.give(vectors + first * 3, some);
+            run.store(vectors + first * 3, run_count);
         }
         write_array(file, vectors, piece * 3);
         vectors += piece * 3;
@@ -180,8 +180,8 @@ void write_normalized(std::FILE *file, float *vectors, std::uint64_t count) {
     }
 }
 
-/// Normals per vertex and as many as vertices are written as they are, others are averaged over corners. Without
-/// memory for that the block is left out, although the header announces it.
+/// Writes one normal per vertex unchanged if the mesh has exactly those; other normals are summed over corners and
+/// normalized. Without memory for that the block is missing, although the header announces it.
 void write_normals(std::FILE *file, const ogawa_polymesh &mesh, std::uint64_t corners) {
     const std::uint64_t vertices = mesh.vertex_count;
     if (mesh.normal_scope == OGAWA_SCOPE_VERTEX && mesh.normal_count == mesh.vertex_count) {
@@ -213,8 +213,8 @@ class triangle_writer {
         next_ += 3;
     }
 
-    /// Fans at most `max_faces` faces of 3 or 4 corners, which nearly all faces are. Stops before a face of another
-    /// size, and where the buffer may be full; returns how many were fanned. Moves `corners` past them.
+    /// Fans at most `max_faces` faces of 3 or 4 corners, the usual sizes. Stops before a face of another size and
+    /// before the buffer may overflow; returns how many were fanned. Moves `corners` past them.
     std::uint32_t add_small(const std::uint32_t *counts, std::uint64_t max_faces,
                             const std::uint32_t *&corners) {
         if (end_ - next_ < 6) flush();
@@ -248,13 +248,13 @@ class triangle_writer {
     std::uint32_t *next_;
 };
 
-/// The number of corners that may be read. A count of 0 means that the caller left it open.
+/// The number of corners that may be read. A count of 0 means unknown.
 std::uint64_t corners_held(const ogawa_polymesh &mesh) {
     if (mesh.face_indices == nullptr) return 0;
     return mesh.face_index_count != 0 ? mesh.face_index_count : std::numeric_limits<std::uint64_t>::max();
 }
 
-/// The vertex of a corner, or vertex 0 for a corner beyond the indices.
+/// The vertex of a corner, or vertex 0 for a corner past the indices.
 std::uint32_t corner_vertex(const ogawa_polymesh &mesh, std::uint64_t corner) {
     return corner < corners_held(mesh) ? mesh.face_indices[corner] : 0;
 }
@@ -271,10 +271,10 @@ void write_fan(triangle_writer &writer, const ogawa_polymesh &mesh, std::uint64_
     }
 }
 
-/// Whether fans are written at all. By mistake a few corners may be beyond the indices; a hostile file's counts claim
-/// billions, which would make gigabytes of a small mesh.
+/// Whether fans are written. Up to `max_missing` corners may lie past the indices; with more, hostile counts could make
+/// a file of gigabytes from a small mesh.
 bool counts_fit_mesh(const ogawa_polymesh &mesh, std::uint64_t corners) {
-    if (mesh.face_indices != nullptr && mesh.face_index_count == 0) return true; // as many as the faces claim
+    if (mesh.face_indices != nullptr && mesh.face_index_count == 0) return true; // unknown
     constexpr std::uint64_t max_missing = 1 << 24; // corners: 200 MB of triangles
     const std::uint64_t held = mesh.face_indices == nullptr ? 0 : mesh.face_index_count;
     return corners <= held + max_missing;

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Applying a skin to positions, and releasing it.
+// Applies a skin to positions, and releases it.
 #include "qel_unit.h"
 
 #include "common/heap.h"

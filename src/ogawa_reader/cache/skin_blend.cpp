@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// A lane is one coordinate of one result: sums keep their order. Two slots in a 512-bit register were measured slower:
-// joining the rows of two matrices costs more than it saves.
+// A lane is one coordinate of one result: sums keep their order. Two slots in a 512-bit register are slower: joining
+// the rows of two matrices costs more than it saves.
 #include "ogawa_reader/cache/skin_blend.h"
 
 #include <cstring>
@@ -14,7 +14,7 @@ namespace {
 
 constexpr float min_weight = 1e-6f;
 
-/// The fourth column is computed as well, so that compilers move several numbers at a time, and is dropped in the end.
+/// The fourth column is computed as well, so that compilers vectorize the loop, and is discarded at the end.
 void skin_plain(const qel_skin_weight *weights, std::uint32_t count, const joint_matrix *joints,
                 std::uint32_t joint_count, const float *positions, float *results) {
     for (std::uint32_t v = 0; v < count; ++v, positions += 3, results += 3) {
@@ -40,7 +40,7 @@ struct wide_position {
     __m256d x, y, z; // each in all lanes
 };
 
-/// A position moved by one joint, rounded to single precision and weighed.
+/// A position moved by one joint, rounded to single precision and multiplied by the weight.
 QEL_TARGET_AVX2 inline __m128 weighed(const wide_position &position, const joint_matrix &joint,
                                       float weight) {
     __m256d moved = _mm256_mul_pd(position.x, _mm256_loadu_pd(joint.at[0]));
@@ -92,7 +92,7 @@ QEL_TARGET_AVX2 void skin_avx2(const qel_skin_weight *weights, std::uint32_t cou
 
 } // namespace
 
-// Compilers vectorize the plain form for SSE2 as well as it can be written by hand.
+// Compilers vectorize the plain form for SSE2 as well as a hand-written form.
 dispatched<skin_function> skin_kernel(skin_plain, nullptr, QEL_AVX2_FORM(skin_avx2), nullptr);
 
 void skin_blend(const qel_skin_weight *weights, std::uint32_t count, const joint_matrix *joints,

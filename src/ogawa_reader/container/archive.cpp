@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Opening an archive, describing it and releasing what it owns; the names of schemas.
+// Opens an archive, describes it and releases its memory; the names of schemas.
 #include "qel_unit.h"
 
 #include "common/file.h"
@@ -29,7 +29,7 @@ qel_status check_header(std::FILE *stream, std::uint8_t (&version)[2]) {
     if (!read_next(stream, flag) || flag != ogawa::finished) return OGAWA_OPEN_UNFINISHED;
     if (!read_next(stream, version)) return OGAWA_OPEN_NO_VERSION;
 
-    std::uint64_t root; // every reader reads it again
+    std::uint64_t root; // not kept: every reader reads it again
     return read_next(stream, root) ? QEL_OK : OGAWA_OPEN_NO_ROOT;
 }
 
@@ -38,8 +38,8 @@ void free_mesh(ogawa_polymesh *mesh) {
     std::free(mesh);
 }
 
-/// Where the release of a tree of objects continues after one of them. It is kept in the object's own path, which is
-/// not read any more, so that a tree of any depth takes neither stack nor memory.
+/// Where the release of a tree of objects continues after one object. It is stored in that object's path, which is not
+/// read any more, so that a tree of any depth takes neither stack nor memory.
 struct release_place {
     ogawa_object *parent; // null at the top
     std::uint32_t next_child;
@@ -56,7 +56,7 @@ void set_place(ogawa_object &object, const release_place &place) {
     std::memcpy(object.path, &place, sizeof place);
 }
 
-/// Releases what an object owns beside its children.
+/// Releases what an object owns, except its children.
 void release_contents(const ogawa_object &object) {
     free_mesh(object.polymesh);
     if (object.aux_record == nullptr) return;
@@ -69,7 +69,7 @@ struct schema_name {
     ogawa_schema schema;
 };
 
-/// In the order in which a text is searched for them: of a text with two of the words, the first one here counts.
+/// If a text contains two of the words, the one earlier in this list is used.
 constexpr schema_name schema_names[] = {
     {"PolyMesh", OGAWA_SCHEMA_POLYMESH}, {"SubD", OGAWA_SCHEMA_SUBD},     {"Points", OGAWA_SCHEMA_POINTS},
     {"Xform", OGAWA_SCHEMA_XFORM},       {"Curves", OGAWA_SCHEMA_CURVES}, {"Camera", OGAWA_SCHEMA_CAMERA},

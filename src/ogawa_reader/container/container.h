@@ -1,12 +1,13 @@
 // SPDX-License-Identifier: MIT
-// What the Ogawa container is made of: groups of references, and data.
+// The elements of the Ogawa container: groups of references, and data.
 #pragma once
 
 #include <cstdint>
 
 namespace qel::ogawa {
 
-/// The file's header: five letters, a byte that says whether the writer finished, two of version, the root's position.
+/// The file's header: five letters, a byte that is set when the writer has finished, two bytes of version, the position
+/// of the root.
 inline constexpr char magic[] = {'O', 'g', 'a', 'w', 'a'};
 inline constexpr std::uint64_t finished_at = sizeof magic;
 inline constexpr std::uint8_t finished = 0xFF;
@@ -20,13 +21,13 @@ inline constexpr std::uint64_t data_bit = std::uint64_t{1} << 63;
 inline constexpr std::uint64_t count_size = 8;
 inline constexpr std::uint64_t reference_size = 8;
 
-/// What the values of every sample begin with.
+/// The size of the digest at the start of every sample.
 inline constexpr std::uint64_t digest_size = 16;
 
 /// Bytes of a position or a normal: three floats.
 inline constexpr std::uint64_t triple_size = 3 * sizeof(float);
 
-/// A place in a file. Where a search finds nothing, its size is 0.
+/// A range of a file. The size 0 means that a search found nothing.
 struct extent {
     std::uint64_t at;   // position of the first byte
     std::uint64_t size; // in bytes

@@ -22,9 +22,9 @@ bool read_word(std::FILE *stream, std::uint64_t at, std::uint64_t &word) {
     return read_at(stream, at, &word, sizeof word) == sizeof word;
 }
 
-/// References below which nothing was listed, each with the least depth at which that was seen: at a deeper level the
+/// References below which nothing was listed, each with the least depth at which it was visited: at a deeper level the
 /// depth limit is nearer, so nothing can be listed there either. Open addressing; a slot packs reference and depth
-/// into one word and is 0 if free. Where there is no memory, fewer references are kept, which costs time only.
+/// into one word and is 0 if free. Without memory fewer references are kept, which costs only time.
 class empty_references {
   public:
     bool contains(std::uint64_t reference, std::int32_t depth) const {
@@ -33,7 +33,7 @@ class empty_references {
         return slot != 0 && depth_of(slot) <= depth;
     }
 
-    /// For what it does not contain: a depth is only ever replaced by a lesser one.
+    /// Precondition: contains() is false. A stored depth is replaced only by a smaller one.
     void insert(std::uint64_t reference, std::int32_t depth) {
         if (!fits(reference, depth) || !make_room()) return;
         const std::uint64_t key = key_of(reference);
@@ -47,18 +47,18 @@ class empty_references {
     static constexpr std::uint64_t position_end = std::uint64_t{1} << 47;
     static constexpr std::size_t first_capacity = 1024; // a power of two, as every later one
 
-    /// Whether a slot can hold them. Others, which no file is long enough for, are not kept.
+    /// Whether a slot can hold the reference and depth. Other positions lie beyond any file and are not stored.
     static bool fits(std::uint64_t reference, std::int32_t depth) {
         return (reference & ~ogawa::data_bit) < position_end && depth >= 0 && depth < (1 << depth_bits);
     }
-    /// Position and kind in 48 bits; never 0, because no node stands at position 0.
+    /// Position and kind in 48 bits; never 0, because no node is at position 0.
     static std::uint64_t key_of(std::uint64_t reference) { return reference << 1 | reference >> 63; }
     static std::int32_t depth_of(std::uint64_t slot) {
         return static_cast<std::int32_t>(slot & ((1 << depth_bits) - 1));
     }
 
-    /// The slot that holds the key, or the free one where it belongs. The factor of the hash depends on the address of
-    /// the slots, so that no file can choose positions that all share a slot.
+    /// The slot that holds the key, or the free slot for it. The hash factor depends on the address of the slots, so
+    /// that no file can choose positions that all share a slot.
     static std::uint64_t *find(std::uint64_t *slots, std::size_t capacity, std::uint64_t key) {
         constexpr std::uint64_t golden = 0x9E3779B97F4A7C15;
         const std::uint64_t factor = reinterpret_cast<std::uintptr_t>(slots) * golden | 1;
@@ -92,8 +92,9 @@ class node_walk {
   public:
     explicit node_walk(ogawa_node_collector &collector) : list_(collector), window_(collector.stream) {}
 
-    /// Lists the data nodes that a reference leads to. False if a node below it was not visited, so that another
-    /// visit might list more; what the depth limit leaves out, another visit at the same level leaves out as well.
+    /// Lists the data nodes that a reference leads to. False if a node below it was not visited, so that another visit
+    /// might list more. Nodes beyond the depth limit do not count: another visit at the same level cannot list them
+    /// either.
     bool follow(std::uint64_t reference, std::int32_t depth);
 
   private:
@@ -125,7 +126,7 @@ bool node_walk::follow(std::uint64_t reference, std::int32_t depth) {
         visit_data(position);
     else
         complete = visit_group(position, depth);
-    // What a data node lists does not depend on its level.
+    // Whether a data node is listed does not depend on its level.
     if (complete && list_.count == listed) empty_.insert(reference, is_data ? 0 : depth);
     return complete;
 }
@@ -152,7 +153,7 @@ bool node_walk::visit_group(std::uint64_t position, std::int32_t depth) {
     return complete;
 }
 
-/// A reference that the file does not hold whole is 0, and so are all after it.
+/// Reads a group's references. One that the file does not hold completely is 0, and so are all after it.
 void node_walk::read_references(std::uint64_t at, std::uint64_t count, std::uint64_t *references) {
     auto *bytes = reinterpret_cast<std::uint8_t *>(references);
     const std::size_t wanted = static_cast<std::size_t>(count) * sizeof *references;

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// A mesh's faces as its arrays hold them, bounded by what may be read.
+// A mesh's faces, bounded by the corners that may be read.
 #pragma once
 
 #include "qel_unit.h"
@@ -16,8 +16,8 @@ struct mesh_faces {
     const std::uint32_t *indices;
     std::uint32_t readable; // corners that `indices` holds
 
-    /// Counts and indices come from an archive independently, so the counts may claim more corners than there
-    /// are. A record filled by hand may leave `face_index_count` 0: then the face counts are trusted, up to the
+    /// Counts and indices are read from an archive independently, so the counts may claim more corners than there are
+    /// indices. A record filled by hand may leave `face_index_count` 0: then the face counts are trusted, up to the
     /// largest number of corners that a mesh can have.
     explicit mesh_faces(const ogawa_polymesh &mesh)
         : counts(mesh.face_counts), count(mesh.face_count), indices(mesh.face_indices),
@@ -28,13 +28,13 @@ struct mesh_faces {
 
     std::uint32_t corners_of(std::uint32_t face) const { return counts == nullptr ? 3 : counts[face]; }
 
-    /// The end of a face that begins at corner `first`, at most the end of the corners that may be read.
+    /// The end of a face that begins at corner `first`, at most the end of the readable corners.
     std::uint32_t end_of(std::uint32_t face, std::uint32_t first) const {
         const std::uint64_t end = std::uint64_t{first} + corners_of(face);
         return static_cast<std::uint32_t>(std::min<std::uint64_t>(end, readable));
     }
 
-    /// Corners of all faces, whether they may be read or not.
+    /// The corners of all faces, readable or not.
     std::uint64_t claimed_corners() const {
         if (counts == nullptr) return std::uint64_t{count} * 3;
         std::uint64_t corners = 0;

@@ -13,7 +13,7 @@
 namespace qel {
 namespace {
 
-/// Adds to each vertex's counter the number of corners that name it.
+/// Adds to each vertex's counter the number of corners that refer to it.
 void count_corners(const mesh_faces &faces, std::uint32_t vertex_count, std::uint32_t *counters) {
     const std::uint64_t end = std::min<std::uint64_t>(faces.claimed_corners(), faces.readable);
     for (std::uint64_t corner = 0; corner < end; ++corner) {
@@ -34,7 +34,7 @@ std::uint32_t sum_counters(std::uint32_t vertex_count, std::uint32_t *counters) 
     return sum;
 }
 
-/// Writes each face to the next place of every vertex that its corners name.
+/// Writes each face to the next entry of every vertex that its corners refer to.
 void distribute_faces(const mesh_faces &faces, std::uint32_t vertex_count, std::uint32_t *next,
                       std::uint32_t *vertex_faces) {
     std::uint32_t corner = 0;
@@ -48,7 +48,7 @@ void distribute_faces(const mesh_faces &faces, std::uint32_t vertex_count, std::
 }
 
 /// Builds the vertices' face lists; false when there is no memory. The offsets from the second on are the counters:
-/// distribute_faces() moves each from its vertex's first place to the next vertex's, which is the value of that offset.
+/// distribute_faces() moves each from its vertex's first entry to the next vertex's, which is the value of that offset.
 bool list_vertex_faces(const mesh_faces &faces, ogawa_manifold &manifold) {
     const std::uint32_t vertex_count = manifold.vertex_count;
     const required_scratch<std::uint32_t> counters(heap_zeroed<std::uint32_t>(vertex_count));
@@ -61,15 +61,15 @@ bool list_vertex_faces(const mesh_faces &faces, ogawa_manifold &manifold) {
     const std::uint32_t place_count = sum_counters(vertex_count, ends);
     manifold.vertex_faces = heap_array<std::uint32_t>(place_count);
     if (manifold.vertex_faces == nullptr && place_count != 0) {
-        std::free(manifold.vertex_face_offsets); // the field deliberately stays as it is
+        std::free(manifold.vertex_face_offsets); // the field deliberately keeps its value
         return false;
     }
     distribute_faces(faces, vertex_count, ends, manifold.vertex_faces);
     return true;
 }
 
-/// Lists where each face's corners begin. Faces beyond the readable corners are empty, so that no offset leads
-/// beyond `face_vertices`.
+/// Lists where each face's corners begin. Faces after the readable corners are empty, so that no offset points past
+/// `face_vertices`.
 bool list_face_offsets(const mesh_faces &faces, ogawa_manifold &manifold) {
     std::uint32_t *const offsets = heap_array<std::uint32_t>(std::uint64_t{faces.count} + 1);
     manifold.face_offsets = offsets;

@@ -13,13 +13,13 @@
 namespace qel {
 namespace {
 
-/// Room for the keys of many neighbours: five for each face of the list. Every call allocates it.
+/// The number of keys that every call allocates: five for each face of the list.
 constexpr std::uint64_t keys_of(const face_list &list) {
     return std::uint64_t{5} * list.count;
 }
 
-/// Whether a face was visited just before. A face is listed once for each of its corners that names the vertex, but
-/// visited once: visits of all would be as many as the square of the corners.
+/// Whether face `i` of the list equals the previous one. A face is listed once for each of its corners that refers to
+/// the vertex, but visited once: visiting every entry would take quadratic time.
 inline bool repeats(const face_list &list, std::uint32_t i) {
     return i != 0 && list.faces[i] == list.faces[i - 1]; // the list ascends
 }
@@ -33,7 +33,7 @@ void for_each_face(const vertex_star &star, Visit visit) {
     }
 }
 
-/// How many corners of a star's faces name another vertex than the centre.
+/// The number of corners of a star's faces that refer to another vertex than the centre.
 std::uint64_t count_others(const vertex_star &star) {
     std::uint64_t count = 0;
     for_each_face(star, [&](std::uint32_t first, std::uint32_t last) {
@@ -43,17 +43,17 @@ std::uint64_t count_others(const vertex_star &star) {
     return count;
 }
 
-constexpr std::uint32_t max_on_stack = 48; // neighbours; only the centre of a large fan has more
+constexpr std::uint32_t max_on_stack = 48; // neighbours; only the centre of a large fan has more neighbours
 
-/// The vertices met so far in a walk over the faces of one vertex, which counts as met: a hash table with linear
-/// probing, in which that vertex stands in every free place.
+/// The vertices met so far in a walk over the faces of one vertex. An open-addressing table with linear probing. The
+/// centre counts as met and marks free slots.
 class met_vertices {
   public:
     explicit met_vertices(std::uint32_t centre) : centre_(centre) { std::fill_n(places_, size, centre); }
 
-    /// Whether a vertex was new. At most `max_on_stack` + 1 are, so that a free place is left.
+    /// Adds a vertex; false if it was met before. At most `max_on_stack` + 1 are added, so that a free slot is left.
     bool add(std::uint32_t vertex) {
-        std::uint32_t place = vertex * 0x9E3779B1u >> (32 - size_bits); // spreads the rows of a grid, too
+        std::uint32_t place = vertex * 0x9E3779B1u >> (32 - size_bits); // also spreads the rows of a grid
         while (places_[place] != vertex && places_[place] != centre_)
             place = (place + 1) % size;
         if (places_[place] == vertex) return false;
@@ -69,13 +69,13 @@ class met_vertices {
     std::uint32_t places_[size];
 };
 
-/// What one walk over a vertex's faces finds.
+/// The result of one walk over a vertex's faces.
 struct gathered {
     std::uint32_t count;   // neighbours, counted up to `max_on_stack` + 1
     std::uint64_t corners; // of the faces
 };
 
-/// Writes the vertices of a star's faces but the centre in the order of their first appearance.
+/// Writes the vertices of a star's faces, except the centre, in the order of their first appearance.
 gathered gather_few_others(vertex_star star, std::uint32_t *others) {
     gathered walk = {0, 0};
     met_vertices met(star.centre);
@@ -91,11 +91,11 @@ std::uint32_t vertex_of(std::uint64_t key) {
     return static_cast<std::uint32_t>(key);
 }
 
-/// Does the same for any number of vertices, and writes keys whose vertices vertex_of() returns. Returns how many.
+/// The same without a limit on the number of vertices; writes keys (see vertex_of()). Returns how many.
 ///
-/// A key holds a corner's vertex in its high half and the corner's place in its low half. Sorted by vertex, the first
-/// of equal ones is kept; with their halves exchanged and sorted again, the keys are in the order of their places. No
-/// choice of vertices makes that slow.
+/// A key holds a corner's vertex in its high half and the corner's position in its low half. The keys are sorted by
+/// vertex, and the first of equal vertices is kept; then the halves are exchanged and the keys sorted by position. The
+/// time does not depend on the choice of vertices.
 std::uint64_t gather_many_others(const vertex_star &star, std::uint64_t *keys) {
     std::uint64_t count = 0;
     for_each_face(star, [&](std::uint32_t first, std::uint32_t last) {
@@ -117,7 +117,7 @@ bool neighbors_plain(const vertex_star &star, std::uint32_t **neighbors, std::ui
     std::uint32_t few_others[max_on_stack + 1];
     const gathered walk = gather_few_others(star, few_others);
     const bool are_few = walk.count <= max_on_stack;
-    // More than for five a face only where faces are large and the keys are used.
+    // More than five keys per face are needed only if faces are large and the keys are used.
     std::uint64_t room = keys_of(star.list);
     if (!are_few && walk.corners > room) room = std::max(room, count_others(star));
     const required_scratch<std::uint64_t> keys(heap_array<std::uint64_t>(room));
@@ -143,7 +143,7 @@ constexpr __mmask16 first_corners(std::uint32_t count) {
 }
 
 /// Fills a register with the corners of up to four faces of up to four corners, a quarter each, and with the centre. A
-/// face that is listed twice changes neither which vertices there are nor their order. False if there is more.
+/// face that is listed twice changes neither the set of vertices nor their order. False for more or larger faces.
 QEL_TARGET_AVX512 inline bool gather_quarters(const vertex_star &star, __m512i centre, __m512i *corners) {
     if (star.list.count > corner_lanes / corner_quarter) return false;
     *corners = centre;
@@ -157,7 +157,7 @@ QEL_TARGET_AVX512 inline bool gather_quarters(const vertex_star &star, __m512i c
     return true;
 }
 
-/// Fills a register with the corners that name other vertices, and with the centre. False if there are more.
+/// Fills a register with the corners that refer to other vertices, and with the centre. False if they do not fit.
 QEL_TARGET_AVX512 bool gather_others(const vertex_star &star, __m512i centre, __m512i *corners) {
     *corners = centre;
     std::uint32_t gathered = 0;
@@ -178,7 +178,7 @@ QEL_TARGET_AVX512 bool gather_others(const vertex_star &star, __m512i centre, __
     return true;
 }
 
-/// Gathers the corners in one register, and asks it which lanes repeat an earlier one.
+/// Holds the corners in one register and finds the lanes that repeat an earlier lane (vpconflictd).
 QEL_TARGET_AVX512 bool neighbors_avx512(const vertex_star &star, std::uint32_t **neighbors,
                                         std::uint32_t *count) {
     const __m512i centre = _mm512_set1_epi32(static_cast<int>(star.centre));
@@ -187,14 +187,15 @@ QEL_TARGET_AVX512 bool neighbors_avx512(const vertex_star &star, std::uint32_t *
         return neighbors_plain(star, neighbors, count);
     const __mmask16 others = _mm512_cmpneq_epi32_mask(corners, centre);
     const __m512i equal_before = _mm512_maskz_conflict_epi32(others, corners);
-    const __mmask16 fresh = _mm512_mask_testn_epi32_mask(others, equal_before, equal_before);
-    const auto kept = static_cast<std::uint32_t>(__builtin_popcount(fresh));
+    const __mmask16 first_occurrences = _mm512_mask_testn_epi32_mask(others, equal_before, equal_before);
+    const auto kept = static_cast<std::uint32_t>(__builtin_popcount(first_occurrences));
 
     const required_scratch<std::uint64_t> keys(heap_array<std::uint64_t>(keys_of(star.list)));
     if (keys == nullptr) return false;
     std::uint32_t *const result = heap_array<std::uint32_t>(kept);
     if (result == nullptr) return false;
-    _mm512_mask_storeu_epi32(result, first_corners(kept), _mm512_maskz_compress_epi32(fresh, corners));
+    _mm512_mask_storeu_epi32(result, first_corners(kept),
+                             _mm512_maskz_compress_epi32(first_occurrences, corners));
     *neighbors = result;
     *count = kept;
     return true;
@@ -202,8 +203,8 @@ QEL_TARGET_AVX512 bool neighbors_avx512(const vertex_star &star, std::uint32_t *
 
 #endif
 
-/// `face_indices` of a mesh, from the address of its `face_counts`. The caller may have only the fields from the one to
-/// the other.
+/// `face_indices` of a mesh, from the address of its `face_counts`. The caller's record may hold only the fields from
+/// `face_counts` to `face_indices`.
 const std::uint32_t *face_indices_from(const void *faces) {
     constexpr std::size_t distance =
         offsetof(ogawa_polymesh, face_indices) - offsetof(ogawa_polymesh, face_counts);

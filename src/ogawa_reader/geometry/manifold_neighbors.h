@@ -9,7 +9,7 @@
 
 namespace qel {
 
-/// A vertex and where to find the corners of its faces.
+/// A vertex and the corners of its faces.
 struct vertex_star {
     std::uint32_t centre;
     face_list list;
@@ -17,8 +17,8 @@ struct vertex_star {
     const std::uint32_t *face_indices;
 };
 
-/// Allocates and lists the vertices of a star's faces but the centre, in the order of their first appearance. False,
-/// with nothing changed, when there is no memory.
+/// Allocates a list of the vertices of a star's faces, except the centre, in the order of their first appearance.
+/// False, with nothing changed, when there is no memory.
 using neighbors_function = bool(const vertex_star &star, std::uint32_t **neighbors, std::uint32_t *count);
 
 extern dispatched<neighbors_function> neighbors_kernel;

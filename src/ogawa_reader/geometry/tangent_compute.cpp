@@ -53,8 +53,8 @@ class uv_lookup {
         if (indices_ != nullptr && value_count_ == 0) value_count_ = no_bound;
     }
 
-    /// The value at the corner's index in a face-varying set with indices, else at its vertex; value 0 if that
-    /// number is missing or out of range.
+    /// The value at the corner's index in a face-varying set with indices, else at its vertex. A missing or
+    /// out-of-range number reads value 0.
     uv_pair at(std::uint32_t corner, std::uint32_t vertex) const {
         if (values_ == nullptr) return {0.0f, 0.0f};
         std::uint32_t number = vertex;
@@ -65,7 +65,7 @@ class uv_lookup {
     }
 
   private:
-    /// Where a record filled by hand does not say how many entries an array has.
+    /// For a record filled by hand that gives no length of an array.
     static constexpr std::uint64_t no_bound = std::numeric_limits<std::uint64_t>::max();
 
     const float *values_;
@@ -78,8 +78,8 @@ struct face_frame {
     vec3 tangent, bitangent;
 };
 
-/// The directions in which u and v grow on a triangle. Where the UVs span no area the vectors are very long, and the
-/// face counts all the same: the sums are normalized.
+/// The directions in which u and v grow on a triangle. If the UVs span no area the vectors are very long, but the face
+/// still counts: the sums are normalized.
 face_frame frame_of(const vec3 (&points)[3], const uv_pair (&uvs)[3]) {
     const vec3 e1 = points[1] - points[0], e2 = points[2] - points[0];
     const float du1 = uvs[1].u - uvs[0].u, dv1 = uvs[1].v - uvs[0].v;
@@ -104,8 +104,8 @@ bool find_face_frame(const ogawa_polymesh &mesh, const uv_lookup &uvs, std::uint
     return true;
 }
 
-/// Adds each face's vectors to all its vertices. A face of fewer than three corners adds nothing, nor does one of whose
-/// first three vertices one does not exist.
+/// Adds each face's vectors to all its vertices. A face of fewer than three corners adds nothing, nor does a face with
+/// an invalid vertex among its first three.
 void accumulate(const ogawa_polymesh &mesh, const uv_lookup &uvs) {
     if (mesh.positions == nullptr) return;
     const mesh_faces faces(mesh);
@@ -127,7 +127,7 @@ void accumulate(const ogawa_polymesh &mesh, const uv_lookup &uvs) {
     }
 }
 
-/// Makes vectors one unit long. A vector of length 1e-8 or less stays as it is, and so does one whose length is NaN.
+/// Normalizes vectors. A vector of length 1e-8 or less, or whose length is NaN, does not change.
 void normalize(float *vectors, std::uint32_t count) {
     float *const end = vectors + std::size_t{count} * components_per_vector;
     for (float *vector = vectors; vector != end; vector += components_per_vector) {
@@ -140,7 +140,7 @@ void normalize(float *vectors, std::uint32_t count) {
     }
 }
 
-/// Whether a set has this name. A field without a terminator is a name of all its characters.
+/// Whether a set has this name. In a field without a terminator all characters belong to the name.
 bool has_name(const ogawa_uv_set &set, const char *name) {
     for (const char character : set.name) {
         if (character != *name) return false;

@@ -15,12 +15,12 @@ struct face_list {
     std::uint32_t count;
 };
 
-/// Whether the offsets are freed memory: the build had faces to list, and no memory for the lists.
+/// Whether the offsets are freed memory: the build had faces to list and no memory for the lists.
 inline bool failed_half_way(const ogawa_manifold &manifold) {
     return manifold.vertex_faces == nullptr && manifold.face_offsets == nullptr && manifold.face_count != 0;
 }
 
-/// Finds a vertex's part; false if there is none. Where no vertex has a face, `vertex_faces` may be null.
+/// Finds a vertex's part; false if there is none. If no vertex has a face, `vertex_faces` may be null.
 inline bool find_faces(const ogawa_manifold *manifold, std::uint32_t vertex, face_list &list) {
     if (manifold == nullptr || vertex >= manifold->vertex_count) return false;
     if (manifold->vertex_face_offsets == nullptr || failed_half_way(*manifold)) return false;

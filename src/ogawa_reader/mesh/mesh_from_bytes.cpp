@@ -30,7 +30,7 @@ void read_normals(std::FILE *stream, const ogawa::extent &found, ogawa_polymesh 
         release(mesh->normals); // the count stays
 }
 
-/// Everything is read as triangles: one or two indices beyond a multiple of three stay unused.
+/// Reads all indices as triangles: one or two indices after a multiple of three stay unused.
 void read_indices(std::FILE *stream, const ogawa::extent &found, ogawa_polymesh *mesh) {
     if (found.size == 0) return;
     const std::uint64_t count = found.size / sizeof(std::uint32_t);
@@ -56,10 +56,10 @@ struct found_arrays {
     ogawa::extent indices;
 };
 
-/// Gives the whole stream to both searches in one pass.
+/// Runs both searches in one pass over the stream.
 found_arrays search(std::FILE *stream, std::uint32_t vertex_count) {
     constexpr std::size_t word_size = sizeof(std::uint32_t);
-    constexpr std::size_t overlap = 48; // a sample that one piece cuts is whole in the next
+    constexpr std::size_t overlap = 48; // a sample cut by the end of one piece is complete in the next
     static_assert(overlap + 1 >= normals_sample_size && overlap % word_size == 0);
     byte_window window(stream);
     normal_search normals(window.length());

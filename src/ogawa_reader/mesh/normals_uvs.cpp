@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Normals and UV sets, recognised by their bytes.
+// Finds normals and UV sets by their bytes.
 #include "qel_unit.h"
 
 #include "common/file.h"
@@ -15,13 +15,13 @@ namespace {
 
 enum class outcome { read, cut_short, no_memory };
 
-/// The UVs that the mesh search finds, else the longest block of UVs; 0/0 if neither finds any. Both test every size
-/// word, so one pass serves both.
+/// The UVs that the mesh search finds, else the longest block of UVs; size 0 if neither finds any. Both test every size
+/// word, so one pass does both searches.
 ogawa::extent find_uvs(const ogawa_archive *archive) {
     byte_window window(archive->file);
     ogawa_mesh_locations locations{};
     ogawa::extent longest{0, 0};
-    // block_at() tests for itself whether all of a block's first floats are before the file's end.
+    // block_at() checks that all tested floats of a block lie before the file's end.
     search_mesh_data(window, tested_bytes(uv_blocks), locations,
                      [&](const std::uint8_t *bytes, std::uint64_t at) {
                          keep_larger(longest, block_at(bytes, at, window.length(), uv_blocks));
@@ -29,7 +29,7 @@ ogawa::extent find_uvs(const ogawa_archive *archive) {
     return locations.uvs.size != 0 ? locations.uvs : longest;
 }
 
-/// Reads `count` floats into a new array. Where the stream ends before the last, the array is released again and null.
+/// Reads `count` floats into a new array. If the stream ends before the last, the array is released and null.
 outcome read_floats(std::FILE *stream, std::uint64_t at, std::uint64_t count, float **array) {
     *array = heap_array<float>(count);
     if (*array == nullptr) return outcome::no_memory;
@@ -50,7 +50,7 @@ std::int32_t ogawa_read_normals(const ogawa_archive *archive, const ogawa_object
                                 float **normals, std::uint32_t **indices, std::uint32_t *count,
                                 std::uint32_t *scope) {
     if (archive == nullptr || archive->file == nullptr) return OGAWA_READ_NORMALS_NOT_FOUND;
-    // The mesh search never finds normals, so it is left out.
+    // The mesh search never finds normals, so it is not run.
     const ogawa::extent block = find_longest_block(archive->file, unit_vector_blocks);
     if (block.size == 0) return OGAWA_READ_NORMALS_NOT_FOUND;
     *count = static_cast<std::uint32_t>(block.size / unit_vector_blocks.record_size);

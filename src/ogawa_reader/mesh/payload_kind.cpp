@@ -15,10 +15,10 @@ constexpr std::uint64_t min_triples_size = 10'001;
 constexpr std::uint64_t min_faces_size = 1001;
 constexpr std::uint64_t max_face_counts_size = 499'999;
 constexpr float min_position = 1.5f; // the largest of the first six floats is above it
-constexpr float max_normal = 1.1f;   // the largest of the first six floats of unit vectors, rounding included
+constexpr float max_normal = 1.1f;   // the largest of the first six floats of unit vectors, with a margin
 constexpr float max_coordinate = 50000.0f; // in magnitude
 
-/// The first twelve words of a payload, each a float or an unsigned integer as a test needs it.
+/// The first twelve words of a payload, each readable as a float or an unsigned integer.
 class payload_head {
   public:
     explicit payload_head(const std::uint8_t *bytes) { std::memcpy(bytes_, bytes, size); }
@@ -31,7 +31,7 @@ class payload_head {
     float real(std::size_t i) const { return load<float>(bytes_ + i * 4); }
     std::uint32_t word(std::size_t i) const { return load<std::uint32_t>(bytes_ + i * 4); }
 
-    /// False for a NaN, an infinity and what is too large.
+    /// False for a NaN and for magnitudes above max_coordinate.
     bool is_coordinate(std::size_t i) const { return std::fabs(real(i)) <= max_coordinate; }
 
     bool are_coordinates(std::size_t first, std::size_t end) const {
@@ -55,8 +55,8 @@ class payload_head {
     std::uint8_t bytes_[size];
 };
 
-/// A digest is noise: two of its four words are no coordinates. Where fewer show that, the size may: with the
-/// digest taken off, and only then, it is a whole number of triples.
+/// A payload begins with a digest if at least two of its first four words are not coordinates, or if its size without a
+/// digest is a whole number of triples and positions follow the digest.
 bool begins_with_digest(const payload_head &head, std::uint64_t size) {
     int noise_words = 0;
     for (std::size_t i = 0; i < 4; ++i)
@@ -90,7 +90,7 @@ void weigh_triples(const payload_head &head, const ogawa::extent &payload, mesh_
         keep_larger(best.positions, payload);
     else if (largest <= max_normal)
         keep_larger(best.normals, payload);
-    // In between it is neither.
+    // Between the two limits the payload is neither.
 }
 
 void weigh_faces(const payload_head &head, const ogawa::extent &payload, mesh_extents &best) {
@@ -102,8 +102,8 @@ void weigh_faces(const payload_head &head, const ogawa::extent &payload, mesh_ex
 
 } // namespace
 
-/// The first 48 bytes decide, taken from behind a digest where there is one: of a file that ends before, the last words
-/// stay those that were read with the digest.
+/// The first 48 bytes, or those after a digest, decide. If the file ends before the last of them, the missing words
+/// keep the values read with the digest.
 void classify_payload(std::FILE *stream, const ogawa::extent &payload, mesh_extents &best) {
     std::uint8_t bytes[payload_head::size + ogawa::digest_size];
     const std::size_t held = read_at(stream, payload.at, bytes, sizeof bytes);

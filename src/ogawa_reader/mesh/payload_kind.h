@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// What a data node's payload is, by its first words: positions, normals, face counts or face indices.
+// Classifies a data node's payload by its first words: positions, normals, face counts or face indices.
 #pragma once
 
 #include "ogawa_reader/container/container.h"
@@ -16,8 +16,8 @@ struct mesh_extents {
     ogawa::extent face_indices;
 };
 
-/// Keeps a node's payload, without its digest, as each kind of array that it may be and of which it is the largest so
-/// far. Payloads are longer than a digest.
+/// Keeps a node's payload, without its digest, for each kind of array that it may be, if it is the largest of that kind
+/// so far. Payloads are longer than a digest.
 void classify_payload(std::FILE *stream, const ogawa::extent &payload, mesh_extents &best);
 
 } // namespace qel

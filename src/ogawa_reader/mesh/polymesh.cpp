@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Reading a polygon mesh through the node tree, or else by a search of the bytes; releasing it.
+// Reads a polygon mesh through the node tree, or else by a search of the bytes, and releases it.
 #include "qel_unit.h"
 
 #include "common/bounds.h"
@@ -31,14 +31,14 @@ bool find_arrays(std::FILE *stream, mesh_extents &found) {
     return found.positions.size != 0;
 }
 
-/// Reads an array whole or not at all. Without memory the count stays beside a null array.
+/// Reads an array completely or not at all. Without memory the count stays and the array is null.
 template <class T>
 void read_array(std::FILE *stream, const ogawa::extent &place, std::uint64_t record_size, T *&array,
                 std::uint32_t &count) {
     if (place.size == 0) return;
     count = static_cast<std::uint32_t>(place.size / record_size);
     array = heap_array<T>(place.size / sizeof(T));
-    const auto size = static_cast<std::size_t>(place.size); // below 10 MB, as all listed nodes are
+    const auto size = static_cast<std::size_t>(place.size); // below 10 MB, as for all listed nodes
     if (array == nullptr || read_at(stream, place.at, array, size) == size) return;
     release(array);
     count = 0;
@@ -47,7 +47,7 @@ void read_array(std::FILE *stream, const ogawa::extent &place, std::uint64_t rec
 void read_arrays(std::FILE *stream, const mesh_extents &found, ogawa_polymesh *mesh) {
     read_array(stream, found.positions, ogawa::triple_size, mesh->positions, mesh->vertex_count);
     read_array(stream, found.normals, ogawa::triple_size, mesh->normals, mesh->normal_count);
-    if (found.normals.size != 0) mesh->normal_scope = OGAWA_SCOPE_FACE_VARYING; // also when cut short
+    if (found.normals.size != 0) mesh->normal_scope = OGAWA_SCOPE_FACE_VARYING; // also if incomplete
     read_array(stream, found.face_counts, sizeof(std::uint32_t), mesh->face_counts, mesh->face_count);
     read_array(stream, found.face_indices, sizeof(std::uint32_t), mesh->face_indices, mesh->face_index_count);
 }
@@ -103,7 +103,7 @@ ogawa_polymesh *ogawa_get_first_polymesh(ogawa_archive *archive) {
     ogawa_polymesh *mesh = heap_array<ogawa_polymesh>(1);
     if (mesh == nullptr) return nullptr;
     if (ogawa_read_polymesh(archive, &query, 0, mesh) != QEL_OK) {
-        std::free(mesh); // the arrays that it may hold are not released with it
+        std::free(mesh); // the arrays that it may own are not released
         return nullptr;
     }
 

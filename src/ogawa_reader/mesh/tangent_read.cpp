@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Tangents and bitangents of an archive: two blocks of unit vectors of one size.
+// Reads the tangents and bitangents of an archive: two blocks of unit vectors of the same size.
 #include "qel_unit.h"
 
 #include "common/file.h"
@@ -13,13 +13,13 @@ namespace qel {
 namespace {
 
 constexpr std::uint32_t stored_components = 3;
-constexpr std::uint32_t max_blocks = 32; // later ones are not looked at
+constexpr std::uint32_t max_blocks = 32; // later blocks are ignored
 
 struct block_pair {
     ogawa::extent tangents, bitangents;
 };
 
-/// The first block that is followed by one of its size, and the first such one.
+/// Finds the first block with a later block of the same size, and the first such later block.
 bool find_pair(std::FILE *stream, block_pair &pair) {
     ogawa::extent blocks[max_blocks];
     const std::uint32_t count = list_blocks(stream, unit_vector_blocks, blocks, max_blocks);
@@ -60,7 +60,7 @@ std::int32_t ogawa_read_tangent_frame(const ogawa_archive *archive, const ogawa_
     frame->tangents = heap_array<float>(float_count);
     frame->bitangents = heap_array<float>(float_count);
     if (frame->tangents == nullptr || frame->bitangents == nullptr) {
-        std::free(frame->tangents); // one is null; the fields deliberately stay as they are
+        std::free(frame->tangents); // one is null; the fields deliberately keep their values
         std::free(frame->bitangents);
         return OGAWA_READ_TANGENT_FRAME_NO_MEMORY;
     }

@@ -6,8 +6,7 @@
 namespace qel {
 namespace {
 
-constexpr std::uint64_t min_bytes_to_block_end =
-    24; // of the file from a size word on: the word and four floats
+constexpr std::uint64_t min_bytes_to_block_end = 24; // from a size word on: the word and four floats
 constexpr std::uint32_t max_block_size = 5'000'000;
 static_assert(max_block_size < size_word_end);
 
@@ -33,7 +32,7 @@ ogawa::extent block_at(const std::uint8_t *bytes, std::uint64_t at, std::uint64_
     const std::uint8_t *value_at = bytes + sizeof size;
     for (std::uint32_t i = 0; i < rule.tested_count; ++i, value_at += sizeof(float)) {
         const float value = load<float>(value_at);
-        if (!(value >= -rule.max_magnitude && value <= rule.max_magnitude)) return none; // a NaN, too
+        if (!(value >= -rule.max_magnitude && value <= rule.max_magnitude)) return none; // also for a NaN
     }
     return {at + sizeof size, size};
 }

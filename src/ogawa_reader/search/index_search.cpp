@@ -18,7 +18,7 @@ constexpr std::size_t word_size = sizeof(std::uint32_t);
 constexpr std::uint64_t min_run = 6; // words
 constexpr std::uint64_t max_run = 10'000'000;
 
-/// Bit i says of word i whether it is below `end`.
+/// Bit i is set if word i is below `end`, for 16 words.
 std::uint32_t mark_below(const std::uint8_t *words, std::uint32_t end) {
     std::uint32_t marks = 0;
 #if defined(__SSE2__)
@@ -45,7 +45,7 @@ void index_search::look(std::uint64_t at, const byte_view &view) {
     constexpr std::size_t at_once = 16 * word_size;
     std::size_t i = next_ > at ? static_cast<std::size_t>(next_ - at) : 0;
     while (i + word_size <= view.size) {
-        // With more than 4 vertices, 3 and 4 are below `vertex_count` and need no test of their own.
+        // With more than 4 vertices, 3 and 4 are below `vertex_count` and need no separate test.
         const bool many = i + at_once <= view.size && vertex_count_ > 4;
         std::size_t taken = 0;
         if (many) taken = take_many(at + i, mark_below(view.data + i, vertex_count_)) * word_size;
@@ -61,8 +61,8 @@ const ogawa::extent &index_search::finish() {
     return best_;
 }
 
-/// Takes words of which `marks` says for each of 16 whether it is below `vertex_count`; returns how many. In most data
-/// they are none, all, or too few in a row to matter.
+/// Takes up to 16 words; bit i of `marks` is set if word i is below `vertex_count`. Returns how many were taken: all,
+/// or if another run of `min_run` words begins among them, only those that continue the present run.
 std::size_t index_search::take_many(std::uint64_t at, std::uint32_t marks) {
     std::uint32_t taken = 0;
     if (length_ != 0) {
@@ -76,7 +76,7 @@ std::size_t index_search::take_many(std::uint64_t at, std::uint32_t marks) {
     static_assert(min_run == 6);
     if (six != 0) return taken;
     for (; (marks & 0x8000) != 0; marks <<= 1)
-        ++length_; // of a run that the next words may continue
+        ++length_; // a run that the next words may continue
     start_ = at + (16 - length_) * word_size;
     return 16;
 }
@@ -92,7 +92,7 @@ void index_search::take(std::uint64_t at, std::uint32_t word) {
     }
 }
 
-/// Keeps the run where it is longer than the longest so far.
+/// Keeps the run if it is longer than the longest so far.
 void index_search::end_run() {
     const std::uint64_t length = std::min(length_, max_run);
     if (length >= min_run) keep_larger(best_, {start_, length * word_size});

@@ -10,14 +10,14 @@
 
 namespace qel {
 
-/// Finds the longest run of words below `vertex_count` or equal to 3 or 4 (face sizes may be among them), the first of
-/// them below `vertex_count`, in a stream whose bytes it is given piece by piece; of equal runs the first. A run that
-/// starts inside another ends where that one ends and is never longer, so one pass is enough.
+/// Finds the longest run of words below `vertex_count` or equal to 3 or 4 (face sizes may be among them) whose first
+/// word is below `vertex_count`, in a stream that is passed piece by piece; of equal runs the first. A run that starts
+/// inside another ends with it and is never longer, so one pass suffices.
 class index_search {
   public:
     explicit index_search(std::uint32_t vertex_count) : vertex_count_(vertex_count) {}
 
-    /// Tests every whole word from `at` (a multiple of 4) on that has not been tested.
+    /// Tests every whole word from `at` (a multiple of 4) on that was not tested before.
     void look(std::uint64_t at, const byte_view &view);
 
     /// Ends the search; size 0 if no run is long enough.
@@ -29,7 +29,7 @@ class index_search {
     void end_run();
 
     std::uint32_t vertex_count_;
-    std::uint64_t next_ = 0;   // the first offset that has not been tested
+    std::uint64_t next_ = 0;   // the first offset not tested yet
     std::uint64_t start_ = 0;  // of the present run
     std::uint64_t length_ = 0; // words of the present run, 0 outside of any run
     ogawa::extent best_ = {0, 0};

@@ -25,7 +25,7 @@ void weigh_vectors(const float *f, const ogawa::extent &payload, ogawa_mesh_loca
     if (!small(f[0]) || !small(f[1]) || !small(f[2]) || payload.size < min_vectors_size) return;
     if (payload.size % 12 == 0 && std::fabs(f[0]) < 10000.0f) keep_larger(best->positions, payload);
     const auto like_uv = [](float value) { return value >= -10.0f && value <= 10.0f; };
-    // What has just been taken as positions is not taken as UVs as well.
+    // A payload that has just been kept as positions is not kept as UVs.
     if (payload.size % 8 == 0 && like_uv(f[0]) && like_uv(f[1]) && payload.at != best->positions.at)
         keep_larger(best->uvs, payload);
 }

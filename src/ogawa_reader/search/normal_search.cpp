@@ -17,10 +17,10 @@ namespace {
 
 constexpr std::uint64_t min_normals_size = 10'001;
 constexpr std::uint64_t max_normals_size = 1'999'999;
-constexpr std::uint64_t min_bytes_behind_normals = 100; // of the file from a block's first byte on
+constexpr std::uint64_t end_margin = 100; // no size word is tested in the last bytes of the file
 constexpr std::size_t triples_at = sizeof(std::uint64_t) + ogawa::digest_size;
 
-/// False as well where a component is beyond 1.1 in magnitude, infinite or no number.
+/// False also for a component that exceeds 1.1 in magnitude, is infinite or NaN.
 bool like_unit_vector(const float *v) {
     const float length = std::sqrt(v[0] * v[0] + v[1] * v[1] + v[2] * v[2]);
     return length > 0.95f && length < 1.05f;
@@ -36,11 +36,11 @@ bool holds_normals(const std::uint8_t *bytes, std::uint64_t size) {
     return like_unit_vector(sample) && like_unit_vector(sample + 3);
 }
 
-constexpr std::size_t offsets_at_once = 57; // whose size words take 64 bytes
+constexpr std::size_t offsets_at_once = 57; // their size words span 64 bytes
 
-/// Bit i says whether a size of normals may be at byte i: its five high bytes are 0 and the two below are not both.
+/// Bit i is set if a size of normals may be at byte i: bytes 3 to 7 of the word are 0, and byte 1 or byte 2 is not.
 std::uint64_t mark_sizes(const std::uint8_t *bytes) {
-    std::uint64_t zeros = 0; // bit i says whether byte i is 0
+    std::uint64_t zeros = 0; // bit i is set if byte i is 0
 #if defined(__SSE2__)
     const auto among_16 = [bytes](std::size_t i) {
         const __m128i some = _mm_loadu_si128(reinterpret_cast<const __m128i *>(bytes + i));
@@ -52,16 +52,15 @@ std::uint64_t mark_sizes(const std::uint8_t *bytes) {
     for (std::size_t i = 0; i < 64; ++i)
         zeros |= std::uint64_t{bytes[i] == 0} << i;
 #endif
-    const std::uint64_t two = zeros & zeros >> 1,
-                        five = two & two >> 2 & zeros >> 4; // so many from byte i on
+    const std::uint64_t two = zeros & zeros >> 1, five = two & two >> 2 & zeros >> 4; // zeros from byte i on
     return five >> 3 & ~(two >> 1);
 }
 
 } // namespace
 
-/// A file shorter than the margin has no margin: it ends before a block's sample does.
+/// A file shorter than the margin has no margin: every offset whose sample it holds is tested.
 normal_search::normal_search(std::uint64_t length)
-    : end_(length < min_bytes_behind_normals ? length : length - min_bytes_behind_normals) {}
+    : end_(length < end_margin ? length : length - end_margin) {}
 
 void normal_search::look(std::uint64_t at, const byte_view &view) {
     if (view.size < normals_sample_size || at >= end_) return;

@@ -10,17 +10,17 @@
 
 namespace qel {
 
-/// A size word, a digest and the two triples that are tested.
+/// The size of a size word, a digest and the two tested triples.
 inline constexpr std::size_t normals_sample_size =
     sizeof(std::uint64_t) + ogawa::digest_size + 2 * ogawa::triple_size;
 
-/// Finds the longest block of normals, the first of equal ones, in a stream whose bytes it is given piece by piece.
+/// Finds the longest block of normals, the first of equal ones, in a stream that is passed piece by piece.
 class normal_search {
   public:
-    /// For a stream of `length` bytes.
+    /// `length` is the stream's, in bytes.
     explicit normal_search(std::uint64_t length);
 
-    /// Tests every offset from `at` on that has not been tested and whose sample is in the view.
+    /// Tests every offset from `at` on that was not tested before and whose sample is in the view.
     void look(std::uint64_t at, const byte_view &view);
 
     /// The normals of the block, without the digest; size 0 if there is none.
@@ -30,7 +30,7 @@ class normal_search {
     void test(std::uint64_t at, const std::uint8_t *bytes);
 
     std::uint64_t end_;      // offsets from here on are not tested
-    std::uint64_t next_ = 0; // the first offset that has not been tested
+    std::uint64_t next_ = 0; // the first offset not tested yet
     ogawa::extent best_ = {0, 0};
 };
 

@@ -12,20 +12,20 @@
 namespace qel {
 namespace {
 
-constexpr std::uint64_t scan_end = 2048; // no size word is looked for at this offset or later
+constexpr std::uint64_t scan_end = 2048; // size words at this offset or later are ignored
 constexpr std::uint64_t min_positions_size = 12'012;
 constexpr std::uint64_t max_positions_size = 9'999'999;
 constexpr std::uint32_t min_triples = 100;
 constexpr std::size_t sample_floats = 18;
-constexpr std::size_t tested_floats = 16; // of the sample, the last two are not looked at
+constexpr std::size_t tested_floats = 16; // the last two floats of the sample are not tested
 constexpr std::size_t sample_bytes = sizeof(std::uint64_t) + sample_floats * sizeof(float);
 
-/// False for NaN and the infinities too.
+/// False also for NaN and the infinities.
 bool in_range(float value) {
     return std::fabs(value) <= 10000.0f;
 }
 
-/// Neither noise nor a zero.
+/// In range and not near zero.
 bool plausible(float value) {
     return in_range(value) && std::fabs(value) >= 0.0001f;
 }
@@ -37,7 +37,8 @@ bool all_in_range(const float *first, const float *last) {
     return true;
 }
 
-/// Whether a payload begins with four words of noise and goes on with two triples that are not near the origin.
+/// Whether a payload begins with a digest: at most one of its first four words is plausible, and two triples in range
+/// and not near the origin follow.
 bool begins_with_digest(const float *sample) {
     int plausible_words = 0;
     for (int i = 0; i < 4; ++i)
@@ -49,7 +50,7 @@ bool begins_with_digest(const float *sample) {
            sum_of_magnitudes(sample + 4) > 1.0f && sum_of_magnitudes(sample + 7) > 1.0f;
 }
 
-/// The triples in a payload of `size` bytes, from its first byte on.
+/// The extent of the triples in a payload of `size` bytes, relative to its first byte.
 ogawa::extent triples_in(const float *sample, std::uint64_t size) {
     const auto whole_triples = [](std::uint64_t bytes) { return bytes - bytes % ogawa::triple_size; };
     if (begins_with_digest(sample)) return {ogawa::digest_size, whole_triples(size - ogawa::digest_size)};
@@ -57,7 +58,7 @@ ogawa::extent triples_in(const float *sample, std::uint64_t size) {
     return {ogawa::triple_size, whole_triples(size) - ogawa::triple_size};
 }
 
-/// Whether the sample, from float `first` on, could be coordinates: in range, and not all of them near zero.
+/// Whether the tested floats from `first` on could be coordinates: all in range, and not all near zero.
 bool looks_like_coordinates(const float *sample, std::size_t first) {
     bool any_above_zero = false;
     for (std::size_t i = first; i < tested_floats; ++i) {
@@ -107,7 +108,7 @@ qel_status ogawa_scan_positions(const ogawa_archive *archive, float **positions,
     *positions = heap_array<float>(found.size / sizeof(float));
     if (*positions == nullptr) return OGAWA_READ_POSITIONS_NO_MEMORY;
 
-    // The size word may promise more than the file holds.
+    // The size word may exceed the bytes that the file holds.
     const std::size_t bytes =
         read_at(archive->file, found.at, *positions, static_cast<std::size_t>(found.size));
     *count = keep_triples_in_range(*positions, bytes / ogawa::triple_size);

@@ -10,10 +10,10 @@ namespace qel {
 
 /// Reads the largest array of float triples whose size word is before offset 2048. The archive is open.
 ///
-/// QEL_OK: `*positions` holds `*count` triples for the caller to free, in range all of them.
-/// OGAWA_READ_POSITIONS_NOT_FOUND: nothing was found and the outputs are untouched, or nothing could be read or kept;
-/// then `*count` is 0 and `*positions` is the caller's to free. OGAWA_READ_POSITIONS_NO_MEMORY: `*count` is what was
-/// found.
+/// QEL_OK: `*positions` holds `*count` triples, all of them in range; the caller frees it.
+/// OGAWA_READ_POSITIONS_NOT_FOUND: no array was found and the outputs are unchanged; or nothing could be read, or no
+/// triple is in range: then `*count` is 0 and the caller frees `*positions`. OGAWA_READ_POSITIONS_NO_MEMORY: `*count`
+/// is the number of triples found.
 qel_status ogawa_scan_positions(const ogawa_archive *archive, float **positions, std::uint32_t *count);
 
 } // namespace qel

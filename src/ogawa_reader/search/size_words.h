@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Where size words may stand in an archive's bytes: what the searches for arrays have in common.
+// Finds the possible size words in an archive's bytes, for all searches for arrays.
 #pragma once
 
 #include "common/bits.h"
@@ -19,12 +19,11 @@ namespace qel {
 inline constexpr std::size_t size_word_step = 4; // arrays are 4-byte aligned, not always 8
 inline constexpr std::uint32_t steps_at_once = 16;
 
-/// All sizes that a search accepts are below it.
+/// Every size that a search accepts is below it.
 inline constexpr std::uint64_t size_word_end = std::uint64_t{1} << 24;
 
-/// Bit i says whether a size word may stand at step i: it then has zeros in its bytes 3 to 6 (7 is left to the caller),
-/// and its lower half is not 0. Values and indices hardly ever look like that. Looks at 4 bytes more than the steps
-/// take.
+/// Bit i is set if a size word may be at step i: its bytes 3 to 6 are zero (the caller checks byte 7), and its lower
+/// half is not 0. Values and indices rarely match. Reads 4 bytes past the last step.
 inline std::uint32_t mark_size_words(const std::uint8_t *bytes) {
     std::uint32_t marks = 0;
 #if defined(__SSE2__)
@@ -49,8 +48,8 @@ inline std::uint32_t mark_size_words(const std::uint8_t *bytes) {
     return marks;
 }
 
-/// Calls `look` with the place of every size word among `count` steps, and of some other words, until it returns
-/// false; returns whether it never did. Behind the last step's beginning there are at least 8 bytes.
+/// Calls `look` with the offset of every size word among `count` steps, and of some other words, until it returns
+/// false; returns false if it did. At least 8 bytes follow the start of the last step.
 template <class Look>
 bool look_at_size_words(const std::uint8_t *bytes, std::size_t count, Look look) {
     std::size_t i = 0;
@@ -64,14 +63,14 @@ bool look_at_size_words(const std::uint8_t *bytes, std::size_t count, Look look)
     return true;
 }
 
-/// Calls `look(bytes, offset)` with every size word, and some other words, of a stream from its header's end on, in the
-/// order in which they stand, until it returns false. From the word's first byte on there are `wanted` bytes, near the
-/// stream's end fewer, but never less than `least` (8 or more).
+/// Calls `look(bytes, offset)` with every size word, and some other words, of a stream from its header's end on, in
+/// file order, until it returns false. `wanted` bytes are readable from the word's first byte on; fewer near the
+/// stream's end, but never fewer than `min_bytes` (at least 8).
 template <class Look>
-void for_each_size_word(byte_window &window, std::size_t least, std::size_t wanted, Look look) {
+void for_each_size_word(byte_window &window, std::size_t min_bytes, std::size_t wanted, Look look) {
     for (std::uint64_t at = ogawa::header_size;;) {
         const byte_view view = window.at(at, wanted);
-        const std::size_t held = view.size < wanted ? least : wanted;
+        const std::size_t held = view.size < wanted ? min_bytes : wanted;
         if (view.size < held) return;
         const std::size_t count = (view.size - held) / size_word_step + 1;
         const bool all = look_at_size_words(
