@@ -1,13 +1,13 @@
 #!/usr/bin/env bash
-# Checks that programs built with an earlier release of this major version go on: its headers, its functions and its
+# Checks that programs built with an earlier release of this major version keep working: its headers, functions and
 # records are kept, its headers compile against the new libraries, and the new headers against its libraries.
-# packaging/interface has a folder for each release: its headers, and what abidw tells of its libraries on x86-64.
-# Another major version has other SONAMEs, and is not compared.
-# Usage: scripts/abi.sh [--write]     (--write makes the folder of the version that stands here, before it is released)
+# packaging/interface has a folder for each release: its headers, and abidw's dumps of its libraries on x86-64.
+# Another major version has other SONAMEs and is not compared.
+# Usage: scripts/abi.sh [--write]     (--write makes the folder of the present version, before its release)
 source "$(dirname "$0")/lib.sh"
 need "${build_packages[@]}" gcc git abigail-tools
-# The preset that keeps functions of equal code apart: of two at one place, abidw tells of one.
-export CCACHE_DISABLE=1 # scripts/stack.sh works in the same folder
+# The preset that does not merge functions of equal code: of two at one address, abidw records only one.
+export CCACHE_DISABLE=1 # scripts/stack.sh uses the same folder
 cmake --preset stack >/dev/null
 cmake --build --preset stack >/dev/null
 readonly built=build/stack/src harbour=examples/data/harbour.abc
@@ -16,7 +16,7 @@ trap 'rm -rf "$scratch"' EXIT
 version=$(scripts/interface.py --version)
 readonly scratch version
 
-# dump LIBRARY HEADERS FILE: what callers can see of a library.
+# dump LIBRARY HEADERS FILE: the interface of a library.
 dump() {
     abidw --exported-interfaces-only --drop-private-types --headers-dir "$2" --no-corpus-path --no-comp-dir-path \
         --no-show-locs --no-elf-needed --no-parameter-names --type-id-style hash "$1" |
@@ -24,7 +24,7 @@ dump() {
     ! grep "path='/" "$3" || { echo "the dump of $1 names folders of this machine" >&2; exit 1; }
 }
 
-# runs HEADERS LIBRARIES: the programs in C, compiled with the one and run with the other.
+# runs HEADERS LIBRARIES: compiles the programs in C with the headers and runs them with the libraries.
 runs() {
     local program libraries
     for program in unit_round_trip archive_mesh; do
@@ -37,7 +37,7 @@ runs() {
     LD_LIBRARY_PATH=$2 "$scratch/archive_mesh" "$harbour" >/dev/null
 }
 
-# old_libraries VERSION: builds those of a release from its tag into the scratch folder.
+# old_libraries VERSION: builds the libraries of a release from its tag into the scratch folder.
 old_libraries() {
     mkdir "$scratch/$1"
     git archive "v$1" | tar -x -C "$scratch/$1"
@@ -70,14 +70,14 @@ for folder in packaging/interface/"${version%%.*}".*/; do
     echo "$release: programs built with its headers run with these libraries"
     if [ "$(uname -m)" = x86_64 ]; then
         for library in qel_unit qel_archive; do
-            # It ends with 0 where it cannot read a dump: no news is good news, and nothing else is.
+            # It also exits with 0 if it cannot read a dump: only empty output means that nothing was broken.
             abidiff --no-added-syms "$folder/lib$library.abi" "$scratch/lib$library.abi" >"$scratch/news" 2>&1 || true
             [ ! -s "$scratch/news" ] || { cat "$scratch/news" >&2; echo "lib$library breaks programs built with $release" >&2; exit 1; }
         done
         echo "$release: its functions and records are those of these libraries"
     fi
     if [ "$release" = "$version" ]; then
-        continue # the libraries of the release are these
+        continue # these are the release's libraries
     elif git rev-parse -q --verify "refs/tags/v$release" >/dev/null; then
         old_libraries "$release"
         runs include "$scratch/$release/build/src"

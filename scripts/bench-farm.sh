@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# Measures what the farm costs, simulates how it grows, and writes the figures and the picture of docs/farm.md. Asserts nothing.
+# Measures the overhead of the farm, simulates its scaling, and writes the figures and the picture of docs/farm.md.
+# Asserts nothing.
 # Usage: scripts/bench-farm.sh [ARCHIVES]     (none: 10,000, which take some minutes)
 source "$(dirname "$0")/lib.sh"
 need "${build_packages[@]}" libcli11-dev zlib1g-dev python3-distributed python3-dask python3-numpy python3-matplotlib

@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
-# Builds the benchmarks and measures how the time of jobs grows: each at seven sizes from a thousand elements on. A whole run
-# writes the table of docs/growth.md, the points (bench/growth.json) and a chart of each job (docs/images/growth), after it has
-# waited for an idle machine as scripts/bench.sh does.
-# Usage: scripts/bench-growth.sh [FILTER]   only the jobs that the regular expression matches; nothing is written
+# Builds the benchmarks and measures how the time of jobs grows: each at seven sizes from a thousand elements on. A
+# whole run waits for an idle machine like scripts/bench.sh, then writes the table of docs/growth.md, the points
+# (bench/growth.json) and a chart of each job (docs/images/growth). Usage: scripts/bench-growth.sh [FILTER]   only the
+# jobs that match the regular expression; nothing is written
 #        scripts/bench-growth.sh --quick    the smallest size, one round, charts into a folder that is removed
 #        scripts/bench-growth.sh --charts   only draws the charts again, from the points
 # Files are made below TMPDIR: up to 6 GB of them; a job takes up to 8 GiB of memory.
@@ -11,7 +11,7 @@ need "${build_packages[@]}" libbenchmark-dev libboost1.81-dev libeigen3-dev pyth
 export PYTHONDONTWRITEBYTECODE=1
 program=build/bench/bench/qel_unit_bench results=build/bench/growth-results.json
 page=docs/growth.md points=bench/growth.json charts=docs/images/growth
-draw() { /usr/bin/python3 bench/charts.py "$@"; } # Debian's own: that one has Matplotlib
+draw() { /usr/bin/python3 bench/charts.py "$@"; } # Debian's Python, which has Matplotlib
 if [ "${1:-}" = --charts ]; then
     draw "$points" "$charts"
     exit

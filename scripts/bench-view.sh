@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Installs Chromium, builds the tool qel and measures its pages in it; prints a table as docs/tool.md has it.
+# Installs Chromium, builds the tool qel and measures its pages in Chromium; prints the table of docs/tool.md.
 # Usage: scripts/bench-view.sh [FILE...]   sheets of up to 15 million triangles and the example archives, or these files
 #        ROUNDS=5 SHEETS="225 708"         rounds of each file (3), and vertices on a side of the sheets
 files=()

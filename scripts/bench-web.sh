@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # Measures each golden job natively and in WebAssembly under Node, without and with SIMD128, and writes the table of
-# docs/web.md, after it has waited for an idle machine as scripts/bench.sh does: the best of 15 measurements, each of which
-# repeats the job until a millisecond has passed. Builds what it needs.
-# Usage: scripts/bench-web.sh            half a minute beside the builds
+# docs/web.md: the best of 15 measurements, each of which repeats the job until a millisecond has passed. Waits for an
+# idle machine first, like scripts/bench.sh. Builds what it needs. Usage: scripts/bench-web.sh            half a minute
+# without the builds
 #        scripts/bench-web.sh --quick    does not wait and writes nothing
 source "$(dirname "$0")/lib.sh"
 need "${build_packages[@]}" googletest emscripten node-acorn

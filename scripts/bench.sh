@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
-# Builds the benchmarks, runs them and prints the table; a whole run also writes it into docs/benchmarks.md. It waits up to
-# five minutes for a load average below 0.3 and writes "busy" into the page where that did not come.
-# Usage: scripts/bench.sh [FILTER]   only the rows that the regular expression matches; nothing is written
-#        scripts/bench.sh --quick    tiny inputs, one round: shows that every row runs; nothing is written
+# Builds the benchmarks, runs them and prints the table; a whole run also writes it into docs/benchmarks.md. It waits up
+# to five minutes for a load average below 0.3; if the load stays above, it writes "busy" into the page. Usage:
+# scripts/bench.sh [FILTER]   only the rows that match the regular expression; nothing is written
+#        scripts/bench.sh --quick    tiny inputs, one round: checks that every row runs; nothing is written
 # Files are made below TMPDIR.
 source "$(dirname "$0")/lib.sh"
 need "${build_packages[@]}" libbenchmark-dev libboost1.81-dev libeigen3-dev python3

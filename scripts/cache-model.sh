@@ -1,12 +1,12 @@
 #!/usr/bin/env bash
-# What lookups and nearest queries in a unit of a million tokens ask of the memory, by callgrind's model of caches: 32 KiB
-# beside the processor, 32 MiB behind it. Counts, not times: the same on a busy machine, and where a processor shows
-# no counters of its own. Writes the table "cache" of docs/benchmarks.md.
+# Counts the cache misses of lookups and nearest queries in a unit of a million tokens, by callgrind's cache model: a
+# first level of 32 KiB, a last level of 32 MiB. Counts do not depend on the load of the machine and need no hardware
+# counters. Writes the table "cache" of docs/benchmarks.md.
 # Usage: scripts/cache-model.sh [--print]    (--print: writes nothing)
 source "$(dirname "$0")/lib.sh"
 need "${build_packages[@]}" libbenchmark-dev libboost1.81-dev libeigen3-dev valgrind
 export PYTHONDONTWRITEBYTECODE=1
-tokens=1000000 calls=20000 # in each of three rounds; a tenth of them for nearest queries
+tokens=1000000 calls=20000 # per round, of three rounds; a tenth of them for nearest queries
 cmake --preset bench >/dev/null
 cmake --build --preset bench --target qel_users_bench >/dev/null
 scratch=$(mktemp -d)

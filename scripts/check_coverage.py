@@ -2,10 +2,9 @@
 # SPDX-License-Identifier: MIT
 """Prints the coverage that gcovr measured and compares it with tests/coverage_exceptions.txt.
 
-Fails when a line was not run, a branch was not taken that the list does not have, or the list has one that was. A
-block of the list is a source ("file PATH"), a line of it without its indentation ("- …"), how many branches of it
-are not taken where that is not one ("-3 …", or "-* …" where it depends on the processor), and why they cannot be
-("= …").
+Fails if a line was not run, if a branch that the list does not name was not taken, or if one that it names was taken.
+A block of the list has a source ("file PATH"), a line of it without its indentation ("- …", or with the number of
+untaken branches "-3 …", or "-* …" if it depends on the processor), and the reason why they cannot be taken ("= …").
 """
 
 import json
@@ -18,7 +17,7 @@ EXCEPTIONS = ROOT / "tests" / "coverage_exceptions.txt"
 
 
 def read_exceptions():
-    """How many branches of which line of a source are not taken."""
+    """The number of untaken branches by line of a source."""
     exceptions = {}
     source = key = None
     for number, text in enumerate(EXCEPTIONS.read_text().splitlines(), 1):

@@ -1,10 +1,10 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: MIT
-"""Checks that the headers keep what earlier releases of the same major version declared: each function, its types and
-its codes, each record to its last field, each number. Something may be added, but not to a record, which callers
-allocate.
+"""Checks that the headers keep the declarations of earlier releases of the same major version: each function, its types
+and its codes, each record to its last field, each number. Declarations may be added, but no fields, since callers
+allocate the records.
 
-Usage: scripts/check_interface.py    (prints what was broken; exit code 1 if there is something)
+Usage: scripts/check_interface.py    (prints each broken declaration; exit code 1 if there is one)
 """
 import pathlib
 import sys
@@ -17,7 +17,7 @@ RELEASES = interface.ROOT / "packaging" / "interface"
 
 
 def broken(old: Header, new: Header) -> Iterator[str]:
-    """What a program that was written for the old header would miss in the new one."""
+    """The declarations of the old header that are missing or different in the new one."""
     functions = {function.name: function for function in new.functions}
     for function in old.functions:
         if function.name not in functions:
@@ -46,7 +46,7 @@ def broken(old: Header, new: Header) -> Iterator[str]:
 
 
 def kept_releases() -> List[pathlib.Path]:
-    """Those that the present version must not break."""
+    """The releases that the present version must not break."""
     major = interface.version().partition(".")[0]
     return sorted(RELEASES.glob(major + ".*"))
 

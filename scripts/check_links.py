@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: MIT
-"""Checks that every local link, picture, script and style sheet of a folder of HTML pages leads to something.
+"""Checks that the target of every local link, picture, script and style sheet of a folder of HTML pages exists.
 
 Usage: scripts/check_links.py FOLDER    (prints each broken link; exit code 1 if there is one)
 """
@@ -12,7 +12,7 @@ import urllib.parse
 
 
 class Page(html.parser.HTMLParser):
-    """The links of a page and the places in it that links can lead to."""
+    """The links of a page and its anchors."""
 
     def __init__(self, path):
         super().__init__()
@@ -27,7 +27,7 @@ class Page(html.parser.HTMLParser):
 
 
 def tree_links(folder):
-    """What the tree beside the pages links to: its data are arrays of JavaScript."""
+    """The links of the navigation tree, whose data are JavaScript arrays."""
     text = "".join(path.read_text(encoding="utf-8") for path in [*folder.glob("navtreedata.js"), *folder.glob("menudata.js")])
     return set(re.findall(r"[\"']([^\"'\s]+\.html(?:#[^\"'\s]*)?)[\"']", text))
 

@@ -1,13 +1,13 @@
 #!/usr/bin/env bash
-# Fails when a built library holds a fused multiply-add: it rounds once where the results round twice, so the same
-# call would give other bits on other machines. First makes sure that such an instruction would be seen.
-# Usage: scripts/check_no_fma.sh [LIBRARY...]   (another platform's: with its compiler and objdump in CXX and OBJDUMP)
+# Fails if a built library holds a fused multiply-add: it rounds once, the results are defined with two roundings, so
+# the same call would give other bits on other machines. First checks that such an instruction would be found. Usage:
+# scripts/check_no_fma.sh [LIBRARY...]   (for another platform: with its compiler and objdump in CXX and OBJDUMP)
 source "$(dirname "$0")/lib.sh"
 need binutils g++
 libraries=("$@")
 [ $# -gt 0 ] || libraries=(build/release/src/lib{qel_unit,qel_archive}.so)
 
-# fused OBJECT: its fused instructions, x86-64 or arm64, one a line.
+# fused OBJECT: its fused instructions, x86-64 or arm64, one per line.
 fused() {
     "${OBJDUMP:-objdump}" --disassemble --no-show-raw-insn "$1" |
         grep -P '^\s*[0-9a-f]+:\t(vfn?m(add|sub)|fn?m(add|sub|ad|sb)\b|fn?ml[as]l?2?\b|vfn?m[as]\b)' || true

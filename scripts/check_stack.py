@@ -3,12 +3,12 @@
 """Adds up the stack frames along every path of calls below each function of the interface.
 
 Usage: scripts/check_stack.py BUILD [EXPORTS]...
-    BUILD is one with gcc's -fcallgraph-info=su (scripts/stack.sh makes it); EXPORTS are the linker's lists of the
-    functions to look at, without which those of the project's libraries are.
+    BUILD was built with gcc's -fcallgraph-info=su (see scripts/stack.sh). EXPORTS are linker lists of the functions to
+    examine; by default those of the project's libraries.
 
-Prints the ten functions that need most, with their deepest path, and fails when one needs more than the ceiling. What
-is not the project's own code is given an allowance. Fails as well where no sum is possible: a frame without a bound, a
-recursion that RECURSIONS does not bound, a function outside that OUTSIDE does not know.
+Prints the ten functions that need most, with their deepest path, and fails if one needs more than the ceiling. Code
+outside of the project is counted as a fixed allowance. Also fails if no sum is possible: a frame without a bound, a
+recursion that RECURSIONS does not bound, an outside function that is not in OUTSIDE.
 """
 
 import collections
@@ -22,18 +22,18 @@ EXPORTS = [  # of each library
     ROOT / "src" / "qel_archive" / "exports.map",
 ]
 CEILING = 32 << 10
-ALLOWANCE = 8 << 10  # for the deepest call of the C library, the loader's binding of its name included
-# Functions outside, none of which calls back.
+ALLOWANCE = 8 << 10  # for the deepest call of the C library, including the loader's binding of its name
+# Outside functions; none of them calls back.
 OUTSIDE = set("""
     __errno_location aligned_alloc calloc close fclose ferror fopen64 fread free fseeko64 fstat64 ftello64 fwrite
     lstat64 madvise malloc memchr memcmp memcpy memmove memset mmap64 munmap open64 pread64 realloc remove rename rewind
     ilogb rmdir scalbn setvbuf sincos snprintf strcmp strcspn strlen strncmp strspn strstr time unlink
 """.split())
-# How deep a function that calls itself goes, by a part of its name.
+# The greatest depth of each recursive function, by a part of its name.
 RECURSIONS = {
-    "position_table4grow": 2,  # a larger table takes the entries without growing
+    "position_table4grow": 2,  # the larger table does not grow while it takes the entries
     "node_walk": 21,  # max_depth and the root of the walk
-    "__introsort_loop": 64,  # twice the halvings of fewer than 2^32 elements; then it turns to a heap
+    "__introsort_loop": 64,  # twice log2 of fewer than 2^32 elements; then it uses a heap sort
 }
 NODE = re.compile(r'node: \{ title: "(.*?)" label: "(.*?)"( shape : ellipse)? \}')
 EDGE = re.compile(r'edge: \{ sourcename: "(.*?)" targetname: "(.*?)"')
@@ -41,7 +41,7 @@ FRAME = re.compile(r"(\d+) bytes \((.*?)\)")
 
 
 class Graph:
-    """All functions of a build: their frames and whom they call."""
+    """All functions of a build: their frames and the functions that they call."""
 
     def __init__(self, build):
         self.frames = {}
@@ -51,7 +51,7 @@ class Graph:
         self.files = collections.defaultdict(set)  # the functions of each translation unit
         self.problems = []
         self.depths = {}
-        self.times = collections.Counter()  # how often a function that calls itself stands in a path
+        self.times = collections.Counter()  # how often a recursive function occurs in a path
         files = sorted(build.rglob("*.ci"))
         if not files:
             sys.exit(f"{build} holds no call graph")
@@ -75,7 +75,7 @@ class Graph:
                 self.calls[edge[1]].add(edge[2].lstrip("*"))
 
     def reaches(self, start):
-        """All functions below one, itself only where it recurs."""
+        """All functions below one; itself only if it is recursive."""
         below, rest = set(), [start]
         while rest:
             for name in self.own_calls.get(self.resolve(rest.pop()), ()):
@@ -85,8 +85,8 @@ class Graph:
         return below
 
     def follow_pointers(self):
-        """A call through a pointer may lead to every function of the same file that does not lead back: kernels and
-        comparisons stand where they are chosen, and none of them calls its caller."""
+        """A call through a pointer may reach every function of the same file that does not reach the caller: kernels
+        and comparisons are defined in the file that chooses them, and none of them calls its caller."""
         for names in self.files.values():
             callers = [name for name in names if "__indirect_call" in self.own_calls.get(name, ())]
             leading_back = {name for name in names for caller in callers if caller in self.reaches(name)}
@@ -96,8 +96,8 @@ class Graph:
                                        and "::{anonymous}::" in self.texts[name]}
 
     def resolve(self, name):
-        """A complete constructor or destructor is often another name of the base one; what a file instantiates for
-        others has the file's name before its own there."""
+        """A complete constructor or destructor is often another name of the base one; the name of a function that a
+        file instantiates for others is preceded by the file's name there."""
         if name in self.frames:
             return name
         if name in self.instantiated:
@@ -105,7 +105,7 @@ class Graph:
         return re.sub(r"([CD])1E", r"\g<1>2E", name)
 
     def depth(self, name, above=()):
-        """The bytes of the deepest path from a function on, and that path."""
+        """The size of the deepest path from a function on, and that path."""
         name = self.resolve(name)
         if name in self.depths:
             return self.depths[name]
@@ -119,7 +119,7 @@ class Graph:
             callee = self.resolve(callee)
             if callee == name or callee in above:
                 times = next((bound for part, bound in RECURSIONS.items() if part in name), 0)
-                if times > 0 and callee in above:  # by way of others, which come again as often
+                if times > 0 and callee in above:  # through other functions, which are repeated as often
                     round_trips = (times - 1) * sum(self.frames[other] for other in above[above.index(callee):])
                 if times == 0:
                     self.problems.append(f"{self.texts[name]}: calls itself")

@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: MIT
-"""Checks what the formatter leaves open: one form for one idea, in the sources and in the texts beside them.
+"""Checks the rules that the formatter does not: one form for one idea, in the sources and in the texts beside them.
 
 Usage: scripts/check_style.py [PROJECT]    (prints every fault; exit code 1 if there is one)
 """
@@ -13,10 +13,10 @@ from typing import Callable, Dict, Iterator, List, NamedTuple, Optional, Sequenc
 COLUMNS = 120
 PACKAGE = "bindings/python"  # whose Python users read, and which no formatter holds to the columns
 FOLDERS = ("include", "src", "tools", "web", "tests", "fuzz", "bench", "examples", PACKAGE)
-TEXTS = (".md", ".txt", ".js", ".mjs")  # which the spelling of words is checked in as well, anywhere in the project
+TEXTS = (".md", ".txt", ".js", ".mjs")  # the spelling of words is also checked in these, in the whole project
 PUBLIC = {"qel_unit.h", "qel_archive.h"}
 
-# Which headers of another room a room may include, but for those of common.
+# The headers of other rooms that a room may include, besides those of common.
 ROOMS = {
     "common": set(),
     "ogawa_reader": set(),
@@ -25,7 +25,7 @@ ROOMS = {
     "qel_archive": {"ogawa_reader/container/container.h"},
 }
 
-# What the shared rooms of the tool may include of the tool beside themselves, and what all its other files may.
+# The rooms of the tool that its shared rooms may include besides themselves, and those that its other files may include.
 TOOL_ROOMS = {
     "files": set(),
     "terminal": {"files", "commands.h"},
@@ -35,12 +35,12 @@ COMMAND_MAY_INCLUDE = {*TOOL_ROOMS, "commands.h"}
 
 BOTH_LANGUAGES = {"tests/interface/archive_layout.h"}  # included in C and in C++: integers have no std::
 
-# Sources without a test of their name, and why.
+# Sources without a test of their name, with the reason.
 UNTESTED: Dict[str, str] = {}
-# Tests without a source of their name, and why.
+# Tests without a source of their name, with the reason.
 ACROSS: Dict[str, str] = {}
 
-WORDS = (  # what is not written, and what is: in comments and texts as well
+WORDS = (  # refused form, required form: in comments and texts as well
     (re.compile(r"\w*[Nn]ormalis\w+"), "it is normalize"),
 )
 SPELLINGS = (  # the same in code alone; a function may be called longest_...()
@@ -54,7 +54,7 @@ SPELLINGS = (  # the same in code alone; a function may be called longest_...()
 
 
 class Source(NamedTuple):
-    """One file: its path below the project, its text, and the text with blanks for comments and literals."""
+    """One file: its path below the project, its text, and the text with comments and literals replaced by blanks."""
 
     path: str
     text: str
@@ -83,9 +83,9 @@ def blanked(match: "re.Match[str]") -> str:
 
 
 def code_of(text: str) -> str:
-    """The text without comments and literals, every character that stays in its place. Included names stay."""
+    """The text with comments and literals replaced by blanks, so that all positions stay. Included names stay."""
     literal = r'R"(?P<mark>\w*)\([\s\S]*?\)(?P=mark)"|(?<!include )"(?:\\.|[^"\\\n])*"|\'(?:\\.|[^\'\\\n])+\''
-    number = r"\b\d[\d'a-fA-FxXuUlL.]*"  # whose separators begin no literal
+    number = r"\b\d[\d'a-fA-FxXuUlL.]*"  # the separators of numbers begin no literal
     return re.sub(rf"//[^\n]*|/\*[\s\S]*?\*/|(?P<kept>{number})|{literal}",
                   lambda match: match[0] if match["kept"] else blanked(match), text)
 
@@ -104,8 +104,8 @@ def columns(source: Source) -> Iterator[Fault]:
 
 
 def c_border(source: Source) -> Iterator[Fault]:
-    """Functions for C stand in one block at the end of a source: a blank line inside it at both ends, its end named, and
-    what names the namespace before it."""
+    """Functions for C are in one block at the end of a source: with a blank line inside at both ends, a named end, and
+    preceded by the using directive of the namespace."""
     opened = None
     for number, line in enumerate(source.lines, 1):
         if line == 'extern "C" {':
@@ -149,7 +149,7 @@ def include_order(source: Source) -> Iterator[Fault]:
         depth += len(re.findall(r"^#if", line)) - len(re.findall(r"^#endif", line))
         match = re.match(r'#include (?:"(?P<quoted>[^"]+)"|<(?P<system>[^>]+)>)', line)
         if match and match["system"] in PUBLIC:
-            continue  # an installed one may stand with the system's
+            continue  # an installed header may be among the system's
         if match and depth == 0:
             rank = include_rank(source, match["quoted"] or match["system"], match["quoted"] is not None)
             if rank < last:
@@ -189,7 +189,7 @@ def words(source: Source) -> Iterator[Fault]:
 
 
 def statuses(source: Source) -> Iterator[Fault]:
-    """What a function answers has a name in the public headers: no room has its own."""
+    """The values that functions return have names in the public headers: no room has its own."""
     if source.parts[0] != "src":
         return
     for match in re.finditer(r"\benum\b[^;{]*\{[^}]*?= -\d", source.code):
@@ -197,7 +197,7 @@ def statuses(source: Source) -> Iterator[Fault]:
 
 
 def arrows(source: Source) -> Iterator[Fault]:
-    """Which rooms a file of the libraries may look into."""
+    """The rooms whose headers a file of the libraries may include."""
     if source.parts[0] != "src":
         return
     here = source.parts[1]
@@ -212,7 +212,7 @@ def arrows(source: Source) -> Iterator[Fault]:
 
 
 def tool_headers(sources: List[Source]) -> Iterator[Fault]:
-    """The tool includes the public headers and, of its own, those of the same room and of the rooms that all share."""
+    """The tool includes the public headers and, of its own, those of the same room and of the shared rooms."""
     tool = pathlib.PurePosixPath("tools/qel")
     paths = {source.path for source in sources}
     for source in sources:

@@ -1,11 +1,11 @@
 #!/usr/bin/env bash
-# Counts which lines and branches of src/ the tests run. Prints a table, writes build/coverage/report/index.html, and
-# fails when a line is not run, or a branch that tests/coverage_exceptions.txt does not explain.
+# Measures which lines and branches of src/ the tests run. Prints a table, writes build/coverage/report/index.html, and
+# fails if a line is not run, or a branch is not taken that tests/coverage_exceptions.txt does not explain.
 source "$(dirname "$0")/lib.sh"
 need "${build_packages[@]}" gcovr locales python3
 cmake --preset coverage >/dev/null
 cmake --build --preset coverage
-find build/coverage -name '*.gcda' -delete # counts add up from run to run
+find build/coverage -name '*.gcda' -delete # counts accumulate over runs
 ctest --preset coverage --output-log build/coverage/tests.log --quiet ||
     { grep -A 20 'tests passed' build/coverage/tests.log >&2; exit 1; }
 mkdir -p build/coverage/report

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Installs what is missing, builds and runs the main job: every mesh of an Alembic archive becomes tokens, a scene over
-# time and mesh caches, and the tokens answer queries.
+# Installs missing packages, builds and runs the main job: converts every mesh of an Alembic archive into tokens, a
+# scene over time and mesh caches, and runs queries over the tokens.
 # Usage: scripts/demo.sh [INPUT.abc] [OUTPUT_FOLDER]
 caller=$PWD
 source "$(dirname "$0")/lib.sh"

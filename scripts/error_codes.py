@@ -41,7 +41,7 @@ any other number.
 
 
 def cause(text):
-    """The part of a code's text that says when it is returned, without the state that is left."""
+    """The part of a code's text with its cause, without the state after the call."""
     text = re.sub(r"\s*\([^()]*\)", "", text).split(". ")[0].rstrip(".")
     causes, state_follows = [], False
     for clause in text.split("; "):
@@ -52,7 +52,7 @@ def cause(text):
 
 
 def answer(function):
-    """What a function returns where it does not fail."""
+    """The return value of a function that succeeds."""
     if 0 in function.codes:
         return "0: " + cause(function.codes[0])
     if function.codes:
@@ -68,7 +68,7 @@ def cell(text):
 
 
 def table(header):
-    """All functions of a header as a table, with a sentence above it."""
+    """All functions of a header as a table, with an introduction."""
     names = header.code_names()
     failures = sorted({code for function in header.functions for code in function.codes if code != 0}, reverse=True)
     answering = sum(1 for function in header.functions if function.codes)
@@ -87,7 +87,7 @@ def table(header):
 
 
 def failure(header, names, function, code):
-    """The end of a code's name and its meaning; where all functions share the code, what it means for this one."""
+    """The end of a code's name and its meaning; for a code shared by all functions, its meaning for this one."""
     if code not in function.codes:
         return ""
     if not names.get(code, "").startswith(function.name.upper() + "_"):
@@ -105,7 +105,7 @@ def statuses(header):
 
 
 def messages(header):
-    """The status codes of qel_archive: number, name, meaning, and the text that the library has for it."""
+    """The status codes of qel_archive: number, name, meaning, and the library's text."""
     codes = statuses(header)
     source = text_of(MESSAGES)
     texts = dict(re.findall(r'case (QEL_ARCHIVE_\w+):\s+return "([^"]*)";', source))

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
-# Builds the fuzz targets, makes seeds and runs the targets, two at a time; what they learn stays in
-# build/fuzz/corpus. Fails when one of them finds something (1; the input is then in build/fuzz/findings), could not
-# run (2), or was interrupted before its time was up (130).
+# Builds the fuzz targets, makes seeds and runs the targets, two at a time; new inputs stay in build/fuzz/corpus. Exits
+# with 1 if a target has a finding (its input is then in build/fuzz/findings), with 2 if one could not run, with 130 if
+# one was interrupted before the end of its time.
 # Usage: scripts/fuzz.sh [SECONDS per target] [TARGET...]
 source "$(dirname "$0")/lib.sh"
 need "${build_packages[@]}" clang libclang-rt-14-dev
@@ -17,13 +17,13 @@ for target in "${targets[@]}"; do
 done
 mkdir -p "$work"/{corpus,seeds,findings,logs}
 "$work"/fuzz/make_seeds "$work"/seeds
-# Fresh memory is filled: what nobody wrote makes the library differ from its model. The rest is for speed.
+# Fresh memory is filled, so a read of unwritten bytes makes the result differ from the model. The rest is for speed.
 ASAN_OPTIONS=allocator_may_return_null=1:detect_stack_use_after_return=1:strict_string_checks=1
 ASAN_OPTIONS+=:max_malloc_fill_size=1048576:malloc_fill_byte=203:quarantine_size_mb=32:malloc_context_size=5
 export ASAN_OPTIONS UBSAN_OPTIONS=print_stacktrace=1
-[ ! -d /dev/shm ] || export TMPDIR=/dev/shm # where the agents' files live
+[ ! -d /dev/shm ] || export TMPDIR=/dev/shm # the folder of the agents' files
 
-# run TARGET: prints one closing line. Returns 0 when the time was up, 1 on a finding, 130 when interrupted, else 2.
+# run TARGET: prints one closing line. Returns 0 at the end of the time, 1 on a finding, 130 if interrupted, else 2.
 run() {
     local log=$work/logs/$1.log code=0 end status
     mkdir -p "$work/corpus/$1"
@@ -34,7 +34,7 @@ run() {
     echo $! >"$work/logs/$1.pid"
     wait $! || code=$?
     rm -f "$work/logs/$1.pid"
-    # The fuzzer itself stops in order when it is interrupted, and says so; a kill leaves no last word.
+    # An interrupted fuzzer ends regularly and reports it; a killed one prints no last line.
     if grep -Eq 'Test unit written to .*-(crash|leak|timeout|oom)-' "$log"; then
         end="FOUND SOMETHING: see build/fuzz/logs/$1.log" status=1
     elif [ "$code" -eq 72 ] || [ "$code" -gt 128 ] || grep -q 'run interrupted' "$log"; then
@@ -44,7 +44,7 @@ run() {
     else
         end="finished, no findings" status=0
     fi
-    # The last line of progress says how far it came: "#123 DONE cov: 1 ft: 2 …".
+    # The last line of progress has the figures: "#123 DONE cov: 1 ft: 2 …".
     awk -v target="$1" -v end="$end" '
         /^#[0-9]+/ {
             executions = substr($1, 2)
@@ -59,7 +59,7 @@ run() {
     return "$status"
 }
 
-# A finding outweighs a target that did not run, and that an interruption.
+# A finding takes precedence over a target that did not run, and that over an interruption.
 worst=0
 note() {
     case $1 in
@@ -69,7 +69,7 @@ note() {
     *) [ "$worst" -eq 1 ] || worst=2 ;;
     esac
 }
-# An interruption is passed on: the targets stop in order, and their closing lines still come.
+# An interruption is passed on: the targets end regularly and print their closing lines.
 trap 'cat "$work"/logs/*.pid 2>/dev/null | xargs -r kill -INT' INT TERM
 rm -f "$work"/logs/*.pid
 for target in "${targets[@]}"; do

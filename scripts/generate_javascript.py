@@ -3,8 +3,8 @@
 """Writes the raw layer of the JavaScript package from the headers: functions, records, constants, meanings of codes.
 
 Usage: scripts/generate_javascript.py [--check | --assertions FILE]
---check writes nothing and fails when a file is out of date; --assertions writes a C source that compiles only where
-records lie in memory as the package takes them to.
+--check writes nothing and fails if a file is out of date; --assertions writes a C source that compiles only if the
+layout of the records is the one that the package uses.
 """
 
 import argparse
@@ -40,7 +40,7 @@ class Layout(NamedTuple):
 
 
 class Package:
-    """What both headers declare, as WebAssembly sees it."""
+    """The declarations of both headers, with their layout in WebAssembly."""
 
     def __init__(self, headers: Tuple[Header, ...]) -> None:
         self.headers = headers
@@ -92,7 +92,7 @@ class Package:
     def arguments(self, function: Function) -> List[Tuple[str, str]]:
         return [(item.name, "pointer" if item.dimensions else self.base(item.kind)) for item in function.arguments]
 
-    # ---- what is written
+    # ---- output
     def script(self) -> str:
         codes = {}
         for header in self.headers:
@@ -147,7 +147,7 @@ def typed(kind: str) -> str:
 
 
 def rows(value: object) -> str:
-    """An object with a row for each of its entries."""
+    """A JavaScript object with one line per entry."""
     assert isinstance(value, dict)
     return "{\n" + "".join(f"  {key}: {json.dumps(entry)},\n" for key, entry in value.items()) + "}"
 

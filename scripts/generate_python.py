@@ -27,7 +27,7 @@ OPAQUE = {"void", "FILE"}
 
 
 class Module(NamedTuple):
-    """What is made of a header."""
+    """The module generated from a header."""
 
     target: str
     includes: Tuple[str, ...]  # headers whose types it uses
@@ -37,10 +37,10 @@ MODULES = {"qel_unit.h": Module("_raw.py", ()), "qel_archive.h": Module("_raw_ar
 
 
 class Types:
-    """From C types to the names of ctypes."""
+    """Maps C types to the names of ctypes."""
 
     def __init__(self, headers: List[Header]) -> None:
-        """All that the headers declare."""
+        """All declarations of the headers."""
         self.records = {record.name for header in headers for record in header.records}
         self.aliases = {name: kind for header in headers for name, kind in header.aliases.items()}
         self.opaque = OPAQUE.union(*(header.opaque for header in headers))
@@ -71,7 +71,7 @@ class Types:
         return inner
 
     def argument(self, argument: Declaration) -> str:
-        """An array that is passed on is a pointer to its first element."""
+        """An array argument is a pointer to its first element."""
         return self.of(argument.kind + " *" if argument.dimensions else argument.kind)
 
     def field(self, field: Declaration) -> str:
@@ -82,12 +82,12 @@ class Types:
 
 
 def plain(text: str) -> str:
-    """Without the marks of the reference."""
+    """The text without Doxygen's marks."""
     return text.replace("`", "").replace("::", "")
 
 
 def wrapped(head: str, parts: List[str], tail: str) -> str:
-    """The parts on one line where they fit, else on lines of their own."""
+    """The parts on one line if they fit, else one per line."""
     line = head + ", ".join(parts) + tail
     if len(line) <= WIDTH:
         return line

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
-# Counts the instructions of hot functions on fixed inputs, and fails when one differs by more than 1 % from the figures
-# in tests/programs/instructions.txt: a slowdown is seen on any machine, however busy. A gain fails, too, so that the
-# figures follow it. Another compiler makes other instructions; the file says which one the figures are for.
+# Counts the instructions of hot functions on fixed inputs, and fails if a count differs by more than 1 % from the
+# figure in tests/programs/instructions.txt. The counts do not depend on the load of the machine. A gain also fails, so
+# that the figures are updated. Other compilers generate other instructions; the file names the compiler of the figures.
 # Usage: scripts/instructions.sh [--update]
 source "$(dirname "$0")/lib.sh"
 need "${build_packages[@]}" valgrind
@@ -25,8 +25,8 @@ cmake --build --preset release --target instructions >/dev/null
 compiler=$(sed -n 's/^CMAKE_CXX_COMPILER:[A-Z]*=//p' build/release/CMakeCache.txt)
 compiler=$("$compiler" --version | head -n 1)
 
-# count FILE: one line for each function, its name and the instructions in it and below it. Of the C library's forms of
-# memset and its like the plain ones are taken, which are the same on every processor of a kind.
+# count FILE: one line for each function, its name and the instructions in it and its callees. The C library's plain
+# forms of memset and similar functions are used: they are the same on every processor of an architecture.
 count() {
     local scratch
     scratch=$(mktemp -d)

@@ -2,7 +2,7 @@
 # SPDX-License-Identifier: MIT
 """The interface as the headers in include/ declare it: groups, constants, records, functions and their codes.
 
-Everything that reads the headers without a compiler reads them through this module: they are plain enough for it.
+All scripts that read the headers without a compiler use this module. The headers use a small subset of C.
 
 Usage: scripts/interface.py [FILE]       (writes a line for each function: its header, its name and its codes)
        scripts/interface.py --version    (writes the version)
@@ -15,7 +15,7 @@ from typing import Dict, Iterator, List, NamedTuple, Optional, Set, Tuple
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 FOLDER = ROOT / "include"
-MARKS = {"qel_unit.h": "QEL_API", "qel_archive.h": "QEL_ARCHIVE_API"}  # what stands before each function
+MARKS = {"qel_unit.h": "QEL_API", "qel_archive.h": "QEL_ARCHIVE_API"}  # the macro before each function
 
 COMMENT = r"/\*\*(?P<comment>(?:[^*]|\*(?!/))*)\*/\s*"
 ITEM = re.compile(
@@ -38,10 +38,10 @@ class Group(NamedTuple):
 
 
 class Constant(NamedTuple):
-    """One number with a name, of an enumeration (that has perhaps no name itself) or on its own."""
+    """One named number, of an enumeration (which may have no name) or a macro."""
 
     name: str
-    value: str  # as it is written, but for a suffix
+    value: str  # as written, without a suffix
     enumeration: Optional[str]
     meaning: str
 
@@ -72,8 +72,8 @@ class Function(NamedTuple):
     prototype: str  # on one line
     result: str
     arguments: List[Declaration]
-    codes: Dict[int, str]  # what each status means; none where it does not answer with one
-    returns: Optional[str]  # what it returns otherwise
+    codes: Dict[int, str]  # the meaning of each status; empty if it returns none
+    returns: Optional[str]  # its other return value
 
 
 def one_line(text: str) -> str:
@@ -94,7 +94,7 @@ def brief_of(comment: str) -> str:
 
 
 def tags_of(comment: str, tag: str) -> List[str]:
-    """The texts behind a tag, each as one line."""
+    """The texts after a tag, each as one line."""
     return [one_line(text) for text in re.findall(rf"^@{tag}\s+(.*?)(?=\n@|\n\n|\Z)", plain(comment), re.M | re.S)]
 
 
@@ -117,7 +117,7 @@ def function(match: "re.Match[str]", group: Group) -> Function:
 
 
 class Header:
-    """What one header declares, each kind in its order."""
+    """The declarations of one header, each kind in the header's order."""
 
     def __init__(self, name: str, text: Optional[str] = None) -> None:
         self.name = name
@@ -126,7 +126,7 @@ class Header:
         self.constants: List[Constant] = []
         self.records: List[Record] = []
         self.functions: List[Function] = []
-        self.opaque: Set[str] = set()  # records whose fields are not told
+        self.opaque: Set[str] = set()  # records without declared fields
         self.aliases: Dict[str, str] = {}  # other names of plain types
         packed = [part.span() for part in PACKED.finditer(self.text)]
         for match in ITEM.finditer(self.text):
@@ -147,14 +147,14 @@ class Header:
             self.constants += [Constant(name, value, match["enumeration"], one_line(plain(meaning)))
                                for name, value, meaning in values]
         elif match["opaque"]:
-            self.opaque.add(match["opaque"])  # until its fields come
+            self.opaque.add(match["opaque"])  # until its fields are declared
         elif match["alias"]:
             self.aliases[match["alias"]] = match["kind"]
         else:
             self.constants.append(Constant(match["define"], match["number"], None, brief_of(match["comment"])))
 
     def _miss_nothing(self) -> None:
-        """Nothing is declared in a form, or without a comment, that the reader passes over."""
+        """Fails on a declaration that the reader would skip: in an unknown form or without a comment."""
         code = without_comments(self.text)
         expected = {
             "function": (len(self.functions), len(re.findall(rf"^{MARKS[self.name]}\s", code, re.M))),
@@ -166,14 +166,14 @@ class Header:
                 raise ValueError(f"{self.name}: {read} of {there} declarations of a {kind} are in the known form")
 
     def names(self) -> Set[str]:
-        """Everything that a caller can name."""
+        """All names that a caller can use."""
         parts = (self.functions, self.records, self.constants)
         return {item.name for part in parts for item in part} | self.opaque | {
             constant.enumeration for constant in self.constants if constant.enumeration} | set(self.aliases)
 
     def code_names(self) -> Dict[str, Dict[int, str]]:
-        """For each function its failures and their names: its own, which begin with its name in capitals, or those that
-        all functions of the header share."""
+        """For each function its failures and their names: its own, which begin with its name in capitals, or those
+        shared by all functions of the header."""
         statuses = [constant for constant in self.constants if (constant.enumeration or "").endswith("_status")]
         names: Dict[str, Dict[int, str]] = {function.name: {} for function in self.functions}
         shared: Dict[int, str] = {}
@@ -189,7 +189,7 @@ class Header:
         return names
 
     def code_problems(self) -> Iterator[str]:
-        """Where the codes in the comments and their names differ."""
+        """The differences between the codes in the comments and their names."""
         names = self.code_names()
         for function in self.functions:
             told = {code: text for code, text in function.codes.items() if code < 0}
@@ -203,7 +203,7 @@ class Header:
 
 
 def version() -> str:
-    """The version of the project: this is where it stands."""
+    """The version of the project, which only this header defines."""
     numbers = {constant.name: constant.value for constant in Header("qel_unit.h").constants}
     return ".".join(numbers["QEL_UNIT_VERSION_" + part] for part in ("MAJOR", "MINOR", "PATCH"))
 

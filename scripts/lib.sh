@@ -20,7 +20,7 @@ need() {
     "${root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends --no-remove "${missing[@]}" >/dev/null
 }
 
-# copy_sources FOLDER: what belongs to the project and nothing that was built, into a new folder.
+# copy_sources FOLDER: copies the project without anything that was built into a new folder.
 copy_sources() {
     mkdir -p "$1"
     if [ "$(git rev-parse --show-toplevel 2>/dev/null)" = "$PWD" ]; then
@@ -31,17 +31,17 @@ copy_sources() {
         tar -c --null --no-recursion -T - | tar -x -C "$1"
 }
 
-# build_for_install [OPTION...]: the libraries and the tool in build/package, as they are put into
-# the wheel; the options of cmake --build choose among them.
+# build_for_install [OPTION...]: builds the libraries and the tool in build/package, in the form that the wheel
+# contains; the options of cmake --build select targets.
 build_for_install() {
-    # /usr: Debian's folder for libraries depends on it, and nothing has to be told where that is.
+    # With the prefix /usr, Debian's folder for libraries is found without an option.
     cmake -S . -B build/package -G Ninja -DBUILD_TESTING=OFF -DQEL_UNIT_TOOLS=ON -DCMAKE_BUILD_TYPE=RelWithDebInfo \
         -DCMAKE_INSTALL_PREFIX=/usr >/dev/null
     cmake --build build/package "$@"
 }
 
-# look_at_load: waits up to five minutes until the load average of a minute is below 0.3, and says in QEL_BENCH_MACHINE
-# what the machine was like when it began; bench/page.py puts that into the page.
+# look_at_load: waits up to five minutes until the load average of a minute is below 0.3, and stores the state of the
+# machine in QEL_BENCH_MACHINE; bench/page.py writes it into the page.
 look_at_load() {
     local load deadline=$((SECONDS + 300))
     while :; do

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Makes the archives in examples/data again. The bytes of harbour.abc are the same on every machine; those of
-# torus.abc come from the C library's sine.
+# Generates the archives in examples/data. The bytes of harbour.abc are the same on every machine; those of torus.abc
+# depend on the C library's sine.
 # Usage: scripts/make-examples.sh [FOLDER]
 caller=$PWD
 source "$(dirname "$0")/lib.sh"

@@ -12,13 +12,13 @@ done
 cmake --build --preset wasm --target qel_page_engine
 
 made=build/web plain=build/wasm/bindings/javascript simd=build/wasm-simd/bindings/javascript
-cmp $plain/qel_module.js $simd/qel_module.js # one loader is for both
+cmp $plain/qel_module.js $simd/qel_module.js # both use one loader
 rm -rf $made/package $made/page
 mkdir -p $made/package $made/page $made/npm
 cp bindings/javascript/{*.js,*.d.ts,package.json,README.md} LICENSE $made/package
 cp $plain/qel_module.wasm $made/package/qel.wasm
 cp $simd/qel_module.wasm $made/package/qel-simd.wasm
-# The loader takes a `process` for Node, for which it is not made.
+# The loader would take a global `process` for Node.
 { echo 'var process;'; cat $plain/qel_module.js; echo 'export default createModule;'; } >$made/package/qel.js
 
 cp web/package.json web/package-lock.json $made/npm

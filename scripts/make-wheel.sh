@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Builds the Python wheel, which holds both libraries and needs nothing beside it, into a folder.
+# Builds the Python wheel, which contains both libraries and has no dependencies, into a folder.
 # Usage: scripts/make-wheel.sh [FOLDER]     (none: build/wheel)
 source "$(dirname "$0")/lib.sh"
 need g++ cmake ninja-build python3 python3-pip python3-setuptools python3-wheel
@@ -8,7 +8,7 @@ folder=$(cd "${1:-build/wheel}" && pwd)
 scratch=$(mktemp -d)
 trap 'rm -rf "$scratch"' EXIT
 build_for_install --target qel_unit --target qel_archive >/dev/null
-# A copy, since a build leaves traces.
+# A copy, because a build writes into its sources.
 cp -r bindings/python "$scratch/source"
 find "$scratch/source" -name __pycache__ -prune -exec rm -rf {} +
 for component in runtime archive_runtime; do

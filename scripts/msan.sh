@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Replays the fuzz targets' seeds, what the fuzzer has learnt (build/fuzz/corpus), and random inputs under
-# MemorySanitizer (clang): a branch, an output or a file byte that depends on memory nobody wrote ends it.
+# Replays the fuzz targets' seeds, the fuzzer's corpus (build/fuzz/corpus) and random inputs under MemorySanitizer
+# (clang): a branch, an output or a file byte that depends on uninitialized memory is an error.
 # Usage: scripts/msan.sh [RANDOM INPUTS per target] [TARGET...]
 source "$(dirname "$0")/lib.sh"
 need "${build_packages[@]}" clang libclang-rt-14-dev

@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
-# Makes what a release consists of: the tarball of the sources with its digests, and the recipes for vcpkg and Conan that
-# build it. The time of all files is the day in CHANGELOG.md: the same sources give the same bytes.
+# Makes the files of a release: the tarball of the sources with its digests, and the recipes for vcpkg and Conan that
+# build it. The timestamp of all files is the day in CHANGELOG.md: the same sources give the same bytes.
 # Usage: scripts/release.sh [FOLDER [URL]]    (none: build/dist; the URL is where the tarball will be, none: the folder)
-#        scripts/release.sh --check           (makes it in a scratch folder and builds from it as both recipes say)
+#        scripts/release.sh --check           (makes it in a scratch folder and builds it with both recipes)
 #        scripts/release.sh --reproduce       (builds all packages and the tarball twice, elsewhere and later, and compares)
 source "$(dirname "$0")/lib.sh"
 need python3 git
@@ -45,7 +45,7 @@ case "${1:-}" in
     need diffoscope-minimal
     scratch=$(mktemp -d)
     trap 'rm -rf "$scratch"' EXIT
-    # From the tarball, as whoever has nothing else: it must make itself again, too.
+    # Builds from the tarball alone; the result must reproduce the tarball.
     make_release "$scratch/release"
     for place in "one 022 UTC" "two/other 002 Asia/Tokyo"; do
         read -r place umask zone <<<"$place"
@@ -58,7 +58,7 @@ case "${1:-}" in
             scripts/release.sh "$scratch/$place" >/dev/null
             scripts/package.sh "$scratch/build/$place/packages" >/dev/null
         )
-        rm -r "$scratch/$place"/{vcpkg,conan} # which name the folder
+        rm -r "$scratch/$place"/{vcpkg,conan} # these contain the folder's name
         mv "$scratch/build/$place/packages"/*.deb "$scratch/$place"
     done
     rm -r "$scratch/release"/{vcpkg,conan}

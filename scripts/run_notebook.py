@@ -1,9 +1,9 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: MIT
-"""Runs the cells of docs/python-notebook.md in a folder and compares what they print with the page.
+"""Runs the cells of docs/python-notebook.md in a folder and compares their output with the page.
 
-Usage: scripts/run_notebook.py FOLDER [--write]     (--write renews the page's outputs and its picture)
-It wants NumPy and Matplotlib, and the package's libraries at QEL_UNIT_LIBRARY or beside the package.
+Usage: scripts/run_notebook.py FOLDER [--write]     (--write updates the page's outputs and its picture)
+Requires NumPy and Matplotlib, and the package's libraries at QEL_UNIT_LIBRARY or beside the package.
 """
 
 import argparse
@@ -25,7 +25,7 @@ CELL = re.compile(r"^```python\n(.*?)^```\n(?:\n^```text\n(.*?)^```\n)?", re.M |
 
 
 def run(page: str) -> List[str]:
-    """What each cell prints, one after the other as one program."""
+    """The output of each cell; all cells run as one program."""
     names: Dict[str, Any] = {"__name__": "__main__"}
     printed = []
     for number, cell in enumerate(CELL.finditer(page)):
@@ -37,7 +37,7 @@ def run(page: str) -> List[str]:
 
 
 def with_outputs(page: str, printed: List[str]) -> str:
-    """The page with other outputs, where it has room for one."""
+    """The page with its outputs replaced."""
     outputs = iter(printed)
 
     def renewed(cell: "re.Match[str]") -> str:

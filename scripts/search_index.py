@@ -1,9 +1,9 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: MIT
-"""Makes the site's full text search: writes every section's words into search_index.js, and puts docs/search.js and that
-index into every page. It works from a folder as well as from a server: nothing is fetched.
+"""Makes the site's full-text search: writes every section's words into search_index.js, and adds docs/search.js and
+that index to every page. It works without a server: nothing is fetched.
 
-Usage: scripts/search_index.py FOLDER    (of the site that Doxygen made)
+Usage: scripts/search_index.py FOLDER    (the site that Doxygen made)
 """
 import html.parser
 import json
@@ -13,10 +13,10 @@ import shutil
 import sys
 
 DOCS = pathlib.Path(__file__).resolve().parent.parent / "docs"
-LISTS = ("annotated", "classes", "dir_", "files", "functions", "globals", "modules", "topics")  # which only repeat names
+LISTS = ("annotated", "classes", "dir_", "files", "functions", "globals", "modules", "topics")  # pages that only repeat names
 HEADINGS = {"h1", "h2", "h3", "h4"}
 LEFT_OUT = {"script", "style"}
-REPEATED = {"toc", "ingroups", "directory", "ttc", "permalink", "mlabels", "summary"}  # classes whose text stands elsewhere
+REPEATED = {"toc", "ingroups", "directory", "ttc", "permalink", "mlabels", "summary"}  # classes whose text is also elsewhere
 SAYS_NOTHING = re.compile(r"Detailed Description|[A-Z]\w+( \w+)? Documentation")  # headings that every page has
 VOID = {"area", "br", "col", "embed", "hr", "img", "input", "link", "meta", "source", "wbr"}
 
@@ -27,8 +27,8 @@ class Page(html.parser.HTMLParser):
     def __init__(self, path):
         super().__init__()
         self.title, self.sections = "", [["", "", ""]]
-        self.open, self.anchor = [], ""  # what is open: its tag, and what its text is for
-        # Of functions the list at the top says again what stands below; of fields it is all there is.
+        self.open, self.anchor = [], ""  # open elements: tag and purpose of the text
+        # The list at the top repeats the texts of functions, but has the only texts of fields.
         self.repeated = REPEATED if path.name.startswith("struct") else REPEATED | {"memberdecls"}
         self.feed(path.read_text(encoding="utf-8"))
 
@@ -36,7 +36,7 @@ class Page(html.parser.HTMLParser):
         return any(place in wanted for _, place in self.open)
 
     def place(self, tag, values):
-        """What the text of an element is for, or nothing where that is as around it."""
+        """The purpose of an element's text; None if it is that of the enclosing element."""
         classes = set((values.get("class") or "").split())
         if tag in LEFT_OUT or classes & self.repeated or tag == "p" and "reference" in classes:
             return "nothing"
@@ -86,7 +86,7 @@ def one_line(text):
 
 
 def index_of(folder):
-    """[page, title, [[anchor, heading, text], ...]] of every page that says something of its own."""
+    """[page, title, [[anchor, heading, text], ...]] of every page with text of its own."""
     pages = []
     for path in sorted(folder.glob("*.html")):
         if path.name.startswith(LISTS) or path.name.endswith(("_source.html", "-members.html")):

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""show_chain.py QEL INPUT.abc FOLDER: what is in an archive, what becomes of it, what its tokens answer, how to see it."""
+"""show_chain.py QEL INPUT.abc FOLDER: prints an archive's contents, converts it, queries its tokens, makes a page."""
 
 import json
 import os
@@ -8,11 +8,11 @@ import subprocess
 import sys
 
 QUERIES = ("0,0,0", "23,23,23", "47,47,47")  # cells of the lattice: a corner, the middle, the opposite corner
-LISTED = 40  # meshes; the rest is counted
+LISTED = 40  # meshes; the others are counted
 
 
 def run(*call):
-    """What a call prints; where it fails it has told why, and this ends as it did."""
+    """The output of a call. If it fails, this program ends with the same status; the call has printed the reason."""
     done = subprocess.run(call, stdout=subprocess.PIPE, encoding="utf-8")
     if done.returncode != 0:
         sys.exit(done.returncode)

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Strips the libraries of a release build and fails where one is more than 5 % larger than its figure in
-# tests/programs/sizes.txt. Another compiler makes other sizes; the file says which one the figures are for.
+# Strips the libraries of a release build and fails if one is more than 5 % larger than its figure in
+# tests/programs/sizes.txt. Other compilers give other sizes; the file names the compiler of the figures.
 # Usage: scripts/sizes.sh [--update]
 source "$(dirname "$0")/lib.sh"
 need "${build_packages[@]}" binutils

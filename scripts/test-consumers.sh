@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
-# Installs the libraries in every way that they offer and builds and runs outside programs against each of them:
+# Installs the libraries in every supported way and builds and runs outside programs against each installation:
 # find_package, pkg-config, dlopen, a moved prefix, the static library, both linkages in one prefix, add_subdirectory,
 # FetchContent, a parent's sanitizers, one translation unit, Debian packages.
-# Everything happens in a scratch folder outside the checkout; nothing is installed on this system but tools.
+# Works in a scratch folder outside the checkout; only tools are installed on this system.
 source "$(dirname "$0")/lib.sh"
 need gcc g++ clang cmake ninja-build pkg-config binutils python3 dpkg-dev gzip lintian
 [ "$(id -u)" -eq 0 ] || need fakeroot
@@ -24,14 +24,14 @@ names_in src/qel_archive/exports.map >"$scratch/archive_names"
 ok() { echo "ok: $*"; }
 fail() { echo "FAILED: $*" >&2; exit 1; }
 
-# quiet COMMAND...: its output is shown only when it fails.
+# quiet COMMAND...: shows the command's output only if it fails.
 quiet() {
     "$@" >"$scratch/log" 2>&1 && return
     cat "$scratch/log" >&2
     fail "$*"
 }
 
-# refused WORDS COMMAND...: must fail, and say these words.
+# refused WORDS COMMAND...: the command must fail and print these words.
 refused() {
     local words=$1
     shift
@@ -39,7 +39,7 @@ refused() {
     tr -s ' \n' ' ' <"$scratch/log" | grep -qF -- "$words" || { cat "$scratch/log" >&2; fail "no word of '$words': $*"; }
 }
 
-# holds_exactly FOLDER: the files below it are those listed on standard input.
+# holds_exactly FOLDER: the files in it must be those listed on standard input.
 holds_exactly() {
     diff <(cd "$1" && find . ! -type d | sed 's|^\./||' | sort) <(sort) >"$scratch/log" && return
     cat "$scratch/log" >&2
@@ -67,14 +67,14 @@ with_find_package() {
     quiet "$scratch/build/archive_mesh" "$harbour"
 }
 
-# compiled PROGRAM OPTION|PACKAGE...: builds a program with a plain C compiler and what pkg-config says.
+# compiled PROGRAM OPTION|PACKAGE...: builds a program with a plain C compiler and the flags of pkg-config.
 compiled() {
     local flags
     read -ra flags <<<"$(pkg-config --cflags --libs "${@:2}")"
     quiet gcc -std=c99 -Wall -Wextra -Wpedantic -Werror "$consumers/$1.c" "${flags[@]}" -o "$scratch/$1"
 }
 
-# with_pkg_config FOLDER [PACKAGE [--static]]: no build system. PACKAGE may say which linkage is meant: qel_unit-static.
+# with_pkg_config FOLDER [PACKAGE [--static]]: without a build system. PACKAGE may select a linkage: qel_unit-static.
 with_pkg_config() {
     local PKG_CONFIG_LIBDIR=$1 package=${2-qel_unit} archive_package LD_LIBRARY_PATH
     archive_package=qel_archive${package#qel_unit}
@@ -91,7 +91,7 @@ with_pkg_config() {
     quiet "$scratch/archive_mesh" "$harbour"
 }
 
-# linked_with PROGRAM shared|static: how a program got the libraries that it uses.
+# linked_with PROGRAM shared|static: checks the linkage of a program's libraries.
 linked_with() {
     local found=static wanted=0 count
     count=$(readelf -d "$1" | grep -cF "[libqel_") || true
@@ -116,7 +116,7 @@ quiet scripts/package.sh # the same build serves the installed copies and the pa
 readonly triplet=$(gcc -print-multiarch)
 readonly packaged=build/debian/qel-unit-$version/obj-$triplet
 readonly libdir=lib/$triplet
-# development LINKAGE LIBRARY_FILES...: what is installed for those who build with the libraries, below lib.
+# development LINKAGE LIBRARY_FILES...: the installed files below lib for development with the libraries.
 development() {
     local linkage=$1 library
     printf '%s\n' cmake/qel_unit/qel_unitConfig{,Version}.cmake "${@:2}" \
@@ -173,11 +173,11 @@ with_pkg_config "$scratch/shared/$libdir/pkgconfig"
 ! pkg-config --cflags "$scratch/shared/$libdir"/pkgconfig/*.pc | grep -F QEL_UNIT_STATIC || fail "not static"
 ok "pkg-config and gcc -std=c99"
 
-mkdir "$scratch/another place" # with a blank, too
+mkdir "$scratch/another place" # with a blank in its name
 mv "$scratch/shared" "$scratch/another place/moved"
 readonly moved="$scratch/another place/moved"
 with_find_package "$moved"
-mv "$moved" "$scratch/moved" # the words of pkg-config's answer are split here, as in most makefiles
+mv "$moved" "$scratch/moved" # pkg-config's output is split at blanks here, as in most makefiles
 with_pkg_config "$scratch/moved/$libdir/pkgconfig"
 ok "the prefix moved to another place"
 
@@ -210,7 +210,7 @@ all_linked_with "$scratch/build" static
 all_linked_with "$scratch" static
 ok "the static libraries, alone and together: find_package from C and C++, pkg-config --static"
 
-# Uninstalled, every file is gone, and a file of somebody else stays.
+# Uninstalling removes every installed file and no other.
 quiet cmake --install build/static --prefix "$scratch/uninstalled"
 touch "$scratch/uninstalled/$libdir/other"
 quiet cmake --build build/static --target uninstall
@@ -220,7 +220,7 @@ refused "Nothing was installed" cmake --build build/static --target uninstall
 ok "uninstall removes what was installed, once, and nothing else"
 
 # ---- Both in one prefix --------------------------------------------------------------------------------------------
-# in_both PREFIX: whatever was installed last, each linkage is there and is what it says.
+# in_both PREFIX: each linkage is installed and usable, in every order of installation.
 in_both() {
     local option linkage
     for option in "shared" "shared -DBUILD_SHARED_LIBS=ON" "static -DBUILD_SHARED_LIBS=OFF" "static -DWANTED_COMPONENT=static" \
@@ -248,7 +248,7 @@ refused "qel_unit" cmake -S "$consumers/find_package" -B "$scratch/refused" -G N
 ok "both linkages in one prefix, in either order: find_package by component and BUILD_SHARED_LIBS, pkg-config by name"
 
 # ---- As a part of another project ----------------------------------------------------------------------------------
-# as_part PROJECT PROGRAM...: the parent has a test of each program and installs them, and nothing of the library's.
+# as_part PROJECT PROGRAM...: the parent has a test of each program and installs only the programs.
 as_part() {
     build "$1" "$scratch/nowhere" -DQEL_UNIT_SOURCE="$checkout"
     diff <(ctest --test-dir "$scratch/build" -N | sed -n 's/^ *Test *#[0-9]*: //p' | sort) \
@@ -279,16 +279,16 @@ done
 ok "sanitizers of a parent (clang) and of the library alone (gcc) reach what links it, shared and static"
 
 # ---- Debian packages -----------------------------------------------------------------------------------------------
-# They go through dpkg itself into a scratch root: dependencies, scripts and removal are really tried, and no
-# package of this system is touched. The scratch root's database knows the packages of this system that the libraries
-# depend on; the scripts run outside the root (it has no shell), where ldconfig is told which root is meant.
+# dpkg installs them into a scratch root: dependencies, scripts and removal are tested, and no package of this system is
+# changed. The scratch root's database lists the packages of this system that the libraries depend on. The scripts run
+# outside the root (it has no shell); there ldconfig is passed the root.
 readonly debs=("build/packages/libqel-unit${major}_${version}_"*.deb "build/packages/libqel-archive${major}_${version}_"*.deb
     "build/packages/libqel-unit-dev_${version}_"*.deb "build/packages/qel_${version}_"*.deb
     "build/packages/python3-qel-unit_${version}_all.deb")
 readonly root=$scratch/root
 install -d "$scratch/bin" "$root/etc"
 printf '#!/bin/sh\nexec /sbin/ldconfig -r "$DPKG_ROOT"\n' >"$scratch/bin/ldconfig"
-# The module's scripts compile it for the system's Python; here nothing is left of the outside.
+# The module's scripts would compile it for the system's Python; here they do nothing.
 printf '#!/bin/sh\n' | tee "$scratch/bin/py3compile" >"$scratch/bin/py3clean"
 chmod +x "$scratch/bin"/*
 echo "/usr/$libdir" >"$root/etc/ld.so.conf"
@@ -305,7 +305,7 @@ refused "depends on libc6" in_root "$scratch/empty" --install "${debs[@]}"
 for library in unit archive; do
     for deb in "${debs[@]:2}"; do
         equal="= $version"
-        [[ $deb != *python3* ]] || equal=">= $version" # which loads whatever has the interface
+        [[ $deb != *python3* ]] || equal=">= $version" # it loads any library with the interface
         refused "depends on libqel-$library$major ($equal)" in_root "$scratch/empty" --install "$deb"
     done
 done

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Installs what is missing, builds the libraries and the tool, and tests the farm: schedulers and workers are processes on
-# 127.0.0.1. Then checks the recipes that docs/farm.md gives to be copied.
+# Installs missing packages, builds the libraries and the tool, and tests the farm: schedulers and workers are processes
+# on 127.0.0.1. Then checks the recipes of docs/farm.md.
 source "$(dirname "$0")/lib.sh"
 need "${build_packages[@]}" libcli11-dev zlib1g-dev python3-distributed python3-dask python3-numpy python3-matplotlib python3-yaml mypy
 cmake --preset release >/dev/null

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Builds for other compilers and platforms and runs the tests there, the golden digests among them: results are the same
-# bits everywhere. Installs what it needs. docs/platforms.md says how long each takes.
+# Builds for other compilers and platforms and runs the tests there, including the golden digests: results are the same
+# bits everywhere. Installs what it needs. docs/platforms.md has the durations.
 # Usage: scripts/test-platforms.sh [clang|windows|arm64|i386]...   (none: all)
 source "$(dirname "$0")/lib.sh"
 
@@ -12,7 +12,7 @@ declare -A packages=(
     [i386]="g++-i686-linux-gnu googletest"
 )
 
-# dll_is_whole LIBRARY EXPORTS: exactly the functions of its interface, and nothing needed that Windows lacks.
+# dll_is_whole LIBRARY EXPORTS: it exports exactly its interface and needs only libraries of Windows.
 dll_is_whole() {
     local dll=build/windows/bin/$1.dll listing others functions
     functions=$(sed -n 's/^ *\(\w*\);$/\1/p' "$2" | sort)
@@ -32,7 +32,7 @@ test_platform() {
     cmake --build --preset "$platform"
     case $platform in
     windows)
-        cmake/toolchains/run-wine.sh wineboot --init # makes the prefix, which programs at the same time could not
+        cmake/toolchains/run-wine.sh wineboot --init # makes the prefix; programs started at the same time could not
         dll_is_whole qel_unit src/exports.map
         dll_is_whole qel_archive src/qel_archive/exports.map
         scripts/check_no_fma.sh build/windows/bin/{qel_unit,qel_archive}.dll

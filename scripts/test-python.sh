@@ -1,22 +1,22 @@
 #!/usr/bin/env bash
-# Installs what is missing, builds the libraries and runs the Python package's tests with NumPy and without.
-# Usage: scripts/test-python.sh [PYTHON]     (another interpreter than /usr/bin/python3 runs what it can)
+# Installs missing packages, builds the libraries and runs the Python package's tests with NumPy and without. Usage:
+# scripts/test-python.sh [PYTHON]     (an interpreter other than /usr/bin/python3 skips tests without their packages)
 source "$(dirname "$0")/lib.sh"
 need "${build_packages[@]}" python3 python3-numpy python3-pip python3-setuptools python3-wheel mypy
-# Where it would drive out a package that is there, the page with the picture is not run, and the tests say so.
+# If installing it would remove an installed package, the page with the picture is not run, and the tests report that.
 (need python3-matplotlib) || echo "Without python3-matplotlib the notebook page is not run" >&2
 python=${1:-/usr/bin/python3}
 cmake --preset release >/dev/null
 cmake --build --preset release --target qel_unit --target qel_archive
-export QEL_UNIT_LIBRARY=$PWD/build/release/src/libqel_unit.so PYTHONDONTWRITEBYTECODE=1 # the second one lies beside it
+export QEL_UNIT_LIBRARY=$PWD/build/release/src/libqel_unit.so PYTHONDONTWRITEBYTECODE=1 # the second library is beside it
 cd bindings/python
 mypy --cache-dir=../../build/mypy qel_unit tests examples benchmarks
-# -W error: an unraisable warning of ours would be a leak or a deprecation.
+# -W error: a warning would be a leak or a deprecation of the package.
 if [ "$python" = /usr/bin/python3 ] || "$python" -c 'import numpy' 2>/dev/null; then
     "$python" -W error -m tests --with-numpy
 fi
 "$python" -W error -m tests --without-numpy
-# What pip installs, without any index, is whole: a wheel with both libraries, which are found in it and nowhere else.
+# pip installs the wheel without an index; both libraries are found in it and nowhere else.
 built=$(mktemp -d)
 trap 'rm -rf "$built"' EXIT
 ../../scripts/make-wheel.sh "$built" >/dev/null

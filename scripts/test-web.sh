@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Builds for WebAssembly, without and with SIMD128, and tests it: the test programs of the libraries under Node, the golden
 # digests there and in Chromium, the npm package, and the page that opens dropped files. Installs what it needs.
-# docs/platforms.md says how long it takes.
+# docs/platforms.md has the duration.
 # Usage: scripts/test-web.sh            all of it
 #        scripts/test-web.sh --quick    without the test programs
 source "$(dirname "$0")/lib.sh"

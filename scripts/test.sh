@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Installs what is missing, builds and runs all tests.
+# Installs missing packages, builds and runs all tests.
 # Usage: scripts/test.sh [PRESET]   (release, debug, clang, asan-ubsan)
 source "$(dirname "$0")/lib.sh"
 preset=${1:-release}

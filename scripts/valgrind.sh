@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Runs the tests under Valgrind's memcheck: a read of what nobody wrote, a read or write outside a block, or a leak
+# Runs the tests under Valgrind's memcheck: a read of uninitialized memory, a read or write outside a block, or a leak
 # fails. Usage: scripts/valgrind.sh [TEST PROGRAM...]   (common, qel_unit, qel_alembic, ogawa_reader,
 # qel_archive, regression)
 source "$(dirname "$0")/lib.sh"
@@ -7,14 +7,14 @@ need "${build_packages[@]}" valgrind
 programs=("${@:-common qel_unit qel_alembic ogawa_reader qel_archive regression}")
 read -ra programs <<<"${programs[*]}"
 
-# Left out, for time or for what Valgrind cannot do; all others run.
+# Tests left out because of their time or of Valgrind's limits; all others run.
 without=(
     '*.ReportsAnAddressSpaceWithoutRoom'          # Valgrind keeps the address space itself
     'MemoryLimit.*'                               # and its own memory
     RuvSqrt.RoundsTheArgumentToSinglePrecisionFirst # Valgrind rounds such a number twice, by way of a double
-    AgentSave.LeavesAWholeFileWheneverTheProcessIsKilled # kills by the clock
-    'AgentLoad.Survives*'                         # ten thousands of loads of 2.5 MB tables; fewer are in its neighbours
-    AgentEquality.RandomOperationsLeaveTheModelsDirectory # scripts/msan.sh replays such lives
+    AgentSave.LeavesAWholeFileWheneverTheProcessIsKilled # kills after fixed times
+    'AgentLoad.Survives*'                         # tens of thousands of loads of 2.5 MB tables; the tests beside it have fewer
+    AgentEquality.RandomOperationsLeaveTheModelsDirectory # scripts/msan.sh replays such sequences
     'UnitCreate.LeavesTokensBeyondAllNodes*'      # 8 million tokens
     UnitLoad.RandomBytesEndInADocumentedCode      # thousands of loads of two 32 MB tables
     UnitLoad.FilesOfEveryLengthGiveTheirWholeRecords
@@ -28,7 +28,7 @@ cmake --preset release >/dev/null
 cmake --build --preset release
 filter=-$(IFS=:; echo "${without[*]}")
 
-# check PROGRAM SHARD SHARDS: prints what failed, and the test's own closing line.
+# check PROGRAM SHARD SHARDS: prints the failures and the test program's closing line.
 check() {
     GTEST_TOTAL_SHARDS=$3 GTEST_SHARD_INDEX=$2 valgrind --quiet --error-exitcode=9 --leak-check=full \
         --errors-for-leak-kinds=definite,indirect,possible --track-origins=yes --num-callers=25 \
