@@ -18,7 +18,7 @@ def main():
     for line in sys.stdin:
         found = re.match(r"\s*([\d,.]+) +([\d,.]+) +([\d,.]+) +([\d,.]+) +\S*:(\w+)(?: \[|$)", line)
         if found and found[5] in JOBS:
-            # A function stands once with all that is below it, and once for each file whose text is in it.
+            # A function is listed once with its callees, and once for each file whose text is in it.
             numbers = [int(text.replace(",", "")) if text != "." else 0 for text in found.groups()[:4]]
             counts[found[5]] = max(counts.get(found[5], numbers), numbers)
     if len(counts) != len(JOBS):

@@ -11,7 +11,7 @@ import sys
 import matplotlib
 
 matplotlib.use("svg")
-import matplotlib.pyplot  # noqa: E402  the kind of output is chosen before
+import matplotlib.pyplot  # noqa: E402  the backend is selected before
 
 from growth import chart_name, plural  # noqa: E402
 

@@ -12,14 +12,14 @@ import sys
 from page import duration, machine, markdown, number, put
 from table import checked, rivals
 
-FITTED = 4  # the exponent is that of the largest sizes: small ones show what a call costs by itself
+FITTED = 4  # the exponent is fitted to the largest sizes: small ones include the fixed cost of a call
 PLURALS = {"query": "queries", "vertex": "vertices", "line of 64 bytes": "lines of 64 bytes"}
 HEADINGS = ["job", "element", "sizes", "time for each, smallest to largest", "exponent", "model's exponent",
             "limit's exponent", "ours ÷ limit at the largest", "peak memory"]
 
 
 def point(run):
-    """One size of a job; times are milliseconds of as many operations as there are elements."""
+    """One size of a job; times are milliseconds for one operation per element."""
     scale = run["elements"] / run["operations"]
     ours = run["real_time"] * scale
     ways = {}
@@ -88,7 +88,7 @@ def main():
 
 
 def rounded(jobs):
-    """Four figures: more would only differ from run to run."""
+    """Four significant digits: further ones vary between runs."""
     for job in jobs:
         points = [{way: float(f"{value:.4g}") if way != "elements" else value for way, value in p.items()} for p in job["points"]]
         yield {**job, "points": points}

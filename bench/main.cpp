@@ -12,7 +12,7 @@
 
 namespace {
 
-/// A line per row while it goes on: the table is made from the file.
+/// Prints one line per row during the run: the table is made from the result file.
 class progress : public benchmark::BenchmarkReporter {
   public:
     bool ReportContext(const Context &) override { return true; }
@@ -29,8 +29,8 @@ class progress : public benchmark::BenchmarkReporter {
 } // namespace
 
 int main(int argc, char **argv) {
-    // Else some large blocks would stay in the heap once they were freed, and what a row takes would depend on the
-    // rows before it.
+    // Otherwise some large freed blocks would stay in the heap, and the time of a row would depend on the rows before
+    // it.
     mallopt(M_MMAP_THRESHOLD, 128 << 10);
     int kept = 0;
     for (int i = 0; i < argc; ++i)

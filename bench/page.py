@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""What the tables of measured figures share: numbers as text, the machine they were measured on, their place in a page."""
+"""Shared by the tables of measured figures: numbers as text, the machine of a measurement, the markers in a page."""
 import os
 import platform
 import re
@@ -8,7 +8,7 @@ import tempfile
 
 
 def number(value):
-    """Three figures, or all of a large number's."""
+    """Three significant digits, or all digits of a larger number."""
     if value >= 1000:
         return f"{value:,.0f}"
     return f"{value:.0f}" if value >= 100 else f"{value:.1f}" if value >= 10 else f"{value:.2f}"
@@ -42,7 +42,7 @@ def output(*command, line=0):
 
 
 def caches():
-    """The first processor's, as the kernel lists them."""
+    """The values of the first processor in the kernel's list."""
     folder = "/sys/devices/system/cpu/cpu0/cache"
     found = []
     for index in sorted(os.listdir(folder)) if os.path.isdir(folder) else []:
@@ -53,7 +53,7 @@ def caches():
 
 
 def machine(build="build/bench"):
-    """Lines that say where and when. QEL_BENCH_MACHINE is what scripts/lib.sh saw before it began."""
+    """Lines with the machine and the day. QEL_BENCH_MACHINE is the state that scripts/lib.sh measured."""
     compiler = first(r"^CMAKE_CXX_COMPILER:\w+=(.*)$", f"{build}/CMakeCache.txt")
     huge_pages = first(r"\[(.*)\]", "/sys/kernel/mm/transparent_hugepage/enabled")
     processor = first(r"^model name.*: (.*)$", "/proc/cpuinfo")

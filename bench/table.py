@@ -33,7 +33,7 @@ class Rival:
 
 
 def rivals(run):
-    """Of the counters kind|name|target|which."""
+    """The ratios from the counters kind|name|target|which."""
     found = {}
     for key, value in run.items():
         parts = key.split("|")
@@ -60,7 +60,7 @@ def table_row(run):
 
 
 def checked(path):
-    """The runs of a file of results; stops where one failed."""
+    """The runs of a file of results; exits if one failed."""
     with open(path, encoding="utf-8") as file:
         runs = json.load(file)["benchmarks"]
     failed = [run["run_name"] for run in runs if run.get("error_occurred")]

@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: MIT
-"""What users wait for: commands of the tool, the first answer, calls from Python, the load of the libraries, their sizes.
+"""Times that users wait for: commands of the tool, the first answer, Python calls, the load of the libraries, sizes.
 
 Usage: users.py [--quick] [--page PAGE.md]   called by scripts/bench-users.sh, which builds what QEL, USERS_BENCH and
 QEL_UNIT_LIBRARY name. Prints the tables, and puts them between the markers of the page where one is given."""
@@ -24,7 +24,7 @@ LIBRARIES = [pathlib.Path(LIBRARY).with_name(f"libqel_{name}.so") for name in ("
 
 
 class Run(NamedTuple):
-    """A process: milliseconds of the wall clock and of the processor, and the most memory that it held, in MiB."""
+    """A process: milliseconds of wall time and of processor time, and its peak memory in MiB."""
 
     wall: float
     processor: float
@@ -32,7 +32,7 @@ class Run(NamedTuple):
 
 
 def run(command):
-    """Once, to its end; what it prints goes nowhere."""
+    """Runs the command once to its end and discards its output."""
     done = subprocess.run([USERS_BENCH, "run", *map(str, command)], capture_output=True, text=True)
     if done.returncode != 0:
         sys.exit(f"failed: {command}: {done.stderr}")
@@ -64,7 +64,7 @@ class Command(NamedTuple):
         return run([QEL, *self.arguments])
 
     def least(self, copies):
-        """What the system takes to start a process, to read the file and to copy the results."""
+        """The system's time to start a process, to read the file and to copy the results."""
         steps = [run([QEL, "--version"]), run(["cat", self.source])]
         if self.result:
             remove(copies)
@@ -74,8 +74,8 @@ class Command(NamedTuple):
 
 
 def command_row(command, what, rounds, folder):
-    """Turn by turn; the ratio is the middle of the rounds' ratios."""
-    command.once()  # the files come into the system's cache
+    """Runs both in turn; the ratio is the median of the rounds' ratios."""
+    command.once()  # loads the files into the system's cache
     pairs = [(command.once(), command.least(folder / "copy")) for _ in range(rounds)]
     runs = [one for one, _ in pairs]
     ratios = sorted(one.wall / limit for one, limit in pairs)
@@ -108,7 +108,7 @@ def tool_table(folder, quick):
 
 
 def nanoseconds(calls, count):
-    """The least of three rounds, for each call or element."""
+    """The minimum of three rounds, per call or element."""
     times = []
     for _ in range(3):
         start = time.perf_counter_ns()
@@ -125,7 +125,7 @@ def python_table(path, lookups):
         [USERS_BENCH, "calls", path, str(lookups)], check=True, capture_output=True, text=True).stdout.split()[:3]]
     rows = []
     with qel_unit.Unit.load(path) as unit:
-        numbers = [i * 7919 % len(unit) for i in range(lookups)]  # as users_bench takes them
+        numbers = [i * 7919 % len(unit) for i in range(lookups)]  # the same as in users_bench
         columns = unit.all_tokens()
         keys = [int(columns.mortons[i]) for i in numbers]
         ids = [bytes(columns.hex_ids[i]) for i in numbers]
@@ -147,7 +147,7 @@ LOAD = "import ctypes, sys, time; s = time.perf_counter(); ctypes.CDLL(sys.argv[
 
 
 def loads(library, rounds):
-    """In a fresh process each: with the C++ library, if no other has loaded it."""
+    """Each in a new process, so that the load includes the C++ library."""
     return [float(subprocess.run([sys.executable, "-c", LOAD, str(library)], check=True, capture_output=True, text=True).stdout)
             for _ in range(rounds)]
 

@@ -1,7 +1,7 @@
 /* SPDX-License-Identifier: MIT */
 /* archive_to_tokens INPUT.abc FOLDER: writes an archive's mesh as a file of each format into an existing folder.
- * Every vertex is a token; queries then run over the tokens. A failure ends the program, and the system frees its
- * memory. Files of these names are overwritten; `qel convert` replaces them only when all is done. */
+ * Every vertex becomes a token; queries then run over the tokens. A failure ends the program, and the system frees its
+ * memory. Files of these names are overwritten; `qel convert` replaces them only after the whole conversion. */
 #include <qel_unit.h>
 
 #include <stdio.h>
@@ -14,7 +14,7 @@ static void check(int code, const char *step) {
     exit(1);
 }
 
-/* The agent directory keeps 255 characters of a path and would write to the shortened one without an error. */
+/* The agent directory keeps 255 characters of a path and would write to the truncated one without an error. */
 static const char *in_folder(const char *folder, const char *name, char path[256]) {
     const int length = snprintf(path, 256, "%s/%s", folder, name);
     check(length < 0 || length > 255, "keeping the path within 255 characters");
@@ -29,7 +29,7 @@ static void must_hold(const char *path, uint64_t bytes) {
     fclose(file);
 }
 
-/* The reader recognises faces by their bytes and does not check that they name corners and vertices of this mesh. */
+/* The reader recognizes faces by their bytes and does not check their counts and indices against this mesh. */
 static int faces_fit(const ogawa_polymesh *mesh) {
     uint64_t corners = 0;
     uint32_t i;
@@ -65,7 +65,7 @@ static void query(const char *path) {
     for (i = 0; i < found; ++i)
         printf("token %.8s, %u hops from the middle\n", unit.tokens[numbers[i]].hex_id, (unsigned)hops[i]);
     qel_unit_free(&unit);
-    free(unit.order); /* qel_unit_free() leaves it to its owner */
+    free(unit.order); /* qel_unit_free() does not free it */
 }
 
 static void record_run(const char *path, uint64_t tokens) {
@@ -105,7 +105,7 @@ int main(int argc, char **argv) {
     query(path);
     scene.mesh_count = 1;
     scene.total_faces = count;
-    check(qel_alembic_build_hash_table(&scene), "indexing the scene"); /* which counts its tokens */
+    check(qel_alembic_build_hash_table(&scene), "indexing the scene"); /* also counts its tokens */
     check(qel_alembic_save(in_folder(argv[2], "scene.bqel", path), &scene), "writing the scene");
     must_hold(path, 165 + (uint64_t)count * 12 + (uint64_t)vertices * 84);
     check(qel_mesh_save(&mesh, NULL, in_folder(argv[2], "mesh.qelm", path)), "writing the mesh cache");

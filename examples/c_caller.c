@@ -7,7 +7,7 @@
 
 enum { side = 4, token_count = side * side * side };
 
-/* Tokens of a small cube of lattice vertices; the keys ascend, as the nearest query needs them. */
+/* Tokens of a small cube of lattice vertices; the keys ascend, as the nearest query requires. */
 static int build(qel_unit *unit) {
     static uint64_t keys[token_count], payloads[token_count];
     static char identities[token_count * 8 + 1];
@@ -55,6 +55,6 @@ int main(void) {
         print_token(&unit, numbers[i]);
     }
     qel_unit_free(&unit);
-    free(unit.order); /* qel_unit_free() leaves it to its owner */
+    free(unit.order); /* qel_unit_free() does not free it */
     return 0;
 }

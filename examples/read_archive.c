@@ -17,7 +17,7 @@ static void check(int32_t status, const char *where) {
     exit(1);
 }
 
-/* The object, when it is a mesh. */
+/* Gets an object; 0 if it is not a mesh. */
 static int get_mesh(const qel_archive *archive, uint32_t number, qel_archive_object *object) {
     check(qel_archive_get_object(archive, number, object), "object");
     return object->kind == OGAWA_SCHEMA_POLYMESH || object->kind == OGAWA_SCHEMA_SUBD;
@@ -76,7 +76,7 @@ int main(int argc, char **argv) {
     printf("%u objects, %u meshes\n", (unsigned)info.object_count, (unsigned)info.mesh_count);
     for (i = 0; i < info.object_count; ++i)
         if (get_mesh(archive, i, &object)) print_mesh(archive, i, object.path);
-    steps = info.end > info.start ? 4 : 0; /* where nothing moves one time is enough */
+    steps = info.end > info.start ? 4 : 0; /* without movement one time is enough */
     for (step = 0; step <= steps; ++step) {
         const double seconds = info.start + (steps == 0 ? 0 : (info.end - info.start) * step / steps);
         box world = {{DBL_MAX, DBL_MAX, DBL_MAX}, {-DBL_MAX, -DBL_MAX, -DBL_MAX}};

@@ -18,7 +18,7 @@ T *zeroed(std::uint32_t count) {
     return static_cast<T *>(std::calloc(count, sizeof(T)));
 }
 
-/// Frame 24 n has the square at height n; frames hold plain positions.
+/// In frame 24 n the square is at height n. Frames hold only positions.
 bool add_frames(qel_alembic_file &scene, std::uint32_t count) {
     scene.frames = zeroed<qel_alembic_frame>(count);
     if (scene.frames == nullptr) return false;

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// A mesh with a skin is saved to a cache file; the file is mapped, and the skinned positions replace those of the mesh.
+// Saves a mesh with a skin to a cache file, maps the file, and replaces the mesh's positions by the skinned ones.
 #include <qel_unit.h>
 
 #include <algorithm>
@@ -12,7 +12,7 @@ namespace {
 
 constexpr double identity[16] = {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1};
 
-/// A strip of quads along x: two vertices at each of `columns` places.
+/// A strip of quads along x: two vertices in each of `columns` columns.
 struct strip {
     std::vector<float> positions;
     std::vector<std::uint32_t> corners, counts;

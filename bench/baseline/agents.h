@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// What the straightforward agent directory costs, on the library's own records and without a file.
-// tests/model/agent_model.h says what is right.
+// A straightforward agent directory on the library's own records, without a file. tests/model/agent_model.h defines the
+// correct result.
 #pragma once
 
 #include "qel_unit.h"

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// What writing a mesh cache file block by block costs. tests/model/mesh_cache_model.h says what is right.
+// Writes a mesh cache file block by block. tests/model/mesh_cache_model.h defines the correct result.
 #pragma once
 
 #include "qel_unit.h"
@@ -8,7 +8,7 @@
 
 namespace qel::baseline {
 
-/// For a mesh with faces whose corners are all there, with or without normals, without a skin.
+/// For a mesh with faces and indices for all corners, with or without normals, without a skin.
 std::int32_t save_mesh(const ogawa_polymesh &mesh, const char *path);
 
 } // namespace qel::baseline

@@ -26,7 +26,7 @@ void get(std::FILE *stream, T &value) {
     if (std::fread(&value, sizeof value, 1, stream) != 1) std::memset(&value, 0, sizeof value);
 }
 
-/// A new array, read record by record; null when there is no memory.
+/// Reads a new array record by record; null when there is no memory.
 template <class T>
 T *get_each(std::FILE *stream, std::size_t count) {
     T *const values = static_cast<T *>(std::malloc(count * sizeof(T) + 1));

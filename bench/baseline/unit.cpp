@@ -52,7 +52,7 @@ void insert(qel_hash_index *index, std::uint32_t token, std::uint32_t bucket) {
 
 namespace {
 
-/// The indexes and the order of a unit that has its tokens; false when there is no memory for an index.
+/// Builds the indexes and the order of a unit with tokens; false when there is no memory for an index.
 bool build_indexes(qel_unit *unit) {
     unit->morton_index = new_index(unit->count);
     unit->hex_index = new_index(unit->count);

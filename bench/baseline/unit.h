@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// What the straightforward token unit costs, on the library's own records: tables from the plain heap, one read for
-// each record, the C library's sort. tests/model/unit_model.h says what is right.
+// A straightforward token unit on the library's own records: tables from the plain heap, one read for each record, the
+// C library's sort. tests/model/unit_model.h defines the correct result.
 #pragma once
 
 #include "qel_unit.h"
@@ -9,7 +9,7 @@
 
 namespace qel::baseline {
 
-/// Both are released with qel_unit_free, and `order` with free. They give the status of the library's.
+/// Both are released with qel_unit_free, and `order` with free. They return the library's codes.
 std::int32_t create(qel_unit *unit, std::uint32_t count, const std::uint64_t *mortons, const char *hex_ids,
                     const std::uint64_t *payloads, const std::uint8_t *layers);
 std::int32_t load(const char *path, qel_unit *unit);

@@ -12,7 +12,7 @@ namespace {
 
 using namespace test;
 
-/// A multiple of the record's size, at most so many bytes.
+/// The largest multiple of the record's size that is at most `bytes`.
 constexpr std::size_t whole(std::size_t bytes, std::size_t record) {
     return bytes / record;
 }
@@ -22,7 +22,7 @@ constexpr std::size_t whole(std::size_t bytes, std::size_t record) {
 std::vector<float> make_positions(std::size_t triples) {
     noise random(1);
     std::vector<float> values(triples * 3);
-    for (float &value : values) // never small, so that no word of it is taken for an index
+    for (float &value : values) // never small, so that no word is taken for an index
         value = static_cast<float>(random.in(10, 100) * (random.in(0, 1) < 0.5 ? -1 : 1));
     return values;
 }
@@ -112,7 +112,8 @@ test::archive_writer archive_of_arrays(std::size_t bytes, std::vector<array_plac
         const std::size_t size = wins ? most : most - 1200;
         add(bytes_of(make_positions(whole(size, 12))), wins);
         add(bytes_of(make_unit_vectors(whole(size, 12))), wins);
-        add(bytes_of(make_indices(whole(size, 12) * 3 - 1)), wins); // no triples: else they might be normals
+        add(bytes_of(make_indices(whole(size, 12) * 3 - 1)),
+            wins); // not a whole number of triples, which might be normals
         add(bytes_of(std::vector<std::uint32_t>(whole(std::min<std::size_t>(size, 499000), 4), 4)), wins);
     }
     const std::uint64_t geometry = archive.group(nodes);

@@ -14,7 +14,7 @@
 
 namespace qel::bench {
 
-/// An archive on disk, open, its pages in the system's cache.
+/// An open archive on disk, with its pages in the system's cache.
 class open_archive {
   public:
     explicit open_archive(const test::archive_writer &content) : path_(folder_.file("bench.abc")) {
@@ -38,23 +38,24 @@ std::vector<std::uint32_t> make_indices(std::size_t count);
 std::vector<float> make_unit_vectors(std::size_t triples);
 std::vector<float> make_uvs(std::size_t pairs);
 
-/// Arrays with digests, as in production, of about so many bytes: positions, indices, face counts by turns.
+/// Arrays with digests, as in production, of about `bytes` bytes: positions, indices and face counts in turn.
 void append_filler(test::archive_writer &archive, std::size_t bytes);
 
-/// Of about so many bytes, with normals, tangents, bitangents and a large UV array without digests at its end.
+/// An archive of about `bytes` bytes with normals, tangents, bitangents and a large UV array without digests at its
+/// end.
 test::archive_writer archive_of_blocks(std::size_t bytes);
-/// The same with only one small UV array, which the mesh search passes over and the block scan finds.
+/// The same with only one small UV array, which the mesh search skips and the block scan finds.
 test::archive_writer archive_of_small_uvs(std::size_t bytes);
-/// Without a tree: positions at the beginning, normals and a run of indices towards the end.
+/// An archive without a tree: positions at the beginning, normals and a run of indices near the end.
 test::archive_writer archive_without_tree(std::size_t bytes);
 
-/// Where the walk's winners stand.
+/// The location of an array that the walk selects.
 struct array_place {
     long at;
     std::size_t size;
 };
 
-/// With a tree of arrays of about so many bytes; at most the largest that a node may hold.
+/// An archive with a tree of arrays of about `bytes` bytes; at most the largest that a node may hold.
 test::archive_writer archive_of_arrays(std::size_t bytes, std::vector<array_place> &winners);
 
 } // namespace qel::bench

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// What is made of a mesh: adjacency, neighbours, tangent frames.
+// The geometry of a mesh: adjacency, neighbours, tangent frames.
 #include "qel_unit.h"
 
 #include "baseline/adjacency.h"
@@ -63,7 +63,7 @@ std::uint64_t list_all(const ogawa_polymesh &mesh, List list) {
     return sum;
 }
 
-/// The least that an answer takes: an array that the caller releases.
+/// The least work of a call: an array that the caller releases.
 std::uint32_t *array_of_eight(std::uint32_t vertex, std::uint32_t *count) {
     *count = 8;
     auto *const list = static_cast<std::uint32_t *>(std::malloc(*count * sizeof(std::uint32_t)));
@@ -72,7 +72,7 @@ std::uint32_t *array_of_eight(std::uint32_t vertex, std::uint32_t *count) {
     return list;
 }
 
-/// That and the keys' memory, and each corner of the vertex's faces read once.
+/// The same with the keys' memory, and one read of each corner of the vertex's faces.
 std::uint32_t *array_of_sums(const ogawa_manifold &manifold, std::uint32_t vertex, std::uint32_t *count) {
     const std::uint32_t *const first = manifold.vertex_faces + manifold.vertex_face_offsets[vertex];
     const std::uint32_t *const last = manifold.vertex_faces + manifold.vertex_face_offsets[vertex + 1];

@@ -19,8 +19,8 @@ namespace qel::bench {
 
 namespace {
 
-/// The least that normals per corner take: the indices and face counts read, and each normal added to the sum of its
-/// vertex, in fresh memory.
+/// The least work for normals per corner: the indices and face counts are read, and each normal is added to the sum of
+/// its vertex, in fresh memory.
 void sum_corner_normals(const ogawa_polymesh &mesh) {
     stream_read(mesh.face_counts, std::size_t{mesh.face_count} * sizeof *mesh.face_counts);
     const heap_block block(std::calloc(mesh.vertex_count, 3 * sizeof(float)));
@@ -61,7 +61,7 @@ void save_vertex_normals(benchmark::State &state, std::size_t side) {
     save(state, input.mesh, 1.3);
 }
 
-/// Also reads one byte, as whoever looks at a header does.
+/// Also reads one byte, as a read of the header would.
 unsigned char map_once(const char *path) {
     const int descriptor = open(path, O_RDONLY);
     struct stat status = {};

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// A torus of quads as a mesh record: the geometry rows' input.
+// A torus of quads as a mesh record, the input of the geometry rows.
 #pragma once
 
 #include "qel_unit.h"
@@ -40,7 +40,7 @@ struct mesh_input {
     float box[6] = {};
 };
 
-/// The side of a torus of about so many vertices.
+/// The side of a torus of about `vertices` vertices.
 inline std::size_t side_of(std::size_t vertices) {
     return static_cast<std::size_t>(std::lround(std::sqrt(static_cast<double>(vertices))));
 }

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// A mesh by the walk over an archive's tree.
+// Reading a mesh by the walk over an archive's tree.
 #include "model/polymesh_model.h"
 #include "ogawa_reader/archive_inputs.h"
 #include "support/growth.h"
@@ -24,7 +24,7 @@ bool whole_and_same(const ogawa_archive &archive, const std::vector<array_place>
     return same;
 }
 
-/// Of the archive's arrays the walk reads the largest of each kind.
+/// The walk reads the largest array of each kind.
 void walk(benchmark::State &state, std::size_t bytes) {
     std::vector<array_place> winners;
     const open_archive archive(archive_of_arrays(bytes, winners));

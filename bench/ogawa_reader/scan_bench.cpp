@@ -22,7 +22,7 @@ constexpr std::size_t mebibyte = std::size_t{1} << 20;
 std::size_t file_size() {
     return sized(64 * mebibyte, mebibyte / 8);
 }
-/// A read for every step takes a plain scan minutes in 64 MiB.
+/// A plain scan with one read per step would take minutes for 64 MiB.
 std::size_t small_size() {
     return sized(mebibyte, mebibyte / 16);
 }
@@ -32,7 +32,7 @@ void keep_floats(std::vector<float> *kept, const float *values, std::size_t coun
     if (kept != nullptr && values != nullptr) kept->insert(kept->end(), values, values + count);
 }
 
-/// What is read, and how: by the library, and plainly.
+/// The reader of normals, in the library and in its plain form.
 struct normals_reader {
     static void read(const ogawa_archive &archive, std::vector<float> *kept = nullptr) {
         float *normals = nullptr;
@@ -113,8 +113,8 @@ bool read_same(const ogawa_archive &archive) {
     return !found.empty() && found == Reader::read_plainly(archive.file);
 }
 
-/// The search looks at the file's beginning only; what grows is the array, which a node of 10 MB at most may hold. The
-/// smallest array that it takes has 1,002 vertices.
+/// The search reads only the file's beginning; the array grows, up to the 10 MB that a node may hold. The smallest
+/// accepted array has 1,002 vertices.
 void positions(benchmark::State &state, std::size_t vertices) {
     test::archive_writer content;
     const long at = static_cast<long>(content.size() + sizeof(std::uint64_t));
@@ -130,7 +130,7 @@ void positions(benchmark::State &state, std::size_t vertices) {
         .measure();
 }
 
-/// At one size, all ways on the same file.
+/// At one size, all contenders on the same file.
 template <class Reader, test::archive_writer (*Make)(std::size_t)>
 void scan_grown(benchmark::State &state, std::size_t lines) {
     const open_archive archive(Make(lines * 64));
@@ -155,7 +155,7 @@ void scan(benchmark::State &state) {
         .measure();
 }
 
-/// The mesh search needs no small reads, so that its plain form is not hundreds of times slower.
+/// The mesh search needs no small reads, so its plain form is not hundreds of times slower.
 void searched_uvs(benchmark::State &state) {
     const open_archive large(archive_of_blocks(file_size()));
     if (!agree(state, read_same<uvs_reader>(large.archive), "the plain UVs differ")) return;

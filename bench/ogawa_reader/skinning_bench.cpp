@@ -55,7 +55,7 @@ struct skin_input {
     qel_skin skin = {};
 };
 
-/// As a user of Eigen would write it: all in double precision, a row vector through each joint's matrix.
+/// The form of a user of Eigen: all in double precision, a row vector times each joint's matrix.
 void skin_with_eigen(const skin_input &input, std::vector<float> &out) {
     std::vector<matrix, Eigen::aligned_allocator<matrix>> matrices(input.joints.size());
     for (std::size_t j = 0; j < matrices.size(); ++j)
@@ -77,9 +77,9 @@ void skin_with_eigen(const skin_input &input, std::vector<float> &out) {
 }
 
 #if defined(__x86_64__)
-/// The arithmetic of so many vertices with four joints each, and nothing else: one position, one weight and one matrix,
-/// which stays in the first cache. Three products and three sums of four doubles a joint, none of which may be fused,
-/// a conversion, a product and a sum of four floats.
+/// Only the arithmetic of `vertices` vertices with four joints each: one position, one weight and one matrix, which
+/// stay in the first-level cache. Per joint three products and three sums of four doubles, none fused, then a
+/// conversion, a product and a sum of four floats.
 __attribute__((target("avx2"))) void blend_in_cache(std::size_t vertices) {
     alignas(32) double rows[4][4];
     std::memset(rows, 0, sizeof rows);
@@ -88,7 +88,7 @@ __attribute__((target("avx2"))) void blend_in_cache(std::size_t vertices) {
     for (std::size_t v = 0; v < vertices; ++v) {
         __m128 sum = _mm_setzero_ps();
         for (int slot = 0; slot < 4; ++slot) {
-            benchmark::ClobberMemory(); // as if each joint had rows and a weight of its own
+            benchmark::ClobberMemory(); // as if each joint had its own rows and weight
             keep(rows);
             keep(weight);
             __m256d moved = _mm256_mul_pd(x, _mm256_load_pd(rows[0]));

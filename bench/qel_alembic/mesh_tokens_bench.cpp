@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// A mesh into vertex records and tokens.
+// Processing a mesh into vertex records and tokens.
 #include "model/topology_model.h"
 #include "qel_alembic/scene_inputs.h"
 #include "support/growth.h"
@@ -11,7 +11,7 @@ namespace qel::bench {
 
 namespace {
 
-/// A mesh record that borrows its arrays, as it is before processing.
+/// An unprocessed mesh record that borrows its arrays.
 qel_alembic_mesh unprocessed(triangle_mesh &mesh) {
     qel_alembic_mesh record = {};
     record.vertex_count = mesh.vertex_count();
@@ -33,7 +33,7 @@ contender processing(qel_alembic_mesh &record) {
     return {[&record] { qel_alembic_process_mesh(&record, 1); }, [&record] { drop_records(record); }};
 }
 
-/// Each vertex looks at all faces.
+/// For each vertex all faces are examined.
 void process_plainly(const triangle_mesh &mesh, model::processed_mesh &out) {
     float bounds[6];
     qel_alembic_compute_bounds(mesh.positions.data(), mesh.vertex_count(), bounds);
@@ -72,7 +72,7 @@ void process(benchmark::State &state, std::size_t vertices, double model_target 
         .measure();
 }
 
-/// Into the arrays of the call before: without the system's part in fresh memory, the work itself.
+/// Processes into the arrays of the previous call, so without the system's cost of fresh memory.
 void process_again(benchmark::State &state) {
     triangle_mesh mesh(sized(50000, 1000));
     qel_alembic_mesh record = unprocessed(mesh);

@@ -83,7 +83,7 @@ void look_up_hits(benchmark::State &state) {
     look_up(state, s, keys);
 }
 
-/// Half of the keys fall into the crowd and walk through it to its end.
+/// Half of the keys fall into the run of taken slots and probe it to its end.
 void look_up_misses(benchmark::State &state) {
     bench_scene s(sized(1000000, 4000));
     const qel_alembic_mesh &mesh = s.scene.meshes[0];
@@ -99,7 +99,7 @@ void look_up_misses(benchmark::State &state) {
     look_up(state, s, keys);
 }
 
-/// As many queries as take a while, where there are few vertices.
+/// With few vertices, `queries` is large enough for a measurable time.
 void nearest(benchmark::State &state, std::size_t vertices, std::size_t queries) {
     bench_scene s(vertices);
     const qel_alembic_mesh &mesh = s.scene.meshes[0];

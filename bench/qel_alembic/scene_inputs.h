@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Meshes and scenes for the token rows: a torus, of which some vertices share a lattice cell, as in any modelled
-// surface, and a flat grid, whose vertices crowd into one layer of cells.
+// Meshes and scenes for the token rows: a torus, in which some vertices share a lattice cell, as in any modelled
+// surface, and a flat grid, whose vertices are all in one layer of cells.
 #pragma once
 
 #include "support/scenes.h"
@@ -14,7 +14,7 @@ namespace qel::bench {
 
 enum class shape { torus, flat_grid };
 
-/// Of about so many vertices and twice as many triangles.
+/// A mesh of about `vertices` vertices and twice as many triangles.
 struct triangle_mesh {
     explicit triangle_mesh(std::size_t vertices, shape form = shape::torus) {
         const auto side = static_cast<std::uint32_t>(std::lround(std::sqrt(static_cast<double>(vertices))));

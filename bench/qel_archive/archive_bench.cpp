@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Archives opened, and meshes and properties read from them, by what they say.
+// Opening archives and reading meshes and properties from their structure.
 #include "common/heap.h"
 #include "qel_archive/archive_scenes.h"
 #include "support/growth.h"
@@ -40,7 +40,7 @@ std::size_t objects_below_top(const qel_archive *archive) {
     return info.object_count - 1;
 }
 
-/// As many reads as there are headers, from the file's beginning to its end.
+/// One read for each header, from the file's beginning to its end.
 void fread_each(std::FILE *stream, const std::vector<file_range> &places) {
     static char header[1 << 20];
     for (const file_range &place : places) {
@@ -63,13 +63,13 @@ void open_tree(benchmark::State &state, std::size_t objects) {
         .measure();
 }
 
-/// Bytes that the heap has handed out.
+/// Bytes in use on the heap.
 std::size_t heap_in_use() {
     const struct mallinfo2 heap = mallinfo2();
     return heap.uordblks + heap.hblkhd;
 }
 
-/// Counted, not sampled: what the heap holds for an open archive over what its headers take in the file.
+/// The heap's bytes for an open archive divided by the bytes of its headers in the file. Counted, not sampled.
 void memory_of_tree(benchmark::State &state) {
     const test::built_archive built = object_tree();
     const archive_on_disk disk(built);
@@ -94,7 +94,7 @@ void peak_of_open(benchmark::State &state) {
     });
 }
 
-/// Whether a mesh's arrays are those that stand in the file.
+/// Whether a mesh's arrays equal those in the file.
 bool is_whole(const archive_on_disk &disk, const std::vector<file_range> &arrays, std::uint32_t object) {
     ogawa_polymesh mesh;
     if (qel_archive_read_mesh(disk.archive(), object, 0, &mesh) != QEL_ARCHIVE_OK || mesh.uv_set_count != 1)
@@ -111,7 +111,7 @@ bool is_whole(const archive_on_disk &disk, const std::vector<file_range> &arrays
     return same;
 }
 
-/// Reads each array into a fresh block of the heap, of huge pages as the library's own.
+/// Reads each array into a fresh block of the heap, with huge pages like the library's.
 void read_arrays(const archive_on_disk &disk, const std::vector<file_range> &arrays,
                  std::vector<heap_block> &blocks) {
     for (const file_range &array : arrays) {

@@ -18,7 +18,7 @@ namespace {
 
 using namespace test;
 
-/// Square sheets of quads: as many as an array of so many bytes needs.
+/// Square sheets of quads, enough for an array of `bytes` bytes.
 polymesh quads(std::size_t bytes) {
     const auto side = static_cast<std::uint32_t>(std::sqrt(static_cast<double>(bytes) / bytes_of_quad));
     const plain_mesh grid = make_grid(side, side, false);
@@ -31,7 +31,7 @@ polymesh quads(std::size_t bytes) {
     return mesh;
 }
 
-/// Where the values of a property's only sample stand, without the digest.
+/// The location of the values of a property's only sample, without the digest.
 file_range values_of(const built_archive &built, const std::string &property) {
     constexpr std::uint64_t digest = 16;
     const std::uint64_t at = built_archive::position_of(built.places.at(property).references.at(0));

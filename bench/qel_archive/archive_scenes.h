@@ -14,12 +14,12 @@
 
 namespace qel::bench {
 
-/// Where bytes stand in a file.
+/// A range of bytes of a file.
 struct file_range {
     std::uint64_t at, size;
 };
 
-/// An archive on disk, its pages in the system's cache; open to the library and for reads at positions.
+/// An archive on disk, with its pages in the system's cache; open in the library and for reads at positions.
 class archive_on_disk {
   public:
     explicit archive_on_disk(const test::built_archive &built);
@@ -38,25 +38,24 @@ class archive_on_disk {
     qel_archive *archive_ = nullptr;
 };
 
-/// Reads at a position until all is there.
+/// Reads a whole range; repeats short reads.
 void read_at(int descriptor, const file_range &range, void *bytes);
 
-/// Groups of ten transforms below each other's parents: about so many objects, each with a compound of three properties
-/// whose few values all share. Nearly all of the file is headers.
+/// A tree of about `count` transforms, ten children each, each with a compound of three properties that share their
+/// values. Nearly all of the file is headers.
 test::archive_builder tree_of_objects(std::size_t count);
 
-/// Where the headers of objects and compounds stand, in the file's order, each with the word before it that says how
-/// long it is.
+/// The locations of the headers of objects and compounds, in file order, each with the size word before it.
 std::vector<file_range> header_places(const test::built_archive &built);
 
-/// The bytes of these and of the groups that they belong to.
+/// The bytes of these and of their groups.
 std::uint64_t header_bytes(const test::built_archive &built);
 
-/// 16 bytes of indices, 4 of counts, 48 of normals, 32 of UVs, and about 12 of a point.
+/// 16 bytes of indices, 4 of counts, 48 of normals, 32 of UVs, and about 12 of one point.
 constexpr std::size_t bytes_of_quad = 112;
 
-/// Meshes of one sample with normals and UVs at the corners, of so many bytes of arrays each, and where the arrays
-/// of each stand.
+/// Meshes of one sample with normals and UVs at the corners, with arrays of a given size, and the locations of the
+/// arrays.
 struct large_meshes {
     test::built_archive built;
     std::vector<std::vector<file_range>> arrays; // by mesh

@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The checks that a mesh's indices and counts pass. The library does not export them: its source is compiled here once
-// more.
+// The checks of a mesh's indices and counts. The library does not export them: their source is compiled here as well.
 #include "qel_archive/index_check.h"
 
 #include "support/rows.h"
@@ -16,14 +15,14 @@ namespace {
 
 using namespace archives;
 
-/// The library shows what it has just read, piece after piece: 192 KiB that the processor's cache holds.
+/// The library checks each piece that it has just read: 192 KiB, which fit the processor's cache.
 constexpr std::size_t piece = 48 << 10;
 
 std::size_t rounds() {
     return sized(200, 1);
 }
 
-/// Does what is measured once for each piece.
+/// Calls `check` once for each piece.
 template <class Check>
 contender for_each_piece(Check check) {
     return {[check] {

@@ -22,7 +22,7 @@ void init(benchmark::State &state) {
         .measure();
 }
 
-/// Spawns of all tiers, so that some try 28 identities; the identities go behind one another.
+/// Spawns agents of all tiers, so that some try 28 identities; the identities are appended to one another.
 template <class Spawn>
 void spawn_all(std::string &ids, Spawn spawn) {
     for (std::size_t i = 0; i < QEL_AGENT_CAPACITY; ++i)

@@ -54,7 +54,7 @@ void identity(benchmark::State &state) {
         .measure();
 }
 
-/// Every cell with a partner far away, all three ways.
+/// Every cell with a distant partner, in all three modes.
 template <class Reproduce>
 void reproduce_all(const cells &parents, children &out, Reproduce reproduce) {
     for (std::size_t i = 0; i < parents.size(); ++i)

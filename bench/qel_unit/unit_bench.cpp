@@ -35,7 +35,7 @@ bool creates_same(const token_arrays &arrays) {
     return same_units(ours, plain);
 }
 
-/// What the bucket heads take, and what all tokens take with their order and their nodes in both indexes.
+/// The size of the bucket heads; below, that of the tokens with their order and their nodes in both indexes.
 constexpr std::size_t bucket_bytes = std::size_t{QEL_HASH_BUCKETS} * sizeof(std::uint32_t);
 constexpr std::size_t bytes_of_unit(std::size_t count) {
     return 2 * bucket_bytes + count * (sizeof(qel_token) + sizeof(std::uint32_t) + 2 * sizeof(qel_hash_node));
@@ -53,7 +53,7 @@ void create(benchmark::State &state, std::size_t count, double model_target = no
         .measure();
 }
 
-/// A unit file of the arrays' tokens in random order.
+/// Writes a unit file of the arrays' tokens in random order.
 std::string shuffled_file(const test::temp_folder &folder, const token_arrays &arrays) {
     test::owned_unit unit;
     arrays.create_with(qel_unit_create, unit);
@@ -71,7 +71,7 @@ bool loads_same(const std::string &path) {
     return same_units(ours, plain);
 }
 
-/// What a load has to do at least: the file is read, each token moves once to its sorted place, and a unit is created.
+/// The least work of a load: the file is read, each token moves once to its sorted position, and a unit is created.
 contender bare_load(const std::string &path, const token_arrays &arrays,
                     const std::vector<std::uint32_t> &places, test::owned_unit &unit) {
     return {[&] {
@@ -115,7 +115,7 @@ void load_peak(benchmark::State &state) {
     });
 }
 
-/// Half of the keys are there, in random order.
+/// Keys of which half are present, in random order.
 std::vector<std::uint64_t> half_of(const std::vector<std::uint64_t> &present, std::mt19937_64 &random) {
     std::vector<std::uint64_t> keys = present;
     std::shuffle(keys.begin(), keys.end(), random);
@@ -124,7 +124,7 @@ std::vector<std::uint64_t> half_of(const std::vector<std::uint64_t> &present, st
     return keys;
 }
 
-/// Sums what a lookup gives for every key.
+/// Sums the results of a lookup for every key.
 template <class Keys, class Lookup>
 contender look_up_all(const Keys &keys, Lookup lookup) {
     return {[&keys, lookup] {
@@ -181,7 +181,7 @@ void look_up_keys(benchmark::State &state, std::size_t count) {
         [&](std::uint64_t key) { return baseline::lookup_morton(&unit, key); });
 }
 
-/// The maps' keys are the identities' eight bytes as one number: the best that a user could do.
+/// The maps' keys are the identities' eight bytes as one number, the fastest choice of a user.
 void look_up_identities(benchmark::State &state, std::size_t count) {
     const token_arrays arrays(count);
     test::owned_unit unit;
@@ -198,7 +198,7 @@ void look_up_identities(benchmark::State &state, std::size_t count) {
         });
 }
 
-/// Asks for the tokens nearest to each key.
+/// Queries the tokens nearest to each key.
 template <class Query>
 void query_all(const qel_unit &unit, const std::vector<std::uint64_t> &keys, std::int32_t k, Query query) {
     std::vector<std::uint32_t> numbers(static_cast<std::size_t>(k));
@@ -242,7 +242,7 @@ void nearest(benchmark::State &state, std::size_t count, std::int32_t k, std::si
     const search_tree tree(count * sizeof(qel_token));
     side_by_side rounds(state, {[&] { query_all(unit, keys, k, qel_unit_query_nearest); }});
     rounds.model({[&] { query_all(unit, keys, k, baseline::query_nearest); }}, target);
-    if (k < 10) // with more, the search is the least of it
+    if (k < 10) // with more, the search is the smallest part
         rounds.limit("the dependent lines of a binary search", {[&] { tree.follow(keys); }})
             .limit("the binary search alone", {[&] { search_all(unit, keys); }});
     rounds.measure();

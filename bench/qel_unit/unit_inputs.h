@@ -14,7 +14,7 @@
 
 namespace qel::bench {
 
-/// The argument arrays of a create: random keys in ascending order, each with an identity of its own.
+/// The argument arrays of qel_unit_create: random keys in ascending order, each with a unique identity.
 struct token_arrays {
     explicit token_arrays(std::size_t count) : hex_ids(count * 8), payloads(count), layers(count) {
         std::mt19937_64 random(count);

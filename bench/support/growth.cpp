@@ -13,17 +13,17 @@ namespace {
 
 constexpr std::size_t first_size = 1000, size_count = 7;
 constexpr double model_seconds = 10;
-constexpr double steep = 2; // how the plain form is taken to grow before two sizes have shown it
+constexpr double steep = 2; // the assumed exponent of the plain form before two sizes are measured
 
 bool growth_mode = false;
 
-/// How long the plain form of the present job took at its sizes so far.
+/// The times of the plain form of the present job so far.
 struct model_history {
     double size = 0, seconds = 0, exponent = steep;
     double next_size = 0;
     bool given_up = false;
 
-    /// Of the next size, from the last one.
+    /// The expected time of the next size, from the last one.
     double expected() const { return seconds * std::pow(next_size / size, exponent); }
 
     void note(double now) {

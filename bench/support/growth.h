@@ -13,17 +13,17 @@ namespace qel::bench {
 bool growing();
 void set_growing(bool on);
 
-/// Adds a job, what its elements are called, and how many of them there are at most. Its sizes lie at equal ratios;
-/// with quick() there is the smallest one only.
+/// Adds a job, the name of its elements, and their greatest number. Its sizes have equal ratios; with quick() only the
+/// smallest one is measured.
 void growth(const std::string &job, const std::string &element, std::size_t largest,
             void (*measure)(benchmark::State &, std::size_t));
 
-/// What a point has in truth: its elements, and the operations of one round where these are others. The time of an
-/// operation is what the chart shows.
+/// Reports the true size of a point: its elements, and the operations of one round if their number differs. The chart
+/// shows the time per operation.
 void report_size(benchmark::State &state, std::size_t elements, std::size_t operations = 0);
 
-/// Whether the plain form takes part. It always does in the table; in growth where it should end within ten seconds,
-/// by how its time has grown so far.
+/// Whether the plain form takes part. It always does in the table; in growth only if its expected time is below ten
+/// seconds.
 bool with_model();
 void note_model(double seconds);
 

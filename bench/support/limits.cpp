@@ -35,7 +35,7 @@ void stream_words(const unsigned char *bytes, std::size_t size) {
 }
 
 #if defined(__x86_64__)
-/// Four runs at once: the processor then keeps more lines on their way than for one.
+/// Four runs at once: the processor then loads more lines at the same time than for one.
 __attribute__((target("avx2"))) void stream_wide(const unsigned char *bytes, std::size_t size) {
     constexpr std::size_t step = 2 * sizeof(__m256i), runs = 4;
     const std::size_t run = size / runs / step * step;
@@ -128,7 +128,7 @@ search_tree::search_tree(std::size_t bytes)
         ++depth_;
 }
 
-/// The tree over a run of lines: its middle, which leads to the middles of both halves, or to itself where none is.
+/// Builds the tree over a run of lines: its middle points to the middles of both halves, or to itself if there is none.
 std::uint32_t search_tree::grow(std::uint32_t first, std::uint32_t last) {
     const std::uint32_t middle = first + (last - first) / 2;
     nodes_[middle].children[0] = middle == first ? middle : grow(first, middle);

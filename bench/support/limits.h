@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// What the machine allows at best: bytes streamed from memory, fresh memory filled, files read and written whole.
+// The limits of the machine: streaming bytes from memory, filling fresh memory, reading and writing whole files.
 #pragma once
 
 #include "support/side_by_side.h"
@@ -42,13 +42,12 @@ class huge_memory {
     unsigned char *memory_;
 };
 
-/// Places in memory of which each says where the next one is: what a lookup waits for, without what it does there. A
-/// chain begins at a random place of the first table and takes a place in each of the others. Chains do not wait for
-/// one another.
+/// Chains of dependent loads, one per table, like those of a lookup but without its work. A chain begins at a random
+/// position of the first table and visits one position of each other table. Chains do not wait for one another.
 class table_chains {
   public:
-    /// Tables of so many bytes; so many chains, of which every second ends at one place of the second table, as the
-    /// lookups that find nothing do.
+    /// Tables of the given sizes in bytes. Every second chain ends at one position of the second table, like the
+    /// lookups that find nothing.
     table_chains(const std::vector<std::size_t> &tables, std::size_t chains);
     void follow() const;
 
@@ -57,13 +56,12 @@ class table_chains {
     std::vector<std::uint32_t> starts_;
 };
 
-/// A balanced search tree over so many bytes, a cache line for each node, without comparisons: chains of dependent
-/// places from the root to a leaf, as many as a binary search meets before it stays in one line. The first levels are
-/// in the cache.
+/// A balanced search tree with one cache line per node, without comparisons: chains of dependent loads from the root to
+/// a leaf, as many as a binary search makes before it stays in one line. The first levels are in the cache.
 class search_tree {
   public:
     explicit search_tree(std::size_t bytes);
-    /// A chain for each key, whose bits choose the ways.
+    /// Follows a chain for each key, whose bits select the branches.
     void follow(const std::vector<std::uint64_t> &keys) const;
 
   private:
@@ -87,7 +85,7 @@ using heap_block = std::unique_ptr<void, heap_deleter>;
 
 heap_block fresh_block(std::size_t size);
 
-/// Reads so many bytes at a place into fresh memory from the heap.
+/// Reads `size` bytes at a position into fresh memory from the heap.
 heap_block read_into_fresh(std::FILE *stream, long at, std::size_t size);
 
 /// A way that writes a file, which is removed before each time.

@@ -29,7 +29,7 @@ struct figures {
 };
 
 figures measure_here(const std::function<void()> &job) {
-    malloc_trim(0); // else the job would take what the parent gave back
+    malloc_trim(0); // else the job would reuse memory that the parent freed
     reset_peak();
     const double before = status_figure("VmRSS");
     job();

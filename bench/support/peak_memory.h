@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// How much memory a job takes at its highest, measured in a child process by the system's own high-water mark.
+// The peak memory of a job, measured in a child process by the system's high-water mark.
 #pragma once
 
 #include <benchmark/benchmark.h>
@@ -8,11 +8,10 @@
 
 namespace qel::bench {
 
-/// Runs the job once in a child and reports, in MiB above what the child held before, the most that it held and
-/// what it held at the end.
+/// Runs the job once in a child and reports its peak memory and its memory at the end, in MiB above that at its start.
 void report_peak(benchmark::State &state, const std::function<void()> &job);
 
-/// The most that the process has held since the last reset, in MiB.
+/// peak_mebibytes() is the process's greatest memory since the last reset_peak(), in MiB.
 void reset_peak();
 double peak_mebibytes();
 

@@ -16,7 +16,7 @@ namespace {
 
 bool quick_mode = false;
 
-/// After so long, models not counted, no further round begins; but so many are played.
+/// After this time, without the models', no further round begins; but a least number of rounds is played.
 double row_seconds() {
     return growing() ? 0.5 : 2;
 }
@@ -25,9 +25,9 @@ std::size_t min_rounds() {
 }
 constexpr std::size_t max_rounds = 41;
 
-constexpr double model_seconds = 1;     // a model that has taken so long rests ...
-constexpr std::size_t model_rounds = 3; // ... after so many rounds,
-constexpr double slow_model = 3;        // or at once when it is as slow as this
+constexpr double model_seconds = 1;     // a model that has taken this long rests ...
+constexpr std::size_t model_rounds = 3; // ... after this many rounds,
+constexpr double slow_model = 3;        // or at once if a round takes this long
 
 double seconds_of(const std::function<void()> &run) {
     using clock = std::chrono::steady_clock;
@@ -43,8 +43,8 @@ double median(std::vector<double> values) {
     return values.size() % 2 == 1 ? values[half] : (values[half - 1] + values[half]) / 2;
 }
 
-/// What the heap kept of earlier ways and rows goes back to the system first, all but a little for small blocks: a
-/// large array is then fresh memory whoever takes it.
+/// First returns the heap's free memory to the system, except a little for small blocks: a large array is then fresh
+/// memory for every contender.
 double play(const contender &way) {
     if (way.before) way.before();
     malloc_trim(std::size_t{1} << 20);
@@ -103,8 +103,8 @@ side_by_side &side_by_side::within(double milliseconds) {
     return *this;
 }
 
-/// Every second round goes the other way round, so that none always follows the same one. Returns the time without
-/// the models'.
+/// Every second round is played in reverse order, so that no contender always follows the same one. Returns the time
+/// without the models'.
 double side_by_side::play_round(bool backwards) {
     double seconds = 0;
     for (std::size_t i = 0; i < ways_.size(); ++i) {
@@ -122,8 +122,8 @@ double side_by_side::play_round(bool backwards) {
     return seconds;
 }
 
-/// Way over reference for what should be slower, reference over way for the limit: the middle, the lowest and the
-/// highest of the rounds' ratios.
+/// Contender over reference for those that should be slower, reference over contender for the limit: the median, lowest
+/// and highest of the rounds' ratios.
 void side_by_side::report(const rival &r) {
     const std::vector<double> &way = ways_[r.way].seconds, &reference = ways_[r.reference].seconds;
     std::vector<double> ratios;

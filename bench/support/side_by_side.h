@@ -1,8 +1,7 @@
 // SPDX-License-Identifier: MIT
-// One job done in several ways, in one process and in turn, so that whatever slows the machine slows all of them:
-// the library, its plain model, what a user would take instead, and what the memory or the file allows at best. The
-// figures are medians over the rounds, and each ratio is the median of the rounds' ratios, with their lowest and
-// highest.
+// One job by several contenders, in one process and in turn, so that other load slows all of them: the library, its
+// plain model, a user's alternative, and the limit of the memory or the file. The figures are medians over the rounds,
+// and each ratio is the median of the rounds' ratios, with their lowest and highest.
 #pragma once
 
 #include <benchmark/benchmark.h>
@@ -14,7 +13,7 @@
 
 namespace qel::bench {
 
-/// Whether only to see that every row runs: tiny inputs, one round.
+/// Whether only to check that every row runs: tiny inputs, one round.
 bool quick();
 void set_quick(bool on);
 
@@ -23,14 +22,14 @@ inline std::size_t sized(std::size_t full, std::size_t tiny) {
     return quick() ? tiny : full;
 }
 
-/// A way to do the job. Only `run` is timed; `before` and `after` make and release what it needs.
+/// One implementation of the job. Only `run` is timed; `before` and `after` make and release its data.
 struct contender {
     std::function<void()> run;
     std::function<void()> after = {};
     std::function<void()> before = {};
 };
 
-/// Keeps a result from being optimised away.
+/// Prevents the compiler from removing a result.
 template <class T>
 void keep(const T &value) {
     benchmark::DoNotOptimize(value);
@@ -43,17 +42,17 @@ class side_by_side {
   public:
     side_by_side(benchmark::State &state, contender ours);
 
-    /// The plain form, where with_model(); it should take at least so many times as long. Slow ones take part in few
-    /// rounds.
+    /// Adds the plain form if with_model(); it should take at least `at_least` times as long. Slow ones take part in
+    /// few rounds.
     side_by_side &model(contender plain, double at_least = no_target);
-    /// The same at a smaller size, for a plain form that would take minutes at the full one. Where its effort grows
-    /// at least as the library's, the ratio at the full size is no lower.
+    /// The same at a smaller size, for a plain form that would take minutes at the full size. If its time grows at
+    /// least as fast as the library's, the ratio at the full size is no lower.
     side_by_side &model_at(const std::string &size, contender ours, contender plain, double at_least);
-    /// What a user would take instead, and how many times as long as the library it should take at least.
+    /// Adds a user's alternative, which should take at least `at_least` times as long as the library.
     side_by_side &peer(const std::string &name, contender other, double at_least);
-    /// What cannot be beaten, and how many times as long as that the library may take.
+    /// Adds a limit; the library may take at most `at_most` times as long.
     side_by_side &limit(const std::string &name, contender best, double at_most = no_target);
-    /// The most milliseconds that the job may take.
+    /// Sets the most milliseconds that the job may take.
     side_by_side &within(double milliseconds);
 
     /// Runs the rounds and reports; does nothing after a failed check.
@@ -86,16 +85,15 @@ class side_by_side {
     double max_milliseconds_ = no_target;
 };
 
-/// Checks what a row takes for granted: that a call succeeded and gave what it should. False and a failed row
-/// otherwise.
+/// Checks a condition of a row, such as a call's success and result. Otherwise fails the row and returns false.
 bool agree(benchmark::State &state, bool same, const char *what);
-/// The same of what the plain form gives; not looked at where that takes no part.
+/// The same for the plain form's result; skipped if the plain form takes no part.
 bool agree_with_model(benchmark::State &state, const char *what, const std::function<bool()> &same);
 
 /// Adds what is measured once, by the time that it says itself.
 void add_measurement(const std::string &name, const std::function<void(benchmark::State &)> &measure);
 
-/// Adds a row to the table; nothing where growth is measured.
+/// Adds a row to the table; does nothing if growth is measured.
 void row(const std::string &job, const std::string &size, void (*measure)(benchmark::State &));
 
 } // namespace qel::bench

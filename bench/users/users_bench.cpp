@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// What bench/users.py cannot do from outside: inputs, calls from C++ beside those from Python, commands whose memory is
-// measured.
+// The part of bench/users.py that needs a compiled program: inputs, calls from C++ for comparison with Python, commands
+// whose memory is measured.
 //
 //   users_bench inputs FOLDER MEGABYTES TOKENS    large.abc of 64 meshes, tokens.qel
 //   users_bench calls UNIT LOOKUPS                nanoseconds of a lookup by key, by identity, of a nearest query
@@ -46,7 +46,7 @@ int write_inputs(const std::string &folder, std::size_t megabytes, std::size_t t
 
 constexpr std::size_t rounds = 3;
 
-/// The least of three rounds, for each call. No round repeats the calls of another.
+/// The minimum of three rounds, per call. No round repeats the calls of another.
 template <class Call>
 double nanoseconds_of(std::size_t count, Call call) {
     double least = 0;
@@ -85,8 +85,8 @@ int time_calls(const char *path, std::size_t lookups) {
     return 0;
 }
 
-/// Runs a command and says what it took. The most memory of a process counts what its parent held when it was made;
-/// this one holds little.
+/// Runs a command and prints its times and peak memory. The peak of a process includes its parent's memory at the fork;
+/// this parent holds little.
 int run_command(char **command) {
     const clock::time_point start = clock::now();
     const pid_t child = fork();

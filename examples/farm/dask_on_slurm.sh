@@ -1,6 +1,6 @@
 #!/bin/bash
-# A Dask cluster within one Slurm job: the scheduler and the client on its first node, a worker a core on all of them. Copy
-# it, set the paths and submit it: sbatch dask_on_slurm.sh. Submitted again, it goes on where it has ended.
+# A Dask cluster within one Slurm job: the scheduler and the client on its first node, one worker per core on all nodes.
+# Copy it, set the paths and submit it: sbatch dask_on_slurm.sh. Submitted again, it continues where it ended.
 #SBATCH --job-name=qel-farm
 #SBATCH --nodes=8
 #SBATCH --ntasks-per-node=1
@@ -13,7 +13,7 @@ out=/shared/tokens
 export QEL_TOOL=/shared/bin/qel
 export PATH=/shared/venv/bin:$PATH # with pip install 'qel-unit[farm]'
 
-meeting=$(mktemp -d -p /shared qel-farm.XXXXXX) # where workers find the scheduler
+meeting=$(mktemp -d -p /shared qel-farm.XXXXXX) # workers find the scheduler through this folder
 trap 'kill $(jobs -p); wait; rm -rf "$meeting"' EXIT
 python3 -m distributed.cli.dask_scheduler --port 0 --no-dashboard --scheduler-file "$meeting/scheduler.json" &
 srun python3 -m distributed.cli.dask_worker --scheduler-file "$meeting/scheduler.json" --no-dashboard \

@@ -1,6 +1,6 @@
 #!/bin/bash
-# A Slurm array without any scheduler of tasks: job I of N converts the I-th part of a list. Copy it, set the three paths and
-# submit it: sbatch slurm_array.sh. Submitted again, it goes on where it has ended.
+# A Slurm array without a scheduler of tasks: job I of N converts the I-th part of a list. Copy it, set the three paths
+# and submit it: sbatch slurm_array.sh. Submitted again, it continues where it ended.
 #SBATCH --job-name=qel-convert
 #SBATCH --array=1-100
 #SBATCH --cpus-per-task=4
