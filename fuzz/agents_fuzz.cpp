@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Lives of the agent directory: hostile files and every operation, step by step the same as the model's.
+// Sequences of operations on the agent directory, with hostile files, compared with the model after each step.
 #include "harness.h"
 
 #include "model/agent_model.h"
@@ -50,7 +50,7 @@ class life {
 
     FuzzedDataProvider &fuzz_;
     model::agent_model model_;
-    std::vector<std::string> paths_; // of the files there may be
+    std::vector<std::string> paths_; // of files that may exist
 };
 
 /// So many characters without a byte to spare behind them.
@@ -63,7 +63,7 @@ exact<char> exact_id(const std::string &id) {
     return exact_text(id, std::min<std::size_t>(8, id.size() + 1));
 }
 
-/// One that is copied: eight characters whatever they are.
+/// An id that is copied: exactly eight characters of any value.
 exact<char> whole_id(std::string id) {
     id.resize(8);
     return exact_text(id, 8);
@@ -154,7 +154,7 @@ void life::look() {
     require(std::memcmp(ids, expected.data(), std::size_t{count} * 9) == 0);
 }
 
-/// A file that may lie about its contents.
+/// Writes a file whose counts may be wrong.
 void life::make_file() {
     const std::string name = any_path();
     bytes file;
@@ -271,7 +271,7 @@ void life::step() {
     }
 }
 
-/// Making a directory may fail at every allocation; there is then none.
+/// Each allocation of qel_agent_dir_init may fail; then there is no directory.
 void run_out_of_memory(FuzzedDataProvider &fuzz) {
     const auto n = fuzz.ConsumeIntegralInRange<std::uint64_t>(1, 6);
     char id[9];

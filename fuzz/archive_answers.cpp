@@ -59,7 +59,7 @@ class questions {
         answers_.push_back({status, status == QEL_ARCHIVE_OK ? given.value() : 0});
     }
 
-    /// Returns how many properties it has.
+    /// Queries an object; returns its number of properties.
     std::uint32_t object(std::uint32_t number) {
         qel_archive_object object = {};
         digest given;
@@ -135,7 +135,7 @@ class questions {
         given.add(mesh.transform);
     }
 
-    /// Normals and UVs, with how many they are in place of a status.
+    /// Records normals and UVs, with their number in place of a status.
     void note_parameters(const ogawa_polymesh &mesh) {
         digest given;
         given.add_array(mesh.normals, 3ull * mesh.normal_count);

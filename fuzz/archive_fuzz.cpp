@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Archives of any bytes: every reader, compared with its model; then what is read goes through the mesh geometry.
+// Archives of any bytes: every reader is compared with its model; then the mesh geometry runs on its output.
 #include "archive_recipe.h"
 #include "harness.h"
 #include "mesh_checks.h"
@@ -27,7 +27,7 @@ bool read_value(const bytes &content, std::uint64_t at, T &value) {
     return true;
 }
 
-/// The reference that a mesh is looked for under; 0 where the file has none.
+/// The reference of the top object, below which meshes are searched; 0 if the file has none.
 std::uint64_t top_object(const bytes &content) {
     std::uint64_t root = 0, third = 0;
     if (!read_value(content, 8, root)) return 0;
@@ -35,8 +35,8 @@ std::uint64_t top_object(const bytes &content) {
     return root < content.size() && read_value(content, root + 24, third) ? third : 0;
 }
 
-/// Walks from the top object with any limits. Returns whether following every reference every time, as the model
-/// does, comes to an end.
+/// Walks from the top object with any limits. Returns whether the model's walk, which follows every reference every
+/// time, ends.
 bool check_walk(ogawa_archive &archive, std::FILE *stream, const bytes &content, std::uint32_t capacity,
                 std::int32_t max_depth) {
     const auto top = static_cast<std::int64_t>(top_object(content));
@@ -54,7 +54,7 @@ bool check_walk(ogawa_archive &archive, std::FILE *stream, const bytes &content,
     return !walk.gave_up();
 }
 
-/// Whether measuring every run from each of its words on does.
+/// Whether the naive search, which measures every run from each of its words on, ends.
 bool naive_runs_end(const bytes &content, std::uint32_t vertex_count) {
     std::uint64_t steps = 0, run = 0;
     std::uint32_t word = 0;
@@ -178,7 +178,7 @@ int expected_status(const bytes &content) {
     return content.size() < 16 ? -5 : 0;
 }
 
-/// One part of the readers, or all: each takes its time.
+/// Runs one group of the readers, or all of them: each takes time.
 void read(ogawa_archive &archive, const bytes &content, int detail) {
     const memory_stream models(content);
     std::FILE *const stream = models.file();
@@ -215,7 +215,7 @@ void read_everything(const bytes &content, int detail) {
     ogawa_close(&archive);
 }
 
-/// Deliberately, not everything is released then: a failed first mesh is lost.
+/// A failed first mesh is deliberately not released.
 void read_first_mesh(const bytes &content, heap_ledger &heap) {
     const memory_file file(content);
     ogawa_archive archive;
@@ -224,7 +224,7 @@ void read_first_mesh(const bytes &content, heap_ledger &heap) {
     heap.free_all();
 }
 
-/// Whatever fails, nothing is read or freed that is not there; what stays allocated is freed by the watch.
+/// After any failure nothing invalid is read or freed; the ledger frees the blocks that stay allocated.
 void read_without_memory(ogawa_archive &archive, int reader, ogawa_polymesh &mesh) {
     ogawa_uv_set set = {};
     ogawa_tangent_frame frame = {};

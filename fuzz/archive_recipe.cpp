@@ -13,7 +13,7 @@ namespace {
 
 constexpr std::uint64_t usual_size = 64 << 10;
 
-/// Sizes at which a reader changes its mind.
+/// Sizes at the thresholds of the readers.
 constexpr std::uint64_t sizes[] = {
     0,       12,      16,      24,      36,      48,      72,      96,      100,    101,    104,
     120,     1000,    1001,    1004,    1008,    1200,    2016,    4096,    9996,   10000,  10001,
@@ -48,7 +48,7 @@ class recipe {
     }
 
   private:
-    static constexpr int root_first = 7; // so that the end can be cut off without it
+    static constexpr int root_first = 7; // the end can then be removed without it
     static constexpr std::uint64_t third_child = 16 + 24;
 
     void step();
@@ -82,13 +82,13 @@ std::uint64_t recipe::any_size() {
 std::uint64_t recipe::any_reference() {
     constexpr std::uint64_t data_bit = test::archive_writer::data_bit;
     switch (fuzz_.ConsumeIntegralInRange(0, 9)) {
-    case 0: // forward, or the node that is being written itself
+    case 0: // forward, or the node being written
         return archive_.size() + fuzz_.ConsumeIntegral<std::uint8_t>() * 8u;
     case 1: // anywhere
         return fuzz_.ConsumeIntegral<std::uint16_t>() | (fuzz_.ConsumeBool() ? data_bit : 0);
     case 2:
         return fuzz_.ConsumeBool() ? 0 : data_bit;
-    case 3: // taken for the other kind
+    case 3: // with the bit of the other kind
         return references_.empty() ? 16 : references_.back() ^ data_bit;
     case 4:
         return fuzz_.ConsumeIntegral<std::uint64_t>();
@@ -125,7 +125,7 @@ void recipe::fill_words(std::vector<std::uint32_t> &values) {
         value = low + random.below(span);
 }
 
-/// A payload of a size, its values from a few bytes; some of the first words are chosen one by one.
+/// A payload of `size` bytes, its values from a few bytes of input; some of the first words are chosen singly.
 bytes recipe::payload(std::uint64_t size) {
     std::vector<std::uint32_t> values(static_cast<std::size_t>(size / 4 + 1));
     if (fuzz_.ConsumeIntegralInRange(0, 2) == 0)
@@ -181,7 +181,7 @@ void recipe::add_group() {
     for (std::size_t i = 0; i < count; ++i)
         children.push_back(any_reference());
     constexpr std::size_t many[] = {20, 100, 499, 500, 501, 999, 1000, 1001};
-    if (!children.empty() && fuzz_.ConsumeIntegralInRange(0, 7) == 0) // the last one many times
+    if (!children.empty() && fuzz_.ConsumeIntegralInRange(0, 7) == 0) // repeats the last one
         children.resize(fuzz_.PickValueInArray(many), children.back());
     if (!room_for(children.size() * 8 + 8)) return;
     if (fuzz_.ConsumeIntegralInRange(0, 7) != 0) {
@@ -193,7 +193,7 @@ void recipe::add_group() {
     }
 }
 
-/// Words below some number, as the search for triangles looks for.
+/// Words below some number, which the search for triangles finds.
 void recipe::add_run() {
     const std::size_t count = fuzz_.ConsumeIntegralInRange<std::size_t>(0, 40);
     const std::uint32_t span = 1 + fuzz_.PickValueInArray(words) % 2000;
@@ -229,7 +229,7 @@ void recipe::step() {
     }
     case 10:
         return add_run();
-    default: { // a size word alone, as the byte searches look for
+    default: { // a size word alone, which the byte searches find
         const std::uint64_t size = any_size();
         archive_.append_raw(payload(std::min<std::uint64_t>(size, 80)));
         bytes word;

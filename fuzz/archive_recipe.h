@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Archives out of few bytes: nodes that nest, refer back and to themselves, arrays around every threshold of the
-// reader, counts and sizes that lie.
+// Archives from few bytes of input: nodes that nest, refer back and to themselves, arrays around every threshold of the
+// reader, wrong counts and sizes.
 #pragma once
 
 #include "harness.h"
@@ -9,10 +9,10 @@
 
 namespace qel::fuzz {
 
-/// A container as the fuzzer's bytes say, at most some 80 KiB long but for a rare huge array.
+/// A container built from the fuzzer's bytes, at most about 80 KiB long except for a rare huge array.
 bytes make_archive(FuzzedDataProvider &fuzz);
 
-/// A valid header and then whatever bytes there are.
+/// A valid header followed by the rest of the input.
 bytes archive_of_raw_bytes(FuzzedDataProvider &fuzz);
 
 } // namespace qel::fuzz

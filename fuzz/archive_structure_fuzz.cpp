@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Archives of any bytes, read by what they say: every answer of the 16 functions compared with the model's; and with
-// reads that are short or interrupted, with reads and allocations that fail, with a file that shrinks.
+// Archives of any bytes, read by their structure: every result of the 16 functions is compared with the model's; also
+// with short or interrupted reads, with failing reads and allocations, and with a file that shrinks.
 #include "archive_answers.h"
 #include "faulty_reads.h"
 #include "harness.h"
@@ -15,9 +15,9 @@ using namespace qel::fuzz;
 
 namespace {
 
-constexpr std::uint32_t max_compared = 150; // objects and properties: the model answers each question anew
+constexpr std::uint32_t max_compared = 150; // objects and properties: the model computes each result anew
 
-/// Opens an archive and asks everything. The first answer is that of opening.
+/// Opens an archive and calls every function. The first answer is that of opening.
 std::vector<archive_answer> open_and_ask(const char *path) {
     qel_archive *archive = reinterpret_cast<qel_archive *>(1);
     const std::int32_t status = qel_archive_open(path, &archive);
@@ -29,8 +29,8 @@ std::vector<archive_answer> open_and_ask(const char *path) {
     return answers;
 }
 
-/// Each answer is what it was without the fault, or says what failed. Where opening failed there are no others; where
-/// an object's name is not to be had, its properties are not asked for.
+/// Requires each answer to equal that without the fault, or to report the failure. If opening failed there are no
+/// others; if an object's name is not available, its properties are not queried.
 void require_alike(const std::vector<archive_answer> &faulty, const std::vector<archive_answer> &sound,
                    std::int32_t fault) {
     require(faulty.front() == sound.front() || faulty.front().status == fault);
@@ -43,15 +43,15 @@ void require_alike(const std::vector<archive_answer> &faulty, const std::vector<
     }
 }
 
-/// Under MemorySanitizer the library is alone: the builder of archives and the model use parts of the standard library
-/// that it does not follow. Then archives are what the inputs hold, and two runs are compared.
+/// Under MemorySanitizer only the library runs: the builder of archives and the model use parts of the standard library
+/// that are not instrumented. The archives are then the inputs themselves, and two runs are compared.
 #if __has_feature(memory_sanitizer)
 constexpr bool alone = true;
 #else
 constexpr bool alone = false;
 #endif
 
-/// Whether the model is asked, too: not about what the limits of the fuzzer's heap refuse, and not for minutes.
+/// Whether the model runs as well: not for archives that the fuzzer's heap limits refuse or that take minutes.
 bool is_comparable(const char *path) {
     qel_archive *archive = nullptr;
     const std::int32_t status = qel_archive_open(path, &archive);
@@ -91,7 +91,7 @@ void read_with_failing_reads(const memory_file &file, std::uint64_t n, bool all_
     require_alike(open_and_ask(file.path()), sound, QEL_ARCHIVE_CANNOT_OPEN);
 }
 
-/// Reads that give less than was asked for, and interrupted ones, change nothing.
+/// Requires the same answers with short and interrupted reads.
 void read_in_pieces(const memory_file &file, std::size_t max_bytes, std::uint64_t interrupt_each) {
     const std::vector<archive_answer> sound = open_and_ask(file.path());
     faulty_reads faults;
@@ -100,7 +100,7 @@ void read_in_pieces(const memory_file &file, std::size_t max_bytes, std::uint64_
     require(open_and_ask(file.path()) == sound);
 }
 
-/// What is beyond the end is damaged, but for normals and UVs: a mesh has fewer of them then.
+/// Data past the end are damaged, except normals and UVs: a mesh then has fewer of them.
 void read_while_it_shrinks(const memory_file &file, std::size_t size) {
     qel_archive *archive = nullptr;
     if (qel_archive_open(file.path(), &archive) != QEL_ARCHIVE_OK) return;
@@ -114,7 +114,7 @@ void read_while_it_shrinks(const memory_file &file, std::size_t size) {
                 shrunk[i].status < sound[i].status);
 }
 
-/// Bytes at places that the fuzzer chooses, in what is an archive before.
+/// Changes bytes of an archive at positions that the fuzzer chooses.
 void patch(FuzzedDataProvider &fuzz, bytes &content) {
     for (int count = fuzz.ConsumeIntegralInRange(0, 6); count > 0 && !content.empty(); --count) {
         const std::size_t at = fuzz.ConsumeIntegral<std::uint32_t>() % content.size();
@@ -122,7 +122,7 @@ void patch(FuzzedDataProvider &fuzz, bytes &content) {
     }
 }
 
-/// An archive of everything that archives hold, as the fuzzer's numbers say, sound or damaged.
+/// An archive with every kind of content, built from the fuzzer's numbers, sound or damaged.
 bytes archive_of_choices(FuzzedDataProvider &fuzz) {
     const int damage = fuzz.ConsumeIntegralInRange(0, 3);
     bytes patches = fuzz.ConsumeBytes<std::uint8_t>(fuzz.ConsumeIntegralInRange<std::size_t>(0, 40));
@@ -141,7 +141,7 @@ bytes archive_of_choices(FuzzedDataProvider &fuzz) {
     return content;
 }
 
-/// Bytes behind a header whose root they say.
+/// A header followed by bytes, the root's position among them.
 bytes archive_of_bytes(FuzzedDataProvider &fuzz) {
     bytes content = {'O', 'g', 'a', 'w', 'a', 0xFF, 0, 1};
     append(content, std::uint64_t{16} + fuzz.ConsumeIntegral<std::uint8_t>());
@@ -150,7 +150,7 @@ bytes archive_of_bytes(FuzzedDataProvider &fuzz) {
     return content;
 }
 
-/// An input that begins as an archive does is one as a whole: what follows an archive changes nothing.
+/// An input that begins with an archive's header is used as a whole: bytes after an archive are ignored.
 bytes make_archive(FuzzedDataProvider &fuzz, int form, const bytes &input) {
     if (input.size() > 5 && std::memcmp(input.data(), "Ogawa", 5) == 0) return input;
     if (form == 0) return fuzz.ConsumeRemainingBytes<std::uint8_t>();

@@ -12,7 +12,7 @@ faulty_reads *faulty_reads::current = nullptr;
 
 namespace {
 
-/// The error that the next read ends with; 0 where it is done.
+/// The error of the next read; 0 if it is executed.
 int next_error() {
     faulty_reads *const faults = faulty_reads::current;
     if (faults == nullptr) return 0;
@@ -31,7 +31,7 @@ std::size_t shortened(std::size_t size) {
 
 extern "C" {
 
-// The one or the other, by how wide the positions of the library's build are said to be.
+// Which of the two is called depends on the position type of the library's build.
 ssize_t __real_pread(int descriptor, void *bytes, std::size_t size, off_t position);
 ssize_t __real_pread64(int descriptor, void *bytes, std::size_t size, off64_t position);
 ssize_t __wrap_pread(int descriptor, void *bytes, std::size_t size, off_t position);

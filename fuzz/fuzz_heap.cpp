@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The index tables of the fuzzed library, mapped once and handed out again, and a limit on every allocation.
+// The index tables of the fuzzed library, mapped once and reused, and a limit on every allocation.
 #include "harness.h"
 
 #include "support/failing_heap.h"
@@ -14,8 +14,8 @@ namespace {
 
 using namespace qel::fuzz;
 
-/// The index tables. Each maps a file of 0xFF bytes for itself alone, so that filling it with those is to forget what
-/// was written. A table that is not in use, and what lies around each, cannot be touched.
+/// The index tables. Each is a private mapping of a file of 0xFF bytes, so that filling it with them discards the
+/// written pages. Unused tables and the pages around each table are inaccessible.
 class table_pool {
   public:
     void *take() {
@@ -26,7 +26,7 @@ class table_pool {
             each.used = true;
             return each.table;
         }
-        return nullptr; // nobody needs that many
+        return nullptr; // more tables than slots are refused
     }
 
     bool give_back(void *block) {
@@ -38,7 +38,7 @@ class table_pool {
         return true;
     }
 
-    /// False for memory that is no table.
+    /// Fills a table with a byte; false for other memory.
     bool fill(void *block, int value, std::size_t size) {
         if (size != table_bytes || value != 0xFF || find(block) == nullptr) return false;
         return madvise(block, size, MADV_DONTNEED) == 0;
@@ -96,7 +96,7 @@ const bool policy_is_set = [] {
 
 #if defined(__has_feature)
 #if __has_feature(address_sanitizer)
-// What the sanitizer makes of memset.
+// The sanitizer calls this function in place of memset.
 extern "C" {
 
 void *__real___asan_memset(void *block, int value, std::size_t size);

@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
-// What all fuzz targets share: files in memory that have a path, arrays of exactly their size, and the way a finding
-// is reported.
+// Shared by all fuzz targets: files in memory with a path, arrays of exactly their size, and the report of a finding.
 #pragma once
 
 #include "support/failing_heap.h"
@@ -21,21 +20,21 @@ namespace qel::fuzz {
 
 using namespace test;
 
-/// The index tables, of units, scenes and the directory, are all of this size. They are kept and handed out again:
-/// mapping and filling 32 MiB anew for every input would take most of the time.
+/// The size of every index table, of units, scenes and the directory. The tables are kept and reused: mapping and
+/// filling 32 MiB for every input would take most of the time.
 constexpr std::size_t table_bytes = std::size_t{32} << 20;
 
 /// A larger allocation fails.
 constexpr std::size_t max_heap_bytes = std::size_t{64} << 20;
 
-/// A finding: the library and its model disagree, or a promise is broken.
+/// Reports a finding if `holds` is false: the library differs from its model or violates its documentation.
 inline void require(bool holds, const char *file = __builtin_FILE(), int line = __builtin_LINE()) {
     if (holds) return;
     std::fprintf(stderr, "%s:%d: the requirement does not hold\n", file, line);
     std::abort();
 }
 
-/// A file in memory, opened by its path as any other.
+/// A file in memory, opened by its path like any other.
 class memory_file {
   public:
     memory_file() : descriptor_(memfd_create("fuzz", 0)) {
@@ -62,7 +61,7 @@ class memory_file {
     char path_[32];
 };
 
-/// A folder for files that must have names; it goes with the process, if it is empty then.
+/// A folder for files that need names; it is removed at the end of the process if it is empty.
 class disk_folder {
   public:
     disk_folder();
@@ -76,7 +75,7 @@ class disk_folder {
     std::string path_;
 };
 
-/// A stream over bytes in memory: for models that seek and read at every step, which in a file is a system call each.
+/// A stream over bytes in memory, for models that seek and read at every step: in a file each would be a system call.
 class memory_stream {
   public:
     explicit memory_stream(const bytes &content);
@@ -93,10 +92,10 @@ class memory_stream {
     const bytes &content_;
     std::size_t position_ = 0;
     std::FILE *file_;
-    char buffer_[64]; // read anew at every seek
+    char buffer_[64]; // filled again at every seek
 };
 
-/// A copy on the heap without a byte to spare, so that reading beyond it is noticed. Released with free.
+/// A copy on the heap of exactly the same size, so that reads past its end are detected. Released with free.
 template <class T>
 T *exact_copy(const std::vector<T> &values) {
     T *copy = static_cast<T *>(std::malloc(values.size() * sizeof(T)));
@@ -119,8 +118,8 @@ class exact {
     T *array_;
 };
 
-/// Whether floats are the same bits. NaNs are alike: which one an operation gives, its operands' order decides, and
-/// a compiler may change that.
+/// Whether floats have the same bits. All NaNs count as equal: the order of operands selects the NaN of an operation,
+/// and a compiler may change that order.
 bool same_floats(const void *a, const void *b, std::size_t count);
 
 } // namespace qel::fuzz

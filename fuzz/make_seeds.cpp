@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Writes a seed corpus for every fuzz target into a folder: real files, and numbers for the targets to build from.
+// Writes a seed corpus for every fuzz target into a folder: real files, and numbers from which the targets build files.
 // Usage: make_seeds FOLDER
 #include "qel_unit.h"
 
@@ -19,19 +19,19 @@ namespace {
 
 using namespace qel::test;
 
-/// MemorySanitizer does not follow all that the builder of archives uses of the standard library.
+/// The builder of archives uses parts of the standard library that are not instrumented for MemorySanitizer.
 #if __has_feature(memory_sanitizer)
 constexpr bool can_build_archives = false;
 #else
 constexpr bool can_build_archives = true;
 #endif
 
-/// Writes the seeds of one target, numbered. The targets take their choices from an input's end.
+/// Writes the numbered seeds of one target. The targets read their choices from an input's end.
 class seed_folder {
   public:
     explicit seed_folder(const std::string &path) : path_(path) { mkdir(path.c_str(), 0777); }
 
-    /// A file, and the choices that make the target take it as one; the last choice is taken first.
+    /// Adds a file with the choices that make the target use it as a file; the last choice is read first.
     void add(bytes content, const std::vector<std::uint8_t> &choices) {
         content.insert(content.end(), choices.begin(), choices.end());
         write_file(path_ + "/" + std::to_string(count_++), content);
@@ -83,7 +83,7 @@ void seed_archives(const std::string &folder, std::mt19937 &random) {
     seeds.add_numbers(random, 60, 600);
 }
 
-/// Small scenes that are whole, as their bytes, and choices to build others from.
+/// Writes small sound archives as bytes, and choices from which others are built.
 void seed_archive_structures(const std::string &folder, std::mt19937 &random) {
     seed_folder seeds(folder + "archive_structure");
     for (std::uint64_t seed = 1; seed <= 24; ++seed) {

@@ -10,7 +10,7 @@ using namespace qel::fuzz;
 
 namespace {
 
-/// A file that is nearly one: blocks where a header says, with a skin, some of its numbers lying.
+/// A nearly valid file: blocks at the header's offsets, with a skin; some of its numbers are wrong.
 bytes make_file(FuzzedDataProvider &fuzz) {
     const auto any_offset = [&fuzz](std::uint32_t truth) {
         if (fuzz.ConsumeIntegralInRange(0, 5) != 0) return truth;
@@ -57,7 +57,7 @@ bytes make_file(FuzzedDataProvider &fuzz) {
     return file;
 }
 
-/// Every allocation of a load may fail: the header and the pointers are the same, the skin may be missing.
+/// Every allocation of a load may fail: the header and the pointers do not change, the skin may be missing.
 void run_out_of_memory(const bytes &content, std::uint64_t n, bool all_later) {
     const memory_file file(content);
     qel_mesh mesh;
@@ -69,7 +69,7 @@ void run_out_of_memory(const bytes &content, std::uint64_t n, bool all_later) {
     if (status == 0) {
         require(std::memcmp(&mesh.header, content.data(), std::min(content.size(), sizeof mesh.header)) == 0);
         if (mesh.skin != nullptr && (mesh.skin->joints == nullptr || mesh.skin->weights == nullptr)) {
-            // Counts without arrays. What counts there are, the file's length bounds.
+            // Counts without arrays. The file's length bounds the counts.
             std::vector<double> poses(std::size_t{mesh.skin->joint_count} * 16 + 1);
             std::vector<float> positions(std::size_t{mesh.skin->weight_count} * 3 + 1);
             qel_skin_apply(mesh.skin, poses.data(), positions.data(), positions.data());

@@ -24,7 +24,7 @@ bool same_numbers(const std::uint32_t *numbers, const std::vector<std::uint32_t>
 
 void check_neighbors(const ogawa_polymesh &mesh, const model::plain_manifold &expected,
                      std::uint32_t vertex) {
-    // The run of fields that the function may read, and nothing behind it.
+    // Exactly the fields that the function may read.
     struct face_fields {
         const std::uint32_t *counts;
         std::uint32_t count;
@@ -39,7 +39,7 @@ void check_neighbors(const ogawa_polymesh &mesh, const model::plain_manifold &ex
     std::free(neighbors);
 }
 
-/// The corners about a vertex; the plain search among them takes time in proportion to the square.
+/// The number of corners of a vertex's faces; the plain search among them takes quadratic time.
 std::uint64_t corners_around(const model::plain_manifold &manifold, std::uint32_t vertex) {
     std::uint64_t corners = 0;
     for (std::uint32_t i = manifold.vertex_face_offsets[vertex]; i < manifold.vertex_face_offsets[vertex + 1];

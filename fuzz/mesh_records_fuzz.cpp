@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Polygon meshes made by hand, their arrays exactly as long as the counts beside them say and their contents and
-// missing arrays as the fuzzer likes: all of the mesh geometry and the mesh cache, compared with the models.
+// Hand-made polygon meshes: arrays of exactly the lengths of their counts, with contents and missing arrays chosen by
+// the fuzzer. All of the mesh geometry and the mesh cache is compared with the models.
 #include "harness.h"
 #include "mesh_checks.h"
 
@@ -19,7 +19,7 @@ float any_coordinate(FuzzedDataProvider &fuzz) {
     return static_cast<float>(fuzz.ConsumeIntegral<std::int8_t>()) * 0.125f;
 }
 
-/// An array of floats, or null where it is left out.
+/// An array of floats, or null if it is left out.
 float *any_floats(FuzzedDataProvider &fuzz, std::size_t count) {
     if (fuzz.ConsumeIntegralInRange(0, 15) == 0) return nullptr;
     std::vector<float> values(count);
@@ -28,7 +28,7 @@ float *any_floats(FuzzedDataProvider &fuzz, std::size_t count) {
     return exact_copy(values);
 }
 
-/// Mostly small polygons; sometimes what only a hostile file holds.
+/// Mostly the corner counts of small polygons; sometimes those of hostile files.
 std::uint32_t any_corner_count(FuzzedDataProvider &fuzz, bool hostile) {
     const auto kind = fuzz.ConsumeIntegral<std::uint8_t>();
     if (kind < 200) return 3 + kind % 2;
@@ -62,14 +62,14 @@ void add_faces(ogawa_polymesh &mesh, FuzzedDataProvider &fuzz) {
     if (shape != 0) mesh.face_counts = exact_copy(counts);
     if (shape == 0) corners = std::uint64_t{faces} * 3;
     if (shape == 1) return; // no indices
-    // Hostile counts may claim more or less than the indices hold. Where the number of indices is not given, the
-    // counts are honest.
+    // Hostile counts may claim more or fewer corners than there are indices. Without the number of indices, the counts
+    // are correct.
     std::uint64_t held = corners;
     if (hostile || held > 5000) held = fuzz.ConsumeIntegralInRange<std::uint32_t>(0, 400);
     mesh.face_indices = any_indices(fuzz, held, mesh.vertex_count, hostile);
     const bool say = held != corners || fuzz.ConsumeIntegralInRange(0, 7) != 0;
     mesh.face_index_count = say ? static_cast<std::uint32_t>(held) : 0;
-    if (held != corners && held == 0) { // none, and it cannot be said
+    if (held != corners && held == 0) { // a count of 0 would mean unknown
         std::free(mesh.face_indices);
         mesh.face_indices = nullptr;
     }
@@ -92,13 +92,13 @@ void add_uv_set(ogawa_uv_set &set, const ogawa_polymesh &mesh, FuzzedDataProvide
     const std::uint32_t counts[] = {0, 1, mesh.vertex_count, mesh.face_index_count,
                                     fuzz.ConsumeIntegral<std::uint8_t>()};
     set.value_count = fuzz.PickValueInArray(counts);
-    // Without a count the values bound nothing, and value 0 is there: what has no values has no array.
+    // Without a count the values are unbounded and value 0 must exist; a set without values has no array.
     set.values = any_floats(fuzz, std::max<std::size_t>(set.value_count, 1) * 2);
     set.scope = fuzz.ConsumeIntegralInRange<std::uint32_t>(3, 4);
     if (fuzz.ConsumeBool()) return;
     const std::uint32_t held =
         fuzz.ConsumeBool() ? mesh.face_index_count : fuzz.ConsumeIntegral<std::uint8_t>();
-    if (held == 0) return; // no array either: it would not be bounded
+    if (held == 0) return; // an array without a count would be unbounded
     set.index_count = held;
     set.indices = any_indices(fuzz, held, set.value_count, set.value_count != 0);
 }
@@ -143,7 +143,7 @@ qel_skin make_skin(FuzzedDataProvider &fuzz) {
     return skin;
 }
 
-/// Of counts that no model follows, only that nothing beyond the arrays is touched.
+/// For counts that no model follows: checks only that nothing outside of the arrays is accessed.
 void use_hostile(ogawa_polymesh &mesh) {
     if (ogawa_build_manifold(&mesh) == 0) {
         for (std::uint32_t vertex = 0; vertex < mesh.vertex_count; vertex += 7) {
@@ -175,7 +175,7 @@ void live(FuzzedDataProvider &fuzz) {
     qel_skin_free(&skin);
 }
 
-/// Each function without some of its memory; what it deliberately leaves behind is freed by the watch.
+/// Calls each function with failing allocations; the ledger frees the blocks that it deliberately leaks.
 void run_out_of_memory(FuzzedDataProvider &fuzz, heap_ledger &heap) {
     const auto n = fuzz.ConsumeIntegralInRange<std::uint64_t>(1, 5);
     const bool all_later = fuzz.ConsumeBool();

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Runs a fuzz target's entry over inputs that are there, without the fuzzer: for sanitizers and machines that have
-// none. Usage: fuzz_TARGET [-random=COUNT] [FILE or FOLDER...]; random inputs are the same in every run.
+// Runs a fuzz target's entry over existing inputs without the fuzzer, for sanitizers and machines without it.
+// Usage: fuzz_TARGET [-random=COUNT] [FILE or FOLDER...]; random inputs are the same in every run.
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -18,7 +18,7 @@ namespace {
 unsigned executions = 0;
 
 void run(const std::vector<std::uint8_t> &input) {
-    // An array of exactly the input's size, so that reading beyond it is noticed.
+    // An array of exactly the input's size, so that reads past its end are detected.
     auto *const exact = static_cast<std::uint8_t *>(std::malloc(input.size() + 1));
     if (exact == nullptr) std::abort();
     if (!input.empty()) std::memcpy(exact, input.data(), input.size());
@@ -27,7 +27,7 @@ void run(const std::vector<std::uint8_t> &input) {
     ++executions;
 }
 
-/// False where it cannot be read, as a folder cannot.
+/// Runs one file; false if it cannot be read, for example a folder.
 bool run_file(const char *path) {
     std::FILE *const file = std::fopen(path, "rb");
     if (file == nullptr) return false;

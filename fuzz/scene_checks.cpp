@@ -10,7 +10,7 @@ namespace qel::fuzz {
 
 namespace {
 
-/// Every vertex in the order of their global numbers.
+/// The mesh and number of a vertex, listed in the order of global numbers.
 struct vertex_place {
     std::uint32_t mesh, vertex;
 };
@@ -119,7 +119,7 @@ void check_sample(const qel_alembic_file &scene, std::int32_t number) {
                 std::memcmp(mesh.name, expected->name, sizeof mesh.name) == 0);
 }
 
-/// The first mesh of a frame, if a frame has one with positions.
+/// The first mesh of a frame if it has positions, else null.
 const qel_alembic_mesh *first_mesh(const qel_alembic_frame &frame) {
     if (frame.meshes == nullptr || frame.mesh_count == 0) return nullptr;
     const bool whole = frame.meshes->vertex_count == 0 || frame.meshes->positions != nullptr;
@@ -165,7 +165,7 @@ std::int32_t plain_validation(const qel_alembic_file &scene) {
     return 0;
 }
 
-/// A text in a buffer without a byte to spare is the beginning of the whole one.
+/// Requires a text in a buffer of exactly its size to be the beginning of the full text.
 template <class Write>
 void check_text(Write write, std::int32_t size) {
     std::vector<char> whole(4000, '#');

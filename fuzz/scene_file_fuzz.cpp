@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Scene files of any bytes: load, compare with the plain reading of the file, ask everything, save, export.
+// Scene files of any bytes: load, compare with the plain reader, run all queries, save, export.
 #include "harness.h"
 #include "scene_checks.h"
 
@@ -12,7 +12,7 @@ namespace {
 
 constexpr std::uint64_t max_resaved = 1 << 20;
 
-/// A count that is mostly the truth.
+/// A count that is mostly correct.
 std::uint32_t perhaps_lie(FuzzedDataProvider &fuzz, std::uint32_t truth) {
     switch (fuzz.ConsumeIntegralInRange(0, 47)) {
     case 0:
@@ -114,7 +114,7 @@ void check_header(const qel_alembic_file &scene, const bytes &content, const cha
         require(scene.total_tokens == vertex_count(scene) && scene.total_vertices == scene.total_tokens);
 }
 
-/// Of a scene that is huge by its counts, only what takes little time.
+/// Only the quick queries, for a scene with huge counts.
 void ask_little(const qel_alembic_file &scene) {
     char text[600];
     qel_alembic_hit hits[2];
@@ -182,7 +182,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
     FuzzedDataProvider fuzz(data, size);
     const heap_ledger heap;
     const int door = fuzz.ConsumeIntegralInRange(0, 7);
-    const bool indexed = fuzz.ConsumeIntegralInRange(0, 7) == 0; // the table takes its time
+    const bool indexed = fuzz.ConsumeIntegralInRange(0, 7) == 0; // building the table is slow
     const auto n = fuzz.ConsumeIntegral<std::uint8_t>();
     if (door < 3) {
         const bytes content = fuzz.ConsumeRemainingBytes<std::uint8_t>();

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Token scenes made by hand: meshes from arrays of exactly their size, processed and compared with the model, then
-// indexed, asked, saved and exported. On the way, the algebra of the cells.
+// Hand-made token scenes: meshes from arrays of exactly their size are processed and compared with the model, then
+// indexed, queried, saved and exported. Also checks the algebra of the cells.
 #include "harness.h"
 #include "scene_checks.h"
 
@@ -136,7 +136,7 @@ qel_alembic_mesh make_mesh(FuzzedDataProvider &fuzz, const mesh_arrays &arrays) 
     if (status == 0) {
         check_processed(mesh, arrays, 1);
         check_single_vertices(arrays, mesh, fuzz.ConsumeIntegral<std::uint16_t>());
-        if (fuzz.ConsumeBool()) { // again, in a box of its own
+        if (fuzz.ConsumeBool()) { // again, with another box
             for (float &bound : mesh.bounds)
                 bound = any_coordinate(fuzz);
             const auto layer = fuzz.ConsumeIntegralInRange<std::uint8_t>(0, 4);
@@ -158,7 +158,7 @@ void drop(T *&array) {
     array = nullptr;
 }
 
-/// What a caller that fills records by hand may leave out or set otherwise.
+/// Removes or changes fields that a caller who fills records by hand may leave out or set differently.
 void bend_mesh(qel_alembic_mesh &mesh, FuzzedDataProvider &fuzz) {
     switch (fuzz.ConsumeIntegralInRange(0, 15)) {
     case 0:
@@ -214,7 +214,7 @@ void add_frames(qel_alembic_file &scene, FuzzedDataProvider &fuzz) {
 
 void live(FuzzedDataProvider &fuzz) {
     qel_alembic_file scene = {};
-    const bool indexed = fuzz.ConsumeIntegralInRange(0, 7) == 0; // the table takes its time
+    const bool indexed = fuzz.ConsumeIntegralInRange(0, 7) == 0; // building the table is slow
     scene.mesh_count = fuzz.ConsumeIntegralInRange<std::uint32_t>(0, 5);
     scene.meshes = exact_copy(std::vector<qel_alembic_mesh>(scene.mesh_count));
     for (std::uint32_t m = 0; m < scene.mesh_count; ++m) {
@@ -251,7 +251,7 @@ void run_out_of_memory(FuzzedDataProvider &fuzz, heap_ledger &heap) {
         const std::uint32_t *const indices = arrays.indices.empty() ? &none : arrays.indices.data();
         qel_alembic_load_raw(positions, arrays.vertices(), indices, arrays.faces(), nullptr, &mesh);
     }
-    heap.free_all(); // the record may point at what is freed already
+    heap.free_all(); // the record may point to freed memory
 }
 
 } // namespace

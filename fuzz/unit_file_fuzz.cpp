@@ -17,7 +17,7 @@ namespace {
 
 using tokens = std::vector<qel_token>;
 
-/// Keys that meet often: equal ones, neighbours, ones that share a bucket, ends of the range.
+/// Keys that often collide: equal keys, neighbours, keys of one bucket, ends of the range.
 std::uint64_t any_key(FuzzedDataProvider &fuzz, std::uint64_t previous) {
     switch (fuzz.ConsumeIntegralInRange(0, 7)) {
     case 0:
@@ -58,7 +58,7 @@ qel_token any_token(FuzzedDataProvider &fuzz, std::uint64_t previous) {
 
 tokens any_tokens(FuzzedDataProvider &fuzz) {
     tokens list;
-    // Up to twice as many as the queries' short list has room for, where there are bytes for so many.
+    // Up to twice the capacity of the queries' short list, if the input has enough bytes.
     const std::size_t repeats = fuzz.ConsumeIntegralInRange<std::size_t>(1, 8);
     while (fuzz.remaining_bytes() > 0 && list.size() < 600) {
         const qel_token token = any_token(fuzz, list.empty() ? 0 : list.back().morton);
@@ -80,7 +80,8 @@ bytes any_file(FuzzedDataProvider &fuzz) {
     return file;
 }
 
-/// Heads and chains of an index: a node for each token, in order, each leading to the one before in its bucket.
+/// Checks the heads and chains of an index: a node for each token, in order, each pointing to the previous one of its
+/// bucket.
 void check_index(const qel_hash_index &index, const std::vector<std::uint32_t> &bucket_of) {
     require(index.node_count == bucket_of.size());
     std::unordered_map<std::uint32_t, std::uint32_t> heads;
@@ -107,7 +108,7 @@ void check_indexes(const qel_unit &unit) {
     check_index(*unit.hex_index, hex_buckets);
 }
 
-/// The newest token of a bucket, if it is the one that is sought.
+/// The newest token of a bucket, if it has the requested key.
 template <class Bucket, class Same>
 std::uint32_t newest(const tokens &list, Bucket in_bucket, Same same) {
     for (std::size_t i = list.size(); i-- > 0;)
@@ -179,7 +180,7 @@ void save(const qel_unit &unit, const tokens &list) {
     require(std::memcmp(&content[24], list.data(), list.size() * 25) == 0);
 }
 
-/// The arithmetic that takes a token's numbers, whatever they are.
+/// Checks the arithmetic on tokens with any numbers.
 void transform(const qel_token &original, std::int32_t low, std::int32_t high) {
     const auto number = static_cast<std::int32_t>(original.morton);
     const auto root =
@@ -244,7 +245,7 @@ void load(const bytes &content) {
     release(unit);
 }
 
-/// Not sorted, unless by chance: the nearest query must still end and return tokens of the unit.
+/// The tokens are usually not sorted: the nearest query must still end and return tokens of the unit.
 void create_and_use(const tokens &list) {
     qel_unit unit = {};
     require(create(unit, list) == (list.empty() ? -1 : 0));

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
-// What the page's worker calls: files into a page, an archive or a scene into files. Paths are of the worker's own file
-// system, where dropped files lie in slices. Functions answer 0, or 1 where engine_message() says what is wrong.
+// The functions that the page's worker calls: they make a page of files, or files of an archive or a scene. Paths are
+// in the worker's own file system, where dropped files are read in slices. The functions return 0, or 1 with the reason
+// in engine_message().
 #include "convert/step.h"
 #include "convert/whole.h"
 #include "examine/examined.h"
@@ -110,12 +111,12 @@ const char *engine_message() {
     return message.c_str();
 }
 
-/// `names`: one a line; of several, all are shown in one space. `room`: bytes of the page at most.
+/// `names`: one per line; several files are shown in one space. `room`: the most bytes of the page.
 int engine_show(const char *names, const char *page, double room) {
     return outcome_of([&] { show(names, page, static_cast<std::uint64_t>(room)); });
 }
 
-/// An archive becomes what `qel convert` makes of it, a scene its unit. The folder is there.
+/// Converts an archive like `qel convert`, and a scene to its unit. The folder exists.
 int engine_convert(const char *name, const char *folder) {
     return outcome_of([&] {
         const tool::input_file file(name);

@@ -11,7 +11,7 @@ namespace {
 using tool::page_mesh;
 using tool::page_model;
 
-/// For each time of all files, which frame of one file shows then.
+/// For each time of all files the frame of one file at that time.
 std::vector<std::size_t> own_frames(const std::vector<double> &all, const std::vector<double> &own) {
     std::vector<std::size_t> frames;
     for (const double time : all) {
@@ -35,7 +35,7 @@ std::vector<double> times_of_all(const std::vector<named_model> &parts) {
     return times;
 }
 
-/// Where a file says of its tokens what is not usual, the page holds what is said of all.
+/// Computes the tokens of a mesh that does not list them: the page lists tokens for all meshes or none.
 void say_tokens(page_mesh &mesh) {
     if (!mesh.tokens.empty() || mesh.positions.empty()) return;
     qel_alembic_mesh made{};
@@ -52,7 +52,7 @@ void say_tokens(page_mesh &mesh) {
     std::free(made.tokens);
 }
 
-/// Where the meshes of the joined model come from.
+/// The source of a mesh of the joined model.
 struct origin {
     std::size_t part, mesh;
 };
@@ -78,7 +78,7 @@ void add(page_model &all, joined &sources, std::size_t number) {
     const auto top = static_cast<std::int64_t>(all.objects.size());
     all.objects.push_back({part.name, -1, part.model.kind});
     for (tool::page_object object : part.model.objects) {
-        object.parent += top + 1; // of -1, the file's own object
+        object.parent += top + 1; // -1 becomes the file's own object
         all.objects.push_back(std::move(object));
     }
     for (std::size_t i = 0; i < part.model.meshes.size(); ++i) {
@@ -92,7 +92,7 @@ void add(page_model &all, joined &sources, std::size_t number) {
         all.meshes.push_back(std::move(mesh));
         sources.origins.push_back({number, i});
         page_mesh &kept = part.model.meshes[i];
-        if (!kept.moves) kept = {}; // asked for no more
+        if (!kept.moves) kept = {}; // not read any more
     }
     for (const std::string &note : part.model.notes)
         all.notes.push_back(part.name + ": " + note);

@@ -9,14 +9,14 @@
 
 namespace web {
 
-/// A model and what its file is called.
+/// A model and the name of its file.
 struct named_model {
     std::string name;
     tool::page_model model;
 };
 
-/// All meshes in one space, each file's below an object of its name. Frames are those of all files; between two frames
-/// of its own, a file stays as it is at the earlier one.
+/// Joins all meshes in one space, those of each file below an object with its name. The frames are those of all files;
+/// between two of its own frames, a file shows the earlier one.
 tool::page_model join(std::vector<named_model> parts);
 
 } // namespace web

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The page that opens dropped files: what is dropped goes to a worker, and the page that it makes goes into a frame.
+// The page that opens dropped files: a worker makes a page of the dropped files, which is shown in a frame.
 const by = (id) => document.getElementById(id);
 const wasm = Uint8Array.from(atob(by('engine').textContent), (letter) => letter.charCodeAt(0));
 const workerUrl = URL.createObjectURL(new Blob([by('worker').textContent], { type: 'text/javascript' }));
@@ -40,7 +40,7 @@ function entry(...parts) {
   return made;
 }
 
-/** What can be taken along: the page itself, and what archives and scenes become. */
+/** Lists the downloads: the page itself, and the conversions of archives and scenes. */
 function offer(page, names) {
   for (const url of links.splice(0)) URL.revokeObjectURL(url);
   by('downloads').replaceChildren(entry(link('page.html', page)));

@@ -6,7 +6,7 @@
 
 namespace web {
 
-/// A unit has no positions: its tokens stand at their cells, in both halves of the page.
+/// A unit has no positions: both halves of the page show its tokens at their cells.
 tool::page_model load_unit_page(const tool::input_file &file);
 
 } // namespace web

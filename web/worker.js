@@ -3,14 +3,14 @@
 import createEngine from 'engine';
 import { addSource, blobSource } from '../bindings/javascript/sources.js';
 
-const PAGE_ROOM = 256e6; // characters of the made page at most; beyond, frames and points are thinned
+const PAGE_ROOM = 256e6; // the most characters of a page; above, frames and points are thinned
 const OUTPUT = '.made'; // a folder beside the dropped files
-let engine = null, told = 0;
+let engine = null, lastReport = 0;
 
-const tell = (text, done = 0, all = 0) => {
+const report = (text, done = 0, all = 0) => {
   const now = performance.now();
-  if (done > 0 && done < all && now - told < 100) return;
-  told = now;
+  if (done > 0 && done < all && now - lastReport < 100) return;
+  lastReport = now;
   postMessage({ kind: 'step', text, done, all });
 };
 
@@ -20,13 +20,13 @@ function watched(source, name) {
     size: source.size,
     readAt(position, length) {
       furthest = Math.max(furthest, position + length);
-      tell(`Reading ${name}`, furthest, source.size);
+      report(`Reading ${name}`, furthest, source.size);
       return source.readAt(position, length);
     },
   };
 }
 
-/** Names in one folder, each once. */
+/** Unique names for files of one folder. */
 function namesOf(files) {
   const taken = new Set([OUTPUT]);
   return files.map(({ name }) => {
@@ -57,7 +57,7 @@ function filesIn(folder, below = '') {
 
 const jobs = {
   async show({ wasm, files }) {
-    engine = await createEngine({ wasmBinary: wasm, onStep: tell, print() {}, printErr() {} });
+    engine = await createEngine({ wasmBinary: wasm, onStep: report, print() {}, printErr() {} });
     const names = namesOf(files), { FS } = engine;
     FS.mkdir('/in');
     FS.mkdir(`/in/${OUTPUT}`);
