@@ -1,27 +1,27 @@
 /* SPDX-License-Identifier: MIT */
 /**
  * @file qel_archive.h
- * @brief The whole interface of qel_archive: 16 functions that read an archive by what it says.
+ * @brief The whole interface of qel_archive: 16 functions that read an archive by its structure.
  *
- * Readable as C99 and as C++17. Beside the reader of qel_unit.h, which recognises arrays by their bytes, this one
- * follows the archive's own objects, properties, samples and times. These conventions hold everywhere:
+ * Readable as C99 and as C++17. The reader of qel_unit.h recognizes arrays by their bytes; this one follows the
+ * archive's own objects, properties, samples and times. These conventions hold everywhere:
  *
  * 1. **Status.** A function that can fail returns a value of ::qel_archive_status: 0 for success, else below 0. Lookups
  *    return a number, or ::QEL_NOT_FOUND. Nothing is printed, logged or kept in a global variable.
  * 2. **Numbers.** Objects are numbered depth first, children in the order in which the archive lists them; the top
- *    object is 0. The properties of an object are numbered likewise: a compound, then what it holds, then its next
- *    sister.
- * 3. **Ownership.** Texts belong to the archive and live until ::qel_archive_close. Arrays that leave with a mesh come
- *    from `malloc` and are released with ::ogawa_free_polymesh. Filling a record that already owns arrays overwrites
- *    their pointers without freeing: release first.
- * 4. **Failure.** A call that fails leaves its outputs as they were, but for those that say otherwise:
- *    ::qel_archive_open, ::qel_archive_read_property and ::qel_archive_read_mesh. It leaves no memory behind.
- * 5. **Threads.** After ::qel_archive_open any number of threads may call everything but ::qel_archive_close on one
- *    archive at once. No function starts a thread, waits or locks; there is no global state.
- * 6. **Files.** Paths are bytes on POSIX and UTF-8 on Windows. The file stays open from open to close and is read at
- *    positions, never mapped: one that is cut short meanwhile gives a status. Arrays stay in the file until asked for.
- * 7. **Memory.** An open archive takes at most 8 bytes for each byte of headers in the file, shared ones counted at
- *    every place where they stand. Reading holds its result and a bounded scratch.
+ *    object is 0. The properties of an object are numbered in the same way: a compound, then its properties, then its
+ *    next sibling.
+ * 3. **Ownership.** Texts belong to the archive and live until ::qel_archive_close. Arrays of a mesh come from `malloc`
+ *    and are released with ::ogawa_free_polymesh. Filling a record that already owns arrays overwrites their pointers
+ *    without freeing: release first.
+ * 4. **Failure.** A failed call does not change its outputs, except where the comments of ::qel_archive_open,
+ *    ::qel_archive_read_property and ::qel_archive_read_mesh say otherwise. A failed call leaks no memory.
+ * 5. **Threads.** After ::qel_archive_open any number of threads may call every function but ::qel_archive_close on one
+ *    archive at the same time. No function starts a thread, waits or locks; there is no global state.
+ * 6. **Files.** Paths are bytes on POSIX and UTF-8 on Windows. The file is open from open to close and is read at
+ *    positions, never mapped: a read of a file that was truncated returns a status. Arrays are read only on request.
+ * 7. **Memory.** An open archive takes at most 8 bytes for each byte of headers in the file; shared headers count once
+ *    per reference. A read holds its result and bounded scratch memory.
  */
 #ifndef QEL_ARCHIVE_H
 #define QEL_ARCHIVE_H
@@ -54,7 +54,7 @@ extern "C" {
 #define QEL_ARCHIVE_VERSION_MAJOR QEL_UNIT_VERSION_MAJOR
 /** Grows when something is added to the interface. */
 #define QEL_ARCHIVE_VERSION_MINOR QEL_UNIT_VERSION_MINOR
-/** Grows when nothing but the insides change. */
+/** Grows when only the implementation changes. */
 #define QEL_ARCHIVE_VERSION_PATCH QEL_UNIT_VERSION_PATCH
 
 /* ------------------------------------------------------------------------------------------------ */
@@ -65,7 +65,7 @@ extern "C" {
 /** An open archive. */
 typedef struct qel_archive qel_archive;
 
-/** What functions answer. */
+/** The values that functions return. */
 typedef enum qel_archive_status {
     QEL_ARCHIVE_OK = 0,              /**< done */
     QEL_ARCHIVE_BAD_ARGUMENT = -1,   /**< a null pointer where one is needed */
@@ -78,11 +78,11 @@ typedef enum qel_archive_status {
     QEL_ARCHIVE_WRONG_KIND = -8      /**< an object without points; a property that is a compound */
 } qel_archive_status;
 
-/** What a property is. */
+/** The kind of a property. */
 typedef enum qel_archive_property_kind {
     QEL_ARCHIVE_PROPERTY_COMPOUND = 0, /**< it holds properties and no values */
-    QEL_ARCHIVE_PROPERTY_SCALAR = 1,   /**< one element a sample */
-    QEL_ARCHIVE_PROPERTY_ARRAY = 2     /**< any number of elements a sample */
+    QEL_ARCHIVE_PROPERTY_SCALAR = 1,   /**< one element per sample */
+    QEL_ARCHIVE_PROPERTY_ARRAY = 2     /**< any number of elements per sample */
 } qel_archive_property_kind;
 
 /** The type of a property's values. */
@@ -100,20 +100,20 @@ typedef enum qel_archive_value_type {
     QEL_ARCHIVE_VALUE_F32 = 10,      /**< floating point, 4 bytes */
     QEL_ARCHIVE_VALUE_F64 = 11,      /**< floating point, 8 bytes */
     QEL_ARCHIVE_VALUE_TEXT = 12,     /**< a text that ends with a zero byte */
-    QEL_ARCHIVE_VALUE_WIDE_TEXT = 13 /**< a text of wide characters, whose size the archive does not tell */
+    QEL_ARCHIVE_VALUE_WIDE_TEXT = 13 /**< a text of wide characters, whose size the archive does not record */
 } qel_archive_value_type;
 
-/** What differs between the samples of a mesh. */
+/** The differences between the samples of a mesh. */
 typedef enum qel_archive_topology {
     QEL_ARCHIVE_TOPOLOGY_CONSTANT = 0,         /**< nothing */
     QEL_ARCHIVE_TOPOLOGY_POSITIONS_CHANGE = 1, /**< only positions */
     QEL_ARCHIVE_TOPOLOGY_FACES_CHANGE = 2      /**< face counts or indices */
 } qel_archive_topology;
 
-/** What an archive says of itself. */
+/** The description of an archive. */
 typedef struct qel_archive_info {
     int32_t library_version;      /**< of the writing library: 10709 is 1.7.9 */
-    uint32_t object_count;        /**< objects, the top object and what instances show included */
+    uint32_t object_count;        /**< objects, including the top object and those that instances repeat */
     uint32_t mesh_count;          /**< objects of the schemas PolyMesh and SubD */
     uint32_t time_sampling_count; /**< time samplings; number 0 is the static one */
     double
@@ -137,17 +137,17 @@ typedef struct qel_archive_object {
 
 /** One property of an object. */
 typedef struct qel_archive_property {
-    const char *name;       /**< with the compounds that it stands in: ".geom/P" */
+    const char *name;       /**< preceded by the compounds that contain it: ".geom/P" */
     const char *metadata;   /**< the property's text: `key=value` pairs joined by `;` */
     uint32_t kind;          /**< a ::qel_archive_property_kind */
     uint32_t value;         /**< a ::qel_archive_value_type; 0 for a compound */
-    uint32_t extent;        /**< values an element; 0 for a compound */
+    uint32_t extent;        /**< values per element; 0 for a compound */
     uint32_t sample_count;  /**< samples; 0 for a compound */
     uint32_t time_sampling; /**< number of the time sampling; 0 for a compound */
     uint32_t constant; /**< 1 where the archive says that all samples are equal, or there is at most one */
 } qel_archive_property;
 
-/** What a mesh holds, without its arrays. */
+/** The description of a mesh, without its arrays. */
 typedef struct qel_archive_mesh_info {
     uint32_t sample_count; /**< samples of the positions, at least 1 */
     uint32_t topology;     /**< a ::qel_archive_topology */
@@ -159,7 +159,7 @@ typedef struct qel_archive_mesh_info {
 } qel_archive_mesh_info;
 
 /**
- * One line that says what a status means.
+ * The meaning of a status in one line.
  *
  * @param status  any value
  * @return static text without a period, never null, not to be freed; a text of its own for a value that is no status
@@ -169,9 +169,9 @@ QEL_ARCHIVE_API const char *qel_archive_message(int32_t status);
 /**
  * Opens an archive: reads and checks its whole tree of objects and all property headers, once. Arrays stay in the file.
  *
- * Groups that several references lead to count as often as they are led to, and an instance as a copy of its source:
- * more than 2^20 objects, 2^24 properties, or 1,000 levels of objects or of properties in one object are damage. Time
- * grows with the bytes of headers, times the logarithm of the number of sisters where their names are not in order.
+ * A group counts once per reference to it, and an instance as a copy of its source: more than 2^20 objects, 2^24
+ * properties, or 1,000 levels of objects or of properties in one object are damage. The time is proportional to the
+ * bytes of headers, times the logarithm of the number of siblings if their names are not in order.
  *
  * @retval  0 opened
  * @retval -1 an argument is null
@@ -187,14 +187,14 @@ QEL_ARCHIVE_API const char *qel_archive_message(int32_t status);
 QEL_ARCHIVE_API int32_t qel_archive_open(const char *path, qel_archive **archive);
 
 /**
- * Closes an archive and frees all that belongs to it, its texts included. Meshes that were read stay.
+ * Closes an archive and frees its memory, including its texts. Meshes that were read stay.
  *
  * @param archive  an open archive that no other thread uses; may be null
  */
 QEL_ARCHIVE_API void qel_archive_close(qel_archive *archive);
 
 /**
- * What the archive says of itself.
+ * Describes an archive.
  *
  * @retval  0 filled
  * @retval -1 an argument is null
@@ -204,9 +204,9 @@ QEL_ARCHIVE_API void qel_archive_close(qel_archive *archive);
 QEL_ARCHIVE_API int32_t qel_archive_get_info(const qel_archive *archive, qel_archive_info *info);
 
 /**
- * One object.
+ * Describes one object.
  *
- * The path is made when it is first asked for and kept until the archive is closed.
+ * The path is made at the first request and kept until the archive is closed.
  *
  * @retval  0 filled
  * @retval -1 an argument is null
@@ -220,9 +220,9 @@ QEL_ARCHIVE_API int32_t qel_archive_get_object(const qel_archive *archive, uint3
                                                qel_archive_object *out);
 
 /**
- * The number of the object with a path, which is written as ::qel_archive_object has it.
+ * The number of the object with a path, in the form of ::qel_archive_object.
  *
- * Takes one search among sisters for each name in the path; such a search grows with the logarithm of their number.
+ * Takes one search among siblings for each name in the path; its time grows with the logarithm of their number.
  *
  * @param archive  an open archive; null gives ::QEL_NOT_FOUND
  * @param path     "/" or "/a/b", terminated; null gives ::QEL_NOT_FOUND
@@ -231,9 +231,9 @@ QEL_ARCHIVE_API int32_t qel_archive_get_object(const qel_archive *archive, uint3
 QEL_ARCHIVE_API uint32_t qel_archive_find(const qel_archive *archive, const char *path);
 
 /**
- * One property of an object.
+ * Describes one property of an object.
  *
- * The name of one that stands in a compound is made when it is first asked for and kept until the archive is closed.
+ * The name of a property in a compound is made at the first request and kept until the archive is closed.
  *
  * @retval  0 filled
  * @retval -1 an argument is null
@@ -248,9 +248,9 @@ QEL_ARCHIVE_API int32_t qel_archive_get_property(const qel_archive *archive, uin
                                                  uint32_t property, qel_archive_property *out);
 
 /**
- * The number of an object's property with a name, which is written as ::qel_archive_property has it.
+ * The number of an object's property with a name, in the form of ::qel_archive_property.
  *
- * As quick as ::qel_archive_find.
+ * Takes the same time as ::qel_archive_find.
  *
  * @param archive  an open archive; null gives ::QEL_NOT_FOUND
  * @param object   number of the object; one that is not there gives ::QEL_NOT_FOUND
@@ -261,11 +261,10 @@ QEL_ARCHIVE_API uint32_t qel_archive_find_property(const qel_archive *archive, u
                                                    const char *name);
 
 /**
- * Copies the values of one sample as they are stored, without the digest that stands before them. Texts end with a zero
- * byte each.
+ * Copies the values of one sample as stored, without the digest before them. Each text ends with a zero byte.
  *
- * Only samples that differ from the one before are stored; any sample below the count can be read. Where the buffer is
- * too small nothing is copied, and that is no failure: with null and 0 a call asks for the size.
+ * Only samples that differ from the previous one are stored; any sample below the count can be read. If the buffer is
+ * too small nothing is copied, which is not a failure: a call with null and 0 returns the size.
  *
  * @retval  0 copied, or the buffer is too small: `*size` says which
  * @retval -1 `archive` or `size` is null, or `bytes` is null and `capacity` is not 0
@@ -302,7 +301,7 @@ QEL_ARCHIVE_API int32_t qel_archive_property_time(const qel_archive *archive, ui
                                                   uint32_t property, uint64_t sample, double *seconds);
 
 /**
- * What a mesh holds, without reading its arrays: their sizes tell.
+ * Describes a mesh from the sizes of its arrays, without reading them.
  *
  * @retval  0 filled
  * @retval -1 an argument is null
@@ -320,18 +319,18 @@ QEL_ARCHIVE_API int32_t qel_archive_get_mesh_info(const qel_archive *archive, ui
 /**
  * Reads one sample of a mesh: positions, faces, normals, UV sets, bounds and the world transform at its time.
  *
- * What is handed out can be indexed without a check: no count is negative, the counts sum to the number of indices,
- * each index is below the number of points, normals and UVs are as many as their scope asks, and their indices are
- * below the number of their values. Normals and UVs of which that is not so are left out. A property with fewer samples
- * than the positions gives its last one. Of objects that are neither PolyMesh nor SubD there are positions only.
+ * The arrays can be indexed without a check: no count is negative, the counts sum to the number of indices, each index
+ * is below the number of points, normals and UVs have the number of entries of their scope, and their indices are below
+ * the number of their values. Other normals and UVs are left out. A property with fewer samples than the positions
+ * gives its last one. Objects that are neither PolyMesh nor SubD have only positions.
  *
- * An array of no entries is null. Scopes are ::OGAWA_SCOPE_CONSTANT, FACE, VARYING, VERTEX and FACE_VARYING, the
- * corners; one that is not written is deduced from the number of entries, in the order corner, vertex, face, constant.
- * The first UV set is that of the property `uv`, named by its key `sourceName`, else "uv"; the others are the pairs of
- * floats among the arbitrary parameters, by their names. `self_bounds_min` and `self_bounds_max` are what the archive
- * holds, rounded to single precision, and else the positions' box.
+ * An array of no entries is null. Scopes are ::OGAWA_SCOPE_CONSTANT, FACE, VARYING, VERTEX and FACE_VARYING (corners);
+ * a scope that is not stored is deduced from the number of entries, in the order corner, vertex, face, constant. The
+ * first UV set is that of the property `uv`, named by its key `sourceName`, else "uv"; the others are the pairs of
+ * floats among the arbitrary parameters, with their names. `self_bounds_min` and `self_bounds_max` are the archive's,
+ * rounded to single precision, or else the positions' box.
  *
- * The result is all that is allocated.
+ * Nothing but the result is allocated.
  *
  * @retval  0 read
  * @retval -1 `archive` or `mesh` is null
@@ -352,7 +351,7 @@ QEL_ARCHIVE_API int32_t qel_archive_read_mesh(const qel_archive *archive, uint32
 /**
  * The last sample of an object's positions at or before a time. Nothing is read.
  *
- * Times may differ by a millionth of a cycle, but for samples whose times are listed one by one.
+ * Times may differ by a millionth of a cycle, except for samples whose times are listed one by one.
  *
  * @retval  0 set
  * @retval -1 `archive` or `sample` is null
@@ -368,12 +367,12 @@ QEL_ARCHIVE_API int32_t qel_archive_sample_at(const qel_archive *archive, uint32
                                               uint64_t *sample);
 
 /**
- * The object's own transform, from the last samples at or before a time as ::qel_archive_sample_at finds them. An
- * object that is no Xform has the identity.
+ * The object's own transform, from the last samples at or before a time, by the rule of ::qel_archive_sample_at. An
+ * object that is not an Xform has the identity.
  *
  * Computed in double precision in the order written. Sine and cosine are the C library's: the last bit of a rotation
- * may differ between platforms. The axis of a rotation may have any length; about a zero axis nothing is rotated, and
- * one that is infinite or NaN gives NaNs. Values beyond those that the operations take are ignored.
+ * may differ between platforms. The axis of a rotation may have any length; a zero axis gives no rotation, and an
+ * infinite or NaN axis gives NaNs. Values after those that the operations use are ignored.
  *
  * @retval  0 set
  * @retval -1 `archive` or `matrix` is null
@@ -389,8 +388,8 @@ QEL_ARCHIVE_API int32_t qel_archive_local_transform(const qel_archive *archive, 
                                                     double seconds, double matrix[16]);
 
 /**
- * The transform from the object's space to the world's: its own times the parent's world transform, or its own alone
- * where it does not inherit.
+ * The transform from the object's space to the world's: its own times the parent's world transform, or only its own if
+ * it does not inherit.
  *
  * @retval  0 set
  * @retval -1 `archive` or `matrix` is null
@@ -406,8 +405,8 @@ QEL_ARCHIVE_API int32_t qel_archive_world_transform(const qel_archive *archive, 
                                                     double seconds, double matrix[16]);
 
 /**
- * Whether an object is shown at a time. The nearest one upwards that says so decides, the object itself first: a shown
- * child of a hidden parent is visible, and what says nothing is.
+ * Whether an object is visible at a time. The nearest stored visibility decides, that of the object first, then those
+ * of its ancestors: a visible child of a hidden parent is visible. Without any, the object is visible.
  *
  * @retval  0 set
  * @retval -1 `archive` or `visible` is null

@@ -9,27 +9,28 @@
  *    mostly in the order in which its steps can fail. Every code has a name in ::qel_status: the function's in
  *    capitals, then what is wrong. Lookups in a unit return a token number, or ::QEL_NOT_FOUND.
  *    Queries return a count, 0 on bad arguments. Nothing is printed, logged or kept in a global variable.
- * 2. **Ownership.** The caller allocates every record and passes a pointer to it. The library hangs arrays on
- *    the record; the record's release function frees them and nulls the pointers, never the record itself.
+ * 2. **Ownership.** The caller allocates every record and passes a pointer to it. The library allocates arrays
+ *    of the record; the record's release function frees them and nulls the pointers, never the record itself.
  *    Filling a record that already owns arrays overwrites their pointers without freeing: release first.
  * 3. **Memory.** Every array that leaves the library comes from `malloc`, `calloc`, `realloc` or (POSIX)
- *    `aligned_alloc`. Arrays that a function hands out are released with `free`; a record filled by hand with
- *    `malloc`ed arrays may be given to a release function. An array of no entries is asked for as one
- *    byte, so that no platform's null for it looks like a failure.
- *    A function holds its result plus a bounded scratch; where the scratch grows with the input, it says so.
- * 4. **Arguments.** Pointers are tested for null only where the function says so. Arrays must hold as many
- *    entries as the counts say. Inputs are never written; outputs must not overlap inputs but
- *    where the function allows it (::qel_skin_apply).
+ *    `aligned_alloc`. Arrays that a function returns are released with `free`; a record filled by hand with
+ *    `malloc`ed arrays may be passed to a release function. An array of no entries is allocated with one
+ *    byte, so that a platform's null for 0 bytes is not taken for a failure.
+ *    A function holds its result and bounded scratch memory; if the scratch grows with the input, its comment
+ *    says so.
+ * 4. **Arguments.** Pointers are tested for null only if the function's comment says so. Arrays must hold as
+ *    many entries as their counts say. Inputs are never written; outputs must not overlap inputs unless the
+ *    function allows it (::qel_skin_apply).
  * 5. **Threads.** No function starts a thread, waits for one or locks. The agent directory is process-wide
- *    state, and an archive's stream and first-mesh cache are shared through its record: callers serialise
- *    their calls on those. Everything else touches only its arguments.
+ *    state, and an archive's stream and first-mesh cache are shared through its record: callers must serialize
+ *    their calls on those. All other functions access only their arguments.
  * 6. **Files.** All formats are little-endian; paths are byte strings for `fopen`. Offsets are 64-bit. A file
  *    is opened, used and closed within one call, except an archive's stream (::ogawa_open to ::ogawa_close)
  *    and a mesh cache mapping (::qel_mesh_load to ::qel_mesh_free). A path that names a pipe waits until the
  *    pipe's other end is opened, as `fopen` does, except that ::qel_mesh_load refuses it at once.
  * 7. **Numbers.** Positions, normals and UVs are single precision and computed in single precision, in the
- *    order written, without fused multiply-add: results are the same bits on every platform, but for what a
- *    NaN carries beside being one. Texts have a decimal point in every locale. Transforms are 4 x 4 doubles in
+ *    order written, without fused multiply-add: results are the same bits on every platform, except the sign
+ *    and payload of a NaN. Texts have a decimal point in every locale. Transforms are 4 x 4 doubles in
  *    row-major order. Times are 64-bit seconds since 1970-01-01 UTC.
  */
 #ifndef QEL_UNIT_H
@@ -65,7 +66,7 @@ extern "C" {
 #endif
 
 /** The version of this header and of the libraries that belong to it. Programs built with a lower minor version run
- *  with a library of a higher one; another major version is another interface, and another SONAME. */
+ *  with a library of a higher one; another major version has another interface and another SONAME. */
 #define QEL_UNIT_VERSION_MAJOR 1
 /** Grows when something is added to the interface. */
 #define QEL_UNIT_VERSION_MINOR 0
@@ -317,7 +318,7 @@ QEL_API void qel_token_apply_ilogic(qel_token *token, int32_t op);
 
 /** One link of a chain. */
 struct qel_hash_node {
-    uint32_t token; /**< what the node stands for: a token number or an agent slot */
+    uint32_t token; /**< the entry: a token number or an agent slot */
     uint32_t next;  /**< the node that was the bucket's head before, 0xFFFFFFFF at the chain's end */
 };
 
@@ -340,8 +341,8 @@ struct qel_unit {
 };
 
 /**
- * Wants ascending keys, which it does not sort, or ::qel_unit_query_nearest returns wrong tokens without a
- * word: builds a unit from caller arrays.
+ * Builds a unit from caller arrays. The keys must ascend: this function does not sort, and with other keys
+ * ::qel_unit_query_nearest returns wrong tokens and no error.
  *
  * One token per entry, in the caller's order, with both indexes. A save and a load sort. The index leaves
  * out the 8,388,609th token and later ones; they stay reachable by number, by layer and by the nearest query.
@@ -376,9 +377,9 @@ QEL_API void qel_unit_free(qel_unit *unit);
 /**
  * Writes a unit file: a 24-byte header with the present time, then the tokens in storage order.
  *
- * A failed save may leave a partly written file behind. The last few kilobytes are written when the file is
- * closed, and what goes wrong there is not reported: on a full device the answer may be 0, and is for few
- * tokens. To be sure, load the file again.
+ * A failed save may leave a partly written file. The last few kilobytes are written when the file is closed,
+ * and errors of that write are not reported: on a full device 0 may be returned, and is for few tokens. To be
+ * sure, load the file again.
  *
  * @retval  0 written, as far as could be seen before the file was closed
  * @retval -1 `unit` or its `tokens` is null, or its `count` is 0: no file is created
@@ -451,7 +452,7 @@ QEL_API uint32_t qel_unit_get_all_tokens(const qel_unit *unit, uint64_t *mortons
 /**
  * Finds a token by key, in constant time.
  *
- * Only the newest entry of the key's bucket is looked at: of two keys that share a bucket, only the one with
+ * Only the newest entry of the key's bucket is examined: of two keys that share a bucket, only the one with
  * the higher token number can be found.
  *
  * @param unit    the unit, not null; one without a key index finds nothing
@@ -464,7 +465,7 @@ QEL_API uint32_t qel_unit_lookup_morton(const qel_unit *unit, uint64_t morton);
  * Finds a token by identity, in constant time.
  *
  * The identity is hashed up to its first zero byte, but all 8 bytes must agree. Only the newest entry of the
- * bucket is looked at, as with ::qel_unit_lookup_morton.
+ * bucket is examined, as with ::qel_unit_lookup_morton.
  *
  * @param unit    the unit, not null; one without an identity index finds nothing
  * @param hex_id  exactly 8 bytes
@@ -495,12 +496,12 @@ QEL_API uint32_t qel_unit_query_lattice_vertex(const qel_unit *unit, uint16_t x,
 QEL_API uint32_t qel_unit_query_layer(const qel_unit *unit, uint8_t layer, uint32_t *numbers, int32_t max);
 
 /**
- * Wants tokens in ascending key order, as a loaded unit's are, or returns wrong ones without a word: finds
- * the `k` tokens nearest to a key by ::ruv_hop_distance, nearest first.
+ * Finds the `k` tokens nearest to a key by ::ruv_hop_distance, nearest first. The tokens must be in ascending
+ * key order, as a loaded unit's are; with another order the result is wrong and no error is returned.
  *
- * The search walks outwards from the key's place. Of equal distances the token met first is kept and comes
- * first: nearer the key's place, the lower side first. Once the worst of `k` results is 2^32 hops away the
- * search ends: its square is 0 (mod 2^64). The scratch is 16 bytes per result.
+ * The search proceeds outward from the key's position. Of equal distances the token met first is kept and
+ * comes first: nearer the key's position, the lower side first. Once the worst of `k` results is 2^32 hops
+ * away the search ends: its square is 0 (mod 2^64). The scratch is 16 bytes per result.
  *
  * @param unit            the unit; null or without tokens gives 0
  * @param morton          the key to search around
@@ -535,7 +536,7 @@ struct qel_matrix_identity {
     float em_coupling; /**< ::qel_matrix_48_em_coupling of the cell */
 };
 
-/** The child of two cells. Its fields stand in another order than those of an identity, on purpose. */
+/** The child of two cells. The order of its fields deliberately differs from that of an identity. */
 struct qel_matrix_offspring {
     uint8_t x;         /**< the child's cell */
     uint8_t y;         /**< the child's cell */
@@ -888,17 +889,17 @@ QEL_API const char *ogawa_schema_to_string(ogawa_schema schema);
  * Reads the archive's mesh.
  *
  * The data nodes under the archive's top object are listed (at most 500, to depth 20; references beyond the
- * first 16,777,216 are not followed) and recognised by their contents; the largest of each kind wins. When
+ * first 16,777,216 are not followed) and recognized by their contents; the largest of each kind is used. If
  * that gives no positions, the bytes themselves are searched: positions within the first 2 KiB, then unit
- * normals, then a run of small words taken as triangles. An array that cannot be allocated is no failure:
- * its pointer is null beside its count (face counts of the byte search: both face arrays are released and
- * null, `face_index_count` is 0 and `face_count` stays). An array of the tree that the file's end cuts short is
- * null and its count 0; normals of the byte search keep their count then, and missing face indices are 0.
- * `normal_scope` is ::OGAWA_SCOPE_FACE_VARYING where the tree has normals, read or not, and where the byte
- * search has read some.
+ * normals, then a run of small words read as triangles. An array that cannot be allocated is not a failure:
+ * its pointer is null and its count stays (face counts of the byte search: both face arrays are released and
+ * null, `face_index_count` is 0 and `face_count` stays). An array of the tree that the file's end cuts is null
+ * and its count 0; normals of the byte search then keep their count, and missing face indices are 0.
+ * `normal_scope` is ::OGAWA_SCOPE_FACE_VARYING if the tree has normals, read or not, or if the byte search has
+ * read some.
  *
- * The tree is not searched without memory for its list of nodes, and a group not without memory for its
- * references (8 bytes each): the answer is then what the rest holds. The scratch is 8 KiB of nodes, a window
+ * Without memory for its list of nodes the tree is not searched, and without memory for its references (8
+ * bytes each) a group is skipped: the result is then that of the rest. The scratch is 8 KiB of nodes, a window
  * of 256 KiB, and at most 32 bytes for each distinct reference that lists nothing.
  *
  * @retval  0 there is at least one vertex; `positions` are null where only memory for them was missing
@@ -927,8 +928,8 @@ QEL_API int ogawa_read_polymesh(const ogawa_archive *archive, const ogawa_object
 QEL_API ogawa_polymesh *ogawa_get_first_polymesh(ogawa_archive *archive);
 
 /**
- * Reads positions only, by the byte search: the largest array of float triples whose size word stands within
- * the first 2 KiB.
+ * Reads positions only, by the byte search: the largest array of float triples whose size word is within the
+ * first 2 KiB.
  *
  * Triples with a component that is not finite or above 10000 in magnitude are dropped.
  *
@@ -1490,7 +1491,7 @@ QEL_API uint32_t qel_alembic_query_nearest(const qel_alembic_file *scene, uint64
                                            qel_alembic_hit *results);
 
 /**
- * Lists the tokens of one layer, meshes and tokens in order. Meshes without tokens are passed by.
+ * Lists the tokens of one layer, meshes and tokens in order. Meshes without tokens are skipped.
  *
  * @param scene         the scene; null or without meshes gives 0
  * @param layer         layer number, compared with each token's
@@ -1705,8 +1706,8 @@ QEL_API void qel_skin_free(qel_skin *skin);
 
 /* ------------------------------------------------------------------------------------------------ */
 /** @defgroup mesh_cache Mesh cache
- * One mesh in the form that a renderer wants, mapped into memory and used in place. A mapped file must not
- * be shortened while it is in use: on POSIX, reading a page that is gone raises SIGBUS.
+ * One mesh in the form that a renderer uses, mapped into memory and used in place. A mapped file must not be
+ * truncated while it is in use: on POSIX, reading a removed page raises SIGBUS.
  * @{ */
 
 /** Flag of ::qel_mesh_header: the file has a normals block. */
@@ -1753,10 +1754,10 @@ struct qel_mesh {
  * Reads `positions`, `vertex_count`, `normals`, `normal_count`, `normal_scope`, `face_counts`, `face_count`,
  * `face_indices`, `face_index_count`, `bounds_min` and `bounds_max`. Null `positions` are written as zeros.
  * A corner beyond `face_index_count` (where that is not 0), or any with null `face_indices`, is vertex 0 in
- * the index block and gives no normal. Where there are more than 2^24 of such corners, or more than 2^32 - 1
- * triangles, the index block is left out, so that hostile counts make no enormous file. A block left out is
- * still counted in the header, which holds the low 32 bits. With a `face_index_count` of 0 no index is checked:
- * faces are fanned as their counts say, into whatever indices stand there, and summed normals are all zero.
+ * the index block and gives no normal. With more than 2^24 such corners, or more than 2^32 - 1 triangles, the
+ * index block is left out, so that hostile counts make no enormous file. A block left out is still counted in
+ * the header, which holds the low 32 bits. With a `face_index_count` of 0 no index is checked: faces are fanned
+ * by their counts with the indices in memory, and summed normals are all zero.
  *
  * @retval   0 written
  * @retval  -1 `mesh` or `path` is null, or the mesh has no vertices: no file is created
@@ -1826,9 +1827,9 @@ QEL_API int32_t qel_mesh_get_gpu_data(const qel_mesh *mesh, const float **positi
 /** The most agents a directory holds. */
 #define QEL_AGENT_CAPACITY 65536u
 
-/** Where an agent stands. The library never sets the states 4 and 5: callers decide what they mean. */
+/** The state of an agent. The library never sets the states 4 and 5; callers define them. */
 typedef enum qel_agent_state {
-    QEL_AGENT_STATE_SPAWNED = 0,   /**< as ::qel_agent_spawn makes it */
+    QEL_AGENT_STATE_SPAWNED = 0,   /**< set by ::qel_agent_spawn */
     QEL_AGENT_STATE_RESET = 1,     /**< by ::QEL_AGENT_COMMAND_RESET */
     QEL_AGENT_STATE_DELEGATED = 2, /**< by ::qel_agent_delegate, or ::QEL_AGENT_COMMAND_RESUME */
     QEL_AGENT_STATE_PAUSED = 3,    /**< by ::QEL_AGENT_COMMAND_PAUSE */
@@ -1870,7 +1871,7 @@ struct qel_agent_dir {
     uint32_t active_count; /**< agents spawned and not terminated */
     int64_t saved_at;      /**< seconds since 1970-01-01 UTC of the last save, 0 when never saved */
     qel_agent *agents;     /**< owned; ::QEL_AGENT_CAPACITY records */
-    qel_hash_index *index; /**< owned; from id hash to slot. Node s stands for slot s */
+    qel_hash_index *index; /**< owned; from id hash to slot. Node s holds slot s */
     uint32_t next_id_counter; /**< counter for generated ids, starts at 4096, not saved */
     char path[256];           /**< the directory's file, cut to 255 characters, terminated */
     uint32_t dirty;           /**< 1 when changed since the last save or load */
@@ -1887,7 +1888,7 @@ struct qel_agent_dir {
 QEL_API int32_t qel_agent_dir_init(const char *path);
 
 /**
- * Reads a directory file into the directory, which is made if there is none.
+ * Reads a directory file into the directory. Makes a directory if there is none.
  *
  * Records overwrite the slots from 0 on; slots that the file does not reach stay as they were. The index is
  * not cleared: ids that were there before can still be found unless a newer entry shares their bucket. The
@@ -1905,13 +1906,13 @@ QEL_API int32_t qel_agent_dir_init(const char *path);
 QEL_API int32_t qel_agent_dir_load(const char *path);
 
 /**
- * Writes the directory through a temporary file, the target's name with ".tmp" behind it.
+ * Writes the directory through a temporary file, whose name is the target's followed by ".tmp".
  *
- * On POSIX the target is replaced in one step. Where the temporary file cannot be written whole, it is
- * removed, the old file stays, and `dirty` and `saved_at` stay as they were. Where it is whole but cannot take
- * the target's place (a folder with files in it, or on Windows a file in use), it stays beside it and counts
- * as saved. Where the temporary name is a link to another file, that link is removed first. A count above
- * ::QEL_AGENT_CAPACITY is written as it is, with the records that exist.
+ * On POSIX the target is replaced atomically. If the temporary file cannot be written completely, it is
+ * removed, the old file stays, and `dirty` and `saved_at` do not change. If it is complete but cannot replace
+ * the target (a folder with files in it, or on Windows a file in use), it stays beside the target and counts
+ * as saved. If the temporary name is a link to another file, that link is removed first. A count above
+ * ::QEL_AGENT_CAPACITY is written unchanged, with the records that exist.
  *
  * @retval  0 written, or a write or rename failed: the code does not tell
  * @retval -1 there is no directory

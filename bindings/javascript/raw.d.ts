@@ -182,8 +182,8 @@ export interface Raw {
   /** Transforms one token record in place. No index is updated. */
   qel_token_apply_ilogic(token: number, op: number): void;
   /**
-   * Wants ascending keys, which it does not sort, or ::qel_unit_query_nearest returns wrong tokens without a word:
-   * builds a unit from caller arrays.
+   * Builds a unit from caller arrays. The keys must ascend: this function does not sort, and with other keys
+   * ::qel_unit_query_nearest returns wrong tokens and no error.
    */
   qel_unit_create(unit: number, count: number, mortons: number, hex_ids: number, payloads: number, layers: number): number;
   /** Releases a unit's tokens and both indexes and nulls them. */
@@ -207,8 +207,8 @@ export interface Raw {
   /** Lists the tokens of one layer, in storage order. */
   qel_unit_query_layer(unit: number, layer: number, numbers: number, max: number): number;
   /**
-   * Wants tokens in ascending key order, as a loaded unit's are, or returns wrong ones without a word: finds the
-   * `k` tokens nearest to a key by ::ruv_hop_distance, nearest first.
+   * Finds the `k` tokens nearest to a key by ::ruv_hop_distance, nearest first. The tokens must be in ascending
+   * key order, as a loaded unit's are; with another order the result is wrong and no error is returned.
    */
   qel_unit_query_nearest(unit: number, morton: bigint, k: number, numbers: number, distances: number): number;
   /** Interleaves the low 6 bits of each coordinate: bit i of x goes to bit 3i, of y to 3i + 1, of z to 3i + 2. */
@@ -258,7 +258,7 @@ export interface Raw {
   /** The archive's mesh, read at the first call and cached in the archive. */
   ogawa_get_first_polymesh(archive: number): number;
   /**
-   * Reads positions only, by the byte search: the largest array of float triples whose size word stands within the
+   * Reads positions only, by the byte search: the largest array of float triples whose size word is within the
    * first 2 KiB.
    */
   ogawa_read_positions(archive: number, object: number, sample: bigint, positions: number, count: number): number;
@@ -353,7 +353,7 @@ export interface Raw {
   qel_alembic_lookup_frame_vertex(scene: number, frame: number, mesh_index: number, vertex_index: number, out: number): number;
   /** Finds the `k` vertices nearest to a key, nearest first; of equal distances the earlier vertex comes first. */
   qel_alembic_query_nearest(scene: number, morton: bigint, k: number, results: number): number;
-  /** Lists the tokens of one layer, meshes and tokens in order. Meshes without tokens are passed by. */
+  /** Lists the tokens of one layer, meshes and tokens in order. Meshes without tokens are skipped. */
   qel_alembic_query_layer(scene: number, layer: number, results: number, max: number): number;
   /** Copies the mesh record of a frame: its first mesh, or the scene's first mesh when there are no frames. */
   qel_alembic_sample_frame(scene: number, frame: number, out: number): number;
@@ -394,9 +394,9 @@ export interface Raw {
   qel_mesh_get_gpu_data(mesh: number, positions: number, normals: number, indices: number, vertex_count: number, triangle_count: number): number;
   /** Makes the directory, empty. Where one exists already, nothing changes and the path is ignored. */
   qel_agent_dir_init(path: number): number;
-  /** Reads a directory file into the directory, which is made if there is none. */
+  /** Reads a directory file into the directory. Makes a directory if there is none. */
   qel_agent_dir_load(path: number): number;
-  /** Writes the directory through a temporary file, the target's name with ".tmp" behind it. */
+  /** Writes the directory through a temporary file, whose name is the target's followed by ".tmp". */
   qel_agent_dir_save(path: number): number;
   /** Saves the directory to its own path if it is dirty. */
   qel_agent_dir_sync(): number;
@@ -425,51 +425,48 @@ export interface Raw {
   qel_agent_control(id: number, command: number): number;
   /** Lists the ids that match a pattern, in slot order, ended agents included. */
   qel_agent_monitor(pattern: number, ids_out: number, max: number): number;
-  /** One line that says what a status means. */
+  /** The meaning of a status in one line. */
   qel_archive_message(status: number): number;
   /**
    * Opens an archive: reads and checks its whole tree of objects and all property headers, once. Arrays stay in
    * the file.
    */
   qel_archive_open(path: number, archive: number): number;
-  /** Closes an archive and frees all that belongs to it, its texts included. Meshes that were read stay. */
+  /** Closes an archive and frees its memory, including its texts. Meshes that were read stay. */
   qel_archive_close(archive: number): void;
-  /** What the archive says of itself. */
+  /** Describes an archive. */
   qel_archive_get_info(archive: number, info: number): number;
-  /** One object. */
+  /** Describes one object. */
   qel_archive_get_object(archive: number, object: number, out: number): number;
-  /** The number of the object with a path, which is written as ::qel_archive_object has it. */
+  /** The number of the object with a path, in the form of ::qel_archive_object. */
   qel_archive_find(archive: number, path: number): number;
-  /** One property of an object. */
+  /** Describes one property of an object. */
   qel_archive_get_property(archive: number, object: number, property: number, out: number): number;
-  /** The number of an object's property with a name, which is written as ::qel_archive_property has it. */
+  /** The number of an object's property with a name, in the form of ::qel_archive_property. */
   qel_archive_find_property(archive: number, object: number, name: number): number;
-  /**
-   * Copies the values of one sample as they are stored, without the digest that stands before them. Texts end with
-   * a zero byte each.
-   */
+  /** Copies the values of one sample as stored, without the digest before them. Each text ends with a zero byte. */
   qel_archive_read_property(archive: number, object: number, property: number, sample: bigint, bytes: number, capacity: bigint, size: number): number;
   /** The time of a property's sample. Nothing is read. */
   qel_archive_property_time(archive: number, object: number, property: number, sample: bigint, seconds: number): number;
-  /** What a mesh holds, without reading its arrays: their sizes tell. */
+  /** Describes a mesh from the sizes of its arrays, without reading them. */
   qel_archive_get_mesh_info(archive: number, object: number, out: number): number;
   /** Reads one sample of a mesh: positions, faces, normals, UV sets, bounds and the world transform at its time. */
   qel_archive_read_mesh(archive: number, object: number, sample: bigint, mesh: number): number;
   /** The last sample of an object's positions at or before a time. Nothing is read. */
   qel_archive_sample_at(archive: number, object: number, seconds: number, sample: number): number;
   /**
-   * The object's own transform, from the last samples at or before a time as ::qel_archive_sample_at finds them.
-   * An object that is no Xform has the identity.
+   * The object's own transform, from the last samples at or before a time, by the rule of ::qel_archive_sample_at.
+   * An object that is not an Xform has the identity.
    */
   qel_archive_local_transform(archive: number, object: number, seconds: number, matrix: number): number;
   /**
-   * The transform from the object's space to the world's: its own times the parent's world transform, or its own
-   * alone where it does not inherit.
+   * The transform from the object's space to the world's: its own times the parent's world transform, or only its
+   * own if it does not inherit.
    */
   qel_archive_world_transform(archive: number, object: number, seconds: number, matrix: number): number;
   /**
-   * Whether an object is shown at a time. The nearest one upwards that says so decides, the object itself first: a
-   * shown child of a hidden parent is visible, and what says nothing is.
+   * Whether an object is visible at a time. The nearest stored visibility decides, that of the object first, then
+   * those of its ancestors: a visible child of a hidden parent is visible. Without any, the object is visible.
    */
   qel_archive_is_visible(archive: number, object: number, seconds: number, visible: number): number;
 }

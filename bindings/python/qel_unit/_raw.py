@@ -173,7 +173,7 @@ class qel_matrix_identity(Structure):
 
 
 class qel_matrix_offspring(Structure):
-    """The child of two cells. Its fields stand in another order than those of an identity, on purpose."""
+    """The child of two cells. The order of its fields deliberately differs from that of an identity."""
 
 
 class ogawa_uv_set(Structure):

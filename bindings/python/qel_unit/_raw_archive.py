@@ -40,7 +40,7 @@ QEL_ARCHIVE_TOPOLOGY_FACES_CHANGE = 2
 
 
 class qel_archive_info(Structure):
-    """What an archive says of itself."""
+    """The description of an archive."""
 
 
 class qel_archive_object(Structure):
@@ -52,7 +52,7 @@ class qel_archive_property(Structure):
 
 
 class qel_archive_mesh_info(Structure):
-    """What a mesh holds, without its arrays."""
+    """The description of a mesh, without its arrays."""
 
 
 # The fields come last: records point at one another.
