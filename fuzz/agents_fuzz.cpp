@@ -53,7 +53,7 @@ class life {
     std::vector<std::string> paths_; // of files that may exist
 };
 
-/// So many characters without a byte to spare behind them.
+/// `size` characters in a block of exactly that size.
 exact<char> exact_text(const std::string &text, std::size_t size) {
     return exact<char>(std::vector<char>(text.data(), text.data() + size));
 }

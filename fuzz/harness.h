@@ -104,7 +104,7 @@ T *exact_copy(const std::vector<T> &values) {
     return copy;
 }
 
-/// The same for the time of a scope.
+/// The same, released at the end of a scope.
 template <class T>
 class exact {
   public:

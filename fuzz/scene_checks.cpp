@@ -180,7 +180,7 @@ void check_text(Write write, std::int32_t size) {
     }
 }
 
-/// The unit file that meshes are exported to, whose time is 0.
+/// The expected unit file of exported meshes, with a time of 0.
 bytes exported(const qel_alembic_mesh *meshes, std::uint32_t count) {
     std::vector<qel_token> tokens;
     for (std::uint32_t m = 0; m < count; ++m)

@@ -43,7 +43,7 @@ ACROSS: Dict[str, str] = {}
 WORDS = (  # refused form, required form: in comments and texts as well
     (re.compile(r"\w*[Nn]ormalis\w+"), "it is normalize"),
 )
-SPELLINGS = (  # the same in code alone; a function may be called longest_...()
+SPELLINGS = (  # the same, in code only; a function may be called longest_...()
     (re.compile(r"\b(most|smallest|largest|least|biggest|fewest)_(?!of_)\w+"), "a limit is max_... or min_..."),
     (re.compile(r"\b(longest|shortest|deepest)_(?!of_)\w+\b(?!\()"), "a limit is max_... or min_..."),
     (re.compile(r"\b(no_mem|nomem|oom|no_room|no_view|out_of_memory|no_[a-z]+_memory|no_memory_for_\w+)\b"),
@@ -254,7 +254,7 @@ HEADER_RULES = (license_line, columns, words, namespaces, spellings)  # of the p
 
 
 def rules_of(source: Source) -> Sequence[Callable[[Source], Iterator[Fault]]]:
-    """Which rules a file keeps."""
+    """The rules of a file."""
     if source.path.endswith(TEXTS):
         return (words, columns) if source.parts[0] == "web" else (words,)
     if source.path.endswith(".py"):
@@ -263,7 +263,7 @@ def rules_of(source: Source) -> Sequence[Callable[[Source], Iterator[Fault]]]:
 
 
 def texts(project: pathlib.Path) -> Iterator[pathlib.Path]:
-    """The texts of the project, but for what is built or belongs to git."""
+    """The texts of the project, without build folders and git's files."""
     yield from (path for path in project.glob("*") if path.suffix in TEXTS)
     for folder in sorted(project.iterdir()):
         if folder.is_dir() and folder.name != "build" and not folder.name.startswith("."):

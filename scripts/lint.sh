@@ -13,6 +13,6 @@ fi
 clang-format --dry-run --Werror "${all[@]}"
 echo "format: ${#all[@]} files as .clang-format wants them"
 scripts/check_style.py
-python3 -B scripts/generate_javascript.py --check # test-python.sh looks at what is generated for Python
+python3 -B scripts/generate_javascript.py --check # test-python.sh checks the files generated for Python
 printf '%s\n' "${sources[@]}" | xargs -P "$(nproc)" -n 4 clang-tidy --quiet -p build/release
 echo "lint: ${#sources[@]} files clean"

@@ -7,5 +7,5 @@ cmake --preset release >/dev/null
 cmake --build --preset release --target qel_unit --target qel_archive --target qel
 export QEL_UNIT_LIBRARY=$PWD/build/release/src/libqel_unit.so QEL_TOOL=$PWD/build/release/tools/qel/qel PYTHONDONTWRITEBYTECODE=1
 cd bindings/python
-mypy --cache-dir=../../build/mypy tests_farm # with what it imports; scripts/test-python.sh checks the rest
+mypy --cache-dir=../../build/mypy tests_farm # with its imports; scripts/test-python.sh checks the rest
 /usr/bin/python3 -m tests_farm -v

@@ -39,7 +39,7 @@ struct triple {
     std::uint32_t words[3];
 };
 
-/// The fields of a file's header behind its version, and those of a mesh before its arrays.
+/// The fields of a file's header after its version, and those of a mesh before its arrays.
 template <class Scene, class Visit>
 void each_header_field(Scene &scene, Visit visit) {
     visit(scene.mesh_count);

@@ -17,7 +17,7 @@ std::int32_t load(const char *path, qel_unit *unit);
 std::uint32_t lookup_morton(const qel_unit *unit, std::uint64_t morton);
 std::uint32_t lookup_hex(const qel_unit *unit, const char *hex_id);
 
-/// An index of one table, empty: its record, nodes and buckets are for free. Null without memory.
+/// An empty index of one table; its record, nodes and buckets are released with free. Null without memory.
 qel_hash_index *new_index(std::uint32_t count);
 void insert(qel_hash_index *index, std::uint32_t number, std::uint32_t bucket);
 std::uint32_t bucket_of_id(const char *hex_id);

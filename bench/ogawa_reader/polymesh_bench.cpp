@@ -53,7 +53,7 @@ void walk(benchmark::State &state, std::size_t bytes) {
 void add_polymesh_rows() {
     row("polymesh by node walk", "64 MiB of arrays",
         [](auto &state) { walk(state, sized(std::size_t{64} << 20, std::size_t{128} << 10)); });
-    // The archive's six large arrays take 12 bytes a vertex each. None may be larger than 10 MB.
+    // Each of the archive's six large arrays takes 12 bytes per vertex. None may be larger than 10 MB.
     growth("polymesh by node walk", "vertex", 830'000,
            [](auto &state, std::size_t vertices) { walk(state, vertices * 72); });
 }

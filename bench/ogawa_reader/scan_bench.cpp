@@ -27,7 +27,7 @@ std::size_t small_size() {
     return sized(mebibyte, mebibyte / 16);
 }
 
-/// Keeps what was read where somebody asks for it.
+/// Appends the values to `kept`, unless it is null.
 void keep_floats(std::vector<float> *kept, const float *values, std::size_t count) {
     if (kept != nullptr && values != nullptr) kept->insert(kept->end(), values, values + count);
 }
@@ -91,7 +91,7 @@ struct positions_reader {
     }
 };
 
-/// A mesh that only the bytes hold.
+/// A mesh that only the byte search finds.
 struct mesh_reader {
     static void read(const ogawa_archive &archive) {
         ogawa_polymesh mesh;

@@ -185,7 +185,7 @@ void add_scene_rows() {
     row("scene index build, flat grid", "100 k vertices",
         [](auto &state) { index_scene(state, sized(100000, 2000), shape::flat_grid, 100); });
     row("scene index build, flat grid", "1 M vertices", index_large_grid);
-    // Plain probing meets few taken slots here.
+    // Plain probing meets few taken slots in this scene.
     row("scene index build, torus", "100 k vertices",
         [](auto &state) { index_scene(state, sized(100000, 2000), shape::torus); });
     row("scene lookup, hits", "64 in 1 M vertices", look_up_hits);

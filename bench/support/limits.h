@@ -88,7 +88,7 @@ heap_block fresh_block(std::size_t size);
 /// Reads `size` bytes at a position into fresh memory from the heap.
 heap_block read_into_fresh(std::FILE *stream, long at, std::size_t size);
 
-/// A way that writes a file, which is removed before each time.
+/// A contender that writes a file; the file is removed before each run.
 contender writing(const std::string &path, std::function<void()> run);
 
 /// Writes a file in one piece.

@@ -35,7 +35,7 @@ void keep(const T &value) {
     benchmark::DoNotOptimize(value);
 }
 
-/// The ratio is only reported.
+/// No target: the ratio is only reported.
 constexpr double no_target = 0;
 
 class side_by_side {
@@ -90,7 +90,7 @@ bool agree(benchmark::State &state, bool same, const char *what);
 /// The same for the plain form's result; skipped if the plain form takes no part.
 bool agree_with_model(benchmark::State &state, const char *what, const std::function<bool()> &same);
 
-/// Adds what is measured once, by the time that it says itself.
+/// Adds a measurement that runs once and reports its own time.
 void add_measurement(const std::string &name, const std::function<void(benchmark::State &)> &measure);
 
 /// Adds a row to the table; does nothing if growth is measured.

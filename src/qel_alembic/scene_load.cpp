@@ -156,7 +156,7 @@ std::uint64_t length_or_unknown(std::FILE *stream) {
 
 std::int32_t load_scene(const char *path, qel_alembic_file *scene, std::uint64_t max_missing) {
     if (scene == nullptr) return QEL_ALEMBIC_LOAD_CANNOT_OPEN;
-    const buffered_stream stream(path, "rb"); // frames come in small pieces
+    const buffered_stream stream(path, "rb"); // frames are read in small pieces
     if (stream.get() == nullptr) return QEL_ALEMBIC_LOAD_CANNOT_OPEN;
     scene_reader reader(stream.get(), length_or_unknown(stream.get()), max_missing);
 

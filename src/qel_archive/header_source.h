@@ -18,8 +18,8 @@ struct reference_array {
     std::uint64_t count;
 };
 
-/// Bytes that may be read of a file where each position is read once: groups that overlap are read more than once, but
-/// take no more than four times the file's bytes.
+/// The bytes that may be read of a file if each position is read once: overlapping groups are read more than once, but
+/// at most four times the file's bytes.
 constexpr std::uint64_t allowed_where_shared(std::uint64_t file_size) {
     return std::min<std::uint64_t>(file_size, UINT64_MAX / 4) * 4;
 }

@@ -62,7 +62,7 @@ class header_cursor {
     std::uint64_t left() const { return static_cast<std::uint64_t>(end_ - next_); }
 
     void end_text() {
-        if (text_end_ != nullptr) *text_end_ = 0; // once more changes nothing
+        if (text_end_ != nullptr) *text_end_ = 0; // may be repeated
     }
 
     std::uint8_t *next_, *end_;
@@ -121,7 +121,7 @@ status read_samples(header_cursor &cursor, std::uint32_t info, std::uint32_t wid
         header.all_equal = true;
     } else {
         header.first_changed = 1;
-        header.last_changed = header.samples - 1; // not looked at without samples
+        header.last_changed = header.samples - 1; // not read without samples
     }
     if ((info & has_sampling) != 0 && !cursor.read_number(width, header.time_sampling))
         return QEL_ARCHIVE_DAMAGED;

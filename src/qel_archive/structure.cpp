@@ -91,7 +91,7 @@ status read_root(header_source &source, std::uint64_t root, shared_positions *sh
     return outcome;
 }
 
-/// Reads everything again, each position once.
+/// Reads everything again, each position once. DAMAGED if that exceeds allowed_where_shared().
 status read_shared(std::uint64_t root, qel_archive &archive) {
     archive.tree.clear();
     archive.memory.clear();

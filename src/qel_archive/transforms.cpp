@@ -160,7 +160,7 @@ status find_at(const qel_archive &archive, std::uint32_t object, const char *nam
     return outcome;
 }
 
-/// Puts all operations before those of `product`; the last one is applied to a point first.
+/// Multiplies `product` from the left by all operations; the last operation is applied to a point first.
 status multiply_operations(const random_access_file &file, const extent &operations, const extent &values,
                            matrix &product) {
     value_stream<std::uint8_t> operation_stream(file, operations);

@@ -17,8 +17,7 @@ inline constexpr std::int32_t max_walk_depth = 20;
 struct ogawa_node_collector {
     std::FILE *stream;
     std::uint64_t file_size;
-    ogawa::extent
-        *nodes; // the payloads listed, behind their size words; a payload may end before its size says
+    ogawa::extent *nodes;   // listed payloads, each after its size word; the file may end before `size` bytes
     std::uint32_t count;    // entries in use
     std::uint32_t capacity; // entries of `nodes`
     std::int32_t max_depth; // the deepest level that is visited
