@@ -341,8 +341,8 @@ struct qel_unit {
 };
 
 /**
- * Builds a unit from caller arrays. The keys must ascend: this function does not sort, and with other keys
- * ::qel_unit_query_nearest returns wrong tokens and no error.
+ * Requires ascending keys, or ::qel_unit_query_nearest returns wrong tokens and no error: builds a unit from
+ * caller arrays, without sorting them.
  *
  * One token per entry, in the caller's order, with both indexes. A save and a load sort. The index leaves
  * out the 8,388,609th token and later ones; they stay reachable by number, by layer and by the nearest query.
@@ -496,8 +496,8 @@ QEL_API uint32_t qel_unit_query_lattice_vertex(const qel_unit *unit, uint16_t x,
 QEL_API uint32_t qel_unit_query_layer(const qel_unit *unit, uint8_t layer, uint32_t *numbers, int32_t max);
 
 /**
- * Finds the `k` tokens nearest to a key by ::ruv_hop_distance, nearest first. The tokens must be in ascending
- * key order, as a loaded unit's are; with another order the result is wrong and no error is returned.
+ * Requires tokens in ascending key order, as a loaded unit's are, or returns wrong ones and no error: finds
+ * the `k` tokens nearest to a key by ::ruv_hop_distance, nearest first.
  *
  * The search proceeds outward from the key's position. Of equal distances the token met first is kept and
  * comes first: nearer the key's position, the lower side first. Once the worst of `k` results is 2^32 hops

@@ -182,8 +182,8 @@ export interface Raw {
   /** Transforms one token record in place. No index is updated. */
   qel_token_apply_ilogic(token: number, op: number): void;
   /**
-   * Builds a unit from caller arrays. The keys must ascend: this function does not sort, and with other keys
-   * ::qel_unit_query_nearest returns wrong tokens and no error.
+   * Requires ascending keys, or ::qel_unit_query_nearest returns wrong tokens and no error: builds a unit from
+   * caller arrays, without sorting them.
    */
   qel_unit_create(unit: number, count: number, mortons: number, hex_ids: number, payloads: number, layers: number): number;
   /** Releases a unit's tokens and both indexes and nulls them. */
@@ -207,8 +207,8 @@ export interface Raw {
   /** Lists the tokens of one layer, in storage order. */
   qel_unit_query_layer(unit: number, layer: number, numbers: number, max: number): number;
   /**
-   * Finds the `k` tokens nearest to a key by ::ruv_hop_distance, nearest first. The tokens must be in ascending
-   * key order, as a loaded unit's are; with another order the result is wrong and no error is returned.
+   * Requires tokens in ascending key order, as a loaded unit's are, or returns wrong ones and no error: finds the
+   * `k` tokens nearest to a key by ::ruv_hop_distance, nearest first.
    */
   qel_unit_query_nearest(unit: number, morton: bigint, k: number, numbers: number, distances: number): number;
   /** Interleaves the low 6 bits of each coordinate: bit i of x goes to bit 3i, of y to 3i + 1, of z to 3i + 2. */

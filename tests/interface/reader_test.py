@@ -109,7 +109,7 @@ class Comments(unittest.TestCase):
     def test_warn_first_of_tokens_that_are_not_sorted(self):
         briefs = {function.name: function.brief for function in UNIT.functions}
         for name in ("qel_unit_create", "qel_unit_query_nearest"):
-            self.assertRegex(briefs[name], r"^Wants [^.]*ascending [^.]* without a word")
+            self.assertRegex(briefs[name], r"^Requires [^.]*ascending [^.]* and no error")
 
 
 if __name__ == "__main__":
