@@ -4,7 +4,7 @@
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 
-# Both linkages may be installed in one prefix: what tells consumers of one never takes the place of the other's.
+# Both linkages may be installed in one prefix: the files for consumers of one do not replace the other's.
 set(linkage static)
 if(BUILD_SHARED_LIBS)
   set(linkage shared)
@@ -41,7 +41,7 @@ install(FILES ${CMAKE_CURRENT_BINARY_DIR}/qel_unitConfig.cmake ${CMAKE_CURRENT_B
   DESTINATION ${package_folder} COMPONENT development)
 
 # pkg-config: every path starts from the place of the .pc file itself. A library's own name is the linkage that was
-# installed last; with -shared or -static behind it, it is that one. --static only adds to what is linked without it, so
+# installed last; followed by -shared or -static, it is that one. --static only adds to what is linked without it, so
 # that it cannot choose between the two: the static file names the archive, and all that the archive needs.
 set(pc_folder ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig)
 file(RELATIVE_PATH pc_to_prefix ${pc_folder} ${CMAKE_INSTALL_PREFIX})

@@ -42,7 +42,7 @@ endfunction()
 #                     [OBJECTS <target>...])
 # Makes the library <name>, shared or static by BUILD_SHARED_LIBS, with the alias qel_unit::<name>; EXPORTS is the
 # linker's list of what may be seen. Its own objects are <name>_objects; OBJECTS are targets of qel_add_objects that it
-# shares with other libraries, and whoever links <name>_objects gets them too.
+# shares with other libraries, and targets that link <name>_objects get them, too.
 function(qel_add_library name)
   cmake_parse_arguments(PARSE_ARGV 1 arg "" "DESCRIPTION;HEADER;EXPORTS" "SOURCES;OBJECTS")
   qel_add_objects(${name}_objects ${arg_SOURCES})

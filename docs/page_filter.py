@@ -56,7 +56,7 @@ def link(page, match):
 
 
 def sentences(page, names, text):
-    """What stands between headings and code blocks."""
+    """The text between headings and code blocks."""
     commands = re.compile(r"^(    .*|@(?:verb)?include .*)$", re.M)  # left as they are, as is indented code
     parts = commands.split(text)
     for i in range(0, len(parts), 2):

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The site's search: a field in the title's line that finds every section with all words of the query, wherever in a word
-// they stand, best first. scripts/search_index.py makes searchIndex: [page, title, [[anchor, heading, text], ...]] each.
+// The site's search: a field in the title's line that finds every section with all words of the query, anywhere in a
+// word, best first. scripts/search_index.py makes searchIndex: [page, title, [[anchor, heading, text], ...]] each.
 "use strict";
 
 const GUIDE = 4; // what a page of text is ahead of one of the reference

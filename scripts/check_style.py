@@ -114,16 +114,16 @@ def c_border(source: Source) -> Iterator[Fault]:
                 yield Fault(source.path, number, 'a blank line follows extern "C" {')
         elif line == '} // extern "C"':
             if source.lines[number - 2] != "":
-                yield Fault(source.path, number, 'a blank line stands before } // extern "C"')
+                yield Fault(source.path, number, 'a blank line precedes } // extern "C"')
             opened = None
         elif opened and "using namespace" in line:
-            yield Fault(source.path, number, 'using namespace stands before extern "C" {')
+            yield Fault(source.path, number, 'using namespace precedes extern "C" {')
     if opened:
         yield Fault(source.path, opened, 'extern "C" { is closed by } // extern "C"')
     if source.parts[0] == "src":
         for match in re.finditer(r'extern "C"(?! \{$)', source.text, re.M):
             if "//" not in source.lines[source.line_of(match.start()) - 1]:
-                yield Fault(source.path, source.line_of(match.start()), 'functions for C stand in a block: extern "C" {')
+                yield Fault(source.path, source.line_of(match.start()), 'functions for C are in a block: extern "C" {')
 
 
 def integers(source: Source) -> Iterator[Fault]:
@@ -223,7 +223,7 @@ def tool_headers(sources: List[Source]) -> Iterator[Fault]:
         for match in re.finditer(r'^#include "([^"]+)"', source.code, re.M):
             line, room = source.line_of(match.start()), match[1].split("/")[0]
             if not {str(tool / match[1]), str(beside / match[1])} & paths:
-                yield Fault(source.path, line, f"the tool stands on the public headers alone, not on {match[1]}")
+                yield Fault(source.path, line, f"the tool includes the public headers alone, not {match[1]}")
             elif room not in {here, *TOOL_ROOMS.get(here, COMMAND_MAY_INCLUDE)} and (here or "/" in match[1]):
                 yield Fault(source.path, line, f"{here or 'what calls the commands'} does not look into {match[1]}")
 

@@ -155,7 +155,7 @@ PYTHON_RESULTS = {"None": "None", "c_float": "float", "c_double": "float", "c_ch
 
 
 def emit_code_names(header: Header) -> List[str]:
-    lines = ["", "#: The names of the codes that tell of a failure.", "CODE_NAMES: Dict[str, Dict[int, str]] = {"]
+    lines = ["", "#: The names of the failures' codes.", "CODE_NAMES: Dict[str, Dict[int, str]] = {"]
     for function, names in header.code_names().items():
         if names:
             lines.append('    "{}": {{'.format(function))

@@ -192,14 +192,14 @@ class Header:
         """The differences between the codes in the comments and their names."""
         names = self.code_names()
         for function in self.functions:
-            told = {code: text for code, text in function.codes.items() if code < 0}
-            told.update({int(code): text for code, text in re.findall(r"; (-\d+) (when .*)", function.returns or "")})
-            for code in sorted(told.keys() ^ names[function.name].keys(), reverse=True):
-                yield f"{function.name}: {code} has no " + ("name" if code in told else "@retval")
-            for code, text in told.items():
+            stated = {code: text for code, text in function.codes.items() if code < 0}
+            stated.update({int(code): text for code, text in re.findall(r"; (-\d+) (when .*)", function.returns or "")})
+            for code in sorted(stated.keys() ^ names[function.name].keys(), reverse=True):
+                yield f"{function.name}: {code} has no " + ("name" if code in stated else "@retval")
+            for code, text in stated.items():
                 name = names[function.name].get(code, "")
                 if name and (re.match("no memory", text) is None) != (not name.endswith("_NO_MEMORY")):
-                    yield f"{function.name}: {name} is told as: {text}"
+                    yield f"{function.name}: {name} is described as: {text}"
 
 
 def version() -> str:

@@ -11,7 +11,7 @@ if [ "${1:-}" = --fix ]; then
     exit
 fi
 clang-format --dry-run --Werror "${all[@]}"
-echo "format: ${#all[@]} files as .clang-format wants them"
+echo "format: ${#all[@]} files agree with .clang-format"
 scripts/check_style.py
 python3 -B scripts/generate_javascript.py --check # test-python.sh checks the files generated for Python
 printf '%s\n' "${sources[@]}" | xargs -P "$(nproc)" -n 4 clang-tidy --quiet -p build/release

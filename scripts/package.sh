@@ -11,7 +11,7 @@ rm -rf "$folder"
 copy_sources "$sources"
 cp -r packaging/debian "$sources/debian"
 sed -nE 's/^## ([0-9.]+), ([0-9-]+)$/\1 \2/p' CHANGELOG.md | while read -r release day; do
-    printf 'qel-unit (%s) unstable; urgency=medium\n\n  * What is new stands in CHANGELOG.md of the sources.\n\n' "$release"
+    printf 'qel-unit (%s) unstable; urgency=medium\n\n  * The changes are in CHANGELOG.md of the sources.\n\n' "$release"
     printf ' -- %s  %s\n\n' "$(sed -n 's/^Maintainer: //p' packaging/debian/control)" "$(LC_ALL=C date -u -R -d "$day")"
 done >"$sources/debian/changelog"
 # The system's own Python comes first in the path.

@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: MIT
 """Checks that what the pages of this repository name is there: files, headings, scripts and their options, presets,
-settings, tests, names of the interface; that every program on a page is one that a test builds and runs; and that the page of the
-architecture names every room.
+settings, tests, names of the interface; that every program on a page is one that a test builds and runs; and that the
+page of the architecture names every room.
 
 Usage: check_pages.py    (prints what is wrong; exit code 1 if there is something)
 """

@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: MIT
 """Follows the front page: installs the library, then builds and runs its first program with the CMake lines and the
-compiler command that stand there. Where the tool was built, installs it as its page says and starts it.
+compiler command on it. If the tool was built, installs it as its page says and starts it.
 
 Usage: install_test.py PROJECT BUILD_FOLDER C_COMPILER GENERATOR
 """

@@ -82,8 +82,8 @@ class Codes(unittest.TestCase):
         for old, new, reason in (
                 ("QEL_UNIT_SAVE_CANNOT_CREATE = -2", "QEL_UNIT_SAVE_CANNOT_CREATE = -7",
                  "qel_unit_save: -2 has no name|qel_unit_save: -7 has no @retval"),
-                ("QEL_AGENT_SPAWN_FULL = -2", "QEL_AGENT_SPAWN_NO_MEMORY = -2", "is told as: the directory is full"),
-                ("QEL_AGENT_SPAWN_NO_MEMORY = -1", "QEL_AGENT_SPAWN_FAILED = -1", "_FAILED is told as: no memory")):
+                ("QEL_AGENT_SPAWN_FULL = -2", "QEL_AGENT_SPAWN_NO_MEMORY = -2", "is described as: the directory is full"),
+                ("QEL_AGENT_SPAWN_NO_MEMORY = -1", "QEL_AGENT_SPAWN_FAILED = -1", "_FAILED is described as: no memory")):
             self.assertRegex("|".join(changed(old, new).code_problems()), reason.replace("|", r"\|"), old)
         for old, new, reason in (("QEL_AGENT_SPAWN_FULL = -2", "QEL_AGENT_SPAWN_FULL = -1", "second name"),
                                  ("QEL_AGENT_SPAWN_FULL = -2", "QEL_AGENT_SPAWNS_FULL = -2", "no function's name")):

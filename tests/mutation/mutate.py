@@ -25,7 +25,7 @@ from operators import generate
 from project import ROOT, Failed, Project
 from trials import Alone, Batch, Bench, Verdict, Verdicts
 
-LEAST_MUTANTS = 3000
+MIN_MUTANTS = 3000
 BATCH = 400  # more of them in one build make it slow
 
 
@@ -113,7 +113,7 @@ def check(project, mutants, equivalent, mistakes):
     identities = {mutant.identity for mutant in mutants}
     listed = sum(identity in equivalent for identity in identities)
     problems = [f"no such mutant is left: {entry}" for entry in equivalent.without_mutants(identities)]
-    if len(mutants) < LEAST_MUTANTS:
+    if len(mutants) < MIN_MUTANTS:
         problems.append(f"only {len(mutants)} mutants are made")
     bench = Bench(project, 0)
     problems += check_plausible([Alone(project, bench, f"check-{i}") for i in range(os.cpu_count() or 1)], mistakes)

@@ -1098,7 +1098,7 @@ CODES: Dict[str, Dict[int, str]] = {
     },
 }
 
-#: The names of the codes that tell of a failure.
+#: The names of the failures' codes.
 CODE_NAMES: Dict[str, Dict[int, str]] = {
     "qel_unit_create": {
         -1: "QEL_UNIT_CREATE_BAD_ARGUMENT",

@@ -243,7 +243,7 @@ CODES: Dict[str, Dict[int, str]] = {
     },
 }
 
-#: The names of the codes that tell of a failure.
+#: The names of the failures' codes.
 CODE_NAMES: Dict[str, Dict[int, str]] = {
     "qel_archive_open": {
         -1: "QEL_ARCHIVE_BAD_ARGUMENT",
