@@ -779,7 +779,7 @@ struct ogawa_polymesh {
 /* ------------------------------------------------------------------------------------------------ */
 /** @defgroup archive Archives
  * Alembic scene files in the Ogawa container, read through a buffered stream. Object and property headers
- * are not interpreted: arrays are recognised by their bytes, so a small mesh may be missed and other bytes
+ * are not interpreted: arrays are recognized by their bytes, so a small mesh may be missed and other bytes
  * may be taken for one.
  * @{ */
 

@@ -22,7 +22,7 @@ class arena {
     arena(const arena &) = delete;
     arena &operator=(const arena &) = delete;
 
-    /// Allocates `count` records, not initialised; null when there is no memory.
+    /// Allocates `count` records, not initialized; null when there is no memory.
     template <class T>
     T *array(std::uint64_t count) {
         static_assert(alignof(T) <= alignment && std::is_trivially_destructible_v<T>);

@@ -41,7 +41,7 @@ inline void advise_huge_pages(void *block, std::size_t bytes) {
 #endif
 }
 
-/// Allocates `count` records, not initialised; null when there is no memory.
+/// Allocates `count` records, not initialized; null when there is no memory.
 template <class T>
 T *heap_array(std::uint64_t count) {
     const std::size_t bytes = array_bytes<T>(count);
@@ -60,7 +60,7 @@ T *heap_zeroed(std::uint64_t count) {
     return static_cast<T *>(block);
 }
 
-/// Allocates a large table of whole huge pages, aligned so that no part of it takes small pages. Not initialised; null
+/// Allocates a large table of whole huge pages, aligned so that no part of it takes small pages. Not initialized; null
 /// when there is no memory.
 template <class T>
 T *heap_table(std::uint64_t count) {
@@ -76,7 +76,7 @@ T *heap_table(std::uint64_t count) {
 }
 
 /// Allocates `count` records that begin at a cache line, on platforms that offer it: a record of n cache lines then
-/// touches exactly n lines. Not initialised; null when there is no memory.
+/// touches exactly n lines. Not initialized; null when there is no memory.
 template <class T>
 T *heap_lines(std::uint64_t count) {
 #if defined(__linux__)

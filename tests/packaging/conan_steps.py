@@ -16,7 +16,7 @@ class Settings:
 
 
 class Info:
-    """What a package says to those who use it; an attribute that nobody set is an empty list."""
+    """The information of a package for its consumers; an unset attribute is an empty list."""
 
     def __init__(self):
         self.components = Components()
