@@ -4,11 +4,14 @@
 #include "common/windows.h"
 
 #if !defined(_WIN32)
+#include <cerrno>
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <sys/types.h>
 #include <unistd.h>
 #endif
 
+#include <algorithm>
 #include <limits>
 
 namespace qel {
@@ -57,6 +60,27 @@ std::uint64_t stream_length(std::FILE *stream) {
 
 std::size_t read_at(std::FILE *stream, std::uint64_t position, void *bytes, std::size_t size) {
     return seek_to(stream, position) ? std::fread(bytes, 1, size, stream) : 0;
+}
+
+#if !defined(_WIN32)
+int open_to_read(const char *path) {
+    constexpr int flags = O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY;
+    int descriptor = -1;
+    do
+        descriptor = open(path, flags); // NOLINT(cppcoreguidelines-pro-type-vararg)
+    while (descriptor < 0 && errno == EINTR);
+    return descriptor;
+}
+#endif
+
+bool write_zeros(std::FILE *stream, std::uint64_t size) {
+    static constexpr std::uint8_t zeros[4096] = {};
+    while (size > 0) {
+        const std::uint64_t piece = std::min<std::uint64_t>(size, sizeof zeros);
+        if (std::fwrite(zeros, 1, static_cast<std::size_t>(piece), stream) != piece) return false;
+        size -= piece;
+    }
+    return true;
 }
 
 void remove_link(const char *path) {

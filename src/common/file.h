@@ -41,6 +41,14 @@ std::uint64_t stream_length(std::FILE *stream);
 /// Reads up to `size` bytes at a position; returns how many were read.
 std::size_t read_at(std::FILE *stream, std::uint64_t position, void *bytes, std::size_t size);
 
+#if !defined(_WIN32)
+/// Opens a file for reading and returns its descriptor, or -1. Without waiting: opening a pipe may wait for a writer.
+int open_to_read(const char *path);
+#endif
+
+/// Writes zero bytes up to the first failed write; false if there was one.
+bool write_zeros(std::FILE *stream, std::uint64_t size);
+
 /// Removes a symbolic link, or one of several hard links, on systems that have them. Other files stay.
 void remove_link(const char *path);
 

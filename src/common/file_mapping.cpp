@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: MIT
 #include "common/file_mapping.h"
 
+#include "common/file.h"
 #include "common/windows.h"
 
 #if !defined(_WIN32)
 #include <cerrno>
 #include <cstddef>
-#include <fcntl.h>
 #include <limits>
 #include <sys/mman.h>
 #include <sys/stat.h>
@@ -80,8 +80,7 @@ mapping_outcome map_open_file(int file, file_mapping &mapping) {
 } // namespace
 
 mapping_outcome map_file(const char *path, file_mapping &mapping) {
-    // Without O_NONBLOCK, opening a pipe would wait for a writer.
-    const int file = open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
+    const int file = open_to_read(path);
     if (file < 0) return mapping_outcome::cannot_open;
     const mapping_outcome outcome = map_open_file(file, mapping);
     close(file);

@@ -2,6 +2,8 @@
 // Arrays from the process heap. All are released with `free`, so that callers of the interface may own them.
 #pragma once
 
+#include "common/prefetch.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
@@ -80,10 +82,9 @@ T *heap_table(std::uint64_t count) {
 template <class T>
 T *heap_lines(std::uint64_t count) {
 #if defined(__linux__)
-    constexpr std::size_t line = 64;
-    static_assert(sizeof(T) % line == 0, "aligned_alloc takes whole lines");
+    static_assert(sizeof(T) % cache_line == 0, "aligned_alloc takes whole lines");
     const std::size_t bytes = array_bytes<T>(count);
-    if (count > 0 && bytes > 0) return static_cast<T *>(std::aligned_alloc(line, bytes));
+    if (count > 0 && bytes > 0) return static_cast<T *>(std::aligned_alloc(cache_line, bytes));
 #endif
     return heap_array<T>(count);
 }

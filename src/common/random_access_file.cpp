@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "common/random_access_file.h"
 
+#include "common/file.h"
 #include "common/heap.h"
 #include "common/windows.h"
 
@@ -8,7 +9,6 @@
 
 #if !defined(_WIN32)
 #include <cerrno>
-#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 #endif
@@ -64,8 +64,6 @@ read_outcome random_access_file::read(std::uint64_t position, void *bytes, std::
 
 #else
 
-static_assert(sizeof(off_t) == 8, "build with _FILE_OFFSET_BITS=64: archives may be larger than 2 GiB");
-
 namespace {
 
 ssize_t read_some(int descriptor, void *bytes, std::size_t size, std::uint64_t position) {
@@ -85,11 +83,7 @@ random_access_file::~random_access_file() {
 }
 
 open_outcome random_access_file::open(const char *path) {
-    // Without O_NONBLOCK, opening a pipe would wait for a writer.
-    constexpr int flags = O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY;
-    do
-        descriptor_ = ::open(path, flags); // NOLINT(cppcoreguidelines-pro-type-vararg)
-    while (descriptor_ < 0 && errno == EINTR);
+    descriptor_ = open_to_read(path);
     struct stat status = {};
     if (descriptor_ < 0 || fstat(descriptor_, &status) != 0 || !S_ISREG(status.st_mode))
         return open_outcome::cannot_open;

@@ -104,7 +104,7 @@ void fill_table(const qel_alembic_file &scene, std::uint32_t *table) {
         const std::uint64_t end = first + mesh.vertex_count;
         if (end > empty_slot) return; // its last numbers do not fit in a slot
         for (std::uint32_t v = 0; mesh.vertices != nullptr && v < mesh.vertex_count; ++v) {
-            const std::uint32_t slot = slots.take(home_slot(mesh.vertices[v].morton));
+            const std::uint32_t slot = slots.take(morton_hash(mesh.vertices[v].morton));
             if (slot == empty_slot) return;
             table[slot] = static_cast<std::uint32_t>(first + v);
         }

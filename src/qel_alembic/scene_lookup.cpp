@@ -87,7 +87,7 @@ std::int32_t qel_alembic_lookup_morton(const qel_alembic_file *scene, std::uint6
     mesh_finder finder(*scene);
     mesh_numbers numbers = {0, 0, 0}; // of the previous slot's mesh
     const qel_alembic_vertex *vertices = nullptr;
-    const std::uint32_t home = home_slot(morton);
+    const std::uint32_t home = morton_hash(morton);
     std::uint32_t slot = home;
     do {
         const std::uint32_t number = scene->hash[slot];

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "common/heap.h"
+#include "common/morton_key.h"
 #include "common/prefetch.h"
 #include "qel_alembic/scene.h"
 
@@ -9,10 +10,6 @@
 
 namespace qel {
 namespace {
-
-std::uint64_t difference(std::uint64_t a, std::uint64_t b) {
-    return a > b ? a - b : b - a;
-}
 
 /// The exact floor of the root. In double precision the root of a square is exact, so no root is too small; just below
 /// a large square it is one too large.

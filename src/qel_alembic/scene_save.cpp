@@ -25,21 +25,13 @@ class scene_writer {
         if (values != nullptr)
             write(values, count * sizeof(T));
         else
-            write_zeros(count * sizeof(T));
+            failed_ = failed_ || !write_zeros(stream_, count * sizeof(T));
     }
 
   private:
     void write(const void *bytes, std::uint64_t size) {
         const auto whole = static_cast<std::size_t>(size);
         failed_ = failed_ || std::fwrite(bytes, 1, whole, stream_) != whole;
-    }
-
-    void write_zeros(std::uint64_t size) {
-        static constexpr std::uint8_t zeros[4096] = {};
-        for (std::uint64_t piece = 0; size > 0 && !failed_; size -= piece) {
-            piece = std::min<std::uint64_t>(size, sizeof zeros);
-            write(zeros, piece);
-        }
     }
 
     std::FILE *stream_;

@@ -58,8 +58,7 @@ class piecewise_bounds {
 };
 
 bool has_faces(const qel_archive &archive, std::uint32_t object) {
-    const ogawa_schema kind = archive.tree.objects[object].metadata->kind;
-    return kind == OGAWA_SCHEMA_POLYMESH || kind == OGAWA_SCHEMA_SUBD;
+    return is_mesh(*archive.tree.objects[object].metadata);
 }
 
 /// The face counts and face indices of a mesh. Either may be missing.

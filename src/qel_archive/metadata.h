@@ -16,6 +16,10 @@ struct object_metadata {
     ogawa_schema kind;
 };
 
+inline bool is_mesh(const object_metadata &metadata) {
+    return metadata.kind == OGAWA_SCHEMA_POLYMESH || metadata.kind == OGAWA_SCHEMA_SUBD;
+}
+
 /// Finds the value of the first pair with a key; null if there is none.
 const char *find_value(const char *metadata, std::size_t metadata_length, const char *key,
                        std::size_t &value_length);

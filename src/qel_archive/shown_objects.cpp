@@ -14,10 +14,6 @@ const object_metadata &top_metadata(const header_context &context) {
     return context.shared.texts[0];
 }
 
-bool is_mesh(const object_metadata &metadata) {
-    return metadata.kind == OGAWA_SCHEMA_POLYMESH || metadata.kind == OGAWA_SCHEMA_SUBD;
-}
-
 /// The state of a search for a source, one name of its path at a time.
 struct source_search {
     std::uint32_t source;

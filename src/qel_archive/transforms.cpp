@@ -164,7 +164,7 @@ status find_at(const qel_archive &archive, std::uint32_t object, const char *nam
 status multiply_operations(const random_access_file &file, const extent &operations, const extent &values,
                            matrix &product) {
     value_stream<std::uint8_t> operation_stream(file, operations);
-    value_stream<double> value_stream(file, values);
+    value_stream<double> numbers(file, values);
     while (!operation_stream.at_end()) {
         std::uint8_t operation;
         status outcome = operation_stream.read(&operation, 1);
@@ -172,7 +172,7 @@ status multiply_operations(const random_access_file &file, const extent &operati
         operation >>= 4; // the low bits are hints
         if (operation >= op_count) return QEL_ARCHIVE_DAMAGED;
         double taken[16];
-        outcome = value_stream.read(taken, value_counts[operation]);
+        outcome = numbers.read(taken, value_counts[operation]);
         if (outcome != QEL_ARCHIVE_OK) return outcome;
         product = multiply(operation_matrix(operation, taken), product);
     }

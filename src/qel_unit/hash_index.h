@@ -5,6 +5,7 @@
 
 #include "common/bytes.h"
 #include "common/cpu.h"
+#include "common/morton_key.h"
 #include "qel_unit.h"
 
 #include <cstdint>
@@ -19,10 +20,7 @@ static_assert(sizeof(qel_hash_node) == 8);
 
 constexpr std::uint32_t empty_bucket = 0xFFFFFFFF; // also the end of a chain
 constexpr std::uint32_t bucket_mask = QEL_HASH_BUCKETS - 1;
-
-constexpr std::uint32_t morton_hash(std::uint64_t morton) {
-    return (static_cast<std::uint32_t>(morton >> 32) ^ static_cast<std::uint32_t>(morton)) & bucket_mask;
-}
+static_assert(QEL_HASH_BUCKETS == index_slots);
 
 /// djb2 over at most 8 bytes, ending before a zero byte. Bytes are signed: 0x80..0xFF subtract. Nothing after the zero
 /// byte is read.
@@ -33,7 +31,7 @@ inline std::uint32_t identity_hash(const char *identity) {
     return hash & bucket_mask;
 }
 
-constexpr std::uint32_t power_4 = 33 * 33 * 33 * 33;
+constexpr std::uint32_t power_2 = 33 * 33, power_4 = power_2 * power_2;
 constexpr std::uint32_t power_8_start = 5381 * power_4 * power_4; // 5381 x 33^8, mod 2^32
 
 /// The identity hash of a field whose 8 bytes can all be read. If none is zero, the eight steps of the loop become
@@ -46,7 +44,6 @@ inline std::uint32_t field_hash_plain(const char *field) {
     bytes ^= high_bits;
     constexpr std::uint64_t every_second = 0x00FF00FF00FF00FF, every_fourth = 0x0000FFFF0000FFFF;
     const std::uint64_t pairs = (bytes & every_second) * 33 + (bytes >> 8 & every_second);
-    constexpr std::uint64_t power_2 = 1089; // 33 x 33
     const std::uint64_t fours = (pairs & every_fourth) * power_2 + (pairs >> 16 & every_fourth);
     constexpr std::uint32_t sign_offset = 128U * 34 * 1090 * (1 + power_4); // 128 x (33^0 + ... + 33^7)
     const std::uint32_t hash = power_8_start - sign_offset + static_cast<std::uint32_t>(fours) * power_4 +
@@ -63,7 +60,8 @@ inline std::uint32_t field_hash_sse2(const char *field) {
     if (__builtin_expect(zeros != none_of_eight, 0)) return identity_hash(field);
     const __m128i words = _mm_srai_epi16(_mm_unpacklo_epi8(bytes, bytes), 8);
     const __m128i pairs = _mm_madd_epi16(words, _mm_set1_epi32(1 << 16 | 33));
-    const __m128i fours = _mm_madd_epi16(_mm_packs_epi32(pairs, pairs), _mm_set1_epi32(1 << 16 | 1089));
+    const __m128i fours =
+        _mm_madd_epi16(_mm_packs_epi32(pairs, pairs), _mm_set1_epi32(1 << 16 | int{power_2}));
     const auto first = static_cast<std::uint32_t>(_mm_cvtsi128_si32(fours));
     const auto second = static_cast<std::uint32_t>(_mm_cvtsi128_si32(_mm_srli_epi64(fours, 32)));
     return (power_8_start + first * power_4 + second) & bucket_mask;

@@ -2,6 +2,7 @@
 // How tokens and search results compare, and the single-precision roots that measure distance in hops.
 #pragma once
 
+#include "common/morton_key.h"
 #include "qel_unit.h"
 
 #include <cmath>
@@ -38,11 +39,6 @@ inline std::int32_t compare_tokens_morton(const void *a, const void *b) {
 inline std::int32_t compare_search_results(const void *a, const void *b) {
     return compare(static_cast<const qel_search_result *>(a)->distance,
                    static_cast<const qel_search_result *>(b)->distance);
-}
-
-/// The absolute difference of two keys.
-constexpr std::uint64_t difference(std::uint64_t a, std::uint64_t b) {
-    return a > b ? a - b : b - a;
 }
 
 /// Rounds to 24 bits before the root, so that adjacent large numbers have the same root. A root is at most 2^32; its

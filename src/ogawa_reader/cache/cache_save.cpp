@@ -85,15 +85,6 @@ qel_mesh_header make_header(const ogawa_polymesh &mesh, const qel_skin *skin, st
     return header;
 }
 
-void write_zeros(std::FILE *file, std::uint64_t size) {
-    static constexpr std::uint8_t zeros[4096] = {};
-    while (size > 0) {
-        const std::uint64_t piece = std::min<std::uint64_t>(size, sizeof zeros);
-        if (std::fwrite(zeros, 1, static_cast<std::size_t>(piece), file) != piece) return;
-        size -= piece;
-    }
-}
-
 /// Writes an array, or zeros of the same size for a null array.
 template <class T>
 void write_array(std::FILE *file, const T *array, std::uint64_t count) {
