@@ -21,7 +21,7 @@ without=(
     HostileScene.WithAnyByteAtAnExtremeLoadsOrIsRefused # as scripts/msan.sh's scene_file
     HostileScene.OfMillionsOfFramesThatItDoesNotHoldIsReleasedWithoutTakingMemory
     HostileScene.ThroughAPipeTakesNoMemoryForVerticesThatItDoesNotHold # measures the process's memory
-    DataNodes.BehindTheFirst16777216ReferencesAreNotFollowed
+    DataNodes.FollowsAtMost16777216References
 )
 
 cmake --preset release >/dev/null

@@ -8,7 +8,7 @@ list(APPEND CMAKE_TRY_COMPILE_PLATFORM_VARIABLES QEL_UNIT_SIMD)
 # What a program under Node does without. docs/platforms.md names them, too.
 set(QEL_UNIT_TESTS_LEFT_OUT
   # threads
-  ArchiveThreads.GetTheAnswersOfOne Stack.IsMeasuredWhereItIsTaken Stack.SufficesForEveryFunctionWith32KiB
+  ArchiveThreads.GiveTheSameAnswersAsOneThread Stack.IsMeasuredWhereItIsTaken Stack.SufficesForEveryFunctionWith32KiB
   # shared objects: a package's functions are those that bindings/javascript/CMakeLists.txt reads from the same list
   *Symbols.TheLibraryExportsTheListAndNothingElse* *Symbols.EveryFunctionResolvesInTheLoadedLibrary*
   # pipes with names: those that are made here are empty files

@@ -110,7 +110,7 @@ TEST(Arena, FillsItsFirstBlockOf4KibibytesToTheLastByte) {
     EXPECT_EQ(blocks_of(memory, 1, 1), 1u);
 }
 
-TEST(Arena, GivesMoreThanAQuarterOfABlockABlockOfItsOwn) {
+TEST(Arena, PutsLargeArraysIntoTheirOwnBlock) {
     arena memory;
     EXPECT_EQ(blocks_of(memory, 3, 1024), 1u);
     EXPECT_EQ(blocks_of(memory, 3, 1032), 3u);

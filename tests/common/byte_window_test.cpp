@@ -102,7 +102,7 @@ TEST_P(ByteWindow, IsEmptyWhereTheStreamCannotGo) {
     }
 }
 
-TEST_P(ByteWindow, KnowsTheNewEndOfAFileThatWasCutMeanwhile) {
+TEST_P(ByteWindow, NoticesThatTheFileWasTruncated) {
     open(100'000);
     content.resize(50'000);
     std::filesystem::resize_file(folder.file("bytes"), content.size());

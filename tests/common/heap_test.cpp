@@ -92,7 +92,7 @@ TEST(Heap, RefusesExactlyWhatDoesNotFitIntoHalfTheAddresses) {
     EXPECT_EQ(heap_table<std::uint32_t>(most + 1), nullptr);
 }
 
-TEST(Heap, LinesAreRefusedOrTakenLikeArraysWhereNoneOrTooManyAreAskedFor) {
+TEST(Heap, AlignedArraysOfZeroOrTooManyRecordsBehaveAsUnalignedOnes) {
     struct line {
         char bytes[64];
     };

@@ -79,7 +79,7 @@ TEST_F(ReadAhead, ReadsTheLastByteAndNothingBehindIt) {
     EXPECT_EQ(ahead.read(content.size(), read, 0), read_outcome::read) << "no bytes are behind it as well";
 }
 
-TEST_F(ReadAhead, SaysThatAFileWasCutMeanwhile) {
+TEST_F(ReadAhead, ReportsATruncatedFile) {
     std::filesystem::resize_file(folder.path() / "noise", 1000);
     read_ahead ahead(file);
     std::uint8_t read[2] = {};

@@ -51,7 +51,7 @@ polymesh triangle(float height) {
     return mesh;
 }
 
-TEST(ReadArchive, LeavesHiddenMeshesOutOfTheBoundsAndGoesOnBehindOneWithoutPositions) {
+TEST(ReadArchive, IgnoresHiddenMeshesAndMeshesWithoutPositions) {
     const temp_folder folder;
     archive_builder scene;
     add_schema_object(scene.top, "bare", "AbcGeom_PolyMesh_v1", ".geom");

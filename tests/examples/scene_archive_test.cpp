@@ -29,7 +29,7 @@ float longest_step(const ogawa_polymesh &from, const ogawa_polymesh &to) {
     return longest;
 }
 
-TEST(SceneArchive, BeginsAgainWithoutASeam) {
+TEST(SceneArchive, LoopsWithoutAJump) {
     qel_archive *archive = nullptr;
     ASSERT_EQ(qel_archive_open(EXAMPLE_DATA "/harbour.abc", &archive), QEL_ARCHIVE_OK);
     for (const char *path : {"/harbour/sea", "/harbour/flagpole/flag", "/harbour/boat/sail", "/harbour/ropes",

@@ -296,7 +296,7 @@ TEST(ArchiveBuilder, WritesTimeSamplingsWithTheHighestCountOfTheirProperties) {
               "00 00 00 00 00 00 08 40");
 }
 
-TEST(ArchiveBuilder, PutsAnythingAnywhereWhenAsked) {
+TEST(ArchiveBuilder, AllowsAnyReferenceAnywhere) {
     archive_builder builder;
     object_node &loop = builder.top.add("loop");
     loop.edit_references = [](std::vector<std::uint64_t> &references, std::uint64_t own) {

@@ -151,7 +151,7 @@ TEST(ArchiveFileFailures, OfOpenAreStatuses) {
     EXPECT_GT(fail_reads_of(opening(path), failure::at_the_end, QEL_ARCHIVE_DAMAGED), 10u);
 }
 
-TEST(ArchiveFileFailures, OfOpenAreNoneWhereASignalCame) {
+TEST(ArchiveFileFailures, OpenIsRetriedAfterEintr) {
     const temp_folder folder;
     const std::string path = folder.file("archive.abc");
     rich_scene().save(path);

@@ -137,7 +137,7 @@ std::int32_t open_status(const std::string &path) {
     return status;
 }
 
-TEST(ArchiveFiles, LeaveNullBehindWhereTheyAreRefused) {
+TEST(ArchiveFiles, SetTheHandleToNullOnFailure) {
     const temp_folder folder;
     const heap_ledger ledger;
     EXPECT_EQ(open_status(folder.file("missing")), QEL_ARCHIVE_CANNOT_OPEN);

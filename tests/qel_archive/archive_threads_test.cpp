@@ -83,7 +83,7 @@ bytes answers_about(const qel_archive *archive, std::uint32_t number) {
     return answers;
 }
 
-TEST(ArchiveThreads, GetTheAnswersOfOne) {
+TEST(ArchiveThreads, GiveTheSameAnswersAsOneThread) {
     const archive_builder builder = rich_scene();
     std::vector<bytes> expected;
     {

@@ -39,7 +39,7 @@ TEST(ArchiveContainer, BeginsWithItsFiveLetters) {
     EXPECT_EQ(status_of(bytes(100, 0)), QEL_ARCHIVE_NOT_AN_ARCHIVE);
 }
 
-TEST(ArchiveContainer, TellsTheOlderContainerByItsEightBytes) {
+TEST(ArchiveContainer, RecognizesHdf5ByItsFirstEightBytes) {
     bytes content = {0x89, 0x48, 0x44, 0x46, 0x0D, 0x0A, 0x1A, 0x0A, 0, 0, 0, 0, 0, 0, 0, 0};
     EXPECT_EQ(status_of(content), QEL_ARCHIVE_HDF5);
     content[7] = 0x0B;

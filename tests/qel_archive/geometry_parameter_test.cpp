@@ -58,7 +58,7 @@ TEST(ArchiveParameters, AreAsManyAsTheirScopeAsks) {
         }
 }
 
-TEST(ArchiveParameters, AreToldByTheirLengthWithoutAScope) {
+TEST(ArchiveParameters, TakeTheirScopeFromTheirLength) {
     for (const auto &[count, scope] :
          {std::pair{corners, 4u}, {points, 3u}, {faces, 1u}, {std::size_t{1}, 0u}})
         for (const char *word : {"", "xyz", "fv", "fvrr"}) { // no word, or none that is one

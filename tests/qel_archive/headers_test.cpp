@@ -199,7 +199,7 @@ TEST(ArchiveHeaders, RefuseAMetadataNumberWithoutAText) {
     }
 }
 
-TEST(ArchiveHeaders, ReadAllSharedTextsThatANumberIsLeftForAndWantTheOthersWhole) {
+TEST(ArchiveHeaders, ReadTheFirst254SharedTextsAndRefuseTruncatedFurtherOnes) {
     for (const std::size_t surplus : {0u, 1u, 2u, 3u}) {
         archive_builder builder;
         for (int i = 1; i <= 254; ++i)

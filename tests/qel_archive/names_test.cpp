@@ -72,7 +72,7 @@ TEST(Names, TakeNoMemoryForAnOrderThatTheyStandIn) {
     EXPECT_EQ(ordered.table.order, nullptr);
 }
 
-TEST(Names, ANameThatStandsThereTwiceIsDamage) {
+TEST(Names, DuplicateNamesAreDamage) {
     for (const std::size_t count : {2u, 8u, 9u, 300u}) {
         std::vector<std::string> names = awkward_names(count);
         names.back() = names.front();
@@ -81,7 +81,7 @@ TEST(Names, ANameThatStandsThereTwiceIsDamage) {
     EXPECT_EQ(ordered_names(std::vector<std::string>(300, "n")).status, QEL_ARCHIVE_DAMAGED);
 }
 
-TEST(Names, ANameThatStandsThereTwiceIsDamageInAscendingOrder) {
+TEST(Names, DuplicateNamesAreDamageInAscendingOrder) {
     for (const std::size_t first : {0u, 4u, 8u}) {
         std::vector<std::string> names = {"a", "b", "c", "d", "e", "f", "g", "h", "i", "j"};
         names[first + 1] = names[first];
@@ -89,7 +89,7 @@ TEST(Names, ANameThatStandsThereTwiceIsDamageInAscendingOrder) {
     }
 }
 
-TEST(Names, SortingNeedsMemoryAndSaysSo) {
+TEST(Names, SortReturnsNoMemory) {
     const std::vector<std::string> names = awkward_names(300);
     for (const std::uint64_t n : {1u, 2u}) {
         const auto plan = test::failing_heap::nth(n);

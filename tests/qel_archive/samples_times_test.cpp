@@ -175,7 +175,7 @@ TEST(ArchiveTimes, SpanTheStaticSamplingToo) {
     EXPECT_EQ(info.end, 2.0);
 }
 
-TEST(ArchiveTimes, GiveTheFramesOfTheFirstUniformSamplingBehindTheStaticOne) {
+TEST(ArchiveTimes, TakeTheFramesFromTheFirstUniformSamplingAfterSampling0) {
     const auto frames = [](const std::vector<time_sampling> &samplings) {
         archive_builder builder;
         for (const time_sampling &each : samplings)

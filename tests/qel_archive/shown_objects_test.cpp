@@ -84,7 +84,7 @@ TEST(ArchiveInstances, DoNotContainThemselves) {
     EXPECT_EQ(status_of(top), QEL_ARCHIVE_DAMAGED);
 }
 
-TEST(ArchiveInstances, MayStandForInstancesAndForWhatStandsBelowThem) {
+TEST(ArchiveInstances, MayReferToInstancesAndTheirChildren) {
     archive_builder builder;
     add_instance(builder.top, "first", "/second"); // before what it stands for
     add_instance(builder.top, "second", "/mill");
@@ -113,7 +113,7 @@ TEST(ArchiveInstances, HaveNoChildrenOfTheirOwn) {
     EXPECT_EQ(opened.object("/copy").child_count, 1u);
 }
 
-TEST(ArchiveInstances, AreToldByAScalarTextAmongTheirOwnProperties) {
+TEST(ArchiveInstances, AreRecognizedByAScalarTextProperty) {
     archive_builder builder = mill();
     builder.top.add("array").properties.texts(".instanceSource", {"/mill"});
     builder.top.add("compound").properties.compound(".instanceSource");

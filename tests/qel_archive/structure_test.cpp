@@ -57,7 +57,7 @@ TEST(ArchiveStructure, HoldsAnArchiveOfNothing) {
     EXPECT_EQ(opened.object("/").child_count, 0u);
 }
 
-TEST(ArchiveStructure, NeedsSixChildrenAndMindsNoSeventh) {
+TEST(ArchiveStructure, RequiresSixRootChildrenAndIgnoresFurtherOnes) {
     for (const std::size_t count : {0u, 1u, 5u}) {
         archive_builder builder = scene();
         builder.edit_root = [=](std::vector<std::uint64_t> &references, std::uint64_t) {

@@ -84,7 +84,7 @@ TEST(ArchiveTransforms, TurnAboutLongAxesOfUnequalParts) {
     }
 }
 
-TEST(ArchiveTransforms, TurnIntoNoNumbersAboutAxesThatAreNoneOrEndless) {
+TEST(ArchiveTransforms, GiveNansForInfiniteOrNanAxes) {
     for (const double odd :
          {std::numeric_limits<double>::quiet_NaN(), std::numeric_limits<double>::infinity()})
         for (const xform_operation &turn :
@@ -212,7 +212,7 @@ TEST(ArchiveTransforms, EndWhereAnObjectDoesNotInherit) {
     EXPECT_EQ(opened.local("/a/b")[12], 10.0);
 }
 
-TEST(ArchiveTransforms, MindDamageOnlyOnTheirWay) {
+TEST(ArchiveTransforms, IgnoreDamageInUnrelatedObjects) {
     archive_builder builder;
     object_node &a = add_xform(builder.top, "a", {{0x70, {1}}});
     object_node &b = add_xform(a, "b", {translate(10, 0, 0)});

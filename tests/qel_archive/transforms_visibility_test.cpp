@@ -7,7 +7,7 @@ namespace {
 
 using namespace test;
 
-TEST(ArchiveVisibility, IsDecidedByTheNearestThatSays) {
+TEST(ArchiveVisibility, IsInheritedFromTheNearestAncestorWithAValue) {
     constexpr int unset = 9;
     for (const int top : {unset, -1, 0, 1})
         for (const int middle : {unset, -1, 0, 1})

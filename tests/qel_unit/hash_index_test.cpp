@@ -187,7 +187,7 @@ TEST(HashIndex, LeavesNothingBehindWhenAPartFails) {
     }
 }
 
-TEST(HashIndex, TakesRoomForNoEntriesAsNoFailure) {
+TEST(HashIndex, AcceptsACapacityOfZero) {
     const owned_index index(create_index(0));
     ASSERT_NE(index, nullptr);
     EXPECT_EQ(newest_entry(*index, 0), QEL_NOT_FOUND);

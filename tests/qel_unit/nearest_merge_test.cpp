@@ -71,7 +71,7 @@ TEST(NearestMerge, TakesAllOfOneSideWhereTheOtherIsFarOrEmpty) {
     expect_merged({7}, 5, 0, {0}, {1});
 }
 
-TEST(NearestMerge, GivesTheStartAPassOfItsOwnAndThenTheLeftSideTheFirstWord) {
+TEST(NearestMerge, OffersTheStartFirstAndThenTheLeftSide) {
     expect_merged({6, 10, 14}, 10, 1, {1, 0, 2}, {0, 2, 2}); // the start is on the right
     expect_merged({9, 9, 9, 11, 11, 11}, 10, 2, {2, 1, 3, 0, 4, 5}, {1, 1, 1, 1, 1, 1});
     expect_merged({9, 9, 9, 11, 11, 11}, 10, 3, {3, 2, 4, 1, 5, 0}, {1, 1, 1, 1, 1, 1});

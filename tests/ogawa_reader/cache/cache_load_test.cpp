@@ -181,7 +181,7 @@ TEST_F(MeshCacheLoad, CountsOfASkinAreNotBelievedBeyondTheFile) {
         }
 }
 
-TEST_F(MeshCacheLoad, ASkinBehindTheFileIsNoSkin) {
+TEST_F(MeshCacheLoad, IgnoresASkinOffsetPastTheEnd) {
     const bytes whole = whole_cache_file(some_skin());
     for (const std::size_t offset :
          {whole.size() - 3, whole.size(), whole.size() + 1, std::size_t{0xFFFFFFFF}}) {

@@ -106,7 +106,7 @@ TEST_F(MeshCacheSaveFailure, WithoutMemoryForTrianglesTheyAreLeftOut) {
     EXPECT_EQ(ledger.live(), 0u);
 }
 
-TEST_F(MeshCacheSaveFailure, MemoryForAnyTrianglesIsAskedForWhereTheIndexCountIsLeftOpen) {
+TEST_F(MeshCacheSaveFailure, AllocatesTheTriangleBufferIfTheIndexCountIsZero) {
     cache_mesh mesh = quad();
     for (const std::uint32_t corners :
          {16'777'217u, 0xFFFFFFFFu}) { // with the quad's two, 2^32 - 1 triangles at most

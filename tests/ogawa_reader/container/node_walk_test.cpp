@@ -260,7 +260,7 @@ TEST(DataNodes, BehindLayersOfReferencesThatLeadNowhereAreReached) {
     }
 }
 
-TEST(DataNodes, OnlyOneDeepWayLeadsToAreReachedByTheShortOne) {
+TEST(DataNodes, AreListedAtTheirLeastDepth) {
     // Too deep at first: a group that listed nothing there has to be walked again nearer to the start.
     archive_writer archive;
     std::uint64_t chain = claim(archive, 200);
@@ -295,7 +295,7 @@ std::uint64_t write_groups_of_thousands(archive_writer &archive, std::uint64_t r
     return archive.group(children);
 }
 
-TEST(DataNodes, BehindTheFirst16777216ReferencesAreNotFollowed) {
+TEST(DataNodes, FollowsAtMost16777216References) {
     archive_writer fits, too_many;
     const std::uint64_t start_of_fitting = write_groups_of_thousands(fits, 436);
     const std::uint64_t start_of_too_many = write_groups_of_thousands(too_many, 437);

@@ -14,7 +14,7 @@ using test::failing_heap;
 using test::heap_ledger;
 using test::with_each_form;
 
-TEST(GetVertexNeighbors, GoRoundAQuadInCornerOrder) {
+TEST(GetVertexNeighbors, ListsAQuadsVerticesInCornerOrder) {
     mesh_record record(4, {4}, {0, 1, 2, 3});
     ASSERT_EQ(ogawa_build_manifold(&record.mesh), 0);
     EXPECT_EQ(record.neighbors_of(0), (numbers{1, 2, 3}));
@@ -223,7 +223,7 @@ TEST(GetVertexNeighbors, AreTheSameOnEitherSideOfARegister) {
     }
 }
 
-TEST(GetVertexNeighbors, OfAVertexInNoFaceAndOfOneAloneInItsFacesAreNone) {
+TEST(GetVertexNeighbors, ReturnsNoneForAnIsolatedVertex) {
     mesh_record record(3, {3, 0, 1}, {1, 1, 1, 1});
     ASSERT_EQ(ogawa_build_manifold(&record.mesh), 0);
     EXPECT_EQ(record.neighbors_of(0), numbers{});

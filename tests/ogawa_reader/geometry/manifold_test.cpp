@@ -258,7 +258,7 @@ TEST(VertexLookups, OfAMeshWithoutFacesNeedNoMemoryForTheLists) {
     }
 }
 
-TEST(IsManifoldClosed, SaysNoEvenOfACube) {
+TEST(IsManifoldClosed, ReturnsFalseEvenForACube) {
     mesh_record cube(8, {4, 4, 4, 4, 4, 4},
                      {0, 1, 3, 2, 4, 6, 7, 5, 0, 4, 5, 1, 2, 3, 7, 6, 0, 2, 6, 4, 1, 5, 7, 3});
     ASSERT_EQ(ogawa_build_manifold(&cube.mesh), 0);

@@ -169,7 +169,7 @@ TEST(PolymeshDigest, IsSkippedByTheSizeOfAPayloadOfAnyKind) {
     EXPECT_EQ(words_read(2.0f, 0.5f, 10012), 2503u) << "fewer than 10001 bytes would be left";
 }
 
-TEST(PolymeshDigest, BehindWhichTheFileEndsLeavesTheLastWordsAsTheyWere) {
+TEST(PolymeshDigest, AtTheEndOfTheFileKeepsTheWordsAlreadyRead) {
     // Behind the digest come eight words only; the ninth and the tenth are still those of the first look.
     for (const std::uint32_t kept : {4u, 9u}) {
         archive_writer archive;

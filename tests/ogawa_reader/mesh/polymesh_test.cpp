@@ -216,7 +216,7 @@ TEST(PolymeshArrays, AreSearchedInTheBytesWithoutMemoryForTheNodeList) {
     EXPECT_NE(read.mesh.face_count, 500u);
 }
 
-TEST(PolymeshArrays, AreNoneInAFileThatLostItsRootReference) {
+TEST(PolymeshArrays, AreEmptyWithoutARootReference) {
     bytes header = archive_writer().content();
     header.resize(12);
     const read_mesh read(header);

@@ -103,7 +103,7 @@ TEST(PositionsScan, TakesTwoPlausibleWordsForCoordinates) {
     EXPECT_EQ(scan(block_at(100, 12028, payload)).count, 1001u);
 }
 
-TEST(PositionsScan, WantsTwoTriplesOfSomeExtentBehindADigest) {
+TEST(PositionsScan, RequiresTwoTriplesAwayFromTheOriginAfterADigest) {
     std::vector<float> payload(3007, 0.0f);
     for (std::size_t i = 4; i < payload.size(); ++i)
         payload[i] = 0.5f;
@@ -162,7 +162,7 @@ TEST(PositionsScan, TestsTheFloatsUpToTheSixteenthForRange) {
     EXPECT_EQ(scan(block_at(100, 12012, payload)).count, 1001u) << "the bound itself is in range";
 }
 
-TEST(PositionsScan, WantsOneFloatAboveAHundredth) {
+TEST(PositionsScan, RequiresOneFloatAboveAHundredth) {
     for (const std::size_t i : {0u, 15u}) {
         std::vector<float> payload(3003, 0.01f);
         EXPECT_EQ(scan(block_at(100, 12012, payload)).status, -1);

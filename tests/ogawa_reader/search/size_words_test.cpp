@@ -59,7 +59,7 @@ TEST(SizeWords, AreNotSeenInARunOfValuesZerosOrIndices) {
     }
 }
 
-TEST(SizeWords, EndWhereTheyAreToldTo) {
+TEST(SizeWords, StopsWhenTheCallbackReturnsFalse) {
     std::vector<std::uint8_t> bytes(100 * size_word_step);
     for (std::size_t i = 0; i < 100; i += 2)
         bytes[i * size_word_step] = 40;

@@ -125,7 +125,7 @@ TEST_F(AgentLoad, KeepsTheSlotOfARecordThatIsCutShort) {
     }
 }
 
-TEST_F(AgentLoad, KeepsTheTimeThatAFileEndsWithin) {
+TEST_F(AgentLoad, KeepsSavedAtIfTheFileEndsInsideIt) {
     const bytes file = directory_file(three);
     ASSERT_EQ(qel_agent_dir_init(nullptr), 0);
     g_agent_dir->saved_at = 0x0102030405060708;
