@@ -71,6 +71,13 @@ std::int32_t spawn(caller &c, std::uint32_t agent_count) {
     return qel_agent_spawn("parent__", 7, 0, 9, c.text);
 }
 
+std::int32_t spawn_first(caller &c, std::uint64_t failing_allocation = 0) {
+    c.watch_directory();
+    c.watch("id_out", c.text);
+    const failing_heap heap = failing_heap::nth(failing_allocation);
+    return qel_agent_spawn(nullptr, 7, 3, 9, c.text);
+}
+
 std::int32_t query(caller &c, const char *id) {
     watch_live_agent(c);
     c.watch(c.agent);
@@ -132,21 +139,9 @@ const std::vector<outcome> agent_outcomes = {
     {"qel_agent_spawn", 0, "", [](caller &c) { return spawn(c, 2); },
      "agent_count 3, active_count 2, dirty 1, index->node_count 3, id \"2A9E0102\", parent \"parent__\", "
      "type 7, flag_idle 1, tag 9, id_out \"2A9E0102\""},
-    {"qel_agent_spawn", 0, "the first",
-     [](caller &c) {
-         c.watch_directory();
-         c.watch("id_out", c.text);
-         return qel_agent_spawn(nullptr, 7, 3, 9, c.text);
-     },
+    {"qel_agent_spawn", 0, "the first", [](caller &c) { return spawn_first(c); },
      "id_out \"2A9E1000\", a new directory"},
-    {"qel_agent_spawn", -1, "",
-     [](caller &c) {
-         c.watch_directory();
-         c.watch("id_out", c.text);
-         const failing_heap heap = failing_heap::nth(1);
-         return qel_agent_spawn(nullptr, 7, 3, 9, c.text);
-     },
-     "nothing"},
+    {"qel_agent_spawn", -1, "", [](caller &c) { return spawn_first(c, 1); }, "nothing"},
     {"qel_agent_spawn", -2, "", [](caller &c) { return spawn(c, QEL_AGENT_CAPACITY); }, "nothing"},
 
     {"qel_agent_terminate", 0, "", [](caller &) { return qel_agent_terminate(first_id); },

@@ -213,10 +213,7 @@ const std::vector<outcome> archive_outcomes = {
     {"ogawa_read_normals", -1, "cut short", [](caller &c) { return read_normals(c, blocks({1200}, 900)); },
      "normals null, count 100"},
     {"ogawa_read_normals", -2, "",
-     [](caller &c) {
-         // The window is the first allocation.
-         return read_normals(c, blocks({36}), 2);
-     },
+     [](caller &c) { return read_normals(c, blocks({36}), 2); }, // the window is the first allocation
      "normals null, count 3"},
 
     {"ogawa_read_uvs", 0, "", [](caller &c) { return read_uvs(c, blocks({16})); },

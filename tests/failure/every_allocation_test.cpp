@@ -67,8 +67,7 @@ TEST(EveryAllocation, OfUnitsAndAgentsMayFail) {
     const std::string agents_path = folder.file("agents");
     const test::token_arrays arrays(test::tokens_with_keys({9, 4, 7}));
     test::write_file(unit_path, test::unit_file(test::tokens_with_keys({9, 4, 7})));
-    test::write_file(short_path,
-                     test::unit_file(1000, test::tokens_with_keys({9, 4, 7}))); // claims 1,000 tokens
+    write_file(short_path, unit_file(1000, tokens_with_keys({9, 4, 7}))); // claims 1,000 tokens
     test::write_file(agents_path, test::directory_file({test::make_agent("2A9E0100")}));
     std::vector<qel_token> sorted = test::tokens_with_keys({4, 7, 9});
     const qel_unit borrowed = test::borrowed_unit(sorted);

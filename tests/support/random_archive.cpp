@@ -187,13 +187,10 @@ void maker::spoil_mesh(property_node &geometry) {
 object_node &maker::add_mesh(object_node &parent, const std::string &name) {
     polymesh mesh = mesh_arrays();
     const auto samples = static_cast<std::uint32_t>(mesh.face_counts.size());
-    if (random_.one_in(2)) {
-        mesh.parameters.push_back(parameter(mesh, 3, samples));
-        mesh.parameters.back().name = "N";
-    }
-    if (random_.one_in(2)) {
-        mesh.parameters.push_back(parameter(mesh, 2, samples));
-        mesh.parameters.back().name = "uv";
+    for (const std::uint32_t extent : {3u, 2u}) {
+        if (!random_.one_in(2)) continue;
+        mesh.parameters.push_back(parameter(mesh, extent, samples));
+        mesh.parameters.back().name = extent == 3 ? "N" : "uv";
     }
     for (std::uint32_t more = random_.one_in(3) ? 1 + random_.below(3) : 0; more > 0; --more) {
         mesh.more_parameters.push_back(parameter(mesh, random_.one_in(4) ? 1 + random_.below(4) : 2, 1));

@@ -128,10 +128,7 @@ TEST(GetVertexNeighbors, OfAHubAskForTheListAndTheResultOnly) {
         std::uint32_t *neighbors = nullptr, count = 77;
         for (const std::uint64_t n : {1u, 2u}) {
             const failing_heap heap = failing_heap::nth(n);
-            EXPECT_EQ(ogawa_get_vertex_neighbors(&fan->mesh.manifold, &fan->mesh.face_counts, 0, &neighbors,
-                                                 &count),
-                      -2)
-                << spokes;
+            EXPECT_EQ(fan->ask(0, neighbors, count), -2) << spokes;
             EXPECT_EQ(heap.count(), n);
         }
         EXPECT_EQ(neighbors, nullptr);
@@ -168,9 +165,7 @@ TEST(GetVertexNeighbors, OfAHubOfLargeFacesAskForTheListAndTheResultOnly) {
     std::uint32_t *neighbors = nullptr, count = 0;
     for (const std::uint64_t n : {1u, 2u}) {
         const failing_heap heap = failing_heap::nth(n);
-        EXPECT_EQ(ogawa_get_vertex_neighbors(&record.mesh.manifold, &record.mesh.face_counts, 0, &neighbors,
-                                             &count),
-                  -2);
+        EXPECT_EQ(record.ask(0, neighbors, count), -2);
     }
     const numbers found = record.neighbors_of(0);
     ASSERT_EQ(found.size(), faces * 7 + 1);
@@ -252,7 +247,7 @@ TEST(VertexLookups, FindNothingWhereTheBuildFailedHalfWay) {
     const std::uint32_t *faces = nullptr;
     std::uint32_t *neighbors = nullptr, count = 0;
     EXPECT_EQ(ogawa_get_vertex_faces(&manifold, 8, &faces, &count), -1);
-    EXPECT_EQ(ogawa_get_vertex_neighbors(&manifold, &record.mesh.face_counts, 8, &neighbors, &count), -1);
+    EXPECT_EQ(record.ask(8, neighbors, count), -1);
     std::memset(static_cast<void *>(&manifold), 0, sizeof manifold);
 }
 
