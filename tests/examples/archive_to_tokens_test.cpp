@@ -62,7 +62,7 @@ void expect_failure(const program_result &run, const std::string &message) {
     EXPECT_EQ(run.errors, "archive_to_tokens: " + message + "\n");
 }
 
-TEST(ArchiveToTokens, SaysWhichStepFailed) {
+TEST(ArchiveToTokens, ReportsTheFailedStep) {
     const temp_folder folder;
     expect_failure(run_in_folder(folder, "missing.abc", "out"), "opening the archive failed: code -1");
 

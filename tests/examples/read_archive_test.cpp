@@ -66,7 +66,7 @@ TEST(ReadArchive, IgnoresHiddenMeshesAndMeshesWithoutPositions) {
     EXPECT_NE(output.find(lines), std::string::npos) << output;
 }
 
-TEST(ReadArchive, StopsAtADamagedMeshAndSaysWhere) {
+TEST(ReadArchive, StopsAtADamagedMeshAndNamesIt) {
     const temp_folder folder;
     archive_builder scene;
     polymesh mesh = triangle(1);
@@ -78,7 +78,7 @@ TEST(ReadArchive, StopsAtADamagedMeshAndSaysWhere) {
     EXPECT_EQ(run.errors.rfind("/odd: ", 0), 0u) << run.errors;
 }
 
-TEST(ReadArchive, SaysWhatItCannotOpen) {
+TEST(ReadArchive, NamesTheFileThatCannotBeOpened) {
     const temp_folder folder;
     EXPECT_EQ(run_program(folder, program).exit_code, 2);
     const program_result run = run_program(folder, program + " missing.abc");

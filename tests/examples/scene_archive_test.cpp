@@ -49,7 +49,7 @@ TEST(SceneArchive, LoopsWithoutAJump) {
     qel_archive_close(archive);
 }
 
-TEST(SceneArchive, IsAskedForWithOnePath) {
+TEST(SceneArchive, RequiresOnePath) {
     const temp_folder folder;
     const program_result run = run_program(folder, shell_name(MAKE_SCENE_ARCHIVE));
     EXPECT_EQ(run.exit_code, 2);

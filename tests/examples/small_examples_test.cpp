@@ -6,7 +6,7 @@
 namespace qel::test {
 namespace {
 
-TEST(CCaller, BuildsAUnitAndAsksIt) {
+TEST(CCaller, BuildsAUnitAndQueriesIt) {
     const temp_folder folder;
     EXPECT_EQ(output_of(folder, shell_name(C_CALLER)),
               "64 tokens\n"
@@ -45,7 +45,7 @@ TEST(SkinnedCache, BendsTheMappedMesh) {
     EXPECT_TRUE(file_exists(folder.file("strip.qelm")));
 }
 
-TEST(SkinnedCache, SaysWhatItCouldNotWrite) {
+TEST(SkinnedCache, NamesTheFileThatCannotBeWritten) {
     const temp_folder folder;
     const program_result run = run_program(folder, shell_name(SKINNED_CACHE) + " missing/strip.qelm");
     EXPECT_EQ(run.exit_code, 1);

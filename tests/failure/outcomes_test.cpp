@@ -38,7 +38,7 @@ std::set<code> documented_codes() {
     return codes;
 }
 
-TEST(Outcomes, StandInTheTableForEveryFunctionAndCode) {
+TEST(Outcomes, CoverEveryFunctionAndCode) {
     const std::set<code> documented = documented_codes();
     EXPECT_GT(documented.size(), 130u);
     std::set<code> in_the_table;
@@ -54,7 +54,7 @@ TEST(Outcomes, StandInTheTableForEveryFunctionAndCode) {
 
 class Outcome : public testing::TestWithParam<outcome> {};
 
-TEST_P(Outcome, LeavesWhatTheTableSays) {
+TEST_P(Outcome, MatchesTheTable) {
     const outcome &row = GetParam();
     caller c;
     row.before(c);

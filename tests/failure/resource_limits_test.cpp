@@ -162,7 +162,7 @@ TEST_F(MemoryLimit, EndsASceneInADocumentedCode) {
     expect_failures_and_success(answers(mebibyte, load, [&] { qel_alembic_free(&scene); }), {-1, -4});
 }
 
-TEST_F(MemoryLimit, LeavesAPolymeshWithoutTheArraysThatFindNoRoom) {
+TEST_F(MemoryLimit, ReadsAPolymeshWithoutTheArraysThatDoNotFit) {
     const std::string path = folder_.file("archive");
     const test::plain_mesh torus = test::make_torus(300, 300, 4.0f, 1.0f);
     test::production_archive(torus).save(path);
@@ -290,7 +290,7 @@ TEST_F(WriteFailure, OnAFullDiskLeavesABeginningOfTheFile) {
     }
 }
 
-TEST_F(WriteFailure, OfMoreZerosThan32BitsCountEndsWhereTheDiskDoes) {
+TEST_F(WriteFailure, OfMoreThan4GibibytesOfZerosStopsAtTheLimit) {
     const std::string path = folder_.file("file");
     test::owned_scene owned;
     owned.add_keys({1}).face_count = 0x55555556; // three indices each: 16 GiB and 8 bytes of them

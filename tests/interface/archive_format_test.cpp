@@ -33,7 +33,7 @@ TEST(ArchiveFormat, SmallArchiveIsDumpedAsItIs) {
     expect_dump("archive-format.md", "A small archive, byte by byte", small_archive());
 }
 
-TEST(ArchiveFormat, SmallArchiveSaysWhatThePageSays) {
+TEST(ArchiveFormat, SmallArchiveHasTheValuesOfThePage) {
     const temp_folder folder;
     write_file(folder.file("small.abc"), small_archive());
     qel_archive *archive = nullptr;

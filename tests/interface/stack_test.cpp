@@ -29,7 +29,7 @@ std::set<std::string> exported() {
     return names;
 }
 
-TEST(Stack, IsMeasuredWhereItIsTaken) {
+TEST(Stack, IsMeasuredExactly) {
     if (unmeasurable_stack() != nullptr) GTEST_SKIP() << unmeasurable_stack();
     const std::size_t nothing = stack_taken_by([] {});
     const std::size_t much = stack_taken_by([] {

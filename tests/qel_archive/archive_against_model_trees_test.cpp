@@ -74,7 +74,7 @@ TEST_F(ArchiveTrees, AreReadAlikeWhereAnyReferenceLeadsToAnyOtherGroup) {
     EXPECT_LT(refused, changes_made);
 }
 
-TEST_F(ArchiveTrees, EndWhereObjectsShareGroupsManyTimesOver) {
+TEST_F(ArchiveTrees, OfObjectsThatShareGroupsAreBounded) {
     archive_writer archive;
     std::uint64_t group = object_group(archive, archive_writer::empty_group, {});
     for (int level = 0; level < 60; ++level)
@@ -83,7 +83,7 @@ TEST_F(ArchiveTrees, EndWhereObjectsShareGroupsManyTimesOver) {
     expect_same(archive.content(), QEL_ARCHIVE_DAMAGED);
 }
 
-TEST_F(ArchiveTrees, EndWhereCompoundsShareGroupsManyTimesOver) {
+TEST_F(ArchiveTrees, OfCompoundsThatShareGroupsAreBounded) {
     archive_writer archive;
     std::uint64_t group = archive_writer::empty_group;
     for (int level = 0; level < 60; ++level)
@@ -92,7 +92,7 @@ TEST_F(ArchiveTrees, EndWhereCompoundsShareGroupsManyTimesOver) {
     expect_same(archive.content(), QEL_ARCHIVE_DAMAGED);
 }
 
-TEST_F(ArchiveTrees, EndWhereInstancesShareSourcesManyTimesOver) {
+TEST_F(ArchiveTrees, OfInstancesThatShareSourcesAreBounded) {
     archive_builder archive;
     archive.top.add("s0");
     for (int level = 1; level <= 60; ++level) {

@@ -172,7 +172,7 @@ TEST(ArchiveAllocations, OfMeshesMayFail) {
     }
 }
 
-TEST(ArchiveAllocations, AreNotMadeByTheOtherFunctions) {
+TEST(ArchiveAllocations, OtherFunctionsAllocateNothing) {
     const opened_archive opened(rich_scene());
     const qel_archive *const archive = opened.get();
     const std::uint32_t hand = opened.find("/arm/hand");

@@ -71,7 +71,7 @@ property_node scalar_of(const std::vector<std::uint8_t> &samples) {
     return node.scalar("x", 1, all);
 }
 
-TEST(ArchiveBuilder, LaysAnArchiveOutFromItsLeavesToItsRoot) {
+TEST(ArchiveBuilder, WritesChildrenBeforeTheirParent) {
     archive_builder builder;
     builder.metadata = "k=v";
     builder.top.add("a", "schema=S").properties.scalar<std::uint8_t>("x", 1, {{7}});
@@ -162,7 +162,7 @@ TEST(ArchiveBuilder, StoresOnlyTheSamplesThatChanged) {
     }
 }
 
-TEST(ArchiveBuilder, SaysWhatChangedInTheOtherWaysToo) {
+TEST(ArchiveBuilder, WritesChangedSamplesInEachForm) {
     property_node node = scalar_of({7, 7, 7});
     node.changed = changes::written;
     EXPECT_EQ(lone_property(node).header(), "11 1E 00 00 03 00 00 01 78");
@@ -194,7 +194,7 @@ TEST(ArchiveBuilder, PairsTheSamplesOfAnArrayWithTheirDimensions) {
     EXPECT_EQ(written.stored(2).size(), 16u);
 }
 
-TEST(ArchiveBuilder, TellsArraysOfOneElementASample) {
+TEST(ArchiveBuilder, RecognizesArraysOfOneElementPerSample) {
     property_node parent;
     EXPECT_EQ(lone_property(parent.array<std::int32_t>("x", 1, {{1}, {2}})).header(), "63 14 00 00 02 01 78");
     EXPECT_EQ(lone_property(parent.array<std::int32_t>("x", 2, {{1, 2}})).header(), "63 2C 00 00 01 01 78");

@@ -143,7 +143,7 @@ archive_builder large_scene() {
     return builder;
 }
 
-TEST(ArchiveFileFailures, OfOpenAreStatuses) {
+TEST(ArchiveFileFailures, OpenReturnsAStatusOnEveryReadError) {
     const temp_folder folder;
     const std::string path = folder.file("archive.abc");
     large_scene().save(path);
@@ -160,7 +160,7 @@ TEST(ArchiveFileFailures, OpenIsRetriedAfterEintr) {
     EXPECT_EQ(interruptions_of_open, 0) << "it was called again until it was not interrupted";
 }
 
-TEST(ArchiveFileFailures, OfAskingForTheFilesSizeAreStatuses) {
+TEST(ArchiveFileFailures, OpenReturnsCannotOpenIfFstatFails) {
     const temp_folder folder;
     const std::string path = folder.file("archive.abc");
     rich_scene().save(path);
@@ -218,7 +218,7 @@ archive_builder scene_of_all_reads() {
     return builder;
 }
 
-TEST(ArchiveFileFailures, OfEveryReadingFunctionAreStatuses) {
+TEST(ArchiveFileFailures, EveryReadingFunctionReturnsCannotOpenOnAReadError) {
     const opened_archive opened(scene_of_all_reads());
     ASSERT_EQ(opened.status, QEL_ARCHIVE_OK);
     for (const reading_call &call : reading_calls(opened.get())) {
@@ -227,7 +227,7 @@ TEST(ArchiveFileFailures, OfEveryReadingFunctionAreStatuses) {
     }
 }
 
-TEST(ArchiveFileFailures, ThatAreNoneChangeNothing) {
+TEST(ArchiveFileFailures, InterruptedAndPartialReadsSucceed) {
     const opened_archive opened(scene_of_all_reads());
     for (const reading_call &call : reading_calls(opened.get()))
         for (std::uint64_t whole = 0; whole < 40; ++whole) {
@@ -240,7 +240,7 @@ TEST(ArchiveFileFailures, ThatAreNoneChangeNothing) {
         }
 }
 
-TEST(ArchiveFileFailures, OfAFileThatShrinksAreStatuses) {
+TEST(ArchiveFileFailures, ReadsOfATruncatedFileReturnDamaged) {
     const bytes whole = scene_of_all_reads().build().content;
     const opened_archive opened(whole);
     const std::vector<reading_call> calls = reading_calls(opened.get());

@@ -131,7 +131,7 @@ void expect_sizes(const qel_archive *archive, const expected_archive &it) {
     EXPECT_EQ(with_points, it.with_points);
 }
 
-TEST(RealArchiveTable, SaysHowMuchEachHolds) {
+TEST(RealArchiveTable, HasTheCountsOfEachArchive) {
     for_each_archive(expect_sizes);
 }
 
@@ -167,14 +167,14 @@ void expect_mesh(const qel_archive *archive, const expected_mesh &it) {
     EXPECT_TRUE(std::equal(it.last, it.last + 3, last_position));
 }
 
-TEST(RealArchiveTable, SaysWhatEveryMeshIs) {
+TEST(RealArchiveTable, HasTheValuesOfEveryMesh) {
     for_each_archive([](const qel_archive *archive, const expected_archive &it) {
         for (const expected_mesh &mesh : it.points)
             expect_mesh(archive, mesh);
     });
 }
 
-TEST(RealArchiveTable, SaysWhereALeafOfEachStands) {
+TEST(RealArchiveTable, HasTheWorldTransformsOfEachArchive) {
     for_each_archive([](const qel_archive *archive, const expected_archive &it) {
         for (const expected_transform &expected : it.transforms) {
             const std::uint32_t object = qel_archive_find(archive, expected.path.c_str());

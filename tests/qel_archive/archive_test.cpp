@@ -19,7 +19,7 @@ namespace {
 
 using namespace test;
 
-TEST(ArchiveMessages, AreOneLineForEachStatus) {
+TEST(ArchiveMessages, DescribeEachStatusInOneLine) {
     const std::pair<std::int32_t, const char *> texts[] = {
         {0, "done"},
         {-1, "a null pointer where one is needed"},
@@ -48,7 +48,7 @@ archive_builder scene() {
     return builder;
 }
 
-TEST(ArchiveArguments, MayNotBeNullWhereTheyAreNeeded) {
+TEST(ArchiveArguments, AreRefusedIfTheyAreNull) {
     const opened_archive opened(scene());
     const qel_archive *const archive = opened.get();
     qel_archive *other = nullptr;
@@ -97,7 +97,7 @@ TEST(ArchiveArguments, MayNotBeNullWhereTheyAreNeeded) {
     qel_archive_close(nullptr);
 }
 
-TEST(ArchiveArguments, NameObjectsAndPropertiesThatAreThere) {
+TEST(ArchiveArguments, OfMissingObjectsAndPropertiesReturnNotFound) {
     const opened_archive opened(scene());
     const qel_archive *const archive = opened.get();
     for (const std::uint32_t none : {3u, 0xFFFFFFFFu}) {

@@ -64,7 +64,7 @@ std::int32_t status_with_root(bytes content, std::uint64_t root) {
     return status_of(content);
 }
 
-TEST(ArchiveContainer, RefusesARootWhereNoneCanStand) {
+TEST(ArchiveContainer, RefusesARootOutsideTheFileOrInTheHeader) {
     const bytes content = sound();
     for (const std::uint64_t root :
          {std::uint64_t{0}, std::uint64_t{1}, std::uint64_t{8}, std::uint64_t{15},
@@ -96,7 +96,7 @@ memory_source word_at_16(std::uint64_t word, std::size_t more) {
     return memory_source(content);
 }
 
-TEST(ArchiveContainer, FindsAGroupWhoseReferencesAllLieInTheFile) {
+TEST(ArchiveContainer, RequiresAllReferencesOfAGroupInsideTheFile) {
     reference_list list;
     memory_source fits = word_at_16(2, 16), lacks = word_at_16(2, 15);
     EXPECT_EQ(find_group(fits, 16, list), QEL_ARCHIVE_OK);
@@ -107,7 +107,7 @@ TEST(ArchiveContainer, FindsAGroupWhoseReferencesAllLieInTheFile) {
     EXPECT_EQ(find_group(huge, 16, list), QEL_ARCHIVE_DAMAGED);
 }
 
-TEST(ArchiveContainer, FindsDataWhoseBytesAllLieInTheFile) {
+TEST(ArchiveContainer, RequiresAllBytesOfDataInsideTheFile) {
     extent data;
     memory_source fits = word_at_16(5, 5), lacks = word_at_16(5, 4);
     EXPECT_EQ(find_data(fits, data_bit | 16, data), QEL_ARCHIVE_OK);
@@ -128,7 +128,7 @@ TEST(ArchiveContainer, TakesPositionZeroForEmpty) {
     EXPECT_EQ(data.size, 0u);
 }
 
-TEST(ArchiveContainer, TellsGroupsFromDataByTheHighestBit) {
+TEST(ArchiveContainer, DistinguishesGroupsFromDataByTheHighestBit) {
     memory_source source = word_at_16(0, 0);
     reference_list list;
     extent data;
@@ -140,7 +140,7 @@ TEST(ArchiveContainer, TellsGroupsFromDataByTheHighestBit) {
     EXPECT_EQ(find_group(source, data_bit, list), QEL_ARCHIVE_DAMAGED) << "empty data is no group";
 }
 
-TEST(ArchiveContainer, RefusesPlacesInTheHeaderAndBehindTheEnd) {
+TEST(ArchiveContainer, RefusesPositionsInTheHeaderAndPastTheEnd) {
     memory_source source = word_at_16(0, 3);
     reference_list list;
     for (const std::uint64_t place : {1u, 8u, 15u, 16u, 19u, 20u, 24u, 27u, 28u}) {

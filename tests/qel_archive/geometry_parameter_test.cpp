@@ -40,7 +40,7 @@ struct scope_case {
 constexpr scope_case scopes[] = {
     {"con", 0, 1}, {"uni", 1, faces}, {"var", 2, points}, {"vtx", 3, points}, {"fvr", 4, corners}};
 
-TEST(ArchiveParameters, AreAsManyAsTheirScopeAsks) {
+TEST(ArchiveParameters, RequireTheCountOfTheirScope) {
     for (const scope_case &it : scopes)
         for (const std::size_t count : {it.places - 1, it.places, it.places + 1}) {
             const opened_archive opened =
@@ -72,7 +72,7 @@ TEST(ArchiveParameters, TakeTheirScopeFromTheirLength) {
     EXPECT_EQ(opened.mesh("/m")->uv_set_count, 0u);
 }
 
-TEST(ArchiveParameters, AreToldByTheirLengthInAFixedOrder) {
+TEST(ArchiveParameters, MatchTheirLengthToAScopeInAFixedOrder) {
     archive_builder builder; // three points, three corners
     polymesh mesh = triangle();
     mesh.parameters = {normals({rising(9)}, "")};
@@ -109,7 +109,7 @@ TEST(ArchiveParameters, MayBeIndexed) {
     }
 }
 
-TEST(ArchiveParameters, HaveAnIndexForEachPlaceOfTheirScope) {
+TEST(ArchiveParameters, RequireOneIndexPerElementOfTheirScope) {
     for (const scope_case &it : scopes)
         for (const std::size_t count : {it.places - 1, it.places, it.places + 1}) {
             const std::vector<std::uint32_t> indices(count, 1);
@@ -158,7 +158,7 @@ std::uint32_t sets_with(const geometry_parameter &parameter, const Change &chang
     return read->uv_set_count;
 }
 
-TEST(ArchiveParameters, AreLeftOutWhereTheyAreOfAnotherKind) {
+TEST(ArchiveParameters, AreIgnoredIfTheyHaveAnotherKind) {
     const geometry_parameter plain = uvs({rising(14)}), both = indexed(plain, {0, 1, 2, 3, 4, 5, 6});
     const auto nothing = [](property_node &) {};
     EXPECT_EQ(sets_with(plain, nothing), 1u);
@@ -216,7 +216,7 @@ TEST(ArchiveParameters, NameTheMainSetByItsSource) {
     EXPECT_STREQ(opened_archive(builder).mesh("/m")->uv_sets[0].name, "uv") << "an empty name is none";
 }
 
-TEST(ArchiveParameters, HaveNothingOfTheNameOfAnUnsoundOneBefore) {
+TEST(ArchiveParameters, KeepNoNameOfAnEarlierUnsoundOne) {
     const opened_archive opened =
         with({uvs({rising(6)}, "fvr", "unsound main set")},
              {named(uvs({rising(6)}), "another unsound"), named(uvs({rising(14)}), "sound")});
@@ -225,7 +225,7 @@ TEST(ArchiveParameters, HaveNothingOfTheNameOfAnUnsoundOneBefore) {
     EXPECT_STREQ(read->uv_sets[0].name, "sound");
 }
 
-TEST(ArchiveParameters, MayAllBeUnsound) {
+TEST(ArchiveParameters, GiveNoSetsIfAllAreUnsound) {
     const opened_archive opened = with({uvs({rising(6)})}, {named(uvs({rising(6)}), "second")});
     const read_mesh read = opened.mesh("/m");
     EXPECT_EQ(read.status, QEL_ARCHIVE_OK);
@@ -233,7 +233,7 @@ TEST(ArchiveParameters, MayAllBeUnsound) {
     EXPECT_EQ(read->uv_set_count, 0u);
 }
 
-TEST(ArchiveParameters, AreNotSoughtInAnArrayOfTheCompoundsNameNorInAnotherCompound) {
+TEST(ArchiveParameters, AreReadFromTheMeshsOwnCompoundOnly) {
     archive_builder builder;
     builder.top.properties.array<float>("x", 2, {rising(14)});
     object_node &object = add_polymesh(builder.top, "m", two_faces());

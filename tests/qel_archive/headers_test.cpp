@@ -49,7 +49,7 @@ TEST(ArchiveHeaders, ReadNumbersOfAllWidths) {
     }
 }
 
-TEST(ArchiveHeaders, RefuseTheWidthThatIsNone) {
+TEST(ArchiveHeaders, RefuseAnUndefinedWidth) {
     EXPECT_EQ(status_of_property([](property_header &header) { header.set(info_width, 3); }),
               QEL_ARCHIVE_DAMAGED);
     archive_builder builder;
@@ -66,7 +66,7 @@ TEST(ArchiveHeaders, ReadLongNumbers) {
     EXPECT_EQ(opened.property("/", 0u).metadata, text);
 }
 
-TEST(ArchiveHeaders, KnowTheKindsOfProperties) {
+TEST(ArchiveHeaders, AcceptScalarAndArrayKinds) {
     for (const std::uint32_t stored : {1u, 2u, 3u}) {
         const opened_archive opened(
             one_property([stored](property_header &header) { header.set(info_kind, stored); }));
@@ -74,7 +74,7 @@ TEST(ArchiveHeaders, KnowTheKindsOfProperties) {
     }
 }
 
-TEST(ArchiveHeaders, KnowThirteenKindsOfValuesAndWideText) {
+TEST(ArchiveHeaders, AcceptThirteenKindsOfValuesAndWideText) {
     for (std::uint32_t value = 0; value < 16; ++value) {
         const archive_builder builder =
             one_property([value](property_header &header) { header.set(info_value, value); });
@@ -94,7 +94,7 @@ TEST(ArchiveHeaders, RefuseAnExtentOfZero) {
     }
 }
 
-TEST(ArchiveHeaders, AskACompoundForNothingButItsName) {
+TEST(ArchiveHeaders, IgnoreAllFieldsOfACompoundExceptItsName) {
     archive_builder builder;
     builder.top.properties.compound("c", "k=v").edit_header = [](property_header &header) {
         header.info |= 15u << 4 | 1u << 8 | 1u << 9 | 1u << 10 | 1u << 11; // none of that is a compound's
@@ -121,7 +121,7 @@ std::int32_t status_of_changes(std::uint32_t first, std::uint32_t last, std::uin
     });
 }
 
-TEST(ArchiveHeaders, RefuseChangesThatCannotBe) {
+TEST(ArchiveHeaders, RefuseInvalidRangesOfChangedSamples) {
     EXPECT_EQ(status_of_changes(0, 0), QEL_ARCHIVE_OK);
     EXPECT_EQ(status_of_changes(1, 1), QEL_ARCHIVE_OK);
     EXPECT_EQ(status_of_changes(1, 2), QEL_ARCHIVE_OK);
@@ -136,7 +136,7 @@ TEST(ArchiveHeaders, RefuseChangesThatCannotBe) {
     EXPECT_EQ(status_of_changes(1, 1, 1), QEL_ARCHIVE_DAMAGED);
 }
 
-TEST(ArchiveHeaders, SayWhetherAllSamplesAreEqual) {
+TEST(ArchiveHeaders, ReportWhetherAllSamplesAreEqual) {
     const auto constant = [](bool all_equal, bool has_changed, std::uint32_t first, std::uint32_t samples) {
         const opened_archive opened(one_property([=](property_header &header) {
             header.set(info_all_equal, all_equal);
@@ -155,7 +155,7 @@ TEST(ArchiveHeaders, SayWhetherAllSamplesAreEqual) {
     EXPECT_EQ(constant(false, false, 0, 0), 1u);
 }
 
-TEST(ArchiveHeaders, RefuseATimeSamplingThatIsNotThere) {
+TEST(ArchiveHeaders, RefuseAMissingTimeSampling) {
     for (const std::uint32_t number : {0u, 1u, 2u, 255u}) {
         archive_builder builder = one_property([number](property_header &header) {
             header.set(info_has_sampling, 1);
@@ -258,7 +258,7 @@ TEST(ArchiveHeaders, OfPropertiesAreRefusedWhereTheyAreCutShort) {
     }
 }
 
-TEST(ArchiveHeaders, RefuseLengthsThatReachBehindThem) {
+TEST(ArchiveHeaders, RefuseLengthsPastTheirEnd) {
     const auto beyond = [](auto &header) { header.name_length = 0xFF; };
     EXPECT_EQ(status_of_object(beyond), QEL_ARCHIVE_DAMAGED);
     EXPECT_EQ(status_of_property(beyond), QEL_ARCHIVE_DAMAGED);

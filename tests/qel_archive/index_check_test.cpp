@@ -52,7 +52,7 @@ TEST(IndexCheck, EveryFormFindsTheLimitItselfAtEveryPlace) {
     }
 }
 
-TEST(IndexCheck, LimitsFaceIndicesToVerticesAndToNumbersThatAreNotNegative) {
+TEST(IndexCheck, LimitsFaceIndicesToTheVertexCountAndTo31Bits) {
     EXPECT_EQ(face_index_limit(5), 5u);
     EXPECT_EQ(face_index_limit(0x7FFFFFFF), 0x7FFFFFFFu);
     EXPECT_EQ(face_index_limit(0x80000000), 0x80000000u);

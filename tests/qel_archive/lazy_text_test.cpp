@@ -28,7 +28,7 @@ TEST(LazyTexts, AreMadeForASlotAndFreedTogether) {
     EXPECT_EQ(ledger.live(), 0u);
 }
 
-TEST(LazyTexts, GiveWhatAFasterThreadMade) {
+TEST(LazyTexts, ReturnTheTextOfAFasterThread) {
     lazy_texts texts;
     std::atomic<const char *> slot{nullptr};
     const heap_ledger ledger;

@@ -57,7 +57,7 @@ TEST(ArchiveMeshDamage, IsANegativeCount) {
     }
 }
 
-TEST(ArchiveMeshDamage, IsMoreElementsThanARecordCounts) {
+TEST(ArchiveMeshDamage, IsACountOfElementsAbove32Bits) {
     archive_builder builder;
     add_polymesh(builder.top, "m", triangle());
     built_archive built = builder.build();
@@ -84,7 +84,7 @@ TEST(ArchiveMeshDamage, IsMoreElementsThanARecordCounts) {
     }
 }
 
-TEST(ArchiveMeshDamage, IsAnIndexThatIsNoPoint) {
+TEST(ArchiveMeshDamage, IsAnIndexOutOfRange) {
     EXPECT_EQ(status_of_faces({3}, {0, 1, 3}), QEL_ARCHIVE_DAMAGED);
     EXPECT_EQ(status_of_faces({3}, {-1, 1, 2}), QEL_ARCHIVE_DAMAGED);
     EXPECT_EQ(status_of_faces({3}, {2, 2, 2}), QEL_ARCHIVE_OK);
@@ -143,7 +143,7 @@ TEST(ArchiveMeshDamage, IsAnArrayOfAnotherKind) {
     }
 }
 
-TEST(ArchiveMeshDamage, IsAnArrayOfNoWholeElements) {
+TEST(ArchiveMeshDamage, IsAnArrayWithAnIncompleteElement) {
     for (const char *name : {"P", ".faceCounts", ".faceIndices"})
         for (const std::size_t more : {1u, 3u})
             expect_damage(name, [more](property_node &node) {
@@ -160,7 +160,7 @@ TEST(ArchiveMeshDamage, IsABoxOfAnotherSize) {
     expect_damage(".selfBnds", [](property_node &node) { node.samples[0].values.resize(40); });
 }
 
-TEST(ArchiveMeshDamage, IsATransformAboveThatCannotBe) {
+TEST(ArchiveMeshDamage, IsADamagedTransformOfAnAncestor) {
     archive_builder builder;
     object_node &arm = add_xform(builder.top, "arm", {{0x70, {1}}}); // an operation above 6
     add_polymesh(arm, "m", triangle());

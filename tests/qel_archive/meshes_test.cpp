@@ -77,7 +77,7 @@ TEST(ArchiveMeshes, CutTheirNameAndPathToTheRecord) {
     EXPECT_EQ(opened_archive(deep).mesh((path + "/m").c_str())->path, path.substr(0, 1023));
 }
 
-TEST(ArchiveMeshes, HaveTheBoxOfTheirPositionsAndTheOneThatIsStored) {
+TEST(ArchiveMeshes, HaveTheBoundsOfTheirPositionsAndTheStoredOnes) {
     archive_builder builder;
     polymesh mesh = triangle();
     mesh.bounds = false;
@@ -117,7 +117,7 @@ void expect_box_of(const std::vector<float> &positions) {
     EXPECT_EQ(std::memcmp(expected + 3, read->bounds_max, 12), 0);
 }
 
-TEST(ArchiveMeshes, HaveTheBoxOfManyPositionsWhereverNoNumbersStand) {
+TEST(ArchiveMeshes, HaveBoundsWithNansAnywhere) {
     constexpr std::size_t piece = 16'384; // positions that are read at once
     constexpr float nan = std::numeric_limits<float>::quiet_NaN();
     std::vector<float> plain(3 * (2 * piece + 5));
@@ -143,7 +143,7 @@ TEST(ArchiveMeshes, HaveTheBoxOfManyPositionsWhereverNoNumbersStand) {
     }
 }
 
-TEST(ArchiveMeshes, HaveTheBoxOfManyPositionsWhereSomeOfTheFirstOfAPieceAreNoNumbers) {
+TEST(ArchiveMeshes, HaveBoundsWithNansInTheFirstPositionsOfABlock) {
     constexpr std::size_t piece = 16'384; // positions that are read at once
     for (const unsigned no_numbers : {0b1u, 0b11u, 0b1001u, 0b101111u})
         for (std::size_t axis = 0; axis < 3; ++axis)
@@ -160,7 +160,7 @@ TEST(ArchiveMeshes, HaveTheBoxOfManyPositionsWhereSomeOfTheFirstOfAPieceAreNoNum
             }
 }
 
-TEST(ArchiveMeshes, HaveTheFirstOfZerosOfBothSignsInTheBoxOfManyPositions) {
+TEST(ArchiveMeshes, HaveBoundsWithTheSignOfTheFirstZero) {
     constexpr std::size_t piece = 16'384; // positions that are read at once
     for (const float first : {0.0f, -0.0f}) {
         std::vector<float> positions(3 * 2 * piece, first);
@@ -280,7 +280,7 @@ archive_builder moving(bool points, bool counts, bool indices) {
     return builder;
 }
 
-TEST(ArchiveMeshes, SayWhatChanges) {
+TEST(ArchiveMeshes, ReportWhetherTheirPositionsOrFacesChange) {
     for (int change = 0; change < 8; ++change) {
         const bool points = (change & 1) != 0, counts = (change & 2) != 0, indices = (change & 4) != 0;
         const opened_archive opened(moving(points, counts, indices));
@@ -301,7 +301,7 @@ TEST(ArchiveMeshes, SayWhatChanges) {
     }
 }
 
-TEST(ArchiveMeshes, TakeTheLastSampleOfWhatHasFewerThanThePositions) {
+TEST(ArchiveMeshes, RepeatTheLastSampleOfShorterProperties) {
     archive_builder builder;
     polymesh mesh = triangle();
     mesh.time_sampling = builder.add_sampling({1, {0}});
@@ -325,7 +325,7 @@ TEST(ArchiveMeshes, TakeTheLastSampleOfWhatHasFewerThanThePositions) {
     }
 }
 
-TEST(ArchiveMeshes, StandWhereTheyAreAtTheirSamplesTime) {
+TEST(ArchiveMeshes, HaveTheTransformOfTheirSamplesTime) {
     archive_builder builder;
     const std::uint32_t film = builder.add_sampling({1, {10}});
     object_node &arm = add_moving_xform(

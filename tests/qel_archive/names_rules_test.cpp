@@ -38,7 +38,7 @@ TEST(ArchiveNames, AreNotEmptyAndHoldNeitherSlashNorZero) {
     }
 }
 
-TEST(ArchiveNames, StandOnceAmongSisters) {
+TEST(ArchiveNames, AreUniqueAmongSiblings) {
     for (const std::size_t count : {2u, 8u, 9u, 10u, 100u}) { // few are compared one by one, many are sorted
         for (const std::size_t twice : {std::size_t{1}, count / 2, count - 1}) {
             archive_builder objects, properties;
@@ -53,14 +53,14 @@ TEST(ArchiveNames, StandOnceAmongSisters) {
     }
 }
 
-TEST(ArchiveNames, MayStandOnceInEachFamilyAndBesideAPropertyOfThatName) {
+TEST(ArchiveNames, MayRepeatUnderAnotherParentOrAsAPropertyName) {
     archive_builder builder;
     builder.top.add("a").add("a");
     builder.top.properties.compound("a").compound("a");
     EXPECT_EQ(status_of(builder), QEL_ARCHIVE_OK);
 }
 
-TEST(ArchiveNames, AreToldApartByEveryByte) {
+TEST(ArchiveNames, AreComparedByEveryByte) {
     archive_builder builder;
     const std::vector<std::string> names = {"name",           "Name",      "nam",       "name ",
                                             "name0",          "name00000", "name00001", "name0000000001",

@@ -56,7 +56,7 @@ TEST(Names, EveryNameIsFoundAndNoOther) {
     }
 }
 
-TEST(Names, EveryNameIsFoundWhereTheFirstByteTellsOneOrAllApart) {
+TEST(Names, EveryNameIsFoundWithEqualAndWithDistinctFirstBytes) {
     for (const std::vector<std::string> &names :
          {std::vector<std::string>{"i", "h", "g", "f", "e", "d", "c", "b", "a"},
           std::vector<std::string>{"bz", "az", "by", "bx", "bw", "bv", "bu", "bt", "bs"}}) {
@@ -66,7 +66,7 @@ TEST(Names, EveryNameIsFoundWhereTheFirstByteTellsOneOrAllApart) {
     }
 }
 
-TEST(Names, TakeNoMemoryForAnOrderThatTheyStandIn) {
+TEST(Names, AllocateNothingIfTheyAreSorted) {
     const ordered_names ordered({"a", "b", "c", "d", "e", "f", "g", "h", "i"});
     EXPECT_EQ(ordered.status, QEL_ARCHIVE_OK);
     EXPECT_EQ(ordered.table.order, nullptr);

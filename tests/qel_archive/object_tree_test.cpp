@@ -22,7 +22,7 @@ TEST(ArchiveObjects, AreNumberedDepthFirstInTheOrderOfTheirHeaders) {
               (std::vector<std::string>{"/", "/b", "/b/z", "/b/a", "/b/a/deep", "/a"}));
 }
 
-TEST(ArchiveObjects, KnowTheirNameParentAndChildren) {
+TEST(ArchiveObjects, HaveTheirNameParentAndChildren) {
     const opened_archive opened(family());
     const qel_archive_object top = opened.object(0u), b = opened.object("/b"),
                              deep = opened.object("/b/a/deep");
@@ -96,7 +96,7 @@ TEST(ArchiveObjects, HaveNoHeadersInThirtyTwoBytesOrFewer) {
     EXPECT_EQ(status_of(builder), QEL_ARCHIVE_DAMAGED) << "one byte is no header";
 }
 
-TEST(ArchiveObjects, AreAsManyAsTheirHeaders) {
+TEST(ArchiveObjects, RequireOneReferencePerHeader) {
     for (const int more : {-1, 1}) {
         archive_builder builder = family();
         builder.top.edit_references = [more](std::vector<std::uint64_t> &references, std::uint64_t) {
@@ -113,7 +113,7 @@ TEST(ArchiveObjects, AreAsManyAsTheirHeaders) {
     EXPECT_EQ(status_of(builder), QEL_ARCHIVE_DAMAGED);
 }
 
-TEST(ArchiveObjects, RefuseGroupsAndDataOfTheOtherSort) {
+TEST(ArchiveObjects, RefuseDataInsteadOfAGroupAndAGroupInsteadOfData) {
     const std::uint64_t data_bit = archive_writer::data_bit;
     const built_archive built = family().build();
     const node_place &top = built.places.at("/");
@@ -150,7 +150,7 @@ archive_builder chain(std::uint32_t count) {
     return builder;
 }
 
-TEST(ArchiveObjects, StandInAThousandLevelsAtMost) {
+TEST(ArchiveObjects, HaveAThousandLevelsAtMost) {
     const opened_archive opened(chain(1000));
     ASSERT_EQ(opened.status, QEL_ARCHIVE_OK);
     EXPECT_EQ(opened.info().object_count, 1000u);
@@ -174,7 +174,7 @@ bytes shared_objects(int doublings, std::uint32_t more) {
     return out.content();
 }
 
-TEST(ArchiveObjects, AreTwoToTheTwentiethAtMost) {
+TEST(ArchiveObjects, AreAtMostTwoToTheTwentieth) {
     // A tree of 19 doublings has 2^20 - 1 objects; the top object makes them 2^20.
     const opened_archive opened(shared_objects(19, 0));
     ASSERT_EQ(opened.status, QEL_ARCHIVE_OK);

@@ -26,7 +26,7 @@ TEST(ArchiveProperties, AreNumberedDepthFirstWithTheCompoundBeforeWhatItHolds) {
               (std::vector<std::string>{"a", "b", "b/c", "b/c/d", "b/e", "b/f", "g"}));
 }
 
-TEST(ArchiveProperties, SayWhatTheyAre) {
+TEST(ArchiveProperties, ReportTheirKindTypeExtentAndSamples) {
     const opened_archive opened(nested());
     const qel_archive_property b = opened.property("/", 1u), d = opened.property("/", 3u),
                                f = opened.property("/", 5u);
@@ -67,7 +67,7 @@ TEST(ArchiveProperties, GiveTheSameNameEveryTime) {
     EXPECT_EQ(opened.property("/", 0u).name, opened.property("/", 0u).name);
 }
 
-TEST(ArchiveProperties, AreAsManyAsTheirHeaders) {
+TEST(ArchiveProperties, RequireOneReferencePerHeader) {
     for (const int more : {-1, 1}) {
         archive_builder builder = nested();
         child(builder.top.properties, "b").edit_references = [more](std::vector<std::uint64_t> &references,
@@ -96,7 +96,7 @@ TEST(ArchiveProperties, MayBeMissingAltogether) {
     EXPECT_EQ(opened.find("/", "position zero/x"), QEL_NOT_FOUND);
 }
 
-TEST(ArchiveProperties, RefuseReferencesToWhereNothingCanStand) {
+TEST(ArchiveProperties, RefuseReferencesOutsideTheFileOrIntoTheHeader) {
     const std::uint64_t data_bit = archive_writer::data_bit;
     const built_archive built = nested().build();
     const std::uint64_t size = built.content.size();
@@ -132,7 +132,7 @@ archive_builder compound_chain(std::uint32_t count, bool with_scalar, bool store
     return builder;
 }
 
-TEST(ArchiveProperties, StandInAThousandLevelsAtMost) {
+TEST(ArchiveProperties, HaveAThousandLevelsAtMost) {
     const opened_archive opened(compound_chain(999, true));
     ASSERT_EQ(opened.status, QEL_ARCHIVE_OK);
     EXPECT_EQ(opened.object("/").property_count, 1000u);
@@ -164,7 +164,7 @@ bytes shared_compounds(int doublings, std::uint32_t more, std::uint32_t objects)
     return out.content();
 }
 
-TEST(ArchiveProperties, AreTwoToTheTwentyFourthAtMost) {
+TEST(ArchiveProperties, AreAtMostTwoToTheTwentyFourthPerObject) {
     const opened_archive opened(shared_compounds(23, 2, 1)); // 2^24 - 2 and two
     ASSERT_EQ(opened.status, QEL_ARCHIVE_OK);
     EXPECT_EQ(opened.object("/o0").property_count, std::uint32_t{1} << 24);
@@ -174,7 +174,7 @@ TEST(ArchiveProperties, AreTwoToTheTwentyFourthAtMost) {
     EXPECT_EQ(status_of(shared_compounds(60, 0, 1)), QEL_ARCHIVE_DAMAGED);
 }
 
-TEST(ArchiveProperties, AreTwoToTheTwentyFourthAtMostInAllObjectsTogether) {
+TEST(ArchiveProperties, AreAtMostTwoToTheTwentyFourthInAllObjects) {
     EXPECT_EQ(status_of(shared_compounds(19, 2, 16)), QEL_ARCHIVE_OK); // 16 times 2^20
     EXPECT_EQ(status_of(shared_compounds(19, 2, 17)), QEL_ARCHIVE_DAMAGED);
     EXPECT_EQ(status_of(shared_compounds(19, 3, 16)), QEL_ARCHIVE_DAMAGED);

@@ -48,7 +48,7 @@ std::int32_t read_status(const archive_builder &builder, std::uint64_t sample = 
     return opened.read_status("/", "x", sample);
 }
 
-TEST(ArchiveSamples, AreStoredWhereTheyChange) {
+TEST(ArchiveSamples, AreReadWhicheverChangesAreStored) {
     const std::vector<byte_samples> all = {{{1}},
                                            {{1}, {1}, {1}},
                                            {{1}, {2}, {3}},
@@ -77,7 +77,7 @@ TEST(ArchiveSamples, AreCopiedAsTheyAreStoredWithoutTheDigest) {
     EXPECT_EQ(array.values<std::int16_t>("/", "x"), (std::vector<std::int16_t>{1, -2, 3, -4}));
 }
 
-TEST(ArchiveSamples, FillNothingWhereTheCapacityIsSmaller) {
+TEST(ArchiveSamples, WriteNothingIfTheCapacityIsTooSmall) {
     const opened_archive opened(one_array<std::uint8_t>({{1, 2, 3, 4}}));
     for (const std::uint64_t capacity : {0u, 1u, 3u, 4u, 5u, 100u}) {
         bytes out(100, 0xAB);
@@ -90,7 +90,7 @@ TEST(ArchiveSamples, FillNothingWhereTheCapacityIsSmaller) {
     }
 }
 
-TEST(ArchiveSamples, TellTheirSizeToACallWithoutRoom) {
+TEST(ArchiveSamples, ReportTheirSizeForANullBuffer) {
     const opened_archive opened(one_array<std::uint8_t>({{1, 2, 3, 4}}));
     std::uint64_t size = 99;
     EXPECT_EQ(qel_archive_read_property(opened.get(), 0, 0, 0, nullptr, 0, &size), QEL_ARCHIVE_OK);
@@ -115,7 +115,7 @@ std::int32_t read_texts(const bytes &values, property_kind kind, std::uint32_t e
     return read_status(one_sample(kind, value_kind::text, extent, {values, dimensions, true}));
 }
 
-TEST(ArchiveSamples, OfTextsAreAsManyAsTheyShouldBe) {
+TEST(ArchiveSamples, OfTextsRequireTheirExactCount) {
     EXPECT_EQ(read_texts({'a', 0}, property_kind::scalar, 1), QEL_ARCHIVE_OK);
     EXPECT_EQ(read_texts({'a', 0, 0}, property_kind::scalar, 2), QEL_ARCHIVE_OK);
     EXPECT_EQ(read_texts({'a', 0, 0}, property_kind::scalar, 1), QEL_ARCHIVE_DAMAGED) << "two, not one";
@@ -254,7 +254,7 @@ TEST(ArchiveSamples, AreDamagedWhereFewerAreStoredThanNeeded) {
     EXPECT_EQ(read_status(none), QEL_ARCHIVE_DAMAGED) << "a group at position 0 stores none";
 }
 
-TEST(ArchiveSamples, AreDamagedWhereTheyCannotStand) {
+TEST(ArchiveSamples, AreDamagedIfTheirReferenceIsInvalid) {
     const std::uint64_t far = std::uint64_t{1} << 40;
     for (const bool is_array : {false, true})
         for (const std::uint64_t reference :
@@ -278,7 +278,7 @@ TEST(ArchiveSamples, AreDamagedWhereTheirGroupClaimsMoreThanTheFileHolds) {
     }
 }
 
-TEST(ArchiveSamples, LeaveTheSizeAloneWhereTheyCannotBeRead) {
+TEST(ArchiveSamples, KeepTheSizeUnchangedOnFailure) {
     archive_builder builder = one_scalar<std::uint8_t>({{1}});
     builder.top.properties.compound("c");
     x_of(builder).samples[0].payload = bytes(3, 3);

@@ -50,7 +50,7 @@ TEST(ArchiveTimes, OfTheStaticSamplingAreOneASecond) {
     EXPECT_EQ(opened_archive(builder).time("/", "x", 2), 2.0);
 }
 
-TEST(ArchiveTimes, AreRefusedForSamplesThatAreNot) {
+TEST(ArchiveTimes, AreRefusedForMissingSamples) {
     archive_builder builder = moving_points({1, {0}}, 2);
     const opened_archive opened(builder);
     const std::uint32_t p = opened.find("/p"), positions = opened.find("/p", ".geom/P");
@@ -63,7 +63,7 @@ TEST(ArchiveTimes, AreRefusedForSamplesThatAreNot) {
     EXPECT_EQ(seconds, 77);
 }
 
-TEST(ArchiveTimes, LeadToTheLastSampleAtOrBefore) {
+TEST(ArchiveTimes, FindTheLastSampleAtOrBefore) {
     const opened_archive opened(moving_points({0.5, {1}}, 4)); // 1, 1.5, 2, 2.5
     const std::pair<double, std::uint64_t> expected[] = {{-infinity, 0}, {0, 0},        {1, 0},  {1.4, 0},
                                                          {1.5, 1},       {1.9, 1},      {2, 2},  {2.5, 3},
@@ -82,7 +82,7 @@ TEST(ArchiveTimes, MayDifferByAMillionthOfACycle) {
     EXPECT_EQ(cyclic.sample_at("/p", 1.5 - 0.9e-6), 3u);
 }
 
-TEST(ArchiveTimes, MayNotDifferWhereTheyAreListed) {
+TEST(ArchiveTimes, AreComparedExactlyIfTheyAreListed) {
     const opened_archive opened(moving_points({acyclic, {0, 1, 2}}, 4));
     EXPECT_EQ(opened.sample_at("/p", 1), 1u);
     EXPECT_EQ(opened.sample_at("/p", std::nextafter(1.0, 0.0)), 0u);
@@ -92,7 +92,7 @@ TEST(ArchiveTimes, MayNotDifferWhereTheyAreListed) {
     EXPECT_EQ(opened.sample_at("/p", infinity), 3u);
 }
 
-TEST(ArchiveTimes, LeadToTheLastSampleOfACycle) {
+TEST(ArchiveTimes, FindTheLastSampleOfACycle) {
     const opened_archive opened(moving_points({1, {0, 0.25, 0.5}}, 8));
     const std::pair<double, std::uint64_t> expected[] = {{-1, 0},   {0.2, 0}, {0.3, 1}, {0.6, 2},
                                                          {1.1, 3},  {1.3, 4}, {1.9, 5}, {2, 6},
@@ -101,7 +101,7 @@ TEST(ArchiveTimes, LeadToTheLastSampleOfACycle) {
         EXPECT_EQ(opened.sample_at("/p", seconds), sample) << seconds;
 }
 
-TEST(ArchiveTimes, ThatDoNotAscendStillLeadToTheLastAtOrBefore) {
+TEST(ArchiveTimes, OutOfOrderFindTheLastSampleAtOrBefore) {
     const opened_archive falling(moving_points({acyclic, {2, 0, 1}}, 3));
     EXPECT_EQ(falling.sample_at("/p", 0.5), 1u);
     EXPECT_EQ(falling.sample_at("/p", 1), 2u);
@@ -118,7 +118,7 @@ TEST(ArchiveTimes, ThatDoNotAscendStillLeadToTheLastAtOrBefore) {
     EXPECT_EQ(standing.sample_at("/p", 3), 2u);
 }
 
-TEST(ArchiveTimes, OfMoreSamplesThanAFilmHasAreFoundAtOnce) {
+TEST(ArchiveTimes, OfFourBillionSamplesAreFound) {
     archive_builder builder = moving_points({1, {0}}, 1);
     child(schema_compound(builder.top.children.front()), "P").edit_header = [](property_header &header) {
         header.set(info_width, static_cast<std::uint32_t>(number_width::u32));
@@ -149,7 +149,7 @@ TEST(ArchiveTimes, SpanAllPropertiesWithMoreThanOneSample) {
     EXPECT_EQ(info.time_sampling_count, 4u);
 }
 
-TEST(ArchiveTimes, SpanFromOrToTheFirstOfZerosOfBothSigns) {
+TEST(ArchiveTimes, SpanWithTheSignOfTheFirstZero) {
     for (const double zero : {0.0, -0.0}) {
         const auto span = [](const std::vector<double> &first, const std::vector<double> &second) {
             archive_builder builder;
@@ -210,7 +210,7 @@ TEST(ArchiveTimes, AreRefusedWhereASamplingIsCutShortOrHasNoTimes) {
     }
 }
 
-TEST(ArchiveTimes, DoNotAskForTheHighestNumberOfSamples) {
+TEST(ArchiveTimes, IgnoreTheStoredHighestSampleCount) {
     archive_builder builder = moving_points({1, {0}}, 3);
     builder.samplings[1].highest_count = 1; // writers say 3
     EXPECT_EQ(opened_archive(builder).time("/p", ".geom/P", 2), 2.0);

@@ -22,7 +22,7 @@ std::int32_t status_of_source(const std::string &source) {
     return status_of(builder);
 }
 
-TEST(ArchiveInstances, AreCopiesWithANamePathAndParentOfTheirOwn) {
+TEST(ArchiveInstances, AreCopiesWithTheirOwnNamePathAndParent) {
     archive_builder builder = mill();
     add_instance(add_xform(builder.top, "hill", {translate(100, 0, 0)}), "second", "/mill");
     const opened_archive opened(builder);
@@ -44,7 +44,7 @@ TEST(ArchiveInstances, AreCopiesWithANamePathAndParentOfTheirOwn) {
     EXPECT_EQ(opened.info().mesh_count, 2u);
 }
 
-TEST(ArchiveInstances, StandInTheSpaceOfTheirOwnParent) {
+TEST(ArchiveInstances, InheritTheTransformOfTheirOwnParent) {
     archive_builder builder = mill();
     add_instance(add_xform(builder.top, "hill", {translate(100, 0, 0)}), "second", "/mill");
     const opened_archive opened(builder);
@@ -153,7 +153,7 @@ TEST(ArchiveInstances, NeedATextThatIsStoredAndEnds) {
               QEL_ARCHIVE_DAMAGED);
 }
 
-TEST(ArchiveInstances, NeedSoundObjectsBelowThemThatStandForNothing) {
+TEST(ArchiveInstances, RefuseDamagedSourcesOfInstancesBelowThem) {
     archive_builder builder = mill();
     object_node &outer = add_instance(builder.top, "outer", "/mill");
     sample_data &source =
@@ -181,7 +181,7 @@ TEST(ArchiveInstances, NeedSoundObjectsBelowThemThatStandForNothing) {
     EXPECT_EQ(status_of(builder), QEL_ARCHIVE_DAMAGED) << "the level behind the thousandth";
 }
 
-TEST(ArchiveInstances, StandForWhatTheFirstOfTheirSamplesNames) {
+TEST(ArchiveInstances, UseTheFirstSampleOfTheirSource) {
     archive_builder builder = mill();
     property_node &source = child(add_instance(builder.top, "copy", "/mill").properties, ".instanceSource");
     source.samples.push_back(source.samples[0]);

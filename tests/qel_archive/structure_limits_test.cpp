@@ -31,7 +31,7 @@ bytes flat_objects(std::uint32_t count) {
     return out.content();
 }
 
-TEST(ArchiveLimits, OfObjectsHoldWhereNoneIsShared) {
+TEST(ArchiveLimits, OfObjectsApplyWithoutSharedGroups) {
     const opened_archive opened(flat_objects(max_objects - 1));
     ASSERT_EQ(opened.status, QEL_ARCHIVE_OK);
     EXPECT_EQ(opened.info().object_count, max_objects) << "with the top object";
@@ -56,7 +56,7 @@ archive_builder shared_object_headers(std::size_t count) {
     return builder;
 }
 
-TEST(ArchiveLimits, OfSharedHeadersOfObjectsAreTheirCount) {
+TEST(ArchiveLimits, OfObjectsRequireAsManyHeadersAsReferences) {
     EXPECT_EQ(opened_archive(shared_object_headers(2)).object("/second").child_count, 2u);
     EXPECT_EQ(status_of(shared_object_headers(1)), QEL_ARCHIVE_DAMAGED);
     EXPECT_EQ(status_of(shared_object_headers(3)), QEL_ARCHIVE_DAMAGED);
@@ -79,7 +79,7 @@ archive_builder shared_property_headers(std::size_t count) {
     return builder;
 }
 
-TEST(ArchiveLimits, OfSharedHeadersOfPropertiesAreTheirCount) {
+TEST(ArchiveLimits, OfPropertiesRequireAsManyHeadersAsReferences) {
     EXPECT_EQ(opened_archive(shared_property_headers(2)).object("/second").property_count, 2u);
     EXPECT_EQ(status_of(shared_property_headers(1)), QEL_ARCHIVE_DAMAGED);
     EXPECT_EQ(status_of(shared_property_headers(3)), QEL_ARCHIVE_DAMAGED);
@@ -103,7 +103,7 @@ archive_builder shared_levels(std::uint32_t above) {
     return builder;
 }
 
-TEST(ArchiveLimits, OfLevelsCountSharedCompoundsWithWhatTheyStandIn) {
+TEST(ArchiveLimits, OfLevelsIncludeTheLevelsAboveSharedCompounds) {
     const opened_archive opened(shared_levels(400));
     ASSERT_EQ(opened.status, QEL_ARCHIVE_OK);
     EXPECT_EQ(opened.object("/second").property_count, 1000u);
@@ -224,14 +224,14 @@ std::uint64_t blocks_for_compound_of(std::uint64_t count) {
     return heap.count();
 }
 
-TEST(ArchiveLimits, OfACompoundsReferencesHoldBeforeTheyAreRead) {
+TEST(ArchiveLimits, OfACompoundsReferencesApplyBeforeTheyAreRead) {
     const std::uint64_t refused = blocks_for_compound_of(2 * max_properties);
     EXPECT_GT(blocks_for_compound_of(max_properties + 1), refused)
         << "a reference for each, and one to their headers";
     EXPECT_EQ(blocks_for_compound_of(max_properties + 2), refused);
 }
 
-TEST(ArchiveLimits, OfPropertiesHoldBelowInstances) {
+TEST(ArchiveLimits, OfPropertiesIncludeThoseOfInstances) {
     EXPECT_EQ(many_properties(0).status(), QEL_ARCHIVE_OK);
     EXPECT_EQ(many_properties(1).status(), QEL_ARCHIVE_DAMAGED);
 }

@@ -26,7 +26,7 @@ std::int32_t status_with(std::size_t child, std::uint64_t reference) {
     return status_of(builder);
 }
 
-TEST(ArchiveStructure, SaysWhatTheArchiveHolds) {
+TEST(ArchiveStructure, ReportsVersionsCountsTimesAndMetadata) {
     archive_builder builder = scene();
     add_polymesh(builder.top, "smooth", triangle()).metadata = "schema=AbcGeom_SubD_v1";
     builder.library_version = 10709;
@@ -43,7 +43,7 @@ TEST(ArchiveStructure, SaysWhatTheArchiveHolds) {
     EXPECT_STREQ(opened.info().metadata, "_ai_Application=test;_ai_Description=a b");
 }
 
-TEST(ArchiveStructure, HoldsAnArchiveOfNothing) {
+TEST(ArchiveStructure, AcceptsAnEmptyArchive) {
     archive_builder builder;
     builder.metadata = "";
     builder.top.without_headers = true;
@@ -75,7 +75,7 @@ TEST(ArchiveStructure, RequiresSixRootChildrenAndIgnoresFurtherOnes) {
     EXPECT_EQ(status_of(builder), QEL_ARCHIVE_OK);
 }
 
-TEST(ArchiveStructure, RefusesChildrenOfTheOtherSort) {
+TEST(ArchiveStructure, RefusesDataInsteadOfAGroupAndAGroupInsteadOfData) {
     for (std::size_t child = 0; child < 6; ++child) {
         const std::uint64_t group_or_data = child == 2 ? data_bit | 16 : 16;
         EXPECT_EQ(status_with(child, group_or_data), QEL_ARCHIVE_DAMAGED) << child;
@@ -83,7 +83,7 @@ TEST(ArchiveStructure, RefusesChildrenOfTheOtherSort) {
     }
 }
 
-TEST(ArchiveStructure, RefusesChildrenWhereNoneCanStand) {
+TEST(ArchiveStructure, RefusesChildrenOutsideTheFileOrInTheHeader) {
     for (std::size_t child = 0; child < 6; ++child) {
         const std::uint64_t sort = child == 2 ? 0 : data_bit;
         for (const std::uint64_t place : {std::uint64_t{8}, std::uint64_t{1} << 40, data_bit - 1})
@@ -189,7 +189,7 @@ TEST(ArchiveStructure, RefusesAnObjectInsideItsChildren) {
     }
 }
 
-TEST(ArchiveStructure, TakesSharedGroupsForCopies) {
+TEST(ArchiveStructure, CountsSharedGroupsAsCopies) {
     archive_builder builder;
     add_xform(builder.top, "first", {translate(1, 0, 0)}).add("leaf");
     object_node &second = builder.top.add("second", object_metadata("AbcGeom_Xform_v3", ".xform"));

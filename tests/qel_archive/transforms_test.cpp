@@ -47,13 +47,13 @@ TEST(ArchiveTransforms, TakeAMatrixRowByRow) {
     EXPECT_EQ(std::memcmp(found.data(), given.data(), sizeof found), 0);
 }
 
-TEST(ArchiveTransforms, BeginWithTheIdentitySoThatANegativeZeroBecomesPositive) {
+TEST(ArchiveTransforms, StartFromTheIdentitySoThatNegativeZerosBecomePositive) {
     const matrix_values found = local_of({translate(1, -0.0, 2)});
     EXPECT_EQ(found[13], 0.0);
     EXPECT_FALSE(std::signbit(found[13]));
 }
 
-TEST(ArchiveTransforms, TurnPointsThatAreRows) {
+TEST(ArchiveTransforms, RotateRowVectors) {
     // A quarter turn about z takes (1, 0, 0) to (0, 1, 0): row 0 is (0, 1, 0).
     expect_near(local_of({rotate_z(90)}), {0, 1, 0, 0, -1, 0, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1});
     expect_near(local_of({rotate_x(90)}), {1, 0, 0, 0, 0, 0, 1, 0, 0, -1, 0, 0, 0, 0, 0, 1});
@@ -62,21 +62,21 @@ TEST(ArchiveTransforms, TurnPointsThatAreRows) {
     expect_near(local_of({rotate(1, 1, 1, 120)}), {0, 1, 0, 0, 0, 0, 1, 0, 1, 0, 0, 0, 0, 0, 0, 1});
 }
 
-TEST(ArchiveTransforms, TurnAboutANormalizedAxis) {
+TEST(ArchiveTransforms, RotateAboutTheNormalizedAxis) {
     EXPECT_EQ(local_of({rotate(0, 0, 7, 30)}), local_of({rotate_z(30)}));
     EXPECT_EQ(local_of({rotate(0, 0.25, 0, 30)}), local_of({rotate_y(30)}));
     expect_near(local_of({rotate(-3, 0, 0, 30)}), local_of({rotate_x(-30)}));
     EXPECT_EQ(local_of({rotate(0, 0, 0, 30)}), identity_matrix) << "a zero axis turns nothing";
 }
 
-TEST(ArchiveTransforms, TurnAboutAxesOfAnyLength) {
+TEST(ArchiveTransforms, RotateAboutAxesOfAnyLength) {
     for (const double length : {1e-300, 1e-200, 1e200, 1e300}) {
         expect_near(local_of({rotate(0, 0, length, 30)}), local_of({rotate_z(30)}));
         expect_near(local_of({rotate(length, length, length, 120)}), local_of({rotate(1, 1, 1, 120)}));
     }
 }
 
-TEST(ArchiveTransforms, TurnAboutLongAxesOfUnequalParts) {
+TEST(ArchiveTransforms, RotateAboutLongAxesOfUnequalComponents) {
     for (const double shorter : {1.0, -1.0, 1e100}) {
         expect_near(local_of({rotate(1e200, shorter, shorter, 30)}), local_of({rotate_x(30)}));
         expect_near(local_of({rotate(shorter, 1e200, shorter, 30)}), local_of({rotate_y(30)}));
@@ -92,7 +92,7 @@ TEST(ArchiveTransforms, GiveNansForInfiniteOrNanAxes) {
             EXPECT_TRUE(std::isnan(local_of({turn})[0])) << odd;
 }
 
-TEST(ArchiveTransforms, DoTheLastOperationToAPointFirst) {
+TEST(ArchiveTransforms, ApplyTheLastOperationFirst) {
     // (1, 0, 0) is scaled to (2, 0, 0), then moved to (12, 0, 0).
     EXPECT_EQ(local_of({translate(10, 0, 0), scale(2, 2, 2)}),
               (matrix_values{2, 0, 0, 0, 0, 2, 0, 0, 0, 0, 2, 0, 10, 0, 0, 1}));
@@ -171,7 +171,7 @@ TEST(ArchiveTransforms, AreDamagedByPropertiesOfAnotherKind) {
         }
 }
 
-TEST(ArchiveTransforms, OfObjectsThatAreNoXformAreTheIdentity) {
+TEST(ArchiveTransforms, OfOtherSchemasAreTheIdentity) {
     archive_builder builder;
     object_node &object = add_xform(builder.top, "x", {translate(1, 2, 3)});
     object.metadata = "schema=AbcGeom_Camera_v1";
@@ -199,7 +199,7 @@ TEST(ArchiveTransforms, MultiplyUpToTheWorld) {
     EXPECT_EQ(opened.local("/arm/between/hand")[12], 2.0);
 }
 
-TEST(ArchiveTransforms, EndWhereAnObjectDoesNotInherit) {
+TEST(ArchiveTransforms, StopAtAnObjectThatDoesNotInherit) {
     archive_builder builder;
     object_node &a = add_xform(builder.top, "a", {translate(1, 0, 0)});
     object_node &b = add_xform(a, "b", {translate(10, 0, 0)});

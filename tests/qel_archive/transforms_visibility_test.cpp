@@ -38,7 +38,7 @@ TEST(ArchiveVisibility, ChangesWithTime) {
         EXPECT_EQ(opened.visible("/a", seconds), shown) << seconds;
 }
 
-TEST(ArchiveVisibility, AsksTheParentWhereNothingIsSaid) {
+TEST(ArchiveVisibility, IsInheritedWithoutAValidValue) {
     archive_builder builder;
     set_visible(builder.top, {0});
     set_visible(builder.top.add("other number"), {2});
@@ -53,7 +53,7 @@ TEST(ArchiveVisibility, AsksTheParentWhereNothingIsSaid) {
         EXPECT_EQ(opened.visible(opened.object(i).path), 0) << opened.object(i).path;
 }
 
-TEST(ArchiveVisibility, IsDamagedWhereItsSampleIs) {
+TEST(ArchiveVisibility, IsDamagedIfItsSampleIsDamaged) {
     archive_builder builder;
     object_node &a = builder.top.add("a");
     set_visible(a, {1}).instead = 0;

@@ -148,13 +148,13 @@ TEST(HashIndex, ChainsTheNewestEntryFirst) {
     EXPECT_EQ(newest_entry(*index, 78), 20u);
 }
 
-TEST(HashIndex, HandsOutWhateverEntryItsNewestNodeHolds) {
+TEST(HashIndex, ReturnsTheNewestNodesEntryUnchecked) {
     const owned_index index(create_index(1));
     insert(*index, 5, QEL_NOT_FOUND);
     EXPECT_EQ(newest_entry(*index, 5), QEL_NOT_FOUND);
 }
 
-TEST(HashIndex, SilentlyLeavesOutEntriesBeyondAsManyNodesAsBuckets) {
+TEST(HashIndex, IgnoresEntriesOnceItHasAsManyNodesAsBuckets) {
     const owned_index index(create_index(0x800000));
     index->node_count = 0x7FFFFF;
     insert(*index, 1, 100);
@@ -176,7 +176,7 @@ TEST(HashIndex, AllocatesItsRecordNodesAndBuckets) {
     }
 }
 
-TEST(HashIndex, LeavesNothingBehindWhenAPartFails) {
+TEST(HashIndex, LeaksNothingIfAnAllocationFails) {
     const std::uint64_t attempts[] = {0, 1, 3, 3}; // without a record its arrays are not allocated
     for (std::uint64_t n = 1; n <= 3; ++n) {
         const heap_ledger ledger;
@@ -193,7 +193,7 @@ TEST(HashIndex, AcceptsACapacityOfZero) {
     EXPECT_EQ(newest_entry(*index, 0), QEL_NOT_FOUND);
 }
 
-TEST(HashIndex, RefusesARoomThatNoMemoryCanHold) {
+TEST(HashIndex, RefusesACapacityLargerThanMemory) {
     const heap_ledger ledger;
     EXPECT_EQ(create_index(~std::uint64_t{0}), nullptr);
     EXPECT_EQ(ledger.live(), 0u);

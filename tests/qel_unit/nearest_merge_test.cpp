@@ -77,7 +77,7 @@ TEST(NearestMerge, OffersTheStartFirstAndThenTheLeftSide) {
     expect_merged({9, 9, 9, 11, 11, 11}, 10, 3, {3, 2, 4, 1, 5, 0}, {1, 1, 1, 1, 1, 1});
 }
 
-TEST(NearestMerge, RefusesDistancesThatShrink) {
+TEST(NearestMerge, RefusesDecreasingDistances) {
     expect_refused({50, 10, 60, 100}, 55, 2, 4);
     expect_refused({10, 50, 100, 60}, 55, 1, 4);
 }

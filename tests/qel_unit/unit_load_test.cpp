@@ -61,7 +61,7 @@ TEST_F(UnitLoad, TakesAHeaderAloneAsAnEmptyUnit) {
     EXPECT_EQ(qel_unit_lookup_hex(&unit, "\0\0\0\0\0\0\0"), QEL_NOT_FOUND);
 }
 
-TEST_F(UnitLoad, IgnoresRecordsBehindACountOfZero) {
+TEST_F(UnitLoad, IgnoresRecordsAfterACountOfZero) {
     ASSERT_EQ(load(unit_file(0, unsorted)), 0);
     EXPECT_EQ(unit.count, 0u);
 }
@@ -108,7 +108,7 @@ TEST_F(UnitLoad, TakesAnyClaimedCountThatMemoryCanHold) {
     }
 }
 
-TEST_F(UnitLoad, AsksForTheClaimedCountInSixtyFourBits) {
+TEST_F(UnitLoad, ComputesTheSizeOfTheClaimedCountIn64Bits) {
     const failing_heap heap = failing_heap::of_size(std::size_t{25} * 0xFFFFFFFF);
     EXPECT_EQ(load(unit_file(0xFFFFFFFF, unsorted)), -4);
     EXPECT_EQ(heap.failures(), sizeof(std::size_t) == 8 ? 1u : 0u)
@@ -135,7 +135,7 @@ TEST_F(UnitLoad, RandomBytesEndInADocumentedCode) {
     }
 }
 
-TEST_F(UnitLoad, GivesBackTheRoomOfMissingRecords) {
+TEST_F(UnitLoad, ReleasesTheMemoryOfMissingRecords) {
     const failing_heap heap =
         failing_heap::of_size(2 * 25); // the size of the two tokens, whose allocation fails
     ASSERT_EQ(load(unit_file(1000, {sorted[0], sorted[1]})), 0);
@@ -143,7 +143,7 @@ TEST_F(UnitLoad, GivesBackTheRoomOfMissingRecords) {
     EXPECT_EQ(keys_of(unit), (keys{10, 20})) << "the larger block stays in use";
 }
 
-TEST_F(UnitLoad, LeavesNoBlockBehind) {
+TEST_F(UnitLoad, LeaksNothing) {
     for (const bytes &file :
          {unit_file(sorted), unit_file(unsorted), unit_file(90, unsorted), unit_file(0, {})}) {
         const heap_ledger ledger;
@@ -238,7 +238,7 @@ TEST_F(UnitLoadFailure, OfTheOrderReleasesEverything) {
     }
 }
 
-TEST_F(UnitLoadFailure, OfEachArrayIsKnownByItsSize) {
+TEST_F(UnitLoadFailure, OfEachArrayHasItsCode) {
     // With 32-bit pointers an index record is as large as three numbers, and allocated first.
     const std::int32_t of_three_numbers = sizeof(qel_hash_index) == 3 * 4 ? -5 : -6;
     const std::pair<std::size_t, std::int32_t> sizes[] = {
@@ -249,7 +249,7 @@ TEST_F(UnitLoadFailure, OfEachArrayIsKnownByItsSize) {
     }
 }
 
-TEST_F(UnitLoadFailure, OfEverythingFromAPlaceOnGivesTheFirstCode) {
+TEST_F(UnitLoadFailure, OfAllAllocationsFromTheNthOnReturnsTheFirstCode) {
     const std::int32_t codes[] = {0, -4, -5, -5, -5, -5, -5, -5, -6};
     for (std::uint64_t n = 1; n <= 8; ++n) {
         const heap_ledger ledger;

@@ -33,13 +33,13 @@ TEST_F(UnitLookupIndex, NodesNameTheTokenThatTheyHold) {
     EXPECT_EQ(qel_unit_lookup_hex(&unit, "BBBB\0\0\0"), 1u);
 }
 
-TEST_F(UnitLookupIndex, ANodeOfAnotherTokenHidesTheTokenOfItsBucket) {
+TEST_F(UnitLookupIndex, FindsNoneIfTheNodeHoldsAnotherToken) {
     unit.morton_index->nodes[0].token = 1;
     EXPECT_EQ(qel_unit_lookup_morton(&unit, 10), none);
     EXPECT_EQ(qel_unit_lookup_morton(&unit, 20), 1u);
 }
 
-TEST_F(UnitLookupIndex, ANodeOfNoTokenFindsNone) {
+TEST_F(UnitLookupIndex, FindsNoneIfTheNodeHoldsNoToken) {
     unit.morton_index->nodes[1].token = none;
     unit.hex_index->nodes[1].token = none;
     EXPECT_EQ(qel_unit_lookup_morton(&unit, 20), none);

@@ -133,7 +133,7 @@ TEST(UnitLookupHex, FindsAnIdentity) {
     EXPECT_EQ(qel_unit_lookup_hex(&unit, "00000002"), none);
 }
 
-TEST(UnitLookupHex, ComparesAllEightBytesAlsoBehindATerminator) {
+TEST(UnitLookupHex, ComparesAllEightBytesIncludingThoseAfterATerminator) {
     owned_unit unit;
     ASSERT_EQ(create(unit, some_tokens()), 0);
     EXPECT_EQ(qel_unit_lookup_hex(&unit, "ABCDEF\0\0"), 1u);

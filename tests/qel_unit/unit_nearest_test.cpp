@@ -161,7 +161,7 @@ TEST(UnitQueryNearest, ReachesFartherOnOneSide) {
               (results{{4, 0}, {3, 1}, {2, 1}, {1, 1}}));
 }
 
-TEST(UnitQueryNearest, EndsAtTwoToTheThirtySecondHopsWhoseSquareWraps) {
+TEST(UnitQueryNearest, StopsAtTwoToTheThirtySecondHopsWhoseSquareWraps) {
     EXPECT_EQ(query(keys{0, most}, 1, 1), (results{{1, 4294967296}}))
         << "the search ends at the far token, and no difference is below 0";
     EXPECT_EQ(query(keys{0, most}, 1, 2), (results{{0, 1}, {1, 4294967296}}));
@@ -173,7 +173,7 @@ TEST(UnitQueryNearest, StopsAtFarKeysInAnUnsortedUnit) {
               (results{{5, 0}, {0, 0}, {3, 1}, {2, 2}, {4, 94}, {1, 94}}));
 }
 
-TEST(UnitQueryNearest, GoesOnBehindARefusedTokenWhereTheRootRoundsUp) {
+TEST(UnitQueryNearest, ContinuesAfterARefusedTokenIfTheRootRoundsUp) {
     // The root of h * h - 1 is h in single precision. A second token there is offered, though it cannot improve the
     // result, and the search comes to the third.
     constexpr std::uint64_t h = 12582912;
@@ -190,7 +190,7 @@ TEST(UnitQueryNearest, WithoutMemoryForItsListGivesNothing) {
     EXPECT_EQ(heap.failures(), 1u);
 }
 
-TEST(UnitQueryNearest, LeavesNoBlockBehind) {
+TEST(UnitQueryNearest, LeaksNothing) {
     std::vector<qel_token> tokens = tokens_with_keys({1, 2, 3});
     const qel_unit unit = borrowed_unit(tokens);
     const test::heap_ledger ledger;

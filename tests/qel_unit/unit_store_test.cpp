@@ -226,7 +226,7 @@ TEST_F(UnitCreateFailure, OfTheOrderReleasesEverything) {
     EXPECT_EQ(ledger.live(), 0u);
 }
 
-TEST_F(UnitCreateFailure, OfEverythingFromAPlaceOnGivesTheFirstCode) {
+TEST_F(UnitCreateFailure, OfAllAllocationsFromTheNthOnReturnsTheFirstCode) {
     const std::int32_t codes[] = {0, -2, -3, -3, -3, -3, -3, -3, -4, 0};
     for (std::uint64_t n = 1; n <= 8; ++n) {
         const heap_ledger ledger;

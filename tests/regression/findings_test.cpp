@@ -114,7 +114,7 @@ constexpr finding findings[] = {
 
 class Findings : public testing::TestWithParam<finding> {};
 
-TEST_P(Findings, EndInTheirCodeAndLeaveNothingBehind) {
+TEST_P(Findings, ReturnTheirCodeAndLeakNothing) {
     const finding &it = GetParam();
     const heap_ledger ledger;
     EXPECT_EQ(replay(it.kind, it.file(), it.failing_allocation), it.code);

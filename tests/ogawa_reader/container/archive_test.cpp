@@ -318,7 +318,7 @@ TEST(ArchiveSchemas, AreUnknownOtherwise) {
     EXPECT_EQ(ogawa_schema_from_string("Unknown"), 0u);
 }
 
-TEST(ArchiveSchemas, AreDecidedByAFixedOrderWhereATextHoldsTwo) {
+TEST(ArchiveSchemas, FollowAFixedOrderIfATextNamesTwo) {
     EXPECT_EQ(ogawa_schema_from_string("Xform Points"), 4u);
     EXPECT_EQ(ogawa_schema_from_string("Points SubD"), 3u);
     EXPECT_EQ(ogawa_schema_from_string("SubD PolyMesh"), 2u);

@@ -100,7 +100,7 @@ TEST_F(AgentInit, FailsWithMinusTwoWithoutMemoryForTheRestAndReleasesEverything)
     }
 }
 
-TEST_F(AgentInit, AsksForArraysOfTheFullCapacity) {
+TEST_F(AgentInit, AllocatesArraysOfTheFullCapacity) {
     for (const std::size_t size : {agents_bytes, sizeof(qel_hash_index), nodes_bytes, buckets_bytes}) {
         const failing_heap failing = failing_heap::of_size(size);
         EXPECT_EQ(qel_agent_dir_init(nullptr), -2) << size;
@@ -126,7 +126,7 @@ TEST_F(AgentIndex, FindsTheNewestEntryOfABucketWithoutComparingIds) {
     EXPECT_EQ(text(query("2A9E01/Q").id), "2A9E01/Q");
 }
 
-TEST_F(AgentIndex, FindsABucketsAgentUnderAnIdThatWasNeverSpawned) {
+TEST_F(AgentIndex, FindsAnAgentByAnyIdOfItsBucket) {
     ASSERT_EQ(spawn(), "2A9E0100");
     EXPECT_EQ(text(query("2A9E01/Q").id), "2A9E0100");
     EXPECT_EQ(qel_agent_terminate("2A9E01/Q"), 0);
@@ -156,7 +156,7 @@ TEST_F(AgentIndex, TakesCharactersAsSigned) {
     EXPECT_EQ(g_agent_dir->index->buckets[hash & 0x7FFFFF], 0u);
 }
 
-TEST_F(AgentIndex, LeavesAgentsOutAfterAsManyEntriesAsBuckets) {
+TEST_F(AgentIndex, DoesNotIndexAgentsOnceItHasAsManyEntriesAsBuckets) {
     ASSERT_EQ(qel_agent_dir_init(nullptr), 0);
     g_agent_dir->index->node_count = QEL_HASH_BUCKETS - 1;
     EXPECT_EQ(spawn(), "2A9E0100");

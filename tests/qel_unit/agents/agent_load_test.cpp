@@ -112,7 +112,7 @@ TEST_F(AgentLoad, KeepsTheClaimedCountAndTheSlotsThatTheFileDoesNotReach) {
     EXPECT_EQ(g_agent_dir->index->node_count, 5u) << "the slot is not indexed again";
 }
 
-TEST_F(AgentLoad, KeepsTheSlotOfARecordThatIsCutShort) {
+TEST_F(AgentLoad, KeepsTheSlotOfATruncatedRecord) {
     write_file(path, directory_file(three));
     const bytes cut =
         directory_file({make_agent("2A9E0110"), make_agent("2A9E0111"), make_agent("XXXXXXXX")});
@@ -179,7 +179,7 @@ TEST_F(AgentLoad, CountsAndListsOnlySlotsThatExist) {
     }
 }
 
-TEST_F(AgentLoad, AddsToADirectoryWhereTheNewestEntryOfABucketIsFound) {
+TEST_F(AgentLoad, KeepsEarlierEntriesButFindsTheNewestOfABucket) {
     load(directory_file(three));
     load(directory_file({make_agent("2A9E0300", 9), make_agent("2A9E01/Q", 8)}));
     EXPECT_EQ(query("2A9E0300").type, 9);

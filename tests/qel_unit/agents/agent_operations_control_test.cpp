@@ -103,7 +103,7 @@ TEST_F(AgentControl, FailsInTheOrderOfItsSteps) {
     EXPECT_EQ(g_agent_dir->dirty, 0u) << "nothing changes";
 }
 
-TEST_F(AgentMonitor, ListsAtMostAsManyIdsAsAskedFor) {
+TEST_F(AgentMonitor, ListsAtMostTheRequestedNumber) {
     spawn(0);
     spawn(0);
     EXPECT_EQ(monitor("2A9E01**", 1), (std::vector<std::string>{"2A9E0100"}));
@@ -155,7 +155,7 @@ TEST_F(AgentMonitor, CopiesWhateverBytesAnIdHas) {
     EXPECT_EQ(monitor("*\xFF*\x80\x02").size(), 0u);
 }
 
-TEST_F(AgentMonitor, GivesZeroWithNothingToListOrNowhereToPutItWithoutLookingAtThePattern) {
+TEST_F(AgentMonitor, ReturnsZeroWithoutAgentsOrOutputForAnyPattern) {
     char ids[9] = "########";
     for (const char *const pattern : {"", static_cast<const char *>(nullptr)}) {
         discard_directory();

@@ -28,7 +28,7 @@ TEST_F(AgentSpawn, GivesEachOfThreeTiersTwentyEightIds) {
     EXPECT_EQ(spawn(255), "2A9E1003");
 }
 
-TEST_F(AgentSpawn, SkipsAnIdWhoseBucketAnotherIdHas) {
+TEST_F(AgentSpawn, SkipsAnIdWhoseBucketIsTaken) {
     load(directory_file({make_agent("2A9E01/Q")})); // the bucket of 2A9E0100
     EXPECT_EQ(spawn(0), "2A9E0101");
 }
@@ -73,7 +73,7 @@ TEST_F(AgentSpawn, FillsTheRecord) {
     EXPECT_EQ(condition("2A9E0300"), (conditions{0, 1, 0, 0, 0, 0}));
 }
 
-TEST_F(AgentSpawn, NamesAFixedParentWithoutOne) {
+TEST_F(AgentSpawn, SetsAFixedParentIfNoneIsGiven) {
     EXPECT_EQ(text(query(spawn()).parent), "2A9E0000");
 }
 

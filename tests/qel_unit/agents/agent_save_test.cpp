@@ -209,7 +209,7 @@ TEST_F(AgentSave, TakesThePlaceOfAnEmptyFolder) {
 }
 
 #if !defined(_WIN32)
-TEST_F(AgentSave, KeepsTheOldFileWhereTheTemporaryNameLeadsToIt) {
+TEST_F(AgentSave, KeepsTheOldFileIfTheTemporaryNameIsALinkToIt) {
     const std::string temporary = path + ".tmp";
     for (const bool symbolic : {true, false}) {
         discard_directory();
@@ -271,7 +271,7 @@ TEST_F(AgentSave, WritesInPlaceWhereTheNameLeavesNoRoomForTheSuffix) {
     EXPECT_EQ(files_in(folder.path()), 1u);
 }
 
-TEST_F(AgentSave, GoesThroughTheBeginningOfALongerName) {
+TEST_F(AgentSave, UsesATruncatedTemporaryName) {
     const std::string target = padded(folder, "directory.bin", 263); // cut: "directory"
     spawn();
     EXPECT_EQ(qel_agent_dir_save(target.c_str()), 0);

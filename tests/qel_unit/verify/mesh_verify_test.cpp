@@ -62,7 +62,7 @@ TEST(MeshVerify, AcceptsSubnormals) {
     EXPECT_EQ(verdict({smallest, -smallest, from_bits(0x007FFFFF)}), 1u);
 }
 
-TEST(MeshVerify, MissingOrNoPositionsHold) {
+TEST(MeshVerify, AcceptsNullAndZeroPositions) {
     const float bad[3] = {infinity, infinity, infinity};
     EXPECT_EQ(qel_mesh_verify_p_minus_p(nullptr, 7), 1u);
     EXPECT_EQ(qel_mesh_verify_p_minus_p(bad, 0), 1u);
