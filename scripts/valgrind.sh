@@ -19,8 +19,8 @@ without=(
     UnitLoad.RandomBytesEndInADocumentedCode      # thousands of loads of two 32 MB tables
     UnitLoad.FilesOfEveryLengthGiveTheirWholeRecords
     HostileScene.WithAnyByteAtAnExtremeLoadsOrIsRefused # as scripts/msan.sh's scene_file
-    HostileScene.OfMillionsOfFramesThatItDoesNotHoldIsReleasedWithoutTakingMemory
-    HostileScene.ThroughAPipeTakesNoMemoryForVerticesThatItDoesNotHold # measures the process's memory
+    HostileScene.OfMillionsOfMissingFramesIsReleasedWithoutAllocating
+    HostileScene.ThroughAPipeAllocatesNothingForMissingVertices # measures the process's memory
     DataNodes.FollowsAtMost16777216References
 )
 

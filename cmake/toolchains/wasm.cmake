@@ -17,9 +17,9 @@ set(QEL_UNIT_TESTS_LEFT_OUT
   AgentSave.IsNeverSeenMissingOrInPart AgentSave.LeavesAWholeFileWheneverTheProcessIsKilled
   AgentSave.KeepsTheOldFileAndTheDirtyMarkWhereTheDiskIsFull AgentSave.KeepsTheOldFileIfTheTemporaryNameIsALinkToIt
   # hard links
-  File.LosesALinkThatIsRemovedButNotAnOnlyName
+  File.RemovesALinkButNotTheOnlyName
   # pages of a file in the address space: a mapped file is memory that holds the file's bytes
-  FileMapping.RefusesAFileWhoseSystemMapsNone MeshCacheFree.UnmapsAMeshWithoutASkinToo MeshCacheFree.UnmapsReleasesAndClears
+  FileMapping.RefusesAFileThatTheSystemCannotMap MeshCacheFree.UnmapsAMeshWithoutASkinToo MeshCacheFree.UnmapsReleasesAndClears
   # other users, locales
   ArchiveFiles.NeedPermission *Locales.*)
 

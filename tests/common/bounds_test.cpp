@@ -37,7 +37,7 @@ void expect_all_agree(const float *positions, std::size_t count, const char *wha
         ASSERT_EQ(box_of(form.call, positions, count), expected) << form.name << ", " << count << ' ' << what;
 }
 
-TEST(BoundsKernel, FindsAnExtremeWhereverItStands) {
+TEST(BoundsKernel, FindsAnExtremeAtAnyPosition) {
     std::vector<float> positions(33 * 3, 1.0f);
     for (std::size_t count = 1; count <= 33; ++count)
         for (std::size_t i = 0; i < count * 3; ++i) {
@@ -49,7 +49,7 @@ TEST(BoundsKernel, FindsAnExtremeWhereverItStands) {
         }
 }
 
-TEST(BoundsKernel, ReadsNothingBehindTheLastPosition) {
+TEST(BoundsKernel, ReadsNothingAfterTheLastPosition) {
     for (std::size_t count = 1; count <= 40; ++count) {
         const std::vector<float> positions(count * 3, 2.0f); // AddressSanitizer watches its end
         std::vector<float> followed(positions);
@@ -104,7 +104,7 @@ TEST(BoundsKernel, KeepsTheFirstPositionsNanAndItsPayload) {
             }
 }
 
-TEST(BoundsKernel, PassesOverLaterNans) {
+TEST(BoundsKernel, IgnoresLaterNans) {
     for (const std::uint32_t nan : {0x7FC00000u, 0x7F800001u, 0xFFC12345u})
         for (std::size_t count = 2; count <= 33; ++count)
             for (std::size_t i = 3; i < count * 3; ++i) {

@@ -72,7 +72,7 @@ TEST_P(ByteWindow, EndsWhereTheStreamEnds) {
     EXPECT_FALSE(window->read(93, word));
 }
 
-TEST_P(ByteWindow, MovesForTheLastByteWanted) {
+TEST_P(ByteWindow, MovesIfOnlyTheLastByteIsMissing) {
     for (std::size_t missing = 0; missing < 3; ++missing) {
         open(100'000);
         const std::size_t held = window->at(0, 80).size;
@@ -82,7 +82,7 @@ TEST_P(ByteWindow, MovesForTheLastByteWanted) {
     }
 }
 
-TEST_P(ByteWindow, GivesAPieceWhereMoreIsWanted) {
+TEST_P(ByteWindow, ReturnsAPartOfALargeRequest) {
     open(100'000);
     for (const std::uint64_t offset : {0u, 50'000u, 60'000u, 99'000u}) {
         const byte_view view = window->at(offset, 1'000'000);
@@ -92,7 +92,7 @@ TEST_P(ByteWindow, GivesAPieceWhereMoreIsWanted) {
     }
 }
 
-TEST_P(ByteWindow, IsEmptyWhereTheStreamCannotGo) {
+TEST_P(ByteWindow, IsEmptyIfTheStreamCannotSeek) {
     for (const std::uint64_t offset : {std::uint64_t{1} << 62, ~std::uint64_t{0} - 3}) {
         for (const std::uint64_t before : {0u, 80u}) {
             open(100'000);

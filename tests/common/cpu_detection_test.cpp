@@ -21,23 +21,23 @@ instruction_set without(std::uint32_t features, std::uint32_t extended = 0, std:
         {newest.features & ~features, newest.extended_features & ~extended, newest.saved_states & ~states});
 }
 
-TEST(CpuDetection, TakesAVX512WhereProcessorAndSystemHaveAllOfIt) {
+TEST(CpuDetection, ChoosesAVX512IfProcessorAndSystemSupportAllOfIt) {
     EXPECT_EQ(widest_set(newest), instruction_set::avx512);
     EXPECT_EQ(widest_set({~0u, ~0u, ~std::uint64_t{0}}), instruction_set::avx512);
 }
 
-TEST(CpuDetection, AsksForNoOtherStates) {
+TEST(CpuDetection, RequiresNoOtherStates) {
     EXPECT_EQ(without(0, 0, 1), instruction_set::avx512);
 }
 
-TEST(CpuDetection, TakesAVX2WhereAnyPartOfAVX512IsMissing) {
+TEST(CpuDetection, ChoosesAVX2IfAnyPartOfAVX512IsMissing) {
     for (const std::uint32_t feature : {avx512f, avx512dq, avx512cd, avx512bw})
         EXPECT_EQ(without(0, feature), instruction_set::avx2) << feature;
     for (const std::uint64_t state : {0x20u, 0x40u, 0x80u})
         EXPECT_EQ(without(0, 0, state), instruction_set::avx2) << state;
 }
 
-TEST(CpuDetection, TakesSSE2WhereAnyPartOfAVX2IsMissing) {
+TEST(CpuDetection, ChoosesSSE2IfAnyPartOfAVX2IsMissing) {
     EXPECT_EQ(without(os_saves), instruction_set::sse2);
     EXPECT_EQ(without(avx), instruction_set::sse2);
     EXPECT_EQ(without(0, avx2), instruction_set::sse2);

@@ -20,7 +20,7 @@ int four() {
     return 4;
 }
 
-TEST(InstructionSet, IsWhatTheCompilersOwnQuestionFinds) {
+TEST(InstructionSet, EqualsTheCompilersOwnDetection) {
 #if QEL_AVX2_KERNELS
     __builtin_cpu_init();
     instruction_set expected = instruction_set::sse2;
@@ -35,7 +35,7 @@ TEST(InstructionSet, IsWhatTheCompilersOwnQuestionFinds) {
 }
 
 #if QEL_AVX2_KERNELS
-TEST(ProcessorWords, AreThoseThatTheCompilersOwnQuestionReads) {
+TEST(ProcessorWords, EqualThoseOfTheCompilersOwnDetection) {
     __builtin_cpu_init();
     const processor_words words = read_processor();
     EXPECT_EQ((words.features & 1u << 20) != 0, __builtin_cpu_supports("sse4.2") != 0);
@@ -43,7 +43,7 @@ TEST(ProcessorWords, AreThoseThatTheCompilersOwnQuestionReads) {
 }
 #endif
 
-TEST(KernelForms, GiveTheWidestThatAProcessorCanRun) {
+TEST(KernelForms, ReturnTheWidestFormThatAProcessorCanRun) {
     const kernel_forms<function> forms = {one, two, three, four};
     EXPECT_EQ(forms.best(instruction_set::plain)(), 1);
     EXPECT_EQ(forms.best(instruction_set::sse2)(), 2);
@@ -51,7 +51,7 @@ TEST(KernelForms, GiveTheWidestThatAProcessorCanRun) {
     EXPECT_EQ(forms.best(instruction_set::avx512)(), 4);
 }
 
-TEST(KernelForms, PassOverThoseThatAreMissing) {
+TEST(KernelForms, SkipMissingForms) {
     const kernel_forms<function> only_plain = {one, nullptr, nullptr, nullptr};
     EXPECT_EQ(only_plain.best(instruction_set::avx512)(), 1);
     const kernel_forms<function> without_avx512 = {one, two, three, nullptr};
@@ -74,7 +74,7 @@ TEST(Dispatched, ChoosesAtTheFirstCallAndKeepsTheChoice) {
     EXPECT_EQ(kernel(), first);
 }
 
-TEST(Dispatched, CallsTheFormThatIsForcedUntilItIsTakenAway) {
+TEST(Dispatched, CallsAForcedFormUntilItIsCleared) {
     dispatched<function> kernel(one, nullptr, nullptr, nullptr);
     kernel.choose(four);
     EXPECT_EQ(kernel(), 4);

@@ -48,7 +48,7 @@ TEST(FileMapping, OneByteIsEnough) {
 }
 
 #if !defined(_WIN32) // which has no such files, and keeps the name of one that is in use
-TEST(FileMapping, RefusesAFileWhoseSystemMapsNone) {
+TEST(FileMapping, RefusesAFileThatTheSystemCannotMap) {
     const char *const path = "/sys/kernel/notes"; // regular, not empty, and no device to map
     if (!std::filesystem::exists(path)) GTEST_SKIP() << "the kernel shows no " << path;
     file_mapping mapping;
@@ -85,7 +85,7 @@ TEST(FileMapping, SharesAFileWithReadersButNotWithWriters) {
 }
 #endif
 
-TEST(FileMapping, ReportsAFileThatIsNotThere) {
+TEST(FileMapping, ReportsAMissingFile) {
     const temp_folder folder;
     file_mapping mapping;
     EXPECT_EQ(map_file(folder.file("none").c_str(), mapping), mapping_outcome::cannot_open);
@@ -175,7 +175,7 @@ TEST(FileMapping, MapsMoreThanFourGibibytes) {
     unmap_file(mapping);
 }
 
-TEST(FileMapping, ReportsAnAddressSpaceWithoutRoom) {
+TEST(FileMapping, ReportsAFullAddressSpace) {
     const temp_folder folder;
     test::write_file(folder.file("f"), {9});
     std::error_code refused;

@@ -70,7 +70,7 @@ TEST_F(File, ReplacesAFileOrAnEmptyFolderAndNothingElse) {
 }
 
 #if !defined(_WIN32)
-TEST_F(File, LosesALinkThatIsRemovedButNotAnOnlyName) {
+TEST_F(File, RemovesALinkButNotTheOnlyName) {
     const std::string hard = folder.file("hard"), soft = folder.file("soft");
     std::filesystem::create_hard_link(path, hard);
     std::filesystem::create_symlink(path, soft);

@@ -51,7 +51,7 @@ TEST(FixedText, IsWhatTheStandardFormatterWrites) {
             ASSERT_EQ(fixed(value, decimals).text, standard(value, decimals));
 }
 
-TEST(FixedText, RoundsToEvenWhereANumberLiesInTheMiddle) {
+TEST(FixedText, RoundsHalfwayValuesToEven) {
     EXPECT_STREQ(fixed(0.125, 2).text, "0.12");
     EXPECT_STREQ(fixed(0.375, 2).text, "0.38");
     EXPECT_STREQ(fixed(-0.0001, 3).text, "-0.000");

@@ -59,7 +59,7 @@ TEST(Heap, TablesOfWholeHugePagesBeginAtOne) {
     }
 }
 
-TEST(Heap, LinesBeginAtACacheLine) {
+TEST(Heap, AlignedArraysBeginAtACacheLine) {
     struct line {
         char bytes[64];
     };
@@ -71,7 +71,7 @@ TEST(Heap, LinesBeginAtACacheLine) {
 }
 #endif
 
-TEST(Heap, TablesThatAreNoWholeNumberOfHugePagesComeLikeArrays) {
+TEST(Heap, TablesOfPartialHugePagesAreAllocatedLikeArrays) {
     for (const std::uint64_t count : {std::uint64_t{1000}, (std::uint64_t{4} << 20) / 4 + 1}) {
         auto *table = heap_table<std::uint32_t>(count);
         ASSERT_NE(table, nullptr);

@@ -17,14 +17,14 @@
 namespace qel::test {
 namespace {
 
-TEST(RandomAccessFile, RefusesWhatIsNoRegularFile) {
+TEST(RandomAccessFile, RefusesAMissingFileAndAFolder) {
     const temp_folder folder;
     random_access_file missing, directory;
     EXPECT_EQ(missing.open(folder.file("missing").c_str()), open_outcome::cannot_open);
     EXPECT_EQ(directory.open(folder.path().string().c_str()), open_outcome::cannot_open);
 }
 
-TEST(RandomAccessFile, ReadsExactlyTheBytesAtAPositionOrSaysThatTheFileIsCut) {
+TEST(RandomAccessFile, ReadsExactlyTheBytesAtAPositionOrReportsTheEnd) {
     const temp_folder folder;
     const std::string path = folder.file("digits");
     write_file(path, {'0', '1', '2', '3', '4', '5', '6', '7', '8', '9'});
@@ -61,7 +61,7 @@ TEST(RandomAccessFile, MayHaveTheDescriptorZero) {
     EXPECT_EQ(open_descriptors(), before);
 }
 
-TEST(RandomAccessFile, ClosesNothingThatItHasNotOpened) {
+TEST(RandomAccessFile, ClosesNothingIfItWasNotOpened) {
     const std::size_t before = open_descriptors();
     { const random_access_file never_opened; }
     EXPECT_EQ(open_descriptors(), before);

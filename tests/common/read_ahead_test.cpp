@@ -63,13 +63,13 @@ TEST_F(ReadAhead, GivesTheFilesBytesInEitherDirection) {
     }
 }
 
-TEST_F(ReadAhead, GivesBytesFromBeforeAPieceThatHoldsTheirEnd) {
+TEST_F(ReadAhead, ReadsBytesThatBeginBeforeABlock) {
     read_ahead ahead(file);
     ASSERT_NO_FATAL_FAILURE(expect_bytes(ahead, 5000, 10)); // holds the bytes from 1928 to 6024
     expect_bytes(ahead, 100, 3000);
 }
 
-TEST_F(ReadAhead, ReadsTheLastByteAndNothingBehindIt) {
+TEST_F(ReadAhead, ReadsTheLastByteAndNothingAfterIt) {
     read_ahead ahead(file);
     std::uint8_t read[2] = {};
     ASSERT_NO_FATAL_FAILURE(expect_bytes(ahead, content.size() - 1, 1));
@@ -86,7 +86,7 @@ TEST_F(ReadAhead, ReportsATruncatedFile) {
     EXPECT_EQ(ahead.read(200'000, read, 2), read_outcome::cut);
 }
 
-TEST_F(ReadAhead, ForgetsThePieceThatAFailedReadHasOverwritten) {
+TEST_F(ReadAhead, DiscardsTheBlockThatAFailedReadOverwrote) {
     read_ahead ahead(file);
     for (std::uint64_t at = 10'000; at < 8 * 33'000; at += 33'000) // as many as there are pieces
         ASSERT_NO_FATAL_FAILURE(expect_bytes(ahead, at, 10));

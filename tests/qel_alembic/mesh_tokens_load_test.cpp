@@ -62,7 +62,7 @@ TEST(LoadRaw, StoresTheFaceCountEvenWithoutIndices) {
     EXPECT_EQ(owned.mesh.vertices[0].topology, 0u);
 }
 
-TEST(LoadRaw, TakesIndicesWithoutFacesAsNone) {
+TEST(LoadRaw, IgnoresIndicesWithoutFaces) {
     owned_mesh owned;
     ASSERT_EQ(qel_alembic_load_raw(corner_triangle.data(), 3, one_face.data(), 0, "x", &owned.mesh), 0);
     EXPECT_EQ(owned.mesh.indices, nullptr);

@@ -71,7 +71,7 @@ TEST(TopologyHash, CountsAFaceOnceForAVertexThatRepeatsInIt) {
     EXPECT_EQ(qel_alembic_topology_hash(4, face.data(), 1), rotl5(mix ^ seed));
 }
 
-TEST(TopologyHash, FindsVerticesBeyondAnyMesh) {
+TEST(TopologyHash, FindsVerticesOfAnyNumber) {
     const std::vector<std::uint32_t> face = {0, 0xFFFFFFFF, 1};
     EXPECT_NE(qel_alembic_topology_hash(0xFFFFFFFF, face.data(), 1), seed);
 }
@@ -108,7 +108,7 @@ TEST(ProcessMesh, HashesAVertexInNoFaceToTheSeedAndToZeroWithoutFaces) {
     EXPECT_EQ(loaded_mesh(positions, {}).mesh.vertices[3].topology, 0u);
 }
 
-TEST(ProcessMesh, HashesToZeroWhereItHasNotBothAFaceCountAndIndices) {
+TEST(ProcessMesh, HashesToZeroWithoutAFaceCountOrIndices) {
     float positions[] = {0, 0, 0};
     std::uint32_t indices[] = {0, 0, 0};
     for (const bool has_count : {true, false}) {

@@ -88,7 +88,7 @@ TEST_F(SceneIndex, WrapsFromTheLastSlotToTheFirst) {
     expect_slots({{0x7FFFFF, 0}, {0, 1}, {0x7FFFFE, 2}, {1, 3}, {2, 4}});
 }
 
-TEST_F(SceneIndex, WrapsRoundTheTableEndToTheFirstFreeSlotBehindFullBlocks) {
+TEST_F(SceneIndex, WrapsAroundTheTableEndToTheFirstFreeSlotAfterFullBlocks) {
     std::vector<std::uint64_t> keys(64 * 256, 0);
     keys.resize(keys.size() + 257, 0x7FFF00); // the last block of 256, and one more
     owned.add_keys(keys);

@@ -76,7 +76,7 @@ TEST_F(LookupMorton, DistinguishesKeysOfOneSlot) {
     EXPECT_EQ(lookup(5 + 0x1000000u), -1);
 }
 
-TEST_F(LookupMorton, FindsTheFirstVertexOfTheSceneBehindOthers) {
+TEST_F(LookupMorton, FindsTheFirstVertexAfterOthersInItsTable) {
     owned.add_keys({5});
     owned.add_keys({5 + 0x800000u});
     build();

@@ -55,7 +55,7 @@ TEST_F(SceneSave, ReportsNoWriteErrors) {
     EXPECT_EQ(qel_alembic_save("/dev/full", &owned.scene), 0);
 }
 
-TEST_F(SceneSave, WritesZeroBytesForNullArraysAsTheirCountsSay) {
+TEST_F(SceneSave, WritesZerosForNullArraysByTheirCounts) {
     qel_alembic_mesh &mesh = owned.add_empty_mesh();
     mesh.vertex_count = 300;
     mesh.face_count = 1000;

@@ -108,14 +108,14 @@ TEST(WorldToMatrix, UsesSpanOneOnAFlatAxis) {
     EXPECT_EQ(cell_of(9.0f, 1.0f, 3.0f, bounds), (cell{47, 0, 47}));
 }
 
-TEST(WorldToMatrix, TakesTheThresholdOfAFlatAxisItselfAsASpan) {
+TEST(WorldToMatrix, TreatsAnAxisAtTheFlatThresholdAsASpan) {
     const float threshold = 0.0001f;
     EXPECT_EQ(bits_of(threshold), 0x38D1B717u);
     const float bounds[6] = {0, 0, 0, threshold, std::nextafter(threshold, 0.0f), 1};
     EXPECT_EQ(cell_of(threshold, threshold, 1, bounds), (cell{47, 0, 47}));
 }
 
-TEST(WorldToMatrix, TakesANegativeSpanAsFlat) {
+TEST(WorldToMatrix, TreatsANegativeSpanAsFlat) {
     const float bounds[6] = {1, 1, 1, -1, -1, -1};
     EXPECT_EQ(cell_of(1.5f, 1.0f, 0.0f, bounds), (cell{23, 0, 0}));
 }

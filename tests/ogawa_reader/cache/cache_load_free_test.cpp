@@ -49,7 +49,7 @@ TEST(MeshCacheFree, ReleasesASkinWithoutAMapping) {
     EXPECT_TRUE(is_zero(mesh));
 }
 
-TEST(MeshCacheGpuData, HandsOutPointersAndCounts) {
+TEST(MeshCacheGpuData, ReturnsPointersAndCounts) {
     const temp_folder folder;
     const std::string path = folder.file("mesh.qelm");
     test::write_file(path, whole_cache_file(some_skin()));

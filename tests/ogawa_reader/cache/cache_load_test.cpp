@@ -86,7 +86,7 @@ TEST_F(MeshCacheLoad, RefusesAnotherMagic) {
     EXPECT_EQ(load({'Q', 'E', 'L'}), -5) << "not whole";
 }
 
-TEST_F(MeshCacheLoad, DoesNotLookAtTheVersion) {
+TEST_F(MeshCacheLoad, IgnoresTheVersion) {
     for (const unsigned version : {0u, 1u, 3u, 255u}) {
         bytes file = whole_cache_file(some_skin());
         file[4] = static_cast<std::uint8_t>(version);
@@ -120,7 +120,7 @@ TEST_F(MeshCacheLoad, CompletesAShortHeaderWithZeros) {
     }
 }
 
-TEST_F(MeshCacheLoad, HandsOutOffsetsUnchecked) {
+TEST_F(MeshCacheLoad, ReturnsOffsetsUnchecked) {
     bytes file = whole_cache_file(some_skin());
     const std::uint32_t beyond = 0xFFFFFFFF, unaligned = 3;
     std::memcpy(&file[48], &beyond, 4);
@@ -156,7 +156,7 @@ TEST_F(MeshCacheLoad, ASkinNeedNotHaveJointsOrWeights) {
     qel_mesh_free(&mesh_);
 }
 
-TEST_F(MeshCacheLoad, ASkinCutShortIsNoSkin) {
+TEST_F(MeshCacheLoad, IgnoresATruncatedSkin) {
     const bytes whole = whole_cache_file(some_skin());
     for (std::size_t size = skin_at; size <= whole.size(); ++size) {
         ASSERT_EQ(load(bytes(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(size))), 0);
@@ -165,7 +165,7 @@ TEST_F(MeshCacheLoad, ASkinCutShortIsNoSkin) {
     }
 }
 
-TEST_F(MeshCacheLoad, CountsOfASkinAreNotBelievedBeyondTheFile) {
+TEST_F(MeshCacheLoad, IgnoresASkinWhoseCountsExceedTheFile) {
     const std::size_t weights_at = skin_at + 4 + 2 * 328;
     for (const std::size_t at : {skin_at, weights_at})
         for (const std::uint32_t count : {11u, 0x7FFFFFFFu, 0x80000000u, 0xFFFFFFFFu, 0x00C7CE0Du}) {
@@ -212,7 +212,7 @@ TEST_F(MeshCacheLoad, WithoutMemoryForJointsTheWeightsAreReadFromTheirPlace) {
     EXPECT_EQ(ledger.live(), 0u);
 }
 
-TEST_F(MeshCacheLoad, WithoutMemoryForJointsTheirFirstWordIsNotBelievedBeyondTheFile) {
+TEST_F(MeshCacheLoad, WithoutMemoryForJointsACountThatExceedsTheFileIsIgnored) {
     cache_skin skin = some_skin();
     const std::uint32_t count = 1000;
     std::memcpy(skin.joints[0].descriptor, &count, 4);

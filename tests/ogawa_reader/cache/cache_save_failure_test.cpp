@@ -34,7 +34,7 @@ TEST_F(MeshCacheSaveFailure, RefusesAnIndexBeyondTheVerticesBeforeTheFileIsMade)
     EXPECT_EQ(test::read_file(path_), (bytes{1, 2, 3}));
 }
 
-TEST_F(MeshCacheSaveFailure, LooksAtTheCountedIndicesOnly) {
+TEST_F(MeshCacheSaveFailure, ChecksTheCountedIndicesOnly) {
     cache_mesh mesh = quad();
     mesh.face_indices = {0, 1, 2, 3, 77};
     mesh.face_counts = {3};
@@ -135,7 +135,7 @@ TEST_F(MeshCacheSaveFailure, WithoutMemoryOnlyPositionsAndSkinAreWritten) {
     EXPECT_EQ(ledger.live(), 0u);
 }
 
-TEST_F(MeshCacheSaveFailure, AsksForMemoryInAFixedOrder) {
+TEST_F(MeshCacheSaveFailure, AllocatesInAFixedOrder) {
     cache_mesh mesh = seven_triangles();
     const std::size_t without_normals = 64 + 60 + 84, without_triangles = 64 + 120;
     for (std::uint64_t n = 1; n <= 3; ++n) {

@@ -12,7 +12,7 @@
 namespace qel {
 namespace {
 
-TEST(MeshCacheIndices, AreLookedAtFromTheFirstToTheLast) {
+TEST(MeshCacheIndices, AreCheckedFromTheFirstToTheLast) {
     const test::temp_folder folder;
     const std::string path = folder.file("mesh.qelm");
     float positions[6] = {};

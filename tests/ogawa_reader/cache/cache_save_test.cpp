@@ -39,7 +39,7 @@ TEST_F(MeshCacheSave, WritesTheBareMeshByteForByte) {
     EXPECT_EQ(saved(record), expected);
 }
 
-TEST_F(MeshCacheSave, CopiesBoundsWithoutLookingAtThem) {
+TEST_F(MeshCacheSave, CopiesBoundsUnchecked) {
     cache_mesh mesh = quad();
     ogawa_polymesh record = mesh.record();
     const std::uint32_t odd[3] = {0x7F800001, 0xFFFFFFFF, 0x80000000}; // a signalling NaN among them
@@ -131,7 +131,7 @@ TEST_F(MeshCacheSave, EmptyFacesDoNotDisturbTheCorners) {
     EXPECT_EQ(saved_normals(mesh.record()), (floats{1, 0, 0, 0, 1, 0, 0, 0, 1, 1, 0, 0}));
 }
 
-TEST_F(MeshCacheSave, LeavesTinyAndUnmeasurableNormalsAlone) {
+TEST_F(MeshCacheSave, DoesNotNormalizeTinyNormalsAndNans) {
     cache_mesh mesh = quad();
     mesh.normals = {1e-8f, 0, 0, 0, 1.1e-8f, 0, NAN, 1, 0, 1e30f, 0, 0};
     mesh.normal_scope = OGAWA_SCOPE_FACE_VARYING;
@@ -201,7 +201,7 @@ TEST_F(MeshCacheSave, DropsTheRemainderWithoutFaceCounts) {
     EXPECT_EQ(saved_triangles(mesh), (numbers{0, 1, 2, 1, 2, 3}));
 }
 
-TEST_F(MeshCacheSave, FaceCountsWithoutAFaceCountDoNotCount) {
+TEST_F(MeshCacheSave, IgnoresFaceCountsIfTheFaceCountIsZero) {
     cache_mesh mesh = quad();
     ogawa_polymesh record = mesh.record();
     record.face_count = 0;
@@ -211,7 +211,7 @@ TEST_F(MeshCacheSave, FaceCountsWithoutAFaceCountDoNotCount) {
     EXPECT_EQ(file.size(), 64u + 48u + 12u);
 }
 
-TEST_F(MeshCacheSave, AnnouncesTrianglesWithoutIndicesButWritesNone) {
+TEST_F(MeshCacheSave, CountsTrianglesWithoutIndicesButWritesNone) {
     cache_mesh mesh = quad();
     ogawa_polymesh record = mesh.record();
     record.face_counts = nullptr;
@@ -267,7 +267,7 @@ TEST_F(MeshCacheSave, AnEnormousFaceCountMakesNoEnormousFile) {
     EXPECT_EQ(file.size(), 64u + 48u + 4 + 328 + 4 + 128);
 }
 
-TEST_F(MeshCacheSave, WithoutAnIndexCountTheIndicesAreTaken) {
+TEST_F(MeshCacheSave, ReadsTheIndicesIfTheIndexCountIsZero) {
     cache_mesh mesh = quad();
     mesh.face_indices = {3, 2, 9, 0};
     mesh.face_counts = {0, 4, 0, 1}; // nothing behind the last whole face is looked at

@@ -109,7 +109,7 @@ TEST(SkinApply, AddsSlotsInOrderInSinglePrecision) {
               (triples{16777216.0f, 0, 0, 16777218.0f, 0, 0}));
 }
 
-TEST(SkinApply, RoundsTheMovedPositionBeforeItIsWeighed) {
+TEST(SkinApply, RoundsTheMovedPositionBeforeItIsWeighted) {
     cache_skin skin{{moving_joint(1e-9, 0, 0)}, {{{0, 0, 0, 0}, {3, 0, 0, 0}}}};
     EXPECT_EQ(applied(skin, identity_poses(1), {1, 0, 0}), (triples{3, 0, 0}));
     skin.joints = {moving_joint(1e300, 0, 0)};
@@ -117,7 +117,7 @@ TEST(SkinApply, RoundsTheMovedPositionBeforeItIsWeighed) {
               (triples{std::numeric_limits<float>::infinity(), 0, 0}));
 }
 
-TEST(SkinApply, GoesByTheSkinsVertexCount) {
+TEST(SkinApply, UsesTheSkinsVertexCount) {
     cache_skin skin{{moving_joint(0, 0, 0)}, {whole, whole}};
     EXPECT_EQ(applied(skin, identity_poses(1), {1, 2, 3, 4, 5, 6, 7, 8, 9}),
               (triples{1, 2, 3, 4, 5, 6, 99, 99, 99}));
@@ -149,7 +149,7 @@ TEST(SkinApply, WritesNothingWithoutScratchMemory) {
     EXPECT_EQ(ledger.live(), 0u);
 }
 
-TEST(SkinApply, AsksForOneScratchArrayAndReleasesIt) {
+TEST(SkinApply, AllocatesOneScratchArrayAndReleasesIt) {
     cache_skin skin;
     skin.joints.assign(5, moving_joint(0, 0, 0));
     skin.weights.assign(50, {{4, 0, 0, 0}, {1, 0, 0, 0}});

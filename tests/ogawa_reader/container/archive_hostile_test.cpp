@@ -59,7 +59,7 @@ bytes random_bytes(std::mt19937 &random, std::size_t size) {
 
 const bytes header = {'O', 'g', 'a', 'w', 'a', 0xFF, 0, 1};
 
-TEST(HostileArchives, OfNoiseBehindAHeaderAreRead) {
+TEST(HostileArchives, OfNoiseAfterAHeaderAreRead) {
     std::mt19937 random(21);
     stored_archive archive;
     for (int round = 0; round < 300; ++round) {
@@ -175,7 +175,7 @@ TEST(HostileArchives, OfGroupsThatAllHoldEachOtherAreRead) {
     EXPECT_EQ(read_everything(stored_archive(archive.content())), -1);
 }
 
-TEST(HostileArchives, WhoseRootHoldsItselfAreRead) {
+TEST(HostileArchives, WhoseRootReferencesItselfAreRead) {
     archive_writer archive;
     const std::uint64_t root = archive.size();
     archive.set_root(archive.group(std::vector<std::uint64_t>(1000, root)));

@@ -92,7 +92,7 @@ TEST(DataNodesLimits, AreListedWhereTheSamePositionWithAHigherBitIsBeyondTheFile
     EXPECT_EQ(sizes(walk(archive, tree, {10, 20}, 0, any_size)), (size_list{500, 500}));
 }
 
-TEST(DataNodesLimits, AreTheSameNodesAmongReferencesBeyondAnyFile) {
+TEST(DataNodesLimits, AreListedAmongReferencesBeyondAnyFile) {
     archive_writer writer;
     std::vector<std::uint64_t> children;
     for (const int bit : {46, 47, 48, 62}) {
@@ -108,7 +108,7 @@ TEST(DataNodesLimits, AreTheSameNodesAmongReferencesBeyondAnyFile) {
     EXPECT_EQ(found.size(), 2u);
 }
 
-TEST(DataNodesLimits, AreReachedQuicklyBehindManyReferencesToNothing) {
+TEST(DataNodesLimits, AreReachedAfterManyReferencesToEmptyData) {
     archive_writer writer;
     const std::uint64_t nothing = writer.size();
     constexpr std::uint64_t groups = 400;
@@ -124,7 +124,7 @@ TEST(DataNodesLimits, AreReachedQuicklyBehindManyReferencesToNothing) {
     EXPECT_EQ(sizes(walk(writer, writer.group(children))), size_list{500});
 }
 
-TEST(DataNodesLimits, AreNeitherAtTheFilesStartNorAtItsEnd) {
+TEST(DataNodesLimits, AreNotFoundAtPositionZeroOrAtTheEnd) {
     bytes content;
     put_all(content, 0, std::vector<std::uint64_t>{200, 300});
     const stored_archive archive(content);
@@ -160,7 +160,7 @@ TEST(DataNodesLimits, AreListedWhereAGroupIsReadInPieces) {
     }
 }
 
-TEST(DataNodesLimits, AreReachedBehindLayersOfReferencesToTheFilesLastByte) {
+TEST(DataNodesLimits, AreReachedAfterLayersOfReferencesToTheLastByte) {
     bytes content;
     for (int round = 0; round < 2; ++round) { // the first one finds how long the file is
         archive_writer writer;
@@ -176,7 +176,7 @@ TEST(DataNodesLimits, AreReachedBehindLayersOfReferencesToTheFilesLastByte) {
     }
 }
 
-TEST(TopObject, IsNoneWhereAnyOfTheWaysToItIsMissing) {
+TEST(TopObject, IsNotFoundIfAnyReferenceToItIsMissing) {
     const auto found = [](const bytes &content, std::uint64_t size) {
         const stored_archive archive(content);
         std::uint64_t reference = 0;

@@ -62,7 +62,7 @@ TEST(DataNodes, MayBeTheStartItself) {
     EXPECT_TRUE(walk(archive, claim(archive, 50)).empty());
 }
 
-TEST(DataNodes, AreAppendedBehindThoseAlreadyListed) {
+TEST(DataNodes, AreAppendedAfterThoseAlreadyListed) {
     archive_writer archive;
     const std::uint64_t a = claim(archive, 200), b = claim(archive, 300), c = claim(archive, 400);
     const std::uint64_t group = archive.group({a, b, c});
@@ -163,7 +163,7 @@ TEST(DataNodes, OfAGroupWhoseChildrenHaveNoMemoryAreMissing) {
     EXPECT_EQ(heap.failures(), 1u);
 }
 
-TEST(DataNodes, OfAGroupThatOnceHadNoMemoryAreFoundLater) {
+TEST(DataNodes, OfAGroupAreFoundAfterAFailedAllocation) {
     archive_writer archive;
     const std::uint64_t a = claim(archive, 200);
     const std::uint64_t inner = archive.group({a, a, a});
@@ -222,7 +222,7 @@ TEST(DataNodes, OfAGroupOfThousandReferencesToItselfEndQuickly) {
     EXPECT_TRUE(walk(archive, itself, {500, 1000}).empty());
 }
 
-TEST(DataNodes, BesideReferencesToTheirGroupFillTheList) {
+TEST(DataNodes, OfAGroupThatReferencesItselfFillTheList) {
     archive_writer archive;
     const std::uint64_t a = claim(archive, 200), b = claim(archive, 300);
     const std::uint64_t itself = archive.size();
@@ -236,7 +236,7 @@ TEST(DataNodes, BesideReferencesToTheirGroupFillTheList) {
         EXPECT_EQ(listed[i], i % 2 == 0 ? 200u : 300u);
 }
 
-TEST(DataNodes, BehindLayersOfSharedGroupsAreReached) {
+TEST(DataNodes, AreReachedAfterLayersOfSharedGroups) {
     archive_writer archive;
     const std::uint64_t a = claim(archive, 200);
     std::uint64_t layer = archive.group({}); // 300^15 ways lead to nothing
@@ -245,7 +245,7 @@ TEST(DataNodes, BehindLayersOfSharedGroupsAreReached) {
     EXPECT_EQ(sizes(walk(archive, archive.group({layer, a}))), size_list{200});
 }
 
-TEST(DataNodes, BehindLayersOfReferencesThatLeadNowhereAreReached) {
+TEST(DataNodes, AreReachedAfterLayersOfInvalidReferences) {
     archive_writer archive;
     const std::uint64_t a = claim(archive, 200), beyond = std::uint64_t{1} << 40;
     std::uint64_t deep = archive.group({a});

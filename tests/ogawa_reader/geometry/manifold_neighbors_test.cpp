@@ -90,7 +90,7 @@ TEST(GetVertexNeighbors, OfAFaceOfElevenCornersFillTheListOfTen) {
     EXPECT_EQ(record.neighbors_of(5), (numbers{0, 1, 2, 3, 4, 6, 7, 8, 9, 10}));
 }
 
-TEST(GetVertexNeighbors, HaveRoomForFacesOfManyCorners) {
+TEST(GetVertexNeighbors, ListAllVerticesOfALargeFace) {
     numbers indices;
     for (std::uint32_t i = 0; i < 500; ++i)
         indices.push_back(i);
@@ -102,7 +102,7 @@ TEST(GetVertexNeighbors, HaveRoomForFacesOfManyCorners) {
     EXPECT_EQ(neighbors.back(), 499u);
 }
 
-TEST(GetVertexNeighbors, MayAllBeginAtTheSamePlaceOfATable) {
+TEST(GetVertexNeighbors, MayAllHaveTheSameHash) {
     // Fibonacci hashing with 64 places: one of 64 vertices has place 63.
     numbers indices = {0};
     for (std::uint32_t vertex = 1; indices.size() < 49; ++vertex)
@@ -120,7 +120,7 @@ mesh_record *make_fan(std::uint32_t spokes) {
     return new mesh_record(spokes + 1, numbers(spokes, 3), indices);
 }
 
-TEST(GetVertexNeighbors, OfAHubAskForTheListAndTheResultOnly) {
+TEST(GetVertexNeighbors, OfAHubAllocateTheListAndTheResultOnly) {
     for (const std::uint32_t spokes : {33u, 200u, 1024u}) {
         const std::unique_ptr<mesh_record> fan(make_fan(spokes));
         ASSERT_EQ(ogawa_build_manifold(&fan->mesh), 0);
@@ -151,7 +151,7 @@ TEST(GetVertexNeighbors, OfAHubOfManyFacesAreFoundQuickly) {
         ASSERT_EQ(neighbors[i], i + 1);
 }
 
-TEST(GetVertexNeighbors, OfAHubOfLargeFacesAskForTheListAndTheResultOnly) {
+TEST(GetVertexNeighbors, OfAHubOfLargeFacesAllocateTheListAndTheResultOnly) {
     // Faces of 9 corners round vertex 0: 8 others each, more keys than ten words a face hold.
     numbers indices;
     const std::uint32_t faces = 300;
@@ -173,7 +173,7 @@ TEST(GetVertexNeighbors, OfAHubOfLargeFacesAskForTheListAndTheResultOnly) {
         ASSERT_EQ(found[i], i + 1);
 }
 
-TEST(GetVertexNeighbors, TellVerticesApartWhoseNumbersShareTheirHash) {
+TEST(GetVertexNeighbors, DistinguishVerticesOfOneHash) {
     // The first five share it with the centre, the others have the one before it, from which the search goes on to it.
     for (const numbers &round : {numbers{34, 89, 178, 233, 267}, numbers{55, 144, 199, 288, 343},
                                  numbers{55, 34, 144, 89, 199}, numbers{34, 55, 89, 144, 178}}) {
@@ -185,7 +185,7 @@ TEST(GetVertexNeighbors, TellVerticesApartWhoseNumbersShareTheirHash) {
     }
 }
 
-TEST(GetVertexNeighbors, AreTheSameOnEitherSideOfAFew) {
+TEST(GetVertexNeighbors, AreInOrderAroundTheLimitsOfTheTable) {
     for (const std::uint32_t neighbors : {47u, 48u, 49u, 50u, 63u, 64u, 65u, 66u}) {
         numbers counts, indices, expected;
         for (std::uint32_t i = 1; i <= neighbors; ++i) {
@@ -199,7 +199,7 @@ TEST(GetVertexNeighbors, AreTheSameOnEitherSideOfAFew) {
     }
 }
 
-TEST(GetVertexNeighbors, AreTheSameOnEitherSideOfARegister) {
+TEST(GetVertexNeighbors, AreInOrderAroundTheWidthOfARegister) {
     // 16 corners fit in one: of the vertex's faces together, and of one face with the vertex itself.
     for (std::uint32_t others = 14; others <= 18; ++others) {
         numbers star, polygon, expected;
@@ -235,7 +235,7 @@ TEST(GetVertexNeighbors, VisitAFaceOnceHoweverOftenItRepeatsTheVertex) {
     EXPECT_EQ(record.neighbors_of(1), numbers{0});
 }
 
-TEST(VertexLookups, FindNothingWhereTheBuildFailedHalfWay) {
+TEST(VertexLookups, FindNothingAfterABuildThatFailedMidway) {
     const heap_ledger ledger;
     mesh_record record(16, {3}, {0, 1, 2}); // vertex 8 is among many that no face names
     ogawa_manifold &manifold = record.mesh.manifold;

@@ -31,7 +31,7 @@ TEST(BuildManifold, RefusesANullMesh) {
     EXPECT_EQ(ogawa_build_manifold(nullptr), -1);
 }
 
-TEST(BuildManifold, OfAMeshWithoutFacesHasOneFaceOffsetAndNoFacesAnywhere) {
+TEST(BuildManifold, WritesOneFaceOffsetForAMeshWithoutFaces) {
     mesh_record record(3, {}, {});
     ASSERT_EQ(ogawa_build_manifold(&record.mesh), 0);
     EXPECT_EQ(record.face_offsets(), numbers{0});
@@ -59,7 +59,7 @@ TEST(BuildManifold, FillsEveryFieldOfTwoTriangles) {
     EXPECT_EQ(manifold.aux_array_c, nullptr);
 }
 
-TEST(BuildManifold, TakesEveryFaceForATriangleWithoutFaceCounts) {
+TEST(BuildManifold, TreatsEveryFaceAsATriangleWithoutFaceCounts) {
     mesh_record record(4, {}, {0, 1, 2, 2, 1, 3});
     record.drop_counts();
     ASSERT_EQ(ogawa_build_manifold(&record.mesh), 0);
@@ -91,7 +91,7 @@ TEST(BuildManifold, ListsAFaceOncePerOccurrenceOfTheVertex) {
     EXPECT_EQ(record.neighbors_of(0), (numbers{1, 2}));
 }
 
-TEST(BuildManifold, StopsAtTheIndexCountHoweverManyCornersTheFacesClaim) {
+TEST(BuildManifold, StopsAtTheIndexCount) {
     mesh_record record(4, {3, 4, 0xFFFFFFFF, 0xFFFFFFFF, 3}, {0, 1, 2, 3, 1});
     ASSERT_EQ(ogawa_build_manifold(&record.mesh), 0);
     EXPECT_EQ(record.face_offsets(), (numbers{0, 3, 5, 5, 5, 5}));
@@ -107,7 +107,7 @@ TEST(BuildManifold, TrustsTheFaceCountsWhereTheIndexCountIsZero) {
     EXPECT_EQ(record.neighbors_of(1), (numbers{0, 2, 3}));
 }
 
-TEST(BuildManifold, TakesNullFaceIndicesForNoCorners) {
+TEST(BuildManifold, TreatsNullFaceIndicesAsNoCorners) {
     for (const std::uint32_t index_count : {0u, 6u}) {
         mesh_record record(4, {3, 3}, {});
         record.mesh.face_indices = nullptr;
@@ -230,7 +230,7 @@ TEST(VertexLookups, FindEmptyListsWhereNoVertexHasAFace) {
     }
 }
 
-TEST(VertexLookups, FindNothingThroughArraysThatAreNotThere) {
+TEST(VertexLookups, FindNothingWithoutArrays) {
     hand_made no_offsets, no_lists;
     no_offsets.manifold.vertex_face_offsets = nullptr;
     EXPECT_EQ(no_offsets.look_up(0), -1);

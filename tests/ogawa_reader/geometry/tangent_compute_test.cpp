@@ -67,7 +67,7 @@ TEST(ComputeTangentFrame, NormalizesTheLongVectorsOfUvsOnALine) {
     EXPECT_EQ(computed(record), everywhere({x / length, -y / length, 0}, {-x / length, y / length, 0}));
 }
 
-TEST(ComputeTangentFrame, TakesTheFixedFactorOnlyBelow1em8) {
+TEST(ComputeTangentFrame, UsesTheFixedFactorOnlyBelow1em8) {
     // det is -1e-8 and then just nearer to 0: only 1 / det is negative.
     const floats positions{0, 0, 0, 1, 0, 0, 0, 1, 0};
     uv_mesh divided(positions, {3}, {0, 1, 2}, {0, 0, 1, 0, 0, -1e-8f});
@@ -86,7 +86,7 @@ TEST(ComputeTangentFrame, SkipsFacesOfTwoCorners) {
     EXPECT_EQ(computed(record), everywhere({1, 0, 0}, {0, 1, 0}));
 }
 
-TEST(ComputeTangentFrame, TakesEveryFaceForATriangleWithoutFaceCounts) {
+TEST(ComputeTangentFrame, TreatsEveryFaceAsATriangleWithoutFaceCounts) {
     uv_mesh record({0, 0, 0, 1, 0, 0, 0, 1, 0}, {}, {0, 1, 2, 0, 1, 2}, {0, 0, 1, 0, 0, 1});
     record.mesh.face_counts = nullptr;
     record.mesh.face_count = 2;
@@ -107,7 +107,7 @@ TEST(ComputeTangentFrame, LeavesASumNotLongerThan1em8AsItIs) {
     EXPECT_EQ(computed(record), everywhere({1e-8f, 0, 0}, {0, 1, 0}));
 }
 
-TEST(ComputeTangentFrame, MakesThemNotOrthogonal) {
+TEST(ComputeTangentFrame, DoesNotOrthogonalize) {
     uv_mesh record({0, 0, 0, 1, 0, 0, 1, 1, 0}, {3}, {0, 1, 2}, {0, 0, 1, 0, 0, 1});
     const float half = 1.0f / std::sqrt(2.0f);
     EXPECT_EQ(computed(record), everywhere({1, 0, 0}, {half, half, 0}));
@@ -176,20 +176,20 @@ TEST(ComputeTangentFrame, OverwritesWhatItHeldWithoutFreeing) {
     ogawa_free_tangent_frame(&first);
 }
 
-TEST(ComputeTangentFrame, TakesUvsByCornerInAFaceVaryingSetWithIndices) {
+TEST(ComputeTangentFrame, ReadsUvsByCornerInAFaceVaryingSetWithIndices) {
     uv_mesh record({0, 0, 0, 1, 0, 0, 0, 1, 0}, {1, 3}, {2, 0, 1, 2}, {0, 0, 1, 0, 0, 1});
     record.set_uv_indices({9, 0, 2, 1}); // the first belongs to the face of one corner
     EXPECT_EQ(computed(record), everywhere({0, 1, 0}, {1, 0, 0}));
 }
 
-TEST(ComputeTangentFrame, TakesUvsByVertexWhereTheScopeIsNotFaceVarying) {
+TEST(ComputeTangentFrame, ReadsUvsByVertexInOtherScopes) {
     single_triangle record;
     record.set_uv_indices({0, 2, 1}, OGAWA_SCOPE_VERTEX);
     ASSERT_EQ(record.compute(), 0);
     EXPECT_EQ(record.tangents(), repeated({1, 0, 0}, 3));
 }
 
-TEST(ComputeTangentFrame, TakesUvZeroForAVertexBeyondTheValues) {
+TEST(ComputeTangentFrame, UsesUvZeroForAVertexBeyondTheValues) {
     uv_mesh record({5, 5, 5, 0, 0, 0, 1, 0, 0, 0, 1, 0}, {3}, {1, 2, 3}, {7, 7, 0, 0, 1, 0});
     // Vertex 3 has no UV of its own and takes (7, 7).
     uv_mesh spelled_out({5, 5, 5, 0, 0, 0, 1, 0, 0, 0, 1, 0}, {3}, {1, 2, 3}, {7, 7, 0, 0, 1, 0, 7, 7});
@@ -197,7 +197,7 @@ TEST(ComputeTangentFrame, TakesUvZeroForAVertexBeyondTheValues) {
     EXPECT_NE(record.tangents()[3], 0.0f);
 }
 
-TEST(ComputeTangentFrame, TakesUvZeroForAnIndexThatIsMissingOrBeyondTheValues) {
+TEST(ComputeTangentFrame, UsesUvZeroForAMissingOrTooLargeIndex) {
     const floats positions{0, 0, 0, 1, 0, 0, 0, 1, 0};
     for (const numbers &indices : {numbers{1, 2}, numbers{1, 2, 3}, numbers{1, 2, 0xFFFFFFFF}}) {
         uv_mesh record(positions, {3}, {0, 1, 2}, {0, 1, 0, 0, 1, 0});
@@ -206,7 +206,7 @@ TEST(ComputeTangentFrame, TakesUvZeroForAnIndexThatIsMissingOrBeyondTheValues) {
     }
 }
 
-TEST(ComputeTangentFrame, DoesNotBoundTheIndicesWhereTheirCountIsZero) {
+TEST(ComputeTangentFrame, DoesNotCheckTheIndicesIfTheirCountIsZero) {
     single_triangle record;
     record.set_uv_indices({0, 2, 1});
     record.set().index_count = 0;
@@ -214,14 +214,14 @@ TEST(ComputeTangentFrame, DoesNotBoundTheIndicesWhereTheirCountIsZero) {
     EXPECT_EQ(record.tangents(), repeated({0, 1, 0}, 3));
 }
 
-TEST(ComputeTangentFrame, DoesNotBoundTheValuesOfIndicesWhereTheirCountIsZero) {
+TEST(ComputeTangentFrame, DoesNotCheckTheValuesOfIndicesIfTheirCountIsZero) {
     single_triangle record;
     record.set_uv_indices({0, 2, 1});
     record.set().value_count = 0;
     EXPECT_EQ(computed(record), everywhere({0, 1, 0}, {1, 0, 0}));
 }
 
-TEST(ComputeTangentFrame, TakesUvZeroForEveryVertexWhereTheCountOfValuesIsZero) {
+TEST(ComputeTangentFrame, UsesUvZeroForEveryVertexIfTheCountOfValuesIsZero) {
     for (const float u : {0.0f, nan}) { // a difference of equal numbers is zero, of two NaN it is NaN
         uv_mesh record({0, 0, 0, 1, 0, 0, 0, 1, 0}, {3}, {0, 1, 2}, {u, 0, 1, 0, 0, 1});
         record.set().value_count = 0;
@@ -231,7 +231,7 @@ TEST(ComputeTangentFrame, TakesUvZeroForEveryVertexWhereTheCountOfValuesIsZero) 
     }
 }
 
-TEST(ComputeTangentFrame, TakesASetWithoutValuesForZeros) {
+TEST(ComputeTangentFrame, TreatsASetWithoutValuesAsZeros) {
     for (const bool indexed : {false, true}) {
         single_triangle record;
         record.set().values = nullptr;
@@ -240,7 +240,7 @@ TEST(ComputeTangentFrame, TakesASetWithoutValuesForZeros) {
     }
 }
 
-TEST(ComputeTangentFrame, TakesNothingFromAFaceWhoseFirstThreeCornersAreNotAllVertices) {
+TEST(ComputeTangentFrame, IgnoresAFaceWithAnInvalidVertexAmongItsFirstThree) {
     for (std::size_t bad = 0; bad < 4; ++bad) {
         numbers indices{0, 1, 2, 2};
         indices[bad] = bad % 2 == 0 ? 3 : 0xFFFFFFFF;
@@ -260,7 +260,7 @@ TEST(ComputeTangentFrame, StopsAtTheIndexCount) {
     }
 }
 
-TEST(ComputeTangentFrame, TakesNothingFromNullPositionsOrFaceIndices) {
+TEST(ComputeTangentFrame, ReturnsZerosForNullPositionsOrFaceIndices) {
     single_triangle no_positions, no_indices;
     no_positions.mesh.positions = nullptr;
     no_indices.mesh.face_indices = nullptr;

@@ -30,7 +30,7 @@ TEST(PositionsFromBytes, AreThoseOfThePositionsScan) {
     EXPECT_EQ(read.mesh.face_indices, nullptr);
 }
 
-TEST(PositionsFromBytes, AloneAreAllThereIsOfTheShortestFiles) {
+TEST(PositionsFromBytes, AreReadFromTheShortestFiles) {
     for (std::uint64_t length = 90; length <= 130; ++length) {
         bytes content(length, 0xFF);
         put(content, 8, std::uint64_t{0});
@@ -43,7 +43,7 @@ TEST(PositionsFromBytes, AloneAreAllThereIsOfTheShortestFiles) {
     }
 }
 
-TEST(NormalsFromBytes, CutShortAreNotThereButCounted) {
+TEST(NormalsFromBytes, CutShortAreCountedButNotRead) {
     bytes content = with_normals(12016);
     content.resize(data_at + 24 + 11999);
     const read_mesh cut(content);
@@ -94,7 +94,7 @@ struct cut_file {
     }
 };
 
-TEST(IndicesFromBytes, OfAFileThatIsCutMeanwhileAreZeroFromThereOn) {
+TEST(IndicesFromBytes, OfATruncatedFileAreZeroAfterItsEnd) {
     cut_file file = {with_words(counting(3001)), data_at + 10 * 4};
     ogawa_archive record = {};
     record.file = fopencookie(&file, "rb", {cut_file::read, nullptr, cut_file::seek, nullptr});

@@ -80,7 +80,7 @@ TEST(PolymeshNormals, HaveNoFloatAbove11AmongTheFirstSix) {
     EXPECT_EQ(normals(triples({0}, 9996)), 0u);
 }
 
-TEST(PolymeshNormals, AreNeitherThatNorPositionsBetween11And15) {
+TEST(PolymeshNormals, AreNotRecognizedBetween11And15) {
     const read_mesh read(archive_of({triples({0, 1.2f, 0}, 12000), some_positions()}).content());
     EXPECT_EQ(read.mesh.vertex_count, 834u);
     EXPECT_EQ(read.mesh.normal_count, 0u);

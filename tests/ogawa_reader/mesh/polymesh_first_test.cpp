@@ -33,7 +33,7 @@ class FirstPolymesh : public testing::Test {
     ogawa_archive archive = {};
 };
 
-TEST_F(FirstPolymesh, IsReadOnceAndThenTheSameRecord) {
+TEST_F(FirstPolymesh, IsReadOnceAndCached) {
     open(torus_archive());
     ogawa_polymesh *mesh = ogawa_get_first_polymesh(&archive);
     ASSERT_NE(mesh, nullptr);
@@ -49,7 +49,7 @@ TEST_F(FirstPolymesh, IsReadOnceAndThenTheSameRecord) {
     EXPECT_EQ(heap.count(), 0u);
 }
 
-TEST_F(FirstPolymesh, IsReadWhereTheCacheLacksItsArrayOrItsCount) {
+TEST_F(FirstPolymesh, IsReadAgainIfTheCacheLacksItsArrayOrItsCount) {
     open(torus_archive());
     archive.polymesh_count = 1;
     ogawa_polymesh *const first = ogawa_get_first_polymesh(&archive);
@@ -177,7 +177,7 @@ TEST(FreePolymesh, ReleasesEverythingAndClearsTheRecord) {
     ogawa_free_polymesh(&mesh); // once more, cleared
 }
 
-TEST(FreePolymesh, AcceptsNullAndUvSetsThatAreNotThere) {
+TEST(FreePolymesh, AcceptsNullAndMissingUvSets) {
     ogawa_free_polymesh(nullptr);
     ogawa_polymesh mesh = {};
     mesh.uv_set_count = 7;

@@ -38,7 +38,7 @@ TEST(Polymesh, OfAProductionArchiveIsReadWhole) {
     EXPECT_TRUE(test::agrees_with_model(stored_archive(torus_archive())));
 }
 
-TEST(Polymesh, HasItsBoxTwiceAndTheIdentityAsTransform) {
+TEST(Polymesh, HasItsBoundsTwiceAndTheIdentityAsTransform) {
     const read_mesh read(torus_archive());
     EXPECT_FLOAT_EQ(read.mesh.bounds_min[0], -4.0f);
     EXPECT_FLOAT_EQ(read.mesh.bounds_max[0], 4.0f);
@@ -85,7 +85,7 @@ TEST(Polymesh, IsTheSameForEverySample) {
     }
 }
 
-TEST(Polymesh, IsOfAllKindsOfFacesWhereTheyAreMixed) {
+TEST(Polymesh, ReadsFacesOfMixedSizes) {
     std::mt19937 random(3);
     const plain_mesh mesh = test::make_random_mesh(random, 1000, 900, 50, 3, 5);
     const read_mesh read(test::production_archive(mesh).content());
@@ -169,7 +169,7 @@ TEST(PolymeshTree, WhoseRootIsEmptyIsNotSearchedAtTheFilesStart) {
     }
 }
 
-TEST(PolymeshTree, WithoutPositionsSendsTheReadToTheBytes) {
+TEST(PolymeshTree, WithoutPositionsIsFollowedByTheByteSearch) {
     archive_writer archive;
     archive.data(some_positions(8)); // near the file's start, in no group
     archive.pad_to(20000, 0xFF);
@@ -180,7 +180,7 @@ TEST(PolymeshTree, WithoutPositionsSendsTheReadToTheBytes) {
     EXPECT_NE(read.mesh.face_count, 500u);
 }
 
-TEST(PolymeshTree, WithPositionsAndNoFacesLeavesTheMeshWithout) {
+TEST(PolymeshTree, WithPositionsButNoFacesIsNotFollowedByTheByteSearch) {
     archive_writer archive = archive_of({some_positions()});
     for (std::uint32_t i = 0; i < 300; ++i) // which the byte search would take for triangles
         archive.append_raw(test::bytes_of(std::vector<std::uint32_t>{i}));

@@ -53,7 +53,7 @@ struct read_frame {
     }
 };
 
-TEST(ReadTangentFrame, PairsTheFirstBlockThatHasAnEqualWithTheNearestOfThose) {
+TEST(ReadTangentFrame, PairsTheFirstBlockWithTheNextOneOfItsSize) {
     const struct {
         std::vector<std::uint64_t> sizes;
         float tangent, bitangent; // by the blocks' numbers, from 1 on
@@ -70,7 +70,7 @@ TEST(ReadTangentFrame, PairsTheFirstBlockThatHasAnEqualWithTheNearestOfThose) {
     }
 }
 
-TEST(ReadTangentFrame, LooksAtTheFirst32BlocksOnly) {
+TEST(ReadTangentFrame, TestsTheFirst32BlocksOnly) {
     std::vector<std::uint64_t> sizes;
     for (std::uint64_t i = 0; i < 31; ++i)
         sizes.push_back(36 + 12 * i);
@@ -107,7 +107,7 @@ TEST(ReadTangentFrame, EmptiesTheRecordWhenTheFileIsShortOrHasNoPair) {
     }
 }
 
-TEST(ReadTangentFrame, CompletesABlockThatIsCutShortWithZeros) {
+TEST(ReadTangentFrame, PadsATruncatedBlockWithZeros) {
     bytes content = archive_header();
     append_equal(content, 480, 0.5f);
     append_block(content, 480, floats(7, 0.25f));

@@ -37,7 +37,7 @@ TEST(BlockScan, FindsABlockRightAfterTheHeader) {
     EXPECT_EQ(block.size, 36u);
 }
 
-TEST(BlockScan, LooksAtEveryFourthByteOnly) {
+TEST(BlockScan, TestsEveryFourthByteOnly) {
     for (std::size_t shift = 0; shift < 9; ++shift) {
         bytes content = archive_header();
         append_filler(content, shift);
@@ -49,7 +49,7 @@ TEST(BlockScan, LooksAtEveryFourthByteOnly) {
     }
 }
 
-TEST(BlockScan, TakesTheLongestAndOfEqualsTheFirst) {
+TEST(BlockScan, ReturnsTheLongestAndOfEqualsTheFirst) {
     const ogawa::extent block =
         longest_in(archive_of_blocks({{36, six}, {60, six}, {48, six}, {60, six}}), unit_vector_blocks);
     EXPECT_EQ(block.at, 16u + 48 + 8);
@@ -109,7 +109,7 @@ TEST(BlockScan, TestsTheFirstFourFloatsOfUvs) {
     }
 }
 
-TEST(BlockScan, StopsShortOfTheLast24Bytes) {
+TEST(BlockScan, StopsBeforeTheLast24Bytes) {
     for (const std::size_t before : {0u, 400u}) { // of 40 bytes nothing is searched, of 41 one place
         bytes content = archive_header();
         append_filler(content, before);
@@ -121,7 +121,7 @@ TEST(BlockScan, StopsShortOfTheLast24Bytes) {
     }
 }
 
-TEST(BlockScan, RejectsUnitVectorsWhoseSixFloatsAreNotAllThere) {
+TEST(BlockScan, RejectsUnitVectorsOfFewerThanSixFloats) {
     bytes content = archive_header();
     append_filler(content, 400);
     append_block(content, 36, six);
@@ -218,7 +218,7 @@ TEST(BlockScan, EqualsSmallReadsWhereTheWindowMoves) {
     EXPECT_GT(longest_in(content, unit_vector_blocks).at, std::size_t{900} << 10);
 }
 
-TEST(BlockScan, FindsABlockWhereverItStandsAmongValues) {
+TEST(BlockScan, FindsABlockAtAnyPositionAmongValues) {
     for (std::size_t before = 0; before < 1200; before += 4) {
         bytes content = archive_header();
         append_filler(content, before);

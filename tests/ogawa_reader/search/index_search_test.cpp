@@ -37,7 +37,7 @@ TEST(IndicesFromBytes, HoldsWordsBelowTheVertexCount) {
               (words{3, 4, 5, 6, 7, 8}));
 }
 
-TEST(IndicesFromBytes, AlsoHoldsThreeAndFourButDoesNotBeginWithThem) {
+TEST(IndicesFromBytes, MayContainThreeAndFourButDoNotBeginWithThem) {
     // Four vertices only, at the file's end; they are what is kept of the triples there.
     bytes content(200, 0xFF);
     put(content, 8, std::uint64_t{0});
@@ -61,7 +61,7 @@ TEST(IndicesFromBytes, IsTheFirstOfEqualRuns) {
     EXPECT_EQ(read_mesh(content).face_indices()[0], 30u);
 }
 
-TEST(IndicesFromBytes, IsSoughtAtEveryFourthOffset) {
+TEST(IndicesFromBytes, AreSearchedAtEveryFourthOffset) {
     for (std::uint64_t shift = 0; shift < 8; ++shift) {
         const stored_archive archive(with_words(counting(40), data_at + shift));
         EXPECT_EQ(read_mesh(archive).mesh.face_index_count != 0, shift % 4 == 0) << shift;

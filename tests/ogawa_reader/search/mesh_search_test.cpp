@@ -112,7 +112,7 @@ TEST(MeshSearch, TriesEveryFourthOffsetFrom16ToTheLastWholeCandidate) {
     EXPECT_EQ(search(cut).face_counts, none);
 }
 
-TEST(MeshSearch, SeesEveryPlaceOfALargeFile) {
+TEST(MeshSearch, TestsEveryPositionOfALargeFile) {
     // Around the borders of chunks of 4096 and 262144 bytes, and at the end.
     const std::uint64_t length = 600000;
     for (const std::uint64_t border : {std::uint64_t{4112}, std::uint64_t{8192}, std::uint64_t{262160},
@@ -187,7 +187,7 @@ TEST(MeshSearch, DoesNotTakePositionsAsUvsAsWell) {
     EXPECT_EQ(found.uvs, none);
 }
 
-TEST(MeshSearch, TakesAsUvsWhatIsNotLargeEnoughForPositions) {
+TEST(MeshSearch, UsesABlockTooSmallForPositionsAsUvs) {
     bytes content = block_at(100, 1248, floats{1, 2, 3});
     put_block(content, 200, 1224, floats{1, 2, 3}); // of both lengths, too
     put_block(content, 300, 1248, floats{1, 2, 3});
@@ -216,7 +216,7 @@ TEST(MeshSearch, KeepsTheEarlierOfEqualSizes) {
     EXPECT_EQ(found.face_counts.at, 308u);
 }
 
-TEST(MeshSearch, MayTakeFaceCountsForUvs) {
+TEST(MeshSearch, MayMistakeFaceCountsForUvs) {
     // Small integers are tiny floats.
     const located found = search(block_at(100, 1208, words{4, 4, 4}));
     EXPECT_EQ(found.uvs, (block{108, 1208}));

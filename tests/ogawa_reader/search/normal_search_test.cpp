@@ -16,7 +16,7 @@ std::uint32_t normals(const bytes &content) {
     return read_mesh(content).mesh.normal_count;
 }
 
-TEST(NormalsFromBytes, AreReadBehindTheirDigest) {
+TEST(NormalsFromBytes, AreReadAfterTheirDigest) {
     const read_mesh read(with_normals(12016));
     EXPECT_EQ(read.status, 0);
     EXPECT_EQ(read.mesh.normal_count, 1000u);

@@ -88,7 +88,7 @@ TEST(PositionsScan, SkipsADigest) {
     EXPECT_EQ(result.positions, values);
 }
 
-TEST(PositionsScan, TakesTwoPlausibleWordsForCoordinates) {
+TEST(PositionsScan, TreatsTwoPlausibleWordsAsCoordinates) {
     std::vector<float> payload = ramp(3007);
     payload[0] = 0.0f; // in range, but zero is not plausible
     payload[1] = 0.0f;
@@ -121,7 +121,7 @@ TEST(PositionsScan, RequiresTwoTriplesAwayFromTheOriginAfterADigest) {
     EXPECT_EQ(scan(block_at(100, 12028, payload)).status, -1) << "neither a digest nor plain";
 }
 
-TEST(PositionsScan, SumsTheExtentBehindADigestFromLeftToRightInSinglePrecision) {
+TEST(PositionsScan, SumsMagnitudesAfterADigestFromLeftToRightInSinglePrecision) {
     constexpr float tiny = 0x1p-24f; // 1 + tiny is 1 again, 1 + (tiny + tiny) is more
     for (const std::size_t triple : {4u, 7u}) {
         std::vector<float> payload(3007, 0.5f);
@@ -183,25 +183,25 @@ TEST(PositionsScan, AcceptsSizesFrom12012To9999999) {
     EXPECT_EQ(scan(block_at(100, 12012 + (std::uint64_t{1} << 32), values)).status, -1);
 }
 
-TEST(PositionsScan, ReadsAnArrayOf100TriplesBehindAnAcceptedSizeWord) {
+TEST(PositionsScan, ReadsAnArrayShorterThanItsSizeWord) {
     const scanned result = scan(block_at(100, 12012, ramp(100 * 3)));
     EXPECT_EQ(result.status, 0);
     EXPECT_EQ(result.positions, ramp(100 * 3)) << "the size word promised more than the file holds";
 }
 
-TEST(PositionsScan, LooksAtEveryOffsetFrom16To2047) {
+TEST(PositionsScan, TestsEveryOffsetFrom16To2047) {
     for (const std::uint64_t offset : {16u, 17u, 18u, 19u, 1000u, 2046u, 2047u})
         EXPECT_EQ(scan(block_at(offset, 12012, ramp(3003))).status, 0) << offset;
     bytes early = block_at(12, 12012, ramp(3003));
     EXPECT_EQ(scan(early).status, -1) << "the header is not looked at";
 }
 
-TEST(PositionsScan, NeverLooksAtOffsetsOf2048OrMore) {
+TEST(PositionsScan, IgnoresOffsetsOf2048OrMore) {
     EXPECT_EQ(scan(block_at(2048, 12012, ramp(3003))).status, -1);
     EXPECT_EQ(scan(block_at(2049, 12012, ramp(3003))).status, -1);
 }
 
-TEST(PositionsScan, WantsEighteenFloatsBehindTheSizeWord) {
+TEST(PositionsScan, RequiresEighteenFloatsAfterTheSizeWord) {
     EXPECT_EQ(scan(block_at(16, 12012, ramp(18))).count, 6u);
     bytes cut = block_at(16, 12012, ramp(18));
     cut.pop_back();
@@ -216,7 +216,7 @@ TEST(PositionsScan, FindsNothingInShortFiles) {
     }
 }
 
-TEST(PositionsScan, TakesTheLargestArrayAndOfEqualOnesTheFirst) {
+TEST(PositionsScan, ReturnsTheLargestArrayAndOfEqualOnesTheFirst) {
     bytes content;
     put_block(content, 100, 12012, ramp(18, 100.0f));
     put_block(content, 300, 12024, ramp(18, 300.0f));
@@ -243,7 +243,7 @@ TEST(PositionsScan, DropsTriplesOutOfRange) {
     EXPECT_EQ(result.positions, expected);
 }
 
-TEST(PositionsScan, KeepsTriplesAtTheVeryBounds) {
+TEST(PositionsScan, KeepsTriplesAtTheBounds) {
     std::vector<float> values = ramp(3003);
     values[30] = 10000.0f;
     values[31] = -10000.0f;

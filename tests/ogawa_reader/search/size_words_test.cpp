@@ -20,7 +20,7 @@ std::vector<std::size_t> places_seen(const std::vector<std::uint8_t> &bytes, std
     return places;
 }
 
-TEST(SizeWords, AreSeenAtEveryStepBesideAnyOtherWords) {
+TEST(SizeWords, AreFoundAtEveryStep) {
     for (const std::uint64_t size : {1u, 12u, 255u, 256u, 65536u, 10'000'000u, 16'777'215u}) {
         for (std::size_t count = 1; count <= 40; ++count) {
             for (std::size_t step = 0; step < count; ++step) {
@@ -33,7 +33,7 @@ TEST(SizeWords, AreSeenAtEveryStepBesideAnyOtherWords) {
     }
 }
 
-TEST(SizeWords, AreAllSeenInOrderInNoiseFullOfZeros) {
+TEST(SizeWords, AreAllFoundInOrderInNoiseWithManyZeros) {
     std::mt19937 random(61);
     for (int round = 0; round < 200; ++round) {
         const std::size_t count = 1 + random() % 100;
@@ -50,7 +50,7 @@ TEST(SizeWords, AreAllSeenInOrderInNoiseFullOfZeros) {
     }
 }
 
-TEST(SizeWords, AreNotSeenInARunOfValuesZerosOrIndices) {
+TEST(SizeWords, AreNotFoundInARunOfValuesZerosOrIndices) {
     for (const std::uint32_t word : {0x3F800000u, 0u, 99'999u, 4u}) {
         std::vector<std::uint8_t> bytes(65 * size_word_step);
         for (std::size_t i = 0; i < 65; ++i)
@@ -68,7 +68,7 @@ TEST(SizeWords, StopsWhenTheCallbackReturnsFalse) {
     EXPECT_EQ(seen, 7);
 }
 
-TEST(SizeWords, EndWhereTheyAreToldToAmongTheLastSteps) {
+TEST(SizeWords, StopsWhenTheCallbackReturnsFalseInTheLastSteps) {
     const std::size_t last = 6 * steps_at_once; // the steps from here on are too few to be looked at together
     std::vector<std::uint8_t> bytes((last + 3) * size_word_step);
     bytes[last * size_word_step] = bytes[(last + 1) * size_word_step] = 40;

@@ -191,7 +191,7 @@ TEST(MeshVerifyIdentity, NoPositionsAreValid) {
     EXPECT_EQ(report_on(bad, 0, {0, 0, 0, 1, 1, 2}).coherence, 1.0f / 3.0f);
 }
 
-TEST(MeshVerifyIdentity, NeedsAReport) {
+TEST(MeshVerifyIdentity, RequiresAReport) {
     const float positions[3] = {1, 2, 3};
     EXPECT_EQ(qel_mesh_verify_identity(positions, 1, 0, 0, 0, 1, 1, 1, nullptr), -1);
 }
