@@ -116,20 +116,15 @@ TEST(ArchiveObjects, RequireOneReferencePerHeader) {
 TEST(ArchiveObjects, RefuseDataInsteadOfAGroupAndAGroupInsteadOfData) {
     const std::uint64_t data_bit = archive_writer::data_bit;
     const built_archive built = family().build();
-    const node_place &top = built.places.at("/");
-    const auto status_with = [&](std::size_t child, std::uint64_t reference) {
-        built_archive changed = built;
-        changed.patch(built_archive::reference_at(top.reference, child), reference);
-        return status_of(changed.content);
-    };
-    EXPECT_EQ(status_with(0, data_bit), QEL_ARCHIVE_DAMAGED) << "the compound";
-    EXPECT_EQ(status_with(1, data_bit | 16), QEL_ARCHIVE_DAMAGED) << "a child";
-    EXPECT_EQ(status_with(3, 16), QEL_ARCHIVE_DAMAGED) << "the headers";
-    EXPECT_EQ(status_with(0, 12), QEL_ARCHIVE_DAMAGED);
-    EXPECT_EQ(status_with(1, 12), QEL_ARCHIVE_DAMAGED);
-    EXPECT_EQ(status_with(3, data_bit | 12), QEL_ARCHIVE_DAMAGED);
-    EXPECT_EQ(status_with(3, data_bit | built.content.size()), QEL_ARCHIVE_DAMAGED);
-    EXPECT_EQ(status_with(1, built.content.size() - 7), QEL_ARCHIVE_DAMAGED);
+    const std::uint64_t top = built.places.at("/").reference;
+    EXPECT_EQ(status_with_reference(built, top, 0, data_bit), QEL_ARCHIVE_DAMAGED) << "the compound";
+    EXPECT_EQ(status_with_reference(built, top, 1, data_bit | 16), QEL_ARCHIVE_DAMAGED) << "a child";
+    EXPECT_EQ(status_with_reference(built, top, 3, 16), QEL_ARCHIVE_DAMAGED) << "the headers";
+    EXPECT_EQ(status_with_reference(built, top, 0, 12), QEL_ARCHIVE_DAMAGED);
+    EXPECT_EQ(status_with_reference(built, top, 1, 12), QEL_ARCHIVE_DAMAGED);
+    EXPECT_EQ(status_with_reference(built, top, 3, data_bit | 12), QEL_ARCHIVE_DAMAGED);
+    EXPECT_EQ(status_with_reference(built, top, 3, data_bit | built.content.size()), QEL_ARCHIVE_DAMAGED);
+    EXPECT_EQ(status_with_reference(built, top, 1, built.content.size() - 7), QEL_ARCHIVE_DAMAGED);
 }
 
 TEST(ArchiveObjects, RefuseAGroupWhoseCountTheFileCannotHold) {

@@ -210,6 +210,13 @@ inline std::int32_t status_of(const archive_builder &builder) {
     return status_of(builder.build().content);
 }
 
+/// What opening answers where one reference of a group is another.
+inline std::int32_t status_with_reference(built_archive archive, std::uint64_t group, std::uint64_t child,
+                                          std::uint64_t reference) {
+    archive.patch(built_archive::reference_at(group, child), reference);
+    return status_of(archive.content);
+}
+
 /// A triangle (0, 0, 0), (1, 0, 0), (0, 2, 0).
 inline polymesh triangle() {
     polymesh mesh;

@@ -101,24 +101,18 @@ TEST(ArchiveProperties, RefuseReferencesOutsideTheFileOrIntoTheHeader) {
     const built_archive built = nested().build();
     const std::uint64_t size = built.content.size();
     const std::uint64_t top = built.places.at("/:").reference; // its children: a, b, g, the headers
-    const auto status_with = [&](std::size_t child, std::uint64_t reference) {
-        built_archive changed = built;
-        changed.patch(built_archive::reference_at(top, child), reference);
-        return status_of(changed.content);
-    };
-    for (const std::size_t child : {0u, 1u}) { // a scalar, a compound
-        EXPECT_EQ(status_with(child, 0), QEL_ARCHIVE_OK) << "empty";
-        EXPECT_EQ(status_with(child, 1), QEL_ARCHIVE_DAMAGED);
-        EXPECT_EQ(status_with(child, data_bit), QEL_ARCHIVE_DAMAGED);
-        EXPECT_EQ(status_with(child, data_bit | 16), QEL_ARCHIVE_DAMAGED);
-        EXPECT_EQ(status_with(child, 15), QEL_ARCHIVE_DAMAGED);
-        EXPECT_EQ(status_with(child, size), QEL_ARCHIVE_DAMAGED);
-        EXPECT_EQ(status_with(child, size - 7), QEL_ARCHIVE_DAMAGED);
+    for (const std::size_t child : {0u, 1u}) {                 // a scalar, a compound
+        EXPECT_EQ(status_with_reference(built, top, child, 0), QEL_ARCHIVE_OK) << "empty";
+        for (const std::uint64_t nowhere :
+             {std::uint64_t{1}, std::uint64_t{15}, data_bit, data_bit | 16, size, size - 7})
+            EXPECT_EQ(status_with_reference(built, top, child, nowhere), QEL_ARCHIVE_DAMAGED) << nowhere;
     }
-    EXPECT_EQ(status_with(0, 16), QEL_ARCHIVE_OK) << "what stands there is seen when the sample is read";
-    EXPECT_EQ(status_with(0, size - 8), QEL_ARCHIVE_OK);
-    EXPECT_EQ(status_with(3, data_bit), QEL_ARCHIVE_DAMAGED) << "three properties without headers";
-    EXPECT_EQ(status_with(3, top), QEL_ARCHIVE_DAMAGED);
+    EXPECT_EQ(status_with_reference(built, top, 0, 16), QEL_ARCHIVE_OK)
+        << "what stands there is seen when the sample is read";
+    EXPECT_EQ(status_with_reference(built, top, 0, size - 8), QEL_ARCHIVE_OK);
+    EXPECT_EQ(status_with_reference(built, top, 3, data_bit), QEL_ARCHIVE_DAMAGED)
+        << "three properties without headers";
+    EXPECT_EQ(status_with_reference(built, top, 3, top), QEL_ARCHIVE_DAMAGED);
 }
 
 /// Compounds, each inside the one before.

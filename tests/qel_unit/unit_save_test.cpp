@@ -64,13 +64,6 @@ TEST_F(UnitSave, WritesThePresentTimeInSeconds) {
     EXPECT_LE(saved_at, after);
 }
 
-TEST_F(UnitSave, TwiceDiffersOnlyInTheTime) {
-    ASSERT_EQ(qel_unit_save(path.c_str(), &unit), 0);
-    const bytes first = read_file(path);
-    ASSERT_EQ(qel_unit_save(path.c_str(), &unit), 0);
-    EXPECT_EQ(without_time(read_file(path)), without_time(first));
-}
-
 TEST_F(UnitSave, ReplacesALongerFile) {
     test::write_file(path, bytes(1000, 0xFF));
     ASSERT_EQ(qel_unit_save(path.c_str(), &unit), 0);

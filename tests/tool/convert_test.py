@@ -27,12 +27,15 @@ PROGRAMS = os.environ["PROGRAMS"].split()
 class ConvertTest(ToolTest):
     NAMES = ["tokens.qel", "scene.bqel", "mesh.qelm", "agents.qeag"]
 
+    def assert_sound_results(self, folder, *others):
+        self.assertEqual(sorted(os.listdir(self.path(folder))), sorted([*self.NAMES, *others]))
+        self.assertEqual(self.qel("info", *(f"{folder}/{name}" for name in self.NAMES)).count("sound: yes\n"), 4)
+
     def test_makes_a_sound_file_of_each_format_and_names_them(self):
         paths = [f"out/{name}" for name in self.NAMES]
         self.assertEqual(self.qel("convert", "--by-bytes", TORUS, "-o", "out").splitlines(), paths)
         self.assertEqual(self.errors, "")
-        self.assertEqual(self.qel("info", *paths).count("sound: yes\n"), 4)
-        self.assertEqual(sorted(os.listdir(self.path("out"))), sorted(self.NAMES))
+        self.assert_sound_results("out")
 
     def test_the_results_are_those_that_the_library_makes(self):
         """The example calls it for all of them. Its scene has another rate and name; the time of a save, 8 bytes from 16
@@ -96,8 +99,7 @@ class ConvertTest(ToolTest):
     def test_takes_the_place_of_earlier_results(self):
         self.earlier_results()
         self.qel("convert", "--by-bytes", TORUS, "-o", "out")
-        self.assertEqual(self.qel("info", *(f"out/{name}" for name in self.NAMES)).count("sound: yes\n"), 4)
-        self.assertEqual(sorted(os.listdir(self.path("out"))), sorted([*self.NAMES, "other"]))
+        self.assert_sound_results("out", "other")
 
     def test_a_failure_changes_no_file_that_was_there(self):
         self.earlier_results()
@@ -115,8 +117,7 @@ class ConvertTest(ToolTest):
         longest = 255 - len("/agents.qeag")
         fits, long = self.folder_of_length(longest), self.folder_of_length(longest + 1)
         self.qel("convert", "--by-bytes", TORUS, "-o", fits)
-        self.assertEqual(sorted(os.listdir(self.path(fits))), sorted(self.NAMES))
-        self.assertEqual(self.qel("info", *(f"{fits}/{name}" for name in self.NAMES)).count("sound: yes\n"), 4)
+        self.assert_sound_results(fits)
         self.fails(f"{TORUS}: record run: {long}: the path is too long: an agent directory keeps no more than 255 bytes of its "
                    "own, which would have 256", "convert", "--by-bytes", TORUS, "-o", long)
         self.assertFalse(os.path.exists(self.path(long)))
