@@ -139,15 +139,7 @@ TEST(UnitCreate, LeavesTokensBeyondAllNodesOutOfTheIndexes) {
 
 class UnitCreateFailure : public testing::Test {
   protected:
-    UnitCreateFailure() {
-        unit.version = 77;
-        unit.count = 77;
-        unit.extra = 77;
-        unit.tokens = reinterpret_cast<qel_token *>(&marker);
-        unit.morton_index = reinterpret_cast<qel_hash_index *>(&marker);
-        unit.hex_index = reinterpret_cast<qel_hash_index *>(&marker);
-        unit.order = reinterpret_cast<std::uint32_t *>(&marker);
-    }
+    UnitCreateFailure() { std::memset(&unit, 0xEE, sizeof unit); }
 
     void expect_numbers_set() const {
         EXPECT_EQ(unit.version, 1u);
@@ -161,23 +153,23 @@ class UnitCreateFailure : public testing::Test {
         EXPECT_EQ(unit.hex_index, nullptr);
     }
 
+    std::int32_t create(qel_unit *into, std::uint32_t count) const {
+        return qel_unit_create(into, count, arrays.mortons.data(), arrays.hex_ids.data(),
+                               arrays.payloads.data(), arrays.layers.data());
+    }
+
     const token_arrays arrays{five_tokens()};
-    char marker = 0;
-    qel_unit unit = {};
+    qel_unit unit;
 };
 
 TEST_F(UnitCreateFailure, LeavesTheUnitAloneForCountZero) {
     const qel_unit before = unit;
-    EXPECT_EQ(qel_unit_create(&unit, 0, arrays.mortons.data(), arrays.hex_ids.data(), arrays.payloads.data(),
-                              arrays.layers.data()),
-              -1);
+    EXPECT_EQ(create(&unit, 0), -1);
     EXPECT_EQ(std::memcmp(&unit, &before, sizeof unit), 0);
 }
 
 TEST_F(UnitCreateFailure, RefusesNoUnit) {
-    EXPECT_EQ(qel_unit_create(nullptr, 5, arrays.mortons.data(), arrays.hex_ids.data(),
-                              arrays.payloads.data(), arrays.layers.data()),
-              -1);
+    EXPECT_EQ(create(nullptr, 5), -1);
 }
 
 TEST_F(UnitCreateFailure, OfTheTokensLeavesTheNumbersSetAndNoTokens) {
