@@ -98,7 +98,7 @@ void byte_search(digest &results) {
 }
 
 /// A container of groups that refer to anything before them, with sizes and counts that need not be true.
-archive_writer lying_archive(noise &random) {
+archive_writer damaged_archive(noise &random) {
     archive_writer archive;
     std::vector<std::uint64_t> nodes = {archive_writer::empty_group, archive_writer::empty_data};
     const auto any_node = [&] { return nodes[random.below(static_cast<std::uint32_t>(nodes.size()))]; };
@@ -129,10 +129,10 @@ archive_writer lying_archive(noise &random) {
     return archive;
 }
 
-void lying_archives(digest &results) {
+void damaged_archives(digest &results) {
     noise random(14);
     for (int i = 0; i < 12; ++i) {
-        bytes content = lying_archive(random).content();
+        bytes content = damaged_archive(random).content();
         if (i % 3 == 0)
             content.resize(content.size() - random.below(static_cast<std::uint32_t>(content.size() / 2)));
         read_archive(results, content);
@@ -158,7 +158,7 @@ void schemas(digest &results) {
 
 const job archive_jobs[] = {{"whole_archives", whole_archives},
                             {"byte_search", byte_search},
-                            {"lying_archives", lying_archives},
+                            {"damaged_archives", damaged_archives},
                             {"schemas", schemas},
                             {nullptr, nullptr}};
 
