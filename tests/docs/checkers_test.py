@@ -94,11 +94,11 @@ class Pages(unittest.TestCase):
         page = PROJECT / "docs" / "units.md"
         return list(check_pages.check_page(page, page.read_text(encoding="utf-8") + f"\n{addition}\n", self.everything))
 
-    def test_what_is_there_may_be_named(self):
+    def test_existing_names_are_accepted(self):
         self.assertEqual(self.check("`scripts/lint.sh --fix`, `-DBUILD_TESTING=OFF`, `qel_unit_load`, `src/common/file`, `UnitLoad.SortsByKeyAndKeepsEveryByte`, "
                                     "`cmake --preset release`, [x](guarantees.md#threads), [y](../include/qel_unit.h#scene)"), [])
 
-    def test_what_is_not_there_is_noticed(self):
+    def test_missing_names_are_reported(self):
         for addition, reason in (("`scripts/gone.sh`", "not there"), ("`scripts/lint.sh --gone`", "does not know"),
                                  ("`-DQEL_GONE=ON`", "nothing reads"), ("`qel_unit_gone`", "is nowhere"),
                                  ("`UnitLoad.IsGone`", "the test UnitLoad.IsGone"), ("`cmake --preset gone`", "preset gone"), ("`find_package(qel_unit 9.9)`", "version 9.9"),

@@ -138,7 +138,7 @@ class Style(unittest.TestCase):
                  "bindings/python/qel_unit/part.py:2: 121 columns of 120")):
             self.assertEqual(problems(changes), [expected])
 
-    def test_an_exception_that_is_none_is_noticed(self):
+    def test_an_exception_without_a_fault_is_reported(self):
         sources = [check_style.Source(path, text, check_style.code_of(text)) for path, text in TREE.items()]
         for untested, across, expected in (
                 ({"src/qel_unit/part.cpp": "so"}, {}, "is tested all the same"),
@@ -151,7 +151,7 @@ class Style(unittest.TestCase):
         line = "    return longest_in(parts);"
         self.assertEqual(problems({"src/qel_unit/part.cpp": SOURCE.replace("    return QEL_OK;", line)}), [])
 
-    def test_the_script_says_whether_a_project_is_sound(self):
+    def test_the_script_returns_whether_a_project_is_sound(self):
         script = PROJECT / "scripts" / "check_style.py"
         with tempfile.TemporaryDirectory() as folder:
             source, page, built = (pathlib.Path(folder, path) for path in ("src/heap.h", "docs/page.md", "build/page.md"))

@@ -39,7 +39,7 @@ class Reader(unittest.TestCase):
                          ("the directory is full", '"Camera"'))
         self.assertEqual([name for name, meaning in meanings.items() if not meaning], [])
 
-    def test_passes_nothing_over(self):
+    def test_skips_no_declaration(self):
         for old, new in (("QEL_API uint64_t ruv_sqrt(uint64_t n);", "QEL_API int x(int);\nQEL_API int ruv_sqrt(int n);"),
                          ("/** A skin. */", "struct uncommented {\n    int x;\n};\n/** A skin. */"),
                          ("QEL_ILOGIC_HALVE = 3", "QEL_ILOGIC_HALVE = 1 + 2"),

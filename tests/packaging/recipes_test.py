@@ -37,7 +37,7 @@ class Recipes(unittest.TestCase):
         self.addCleanup(folder.cleanup)
         self.scratch = pathlib.Path(folder.name)
 
-    def test_the_tarball_holds_the_sources_alone(self):
+    def test_the_tarball_holds_only_the_sources(self):
         tarball = FOLDER / (NAME + ".tar.gz")
         for digest in ("sha256", "sha512"):
             self.assertEqual((FOLDER / f"{NAME}.tar.gz.{digest}").read_text(),
@@ -52,7 +52,7 @@ class Recipes(unittest.TestCase):
             self.assertIn(f"{NAME}/{wanted}", names)
         self.assertEqual([name for name in names if not name.startswith(NAME) or "/build/" in name or "/.git/" in name], [])
 
-    def test_no_place_is_left_open(self):
+    def test_every_placeholder_is_filled(self):
         for recipe in ("vcpkg", "conan"):
             for file in (FOLDER / recipe).iterdir():
                 self.assertNotIn("@VERSION@", file.read_text())
@@ -71,7 +71,7 @@ class Recipes(unittest.TestCase):
         run("cmake", "--build", self.scratch / "program")
         run(self.scratch / "program" / "archive_mesh", HARBOUR)
 
-    def test_conan_builds_what_its_package_info_says(self):
+    def test_conan_builds_what_its_package_info_declares(self):
         path = FOLDER / "conan" / "conanfile.py"
         ast.parse(path.read_text(encoding="utf-8"))
         conan_steps.offer()

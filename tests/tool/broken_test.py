@@ -28,7 +28,7 @@ class BrokenFileTest(ToolTest):
         out = self.verdict(self.file(content), f"not sound: {problem}")
         self.assertIn(f"sound: no\nproblem: {problem}\n", out)
 
-    def test_what_is_no_file_of_ours(self):
+    def test_other_files_are_refused(self):
         self.fails("missing: No such file or directory", "info", "missing")
         self.fails(".: Is a directory", "info", ".")
         self.fails("file: the file is empty", "info", self.file(b""))
@@ -106,7 +106,7 @@ class BrokenFileTest(ToolTest):
         self.broken(whole[:counts] + struct.pack("<I", 3) + whole[counts + 4:],
                     "its faces need 4607 corners, it has 4608")
 
-    def test_faces_that_are_half_there_are_left_out_and_told(self):
+    def test_incomplete_faces_are_omitted_and_reported(self):
         corners = json.loads(self.qel("dump", "--by-bytes", TORUS, "--json"))["face_indices"]
         content = self.content(TORUS)
         place = content.index(struct.pack("<8I", *corners[:8]))
@@ -118,12 +118,12 @@ class BrokenFileTest(ToolTest):
         self.qel("convert", "--by-bytes", name, "-o", "out")
         self.assertEqual(self.qel("info", "out/mesh.qelm", "out/scene.bqel").count("sound: yes\n"), 2)
 
-    def test_an_archive_without_a_mesh_is_sound_but_of_no_use(self):
+    def test_an_archive_without_a_mesh_is_sound_but_cannot_be_converted(self):
         out = self.verdict(self.file(files.archive()), "no mesh was found")
         self.assertIn("mesh: none found\n", out)
         self.assertIn("sound: yes\n", out)
 
-    def test_files_of_other_kinds_are_told_by_their_names(self):
+    def test_files_of_other_kinds_are_reported_by_their_names(self):
         pointer = b"version https://git-lfs.github.com/spec/v1\noid sha256:4d7a2146\nsize 12345\n"
         for content, what in [
             (b"\x89HDF\r\n\x1a\n" + bytes(100), "an Alembic archive in the older HDF5 container, which is not read"),
@@ -134,7 +134,7 @@ class BrokenFileTest(ToolTest):
         ]:
             self.verdict(self.file(content), what)
 
-    def test_what_normal_use_makes_is_sound(self):
+    def test_results_of_the_library_are_sound(self):
         twice = [(b"2A9E0100", 0), (b"2A9E0101", 2), (b"2A9E0100", 2)]  # the counter of ids has come round
         out = self.qel("info", self.file(files.agents(twice)))
         self.assertIn("agents: 3\n", out)
@@ -145,7 +145,7 @@ class BrokenFileTest(ToolTest):
         self.assertIn("triangles: 2\n", out)
         self.qel("view", name, "-o", "page.html")
 
-    def test_a_broken_archive_is_dumped_as_far_as_it_goes(self):
+    def test_the_readable_part_of_a_damaged_archive_is_dumped(self):
         name = self.file(self.with_a_wrong_corner(self.content(TORUS)))
         got = json.loads(self.qel("dump", "--by-bytes", name, "--json", status=1))
         self.assertEqual((len(got["positions"]), got["face_indices"][4]), (1152, 5000))

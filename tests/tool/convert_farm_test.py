@@ -58,7 +58,7 @@ class ListTest(WholeToolTest):
             self.qel("convert", HARBOUR, "-o", "out", "--shard", text, status=2)
             self.assertIn(f'"{text}" is no part I/N with I from 1 to N', self.errors)
 
-    def test_json_says_what_was_made_and_what_it_took(self):
+    def test_json_reports_the_results_and_their_cost(self):
         one = json.loads(self.qel("convert", "--json", HARBOUR, "-o", "out"))
         self.assertEqual({name: one[name] for name in ("archive", "folder", "meshes", "vertices", "triangles", "frames", "tokens")},
                          {"archive": HARBOUR, "folder": "out", "meshes": 23, "vertices": 2138, "triangles": 3690, "frames": 48, "tokens": 2138})
@@ -75,7 +75,7 @@ class ListTest(WholeToolTest):
         held = bytes(300 << 20)
         self.assertLess(json.loads(self.qel("convert", "--json", HARBOUR, "-o", "out"))["peak_memory"], len(held))
 
-    def test_a_slow_archive_keeps_no_other_waiting_and_lines_stay_in_order(self):
+    def test_a_slow_archive_delays_no_other_and_lines_keep_their_order(self):
         """A pipe whose writer takes its time is a slow archive; all others are done before it."""
         os.mkfifo(self.path("slow"))
         names = ["slow"] + [HARBOUR] * 5
@@ -107,7 +107,7 @@ class ResumeTest(WholeToolTest):
         before = [line[3] for line in lines if line.endswith(": done before")]
         return "".join(line[3] for line in lines if line[3] not in before), "".join(before)
 
-    def test_what_is_done_is_left_out_and_what_has_changed_is_done_again(self):
+    def test_finished_archives_are_skipped_and_changed_ones_are_converted_again(self):
         self.assertEqual(self.done(), ("abc", ""))
         self.assertEqual(self.done(), ("", "abc"))
         self.assertEqual(self.done("-j", "3"), ("", "abc"))
@@ -115,7 +115,7 @@ class ResumeTest(WholeToolTest):
         self.assertEqual(self.done(), ("b", "ac"))
         self.assertEqual(self.done(), ("", "abc"))
 
-    def test_another_choice_is_other_work(self):
+    def test_another_choice_is_converted_again(self):
         self.assertEqual(self.done(), ("abc", ""))
         for words in (("--only", "tokens"), ("--mesh", "still"), ("--mesh", "s*"), ("--frame", "11"), ("--range", "10:12"), ("--points",),
                       ("--object-space",)):
@@ -142,7 +142,7 @@ class ResumeTest(WholeToolTest):
             self.assertEqual(self.done(status=1), wanted)
             self.assertRegex(self.errors, r"\Aqel: in/bad.abc: ")
 
-    def test_a_run_that_was_killed_goes_on(self):
+    def test_a_killed_run_is_continued(self):
         for name in range(60):
             self.small(f"n{name:02}")
         with subprocess.Popen([QEL, "convert", "--resume", "in", "-o", "out"], cwd=self.folder, stdout=subprocess.PIPE) as run:
@@ -161,12 +161,12 @@ class ResumeTest(WholeToolTest):
         self.assertEqual(self.done(), ("abc", ""))
         self.assertNotIn("done before", self.qel("convert", "in", "-o", "out"))
 
-    def test_standard_input_is_never_done_before(self):
+    def test_standard_input_is_always_converted(self):
         for _ in range(2):
             self.assertIn("23 meshes", self.qel("convert", "--resume", "-", "-o", "out", stdin=self.content(HARBOUR)))
         self.assertNotIn(".converted", os.listdir(self.path("out")))
 
-    def test_json_says_what_was_done_before(self):
+    def test_json_reports_earlier_results(self):
         self.done()
         lines = [json.loads(line) for line in self.qel("convert", "--json", "--resume", "in", "-o", "out").splitlines()]
         self.assertEqual(lines, [{"archive": f"in/{name}.abc", "folder": f"out/{name}", "done_before": True} for name in "abc"])

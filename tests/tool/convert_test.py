@@ -179,7 +179,7 @@ class ConvertTest(ToolTest):
         os.symlink("../loop", self.path("out/agents.qeag"))
         self.fails(f"{TORUS}: output folder: out/agents.qeag: its links lead to one another", "convert", "--by-bytes", TORUS, "-o", "out")
 
-    def test_no_message_tells_of_a_path_that_is_not_there_afterwards(self):
+    def test_no_message_names_a_path_that_is_missing_afterwards(self):
         self.qel("convert", "--by-bytes", "-v", TORUS, "-o", "out")
         self.assertNotIn(".unfinished", self.errors)
         for path in re.findall(r"\S*out/\S+", self.errors):
@@ -239,14 +239,14 @@ class SlowConvertTest(ToolTest):
             self.assertEqual(run.wait(), -signal.SIGTERM)
         self.assertEqual(os.listdir(self.folder), [])
 
-    def test_an_interruption_that_the_caller_ignores_is_none(self):
+    def test_an_interruption_that_the_caller_ignores_has_no_effect(self):
         ignore = lambda: signal.signal(signal.SIGHUP, signal.SIG_IGN)
         with self.begun("out", stdout=subprocess.DEVNULL, preexec_fn=ignore) as run:
             run.send_signal(signal.SIGHUP)
             self.assertEqual(run.wait(), 0)
         self.assertEqual(sorted(os.listdir(self.path("out"))), sorted(ConvertTest.NAMES))
 
-    def test_a_killed_run_is_in_no_later_ones_way(self):
+    def test_a_killed_run_does_not_block_the_next(self):
         with self.begun("out") as run:
             run.kill()
         self.assertEqual(os.listdir(self.path("out")), [".unfinished-0"])

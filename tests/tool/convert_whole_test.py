@@ -131,13 +131,13 @@ class WholeTest(WholeToolTest):
             self.qel("convert", name, "-o", "none", *words, status=2)
         self.assertFalse(os.path.exists(self.path("none")))
 
-    def test_each_in_its_own_space_where_asked(self):
+    def test_each_in_its_own_space_if_requested(self):
         own, world = self.scene(HARBOUR, "--object-space"), self.scene(HARBOUR)
         at = [mesh["name"] for mesh in own.meshes].index("/harbour/windmill/tower")
         self.assertNotEqual(own.meshes[at]["positions"], world.meshes[at]["positions"])
         self.assertEqual(self.scene(self.archive("changing"), "--object-space").frames[2]["meshes"][2][0], 0)
 
-    def test_only_what_is_asked_for_is_made(self):
+    def test_only_the_requested_results_are_made(self):
         for parts, wanted in (("tokens", ["tokens.qel"]), ("scene", ["scene.bqel"]), ("agents", ["agents.qeag"]),
                               ("cache", ["meshes/harbour.island.rock.qelm", "meshes/harbour.lighthouse.rock.qelm"]), ("tokens,scene", ["scene.bqel", "tokens.qel"])):
             shutil.rmtree(self.path("out"), ignore_errors=True)
@@ -233,7 +233,7 @@ class ManyTest(WholeToolTest):
         self.assertEqual(self.errors.count("output folder: file: is no folder"), 2, self.errors)
 
     @unittest.skipUnless(os.path.exists("/proc/self/status"), "processes do not end with their parent here")
-    def test_none_goes_on_when_the_command_is_ended(self):
+    def test_all_workers_stop_when_the_command_is_ended(self):
         os.mkfifo(self.path("pipe"))
         with subprocess.Popen([QEL, "convert", "pipe", "pipe", "-j", "2", "-o", "out"], cwd=self.folder) as run:
             time.sleep(0.3)
@@ -278,6 +278,6 @@ class HarmTest(WholeToolTest):
             self.assertRegex(self.errors, r"\Aqel: cut\.abc: .+\n\Z")
             self.assertFalse(os.path.exists(self.path("out")))
 
-    def test_other_kinds_are_told(self):
+    def test_other_kinds_are_reported(self):
         self.fails("file: is of the kind unit, but convert wants archive", "convert", self.file(files.unit([])), "-o", "out")
         self.fails("missing: No such file or directory", "convert", "missing", "-o", "out")

@@ -25,7 +25,7 @@ class NearestTest(ToolTest):
         packed = json.loads(self.qel("nearest", name, "1,2,3", "-p", "-j", "-k", "1"))
         self.assertEqual((packed["key"], packed["nearest"][0]["token"]), ("4295098371", 1))
 
-    def test_a_place_that_is_none_is_a_wrong_call(self):
+    def test_an_invalid_position_is_a_wrong_call(self):
         name = self.file(files.unit(files.THREE))
         for place in ("", "x", "1,2", "1,2,48", "1,2,3,4", "+1", "1 ", "0x", "99999999999999999999", "1,,3"):
             self.assertEqual(self.qel("nearest", name, place, status=2), "")
@@ -51,7 +51,7 @@ class NearestTest(ToolTest):
         for words in (("--position=1,2,3",), ("--position=x", "--scene", "out/scene.bqel"), ("--scene", "out/scene.bqel")):
             self.qel("nearest", "out/tokens.qel", *words, status=2)
 
-    def test_wants_a_unit(self):
+    def test_requires_a_unit(self):
         self.fails("file: is of the kind mesh cache, but nearest wants unit", "nearest", self.file(files.cache()), "1")
         self.assertEqual(len(self.qel("nearest", self.file(files.unit([])), "1").splitlines()), 1)
 
@@ -150,7 +150,7 @@ class DumpTest(ToolTest):
         self.fails(f"{HARBOUR}: has no object /none", "dump", HARBOUR, "--path", "/none")
         self.qel("dump", self.file(files.unit(files.THREE)), "--sample", "1", status=2)
 
-    def test_a_damaged_sample_is_told_and_the_rest_is_written(self):
+    def test_a_damaged_sample_is_reported_and_the_rest_is_written(self):
         content = self.content(HARBOUR)
         values = json.loads(self.qel("dump", HARBOUR, "--json", "--path", "/harbour/boat", "--sample", "0"))
         moves = next(p for p in values["objects"][0]["properties"] if p["name"] == ".xform/.vals")["samples"][0]["values"][0]

@@ -13,7 +13,7 @@ class InfoArchiveTest(WholeToolTest):
     def told(self, *arguments, **how):
         return json.loads(self.qel("info", "--json", *arguments, **how))
 
-    def test_who_wrote_it_what_is_in_it_and_when(self):
+    def test_the_writer_the_counts_and_the_times(self):
         told = self.told(HARBOUR)
         self.assertEqual({name: told[name] for name in ("written_by", "library_version", "objects", "frames", "start_in_seconds",
                                                         "frames_a_second", "meshes_shown", "points_curves_and_patches")},
@@ -60,7 +60,7 @@ class InfoArchiveTest(WholeToolTest):
         self.assertEqual([about["path"] for about in objects], ["/", "/growing", "/still", "/arm", "/arm/hand"])
         self.assertIn({"name": ".geom/P", "values": "float32[3]", "array": True, "samples": 3}, objects[1]["properties"])
 
-    def test_hostile_names_command_nothing(self):
+    def test_control_characters_of_names_are_escaped(self):
         name = self.archive("names")
         for words in ((), ("--tree",), ("--json",), ("--json", "--tree")):
             for line in self.qel("info", name, *words).split("\n"):
@@ -78,14 +78,14 @@ class InfoArchiveTest(WholeToolTest):
         self.fails("cut.abc: the archive is damaged, cut short or was never finished", "info",
                    self.file(self.content(HARBOUR)[:50000], "cut.abc"))
 
-    def test_the_byte_search_says_how_far_it_may_be_believed_and_which_mesh_it_found(self):
+    def test_the_byte_search_reports_its_verdict_and_the_mesh_it_found(self):
         told = self.told("--by-bytes", TORUS)
         self.assertEqual(told["byte_search"], "likely a mesh")
         told = self.told("--by-bytes", HARBOUR, status=None)
         self.assertIn(told["byte_search"].split(":")[0], ("likely a mesh", "doubtful", "not a mesh"))
         self.assertRegex(told["real_mesh"], r'\A("/harbour/.+", sample \d+|none: no object has these positions)\Z')
 
-    def test_whole_numbers_that_were_taken_for_positions_are_no_mesh(self):
+    def test_integers_mistaken_for_positions_are_no_mesh(self):
         points = json.loads(self.qel("dump", "--by-bytes", TORUS, "--json"))["positions"]
         content = self.content(TORUS)
         place = content.index(struct.pack("<12f", *sum(points[:4], [])))

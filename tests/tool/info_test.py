@@ -48,7 +48,7 @@ class InfoTest(ToolTest):
                          ["archive", "1152", "1152", "4608", "(-4, -4, -1) to (4, 4, 1)", "yes"])
         self.assertNotIn("time", facts)
 
-    def test_json_says_the_same_as_the_lines_of_every_kind(self):
+    def test_json_equals_the_lines_of_every_kind(self):
         contents = (files.unit(files.THREE), files.scene(), files.cache(), files.agents([(b"2A9E0100", 0)]))
         for call in [(self.file(content, f"file{i}"),) for i, content in enumerate(contents)] + [(HARBOUR,), (TORUS, "--by-bytes")]:
             lines = dict(line.split(": ", 1) for line in self.qel("info", *call).splitlines())
@@ -71,7 +71,7 @@ class InfoTest(ToolTest):
             self.file(files.cache(), "pipe")
             self.assertIn(b"kind: mesh cache\n", run.stdout.read())
 
-    def test_a_pipe_that_is_none_of_the_formats_is_not_copied_first(self):
+    def test_a_pipe_of_another_format_is_not_copied_first(self):
         self.fails("/dev/zero: not a unit, scene, mesh cache, agent directory or archive", "info", "/dev/zero",
                    preexec_fn=lambda: at_most(1000))
 
@@ -94,7 +94,7 @@ class InfoTest(ToolTest):
         self.qel("info", "-", stdin=b"no file of ours", env={**os.environ, "TMPDIR": self.folder}, status=1)
         self.assertEqual(os.listdir(self.folder), [])
 
-    def test_several_files_are_all_told_and_one_failure_counts(self):
+    def test_several_files_are_all_reported_and_one_failure_counts(self):
         out = self.fails("missing: No such file or directory", "info", self.file(files.unit(files.THREE)), "missing", HARBOUR)
         self.assertEqual(out.count("sound: yes"), 2)
 
@@ -112,7 +112,7 @@ class InfoTest(ToolTest):
         self.qel("convert", HARBOUR, "-o", "[a,b]")
         self.assertTrue(os.path.exists(self.path("[a,b]/tokens.qel")))
 
-    def test_a_name_cannot_command_the_terminal(self):
+    def test_control_characters_of_names_are_escaped(self):
         self.fails(r"\x1B[31m: No such file or directory", "info", "\x1b[31m")
         text = self.qel("info", self.file(files.scene([files.mesh(name=b"\x1b]0;x\x07")])))
         self.assertIn(r'"\x1B]0;x\x07"', text)

@@ -42,7 +42,7 @@ class HeapTest(ToolTest):
         self.assertRegex(run.stderr, r"\Aqel: .+\n\Z" if run.returncode else r"\A\Z", number)
         return run.returncode
 
-    def test_convert_asks_for_no_index_that_no_result_needs(self):
+    def test_convert_allocates_no_index_that_no_result_needs(self):
         """To fill one takes longer than a small archive's whole conversion."""
         for call in (("convert", HARBOUR), ("convert", "--by-bytes", TORUS)):
             self.assertLess(max(map(int, self.asked_for(QEL, *call, "-o", "out"))), INDEX // 4, call)
@@ -106,7 +106,7 @@ class DiskTest(ToolTest):
         self.qel("convert", "--by-bytes", TORUS, "-o", "out")
         self.assertEqual({name: os.path.getsize(self.path("out/" + name)) for name in self.SIZES}, self.SIZES)
 
-    def test_a_disk_that_is_full_for_the_agent_directory_is_told_and_nothing_stays(self):
+    def test_a_full_disk_for_the_agent_directory_is_reported_and_leaves_nothing(self):
         for room in (0, 1, 24, 103):
             self.fails(f"{HARBOUR}: record run: out/agents.qeag: the file was not written whole", "convert", HARBOUR, "-o", "out",
                        "--only", "agents", preexec_fn=lambda: at_most(room))
@@ -114,7 +114,7 @@ class DiskTest(ToolTest):
         self.qel("convert", HARBOUR, "-o", "out", "--only", "agents", preexec_fn=lambda: at_most(104))
         self.assertEqual(os.path.getsize(self.path("out/agents.qeag")), 104)
 
-    def test_a_disk_that_becomes_full_inside_any_result_is_told_and_nothing_stays(self):
+    def test_a_disk_that_fills_inside_any_result_is_reported_and_leaves_nothing(self):
         for name, size in self.SIZES.items():
             for room in (0, 1, 63, 64, 4096, size // 2, size - 1):
                 if room >= size:

@@ -27,7 +27,7 @@ class ViewTest(ToolTest):
         self.assertEqual([page.header["kind"] for page in pages],
                          ["archive, by its bytes", "scene", "mesh cache", "mesh cache"])
 
-    def test_an_archive_is_read_by_what_it_says(self):
+    def test_an_archive_is_read_by_its_structure(self):
         header = self.page(HARBOUR)[1].header
         self.assertEqual(header["kind"], "archive")
         self.assertEqual((len(header["times"]), header["rate"]), (48, 24))
@@ -58,7 +58,7 @@ class ViewTest(ToolTest):
         xs = [low + ((a + b) % 65536) / 65535 * (high - low) for a, b in zip(first[::3], step[::3])]
         self.assertEqual([round(x, 3) for x in xs], [1, 2, 1])
 
-    def test_a_page_stays_within_its_size_and_says_what_it_left_out(self):
+    def test_a_page_keeps_its_size_limit_and_reports_what_it_omits(self):
         generator = random.Random(14)
         points = [tuple(generator.random() for _ in range(3)) for _ in range(300000)]
         self.file(files.cache(positions=points, indices=(), box=(0, 0, 0, 1, 1, 1)), "many.qelm")
@@ -129,7 +129,7 @@ class ViewTest(ToolTest):
         other = self.page(self.file(files.scene([files.mesh(), files.mesh(ids=names)])))[1]
         self.assertEqual([number.to_bytes(8, "little") for number in other.array("identities")[-3:]], names)
 
-    def test_goes_to_standard_output_and_is_refused_where_there_is_nothing_to_see(self):
+    def test_goes_to_standard_output_and_is_refused_for_other_kinds(self):
         self.assertTrue(self.qel("view", HARBOUR, "-o", "-").startswith("<!DOCTYPE html>"))
         self.fails("file: is of the kind unit, but view wants an archive, a scene or a mesh cache", "view",
                    self.file(files.unit(files.THREE)), "-o", "page.html")
@@ -144,7 +144,7 @@ class ViewTest(ToolTest):
             self.assertEqual(self.errors, f"qel: {page}: is the input, which would be lost\n")
         self.assertEqual(self.content("x.abc"), self.content(TORUS))
 
-    def test_a_page_is_replaced_when_the_new_one_is_whole(self):
+    def test_a_page_is_replaced_once_the_new_one_is_complete(self):
         self.file(b"earlier", "page.html")
         os.chmod(self.path("page.html"), 0o600)
         os.symlink("page.html", self.path("link"))
@@ -175,7 +175,7 @@ class ViewTest(ToolTest):
         self.fails("loop: Too many levels of symbolic links", "view", HARBOUR, "-o", "loop")
         self.assertTrue(os.path.islink(self.path("loop")))
 
-    def test_a_full_disk_is_told(self):
+    def test_a_full_disk_is_reported(self):
         os.symlink(full_device(self), self.path("full.html"))
         self.fails("full.html: No space left on device", "view", HARBOUR, "-o", "full.html")
         self.assertTrue(stat.S_ISCHR(os.stat(self.path("full.html")).st_mode))

@@ -48,13 +48,13 @@ class ColourTest(TerminalTest):
         self.assertRegex(self.shown("nearest", "good.qel", "1"), r"\A\x1b\[1m +TOKEN .*HOPS\x1b\[0m\r\n")
         self.assertIn("\x1b[1;31mqel:\x1b[0m", self.shown("nonsense", status=2))
 
-    def test_colours_end_where_they_began_and_nothing_else_changes(self):
+    def test_colours_are_reset_and_nothing_else_changes(self):
         for call, status in ((("info", "good.qel", "cut.qel", "-v", HARBOUR, "--tree"), 1), (("nearest", "good.qel", "1"), 0)):
             plain = self.shown(*call, status=status, environment={"TERM": "dumb"})
             self.assertEqual(re.sub(r"\x1b\[[\d;]+m([^\x1b\r]+)\x1b\[0m", r"\1", self.shown(*call, status=status)), plain)
             self.assertNotIn("\x1b", plain)
 
-    def test_no_colours_where_they_are_not_wanted(self):
+    def test_no_colours_if_they_are_disabled(self):
         call = "info", "good.qel", "cut.qel", "none"
         for environment, coloured in (({**LIVELY, "NO_COLOR": "1"}, False), ({**LIVELY, "NO_COLOR": "no"}, False),
                                       ({"TERM": "dumb"}, False), ({}, False), ({"TERM": ""}, False), (LIVELY, True),
@@ -63,12 +63,12 @@ class ColourTest(TerminalTest):
             self.assertIn("\x1b[", self.shown(*call, "--color=always", status=1, environment=environment))
             self.assertNotIn("\x1b", self.shown(*call, "--color", "never", status=1, environment=environment))
 
-    def test_a_pipe_has_none_unless_it_is_told_to(self):
+    def test_a_pipe_has_none_unless_requested(self):
         for words, coloured in (((), False), (("--color=auto",), False), (("--color=never",), False), (("--color=always",), True)):
             out = self.qel("info", "good.qel", "none", *words, status=1, env={**os.environ, **LIVELY})
             self.assertEqual(("\x1b[32m" in out, "\x1b[1;31m" in self.errors), (coloured, coloured), words)
 
-    def test_each_stream_is_asked_by_itself(self):
+    def test_each_stream_is_tested_separately(self):
         terminal, end = open_terminal(self)
         with subprocess.Popen([QEL, "info", "good.qel", "none"], cwd=self.folder, stdout=subprocess.PIPE, stderr=end,
                               env={**os.environ, **LIVELY}) as run:
@@ -76,14 +76,14 @@ class ColourTest(TerminalTest):
             self.assertIn("\x1b[1;31mqel:\x1b[0m none", read_terminal(terminal))
             self.assertNotIn(b"\x1b", run.stdout.read())
 
-    def test_what_programs_read_has_none_ever(self):
+    def test_machine_readable_output_never_has_any(self):
         for call in (("info", "--json", "good.qel"), ("dump", "good.qel"), ("dump", "--json", "good.qel"),
                      ("nearest", "--json", "good.qel", "1")):
             self.assertNotIn("\x1b", self.qel(*call, "--color=always"))
 
 
 class QuietTest(TerminalTest):
-    def test_every_command_takes_it_and_keeps_results_and_errors(self):
+    def test_every_command_accepts_it_and_keeps_results_and_errors(self):
         self.file(files.unit(files.THREE), "good.qel")
         calls = {"info": ("info", "good.qel"), "convert": ("convert", HARBOUR, "-o", "out"), "nearest": ("nearest", "good.qel", "1"),
                  "dump": ("dump", "good.qel"), "view": ("view", HARBOUR, "-o", "-")}
@@ -107,7 +107,7 @@ class ProgressTest(TerminalTest):
     CALL = "convert", HARBOUR, "-o", "out"
     ENVIRONMENT = {**LIVELY, "LD_PRELOAD": SLOW_STEP or ""}
 
-    def test_the_line_tells_how_many_how_fast_and_how_long_yet(self):
+    def test_the_line_has_the_count_the_rate_and_the_remaining_time(self):
         lines = re.findall(r"\r\x1b\[Kcaches … ([\d.]+) s, (\d+) of 23, ([\d.]+)/s, (\d+) s left", self.shown(*self.CALL, environment=self.ENVIRONMENT))
         self.assertGreater(len(lines), 2)
         before = 0
@@ -118,7 +118,7 @@ class ProgressTest(TerminalTest):
             self.assertAlmostEqual(left, (23 - done) / rate, delta=0.5 + (23 - done) * 0.05 / rate ** 2 + 0.01)
         self.assertGreater(before, int(lines[0][1]))
 
-    def test_the_line_is_gone_in_the_end(self):
+    def test_the_line_is_removed_at_the_end(self):
         shown = self.shown(*self.CALL, environment=self.ENVIRONMENT)
         self.assertRegex(shown, r"s left\r\x1b\[K[^…]*harbour\.abc: 23 meshes, [^\r]*\r\n\Z")
 
@@ -128,7 +128,7 @@ class ProgressTest(TerminalTest):
             self.assertGreater(len(lines), 2)
             self.assertEqual(set(map(len, lines)), {columns - 1})
 
-    def test_no_line_where_none_is_wanted(self):
+    def test_no_line_if_it_is_disabled(self):
         for words, environment in (((), {"TERM": "dumb"}), ((), {}), (("-q",), {}), (("--quiet",), LIVELY), (("--quiet", "--color=always"), LIVELY)):
             shown = self.shown(*self.CALL, *words, environment={"LD_PRELOAD": SLOW_STEP, **environment})
             self.assertNotIn("…", shown)

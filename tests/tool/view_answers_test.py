@@ -38,7 +38,7 @@ class SearchTest(PageTest):
         self.assertEqual(self.search(browser, "17000000")[1], "No token has the identity or the key 17000000.")
         self.assertEqual(browser.complaints(), [])
 
-    def test_what_is_not_found_is_said(self):
+    def test_a_missing_token_is_reported(self):
         browser = self.browse("torus")
         for wanted, said in (("99999999999", "No token has the key 99999999999."), ("FFFFFFFF", "No token has the identity FFFFFFFF."),
                              ("00FFFFFF", "No token has the identity 00FFFFFF."), ("24,24,24", "No token stands in cell 24, 24, 24."),
@@ -62,7 +62,7 @@ class SearchTest(PageTest):
         self.assertEqual(len(set(found)), 6, found)
         self.assertEqual(found[6], found[0])
 
-    def test_the_nearest_tokens_are_those_that_qel_nearest_tells(self):
+    def test_the_nearest_tokens_are_those_of_qel_nearest(self):
         browser = self.browse("torus")
         self.search(browser, "0000012C")
         card = browser.text("#card")
@@ -212,7 +212,7 @@ class TakeTest(PageTest):
             self.assertIn("1\u2009152 vertices", browser.text("#counts"))
         self.assertEqual(browser.complaints(), [])
 
-    def test_the_record_of_a_token_is_what_the_unit_holds(self):
+    def test_the_record_of_a_token_equals_that_of_the_unit(self):
         browser = self.browse("torus")
         browser.run(self.CATCH)
         self.search(browser, "0000012C")

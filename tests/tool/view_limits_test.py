@@ -75,7 +75,7 @@ class ArchivesTest(PageTest):
         self.assertRegex(browser.text("#frame-text"), r"\A(\d+) / \1 ")
         self.assertNotEqual(self.half(browser, "#mesh-pane", "archive-last-" + name), first, name)
 
-    def test_every_archive_opens_and_is_drawn_or_told_to_be_empty(self):
+    def test_every_archive_opens_and_is_drawn_or_reported_empty(self):
         paths = sorted(glob.glob(os.path.join(FOLDER, "*.abc")))
         self.assertGreater(len(paths), 5)
         browser = self.browse("torus")

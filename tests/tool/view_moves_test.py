@@ -88,7 +88,7 @@ class MovesTest(PageTest):
         for old, new in zip(before, self.halves(browser, "z-up")):
             self.assertNotEqual(old, new)
 
-    def test_what_stands_on_z_0_has_z_up_but_not_ground_that_lies_around_y_0(self):
+    def test_meshes_above_z_0_have_z_up_but_flat_ground_around_y_0_does_not(self):
         browser = self.browse("harbour")
         for name, size, up in (("figure", (1, 0.6, 2), "Z up"), ("ground", (4, 0.2, 4), "Y up"), ("high", (0.5, 2, 0.5), "Z up")):
             points = [(x * size[0], (y - 0.5) * size[1], z * size[2]) for x in (0, 1) for y in (0, 1) for z in (0, 1)]
@@ -204,5 +204,5 @@ class TimeTest(PageTest):
         self.assertEqual(self.frame(browser), stopped - 1)
         self.assertEqual(browser.complaints(), [])
 
-    def test_where_nothing_moves_there_is_no_time(self):
+    def test_a_scene_without_motion_has_no_slider(self):
         self.assertEqual(self.browse("torus").box("#time")[2], 0)

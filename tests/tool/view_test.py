@@ -37,7 +37,7 @@ class DrawingTest(PageTest):
                     self.assertGreater(sum(a != b for a, b in zip(old, new)), 50)
             self.assertEqual(browser.complaints(), [])
 
-    def test_what_stands_under_the_pointer_is_told_in_both_halves(self):
+    def test_picking_reports_the_object_in_both_halves(self):
         browser = self.browse("points")
         for number in (7, 50, 88):
             self.search(browser, f"{number:08X}")
@@ -48,7 +48,7 @@ class DrawingTest(PageTest):
                 browser.point(*self.centre(browser, pane))
                 self.assertIn(f"Identity\n{number:08X}\n", browser.text("#card"))
 
-    def test_a_vertex_that_was_pointed_at_stands_under_the_pointer_when_it_comes_to_the_middle(self):
+    def test_a_picked_vertex_is_under_the_pointer_once_it_is_centered(self):
         browser = self.browse("torus")
         for page in ("torus", "two", "harbour"):
             self.visit(browser, self.pages.make(page))
@@ -82,7 +82,7 @@ class DrawingTest(PageTest):
         self.assertEqual(plain[1], tinted[1])
         self.assertEqual(browser.complaints(), [])
 
-    def test_filters_by_level_and_by_layer_hold_tokens_back_and_give_them_again(self):
+    def test_filters_by_level_and_by_layer_hide_tokens_and_show_them_again(self):
         browser = self.browse("two")
         cells = lambda: int(re.sub(r"\D", "", browser.text("#token-note")))
         every, first = cells(), self.half(browser, "#token-pane")
@@ -133,7 +133,7 @@ class DrawingTest(PageTest):
 
 
 class PhoneTest(PageTest):
-    def test_everything_stands_on_390_pixels_and_a_tap_reads_a_token(self):
+    def test_everything_fits_390_pixels_and_a_tap_reads_a_token(self):
         browser = self.browse("torus", 390, 844, mobile=True, scale=2)
         for page in ("torus", "harbour"):
             self.visit(browser, self.pages.make(page))
@@ -199,7 +199,7 @@ class LargeTest(PageTest):
         self.check_card(self.hover(browser, "#token-pane")[0])
         self.assertEqual(browser.complaints(), [])
 
-    def test_what_moves_is_drawn_with_fewer_pixels_and_at_rest_in_full_again(self):
+    def test_motion_lowers_the_resolution_and_rest_restores_it(self):
         self.pages.add("hundred", ".qelm", files.sheet(225))
         browser = self.browse("hundred")
         first, size = self.halves(browser, "hundred"), self.canvas(browser)

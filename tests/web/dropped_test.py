@@ -17,7 +17,7 @@ def without_time(name, content):
 
 
 class PictureTest(DroppedTest):
-    def test_a_dropped_scene_is_shown_plays_hides_a_mesh_and_answers_a_query(self):
+    def test_a_dropped_scene_is_shown_played_filtered_and_queried(self):
         self.show(HARBOUR)
         with self.frame():
             self.assertIn("25 meshes", self.browser.text("#counts").replace("\u2009", ""))
@@ -125,7 +125,7 @@ class RefusalTest(DroppedTest):
         self.show(self.small)
         self.assertEqual(self.browser.complaints(), [])
 
-    def test_an_archive_whose_root_stands_beyond_4_gigabytes_is_read_there(self):
+    def test_an_archive_whose_root_is_beyond_4_gigabytes_is_read(self):
         """The harbour with its root group moved behind a hole, to a position of more than 32 bits."""
         with open(HARBOUR, "rb") as file:
             content = bytearray(file.read())
@@ -143,7 +143,7 @@ class RefusalTest(DroppedTest):
 
 
 class ConnectionTest(DroppedTest):
-    def test_the_policy_lets_nothing_leave_the_machine(self):
+    def test_the_policy_blocks_requests_to_other_hosts(self):
         """A fetch, a picture, a beacon and a socket are refused, in the page and in the shown one."""
         ways = """const done = arguments[0], said = [];
             document.addEventListener('securitypolicyviolation', (event) => said.push(event.effectiveDirective));

@@ -61,7 +61,7 @@ class Agents(Case):
         self.assertRaises(ValueError, self.directory.monitor, "a\0b")
         self.assertEqual(self.directory.monitor(b"\xe9"), ids[:1])
 
-    def test_failures_tell_their_code(self) -> None:
+    def test_failures_raise_their_code(self) -> None:
         known = self.directory.spawn()
         self.fails("qel_agent_query", -2, self.directory.query, "unknown")
         self.fails("qel_agent_control", -3, self.directory.control, known, 5)
@@ -139,7 +139,7 @@ class Keeping(Case):
         with AgentDirectory.load(path) as directory:
             self.assertEqual(directory.query("2A9E0100").state, State.STATE_4)
 
-    def test_a_file_is_where_it_was_meant_to_be(self) -> None:
+    def test_a_relative_path_is_that_of_the_opening(self) -> None:
         before = os.getcwd()
         self.addCleanup(os.chdir, before)
         os.chdir(self.folder)
@@ -161,14 +161,14 @@ class Keeping(Case):
         with AgentDirectory():
             pass
 
-    def test_a_forgotten_directory_ends_and_is_saved(self) -> None:
+    def test_an_unclosed_directory_is_saved_when_it_is_collected(self) -> None:
         directory = AgentDirectory(self.file("agents.qeag"))
         directory.spawn()
         del directory
         gc.collect()
         self.assertEqual(self.file("agents.qeag").stat().st_size, 64)
 
-    def test_a_forgotten_directory_that_cannot_be_saved_says_so(self) -> None:
+    def test_an_unclosed_directory_that_cannot_be_saved_warns(self) -> None:
         program = "import sys, qel_unit; qel_unit.AgentDirectory(sys.argv[1]).spawn()"
         ended = subprocess.run([sys.executable, "-c", program, str(self.file("none") / "agents.qeag")],
                                capture_output=True, text=True, cwd=str(FOLDER.parent))

@@ -24,7 +24,7 @@ class Opening(Case):
             self.assertEqual(opened.info().splitlines()[:2], ["Ogawa Archive", "============="])
             self.assertIn("Path: " + str(TORUS), opened.info())
 
-    def test_failures_tell_their_code(self) -> None:
+    def test_failures_raise_their_code(self) -> None:
         heads = {-1: b"Ogaw", -2: b"other bytes", -3: b"Ogawa\0", -4: b"Ogawa\xff\0", -5: b"Ogawa\xff\0\1"}
         for code, head in heads.items():
             path: Path = self.file("head")
@@ -73,7 +73,7 @@ class Reading(Case):
             self.assertEqual(rows(first.positions), rows(torus.positions))
             self.assertEqual(rows(again.positions), rows(torus.positions))
 
-    def test_mesh_takes_over_an_objects_name(self) -> None:
+    def test_mesh_has_the_name_of_the_given_object(self) -> None:
         child = archive.Object("child")
         named = archive.Object("torus", "/scene/torus", archive.Schema.POLYMESH, [child])
         self.assertEqual((named.name, named.path, named.schema), ("torus", "/scene/torus", 2))

@@ -87,7 +87,7 @@ class Values(Case):
         self.assertEqual((len(found["both"].samples), found["both"].kind), (0, PropertyKind.COMPOUND))
         self.assertRaises(IndexError, lambda: found["both"].samples[0])
 
-    def test_a_damaged_sample_says_so(self) -> None:
+    def test_a_damaged_sample_raises(self) -> None:
         found = self.opened(writer.Scalar("short", 11, [b"1234567"]))
         with self.assertRaises(ArchiveError) as caught:
             found["short"].samples[0]
@@ -95,7 +95,7 @@ class Values(Case):
 
 
 class Damaged(Case):
-    def test_archives_raise_nothing_but_what_is_said(self) -> None:
+    def test_archives_raise_documented_errors_only(self) -> None:
         colours = writer.Compound(".arbGeomParams", [writer.Array("Cd", 10, [[0.5] * 12], 3)])
         sound = writer.written(
             [writer.mesh("square", [[0.0] * 12, [1.0] * 12], [4], [0, 1, 2, 3], 1, others=[colours])], [(0.5, [0.0])],
@@ -148,7 +148,7 @@ class Names(Case):
             self.assertEqual([one.name for one in found.values()], list(found))
             self.assertEqual(found[".geom/P"].metadata["interpretation"], "point")
 
-    def test_may_be_cut_at_the_beginning_where_one_alone_ends_so(self) -> None:
+    def test_may_be_abbreviated_to_an_unambiguous_ending(self) -> None:
         red, blue = [1.0, 0.0, 0.0], [0.0, 0.0, 1.0]
         colours = writer.Compound(
             ".arbGeomParams", [writer.Array("Cd", 10, [red * 3 + blue], 3), writer.Array("x", 6, [[1]])])

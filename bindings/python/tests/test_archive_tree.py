@@ -164,7 +164,7 @@ class Meshes(Case):
 
         self.releases("ogawa_free_polymesh", 1, drop)
 
-    def test_what_is_none_says_so(self) -> None:
+    def test_wrong_kinds_raise_their_code(self) -> None:
         with open_archive(HARBOUR) as archive:
             harbour = archive["/harbour"]
             self.fails("qel_archive_read_mesh", -8, harbour.mesh)
@@ -229,7 +229,7 @@ class Failures(Case):
             open_archive(path)
         self.assertEqual(caught.exception.path, str(path))
 
-    def test_what_is_no_sound_archive_says_what_it_is(self) -> None:
+    def test_an_unsound_archive_raises_its_code(self) -> None:
         sound = HARBOUR.read_bytes()
         self.raises(-3, b"Ogawa\xff\0\1")
         self.raises(-3, b"something else that is long enough")
@@ -250,7 +250,7 @@ class Failures(Case):
             self.file("bytes.abc").write_bytes(HARBOUR.read_bytes())
             self.assertEqual(len(open_archive(os.fsencode(self.file("bytes.abc")))), 42)
 
-    def test_a_file_cut_short_while_it_is_open_says_so(self) -> None:
+    def test_a_file_truncated_while_it_is_open_raises(self) -> None:
         path = self.file("harbour.abc")
         path.write_bytes(HARBOUR.read_bytes())
         with open_archive(path) as archive:

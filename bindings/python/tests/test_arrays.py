@@ -36,7 +36,7 @@ class GoingIn(Case):
         self.assertRaises(TypeError, take, "12", ctypes.c_uint32)
         self.assertRaises(TypeError, take, None, ctypes.c_float)
 
-    def test_a_number_that_does_not_fit_is_refused_wherever_it_stands(self) -> None:
+    def test_a_number_that_does_not_fit_is_refused_at_any_position(self) -> None:
         for numbers in ([2**64], [2**63, -1], [-1], array.array("q", [-1]), [[2**64]]):
             self.assertRaises(OverflowError, take, numbers, ctypes.c_uint64)
         for numbers in ([1e39], [3.5e38, math.inf], [-1e300], [10**400], array.array("d", [1.0, -1e39])):
@@ -56,7 +56,7 @@ class GoingIn(Case):
         for numbers in (array.array("f", [1.0]), [1.0]):
             self.assertRaises(TypeError, take, numbers, ctypes.c_uint32)
 
-    def test_integers_become_floats_by_way_of_doubles(self) -> None:
+    def test_integers_are_converted_through_double(self) -> None:
         just_above_a_tie = 2**62 + 2**38 + 1  # the double is the tie itself, which goes down to the even float
         for numbers in ([just_above_a_tie], array.array("q", [just_above_a_tie]), array.array("Q", [just_above_a_tie])):
             self.assertEqual(take(numbers, ctypes.c_float)[0], 2.0**62)

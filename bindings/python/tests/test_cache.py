@@ -71,7 +71,7 @@ class Saving(Case):
             self.assertEqual((mapped.triangle_count, mapped.indices.tolist()), (0, []))
             self.assertEqual((mapped.flags, mapped.normals), (0, None))
 
-    def test_failures_tell_their_code(self) -> None:
+    def test_failures_raise_their_code(self) -> None:
         with Mesh.from_arrays(TRIANGLE, [0, 1, 3]) as mesh:
             self.fails("qel_mesh_save", -10, cache.save, self.file("x"), mesh)
         with Mesh.from_arrays([]) as mesh:
@@ -138,7 +138,7 @@ assert [other.name for other in path.parent.iterdir()] == [path.name] * present
 
 
 class Loading(Case):
-    def test_failures_tell_their_code(self) -> None:
+    def test_failures_raise_their_code(self) -> None:
         self.file("empty").write_bytes(b"")
         self.fails("qel_mesh_load", -3, MeshCache.load, self.file("empty"))
         self.file("other").write_bytes(b"QELX" + bytes(60))

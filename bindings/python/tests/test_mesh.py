@@ -97,7 +97,7 @@ class FromArrays(Case):
                     self.assertTrue(buffer(triangles).readonly)
                     self.assertEqual(buffer(triangles).format, "I")
 
-    def test_triangles_refuse_faces_that_lie(self) -> None:
+    def test_triangles_refuses_wrong_face_counts(self) -> None:
         with Mesh.from_arrays(SQUARE, [0, 1, 2], [4]) as made:
             self.assertRaises(ValueError, made.triangles)
         with Mesh.from_arrays(SQUARE, [0, 1, 4]) as made:
@@ -124,10 +124,10 @@ class Adjacency(Case):
             self.assertEqual(manifold.vertex_faces(3).tolist(), [])
             self.assertEqual(manifold.vertex_neighbors(3).tolist(), [])
 
-    def test_wants_vertices(self) -> None:
+    def test_requires_vertices(self) -> None:
         self.fails("ogawa_build_manifold", -1, Mesh.from_arrays([]).build_manifold)
 
-    def test_agrees_with_a_plain_reckoning(self) -> None:
+    def test_agrees_with_a_plain_computation(self) -> None:
         with Archive(TORUS) as archive, archive.read_polymesh() as torus, torus.build_manifold() as manifold:
             corners: Any = torus.face_indices
             faces = [corners.tolist()[4 * face : 4 * face + 4] for face in range(torus.face_count)]

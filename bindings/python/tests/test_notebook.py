@@ -62,7 +62,7 @@ class Notebook(Case):
         self.assertLess(max(numpy.ptp(rows), numpy.ptp(columns)), 60)  # all of them about one place
         self.assertLess(PICTURE.stat().st_size, 100_000)
 
-    def test_a_page_that_says_something_else_is_noticed(self) -> None:
+    def test_a_page_with_another_output_is_reported(self) -> None:
         found = importlib.util.spec_from_file_location("run_notebook", SCRIPT)
         assert found is not None and found.loader is not None
         module = importlib.util.module_from_spec(found)

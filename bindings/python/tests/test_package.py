@@ -12,7 +12,7 @@ from .support import FOLDER, HARBOUR, ROOT, TORUS, Case
 
 
 class Package(Case):
-    def test_carries_the_licence(self) -> None:
+    def test_includes_the_licence(self) -> None:
         self.assertEqual((FOLDER.parent / "LICENSE").read_bytes(), (ROOT / "LICENSE").read_bytes())
 
     def test_names_what_it_exports(self) -> None:

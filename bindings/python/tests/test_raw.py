@@ -61,7 +61,7 @@ class Generated(unittest.TestCase):
         self.assertEqual((_raw_archive.QEL_ARCHIVE_OK, _raw_archive.QEL_ARCHIVE_WRONG_KIND), (0, -8))
         self.assertEqual((_raw.QEL_OK, _raw.QEL_AGENT_STATE_TERMINATED, _raw.QEL_ILOGIC_REVERSE), (0, 6, -1))
 
-    def test_knows_the_names_of_codes(self) -> None:
+    def test_has_the_names_of_codes(self) -> None:
         self.assertEqual(_raw.CODE_NAMES["qel_unit_get_token"], {-1: "QEL_UNIT_GET_TOKEN_NOT_FOUND"})
         for raw in (_raw, _raw_archive):
             for function, codes in raw.CODES.items():
@@ -70,7 +70,7 @@ class Generated(unittest.TestCase):
                 values = {code: getattr(raw, name) for code, name in names.items()}
                 self.assertEqual(values, {code: code for code in names})
 
-    def test_knows_what_codes_mean(self) -> None:
+    def test_has_the_meanings_of_codes(self) -> None:
         self.assertEqual(_raw.CODES["qel_unit_save"][-2], "the file cannot be created")
         self.assertEqual(
             _raw.CODES["qel_mesh_save"][-10], "a face index is not below vertex_count: no file is created")

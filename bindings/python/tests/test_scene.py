@@ -81,7 +81,7 @@ class Meshes(Case):
             self.assertEqual([token.layer for token in tokens], [6, 6, 6])
             self.assertEqual(mesh.info().splitlines()[:3], ["Mesh: triangle", "Vertices: 3", "Faces: 1"])
 
-    def test_without_vertices_tell_their_code(self) -> None:
+    def test_without_vertices_raise_their_code(self) -> None:
         self.fails("qel_alembic_load_raw", -1, SceneMesh.from_arrays, [])
 
     def test_export_becomes_a_unit(self) -> None:
@@ -164,7 +164,7 @@ class Scenes(Case):
             self.assertEqual(len(unit), 1155)
             self.assertEqual(len(unit.query_layer(2)), 3)
 
-    def test_failures_tell_their_code(self) -> None:
+    def test_failures_raise_their_code(self) -> None:
         self.file("other").write_bytes(bytes(64))
         self.fails("qel_alembic_load", -2, Scene.load, self.file("other"))
         self.file("late").write_bytes(b"BQEL\2" + bytes(59))

@@ -43,7 +43,7 @@ class Creation(Case):
             self.assertEqual(list(again), wanted)
         self.assertEqual(mortons.tolist(), [token.morton for token in mixed])  # the caller's own stays as it is
 
-    def test_refuses_what_is_said_to_be_sorted_and_is_not(self) -> None:
+    def test_refuses_unsorted_tokens_that_are_declared_sorted(self) -> None:
         self.assertRaises(ValueError, lambda: Unit.from_tokens([TOKENS[1], TOKENS[0]], sorted=True))
         self.assertRaises(ValueError, lambda: Unit.from_tokens([*TOKENS, TOKENS[14]], sorted=True))
         with Unit.from_tokens([TOKENS[3], TOKENS[3]], sorted=True) as unit:
@@ -69,7 +69,7 @@ class Creation(Case):
                     range(4), *(getattr(unit.tokens, name) for name in ("hex_id", "payload", "layer"))) as again:
                 self.assertEqual(list(again), list(unit))
 
-    def test_refuses_what_are_no_identities(self) -> None:
+    def test_refuses_invalid_identities(self) -> None:
         wrong: List[Any] = [
             bytes(31), bytes(33), memoryview(bytes(32)).cast("B", (8, 4)), ["1", "2", "3", "123456789"], ["\u20ac"] * 4]
         for form in wrong:
@@ -112,7 +112,7 @@ class Files(Case):
             self.assertEqual(list(unit), TOKENS)
             self.assertEqual(unit.extra, 0xABCD)
 
-    def test_failures_tell_their_code(self) -> None:
+    def test_failures_raise_their_code(self) -> None:
         self.file("short").write_bytes(b"QEL\0")
         self.fails("qel_unit_load", -2, Unit.load, self.file("short"))
         self.file("other").write_bytes(b"QEM\0" + bytes(20))
@@ -167,7 +167,7 @@ class Looking(Case):
                 self.assertEqual(distances.tolist(), wanted)
                 self.assertEqual([tokens.hop_distance(held[number], key) for number in numbers.tolist()], wanted)
 
-    def test_is_not_asked_for_the_nearest_while_a_key_is_out_of_order(self) -> None:
+    def test_refuses_nearest_while_a_key_is_out_of_order(self) -> None:
         with Unit.create([0, 10, 20, 20, 30], bytes(40), [0] * 5, [0] * 5) as unit:
             for place, op, fine in ((1, -1, True), (1, 3, True), (2, 2, False), (2, 3, True), (4, 3, False),
                                     (3, 3, False), (4, 2, False), (3, 2, True), (0, 2, True), (4, 3, False)):
@@ -207,7 +207,7 @@ class Looking(Case):
         self.unit.apply_ilogic(-1, -1)
         self.assertEqual(self.unit.token(15).payload, 115 << 56)
 
-    def test_a_token_that_is_not_there_tells_its_code(self) -> None:
+    def test_a_missing_token_raises_its_code(self) -> None:
         self.fails("qel_unit_get_token", -1, self.unit.token, 16)
 
 
@@ -251,7 +251,7 @@ class LookingForMany(Case):
             self.assertEqual(numbers.tolist(), [each.numbers.tolist() for each in one])
             self.assertEqual(distances.tolist(), [each.distances.tolist() for each in one])
 
-    def test_of_none_are_none(self) -> None:
+    def test_of_no_queries_are_empty(self) -> None:
         for call in (self.unit.lookup_mortons, self.unit.lookup_ids):
             self.assertEqual(call([]).tolist(), [])
         for keys, k in (([], 5), ([1, 2], 0), ([1, 2], -3)):

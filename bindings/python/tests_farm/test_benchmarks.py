@@ -34,7 +34,7 @@ class SimulationTest(Case):
             reached = self.outcome(farm, 5000, **costs)
             self.assertTrue(0.9 * limit < reached < 1.1 * limit, (farm, costs, reached))
 
-    def test_the_bend_is_named(self) -> None:
+    def test_the_point_of_diminishing_return_is_reported(self) -> None:
         costs = Costs(numpy.full(100, 0.01), 0.0, 0.0, 0.0001, 0.0)
         outcomes = [simulate(Farm("", None), workers, costs, numpy.random.default_rng(1))
                     for workers in (1, 50, 200, 1000)]

@@ -71,7 +71,7 @@ class SourcesTest(Case):
 
 
 class ManifestTest(Case):
-    def test_the_last_line_of_an_archive_counts_and_a_cut_line_is_none(self) -> None:
+    def test_the_last_line_of_an_archive_counts_and_a_truncated_line_is_skipped(self) -> None:
         self.out.mkdir()
         with Manifest(str(self.out), writing=True) as manifest:
             manifest.append([entry("a", code=1), entry("b")])
@@ -90,7 +90,7 @@ class ManifestTest(Case):
         path.write_bytes(whole[:-1])
         self.assertEqual(Manifest(str(self.out)).entries["a"].attempts, 2)
 
-    def test_lines_that_are_none_are_passed_over(self) -> None:
+    def test_invalid_lines_are_skipped(self) -> None:
         for line in ("", "{", "[]", "5", '{"path": 1}', "null", "\ufffd"):
             self.assertIsNone(entry_of(line))
 
@@ -99,7 +99,7 @@ class ManifestTest(Case):
         self.assertEqual(entry_of(entry(name).line()), entry(name))
         self.assertEqual(entry(name).line().count("\n"), 0)
 
-    def test_one_writes_at_a_time_and_a_killed_one_is_in_nobodys_way(self) -> None:
+    def test_one_writes_at_a_time_and_a_killed_run_does_not_block_the_next(self) -> None:
         code = ("import sys; from qel_unit.farm.manifest import Manifest; m = Manifest(sys.argv[1], writing=True); "
                 "print('has it', flush=True); sys.stdin.read()")
         with subprocess.Popen([sys.executable, "-c", code, str(self.out)], cwd=PACKAGE, stdin=subprocess.PIPE,
@@ -111,7 +111,7 @@ class ManifestTest(Case):
             other.kill()
         Manifest(str(self.out), writing=True).close()
 
-    def test_a_record_tells_whether_its_files_are_there(self) -> None:
+    def test_a_record_reports_whether_its_files_exist(self) -> None:
         self.file("out/a/x", b"123")
         whole = entry("a")._replace(files={"x": 3})
         write_record(str(self.out / "a"), whole)
@@ -169,7 +169,7 @@ class UnitsTest(Case):
             self.paths.append(str(path))
         self.cost = (64 << 20) + 45 * 100
 
-    def test_those_asked_last_stay_open_within_the_memory(self) -> None:
+    def test_the_last_queried_stay_open_within_the_memory(self) -> None:
         held = OpenUnits(3 * self.cost)
         for path in self.paths + self.paths[-3:]:
             with held.open(path) as unit:
@@ -224,7 +224,7 @@ class UnitsTest(Case):
 
 
 class ShownTest(Case):
-    def test_what_comes_from_outside_cannot_command_the_terminal(self) -> None:
+    def test_control_characters_of_names_are_escaped(self) -> None:
         self.assertEqual(printable("a\x1b[31m\n\u202e\udcff ü"), r"a\x1b[31m\n\u202e\udcff ü")
         lines = tables([entry("x\x1b[2J"), entry("bad\n", code=-9)])
         self.assertFalse([line for line in lines if "\x1b" in line or "\n" in line])
@@ -237,7 +237,7 @@ class ShownTest(Case):
         self.assertEqual(lines[-1], "and 2 more in the manifest")
         self.assertEqual(tables([]), [])
 
-    def test_a_terminal_is_told_how_far_it_is_and_a_file_nothing(self) -> None:
+    def test_progress_is_written_to_a_terminal_but_not_to_a_file(self) -> None:
         class Terminal(io.StringIO):
             def isatty(self) -> bool:
                 return True

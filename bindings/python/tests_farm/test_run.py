@@ -178,7 +178,7 @@ class LocalTest(Case):
         self.assertEqual(len(list(self.out.rglob("tokens.qel"))), 60)
         self.assertLessEqual(len(log.read_text().splitlines()), 60 + 2 * 2)
 
-    def test_what_has_changed_is_done_again_and_what_was_only_touched_is_not(self) -> None:
+    def test_changed_archives_are_converted_again_and_touched_ones_are_not(self) -> None:
         paths = [self.file("in/{}.abc".format(name), grid(4, i)) for i, name in enumerate("abcd")]
         log = self.file("log")
         call = ["convert", self.folder / "in", "-o", self.out, "--only", "tokens", "--workers", 1,
@@ -250,7 +250,7 @@ class LocalTest(Case):
         self.assertEqual(last.returncode, 0, last.stderr)
         self.assertEqual(len(list(self.out.rglob("tokens.qel"))), 100)
 
-    def test_a_missing_tool_and_a_missing_scheduler_are_told_at_once(self) -> None:
+    def test_a_missing_tool_and_a_missing_scheduler_are_reported_at_once(self) -> None:
         self.file("in/a.abc", grid(4, 0))
         run = farm("convert", self.folder / "in", "-o", self.out, "--workers", 1, "--tool", "/nowhere/qel")
         self.assertEqual(run.returncode, 1)

@@ -35,7 +35,7 @@ class TaskCase(Case):
 
 
 class ConvertTest(TaskCase):
-    def test_a_line_says_what_the_archive_is_and_what_was_made(self) -> None:
+    def test_a_line_describes_the_archive_and_its_results(self) -> None:
         made = self.convert("a.abc", HARBOUR.read_bytes())
         self.assertEqual((made.code, made.message, made.meshes, made.vertices, made.tokens, made.frames, made.attempts),
                          (0, "", 23, 2138, 2138, 48, 1))
@@ -48,7 +48,7 @@ class ConvertTest(TaskCase):
         self.assertTrue(made.is_whole(str(self.out)))
         self.assertEqual(os.listdir(self.out / ".farm" / "work"), [])
 
-    def test_what_is_done_is_found_by_its_record_and_not_made_again(self) -> None:
+    def test_finished_work_is_found_by_its_record_and_not_repeated(self) -> None:
         made = self.convert("a.abc", grid(4, 1))
         self.assertEqual(convert_one(self.source, self.settings), made)
         self.assertEqual(self.asked(), 1)
@@ -63,7 +63,7 @@ class ConvertTest(TaskCase):
         self.assertNotEqual(convert_one(self.source, self.settings).digest, made.digest)
         self.assertEqual(self.asked(), 3)
 
-    def test_a_crash_a_hang_a_greedy_one_and_a_silent_one_are_failures_that_leave_nothing(self) -> None:
+    def test_crashes_timeouts_memory_limits_and_missing_results_are_failures(self) -> None:
         started = time.monotonic()
         ends: List[Tuple[str, Dict[str, Any], int, str]] = [
             ("crash.abc", {}, -signal.SIGSEGV, "ended by signal 11"),
@@ -80,7 +80,7 @@ class ConvertTest(TaskCase):
         self.assertEqual(sorted(os.listdir(self.out)), [".farm"])
         self.assertEqual(os.listdir(self.out / ".farm" / "work"), [])
 
-    def test_an_archive_that_wants_more_memory_than_it_may_have_fails_alone(self) -> None:
+    def test_exceeding_the_memory_limit_fails_one_archive_only(self) -> None:
         large = grid(300, 1)
         made = self.convert("large.abc", large, limits=Limits(30.0, 24 << 20))
         self.assertNotEqual((made.code, made.message), (0, ""))
@@ -153,7 +153,7 @@ class GroupTest(TaskCase):
         self.assertEqual(self.convert("a.abc", grid(3, 1)).message, "its run has ended")
         self.assertFalse((self.out / "a.abc").exists())
 
-    def test_a_record_of_another_choice_or_archive_is_none(self) -> None:
+    def test_a_record_of_another_choice_or_archive_is_ignored(self) -> None:
         made = self.convert("a.abc", grid(3, 1))
         for other in (made._replace(choice="only agents"), made._replace(path="/x"), made._replace(size=1),
                       made._replace(files={})):
