@@ -94,7 +94,7 @@ TEST(Arena, MakesABlockWholeFromTwoHugePagesOn) {
     }
 }
 
-/// The blocks that an arena takes for so many arrays of a size.
+/// The number of blocks that an arena allocates for `count` arrays of one size.
 std::uint64_t blocks_of(arena &memory, std::uint64_t count, std::uint64_t bytes) {
     const failing_heap watch = failing_heap::nth(0);
     for (std::uint64_t i = 0; i < count; ++i)

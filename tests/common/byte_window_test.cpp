@@ -17,7 +17,7 @@ using namespace test;
 
 class ByteWindow : public testing::TestWithParam<bool> {
   protected:
-    /// A file of `size` noisy bytes, and a window over it: a large one, or a small one for want of memory.
+    /// A file of `size` noisy bytes, and a window over it: a large one, or a small one without memory.
     void open(std::size_t size) {
         std::mt19937 random(static_cast<unsigned>(size));
         content.resize(size);
@@ -31,7 +31,7 @@ class ByteWindow : public testing::TestWithParam<bool> {
         ASSERT_EQ(heap.failures() > 0, GetParam());
     }
 
-    /// Asks for a place and compares what comes with the file's bytes there.
+    /// Requests a position and compares the view with the file's bytes there.
     void expect_bytes_at(std::uint64_t offset, std::size_t wanted) {
         const byte_view view = window->at(offset, wanted);
         const std::size_t there = offset < content.size() ? content.size() - offset : 0;

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The programs of the subsystem pages do what the pages say.
+// The programs of the subsystem pages do what the pages describe.
 #include "run_program.h"
 
 #include <gtest/gtest.h>

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Runs a program and keeps what it said.
+// Runs a program and keeps its output.
 #pragma once
 
 #include "support/temp_folder.h"
@@ -29,7 +29,7 @@ inline std::string text_of(const std::string &path) {
     return text;
 }
 
-/// A program's path as the shell wants it.
+/// A program's path, quoted for the shell.
 inline std::string shell_name(std::string program) {
 #if defined(_WIN32)
     std::replace(program.begin(), program.end(), '/', '\\');
@@ -55,7 +55,7 @@ inline program_result run_program(const temp_folder &folder, const std::string &
 #endif
 }
 
-/// What a program says that succeeds and finds nothing amiss.
+/// The output of a program that must succeed and print no error.
 inline std::string output_of(const temp_folder &folder, const std::string &command) {
     const program_result run = run_program(folder, command);
     EXPECT_EQ(run.exit_code, 0);

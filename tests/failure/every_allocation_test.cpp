@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Every function that allocates, with its n-th allocation failing, alone and with all that follow, for every n until
-// it needs no more: a documented code, a record that can be released, nothing left behind.
+// it needs no more: a documented code, a record that can be released, no leak.
 #include "common/heap.h"
 #include "ogawa_reader/cache/cache_cases.h"
 #include "ogawa_reader/container/archive_in_memory.h"
@@ -50,7 +50,7 @@ bool fails_well(const allocating_call &it, std::uint64_t n, bool all_later) {
     return failures > 0;
 }
 
-/// Nothing is left behind whichever allocation fails, alone or with all later ones.
+/// Nothing leaks whichever allocation fails, alone or with all later ones.
 void expect_failures(const char *name, const std::set<int> &codes, const std::function<void()> &release,
                      const std::function<int()> &call) {
     std::uint64_t n = 1;

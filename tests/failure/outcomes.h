@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// What each function leaves behind after each of its codes: one row of a table each. A row names the fields of
+// What each function has changed after each of its codes: one row of a table each. A row names the fields of
 // the caller's records that the call has changed, and their values; every field that it does not name is as it was.
 #pragma once
 
@@ -55,7 +55,7 @@ class caller {
         ++record_;
         watch_fields("", record);
     }
-    /// The process's agent directory, or that there is none.
+    /// The process's agent directory, if it exists.
     void watch_directory();
     /// The length of the file at `path`.
     void watch_file() { watched_file_ = path; }

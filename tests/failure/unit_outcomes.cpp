@@ -13,7 +13,7 @@ std::int32_t create_failing(caller &c, std::uint64_t allocation) {
     return arrays.create(c.unit);
 }
 
-/// Saves a unit of these keys that says how many tokens it has.
+/// Saves a unit of these keys whose header has another count.
 std::int32_t save(caller &c, const std::vector<std::uint64_t> &keys, std::uint32_t count,
                   const std::string &path) {
     std::vector<qel_token> tokens = tokens_with_keys(keys);
@@ -52,7 +52,7 @@ std::int32_t get_token(caller &c, std::uint32_t number) {
     c.watch("hex_id", c.text);
     c.watch("layer", c.byte);
     const std::int32_t status = qel_unit_get_token(&c.unit, number, &c.key, c.text, &c.byte);
-    if (status == 0) c.text[8] = '\0'; // the function adds none
+    if (status == 0) c.text[8] = '\0'; // the function adds no terminator
     return status;
 }
 

@@ -44,7 +44,7 @@ class digest {
         (add(others), ...);
     }
 
-    /// An array, or that there is none.
+    /// An array, or its absence.
     template <class T>
     void add_array(const T *values, std::uint64_t count) {
         add(values != nullptr);

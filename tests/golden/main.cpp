@@ -90,7 +90,7 @@ bool write_table(const digests &table) {
     return std::fclose(file) == 0;
 }
 
-/// Says what differs; whether nothing does.
+/// Prints what differs; returns whether nothing does.
 bool agree(const digests &found, const digests &expected, const char *kernels) {
     for (const auto &[name, value] : found) {
         const auto entry = expected.find(name);

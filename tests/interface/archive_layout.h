@@ -10,7 +10,7 @@
 #define HOLDS(name, condition) typedef char name[(condition) ? 1 : -1]
 #define FIELD(record, field, place) HOLDS(record##_##field##_is_there, offsetof(record, field) == (place))
 #define TEXT sizeof(const char *)
-/* Behind five numbers of 4 bytes, where doubles are aligned to 8 bytes and where to 4. */
+/* After five numbers of 4 bytes, where doubles are aligned to 8 bytes and where to 4. */
 #define DOUBLE_AFTER_5 (offsetof(struct number_and_double, d) == 8 ? 24 : 20)
 struct number_and_double {
     uint32_t number;

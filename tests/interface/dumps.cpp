@@ -18,7 +18,7 @@ struct dumped_byte {
     std::uint8_t value;
 };
 
-/// Reads the dump behind a heading of a page. A line is an offset, bytes ("..": any, "00 x 16": sixteen zeros) and,
+/// Reads the dump after a heading of a page. A line is an offset, bytes ("..": any, "00 x 16": sixteen zeros) and,
 /// two spaces on, what they are.
 std::vector<dumped_byte> dump_of(const std::string &page_name, const std::string &heading) {
     const bytes content = read_file(QEL_UNIT_SOURCE "/docs/" + page_name);

@@ -8,7 +8,7 @@
 
 namespace qel::test {
 
-/// Expects that the dump behind a heading of a page is the file's content. QEL_PRINT_DUMPS=1 prints the bytes, to
+/// Expects that the dump after a heading of a page is the file's content. QEL_PRINT_DUMPS=1 prints the bytes, to
 /// write the page from.
 void expect_dump(const std::string &page, const std::string &heading, const bytes &file);
 

@@ -15,10 +15,10 @@ enum class file_kind : std::uint8_t {
     cache,
     agents,
     archive,          // read by its bytes
-    archive_structure // read by what it says
+    archive_structure // read by its structure
 };
 
-/// Writes the file, loads it, asks it every question, saves it, releases it. Allocation number `failing_allocation` of
+/// Writes the file, loads it, calls every query, saves it, releases it. Allocation number `failing_allocation` of
 /// the load fails, none if it is 0. Returns the load's code; for an archive that opens, the code of its mesh. What is
 /// read by structure is held against the model where no allocation fails.
 std::int32_t replay(file_kind kind, const bytes &file, std::uint64_t failing_allocation);

@@ -64,7 +64,7 @@ std::uint32_t narrowest_width(const property_header &header) {
     return largest <= 0xFF ? 0 : largest <= 0xFFFF ? 1 : 2;
 }
 
-/// The parts of a header that tell of samples.
+/// The parts of a header that describe samples.
 void describe_samples(property_header &header, const property_node &node) {
     const property_kind kind = node.kind == property_kind::array && has_one_element_each(node)
                                    ? property_kind::array_of_one
@@ -205,7 +205,7 @@ std::uint64_t archive_output::put_samples(const property_node &node, node_place 
     return put_group(references, node.edit_references, place);
 }
 
-/// Adds the place of each child's header, told from the start of their data.
+/// Adds the place of each child's header, relative to the start of their data.
 void set_header_places(std::map<std::string, node_place> &places, const std::vector<std::string> &paths,
                        const std::vector<std::size_t> &ends, std::uint64_t start) {
     for (std::size_t i = 0; i < paths.size(); ++i) {

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 // Whole archives from a tree of objects and properties, laid out as production tools do; and deliberately damaged
-// ones. Three floors stand on each other:
+// ones. There are three layers:
 //
 //   archive_writer.h   groups and data, byte by byte
-//   archive_headers.h  the records that stand in data: headers, time samplings, texts
+//   archive_headers.h  the records that data holds: headers, time samplings, texts
 //   this file          objects, properties, samples; archive_schemas.h adds meshes, transforms and the other schemas
 //
 // A sound archive is a page of code:
@@ -16,11 +16,11 @@
 //   write_file(path, scene.build().content);
 //
 // Damage comes in three ways, which can be mixed:
-//   - `instead` gives a reference that stands where the node's own would: 0 (empty), a place outside the file, data
+//   - `instead` replaces the node's own reference: 0 (empty), a place outside the file, data
 //     where a group belongs, or the place of another node;
 //   - the `edit_…` functions change a header, the bytes of all headers or a group's references just before they are
 //     written; a group's own position is known by then, so that it can hold itself;
-//   - `built_archive::places` says where everything stands in the finished bytes, which can then be patched: a
+//   - `built_archive::places` has the position of everything in the finished bytes, which can be patched: a
 //     reference to a group that was written later, a byte of a header, the first 16 bytes.
 #pragma once
 
@@ -71,8 +71,8 @@ constexpr value_kind kind_of() {
     return static_cast<value_kind>(integer + (std::is_signed_v<T> ? 1 : 0));
 }
 
-/// Which samples are stored, and how the header says so. Two ways of saying that all samples are equal, or that
-/// every one changed, mean the same.
+/// Which samples are stored, and how the header records that. There are two forms for equal samples and two for
+/// samples that all changed.
 enum class changes {
     as_found,     // equal samples are stored once; first and last changed only where they must be
     written,      // the same, with first and last changed always in the header
@@ -84,7 +84,8 @@ using references_edit =
 
 struct property_node {
     std::string name, metadata;
-    property_kind kind = property_kind::compound; // an array of one element a sample is told by its samples
+    property_kind kind =
+        property_kind::compound; // an array of one element per sample is recognized by its samples
     value_kind value = value_kind::boolean;
     std::uint32_t extent = 0;
     std::uint32_t time_sampling = 0;
@@ -136,7 +137,7 @@ struct object_node {
     // How it is stored.
     bool inline_metadata = false;
     bool without_headers = false;  // of no children: no data of headers at all
-    std::size_t digest_bytes = 32; // behind the children's headers
+    std::size_t digest_bytes = 32; // after the children's headers
 
     // Damage.
     std::optional<std::uint64_t> instead;
@@ -148,11 +149,11 @@ struct object_node {
     object_node &add(const std::string &child, const std::string &text = "");
 };
 
-/// Where a node stands in the finished bytes. Positions are from the start of the file.
+/// The position of a node in the finished bytes. Positions are from the start of the file.
 struct node_place {
     std::uint64_t reference = 0; // what the parent's group holds
     std::uint64_t header = 0,
-                  header_size = 0; // in the parent's data of headers, as long as nobody edited that
+                  header_size = 0; // in the parent's data of headers, valid unless edit_headers changed it
     std::uint64_t headers = 0, headers_size = 0; // the content of the node's own data of headers; 0 without
     std::vector<std::uint64_t> references;       // of the node's group, as written
 };

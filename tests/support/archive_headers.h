@@ -52,14 +52,14 @@ constexpr info_field info_kind{0, 2}, info_width{2, 2}, info_value{4, 4}, info_h
     info_has_changed{9, 1}, info_same_size{10, 1}, info_all_equal{11, 1}, info_extent{12, 8},
     info_metadata{20, 8};
 
-/// The number of a metadata text that says: the text stands in the header itself.
+/// The metadata number that means: the text follows in the header.
 constexpr std::uint32_t metadata_follows = 0xFF;
 
 struct property_header {
     std::uint32_t info = 0;
     std::uint32_t samples = 0;                         // written unless the kind is a compound
-    std::uint32_t first_changed = 0, last_changed = 0; // written where the info says so
-    std::uint32_t time_sampling = 0;                   // written where the info says so
+    std::uint32_t first_changed = 0, last_changed = 0; // written if the info has its bit
+    std::uint32_t time_sampling = 0;                   // written if the info has its bit
     std::string name;
     std::string metadata;                                    // written where its number is `metadata_follows`
     std::optional<std::uint32_t> name_length = std::nullopt; // a length that need not be true
@@ -69,7 +69,7 @@ struct property_header {
     void set(info_field field, std::uint32_t value) { info = field.put(info, value); }
 };
 
-/// What a reader that follows the header's own info meets. Numbers that do not fit the width lose their high bits;
+/// The bytes that a reader expects by the header's own info. Numbers that do not fit the width lose their high bits;
 /// the undefined width is written as the widest.
 bytes bytes_of_header(const property_header &header);
 
@@ -87,7 +87,7 @@ struct time_sampling {
     double cycle = 1;
     std::vector<double> times = {0};
     std::optional<std::uint32_t> highest_count =
-        std::nullopt; // of samples; what the properties have where it is not said
+        std::nullopt;                                       // of samples; without it, that of the properties
     std::optional<std::uint32_t> time_count = std::nullopt; // a count that need not be true
 };
 

@@ -42,7 +42,7 @@ xform_operation rotate_x(double degrees);
 xform_operation rotate_y(double degrees);
 xform_operation rotate_z(double degrees);
 
-/// A transform that stands still; one without operations is an empty compound.
+/// A constant transform; one without operations is an empty compound.
 object_node &add_xform(object_node &parent, const std::string &name,
                        const std::vector<xform_operation> &operations = {});
 /// A transform that moves: the operations of every sample, which differ in their values only.
@@ -56,7 +56,7 @@ property_node &set_visible(object_node &object, const std::vector<int> &samples,
 /// The `.inherits` of a transform.
 property_node &set_inherits(object_node &xform, bool inherits);
 
-/// Values that hang on the places of a mesh: plain, or with indices as a compound.
+/// Values of a mesh's faces, vertices or corners: plain, or with indices as a compound.
 struct geometry_parameter {
     std::string name;
     std::uint32_t extent = 2;
@@ -72,7 +72,7 @@ geometry_parameter normals(const std::vector<std::vector<float>> &values, const 
 geometry_parameter uvs(const std::vector<std::vector<float>> &values, const std::string &scope = "fvr",
                        const std::string &source_name = "");
 
-/// A mesh, each array by sample; one sample stands still.
+/// A mesh, each array by sample; with one sample it is constant.
 struct polymesh {
     std::vector<std::vector<float>> points; // triples
     std::vector<std::vector<std::int32_t>> face_counts, face_indices;
@@ -97,7 +97,7 @@ object_node &add_nu_patch(object_node &parent, const std::string &name,
                           const std::vector<std::vector<float>> &points, std::int32_t count_u,
                           std::int32_t count_v, std::uint32_t time_sampling = 0);
 
-/// An object that stands for another one and everything below it.
+/// An instance of another object and everything below it.
 object_node &add_instance(object_node &parent, const std::string &name, const std::string &source_path);
 
 } // namespace qel::test

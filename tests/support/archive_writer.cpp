@@ -31,7 +31,7 @@ bytes archive_writer::with_digest(const bytes &values) {
         high = mixed(high + value);
     }
     // Two words whose exponents are all ones and two that are anything: as a float such a word is NaN, which is how
-    // the reader tells a digest from data.
+    // the reader distinguishes a digest from data.
     low |= 0x7F8000017F800001u;
     bytes payload;
     append(payload, low);

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Writes Ogawa containers: laid out as production tools do, or hostile in any way a test can think of.
+// Writes Ogawa containers: laid out as production tools do, or damaged in any way a test needs.
 #pragma once
 
 #include "support/mesh_maker.h"
@@ -12,7 +12,7 @@
 namespace qel::test {
 
 /// Builds a container node by node. Children come before their parents, as in a real file; a node's reference
-/// is what its parent holds. Nothing is checked: any reference, count or size may be a lie.
+/// is what its parent holds. Nothing is checked: any reference, count or size may be wrong.
 class archive_writer {
   public:
     static constexpr std::uint64_t data_bit = std::uint64_t{1} << 63;
@@ -59,7 +59,7 @@ class archive_writer {
 
 /// A whole archive with one mesh, nested as production tools do: the top object holds an object, which holds a
 /// compound property of array properties, each a group of samples. Corner normals and UVs are left out where empty;
-/// `plain_arrays` are added without digests, as the searches for normals, UVs and tangents want them.
+/// `plain_arrays` are added without digests, as the searches for normals, UVs and tangents require.
 archive_writer production_archive(const plain_mesh &mesh, const std::vector<bytes> &plain_arrays = {});
 
 } // namespace qel::test

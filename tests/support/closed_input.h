@@ -7,7 +7,7 @@
 
 namespace qel::test {
 
-/// While it lives, the standard input is closed.
+/// During its lifetime, the standard input is closed.
 class closed_input {
   public:
     closed_input() : kept_(dup(0)) { close(0); }

@@ -51,7 +51,7 @@ block_lists *ledger = nullptr; // its own nodes come from operator new, which is
 
 #if defined(__EMSCRIPTEN__)
 // The standard libraries are linked with the program, and their own allocations are wrapped with the others. Those of a
-// stream are let through, as elsewhere; those of operator new pass by, below.
+// stream are let through, as elsewhere; operator new is handled below.
 bool standard_library_allocates = false;
 #else
 constexpr bool standard_library_allocates = false;

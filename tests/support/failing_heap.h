@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Allocations that fail on demand, and a ledger of those that live. Tests and fuzz targets are linked so that every
+// Allocations that fail on demand, and a list of live blocks. Tests and fuzz targets are linked so that every
 // malloc, calloc, realloc, aligned_alloc and free of the library's objects comes here first.
 #pragma once
 
@@ -9,7 +9,7 @@
 
 namespace qel::test {
 
-/// While it lives, allocations fail as asked. Only one lives at a time.
+/// During its lifetime, allocations fail as configured. Only one may exist at a time.
 class failing_heap {
   public:
     /// The n-th allocation from now on fails, counting from 1; 0 lets all succeed and only counts.
@@ -25,7 +25,7 @@ class failing_heap {
     failing_heap(const failing_heap &) = delete;
     failing_heap &operator=(const failing_heap &) = delete;
 
-    /// Allocations asked for since.
+    /// Allocations attempted since then.
     std::uint64_t count() const;
     /// How many of them failed.
     std::uint64_t failures() const;
@@ -44,7 +44,7 @@ struct heap_policy {
 };
 void set_heap_policy(const heap_policy &policy);
 
-/// While it lives, it knows which of the blocks allocated since then have not been freed. Only one at a time.
+/// Tracks the blocks allocated during its lifetime that have not been freed. Only one may exist at a time.
 class heap_ledger {
   public:
     heap_ledger();
@@ -58,7 +58,7 @@ class heap_ledger {
     bool holds(const void *pointer) const;
     /// Whether a pointer was one of them and no longer is.
     bool has_freed(const void *pointer) const;
-    /// Frees them all: for what a function deliberately leaves behind. Returns how many there were.
+    /// Frees them all: for blocks that a function deliberately leaks. Returns how many there were.
     std::size_t free_all();
 };
 

@@ -11,7 +11,7 @@ inline int failing_read = 0;
 
 extern "C" std::size_t __real_fread(void *bytes, std::size_t size, std::size_t count, std::FILE *stream);
 
-// Stands in for the C library's.
+// Replaces the C library's.
 extern "C" std::size_t __wrap_fread(void *bytes, std::size_t size, std::size_t count, std::FILE *stream) {
     if (failing_read < 0) return 0;
     const bool fails = failing_read == 1;

@@ -12,7 +12,7 @@ inline int failing_write = 0;
 extern "C" std::size_t __real_fwrite(const void *bytes, std::size_t size, std::size_t count,
                                      std::FILE *stream);
 
-// Stands in for the C library's.
+// Replaces the C library's.
 extern "C" std::size_t __wrap_fwrite(const void *bytes, std::size_t size, std::size_t count,
                                      std::FILE *stream) {
     if (failing_write != 0 && --failing_write == 0) return 0;

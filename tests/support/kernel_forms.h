@@ -28,7 +28,7 @@ std::vector<named_form<Function>> runnable(const dispatched<Function> &kernel) {
     return found;
 }
 
-/// While it lives, a kernel is called through this form; then through what it was called through before.
+/// During its lifetime, a kernel is called through this form; afterwards through its previous one.
 template <class Function>
 class forced_form {
   public:

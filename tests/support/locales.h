@@ -7,7 +7,7 @@
 
 namespace qel::test {
 
-/// While it lives, the process has another locale than the C locale, where this machine has it.
+/// During its lifetime, the process has another locale than the C locale, if this machine has it.
 class set_locale {
   public:
     /// Of the build's own locales, else of the system's.

@@ -7,11 +7,11 @@
 
 namespace qel::test {
 
-/// Null where the stack can be measured, else why not: sanitizers take stack of their own.
+/// Null if the stack can be measured, else why not: sanitizers use additional stack.
 const char *unmeasurable_stack();
 
-/// The bytes of stack that a call takes below its caller, on a thread of its own; the process ends where it takes more
-/// than 512 KiB, for then it meets a guard page.
+/// The bytes of stack that a call takes below its caller, on a separate thread; with more than 512 KiB the
+/// process ends, because it reaches a guard page.
 std::size_t stack_taken_by(const std::function<void()> &call);
 
 } // namespace qel::test

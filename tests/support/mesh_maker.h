@@ -29,7 +29,7 @@ struct plain_mesh {
 /// per vertex, and with tangents.
 plain_mesh make_torus(std::uint32_t around, std::uint32_t across, float radius, float tube);
 
-/// A grid of columns x rows quads in the plane z = 0, one unit each; positions only, with triangles where asked.
+/// A grid of columns x rows quads in the plane z = 0, one unit each; positions only, with triangles if requested.
 plain_mesh make_grid(std::uint32_t columns, std::uint32_t rows, bool triangles);
 
 /// Random vertices within [-reach, reach] and random faces of `smallest` to `largest` corners. Vertices may

@@ -36,8 +36,8 @@ class noise {
                                   static_cast<std::int32_t>(1024 * reach)) /
                1024.0f;
     }
-    /// Any bits at all: denormals, infinities, NaNs. Not returned as a value: some 32-bit calls quieten a NaN on its
-    /// way.
+    /// Any bits at all: denormals, infinities, NaNs. Not returned as a value: 32-bit calling conventions may
+    /// turn a signaling NaN into a quiet one.
     void set_any(float &value) {
         const auto bits = static_cast<std::uint32_t>(next() >> 32);
         std::memcpy(&value, &bits, sizeof value);

@@ -278,7 +278,7 @@ void maker::vary(object_node &object) {
         vary(child);
 }
 
-/// Instances that say their source in another way, and such with children or properties of their own.
+/// Instances whose source is stored in another form, or that have their own children or properties.
 void maker::vary_instance(object_node &instance) {
     property_node &source = instance.properties.children.front();
     bytes &text = source.samples.front().values;

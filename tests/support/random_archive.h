@@ -8,13 +8,13 @@
 
 namespace qel::test {
 
-/// A sound archive, though some of its meshes may be none.
+/// A sound archive; some objects with a mesh schema may not be meshes.
 archive_builder random_archive(chance &random);
 
-/// Makes a few fields, references, samples or whole tables of an archive say something else.
+/// Makes a few fields, references, samples or whole tables of an archive wrong.
 void damage_fields(archive_builder &archive, chance &random);
 
-/// Changes bytes, cuts the end off, or has references lead elsewhere.
+/// Changes bytes, cuts the end off, or redirects references.
 bytes damaged_bytes(const built_archive &archive, chance &random);
 
 } // namespace qel::test

@@ -21,7 +21,7 @@ void collect(object_node &object, std::vector<object_node *> &objects,
         collect(child, objects, properties);
 }
 
-/// Numbers at the limits of what is stored, and around what stands there.
+/// Numbers at the limits of what is stored, and around the present value.
 std::uint64_t other_number(chance &random, std::uint64_t now) {
     static const std::vector<std::uint64_t> special = {
         0, 1, 2, 0x7F, 0xFF, 0x100, 0xFFFF, 0x7FFFFFFF, 0xFFFFFFFF, UINT64_MAX, archive_writer::data_bit};
@@ -270,7 +270,7 @@ void damage_tables(chance &random, archive_builder &archive) {
     }
 }
 
-/// All references of the archive's groups, by where they stand.
+/// The positions of all references of the archive's groups.
 std::vector<std::uint64_t> reference_places(const built_archive &archive) {
     std::vector<std::uint64_t> all;
     for (const auto &[name, place] : archive.places)

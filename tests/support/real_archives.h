@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Archives that production tools wrote. They are not part of the project: tests that want them are skipped without.
+// Archives that production tools wrote. They are not part of the project: tests that need them are skipped without.
 #pragma once
 
 #include <filesystem>
@@ -7,7 +7,7 @@
 
 namespace qel::test {
 
-/// Why a test that wants them is skipped.
+/// Why a test that needs them is skipped.
 inline constexpr char no_real_archives[] =
     "no archives here: set the environment variable QEL_REAL_ARCHIVES to the folder that holds them";
 
