@@ -89,51 +89,46 @@ job::outcome convert_one(const work &item, const convert_options &options, bool 
     return made;
 }
 
-/// The report of a finished conversion: a line of text, or JSON.
-std::string line_of(const work &item, const convert_options &options, const job::outcome &made,
-                    double seconds) {
-    if (!options.json) return made.summary + " in " + format("%.3f s", seconds);
+/// The report of an archive: a line of text, or of JSON with the members that `write` adds.
+template <class Write>
+std::string line_of(const work &item, const convert_options &options, const std::string &text, Write write) {
+    if (!options.json) return text;
     std::string line;
     writer out(line);
     out.open_object();
     out.utf8("archive", item.name);
     out.utf8("folder", item.folder);
-    const std::pair<const char *, std::uint64_t> counts[] = {{"meshes", made.made.meshes},
-                                                             {"vertices", made.made.vertices},
-                                                             {"triangles", made.made.triangles},
-                                                             {"frames", made.made.frames},
-                                                             {"tokens", made.made.tokens}};
-    for (const auto &[name, count] : counts)
-        out.digits(name, std::to_string(count));
-    out.digits("seconds", format("%.6f", seconds));
-    out.digits("peak_memory", std::to_string(peak_memory()));
+    write(out);
     out.close();
     return line;
 }
 
-std::string line_of_one_done_before(const work &item, const convert_options &options) {
-    if (!options.json) return item.name + ": done before";
-    std::string line;
-    writer out(line);
-    out.open_object();
-    out.utf8("archive", item.name);
-    out.utf8("folder", item.folder);
-    out.boolean("done_before", true);
-    out.close();
-    return line;
+void write_amounts(writer &out, const job::amounts &made, double seconds) {
+    const std::pair<const char *, std::uint64_t> counts[] = {{"meshes", made.meshes},
+                                                             {"vertices", made.vertices},
+                                                             {"triangles", made.triangles},
+                                                             {"frames", made.frames},
+                                                             {"tokens", made.tokens}};
+    for (const auto &[name, count] : counts)
+        out.digits(name, std::to_string(count));
+    out.digits("seconds", format("%.6f", seconds));
+    out.digits("peak_memory", std::to_string(peak_memory()));
 }
 
 /// Converts one archive and returns the lines to print: the report, or the paths of the results.
 std::vector<std::string> lines_of(const work &item, const convert_options &options, bool alone) {
     std::optional<job::done_record> record;
     if (options.resume) record.emplace(item.name, item.folder, options);
-    if (record && record->is_there()) return {line_of_one_done_before(item, options)};
+    if (record && record->is_there())
+        return {line_of(item, options, item.name + ": done before",
+                        [](writer &out) { out.boolean("done_before", true); })};
     const auto start = std::chrono::steady_clock::now();
     const job::outcome made = convert_one(item, options, alone);
     if (record) record->write(made);
     const std::chrono::duration<double> time = std::chrono::steady_clock::now() - start;
     if (alone && options.by_bytes && !options.json) return made.files;
-    return {line_of(item, options, made, time.count())};
+    return {line_of(item, options, made.summary + " in " + format("%.3f s", time.count()),
+                    [&](writer &out) { write_amounts(out, made.made, time.count()); })};
 }
 
 } // namespace

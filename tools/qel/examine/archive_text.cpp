@@ -3,41 +3,22 @@
 
 #include "files/failure.h"
 
+#include <utility>
+
 namespace tool {
 
 value_type type_of(std::uint32_t value) {
-    switch (value) {
-    case QEL_ARCHIVE_VALUE_BOOL:
-        return {"bool", 1};
-    case QEL_ARCHIVE_VALUE_U8:
-        return {"uint8", 1};
-    case QEL_ARCHIVE_VALUE_I8:
-        return {"int8", 1};
-    case QEL_ARCHIVE_VALUE_U16:
-        return {"uint16", 2};
-    case QEL_ARCHIVE_VALUE_I16:
-        return {"int16", 2};
-    case QEL_ARCHIVE_VALUE_U32:
-        return {"uint32", 4};
-    case QEL_ARCHIVE_VALUE_I32:
-        return {"int32", 4};
-    case QEL_ARCHIVE_VALUE_U64:
-        return {"uint64", 8};
-    case QEL_ARCHIVE_VALUE_I64:
-        return {"int64", 8};
-    case QEL_ARCHIVE_VALUE_F16:
-        return {"float16", 2};
-    case QEL_ARCHIVE_VALUE_F32:
-        return {"float32", 4};
-    case QEL_ARCHIVE_VALUE_F64:
-        return {"float64", 8};
-    case QEL_ARCHIVE_VALUE_TEXT:
-        return {"text", 0};
-    case QEL_ARCHIVE_VALUE_WIDE_TEXT:
-        return {"wide text", 0};
-    default:
-        return {"unknown", 0};
-    }
+    constexpr std::pair<std::uint32_t, value_type> types[] = {
+        {QEL_ARCHIVE_VALUE_BOOL, {"bool", 1}},   {QEL_ARCHIVE_VALUE_U8, {"uint8", 1}},
+        {QEL_ARCHIVE_VALUE_I8, {"int8", 1}},     {QEL_ARCHIVE_VALUE_U16, {"uint16", 2}},
+        {QEL_ARCHIVE_VALUE_I16, {"int16", 2}},   {QEL_ARCHIVE_VALUE_U32, {"uint32", 4}},
+        {QEL_ARCHIVE_VALUE_I32, {"int32", 4}},   {QEL_ARCHIVE_VALUE_U64, {"uint64", 8}},
+        {QEL_ARCHIVE_VALUE_I64, {"int64", 8}},   {QEL_ARCHIVE_VALUE_F16, {"float16", 2}},
+        {QEL_ARCHIVE_VALUE_F32, {"float32", 4}}, {QEL_ARCHIVE_VALUE_F64, {"float64", 8}},
+        {QEL_ARCHIVE_VALUE_TEXT, {"text", 0}},   {QEL_ARCHIVE_VALUE_WIDE_TEXT, {"wide text", 0}}};
+    for (const auto &[number, type] : types)
+        if (number == value) return type;
+    return {"unknown", 0};
 }
 
 std::string kind_of_object(const qel_archive_object &object) {
@@ -54,20 +35,14 @@ std::string kind_of_values(const qel_archive_property &property) {
 }
 
 const char *scope_text(std::uint32_t scope) {
-    switch (scope) {
-    case OGAWA_SCOPE_CONSTANT:
-        return "for all";
-    case OGAWA_SCOPE_FACE:
-        return "by face";
-    case OGAWA_SCOPE_VARYING:
-        return "varying";
-    case OGAWA_SCOPE_VERTEX:
-        return "by vertex";
-    case OGAWA_SCOPE_FACE_VARYING:
-        return "by corner";
-    default:
-        return "of an unknown scope";
-    }
+    constexpr std::pair<std::uint32_t, const char *> texts[] = {{OGAWA_SCOPE_CONSTANT, "for all"},
+                                                                {OGAWA_SCOPE_FACE, "by face"},
+                                                                {OGAWA_SCOPE_VARYING, "varying"},
+                                                                {OGAWA_SCOPE_VERTEX, "by vertex"},
+                                                                {OGAWA_SCOPE_FACE_VARYING, "by corner"}};
+    for (const auto &[number, text] : texts)
+        if (number == scope) return text;
+    return "of an unknown scope";
 }
 
 std::string archive_message(std::int32_t status) {

@@ -1,4 +1,4 @@
-// The card that says what a token is, and its record as text.
+// The card that shows a token's values, and its record as text.
 const short = (values) => values.map((value) => signed(Number(value.toPrecision(Math.abs(value) < 1 ? 3 : 4)))).join(', ');
 const hexadecimal = (value) => value.toString(16).toUpperCase().padStart(16, '0');
 
@@ -22,7 +22,7 @@ function recordText(model, vertex) {
     ...(model.times.length > 1 ? [`time = ${model.times[model.frame]}`] : []), ...facts].join('\n') + '\n';
 }
 
-// `near` holds [vertex, distance] of the nearest tokens; `pick` is called with the one that is pressed.
+// `near` holds [vertex, distance] of the nearest tokens; `pick` is called with the vertex that is clicked.
 function fillCard(card, model, vertex, colour, crowd, near, pick) {
   const mesh = meshOf(model, vertex), title = element('h3'), dot = element('i');
   dot.style.background = colour;
@@ -47,7 +47,7 @@ function fillCard(card, model, vertex, colour, crowd, near, pick) {
   card.append(heading, nearest);
 }
 
-// Beside the pointer where there is room, never under it.
+// Places the card beside the pointer, never under it, and inside the window.
 function placeCard(card, x, y, width, height) {
   card.hidden = false;
   const own = card.getBoundingClientRect(), gap = 18, margin = 10;

@@ -1,4 +1,4 @@
-// What each vertex is coloured by, which ones a filter lets pass, and the legend that says so.
+// The colours of the vertices, the filters, and the legend of both.
 const category = ['#4477aa', '#ee6677', '#2e9e5b', '#ccaa33', '#55b5d9', '#aa4499', '#8c8c8c', '#dd8452', '#6f63bb', '#94a03a'];
 const diverging = ['#20508f', '#4a8ac4', '#93b8d3', '#b6b2aa', '#dda876', '#cf6f4a', '#962c30'];
 const sequential = ['#46327e', '#365c8d', '#277f8e', '#1fa187', '#6bcb5d', '#e2d53b'];
@@ -23,7 +23,7 @@ function element(name, text, className) {
   return made;
 }
 
-// A place of 0 to 1 on a ramp.
+// The colour at a place of 0 to 1 on a ramp.
 function ramp(stops, place) {
   const at = clamp(place || 0, 0, 1) * (stops.length - 1);
   const lower = Math.min(Math.floor(at), stops.length - 2), part = at - lower;
@@ -31,7 +31,7 @@ function ramp(stops, place) {
   return from.map((channel, i) => Math.round(channel + (to[i] - channel) * part));
 }
 
-// 256 colours for a byte: of a level or state plus 128, of a layer, of a norm's place on its ramp.
+// 256 colours, by a byte: a level or state plus 128, a layer, or a norm's place on its ramp.
 function tableOf(colour) {
   const table = new Uint8Array(256 * 3);
   for (let i = 0; i < 256; ++i) table.set(colour(i), i * 3);
@@ -46,13 +46,13 @@ function createColours(model) {
     return counts;
   };
   const listed = (counts, name) => [...counts.keys()].filter((i) => counts[i] > 0).map((i) => [name(i), counts[i]]);
-  let least = Infinity, most = -Infinity;
+  let min = Infinity, max = -Infinity;
   for (let i = 0; i < model.norms.length; ++i) {
-    if (model.norms[i] < least) least = model.norms[i];
-    if (model.norms[i] > most) most = model.norms[i];
+    if (model.norms[i] < min) min = model.norms[i];
+    if (model.norms[i] > max) max = model.norms[i];
   }
-  if (model.frames.length > 0) [least, most] = [0, Math.max(most, 1.618034)];
-  const scale = most > least ? 255 / (most - least) : 0;
+  if (model.frames.length > 0) [min, max] = [0, Math.max(max, 1.618034)];
+  const scale = max > min ? 255 / (max - min) : 0;
   const layers = listed(seen(model.layers), (i) => i), rank = new Map(layers.map(([layer], i) => [layer, i]));
   const tables = {
     level: tableOf((i) => ramp(diverging, (i - 128 + 11) / 22)),
@@ -62,7 +62,7 @@ function createColours(model) {
   };
   const out = new Uint8Array(model.count * 4), { levels, states, norms } = model;
   const meshColour = (mesh) => channels(category[mesh.number % category.length]);
-  const normStep = (vertex) => Math.round(clamp((norms[vertex] - least) * scale, 0, 255)) || 0;
+  const normStep = (vertex) => Math.round(clamp((norms[vertex] - min) * scale, 0, 255)) || 0;
   const index = {
     level: (i) => levels[i] + 128, state: (i) => states[i] + 128, norm: normStep, layer: (i) => model.layers[i],
   };
@@ -87,7 +87,7 @@ function createColours(model) {
 
   return {
     filter, isFiltered, layers,
-    // Four bytes a vertex; the fourth is 0 where a filter holds it back.
+    // Returns four bytes for each vertex; the fourth is 0 if a filter hides it.
     paint(mode, movingOnly) {
       for (const mesh of model.meshes) if (!movingOnly || mesh.moves) fill(mesh, mode);
       return out;
@@ -95,11 +95,11 @@ function createColours(model) {
     of: (vertex) => `rgb(${out[vertex * 4]} ${out[vertex * 4 + 1]} ${out[vertex * 4 + 2]})`,
     ofMesh: (mesh) => `rgb(${meshColour(mesh).join(' ')})`,
     states: () => listed(seen(states), (i) => i << 24 >> 24),
-    norms: () => [least, most],
+    norms: () => [min, max],
   };
 }
 
-// One token for each cell that is taken by a shown vertex, and how many share each.
+// One token for each cell with a shown vertex, and the number of vertices in each cell.
 function createCells(model) {
   const first = new Int32Array(cellCount), crowd = new Uint32Array(cellCount);
   const places = new Uint8Array(cellCount * 4), tones = new Uint8Array(cellCount * 4), vertices = new Uint32Array(cellCount);
@@ -165,7 +165,7 @@ function levelSliders(filter, changed) {
   return [both, text];
 }
 
-// `changed` is called when a filter was.
+// Calls `changed` when a filter changes.
 function showLegend(legend, model, colours, mode, changed) {
   const { filter } = colours;
   const toggled = (set, value) => () => {
@@ -181,8 +181,8 @@ function showLegend(legend, model, colours, mode, changed) {
   });
   if (mode === 'level') legend.replaceChildren(...levelSliders(filter, changed));
   if (mode === 'norm') {
-    const [least, most] = colours.norms();
-    legend.replaceChildren(...bar(least.toFixed(3), sequential, most.toFixed(3)));
+    const [min, max] = colours.norms();
+    legend.replaceChildren(...bar(min.toFixed(3), sequential, max.toFixed(3)));
   }
   if (mode === 'state') legend.replaceChildren(...chips(colours.states(), filter.states, (state) => stateColours.get(state) || '#8c8c8c'));
   if (mode === 'layer') {

@@ -1,4 +1,4 @@
-// Buttons and keys: each calls one thing that the page can do, `app`.
+// Buttons and keys. Each calls one function of `app`.
 const arrows = { ArrowLeft: [-1, 0], ArrowRight: [1, 0], ArrowUp: [0, -1], ArrowDown: [0, 1] };
 const gestures = ['Drag: turn', 'Right drag, Shift drag, two fingers: move', 'Wheel, pinch: zoom to the pointer', 'Click, tap: keep a token',
   'Double click: focus'];
@@ -17,7 +17,7 @@ function nextTheme(redraw) {
   redraw();
 }
 
-// What each key of the table does.
+// The actions of the keys in the table.
 function keyActs(app, acts) {
   return keyTable({
     ...acts,
@@ -45,7 +45,7 @@ function listHelp(table) {
 
 function connectControls(app) {
   const { state } = app;
-  const acts = { // by button and by key
+  const acts = { // of buttons and of keys
     views: () => app.setLayout(cycle(['both', 'mesh', 'tokens'], state.layout)), linked: () => app.setLinked(!state.linked),
     up: () => app.setUp(!state.zUp), theme: () => nextTheme(app.redraw), help: () => by('help').showModal(),
     picture: app.takePicture, link: app.takeLink, record: app.takeRecord,

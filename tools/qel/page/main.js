@@ -1,8 +1,8 @@
-// Ties the parts together: what is chosen, how it looks, when it is drawn.
+// Connects the parts: the state of the page, its look, and when it is drawn.
 const by = (id) => document.getElementById(id);
 const root = document.documentElement, canvas = by('canvas'), overlay = by('overlay'), card = by('card');
 
-function say(text) {
+function showStatus(text) {
   by('found').textContent = text;
 }
 
@@ -12,7 +12,7 @@ function fail(text) {
   document.body.classList.remove('opening');
 }
 
-// Where nothing else tells: what stands on z = 0 and reaches below y = 0 has Z up, unless it lies flat in y like ground.
+// Guesses whether Z is up: if the scene begins at z = 0 and extends below y = 0, unless it is flat in y as ground is.
 function guessZUp({ low, high }) {
   const [wide, deep, tall] = high.map((value, axis) => value - low[axis]);
   const ground = deep < Math.min(wide, tall) * 0.3;
@@ -59,7 +59,7 @@ function startPage(model, read) {
     moved();
   };
 
-  // ---- what is picked
+  // ---- picking
   function hover(x, y) {
     choose(stage.pickAt(x, y), false);
     if (chosen.vertex >= 0) placeCard(card, x, y, canvas.clientWidth, canvas.clientHeight);
@@ -81,7 +81,7 @@ function startPage(model, read) {
   }
   const keep = (vertex) => choose(vertex, true);
 
-  // ---- what is shown
+  // ---- visibility and look
   function repaint(movingOnly = false) {
     tones = colours.paint(state.mode, movingOnly);
     cells.gather(tones);
@@ -154,12 +154,12 @@ function startPage(model, read) {
     by('linked').setAttribute('aria-pressed', String(linked));
     by('linked').textContent = linked ? 'Linked' : 'Alone';
     if (!linked) return;
-    const from = active && stage.panes.includes(active) ? active.camera : cameras.mesh; // the others follow the one last moved
+    const from = active && stage.panes.includes(active) ? active.camera : cameras.mesh; // the others follow the one that moved last
     for (const camera of Object.values(cameras)) Object.assign(camera, { yaw: from.yaw, pitch: from.pitch });
     redraw();
   }
 
-  // ---- moving about
+  // ---- navigation
   const unitOf = (space, point) => upright(state.zUp, sub3(point, space.centre).map((value) => value * space.scale));
   function frameMeshes(meshes) {
     const box = boxOf(model, meshes.length > 0 ? meshes : model.meshes);
@@ -213,11 +213,11 @@ function startPage(model, read) {
   function find(after) {
     const answer = search(model, by('find').value, after);
     by('find').setAttribute('aria-invalid', String('nothing' in answer));
-    say(answer.nothing || '');
+    showStatus(answer.nothing || '');
     if ('nothing' in answer) choose(-1, false);
     if ('object' in answer) {
       outliner.select(answer.object);
-      say(`${pathOf(model, answer.object)}: press Enter to frame it.`);
+      showStatus(`${pathOf(model, answer.object)}: press Enter to frame it.`);
     } else if (answer.vertex >= 0) keep(answer.vertex);
     else if (answer.vertex < 0) choose(-1, false);
     return answer;
@@ -226,28 +226,28 @@ function startPage(model, read) {
   by('find').addEventListener('keydown', (event) => {
     if (event.key === 'Enter') {
       const answer = find(chosen.vertex);
-      if (answer.vertex >= 0) say('Enter finds the next one.');
+      if (answer.vertex >= 0) showStatus('Enter finds the next one.');
       if (answer.object >= 0) frameMeshes(selectedMeshes);
     }
     if (event.key === 'Escape') { by('find').value = ''; find(-1); canvas.focus(); }
   });
 
-  // ---- to take along
+  // ---- export
   const fileName = (ending) => `${model.header.title.replace(/[^\w.-]+/g, '_').slice(0, 60) || 'scene'}${ending}`;
   const viewNow = () => viewText({ ...state, frame: model.frame, vertex: chosen.kept ? chosen.vertex : -1,
     hidden: model.meshes.filter((mesh) => mesh.hidden).map((mesh) => mesh.number) }, cameras);
   function takePicture() {
     stage.drawNow();
     picture(canvas, overlay, style('--page'), fileName('.png'));
-    say('The picture is saved.');
+    showStatus('The picture is saved.');
   }
   function takeLink() {
     history.replaceState(null, '', '#' + viewNow());
-    copy(location.href, say, 'The link is copied.');
+    copy(location.href, showStatus, 'The link is copied.');
   }
   function takeRecord() {
-    if (chosen.vertex < 0) say('No token is picked.');
-    else copy(recordText(model, chosen.vertex), say, 'The record is copied.');
+    if (chosen.vertex < 0) showStatus('No token is picked.');
+    else copy(recordText(model, chosen.vertex), showStatus, 'The record is copied.');
   }
 
   // ---- controls
@@ -271,7 +271,7 @@ function startPage(model, read) {
     pan: (dx, dy) => turned((camera, pane) => panBy(camera, dx, dy, pane.width / pane.height)),
     zoom: (factor) => turned((camera, pane) => zoomBy(camera, factor, 0, 0, pane.width / pane.height)),
     nearest: () => { if (chosen.vertex >= 0) keep((nearestTo(model, tones, chosen.vertex, 1)[0] || [-1])[0]); },
-    letGo: () => { choose(-1, false); outliner.select(-1); say(''); },
+    letGo: () => { choose(-1, false); outliner.select(-1); showStatus(''); },
     play: () => { if (model.times.length > 1) time.toggle(); },
     stepFrame: (step) => { if (model.times.length > 1) time.step(step); },
     hide: () => { if (pickedMesh() >= 0) outliner.toggle(pickedMesh()); },
@@ -280,7 +280,7 @@ function startPage(model, read) {
     setEdges: (wanted) => stage.renderer?.setEdges(wanted),
   });
 
-  // ---- beginning
+  // ---- start
   const objectsShown = new Set(model.meshes.map((mesh) => mesh.object)).size;
   const stills = model.times.length > 1 ? ` · ${plural(model.times.length, 'frame')}` : '';
   by('counts').textContent = `${plural(model.count, 'vertex', 'vertices')} · ${plural(model.triangleCount, 'triangle')}` +

@@ -1,8 +1,8 @@
-// What is shown, as typed arrays, and every question about a vertex. Knows nothing of the page or of drawing.
+// The model as typed arrays, and the values of each vertex. It does not use the page or the renderer.
 const latticeSide = 48, cellCount = 48 ** 3;
 const stateOf = [0, 1, -1, 2];
 
-// Bit i of x goes to bit 3i, of y to 3i + 1, of z to 3i + 2.
+// Bit i of x becomes bit 3i, of y 3i + 1, of z 3i + 2.
 const spread = new Uint32Array(64);
 for (let i = 0; i < 64; ++i) for (let bit = 0; bit < 6; ++bit) spread[i] |= (i >> bit & 1) << 3 * bit;
 const cellKey = (x, y, z) => spread[x] | spread[y] << 1 | spread[z] << 2;
@@ -16,7 +16,7 @@ function makeMeshes(header, counts) {
       named: 0, ...mesh, number, count: mesh.vertices, first, firstTriangle, triangleCount: mesh.triangles, hidden: false,
       firstMoving: mesh.moves ? firstMoving : -1, firstNormal: mesh.normals ? firstNormal : -1,
       firstUv: mesh.uvs ? firstUv : -1, firstNumber: mesh.of ? firstNumber : -1,
-      away: Boolean(mesh.frames) && mesh.frames[0] > 0, // at this frame another mesh stands for the object
+      away: Boolean(mesh.frames) && mesh.frames[0] > 0, // another mesh shows the object at this frame
       get out() { return this.hidden || this.away; },
     };
     first += mesh.vertices;
@@ -30,7 +30,7 @@ function makeMeshes(header, counts) {
   });
 }
 
-// How many triangles are shown together at most: where faces change, each frame has a mesh of its own.
+// The maximum number of triangles shown at one time: an object whose faces change has one mesh for each frame.
 function trianglesAtOnce({ meshes }) {
   const changing = new Map();
   let sum = 0;
@@ -38,11 +38,11 @@ function trianglesAtOnce({ meshes }) {
     if (frames) changing.set(object, Math.max(changing.get(object) || 0, triangleCount));
     else sum += triangleCount;
   }
-  for (const most of changing.values()) sum += most;
+  for (const count of changing.values()) sum += count;
   return sum;
 }
 
-// Stretches of a mesh's triangles, and the first and last vertex that each names: most questions concern few of them.
+// Blocks of a mesh's triangles with the first and last vertex of each: most searches can skip most blocks.
 const blockLength = 256;
 function makeBlocks(meshes, triangles, count) {
   const number = meshes.reduce((sum, mesh) => sum + Math.ceil(mesh.triangleCount / blockLength), 0);
@@ -68,7 +68,7 @@ function makeBlocks(meshes, triangles, count) {
   return blocks;
 }
 
-// The boxes of a mesh's stretches as it stands at this frame: low, then high.
+// Computes the bounding boxes of a mesh's blocks at this frame: low, then high.
 function boxBlocks({ blocks, triangles, positions, frame }, mesh) {
   if (mesh.boxedAt === (mesh.moves ? frame : 0)) return;
   mesh.boxedAt = mesh.moves ? frame : 0;
@@ -128,7 +128,7 @@ async function openModel(header, read) {
   return model;
 }
 
-// Level, state and norm follow from the cell.
+// Computes level, state and norm from the cell.
 function deriveTokens(model, from, to) {
   const { cells, levels, states, norms } = model;
   const squares = Float32Array.from({ length: 48 }, (_, i) => (i - 23.5) ** 2);
@@ -141,7 +141,7 @@ function deriveTokens(model, from, to) {
   }
 }
 
-// Each vertex gets the sum of its triangles' normals, which are as long as the triangles are large.
+// A vertex's normal is the sum of its triangles' normals, weighted by area.
 let normalSums = new Float32Array(0);
 function sumNormals(model, mesh) {
   const { positions, triangles, normals } = model, base = mesh.first * 3;
@@ -166,7 +166,7 @@ function sumNormals(model, mesh) {
   }
 }
 
-// Steps and cells of the meshes that move, one after the other.
+// The quantized positions and the cells of the moving meshes, in order.
 function firstFrame(model, moving) {
   const frame = { steps: new Uint16Array(moving * 3), cells: new Uint8Array(moving * 3) };
   for (const mesh of model.meshes) if (mesh.moves) {
@@ -176,7 +176,7 @@ function firstFrame(model, moving) {
   return frame;
 }
 
-// Unpacks the frames after the first, each as differences from the one before; calls `each(number)` after every one.
+// Decodes the frames after the first, which are differences from the one before; calls `each(number)` after each.
 async function readFrames(model, read, each) {
   for (let number = 1; number < model.times.length; ++number) {
     const before = model.frames[number - 1];
@@ -189,7 +189,7 @@ async function readFrames(model, read, each) {
   }
 }
 
-// Brings the meshes that move to a frame that has been read.
+// Sets the moving meshes to a frame that has been read.
 function goToFrame(model, number) {
   const frame = model.frames[number];
   model.frame = number;
@@ -203,7 +203,7 @@ function goToFrame(model, number) {
   }
 }
 
-// At the first frame a file's own words count, where they are other than usual.
+// Restores the values that the file stores for the first frame, if they differ from the computed ones.
 function restoreTokens(model, { first, count }) {
   for (const name of ['levels', 'states', 'norms']) model[name].set(model.kept[name].subarray(first, first + count), first);
 }
@@ -222,16 +222,16 @@ const cellOf = (model, vertex) => [...model.cells.subarray(vertex * 3, vertex * 
 const positionOf = (model, vertex) => [...model.positions.subarray(vertex * 3, vertex * 3 + 3)];
 const cellNumberOf = (model, vertex) =>
   (model.cells[vertex * 3] * latticeSide + model.cells[vertex * 3 + 1]) * latticeSide + model.cells[vertex * 3 + 2];
-const saysItself = (model, vertex) => !model.usual && !(model.frame > 0 && meshOf(model, vertex).moves);
-const keyOf = (model, vertex) => saysItself(model, vertex) ? model.given.keys[vertex] : BigInt(cellKey(...cellOf(model, vertex)));
+const hasStoredToken = (model, vertex) => !model.usual && !(model.frame > 0 && meshOf(model, vertex).moves);
+const keyOf = (model, vertex) => hasStoredToken(model, vertex) ? model.given.keys[vertex] : BigInt(cellKey(...cellOf(model, vertex)));
 
-// The number of the vertex in its mesh, as the file has it.
+// The index of a vertex in its mesh in the file.
 function numberOf(model, vertex) {
   const mesh = meshOf(model, vertex), own = vertex - mesh.first;
   return mesh.of ? model.given.numbers[mesh.firstNumber + own] : own;
 }
 
-// The number that a usual identity spells: of the mesh, then of the vertex.
+// The number in a computed identity: the mesh's, then the vertex's.
 const identityNumber = (model, vertex) => (meshOf(model, vertex).named << 24 | numberOf(model, vertex) & 0xFFFFFF) >>> 0;
 
 function identityOf(model, vertex) {
@@ -240,7 +240,7 @@ function identityOf(model, vertex) {
   return String.fromCharCode(...(end < 0 ? bytes : bytes.subarray(0, end)));
 }
 
-// A hash of the triangles around a vertex, in their order; null where not all of them are in the page.
+// A hash of the triangles around a vertex, in order; null if the page does not have all of them.
 function topologyOf(model, vertex) {
   const mesh = meshOf(model, vertex), { triangles } = model;
   if (mesh.of) return null;
@@ -259,15 +259,15 @@ function topologyOf(model, vertex) {
   return hash >>> 0;
 }
 
-// The token's state word, or null where the page cannot tell it.
+// The token's state word, or null if the page cannot compute it.
 function payloadOf(model, vertex) {
-  if (saysItself(model, vertex)) return model.given.payloads[vertex];
+  if (hasStoredToken(model, vertex)) return model.given.payloads[vertex];
   const topology = topologyOf(model, vertex), [x, y, z] = cellOf(model, vertex).map(BigInt);
   if (topology === null) return null;
   return BigInt(topology) ^ keyOf(model, vertex) ^ x << 48n ^ y << 40n ^ z << 32n;
 }
 
-// What the file says at a vertex, where it does: a normal and a place in the texture.
+// The normal and the texture coordinates of a vertex in the file, or null.
 function normalOf(model, vertex) {
   const mesh = meshOf(model, vertex);
   if (mesh.firstNormal < 0 || (mesh.moves && model.frame > 0)) return null;
@@ -288,7 +288,7 @@ function pathOf(model, object) {
   return '/' + names.join('/');
 }
 
-// The box of the meshes that are shown, as they stand now, or null.
+// The bounding box of meshes at this frame, or null.
 function boxOf(model, meshes) {
   const low = [Infinity, Infinity, Infinity], high = [-Infinity, -Infinity, -Infinity], { positions } = model;
   for (const mesh of meshes) for (let i = mesh.first * 3; i < (mesh.first + mesh.count) * 3; i += 3) for (let axis = 0; axis < 3; ++axis) {

@@ -1,5 +1,5 @@
 // Pointer, wheel and touch over the canvas, as gestures: hooks.turn(dx, dy), pan(dx, dy), zoom(factor, x, y),
-// pointed(x, y), clicked(x, y, twice), left(). Places and ways are in pixels of the page.
+// pointed(x, y), clicked(x, y, twice), left(). Positions and distances are in pixels of the page.
 function listenTo(canvas, hooks) {
   const pointers = new Map();
   let moved = 0, spread = 0, middle = null, lastTap = { at: 0, x: 0, y: 0 };
@@ -61,7 +61,7 @@ function listenTo(canvas, hooks) {
   }, { passive: false });
 }
 
-// What keys do everywhere but in a field: [keys, what the help says, what is done].
+// The keys outside input fields: [keys, text of the help, action].
 function keyTable(act) {
   return [
     [['ArrowLeft', 'ArrowRight', 'ArrowUp', 'ArrowDown'], 'Arrows: turn; with Shift: move', act.arrow],

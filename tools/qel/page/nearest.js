@@ -1,4 +1,4 @@
-// Tokens near a key, by the library's measure: hops, the whole root of the difference of two keys.
+// The nearest tokens, by the library's distance in hops: the integer square root of the difference of two keys.
 function rootOf(difference) {
   let root = BigInt(Math.floor(Math.sqrt(Number(difference))));
   while (root * root > difference) --root;
@@ -6,7 +6,7 @@ function rootOf(difference) {
   return root;
 }
 
-// The `count` shown tokens nearest to a vertex's, itself left out: [vertex, distance], nearest first, earlier ones first.
+// The `count` shown tokens nearest to a vertex's, without its own: [vertex, distance], ascending; ties by vertex.
 function nearestTo(model, colours, vertex, count) {
   const best = [], usual = model.usual, wanted = usual ? Number(keyOf(model, vertex)) : keyOf(model, vertex);
   let worst = Infinity;
@@ -32,7 +32,7 @@ function nearestTo(model, colours, vertex, count) {
   return best;
 }
 
-// The first shown vertex that a test accepts, from a place on, round and round; -1 where there is none.
+// The first shown vertex after `after` that a test accepts, continuing at the start; -1 if there is none.
 function nextVertex(model, after, accepts) {
   for (let step = 1; step <= model.count; ++step) {
     const vertex = (after + step + model.count) % model.count;

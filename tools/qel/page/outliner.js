@@ -1,4 +1,4 @@
-// The tree of objects. Only the rows in sight are in the document, so that a hundred thousand objects scroll as ten do.
+// The tree of objects. Only visible rows are in the document, so that scrolling does not slow down with many objects.
 const rowHeight = 26;
 
 function createOutliner(model, hooks) {
@@ -98,7 +98,7 @@ function createOutliner(model, hooks) {
     comeInSight();
     hooks.selected(object >= 0 ? meshesBelow(object) : []);
   };
-  // As select, but the view is left alone: the pick itself is marked there.
+  // As select, but without a box in the view: the picked vertex is marked there.
   const reveal = (object) => {
     selected = object;
     for (let at = model.objects[object].parent; at >= 0; at = model.objects[at].parent) open.add(at);

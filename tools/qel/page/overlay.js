@@ -1,4 +1,4 @@
-// What lies over both views: axes, the picked token, its normal, the nearest tokens with their distances.
+// The overlay of both views: axes, the picked token, its normal, the nearest tokens with their distances.
 const axisColours = ['#d1495b', '#4f9d54', '#3d7dca'];
 
 function ring(pen, x, y, radius, stroke, fill, halo) {
@@ -38,7 +38,7 @@ function drawAxes(pen, pane, look) {
   }
 }
 
-// Beside the middle of edges that one sees from outside.
+// Axis names beside the middle of visible outer edges.
 function drawCubeLabels(pen, pane, look, zUp) {
   const { turned } = pane.seen, up = zUp ? 2 : 1, flat = [0, 1, 2].filter((axis) => axis !== up);
   const side = (axis) => (turned[axis * 3 + 2] > 0 ? 52 : -5);
@@ -61,7 +61,7 @@ function drawCubeLabels(pen, pane, look, zUp) {
   }
 }
 
-// `near` holds [vertex, distance]; `place(pane, vertex)` is where a vertex stands in a view.
+// `near` holds [vertex, distance]; `place(pane, vertex)` is the position of a vertex in a view.
 function drawPicked(pen, pane, look, { vertex, near, colour, normal, place }) {
   const at = (point) => {
     const [x, y, w] = projected(pane.seen, point, pane.width, pane.height);
@@ -119,7 +119,7 @@ function drawOverlay(canvas, panes, ratio, look, picked, zUp) {
   }
 }
 
-// A plane of lines under the scene; the step is 1, 2 or 5 times a power of ten. The two axes come first.
+// Grid lines under the scene, with a step of 1, 2 or 5 times a power of ten. The two axes are first.
 function floorOf({ low, high }, zUp) {
   const up = zUp ? 2 : 1, [a, b] = [0, 1, 2].filter((axis) => axis !== up);
   const size = Math.max(high[a] - low[a], high[b] - low[b]) || Math.max(high[up] - low[up], 1) || 1;

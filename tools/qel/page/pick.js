@@ -1,7 +1,7 @@
-// What stands under a place of a view. It is found without the graphics processor, which may still be drawing.
-const pickReach = 6; // pixels beside the pointer that count as well
+// Finds the vertex at a position of a view, without the graphics processor, which may still be drawing.
+const pickReach = 6; // maximum distance from the pointer in pixels
 
-// Rows of a view's transform, moved so that the pointer lies where x = y = 0; x and y are pixels times the distance w.
+// Rows of a view's transform, shifted so that the pointer is at x = y = 0; x and y are pixels times the distance w.
 function pointerRows({ matrix }, pane, x, y) {
   const row = (number) => [0, 4, 8, 12].map((column) => matrix[column + number]), w = row(3);
   const nx = (x - pane.left) / pane.width * 2 - 1, ny = 1 - (y - pane.top) / pane.height * 2;
@@ -9,7 +9,7 @@ function pointerRows({ matrix }, pane, x, y) {
   return [moved(row(0), nx, pane.width), moved(row(1), ny, pane.height), w];
 }
 
-// Four planes through the eye and one before it; a box that lies beyond one of them is not near the pointer.
+// Four planes through the camera and one in front of it; a box outside one of them is not near the pointer.
 function pointerPlanes([x, y, w], front) {
   const plane = (row, sign) => row.map((value, i) => sign * value + pickReach * w[i]);
   return [plane(x, 1), plane(x, -1), plane(y, 1), plane(y, -1), w.map((value, i) => (i === 3 ? value - front : value))];
@@ -23,14 +23,14 @@ function isBeyond(boxes, at, planes) {
   return false;
 }
 
-// How far the pointer is from an edge, squared; ends are pixels from it.
+// The squared distance of the pointer from an edge; the ends are in pixels relative to the pointer.
 function fromEdge(ax, ay, bx, by) {
   const dx = bx - ax, dy = by - ay, length = dx * dx + dy * dy;
   const along = length > 0 ? clamp(-(ax * dx + ay * dy) / length, 0, 1) : 0, x = ax + along * dx, y = ay + along * dy;
   return x * x + y * y;
 }
 
-// Keeps what lies nearest to the pointer, and of what lies under it the nearest to the eye.
+// Keeps the vertex nearest to the pointer and, among those under it, the one nearest to the camera.
 function nearestHit() {
   return {
     vertex: -1, away: pickReach * pickReach, depth: Infinity,
@@ -41,7 +41,7 @@ function nearestHit() {
   };
 }
 
-// The corner that is nearest to the point of a triangle with these shares of its corners.
+// The corner of a triangle nearest to the point with these barycentric coordinates.
 function nearestCorner(positions, corners, shares) {
   const at = (corner) => positions.subarray(corner * 3, corner * 3 + 3), point = [0, 0, 0];
   for (const [i, corner] of corners.entries())
@@ -50,7 +50,7 @@ function nearestCorner(positions, corners, shares) {
   return corners[away.indexOf(Math.min(...away))];
 }
 
-// Names of their own for all numbers: arrays of three made this three times slower.
+// Scalars instead of arrays of three, which made this three times slower.
 function pickTriangles({ positions, triangles }, from, to, [rowX, rowY, rowW], front, hit) {
   const [xx, xy, xz, x1] = rowX, [yx, yy, yz, y1] = rowY, [wx, wy, wz, w1] = rowW, reach = pickReach;
   for (let t = from * 3; t < to * 3; t += 3) {
@@ -59,7 +59,7 @@ function pickTriangles({ positions, triangles }, from, to, [rowX, rowY, rowW], f
     const k = triangles[t + 2] * 3, kx = positions[k], ky = positions[k + 1], kz = positions[k + 2];
     const iw = wx * ix + wy * iy + wz * iz + w1, jw = wx * jx + wy * jy + wz * jz + w1, kw = wx * kx + wy * ky + wz * kz + w1;
     const iX = xx * ix + xy * iy + xz * iz + x1, jX = xx * jx + xy * jy + xz * jz + x1, kX = xx * kx + xy * ky + xz * kz + x1;
-    if (iX > reach * iw && jX > reach * jw && kX > reach * kw) continue; // all to the right of what the pointer reaches
+    if (iX > reach * iw && jX > reach * jw && kX > reach * kw) continue; // all right of the pointer's reach
     if (-iX > reach * iw && -jX > reach * jw && -kX > reach * kw) continue;
     const iY = yx * ix + yy * iy + yz * iz + y1, jY = yx * jx + yy * jy + yz * jz + y1, kY = yx * kx + yy * ky + yz * kz + y1;
     if (iY > reach * iw && jY > reach * jw && kY > reach * kw) continue;
@@ -68,7 +68,7 @@ function pickTriangles({ positions, triangles }, from, to, [rowX, rowY, rowW], f
   }
 }
 
-// One that may lie under the pointer: shares of its corners tell whether it does, and where.
+// Tests one triangle by barycentric coordinates at the pointer.
 function pickTriangle(positions, corners, x, y, w, front, hit) {
   const a = x[1] * y[2] - x[2] * y[1], b = x[2] * y[0] - x[0] * y[2], c = x[0] * y[1] - x[1] * y[0], sum = a + b + c;
   if ((a >= 0 && b >= 0 && c >= 0 && sum > 0) || (a <= 0 && b <= 0 && c <= 0 && sum < 0)) {
@@ -78,7 +78,7 @@ function pickTriangle(positions, corners, x, y, w, front, hit) {
   } else if (hit.away > 0 && Math.min(...w) > front) pickEdges(corners, x, y, w, hit);
 }
 
-// Of a triangle beside the pointer.
+// Tests the edges of a triangle beside the pointer.
 function pickEdges(corners, x, y, w, hit) {
   const px = x.map((value, i) => value / w[i]), py = y.map((value, i) => value / w[i]);
   const away = Math.min(...[0, 1, 2].map((i) => fromEdge(px[i], py[i], px[(i + 1) % 3], py[(i + 1) % 3])));
@@ -87,7 +87,7 @@ function pickEdges(corners, x, y, w, hit) {
   hit.offer(corners[corner], away, w[corner]);
 }
 
-// Points are discs: `sizes` holds the diameter at distance 1 and the least one.
+// Points are discs: `sizes` holds the diameter at distance 1 and the minimum.
 function pickPoints(places, stride, from, to, [rowX, rowY, rowW], front, sizes, hit) {
   const [xx, xy, xz, x1] = rowX, [yx, yy, yz, y1] = rowY, [wx, wy, wz, w1] = rowW;
   for (let i = from, at = from * stride; i < to; ++i, at += stride) {
@@ -99,7 +99,7 @@ function pickPoints(places, stride, from, to, [rowX, rowY, rowW], front, sizes, 
   }
 }
 
-// The vertex that is seen at a place of a pane, or -1. `sizes` is how large the pane draws points.
+// The visible vertex at a position of a pane, or -1. `sizes` are those of the pane's points.
 function pickVertex(model, cells, pane, x, y, sizes) {
   const rows = pointerRows(pane.seen, pane, x, y), { front } = pane.seen, hit = nearestHit();
   if (!pane.isMesh) {

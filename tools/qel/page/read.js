@@ -1,5 +1,5 @@
-// The page's own data: a header of JSON and packed arrays as text. Undoes what the tool's page_block.cpp does.
-// Whoever makes the same header and arrays elsewhere calls openModel(header, read) without this file.
+// The data in the page: a header of JSON and packed arrays as text. Decodes what the tool's page_block.cpp packs.
+// Other sources of such a header and arrays call openModel(header, read) and do not need this file.
 class Damaged extends Error {}
 
 function fromBase64(text) {
@@ -34,11 +34,11 @@ async function inflated(bytes, size) {
 
 const arrayTypes = { 1: Uint8Array, 2: Uint16Array, 4: Uint32Array, 8: BigUint64Array };
 
-// Bytes of a number stand in planes, parts of an element one after the other; numbers are differences from the
-// element before, with the sign in the lowest bit.
+// The first numbers of all elements precede the second ones, and their lowest bytes precede the second ones. A number
+// is the difference from that of the element before, with the sign in the lowest bit.
 function unfolded(bytes, { width, stride, count }) {
   if (stride === 0) return new arrayTypes[width](bytes.buffer, 0, count);
-  const out = new Uint32Array(count), high = width > 1 ? count : 0, third = count * 2, fourth = count * 3; // one type: one fast loop
+  const out = new Uint32Array(count), high = width > 1 ? count : 0, third = count * 2, fourth = count * 3; // one type, so that the loop is compiled once
   for (let part = 0, place = 0; part < stride; ++part) {
     let value = 0;
     for (let i = part; i < count; i += stride, ++place) {
@@ -52,7 +52,7 @@ function unfolded(bytes, { width, stride, count }) {
   return width === 4 ? out : new arrayTypes[width](out);
 }
 
-// Reads the header; `read(name)` then gives the array of a name, or null where the header has none of it.
+// Reads the header. `read(name)` then returns the array of a name, or null if the header does not list it.
 function openPage(root) {
   let header;
   try {
@@ -72,7 +72,7 @@ function openPage(root) {
     if (!block) return null;
     try {
       const packed = joined((pieces.get(name) || []).map((piece) => fromBase64(piece.textContent)));
-      for (const piece of pieces.get(name) || []) piece.remove(); // its text is no longer needed
+      for (const piece of pieces.get(name) || []) piece.remove(); // frees its text
       if (packed.length !== block.bytes) throw new Damaged(`the array "${name}" is cut short`);
       const plain = block.deflated ? await inflated(packed, block.count * block.width) : packed;
       return unfolded(plain, block);

@@ -1,7 +1,7 @@
-// Draws the two views into one canvas. Is given arrays; knows nothing of the page.
+// Draws the two views into one canvas, from arrays. It does not use the page.
 const cube = { low: [-0.5, -0.5, -0.5], high: [47.5, 47.5, 47.5] };
 
-// The edges of a box of corners 0 and 1, then a grid on the lower and upper face of each axis.
+// The edges of a box with corners 0 and 1, then a grid on the lower and upper face of each axis.
 function boxLines() {
   const lines = [], point = (axis, a, b, c) => { const p = []; p[axis] = a; p[(axis + 1) % 3] = b; p[(axis + 2) % 3] = c; return p; };
   for (let axis = 0; axis < 3; ++axis)
@@ -17,7 +17,7 @@ function boxLines() {
   return { vertices: new Float32Array(lines), starts };
 }
 
-// The polygons' edges as pairs of vertices, mesh after mesh: the diagonals of a fan are none of them.
+// The polygons' edges as pairs of vertices, by mesh, without the diagonals of the fans.
 function edgePairs(model) {
   const { triangles, continues, triangleCount } = model, pairs = new Uint32Array(triangleCount * 6), starts = new Map();
   let at = 0;
@@ -34,8 +34,8 @@ function edgePairs(model) {
   return pairs.subarray(0, at);
 }
 
-// Neighbouring stretches become one.
-function stretches(list) {
+// Joins adjacent ranges.
+function joinRanges(list) {
   const joined = [];
   for (const [start, length] of list) {
     const last = joined[joined.length - 1];
@@ -45,7 +45,7 @@ function stretches(list) {
   return joined;
 }
 
-// Whether a processor does the work of a graphics processor: it is asked for less then.
+// Whether a software renderer is used, for which less is drawn.
 function drawsInSoftware(gl) {
   let name = gl.getParameter(gl.RENDERER);
   const hidden = name === 'WebKit WebGL' && gl.getExtension('WEBGL_debug_renderer_info');
@@ -53,9 +53,9 @@ function drawsInSoftware(gl) {
   return /swiftshader|llvmpipe|softpipe|software|basic render/i.test(name);
 }
 
-const smoothedBySoftware = 60000; // triangles and tokens: more are drawn without smoothing there
-const quickPoints = 4000;          // tokens, and points of meshes, that are drawn while they move
-const longestStep = 21;            // a stride has at most 255 bytes
+const maxSmoothedInSoftware = 60000; // triangles and tokens; more are drawn without smoothing by software
+const quickPoints = 4000;          // tokens, and points of meshes, that are drawn during a movement
+const maxPointStep = 21;           // a stride has at most 255 bytes
 
 function createRenderer(gl, model) {
   const program = ([vertex, fragment]) => {
@@ -109,7 +109,7 @@ function createRenderer(gl, model) {
   let faces = [], coarseFaces = { dense: [], surface: [] }, points = [], edges = [], edgesWanted = false, trianglesShown = 0;
   const software = drawsInSoftware(gl);
 
-  // Frames are drawn beside the canvas: one half can be drawn again alone, with or without smoothing.
+  // Frames are drawn to buffers, so that one half can be drawn again alone, with or without smoothing.
   const target = () => ({ made: gl.createFramebuffer(), colour: gl.createRenderbuffer(), depth: gl.createRenderbuffer(), size: '' });
   const smooth = target(), plain = target();
   const samples = Math.min(4, gl.getParameter(gl.MAX_SAMPLES));
@@ -160,7 +160,7 @@ function createRenderer(gl, model) {
     gl.uniform4fv(lines.at('tone'), [...tone, 0.75]);
     gl.drawArrays(gl.LINES, 0, 4);
   };
-  // A pixel-sized dot and one that nearly fills its cell.
+  // The sizes of points: a few pixels for a mesh, nearly a cell for tokens.
   const sizesOf = (pane, seen, ratio, count = cellsShown) => pane.isMesh ? [0, (model.count < 20000 ? 7 : 3) * ratio]
     : [pane.height * ratio * seen.scale / lens * 0.74 / Math.max(1, Math.cbrt(count / 20000)), 2.5 * ratio];
   const drawPoints = (seen, sizes, look) => {
@@ -180,13 +180,13 @@ function createRenderer(gl, model) {
   };
   const thinOut = () => {
     const count = points.reduce((sum, [, length]) => sum + length, 0);
-    pointStep = clamp(Math.round(count / quickPoints), 1, longestStep);
+    pointStep = clamp(Math.round(count / quickPoints), 1, maxPointStep);
     if (thinPoints) gl.deleteVertexArray(thinPoints);
     thinPoints = layout(vertexParts.map((part) => [...part.slice(0, 5), part[5] * pointStep]));
   };
   const setCoarseFaces = () => {
     const shown = model.meshes.filter((one) => !one.out);
-    const part = (thinned) => stretches(shown.filter((one) => one.thinned === thinned).map((one) => one.coarse));
+    const part = (thinned) => joinRanges(shown.filter((one) => one.thinned === thinned).map((one) => one.coarse));
     coarseFaces = { dense: part(true), surface: part(false) };
   };
   const drawFaces = (chosen, stretched, { seen }, view, look) => {
@@ -251,7 +251,7 @@ function createRenderer(gl, model) {
 
   return {
     software,
-    // Makes what is drawn while things move; done once, when there is time.
+    // Makes the coarse scene for movements, once, when idle.
     makeCoarse() {
       if (coarse) return;
       coarse = layout(vertexParts, buffer(coarseTriangles(model), gl.ELEMENT_ARRAY_BUFFER));
@@ -278,26 +278,26 @@ function createRenderer(gl, model) {
     },
     setShown() {
       const shown = model.meshes.filter((one) => !one.out);
-      faces = stretches(shown.map((one) => [one.firstTriangle, one.triangleCount]));
-      points = stretches(shown.filter((one) => one.triangleCount === 0).map((one) => [one.first, one.count]));
+      faces = joinRanges(shown.map((one) => [one.firstTriangle, one.triangleCount]));
+      points = joinRanges(shown.filter((one) => one.triangleCount === 0).map((one) => [one.first, one.count]));
       thinOut();
       trianglesShown = shown.reduce((sum, one) => sum + one.triangleCount, 0);
       if (coarse) setCoarseFaces();
-      edges = edgesWanted ? stretches(shown.map((one) => one.edges)) : [];
+      edges = edgesWanted ? joinRanges(shown.map((one) => one.edges)) : [];
     },
     setEdges(wanted) {
       edgesWanted = wanted;
       if (wanted && !wires) wires = layout([[0, positions, 3, gl.FLOAT, false, 12]], buffer(edgePairs(model), gl.ELEMENT_ARRAY_BUFFER));
       this.setShown();
     },
-    // Two lines of axes first, then the others.
+    // The two axes are first, then the other lines.
     setFloor(values) {
       refill(ground, values);
       floorLines = [values.length / 3 - 4, 0];
     },
-    // Smoothed, or straight into the canvas: quickly, or where smoothing takes too long.
+    // Draws with smoothing, or directly into the canvas if `quickly` is set or smoothing takes too long.
     draw(panes, look, ratio, quickly) {
-      const { width, height } = gl.canvas, smoothed = !quickly && !(software && trianglesShown + cellsShown > smoothedBySoftware);
+      const { width, height } = gl.canvas, smoothed = !quickly && !(software && trianglesShown + cellsShown > maxSmoothedInSoftware);
       if (quickly) this.makeCoarse();
       if (smoothed) fit(smooth, width, height, true);
       prepare();
@@ -311,7 +311,7 @@ function createRenderer(gl, model) {
       gl.disable(gl.SCISSOR_TEST);
       if (!smoothed) return;
       fit(plain, width, height, false);
-      for (const [from, to] of [[smooth.made, plain.made], [plain.made, null]]) { // samples join only in their own format
+      for (const [from, to] of [[smooth.made, plain.made], [plain.made, null]]) { // samples are resolved only into a buffer of the same format
         gl.bindFramebuffer(gl.READ_FRAMEBUFFER, from);
         gl.bindFramebuffer(gl.DRAW_FRAMEBUFFER, to);
         gl.blitFramebuffer(0, 0, width, height, 0, 0, width, height, gl.COLOR_BUFFER_BIT, gl.NEAREST);

@@ -1,4 +1,4 @@
-// Reads what is searched for: a cell, a position, a key, an identity, a path or a name. Answers { vertex }, { object } or { nothing }.
+// Searches for a cell, a position, a key, an identity, a path or a name. Returns { vertex }, { object } or { nothing }.
 function readSearch(text) {
   const wanted = text.trim();
   if (wanted === '') return { kind: 'empty' };
@@ -24,13 +24,13 @@ function findCell(model, [x, y, z], after) {
   return nextVertex(model, after, (i) => cells[i * 3] === x && cells[i * 3 + 1] === y && cells[i * 3 + 2] === z);
 }
 
-// The shown vertex nearest to a position in the world, as it stands now; -1 where none is shown.
+// The shown vertex nearest to a position in the world at this frame; -1 if none is shown.
 function findPosition(model, [x, y, z]) {
   const { positions } = model;
-  let best = -1, least = Infinity;
+  let best = -1, minDistance = Infinity;
   for (const mesh of model.meshes) if (!mesh.out) for (let i = mesh.first; i < mesh.first + mesh.count; ++i) {
     const distance = (positions[i * 3] - x) ** 2 + (positions[i * 3 + 1] - y) ** 2 + (positions[i * 3 + 2] - z) ** 2;
-    if (distance < least) [best, least] = [i, distance];
+    if (distance < minDistance) [best, minDistance] = [i, distance];
   }
   return best;
 }
@@ -52,7 +52,7 @@ function findIdentity(model, identity, after) {
   return nextVertex(model, after, (i) => identityNumber(model, i) === wanted);
 }
 
-// `after` is the vertex behind which the search begins, so that asking again finds the next one.
+// The search begins after the vertex `after`, so that a repeated search finds the next one.
 function search(model, text, after) {
   const wanted = readSearch(text);
   if (wanted.kind === 'empty') return { vertex: -1 };

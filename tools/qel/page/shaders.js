@@ -1,5 +1,5 @@
-// The programs of the graphics processor.
-// How a surface is lit: a light from the upper left, one from above, and a little gloss.
+// The shader programs.
+// The lighting of a surface: a light from the upper left, one from above, and a little gloss.
 const lightOf = `
 vec3 lit(vec3 base, vec3 n) {
   float key = max(dot(n, normalize(vec3(-0.45, 0.65, 0.75))), 0.0);
@@ -8,7 +8,7 @@ vec3 lit(vec3 base, vec3 n) {
   return base * (0.46 + 0.2 * fill + 0.46 * key) + 0.1 * gloss;
 }`;
 
-// Each pixel is lit by itself. What goes from the corners to the pixels is kept small: it is paid for by the triangle.
+// Lit for each pixel. The values interpolated from the corners are few, because their cost is per triangle.
 const surfaceShader = [`#version 300 es
 layout(location = 0) in vec3 position;
 layout(location = 1) in vec3 normal;
@@ -25,7 +25,7 @@ void main() {
 }`, `#version 300 es
 precision highp float;
 in vec3 facing, tone;
-uniform vec4 view;                            // the middle of the view and half its size, in pixels
+uniform vec4 view;                            // the centre of the view and half its size, in pixels
 uniform vec2 lens;
 out vec4 colour;${lightOf}
 void main() {
@@ -33,11 +33,11 @@ void main() {
   vec3 flatNormal = normalize(cross(dFdx(place), dFdy(place)));
   vec3 n = normalize(facing);
   if (dot(n, flatNormal) < 0.0) n = -n;       // a mesh may be open: both sides are lit
-  n = normalize(mix(flatNormal, n, smoothstep(0.62, 0.82, dot(n, flatNormal)))); // a crease stays a crease
+  n = normalize(mix(flatNormal, n, smoothstep(0.62, 0.82, dot(n, flatNormal)))); // keeps creases sharp
   colour = vec4(lit(tone, n), 1.0);
 }`];
 
-// Lit at the corners: for triangles that are hardly larger than a pixel.
+// Lit at the corners, for triangles hardly larger than a pixel.
 const denseShader = [`#version 300 es
 layout(location = 0) in vec3 position;
 layout(location = 1) in vec3 normal;
@@ -61,7 +61,7 @@ const pointShader = [`#version 300 es
 layout(location = 0) in vec3 position;
 layout(location = 2) in vec4 colour;
 uniform mat4 transform;
-uniform vec2 sizes;                           // of a point at distance 1, and the least, in pixels
+uniform vec2 sizes;                           // of a point at distance 1, and the minimum, in pixels
 uniform float tint;
 uniform vec3 plain;
 out vec3 tone;
@@ -77,7 +77,7 @@ void main() {
   vec2 p = gl_PointCoord * 2.0 - 1.0;
   float r = dot(p, p);
   if (r > 1.0) discard;
-  vec3 n = vec3(p.x, -p.y, sqrt(1.0 - r));    // a sphere, as far as one can see
+  vec3 n = vec3(p.x, -p.y, sqrt(1.0 - r));    // the visible half of a sphere
   float key = max(dot(n, normalize(vec3(-0.45, 0.65, 0.75))), 0.0);
   colour = vec4(tone * (0.58 + 0.48 * key), 1.0);
 }`];

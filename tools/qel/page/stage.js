@@ -1,7 +1,7 @@
-// The stage: both views on the canvas and what lies over them, drawn when something changed, coarsely while it is slow.
-// `hooks` tells how it looks (look, overlayLook), what is picked, whether time runs, and is told of a pointer at rest.
-const restTime = 120, leastShare = 0.5; // milliseconds without a move; pixels in each direction of a coarse picture
-const quickFrom = 30000;                // triangles: software draws more coarsely from the first move on
+// Draws both views on the canvas and the overlay when something changed, coarsely during slow movements.
+// `hooks` returns the look (look, overlayLook), the picked token and whether frames play; pointed() gets pointer moves.
+const restTime = 120, minResolution = 0.5; // milliseconds without a move; share of the pixels along each edge
+const maxFineInSoftware = 30000; // triangles; more are drawn coarsely by software from the first frame on
 
 function createStage(gl, model, state, cameras, spaces, cells, hooks) {
   const stage = { renderer: null, panes: [], moving: false, pointer: null };
@@ -25,7 +25,7 @@ function createStage(gl, model, state, cameras, spaces, cells, hooks) {
     dirty = true;
     stage.refresh();
   };
-  stage.refresh = () => { // what lies over the views only
+  stage.refresh = () => { // draws the overlay only
     overlayDirty = true;
     asked ||= requestAnimationFrame(draw);
   };
@@ -38,7 +38,7 @@ function createStage(gl, model, state, cameras, spaces, cells, hooks) {
     stage.moving = false;
     restAfter(restTime);
   };
-  stage.moved = () => { // by a wheel or a key, which have no end
+  stage.moved = () => { // after a wheel or key event, which has no end event
     lastMove = performance.now();
     stage.redraw();
   };
@@ -60,11 +60,11 @@ function createStage(gl, model, state, cameras, spaces, cells, hooks) {
       overlayDirty = false;
     }
   }
-  // While things move slowly they are drawn coarsely; at rest once more in full.
+  // Draws coarsely during slow movements, and once more in full at rest.
   function drawViews(now) {
     dirty = false;
     const busy = stage.moving || hooks.playing() || performance.now() - lastMove < restTime;
-    if (!drawn && stage.renderer.software && trianglesAtOnce(model) > quickFrom) share = leastShare;
+    if (!drawn && stage.renderer.software && trianglesAtOnce(model) > maxFineInSoftware) share = minResolution;
     if (busy) requestAnimationFrame((later) => judge(later - now));
     coarse = busy && share < 1;
     const [width, height] = coarse ? full.map((size) => Math.ceil(size * share)) : full;
@@ -76,10 +76,10 @@ function createStage(gl, model, state, cameras, spaces, cells, hooks) {
     drawn = true;
     restAfter(200);
   }
-  // Two frames that took longer than a thirtieth of a second make the next ones coarse.
+  // After two frames that took longer than a thirtieth of a second, the next ones are coarse.
   function judge(took) {
     slow = took > 34 ? slow + 1 : 0;
-    if (slow > 1) share = Math.max(leastShare, share * 0.7);
+    if (slow > 1) share = Math.max(minResolution, share * 0.7);
   }
   function rest() {
     const left = lastMove + restTime - performance.now();
@@ -88,14 +88,14 @@ function createStage(gl, model, state, cameras, spaces, cells, hooks) {
     else if (coarse) stage.redraw();
     else if (!prepared && stage.renderer) prepare();
   }
-  // Before a pointer asks: what is needed to turn and to answer quickly.
+  // Prepares, when idle, the coarse scene and the boxes for picking.
   function prepare() {
     prepared = true;
     stage.renderer.makeCoarse();
     for (const mesh of model.meshes) if (!mesh.out) boxBlocks(model, mesh);
   }
 
-  // The vertex at a place: of a triangle the corner nearest to the point that is seen there; -1 for none.
+  // The vertex at a position: the corner nearest to the visible point of a triangle; -1 for none.
   stage.pickAt = (x, y) => {
     const pane = stage.paneAt(x, y);
     return pane?.seen && stage.renderer ? pickVertex(model, cells, pane, x, y, stage.renderer.sizesOf(pane)) : -1;

@@ -1,4 +1,4 @@
-// To take along: a picture, a link that holds the view, a token's record.
+// Exports: a picture, a link with the view, a token's record.
 function saveAs(blob, name) {
   const link = element('a');
   link.href = URL.createObjectURL(blob);
@@ -7,7 +7,7 @@ function saveAs(blob, name) {
   setTimeout(() => URL.revokeObjectURL(link.href), 10000);
 }
 
-// Both halves on their background, with what lies over them.
+// Saves both halves with their background and overlay.
 function picture(canvas, overlay, background, name) {
   const made = element('canvas');
   [made.width, made.height] = [canvas.width, canvas.height];
@@ -19,23 +19,23 @@ function picture(canvas, overlay, background, name) {
   return new Promise((done) => made.toBlob((blob) => { saveAs(blob, name); done(blob); }, 'image/png'));
 }
 
-// Where the clipboard is closed to the page, the text is offered to be copied by hand.
-async function copy(text, say, done) {
+// Copies a text. Without access to the clipboard, a prompt shows the text.
+async function copy(text, showStatus, done) {
   try {
     await navigator.clipboard.writeText(text);
-    say(done);
+    showStatus(done);
   } catch {
     const field = element('textarea', text, 'offscreen');
     document.body.append(field);
     field.select();
     const copied = document.execCommand('copy');
     field.remove();
-    if (copied) say(done);
+    if (copied) showStatus(done);
     else window.prompt('Copy this:', text);
   }
 }
 
-// The view as text behind the # of the address: only numbers and short words, whatever the file says.
+// The view as the fragment of the address: numbers and fixed words, no text from the file.
 const precise = (value) => Number(value.toPrecision(5));
 function viewText(state, cameras) {
   const camera = ({ yaw, pitch, zoom, target }) => [yaw, pitch, zoom, ...target].map(precise).join(',');

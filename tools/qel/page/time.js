@@ -1,4 +1,4 @@
-// Frames: slider, play, steps and rate. `go(number)` shows a frame; frames that are not read yet cannot be reached.
+// Frames: slider, play, steps and rate. `go(number)` shows a frame; frames cannot be shown before they are read.
 function createTime(model, go) {
   const by = (id) => document.getElementById(id);
   const slider = by('frame'), text = by('frame-text'), play = by('play'), rate = by('rate');
