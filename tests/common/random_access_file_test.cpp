@@ -35,7 +35,7 @@ TEST(RandomAccessFile, ReadsExactlyTheBytesAtAPositionOrReportsTheEnd) {
     EXPECT_EQ(file.read(6, read, 4), read_outcome::read);
     EXPECT_EQ(std::string(read, 4), "6789");
     EXPECT_EQ(file.read(0, read, 2), read_outcome::read);
-    EXPECT_EQ(std::string(read, 4), "0189") << "bytes behind those asked for stay";
+    EXPECT_EQ(std::string(read, 4), "0189") << "bytes after the requested ones stay";
     EXPECT_EQ(file.read(7, read, 4), read_outcome::cut);
     EXPECT_EQ(file.read(10, read, 1), read_outcome::cut);
     EXPECT_EQ(file.read(10, read, 0), read_outcome::read) << "no bytes are everywhere";

@@ -76,7 +76,7 @@ TEST_F(ReadAhead, ReadsTheLastByteAndNothingAfterIt) {
     EXPECT_EQ(ahead.read(content.size() - 1, read, 2), read_outcome::cut);
     EXPECT_EQ(ahead.read(content.size(), read, 1), read_outcome::cut);
     EXPECT_EQ(ahead.read(~std::uint64_t{0}, read, 2), read_outcome::cut);
-    EXPECT_EQ(ahead.read(content.size(), read, 0), read_outcome::read) << "no bytes are behind it as well";
+    EXPECT_EQ(ahead.read(content.size(), read, 0), read_outcome::read) << "zero bytes can be read at the end";
 }
 
 TEST_F(ReadAhead, ReportsATruncatedFile) {

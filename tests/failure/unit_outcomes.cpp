@@ -116,7 +116,7 @@ const std::vector<outcome> unit_outcomes = {
      "version 6, count 3, extra 7, tokens null"},
     {"qel_unit_load", -5, "", [](caller &c) { return load(c, sound_file(), 2); },
      "version 6, count 3, extra 7, tokens null, morton_index null, hex_index null"},
-    {"qel_unit_load", -5, "behind a file cut short",
+    {"qel_unit_load", -5, "after a truncated file",
      [](caller &c) {
          bytes file = sound_file();
          file.pop_back();

@@ -11,7 +11,7 @@ namespace qel::model {
 namespace {
 
 constexpr std::uint32_t no_number = 0xFFFFFFFF;
-constexpr std::uint64_t max_samples = 8; ///< of one property that are all asked for
+constexpr std::uint64_t max_samples = 8; ///< of one property that are all read
 
 class comparison {
   public:
@@ -60,8 +60,8 @@ class comparison {
     double seconds_ = 0;
 };
 
-/// The samples that are asked for: all of a few, else those at both ends and around the changes; and missing ones.
-std::vector<std::uint64_t> asked_samples(std::uint64_t count, std::uint64_t first, std::uint64_t last) {
+/// The samples that are read: all of a few, else those at both ends and around the changes; and missing ones.
+std::vector<std::uint64_t> tested_samples(std::uint64_t count, std::uint64_t first, std::uint64_t last) {
     std::vector<std::uint64_t> samples = {count, ~std::uint64_t{0}};
     for (std::uint64_t i = 0; i < std::min(count, max_samples); ++i)
         samples.push_back(i);
@@ -161,7 +161,7 @@ void comparison::property(std::uint32_t number) {
     } else {
         holds("get_property leaves the record", is_patterned(library));
     }
-    for (const std::uint64_t i : asked_samples(model.samples, model.first_changed, model.last_changed))
+    for (const std::uint64_t i : tested_samples(model.samples, model.first_changed, model.last_changed))
         sample(number, i);
 }
 
@@ -183,10 +183,10 @@ void comparison::sample(std::uint32_t number, std::uint64_t i) {
     }
 }
 
-/// Too small a place stays as it is, a larger one keeps what is behind the values.
+/// Too small a buffer stays unchanged, a larger one keeps its bytes after the values.
 void comparison::copies(std::uint32_t number, std::uint64_t i, const archive_bytes &bytes) const {
     for (const std::uint64_t capacity : {bytes.size() + 3, bytes.size(), bytes.size() - 1}) {
-        if (capacity > bytes.size() + 3) continue; // no place is smaller than none
+        if (capacity > bytes.size() + 3) continue; // the size wrapped: no buffer is smaller than an empty one
         archive_bytes place(capacity + 1, 0xA5);
         archive_bytes expected = place;
         if (capacity >= bytes.size()) std::copy(bytes.begin(), bytes.end(), expected.begin());
@@ -218,7 +218,7 @@ void comparison::mesh() {
     }
     archive_property_header positions;
     model_.get_property(object_, model_.find_property(object_, ".geom/P"), positions);
-    const auto samples = asked_samples(positions.samples, positions.first_changed, positions.last_changed);
+    const auto samples = tested_samples(positions.samples, positions.first_changed, positions.last_changed);
     for (const std::uint64_t i : samples)
         mesh_sample(i);
 }
@@ -264,7 +264,7 @@ void comparison::normals(const ogawa_polymesh &library, const archive_model_mesh
     const archive_model_parameter expected = model.normals.value_or(archive_model_parameter());
     holds("normals", same_array(library.normals, 3ull * library.normal_count, expected.values));
     same("normal_scope", library.normal_scope, expected.scope);
-    // Their number is not in the record: it is what the scope asks.
+    // Their number is not in the record: it follows from the scope.
     const bool indexed = !expected.indices.empty();
     same("normals are indexed", library.normal_indices != nullptr && indexed, indexed);
     if (!expected.indexed) holds("no normal_indices", library.normal_indices == nullptr);
@@ -286,7 +286,7 @@ void comparison::uv_sets(const ogawa_polymesh &library, const archive_model_mesh
     }
 }
 
-/// Times far away, none, and around those of the object's samples.
+/// Distant times, NaN, and times around those of the object's samples.
 std::vector<double> comparison::times() const {
     std::vector<double> times = {0.0, -1e9, INFINITY, NAN, 1.0 / 24, 0.5};
     archive_model_object object;

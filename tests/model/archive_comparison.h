@@ -7,7 +7,7 @@
 
 namespace qel::model {
 
-/// Opens a file with both and asks both everything: all objects, properties, samples, meshes, times around those of
+/// Opens a file with both and compares everything: all objects, properties, samples, meshes, times around those of
 /// the samples. Empty where all answers are the same, bit for bit; else the first that differs.
 std::string first_difference(const std::string &path);
 

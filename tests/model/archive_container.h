@@ -61,17 +61,17 @@ class archive_container {
     static std::uint64_t position(std::uint64_t reference) { return reference & ~(std::uint64_t{1} << 63); }
 
     std::uint64_t root() const { return word(8); }
-    /// Whether a reference can lead to a group: where it stands is not read.
+    /// Whether a reference can be that of a group; its position is not read.
     bool can_be_group(std::uint64_t reference) const;
-    /// The references of a group, which has to be one and to stand in the file.
+    /// The references of a group; it must be a group inside the file.
     std::vector<std::uint64_t> group(std::uint64_t reference) const;
-    /// The bytes of data, which have to stand in the file.
+    /// The bytes of data, which must be inside the file.
     archive_bytes data(std::uint64_t reference) const;
 
   private:
     std::uint64_t word(std::uint64_t at) const;
     bool can_hold_node(std::uint64_t at) const;
-    /// The word at a node's position, where a node can stand.
+    /// The word at a node's position, which must be valid.
     std::uint64_t node_word(std::uint64_t at) const;
 
     archive_bytes file_;

@@ -13,7 +13,7 @@ class inside_group {
   public:
     inside_group(std::set<std::uint64_t> &around, std::uint64_t reference)
         : around_(around), reference_(reference) {
-        if (reference == 0) return; // nothing stands there
+        if (reference == 0) return; // the empty group
         require(around.insert(reference).second);
     }
     ~inside_group() { around_.erase(reference_); }
@@ -54,7 +54,7 @@ const archive_groups::compound &archive_groups::read_compound(std::uint64_t refe
         require(result.headers.size() == children.size());
     }
     for (std::size_t i = 0; i < children.size(); ++i) {
-        require(file_.container.can_be_group(children[i])); // its samples are looked at when they are read
+        require(file_.container.can_be_group(children[i])); // its samples are tested when they are read
         archive_amount amount;
         if (result.headers[i].kind == 0) amount = read_compound(children[i]).amount;
         amount.properties += 1;

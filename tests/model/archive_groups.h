@@ -10,7 +10,7 @@ constexpr std::uint64_t max_archive_objects = std::uint64_t{1} << 20;
 constexpr std::uint64_t max_archive_properties = std::uint64_t{1} << 24;
 constexpr std::uint64_t max_archive_levels = 1000;
 
-/// How much a group or an object stands for, copies counted. The sums end at one above the largest limit.
+/// The contents of a group or an object, copies counted. The sums stop at one above the largest limit.
 struct archive_amount {
     std::uint64_t objects = 0, properties = 0, levels = 0;
 
@@ -38,7 +38,7 @@ class archive_groups {
     std::optional<std::string> instance_source(const archive_object_content &content) const;
 
     const archive_file &file_;
-    std::set<std::uint64_t> around_; ///< the groups that the one being read stands in
+    std::set<std::uint64_t> around_; ///< the groups around the one being read
     std::map<std::uint64_t, compound> compounds_;
     std::map<std::uint64_t, std::shared_ptr<archive_object_content>> objects_;
 };

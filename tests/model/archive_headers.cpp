@@ -17,11 +17,11 @@ const std::string &shared_text(const std::vector<std::string> &shared, std::uint
     return shared[number];
 }
 
-/// A name is no path, and no sister has it.
-void check_name(const std::string &name, std::set<std::string> &sisters) {
+/// A name is no path and is unique among its siblings.
+void check_name(const std::string &name, std::set<std::string> &siblings) {
     require(!name.empty());
     require(name.find('/') == std::string::npos && name.find('\0') == std::string::npos);
-    require(sisters.insert(name).second);
+    require(siblings.insert(name).second);
 }
 
 std::uint32_t number(archive_cursor &cursor, std::uint32_t width) {
@@ -43,7 +43,7 @@ void parse_changes(archive_cursor &cursor, std::uint32_t info, std::uint32_t wid
         header.first_changed = header.last_changed = 0;
     } else {
         header.first_changed = 1;
-        header.last_changed = header.samples - 1; // of no samples none is asked for
+        header.last_changed = header.samples - 1; // without samples it is never read
     }
 }
 
@@ -109,7 +109,7 @@ std::vector<archive_time_sampling> parse_time_samplings(const archive_bytes &dat
     archive_cursor cursor(data);
     while (!cursor.at_end()) {
         archive_time_sampling sampling;
-        cursor.value<std::uint32_t>(); // the highest number of samples, which the properties say as well
+        cursor.value<std::uint32_t>(); // the highest number of samples, which the properties have as well
         sampling.cycle = cursor.value<double>();
         const auto count = cursor.value<std::uint32_t>();
         require(count != 0);

@@ -67,7 +67,7 @@ std::optional<std::uint32_t> written_scope(const std::string &metadata) {
     const std::string words[5] = {"con", "uni", "var", "vtx", "fvr"};
     for (std::uint32_t scope = 0; scope < 5; ++scope)
         if (*word == words[scope]) return scope;
-    return std::nullopt; // a word without a meaning is none
+    return std::nullopt; // an unknown word counts as no word
 }
 
 std::uint64_t places_of(std::uint32_t scope, const mesh_sizes &sizes) {
@@ -121,7 +121,7 @@ archive_model_parameter read_parameter(const archive_file &file, const archive_t
     return result;
 }
 
-/// A parameter that is not there or not sound is none.
+/// A missing or unsound parameter gives no value.
 std::optional<archive_model_parameter> sound_parameter(const archive_file &file,
                                                        const archive_tree_object &object,
                                                        const archive_tree_property *property,

@@ -53,7 +53,7 @@ archive_matrix rotation(double x, double y, double z, double degrees) {
             1};
 }
 
-/// The values of a property at the last sample at or before a time; none where it has no sample.
+/// The values of a property at the last sample at or before a time; nothing if it has no sample.
 template <class T>
 std::optional<std::vector<T>> values_at(const archive_file &file, const archive_tree_object &object,
                                         const char *name, std::uint32_t value, double seconds) {

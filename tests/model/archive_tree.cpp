@@ -6,7 +6,7 @@
 namespace qel::model {
 namespace {
 
-/// An object as its parent sees it: metadata in the parent's headers, the rest in its group.
+/// An object as its parent stores it: metadata in the parent's headers, the rest in its group.
 struct node {
     std::string metadata;
     std::shared_ptr<archive_object_content> content;
@@ -23,7 +23,7 @@ class tree_builder {
     }
 
   private:
-    /// What an object stands for: itself, or of an instance the source, which may be one as well.
+    /// The object itself, or the source of an instance, which may be an instance as well.
     node resolved(const node &object) {
         if (!object.content->instance_source) return object;
         const archive_object_content *instance = object.content.get();
@@ -52,7 +52,7 @@ class tree_builder {
         throw archive_failure{QEL_ARCHIVE_DAMAGED};
     }
 
-    /// Counts the copies that an object stands for; of an object that is met inside itself there is no end.
+    /// Counts the copies of an object; an object inside itself is refused.
     archive_amount amount(const node &object) {
         const node source = resolved(object);
         const archive_object_content *content = source.content.get();

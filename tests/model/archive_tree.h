@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// An archive's tree of objects in its plainest form. Groups that objects share are read once; the copies that
-// they stand for are counted before they are made.
+// An archive's tree of objects in its plainest form. Groups that objects share are read once; their copies
+// are counted before they are made.
 #pragma once
 
 #include "model/archive_headers.h"
@@ -17,7 +17,7 @@ struct archive_tree_property {
     std::uint64_t reference = 0;
 };
 
-/// What an object's group holds, wherever in the tree it stands.
+/// What an object's group holds, at any position in the tree.
 struct archive_object_content {
     std::vector<archive_tree_property> properties;
     std::optional<std::string> instance_source;
@@ -30,7 +30,7 @@ struct archive_tree_object {
     std::uint32_t parent = 0xFFFFFFFF, child_count = 0;
     std::shared_ptr<const archive_object_content> content;
 
-    /// The number of a property by its whole name, 0xFFFFFFFF where there is none.
+    /// The number of a property by its whole name, 0xFFFFFFFF if it is missing.
     std::uint32_t find_property(const std::string &property_name) const;
     const archive_tree_property *property(const std::string &property_name) const;
 };
@@ -52,7 +52,7 @@ struct archive_file {
     std::uint64_t sample_at(const archive_property_header &header, double seconds) const;
 };
 
-/// All objects, depth first, instances replaced by what they stand for.
+/// All objects, depth first, instances replaced by copies of their sources.
 std::vector<archive_tree_object> read_archive_tree(const archive_file &file);
 
 } // namespace qel::model

@@ -25,7 +25,7 @@ struct node_walk {
     std::int32_t max_depth;
     std::vector<listed_node> nodes;
     std::uint64_t visits = 0;
-    std::uint64_t max_visits = UINT64_MAX; // it gives up beyond: `nodes` then means nothing
+    std::uint64_t max_visits = UINT64_MAX; // it stops beyond: `nodes` is then meaningless
     bool gave_up() const { return visits > max_visits; }
 
     void visit(std::int64_t reference, std::int32_t depth);

@@ -36,7 +36,7 @@ float as_float(std::uint32_t word) {
     return value;
 }
 
-bool wild(std::uint32_t word) {
+bool out_of_range(std::uint32_t word) {
     const float v = as_float(word);
     return std::isnan(v) || std::isinf(v) || std::fabs(v) > 50000.0f;
 }
@@ -48,9 +48,9 @@ float largest(const std::uint32_t *w, int first, int last) {
     return result;
 }
 
-bool none_wild(const std::uint32_t *w, int first, int last) {
+bool all_in_range(const std::uint32_t *w, int first, int last) {
     for (int i = first; i <= last; ++i)
-        if (wild(w[i])) return false;
+        if (out_of_range(w[i])) return false;
     return true;
 }
 
@@ -62,14 +62,14 @@ void classify(std::FILE *stream, std::uint64_t p, std::uint64_t n, candidates &b
     std::uint32_t w[12];
     seek_stream(stream, p);
     if (std::fread(w, 1, 48, stream) < 48) return;
-    int wild_count = 0;
+    int out_of_range_count = 0;
     for (int i = 0; i < 4; ++i)
-        if (wild(w[i])) ++wild_count;
-    if (wild_count >= 2 && n > 16) {
+        if (out_of_range(w[i])) ++out_of_range_count;
+    if (out_of_range_count >= 2 && n > 16) {
         p += 16;
         n -= 16;
-    } else if (wild_count <= 1 && n > 16 && n % 12 != 0 && (n - 16) % 12 == 0 && n - 16 >= 10001 &&
-               none_wild(w, 4, 9) && largest(w, 4, 9) > 1.5f) {
+    } else if (out_of_range_count <= 1 && n > 16 && n % 12 != 0 && (n - 16) % 12 == 0 && n - 16 >= 10001 &&
+               all_in_range(w, 4, 9) && largest(w, 4, 9) > 1.5f) {
         p += 16;
         n -= 16;
     }
@@ -81,7 +81,7 @@ void classify(std::FILE *stream, std::uint64_t p, std::uint64_t n, candidates &b
         if (!(n >= 1001 && n % 4 == 0)) return;
         face_count_test = true;
     } else {
-        if (n % 12 == 0 && none_wild(w, 0, 5)) {
+        if (n % 12 == 0 && all_in_range(w, 0, 5)) {
             const float m = largest(w, 0, 5);
             if (m > 1.5f)
                 replace_if_larger(best.positions, p, n);

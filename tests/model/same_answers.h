@@ -60,7 +60,7 @@ bool same_array(const T *library, std::uint64_t count, const std::vector<U> &mod
     return count == 0 || (library != nullptr && std::memcmp(library, model.data(), count * sizeof(T)) == 0);
 }
 
-/// What a C caller sees of a text.
+/// The part of a text that a C caller reads.
 inline std::string as_c_string(const std::string &text) {
     return text.c_str();
 }

@@ -25,8 +25,8 @@ std::vector<qel_alembic_hit> nearest(const qel_alembic_file &scene, std::uint64_
 /// The bytes of the scene's file.
 std::vector<std::uint8_t> scene_file(const qel_alembic_file &scene);
 
-/// The bytes of a file once it has been loaded and saved again: as long as its counts say, what it did not hold
-/// being zero, what it held too much gone. Empty when that would be more than `limit` bytes.
+/// The bytes of a file once it has been loaded and saved again: as long as its counts require, with zeros
+/// for missing bytes and without surplus ones. Empty when that would be more than `limit` bytes.
 std::vector<std::uint8_t> completed_file(std::vector<std::uint8_t> file, std::uint64_t limit);
 
 } // namespace qel::model

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Included before each source of which many mutants are compiled at once: every expression that one of them changes
-// asks whether that mutant is the active one. In a constant expression none is, so that it means there what it meant.
+// tests whether that mutant is active. In a constant expression no mutant is, so that its value is the original one.
 #pragma once
 
 namespace mutation {
@@ -64,7 +64,7 @@ constexpr T constant(T value) {
     return result;
 }
 
-// `a + b` becomes `a + place<...>() + b`: of the same precedence, whatever stands around it.
+// `a + b` becomes `a + place<...>() + b`: of the same precedence in any context.
 template <class Operation, class... Ways>
 struct place {};
 template <class L, class Operation, class... Ways>

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// make_scene_archive OUTPUT.abc: writes examples/data/harbour.abc, a harbour that lives for two seconds and begins
-// again: waves, a flag, a windmill, a lighthouse, boats at their moorings and gulls, in metres, y upwards.
+// make_scene_archive OUTPUT.abc: writes examples/data/harbour.abc, a harbour in a loop of two seconds:
+// waves, a flag, a windmill, a lighthouse, boats at their moorings and gulls, in metres, y upwards.
 #include "programs/scene_shapes.h"
 
 #include <cstdio>
@@ -239,7 +239,7 @@ void add_ropes(object_node &harbour, std::uint32_t film) {
     add_curves(harbour, "ropes", frames, {points_of_a_rope, points_of_a_rope}, film);
 }
 
-/// Each gull flies a circle of its own, one a loop, and rises and falls on it.
+/// Each gull flies its own circle once per loop, and rises and falls on it.
 void add_gulls(object_node &harbour, std::uint32_t film) {
     constexpr int gulls = 11;
     const auto frames = over_time([](double time) {

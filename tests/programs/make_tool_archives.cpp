@@ -47,7 +47,7 @@ archive_builder left_out() {
     return scene;
 }
 
-/// Faces that change from sample to sample, the first without any, beside a mesh that stands still and one that moves.
+/// Faces that change from sample to sample, the first without any, beside a constant mesh and a moving one.
 archive_builder changing() {
     archive_builder scene;
     const std::uint32_t film = scene.add_sampling({0.1, {1}});

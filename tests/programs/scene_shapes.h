@@ -37,7 +37,7 @@ struct ring {
 /// `stretch` scales the radius at an angle in turns.
 shape lathe(const std::vector<ring> &profile, int sides, const std::function<double(double)> &stretch = {});
 
-/// A grid of quads; `place` tells where (u, v), both from 0 to 1, is. The front is the side of du × dv.
+/// A grid of quads; `place` gives the position of (u, v), both from 0 to 1. The front is the side of du × dv.
 shape sheet(int columns, int rows, const std::function<vec3(double, double)> &place);
 
 shape box(vec3 lower, vec3 upper);
@@ -46,7 +46,7 @@ shape box(vec3 lower, vec3 upper);
 shape join(const shape &first, const shape &second);
 shape moved(const shape &source, const std::function<vec3(vec3)> &place);
 
-/// A mesh that stands still: corner normals, sharp where faces meet at more than `sharp` degrees' cosine, and UVs,
+/// A constant mesh: corner normals, sharp where faces meet at more than `sharp` degrees' cosine, and UVs,
 /// both indexed.
 test::polymesh solid(const shape &source, double sharp_cosine = 0.7);
 

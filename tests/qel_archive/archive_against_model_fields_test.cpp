@@ -183,7 +183,7 @@ TEST_F(ArchiveFields, OfSampleDataAreReadAlike) {
                 sample.dimensions = dimensions;
                 if (empty) sample.values.clear();
             });
-    compare_each(changes, 40); // an open looks at the source of an instance alone
+    compare_each(changes, 40); // opening reads the source of an instance only
 }
 
 TEST_F(ArchiveFields, OfReferencesAreReadAlike) {

@@ -65,7 +65,7 @@ TEST_F(ArchiveAgainstModel, ReadsArchivesWithDamagedBytesAlike) {
     compare_random([](chance &random) { return damaged_bytes(random_archive(random).build(), random); });
 }
 
-/// Damage says nothing where every archive is refused.
+/// The comparison of damaged archives is meaningless if every one is refused.
 TEST_F(ArchiveAgainstModel, OpensManyOfTheDamagedArchives) {
     std::uint32_t opened = 0, refused = 0;
     for (std::uint64_t seed = 1; seed <= 200; ++seed) {

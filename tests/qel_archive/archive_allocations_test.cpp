@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Every function that allocates, with its n-th allocation failing, alone and with all that follow, for every n until it
-// needs no more: NO_MEMORY, outputs as the header says, nothing left behind.
+// needs no more: NO_MEMORY, outputs as the header documents, no leak.
 #include "qel_archive/rich_scene.h"
 #include "support/failing_heap.h"
 
@@ -11,9 +11,9 @@ namespace {
 
 using namespace test;
 
-/// Fails every allocation of a call in turn. `check` looks at what a failed call left, `release` frees what one that
-/// succeeded gave; then nothing may be left. Without it, texts may be left, which are the archive's. Returns how many
-/// allocations there were.
+/// Fails every allocation of a call in turn. `check` tests the outputs of a failed call, `release` frees those of a
+/// successful one; then nothing may be allocated. Without it, texts that the archive owns may be. Returns the number
+/// of allocations.
 std::uint64_t fail_in_turn(bool all_later, const std::function<std::int32_t()> &call,
                            const std::function<void()> &check,
                            const std::function<void()> &release = nullptr) {
@@ -75,10 +75,10 @@ TEST(ArchiveAllocations, OfOpenMayFailInLongSharedTexts) {
     expect_open_may_fail(builder.build().content, 10);
 }
 
-/// Opens a scene with every allocation failing in turn, behind so many times. Small arrays share blocks of 4 KiB: the
+/// Opens a scene that holds `times` times with every allocation failing in turn. Small arrays share blocks of 4 KiB: the
 /// times, 8 bytes each, move all that is read later through the blocks.
-void expect_open_may_fail_behind(std::size_t times, archive_builder scene) {
-    constexpr std::size_t max_times = 100; // of one sampling; more would take a block of their own
+void expect_open_may_fail_after(std::size_t times, archive_builder scene) {
+    constexpr std::size_t max_times = 100; // of one sampling; more would have their own block
     for (std::size_t left = times; left > 0; left -= std::min(left, max_times))
         scene.add_sampling({1, std::vector<double>(std::min(left, max_times))});
     SCOPED_TRACE(times);
@@ -87,7 +87,7 @@ void expect_open_may_fail_behind(std::size_t times, archive_builder scene) {
 
 TEST(ArchiveAllocations, OfOpenMayFailWhereverABlockOfMemoryEnds) {
     for (std::size_t times = 1; times < 512 && !HasFailure(); ++times)
-        expect_open_may_fail_behind(times, rich_scene());
+        expect_open_may_fail_after(times, rich_scene());
 }
 
 TEST(ArchiveAllocations, OfOpenMayFailWhereABlockEndsAtTheSourceOfAnInstance) {
@@ -96,7 +96,7 @@ TEST(ArchiveAllocations, OfOpenMayFailWhereABlockEndsAtTheSourceOfAnInstance) {
     add_instance(scene.top, "instance", "/" + name);
     scene.top.add(name);
     for (std::size_t times = 1; times < 512 && !HasFailure(); times += 8)
-        expect_open_may_fail_behind(times, scene);
+        expect_open_may_fail_after(times, scene);
 }
 
 TEST(ArchiveAllocations, OfOpenMayFailInManyTimeSamplings) {
@@ -114,7 +114,8 @@ TEST(ArchiveAllocations, OfOpenMayFailInTextsOfManyObjects) {
 }
 
 TEST(ArchiveAllocations, OfOpenMayFailWhereGroupsAreShared) {
-    archive_builder builder = rich_scene(); // what stands there once and is read five times takes another way
+    archive_builder builder =
+        rich_scene(); // data that is stored once and read five times follows another path
     const std::uint64_t arm = builder.build().places.at("/arm").reference;
     for (int i = 0; i < 40; ++i) {
         object_node &copy = builder.top.add("copy" + std::to_string(i));

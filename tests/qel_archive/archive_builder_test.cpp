@@ -36,7 +36,7 @@ std::string header_of(const built_archive &archive, const std::string &path) {
     return hexadecimal(archive.content.data() + place.header, place.header_size);
 }
 
-/// Where the data of a property's first sample stand.
+/// The position of the data of a property's first sample.
 std::uint64_t first_sample_of(const built_archive &archive, const std::string &path) {
     return built_archive::position_of(archive.places.at(path).references[0]);
 }
@@ -304,14 +304,14 @@ TEST(ArchiveBuilder, AllowsAnyReferenceAnywhere) {
     };
     builder.top.add("far").instead = 0x7FFFFFFFFFFFFFFFu;
     builder.top.edit_headers = [](bytes &headers) { headers.resize(5); };
-    property_node &lie = builder.top.properties.scalar<float>("lie", 1, {{1}});
-    lie.edit_header = [](property_header &header) {
+    property_node &wrong = builder.top.properties.scalar<float>("lie", 1, {{1}});
+    wrong.edit_header = [](property_header &header) {
         header.set(info_width, 3);
         header.set(info_value, 15);
         header.samples = 1000000;
         header.name_length = 77;
     };
-    lie.samples[0].instead = 12345;
+    wrong.samples[0].instead = 12345;
     builder.edit_root = [](std::vector<std::uint64_t> &references, std::uint64_t) { references.resize(5); };
     built_archive archive = builder.build();
     EXPECT_EQ(archive.places.at("/loop").references[1], archive.places.at("/loop").reference);

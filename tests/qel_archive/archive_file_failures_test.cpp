@@ -18,16 +18,16 @@
 
 namespace {
 
-// The next `whole_reads` reads succeed; the one behind them is interrupted or fails, or it and all later ones are cut.
+// The next `whole_reads` reads succeed; the one after them is interrupted or fails, or it and all later ones are cut.
 enum class failure : std::uint8_t { none, interrupted, at_the_end, io_error, one_byte };
 failure read_failure = failure::none;
 std::uint64_t whole_reads = 0, reads = 0;
 
-// So many calls of `open` are interrupted, and `fstat` fails.
+// The number of calls of `open` that are interrupted, and whether `fstat` fails.
 int interruptions_of_open = 0;
 bool fstat_fails = false;
 
-/// Does what the plan says by a function that reads so many bytes.
+/// Reads by the plan above, with a function that reads a number of bytes.
 template <class Read>
 ssize_t read_as_planned(std::size_t size, Read read) {
     if (read_failure == failure::none || ++reads <= whole_reads) return read(size);
@@ -49,7 +49,7 @@ ssize_t read_as_planned(std::size_t size, Read read) {
 
 } // namespace
 
-// They stand in for the C library's.
+// They replace the C library's.
 #if defined(__EMSCRIPTEN__) // where lseek and read do what pread does elsewhere
 extern "C" ssize_t read(int descriptor, void *bytes, std::size_t size) {
     return read_as_planned(size, [=](std::size_t count) {
@@ -91,7 +91,7 @@ namespace {
 
 using namespace test;
 
-/// While it lives, reads fail so.
+/// During its lifetime, reads fail in this way.
 class failing_reads {
   public:
     failing_reads(failure how, std::uint64_t whole) {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// What archives of production tools hold is what archive_real_table.txt says. Archives that are not there are left out.
+// Archives of production tools hold the values of archive_real_table.txt. Missing archives are skipped.
 #include "qel_archive/opened_archive.h"
 #include "support/real_archives.h"
 
@@ -15,8 +15,8 @@ struct expected_mesh {
     bool has_faces; // a PolyMesh or SubD
     std::string path;
     std::uint32_t vertices, faces, corners, samples, topology;
-    std::string normal_scope; // "-": none
-    std::string uv_set;       // "-": none
+    std::string normal_scope; // "-": missing
+    std::string uv_set;       // "-": missing
     std::uint32_t uv_scope = 0;
     float first[3] = {}, last[3] = {};
 };
@@ -86,7 +86,7 @@ archive_handle open(const std::string &file) {
     return {archive, qel_archive_close};
 }
 
-/// Calls a function for each archive of the table that is there; skips the test where none is.
+/// Calls a function for each archive of the table that exists; skips the test if none does.
 template <class Check>
 void for_each_archive(Check check) {
     std::size_t checked = 0;

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Eight threads that ask one archive everything at once get the answers that one thread gets.
+// Eight threads that query one archive at the same time get the answers that one thread gets.
 #include "qel_archive/rich_scene.h"
 
 #include <atomic>
@@ -92,7 +92,7 @@ TEST(ArchiveThreads, GiveTheSameAnswersAsOneThread) {
             expected.push_back(answers_about(alone.get(), i));
     }
     for (int run = 0; run < 20; ++run) {
-        const opened_archive opened(builder); // whose texts no call has asked for yet
+        const opened_archive opened(builder); // whose texts no call has read yet
         std::atomic<int> waiting{8}, different{0};
         std::vector<std::thread> threads;
         for (std::size_t thread = 0; thread < 8; ++thread)

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Where groups and data may stand, and what the first sixteen bytes say.
+// The valid positions of groups and data, and the first sixteen bytes.
 #include "qel_archive/container.h"
 
 #include "qel_archive/opened_archive.h"
@@ -88,7 +88,7 @@ class memory_source {
     bytes content_;
 };
 
-/// Sixteen bytes of header, then one word and as many zero bytes as asked for.
+/// Sixteen bytes of header, then one word and `more` zero bytes.
 memory_source word_at_16(std::uint64_t word, std::size_t more) {
     bytes content(16, 0);
     test::append(content, word);

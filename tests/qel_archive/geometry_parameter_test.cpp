@@ -21,7 +21,7 @@ opened_archive with(const std::vector<geometry_parameter> &parameters,
     return opened_mesh(mesh);
 }
 
-/// Normals with as many values, of which the indices say the order.
+/// The parameter with indices into its values.
 geometry_parameter indexed(geometry_parameter parameter, const std::vector<std::uint32_t> &indices) {
     parameter.indices = {indices};
     return parameter;
@@ -61,7 +61,7 @@ TEST(ArchiveParameters, RequireTheCountOfTheirScope) {
 TEST(ArchiveParameters, TakeTheirScopeFromTheirLength) {
     for (const auto &[count, scope] :
          {std::pair{corners, 4u}, {points, 3u}, {faces, 1u}, {std::size_t{1}, 0u}})
-        for (const char *word : {"", "xyz", "fv", "fvrr"}) { // no word, or none that is one
+        for (const char *word : {"", "xyz", "fv", "fvrr"}) { // no word, or an unknown one
             const opened_archive opened = with({normals({rising(count * 3)}, word)});
             const read_mesh read = opened.mesh("/m");
             EXPECT_EQ(read->normal_count, count) << word;
@@ -91,7 +91,7 @@ TEST(ArchiveParameters, MatchTheirLengthToAScopeInAFixedOrder) {
 
 TEST(ArchiveParameters, MayBeIndexed) {
     const std::vector<std::uint32_t> corner_indices = {0, 1, 2, 3, 3, 2, 1};
-    for (const bool with_values : {false, true}) { // where the metadata stands
+    for (const bool with_values : {false, true}) { // where the metadata is
         geometry_parameter normal = indexed(normals({rising(12)}), corner_indices);
         geometry_parameter uv = indexed(uvs({rising(8)}, "fvr", "map"), corner_indices);
         normal.metadata_with_values = uv.metadata_with_values = with_values;

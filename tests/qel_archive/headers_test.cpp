@@ -97,7 +97,8 @@ TEST(ArchiveHeaders, RefuseAnExtentOfZero) {
 TEST(ArchiveHeaders, IgnoreAllFieldsOfACompoundExceptItsName) {
     archive_builder builder;
     builder.top.properties.compound("c", "k=v").edit_header = [](property_header &header) {
-        header.info |= 15u << 4 | 1u << 8 | 1u << 9 | 1u << 10 | 1u << 11; // none of that is a compound's
+        header.info |=
+            15u << 4 | 1u << 8 | 1u << 9 | 1u << 10 | 1u << 11; // fields that a compound does not have
     };
     const opened_archive opened(builder);
     ASSERT_EQ(opened.status, QEL_ARCHIVE_OK);

@@ -34,7 +34,7 @@ TEST(LazyTexts, ReturnTheTextOfAFasterThread) {
     const heap_ledger ledger;
     const char *faster = nullptr;
     const char *const slower = texts.get(slot, 4, [&](char *bytes) {
-        // Another thread asks, and is done, between this one's first look and its last.
+        // Another thread makes the text after this one has tested the slot and before it stores its own.
         faster = texts.get(slot, 4, [](char *other) { std::memcpy(other, "fast", 4); });
         std::memcpy(bytes, "slow", 4);
     });

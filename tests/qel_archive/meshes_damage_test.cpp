@@ -46,7 +46,7 @@ TEST(ArchiveMeshDamage, IsANegativeCount) {
     EXPECT_EQ(status_of_faces({-1, 4}, {0, 1, 2}), QEL_ARCHIVE_DAMAGED);
     EXPECT_EQ(status_of_faces({4, -1}, {0, 1, 2}), QEL_ARCHIVE_DAMAGED);
     EXPECT_EQ(status_of_faces({3, INT32_MIN, INT32_MIN}, {0, 1, 2}), QEL_ARCHIVE_DAMAGED) << "3 in 32 bits";
-    std::vector<std::int32_t> many(100, 0); // in every lane of a vector, and behind the last whole one
+    std::vector<std::int32_t> many(100, 0); // in every lane of a vector, and after the last whole one
     many[50] = 3;
     EXPECT_EQ(status_of_faces(many, {0, 1, 2}), QEL_ARCHIVE_OK);
     for (std::size_t i = 60; i < 100; ++i) {
@@ -170,7 +170,7 @@ TEST(ArchiveMeshDamage, IsADamagedTransformOfAnAncestor) {
     EXPECT_EQ(read.status, QEL_ARCHIVE_DAMAGED);
     EXPECT_TRUE(read.is_all_zero());
     EXPECT_EQ(ledger.live(), 0u);
-    EXPECT_EQ(opened.mesh_info("/arm/m").face_count, 1u) << "which asks for no transform";
+    EXPECT_EQ(opened.mesh_info("/arm/m").face_count, 1u) << "which needs no transform";
 }
 
 TEST(ArchiveMeshDamage, LeavesTheRecordsOfOtherCallsAlone) {

@@ -66,7 +66,7 @@ TEST(ArchiveMeshes, CutTheirNameAndPathToTheRecord) {
         EXPECT_EQ(read->name, last.substr(0, 255));
         EXPECT_EQ(read->path, ("/" + folder + "/" + last).substr(0, 1023));
     }
-    archive_builder deep; // a slash stands where the record ends
+    archive_builder deep; // a slash is where the record ends
     object_node *home = &deep.top;
     std::string path;
     for (int i = 0; i < 700; ++i) {
@@ -128,7 +128,7 @@ TEST(ArchiveMeshes, HaveBoundsWithNansAnywhere) {
             std::vector<float> positions = plain;
             for (std::size_t axis = 0; axis < 3; ++axis)
                 if ((axes >> axis & 1) != 0) positions[first * 3 + axis] = nan;
-            positions[(first + 2) * 3] = 9000; // behind it
+            positions[(first + 2) * 3] = 9000; // after it
             expect_box_of(positions);
         }
     for (const std::size_t count : {piece - 1, piece, piece + 1}) { // most of a piece, a whole one, more
@@ -222,7 +222,7 @@ TEST(ArchiveMeshes, OfPointsCurvesAndPatchesGivePositionsOnly) {
     for (object_node *each : {&curves, &patch}) {
         add_parameter(schema_compound(*each), normals({rising(12)}, "vtx"));
         add_parameter(schema_compound(*each), uvs({rising(8)}, "vtx"));
-        schema_compound(*each).array<std::int32_t>(".faceCounts", 1, {{9}}); // of no mesh: not looked at
+        schema_compound(*each).array<std::int32_t>(".faceCounts", 1, {{9}}); // not of a mesh: ignored
     }
     const opened_archive opened(builder);
     for (const char *path : {"/points", "/curves", "/patch"}) {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Names of objects and properties: what none may be, and how they are found among many.
+// Names of objects and properties: which are refused, and how they are found among many.
 #include "qel_archive/names.h"
 
 #include "qel_archive/opened_archive.h"

@@ -68,7 +68,7 @@ TEST(ArchiveObjects, AreFoundByTheirPathByteForByte) {
 
 TEST(ArchiveObjects, GiveTheSamePathEveryTime) {
     const opened_archive opened(family());
-    EXPECT_EQ(opened.object(4).path, opened.object(4).path) << "one text, which lives as long as the archive";
+    EXPECT_EQ(opened.object(4).path, opened.object(4).path) << "one text, valid as long as the archive";
 }
 
 TEST(ArchiveObjects, WithoutChildrenMayLackTheirHeaders) {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// An archive that was built for a test and opened, asked by paths and names instead of by numbers.
+// An archive that was built for a test and opened, queried by paths and names instead of by numbers.
 #pragma once
 
 #include "qel_archive.h"
@@ -119,7 +119,7 @@ class opened_archive {
         return all;
     }
 
-    /// Asks for a sample's size, then for its bytes.
+    /// Reads a sample's size, then its bytes.
     std::int32_t read(const char *object, const char *name, std::uint64_t sample, bytes &values) const {
         const std::uint32_t number = find(object), property = find(object, name);
         std::uint64_t size = 0;
@@ -242,7 +242,7 @@ inline opened_archive opened_mesh(const polymesh &mesh) {
     return opened_archive(builder);
 }
 
-/// Values 0, 1, 2, …, told apart by their number.
+/// Values 0, 1, 2, …, all different.
 inline std::vector<float> rising(std::size_t count) {
     std::vector<float> values;
     for (std::size_t i = 0; i < count; ++i)

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// An archive for tests that ask every function everything.
+// An archive for tests that call every function.
 #pragma once
 
 #include "qel_archive/opened_archive.h"

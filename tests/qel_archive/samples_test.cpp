@@ -128,7 +128,7 @@ TEST(ArchiveSamples, OfTextsRequireTheirExactCount) {
     EXPECT_EQ(read_texts({'a', 0, 'b', 0}, property_kind::array, 2, {1}), QEL_ARCHIVE_OK);
     EXPECT_EQ(read_texts({'a', 0, 'b', 0, 'c', 0}, property_kind::array, 2), QEL_ARCHIVE_DAMAGED);
     EXPECT_EQ(read_texts({'a', 0, 'b'}, property_kind::array, 1), QEL_ARCHIVE_DAMAGED);
-    bytes long_text(10'000, 'x'); // longer than is looked at at once
+    bytes long_text(10'000, 'x'); // longer than one batch
     long_text.back() = 0;
     EXPECT_EQ(read_texts(long_text, property_kind::scalar, 1), QEL_ARCHIVE_OK);
     long_text[5000] = 0;
@@ -211,7 +211,7 @@ TEST(ArchiveSamples, HaveAsManyElementsAsTheProductOfTheirDimensions) {
     EXPECT_EQ(read_with_dimensions({0, half, half}, 0), QEL_ARCHIVE_OK);
     EXPECT_EQ(read_with_dimensions({half, half, 0}, 6), QEL_ARCHIVE_DAMAGED);
     EXPECT_EQ(read_with_dimensions({3, ~std::uint64_t{0} / 3 + 3}, 6), QEL_ARCHIVE_DAMAGED) << "6 in 64 bits";
-    std::vector<std::uint64_t> many(2000, 1); // more than are looked at at once
+    std::vector<std::uint64_t> many(2000, 1); // more than one batch
     EXPECT_EQ(read_with_dimensions(many, 1), QEL_ARCHIVE_OK);
     many.back() = 6;
     EXPECT_EQ(read_with_dimensions(many, 6), QEL_ARCHIVE_OK);

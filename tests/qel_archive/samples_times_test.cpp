@@ -188,7 +188,7 @@ TEST(ArchiveTimes, TakeTheFramesFromTheFirstUniformSamplingAfterSampling0) {
     EXPECT_EQ(frames({{1, {0, 0.5}}, {acyclic, {0, 1}}, {0.25, {0}}}), 4.0);
     EXPECT_EQ(frames({{1, {0, 0.5}}, {acyclic, {0, 1}}}), 0.0);
     EXPECT_EQ(frames({{acyclic, {0}}}), 0.0) << "one time that does not repeat";
-    EXPECT_EQ(frames({{acyclic, {0, 0x1p-1074}}}), 0.0) << "bits as of a uniform one, behind the last";
+    EXPECT_EQ(frames({{acyclic, {0, 0x1p-1074}}}), 0.0) << "bits as of a uniform one, after the last";
 }
 
 TEST(ArchiveTimes, AreRefusedWhereASamplingIsCutShortOrHasNoTimes) {
@@ -200,7 +200,7 @@ TEST(ArchiveTimes, AreRefusedWhereASamplingIsCutShortOrHasNoTimes) {
         const bool whole = size == 0 || size == 24 || size == 48;
         EXPECT_EQ(status_of(builder), size == 48 || !whole ? QEL_ARCHIVE_DAMAGED : QEL_ARCHIVE_OK) << size;
     }
-    archive_builder shifted; // a whole one stands a byte behind the first
+    archive_builder shifted; // a whole one begins one byte late
     shifted.edit_samplings = [](bytes &samplings) { samplings.insert(samplings.begin(), 0); };
     EXPECT_EQ(status_of(shifted), QEL_ARCHIVE_DAMAGED);
     for (const std::uint32_t count : {0u, 1u, 2u, 0xFFFFFFFFu}) {
@@ -212,7 +212,7 @@ TEST(ArchiveTimes, AreRefusedWhereASamplingIsCutShortOrHasNoTimes) {
 
 TEST(ArchiveTimes, IgnoreTheStoredHighestSampleCount) {
     archive_builder builder = moving_points({1, {0}}, 3);
-    builder.samplings[1].highest_count = 1; // writers say 3
+    builder.samplings[1].highest_count = 1; // writers store 3
     EXPECT_EQ(opened_archive(builder).time("/p", ".geom/P", 2), 2.0);
 }
 

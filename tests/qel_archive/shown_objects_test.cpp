@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Instances: copies of their sources, wherever these stand, and what cannot be one.
+// Instances: copies of their sources at any position, and which objects cannot be instances.
 #include "qel_archive/opened_archive.h"
 
 namespace qel {
@@ -7,7 +7,7 @@ namespace {
 
 using namespace test;
 
-/// /mill with a sail, and something that stands for it.
+/// /mill with a sail.
 archive_builder mill() {
     archive_builder builder;
     object_node &mill = add_xform(builder.top, "mill", {translate(1, 2, 3)});
@@ -71,11 +71,11 @@ TEST(ArchiveInstances, DoNotContainThemselves) {
     EXPECT_EQ(status_of_source("/group"), QEL_ARCHIVE_DAMAGED);
     EXPECT_EQ(status_of_source("/group/copy"), QEL_ARCHIVE_DAMAGED);
     EXPECT_EQ(status_of_source("/group/copy/x"), QEL_ARCHIVE_DAMAGED);
-    archive_builder pair = mill(); // each stands for what contains the other
+    archive_builder pair = mill(); // each is an instance of the other's parent
     add_instance(pair.top.add("a"), "x", "/b");
     add_instance(pair.top.add("b"), "x", "/a");
     EXPECT_EQ(status_of(pair), QEL_ARCHIVE_DAMAGED);
-    archive_builder round; // each stands for the other
+    archive_builder round; // each is an instance of the other
     add_instance(round.top, "a", "/b");
     add_instance(round.top, "b", "/a");
     EXPECT_EQ(status_of(round), QEL_ARCHIVE_DAMAGED);
@@ -86,7 +86,7 @@ TEST(ArchiveInstances, DoNotContainThemselves) {
 
 TEST(ArchiveInstances, MayReferToInstancesAndTheirChildren) {
     archive_builder builder;
-    add_instance(builder.top, "first", "/second"); // before what it stands for
+    add_instance(builder.top, "first", "/second"); // before its source
     add_instance(builder.top, "second", "/mill");
     add_instance(builder.top, "below", "/first/sail");
     object_node &source = add_xform(builder.top, "mill", {translate(1, 2, 3)});
@@ -162,7 +162,7 @@ TEST(ArchiveInstances, RefuseDamagedSourcesOfInstancesBelowThem) {
         source.values = values;
         return status_of(builder);
     };
-    EXPECT_EQ(status_of_inner({'x', 0}), QEL_ARCHIVE_OK) << "nobody looks for it";
+    EXPECT_EQ(status_of_inner({'x', 0}), QEL_ARCHIVE_OK) << "its source is not searched";
     EXPECT_EQ(status_of_inner({0}), QEL_ARCHIVE_OK);
     EXPECT_EQ(status_of_inner({}), QEL_ARCHIVE_DAMAGED);
     EXPECT_EQ(status_of_inner({'x'}), QEL_ARCHIVE_DAMAGED);
@@ -178,7 +178,7 @@ TEST(ArchiveInstances, RefuseDamagedSourcesOfInstancesBelowThem) {
         last = &last->add("o");
     EXPECT_EQ(status_of(builder), QEL_ARCHIVE_OK);
     last->add("o");
-    EXPECT_EQ(status_of(builder), QEL_ARCHIVE_DAMAGED) << "the level behind the thousandth";
+    EXPECT_EQ(status_of(builder), QEL_ARCHIVE_DAMAGED) << "the level after the thousandth";
 }
 
 TEST(ArchiveInstances, UseTheFirstSampleOfTheirSource) {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The limits on what stands in a file, whichever way it is read: an archive that shares its groups so often that the
+// The limits on the contents of a file, in both ways of reading it: an archive that shares its groups so often that the
 // bytes read are more than the file has is read again with a table of positions.
 #include "qel_archive/opened_archive.h"
 #include "qel_archive/written_trees.h"
@@ -93,7 +93,7 @@ property_node &nest(property_node &outer, std::uint32_t count) {
     return *last;
 }
 
-/// A compound of 600 levels that also stands in another one, below `above` levels.
+/// A compound of 600 levels that is also inside another one, below `above` levels.
 archive_builder shared_levels(std::uint32_t above) {
     archive_builder builder;
     add_shared_objects(builder);
@@ -125,7 +125,7 @@ bytes headers_of_compounds(std::uint32_t count, const std::string &metadata = ""
     return headers;
 }
 
-/// An archive of 2^24 + `more` properties, all in objects below an instance: they are read, but stand for nothing.
+/// An archive of 2^24 + `more` properties, all in objects below an instance: they are read, but not shown.
 /// Nearly all of its bytes are references to empty compounds, which are zero, so that it takes little of a disk.
 class many_properties {
   public:
@@ -153,7 +153,7 @@ class many_properties {
 
   private:
     static constexpr std::uint32_t each = 1u << 16;
-    static constexpr std::uint64_t groups_at = std::uint64_t{8} << 20; // behind everything else
+    static constexpr std::uint64_t groups_at = std::uint64_t{8} << 20; // after everything else
 
     struct large_group {
         std::uint64_t at, count, headers;

@@ -137,7 +137,7 @@ TEST(ArchiveStructure, IsRefusedAtEveryLengthButItsOwn) {
     const std::uint64_t whole = std::filesystem::file_size(path);
     EXPECT_EQ(status_at(whole), QEL_ARCHIVE_OK);
     EXPECT_EQ(status_at(whole + 100), QEL_ARCHIVE_OK) << "bytes that no reference leads to are ignored";
-    for (std::uint64_t length = whole - 1; length >= 16; --length) // the root stands last
+    for (std::uint64_t length = whole - 1; length >= 16; --length) // the root comes last
         ASSERT_EQ(status_at(length), QEL_ARCHIVE_DAMAGED) << length;
     for (const std::uint64_t length : {15u, 1u, 0u})
         EXPECT_EQ(status_at(length), QEL_ARCHIVE_NOT_AN_ARCHIVE) << length;

@@ -14,7 +14,7 @@ namespace {
 constexpr double infinite = std::numeric_limits<double>::infinity();
 constexpr double not_a_number = std::numeric_limits<double>::quiet_NaN();
 
-/// Looks at every sample.
+/// Tests every sample.
 std::uint64_t plain_last_sample_at(const time_sampling &sampling, std::uint64_t count, double seconds) {
     const double slack = sampling.acyclic ? 0 : 1e-6 * std::fabs(sampling.cycle);
     std::uint64_t last = 0;

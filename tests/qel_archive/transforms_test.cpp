@@ -28,7 +28,7 @@ TEST(ArchiveTransforms, AreTheIdentityWithoutOperations) {
     archive_builder builder;
     object_node &no_samples = add_xform(builder.top, "x", {translate(1, 2, 3)});
     child(schema_compound(no_samples), ".ops").samples.clear();
-    schema_compound(add_xform(builder.top, "y")).array<std::uint8_t>(".ops", 1, {{}}); // an array of none
+    schema_compound(add_xform(builder.top, "y")).array<std::uint8_t>(".ops", 1, {{}}); // an empty array
     add_schema_object(builder.top, "z", "AbcGeom_Xform_v3", ".other");
     const opened_archive opened(builder);
     for (const char *path : {"/x", "/y", "/z"})
@@ -134,7 +134,7 @@ TEST(ArchiveTransforms, AreDamagedByTooFewValues) {
     const std::pair<std::uint8_t, std::size_t> needed[] = {{0x00, 3}, {0x10, 3}, {0x20, 4}, {0x30, 16},
                                                            {0x40, 1}, {0x50, 1}, {0x60, 1}};
     for (const auto &[code, count] : needed)
-        for (const std::size_t more : {0u, 1u}) { // behind another operation
+        for (const std::size_t more : {0u, 1u}) { // after another operation
             std::vector<xform_operation> operations(more, scale(1, 1, 1));
             operations.push_back({code, std::vector<double>(count, 1)});
             EXPECT_EQ(status_of_operations(operations), QEL_ARCHIVE_OK) << int{code};

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Trees that no builder makes, written group by group: groups that stand in several places, and very many of them.
+// Trees that no builder makes, written group by group: groups with several parents, and very many groups.
 #pragma once
 
 #include "support/archive_headers.h"
@@ -10,7 +10,7 @@
 
 namespace qel::test {
 
-/// The headers of the children of an object, named "o" and a number from `first` on, with the digests behind them.
+/// The headers of the children of an object, named "o" and a number from `first` on, with the digests after them.
 inline std::uint64_t object_headers(archive_writer &out, std::size_t count, std::size_t first = 0) {
     bytes headers;
     for (std::size_t i = first; i < first + count; ++i)

@@ -36,7 +36,7 @@ answer merge(merge_function *form, const keys &mortons, std::uint64_t target, st
     keys hops(std::size_t{2} * wanted);
     answer found = {false, numbers(wanted + 1, untouched), keys(wanted + 1, untouched)};
     found.given = form(query, wanted, hops.data(), found.tokens.data(), found.distances.data());
-    EXPECT_EQ(found.tokens.back(), untouched) << "nothing is written behind the results";
+    EXPECT_EQ(found.tokens.back(), untouched) << "nothing is written after the results";
     EXPECT_EQ(found.distances.back(), untouched);
     found.tokens.pop_back();
     found.distances.pop_back();

@@ -84,8 +84,7 @@ using references_edit =
 
 struct property_node {
     std::string name, metadata;
-    property_kind kind =
-        property_kind::compound; // an array of one element per sample is recognized by its samples
+    property_kind kind = property_kind::compound; // arrays of one element per sample are recognized
     value_kind value = value_kind::boolean;
     std::uint32_t extent = 0;
     std::uint32_t time_sampling = 0;

@@ -86,9 +86,8 @@ bytes bytes_of_header(const object_header &header);
 struct time_sampling {
     double cycle = 1;
     std::vector<double> times = {0};
-    std::optional<std::uint32_t> highest_count =
-        std::nullopt;                                       // of samples; without it, that of the properties
-    std::optional<std::uint32_t> time_count = std::nullopt; // a count that need not be true
+    std::optional<std::uint32_t> highest_count = std::nullopt; // of samples; else that of the properties
+    std::optional<std::uint32_t> time_count = std::nullopt;    // a count that need not be true
 };
 
 constexpr double acyclic = 1.7976931348623157e308 / 32; // the cycle of times that do not repeat

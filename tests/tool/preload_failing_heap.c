@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Preloaded, it numbers what the libraries ask of the heap from 1 on. Number FAIL_AT is refused; the size of each is a
-// line of the file SIZES.
+// Preloaded, it numbers the allocations of the libraries from 1 on. Number FAIL_AT fails; the size of each is
+// written as a line to the file SIZES.
 #define _GNU_SOURCE
 #include <dlfcn.h>
 #include <stdio.h>
@@ -40,7 +40,7 @@ void *realloc(void *array, size_t size) {
 }
 
 void *calloc(size_t count, size_t size) {
-    extern void *__libc_calloc(size_t, size_t); // looking a function up may itself ask for cleared memory
+    extern void *__libc_calloc(size_t, size_t); // looking a function up may itself call calloc
     return refused(count * size, __builtin_return_address(0)) ? NULL : __libc_calloc(count, size);
 }
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Preloaded before the library, it makes two steps of `qel convert` take long enough to be seen or interrupted.
+// Preloaded before the library, it makes two steps of `qel convert` take long enough to be observed or interrupted.
 #define _GNU_SOURCE
 #include <dlfcn.h>
 #include <qel_unit.h>

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Mesh cache files as they are loaded, and what a test asks of a loaded mesh.
+// Mesh cache files as they are loaded, and how tests query a loaded mesh.
 #pragma once
 
 #include "model/mesh_cache_model.h"

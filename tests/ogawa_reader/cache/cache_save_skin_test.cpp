@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The skin behind a saved mesh.
+// The skin after a saved mesh.
 #include "ogawa_reader/cache/cache_cases.h"
 
 namespace qel {

@@ -270,7 +270,7 @@ TEST_F(MeshCacheSave, AnEnormousFaceCountMakesNoEnormousFile) {
 TEST_F(MeshCacheSave, ReadsTheIndicesIfTheIndexCountIsZero) {
     cache_mesh mesh = quad();
     mesh.face_indices = {3, 2, 9, 0};
-    mesh.face_counts = {0, 4, 0, 1}; // nothing behind the last whole face is looked at
+    mesh.face_counts = {0, 4, 0, 1}; // nothing after the last whole face is read
     ogawa_polymesh record = mesh.record();
     record.face_index_count = 0;
     EXPECT_EQ(values_at<std::uint32_t>(saved(record), 64 + 48, 6), (numbers{3, 2, 9, 3, 9, 0}))

@@ -248,7 +248,7 @@ TEST(SkinApply, AgreesBitForBitWithThePlainFormula) {
                 FAIL() << "round " << round << " float " << i << ": " << out[i] << " for " << expected[i];
             }
         }
-        ASSERT_EQ(out[expected.size()], 99.0f) << "nothing behind the last position";
+        ASSERT_EQ(out[expected.size()], 99.0f) << "nothing after the last position";
     }
 }
 

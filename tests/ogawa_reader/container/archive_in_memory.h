@@ -63,7 +63,7 @@ inline void append_filler(bytes &out, std::size_t count) {
     out.insert(out.end(), count, 0xFF);
 }
 
-/// An archive of blocks, filler between them and behind the last.
+/// An archive of blocks, filler between them and after the last.
 inline bytes archive_of_blocks(const std::vector<std::pair<std::uint64_t, std::vector<float>>> &blocks) {
     bytes content = archive_header();
     for (const auto &[size, values] : blocks) {

@@ -172,7 +172,7 @@ TEST_F(ArchiveInfo, CutsTheTextAndTerminatesIt) {
         ogawa_get_info(&archive, buffer.data(), size);
         const std::size_t kept = std::min(whole.size(), static_cast<std::size_t>(size) - 1);
         ASSERT_EQ(std::string(buffer.data()), whole.substr(0, kept)) << size;
-        ASSERT_EQ(buffer[kept + 1], '~') << "nothing behind the terminator";
+        ASSERT_EQ(buffer[kept + 1], '~') << "nothing after the terminator";
     }
     ogawa_close(&archive);
 }
@@ -191,7 +191,7 @@ TEST_F(ArchiveInfo, WritesNothingOnBadArguments) {
 TEST_F(ArchiveInfo, StaysWithinAPathWithoutTerminator) {
     std::memset(&archive, 0, sizeof archive);
     std::memset(archive.path, 'p', sizeof archive.path);
-    archive.file = reinterpret_cast<std::FILE *>(0x7171717171717171); // would be read as text behind the path
+    archive.file = reinterpret_cast<std::FILE *>(0x7171717171717171); // would be read as text after the path
     const std::string text = info();
     EXPECT_NE(text.find("Path: " + std::string(1024, 'p') + "\nVersion: 0.0\n"), std::string::npos);
 }
@@ -208,7 +208,7 @@ ogawa_polymesh *allocated_mesh() {
     return mesh;
 }
 
-/// An object with everything, two children of its own kind and a null one, `depth` levels deep.
+/// An object with everything, two children of the same kind and a null one, `depth` levels deep.
 ogawa_object *allocated_object(int depth) {
     auto *object = allocated<ogawa_object>();
     object->polymesh = allocated_mesh();

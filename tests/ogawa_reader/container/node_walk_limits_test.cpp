@@ -128,11 +128,10 @@ TEST(DataNodesLimits, AreNotFoundAtPositionZeroOrAtTheEnd) {
     bytes content;
     put_all(content, 0, std::vector<std::uint64_t>{200, 300});
     const stored_archive archive(content);
-    EXPECT_EQ(sizes(walk(archive, archive_writer::data_bit)), size_list{})
-        << "a reference to 0 leads nowhere";
+    EXPECT_EQ(sizes(walk(archive, archive_writer::data_bit)), size_list{}) << "a reference to 0 is empty";
     const std::uint64_t second = archive_writer::data_bit | 8;
     EXPECT_EQ(sizes(walk(archive, second, {10, 20}, 0, 9)), size_list{300});
-    EXPECT_EQ(sizes(walk(archive, second, {10, 20}, 0, 8)), size_list{}) << "the file is said to end there";
+    EXPECT_EQ(sizes(walk(archive, second, {10, 20}, 0, 8)), size_list{}) << "the given size ends there";
 }
 
 TEST(DataNodesLimits, MayBeReferredToByAGroupAtPositionOne) {
@@ -145,8 +144,8 @@ TEST(DataNodesLimits, MayBeReferredToByAGroupAtPositionOne) {
 }
 
 TEST(DataNodesLimits, AreListedWhereAGroupIsReadInPieces) {
-    // The walk reads 4096 bytes from the outer group on, then 8192 from the first child, which ends behind them. The
-    // second child's references are held but for the last byte, or but for more.
+    // The walk reads 4096 bytes from the outer group on, then 8192 from the first child, which ends after them. The
+    // second child's references are held except the last byte, or except more.
     constexpr std::uint64_t outer = 16, first = outer + 4090, second = first + 8192 - 4103 - 8, data = 20'000;
     for (const std::uint64_t children : {513u, 900u}) {
         bytes content;
@@ -187,7 +186,7 @@ TEST(TopObject, IsNotFoundIfAnyReferenceToItIsMissing) {
     put(content, 8, std::uint64_t{16});
     put_all(content, 16, std::vector<std::uint64_t>{3, 0, 0, 77});
     EXPECT_EQ(found(content, 17), 77u);
-    EXPECT_EQ(found(content, 16), std::nullopt) << "the root is said to be behind the file";
+    EXPECT_EQ(found(content, 16), std::nullopt) << "the root is past the given size";
     put(content, 16, std::uint64_t{2});
     EXPECT_EQ(found(content, 17), std::nullopt) << "the root has two children";
     content.resize(47);

@@ -272,7 +272,7 @@ TEST(DataNodes, AreListedAtTheirLeastDepth) {
     EXPECT_EQ(sizes(walk(archive, start, {500, 10})), (size_list{200, 200, 200}));
 }
 
-/// 17 lists of in all 16 760 references, each to a group of its own, of 1000 references to one empty group; then a list
+/// 17 lists of in all 16 760 references, each to a different group, of 1000 references to one empty group; then a list
 /// of `rest` references to that group, among null ones, which do not count; then a data node. The groups overlap: any
 /// word among them is both a child count and a reference.
 std::uint64_t write_groups_of_thousands(archive_writer &archive, std::uint64_t rest) {

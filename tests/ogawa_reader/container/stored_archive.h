@@ -14,7 +14,7 @@
 
 namespace qel::test {
 
-/// The record is open whatever the header says, so that the readers also get files that ogawa_open refuses.
+/// The record is open even with an invalid header, so that the readers also get files that ogawa_open refuses.
 class stored_archive {
   public:
     stored_archive() = default;

@@ -24,7 +24,7 @@ struct walk_limits {
     std::int32_t max_depth = 20;
 };
 
-/// The walk is told the file's size, or another one.
+/// The walk is given the file's size, or another one.
 inline node_list walk(const stored_archive &archive, std::uint64_t reference, walk_limits allowed = {},
                       std::int32_t depth = 0, std::optional<std::uint64_t> size = std::nullopt) {
     std::vector<ogawa::extent> nodes(allowed.capacity + 1, {0, 0}); // one more, which must stay

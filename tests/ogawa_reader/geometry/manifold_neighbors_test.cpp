@@ -82,7 +82,7 @@ TEST(GetVertexNeighbors, OfAFaceOfElevenCornersFillTheListOfTen) {
             const failing_heap heap = failing_heap::nth(n);
             EXPECT_EQ(record.ask(5, neighbors, count), -2);
         }
-        // Both the list and the result take 40 bytes, so the first of the two fails and no second is asked for.
+        // Both the list and the result take 40 bytes, so the first of the two fails and the second is not attempted.
         const failing_heap heap = failing_heap::of_size(40);
         EXPECT_EQ(record.ask(5, neighbors, count), -2);
         EXPECT_EQ(heap.count(), 1u);
@@ -174,7 +174,7 @@ TEST(GetVertexNeighbors, OfAHubOfLargeFacesAllocateTheListAndTheResultOnly) {
 }
 
 TEST(GetVertexNeighbors, DistinguishVerticesOfOneHash) {
-    // The first five share it with the centre, the others have the one before it, from which the search goes on to it.
+    // The first five have the hash of the centre, the others the one before it, so that probing continues into it.
     for (const numbers &round : {numbers{34, 89, 178, 233, 267}, numbers{55, 144, 199, 288, 343},
                                  numbers{55, 34, 144, 89, 199}, numbers{34, 55, 89, 144, 178}}) {
         mesh_record record(
@@ -226,7 +226,7 @@ TEST(GetVertexNeighbors, ReturnsNoneForAnIsolatedVertex) {
 }
 
 TEST(GetVertexNeighbors, VisitAFaceOnceHoweverOftenItRepeatsTheVertex) {
-    // Visiting it once per listing would look at 40,000,000,000 corners.
+    // Visiting it once per listing would read 40,000,000,000 corners.
     numbers indices(200'000, 0);
     indices.back() = 1;
     mesh_record record(2, {200'000}, indices);

@@ -191,7 +191,7 @@ TEST(ComputeTangentFrame, ReadsUvsByVertexInOtherScopes) {
 
 TEST(ComputeTangentFrame, UsesUvZeroForAVertexBeyondTheValues) {
     uv_mesh record({5, 5, 5, 0, 0, 0, 1, 0, 0, 0, 1, 0}, {3}, {1, 2, 3}, {7, 7, 0, 0, 1, 0});
-    // Vertex 3 has no UV of its own and takes (7, 7).
+    // Vertex 3 has no UV and uses (7, 7).
     uv_mesh spelled_out({5, 5, 5, 0, 0, 0, 1, 0, 0, 0, 1, 0}, {3}, {1, 2, 3}, {7, 7, 0, 0, 1, 0, 7, 7});
     EXPECT_EQ(computed(record), computed(spelled_out));
     EXPECT_NE(record.tangents()[3], 0.0f);

@@ -98,7 +98,7 @@ TEST(IndicesFromBytes, OfATruncatedFileAreZeroAfterItsEnd) {
     cut_file file = {with_words(counting(3001)), data_at + 10 * 4};
     ogawa_archive record = {};
     record.file = fopencookie(&file, "rb", {cut_file::read, nullptr, cut_file::seek, nullptr});
-    const words before(3001, ~0u); // the heap gives their place again
+    const words before(3001, ~0u); // the heap reuses their memory
     EXPECT_EQ(before[3000], ~0u);
     ogawa_polymesh mesh;
     EXPECT_EQ(ogawa_read_polymesh(&record, nullptr, 0, &mesh), 0);

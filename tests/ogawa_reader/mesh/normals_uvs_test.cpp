@@ -18,7 +18,7 @@ using namespace test;
 std::uint32_t untouched_word = 0;
 float untouched_float = 0;
 
-/// What ogawa_read_normals leaves behind; the outputs begin with recognisable values.
+/// The outputs of ogawa_read_normals, which begin with recognizable values.
 struct normals_result {
     std::int32_t status = 99;
     float *normals = &untouched_float;
@@ -131,7 +131,7 @@ TEST(ReadUvs, ReadsTheBlockOfTheScanWhenTheSearchFindsNone) {
 }
 
 TEST(ReadUvs, PrefersTheBlockOfTheSearchToALongerOneThatTheScanWouldTake) {
-    // The search tests two values against 10, so only it takes the first block; the longer one it takes for
+    // The search tests two values against 10, so only it accepts the first block; it treats the longer one as
     // positions.
     std::vector<float> found(1016 / 4, 0.5f);
     found[2] = 49'000.0f;
@@ -154,7 +154,7 @@ TEST(ReadUvs, AcceptsAFirstFloatThatNormalsReject) {
 
 TEST(ReadUvs, TestsAllFourFloatsAtTheEndOfAPieceOfTheFile) {
     bytes content = archive_header();
-    append_filler(content, 4096 - 20); // the first piece ends behind three of the floats
+    append_filler(content, 4096 - 20); // the first piece ends after three of the floats
     append_block(content, 16, {1, 2, 3, 11});
     append_filler(content, 64);
     const archive_in_memory archive(content);

@@ -124,7 +124,7 @@ TEST(PolymeshDigest, HasFourWords) {
     EXPECT_EQ(faces(payload_of<std::uint32_t>({~0u, 4, 4, ~0u, 4}, 1020)), 251u);
     constexpr std::uint32_t no_coordinate = 0x476A6000; // the float 60000
     EXPECT_EQ(faces(payload_of<std::uint32_t>({4, 4, 4, 4, no_coordinate, 4}, 10024)), 2506u)
-        << "coordinates begin right behind it";
+        << "coordinates begin right after it";
 }
 
 TEST(PolymeshDigest, IsNotPartOfTheSize) {
@@ -141,7 +141,7 @@ TEST(PolymeshDigest, IsSkippedByTheSizeAloneWhereItsWordsLookLikeCoordinates) {
     EXPECT_TRUE(skipped({1, 2, 3, 4, 2}, 10024));
     EXPECT_TRUE(skipped({1, nan, 3, 4, 2}, 10024)) << "one word that is no coordinate changes nothing";
     EXPECT_TRUE(skipped({1, 2, 3, nan, 2}, 10024)) << "nor does the last one";
-    EXPECT_TRUE(skipped({1, 2, 3, 4, 2, 2, 2, 2, 2, 2, nan, 2}, 10024)) << "nor one behind the tenth";
+    EXPECT_TRUE(skipped({1, 2, 3, 4, 2, 2, 2, 2, 2, 2, nan, 2}, 10024)) << "nor one after the tenth";
     EXPECT_TRUE(skipped({1, 2, 3, 4, 0, 0, 0, 0, 0, -above(1.5f), 0}, 10024));
     EXPECT_FALSE(skipped({1, 2, 3, 4, 0, 0, 0, 0, 0, 1.5f, 0}, 10024));
     EXPECT_FALSE(skipped({1, 2, 3, 4, 0, 0, 0, 0, 0, 0, 2, 2}, 10024))
@@ -156,7 +156,7 @@ TEST(PolymeshDigest, IsSkippedByTheSizeAloneWhereItsWordsLookLikeCoordinates) {
 }
 
 TEST(PolymeshDigest, IsSkippedByTheSizeOfAPayloadOfAnyKind) {
-    // Corner counts with a float among them: those behind a digest are four fewer.
+    // Corner counts with a float among them: after a digest there are four fewer.
     const auto words_read = [](float fifth, float tenth, std::uint64_t size = 10024) {
         words head(16, 4);
         std::memcpy(&head[4], &fifth, 4);
@@ -170,7 +170,7 @@ TEST(PolymeshDigest, IsSkippedByTheSizeOfAPayloadOfAnyKind) {
 }
 
 TEST(PolymeshDigest, AtTheEndOfTheFileKeepsTheWordsAlreadyRead) {
-    // Behind the digest come eight words only; the ninth and the tenth are still those of the first look.
+    // After the digest there are eight words only; the ninth and the tenth keep their first values.
     for (const std::uint32_t kept : {4u, 9u}) {
         archive_writer archive;
         archive.pad_to(3000, 0xFF);
@@ -184,7 +184,7 @@ TEST(PolymeshDigest, AtTheEndOfTheFileKeepsTheWordsAlreadyRead) {
         archive.data_claiming(4016, test::bytes_of(words{~0u, ~0u, 0, 0, 4, 9, 4, 4, kept, 4, 4, 4}));
         const read_mesh read(archive.content());
         EXPECT_EQ(read.status, 0);
-        // Taken for the larger face counts it displaces the others, and then cannot be read.
+        // As the larger face counts it replaces the others, and then cannot be read.
         EXPECT_EQ(read.mesh.face_count, kept == 4 ? 0u : 500u);
         EXPECT_TRUE(test::agrees_with_model(stored_archive(archive.content())));
     }
@@ -296,7 +296,7 @@ class PolymeshClassification : public testing::Test {
         return head;
     }
 
-    /// Some nodes below the top object; the file ends within the last one's first words, or far behind them.
+    /// Some nodes below the top object; the file ends within the last one's first words, or far after them.
     bytes random_archive() {
         const std::uint64_t sizes[] = {100,   101,   1000,   1001,   1004,   1016,    1020,  9996,
                                        10000, 10004, 10008,  10012,  10016,  10017,   10020, 10024,

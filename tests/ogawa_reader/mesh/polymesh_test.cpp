@@ -107,8 +107,7 @@ TEST(PolymeshTree, MayBeOneDataNode) {
     archive_writer archive;
     archive.pad_to(3000, 0xFF);
     const std::uint64_t node = archive.data(some_positions());
-    archive.set_root(archive.group({0, 0, node}) |
-                     archive_writer::data_bit); // the root's kind is not looked at
+    archive.set_root(archive.group({0, 0, node}) | archive_writer::data_bit); // the root's kind is ignored
     EXPECT_EQ(read_mesh(archive.content()).mesh.vertex_count, 1001u);
 }
 

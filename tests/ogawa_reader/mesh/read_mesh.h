@@ -46,7 +46,7 @@ inline bool agrees_with_model(const stored_archive &archive) {
 }
 
 /// An archive that holds these payloads as data nodes below its top object, far enough from its start that
-/// the byte search sees none of them.
+/// the byte search finds none of them.
 inline archive_writer archive_of(const std::vector<bytes> &payloads) {
     archive_writer archive;
     archive.pad_to(3000, 0xFF);
@@ -66,8 +66,8 @@ bytes payload_of(std::vector<T> words, std::uint64_t size) {
     return payload;
 }
 
-/// Positions, normals, face counts and face indices, each of a length of its own. The size word of one of
-/// them, if asked, promises more than the file holds.
+/// Positions, normals, face counts and face indices, each of a different length. If `cut` is given, the size
+/// word of that one is larger than the rest of the file.
 inline archive_writer four_arrays(int cut = -1) {
     const bytes payloads[4] = {payload_of<float>({7}, 12000), payload_of<float>({0.5f}, 12012),
                                payload_of<std::uint32_t>({4}, 2004),

@@ -53,7 +53,7 @@ located search(const bytes &content) {
     return search(stored_archive(content));
 }
 
-/// 0xFF bytes, which are a plausible size nowhere, with one block.
+/// 0xFF bytes, which never form a plausible size, with one block.
 template <class T>
 bytes block_at(std::uint64_t offset, std::uint64_t size, const std::vector<T> &payload,
                std::uint64_t length = 400) {

@@ -96,7 +96,7 @@ TEST(NormalsFromBytes, AreTriedFromOffset16To101BytesBeforeTheEnd) {
         put(content, 8, std::uint64_t{0});
         put_block(content, 1500, 12012, floats(3003, 5.0f));
         bytes head(48);
-        put(head, 0, std::uint64_t{999988}); // (cut short, but it is the count that tells)
+        put(head, 0, std::uint64_t{999988}); // truncated: the count is checked
         put_all(head, 24, floats{0, 0, 1, 0, 1, 0});
         std::copy(head.begin(), head.end(), content.begin() + static_cast<std::ptrdiff_t>(at));
         EXPECT_EQ(normals(content), at == 16 ? 83331u : 0u);

@@ -28,7 +28,7 @@ std::vector<float> ramp(std::size_t count, float first = 1.0f) {
     return values;
 }
 
-/// What a scan returned and left behind.
+/// What a scan returned and wrote.
 struct scanned {
     int status;
     bool buffer; // whether the outputs hold an array
@@ -171,7 +171,7 @@ TEST(PositionsScan, RequiresOneFloatAboveAHundredth) {
     }
     std::vector<float> payload(3003, 0.0f);
     payload[16] = payload[17] = 5.0f;
-    EXPECT_EQ(scan(block_at(100, 12012, payload)).status, -1) << "the last two are not looked at";
+    EXPECT_EQ(scan(block_at(100, 12012, payload)).status, -1) << "the last two are not tested";
 }
 
 TEST(PositionsScan, AcceptsSizesFrom12012To9999999) {
@@ -193,7 +193,7 @@ TEST(PositionsScan, TestsEveryOffsetFrom16To2047) {
     for (const std::uint64_t offset : {16u, 17u, 18u, 19u, 1000u, 2046u, 2047u})
         EXPECT_EQ(scan(block_at(offset, 12012, ramp(3003))).status, 0) << offset;
     bytes early = block_at(12, 12012, ramp(3003));
-    EXPECT_EQ(scan(early).status, -1) << "the header is not looked at";
+    EXPECT_EQ(scan(early).status, -1) << "the header is not tested";
 }
 
 TEST(PositionsScan, IgnoresOffsetsOf2048OrMore) {

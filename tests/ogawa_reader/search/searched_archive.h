@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Archives without a node tree, whose meshes are found by searches: filler that is nothing, vertices, and what a
-// test puts behind them.
+// Archives without a node tree, whose meshes are found by searches: meaningless filler, vertices, and what a
+// test puts after them.
 #pragma once
 
 #include "ogawa_reader/mesh/read_mesh.h"
@@ -14,7 +14,7 @@ namespace qel::test {
 using floats = std::vector<float>;
 using words = std::vector<std::uint32_t>;
 
-constexpr std::uint64_t data_at = 13000; // behind the positions
+constexpr std::uint64_t data_at = 13000; // after the positions
 
 /// Filler, and 1001 vertices near the start.
 inline bytes vertices_only(std::uint64_t length = 40000) {

@@ -69,7 +69,7 @@ TEST(SizeWords, StopsWhenTheCallbackReturnsFalse) {
 }
 
 TEST(SizeWords, StopsWhenTheCallbackReturnsFalseInTheLastSteps) {
-    const std::size_t last = 6 * steps_at_once; // the steps from here on are too few to be looked at together
+    const std::size_t last = 6 * steps_at_once; // the steps from here on are too few for one batch
     std::vector<std::uint8_t> bytes((last + 3) * size_word_step);
     bytes[last * size_word_step] = bytes[(last + 1) * size_word_step] = 40;
     std::vector<std::size_t> places;

@@ -23,7 +23,7 @@ std::vector<std::string> monitor(const std::string &pattern, std::int32_t max = 
     }
     EXPECT_TRUE(std::all_of(out.begin() + 9 * static_cast<std::ptrdiff_t>(count), out.end(), [](char c) {
         return c == '#';
-    })) << "nothing is written behind the last id";
+    })) << "nothing is written after the last id";
     return ids;
 }
 
