@@ -151,15 +151,16 @@ TEST(ArchiveTransforms, AreDamagedByTooFewValues) {
     EXPECT_EQ(opened_archive(builder).local_status("/x"), QEL_ARCHIVE_DAMAGED) << "no values at all";
 }
 
-TEST(ArchiveTransforms, AreDamagedByPropertiesOfAnotherKind) {
+TEST(ArchiveTransforms, AreDamagedByPropertiesOfAnotherKindOrSize) {
     for (const char *name : {".ops", ".vals"})
-        for (const int change : {0, 1, 2}) {
+        for (const int change : {0, 1, 2, 3}) {
             archive_builder builder;
             object_node &object = add_xform(builder.top, "x", {rotate_x(1)});
             property_node &node = child(schema_compound(object), name);
             if (change == 0) node.value = node.value == value_kind::u8 ? value_kind::i8 : value_kind::u64;
             if (change == 1) node = property_node(), node.name = name; // a compound
             if (change == 2) node.instead = 0;                         // not stored
+            if (change == 3) node.extent += 1;                         // one value too few
             const opened_archive opened(builder);
             ASSERT_EQ(opened.status, QEL_ARCHIVE_OK);
             matrix_values values;
@@ -223,6 +224,9 @@ TEST(ArchiveTransforms, IgnoreDamageInUnrelatedObjects) {
     set_inherits(b, false);
     EXPECT_EQ(opened_archive(builder).world("/a/b/c")[12], 110.0);
     child(schema_compound(b), ".inherits").value = value_kind::u8;
+    EXPECT_EQ(opened_archive(builder).world_status("/a/b/c"), QEL_ARCHIVE_DAMAGED);
+    child(schema_compound(b), ".inherits").value = value_kind::boolean;
+    child(schema_compound(b), ".inherits").extent = 2;
     EXPECT_EQ(opened_archive(builder).world_status("/a/b/c"), QEL_ARCHIVE_DAMAGED);
 }
 
