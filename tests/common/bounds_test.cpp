@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// What boxes are is tested where they leave the library; here every form of the kernel is held to the plain model.
+// Bounds are tested through the interface; here every form of the kernel is compared with the plain model.
 #include "common/bounds.h"
 
 #include "model/bounds_model.h"

@@ -18,7 +18,7 @@ import interface  # noqa: E402
 
 FOLDERS = ("bench", "bindings", "cmake", "docs", "examples", "fuzz", "include", "packaging", "scripts", "src", "tests", "tools", "web", ".ci")
 SOURCES = (".c", ".cpp", ".h", ".py", ".sh", ".txt", ".cmake", ".in", ".json", ".js", ".mjs", "")
-VERSION = interface.version().rpartition(".")[0]  # what is asked for
+VERSION = interface.version().rpartition(".")[0]  # the requested version
 # Which test builds and runs the fenced programs of a page.
 TESTED = {("README.md", "c"): "interface.ReadmeProgram", ("docs/index.md", "cmake"): "docs.InstallsAsThePageSays",
           ("bindings/python/README.md", "python"): "scripts/test-python.sh",

@@ -21,7 +21,7 @@ TEST(SceneArchive, HasTheSameBytesWhereverItIsMade) {
     EXPECT_TRUE(made == kept) << "scripts/make-examples.sh makes another scene than the one in examples/data";
 }
 
-/// The longest way that a point goes from one sample to another.
+/// The longest distance that a point moves from one sample to another.
 float longest_step(const ogawa_polymesh &from, const ogawa_polymesh &to) {
     float longest = 0;
     for (std::size_t i = 0; i < 3 * std::size_t{from.vertex_count}; ++i)

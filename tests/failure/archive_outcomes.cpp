@@ -25,7 +25,7 @@ std::int32_t read_mesh_of(caller &c, const bytes &content, std::size_t failing_s
     return ogawa_read_polymesh(&stored.record, nullptr, 0, &c.mesh);
 }
 
-/// A tree of all four arrays; on request the size word of one of them exceeds what the file holds.
+/// A tree of all four arrays; on request the size word of one of them exceeds the rest of the file.
 bytes tree(int cut = -1) {
     return four_arrays(cut).content();
 }
@@ -101,7 +101,7 @@ const std::string positions = "positions owned, vertex_count 1000",
                   boxes =
                       "bounds_min filled, bounds_max filled, self_bounds_min filled, self_bounds_max filled";
 
-/// What a read that came to its end leaves, whether or not it is a mesh.
+/// The outputs of a complete read, whether or not it is a mesh.
 std::string finished_mesh(const std::vector<std::string> &parts) {
     std::string changes = "name \"mesh\", path \"/mesh\"";
     for (const std::string &part : parts)

@@ -78,7 +78,7 @@ void watch_outputs(caller &c) {
     c.watch("triangle_count", c.scope);
 }
 
-/// What a skinned quad's file has before its skin.
+/// The bytes of a skinned quad's file before its skin.
 const std::string skinned =
     "header.magic \"QELM\", header.version 2, header.flags 4, header.vertex_count 4, header.triangle_count "
     "2, "

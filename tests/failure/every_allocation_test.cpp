@@ -22,7 +22,7 @@ namespace {
 
 using namespace test;
 
-/// A call that allocates, its codes other than 0, and what releases its result.
+/// A call that allocates, its codes other than 0, and the call that releases its result.
 struct allocating_call {
     const char *name;
     const std::set<int> &codes;
@@ -30,7 +30,7 @@ struct allocating_call {
     const std::function<int()> &call;
 };
 
-/// For what leaves nothing that has to be released.
+/// For calls without a result to release.
 void nothing() {}
 
 /// One failing allocation; whether there was one.

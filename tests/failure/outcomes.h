@@ -132,7 +132,7 @@ class caller {
     bool watches_directory_ = false, had_directory_ = false;
 };
 
-/// What comes before many a call: a record of the caller is watched.
+/// The preparation of many calls: a record of the caller is watched.
 template <auto record>
 void watching(caller &c) {
     c.watch(c.*record);

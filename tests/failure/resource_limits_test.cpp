@@ -57,7 +57,7 @@ class lowered_limit {
 
 // ---- Memory -----------------------------------------------------------------------------------------------------
 
-/// Bytes of the process's address space that are taken.
+/// Bytes of the process's address space in use.
 std::size_t taken() {
     std::size_t pages = 0;
     std::FILE *const file = std::fopen("/proc/self/statm", "r");

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Annotated dumps on the pages of docs/, held against real files.
+// Annotated dumps on the pages of docs/, compared with real files.
 #pragma once
 
 #include "support/temp_folder.h"

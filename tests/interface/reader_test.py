@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: MIT
-"""The headers' reader takes every declaration or says that it cannot, and holds codes to their names."""
+"""The headers' reader reads every declaration or reports it, and compares codes with their names."""
 import pathlib
 import re
 import sys

@@ -43,7 +43,7 @@ const archive_groups::compound &archive_groups::read_compound(std::uint64_t refe
     const auto known = compounds_.find(reference);
     if (known != compounds_.end()) return known->second;
     const inside_group inside(around_, reference);
-    require(around_.size() <= 2 * max_archive_levels); // nor may the levels fill the stack
+    require(around_.size() <= 2 * max_archive_levels); // the levels are bounded, to bound the stack
     compound result;
     std::vector<std::uint64_t> children = file_.container.group(reference);
     if (!children.empty()) {

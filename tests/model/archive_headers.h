@@ -16,7 +16,7 @@ struct archive_time_sampling {
     bool is_uniform() const { return times.size() == 1 && !is_acyclic(); }
     /// Seconds of sample i.
     double time(std::uint64_t i) const;
-    /// The last of `count` samples (at least one) at or before a time, 0 where all are later.
+    /// The last of `count` samples (at least one) at or before a time, 0 if all are later.
     std::uint64_t sample_at(double seconds, std::uint64_t count) const;
 };
 

@@ -17,7 +17,7 @@ struct saved_mesh {
     std::vector<std::uint8_t> content; // of the file; empty where none is made
 };
 
-/// What saving makes of a mesh, with memory for everything.
+/// The file of a mesh, with memory for everything.
 saved_mesh save_mesh(const ogawa_polymesh &mesh, const qel_skin *skin);
 
 struct loaded_mesh {
@@ -32,7 +32,7 @@ struct loaded_mesh {
 /// What loading finds in a file's bytes, with memory for everything.
 loaded_mesh load_mesh(const std::vector<std::uint8_t> &file);
 
-/// What a loaded mesh has otherwise than that; null where it is nothing.
+/// The first difference of a loaded mesh; null if there is none.
 const char *difference(const qel_mesh &mesh, const std::vector<std::uint8_t> &file,
                        const loaded_mesh &expected);
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// How one answer of a library is held against one of a model.
+// How one result of a library is compared with one of a model.
 #pragma once
 
 #include <cmath>
@@ -28,7 +28,7 @@ inline std::string shown(const std::string &text) {
     return '"' + text + '"';
 }
 
-/// Equality, of doubles and floats by their bits, but for what a NaN carries beside being one.
+/// Equality; doubles and floats are compared by their bits, except the payload of a NaN.
 template <class T>
 bool same_bits(const T &a, const T &b) {
     if constexpr (std::is_floating_point_v<T>) {

@@ -16,7 +16,7 @@ qel_alembic_vertex process_vertex(const float *position, const float *bounds);
 qel_alembic_token generate_token(const qel_alembic_vertex &vertex, std::uint8_t layer, std::uint32_t mesh,
                                  std::uint32_t index);
 
-/// What processing a mesh makes of its plain arrays; padding is zero.
+/// The results of processing a mesh of these arrays; padding is zero.
 struct processed_mesh {
     std::vector<qel_alembic_vertex> vertices;
     std::vector<qel_alembic_token> tokens;

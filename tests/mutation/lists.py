@@ -15,7 +15,7 @@ KEYWORDS = {"if", "else", "for", "while", "do", "return", "break", "continue", "
 
 @dataclasses.dataclass
 class Mistake:
-    """A mistake that someone might really make: in a function, some tokens instead of others."""
+    """A plausible mistake: in a function, some tokens instead of others."""
     name: str
     owner: object
     source: object
@@ -38,13 +38,13 @@ class Equivalent:
         return identity in self._names or identity.startswith(self._beginnings)
 
     def without_mutants(self, identities):
-        """The entries that stand for none of the mutants."""
+        """The entries that match no mutant."""
         return [entry for entry in self.entries if not any(
             identity.startswith(entry[:-1]) if entry.endswith("*") else identity == entry for identity in identities)]
 
 
 def read_equivalent():
-    """The equivalent mutants; each has to stand below a reason."""
+    """The equivalent mutants; each must follow a reason."""
     entries, reason = [], ""
     for number, line in enumerate((HERE / "equivalent.txt").read_text().splitlines(), 1):
         if line.startswith("    "):
@@ -106,7 +106,7 @@ def _narrowed(wanted, given):
 
 
 def _matches(source, owner, wanted, renamed):
-    """Where in a function tokens stand, and which names stand there for theirs."""
+    """The position of tokens in a function, and the names there that replace theirs."""
     tokens = source.tokens[owner.first:owner.last]
     for i in range(len(tokens) - len(wanted) + 1):
         names = {}

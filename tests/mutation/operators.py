@@ -49,7 +49,7 @@ class Wrap:
 class Mutant:
     owner: object
     operator: str
-    at: int  # the token that stands for the place
+    at: int  # the token that marks the place
     alone: list  # of Wraps
     schema: object  # a function of the mutant's number that gives Wraps; or, where several share a place, see Place
     place: object = None
@@ -170,7 +170,7 @@ class Generator:
         return inside > 0 and self.tokens[inside - 1].text in ("for", "while")
 
     def _operand(self, i, sign):
-        """First and last token of what && or || stands between."""
+        """First and last token of the operands of && or ||."""
         bracket = self.tokens[i].inside
         first = i
         while first - 1 > bracket and self.tokens[first - 1].text not in LOOSER[sign]:
@@ -233,7 +233,7 @@ class Generator:
                           lambda n: [Wrap(first, last, f"mutation::later<{n}>(", ")")])
 
     def _arguments(self, i):
-        """Neighbours among a call's arguments; whether they are of one type the compiler says."""
+        """Neighbours among a call's arguments; the compiler decides whether they have one type."""
         callee = self.tokens[i - 1].text
         if callee in NOT_A_STATEMENT | SYMMETRIC or COMMUTATIVE.match(callee) or self.tokens[i].inside < 0:
             return
@@ -314,7 +314,7 @@ class Generator:
         return False
 
     def _may_go_on(self, i, end, owner):
-        """Whether the code behind a return is reached without it, so that it is no function without an end."""
+        """Whether the code after a return is reached without it, so that the function still returns."""
         before, after = self.tokens[i - 1], self.tokens[end + 1]
         if before.text == ")":
             return after.text != "else"

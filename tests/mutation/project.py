@@ -104,7 +104,7 @@ class Project:
         return target
 
     def compile_all(self, variant, names):
-        """Compiles objects side by side; all that the compiler says of those that fail."""
+        """Compiles objects in parallel; returns the compiler's messages for those that fail."""
         jobs = [self.pool.submit(self.compile, variant, name) for name in names]
         errors = []
         for job in jobs:

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""Reads a C++ source as tokens and says which function or constant each of them belongs to.
+"""Reads a C++ source as tokens and finds the function or constant that each of them belongs to.
 
 This is no compiler: it relies on how clang-format writes these sources. A binary operator has a space on both of its
 sides, the angle of a template or the star of a pointer has not. What is compiled for other platforms alone is left out.
@@ -162,7 +162,7 @@ class Source:
         return owner
 
     def _behind_template(self, i):
-        """Where a declaration goes on behind its template parameters."""
+        """The position of a declaration after its template parameters."""
         while i + 1 < len(self.tokens) and self.tokens[i].text == "template" and self.tokens[i + 1].text == "<":
             depth = 0
             while True:
@@ -174,7 +174,7 @@ class Source:
         return i
 
     def top(self, begin, end):
-        """The tokens of a range that stand in none of its brackets; of each bracket, the opening one alone."""
+        """The tokens of a range outside its brackets; of each bracket, the opening one alone."""
         found, i = [], begin
         while i < end:
             found.append(i)
@@ -206,7 +206,7 @@ def _last_name(words, stop=None):
 
 
 def read_sources(root):
-    """All sources of the libraries, with labels by which every owner of the project can be told from the others."""
+    """All sources of the libraries, with labels that are unique to every owner of the project."""
     sources = []
     for path in sorted((root / "src").rglob("*")):
         if path.suffix in (".h", ".cpp"):

@@ -18,7 +18,7 @@ unsigned char *reached = before_tests;
 
 int active = 0;
 
-/// Before any other object is initialised, so that a mutant of a constant is on from the beginning.
+/// Before any other object is initialized, so that a mutant of a constant is on from the beginning.
 struct choice {
     choice() {
         const char *number = std::getenv("MUTATION_ACTIVE");

@@ -104,7 +104,7 @@ class Bench:
 
     def run(self, program, tests, number=0, trace=None):
         """Runs some tests of a program; none: all. What fails first, or nothing."""
-        temporary = program.parent / f"tmp-{number}"  # the number tells the mutants apart that run side by side
+        temporary = program.parent / f"tmp-{number}"  # unique among the mutants that run in parallel
         temporary.mkdir(exist_ok=True)
         environment = dict(os.environ, TMPDIR=str(temporary), MUTATION_ACTIVE=str(number))
         command = [str(program)]
@@ -252,7 +252,7 @@ class Batch:
         self._tracing = threading.Lock()
 
     def build(self):
-        """Compiles the mutants; those that cannot stand in a schema are left out."""
+        """Compiles the mutants; those that cannot be part of a schema are left out."""
         sources = {mutant.source for mutant in self.numbers}
         names = set(self.project.objects_of(source.path for source in sources))
         for source in sources:
@@ -296,7 +296,7 @@ class Batch:
         return self.traces[name]
 
     def try_mutant(self, mutant):
-        """Meets the tests that reach it. None where it is not reached: then it may stand in a constant."""
+        """Runs the tests that reach it. None if it is not reached: then it may be in a constant."""
         number, reached, outcome = self.numbers[mutant], False, "survived"
         for name in programs_of(mutant.path):
             tests = [test for test in self.trace(name) if number in test.reached]

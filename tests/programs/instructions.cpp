@@ -33,7 +33,7 @@ std::vector<float> random_positions(std::size_t count) {
     return positions;
 }
 
-/// Stops when a call does not do what is to be counted.
+/// Stops if a measured call fails.
 void require(bool holds, const char *what) {
     if (holds) return;
     std::fprintf(stderr, "instructions: %s\n", what);

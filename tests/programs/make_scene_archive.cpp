@@ -24,7 +24,7 @@ auto over_time(F &&at) {
     return frames;
 }
 
-/// Three trains of waves; whole numbers of them fit the sea and the loop, so that both repeat without a seam.
+/// Three trains of waves; whole numbers of them fit the sea and the loop, so that both repeat without a jump.
 double sea_height(double x, double z, double time) {
     const double u = x / sea_side, v = z / sea_side;
     return 0.16 * sine(2 * u + v - time) + 0.08 * sine(3 * v - u - 2 * time) +
@@ -86,7 +86,7 @@ void add_windmill(object_node &harbour, std::uint32_t film) {
     add_rotor(mill, film);
 }
 
-/// The tower, whose faces of every second band are a set of their own.
+/// The tower; the faces of every second band form a face set.
 void add_light_tower(object_node &lighthouse) {
     constexpr int sides = 16;
     std::vector<ring> profile;
@@ -146,7 +146,7 @@ shape hull() {
     return join(join(skin, deck), join(stern, box({-0.9, 0.35, -0.45}, {0.1, 0.95, 0.45})));
 }
 
-/// What a boat that floats at a place does in the waves: it rises with them and leans as they do.
+/// The motion of a boat in the waves: it rises and tilts with them.
 std::vector<std::vector<xform_operation>> afloat(double x, double z, double heading, double size) {
     return over_time([=](double time) {
         const double slope_x = sea_height(x + 1, z, time) - sea_height(x - 1, z, time);
@@ -158,7 +158,7 @@ std::vector<std::vector<xform_operation>> afloat(double x, double z, double head
     });
 }
 
-/// The belly of the sail breathes once a loop.
+/// The depth of the sail varies once per loop.
 void add_sailcloth(object_node &boat, std::uint32_t film) {
     const auto frames = over_time([](double time) {
         return sheet(6, 8, [time](double u, double v) {

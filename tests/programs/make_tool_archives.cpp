@@ -18,7 +18,7 @@ polymesh triangle(float size = 1) {
     return mesh;
 }
 
-/// Paths that are the same once they are cut, that differ in case alone, and that no file may be called.
+/// Paths that are the same once they are cut, that differ in case alone, and that are no valid file names.
 archive_builder names() {
     archive_builder scene;
     const std::string end(70, 'e');

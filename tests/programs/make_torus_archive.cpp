@@ -9,11 +9,12 @@ int main(int argc, char **argv) {
         std::fprintf(stderr, "usage: make_torus_archive OUTPUT.abc\n");
         return 2;
     }
-    // 48 x 24 quads: the smallest round numbers whose arrays are all long enough to be recognised.
+    // 48 x 24 quads: the smallest round numbers whose arrays are all long enough to be recognized.
     using namespace qel::test;
     plain_mesh torus = make_torus(48, 24, 3.0f, 1.0f);
-    // A plain array is recognized by its length alone. An odd number of triples is no number of UVs, and this number
-    // of UVs no number of triples; the normals, of another length, are not paired with the tangents.
+    // A plain array is recognized by its length alone. An odd number of triples is no number of
+    // UVs, and this number of UVs no number of triples; the normals have another length, and so are not paired with
+    // the tangents.
     torus.vertex_normals.insert(torus.vertex_normals.end(), 9, 0.0f);
     torus.vertex_uvs.insert(torus.vertex_uvs.end(), 2, 0.0f);
     torus.tangents.insert(torus.tangents.end(), 3, 0.0f);

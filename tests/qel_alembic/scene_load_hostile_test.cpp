@@ -106,7 +106,7 @@ class HostileScene : public testing::Test {
 TEST_F(HostileScene, CutAnywhereHoldsZerosForWhatIsMissing) {
     for (std::size_t length = 0; length < sound.size(); ++length) {
         const bytes file(sound.begin(), sound.begin() + static_cast<std::ptrdiff_t>(length));
-        // Without the index, whose 32 MiB for each length take long.
+        // Without the index: 32 MiB for each length would be slow.
         const failing_heap heap = failing_heap::of_size(table_bytes);
         ASSERT_EQ(load_and_compare(file), length < 64 ? -2 : 0) << length;
         if (testing::Test::HasFailure()) FAIL() << "cut to " << length;

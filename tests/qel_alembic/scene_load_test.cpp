@@ -156,7 +156,7 @@ TEST_F(SceneLoad, ReadsFromAPipe) {
 }
 #endif
 
-/// Leaves no zeros in what small arrays will get.
+/// Fills the heap's small blocks with other bytes than zero.
 void soil_freed_memory() {
     void *blocks[64];
     for (std::size_t i = 0; i < 64; ++i)

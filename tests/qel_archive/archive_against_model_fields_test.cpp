@@ -14,7 +14,7 @@ namespace {
 
 using namespace test;
 
-/// One change to a property, and what it is for the message.
+/// One change to a property, and its description for the message.
 struct property_change {
     std::string what;
     std::function<void(property_node &)> apply;

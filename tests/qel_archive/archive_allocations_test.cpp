@@ -75,8 +75,8 @@ TEST(ArchiveAllocations, OfOpenMayFailInLongSharedTexts) {
     expect_open_may_fail(builder.build().content, 10);
 }
 
-/// Opens a scene that holds `times` times with every allocation failing in turn. Small arrays share blocks of 4 KiB: the
-/// times, 8 bytes each, move all that is read later through the blocks.
+/// Opens a scene of `times` times with every allocation failing in turn. Small arrays share blocks of 4 KiB: the
+/// times, 8 bytes each, move all later arrays through the blocks.
 void expect_open_may_fail_after(std::size_t times, archive_builder scene) {
     constexpr std::size_t max_times = 100; // of one sampling; more would have their own block
     for (std::size_t left = times; left > 0; left -= std::min(left, max_times))
@@ -114,8 +114,7 @@ TEST(ArchiveAllocations, OfOpenMayFailInTextsOfManyObjects) {
 }
 
 TEST(ArchiveAllocations, OfOpenMayFailWhereGroupsAreShared) {
-    archive_builder builder =
-        rich_scene(); // data that is stored once and read five times follows another path
+    archive_builder builder = rich_scene(); // data with five parents follows another path
     const std::uint64_t arm = builder.build().places.at("/arm").reference;
     for (int i = 0; i < 40; ++i) {
         object_node &copy = builder.top.add("copy" + std::to_string(i));

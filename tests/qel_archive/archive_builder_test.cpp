@@ -41,7 +41,7 @@ std::uint64_t first_sample_of(const built_archive &archive, const std::string &p
     return built_archive::position_of(archive.places.at(path).references[0]);
 }
 
-/// A property alone in an archive, and what became of it.
+/// A property alone in an archive, and its place in the built bytes.
 struct lone_property {
     explicit lone_property(const property_node &node) {
         archive_builder builder;

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The interface: messages, arguments, what outputs hold after a failure, what is no regular file.
+// The interface: messages, arguments, outputs after a failure, files that are not regular.
 #include "qel_archive/opened_archive.h"
 
 #include "support/failing_heap.h"

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Headers of objects and properties: every field, every width, every way in which they can be wrong.
+// Headers of objects and properties: every field, every width, every kind of damage.
 #include "qel_archive/opened_archive.h"
 
 namespace qel {
@@ -97,8 +97,7 @@ TEST(ArchiveHeaders, RefuseAnExtentOfZero) {
 TEST(ArchiveHeaders, IgnoreAllFieldsOfACompoundExceptItsName) {
     archive_builder builder;
     builder.top.properties.compound("c", "k=v").edit_header = [](property_header &header) {
-        header.info |=
-            15u << 4 | 1u << 8 | 1u << 9 | 1u << 10 | 1u << 11; // fields that a compound does not have
+        header.info |= 15u << 4 | 1u << 8 | 1u << 9 | 1u << 10 | 1u << 11; // not of a compound
     };
     const opened_archive opened(builder);
     ASSERT_EQ(opened.status, QEL_ARCHIVE_OK);

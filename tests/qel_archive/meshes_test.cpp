@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// What a mesh, points, curves or a patch are read into.
+// The records of meshes, points, curves and patches.
 #include "qel_archive/opened_archive.h"
 
 #include <cmath>
@@ -104,7 +104,7 @@ TEST(ArchiveMeshes, HaveTheBoundsOfTheirPositionsAndTheStoredOnes) {
     }
 }
 
-/// The box of positions as the archive's reader finds it is the one of all positions at once, bit for bit.
+/// The bounds that the archive's reader computes equal those of all positions at once, bit for bit.
 void expect_box_of(const std::vector<float> &positions) {
     archive_builder builder;
     add_points(builder.top, "m", {positions});

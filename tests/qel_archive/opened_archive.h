@@ -210,7 +210,7 @@ inline std::int32_t status_of(const archive_builder &builder) {
     return status_of(builder.build().content);
 }
 
-/// What opening answers where one reference of a group is another.
+/// The status of opening if one reference of a group is changed.
 inline std::int32_t status_with_reference(built_archive archive, std::uint64_t group, std::uint64_t child,
                                           std::uint64_t reference) {
     archive.patch(built_archive::reference_at(group, child), reference);

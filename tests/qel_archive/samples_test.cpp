@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Samples: which of the stored ones a number means, what must fit, what a caller gets.
+// Samples: which stored sample a number means, which sizes must agree, and what the caller gets.
 #include "qel_archive/opened_archive.h"
 
 #include <algorithm>

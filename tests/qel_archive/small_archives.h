@@ -24,7 +24,7 @@ inline archive_builder small_mesh() {
     return archive;
 }
 
-/// Points that come and go, hidden at times, without any metadata shared.
+/// Points whose number changes, hidden at times, without shared metadata.
 inline archive_builder small_points() {
     archive_builder archive;
     archive.metadata = "";

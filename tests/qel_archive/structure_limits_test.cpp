@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The limits on the contents of a file, in both ways of reading it: an archive that shares its groups so often that the
-// bytes read are more than the file has is read again with a table of positions.
+// The limits on the contents of a file, in both ways of reading it: an archive that shares
+// its groups so often that more bytes are read than the file has is read again with a table of positions.
 #include "qel_archive/opened_archive.h"
 #include "qel_archive/written_trees.h"
 #include "support/failing_heap.h"
@@ -126,7 +126,7 @@ bytes headers_of_compounds(std::uint32_t count, const std::string &metadata = ""
 }
 
 /// An archive of 2^24 + `more` properties, all in objects below an instance: they are read, but not shown.
-/// Nearly all of its bytes are references to empty compounds, which are zero, so that it takes little of a disk.
+/// Nearly all of its bytes are references to empty compounds, which are zero, so that the file is sparse.
 class many_properties {
   public:
     explicit many_properties(std::uint32_t more) {
@@ -143,7 +143,7 @@ class many_properties {
         finish();
     }
 
-    /// What opening it answers.
+    /// The status of opening it.
     std::int32_t status() const {
         qel_archive *archive = nullptr;
         const std::int32_t opened = qel_archive_open(folder_.file("archive.abc").c_str(), &archive);

@@ -16,7 +16,7 @@ using test::runnable;
 using keys = std::vector<std::uint64_t>;
 using numbers = std::vector<std::uint32_t>;
 
-/// What a form writes, and whether it answers at all.
+/// What a form writes, and whether it accepts the query.
 struct answer {
     bool given;
     numbers tokens;

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Every file that was once found, or made, to break the library: one line each, run on every run. To add one, spoil a
-// sound file the way the finding does. An input of a fuzz target goes to tests/regression/inputs/<target> instead.
+// Every file that once broke the library or was made to: one line each, tested on every run. To add one, damage a
+// sound file as the finding does. An input of a fuzz target goes to tests/regression/inputs/<target> instead.
 #include "qel_archive.h"
 #include "regression/replay.h"
 #include "support/failing_heap.h"

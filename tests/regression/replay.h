@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Takes a file through everything that the library can do with its kind.
+// Calls every function that the library has for a file of this kind.
 #pragma once
 
 #include "support/temp_folder.h"
@@ -19,11 +19,11 @@ enum class file_kind : std::uint8_t {
 };
 
 /// Writes the file, loads it, calls every query, saves it, releases it. Allocation number `failing_allocation` of
-/// the load fails, none if it is 0. Returns the load's code; for an archive that opens, the code of its mesh. What is
-/// read by structure is held against the model where no allocation fails.
+/// the load fails, none if it is 0. Returns the load's code; for an archive that opens, the code of its mesh. An
+/// archive read by structure is compared with the model if no allocation fails.
 std::int32_t replay(file_kind kind, const bytes &file, std::uint64_t failing_allocation);
 
-/// Sound files to spoil.
+/// Sound files to damage.
 bytes sound_unit();                          // 3 tokens
 bytes sound_scene();                         // 2 meshes of 3 and 2 vertices, 1 frame
 bytes sound_cache();                         // 4 vertices, 2 triangles, a skin of 2 joints and 4 weights

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""Files that are broken, of another kind or of no use: what every command says of them."""
+"""Files that are damaged, of another kind or useless: what every command reports for them."""
 
 import json
 import os
@@ -12,7 +12,7 @@ from tool import QEL, TORUS, ToolTest
 
 class BrokenFileTest(ToolTest):
     def verdict(self, name, verdict):
-        """All commands that take a file of this kind say the same and are status 1; none of them makes anything."""
+        """All commands that take a file of this kind report the same and return status 1; none writes a file."""
         message = f"qel: file: {verdict}\n"
         out = self.fails(f"file: {verdict}", "info", "--by-bytes", name)
         self.qel("dump", "--by-bytes", name, "--json", status=1)

@@ -31,7 +31,7 @@ class CompletionTest(ToolTest):
 @unittest.skipUnless(shutil.which("bash"), "there is no bash here")
 class BashTest(CompletionTest):
     def offered(self, *words):
-        """What is offered for the last of these words, behind those before it."""
+        """The completions offered for the last of these words, after the ones before it."""
         self.file(self.qel("completion", "bash").encode(), "completion")
         run = subprocess.run(["bash", "--norc", "-c", 'source ./completion; COMP_WORDS=(qel "$@"); COMP_CWORD=$#; _qel; '
                               'printf "%s\\n" "${COMPREPLY[@]}"; complete -p qel', "bash", *words],
@@ -95,7 +95,7 @@ class ZshTest(CompletionTest):
         subprocess.run(["zsh", "-n", self.path("functions/_qel")], check=True)
 
     def start_shell(self):
-        """A shell on a terminal of its own; ^T lists what can follow, ^Y clears the line."""
+        """A shell on its own terminal; ^T lists what can follow, ^Y clears the line."""
         self.terminal, end = open_terminal(self)
         fcntl.ioctl(end, termios.TIOCSWINSZ, struct.pack("4H", 500, 200, 0, 0))
         shell = subprocess.Popen(["zsh", "-f", "-i"], cwd=self.folder, stdin=end, stdout=end, stderr=end, start_new_session=True,

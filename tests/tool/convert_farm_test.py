@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""`qel convert` on many archives: lists, parts of them, several at once, and runs that go on where one has ended."""
+"""`qel convert` on many archives: lists, parts of them, several at once, and runs that continue an interrupted one."""
 
 import json
 import os

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""`qel convert --by-bytes`: what it leaves where, whatever happens, and what it tells.
+"""`qel convert --by-bytes`: the files that it leaves in every case, and its messages.
 
 SLOW_STEP, if given, is a library that makes one step take long. PROGRAMS are the examples."""
 

@@ -109,13 +109,13 @@ class DumpTest(ToolTest):
             "task": "0x0000000000000000"}])
 
     def test_every_byte_of_a_file_is_dumped(self):
-        """Whatever byte changes, the text does, but for the magic and for what stands behind a name's end."""
+        """A change of any byte changes the text, except in the magic and after a name's end."""
         contents = [files.unit(files.THREE), files.agents([(b"2A9E0100", 0)]), files.scene(frames=[files.frame()]),
                     files.cache(normals=[(0, 0, 1)] * 3, skin=files.skin(), joints=1)]
         for content in contents:
             whole = self.qel("dump", self.file(content))
             behind_name = range(64 + 9, 64 + 64) if content.startswith(b"BQEL") else ()
-            step = 1 if len(content) < 600 else 3  # a skin's fields of single bytes stand in rows of four
+            step = 1 if len(content) < 600 else 3  # a skin's fields of single bytes are in rows of four
             for at in (at for at in range(4, len(content), step) if at not in behind_name):
                 changed = self.file(content[:at] + bytes([content[at] ^ 1]) + content[at + 1:])
                 self.assertNotEqual(self.run_qel("dump", changed).stdout.decode(), whole, at)
@@ -154,7 +154,7 @@ class DumpTest(ToolTest):
         content = self.content(HARBOUR)
         values = json.loads(self.qel("dump", HARBOUR, "--json", "--path", "/harbour/boat", "--sample", "0"))
         moves = next(p for p in values["objects"][0]["properties"] if p["name"] == ".xform/.vals")["samples"][0]["values"][0]
-        place = content.index(struct.pack(f"<{len(moves)}d", *moves)) - 24  # behind the size and the digest
+        place = content.index(struct.pack(f"<{len(moves)}d", *moves)) - 24  # after the size and the digest
         self.file(content[:place] + struct.pack("<Q", 20) + content[place + 8:], "damaged.abc")
         run = self.run_qel("dump", "--json", "damaged.abc")
         self.assertEqual(run.returncode, 1)

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""`qel info` on archives: what they say of themselves, and how far the byte search may be believed."""
+"""`qel info` on archives: their contents, and how reliable the byte search is."""
 
 import json
 import struct

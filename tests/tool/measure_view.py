@@ -116,7 +116,7 @@ def processor_time(process):
 
 
 class Run:
-    """One opening of a page in a window of its own."""
+    """One opening of a page in its own window."""
 
     def __init__(self, page, seconds):
         with Browser(1280, 800) as browser:

@@ -21,7 +21,7 @@ class HeapTest(ToolTest):
                               env={**os.environ, "LD_PRELOAD": FAILING_HEAP, **environment})
 
     def asked_for(self, *call):
-        """The sizes of what the library asks for, in order."""
+        """The sizes of the library's allocations, in order."""
         run = self.run_with(call, SIZES=self.path("sizes"))
         self.assertEqual(run.returncode, 0, run.stderr)
         asked = self.content("sizes").decode().split()
@@ -29,7 +29,7 @@ class HeapTest(ToolTest):
         return asked
 
     def chosen(self, asked):
-        """The faces ask for the same again and again: the first of such a run stands for all."""
+        """The faces repeat the same allocation: the first of such a run represents all."""
         return [number for number in range(1, len(asked) + 1) if number == 1 or asked[number - 1] != asked[number - 2]]
 
     def refuse(self, number, call):

@@ -8,7 +8,7 @@ import zlib
 
 
 def unfolded(plain, width, stride, count):
-    """Bytes stand in planes, the parts of an element one after the other, numbers as differences with folded sign."""
+    """Bytes are stored in planes, the components of an element one after the other, numbers as differences with folded sign."""
     if stride == 0:
         return [int.from_bytes(plain[i * width:(i + 1) * width], "little") for i in range(count)]
     folded = [sum(plain[plane * count + i] << 8 * plane for plane in range(width)) for i in range(count)]

@@ -23,7 +23,7 @@ class RealArchivesTest(WholeToolTest):
                                [("FILE", "MESHES", "VERTICES", "FRAMES", "TOKENS", "SECONDS"), *rows]))
 
     def visible(self, path):
-        """What `info` says of the meshes that are shown and have points."""
+        """The output of `info` for the meshes that are shown and have points."""
         about = json.loads(self.qel("info", "--json", path))
         self.assertTrue(about["sound"])
         return about, [mesh for mesh in about["meshes"] if mesh["visible"] and mesh["vertices"] > 0

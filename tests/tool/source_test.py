@@ -22,7 +22,7 @@ class SourceTest(unittest.TestCase):
                                  "whole_frames.cpp", "agents.cpp", "output.cpp"})
 
     def test_the_tool_is_built_of_nothing_of_the_examples(self):
-        """What its sources may include is looked at by scripts/check_style.py."""
+        """scripts/check_style.py checks what its sources may include."""
         self.assertNotIn("examples", (TOOL / "CMakeLists.txt").read_text(encoding="utf-8"))
 
     def test_without_cli11_the_target_says_what_is_missing(self):

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""What is shown to people alone: colours, and the line that tells how far a conversion is. And --quiet.
+"""Output for terminals only: colours, and the progress line of a conversion. And --quiet.
 
 SLOW_STEP, if given, is a library that makes each mesh cache take long."""
 
@@ -114,7 +114,7 @@ class ProgressTest(TerminalTest):
         for seconds, done, rate, left in ((float(a), int(b), float(c), int(d)) for a, b, c, d in lines):
             self.assertTrue(before <= done < 23, lines)
             before = done
-            self.assertAlmostEqual(rate, done / seconds, delta=0.1 + rate * 0.06 / seconds)  # seconds have one digit behind the point
+            self.assertAlmostEqual(rate, done / seconds, delta=0.1 + rate * 0.06 / seconds)  # seconds have one digit after the point
             self.assertAlmostEqual(left, (23 - done) / rate, delta=0.5 + (23 - done) * 0.05 / rate ** 2 + 0.01)
         self.assertGreater(before, int(lines[0][1]))
 

@@ -87,7 +87,7 @@ def read_terminal(terminal):
     try:
         while part := os.read(terminal, 4096):
             shown += part
-    except OSError:  # how Linux says that the other end is closed
+    except OSError:  # how Linux reports that the other end is closed
         pass
     os.close(terminal)
     return shown.decode()

@@ -38,7 +38,7 @@ def blob(step, layer, name=None):
 
 
 class Pages:
-    """Pages in a folder, each made when it is first asked for."""
+    """Pages in a folder, each made when it is first requested."""
 
     def __init__(self):
         self.folder = tempfile.TemporaryDirectory()

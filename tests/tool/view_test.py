@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""The page of `qel view` in headless Chromium: what is drawn, what pointing says, colours, filters, themes, sizes."""
+"""The page of `qel view` in headless Chromium: what is drawn, what pointing shows, colours, filters, themes, sizes."""
 
 import re
 import subprocess

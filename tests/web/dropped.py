@@ -74,7 +74,7 @@ class DroppedTest(unittest.TestCase):
 
     @contextlib.contextmanager
     def frame(self):
-        """Inside, the browser is asked about the shown page."""
+        """Inside, the browser queries the shown page."""
         self.browser.call("POST", self.browser.session + "/frame", {"id": self.element("#frame")})
         try:
             yield
@@ -97,7 +97,7 @@ class DroppedTest(unittest.TestCase):
         return place.read_bytes()
 
     def convert(self, name):
-        """Asks for a conversion; returns the names of what it made."""
+        """Starts a conversion; returns the names of its results."""
         self.browser.run("document.querySelector(`#downloads li[data-of=${CSS.escape(arguments[0])}] button`).click()", name)
         made = "return [...document.querySelectorAll('#downloads a.made')].map((link) => link.dataset.name)"
         self.wait(lambda: self.browser.run(made) or self.state() == "failed", "nothing is made", 120)

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""The page that opens dropped files, in headless Chromium, from disk: what a user sees, asks and takes along."""
+"""The page that opens dropped files, in headless Chromium, from disk: what a user sees, queries and saves."""
 
 import pathlib
 import re
@@ -126,7 +126,7 @@ class RefusalTest(DroppedTest):
         self.assertEqual(self.browser.complaints(), [])
 
     def test_an_archive_whose_root_is_beyond_4_gigabytes_is_read(self):
-        """The harbour with its root group moved behind a hole, to a position of more than 32 bits."""
+        """The harbour with its root group moved after a hole, to a position of more than 32 bits."""
         with open(HARBOUR, "rb") as file:
             content = bytearray(file.read())
         at = int.from_bytes(content[8:16], "little")

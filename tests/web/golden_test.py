@@ -15,7 +15,7 @@ from browser import Browser, until  # noqa: E402
 
 class GoldenTest(unittest.TestCase):
     def lines(self, preset):
-        """What the program says in a page."""
+        """The output of the program in a page."""
         program = SOURCE / "build" / preset / "tests" / "golden" / "golden_digests_page.js"
         with tempfile.TemporaryDirectory() as folder, Browser(640, 480) as browser:
             page = pathlib.Path(folder) / "golden.html"

@@ -73,7 +73,7 @@ class PackageTest(unittest.TestCase):
         tsc = NPM / "node_modules" / "typescript" / "bin" / "tsc"
         self.run_in(self.project, "node", str(tsc))
         self.assertEqual(self.run_in(self.project, "node", "made/under_node.js", str(HARBOUR)).splitlines(), lines)
-        # The module's files lie beside the bundle, as they lie beside the package.
+        # The module's files are beside the bundle, as they are beside the package.
         made = self.bundle("under_node", "--platform=node", "--format=esm")
         for name in ("qel.wasm", "qel-simd.wasm"):
             shutil.copy(PACKAGE / name, self.project)

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""Runs all tests, and at their end asks whether every function of both libraries was called."""
+"""Runs all tests, and then checks that every function of both libraries was called."""
 
 import sys
 import unittest

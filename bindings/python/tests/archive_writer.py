@@ -75,7 +75,7 @@ def _sample(owner: Any, sample: Any) -> List[Node]:
 
 def _property(owner: Any) -> Tuple[bytes, Node]:
     """A property's header and its group."""
-    info = 2 << 2 | 0xFF << 20  # numbers are 32 bits wide, and the metadata stands here
+    info = 2 << 2 | 0xFF << 20  # numbers are 32 bits wide, and the metadata is here
     if isinstance(owner, Compound):
         return struct.pack("<I", info) + _text(owner.name) + _text(owner.metadata), _compound(owner.parts)
     same = 1 << 11 if len(owner.samples) <= 1 else 0
@@ -97,7 +97,7 @@ def _object(thing: Thing) -> Node:
 
 
 def _put(target: bytearray, node: Node) -> int:
-    """Writes a node behind what it refers to, and returns the reference that leads to it."""
+    """Writes a node after the nodes that it refers to, and returns its reference."""
     if isinstance(node, bytes):
         mark, body = 1 << 63, struct.pack("<Q", len(node)) + node
     else:

@@ -60,7 +60,7 @@ def rows(array: Any) -> List[List[float]]:
 
 
 class Case(unittest.TestCase):
-    """A test with a temporary folder, which asks that a failure carries its function, code and meaning."""
+    """A test with a temporary folder, which checks that a failure has its function, code and meaning."""
 
     def setUp(self) -> None:
         folder = tempfile.TemporaryDirectory()

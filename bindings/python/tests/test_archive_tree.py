@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""Archives read by what they say: objects, meshes, times, transforms, and what is no sound archive."""
+"""Archives read by their structure: objects, meshes, times, transforms, and unsound archives."""
 
 import gc
 import os

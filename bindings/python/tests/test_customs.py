@@ -36,7 +36,7 @@ class Version(Case):
 
 
 class Words(Case):
-    """Every class has a `repr` of its own."""
+    """Every class has its own `repr`."""
 
     def test_are_defined_by_every_class(self) -> None:
         silent = []
@@ -47,7 +47,7 @@ class Words(Case):
             for name, kind in inspect.getmembers(found, inspect.isclass):
                 if kind.__module__ == found.__name__ and not name.startswith("_") and kind.__repr__ is object.__repr__:
                     silent.append(name)
-        self.assertEqual(sorted(silent), ["ArchiveRecord", "Record"])  # which stand behind those that have one
+        self.assertEqual(sorted(silent), ["ArchiveRecord", "Record"])  # base classes of those that have one
         self.assertTrue(issubclass(archive.Schema, enum.IntEnum))
 
     def test_say_what_each_one_is(self) -> None:
@@ -223,7 +223,7 @@ with qel_unit.open_archive("harbour.abc") as archive:
 
 @unittest.skipUnless(numpy is not None and shutil.which("mypy"), "needs NumPy and mypy")
 class Types(Case):
-    """What `mypy --strict` says of a program that uses the package."""
+    """The output of `mypy --strict` for a program that uses the package."""
 
     def checked(self, program: str) -> "subprocess.CompletedProcess[str]":
         self.file("caller.py").write_text(program, encoding="utf-8")

@@ -22,7 +22,7 @@ OPENED = "print(len(qel_unit.open_archive({!r})))".format(str(HARBOUR))
 
 
 def imported(folder: Path, program: str = ROOT_OF_SQUARE, **variables: str) -> "subprocess.CompletedProcess[str]":
-    """An import of the package in a process of its own, without the variables of this one."""
+    """An import of the package in a separate process, without the variables of this one."""
     environment: Dict[str, str] = {
         name: text for name, text in os.environ.items()
         if name not in (_library.VARIABLE, _library_archive.VARIABLE, "LD_LIBRARY_PATH")}

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""No view dangles, nothing is released twice or forgotten, and what is closed says so."""
+"""No view dangles, nothing is released twice or leaked, and closed objects raise."""
 
 import gc
 import sys

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""The notebook page: its cells print what the page says, and draw the picture that it shows."""
+"""The notebook page: its cells print the page's output, and draw its picture."""
 
 import importlib
 import importlib.util

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""Real archives, where the folder is there: everything that they say can be read, and agrees with itself."""
+"""Real archives, if the folder exists: all of their contents can be read and are consistent."""
 
 import os
 import unittest

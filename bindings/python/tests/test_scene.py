@@ -14,7 +14,7 @@ BOX = ((0, 0, 0), (1, 2, 0))
 
 
 def topology(vertex: int, triangles: "list[list[int]]") -> int:
-    """The hash as the header tells it."""
+    """The hash as the header documents it."""
     h = 0x5A5A5A5A
     for a, b, c in triangles:
         if vertex in (a, b, c):

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""Threads read one archive side by side. No clock is looked at: what is seen is which call ends within which."""
+"""Threads read one archive in parallel. No clock is used: the tests observe which call ends during which."""
 
 import ctypes
 import os

@@ -57,7 +57,7 @@ def _take_interruptions() -> None:
 
 
 class Case(unittest.TestCase):
-    """A test with a folder of its own."""
+    """A test with its own folder."""
 
     def setUp(self) -> None:
         folder = tempfile.TemporaryDirectory()
@@ -153,14 +153,14 @@ def kill(process: "subprocess.Popen[Any]") -> None:
 def processes_of(pid: int) -> List[int]:
     """A process and all that it has started, and these in turn."""
     found = [pid]
-    for parent in found:  # which grows meanwhile
+    for parent in found:  # which grows in the loop
         for tasks in Path("/proc", str(parent), "task").glob("*/children"):
             found += map(int, tasks.read_text().split())
     return found
 
 
 def alive(pid: int) -> bool:
-    """Whether a process runs; one that nobody has waited for does not."""
+    """Whether a process runs; a zombie does not."""
     try:
         return Path("/proc", str(pid), "stat").read_text().rpartition(")")[2].split()[0] != "Z"
     except OSError:

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""The recipes of examples/farm do what they say, with the folders of this test for the shared ones."""
+"""The recipes of examples/farm work, with the folders of this test for the shared ones."""
 
 import ast
 import os
@@ -44,7 +44,7 @@ class RecipeTest(Case):
         return sorted(path.parent.relative_to(folder).as_posix() for path in folder.rglob("tokens.qel"))
 
     def test_one_machine(self) -> None:
-        for _ in range(2):  # the second time it goes on
+        for _ in range(2):  # the second run continues the first
             shown = self.run_recipe("farm_on_one_machine.sh", str(self.folder / "shared" / "shots"), str(self.out))
         self.assertEqual(shown.count(": done before\n"), 10, shown)
         self.assertIn("0 converted, 5 done before, 0 failed", shown)

@@ -82,7 +82,7 @@ TEST_F(MeshCacheSave, AveragesTheSameNormalsUnderAnotherScope) {
 
 TEST_F(MeshCacheSave, AveragesVertexNormalsOfAnotherCount) {
     cache_mesh mesh = quad();
-    mesh.normals = {0, 2, 0, 0, 0, 2, 2, 0, 0}; // the fourth corner takes the first
+    mesh.normals = {0, 2, 0, 0, 0, 2, 2, 0, 0}; // the fourth corner uses the first
     mesh.normal_scope = OGAWA_SCOPE_VERTEX;
     EXPECT_EQ(saved_normals(mesh.record()), (floats{0, 1, 0, 0, 0, 1, 1, 0, 0, 0, 1, 0}));
 }

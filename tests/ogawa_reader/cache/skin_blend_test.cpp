@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// What skinning does is tested where it leaves the library; here every form of the kernel is held to the plain model.
+// Skinning is tested through the interface; here every form of the kernel is compared with the plain model.
 #include "ogawa_reader/cache/skin_blend.h"
 
 #include "model/skin_model.h"
@@ -66,7 +66,7 @@ std::vector<std::uint32_t> comparable(const std::vector<float> &numbers) {
     return bits;
 }
 
-/// Holds all forms to the model, into an array whose rest must stay, from `offset` floats into a cache line.
+/// Compares all forms with the model. The output begins `offset` floats into a cache line; the rest must stay.
 void expect_all_agree(const blend_case &c, std::size_t offset) {
     const std::vector<std::uint32_t> expected = comparable(c.by_model());
     const std::vector<joint_matrix> joints = c.joints();

@@ -251,7 +251,7 @@ TEST_F(ArchiveClose, ReleasesWhateverTheListsHold) {
     archive.polymesh_count = 3;
     archive.polymeshes = static_cast<ogawa_polymesh **>(std::calloc(3, sizeof(ogawa_polymesh *)));
     archive.polymeshes[0] = allocated_mesh();
-    archive.polymeshes[2] = allocated_mesh(); // a null entry in between is nothing to release
+    archive.polymeshes[2] = allocated_mesh(); // a null entry in between is skipped
     archive.object_count = 3;
     archive.objects = static_cast<ogawa_object **>(std::calloc(4, sizeof(ogawa_object *)));
     archive.objects[0] = allocated_object(2);

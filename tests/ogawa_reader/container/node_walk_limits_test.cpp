@@ -33,7 +33,7 @@ TEST(DataNodesLimits, AreTheSameNodesAtAnyLevel) {
     }
 }
 
-/// References to nothing, so many that the list of them grows and is laid out anew.
+/// So many references to empty data that the table of them grows and is rebuilt.
 std::vector<std::uint64_t> many_empty(archive_writer &archive) {
     std::vector<std::uint64_t> references(900);
     for (std::uint64_t &reference : references)
@@ -43,9 +43,8 @@ std::vector<std::uint64_t> many_empty(archive_writer &archive) {
 
 TEST(DataNodesLimits, AreListedWhereAGroupOfTheSamePositionIsEmpty) {
     archive_writer writer;
-    writer.append_raw({0}); // odd positions
-    const std::uint64_t both =
-        writer.data_claiming(150, bytes(150 * 8)); // as a group, 150 children of nothing
+    writer.append_raw({0});                                               // odd positions
+    const std::uint64_t both = writer.data_claiming(150, bytes(150 * 8)); // as a group, 150 empty children
     const std::uint64_t group = both & ~archive_writer::data_bit;
     ASSERT_EQ(group % 2, 1u);
     std::vector<std::uint64_t> children = many_empty(writer);
@@ -59,7 +58,7 @@ TEST(DataNodesLimits, AreListedWhereAGroupOfTheSamePositionIsEmpty) {
 }
 
 TEST(DataNodesLimits, AreListedBesideAnEmptyGroupThatBeginsOneByteBefore) {
-    // A child count of 256 is one of 1 where it is read from the second byte on.
+    // A child count of 256 is 1 if it is read from the second byte on.
     archive_writer writer;
     const std::uint64_t wanted = writer.data_claiming(500, {});
     bytes group = bytes_of(std::vector<std::uint64_t>{256});

@@ -27,7 +27,7 @@ std::uint64_t group_of_claims(archive_writer &archive, std::uint64_t count) {
     return archive.group(children);
 }
 
-/// So many groups, one within the other, the innermost around what is referred to.
+/// Nested groups; the innermost holds the reference.
 std::uint64_t nested(archive_writer &archive, std::uint64_t reference, int groups) {
     for (int i = 0; i < groups; ++i)
         reference = archive.group({reference});
@@ -239,7 +239,7 @@ TEST(DataNodes, OfAGroupThatReferencesItselfFillTheList) {
 TEST(DataNodes, AreReachedAfterLayersOfSharedGroups) {
     archive_writer archive;
     const std::uint64_t a = claim(archive, 200);
-    std::uint64_t layer = archive.group({}); // 300^15 ways lead to nothing
+    std::uint64_t layer = archive.group({}); // 300^15 paths lead to empty groups
     for (int i = 0; i < 15; ++i)
         layer = archive.group(std::vector<std::uint64_t>(300, layer));
     EXPECT_EQ(sizes(walk(archive, archive.group({layer, a}))), size_list{200});

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The data nodes that a walk lists, from a list with room for as many as it may take.
+// The data nodes that a walk lists, in a list of its capacity.
 #pragma once
 
 #include "ogawa_reader/container/node_walk.h"

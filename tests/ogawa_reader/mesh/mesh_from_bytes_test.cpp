@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// A mesh that is read from an archive's bytes, where its node tree holds no positions.
+// A mesh that is read from an archive's bytes because its node tree holds no positions.
 #include "ogawa_reader/container/archive_in_memory.h"
 #include "ogawa_reader/search/searched_archive.h"
 #include "support/float_bits.h"

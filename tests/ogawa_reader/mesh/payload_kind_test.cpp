@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// What payload_kind.cpp takes a payload for, by its size and first words.
+// Which kind payload_kind.cpp gives a payload, by its size and first words.
 #include "ogawa_reader/mesh/read_mesh.h"
 #include "support/float_bits.h"
 

@@ -31,7 +31,7 @@ bytes archive_of(const std::vector<std::uint64_t> &sizes) {
     return content;
 }
 
-/// What ogawa_read_tangent_frame leaves in a record full of rubbish.
+/// What ogawa_read_tangent_frame leaves in a record with arbitrary contents.
 struct read_frame {
     std::int32_t status;
     ogawa_tangent_frame frame;

@@ -110,7 +110,7 @@ TEST(BlockScan, TestsTheFirstFourFloatsOfUvs) {
 }
 
 TEST(BlockScan, StopsBeforeTheLast24Bytes) {
-    for (const std::size_t before : {0u, 400u}) { // of 40 bytes nothing is searched, of 41 one place
+    for (const std::size_t before : {0u, 400u}) { // in 40 bytes no position is tested, in 41 one
         bytes content = archive_header();
         append_filler(content, before);
         append_block(content, 16, {0.1f, 0.2f, 0.3f, 0.4f});
@@ -196,7 +196,7 @@ TEST(BlockScan, EqualsSmallReadsOnEveryTruncation) {
     }
 }
 
-/// An archive larger than the window, whose only blocks are about the places where the window moves.
+/// An archive larger than the window, whose only blocks are around the positions where the window moves.
 bytes large_archive() {
     bytes content = archive_header();
     std::uint64_t size = 36;
