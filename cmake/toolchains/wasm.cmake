@@ -14,8 +14,8 @@ set(QEL_UNIT_TESTS_LEFT_OUT
   # pipes with names: those that are made here are empty files
   ArchiveFiles.AreRegular FileMapping.DoesNotWaitForTheWriterOfAPipe HostileScene.ThroughAPipe* SceneLoad.ReadsFromAPipe
   # processes of its own, limits of its files
-  AgentSave.IsNeverSeenMissingOrInPart AgentSave.LeavesAWholeFileWheneverTheProcessIsKilled
-  AgentSave.KeepsTheOldFileAndTheDirtyMarkWhereTheDiskIsFull AgentSave.KeepsTheOldFileIfTheTemporaryNameIsALinkToIt
+  AgentSave.ReplacesTheFileAtomically AgentSave.LeavesAWholeFileWheneverTheProcessIsKilled
+  AgentSave.KeepsTheOldFileAndTheDirtyMarkOnAFullDisk AgentSave.KeepsTheOldFileIfTheTemporaryNameIsALinkToIt
   # hard links
   File.RemovesALinkButNotTheOnlyName
   # pages of a file in the address space: a mapped file is memory that holds the file's bytes

@@ -18,7 +18,7 @@ namespace {
 
 using namespace test;
 
-TEST(Arena, RefusesCountsThatNoMemoryCanHold) {
+TEST(Arena, RefusesCountsLargerThanMemory) {
     arena memory;
     const failing_heap watch = failing_heap::nth(0);
     EXPECT_EQ(memory.array<std::uint64_t>(std::numeric_limits<std::uint64_t>::max()), nullptr);

@@ -45,7 +45,7 @@ std::vector<double> numbers() {
     return list;
 }
 
-TEST(FixedText, IsWhatTheStandardFormatterWrites) {
+TEST(FixedText, EqualsTheStandardFormatter) {
     for (const double value : numbers())
         for (const int decimals : {0, 2, 3, fixed_text::max_decimals})
             ASSERT_EQ(fixed(value, decimals).text, standard(value, decimals));

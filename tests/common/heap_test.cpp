@@ -17,13 +17,13 @@ struct record25 {
     char bytes[25];
 };
 
-TEST(Heap, TakesOneByteForNoRecords) {
+TEST(Heap, AllocatesOneByteForNoRecords) {
     const failing_heap watch = failing_heap::of_size(1);
     EXPECT_EQ(heap_array<record25>(0), nullptr);
     EXPECT_EQ(watch.failures(), 1u);
 }
 
-TEST(Heap, RefusesCountsThatNoMemoryCanHold) {
+TEST(Heap, RefusesCountsLargerThanMemory) {
     const failing_heap watch = failing_heap::nth(0);
     EXPECT_EQ(heap_array<record25>(~std::uint64_t{0}), nullptr);
     EXPECT_EQ(heap_zeroed<record25>(~std::uint64_t{0} / 25), nullptr);

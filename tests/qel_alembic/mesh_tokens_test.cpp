@@ -168,7 +168,7 @@ TEST(ProcessMesh, KeepsABoxThatIsSet) {
     EXPECT_EQ(mesh.vertices[1].matrix_x, 47);
 }
 
-TEST(ProcessMesh, ComputesABoxWhoseXPairIsZeroWhateverItsOtherBounds) {
+TEST(ProcessMesh, ComputesABoxWhoseXBoundsAreZero) {
     float positions[] = {0, 1, 2, -0.0f, 3, 4};
     bare_mesh mesh(2, positions);
     mesh.bounds[0] = -0.0f;
@@ -275,7 +275,7 @@ TEST(ProcessMesh, OfALargeMeshEqualsThePlainFormWithAndWithoutScratchMemory) {
     expect_same(owned.mesh, expected);
 }
 
-TEST(ProcessMesh, OfALargeMeshWithoutPositionsRefreshesItsHashesAlone) {
+TEST(ProcessMesh, OfALargeMeshWithoutPositionsUpdatesOnlyHashesAndTokens) {
     std::mt19937 random(57);
     const std::uint32_t vertices = 4100;
     loaded_mesh owned(test::random_positions(random, vertices),

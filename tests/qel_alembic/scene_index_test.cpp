@@ -106,7 +106,7 @@ TEST_F(SceneIndex, LeavesUnprocessedMeshesOutButKeepsTheirNumbers) {
     EXPECT_EQ(owned.scene.total_vertices, 1002u);
 }
 
-TEST_F(SceneIndex, LeavesOutNumbersThatNoSlotCanHold) {
+TEST_F(SceneIndex, OmitsNumbersThatDoNotFitASlot) {
     owned.add_empty_mesh().vertex_count = 0xFFFFFFFE;
     owned.add_keys({10}); // number 0xFFFFFFFE, the last that is not the mark of an empty slot
     owned.add_keys({20});

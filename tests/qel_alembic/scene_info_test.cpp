@@ -146,7 +146,7 @@ TEST(SceneFileInfo, IsCutToFitAndTerminated) {
     EXPECT_EQ(file_info(described_scene(), 1), "");
 }
 
-TEST(SceneFileInfo, WritesNothingWithoutRoomSceneOrBuffer) {
+TEST(SceneFileInfo, WritesNothingWithoutCapacitySceneOrBuffer) {
     char text[4] = "abc";
     const qel_alembic_file scene = described_scene();
     qel_alembic_file_info(&scene, text, 0);
@@ -198,7 +198,7 @@ TEST(SceneMeshInfo, IsCutToFitAndTerminated) {
     EXPECT_EQ(mesh_info(described_mesh(), 1), "");
 }
 
-TEST(SceneMeshInfo, WritesNothingWithoutRoomMeshOrBuffer) {
+TEST(SceneMeshInfo, WritesNothingWithoutCapacityMeshOrBuffer) {
     char text[4] = "abc";
     const qel_alembic_mesh mesh = described_mesh();
     qel_alembic_mesh_info(&mesh, text, 0);

@@ -140,7 +140,7 @@ TEST_F(HostileScene, WithAnyByteAtAnExtremeLoadsOrIsRefused) {
     }
 }
 
-TEST_F(HostileScene, WithCountsThatNoMemoryCanHoldIsRefusedAtOnce) {
+TEST_F(HostileScene, WithCountsLargerThanMemoryIsRefusedAtOnce) {
     for (const std::uint32_t count : {0xFFFFFFFFu, 0x80000000u, 0x7FFFFFFFu, 0x40000000u, 0x20000000u})
         for (const std::size_t at : {mesh_count_at, frame_count_at, vertex_count_at, face_count_at,
                                      first_frame_at() + 8, first_frame_at() + 12})
@@ -266,7 +266,7 @@ TEST_F(HostileScene, OfMillionsOfMissingFramesIsReleasedWithoutAllocating) {
     EXPECT_LT(peak_kilobytes() - before, 150'000);
 }
 
-TEST_F(HostileScene, ThroughAPipeHasAsManyMeshesAsItHolds) {
+TEST_F(HostileScene, ThroughAPipeLoadsTheMeshesItHolds) {
     owned_scene many;
     for (int i = 0; i < 70'000; ++i)
         many.add_empty_mesh();

@@ -60,7 +60,7 @@ TEST_F(QueryNearest, WithKBeyondTheVerticesReturnsThemAllNearestFirst) {
     EXPECT_EQ(hits[4].vertex, nullptr);
 }
 
-TEST_F(QueryNearest, TakesTheLargestKForASmallScene) {
+TEST_F(QueryNearest, AcceptsTheLargestKForASmallScene) {
     owned.add_keys({9, 1, 5});
     EXPECT_EQ(query(0, std::numeric_limits<std::int32_t>::max()), (numbers{1, 2, 0}));
 }

@@ -51,7 +51,7 @@ TEST_F(ArchiveTrees, RefuseGroupsInsideThemselves) {
     }
 }
 
-TEST_F(ArchiveTrees, AreReadAlikeWhereAnyReferenceLeadsToAnyOtherGroup) {
+TEST_F(ArchiveTrees, AreReadAlikeWithAnyReferenceToAnyOtherGroup) {
     archive_builder archive;
     object_node &outer = add_xform(archive.top, "outer", {translate(1, 2, 3)});
     object_node &inner = add_xform(outer, "inner", {scale(1, 2, 3)});

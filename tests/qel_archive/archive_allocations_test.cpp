@@ -85,7 +85,7 @@ void expect_open_may_fail_after(std::size_t times, archive_builder scene) {
     expect_open_may_fail(scene.build().content, 6);
 }
 
-TEST(ArchiveAllocations, OfOpenMayFailWhereverABlockOfMemoryEnds) {
+TEST(ArchiveAllocations, OfOpenMayFailAtTheEndOfAnyBlock) {
     for (std::size_t times = 1; times < 512 && !HasFailure(); ++times)
         expect_open_may_fail_after(times, rich_scene());
 }

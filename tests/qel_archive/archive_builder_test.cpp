@@ -125,7 +125,7 @@ TEST(ArchiveBuilder, WritesTheKindAndExtentOfEveryValue) {
     EXPECT_EQ(kind_of<double>(), value_kind::f64);
 }
 
-TEST(ArchiveBuilder, StoresNumbersInTheNarrowestWidthOrTheOneAskedFor) {
+TEST(ArchiveBuilder, StoresNumbersInTheNarrowestOrTheGivenWidth) {
     property_node node = scalar_of({7});
     node.time_sampling = 2;
     EXPECT_EQ(lone_property(node).header(), "11 1D 00 00 01 02 01 78");

@@ -118,7 +118,7 @@ TEST(ArchiveContainer, RequiresAllBytesOfDataInsideTheFile) {
     EXPECT_EQ(find_data(huge, data_bit | 16, data), QEL_ARCHIVE_DAMAGED);
 }
 
-TEST(ArchiveContainer, TakesPositionZeroForEmpty) {
+TEST(ArchiveContainer, TreatsPositionZeroAsEmpty) {
     memory_source source = word_at_16(7, 0);
     reference_list list = {9, 9};
     extent data = {9, 9};

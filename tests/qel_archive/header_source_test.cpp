@@ -54,7 +54,7 @@ TEST_F(ArchiveHeaderSource, RefusesMoreReferencesThanItMayTake) {
     EXPECT_FALSE(source.exceeded()) << "the group is at fault, not how often it was read";
 }
 
-TEST_F(ArchiveHeaderSource, ReadsDataWithRoomForOneByteMore) {
+TEST_F(ArchiveHeaderSource, AllocatesOneByteMoreThanTheData) {
     header_source source(file, file.size());
     header_bytes read = {};
     ASSERT_EQ(source.read_data(data, memory, read), QEL_ARCHIVE_OK);

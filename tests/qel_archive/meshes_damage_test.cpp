@@ -98,7 +98,7 @@ TEST(ArchiveMeshDamage, IsAnIndexOutOfRange) {
     EXPECT_EQ(read_status(no_points), QEL_ARCHIVE_DAMAGED);
 }
 
-TEST(ArchiveMeshDamage, IsSeenInArraysOfManyPieces) {
+TEST(ArchiveMeshDamage, IsFoundInArraysOfManyBlocks) {
     polymesh mesh;
     mesh.points = {rising(std::size_t{3} * 100'000)};
     mesh.face_counts = {std::vector<std::int32_t>(100'000, 3)};
@@ -173,7 +173,7 @@ TEST(ArchiveMeshDamage, IsADamagedTransformOfAnAncestor) {
     EXPECT_EQ(opened.mesh_info("/arm/m").face_count, 1u) << "which needs no transform";
 }
 
-TEST(ArchiveMeshDamage, LeavesTheRecordsOfOtherCallsAlone) {
+TEST(ArchiveMeshDamage, KeepsTheRecordsOfOtherCallsUnchanged) {
     archive_builder builder;
     object_node &object = add_polymesh(builder.top, "m", triangle());
     child(schema_compound(object), "P").instead = 0;

@@ -21,7 +21,7 @@ TEST(PositionTable, FindsNothingAtFirst) {
     EXPECT_EQ(table.find(16), nullptr);
 }
 
-TEST(PositionTable, FindsTheNumberOfEveryPlaceHoweverManyThereAre) {
+TEST(PositionTable, FindsTheNumberOfEveryPosition) {
     position_table table;
     constexpr std::uint64_t count = 200'000; // searches that met many others would take minutes
     for (std::uint64_t i = 0; i < count; ++i) {

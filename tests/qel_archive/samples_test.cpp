@@ -269,7 +269,7 @@ TEST(ArchiveSamples, AreDamagedIfTheirReferenceIsInvalid) {
         }
 }
 
-TEST(ArchiveSamples, AreDamagedWhereTheirGroupClaimsMoreThanTheFileHolds) {
+TEST(ArchiveSamples, AreDamagedIfTheirGroupIsLargerThanTheFile) {
     built_archive built = one_scalar<std::uint8_t>({{1}}).build();
     for (const std::uint64_t count :
          {std::uint64_t{1} << 61, ~std::uint64_t{0}}) { // eight times 2^61 is 0 in 64 bits

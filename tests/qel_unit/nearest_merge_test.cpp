@@ -64,7 +64,7 @@ TEST(NearestMerge, TakesTheNearerOfBothSides) {
     expect_merged({0, 100, 200, 300, 1000}, 210, 3, {2, 3}, {3, 9});
 }
 
-TEST(NearestMerge, TakesAllOfOneSideWhereTheOtherIsFarOrEmpty) {
+TEST(NearestMerge, TakesAllOfOneSideIfTheOtherIsFarOrEmpty) {
     expect_merged({1, 2, 3, 4, 5, 6, 7, 8, 9}, 0, 0, {0, 1, 2, 3, 4, 5, 6, 7}, {1, 1, 1, 2, 2, 2, 2, 2});
     expect_merged({1, 2, 3, 4, 5, 6, 7, 8, 9}, 10, 8, {8, 7, 6, 5, 4, 3, 2, 1}, {1, 1, 1, 2, 2, 2, 2, 2});
     expect_merged({1, 2, 3, 9000}, 3, 2, {2, 1, 0}, {0, 1, 1});

@@ -134,7 +134,7 @@ TEST(RuvBoundedSqrt, TestsTheLowerBoundFirstWhenTheyCross) {
     EXPECT_EQ(ruv_bounded_sqrt(100, 7, 5), 5) << "a lower bound that the root exceeds has no effect";
 }
 
-TEST(RuvBoundedSqrt, TakesRootZeroForZeroAndBelow) {
+TEST(RuvBoundedSqrt, UsesRootZeroForZeroAndBelow) {
     EXPECT_EQ(ruv_bounded_sqrt(0, 0, 9), 0);
     EXPECT_EQ(ruv_bounded_sqrt(-4, 0, -7), -7);
     EXPECT_EQ(ruv_bounded_sqrt(-4, 1, 9), 1);

@@ -91,7 +91,7 @@ TEST_F(UnitLoad, FilesOfEveryLengthGiveTheirWholeRecords) {
     }
 }
 
-TEST_F(UnitLoad, TakesAnyClaimedCountThatMemoryCanHold) {
+TEST_F(UnitLoad, AcceptsAnyClaimedCountThatFitsMemory) {
     for (const std::uint32_t claim : {4u, 171798692u, 0x7FFFFFFFu, 0x80000000u, 0xFFFFFFFFu}) {
         SCOPED_TRACE(claim);
         const heap_ledger ledger;
@@ -181,19 +181,19 @@ class UnitLoadFailure : public unit_load_test {
     const bytes short_file = unit_file(1000, unsorted, 8, 9);
 };
 
-TEST_F(UnitLoadFailure, NoFileLeavesTheUnitAlone) {
+TEST_F(UnitLoadFailure, NoFileKeepsTheUnitUnchanged) {
     EXPECT_EQ(qel_unit_load(folder.file("missing").c_str(), &record), -1);
     EXPECT_TRUE(untouched());
 }
 
-TEST_F(UnitLoadFailure, AShortHeaderLeavesTheUnitAlone) {
+TEST_F(UnitLoadFailure, AShortHeaderKeepsTheUnitUnchanged) {
     EXPECT_EQ(load({}, record), -2);
     EXPECT_EQ(load(bytes(file.begin(), file.begin() + 23), record), -2);
     EXPECT_EQ(load({'N', 'O', 'P', 'E'}, record), -2) << "the length is tested before the magic";
     EXPECT_TRUE(untouched());
 }
 
-TEST_F(UnitLoadFailure, AnotherMagicLeavesTheUnitAlone) {
+TEST_F(UnitLoadFailure, AnotherMagicKeepsTheUnitUnchanged) {
     for (std::size_t at = 0; at < 4; ++at) {
         bytes other = file;
         other[at] ^= 0x20;

@@ -20,7 +20,7 @@ class UnitLookupIndex : public testing::Test {
     owned_unit unit;
 };
 
-TEST_F(UnitLookupIndex, NodesNameTheTokenThatTheyHold) {
+TEST_F(UnitLookupIndex, ReturnsTheTokenOfTheNode) {
     // Each node now holds the other token, and each bucket refers to the other node.
     for (qel_hash_index *const index : {unit.morton_index, unit.hex_index}) {
         std::swap(index->nodes[0].token, index->nodes[1].token);

@@ -149,7 +149,7 @@ TEST(UnitQueryNearest, ListsEqualDistancesInTheOrderFound) {
     EXPECT_EQ(query(keys{7, 7, 7, 7, 7}, 7, 4), (results{{2, 0}, {1, 0}, {3, 0}, {0, 0}}));
 }
 
-TEST(UnitQueryNearest, OffersTheRightSideOnceItWasACandidateInThePass) {
+TEST(UnitQueryNearest, OffersTheRightSideInThePassOfTheLeftSide) {
     // The left offer fills the list with distance 10; the right one, 9 hops away, still replaces it.
     EXPECT_EQ(query(keys{0, 100, 181}, 100, 2), (results{{1, 0}, {2, 9}}));
 }

@@ -162,7 +162,7 @@ class UnitCreateFailure : public testing::Test {
     qel_unit unit;
 };
 
-TEST_F(UnitCreateFailure, LeavesTheUnitAloneForCountZero) {
+TEST_F(UnitCreateFailure, KeepsTheUnitUnchangedForCountZero) {
     const qel_unit before = unit;
     EXPECT_EQ(create(&unit, 0), -1);
     EXPECT_EQ(std::memcmp(&unit, &before, sizeof unit), 0);

@@ -145,7 +145,7 @@ TEST_F(MeshCacheSaveFailure, AllocatesInAFixedOrder) {
     }
 }
 
-TEST_F(MeshCacheSaveFailure, NormalsWrittenAsTheyAreNeedNoMemory) {
+TEST_F(MeshCacheSaveFailure, VertexNormalsNeedNoMemory) {
     cache_mesh mesh = seven_triangles();
     mesh.normals = mesh.positions;
     mesh.normal_scope = OGAWA_SCOPE_VERTEX;

@@ -225,7 +225,7 @@ TEST(GetVertexNeighbors, ReturnsNoneForAnIsolatedVertex) {
     EXPECT_EQ(record.neighbors_of(1), numbers{});
 }
 
-TEST(GetVertexNeighbors, VisitAFaceOnceHoweverOftenItRepeatsTheVertex) {
+TEST(GetVertexNeighbors, VisitAFaceOnceIfItRepeatsTheVertex) {
     // Visiting it once per listing would read 40,000,000,000 corners.
     numbers indices(200'000, 0);
     indices.back() = 1;

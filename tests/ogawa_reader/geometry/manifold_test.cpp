@@ -220,7 +220,7 @@ struct hand_made {
     }
 };
 
-TEST(VertexLookups, FindEmptyListsWhereNoVertexHasAFace) {
+TEST(VertexLookups, FindEmptyListsIfNoVertexHasAFace) {
     hand_made without_faces, empty_faces;
     empty_faces.manifold.face_offsets = empty_faces.face_offsets;
     empty_faces.manifold.face_count = 1;

@@ -55,7 +55,7 @@ TEST_F(AgentInit, CutsThePathTo255Characters) {
     EXPECT_EQ(g_agent_dir->path, exact);
 }
 
-TEST_F(AgentInit, LeavesAnExistingDirectoryAlone) {
+TEST_F(AgentInit, KeepsAnExistingDirectoryUnchanged) {
     ASSERT_EQ(qel_agent_dir_init("first"), 0);
     const qel_agent_dir *const before = g_agent_dir;
     spawn();
@@ -162,7 +162,7 @@ TEST_F(AgentIndex, DoesNotIndexAgentsOnceItHasAsManyEntriesAsBuckets) {
     EXPECT_EQ(qel_agent_monitor("", ids, 3), 3u) << "listed nevertheless";
 }
 
-TEST_F(AgentSync, HasNothingToDoWithoutADirectory) {
+TEST_F(AgentSync, DoesNothingWithoutADirectory) {
     EXPECT_EQ(qel_agent_dir_sync(), 0);
     EXPECT_EQ(g_agent_dir, nullptr);
 }
@@ -193,7 +193,7 @@ TEST_F(AgentSync, ReturnsTheResultOfTheSave) {
     EXPECT_EQ(g_agent_dir->dirty, 1u);
 }
 
-TEST_F(AgentStats, WritesZerosAndLeavesTheCountsAloneWithoutADirectory) {
+TEST_F(AgentStats, WritesZerosAndKeepsTheCountsWithoutADirectory) {
     std::uint32_t total = 9;
     std::uint32_t active = 9;
     std::uint32_t counts[4] = {9, 9, 9, 9};
@@ -238,7 +238,7 @@ TEST_F(AgentStats, TakesAnyOutputAsNull) {
     EXPECT_EQ(active, 1u);
 }
 
-TEST_F(AgentFree, HasNothingToDoWithoutADirectory) {
+TEST_F(AgentFree, DoesNothingWithoutADirectory) {
     qel_agent_dir_free();
     EXPECT_EQ(g_agent_dir, nullptr);
 }

@@ -147,7 +147,7 @@ TEST_F(AgentMonitor, ListsAgentsThatLookupsNoLongerFind) {
     EXPECT_EQ(monitor("2A9E01"), (std::vector<std::string>{"2A9E0100", "2A9E01/Q"}));
 }
 
-TEST_F(AgentMonitor, CopiesWhateverBytesAnIdHas) {
+TEST_F(AgentMonitor, CopiesAllBytesOfAnId) {
     const std::string odd("\0\xFF*\x80\x01\0\0\x7F", 8);
     load(directory_file({make_agent(odd)}));
     EXPECT_EQ(monitor(""), (std::vector<std::string>{odd}));

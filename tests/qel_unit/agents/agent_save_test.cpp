@@ -148,7 +148,7 @@ TEST_F(AgentSave, WritesTheRecordsThatExistWhereALoadedFileClaimsMore) {
 }
 
 #if !defined(_WIN32)
-TEST_F(AgentSave, KeepsTheOldFileAndTheDirtyMarkWhereTheDiskIsFull) {
+TEST_F(AgentSave, KeepsTheOldFileAndTheDirtyMarkOnAFullDisk) {
     // 6 agents fail when the buffer is flushed by the close, 60,000 in the write itself.
     for (const std::uint32_t count : {6u, 60000u}) {
         discard_directory();
@@ -251,7 +251,7 @@ TEST_F(AgentSave, CutsTheTemporaryNameTo259Characters) {
     }
 }
 
-TEST_F(AgentSave, WritesInPlaceWhereTheNameLeavesNoRoomForTheSuffix) {
+TEST_F(AgentSave, WritesInPlaceIfTheSuffixDoesNotFit) {
     const std::string target = padded(folder, "dir.bin", 259);
     spawn();
     EXPECT_EQ(qel_agent_dir_save(target.c_str()), 0);
@@ -314,7 +314,7 @@ void save_many(const std::string &path) {
     ASSERT_EQ(qel_agent_dir_save(nullptr), 0);
 }
 
-TEST_F(AgentSave, IsNeverSeenMissingOrInPart) {
+TEST_F(AgentSave, ReplacesTheFileAtomically) {
     save_many(path);
     const pid_t child = start_saving();
     ASSERT_GT(child, 0);
