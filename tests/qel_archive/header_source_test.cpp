@@ -46,7 +46,7 @@ TEST_F(ArchiveHeaderSource, ReadsTheReferencesOfAGroup) {
     }
 }
 
-TEST_F(ArchiveHeaderSource, RefusesMoreReferencesThanItMayTake) {
+TEST_F(ArchiveHeaderSource, RefusesReferencesAboveItsLimit) {
     header_source source(file, file.size());
     reference_array read = {};
     EXPECT_EQ(source.read_group(group, 2, memory, read), QEL_ARCHIVE_DAMAGED);
@@ -68,7 +68,7 @@ TEST_F(ArchiveHeaderSource, AllocatesOneByteMoreThanTheData) {
     read.bytes[0] = 0;
 }
 
-TEST_F(ArchiveHeaderSource, ReadsNoMoreBytesThanItMay) {
+TEST_F(ArchiveHeaderSource, StopsAtItsByteLimit) {
     header_source source(file,
                          8 + 3 * 8 + 20); // the count and references of the group, the bytes of the data
     reference_array references = {};

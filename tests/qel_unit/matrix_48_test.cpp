@@ -307,7 +307,7 @@ TEST(Matrix48Reproduce, MovesTheMidpointOutwardsInOtherModes) {
     }
 }
 
-TEST(Matrix48Reproduce, KeepsTheExactCentreWhereItIs) {
+TEST(Matrix48Reproduce, DoesNotMoveTheExactCentre) {
     EXPECT_EQ(child_cell({23, 0, 47}, {24, 47, 0}, 1), (bytes3{23, 23, 23}))
         << "moved by nothing, then truncated";
 }

@@ -154,7 +154,7 @@ TEST(UnitQueryNearest, OffersTheRightSideInThePassOfTheLeftSide) {
     EXPECT_EQ(query(keys{0, 100, 181}, 100, 2), (results{{1, 0}, {2, 9}}));
 }
 
-TEST(UnitQueryNearest, ReachesFartherOnOneSide) {
+TEST(UnitQueryNearest, MayReturnMoreTokensOfOneSide) {
     EXPECT_EQ(query(keys{0, 1000, 1001, 1002, 1003, 1004, 5000}, 1000, 4),
               (results{{1, 0}, {2, 1}, {3, 1}, {4, 1}}));
     EXPECT_EQ(query(keys{996, 997, 998, 999, 1000, 5000, 6000}, 1000, 4),

@@ -153,7 +153,7 @@ TEST_F(ArchiveInfo, ShowsTheVersionBytesInFileOrder) {
     }
 }
 
-TEST_F(ArchiveInfo, ShowsWhateverTheRecordHolds) {
+TEST_F(ArchiveInfo, PrintsAnyValuesOfTheRecord) {
     std::memset(&archive, 0, sizeof archive);
     archive.object_count = 4294967295u;
     archive.polymesh_count = 3000000000u;
@@ -234,7 +234,7 @@ TEST_F(ArchiveClose, ClosesTheStream) {
 }
 #endif
 
-TEST_F(ArchiveClose, IsHarmlessTwiceAndOnFailedAndOnNull) {
+TEST_F(ArchiveClose, AcceptsASecondCallAFailedRecordAndNull) {
     ASSERT_EQ(open(header()), 0);
     ogawa_close(&archive);
     ogawa_close(&archive);
@@ -245,7 +245,7 @@ TEST_F(ArchiveClose, IsHarmlessTwiceAndOnFailedAndOnNull) {
     ogawa_close(nullptr);
 }
 
-TEST_F(ArchiveClose, ReleasesWhateverTheListsHold) {
+TEST_F(ArchiveClose, ReleasesAllListedRecords) {
     ASSERT_EQ(open(header()), 0);
     heap_ledger ledger;
     archive.polymesh_count = 3;
@@ -265,7 +265,7 @@ TEST_F(ArchiveClose, ReleasesWhateverTheListsHold) {
     ledger.free_all();
 }
 
-TEST_F(ArchiveClose, WalksOnlyListsThatAreThere) {
+TEST_F(ArchiveClose, SkipsNullLists) {
     std::memset(&archive, 0, sizeof archive);
     archive.polymesh_count = 5;
     archive.object_count = 7;
@@ -281,7 +281,7 @@ TEST(ArchiveObjects, AreReleasedWithTheirWholeSubtree) {
     EXPECT_EQ(ledger.live(), 0u);
 }
 
-TEST(ArchiveObjects, MayLackEverything) {
+TEST(ArchiveObjects, AreFreedWithNullFields) {
     heap_ledger ledger;
     ogawa_free_object(nullptr);
     ogawa_free_object(allocated<ogawa_object>());

@@ -20,7 +20,7 @@ node_list naive(const stored_archive &archive, std::uint64_t reference, std::int
     return walk.nodes;
 }
 
-TEST(DataNodesLimits, AreTheSameNodesAtAnyLevel) {
+TEST(DataNodesLimits, AreFoundFromAnyStartDepth) {
     archive_writer writer;
     const std::uint64_t tree = write_tree(writer);
     const stored_archive archive(writer.content());

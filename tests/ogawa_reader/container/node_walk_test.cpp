@@ -46,7 +46,7 @@ TEST(DataNodes, AreListedFrom101To9999999Bytes) {
     EXPECT_EQ(walk(archive, group), expected);
 }
 
-TEST(DataNodes, AreListedDepthFirstInFileOrderAndOncePerWay) {
+TEST(DataNodes, AreListedDepthFirstInFileOrderOncePerPath) {
     archive_writer archive;
     const std::uint64_t a = claim(archive, 200), b = claim(archive, 300), c = claim(archive, 400);
     const std::uint64_t inner = archive.group({b, c});
