@@ -206,7 +206,7 @@ TEST(ArchiveSamples, HaveAsManyElementsAsTheProductOfTheirDimensions) {
     EXPECT_EQ(read_with_dimensions({0}, 6), QEL_ARCHIVE_DAMAGED);
     EXPECT_EQ(read_with_dimensions({6}, 0), QEL_ARCHIVE_DAMAGED);
     EXPECT_EQ(read_with_dimensions({half, half}, 0), QEL_ARCHIVE_DAMAGED) << "0 in 64 bits";
-    EXPECT_EQ(read_with_dimensions({6, half}, 6), QEL_ARCHIVE_DAMAGED);
+    EXPECT_EQ(read_with_dimensions({6, ~std::uint64_t{0}}, 6), QEL_ARCHIVE_DAMAGED);
     EXPECT_EQ(read_with_dimensions({half, half, 0}, 0), QEL_ARCHIVE_OK);
     EXPECT_EQ(read_with_dimensions({0, half, half}, 0), QEL_ARCHIVE_OK);
     EXPECT_EQ(read_with_dimensions({half, half, 0}, 6), QEL_ARCHIVE_DAMAGED);
