@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Which run of words is taken as face indices in the bytes of an archive whose node tree holds no positions.
+#include "ogawa_reader/search/index_search.h"
+
 #include "ogawa_reader/search/searched_archive.h"
 #include "support/float_bits.h"
 
@@ -88,6 +90,15 @@ TEST(IndicesFromBytes, EndsWithTheFile) {
         bytes content = with_words(counting(50));
         content.resize(data_at + 200 + extra);
         EXPECT_EQ(read_mesh(content).face_indices(), counting(50)) << extra;
+    }
+}
+
+TEST(IndicesFromBytes, HoldsNoWordBehindAView) {
+    const words seven(40, 7);
+    for (std::size_t count = 6; count < seven.size(); ++count) {
+        index_search search(1001);
+        search.look(16, {reinterpret_cast<const std::uint8_t *>(seven.data()), count * 4});
+        EXPECT_EQ(search.finish().size, count * 4);
     }
 }
 
