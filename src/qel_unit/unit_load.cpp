@@ -41,12 +41,11 @@ using namespace qel;
 extern "C" {
 
 std::int32_t qel_unit_load(const char *path, qel_unit *unit) {
-    file_stream stream(std::fopen(path, "rb"));
+    const file_stream stream(std::fopen(path, "rb"));
     if (stream == nullptr) return QEL_UNIT_LOAD_CANNOT_OPEN;
     std::uint32_t missing = 0;
     const qel_status status = read_unit(stream.get(), *unit, missing);
     if (status != QEL_OK) return status;
-    stream.reset();
     // Every allocation whose failure has a code precedes the sort, which overwrites the nodes and requires no other
     // scratch memory.
     if (!allocate_indexes(*unit)) return QEL_UNIT_LOAD_INDEX_NO_MEMORY;

@@ -27,7 +27,7 @@ NOT_A_STATEMENT = {"return", "continue", "break", "goto", "if", "for", "while", 
                    "default", "static_assert", "const", "constexpr", "auto", "static", "using", "typedef",
                    "struct", "unsigned", "static_cast", "try", "template", "thread_local", "enum", "union", "class",
                    "volatile", "{", "}"}
-COMMUTATIVE = re.compile(r"_mm\d*_((and|or|xor|add|mul|cmpeq)_|(min|max)_ep[iu])")
+COMMUTATIVE = re.compile(r"_mm\d*_(maskz?_)?((and|or|xor|add|mul|cmpeq)_|(min|max)_ep)")
 UNEVALUATED = {"static_assert", "sizeof", "alignof", "offsetof", "__attribute__", "decltype"}
 HINTS = {"prefetch", "prefetch_element", "prefetch_ahead"}  # to the processor: no result depends on them
 SYMMETRIC = {"min", "max", "swap", "static_assert", "offsetof", "alignas", "decltype", "alignof"}

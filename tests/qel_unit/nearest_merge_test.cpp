@@ -67,6 +67,12 @@ TEST(NearestMerge, TakesTheNearerOfBothSides) {
 TEST(NearestMerge, TakesAllOfOneSideIfTheOtherIsFarOrEmpty) {
     expect_merged({1, 2, 3, 4, 5, 6, 7, 8, 9}, 0, 0, {0, 1, 2, 3, 4, 5, 6, 7}, {1, 1, 1, 2, 2, 2, 2, 2});
     expect_merged({1, 2, 3, 4, 5, 6, 7, 8, 9}, 10, 8, {8, 7, 6, 5, 4, 3, 2, 1}, {1, 1, 1, 2, 2, 2, 2, 2});
+    expect_merged({1, 4, 9, 16, 25, 36, 49, 64, 81}, 0, 0, {0, 1, 2, 3, 4, 5, 6, 7},
+                  {1, 2, 3, 4, 5, 6, 7, 8});
+    expect_merged({19, 36, 51, 64, 75, 84, 91, 96, 99}, 100, 8, {8, 7, 6, 5, 4, 3, 2, 1},
+                  {1, 2, 3, 4, 5, 6, 7, 8});
+    expect_merged({1, 101, 104, 109, 116, 125, 136, 149, 164}, 100, 0, {1, 2, 3, 4, 5, 6, 7, 8},
+                  {1, 2, 3, 4, 5, 6, 7, 8});
     expect_merged({1, 2, 3, 9000}, 3, 2, {2, 1, 0}, {0, 1, 1});
     expect_merged({7}, 5, 0, {0}, {1});
 }
@@ -80,6 +86,13 @@ TEST(NearestMerge, OffersTheStartFirstAndThenTheLeftSide) {
 TEST(NearestMerge, RefusesDecreasingDistances) {
     expect_refused({50, 10, 60, 100}, 55, 2, 4);
     expect_refused({10, 50, 100, 60}, 55, 1, 4);
+    for (std::uint64_t place = 1; place < 8; ++place) { // one of 2, 4, 6, ... is less than the last
+        keys mortons;
+        for (std::uint64_t i = 1; i <= 9; ++i)
+            mortons.push_back(4 * i * i);
+        mortons[place] = (2 * place - 1) * (2 * place - 1);
+        expect_refused(mortons, 0, 0, 8);
+    }
 }
 
 TEST(NearestMerge, RefusesDistancesWhoseSquareWraps) {
