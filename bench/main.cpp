@@ -19,8 +19,8 @@ class progress : public benchmark::BenchmarkReporter {
     void ReportRuns(const std::vector<Run> &runs) override {
         for (const Run &run : runs) {
             if (run.error_occurred) failed = true;
-            std::fprintf(stderr, "%-72s %10.3f ms %s\n", run.run_name.function_name.c_str(),
-                         run.GetAdjustedRealTime(), run.error_occurred ? run.error_message.c_str() : "");
+            std::fprintf(stderr, "%-72s %10.3f ms %s\n", run.run_name.function_name.c_str(), run.GetAdjustedRealTime(),
+                         run.error_occurred ? run.error_message.c_str() : "");
         }
     }
     bool failed = false;

@@ -98,8 +98,7 @@ int main(int argc, char **argv) {
 
     scene.meshes = calloc(1, sizeof *scene.meshes);
     check(scene.meshes == NULL, "finding memory");
-    check(qel_alembic_load_raw(mesh.positions, vertices, triangles, count, "mesh", scene.meshes),
-          "mesh to tokens");
+    check(qel_alembic_load_raw(mesh.positions, vertices, triangles, count, "mesh", scene.meshes), "mesh to tokens");
     check(qel_alembic_export_qel(scene.meshes, in_folder(argv[2], "tokens.qel", path)), "writing the unit");
     must_hold(path, 24 + (uint64_t)vertices * sizeof(qel_token));
     query(path);

@@ -28,9 +28,8 @@ static void print_token(const qel_unit *unit, uint32_t number) {
     char identity[9] = {0};
     uint8_t layer;
     if (qel_unit_get_token(unit, number, &key, identity, &layer) == 0)
-        printf("token %u: id %s, layer %u, vertex (%u, %u, %u)\n", (unsigned)number, identity,
-               (unsigned)layer, (unsigned)(key >> 32), (unsigned)(key >> 16 & 0xFFFF),
-               (unsigned)(key & 0xFFFF));
+        printf("token %u: id %s, layer %u, vertex (%u, %u, %u)\n", (unsigned)number, identity, (unsigned)layer,
+               (unsigned)(key >> 32), (unsigned)(key >> 16 & 0xFFFF), (unsigned)(key & 0xFFFF));
 }
 
 int main(void) {
@@ -45,8 +44,7 @@ int main(void) {
     printf("%u tokens\n", (unsigned)qel_unit_get_count(&unit));
     /* A lookup finds the newest token of its bucket: (1, 2, 3) is in the bucket of (3, 2, 1) and is not found. */
     print_token(&unit, qel_unit_query_lattice_vertex(&unit, 3, 2, 1));
-    if (qel_unit_query_lattice_vertex(&unit, 1, 2, 3) == QEL_NOT_FOUND)
-        printf("vertex (1, 2, 3) is hidden\n");
+    if (qel_unit_query_lattice_vertex(&unit, 1, 2, 3) == QEL_NOT_FOUND) printf("vertex (1, 2, 3) is hidden\n");
     print_token(&unit, qel_unit_lookup_hex(&unit, "0000003F"));
     printf("layer 2: %u tokens, at most 3 asked for\n", (unsigned)qel_unit_query_layer(&unit, 2, numbers, 3));
     found = qel_unit_query_nearest(&unit, unit.tokens[21].morton, 3, numbers, distances);

@@ -38,8 +38,7 @@ static void print_mesh(const qel_archive *archive, uint32_t number, const char *
 }
 
 /* Widens the box by a mesh in world space at a time. Points are rows: p' = p * matrix. */
-static void add_mesh(const qel_archive *archive, uint32_t number, const char *path, double seconds,
-                     box *world) {
+static void add_mesh(const qel_archive *archive, uint32_t number, const char *path, double seconds, box *world) {
     ogawa_polymesh mesh;
     double matrix[16];
     uint64_t sample;

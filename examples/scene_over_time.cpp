@@ -85,11 +85,10 @@ int main() {
     if (qel_alembic_lookup_frame_vertex(&scene, 24, 0, 2, &hit) == 0)
         std::printf("vertex %u of frame 24 stands in frame record %u\n", hit.vertex_index, hit.frame_index);
     qel_alembic_hit nearest[2];
-    const std::uint32_t found =
-        qel_alembic_query_nearest(&scene, scene.meshes[0].vertices[2].morton, 2, nearest);
+    const std::uint32_t found = qel_alembic_query_nearest(&scene, scene.meshes[0].vertices[2].morton, 2, nearest);
     for (std::uint32_t i = 0; i < found; ++i)
-        std::printf("near: vertex %u, id %.8s, distance %.0f\n", nearest[i].vertex_index,
-                    nearest[i].token->hex_id, nearest[i].distance);
+        std::printf("near: vertex %u, id %.8s, distance %.0f\n", nearest[i].vertex_index, nearest[i].token->hex_id,
+                    nearest[i].distance);
     qel_alembic_free(&scene);
     return 0;
 }

@@ -53,8 +53,7 @@ bool draw_skinned(const qel_mesh &cache) {
     const float *positions = nullptr;
     const std::uint32_t *indices = nullptr;
     std::uint32_t vertices = 0, triangles = 0;
-    if (qel_mesh_get_gpu_data(&cache, &positions, nullptr, &indices, &vertices, &triangles) != 0)
-        return false;
+    if (qel_mesh_get_gpu_data(&cache, &positions, nullptr, &indices, &vertices, &triangles) != 0) return false;
     if (cache.skin == nullptr || cache.skin->weight_count != vertices) return false;
     double poses[32];
     std::memcpy(poses, identity, sizeof identity);

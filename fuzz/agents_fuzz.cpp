@@ -163,9 +163,8 @@ void life::make_file() {
         if (file.size() >= 4 && fuzz_.ConsumeBool()) std::memcpy(file.data(), "QEAG", 4);
     } else {
         const auto agents = fuzz_.ConsumeIntegralInRange<std::uint32_t>(0, 30);
-        const std::uint32_t claims[] = {
-            agents, agents, agents, agents + 1, fuzz_.ConsumeIntegral<std::uint8_t>(),
-            65534,  65535,  65536,  65537,      0xFFFFFFFF};
+        const std::uint32_t claims[] = {agents, agents, agents, agents + 1, fuzz_.ConsumeIntegral<std::uint8_t>(),
+                                        65534,  65535,  65536,  65537,      0xFFFFFFFF};
         file = {'Q', 'E', 'A', 'G', 1, 0, 0, 0};
         append(file, fuzz_.PickValueInArray(claims));
         append(file, fuzz_.ConsumeIntegralInRange<std::uint32_t>(0, 2));

@@ -146,8 +146,8 @@ class questions {
             given.add_array(set.values, 2ull * set.value_count);
             given.add_array(set.indices, set.index_count);
         }
-        answers_.push_back({static_cast<std::int32_t>(mesh.uv_set_count) + (mesh.normals != nullptr ? 1 : 0),
-                            given.value()});
+        answers_.push_back(
+            {static_cast<std::int32_t>(mesh.uv_set_count) + (mesh.normals != nullptr ? 1 : 0), given.value()});
     }
 
     void at_time(std::uint32_t object, double seconds) {

@@ -14,9 +14,7 @@ struct archive_answer {
     std::int32_t status;  // or the number of normals and UV sets of a mesh
     std::uint64_t digest; // of the output; 0 without output
 
-    bool operator==(const archive_answer &other) const {
-        return status == other.status && digest == other.digest;
-    }
+    bool operator==(const archive_answer &other) const { return status == other.status && digest == other.digest; }
 };
 
 /// Calls every function for an archive's first objects, properties and samples, always in the same order.

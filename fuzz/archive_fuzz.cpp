@@ -133,8 +133,7 @@ void check_uvs(ogawa_archive &archive, std::FILE *stream) {
     const model::floats_read expected = model::read_uvs_plainly(stream);
     require(status == expected.status && (set.values != nullptr) == (status == 0));
     require(std::strcmp(set.name, expected.block_known ? "uv" : "") == 0);
-    require(set.value_count == (status == 0 ? expected.count : 0) && set.indices == nullptr &&
-            set.index_count == 0);
+    require(set.value_count == (status == 0 ? expected.count : 0) && set.indices == nullptr && set.index_count == 0);
     if (status == 0)
         require(set.scope == 4 &&
                 std::memcmp(set.values, expected.values.data(), expected.values.size() * sizeof(float)) == 0);
@@ -147,8 +146,7 @@ void check_tangent_reading(ogawa_archive &archive, std::FILE *stream) {
     const std::int32_t status = ogawa_read_tangent_frame(&archive, nullptr, 0, &frame);
     const model::tangents_read expected = model::read_tangents_plainly(stream);
     const std::size_t size = expected.tangents.size() * sizeof(float);
-    require(status == expected.status && frame.count == expected.count &&
-            frame.components == expected.components);
+    require(status == expected.status && frame.count == expected.count && frame.components == expected.components);
     require((frame.tangents != nullptr) == (status == 0) && (frame.bitangents != nullptr) == (status == 0));
     if (status == 0)
         require(std::memcmp(frame.tangents, expected.tangents.data(), size) == 0 &&
@@ -164,10 +162,9 @@ void check_info(const ogawa_archive &archive, int size) {
                   archive.path, archive.version[0], archive.version[1], archive.polymesh_count);
     const exact<char> text(std::vector<char>(static_cast<std::size_t>(size), '#'));
     ogawa_get_info(&archive, text, size);
+    require(size == 0 || (text[std::strlen(text)] == '\0' && std::strncmp(text, whole, std::strlen(text)) == 0));
     require(size == 0 ||
-            (text[std::strlen(text)] == '\0' && std::strncmp(text, whole, std::strlen(text)) == 0));
-    require(size == 0 || std::strlen(text) ==
-                             std::min<std::size_t>(std::strlen(whole), static_cast<std::size_t>(size) - 1));
+            std::strlen(text) == std::min<std::size_t>(std::strlen(whole), static_cast<std::size_t>(size) - 1));
 }
 
 int expected_status(const bytes &content) {

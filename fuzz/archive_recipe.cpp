@@ -15,19 +15,17 @@ constexpr std::uint64_t usual_size = 64 << 10;
 
 /// Sizes at the thresholds of the readers.
 constexpr std::uint64_t sizes[] = {
-    0,       12,      16,      24,      36,      48,      72,      96,      100,    101,    104,
-    120,     1000,    1001,    1004,    1008,    1200,    2016,    4096,    9996,   10000,  10001,
-    10004,   10008,   10016,   10017,   10020,   10024,   10032,   10040,   12000,  12012,  12016,
-    12024,   12028,   12040,   20016,   24024,   499996,  500000,  500004,  999996, 999999, 1000000,
-    1999999, 2000000, 4999992, 5000000, 5000004, 9999996, 9999999, 10000000};
+    0,      12,     16,     24,     36,      48,      72,      96,      100,     101,     104,     120,     1000,
+    1001,   1004,   1008,   1200,   2016,    4096,    9996,    10000,   10001,   10004,   10008,   10016,   10017,
+    10020,  10024,  10032,  10040,  12000,   12012,   12016,   12024,   12028,   12040,   20016,   24024,   499996,
+    500000, 500004, 999996, 999999, 1000000, 1999999, 2000000, 4999992, 5000000, 5000004, 9999996, 9999999, 10000000};
 constexpr std::size_t small_sizes = 39; // those that fit a usual archive
 
 constexpr float nan = std::numeric_limits<float>::quiet_NaN();
 constexpr float infinity = std::numeric_limits<float>::infinity();
-constexpr float reals[] = {0.0f,     -0.0f, 1.0f,   -1.0f,    0.5f,    0.6f,       0.8f,      0.0001f,
-                           0.00009f, 0.01f, 0.011f, 1.1f,     -1.1f,   1.1000001f, 1.2f,      1.5f,
-                           1.51f,    2.0f,  10.0f,  10.001f,  9999.0f, 10000.0f,   10000.01f, 50000.0f,
-                           50001.0f, nan,   -nan,   infinity, 1e-40f,  1e30f};
+constexpr float reals[] = {0.0f,    -0.0f,    1.0f,      -1.0f,      0.5f,     0.6f, 0.8f,  0.0001f,  0.00009f, 0.01f,
+                           0.011f,  1.1f,     -1.1f,     1.1000001f, 1.2f,     1.5f, 1.51f, 2.0f,     10.0f,    10.001f,
+                           9999.0f, 10000.0f, 10000.01f, 50000.0f,   50001.0f, nan,  -nan,  infinity, 1e-40f,   1e30f};
 constexpr std::uint32_t words[] = {0, 1, 2, 3, 4, 5, 8, 9, 99, 100, 101, 1000, 99999, 100000, 0xFFFFFFFF};
 
 class recipe {
@@ -168,9 +166,8 @@ void recipe::add_array() {
         refer(archive_.data(content));
     } else {
         const bool any = fuzz_.ConsumeBool();
-        const std::uint64_t lie =
-            any ? fuzz_.ConsumeIntegral<std::uint64_t>()
-                : sizes[fuzz_.ConsumeIntegralInRange<std::size_t>(0, std::size(sizes) - 1)];
+        const std::uint64_t lie = any ? fuzz_.ConsumeIntegral<std::uint64_t>()
+                                      : sizes[fuzz_.ConsumeIntegralInRange<std::size_t>(0, std::size(sizes) - 1)];
         refer(archive_.data_claiming(lie, content));
     }
 }
@@ -216,8 +213,7 @@ void recipe::step() {
     case 6:
         return add_group();
     case 7:
-        return archive_.append_raw(
-            fuzz_.ConsumeBytes<std::uint8_t>(fuzz_.ConsumeIntegralInRange<std::size_t>(0, 48)));
+        return archive_.append_raw(fuzz_.ConsumeBytes<std::uint8_t>(fuzz_.ConsumeIntegralInRange<std::size_t>(0, 48)));
     case 8:
         return archive_.pad_to(archive_.size() + fuzz_.ConsumeIntegralInRange<std::uint64_t>(0, 64),
                                fuzz_.ConsumeIntegral<std::uint8_t>());
@@ -250,8 +246,7 @@ void recipe::end(int ending) {
     case 2:
         return archive_.set_root(archive_.group(references_));
     case 3:
-        return archive_.set_root(
-            archive_.group_claiming(fuzz_.ConsumeIntegral<std::uint64_t>(), {top, top, top}));
+        return archive_.set_root(archive_.group_claiming(fuzz_.ConsumeIntegral<std::uint64_t>(), {top, top, top}));
     case root_first:
         return archive_.patch(third_child, any_reference());
     default:

@@ -110,8 +110,7 @@ void read_while_it_shrinks(const memory_file &file, std::size_t size) {
     qel_archive_close(archive);
     require(shrunk.size() == sound.size());
     for (std::size_t i = 0; i < shrunk.size(); ++i)
-        require(shrunk[i] == sound[i] || shrunk[i].status == QEL_ARCHIVE_DAMAGED ||
-                shrunk[i].status < sound[i].status);
+        require(shrunk[i] == sound[i] || shrunk[i].status == QEL_ARCHIVE_DAMAGED || shrunk[i].status < sound[i].status);
 }
 
 /// Changes bytes of an archive at positions that the fuzzer chooses.

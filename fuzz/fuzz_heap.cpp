@@ -59,11 +59,9 @@ class table_pool {
     void *map_table() {
         if (file_ < 0) make_file();
         constexpr std::size_t alignment = std::size_t{2} << 20;
-        void *const room =
-            mmap(nullptr, table_bytes + 3 * alignment, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+        void *const room = mmap(nullptr, table_bytes + 3 * alignment, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
         require(room != MAP_FAILED);
-        const std::uintptr_t table =
-            (reinterpret_cast<std::uintptr_t>(room) + 2 * alignment - 1) & ~(alignment - 1);
+        const std::uintptr_t table = (reinterpret_cast<std::uintptr_t>(room) + 2 * alignment - 1) & ~(alignment - 1);
         void *const at = reinterpret_cast<void *>(table);
         require(mmap(at, table_bytes, PROT_NONE, MAP_PRIVATE | MAP_FIXED, file_, 0) == at);
         return at;

@@ -119,11 +119,9 @@ void seed_caches(const std::string &folder, std::mt19937 &random) {
     ogawa_polymesh mesh = record_of(torus);
     set_normals(mesh, torus.vertex_normals, OGAWA_SCOPE_VERTEX);
     std::vector<qel_skin_joint> joints(2, qel_skin_joint{});
-    std::vector<qel_skin_weight> weights(mesh.vertex_count,
-                                         qel_skin_weight{{0, 1, 0, 0}, {0.5f, 0.5f, 0, 0}});
+    std::vector<qel_skin_weight> weights(mesh.vertex_count, qel_skin_weight{{0, 1, 0, 0}, {0.5f, 0.5f, 0, 0}});
     qel_skin skin = {joints.data(), 2, weights.data(), mesh.vertex_count, {}};
-    for (const qel_skin *each :
-         {static_cast<const qel_skin *>(nullptr), static_cast<const qel_skin *>(&skin)}) {
+    for (const qel_skin *each : {static_cast<const qel_skin *>(nullptr), static_cast<const qel_skin *>(&skin)}) {
         qel_mesh_save(&mesh, each, (folder + "cache").c_str());
         seeds.add(written(folder, "cache"), {0, 0});
     }
@@ -135,8 +133,7 @@ void seed_caches(const std::string &folder, std::mt19937 &random) {
 void seed_all(const std::string &folder) {
     std::mt19937 random(1);
     mkdir(folder.c_str(), 0777);
-    qel_alembic_mesh meshes[] = {scene_mesh(make_grid(6, 5, true), "grid"),
-                                 scene_mesh(make_grid(2, 2, true), "small")};
+    qel_alembic_mesh meshes[] = {scene_mesh(make_grid(6, 5, true), "grid"), scene_mesh(make_grid(2, 2, true), "small")};
     qel_alembic_frame frames[2] = {};
     for (int i = 0; i < 2; ++i)
         frames[i] = {i + 1, static_cast<float>(i), meshes + i, 1};

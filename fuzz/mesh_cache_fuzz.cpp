@@ -39,8 +39,7 @@ bytes make_file(FuzzedDataProvider &fuzz) {
     for (std::uint32_t j = 0; j < joints; ++j) {
         qel_skin_joint joint = {};
         for (double &value : joint.joint_transform)
-            value = fuzz.ConsumeBool() ? fuzz.ConsumeIntegral<std::int8_t>()
-                                       : fuzz.ConsumeFloatingPoint<double>();
+            value = fuzz.ConsumeBool() ? fuzz.ConsumeIntegral<std::int8_t>() : fuzz.ConsumeFloatingPoint<double>();
         append(file, joint);
     }
     append(file, any_offset(weights));

@@ -22,8 +22,7 @@ bool same_numbers(const std::uint32_t *numbers, const std::vector<std::uint32_t>
     return std::equal(expected.begin(), expected.end(), numbers);
 }
 
-void check_neighbors(const ogawa_polymesh &mesh, const model::plain_manifold &expected,
-                     std::uint32_t vertex) {
+void check_neighbors(const ogawa_polymesh &mesh, const model::plain_manifold &expected, std::uint32_t vertex) {
     // Exactly the fields that the function may read.
     struct face_fields {
         const std::uint32_t *counts;
@@ -42,8 +41,7 @@ void check_neighbors(const ogawa_polymesh &mesh, const model::plain_manifold &ex
 /// The number of corners of a vertex's faces; the plain search among them takes quadratic time.
 std::uint64_t corners_around(const model::plain_manifold &manifold, std::uint32_t vertex) {
     std::uint64_t corners = 0;
-    for (std::uint32_t i = manifold.vertex_face_offsets[vertex]; i < manifold.vertex_face_offsets[vertex + 1];
-         ++i) {
+    for (std::uint32_t i = manifold.vertex_face_offsets[vertex]; i < manifold.vertex_face_offsets[vertex + 1]; ++i) {
         const std::uint32_t face = manifold.vertex_faces[i];
         corners += manifold.face_offsets[face + 1] - manifold.face_offsets[face];
     }
@@ -60,8 +58,7 @@ void check_same_file(const bytes &content, const bytes &expected) {
     std::size_t rest = normals_at;
     require(std::memcmp(content.data(), expected.data(), normals_at) == 0);
     if ((header.flags & QEL_MESH_HAS_NORMALS) != 0) {
-        require(
-            same_floats(&content[normals_at], &expected[normals_at], std::size_t{header.vertex_count} * 3));
+        require(same_floats(&content[normals_at], &expected[normals_at], std::size_t{header.vertex_count} * 3));
         rest += positions;
     }
     require(std::equal(content.begin() + static_cast<std::ptrdiff_t>(rest), content.end(),
@@ -113,17 +110,14 @@ void check_manifold(ogawa_polymesh &mesh) {
 void check_tangents(ogawa_polymesh &mesh, const char *set_name) {
     const ogawa_uv_set *set = nullptr;
     for (std::uint32_t i = 0; mesh.uv_sets != nullptr && i < mesh.uv_set_count && set == nullptr; ++i)
-        if (set_name == nullptr || std::strncmp(mesh.uv_sets[i].name, set_name, 64) == 0)
-            set = &mesh.uv_sets[i];
+        if (set_name == nullptr || std::strncmp(mesh.uv_sets[i].name, set_name, 64) == 0) set = &mesh.uv_sets[i];
     const std::int32_t status = ogawa_compute_tangent_frame(&mesh, set_name);
     if (mesh.vertex_count == 0 || mesh.uv_set_count == 0) return require(status == -1);
     if (set == nullptr) return require(status == -2);
-    require(status == 0 && mesh.tangent_frame.count == mesh.vertex_count &&
-            mesh.tangent_frame.components == 3);
+    require(status == 0 && mesh.tangent_frame.count == mesh.vertex_count && mesh.tangent_frame.components == 3);
     const model::plain_tangent_frame expected = model::compute_plain_tangent_frame(mesh, *set);
     require(same_floats(mesh.tangent_frame.tangents, expected.tangents.data(), expected.tangents.size()));
-    require(
-        same_floats(mesh.tangent_frame.bitangents, expected.bitangents.data(), expected.bitangents.size()));
+    require(same_floats(mesh.tangent_frame.bitangents, expected.bitangents.data(), expected.bitangents.size()));
     ogawa_free_tangent_frame(&mesh.tangent_frame);
 }
 

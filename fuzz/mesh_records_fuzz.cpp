@@ -37,8 +37,7 @@ std::uint32_t any_corner_count(FuzzedDataProvider &fuzz, bool hostile) {
     return fuzz.ConsumeIntegral<std::uint32_t>();
 }
 
-std::uint32_t *any_indices(FuzzedDataProvider &fuzz, std::size_t count, std::uint32_t vertices,
-                           bool hostile) {
+std::uint32_t *any_indices(FuzzedDataProvider &fuzz, std::size_t count, std::uint32_t vertices, bool hostile) {
     std::vector<std::uint32_t> indices(count);
     for (std::uint32_t &index : indices) {
         const std::uint32_t any = fuzz.ConsumeIntegral<std::uint8_t>();
@@ -96,8 +95,7 @@ void add_uv_set(ogawa_uv_set &set, const ogawa_polymesh &mesh, FuzzedDataProvide
     set.values = any_floats(fuzz, std::max<std::size_t>(set.value_count, 1) * 2);
     set.scope = fuzz.ConsumeIntegralInRange<std::uint32_t>(3, 4);
     if (fuzz.ConsumeBool()) return;
-    const std::uint32_t held =
-        fuzz.ConsumeBool() ? mesh.face_index_count : fuzz.ConsumeIntegral<std::uint8_t>();
+    const std::uint32_t held = fuzz.ConsumeBool() ? mesh.face_index_count : fuzz.ConsumeIntegral<std::uint8_t>();
     if (held == 0) return; // an array without a count would be unbounded
     set.index_count = held;
     set.indices = any_indices(fuzz, held, set.value_count, set.value_count != 0);
@@ -149,8 +147,7 @@ void use_hostile(ogawa_polymesh &mesh) {
         for (std::uint32_t vertex = 0; vertex < mesh.vertex_count; vertex += 7) {
             std::uint32_t *neighbors = nullptr;
             std::uint32_t count = 0;
-            if (ogawa_get_vertex_neighbors(&mesh.manifold, &mesh.face_counts, vertex, &neighbors, &count) ==
-                0)
+            if (ogawa_get_vertex_neighbors(&mesh.manifold, &mesh.face_counts, vertex, &neighbors, &count) == 0)
                 std::free(neighbors);
         }
     }

@@ -34,9 +34,8 @@ qel_alembic_hit hit_of(const qel_alembic_mesh *meshes, vertex_place place) {
 }
 
 bool same_hit(const qel_alembic_hit &a, const qel_alembic_hit &b) {
-    return a.mesh_index == b.mesh_index && a.vertex_index == b.vertex_index &&
-           a.frame_index == b.frame_index && a.vertex == b.vertex && a.token == b.token &&
-           a.distance == b.distance;
+    return a.mesh_index == b.mesh_index && a.vertex_index == b.vertex_index && a.frame_index == b.frame_index &&
+           a.vertex == b.vertex && a.token == b.token && a.distance == b.distance;
 }
 
 std::uint64_t any_key(const qel_alembic_file &scene, const std::vector<vertex_place> &places,
@@ -81,8 +80,7 @@ void check_layer(const qel_alembic_file &scene, const std::vector<vertex_place> 
     require(std::equal(expected.begin(), expected.end(), hits.begin(), same_hit));
 }
 
-void check_frame_vertex(const qel_alembic_file &scene, std::int32_t number, std::uint32_t mesh,
-                        std::uint32_t vertex) {
+void check_frame_vertex(const qel_alembic_file &scene, std::int32_t number, std::uint32_t mesh, std::uint32_t vertex) {
     bool there = false;
     qel_alembic_hit expected = {9, 9, 9, nullptr, nullptr, 9.0f}, hit = expected;
     const std::uint32_t frames = scene.frames == nullptr ? 0 : scene.frame_count;
@@ -94,8 +92,7 @@ void check_frame_vertex(const qel_alembic_file &scene, std::int32_t number, std:
                 vertex < scene.frames[f].meshes[mesh].vertex_count;
         if (there) expected = {mesh, vertex, f, nullptr, nullptr, 0.0f};
     } else {
-        there =
-            scene.meshes != nullptr && mesh < scene.mesh_count && vertex < scene.meshes[mesh].vertex_count;
+        there = scene.meshes != nullptr && mesh < scene.mesh_count && vertex < scene.meshes[mesh].vertex_count;
         if (there) expected = hit_of(scene.meshes, {mesh, vertex});
     }
     require(qel_alembic_lookup_frame_vertex(&scene, number, mesh, vertex, &hit) == (there ? 0 : -1));
@@ -107,16 +104,14 @@ void check_sample(const qel_alembic_file &scene, std::int32_t number) {
     const std::uint32_t frames = scene.frames == nullptr ? 0 : scene.frame_count;
     if (frames == 0 && scene.meshes != nullptr && scene.mesh_count > 0) expected = scene.meshes;
     for (std::uint32_t f = frames; f-- > 0;)
-        if (scene.frames[f].frame == number && scene.frames[f].meshes != nullptr &&
-            scene.frames[f].mesh_count != 0)
+        if (scene.frames[f].frame == number && scene.frames[f].meshes != nullptr && scene.frames[f].mesh_count != 0)
             expected = scene.frames[f].meshes;
     qel_alembic_mesh mesh;
     require(qel_alembic_sample_frame(&scene, number, &mesh) == (expected == nullptr ? -1 : 0));
     if (expected != nullptr)
         require(mesh.positions == expected->positions && mesh.vertex_count == expected->vertex_count &&
                 mesh.vertices == expected->vertices && mesh.tokens == expected->tokens &&
-                mesh.indices == expected->indices &&
-                std::memcmp(mesh.name, expected->name, sizeof mesh.name) == 0);
+                mesh.indices == expected->indices && std::memcmp(mesh.name, expected->name, sizeof mesh.name) == 0);
 }
 
 /// The first mesh of a frame if it has positions, else null.
@@ -185,8 +180,7 @@ bytes exported(const qel_alembic_mesh *meshes, std::uint32_t count) {
     std::vector<qel_token> tokens;
     for (std::uint32_t m = 0; m < count; ++m)
         for (std::uint32_t v = 0; v < meshes[m].vertex_count; ++v) {
-            const qel_alembic_token from =
-                meshes[m].tokens == nullptr ? qel_alembic_token{} : meshes[m].tokens[v];
+            const qel_alembic_token from = meshes[m].tokens == nullptr ? qel_alembic_token{} : meshes[m].tokens[v];
             tokens.push_back(make_token(from.morton, std::string(from.hex_id, 8), from.payload, from.layer));
         }
     bytes file = unit_file(tokens);

@@ -30,8 +30,8 @@ std::uint32_t perhaps_lie(FuzzedDataProvider &fuzz, std::uint32_t truth) {
 
 void append_positions(bytes &file, FuzzedDataProvider &fuzz, std::uint32_t count) {
     for (std::uint32_t i = 0; i < count * 3; ++i)
-        append(file, fuzz.PickValueInArray({0.0f, -0.0f, 1.0f, -1.0f, 0.5f, 3e38f, 1e-40f, __builtin_inff(),
-                                            __builtin_nanf("")}));
+        append(file, fuzz.PickValueInArray(
+                         {0.0f, -0.0f, 1.0f, -1.0f, 0.5f, 3e38f, 1e-40f, __builtin_inff(), __builtin_nanf("")}));
 }
 
 void append_mesh(bytes &file, FuzzedDataProvider &fuzz) {
@@ -53,8 +53,7 @@ void append_mesh(bytes &file, FuzzedDataProvider &fuzz) {
     std::uint64_t key = fuzz.ConsumeIntegral<std::uint64_t>();
     for (std::uint32_t i = 0; i < vertices; ++i) {
         qel_alembic_vertex vertex = {};
-        key = fuzz.ConsumeBool() ? key + fuzz.ConsumeIntegral<std::uint8_t>()
-                                 : fuzz.ConsumeIntegral<std::uint64_t>();
+        key = fuzz.ConsumeBool() ? key + fuzz.ConsumeIntegral<std::uint8_t>() : fuzz.ConsumeIntegral<std::uint64_t>();
         vertex.morton = key;
         vertex.matrix_x = fuzz.ConsumeIntegralInRange<std::uint8_t>(0, 48);
         vertex.k11_level = fuzz.ConsumeIntegralInRange<std::int8_t>(-12, 12);
@@ -97,18 +96,15 @@ bytes make_file(FuzzedDataProvider &fuzz) {
         append_mesh(file, fuzz);
     for (std::uint32_t f = 0; f < frames; ++f)
         append_frame(file, fuzz, fuzz.PickValueInArray({static_cast<float>(f) * 0.5f, 1.0f, 0.0f}));
-    if (fuzz.ConsumeIntegralInRange(0, 3) == 0)
-        file.resize(fuzz.ConsumeIntegralInRange<std::size_t>(0, file.size()));
+    if (fuzz.ConsumeIntegralInRange(0, 3) == 0) file.resize(fuzz.ConsumeIntegralInRange<std::size_t>(0, file.size()));
     return file;
 }
 
 void check_header(const qel_alembic_file &scene, const bytes &content, const char *path) {
-    require(std::memcmp(&scene.version, &content[4], 4) == 0 &&
-            std::memcmp(&scene.flags, &content[44], 4) == 0);
+    require(std::memcmp(&scene.version, &content[4], 4) == 0 && std::memcmp(&scene.flags, &content[44], 4) == 0);
     require(std::memcmp(&scene.mesh_count, &content[8], 4) == 0 &&
             std::memcmp(&scene.frame_count, &content[12], 4) == 0);
-    require(std::memcmp(&scene.total_faces, &content[24], 8) == 0 &&
-            std::memcmp(&scene.fps, &content[32], 4) == 0);
+    require(std::memcmp(&scene.total_faces, &content[24], 8) == 0 && std::memcmp(&scene.fps, &content[32], 4) == 0);
     require(std::memcmp(&scene.time_start, &content[36], 8) == 0 && std::strcmp(scene.source, path) == 0);
     if (scene.mesh_count > 0)
         require(scene.total_tokens == vertex_count(scene) && scene.total_vertices == scene.total_tokens);
@@ -131,8 +127,7 @@ void load(const bytes &content, FuzzedDataProvider &fuzz, bool indexed) {
     qel_alembic_file scene = {};
     std::int32_t status;
     {
-        const failing_heap without_tables =
-            indexed ? failing_heap::nth(0) : failing_heap::of_size(table_bytes);
+        const failing_heap without_tables = indexed ? failing_heap::nth(0) : failing_heap::of_size(table_bytes);
         status = qel_alembic_load(file.path(), &scene);
     }
     const bool is_scene = content.size() >= 64 && std::memcmp(content.data(), "BQEL", 4) == 0;
@@ -158,8 +153,7 @@ void load(const bytes &content, FuzzedDataProvider &fuzz, bool indexed) {
         ask_little(scene);
     }
     qel_alembic_free(&scene);
-    require(scene.meshes == nullptr && scene.frames == nullptr && scene.hash == nullptr &&
-            scene.mesh_count == 0);
+    require(scene.meshes == nullptr && scene.frames == nullptr && scene.hash == nullptr && scene.mesh_count == 0);
     qel_alembic_free(&scene);
 }
 

@@ -48,15 +48,14 @@ mesh_arrays any_arrays(FuzzedDataProvider &fuzz) {
     const auto beyond = fuzz.ConsumeIntegralInRange<std::uint32_t>(0, 3);
     for (std::size_t i = 0; i < faces * 3; ++i) {
         const std::uint32_t corner = fuzz.ConsumeIntegral<std::uint8_t>();
-        arrays.indices.push_back(
-            corner == 255 ? 0xFFFFFFFF : corner % (static_cast<std::uint32_t>(vertices) + beyond + 1));
+        arrays.indices.push_back(corner == 255 ? 0xFFFFFFFF
+                                               : corner % (static_cast<std::uint32_t>(vertices) + beyond + 1));
     }
     return arrays;
 }
 
 void check_processed(const qel_alembic_mesh &mesh, const mesh_arrays &arrays, std::uint8_t layer) {
-    const model::processed_mesh expected =
-        model::process_mesh(arrays.positions, arrays.indices, mesh.bounds, layer);
+    const model::processed_mesh expected = model::process_mesh(arrays.positions, arrays.indices, mesh.bounds, layer);
     require(mesh.layer == layer && mesh.vertex_count == expected.vertices.size());
     for (std::size_t i = 0; i < expected.vertices.size(); ++i) {
         require(std::memcmp(&mesh.vertices[i], &expected.vertices[i], sizeof(qel_alembic_vertex)) == 0);
@@ -64,16 +63,14 @@ void check_processed(const qel_alembic_mesh &mesh, const mesh_arrays &arrays, st
     }
 }
 
-void check_single_vertices(const mesh_arrays &arrays, const qel_alembic_mesh &mesh,
-                           std::uint32_t mesh_index) {
+void check_single_vertices(const mesh_arrays &arrays, const qel_alembic_mesh &mesh, std::uint32_t mesh_index) {
     for (std::uint32_t i = 0; i < mesh.vertex_count; i += 1 + mesh.vertex_count / 8) {
         const std::uint32_t *const indices = arrays.indices.empty() ? nullptr : arrays.indices.data();
         const std::uint32_t hash = qel_alembic_topology_hash(i, indices, arrays.faces());
         require(hash == model::topology_hash(i, arrays.indices) && hash == mesh.vertices[i].topology);
         qel_alembic_vertex vertex = {};
         qel_alembic_process_vertex(&mesh.positions[std::size_t{i} * 3], mesh.bounds, &vertex);
-        const qel_alembic_vertex expected =
-            model::process_vertex(&mesh.positions[std::size_t{i} * 3], mesh.bounds);
+        const qel_alembic_vertex expected = model::process_vertex(&mesh.positions[std::size_t{i} * 3], mesh.bounds);
         require(std::memcmp(&vertex, &expected, sizeof vertex) == 0);
         qel_alembic_token token = {};
         qel_alembic_generate_token(&vertex, mesh.layer, mesh_index, i, &token);
@@ -84,9 +81,7 @@ void check_single_vertices(const mesh_arrays &arrays, const qel_alembic_mesh &me
         qel_alembic_matrix_to_world(vertex.matrix_x, vertex.matrix_y, vertex.matrix_z, box, world, world + 1,
                                     world + 2);
         for (int axis = 0; axis < 3; ++axis) {
-            const std::uint8_t cell = axis == 0   ? vertex.matrix_x
-                                      : axis == 1 ? vertex.matrix_y
-                                                  : vertex.matrix_z;
+            const std::uint8_t cell = axis == 0 ? vertex.matrix_x : axis == 1 ? vertex.matrix_y : vertex.matrix_z;
             const float at = static_cast<float>(cell) / 47.0f * (box[axis + 3] - box[axis]) + box[axis];
             require(same_floats(&world[axis], &at, 1));
         }
@@ -99,8 +94,7 @@ void check_cells(FuzzedDataProvider &fuzz) {
         coordinate = fuzz.ConsumeIntegral<std::uint8_t>();
     const auto mode = fuzz.ConsumeIntegralInRange<std::uint32_t>(0, 3);
     qel_matrix_identity a, b;
-    require(qel_matrix_48_identity(c[0], c[1], c[2] + 256u * mode, &a) ==
-            model::morton_encode(c[0], c[1], c[2]));
+    require(qel_matrix_48_identity(c[0], c[1], c[2] + 256u * mode, &a) == model::morton_encode(c[0], c[1], c[2]));
     qel_matrix_48_identity(c[3], c[4], c[5], &b);
     const qel_matrix_identity expected = model::identity(c[0], c[1], c[2]);
     require(std::memcmp(&a, &expected, offsetof(qel_matrix_identity, phi_norm)) == 0);
@@ -118,8 +112,7 @@ void check_cells(FuzzedDataProvider &fuzz) {
     qel_matrix_offspring child;
     qel_matrix_48_reproduce(&a, &b, mode, &child);
     const qel_matrix_offspring plain = model::reproduce(a, b, mode);
-    require(child.x == plain.x && child.y == plain.y && child.z == plain.z &&
-            child.chirality == plain.chirality);
+    require(child.x == plain.x && child.y == plain.y && child.z == plain.z && child.chirality == plain.chirality);
     require(child.k11_level == plain.k11_level && child.i_state == plain.i_state);
     require(same_floats(&child.phi_blend, &plain.phi_blend, 1) && child.em_coupling == plain.em_coupling);
 }
@@ -142,8 +135,7 @@ qel_alembic_mesh make_mesh(FuzzedDataProvider &fuzz, const mesh_arrays &arrays) 
             const auto layer = fuzz.ConsumeIntegralInRange<std::uint8_t>(0, 4);
             float box[6];
             std::memcpy(box, mesh.bounds, sizeof box);
-            if (box[0] == 0.0f && box[3] == 0.0f)
-                qel_alembic_compute_bounds(positions, mesh.vertex_count, box);
+            if (box[0] == 0.0f && box[3] == 0.0f) qel_alembic_compute_bounds(positions, mesh.vertex_count, box);
             require(qel_alembic_process_mesh(&mesh, layer) == 0);
             require(std::memcmp(box, mesh.bounds, sizeof box) == 0);
             check_processed(mesh, arrays, layer);
@@ -198,8 +190,7 @@ void add_frames(qel_alembic_file &scene, FuzzedDataProvider &fuzz) {
     for (std::uint32_t f = 0; f < count; ++f) {
         qel_alembic_frame &frame = scene.frames[f];
         frame.frame = fuzz.ConsumeIntegralInRange(-2, 5);
-        frame.time =
-            fuzz.ConsumeIntegralInRange(0, 3) == 0 ? any_coordinate(fuzz) : static_cast<float>(f) * 0.5f;
+        frame.time = fuzz.ConsumeIntegralInRange(0, 3) == 0 ? any_coordinate(fuzz) : static_cast<float>(f) * 0.5f;
         frame.mesh_count = fuzz.ConsumeIntegralInRange<std::uint32_t>(0, 2);
         frame.meshes = exact_copy(std::vector<qel_alembic_mesh>(frame.mesh_count));
         for (std::uint32_t m = 0; m < frame.mesh_count; ++m) {
@@ -243,8 +234,7 @@ void run_out_of_memory(FuzzedDataProvider &fuzz, heap_ledger &heap) {
     const bool all_later = fuzz.ConsumeBool();
     qel_alembic_mesh mesh;
     {
-        const failing_heap failing =
-            failing_heap::at(fuzz.ConsumeIntegralInRange<std::uint64_t>(1, 4), all_later);
+        const failing_heap failing = failing_heap::at(fuzz.ConsumeIntegralInRange<std::uint64_t>(1, 4), all_later);
         std::uint32_t none = 0;
         float nothing = 0;
         const float *const positions = arrays.positions.empty() ? &nothing : arrays.positions.data();

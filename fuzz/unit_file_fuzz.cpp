@@ -118,13 +118,11 @@ std::uint32_t newest(const tokens &list, Bucket in_bucket, Same same) {
 
 void look_up(const qel_unit &unit, const tokens &list, std::uint64_t key, const char *id) {
     const std::uint32_t by_key = newest(
-        list,
-        [key](const qel_token &t) { return model::morton_bucket(t.morton) == model::morton_bucket(key); },
+        list, [key](const qel_token &t) { return model::morton_bucket(t.morton) == model::morton_bucket(key); },
         [key](const qel_token &t) { return t.morton == key; });
     require(qel_unit_lookup_morton(&unit, key) == by_key);
     const auto x = static_cast<std::uint16_t>(key >> 32), y = static_cast<std::uint16_t>(key >> 16);
-    const std::uint32_t by_vertex =
-        qel_unit_query_lattice_vertex(&unit, x, y, static_cast<std::uint16_t>(key));
+    const std::uint32_t by_vertex = qel_unit_query_lattice_vertex(&unit, x, y, static_cast<std::uint16_t>(key));
     require(by_vertex == qel_unit_lookup_morton(&unit, key & 0xFFFFFFFFFFFFu));
 
     const exact<char> text(std::vector<char>(id, id + 8));
@@ -163,8 +161,7 @@ void copy_all(const qel_unit &unit, const tokens &list) {
         char id[8];
         std::uint8_t layer = 0;
         require(qel_unit_get_token(&unit, i, &morton, id, &layer) == 0);
-        require(morton == list[i].morton && mortons[i] == morton && layer == list[i].layer &&
-                layers[i] == layer);
+        require(morton == list[i].morton && mortons[i] == morton && layer == list[i].layer && layers[i] == layer);
         require(std::memcmp(id, list[i].hex_id, 8) == 0 && std::memcmp(ids[i].data(), id, 8) == 0);
     }
     require(qel_unit_get_token(&unit, unit.count, nullptr, nullptr, nullptr) == -1);
@@ -183,8 +180,7 @@ void save(const qel_unit &unit, const tokens &list) {
 /// Checks the arithmetic on tokens with any numbers.
 void transform(const qel_token &original, std::int32_t low, std::int32_t high) {
     const auto number = static_cast<std::int32_t>(original.morton);
-    const auto root =
-        number < 1 ? 0 : static_cast<std::int32_t>(model::root(static_cast<std::uint64_t>(number)));
+    const auto root = number < 1 ? 0 : static_cast<std::int32_t>(model::root(static_cast<std::uint64_t>(number)));
     require(ruv_isqrt(number) == static_cast<std::uint32_t>(root));
     require(ruv_bounded_sqrt(number, low, high) == (low > root ? low : std::min(root, high)));
     for (const std::int32_t op : {2, 3, -1, low}) {

@@ -116,21 +116,20 @@ typedef struct qel_archive_info {
     uint32_t object_count;        /**< objects, including the top object and those that instances repeat */
     uint32_t mesh_count;          /**< objects of the schemas PolyMesh and SubD */
     uint32_t time_sampling_count; /**< time samplings; number 0 is the static one */
-    double
-        start;  /**< seconds: the first sample time of all properties with more than one sample; 0 without */
-    double end; /**< seconds: the last sample time of all properties with more than one sample; 0 without */
+    double start; /**< seconds: the first sample time of all properties with more than one sample; 0 without */
+    double end;   /**< seconds: the last sample time of all properties with more than one sample; 0 without */
     double frames_per_second; /**< 1 / cycle of the first uniform sampling with a number above 0, else 0 */
     const char *metadata;     /**< the archive's text: `key=value` pairs joined by `;` */
 } qel_archive_info;
 
 /** One object of an archive. */
 typedef struct qel_archive_object {
-    const char *name;     /**< "" for the top object */
-    const char *path;     /**< "/" for the top object, "/a/b" below */
-    const char *metadata; /**< the object's text: `key=value` pairs joined by `;` */
-    const char *schema;   /**< the value of the key `schema`, "" without one */
-    ogawa_schema kind; /**< by the schema's name; ::OGAWA_SCHEMA_UNKNOWN for one without a value of its own */
-    uint32_t parent;   /**< number of the parent; ::QEL_NOT_FOUND for the top object */
+    const char *name;        /**< "" for the top object */
+    const char *path;        /**< "/" for the top object, "/a/b" below */
+    const char *metadata;    /**< the object's text: `key=value` pairs joined by `;` */
+    const char *schema;      /**< the value of the key `schema`, "" without one */
+    ogawa_schema kind;       /**< by the schema's name; ::OGAWA_SCHEMA_UNKNOWN for one without a value of its own */
+    uint32_t parent;         /**< number of the parent; ::QEL_NOT_FOUND for the top object */
     uint32_t child_count;    /**< objects directly below */
     uint32_t property_count; /**< properties, with those inside compounds, compounds included */
 } qel_archive_object;
@@ -144,7 +143,7 @@ typedef struct qel_archive_property {
     uint32_t extent;        /**< values per element; 0 for a compound */
     uint32_t sample_count;  /**< samples; 0 for a compound */
     uint32_t time_sampling; /**< number of the time sampling; 0 for a compound */
-    uint32_t constant; /**< 1 where the archive says that all samples are equal, or there is at most one */
+    uint32_t constant;      /**< 1 where the archive says that all samples are equal, or there is at most one */
 } qel_archive_property;
 
 /** The description of a mesh, without its arrays. */
@@ -216,8 +215,7 @@ QEL_ARCHIVE_API int32_t qel_archive_get_info(const qel_archive *archive, qel_arc
  * @param object    number of the object
  * @param[out] out  the record; its texts belong to the archive
  */
-QEL_ARCHIVE_API int32_t qel_archive_get_object(const qel_archive *archive, uint32_t object,
-                                               qel_archive_object *out);
+QEL_ARCHIVE_API int32_t qel_archive_get_object(const qel_archive *archive, uint32_t object, qel_archive_object *out);
 
 /**
  * The number of the object with a path, in the form of ::qel_archive_object.
@@ -244,8 +242,8 @@ QEL_ARCHIVE_API uint32_t qel_archive_find(const qel_archive *archive, const char
  * @param property  number of the property, below the object's `property_count`
  * @param[out] out  the record; its texts belong to the archive
  */
-QEL_ARCHIVE_API int32_t qel_archive_get_property(const qel_archive *archive, uint32_t object,
-                                                 uint32_t property, qel_archive_property *out);
+QEL_ARCHIVE_API int32_t qel_archive_get_property(const qel_archive *archive, uint32_t object, uint32_t property,
+                                                 qel_archive_property *out);
 
 /**
  * The number of an object's property with a name, in the form of ::qel_archive_property.
@@ -257,8 +255,7 @@ QEL_ARCHIVE_API int32_t qel_archive_get_property(const qel_archive *archive, uin
  * @param name     ".geom/P", terminated; null gives ::QEL_NOT_FOUND
  * @return the number, ::QEL_NOT_FOUND when there is none
  */
-QEL_ARCHIVE_API uint32_t qel_archive_find_property(const qel_archive *archive, uint32_t object,
-                                                   const char *name);
+QEL_ARCHIVE_API uint32_t qel_archive_find_property(const qel_archive *archive, uint32_t object, const char *name);
 
 /**
  * Copies the values of one sample as stored, without the digest before them. Each text ends with a zero byte.
@@ -280,9 +277,8 @@ QEL_ARCHIVE_API uint32_t qel_archive_find_property(const qel_archive *archive, u
  * @param capacity    bytes of room
  * @param[out] size   bytes of the sample's values, also where they were not copied; untouched after a failure
  */
-QEL_ARCHIVE_API int32_t qel_archive_read_property(const qel_archive *archive, uint32_t object,
-                                                  uint32_t property, uint64_t sample, void *bytes,
-                                                  uint64_t capacity, uint64_t *size);
+QEL_ARCHIVE_API int32_t qel_archive_read_property(const qel_archive *archive, uint32_t object, uint32_t property,
+                                                  uint64_t sample, void *bytes, uint64_t capacity, uint64_t *size);
 
 /**
  * The time of a property's sample. Nothing is read.
@@ -297,8 +293,8 @@ QEL_ARCHIVE_API int32_t qel_archive_read_property(const qel_archive *archive, ui
  * @param sample        number of the sample
  * @param[out] seconds  the time
  */
-QEL_ARCHIVE_API int32_t qel_archive_property_time(const qel_archive *archive, uint32_t object,
-                                                  uint32_t property, uint64_t sample, double *seconds);
+QEL_ARCHIVE_API int32_t qel_archive_property_time(const qel_archive *archive, uint32_t object, uint32_t property,
+                                                  uint64_t sample, double *seconds);
 
 /**
  * Describes a mesh from the sizes of its arrays, without reading them.
@@ -384,8 +380,8 @@ QEL_ARCHIVE_API int32_t qel_archive_sample_at(const qel_archive *archive, uint32
  * @param seconds      the time
  * @param[out] matrix  16 numbers, row by row; points are rows
  */
-QEL_ARCHIVE_API int32_t qel_archive_local_transform(const qel_archive *archive, uint32_t object,
-                                                    double seconds, double matrix[16]);
+QEL_ARCHIVE_API int32_t qel_archive_local_transform(const qel_archive *archive, uint32_t object, double seconds,
+                                                    double matrix[16]);
 
 /**
  * The transform from the object's space to the world's: its own times the parent's world transform, or only its own if
@@ -401,8 +397,8 @@ QEL_ARCHIVE_API int32_t qel_archive_local_transform(const qel_archive *archive, 
  * @param seconds      the time
  * @param[out] matrix  16 numbers, row by row; points are rows
  */
-QEL_ARCHIVE_API int32_t qel_archive_world_transform(const qel_archive *archive, uint32_t object,
-                                                    double seconds, double matrix[16]);
+QEL_ARCHIVE_API int32_t qel_archive_world_transform(const qel_archive *archive, uint32_t object, double seconds,
+                                                    double matrix[16]);
 
 /**
  * Whether an object is visible at a time. The nearest stored visibility decides, that of the object first, then those

@@ -76,11 +76,10 @@ extern "C" {
  *  @param major  what QEL_UNIT_VERSION_MAJOR must be, or less
  *  @param minor  among versions of that major one, what QEL_UNIT_VERSION_MINOR must be, or less
  *  @param patch  among those of that minor one, what QEL_UNIT_VERSION_PATCH must be, or less */
-#define QEL_UNIT_VERSION_AT_LEAST(major, minor, patch)                                                       \
-    (QEL_UNIT_VERSION_MAJOR > (major) ||                                                                     \
-     (QEL_UNIT_VERSION_MAJOR == (major) &&                                                                   \
-      (QEL_UNIT_VERSION_MINOR > (minor) ||                                                                   \
-       (QEL_UNIT_VERSION_MINOR == (minor) && QEL_UNIT_VERSION_PATCH >= (patch)))))
+#define QEL_UNIT_VERSION_AT_LEAST(major, minor, patch)                                                                 \
+    (QEL_UNIT_VERSION_MAJOR > (major) ||                                                                               \
+     (QEL_UNIT_VERSION_MAJOR == (major) &&                                                                             \
+      (QEL_UNIT_VERSION_MINOR > (minor) || (QEL_UNIT_VERSION_MINOR == (minor) && QEL_UNIT_VERSION_PATCH >= (patch)))))
 
 /** What a token lookup returns when nothing was found. */
 #define QEL_NOT_FOUND 0xFFFFFFFFu
@@ -331,13 +330,13 @@ struct qel_hash_index {
 
 /** A store of tokens. All pointers are null in an empty unit and set in a built one. */
 struct qel_unit {
-    uint32_t version;  /**< 1 after create; the file's on load; written on save */
-    uint32_t count;    /**< number of tokens; keeps its value after ::qel_unit_free */
-    uint32_t extra;    /**< a word carried to and from the file, never interpreted; 0 after create */
-    qel_token *tokens; /**< owned; `count` packed records */
+    uint32_t version;             /**< 1 after create; the file's on load; written on save */
+    uint32_t count;               /**< number of tokens; keeps its value after ::qel_unit_free */
+    uint32_t extra;               /**< a word carried to and from the file, never interpreted; 0 after create */
+    qel_token *tokens;            /**< owned; `count` packed records */
     qel_hash_index *morton_index; /**< owned; by hash ((key >> 32) xor key) and 0x7FFFFF */
-    qel_hash_index *hex_index; /**< owned; by the low 23 bits of djb2 (start 5381, times 33, signed bytes) */
-    uint32_t *order; /**< `count` token numbers 0, 1, 2, …; the caller frees it, see ::qel_unit_free */
+    qel_hash_index *hex_index;    /**< owned; by the low 23 bits of djb2 (start 5381, times 33, signed bytes) */
+    uint32_t *order;              /**< `count` token numbers 0, 1, 2, …; the caller frees it, see ::qel_unit_free */
 };
 
 /**
@@ -446,8 +445,7 @@ QEL_API int32_t qel_unit_get_token(const qel_unit *unit, uint32_t index, uint64_
  * @param[out] layers   room for `count` layer numbers
  * @return the number of tokens copied
  */
-QEL_API uint32_t qel_unit_get_all_tokens(const qel_unit *unit, uint64_t *mortons, char *hex_ids,
-                                         uint8_t *layers);
+QEL_API uint32_t qel_unit_get_all_tokens(const qel_unit *unit, uint64_t *mortons, char *hex_ids, uint8_t *layers);
 
 /**
  * Finds a token by key, in constant time.
@@ -636,8 +634,8 @@ QEL_API uint64_t qel_matrix_48_identity(uint8_t x, uint8_t y, uint32_t z, qel_ma
  * @param[out] c1  result
  * @param[out] c2  result
  */
-QEL_API void qel_matrix_48_crossover_bind(uint8_t a0, uint8_t a1, uint8_t a2, uint8_t b0, uint8_t b1,
-                                          uint8_t b2, uint8_t *c0, uint8_t *c1, uint8_t *c2);
+QEL_API void qel_matrix_48_crossover_bind(uint8_t a0, uint8_t a1, uint8_t a2, uint8_t b0, uint8_t b1, uint8_t b2,
+                                          uint8_t *c0, uint8_t *c1, uint8_t *c2);
 
 /**
  * Reflects a cell: for each coordinate v, 0 gives 47, 1..48 give 48 - v, larger ones give 0.
@@ -683,8 +681,8 @@ typedef enum qel_reproduce_mode {
  * @param mode        a ::qel_reproduce_mode, or any other number
  * @param[out] child  the record to fill, all fields
  */
-QEL_API void qel_matrix_48_reproduce(const qel_matrix_identity *a, const qel_matrix_identity *b,
-                                     uint32_t mode, qel_matrix_offspring *child);
+QEL_API void qel_matrix_48_reproduce(const qel_matrix_identity *a, const qel_matrix_identity *b, uint32_t mode,
+                                     qel_matrix_offspring *child);
 
 /**
  * The number of cells. Nothing is examined.
@@ -715,13 +713,12 @@ QEL_API uint32_t qel_matrix_48_validate_all(void);
 
 /** One set of texture coordinates. */
 struct ogawa_uv_set {
-    char name[64]; /**< set name, terminated; the reader writes "uv" */
-    float *values; /**< owned; `value_count` pairs (u, v) */
-    uint32_t
-        value_count;   /**< number of pairs; 0 beside an array: not set, so that `indices` are not bounded */
-    uint32_t *indices; /**< owned, may be null; per face corner an index into `values` */
+    char name[64];        /**< set name, terminated; the reader writes "uv" */
+    float *values;        /**< owned; `value_count` pairs (u, v) */
+    uint32_t value_count; /**< number of pairs; 0 beside an array: not set, so that `indices` are not bounded */
+    uint32_t *indices;    /**< owned, may be null; per face corner an index into `values` */
     uint32_t index_count; /**< entries in `indices`; 0 beside an array: not bounded */
-    uint32_t scope; /**< ::OGAWA_SCOPE_VERTEX or ::OGAWA_SCOPE_FACE_VARYING; the reader writes the latter */
+    uint32_t scope;       /**< ::OGAWA_SCOPE_VERTEX or ::OGAWA_SCOPE_FACE_VARYING; the reader writes the latter */
 };
 
 /** Per-vertex tangents and bitangents. */
@@ -738,12 +735,12 @@ struct ogawa_manifold {
     uint32_t *vertex_face_offsets; /**< owned; `vertex_count` + 1 starts into `vertex_faces` */
     uint32_t vertex_count;         /**< the mesh's vertex count */
     uint32_t *face_vertices;       /**< borrowed: the mesh's `face_indices`, never freed here */
-    uint32_t *face_offsets; /**< owned; `face_count` + 1 starts into `face_vertices`, none unreadable */
-    uint32_t face_count;    /**< the mesh's face count */
-    void *aux_array_a;      /**< owned; the library leaves it null and only releases it */
-    uint32_t aux_count;     /**< the library leaves it 0 */
-    void *aux_array_b;      /**< owned; the library leaves it null and only releases it */
-    void *aux_array_c;      /**< owned; the library leaves it null and only releases it */
+    uint32_t *face_offsets;        /**< owned; `face_count` + 1 starts into `face_vertices`, none unreadable */
+    uint32_t face_count;           /**< the mesh's face count */
+    void *aux_array_a;             /**< owned; the library leaves it null and only releases it */
+    uint32_t aux_count;            /**< the library leaves it 0 */
+    void *aux_array_b;             /**< owned; the library leaves it null and only releases it */
+    void *aux_array_c;             /**< owned; the library leaves it null and only releases it */
 };
 
 /** One polygon mesh. */
@@ -1034,8 +1031,8 @@ QEL_API int32_t ogawa_build_manifold(ogawa_polymesh *mesh);
  * @param[out] faces  a pointer into the manifold, valid until it is released
  * @param[out] count  number of faces
  */
-QEL_API int32_t ogawa_get_vertex_faces(const ogawa_manifold *manifold, uint32_t vertex,
-                                       const uint32_t **faces, uint32_t *count);
+QEL_API int32_t ogawa_get_vertex_faces(const ogawa_manifold *manifold, uint32_t vertex, const uint32_t **faces,
+                                       uint32_t *count);
 
 /**
  * The vertices that share a face with a vertex, each once, in order of first appearance: faces ascending,
@@ -1091,8 +1088,8 @@ QEL_API void ogawa_free_manifold(ogawa_manifold *manifold);
  * @param[out] frame  the record; what it held is overwritten, not freed. Release it with
  *                    ::ogawa_free_tangent_frame
  */
-QEL_API int32_t ogawa_read_tangent_frame(const ogawa_archive *archive, const ogawa_object *object,
-                                         uint64_t sample, ogawa_tangent_frame *frame);
+QEL_API int32_t ogawa_read_tangent_frame(const ogawa_archive *archive, const ogawa_object *object, uint64_t sample,
+                                         ogawa_tangent_frame *frame);
 
 /**
  * Computes per-vertex tangents and bitangents into `mesh->tangent_frame`, from positions, faces and a UV
@@ -1183,7 +1180,7 @@ struct qel_alembic_token {
 
 /** One mesh of a scene. */
 struct qel_alembic_mesh {
-    char name[64]; /**< at most 63 characters and a terminator; a loaded name is as the file holds it */
+    char name[64];                /**< at most 63 characters and a terminator; a loaded name is as the file holds it */
     uint32_t vertex_count;        /**< number of vertices */
     uint32_t face_count;          /**< number of triangles */
     float *positions;             /**< owned; `vertex_count` triples */
@@ -1255,8 +1252,8 @@ QEL_API void qel_alembic_compute_bounds(const float *positions, uint32_t vertex_
  * @param[out] my  lattice coordinate
  * @param[out] mz  lattice coordinate
  */
-QEL_API void qel_alembic_world_to_matrix(float x, float y, float z, const float *bounds, uint8_t *mx,
-                                         uint8_t *my, uint8_t *mz);
+QEL_API void qel_alembic_world_to_matrix(float x, float y, float z, const float *bounds, uint8_t *mx, uint8_t *my,
+                                         uint8_t *mz);
 
 /**
  * The point of a lattice cell: m / 47 x (max - min) + min per axis, in single precision.
@@ -1271,8 +1268,8 @@ QEL_API void qel_alembic_world_to_matrix(float x, float y, float z, const float 
  * @param[out] y  point
  * @param[out] z  point
  */
-QEL_API void qel_alembic_matrix_to_world(uint8_t mx, uint8_t my, uint8_t mz, const float *bounds, float *x,
-                                         float *y, float *z);
+QEL_API void qel_alembic_matrix_to_world(uint8_t mx, uint8_t my, uint8_t mz, const float *bounds, float *x, float *y,
+                                         float *z);
 
 /**
  * Fills a vertex record: lattice cell, key, level, state, norm and coupling; the topology becomes 0.
@@ -1294,8 +1291,7 @@ QEL_API void qel_alembic_process_vertex(const float *position, const float *boun
  * @param face_count    number of triangles; 0 gives 0
  * @return the hash; 0x5A5A5A5A for a vertex in no face
  */
-QEL_API uint32_t qel_alembic_topology_hash(uint32_t vertex_index, const uint32_t *indices,
-                                           uint32_t face_count);
+QEL_API uint32_t qel_alembic_topology_hash(uint32_t vertex_index, const uint32_t *indices, uint32_t face_count);
 
 /**
  * Makes the token of a processed vertex.
@@ -1455,8 +1451,7 @@ QEL_API void qel_alembic_mesh_info(const qel_alembic_mesh *mesh, char *buf, int3
  * @param morton    the key
  * @param[out] out  mesh, vertex, pointers; frame 0, distance 0
  */
-QEL_API int32_t qel_alembic_lookup_morton(const qel_alembic_file *scene, uint64_t morton,
-                                          qel_alembic_hit *out);
+QEL_API int32_t qel_alembic_lookup_morton(const qel_alembic_file *scene, uint64_t morton, qel_alembic_hit *out);
 
 /**
  * Addresses a vertex of a frame, or of the scene's own meshes when `frame` is 0 or there are no frames.
@@ -1470,9 +1465,8 @@ QEL_API int32_t qel_alembic_lookup_morton(const qel_alembic_file *scene, uint64_
  * @param[out] out      indices; `frame_index` is the position of the frame's record; pointers are null for a
  *                      frame's vertex
  */
-QEL_API int32_t qel_alembic_lookup_frame_vertex(const qel_alembic_file *scene, int32_t frame,
-                                                uint32_t mesh_index, uint32_t vertex_index,
-                                                qel_alembic_hit *out);
+QEL_API int32_t qel_alembic_lookup_frame_vertex(const qel_alembic_file *scene, int32_t frame, uint32_t mesh_index,
+                                                uint32_t vertex_index, qel_alembic_hit *out);
 
 /**
  * Finds the `k` vertices nearest to a key, nearest first; of equal distances the earlier vertex comes first.
@@ -1499,8 +1493,8 @@ QEL_API uint32_t qel_alembic_query_nearest(const qel_alembic_file *scene, uint64
  * @param max           where to stop; below 1 gives 0
  * @return the number of hits
  */
-QEL_API uint32_t qel_alembic_query_layer(const qel_alembic_file *scene, uint8_t layer,
-                                         qel_alembic_hit *results, int32_t max);
+QEL_API uint32_t qel_alembic_query_layer(const qel_alembic_file *scene, uint8_t layer, qel_alembic_hit *results,
+                                         int32_t max);
 
 /**
  * Copies the mesh record of a frame: its first mesh, or the scene's first mesh when there are no frames.
@@ -1529,8 +1523,7 @@ QEL_API int32_t qel_alembic_sample_frame(const qel_alembic_file *scene, int32_t 
  * @param time      seconds
  * @param[out] out  only `vertex_count` and `positions` are written; the caller frees `positions`
  */
-QEL_API int32_t qel_alembic_interpolate_time(const qel_alembic_file *scene, float time,
-                                             qel_alembic_mesh *out);
+QEL_API int32_t qel_alembic_interpolate_time(const qel_alembic_file *scene, float time, qel_alembic_mesh *out);
 
 /**
  * The range of frame positions and the frame rate.
@@ -1540,8 +1533,7 @@ QEL_API int32_t qel_alembic_interpolate_time(const qel_alembic_file *scene, floa
  * @param[out] end    the number of frames minus 1, 0 without frames; may be null
  * @param[out] fps    the scene's frame rate; may be null
  */
-QEL_API void qel_alembic_get_frame_range(const qel_alembic_file *scene, uint32_t *start, uint32_t *end,
-                                         float *fps);
+QEL_API void qel_alembic_get_frame_range(const qel_alembic_file *scene, uint32_t *start, uint32_t *end, float *fps);
 
 /**
  * Writes one mesh's tokens as a unit file that ::qel_unit_load reads. Write errors are not reported.
@@ -1611,8 +1603,7 @@ QEL_API uint32_t qel_mesh_verify_p_div_p(const float *positions, uint32_t count)
  * @param max_z  the box
  * @return the score, 1 for a cube
  */
-QEL_API float qel_mesh_bounds_coherence(float min_x, float min_y, float min_z, float max_x, float max_y,
-                                        float max_z);
+QEL_API float qel_mesh_bounds_coherence(float min_x, float min_y, float min_z, float max_x, float max_y, float max_z);
 
 /**
  * Makes all checks and fills a report. Null positions and a count of 0 are valid.
@@ -1628,9 +1619,8 @@ QEL_API float qel_mesh_bounds_coherence(float min_x, float min_y, float min_z, f
  * @param[out] report  the record to fill, all fields
  * @return the report's `valid`, 0 or 1; -1 when `report` is null
  */
-QEL_API int32_t qel_mesh_verify_identity(const float *positions, uint32_t count, float min_x, float min_y,
-                                         float min_z, float max_x, float max_y, float max_z,
-                                         qel_mesh_verify_report *report);
+QEL_API int32_t qel_mesh_verify_identity(const float *positions, uint32_t count, float min_x, float min_y, float min_z,
+                                         float max_x, float max_y, float max_z, qel_mesh_verify_report *report);
 
 /**
  * Whether both identities hold.
@@ -1809,8 +1799,7 @@ QEL_API void qel_mesh_free(qel_mesh *mesh);
  * @param[out] triangle_count  number of triangles; may be null
  */
 QEL_API int32_t qel_mesh_get_gpu_data(const qel_mesh *mesh, const float **positions, const float **normals,
-                                      const uint32_t **indices, uint32_t *vertex_count,
-                                      uint32_t *triangle_count);
+                                      const uint32_t **indices, uint32_t *vertex_count, uint32_t *triangle_count);
 /** @} */
 
 /* ------------------------------------------------------------------------------------------------ */
@@ -1849,11 +1838,11 @@ typedef enum qel_agent_command {
 
 /** One agent: 40 bytes, the same in memory and in the directory file. */
 struct qel_agent {
-    char id[8];        /**< eight upper-case hexadecimal digits (a loaded file's: any bytes), no terminator */
-    char parent[8];    /**< id of the parent or of the last delegating agent; "2A9E0000" without one */
-    uint8_t type;      /**< kind of agent; statistics count 0..3 */
-    uint8_t state;     /**< a ::qel_agent_state (a loaded file's: any byte) */
-    uint8_t flag_idle; /**< 1 after spawn and reset */
+    char id[8];              /**< eight upper-case hexadecimal digits (a loaded file's: any bytes), no terminator */
+    char parent[8];          /**< id of the parent or of the last delegating agent; "2A9E0000" without one */
+    uint8_t type;            /**< kind of agent; statistics count 0..3 */
+    uint8_t state;           /**< a ::qel_agent_state (a loaded file's: any byte) */
+    uint8_t flag_idle;       /**< 1 after spawn and reset */
     uint8_t flag_terminated; /**< 1 after terminate */
     uint8_t flag_delegated;  /**< 1 after delegate */
     uint8_t cleared;         /**< set to 0 by every transition that writes the flags */
@@ -1865,13 +1854,13 @@ struct qel_agent {
 
 /** The directory. The one instance is private to the library; its layout is given for tools. */
 struct qel_agent_dir {
-    char magic[4];         /**< "QEAG" */
-    uint32_t version;      /**< 1, or the loaded file's */
-    uint32_t agent_count;  /**< slots in use; a loaded file's count is kept even above ::QEL_AGENT_CAPACITY */
-    uint32_t active_count; /**< agents spawned and not terminated */
-    int64_t saved_at;      /**< seconds since 1970-01-01 UTC of the last save, 0 when never saved */
-    qel_agent *agents;     /**< owned; ::QEL_AGENT_CAPACITY records */
-    qel_hash_index *index; /**< owned; from id hash to slot. Node s holds slot s */
+    char magic[4];            /**< "QEAG" */
+    uint32_t version;         /**< 1, or the loaded file's */
+    uint32_t agent_count;     /**< slots in use; a loaded file's count is kept even above ::QEL_AGENT_CAPACITY */
+    uint32_t active_count;    /**< agents spawned and not terminated */
+    int64_t saved_at;         /**< seconds since 1970-01-01 UTC of the last save, 0 when never saved */
+    qel_agent *agents;        /**< owned; ::QEL_AGENT_CAPACITY records */
+    qel_hash_index *index;    /**< owned; from id hash to slot. Node s holds slot s */
     uint32_t next_id_counter; /**< counter for generated ids, starts at 4096, not saved */
     char path[256];           /**< the directory's file, cut to 255 characters, terminated */
     uint32_t dirty;           /**< 1 when changed since the last save or load */

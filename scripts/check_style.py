@@ -10,7 +10,6 @@ import re
 import sys
 from typing import Callable, Dict, Iterator, List, NamedTuple, Optional, Sequence, Tuple
 
-COLUMNS = 120
 PACKAGE = "bindings/python"  # whose Python users read, and which no formatter holds to the columns
 FOLDERS = ("include", "src", "tools", "web", "tests", "fuzz", "bench", "examples", PACKAGE)
 TEXTS = (".md", ".txt", ".js", ".mjs")  # the spelling of words is also checked in these, in the whole project
@@ -51,6 +50,16 @@ SPELLINGS = (  # the same, in code only; a function may be called longest_...()
     (re.compile(r"for \(const std::(?:size_t|uint\d+_t) \w+ : \{(?:[\d']+(?:, )?)+\}"),
      "numbers of an unsigned list end in u, or clang takes them for a change of sign"),
 )
+
+
+def column_limit() -> int:
+    """The formatter's limit, which holds for comments and for what it does not format as well."""
+    settings = pathlib.Path(__file__).resolve().parent.parent / ".clang-format"
+    limit = re.search(r"^ColumnLimit: (\d+)$", settings.read_text(encoding="utf-8"), re.M)
+    return int(limit[1]) if limit else sys.exit(".clang-format has no ColumnLimit")
+
+
+COLUMNS = column_limit()
 
 
 class Source(NamedTuple):

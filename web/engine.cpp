@@ -16,8 +16,7 @@
 #include <memory>
 #include <sstream>
 
-EM_JS(void, tell_step, (const char *step, double done, double all),
-      { Module.onStep(UTF8ToString(step), done, all); })
+EM_JS(void, tell_step, (const char *step, double done, double all), { Module.onStep(UTF8ToString(step), done, all); })
 
 namespace {
 

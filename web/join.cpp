@@ -28,8 +28,7 @@ std::size_t first_from(const std::vector<std::size_t> &frames, std::size_t own) 
 std::vector<double> times_of_all(const std::vector<named_model> &parts) {
     std::vector<double> times;
     for (const named_model &part : parts)
-        if (part.model.times.size() > 1)
-            times.insert(times.end(), part.model.times.begin(), part.model.times.end());
+        if (part.model.times.size() > 1) times.insert(times.end(), part.model.times.begin(), part.model.times.end());
     std::sort(times.begin(), times.end());
     times.erase(std::unique(times.begin(), times.end()), times.end());
     return times;

@@ -64,8 +64,7 @@ tool::page_model load_unit_page(const tool::input_file &file) {
         mesh.tokens.push_back(token_of(token));
     };
     tool::each_record<qel_token>(file, file.header<tool::record_header>().count, take);
-    if (outside > 0)
-        model.notes.push_back(tool::counted(outside, "token") + " outside the cube of 48, left out.");
+    if (outside > 0) model.notes.push_back(tool::counted(outside, "token") + " outside the cube of 48, left out.");
     model.objects.push_back({"tokens", -1, "Unit"});
     model.meshes.push_back(std::move(mesh));
     return model;

@@ -62,8 +62,7 @@ std::uint32_t *vertex_neighbors(const ogawa_manifold &manifold, std::uint32_t ve
     if (list == nullptr) return nullptr;
     std::uint32_t found = 0;
     for (std::uint32_t i = 0; i < n; ++i)
-        for (std::uint32_t k = manifold.face_offsets[faces[i]]; k < manifold.face_offsets[faces[i] + 1];
-             ++k) {
+        for (std::uint32_t k = manifold.face_offsets[faces[i]]; k < manifold.face_offsets[faces[i] + 1]; ++k) {
             const std::uint32_t other = manifold.face_vertices[k];
             if (other == vertex) continue;
             std::uint32_t at = 0;

@@ -38,8 +38,8 @@ void agent_free(qel_agent_dir *dir) {
     std::free(dir);
 }
 
-std::int32_t agent_spawn(qel_agent_dir *dir, const char *parent, std::uint8_t type, std::uint8_t tier,
-                         std::uint8_t tag, char *id_out) {
+std::int32_t agent_spawn(qel_agent_dir *dir, const char *parent, std::uint8_t type, std::uint8_t tier, std::uint8_t tag,
+                         char *id_out) {
     if (dir->agent_count >= QEL_AGENT_CAPACITY) return -2;
     char id[9];
     bool chosen = false;

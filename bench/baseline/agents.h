@@ -13,8 +13,8 @@ namespace qel::baseline {
 qel_agent_dir *agent_init();
 void agent_free(qel_agent_dir *dir);
 
-std::int32_t agent_spawn(qel_agent_dir *dir, const char *parent, std::uint8_t type, std::uint8_t tier,
-                         std::uint8_t tag, char *id_out);
+std::int32_t agent_spawn(qel_agent_dir *dir, const char *parent, std::uint8_t type, std::uint8_t tier, std::uint8_t tag,
+                         char *id_out);
 std::uint32_t agent_monitor(const qel_agent_dir *dir, const char *pattern, char *ids_out, std::int32_t max);
 
 } // namespace qel::baseline

@@ -119,8 +119,7 @@ std::int32_t load(const char *path, qel_unit *unit) {
     std::memcpy(&unit->extra, header + 12, 4);
     unit->tokens = static_cast<qel_token *>(std::malloc(std::size_t{claimed} * sizeof(qel_token) + 1));
     if (unit->tokens != nullptr)
-        while (read < claimed &&
-               std::fread(&unit->tokens[read], 1, sizeof(qel_token), stream) == sizeof(qel_token))
+        while (read < claimed && std::fread(&unit->tokens[read], 1, sizeof(qel_token), stream) == sizeof(qel_token))
             ++read;
     unit->count = read;
     std::fclose(stream);
@@ -187,8 +186,8 @@ std::int64_t search_start(const qel_unit *unit, std::uint64_t target) {
     }
 }
 
-std::uint32_t query_nearest(const qel_unit *unit, std::uint64_t morton, std::int32_t k,
-                            std::uint32_t *numbers, std::uint64_t *distances) {
+std::uint32_t query_nearest(const qel_unit *unit, std::uint64_t morton, std::int32_t k, std::uint32_t *numbers,
+                            std::uint64_t *distances) {
     if (unit == nullptr || unit->tokens == nullptr || unit->count == 0 || k < 1) return 0;
     const std::int64_t count = unit->count;
     const auto size = static_cast<std::uint32_t>(std::min<std::int64_t>(k, count));
@@ -196,9 +195,7 @@ std::uint32_t query_nearest(const qel_unit *unit, std::uint64_t morton, std::int
     if (list.entries == nullptr) return 0;
     std::fill(list.entries, list.entries + size, search_result{none, UINT64_MAX});
     const auto key = [unit](std::int64_t i) -> std::uint64_t { return unit->tokens[i].morton; };
-    const auto offer = [&](std::int64_t i) {
-        list.offer(static_cast<std::uint32_t>(i), hop_distance(key(i), morton));
-    };
+    const auto offer = [&](std::int64_t i) { list.offer(static_cast<std::uint32_t>(i), hop_distance(key(i), morton)); };
     const std::int64_t start = search_start(unit, morton);
     offer(start);
     for (std::int64_t left = start - 1, right = start + 1; left >= 0 || right < count;) {

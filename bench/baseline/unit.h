@@ -26,7 +26,7 @@ std::uint32_t bucket_of_id(const char *hex_id);
 std::int64_t search_start(const qel_unit *unit, std::uint64_t target);
 
 /// Sorts its list after each acceptance.
-std::uint32_t query_nearest(const qel_unit *unit, std::uint64_t morton, std::int32_t k,
-                            std::uint32_t *numbers, std::uint64_t *distances);
+std::uint32_t query_nearest(const qel_unit *unit, std::uint64_t morton, std::int32_t k, std::uint32_t *numbers,
+                            std::uint64_t *distances);
 
 } // namespace qel::baseline

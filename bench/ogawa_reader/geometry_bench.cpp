@@ -39,8 +39,7 @@ void manifold(benchmark::State &state, mesh_input &input) {
     if (!agree_with_model(state, "the plain manifold differs", [&] { return manifold_same(input); })) return;
     ogawa_polymesh ours = input.mesh, plain = input.mesh;
     side_by_side(state, {[&] { ogawa_build_manifold(&ours); }, [&] { ogawa_free_manifold(&ours.manifold); }})
-        .model({[&] { baseline::build_manifold(&plain); }, [&] { ogawa_free_manifold(&plain.manifold); }},
-               1.5)
+        .model({[&] { baseline::build_manifold(&plain); }, [&] { ogawa_free_manifold(&plain.manifold); }}, 1.5)
         .limit("streaming its inputs and outputs", {[&] {
                    stream_read(input.torus.face_counts);
                    stream_read(input.torus.face_indices);
@@ -127,9 +126,7 @@ void tangents(benchmark::State &state, mesh_input &input) {
     model::plain_tangent_frame plain;
     side_by_side(state, {[&] { ogawa_compute_tangent_frame(&mesh, nullptr); },
                          [&] { ogawa_free_tangent_frame(&mesh.tangent_frame); }})
-        .model(
-            {[&] { plain = model::compute_plain_tangent_frame(mesh, mesh.uv_sets[0]); }, [&] { plain = {}; }},
-            1.5)
+        .model({[&] { plain = model::compute_plain_tangent_frame(mesh, mesh.uv_sets[0]); }, [&] { plain = {}; }}, 1.5)
         .limit("streaming its inputs and outputs", {[&] {
                    stream_read(input.torus.positions);
                    stream_read(input.torus.vertex_uvs);

@@ -33,8 +33,7 @@ void sum_corner_normals(const ogawa_polymesh &mesh) {
 
 void save(benchmark::State &state, const ogawa_polymesh &mesh, double fwrite_target) {
     const test::temp_folder folder;
-    const std::string path = folder.file("ours.qelm"), plain = folder.file("plain.qelm"),
-                      raw = folder.file("raw");
+    const std::string path = folder.file("ours.qelm"), plain = folder.file("plain.qelm"), raw = folder.file("raw");
     qel_mesh_save(&mesh, nullptr, path.c_str());
     const test::bytes content = test::read_file(path);
     const auto same = [&] {
@@ -44,8 +43,7 @@ void save(benchmark::State &state, const ogawa_polymesh &mesh, double fwrite_tar
     if (!agree_with_model(state, "the plain file differs", same)) return;
     side_by_side rounds(state, writing(path, [&] { qel_mesh_save(&mesh, nullptr, path.c_str()); }));
     rounds.model(writing(plain, [&] { baseline::save_mesh(mesh, plain.c_str()); }), 1.2)
-        .limit("fwrite", writing(raw, [&] { write_whole(raw, content.data(), content.size()); }),
-               fwrite_target);
+        .limit("fwrite", writing(raw, [&] { write_whole(raw, content.data(), content.size()); }), fwrite_target);
     if (mesh.normal_scope == OGAWA_SCOPE_FACE_VARYING)
         rounds.limit("fwrite, and sums of the corners' normals", writing(raw, [&] {
                          sum_corner_normals(mesh);

@@ -16,8 +16,7 @@ namespace qel::bench {
 /// indices are the corners' vertices.
 struct mesh_input {
     explicit mesh_input(std::size_t side)
-        : torus(test::make_torus(static_cast<std::uint32_t>(side), static_cast<std::uint32_t>(side), 3.0f,
-                                 1.0f)) {
+        : torus(test::make_torus(static_cast<std::uint32_t>(side), static_cast<std::uint32_t>(side), 3.0f, 1.0f)) {
         test::set_normals(mesh, torus.corner_normals, OGAWA_SCOPE_FACE_VARYING);
         std::strcpy(uvs.name, "uv");
         uvs.values = torus.vertex_uvs.data();

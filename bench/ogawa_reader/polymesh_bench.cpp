@@ -15,8 +15,7 @@ bool whole_and_same(const ogawa_archive &archive, const std::vector<array_place>
     ogawa_polymesh ours, plain;
     ogawa_read_polymesh(&archive, nullptr, 0, &ours);
     model::read_polymesh(archive.file, nullptr, &plain);
-    const bool whole = ours.vertex_count == winners[0].size / 12 &&
-                       ours.normal_count == winners[1].size / 12 &&
+    const bool whole = ours.vertex_count == winners[0].size / 12 && ours.normal_count == winners[1].size / 12 &&
                        ours.face_index_count == winners[2].size / 4 && ours.face_count == winners[3].size / 4;
     const bool same = whole && model::same_polymesh(ours, plain);
     ogawa_free_polymesh(&ours);
@@ -33,8 +32,8 @@ void walk(benchmark::State &state, std::size_t bytes) {
     if (!agree_with_model(state, "the plain mesh differs", same)) return;
     ogawa_polymesh ours = {}, plain = {};
     std::vector<heap_block> arrays;
-    side_by_side(state, {[&] { ogawa_read_polymesh(&archive.archive, nullptr, 0, &ours); },
-                         [&] { ogawa_free_polymesh(&ours); }})
+    side_by_side(
+        state, {[&] { ogawa_read_polymesh(&archive.archive, nullptr, 0, &ours); }, [&] { ogawa_free_polymesh(&ours); }})
         .model({[&] { model::read_polymesh(archive.archive.file, nullptr, &plain); },
                 [&] { model::free_polymesh(&plain); }},
                1)

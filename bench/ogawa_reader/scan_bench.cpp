@@ -42,9 +42,7 @@ struct normals_reader {
         keep_floats(kept, normals, std::size_t{count} * 3);
         std::free(normals);
     }
-    static std::vector<float> read_plainly(std::FILE *file) {
-        return model::read_normals_plainly(file).values;
-    }
+    static std::vector<float> read_plainly(std::FILE *file) { return model::read_normals_plainly(file).values; }
 };
 
 struct uvs_reader {
@@ -177,15 +175,14 @@ bool same_as_plain(const ogawa_archive &archive) {
 }
 
 void fallback(benchmark::State &state) {
-    const open_archive large(archive_without_tree(file_size())),
-        small(archive_without_tree(small_size() / 2));
+    const open_archive large(archive_without_tree(file_size())), small(archive_without_tree(small_size() / 2));
     if (!agree(state, same_as_plain(small.archive), "the plain mesh differs")) return;
     ogawa_polymesh plain = {};
     side_by_side(state, {[&] { mesh_reader::read(large.archive); }})
-        .model_at("512 KiB", {[&] { mesh_reader::read(small.archive); }},
-                  {[&] { model::read_polymesh(small.archive.file, nullptr, &plain); },
-                   [&] { model::free_polymesh(&plain); }},
-                  100)
+        .model_at(
+            "512 KiB", {[&] { mesh_reader::read(small.archive); }},
+            {[&] { model::read_polymesh(small.archive.file, nullptr, &plain); }, [&] { model::free_polymesh(&plain); }},
+            100)
         .limit("fread of the file", {[&] { read_through(large.archive.file); }}, 4)
         .measure();
 }

@@ -59,12 +59,11 @@ struct skin_input {
 void skin_with_eigen(const skin_input &input, std::vector<float> &out) {
     std::vector<matrix, Eigen::aligned_allocator<matrix>> matrices(input.joints.size());
     for (std::size_t j = 0; j < matrices.size(); ++j)
-        matrices[j] = Eigen::Map<const matrix>(&input.poses[j * 16]) *
-                      Eigen::Map<const matrix>(input.joints[j].joint_transform);
+        matrices[j] =
+            Eigen::Map<const matrix>(&input.poses[j * 16]) * Eigen::Map<const matrix>(input.joints[j].joint_transform);
     for (std::size_t i = 0; i < input.weights.size(); ++i) {
         const float *const p = &input.positions[i * 3];
-        const double x = static_cast<double>(p[0]), y = static_cast<double>(p[1]),
-                     z = static_cast<double>(p[2]);
+        const double x = static_cast<double>(p[0]), y = static_cast<double>(p[1]), z = static_cast<double>(p[2]);
         Eigen::RowVector4d sum = Eigen::RowVector4d::Zero();
         for (int slot = 0; slot < 4; ++slot) {
             const matrix &m = matrices[input.weights[i].joints[slot]];
@@ -111,8 +110,7 @@ bool skinned_same(const skin_input &input, std::vector<float> &ours) {
 void apply(benchmark::State &state, std::size_t vertices) {
     const skin_input input(vertices, 100);
     std::vector<float> ours(input.positions.size()), eigen(input.positions.size()), plain;
-    if (!agree_with_model(state, "the plain positions differ", [&] { return skinned_same(input, ours); }))
-        return;
+    if (!agree_with_model(state, "the plain positions differ", [&] { return skinned_same(input, ours); })) return;
     const auto stream = [&] {
         stream_read(input.positions);
         stream_read(input.weights);
@@ -120,8 +118,7 @@ void apply(benchmark::State &state, std::size_t vertices) {
         keep(ours.data());
     };
     side_by_side rounds(
-        state,
-        {[&] { qel_skin_apply(&input.skin, input.poses.data(), input.positions.data(), ours.data()); }});
+        state, {[&] { qel_skin_apply(&input.skin, input.poses.data(), input.positions.data(), ours.data()); }});
     rounds.model({[&] { plain = model::skin_apply(input.skin, input.poses, input.positions); }}, 4)
         .peer("Eigen, double precision", {[&] {
                   skin_with_eigen(input, eigen);
@@ -143,8 +140,7 @@ void apply(benchmark::State &state, std::size_t vertices) {
 } // namespace
 
 void add_skinning_rows() {
-    row("skin apply, 4 of 100 joints each", "1 M vertices",
-        [](auto &state) { apply(state, sized(1000000, 2000)); });
+    row("skin apply, 4 of 100 joints each", "1 M vertices", [](auto &state) { apply(state, sized(1000000, 2000)); });
     growth("skin apply, 4 of 100 joints each", "vertex", 30'000'000, apply);
 }
 

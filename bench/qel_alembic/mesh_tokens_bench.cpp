@@ -46,9 +46,8 @@ bool same_as_plain(triangle_mesh &mesh) {
     model::processed_mesh plain;
     process_plainly(mesh, plain);
     const std::size_t count = plain.vertices.size();
-    const bool same =
-        std::memcmp(record.vertices, plain.vertices.data(), count * sizeof *record.vertices) == 0 &&
-        std::memcmp(record.tokens, plain.tokens.data(), count * sizeof *record.tokens) == 0;
+    const bool same = std::memcmp(record.vertices, plain.vertices.data(), count * sizeof *record.vertices) == 0 &&
+                      std::memcmp(record.tokens, plain.tokens.data(), count * sizeof *record.tokens) == 0;
     drop_records(record);
     return same;
 }
@@ -65,8 +64,7 @@ void process(benchmark::State &state, std::size_t vertices, double model_target 
         .limit("streaming its inputs and outputs", {[&] {
                    stream_read(mesh.positions);
                    stream_read(mesh.indices);
-                   stream_fill(mesh.vertex_count() *
-                               (sizeof(qel_alembic_vertex) + sizeof(qel_alembic_token)));
+                   stream_fill(mesh.vertex_count() * (sizeof(qel_alembic_vertex) + sizeof(qel_alembic_token)));
                }},
                limit_target)
         .measure();
@@ -77,8 +75,7 @@ void process_again(benchmark::State &state) {
     triangle_mesh mesh(sized(50000, 1000));
     qel_alembic_mesh record = unprocessed(mesh);
     qel_alembic_process_mesh(&record, 1);
-    std::vector<unsigned char> outputs(mesh.vertex_count() *
-                                       (sizeof(qel_alembic_vertex) + sizeof(qel_alembic_token)));
+    std::vector<unsigned char> outputs(mesh.vertex_count() * (sizeof(qel_alembic_vertex) + sizeof(qel_alembic_token)));
     side_by_side(state, {[&] { qel_alembic_process_mesh(&record, 1); }})
         .limit("streaming its inputs and outputs", {[&] {
                    stream_read(mesh.positions);
@@ -99,12 +96,10 @@ void process_large(benchmark::State &state) {
 } // namespace
 
 void add_mesh_token_rows() {
-    row("process mesh", "50 k vertices, 100 k faces",
-        [](auto &state) { process(state, sized(50000, 1000), 1000, 3); });
+    row("process mesh", "50 k vertices, 100 k faces", [](auto &state) { process(state, sized(50000, 1000), 1000, 3); });
     row("process mesh into the same arrays", "50 k vertices, 100 k faces", process_again);
     row("process mesh", "1 M vertices, 2 M faces", process_large);
-    growth("process mesh", "vertex", 20'000'000,
-           [](auto &state, std::size_t vertices) { process(state, vertices); });
+    growth("process mesh", "vertex", 20'000'000, [](auto &state, std::size_t vertices) { process(state, vertices); });
 }
 
 } // namespace qel::bench

@@ -58,8 +58,7 @@ void look_up(benchmark::State &state, bench_scene &s, const std::vector<std::uin
     qel_alembic_hit hit = {}, plain = {};
     bool same = true;
     for (const std::uint64_t key : keys)
-        same = same &&
-               qel_alembic_lookup_morton(&s.scene, key, &hit) == model::lookup(s.scene, table, key, plain) &&
+        same = same && qel_alembic_lookup_morton(&s.scene, key, &hit) == model::lookup(s.scene, table, key, plain) &&
                hit.vertex == plain.vertex;
     if (!agree(state, same, "the plain lookup differs")) return;
     side_by_side(state, {[&] {
@@ -123,9 +122,8 @@ void nearest(benchmark::State &state, std::size_t vertices, std::size_t queries)
     };
     side_by_side(state, repeated([&] { keep(qel_alembic_query_nearest(&s.scene, key, 8, ours)); }))
         .model(repeated([&] { keep(model::nearest(s.scene, key, 8).data()); }), 30)
-        .limit("streaming the vertex records", repeated([&] {
-                   stream_read(mesh.vertices, std::size_t{mesh.vertex_count} * sizeof *mesh.vertices);
-               }),
+        .limit("streaming the vertex records",
+               repeated([&] { stream_read(mesh.vertices, std::size_t{mesh.vertex_count} * sizeof *mesh.vertices); }),
                1.5)
         .measure();
 }
@@ -133,8 +131,7 @@ void nearest(benchmark::State &state, std::size_t vertices, std::size_t queries)
 void save(benchmark::State &state) {
     const test::temp_folder folder;
     bench_scene s(sized(200000, 2000));
-    const std::string path = folder.file("ours.bqel"), plain = folder.file("plain.bqel"),
-                      raw = folder.file("raw");
+    const std::string path = folder.file("ours.bqel"), plain = folder.file("plain.bqel"), raw = folder.file("raw");
     qel_alembic_save(path.c_str(), &s.scene);
     baseline::save(plain.c_str(), &s.scene);
     const test::bytes content = test::read_file(path);

@@ -56,8 +56,7 @@ void open_tree(benchmark::State &state, std::size_t objects) {
     const std::vector<file_range> headers = header_places(built);
     const std::unique_ptr<std::FILE, int (*)(std::FILE *)> stream(std::fopen(disk.path(), "rb"), std::fclose);
     qel_archive *archive = nullptr;
-    side_by_side(state,
-                 {[&] { qel_archive_open(disk.path(), &archive); }, [&] { qel_archive_close(archive); }})
+    side_by_side(state, {[&] { qel_archive_open(disk.path(), &archive); }, [&] { qel_archive_close(archive); }})
         .limit("fread of each header", {[&] { fread_each(stream.get(), headers); }}, 3)
         .limit("fread of the whole file", {[&] { read_through(stream.get()); }})
         .measure();
@@ -112,8 +111,7 @@ bool is_whole(const archive_on_disk &disk, const std::vector<file_range> &arrays
 }
 
 /// Reads each array into a fresh block of the heap, with huge pages like the library's.
-void read_arrays(const archive_on_disk &disk, const std::vector<file_range> &arrays,
-                 std::vector<heap_block> &blocks) {
+void read_arrays(const archive_on_disk &disk, const std::vector<file_range> &arrays, std::vector<heap_block> &blocks) {
     for (const file_range &array : arrays) {
         blocks.emplace_back(heap_array<std::uint8_t>(array.size));
         read_at(disk.descriptor(), array, blocks.back().get());
@@ -135,10 +133,10 @@ void read_mesh(benchmark::State &state, std::size_t bytes) {
     if (!agree(state, is_whole(disk, meshes.arrays[0], 1), "the mesh is another one")) return;
     ogawa_polymesh mesh = {};
     std::vector<heap_block> blocks;
-    side_by_side(state, {[&] { qel_archive_read_mesh(disk.archive(), 1, 0, &mesh); },
-                         [&] { ogawa_free_polymesh(&mesh); }})
-        .limit("pread of those arrays",
-               {[&] { read_arrays(disk, meshes.arrays[0], blocks); }, [&] { blocks.clear(); }}, 1.3)
+    side_by_side(state,
+                 {[&] { qel_archive_read_mesh(disk.archive(), 1, 0, &mesh); }, [&] { ogawa_free_polymesh(&mesh); }})
+        .limit("pread of those arrays", {[&] { read_arrays(disk, meshes.arrays[0], blocks); }, [&] { blocks.clear(); }},
+               1.3)
         .measure();
 }
 
@@ -156,9 +154,7 @@ void read_two_meshes(benchmark::State &state) {
             ogawa_free_polymesh(&mesh);
     };
     std::vector<heap_block> blocks[2];
-    const auto pread_one = [&](std::uint32_t number) {
-        read_arrays(disk, meshes.arrays[number], blocks[number]);
-    };
+    const auto pread_one = [&](std::uint32_t number) { read_arrays(disk, meshes.arrays[number], blocks[number]); };
     const auto release_blocks = [&] {
         for (std::vector<heap_block> &each : blocks)
             each.clear();
@@ -171,8 +167,7 @@ void read_two_meshes(benchmark::State &state) {
                },
                release},
               1.8)
-        .limit("pread of those arrays on two threads", {[&] { on_two_threads(pread_one); }, release_blocks},
-               1.3)
+        .limit("pread of those arrays on two threads", {[&] { on_two_threads(pread_one); }, release_blocks}, 1.3)
         .measure();
 }
 
@@ -199,8 +194,7 @@ void read_property(benchmark::State &state) {
 void add_archive_rows() {
     row("archive open", "100,000 objects", [](auto &state) { open_tree(state, object_count()); });
     row("archive open: memory held", "100,000 objects", memory_of_tree);
-    row("mesh by what the archive says", "64 MiB of arrays",
-        [](auto &state) { read_mesh(state, array_bytes()); });
+    row("mesh by what the archive says", "64 MiB of arrays", [](auto &state) { read_mesh(state, array_bytes()); });
     row("two meshes on two threads", "64 MiB of arrays each", read_two_meshes);
     row("property, one sample", "55 MiB", read_property);
     row("peak memory: archive open", "100,000 objects", peak_of_open);

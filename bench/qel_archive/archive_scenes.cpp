@@ -80,8 +80,7 @@ std::vector<file_range> header_places(const built_archive &built) {
     std::vector<file_range> places;
     for (const auto &[path, place] : built.places)
         if (place.headers_size != 0) places.push_back({place.headers - 8, place.headers_size + 8});
-    std::sort(places.begin(), places.end(),
-              [](const file_range &a, const file_range &b) { return a.at < b.at; });
+    std::sort(places.begin(), places.end(), [](const file_range &a, const file_range &b) { return a.at < b.at; });
     return places;
 }
 
@@ -102,8 +101,7 @@ large_meshes make_meshes(std::size_t count, std::size_t bytes_each) {
     for (std::size_t i = 0; i < count; ++i) {
         made.arrays.emplace_back();
         for (const char *array : {"P", ".faceCounts", ".faceIndices", "N", "uv"})
-            made.arrays.back().push_back(
-                values_of(made.built, "/mesh" + std::to_string(i) + ":.geom/" + array));
+            made.arrays.back().push_back(values_of(made.built, "/mesh" + std::to_string(i) + ":.geom/" + array));
     }
     return made;
 }

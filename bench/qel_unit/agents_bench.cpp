@@ -30,9 +30,7 @@ void spawn_all(std::string &ids, Spawn spawn) {
 }
 
 void spawn_ours(std::string &ids) {
-    spawn_all(ids, [](std::uint8_t type, std::uint8_t tier, char *id) {
-        qel_agent_spawn(nullptr, type, tier, 9, id);
-    });
+    spawn_all(ids, [](std::uint8_t type, std::uint8_t tier, char *id) { qel_agent_spawn(nullptr, type, tier, 9, id); });
 }
 
 void spawn_plain(qel_agent_dir *dir, std::string &ids) {

@@ -28,15 +28,13 @@ using cells = std::vector<qel_matrix_identity>;
 using children = std::vector<qel_matrix_offspring>;
 
 void identify_all(cells &out) {
-    for_each_cell([&](std::size_t i, std::uint8_t x, std::uint8_t y, unsigned z) {
-        qel_matrix_48_identity(x, y, z, &out[i]);
-    });
+    for_each_cell(
+        [&](std::size_t i, std::uint8_t x, std::uint8_t y, unsigned z) { qel_matrix_48_identity(x, y, z, &out[i]); });
 }
 
 void identify_all_plainly(cells &out) {
-    for_each_cell([&](std::size_t i, std::uint8_t x, std::uint8_t y, unsigned z) {
-        out[i] = model::identity(x, y, z);
-    });
+    for_each_cell(
+        [&](std::size_t i, std::uint8_t x, std::uint8_t y, unsigned z) { out[i] = model::identity(x, y, z); });
 }
 
 template <class T>
@@ -49,17 +47,14 @@ void identity(benchmark::State &state) {
     identify_all(ours);
     identify_all_plainly(plain);
     if (!agree(state, same_bytes(ours, plain), "the plain identities differ")) return;
-    side_by_side(state, {[&] { identify_all(ours); }})
-        .model({[&] { identify_all_plainly(plain); }}, 2)
-        .measure();
+    side_by_side(state, {[&] { identify_all(ours); }}).model({[&] { identify_all_plainly(plain); }}, 2).measure();
 }
 
 /// Every cell with a distant partner, in all three modes.
 template <class Reproduce>
 void reproduce_all(const cells &parents, children &out, Reproduce reproduce) {
     for (std::size_t i = 0; i < parents.size(); ++i)
-        reproduce(parents[i], parents[(i * 7919 + 1) % parents.size()], static_cast<std::uint32_t>(i % 3),
-                  out[i]);
+        reproduce(parents[i], parents[(i * 7919 + 1) % parents.size()], static_cast<std::uint32_t>(i % 3), out[i]);
 }
 
 void reproduce(benchmark::State &state) {

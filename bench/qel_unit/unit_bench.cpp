@@ -48,8 +48,7 @@ void create(benchmark::State &state, std::size_t count, double model_target = no
     test::owned_unit ours, plain;
     side_by_side(state, {[&] { arrays.create_with(qel_unit_create, ours); }, [&] { ours.reset(); }})
         .model({[&] { arrays.create_with(baseline::create, plain); }, [&] { plain.reset(); }}, model_target)
-        .limit("filling its memory in huge pages", {[&] { huge_memory(bytes_of_unit(count)).fill(); }},
-               fill_target)
+        .limit("filling its memory in huge pages", {[&] { huge_memory(bytes_of_unit(count)).fill(); }}, fill_target)
         .measure();
 }
 
@@ -72,8 +71,8 @@ bool loads_same(const std::string &path) {
 }
 
 /// The least work of a load: the file is read, each token moves once to its sorted position, and a unit is created.
-contender bare_load(const std::string &path, const token_arrays &arrays,
-                    const std::vector<std::uint32_t> &places, test::owned_unit &unit) {
+contender bare_load(const std::string &path, const token_arrays &arrays, const std::vector<std::uint32_t> &places,
+                    test::owned_unit &unit) {
     return {[&] {
                 std::FILE *const stream = std::fopen(path.c_str(), "rb");
                 const std::size_t size = places.size() * sizeof(qel_token);
@@ -157,13 +156,11 @@ void look_up(benchmark::State &state, const std::vector<std::uint64_t> &present,
         };
     };
     const auto same = [&] {
-        return std::all_of(keys.begin(), keys.end(),
-                           [&](const std::uint64_t &key) { return ours(key) == plain(key); });
+        return std::all_of(keys.begin(), keys.end(), [&](const std::uint64_t &key) { return ours(key) == plain(key); });
     };
     if (!agree_with_model(state, "the plain lookup differs", same)) return;
     const table_chains chains(
-        {bucket_bytes, present.size() * sizeof(qel_hash_node), present.size() * sizeof(qel_token)},
-        keys.size());
+        {bucket_bytes, present.size() * sizeof(qel_hash_node), present.size() * sizeof(qel_token)}, keys.size());
     side_by_side(state, look_up_all(keys, ours))
         .model(look_up_all(keys, plain), 1)
         .peer("std::unordered_map", look_up_all(keys, in(chained)), 1)
@@ -190,12 +187,8 @@ void look_up_identities(benchmark::State &state, std::size_t count) {
     std::memcpy(words.data(), arrays.hex_ids.data(), arrays.hex_ids.size());
     look_up(
         state, words,
-        [&](const std::uint64_t &id) {
-            return qel_unit_lookup_hex(&unit, reinterpret_cast<const char *>(&id));
-        },
-        [&](const std::uint64_t &id) {
-            return baseline::lookup_hex(&unit, reinterpret_cast<const char *>(&id));
-        });
+        [&](const std::uint64_t &id) { return qel_unit_lookup_hex(&unit, reinterpret_cast<const char *>(&id)); },
+        [&](const std::uint64_t &id) { return baseline::lookup_hex(&unit, reinterpret_cast<const char *>(&id)); });
 }
 
 /// Queries the tokens nearest to each key.
@@ -237,8 +230,7 @@ void nearest(benchmark::State &state, std::size_t count, std::int32_t k, std::si
     for (std::uint64_t &key : keys)
         key = random();
     report_size(state, count, queries);
-    if (!agree_with_model(state, "the plain query differs", [&] { return nearest_same(unit, keys, k); }))
-        return;
+    if (!agree_with_model(state, "the plain query differs", [&] { return nearest_same(unit, keys, k); })) return;
     const search_tree tree(count * sizeof(qel_token));
     side_by_side rounds(state, {[&] { query_all(unit, keys, k, qel_unit_query_nearest); }});
     rounds.model({[&] { query_all(unit, keys, k, baseline::query_nearest); }}, target);

@@ -45,8 +45,7 @@ struct token_arrays {
 
 inline bool same_units(const qel_unit &a, const qel_unit &b) {
     const auto same_index = [](const qel_hash_index &x, const qel_hash_index &y) {
-        return x.node_count == y.node_count &&
-               std::memcmp(x.nodes, y.nodes, x.node_count * sizeof *x.nodes) == 0 &&
+        return x.node_count == y.node_count && std::memcmp(x.nodes, y.nodes, x.node_count * sizeof *x.nodes) == 0 &&
                std::memcmp(x.buckets, y.buckets, QEL_HASH_BUCKETS * sizeof *x.buckets) == 0;
     };
     return a.count == b.count && std::memcmp(a.tokens, b.tokens, a.count * sizeof *a.tokens) == 0 &&

@@ -22,8 +22,7 @@ void pass(benchmark::State &state, Ours ours, Plain plain) {
     std::mt19937 random(17);
     const std::vector<float> positions = test::random_positions(random, sized(10000000, 5000), 100.0f);
     const auto count = static_cast<std::uint32_t>(positions.size() / 3);
-    if (!agree(state, ours(positions.data(), count) == plain(positions.data(), count),
-               "the plain answer differs"))
+    if (!agree(state, ours(positions.data(), count) == plain(positions.data(), count), "the plain answer differs"))
         return;
     side_by_side(state, {[&] { keep(ours(positions.data(), count)); }})
         .model({[&] { keep(plain(positions.data(), count)); }}, 4)

@@ -27,8 +27,7 @@ struct model_history {
     double expected() const { return seconds * std::pow(next_size / size, exponent); }
 
     void note(double now) {
-        if (size > 0 && seconds > 0)
-            exponent = std::max(1.0, std::log(now / seconds) / std::log(next_size / size));
+        if (size > 0 && seconds > 0) exponent = std::max(1.0, std::log(now / seconds) / std::log(next_size / size));
         size = next_size;
         seconds = now;
     }

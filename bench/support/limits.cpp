@@ -119,8 +119,7 @@ void table_chains::follow() const {
     keep(sum);
 }
 
-search_tree::search_tree(std::size_t bytes)
-    : memory_(std::make_unique<huge_memory>(std::max(bytes, sizeof(node)))) {
+search_tree::search_tree(std::size_t bytes) : memory_(std::make_unique<huge_memory>(std::max(bytes, sizeof(node)))) {
     const std::size_t lines = std::max(bytes / sizeof(node), std::size_t{1});
     nodes_ = reinterpret_cast<node *>(memory_->bytes());
     root_ = grow(0, static_cast<std::uint32_t>(lines));

@@ -18,8 +18,7 @@ double status_figure(const char *name) {
     char line[256];
     unsigned long kib = 0;
     while (status != nullptr && std::fgets(line, sizeof line, status) != nullptr)
-        if (std::strncmp(line, name, std::strlen(name)) == 0)
-            std::sscanf(line + std::strlen(name), ": %lu", &kib);
+        if (std::strncmp(line, name, std::strlen(name)) == 0) std::sscanf(line + std::strlen(name), ": %lu", &kib);
     if (status != nullptr) std::fclose(status);
     return static_cast<double>(kib);
 }

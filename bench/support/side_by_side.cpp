@@ -84,8 +84,7 @@ side_by_side &side_by_side::model(contender plain, double at_least) {
     return add_rival("model", "", add(std::move(plain)), 0, at_least);
 }
 
-side_by_side &side_by_side::model_at(const std::string &size, contender ours, contender plain,
-                                     double at_least) {
+side_by_side &side_by_side::model_at(const std::string &size, contender ours, contender plain, double at_least) {
     const std::size_t reference = add(std::move(ours));
     return add_rival("model", size, add(std::move(plain)), reference, at_least);
 }
@@ -110,10 +109,9 @@ double side_by_side::play_round(bool backwards) {
     for (std::size_t i = 0; i < ways_.size(); ++i) {
         const std::size_t turn = backwards ? ways_.size() - 1 - i : i;
         timed &way = ways_[turn];
-        const bool may_rest = std::any_of(rivals_.begin(), rivals_.end(),
-                                          [turn](const rival &r) { return r.way == turn && r.may_rest; });
-        const bool tired =
-            way.seconds.size() >= model_rounds ? way.total > model_seconds : way.total > slow_model;
+        const bool may_rest =
+            std::any_of(rivals_.begin(), rivals_.end(), [turn](const rival &r) { return r.way == turn && r.may_rest; });
+        const bool tired = way.seconds.size() >= model_rounds ? way.total > model_seconds : way.total > slow_model;
         if (may_rest && tired) continue;
         way.seconds.push_back(play(way.way));
         way.total += way.seconds.back();
@@ -128,8 +126,7 @@ void side_by_side::report(const rival &r) {
     const std::vector<double> &way = ways_[r.way].seconds, &reference = ways_[r.reference].seconds;
     std::vector<double> ratios;
     for (std::size_t round = 0; round < std::min(way.size(), reference.size()); ++round)
-        ratios.push_back(r.wanted == sense::at_least ? way[round] / reference[round]
-                                                     : reference[round] / way[round]);
+        ratios.push_back(r.wanted == sense::at_least ? way[round] / reference[round] : reference[round] / way[round]);
     char target[32] = "";
     if (r.target != no_target) std::snprintf(target, sizeof target, "%g", r.target);
     const std::string key = r.kind + "|" + r.name + "|" + target + "|";
@@ -166,10 +163,7 @@ bool agree_with_model(benchmark::State &state, const char *what, const std::func
 }
 
 void add_measurement(const std::string &name, const std::function<void(benchmark::State &)> &measure) {
-    benchmark::RegisterBenchmark(name.c_str(), measure)
-        ->Iterations(1)
-        ->UseManualTime()
-        ->Unit(benchmark::kMillisecond);
+    benchmark::RegisterBenchmark(name.c_str(), measure)->Iterations(1)->UseManualTime()->Unit(benchmark::kMillisecond);
 }
 
 void row(const std::string &job, const std::string &size, void (*measure)(benchmark::State &)) {

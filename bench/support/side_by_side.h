@@ -74,8 +74,8 @@ class side_by_side {
     };
 
     std::size_t add(contender way);
-    side_by_side &add_rival(const std::string &kind, const std::string &name, std::size_t way,
-                            std::size_t reference, double target);
+    side_by_side &add_rival(const std::string &kind, const std::string &name, std::size_t way, std::size_t reference,
+                            double target);
     double play_round(bool backwards);
     void report(const rival &r);
 

@@ -77,9 +77,8 @@ int time_calls(const char *path, std::size_t lookups) {
         nanoseconds_of(lookups, [&](std::size_t i) { sum += qel_unit_lookup_morton(&unit, keys[i]); });
     const double by_identity =
         nanoseconds_of(lookups, [&](std::size_t i) { sum += qel_unit_lookup_hex(&unit, &ids[i * 8]); });
-    const double nearest = nanoseconds_of(lookups / 10, [&](std::size_t i) {
-        sum += qel_unit_query_nearest(&unit, keys[i], 8, numbers, distances);
-    });
+    const double nearest = nanoseconds_of(
+        lookups / 10, [&](std::size_t i) { sum += qel_unit_query_nearest(&unit, keys[i], 8, numbers, distances); });
     std::printf("%.1f %.1f %.1f %llu %llu\n", by_key, by_identity, nearest,
                 static_cast<unsigned long long>(keys.size()), static_cast<unsigned long long>(sum));
     return 0;
@@ -118,7 +117,6 @@ int main(int argc, char **argv) {
     if (what == "inputs" && argc == 5) return write_inputs(argv[2], number(argv[3]), number(argv[4]));
     if (what == "calls" && argc == 4) return time_calls(argv[2], number(argv[3]));
     if (what == "run" && argc > 2) return run_command(argv + 2);
-    std::fprintf(stderr,
-                 "usage: users_bench inputs FOLDER MEGABYTES TOKENS | calls UNIT LOOKUPS | run COMMAND...\n");
+    std::fprintf(stderr, "usage: users_bench inputs FOLDER MEGABYTES TOKENS | calls UNIT LOOKUPS | run COMMAND...\n");
     return 2;
 }

@@ -27,9 +27,8 @@ static int print_mesh(const qel_archive *archive, uint32_t object, double second
     int32_t status = qel_archive_sample_at(archive, object, seconds, &sample);
     if (status == 0) status = qel_archive_read_mesh(archive, object, sample, &mesh);
     if (status != 0) return status;
-    printf("%s at %g s is sample %u: %u vertices, %u faces, %u UV sets\n", mesh.path, seconds,
-           (unsigned)sample, (unsigned)mesh.vertex_count, (unsigned)mesh.face_count,
-           (unsigned)mesh.uv_set_count);
+    printf("%s at %g s is sample %u: %u vertices, %u faces, %u UV sets\n", mesh.path, seconds, (unsigned)sample,
+           (unsigned)mesh.vertex_count, (unsigned)mesh.face_count, (unsigned)mesh.uv_set_count);
     printf("its origin is at (%.3f, %.3f, %.3f) in the world\n", mesh.transform[12], mesh.transform[13],
            mesh.transform[14]);
     ogawa_free_polymesh(&mesh); /* of qel_unit: link both libraries */

@@ -9,14 +9,12 @@ static void print_around_vertex(ogawa_polymesh *mesh, uint32_t vertex) {
     const uint32_t *faces;
     uint32_t *neighbors, face_count, neighbor_count;
     if (ogawa_build_manifold(mesh) != 0) {
-        mesh->manifold.vertex_face_offsets =
-            NULL; /* without memory it may be left pointing at freed memory */
+        mesh->manifold.vertex_face_offsets = NULL; /* without memory it may be left pointing at freed memory */
         return;
     }
     if (ogawa_get_vertex_faces(&mesh->manifold, vertex, &faces, &face_count) == 0)
         printf("vertex %u is a corner of %u faces\n", (unsigned)vertex, (unsigned)face_count);
-    if (ogawa_get_vertex_neighbors(&mesh->manifold, &mesh->face_counts, vertex, &neighbors,
-                                   &neighbor_count) == 0) {
+    if (ogawa_get_vertex_neighbors(&mesh->manifold, &mesh->face_counts, vertex, &neighbors, &neighbor_count) == 0) {
         printf("and shares them with %u vertices\n", (unsigned)neighbor_count);
         free(neighbors); /* an array that was handed out */
     }

@@ -5,13 +5,12 @@
 #include <stdio.h>
 
 static void print_cell(const qel_matrix_identity *cell) {
-    printf("cell (%u, %u, %u): key %llu, level %d, state %u, norm %.4f, coupling %.4f\n", cell->x, cell->y,
-           cell->z, (unsigned long long)cell->morton, cell->k11_level, cell->i_state, (double)cell->phi_norm,
+    printf("cell (%u, %u, %u): key %llu, level %d, state %u, norm %.4f, coupling %.4f\n", cell->x, cell->y, cell->z,
+           (unsigned long long)cell->morton, cell->k11_level, cell->i_state, (double)cell->phi_norm,
            (double)cell->em_coupling);
 }
 
-static void print_child(const char *how, const qel_matrix_identity *a, const qel_matrix_identity *b,
-                        uint32_t mode) {
+static void print_child(const char *how, const qel_matrix_identity *a, const qel_matrix_identity *b, uint32_t mode) {
     qel_matrix_offspring child;
     qel_matrix_48_reproduce(a, b, mode, &child);
     printf("%s: (%u, %u, %u), chirality %d, blend %.4f\n", how, child.x, child.y, child.z, child.chirality,

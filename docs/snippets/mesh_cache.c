@@ -5,7 +5,7 @@
 #include <stdio.h>
 #include <string.h>
 
-#define UNIT_MATRIX                                                                                          \
+#define UNIT_MATRIX                                                                                                    \
     { 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1 }
 
 static float positions[4 * 3] = {0, 0, 0, 1, 0, 0, 1, 1, 0, 0, 1, 0};
@@ -46,8 +46,8 @@ int main(void) {
     }
     printf("%u vertices, %u triangles, %u bytes\n", (unsigned)cache.header.vertex_count,
            (unsigned)cache.header.triangle_count, (unsigned)cache.file_size);
-    printf("vertex 2 lies at (%g, %g, %g) of the mapped file\n", (double)cache.positions[6],
-           (double)cache.positions[7], (double)cache.positions[8]);
+    printf("vertex 2 lies at (%g, %g, %g) of the mapped file\n", (double)cache.positions[6], (double)cache.positions[7],
+           (double)cache.positions[8]);
     if (cache.skin != NULL && cache.skin->weight_count == 4) {
         pose[14] = 5.0; /* row vectors: the last row moves */
         qel_skin_apply(cache.skin, pose, cache.positions, moved);

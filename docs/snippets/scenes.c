@@ -32,8 +32,7 @@ static void ask(const qel_alembic_file *scene) {
            apex->k11_level);
     key = qel_matrix_48_morton_encode(47, 47, 0);
     if (qel_alembic_lookup_morton(scene, key, hits) == 0)
-        printf("cell (47, 47, 0) holds vertex %u, token %.8s\n", (unsigned)hits[0].vertex_index,
-               hits[0].token->hex_id);
+        printf("cell (47, 47, 0) holds vertex %u, token %.8s\n", (unsigned)hits[0].vertex_index, hits[0].token->hex_id);
     found = qel_alembic_query_nearest(scene, apex->morton, 2, hits);
     for (i = 0; i < found; ++i)
         printf("distance %.0f: vertex %u\n", (double)hits[i].distance, (unsigned)hits[i].vertex_index);

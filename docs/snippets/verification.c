@@ -11,8 +11,7 @@ static void check(const char *name, const float *positions, uint32_t count) {
     ogawa_compute_bounds(positions, count, box);
     qel_mesh_verify_identity(positions, count, box[0], box[1], box[2], box[3], box[4], box[5], &report);
     printf("%s: %s, p - p %s, p / p %s, coherence %.3f\n", name, report.valid ? "valid" : "not valid",
-           report.p_minus_p_ok ? "holds" : "fails", report.p_div_p_ok ? "holds" : "fails",
-           (double)report.coherence);
+           report.p_minus_p_ok ? "holds" : "fails", report.p_div_p_ok ? "holds" : "fails", (double)report.coherence);
 }
 
 int main(void) {

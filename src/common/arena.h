@@ -47,8 +47,7 @@ class arena {
         bytes = (bytes + alignment - 1) / alignment * alignment;
         if (bytes > left_) {
             const std::size_t room = next_room();
-            if (bytes > room / 4)
-                return add_block(bytes + alignment); // the present block is kept for small arrays
+            if (bytes > room / 4) return add_block(bytes + alignment); // the present block is kept for small arrays
             next_ = add_block(room);
             left_ = next_ == nullptr ? 0 : room - alignment;
             if (next_ == nullptr) return nullptr;

@@ -65,8 +65,8 @@ float merged(const float *lanes, int lane_count, bool is_low, const float *coord
 }
 
 /// Merges the lanes of six accumulators, then adds the remaining positions, which do not fill all lanes.
-void merge_lanes(const float *low, const float *high, int lane_count, const float *positions,
-                 std::uint64_t done, std::uint64_t count, float *bounds) {
+void merge_lanes(const float *low, const float *high, int lane_count, const float *positions, std::uint64_t done,
+                 std::uint64_t count, float *bounds) {
     box result;
     for (int axis = 0; axis < 3; ++axis) {
         result.low[axis] = merged(low + axis, lane_count - axis, true, positions + axis);
@@ -164,8 +164,8 @@ QEL_TARGET_AVX512 void bounds_avx512(const float *positions, std::uint32_t count
 
 } // namespace
 
-dispatched<bounds_function> bounds_kernel(bounds_plain, QEL_SSE2_FORM(bounds_sse2),
-                                          QEL_AVX2_FORM(bounds_avx2), QEL_AVX2_FORM(bounds_avx512));
+dispatched<bounds_function> bounds_kernel(bounds_plain, QEL_SSE2_FORM(bounds_sse2), QEL_AVX2_FORM(bounds_avx2),
+                                          QEL_AVX2_FORM(bounds_avx512));
 
 void compute_bounds(const float *positions, std::uint32_t count, float *bounds) {
     bounds_kernel(positions, count, bounds);

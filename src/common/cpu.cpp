@@ -32,13 +32,11 @@ std::uint64_t saved_states() {
 
 instruction_set widest_set(const processor_words &words) {
     constexpr std::uint64_t sse_and_avx_state = 0x6, avx512_state = 0xE0;
-    const bool avx2 = has_all(words.features, bit_OSXSAVE | bit_AVX) &&
-                      has_all(words.extended_features, bit_AVX2) &&
+    const bool avx2 = has_all(words.features, bit_OSXSAVE | bit_AVX) && has_all(words.extended_features, bit_AVX2) &&
                       has_all(words.saved_states, sse_and_avx_state);
     if (!avx2) return instruction_set::sse2;
     constexpr std::uint32_t avx512_features = bit_AVX512F | bit_AVX512BW | bit_AVX512CD | bit_AVX512DQ;
-    const bool avx512 =
-        has_all(words.extended_features, avx512_features) && has_all(words.saved_states, avx512_state);
+    const bool avx512 = has_all(words.extended_features, avx512_features) && has_all(words.saved_states, avx512_state);
     return avx512 ? instruction_set::avx512 : instruction_set::avx2;
 }
 

@@ -18,13 +18,12 @@ namespace qel {
 #if defined(_WIN32)
 
 mapping_outcome map_file(const char *path, file_mapping &mapping) {
-    const HANDLE file = CreateFileA(path, GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING,
-                                    FILE_ATTRIBUTE_NORMAL, nullptr);
+    const HANDLE file =
+        CreateFileA(path, GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
     if (file == INVALID_HANDLE_VALUE) return mapping_outcome::cannot_open;
     LARGE_INTEGER size = {};
     HANDLE section = nullptr; // stays null for an empty file: the system refuses to map it
-    if (GetFileSizeEx(file, &size) != 0)
-        section = CreateFileMappingA(file, nullptr, PAGE_READONLY, 0, 0, nullptr);
+    if (GetFileSizeEx(file, &size) != 0) section = CreateFileMappingA(file, nullptr, PAGE_READONLY, 0, 0, nullptr);
     const void *view = section == nullptr ? nullptr : MapViewOfFile(section, FILE_MAP_READ, 0, 0, 0);
     if (section != nullptr) CloseHandle(section);
     CloseHandle(file);

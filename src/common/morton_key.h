@@ -11,8 +11,7 @@ constexpr std::uint32_t index_slots = 0x800000;
 
 /// The bucket of a key, or the slot where the search for it begins.
 constexpr std::uint32_t morton_hash(std::uint64_t morton) {
-    return (static_cast<std::uint32_t>(morton >> 32) ^ static_cast<std::uint32_t>(morton)) &
-           (index_slots - 1);
+    return (static_cast<std::uint32_t>(morton >> 32) ^ static_cast<std::uint32_t>(morton)) & (index_slots - 1);
 }
 
 /// The absolute difference of two keys.

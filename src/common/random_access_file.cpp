@@ -33,14 +33,12 @@ open_outcome random_access_file::open(const char *path) {
     const scratch<wchar_t> wide(heap_array<wchar_t>(static_cast<std::uint64_t>(length)));
     if (!wide) return open_outcome::no_memory;
     MultiByteToWideChar(CP_UTF8, MB_ERR_INVALID_CHARS, path, -1, wide.get(), length);
-    const HANDLE handle =
-        CreateFileW(wide.get(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
-                    OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+    const HANDLE handle = CreateFileW(wide.get(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+                                      nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
     if (handle == INVALID_HANDLE_VALUE) return open_outcome::cannot_open;
     handle_ = handle;
     LARGE_INTEGER size;
-    if (GetFileType(handle) != FILE_TYPE_DISK || GetFileSizeEx(handle, &size) == 0)
-        return open_outcome::cannot_open;
+    if (GetFileType(handle) != FILE_TYPE_DISK || GetFileSizeEx(handle, &size) == 0) return open_outcome::cannot_open;
     size_ = static_cast<std::uint64_t>(size.QuadPart);
     return open_outcome::opened;
 }

@@ -53,8 +53,7 @@ read_outcome read_ahead::load(std::uint64_t position, std::size_t size, std::siz
             return fill(loaded, start, start + step);
         }
         const std::uint64_t last = std::max(near.start, position + size);
-        if (position < near.start && last - position <= step)
-            return fill(loaded, last - std::min(last, step), last);
+        if (position < near.start && last - position <= step) return fill(loaded, last - std::min(last, step), last);
     }
     // A group is stored after the nodes it refers to, so most of a new piece lies before the position.
     const std::uint64_t end = position + std::max<std::uint64_t>(size, min_piece / 4);

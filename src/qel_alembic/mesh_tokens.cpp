@@ -103,8 +103,7 @@ void process(qel_alembic_mesh &mesh, HashOf hash_of) {
 void process_all(qel_alembic_mesh &mesh) {
     constexpr std::uint32_t max_records_in_cache = 4096;
     scratch<std::uint32_t> hash_array;
-    if (mesh.vertex_count > max_records_in_cache)
-        hash_array.reset(heap_array<std::uint32_t>(mesh.vertex_count));
+    if (mesh.vertex_count > max_records_in_cache) hash_array.reset(heap_array<std::uint32_t>(mesh.vertex_count));
     std::uint32_t *const hashes = hash_array.get();
     qel_alembic_vertex *const vertices = mesh.vertices;
     if (hashes != nullptr)
@@ -153,9 +152,8 @@ std::int32_t qel_alembic_process_mesh(qel_alembic_mesh *mesh, std::uint8_t layer
     return QEL_OK;
 }
 
-std::int32_t qel_alembic_load_raw(const float *positions, std::uint32_t vertex_count,
-                                  const std::uint32_t *indices, std::uint32_t face_count, const char *name,
-                                  qel_alembic_mesh *out) {
+std::int32_t qel_alembic_load_raw(const float *positions, std::uint32_t vertex_count, const std::uint32_t *indices,
+                                  std::uint32_t face_count, const char *name, qel_alembic_mesh *out) {
     if (positions == nullptr || out == nullptr) return QEL_ALEMBIC_LOAD_RAW_BAD_ARGUMENT;
     std::memset(out, 0, sizeof *out);
     copy_text(out->name, name != nullptr ? name : "unnamed");

@@ -22,8 +22,7 @@ inline std::uint32_t frames_in(const qel_alembic_file &scene) {
     return scene.frames != nullptr ? scene.frame_count : 0;
 }
 
-inline qel_alembic_hit hit_at(const qel_alembic_mesh &mesh, std::uint32_t mesh_index,
-                              std::uint32_t vertex_index) {
+inline qel_alembic_hit hit_at(const qel_alembic_mesh &mesh, std::uint32_t mesh_index, std::uint32_t vertex_index) {
     qel_alembic_hit hit = {};
     hit.mesh_index = mesh_index;
     hit.vertex_index = vertex_index;

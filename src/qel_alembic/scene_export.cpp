@@ -33,8 +33,7 @@ void write_tokens(std::FILE *stream, const qel_alembic_mesh &mesh) {
     qel_token batch[batch_size] = {};
     for (std::uint32_t done = 0, size = 0; done < mesh.vertex_count; done += size) {
         size = std::min(batch_size, mesh.vertex_count - done);
-        if (mesh.tokens != nullptr)
-            std::transform(mesh.tokens + done, mesh.tokens + done + size, batch, packed);
+        if (mesh.tokens != nullptr) std::transform(mesh.tokens + done, mesh.tokens + done + size, batch, packed);
         if (std::fwrite(batch, sizeof *batch, size, stream) != size) return;
     }
 }
@@ -57,8 +56,7 @@ std::int32_t qel_alembic_export_qel(const qel_alembic_mesh *mesh, const char *pa
 }
 
 std::int32_t qel_alembic_export_file_qel(const qel_alembic_file *scene, const char *path) {
-    if (scene == nullptr || path == nullptr || meshes_in(*scene) == 0)
-        return QEL_ALEMBIC_EXPORT_FILE_QEL_CANNOT_CREATE;
+    if (scene == nullptr || path == nullptr || meshes_in(*scene) == 0) return QEL_ALEMBIC_EXPORT_FILE_QEL_CANNOT_CREATE;
     const buffered_stream stream(path, "wb");
     if (stream.get() == nullptr) return QEL_ALEMBIC_EXPORT_FILE_QEL_CANNOT_CREATE;
     std::uint32_t token_count = 0; // wraps at 2^32, as the header has 32 bits

@@ -17,8 +17,7 @@ class free_slots {
   public:
     /// Without memory for the counts of taken slots, a block is known to be full only after a search through all of it:
     /// the result is the same, in more steps.
-    explicit free_slots(const std::uint32_t *table)
-        : table_(table), taken_(heap_zeroed<std::uint8_t>(blocks)) {
+    explicit free_slots(const std::uint32_t *table) : table_(table), taken_(heap_zeroed<std::uint8_t>(blocks)) {
         for (std::uint32_t level = 0, bits = blocks; level < levels; ++level, bits /= 64)
             std::memset(open_ + level_start[level], 0xFF, bits / 8);
     }
@@ -47,8 +46,7 @@ class free_slots {
             std::uint32_t block = next_open(home_block + 1);
             if (block == blocks) block = next_open(0);
             if (block == blocks) return empty_slot;
-            const std::uint32_t slot =
-                first_in(block == last_block_ ? last_slot_ : block * block_slots, block);
+            const std::uint32_t slot = first_in(block == last_block_ ? last_slot_ : block * block_slots, block);
             if (slot != empty_slot) {
                 last_block_ = block; // every slot of it before last_slot_ is taken
                 last_slot_ = slot;

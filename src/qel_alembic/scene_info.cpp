@@ -18,8 +18,7 @@ qel_status validate_mesh(const qel_alembic_mesh &mesh) {
     for (const qel_alembic_vertex *vertex = mesh.vertices; vertex != end; ++vertex) {
         if (vertex->matrix_x > last_cell || vertex->matrix_y > last_cell || vertex->matrix_z > last_cell)
             return QEL_ALEMBIC_VALIDATE_CELL_OUTSIDE;
-        if (vertex->k11_level < -max_level || vertex->k11_level > max_level)
-            return QEL_ALEMBIC_VALIDATE_LEVEL_OUTSIDE;
+        if (vertex->k11_level < -max_level || vertex->k11_level > max_level) return QEL_ALEMBIC_VALIDATE_LEVEL_OUTSIDE;
     }
     return QEL_OK;
 }
@@ -64,8 +63,8 @@ void qel_alembic_file_info(const qel_alembic_file *scene, char *buf, std::int32_
                   "Source: %.*s",
                   scene->version, scene->mesh_count, static_cast<unsigned long long>(scene->total_vertices),
                   static_cast<unsigned long long>(scene->total_faces),
-                  static_cast<unsigned long long>(scene->total_tokens), scene->frame_count,
-                  fixed(scene->fps, 2).text, fixed(scene->time_start, 3).text, fixed(scene->time_end, 3).text,
+                  static_cast<unsigned long long>(scene->total_tokens), scene->frame_count, fixed(scene->fps, 2).text,
+                  fixed(scene->time_start, 3).text, fixed(scene->time_end, 3).text,
                   static_cast<int>(sizeof scene->source), scene->source);
 }
 
@@ -80,9 +79,9 @@ void qel_alembic_mesh_info(const qel_alembic_mesh *mesh, char *buf, std::int32_t
                   "Layer: L%d\n"
                   "QEL Processed: %s\n"
                   "Tokens Generated: %s",
-                  static_cast<int>(sizeof mesh->name), mesh->name, mesh->vertex_count, mesh->face_count,
-                  bound(0).text, bound(1).text, bound(2).text, bound(3).text, bound(4).text, bound(5).text,
-                  mesh->layer, yes_or_no(mesh->vertices), yes_or_no(mesh->tokens));
+                  static_cast<int>(sizeof mesh->name), mesh->name, mesh->vertex_count, mesh->face_count, bound(0).text,
+                  bound(1).text, bound(2).text, bound(3).text, bound(4).text, bound(5).text, mesh->layer,
+                  yes_or_no(mesh->vertices), yes_or_no(mesh->tokens));
 }
 
 } // extern "C"

@@ -80,10 +80,8 @@ using namespace qel;
 
 extern "C" {
 
-std::int32_t qel_alembic_lookup_morton(const qel_alembic_file *scene, std::uint64_t morton,
-                                       qel_alembic_hit *out) {
-    if (scene == nullptr || out == nullptr || scene->hash == nullptr)
-        return QEL_ALEMBIC_LOOKUP_MORTON_NOT_FOUND;
+std::int32_t qel_alembic_lookup_morton(const qel_alembic_file *scene, std::uint64_t morton, qel_alembic_hit *out) {
+    if (scene == nullptr || out == nullptr || scene->hash == nullptr) return QEL_ALEMBIC_LOOKUP_MORTON_NOT_FOUND;
     mesh_finder finder(*scene);
     mesh_numbers numbers = {0, 0, 0}; // of the previous slot's mesh
     const qel_alembic_vertex *vertices = nullptr;
@@ -112,23 +110,20 @@ std::int32_t qel_alembic_lookup_frame_vertex(const qel_alembic_file *scene, std:
     if (scene == nullptr || out == nullptr) return QEL_ALEMBIC_LOOKUP_FRAME_VERTEX_NOT_FOUND;
     if (frame != 0 && frames_in(*scene) > 0) {
         const qel_alembic_frame *const record = find_frame(*scene, frame);
-        if (record == nullptr || mesh_index >= meshes_in(*record))
-            return QEL_ALEMBIC_LOOKUP_FRAME_VERTEX_NOT_FOUND;
-        if (vertex_index >= record->meshes[mesh_index].vertex_count)
-            return QEL_ALEMBIC_LOOKUP_FRAME_VERTEX_NOT_FOUND;
+        if (record == nullptr || mesh_index >= meshes_in(*record)) return QEL_ALEMBIC_LOOKUP_FRAME_VERTEX_NOT_FOUND;
+        if (vertex_index >= record->meshes[mesh_index].vertex_count) return QEL_ALEMBIC_LOOKUP_FRAME_VERTEX_NOT_FOUND;
         const auto position = static_cast<std::uint32_t>(record - scene->frames);
         *out = {mesh_index, vertex_index, position, nullptr, nullptr, 0.0f};
         return QEL_OK;
     }
     if (mesh_index >= meshes_in(*scene)) return QEL_ALEMBIC_LOOKUP_FRAME_VERTEX_NOT_FOUND;
-    if (vertex_index >= scene->meshes[mesh_index].vertex_count)
-        return QEL_ALEMBIC_LOOKUP_FRAME_VERTEX_NOT_FOUND;
+    if (vertex_index >= scene->meshes[mesh_index].vertex_count) return QEL_ALEMBIC_LOOKUP_FRAME_VERTEX_NOT_FOUND;
     *out = hit_at(scene->meshes[mesh_index], mesh_index, vertex_index);
     return QEL_OK;
 }
 
-std::uint32_t qel_alembic_query_layer(const qel_alembic_file *scene, std::uint8_t layer,
-                                      qel_alembic_hit *results, std::int32_t max) {
+std::uint32_t qel_alembic_query_layer(const qel_alembic_file *scene, std::uint8_t layer, qel_alembic_hit *results,
+                                      std::int32_t max) {
     if (results == nullptr || max < 1 || scene == nullptr) return 0;
     const auto wanted = static_cast<std::uint32_t>(max);
     std::uint32_t count = 0;

@@ -15,8 +15,7 @@ namespace {
 /// a large square it is one too large.
 std::uint64_t floor_sqrt(std::uint64_t value) {
     constexpr std::uint64_t max_root = 0xFFFFFFFF;
-    const std::uint64_t root =
-        std::min(static_cast<std::uint64_t>(std::sqrt(static_cast<double>(value))), max_root);
+    const std::uint64_t root = std::min(static_cast<std::uint64_t>(std::sqrt(static_cast<double>(value))), max_root);
     return root * root > value ? root - 1 : root;
 }
 
@@ -34,8 +33,7 @@ bool nearer(const candidate &a, const candidate &b) {
 /// The nearest candidates offered so far, as a heap with the worst on top.
 class nearest_list {
   public:
-    explicit nearest_list(std::uint64_t capacity)
-        : list_(heap_array<candidate>(capacity)), capacity_(capacity) {}
+    explicit nearest_list(std::uint64_t capacity) : list_(heap_array<candidate>(capacity)), capacity_(capacity) {}
 
     explicit operator bool() const { return list_ != nullptr; }
     const candidate *begin() const { return list_.get(); }

@@ -70,8 +70,7 @@ void write_mesh(scene_writer &writer, const qel_alembic_mesh &mesh) {
 
 void write_frame(scene_writer &writer, const qel_alembic_frame &frame) {
     writer.record(frame_block{frame.frame, frame.time, frame.mesh_count});
-    if (frame.meshes == nullptr)
-        writer.array<std::uint32_t>(nullptr, frame.mesh_count); // meshes without vertices
+    if (frame.meshes == nullptr) writer.array<std::uint32_t>(nullptr, frame.mesh_count); // meshes without vertices
     for (std::uint32_t i = 0; i < meshes_in(frame); ++i) {
         writer.record(frame.meshes[i].vertex_count);
         writer.array(frame.meshes[i].positions, std::uint64_t{frame.meshes[i].vertex_count} * 3);

@@ -34,8 +34,7 @@ using namespace qel;
 
 extern "C" {
 
-std::int32_t qel_alembic_sample_frame(const qel_alembic_file *scene, std::int32_t frame,
-                                      qel_alembic_mesh *out) {
+std::int32_t qel_alembic_sample_frame(const qel_alembic_file *scene, std::int32_t frame, qel_alembic_mesh *out) {
     if (scene == nullptr || out == nullptr) return QEL_ALEMBIC_SAMPLE_FRAME_NOT_FOUND;
     const qel_alembic_mesh *const mesh = sampled_mesh(*scene, frame);
     if (mesh == nullptr) return QEL_ALEMBIC_SAMPLE_FRAME_NOT_FOUND;
@@ -66,8 +65,7 @@ std::int32_t qel_alembic_interpolate_time(const qel_alembic_file *scene, float t
     return QEL_OK;
 }
 
-void qel_alembic_get_frame_range(const qel_alembic_file *scene, std::uint32_t *start, std::uint32_t *end,
-                                 float *fps) {
+void qel_alembic_get_frame_range(const qel_alembic_file *scene, std::uint32_t *start, std::uint32_t *end, float *fps) {
     if (scene == nullptr) return;
     if (start != nullptr) *start = 0;
     if (end != nullptr) *end = scene->frame_count > 0 ? scene->frame_count - 1 : 0;

@@ -46,8 +46,8 @@ status find_entry(const qel_archive *archive, std::uint32_t object, std::uint32_
 }
 
 /// Finds an object's property by its number; NOT_FOUND if it has no sample with the given number.
-status find_sampled(const qel_archive *archive, std::uint32_t object, std::uint32_t property,
-                    std::uint64_t sample, const void *out, property_entry &entry) {
+status find_sampled(const qel_archive *archive, std::uint32_t object, std::uint32_t property, std::uint64_t sample,
+                    const void *out, property_entry &entry) {
     const status outcome = find_entry(archive, object, property, out, entry);
     if (outcome != QEL_ARCHIVE_OK) return outcome;
     if (entry.header().kind == property_kind::compound) return QEL_ARCHIVE_WRONG_KIND;
@@ -72,8 +72,7 @@ double frames_per_second(const time_sampling_table &table) {
     return 0;
 }
 
-using transform_function = status(const qel_archive &archive, std::uint32_t object, double seconds,
-                                  matrix &result);
+using transform_function = status(const qel_archive &archive, std::uint32_t object, double seconds, matrix &result);
 
 std::int32_t get_transform(const qel_archive *archive, std::uint32_t object, double seconds, double *out,
                            transform_function transform) {
@@ -150,8 +149,7 @@ std::int32_t qel_archive_get_info(const qel_archive *archive, qel_archive_info *
     return QEL_ARCHIVE_OK;
 }
 
-std::int32_t qel_archive_get_object(const qel_archive *archive, std::uint32_t object,
-                                    qel_archive_object *out) {
+std::int32_t qel_archive_get_object(const qel_archive *archive, std::uint32_t object, qel_archive_object *out) {
     const status outcome = check(archive, object, out);
     if (outcome != QEL_ARCHIVE_OK) return outcome;
     const char *const path = path_of(*archive, object);
@@ -173,8 +171,8 @@ std::uint32_t qel_archive_find(const qel_archive *archive, const char *path) {
     return archive == nullptr || path == nullptr ? QEL_NOT_FOUND : archive->tree.find(path);
 }
 
-std::int32_t qel_archive_get_property(const qel_archive *archive, std::uint32_t object,
-                                      std::uint32_t property, qel_archive_property *out) {
+std::int32_t qel_archive_get_property(const qel_archive *archive, std::uint32_t object, std::uint32_t property,
+                                      qel_archive_property *out) {
     property_entry entry;
     const status outcome = find_entry(archive, object, property, out, entry);
     if (outcome != QEL_ARCHIVE_OK) return outcome;
@@ -198,9 +196,8 @@ std::uint32_t qel_archive_find_property(const qel_archive *archive, std::uint32_
     return archive->tree.compounds.find_number(archive->tree.properties(object), name);
 }
 
-std::int32_t qel_archive_read_property(const qel_archive *archive, std::uint32_t object,
-                                       std::uint32_t property, std::uint64_t sample, void *bytes,
-                                       std::uint64_t capacity, std::uint64_t *size) {
+std::int32_t qel_archive_read_property(const qel_archive *archive, std::uint32_t object, std::uint32_t property,
+                                       std::uint64_t sample, void *bytes, std::uint64_t capacity, std::uint64_t *size) {
     if (bytes == nullptr && capacity != 0) return QEL_ARCHIVE_BAD_ARGUMENT;
     property_entry entry;
     status outcome = find_sampled(archive, object, property, sample, size, entry);
@@ -208,22 +205,20 @@ std::int32_t qel_archive_read_property(const qel_archive *archive, std::uint32_t
     stored_sample found;
     outcome = find_sample(archive->file, entry.header(), entry.reference(), sample, found);
     if (outcome == QEL_ARCHIVE_OK && found.values.size <= capacity)
-        outcome = status_of(
-            archive->file.read(found.values.at, bytes, static_cast<std::size_t>(found.values.size)));
+        outcome = status_of(archive->file.read(found.values.at, bytes, static_cast<std::size_t>(found.values.size)));
     if (outcome == QEL_ARCHIVE_OK) *size = found.values.size;
     return outcome;
 }
 
-std::int32_t qel_archive_property_time(const qel_archive *archive, std::uint32_t object,
-                                       std::uint32_t property, std::uint64_t sample, double *seconds) {
+std::int32_t qel_archive_property_time(const qel_archive *archive, std::uint32_t object, std::uint32_t property,
+                                       std::uint64_t sample, double *seconds) {
     property_entry entry;
     const status outcome = find_sampled(archive, object, property, sample, seconds, entry);
     if (outcome == QEL_ARCHIVE_OK) *seconds = sample_time(sampling_of(*archive, entry.header()), sample);
     return outcome;
 }
 
-std::int32_t qel_archive_get_mesh_info(const qel_archive *archive, std::uint32_t object,
-                                       qel_archive_mesh_info *out) {
+std::int32_t qel_archive_get_mesh_info(const qel_archive *archive, std::uint32_t object, qel_archive_mesh_info *out) {
     const status outcome = check(archive, object, out);
     return outcome == QEL_ARCHIVE_OK ? get_mesh_info(*archive, object, *out) : outcome;
 }

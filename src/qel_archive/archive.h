@@ -22,8 +22,7 @@ inline const time_sampling &sampling_of(const qel_archive &archive, const proper
 }
 
 /// Finds a property of an object by its name; false if there is none.
-inline bool find_property(const qel_archive &archive, std::uint32_t object, const char *name,
-                          property_entry &entry) {
+inline bool find_property(const qel_archive &archive, std::uint32_t object, const char *name, property_entry &entry) {
     return archive.tree.compounds.find(archive.tree.properties(object), name, entry);
 }
 

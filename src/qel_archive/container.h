@@ -29,8 +29,8 @@ inline bool is_group_reference(std::uint64_t reference) {
 /// the file's end.
 inline bool is_valid_position(std::uint64_t position, std::uint64_t file_size) {
     static_assert(ogawa::count_size == sizeof(std::uint64_t));
-    return position == 0 || (position >= ogawa::header_size && position <= file_size &&
-                             file_size - position >= ogawa::count_size);
+    return position == 0 ||
+           (position >= ogawa::header_size && position <= file_size && file_size - position >= ogawa::count_size);
 }
 
 /// The references of a group: `count` of them from `at` on.

@@ -69,15 +69,14 @@ status read_arrays(const qel_archive &archive, const parameter_entries &entries,
                    const mesh_size &size, geometry_parameter &parameter) {
     stored_array values, indices;
     status outcome = find_array(archive, entries.values, sample, values);
-    if (outcome == QEL_ARCHIVE_OK && entries.indexed)
-        outcome = find_array(archive, entries.indices, sample, indices);
+    if (outcome == QEL_ARCHIVE_OK && entries.indexed) outcome = find_array(archive, entries.indices, sample, indices);
     if (outcome != QEL_ARCHIVE_OK) return outcome;
     const std::uint32_t count = entries.indexed ? indices.count : values.count;
     if (!determine_scope(entries, count, size, parameter.scope)) return QEL_ARCHIVE_DAMAGED;
     parameter.value_count = values.count;
     parameter.index_count = indices.count;
-    outcome = read_values(archive.file, values.values, parameter.values,
-                          [](const float *, std::uint64_t) { return true; });
+    outcome =
+        read_values(archive.file, values.values, parameter.values, [](const float *, std::uint64_t) { return true; });
     if (outcome != QEL_ARCHIVE_OK) return outcome;
     return read_values(archive.file, indices.values, parameter.indices,
                        [&values](const std::uint32_t *piece, std::uint64_t piece_count) {
@@ -93,8 +92,7 @@ bool find_parameter(const qel_archive &archive, const property_entry &entry, std
     if (entries.indexed) {
         const compound_table &compounds = archive.tree.compounds;
         const compound &parent = compounds[entry.reference()];
-        if (!compounds.find(parent, ".vals", entries.values) ||
-            !compounds.find(parent, ".indices", entries.indices) ||
+        if (!compounds.find(parent, ".vals", entries.values) || !compounds.find(parent, ".indices", entries.indices) ||
             !is_array_of(entries.indices.header(), QEL_ARCHIVE_VALUE_U32, 1))
             return false;
     }

@@ -37,8 +37,7 @@ class header_source {
     std::uint64_t file_size() const { return ahead_.size(); }
 
     /// Reads the references of a group; DAMAGED if it has more than `max_count`.
-    status read_group(std::uint64_t reference, std::uint64_t max_count, arena &memory,
-                      reference_array &group);
+    status read_group(std::uint64_t reference, std::uint64_t max_count, arena &memory, reference_array &group);
 
     /// Reads data into memory that has room for one byte more.
     status read_data(std::uint64_t reference, arena &memory, header_bytes &data);

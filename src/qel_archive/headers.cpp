@@ -18,8 +18,8 @@ constexpr char instance_source_name[] = ".instanceSource";
 
 // The first word of a property's header.
 constexpr std::uint32_t kind_bits = 3, width_shift = 2, width_bits = 3, value_shift = 4, value_bits = 15,
-                        has_sampling = 1u << 8, has_changes = 1u << 9, never_changes = 1u << 11,
-                        extent_shift = 12, metadata_shift = 20, byte_bits = 0xFF;
+                        has_sampling = 1u << 8, has_changes = 1u << 9, never_changes = 1u << 11, extent_shift = 12,
+                        metadata_shift = 20, byte_bits = 0xFF;
 constexpr std::uint32_t undefined_width = 3;
 
 /// Reads headers from their bytes.
@@ -100,21 +100,20 @@ status read_object_header(header_cursor &cursor, const header_context &context, 
 /// Whether the stored numbers of the first and last changed sample are possible; 0 and 0 mean that all samples are
 /// equal.
 bool are_valid_changes(const property_header &header) {
-    if (header.first_changed == 0 || header.last_changed == 0)
-        return header.first_changed == header.last_changed;
+    if (header.first_changed == 0 || header.last_changed == 0) return header.first_changed == header.last_changed;
     return header.first_changed <= header.last_changed && header.last_changed < header.samples;
 }
 
 /// Reads the fields of scalars and arrays: number of samples, changes, time sampling.
-status read_samples(header_cursor &cursor, std::uint32_t info, std::uint32_t width,
-                    const header_context &context, property_header &header) {
+status read_samples(header_cursor &cursor, std::uint32_t info, std::uint32_t width, const header_context &context,
+                    property_header &header) {
     header.value = static_cast<std::uint8_t>(info >> value_shift & value_bits);
     header.extent = static_cast<std::uint8_t>(info >> extent_shift & byte_bits);
     if (header.value > max_value || header.extent == 0) return QEL_ARCHIVE_DAMAGED;
     if (!cursor.read_number(width, header.samples)) return QEL_ARCHIVE_DAMAGED;
     if ((info & has_changes) != 0) {
-        if (!cursor.read_number(width, header.first_changed) ||
-            !cursor.read_number(width, header.last_changed) || !are_valid_changes(header))
+        if (!cursor.read_number(width, header.first_changed) || !cursor.read_number(width, header.last_changed) ||
+            !are_valid_changes(header))
             return QEL_ARCHIVE_DAMAGED;
         header.all_equal = header.first_changed == 0;
     } else if ((info & never_changes) != 0) {
@@ -123,13 +122,11 @@ status read_samples(header_cursor &cursor, std::uint32_t info, std::uint32_t wid
         header.first_changed = 1;
         header.last_changed = header.samples - 1; // not read without samples
     }
-    if ((info & has_sampling) != 0 && !cursor.read_number(width, header.time_sampling))
-        return QEL_ARCHIVE_DAMAGED;
+    if ((info & has_sampling) != 0 && !cursor.read_number(width, header.time_sampling)) return QEL_ARCHIVE_DAMAGED;
     return header.time_sampling < context.samplings.count ? QEL_ARCHIVE_OK : QEL_ARCHIVE_DAMAGED;
 }
 
-status read_property_header(header_cursor &cursor, const header_context &context, text &name,
-                            property_header &header) {
+status read_property_header(header_cursor &cursor, const header_context &context, text &name, property_header &header) {
     header = {};
     std::uint32_t info, length;
     if (!cursor.read<std::uint32_t>(info)) return QEL_ARCHIVE_DAMAGED;
@@ -156,15 +153,13 @@ status read_property_header(header_cursor &cursor, const header_context &context
 
 bool is_instance_source(const text &name, const property_header &header) {
     return name.length == sizeof instance_source_name - 1 && header.kind == property_kind::scalar &&
-           header.value == QEL_ARCHIVE_VALUE_TEXT &&
-           std::memcmp(name.bytes, instance_source_name, name.length) == 0;
+           header.value == QEL_ARCHIVE_VALUE_TEXT && std::memcmp(name.bytes, instance_source_name, name.length) == 0;
 }
 
 } // namespace
 
 status read_shared_metadata(header_bytes source, arena &memory, metadata_table &table) {
-    const std::uint64_t max_count =
-        std::min<std::uint64_t>(source.size, max_shared); // a text takes at least one byte
+    const std::uint64_t max_count = std::min<std::uint64_t>(source.size, max_shared); // a text takes at least one byte
     auto *const texts = memory.array<object_metadata>(max_count + 1);
     if (texts == nullptr) return QEL_ARCHIVE_NO_MEMORY;
     texts[0] = {"", "", OGAWA_SCHEMA_UNKNOWN};
@@ -181,8 +176,8 @@ status read_shared_metadata(header_bytes source, arena &memory, metadata_table &
     return QEL_ARCHIVE_OK;
 }
 
-status read_object_headers(header_bytes source, std::uint64_t count, const header_context &context,
-                           arena &memory, object_headers &headers) {
+status read_object_headers(header_bytes source, std::uint64_t count, const header_context &context, arena &memory,
+                           object_headers &headers) {
     auto *const names = memory.array<text>(count);
     auto *const metadata = memory.array<const object_metadata *>(count);
     if (names == nullptr || metadata == nullptr) return QEL_ARCHIVE_NO_MEMORY;
@@ -196,8 +191,8 @@ status read_object_headers(header_bytes source, std::uint64_t count, const heade
     return order_names(headers.names, memory);
 }
 
-status read_property_headers(header_bytes source, std::uint64_t count, const header_context &context,
-                             arena &memory, property_headers &headers) {
+status read_property_headers(header_bytes source, std::uint64_t count, const header_context &context, arena &memory,
+                             property_headers &headers) {
     auto *const names = memory.array<text>(count);
     auto *const properties = memory.array<property_header>(count);
     if (names == nullptr || properties == nullptr) return QEL_ARCHIVE_NO_MEMORY;
@@ -206,8 +201,7 @@ status read_property_headers(header_bytes source, std::uint64_t count, const hea
     for (std::uint64_t i = 0; i < count; ++i) {
         const status outcome = read_property_header(cursor, context, names[i], properties[i]);
         if (outcome != QEL_ARCHIVE_OK) return outcome;
-        if (is_instance_source(names[i], properties[i]))
-            headers.instance_source = static_cast<std::uint32_t>(i);
+        if (is_instance_source(names[i], properties[i])) headers.instance_source = static_cast<std::uint32_t>(i);
     }
     if (!cursor.at_end()) return QEL_ARCHIVE_DAMAGED;
     headers.names = {names, static_cast<std::uint32_t>(count), nullptr};

@@ -63,10 +63,10 @@ struct property_headers {
 status read_shared_metadata(header_bytes source, arena &memory, metadata_table &table);
 
 /// Reads `count` headers. DAMAGED if there are more or fewer, or a field has an impossible value.
-status read_object_headers(header_bytes source, std::uint64_t count, const header_context &context,
-                           arena &memory, object_headers &headers);
-status read_property_headers(header_bytes source, std::uint64_t count, const header_context &context,
-                             arena &memory, property_headers &headers);
+status read_object_headers(header_bytes source, std::uint64_t count, const header_context &context, arena &memory,
+                           object_headers &headers);
+status read_property_headers(header_bytes source, std::uint64_t count, const header_context &context, arena &memory,
+                             property_headers &headers);
 
 /// The size in bytes of a value of a kind that is not a text.
 std::uint32_t value_size(std::uint32_t value);

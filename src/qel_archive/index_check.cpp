@@ -38,8 +38,7 @@ std::uint64_t sum_plain(const std::uint32_t *counts, std::uint64_t count) {
 #if QEL_SSE2_KERNELS
 
 /// Adds the counts after the last whole vector to the sum of the vectors.
-std::uint64_t join_sums(std::uint64_t sum, bool any_negative, const std::uint32_t *rest,
-                        std::uint64_t count) {
+std::uint64_t join_sums(std::uint64_t sum, bool any_negative, const std::uint32_t *rest, std::uint64_t count) {
     const std::uint64_t last = sum_plain(rest, count);
     return any_negative || last == bad_sum ? bad_sum : sum + last;
 }
@@ -143,8 +142,7 @@ QEL_TARGET_AVX2 std::uint64_t sum_avx2(const std::uint32_t *counts, std::uint64_
 
 } // namespace
 
-dispatched<below_function> below_kernel(below_plain, QEL_SSE2_FORM(below_sse2), QEL_AVX2_FORM(below_avx2),
-                                        nullptr);
+dispatched<below_function> below_kernel(below_plain, QEL_SSE2_FORM(below_sse2), QEL_AVX2_FORM(below_avx2), nullptr);
 dispatched<sum_function> sum_kernel(sum_plain, QEL_SSE2_FORM(sum_sse2), QEL_AVX2_FORM(sum_avx2), nullptr);
 
 bool all_below(const std::uint32_t *indices, std::uint64_t count, std::uint32_t limit) {

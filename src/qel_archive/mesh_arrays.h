@@ -36,8 +36,7 @@ inline status find_array(const qel_archive &archive, const property_entry &entry
     const status outcome = find_sample(archive.file, header, entry.reference(), sample, found);
     if (outcome != QEL_ARCHIVE_OK) return outcome;
     const std::uint64_t count = found.values.size / (std::uint64_t{value_size(header.value)} * header.extent);
-    if (count > std::numeric_limits<std::uint32_t>::max())
-        return QEL_ARCHIVE_DAMAGED; // counts of records have 32 bits
+    if (count > std::numeric_limits<std::uint32_t>::max()) return QEL_ARCHIVE_DAMAGED; // counts of records have 32 bits
     array = {found.values, static_cast<std::uint32_t>(count)};
     return QEL_ARCHIVE_OK;
 }

@@ -94,11 +94,11 @@ status find_arrays(const qel_archive &archive, const property_entry &positions, 
 status read_positions(const qel_archive &archive, const stored_array &positions, ogawa_polymesh &mesh) {
     piecewise_bounds bounds;
     mesh.vertex_count = positions.count;
-    const status outcome = read_values(archive.file, positions.values, mesh.positions,
-                                       [&bounds](const float *piece, std::uint64_t count) {
-                                           bounds.include(piece, count / 3);
-                                           return true;
-                                       });
+    const status outcome =
+        read_values(archive.file, positions.values, mesh.positions, [&bounds](const float *piece, std::uint64_t count) {
+            bounds.include(piece, count / 3);
+            return true;
+        });
     bounds.write(mesh.bounds_min, mesh.bounds_max);
     bounds.write(mesh.self_bounds_min, mesh.self_bounds_max);
     return outcome;
@@ -124,8 +124,7 @@ status read_faces(const qel_archive &archive, const mesh_arrays &arrays, ogawa_p
 }
 
 /// Reads the box that is stored with the mesh, if any.
-status read_self_bounds(const qel_archive &archive, std::uint32_t object, std::uint64_t sample,
-                        ogawa_polymesh &mesh) {
+status read_self_bounds(const qel_archive &archive, std::uint32_t object, std::uint64_t sample, ogawa_polymesh &mesh) {
     property_entry entry;
     if (!find_property(archive, object, ".geom/.selfBnds", entry)) return QEL_ARCHIVE_OK;
     const property_header &header = entry.header();
@@ -145,8 +144,8 @@ status read_self_bounds(const qel_archive &archive, std::uint32_t object, std::u
     return QEL_ARCHIVE_OK;
 }
 
-status read_normals(const qel_archive &archive, std::uint32_t object, std::uint64_t sample,
-                    const mesh_size &size, ogawa_polymesh &mesh) {
+status read_normals(const qel_archive &archive, std::uint32_t object, std::uint64_t sample, const mesh_size &size,
+                    ogawa_polymesh &mesh) {
     property_entry entry;
     parameter_entries entries;
     if (!find_property(archive, object, ".geom/N", entry) || !find_parameter(archive, entry, 3, entries))
@@ -195,8 +194,8 @@ status read_main_uvs(const qel_archive &archive, const parameter_entries &entrie
 /// The compound of an object's arbitrary parameters; the empty compound if there is none.
 const compound &find_parameters(const qel_archive &archive, std::uint32_t object) {
     property_entry entry;
-    const bool found = find_property(archive, object, ".geom/.arbGeomParams", entry) &&
-                       entry.header().kind == property_kind::compound;
+    const bool found =
+        find_property(archive, object, ".geom/.arbGeomParams", entry) && entry.header().kind == property_kind::compound;
     return archive.tree.compounds[found ? entry.reference() : 0];
 }
 
@@ -210,8 +209,7 @@ status read_more_uvs(const qel_archive &archive, const compound &parameters, std
         const std::uint32_t before = mesh.uv_set_count;
         const status outcome = read_uv_set(archive, entries, sample, size, mesh);
         if (outcome != QEL_ARCHIVE_OK) return outcome;
-        if (mesh.uv_set_count > before)
-            name_set(mesh.uv_sets[before], entry.name().bytes, entry.name().length);
+        if (mesh.uv_set_count > before) name_set(mesh.uv_sets[before], entry.name().bytes, entry.name().length);
     }
     return QEL_ARCHIVE_OK;
 }
@@ -221,8 +219,7 @@ status read_uvs(const qel_archive &archive, std::uint32_t object, std::uint64_t 
     const compound &parameters = find_parameters(archive, object);
     property_entry entry;
     parameter_entries main, other;
-    const bool has_main =
-        find_property(archive, object, ".geom/uv", entry) && find_parameter(archive, entry, 2, main);
+    const bool has_main = find_property(archive, object, ".geom/uv", entry) && find_parameter(archive, entry, 2, main);
     std::uint64_t max_count = has_main ? 1 : 0;
     for (std::uint32_t i = 0; i < parameters.count(); ++i)
         max_count += find_parameter(archive, {&parameters, i}, 2, other) ? 1 : 0;
@@ -252,8 +249,7 @@ status place_mesh(const qel_archive &archive, std::uint32_t object, const proper
 } // namespace
 
 status find_positions(const qel_archive &archive, std::uint32_t object, property_entry &positions) {
-    if (!find_property(archive, object, ".geom/P", positions) ||
-        positions.header().kind == property_kind::compound)
+    if (!find_property(archive, object, ".geom/P", positions) || positions.header().kind == property_kind::compound)
         return QEL_ARCHIVE_WRONG_KIND;
     if (!is_array_of(positions.header(), QEL_ARCHIVE_VALUE_F32, 3)) return QEL_ARCHIVE_DAMAGED;
     return positions.header().samples == 0 ? QEL_ARCHIVE_NOT_FOUND : QEL_ARCHIVE_OK;
@@ -282,8 +278,7 @@ status get_mesh_info(const qel_archive &archive, std::uint32_t object, qel_archi
     return QEL_ARCHIVE_OK;
 }
 
-status read_mesh(const qel_archive &archive, std::uint32_t object, std::uint64_t sample,
-                 ogawa_polymesh &mesh) {
+status read_mesh(const qel_archive &archive, std::uint32_t object, std::uint64_t sample, ogawa_polymesh &mesh) {
     property_entry positions;
     face_entries faces = {};
     mesh_arrays arrays;

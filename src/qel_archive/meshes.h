@@ -12,8 +12,7 @@ status find_positions(const qel_archive &archive, std::uint32_t object, property
 status get_mesh_info(const qel_archive &archive, std::uint32_t object, qel_archive_mesh_info &info);
 
 /// Reads one sample of a mesh into a cleared record. Arrays read before a failure stay in the record.
-status read_mesh(const qel_archive &archive, std::uint32_t object, std::uint64_t sample,
-                 ogawa_polymesh &mesh);
+status read_mesh(const qel_archive &archive, std::uint32_t object, std::uint64_t sample, ogawa_polymesh &mesh);
 
 /// Frees the arrays that read_mesh fills and clears the record.
 void discard_mesh(ogawa_polymesh &mesh);

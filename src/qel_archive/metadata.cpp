@@ -39,8 +39,7 @@ ogawa_schema kind_of(const char *schema) {
 
 } // namespace
 
-const char *find_value(const char *metadata, std::size_t metadata_length, const char *key,
-                       std::size_t &value_length) {
+const char *find_value(const char *metadata, std::size_t metadata_length, const char *key, std::size_t &value_length) {
     const std::size_t key_length = std::strlen(key);
     const char *const end = metadata + metadata_length;
     for (const char *pair = metadata; pair < end;) {

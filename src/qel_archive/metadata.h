@@ -21,8 +21,7 @@ inline bool is_mesh(const object_metadata &metadata) {
 }
 
 /// Finds the value of the first pair with a key; null if there is none.
-const char *find_value(const char *metadata, std::size_t metadata_length, const char *key,
-                       std::size_t &value_length);
+const char *find_value(const char *metadata, std::size_t metadata_length, const char *key, std::size_t &value_length);
 
 /// Reads an object's text of `text_length` bytes; false when there is no memory.
 bool describe_object(const char *text, std::size_t text_length, arena &memory, object_metadata &metadata);

@@ -81,8 +81,7 @@ status order_many(name_table &table, arena &memory) {
     sort_keys(keys.get(), table);
     for (std::uint32_t i = 0; i < table.count; ++i) {
         order[i] = keys[i].number;
-        if (i > 0 && compare(table.names[order[i - 1]], table.names[order[i]]) == 0)
-            return QEL_ARCHIVE_DAMAGED;
+        if (i > 0 && compare(table.names[order[i - 1]], table.names[order[i]]) == 0) return QEL_ARCHIVE_DAMAGED;
     }
     table.order = order;
     return QEL_ARCHIVE_OK;

@@ -17,8 +17,7 @@ instance_source parse_source(const header_bytes &data) {
     const std::uint8_t *const end = data.bytes + data.size;
     const std::uint8_t *const first = std::find<const std::uint8_t *>(data.bytes, end, std::uint8_t{0});
     const auto length = static_cast<std::uint64_t>(first - data.bytes);
-    if (data.size == 0 || end[-1] != 0 || length >= none)
-        return {{"", 0}, 0, none, nullptr, instance_source::unknown};
+    if (data.size == 0 || end[-1] != 0 || length >= none) return {{"", 0}, 0, none, nullptr, instance_source::unknown};
     const auto texts = static_cast<std::uint64_t>(std::count(first, end, std::uint8_t{0}));
     const auto *const path = reinterpret_cast<const char *>(data.bytes);
     return {{path, static_cast<std::uint32_t>(length)}, texts, none, nullptr, instance_source::unknown};
@@ -27,8 +26,8 @@ instance_source parse_source(const header_bytes &data) {
 class object_reader {
   public:
     // NOLINTNEXTLINE(clang-analyzer-optin.cplusplus.UninitializedObject): its reader's constructor sets all
-    object_reader(header_source &source, const header_context &context, arena &memory,
-                  shared_positions *sharing, object_tree &tree)
+    object_reader(header_source &source, const header_context &context, arena &memory, shared_positions *sharing,
+                  object_tree &tree)
         : source_(source), context_(context), memory_(memory), sharing_(sharing), tree_(tree),
           compounds_(source, context, memory, tree.compounds, sharing, ancestors_) {}
 
@@ -120,8 +119,7 @@ status object_reader::read_children(const reference_array &group, object_node &n
 }
 
 /// Reads the headers of `count` children; null if there are none.
-status object_reader::read_headers(std::uint64_t reference, std::uint64_t count,
-                                   const object_headers *&headers) {
+status object_reader::read_headers(std::uint64_t reference, std::uint64_t count, const object_headers *&headers) {
     const auto parse = [&](const header_bytes &data, object_headers &read) {
         return read_object_headers(data, count, context_, memory_, read);
     };

@@ -65,9 +65,7 @@ struct object_tree {
         sources.clear();
     }
 
-    const compound &properties(std::uint32_t object) const {
-        return compounds[nodes[objects[object].node].properties];
-    }
+    const compound &properties(std::uint32_t object) const { return compounds[nodes[objects[object].node].properties]; }
 
     /// The number of the object with this path; `none` if there is none.
     std::uint32_t find(const char *path) const;

@@ -39,8 +39,7 @@ property_entry compound_table::entry(const compound &root, std::uint32_t number)
     return found;
 }
 
-bool compound_table::find(const compound &root, const char *name, property_entry &entry,
-                          std::uint32_t &number) const {
+bool compound_table::find(const compound &root, const char *name, property_entry &entry, std::uint32_t &number) const {
     const compound *parent = &root;
     for (number = 0; parent->headers != nullptr; ++number) {
         const std::size_t length = std::strcspn(name, "/");
@@ -144,8 +143,7 @@ status compound_reader::read_compound(std::uint64_t reference, compound &read) {
 }
 
 /// Reads the headers of `count` properties; null if there are none.
-status compound_reader::read_headers(std::uint64_t reference, std::uint64_t count,
-                                     const property_headers *&headers) {
+status compound_reader::read_headers(std::uint64_t reference, std::uint64_t count, const property_headers *&headers) {
     const auto parse = [&](const header_bytes &data, property_headers &read) {
         return read_property_headers(data, count, context_, memory_, read);
     };

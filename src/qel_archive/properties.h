@@ -57,9 +57,7 @@ struct property_entry {
 /// All compounds of an archive. Number 0 is the empty compound.
 class compound_table {
   public:
-    const compound &operator[](std::uint64_t number) const {
-        return compounds_[static_cast<std::uint32_t>(number)];
-    }
+    const compound &operator[](std::uint64_t number) const { return compounds_[static_cast<std::uint32_t>(number)]; }
 
     void clear() { compounds_.clear(); }
 
@@ -87,11 +85,10 @@ class compound_table {
 /// objects being read: a compound with one of them would contain itself.
 class compound_reader {
   public:
-    compound_reader(header_source &source, const header_context &context, arena &memory,
-                    compound_table &table, shared_positions *sharing,
-                    const heap_list<std::uint64_t> &ancestors)
-        : source_(source), context_(context), memory_(memory), compounds_(table.compounds_),
-          sharing_(sharing), ancestors_(ancestors) {}
+    compound_reader(header_source &source, const header_context &context, arena &memory, compound_table &table,
+                    shared_positions *sharing, const heap_list<std::uint64_t> &ancestors)
+        : source_(source), context_(context), memory_(memory), compounds_(table.compounds_), sharing_(sharing),
+          ancestors_(ancestors) {}
 
     /// Makes the empty compound. Must be called first; false when there is no memory.
     bool begin() { return compounds_.push(compound{}); }

@@ -36,11 +36,10 @@ status for_each_piece(const random_access_file &file, const extent &bytes, Visit
 status count_texts(const random_access_file &file, const extent &values, std::uint64_t &count) {
     std::uint8_t last = 0;
     count = 0;
-    const status outcome =
-        for_each_piece(file, values, [&count, &last](const std::uint8_t *piece, std::size_t size) {
-            count += static_cast<std::uint64_t>(std::count(piece, piece + size, std::uint8_t{0}));
-            last = piece[size - 1];
-        });
+    const status outcome = for_each_piece(file, values, [&count, &last](const std::uint8_t *piece, std::size_t size) {
+        count += static_cast<std::uint64_t>(std::count(piece, piece + size, std::uint8_t{0}));
+        last = piece[size - 1];
+    });
     if (last != 0) count = too_many;
     return outcome;
 }
@@ -72,11 +71,10 @@ status check_dimensions(const random_access_file &file, const extent &dimensions
     static_assert(piece_size % sizeof(std::uint64_t) == 0, "pieces hold whole dimensions");
     if (dimensions.size % sizeof(std::uint64_t) != 0) return QEL_ARCHIVE_DAMAGED;
     dimension_product product;
-    const status outcome =
-        for_each_piece(file, dimensions, [&product](const std::uint8_t *piece, std::size_t size) {
-            for (std::size_t i = 0; i < size; i += sizeof(std::uint64_t))
-                product.take(load<std::uint64_t>(piece + i));
-        });
+    const status outcome = for_each_piece(file, dimensions, [&product](const std::uint8_t *piece, std::size_t size) {
+        for (std::size_t i = 0; i < size; i += sizeof(std::uint64_t))
+            product.take(load<std::uint64_t>(piece + i));
+    });
     if (outcome != QEL_ARCHIVE_OK) return outcome;
     return product.result() == count ? QEL_ARCHIVE_OK : QEL_ARCHIVE_DAMAGED;
 }
@@ -101,15 +99,12 @@ status count_values(const random_access_file &file, const property_header &heade
     return QEL_ARCHIVE_OK;
 }
 
-status check_values(const random_access_file &file, const property_header &header,
-                    const stored_sample &sample) {
-    if (header.value == QEL_ARCHIVE_VALUE_WIDE_TEXT)
-        return QEL_ARCHIVE_OK; // the width of its characters is unknown
+status check_values(const random_access_file &file, const property_header &header, const stored_sample &sample) {
+    if (header.value == QEL_ARCHIVE_VALUE_WIDE_TEXT) return QEL_ARCHIVE_OK; // the width of its characters is unknown
     std::uint64_t count;
     const status outcome = count_values(file, header, sample.values, count);
     if (outcome != QEL_ARCHIVE_OK) return outcome;
-    if (header.kind == property_kind::scalar)
-        return count == header.extent ? QEL_ARCHIVE_OK : QEL_ARCHIVE_DAMAGED;
+    if (header.kind == property_kind::scalar) return count == header.extent ? QEL_ARCHIVE_OK : QEL_ARCHIVE_DAMAGED;
     if (count == too_many || count % header.extent != 0) return QEL_ARCHIVE_DAMAGED;
     return check_dimensions(file, sample.dimensions, count / header.extent);
 }
@@ -117,8 +112,8 @@ status check_values(const random_access_file &file, const property_header &heade
 } // namespace
 
 template <class Source>
-status locate_sample(Source &source, const property_header &header, std::uint64_t reference,
-                     std::uint64_t sample, stored_sample &found) {
+status locate_sample(Source &source, const property_header &header, std::uint64_t reference, std::uint64_t sample,
+                     stored_sample &found) {
     reference_list group;
     status outcome = find_group(source, reference, group);
     if (outcome != QEL_ARCHIVE_OK) return outcome;
@@ -133,8 +128,7 @@ status locate_sample(Source &source, const property_header &header, std::uint64_
     outcome = status_of(source.read(group.at + number * size, &references, size));
     if (outcome != QEL_ARCHIVE_OK) return outcome;
     outcome = find_values(source, references.values, is_array, found.values);
-    if (outcome == QEL_ARCHIVE_OK && is_array)
-        outcome = find_data(source, references.dimensions, found.dimensions);
+    if (outcome == QEL_ARCHIVE_OK && is_array) outcome = find_data(source, references.dimensions, found.dimensions);
     return outcome;
 }
 
@@ -144,8 +138,8 @@ status find_sample(const random_access_file &file, const property_header &header
     return outcome == QEL_ARCHIVE_OK ? check_values(file, header, found) : outcome;
 }
 
-template status locate_sample(const random_access_file &source, const property_header &header,
-                              std::uint64_t reference, std::uint64_t sample, stored_sample &found);
+template status locate_sample(const random_access_file &source, const property_header &header, std::uint64_t reference,
+                              std::uint64_t sample, stored_sample &found);
 template status locate_sample(read_ahead &source, const property_header &header, std::uint64_t reference,
                               std::uint64_t sample, stored_sample &found);
 

@@ -18,8 +18,8 @@ struct stored_sample {
 /// Finds a sample of a property with samples; a number past the last one means the last one. The number of its values
 /// is not checked.
 template <class Source>
-status locate_sample(Source &source, const property_header &header, std::uint64_t reference,
-                     std::uint64_t sample, stored_sample &found);
+status locate_sample(Source &source, const property_header &header, std::uint64_t reference, std::uint64_t sample,
+                     stored_sample &found);
 
 /// Finds a sample and checks the number of its values against the property's header and the dimensions.
 status find_sample(const random_access_file &file, const property_header &header, std::uint64_t reference,
@@ -27,7 +27,7 @@ status find_sample(const random_access_file &file, const property_header &header
 
 extern template status locate_sample(const random_access_file &source, const property_header &header,
                                      std::uint64_t reference, std::uint64_t sample, stored_sample &found);
-extern template status locate_sample(read_ahead &source, const property_header &header,
-                                     std::uint64_t reference, std::uint64_t sample, stored_sample &found);
+extern template status locate_sample(read_ahead &source, const property_header &header, std::uint64_t reference,
+                                     std::uint64_t sample, stored_sample &found);
 
 } // namespace qel::archives

@@ -21,8 +21,8 @@ struct stored_headers {
 /// Sets `headers` to those at a reference, null if there are none. `known` holds the headers already read, by
 /// reference; null if every reference is read. `parse` reads the headers from their bytes.
 template <class Headers, class Parse>
-status read_headers_once(const stored_headers &stored, header_source &source, arena &memory,
-                         position_table *known, Parse parse, const Headers *&headers) {
+status read_headers_once(const stored_headers &stored, header_source &source, arena &memory, position_table *known,
+                         Parse parse, const Headers *&headers) {
     headers = nullptr;
     const std::uint64_t *const before = known == nullptr ? nullptr : known->find(stored.reference);
     if (before != nullptr) {
@@ -40,8 +40,7 @@ status read_headers_once(const stored_headers &stored, header_source &source, ar
     outcome = parse(data, *read);
     if (outcome != QEL_ARCHIVE_OK) return outcome;
     headers = read;
-    const bool kept =
-        known == nullptr || known->add(stored.reference, reinterpret_cast<std::uintptr_t>(read));
+    const bool kept = known == nullptr || known->add(stored.reference, reinterpret_cast<std::uintptr_t>(read));
     return kept ? QEL_ARCHIVE_OK : QEL_ARCHIVE_NO_MEMORY;
 }
 

@@ -171,14 +171,12 @@ std::size_t object_tree::path_length(std::uint32_t object) const {
     return length;
 }
 
-void object_tree::write_path(std::uint32_t object, std::size_t length, char *path,
-                             std::size_t capacity) const {
+void object_tree::write_path(std::uint32_t object, std::size_t length, char *path, std::size_t capacity) const {
     if (object == 0) path[0] = '/';
     for (; object != 0; object = objects[object].parent) {
         const char *const name = objects[object].name;
         length -= std::strlen(name);
-        if (length < capacity)
-            std::copy_n(name, std::min(capacity - length, std::strlen(name)), path + length);
+        if (length < capacity) std::copy_n(name, std::min(capacity - length, std::strlen(name)), path + length);
         if (--length < capacity) path[length] = '/';
     }
 }

@@ -59,12 +59,9 @@ status read_context(header_source &source, const std::uint64_t *children, qel_ar
     header_bytes samplings, texts;
     status outcome = source.read_data(children[time_samplings], archive.memory, samplings);
     if (outcome == QEL_ARCHIVE_OK)
-        outcome =
-            read_time_samplings(samplings.bytes, samplings.size, archive.memory, archive.context.samplings);
-    if (outcome == QEL_ARCHIVE_OK)
-        outcome = source.read_data(children[shared_metadata], archive.memory, texts);
-    if (outcome == QEL_ARCHIVE_OK)
-        outcome = read_shared_metadata(texts, archive.memory, archive.context.shared);
+        outcome = read_time_samplings(samplings.bytes, samplings.size, archive.memory, archive.context.samplings);
+    if (outcome == QEL_ARCHIVE_OK) outcome = source.read_data(children[shared_metadata], archive.memory, texts);
+    if (outcome == QEL_ARCHIVE_OK) outcome = read_shared_metadata(texts, archive.memory, archive.context.shared);
     return outcome;
 }
 
@@ -78,16 +75,14 @@ status read_root(header_source &source, std::uint64_t root, shared_positions *sh
     std::uint64_t children[root_child_count];
     std::int32_t layout;
     outcome = status_of(source.file().read(list.at, children, sizeof children));
-    if (outcome == QEL_ARCHIVE_OK)
-        outcome = read_version(source, children[layout_version], archive.memory, layout);
+    if (outcome == QEL_ARCHIVE_OK) outcome = read_version(source, children[layout_version], archive.memory, layout);
     if (outcome == QEL_ARCHIVE_OK)
         outcome = read_version(source, children[library_version], archive.memory, archive.library_version);
     if (outcome == QEL_ARCHIVE_OK)
         outcome = read_metadata(source, children[archive_metadata], archive.memory, archive.metadata);
     if (outcome == QEL_ARCHIVE_OK) outcome = read_context(source, children, archive);
     if (outcome == QEL_ARCHIVE_OK)
-        outcome = read_objects(source, children[top_object], archive.context, archive.memory, sharing,
-                               archive.tree);
+        outcome = read_objects(source, children[top_object], archive.context, archive.memory, sharing, archive.tree);
     return outcome;
 }
 

@@ -40,12 +40,10 @@ std::uint32_t count_samplings(const std::uint8_t *bytes, std::uint64_t size) {
 
 /// Finds the last of the samples `first`, `first` + `step`, … at or before a limit; false if there is none. Their times
 /// ascend, descend or are NaN: if the last one is after the limit, those at or before it come first.
-bool last_of_one_phase(const time_sampling &sampling, std::uint64_t first, std::uint64_t step,
-                       std::uint64_t count, double limit, std::uint64_t &found) {
+bool last_of_one_phase(const time_sampling &sampling, std::uint64_t first, std::uint64_t step, std::uint64_t count,
+                       double limit, std::uint64_t &found) {
     if (first >= count) return false;
-    const auto reaches = [&](std::uint64_t turn) {
-        return sample_time(sampling, first + turn * step) <= limit;
-    };
+    const auto reaches = [&](std::uint64_t turn) { return sample_time(sampling, first + turn * step) <= limit; };
     const std::uint64_t last = (count - 1 - first) / step;
     if (reaches(last)) {
         found = first + last * step;
@@ -63,8 +61,7 @@ bool last_of_one_phase(const time_sampling &sampling, std::uint64_t first, std::
 
 } // namespace
 
-status read_time_samplings(const std::uint8_t *bytes, std::uint64_t size, arena &memory,
-                           time_sampling_table &table) {
+status read_time_samplings(const std::uint8_t *bytes, std::uint64_t size, arena &memory, time_sampling_table &table) {
     table = {nullptr, count_samplings(bytes, size)};
     if (table.count == invalid_count) return QEL_ARCHIVE_DAMAGED;
     auto *const samplings = memory.array<time_sampling>(table.count);
@@ -101,8 +98,7 @@ std::uint64_t last_sample_at(const time_sampling &sampling, std::uint64_t count,
     const double limit = seconds + tolerance * std::fabs(sampling.cycle);
     for (std::uint32_t phase = 0; phase < sampling.count; ++phase) {
         std::uint64_t last = 0;
-        if (last_of_one_phase(sampling, phase, sampling.count, count, limit, last))
-            found = std::max(found, last);
+        if (last_of_one_phase(sampling, phase, sampling.count, count, limit, last)) found = std::max(found, last);
     }
     return found;
 }

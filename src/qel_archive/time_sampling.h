@@ -25,8 +25,7 @@ struct time_sampling_table {
 };
 
 /// Reads all time samplings from the `size` bytes that hold them.
-status read_time_samplings(const std::uint8_t *bytes, std::uint64_t size, arena &memory,
-                           time_sampling_table &table);
+status read_time_samplings(const std::uint8_t *bytes, std::uint64_t size, arena &memory, time_sampling_table &table);
 
 /// The time of a sample, in seconds.
 double sample_time(const time_sampling &sampling, std::uint64_t sample);

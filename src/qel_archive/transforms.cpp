@@ -40,8 +40,7 @@ matrix translation(const double *offset) {
 
 /// The rotation about a unit axis.
 matrix unit_rotation(double x, double y, double z, double angle) {
-    const double c = std::cos(angle * radians_per_degree), s = std::sin(angle * radians_per_degree),
-                 t = 1 - c;
+    const double c = std::cos(angle * radians_per_degree), s = std::sin(angle * radians_per_degree), t = 1 - c;
     return {{x * x * t + c, x * y * t + z * s, x * z * t - y * s, 0, //
              x * y * t - z * s, y * y * t + c, y * z * t + x * s, 0, //
              x * z * t + y * s, y * z * t - x * s, z * z * t + c, 0, //
@@ -145,8 +144,8 @@ class value_stream {
 
 /// Finds the values of a property at a time. Without the property or its samples `values` is empty; DAMAGED if the
 /// property has another kind of value.
-status find_at(const qel_archive &archive, std::uint32_t object, const char *name,
-               qel_archive_value_type value, double seconds, extent &values) {
+status find_at(const qel_archive &archive, std::uint32_t object, const char *name, qel_archive_value_type value,
+               double seconds, extent &values) {
     values = {};
     property_entry entry;
     if (!find_property(archive, object, name, entry)) return QEL_ARCHIVE_OK;
@@ -188,8 +187,7 @@ status inherits(const qel_archive &archive, std::uint32_t object, double seconds
     answer = true;
     if (!is_xform(archive, object)) return QEL_ARCHIVE_OK;
     extent values;
-    const status outcome =
-        find_at(archive, object, ".xform/.inherits", QEL_ARCHIVE_VALUE_BOOL, seconds, values);
+    const status outcome = find_at(archive, object, ".xform/.inherits", QEL_ARCHIVE_VALUE_BOOL, seconds, values);
     if (outcome != QEL_ARCHIVE_OK || values.size == 0) return outcome;
     std::uint8_t stored = 0;
     const status read = status_of(archive.file.read(values.at, &stored, sizeof stored));

@@ -60,8 +60,7 @@ inline std::uint32_t field_hash_sse2(const char *field) {
     if (__builtin_expect(zeros != none_of_eight, 0)) return identity_hash(field);
     const __m128i words = _mm_srai_epi16(_mm_unpacklo_epi8(bytes, bytes), 8);
     const __m128i pairs = _mm_madd_epi16(words, _mm_set1_epi32(1 << 16 | 33));
-    const __m128i fours =
-        _mm_madd_epi16(_mm_packs_epi32(pairs, pairs), _mm_set1_epi32(1 << 16 | int{power_2}));
+    const __m128i fours = _mm_madd_epi16(_mm_packs_epi32(pairs, pairs), _mm_set1_epi32(1 << 16 | int{power_2}));
     const auto first = static_cast<std::uint32_t>(_mm_cvtsi128_si32(fours));
     const auto second = static_cast<std::uint32_t>(_mm_cvtsi128_si32(_mm_srli_epi64(fours, 32)));
     return (power_8_start + first * power_4 + second) & bucket_mask;

@@ -122,8 +122,7 @@ cell project(const cell &a, const cell &b) {
     const float mx = midpoint(a.x, b.x), my = midpoint(a.y, b.y), mz = midpoint(a.z, b.z);
     const float fx = mx - lattice_centre, fy = my - lattice_centre, fz = mz - lattice_centre;
     const float scale = golden_ratio / (std::sqrt((fx * fx + fy * fy) + fz * fz) + epsilon);
-    return {wrap_into_lattice(fx * scale + mx), wrap_into_lattice(fy * scale + my),
-            wrap_into_lattice(fz * scale + mz)};
+    return {wrap_into_lattice(fx * scale + mx), wrap_into_lattice(fy * scale + my), wrap_into_lattice(fz * scale + mz)};
 }
 
 cell child_of(const cell &a, const cell &b, std::uint32_t mode) {
@@ -166,8 +165,7 @@ float qel_matrix_48_em_coupling(std::uint8_t x, std::uint8_t y, std::uint8_t z) 
     return field_of({x, y, z}).coupling;
 }
 
-std::uint64_t qel_matrix_48_identity(std::uint8_t x, std::uint8_t y, std::uint32_t z,
-                                     qel_matrix_identity *identity) {
+std::uint64_t qel_matrix_48_identity(std::uint8_t x, std::uint8_t y, std::uint32_t z, qel_matrix_identity *identity) {
     const std::uint8_t low_z = low_byte(z);
     const std::int32_t level = level_48(x, y, low_z);
     const cell_field field = field_of({x, y, low_z});
@@ -185,9 +183,8 @@ std::uint64_t qel_matrix_48_identity(std::uint8_t x, std::uint8_t y, std::uint32
     return identity->morton;
 }
 
-void qel_matrix_48_crossover_bind(std::uint8_t a0, std::uint8_t a1, std::uint8_t a2, std::uint8_t b0,
-                                  std::uint8_t b1, std::uint8_t b2, std::uint8_t *c0, std::uint8_t *c1,
-                                  std::uint8_t *c2) {
+void qel_matrix_48_crossover_bind(std::uint8_t a0, std::uint8_t a1, std::uint8_t a2, std::uint8_t b0, std::uint8_t b1,
+                                  std::uint8_t b2, std::uint8_t *c0, std::uint8_t *c1, std::uint8_t *c2) {
     *c0 = average(a0, b0);
     *c1 = average(a1, b1);
     *c2 = average(a2, b2);

@@ -58,8 +58,8 @@ bool list_hops(const side &from, std::uint64_t target, std::uint64_t *hops, std:
     return ends_after(from, count, target, last);
 }
 
-bool merge_plain(const nearest_query &query, std::uint32_t wanted, std::uint64_t *hops,
-                 std::uint32_t *numbers, std::uint64_t *distances) {
+bool merge_plain(const nearest_query &query, std::uint32_t wanted, std::uint64_t *hops, std::uint32_t *numbers,
+                 std::uint64_t *distances) {
     const both_sides sides(query);
     std::uint64_t *const left_hops = hops, *const right_hops = hops + wanted;
     if (!list_hops(sides.left, query.target, left_hops, wanted) ||
@@ -88,15 +88,13 @@ constexpr __mmask8 first_tokens(std::uint32_t count) {
 }
 
 /// list_hops() for at most eight tokens, into a register.
-QEL_TARGET_AVX512 bool list_hops_avx512(const side &from, std::uint64_t target, std::uint32_t wanted,
-                                        __m512i *hops) {
+QEL_TARGET_AVX512 bool list_hops_avx512(const side &from, std::uint64_t target, std::uint32_t wanted, __m512i *hops) {
     const std::uint32_t count = std::min(wanted, from.count);
     const __mmask8 met = first_tokens(count);
     constexpr long long size = sizeof(qel_token);
     const __m512i distances_in_bytes =
-        from.step == 1
-            ? _mm512_setr_epi64(0, size, 2 * size, 3 * size, 4 * size, 5 * size, 6 * size, 7 * size)
-            : _mm512_setr_epi64(0, -size, -2 * size, -3 * size, -4 * size, -5 * size, -6 * size, -7 * size);
+        from.step == 1 ? _mm512_setr_epi64(0, size, 2 * size, 3 * size, 4 * size, 5 * size, 6 * size, 7 * size)
+                       : _mm512_setr_epi64(0, -size, -2 * size, -3 * size, -4 * size, -5 * size, -6 * size, -7 * size);
     const __m512i key = _mm512_set1_epi64(static_cast<long long>(target));
     const qel_token *const first = from.tokens + (count == 0 ? 0 : from.first); // an empty side has none
     const __m512i keys = _mm512_mask_i64gather_epi64(key, met, distances_in_bytes, first, 1);
@@ -134,15 +132,15 @@ QEL_TARGET_AVX512 __m512i offers_of(__m512i hops, std::int64_t first_pass, std::
 }
 
 /// Writes the first lanes of the offers as token numbers and distances.
-QEL_TARGET_AVX512 void write_results(const both_sides &sides, __m512i offers, __mmask8 wanted,
-                                     std::uint32_t *numbers, std::uint64_t *distances) {
+QEL_TARGET_AVX512 void write_results(const both_sides &sides, __m512i offers, __mmask8 wanted, std::uint32_t *numbers,
+                                     std::uint64_t *distances) {
     const std::int64_t first_right = sides.left.count;
-    const __m512i pass = _mm512_and_si512(_mm512_maskz_srli_epi64(0xFF, offers, side_bits),
-                                          _mm512_set1_epi64((1 << pass_bits) - 1));
+    const __m512i pass =
+        _mm512_and_si512(_mm512_maskz_srli_epi64(0xFF, offers, side_bits), _mm512_set1_epi64((1 << pass_bits) - 1));
     const __mmask8 on_the_right = _mm512_test_epi64_mask(offers, _mm512_set1_epi64(1));
     const __m512i on_left = _mm512_sub_epi64(_mm512_set1_epi64(first_right - 1 + sides.starts_right), pass);
-    const __m512i found = _mm512_mask_add_epi64(on_left, on_the_right,
-                                                _mm512_set1_epi64(first_right - sides.starts_left), pass);
+    const __m512i found =
+        _mm512_mask_add_epi64(on_left, on_the_right, _mm512_set1_epi64(first_right - sides.starts_left), pass);
     _mm512_mask_cvtepi64_storeu_epi32(numbers, wanted, found);
     _mm512_mask_storeu_epi64(distances, wanted, _mm512_maskz_srli_epi64(0xFF, offers, pass_bits + side_bits));
 }

@@ -29,8 +29,7 @@ qel_status read_unit(std::FILE *stream, qel_unit &unit, std::uint32_t &missing) 
 /// Shrinks the array to the tokens that the file holds.
 void shrink_tokens(qel_unit &unit) {
     void *tokens = std::realloc(unit.tokens, array_bytes<qel_token>(unit.count));
-    if (tokens != nullptr)
-        unit.tokens = static_cast<qel_token *>(tokens); // else the larger block stays in use
+    if (tokens != nullptr) unit.tokens = static_cast<qel_token *>(tokens); // else the larger block stays in use
 }
 
 } // namespace

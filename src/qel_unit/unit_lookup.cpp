@@ -25,8 +25,7 @@ std::uint32_t find_hex(const qel_unit &unit, const char *hex_id) {
 }
 
 /// Collects the hits of a block without a branch on the layer, which is unpredictable, then copies them.
-std::uint32_t scan_layer(const qel_unit &unit, std::uint8_t layer, std::uint32_t *numbers,
-                         std::uint32_t max) {
+std::uint32_t scan_layer(const qel_unit &unit, std::uint8_t layer, std::uint32_t *numbers, std::uint32_t max) {
     constexpr std::uint32_t block = 64;
     std::uint32_t found = 0;
     for (std::uint32_t first = 0, size = 0; first < unit.count && found < max; first += size) {
@@ -54,10 +53,9 @@ std::uint32_t qel_unit_get_count(const qel_unit *unit) {
     return unit == nullptr ? 0 : unit->count;
 }
 
-std::int32_t qel_unit_get_token(const qel_unit *unit, std::uint32_t index, std::uint64_t *morton,
-                                char *hex_id, std::uint8_t *layer) {
-    if (unit == nullptr || unit->tokens == nullptr || index >= unit->count)
-        return QEL_UNIT_GET_TOKEN_NOT_FOUND;
+std::int32_t qel_unit_get_token(const qel_unit *unit, std::uint32_t index, std::uint64_t *morton, char *hex_id,
+                                std::uint8_t *layer) {
+    if (unit == nullptr || unit->tokens == nullptr || index >= unit->count) return QEL_UNIT_GET_TOKEN_NOT_FOUND;
     const qel_token &token = unit->tokens[index];
     *morton = token.morton;
     std::memcpy(hex_id, token.hex_id, sizeof token.hex_id);
@@ -85,13 +83,11 @@ std::uint32_t qel_unit_lookup_hex(const qel_unit *unit, const char *hex_id) {
     return find_hex(*unit, hex_id);
 }
 
-std::uint32_t qel_unit_query_lattice_vertex(const qel_unit *unit, std::uint16_t x, std::uint16_t y,
-                                            std::uint16_t z) {
+std::uint32_t qel_unit_query_lattice_vertex(const qel_unit *unit, std::uint16_t x, std::uint16_t y, std::uint16_t z) {
     return find_morton(*unit, std::uint64_t{x} << 32 | std::uint64_t{y} << 16 | z);
 }
 
-std::uint32_t qel_unit_query_layer(const qel_unit *unit, std::uint8_t layer, std::uint32_t *numbers,
-                                   std::int32_t max) {
+std::uint32_t qel_unit_query_layer(const qel_unit *unit, std::uint8_t layer, std::uint32_t *numbers, std::int32_t max) {
     if (max < 1 || unit->tokens == nullptr) return 0;
     return scan_layer(*unit, layer, numbers, static_cast<std::uint32_t>(max));
 }

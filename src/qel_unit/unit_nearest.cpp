@@ -107,8 +107,8 @@ using namespace qel;
 
 extern "C" {
 
-std::uint32_t qel_unit_query_nearest(const qel_unit *unit, std::uint64_t morton, std::int32_t k,
-                                     std::uint32_t *numbers, std::uint64_t *distances) {
+std::uint32_t qel_unit_query_nearest(const qel_unit *unit, std::uint64_t morton, std::int32_t k, std::uint32_t *numbers,
+                                     std::uint64_t *distances) {
     if (unit == nullptr || unit->tokens == nullptr || k < 1) return 0;
     const std::uint32_t count = unit->count;
     if (static_cast<std::int32_t>(count) < 1) return 0; // counts are compared as signed numbers

@@ -70,8 +70,8 @@ std::uint32_t &prefix_of(sort_entry &entry) {
 }
 
 /// Sorts the positions of all tokens by the prefixes of their keys, stably, in one of two arrays, which it returns.
-sort_entry *sort_prefixes(const qel_token *tokens, std::uint32_t count, const key_prefix &prefix,
-                          sort_entry *from, sort_entry *to) {
+sort_entry *sort_prefixes(const qel_token *tokens, std::uint32_t count, const key_prefix &prefix, sort_entry *from,
+                          sort_entry *to) {
     constexpr std::uint32_t digit_bits = 8, radix = 1 << digit_bits, max_digits = 32 / digit_bits;
     const std::uint32_t digits = (prefix.bits + digit_bits - 1) / digit_bits;
     // Counts the occurrences of each value of each digit; then holds the position of the value's next entry.
@@ -100,8 +100,7 @@ void sort_equal_prefixes(const qel_token *tokens, std::uint32_t count, sort_entr
         return order != 0 ? order < 0 : position_of(a) < position_of(b);
     };
     for (std::uint32_t first = 0, last = 0; first < count; first = last) {
-        for (last = first + 1; last < count && prefix_of(entries[last]) == prefix_of(entries[first]);
-             ++last) {
+        for (last = first + 1; last < count && prefix_of(entries[last]) == prefix_of(entries[first]); ++last) {
         }
         if (last - first > 1) std::sort(entries + first, entries + last, before);
     }

@@ -50,8 +50,8 @@ using namespace qel;
 
 extern "C" {
 
-std::int32_t qel_unit_create(qel_unit *unit, std::uint32_t count, const std::uint64_t *mortons,
-                             const char *hex_ids, const std::uint64_t *payloads, const std::uint8_t *layers) {
+std::int32_t qel_unit_create(qel_unit *unit, std::uint32_t count, const std::uint64_t *mortons, const char *hex_ids,
+                             const std::uint64_t *payloads, const std::uint8_t *layers) {
     if (unit == nullptr || count == 0) return QEL_UNIT_CREATE_BAD_ARGUMENT;
     unit->extra = 0;
     unit->version = unit_version;
@@ -61,8 +61,7 @@ std::int32_t qel_unit_create(qel_unit *unit, std::uint32_t count, const std::uin
     if (!allocate_indexes(*unit)) return QEL_UNIT_CREATE_INDEX_NO_MEMORY;
     if (!allocate_order(*unit)) return QEL_UNIT_CREATE_ORDER_NO_MEMORY;
     const token_arrays arrays = {mortons, hex_ids, payloads, layers};
-    index_tokens(*unit,
-                 [&](std::uint32_t first, std::uint32_t size) { arrays.copy(unit->tokens, first, size); });
+    index_tokens(*unit, [&](std::uint32_t first, std::uint32_t size) { arrays.copy(unit->tokens, first, size); });
     return QEL_OK;
 }
 

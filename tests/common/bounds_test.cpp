@@ -77,9 +77,7 @@ TEST(BoundsKernel, KeepsTheFirstOfRandomZeros) {
     std::mt19937 random(71);
     const float choices[] = {0.0f, -0.0f, 0.0f, -0.0f, 1e-45f, -1e-45f};
     for (int round = 0; round < 20000; ++round) {
-        const std::size_t sorts = round % 3 == 0   ? 6
-                                  : round % 3 == 1 ? 5
-                                                   : 4; // with both tiny ones, one, none
+        const std::size_t sorts = round % 3 == 0 ? 6 : round % 3 == 1 ? 5 : 4; // with both tiny ones, one, none
         std::vector<float> positions((1 + random() % 40) * 3);
         for (float &value : positions)
             value = choices[random() % sorts];
@@ -140,8 +138,7 @@ TEST(BoundsKernel, AgreesWithTheModelOnInfinitiesAndLargeNumbers) {
 
 TEST(BoundsKernel, AgreesWithTheModelOnTenMillionPositions) {
     std::vector<float> positions(10000003 * 3);
-    std::uint32_t word =
-        75; // a congruential sequence: this many are slow to draw where tests run instrumented
+    std::uint32_t word = 75; // a congruential sequence: this many are slow to draw where tests run instrumented
     for (float &value : positions)
         value = static_cast<float>(static_cast<std::int32_t>(word = word * 1664525u + 1013904223u)) * 1e-3f;
     expect_all_agree(positions.data(), positions.size() / 3, "positions");

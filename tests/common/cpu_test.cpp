@@ -25,8 +25,8 @@ TEST(InstructionSet, EqualsTheCompilersOwnDetection) {
     __builtin_cpu_init();
     instruction_set expected = instruction_set::sse2;
     if (__builtin_cpu_supports("avx2")) expected = instruction_set::avx2;
-    if (__builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512bw") &&
-        __builtin_cpu_supports("avx512cd") && __builtin_cpu_supports("avx512dq"))
+    if (__builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512bw") && __builtin_cpu_supports("avx512cd") &&
+        __builtin_cpu_supports("avx512dq"))
         expected = instruction_set::avx512;
     EXPECT_EQ(detect_instruction_set(), expected);
 #else

@@ -28,9 +28,8 @@ std::string standard(double value, int decimals) {
 std::vector<double> numbers() {
     std::vector<double> list = {0.0,   0.5,      0.0005,      0.0015,     0.0025, 1.0,  2.675,
                                 0.125, 999.9995, 9.999999999, 123456.789, 1e15,   1e22, 1e23};
-    list.insert(list.end(),
-                {limits::max(), limits::min(), limits::denorm_min(), limits::infinity(), limits::quiet_NaN(),
-                 static_cast<double>(0.1f), static_cast<double>(3.4028235e38f)});
+    list.insert(list.end(), {limits::max(), limits::min(), limits::denorm_min(), limits::infinity(),
+                             limits::quiet_NaN(), static_cast<double>(0.1f), static_cast<double>(3.4028235e38f)});
     std::mt19937_64 random(31);
     for (int i = 0; i < 3000; ++i) {
         const std::uint64_t bits = random();
@@ -88,9 +87,8 @@ TEST_P(Locales, MakeNoDifferenceToTheTextOfAnArchive) {
     if (!locale) GTEST_SKIP() << "there is no locale " << GetParam() << " here";
     char text[1200];
     ogawa_get_info(&archive, text, sizeof text);
-    EXPECT_STREQ(text,
-                 "Ogawa Archive\n=============\nPath: a,b.abc\nVersion: 1.0\nObjects: 0\nPolyMeshes: 0\n"
-                 "Time Range: -0.250 - 1234567.001 sec\nFPS: 23.98");
+    EXPECT_STREQ(text, "Ogawa Archive\n=============\nPath: a,b.abc\nVersion: 1.0\nObjects: 0\nPolyMeshes: 0\n"
+                       "Time Range: -0.250 - 1234567.001 sec\nFPS: 23.98");
 }
 
 TEST_P(Locales, MakeNoDifferenceToTheTextOfAScene) {
@@ -104,10 +102,9 @@ TEST_P(Locales, MakeNoDifferenceToTheTextOfAScene) {
     if (!locale) GTEST_SKIP() << "there is no locale " << GetParam() << " here";
     char text[600];
     qel_alembic_file_info(&scene, text, sizeof text);
-    EXPECT_STREQ(text,
-                 "QEL Alembic File\n================\nVersion: 0\nMeshes: 12345\nTotal Vertices: 1234567\n"
-                 "Total Faces: 0\nTotal Tokens: 0\nFrames: 0\nFPS: 29.97\n"
-                 "Time Range: 0.500 - inf sec\nSource: ");
+    EXPECT_STREQ(text, "QEL Alembic File\n================\nVersion: 0\nMeshes: 12345\nTotal Vertices: 1234567\n"
+                       "Total Faces: 0\nTotal Tokens: 0\nFrames: 0\nFPS: 29.97\n"
+                       "Time Range: 0.500 - inf sec\nSource: ");
 }
 
 TEST_P(Locales, MakeNoDifferenceToTheTextOfAMesh) {

@@ -5,10 +5,10 @@
 #include <stdio.h>
 #include <string.h>
 
-#define CHECK(condition)                                                                                     \
-    if (!(condition)) {                                                                                      \
-        fprintf(stderr, "%s:%d: does not hold: %s\n", __FILE__, __LINE__, #condition);                       \
-        return 1;                                                                                            \
+#define CHECK(condition)                                                                                               \
+    if (!(condition)) {                                                                                                \
+        fprintf(stderr, "%s:%d: does not hold: %s\n", __FILE__, __LINE__, #condition);                                 \
+        return 1;                                                                                                      \
     }
 
 static int check_corners(const ogawa_polymesh *mesh) {

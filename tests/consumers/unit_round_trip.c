@@ -6,10 +6,10 @@
 #include <stdlib.h>
 #include <string.h>
 
-#define CHECK(condition)                                                                                     \
-    if (!(condition)) {                                                                                      \
-        fprintf(stderr, "%s:%d: does not hold: %s\n", __FILE__, __LINE__, #condition);                       \
-        return 1;                                                                                            \
+#define CHECK(condition)                                                                                               \
+    if (!(condition)) {                                                                                                \
+        fprintf(stderr, "%s:%d: does not hold: %s\n", __FILE__, __LINE__, #condition);                                 \
+        return 1;                                                                                                      \
     }
 
 static int save_unit(const char *path) {

@@ -21,8 +21,7 @@ std::size_t files_in(const std::string &folder) {
     return files;
 }
 
-program_result run_in_folder(const temp_folder &folder, const std::string &archive,
-                             const std::string &output) {
+program_result run_in_folder(const temp_folder &folder, const std::string &archive, const std::string &output) {
     std::filesystem::create_directories(folder.file(output));
     return run_program(folder, program + " " + archive + " " + output);
 }
@@ -88,8 +87,7 @@ TEST(ArchiveToTokens, RefusesAPathThatTheAgentDirectoryWouldCut) {
     const program_result run = run_in_folder(folder, torus, fits);
     EXPECT_EQ(run.exit_code, 0) << run.errors;
     EXPECT_EQ(files_in(folder.file(fits)), 4u);
-    expect_failure(run_in_folder(folder, torus, fits + "c"),
-                   "keeping the path within 255 characters failed: code 1");
+    expect_failure(run_in_folder(folder, torus, fits + "c"), "keeping the path within 255 characters failed: code 1");
     EXPECT_EQ(files_in(folder.file(fits + "c")), 0u);
 }
 #endif

@@ -13,8 +13,8 @@ TEST_P(PageProgram, PrintsWhatThePageShows) {
     const std::string name = GetParam();
     const temp_folder folder;
     const std::string archive = name == "archive_reader" ? "/harbour.abc" : "/torus.abc";
-    const std::string output = output_of(
-        folder, shell_name(PAGE_PROGRAM_PREFIX + name + PAGE_PROGRAM_SUFFIX) + " " + EXAMPLE_DATA + archive);
+    const std::string output =
+        output_of(folder, shell_name(PAGE_PROGRAM_PREFIX + name + PAGE_PROGRAM_SUFFIX) + " " + EXAMPLE_DATA + archive);
     const std::string shown = text_of(PAGE_OUTPUTS "/" + name + ".txt");
     EXPECT_FALSE(shown.empty());
     EXPECT_EQ(output, shown);

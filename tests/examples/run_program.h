@@ -46,8 +46,7 @@ inline program_result run_program(const temp_folder &folder, const std::string &
     const std::string enter = "cd ";
 #endif
     const int status = std::system(
-        (enter + '"' + folder.path().string() + "\" && " + command + " >\"" + out + "\" 2>\"" + err + '"')
-            .c_str());
+        (enter + '"' + folder.path().string() + "\" && " + command + " >\"" + out + "\" 2>\"" + err + '"').c_str());
 #if defined(_WIN32)
     return {status, text_of(out), text_of(err)};
 #else

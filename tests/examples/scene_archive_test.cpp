@@ -32,8 +32,8 @@ float longest_step(const ogawa_polymesh &from, const ogawa_polymesh &to) {
 TEST(SceneArchive, LoopsWithoutAJump) {
     qel_archive *archive = nullptr;
     ASSERT_EQ(qel_archive_open(EXAMPLE_DATA "/harbour.abc", &archive), QEL_ARCHIVE_OK);
-    for (const char *path : {"/harbour/sea", "/harbour/flagpole/flag", "/harbour/boat/sail", "/harbour/ropes",
-                             "/harbour/gulls"}) {
+    for (const char *path :
+         {"/harbour/sea", "/harbour/flagpole/flag", "/harbour/boat/sail", "/harbour/ropes", "/harbour/gulls"}) {
         const std::uint32_t object = qel_archive_find(archive, path);
         ogawa_polymesh frames[48];
         for (std::uint64_t i = 0; i < 48; ++i)

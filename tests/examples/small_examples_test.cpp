@@ -8,15 +8,14 @@ namespace {
 
 TEST(CCaller, BuildsAUnitAndQueriesIt) {
     const temp_folder folder;
-    EXPECT_EQ(output_of(folder, shell_name(C_CALLER)),
-              "64 tokens\n"
-              "token 57: id 00000039, layer 3, vertex (3, 2, 1)\n"
-              "vertex (1, 2, 3) is hidden\n"
-              "token 63: id 0000003F, layer 3, vertex (3, 3, 3)\n"
-              "layer 2: 3 tokens, at most 3 asked for\n"
-              "0 hops: token 21: id 00000015, layer 1, vertex (1, 1, 1)\n"
-              "1 hops: token 20: id 00000014, layer 1, vertex (1, 1, 0)\n"
-              "1 hops: token 22: id 00000016, layer 1, vertex (1, 1, 2)\n");
+    EXPECT_EQ(output_of(folder, shell_name(C_CALLER)), "64 tokens\n"
+                                                       "token 57: id 00000039, layer 3, vertex (3, 2, 1)\n"
+                                                       "vertex (1, 2, 3) is hidden\n"
+                                                       "token 63: id 0000003F, layer 3, vertex (3, 3, 3)\n"
+                                                       "layer 2: 3 tokens, at most 3 asked for\n"
+                                                       "0 hops: token 21: id 00000015, layer 1, vertex (1, 1, 1)\n"
+                                                       "1 hops: token 20: id 00000014, layer 1, vertex (1, 1, 0)\n"
+                                                       "1 hops: token 22: id 00000016, layer 1, vertex (1, 1, 2)\n");
 }
 
 TEST(SceneOverTime, InterpolatesBetweenItsFrames) {

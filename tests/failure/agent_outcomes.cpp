@@ -88,8 +88,8 @@ std::int32_t query(caller &c, const char *id) {
 
 const std::vector<outcome> agent_outcomes = {
     {"qel_agent_dir_init", 0, "", [](caller &c) { return init(c, 0); }, "a new directory"},
-    {"qel_agent_dir_init", 0, "there is one", [](caller &c) { return qel_agent_dir_init(c.path.c_str()); },
-     "nothing", watch_live_agent},
+    {"qel_agent_dir_init", 0, "there is one", [](caller &c) { return qel_agent_dir_init(c.path.c_str()); }, "nothing",
+     watch_live_agent},
     {"qel_agent_dir_init", -1, "", [](caller &c) { return init(c, 1); }, "nothing"},
     {"qel_agent_dir_init", -2, "the agents", [](caller &c) { return init(c, 2); }, "nothing"},
     {"qel_agent_dir_init", -2, "the index's buckets", [](caller &c) { return init(c, 5); }, "nothing"},
@@ -105,8 +105,7 @@ const std::vector<outcome> agent_outcomes = {
          return load(c, file);
      },
      "version 3, path \"PATH\""},
-    {"qel_agent_dir_load", 0, "the first", [](caller &c) { return load_first(c, two_agents()); },
-     "a new directory"},
+    {"qel_agent_dir_load", 0, "the first", [](caller &c) { return load_first(c, two_agents()); }, "a new directory"},
     {"qel_agent_dir_load", -1, "", [](caller &c) { return load_first(c, two_agents(), 2); }, "nothing"},
     {"qel_agent_dir_load", -2, "", [](caller &c) { return qel_agent_dir_load(c.path.c_str()); }, "nothing",
      watch_live_agent},
@@ -133,8 +132,7 @@ const std::vector<outcome> agent_outcomes = {
      },
      "nothing"},
     {"qel_agent_dir_save", -2, "", [](caller &c) { return save(c, ""); }, "nothing"},
-    {"qel_agent_dir_save", -3, "", [](caller &c) { return save(c, (c.path + "/in-no-folder").c_str()); },
-     "nothing"},
+    {"qel_agent_dir_save", -3, "", [](caller &c) { return save(c, (c.path + "/in-no-folder").c_str()); }, "nothing"},
 
     {"qel_agent_spawn", 0, "", [](caller &c) { return spawn(c, 2); },
      "agent_count 3, active_count 2, dirty 1, index->node_count 3, id \"2A9E0102\", parent \"parent__\", "
@@ -154,31 +152,28 @@ const std::vector<outcome> agent_outcomes = {
 
     {"qel_agent_delegate", 0, "", [](caller &) { return qel_agent_delegate(second_id, first_id, 42); },
      "dirty 1, parent \"2A9E0101\", state 2, flag_idle 0, flag_delegated 1, task 42", watch_live_agent},
-    {"qel_agent_delegate", -1, "", [](caller &) { return qel_agent_delegate(first_id, first_id, 42); },
-     "nothing"},
-    {"qel_agent_delegate", -2, "", [](caller &) { return qel_agent_delegate(unknown_id, first_id, 42); },
-     "nothing", watch_live_agent},
-    {"qel_agent_delegate", -3, "", [](caller &) { return qel_agent_delegate(first_id, unknown_id, 42); },
-     "nothing", watch_live_agent},
-    {"qel_agent_delegate", -4, "", [](caller &) { return qel_agent_delegate(first_id, second_id, 42); },
-     "nothing", watch_ended_agent},
+    {"qel_agent_delegate", -1, "", [](caller &) { return qel_agent_delegate(first_id, first_id, 42); }, "nothing"},
+    {"qel_agent_delegate", -2, "", [](caller &) { return qel_agent_delegate(unknown_id, first_id, 42); }, "nothing",
+     watch_live_agent},
+    {"qel_agent_delegate", -3, "", [](caller &) { return qel_agent_delegate(first_id, unknown_id, 42); }, "nothing",
+     watch_live_agent},
+    {"qel_agent_delegate", -4, "", [](caller &) { return qel_agent_delegate(first_id, second_id, 42); }, "nothing",
+     watch_ended_agent},
 
     {"qel_agent_query", 0, "", [](caller &c) { return query(c, first_id); },
      "id \"2A9E0100\", parent \"2A9E0000\", type 1, flag_idle 1, tag 5, rest 0"},
-    {"qel_agent_query", -1, "no directory", [](caller &c) { return qel_agent_query(first_id, &c.agent); },
-     "nothing", watching<&caller::agent>},
+    {"qel_agent_query", -1, "no directory", [](caller &c) { return qel_agent_query(first_id, &c.agent); }, "nothing",
+     watching<&caller::agent>},
     {"qel_agent_query", -2, "", [](caller &c) { return query(c, unknown_id); }, "nothing"},
 
-    {"qel_agent_control", 0, "the state stays", [](caller &) { return qel_agent_control(first_id, 0); },
-     "dirty 1", watch_live_agent},
-    {"qel_agent_control", 0, "an ended agent is reset",
-     [](caller &) { return qel_agent_control(second_id, 4); },
+    {"qel_agent_control", 0, "the state stays", [](caller &) { return qel_agent_control(first_id, 0); }, "dirty 1",
+     watch_live_agent},
+    {"qel_agent_control", 0, "an ended agent is reset", [](caller &) { return qel_agent_control(second_id, 4); },
      "dirty 1, state 1, flag_idle 1, flag_terminated 0", watch_ended_agent},
     {"qel_agent_control", -1, "", [](caller &) { return qel_agent_control(first_id, 4); }, "nothing"},
     {"qel_agent_control", -2, "", [](caller &) { return qel_agent_control(unknown_id, 4); }, "nothing",
      watch_live_agent},
-    {"qel_agent_control", -3, "", [](caller &) { return qel_agent_control(first_id, 5); }, "nothing",
-     watch_live_agent},
+    {"qel_agent_control", -3, "", [](caller &) { return qel_agent_control(first_id, 5); }, "nothing", watch_live_agent},
 };
 
 } // namespace qel::test

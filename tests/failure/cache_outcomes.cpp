@@ -89,8 +89,7 @@ const std::string skinned =
 
 const std::vector<outcome> cache_outcomes = {
     {"qel_mesh_save", 0, "", [](caller &c) { return save(c, quad(), c.path); }, "file of 136"},
-    {"qel_mesh_save", -1, "no vertices", [](caller &c) { return save(c, without_vertices(), c.path); },
-     "nothing"},
+    {"qel_mesh_save", -1, "no vertices", [](caller &c) { return save(c, without_vertices(), c.path); }, "nothing"},
     {"qel_mesh_save", -2, "", [](caller &c) { return save(c, quad(), c.path + "/in-no-folder"); }, "nothing"},
     {"qel_mesh_save", -10, "", [](caller &c) { return save(c, with_index_beyond(), c.path); }, "nothing"},
 
@@ -104,8 +103,7 @@ const std::vector<outcome> cache_outcomes = {
      "view set, file_size 136, rest 0, file of 136"},
     {"qel_mesh_load", 0, "with a skin", [](caller &c) { return load_skinned(c); },
      skinned + ", skin owned, view set, file_size 680, rest 0"},
-    {"qel_mesh_load", 0, "no memory for the skin",
-     [](caller &c) { return load_skinned(c, sizeof(qel_skin)); },
+    {"qel_mesh_load", 0, "no memory for the skin", [](caller &c) { return load_skinned(c, sizeof(qel_skin)); },
      skinned + ", view set, file_size 680, rest 0"},
     {"qel_mesh_load", -1, "no path", [](caller &c) { return qel_mesh_load(nullptr, &c.cache); }, "nothing",
      watching<&caller::cache>},

@@ -45,8 +45,7 @@ bool fails_well(const allocating_call &it, std::uint64_t n, bool all_later) {
     }
     it.release();
     EXPECT_EQ(ledger.live(), 0u) << it.name << ", allocation " << n;
-    EXPECT_TRUE(code == 0 || (failures > 0 && it.codes.count(code) == 1))
-        << it.name << ", " << n << ": " << code;
+    EXPECT_TRUE(code == 0 || (failures > 0 && it.codes.count(code) == 1)) << it.name << ", " << n << ": " << code;
     return failures > 0;
 }
 
@@ -81,11 +80,9 @@ TEST(EveryAllocation, OfUnitsAndAgentsMayFail) {
     const auto discard = [] { test::discard_directory(); };
     expect_failures("create", {-2, -3, -4}, reset, [&] { return arrays.create(unit); });
     expect_failures("load", {-4, -5, -6}, reset, [&] { return qel_unit_load(unit_path.c_str(), &unit); });
-    expect_failures("load short", {-4, -5, -6}, reset,
-                    [&] { return qel_unit_load(short_path.c_str(), &unit); });
-    expect_failures("nearest", {-2}, nothing, [&] {
-        return static_cast<int>(qel_unit_query_nearest(&borrowed, 5, 2, numbers, distances)) - 2;
-    });
+    expect_failures("load short", {-4, -5, -6}, reset, [&] { return qel_unit_load(short_path.c_str(), &unit); });
+    expect_failures("nearest", {-2}, nothing,
+                    [&] { return static_cast<int>(qel_unit_query_nearest(&borrowed, 5, 2, numbers, distances)) - 2; });
     expect_failures("init", {-1, -2}, discard, [] { return qel_agent_dir_init(nullptr); });
     expect_failures("load", {-1}, discard, [&] { return qel_agent_dir_load(agents_path.c_str()); });
     expect_failures("spawn", {-1}, discard, [&] { return qel_agent_spawn(nullptr, 0, 0, 0, id); });
@@ -118,20 +115,17 @@ TEST(EveryAllocation, OfScenesMayFail) {
         release(owned.scene.meshes->tokens);
     };
     release_tokens();
-    expect_failures("load raw", {-4}, release_mesh, [&] {
-        return qel_alembic_load_raw(positions.data(), 3, triangle.data(), 1, "m", &mesh);
-    });
-    expect_failures("process", {-4}, release_tokens,
-                    [&] { return qel_alembic_process_mesh(owned.scene.meshes, 1); });
+    expect_failures("load raw", {-4}, release_mesh,
+                    [&] { return qel_alembic_load_raw(positions.data(), 3, triangle.data(), 1, "m", &mesh); });
+    expect_failures("process", {-4}, release_tokens, [&] { return qel_alembic_process_mesh(owned.scene.meshes, 1); });
     expect_failures("load", {-4}, free_scene, [&] { return qel_alembic_load(path.c_str(), &scene); });
     expect_failures("interpolate", {-4}, free_positions,
                     [&] { return qel_alembic_interpolate_time(&owned.scene, 0.5f, &mesh); });
 
     ASSERT_EQ(qel_alembic_process_mesh(owned.scene.meshes, 1), 0);
     expect_failures("index", {-4}, release_index, [&] { return qel_alembic_build_hash_table(&owned.scene); });
-    expect_failures("nearest", {-2}, nothing, [&] {
-        return static_cast<int>(qel_alembic_query_nearest(&owned.scene, 5, 2, hits)) - 2;
-    });
+    expect_failures("nearest", {-2}, nothing,
+                    [&] { return static_cast<int>(qel_alembic_query_nearest(&owned.scene, 5, 2, hits)) - 2; });
 }
 
 /// An archive of blocks of plain numbers, which the byte searches find.
@@ -167,9 +161,8 @@ TEST(EveryAllocation, OfArchivesMayFail) {
                         [&] { return ogawa_read_polymesh(&archive->record, nullptr, 0, &mesh); });
     expect_failures("positions", {-2}, free_values,
                     [&] { return ogawa_read_positions(&large.record, nullptr, 0, &values, &count); });
-    expect_failures("normals", {-2}, free_values, [&] {
-        return ogawa_read_normals(&record, nullptr, 0, &values, &indices, &count, &scope);
-    });
+    expect_failures("normals", {-2}, free_values,
+                    [&] { return ogawa_read_normals(&record, nullptr, 0, &values, &indices, &count, &scope); });
     expect_failures("UVs", {-2}, free_set, [&] { return ogawa_read_uvs(&record, nullptr, 0, 0, &set); });
     expect_failures("tangent frame", {-2}, free_frame,
                     [&] { return frame_code = ogawa_read_tangent_frame(&record, nullptr, 0, &frame); });
@@ -200,13 +193,11 @@ TEST(EveryAllocation, OfGeometryAndTheMeshCacheMayFail) {
     const auto free_frame = [&] { ogawa_free_tangent_frame(&mesh.tangent_frame); };
     const auto free_cache = [&] { qel_mesh_free(&cache); };
     const auto free_manifold = [&] {
-        if (mesh.manifold.vertex_faces == nullptr)
-            mesh.manifold.vertex_face_offsets = nullptr; // left dangling
+        if (mesh.manifold.vertex_faces == nullptr) mesh.manifold.vertex_face_offsets = nullptr; // left dangling
         ogawa_free_manifold(&mesh.manifold);
     };
     expect_failures("manifold", {-2}, free_manifold, [&] { return ogawa_build_manifold(&mesh); });
-    expect_failures("tangent frame", {-3}, free_frame,
-                    [&] { return ogawa_compute_tangent_frame(&mesh, nullptr); });
+    expect_failures("tangent frame", {-3}, free_frame, [&] { return ogawa_compute_tangent_frame(&mesh, nullptr); });
     expect_failures("fan", {-2}, release_list,
                     [&] { return ogawa_triangulate_face(quad.face_indices.data(), 4, &list, &count); });
     expect_failures("save", {}, nothing, [&] { return qel_mesh_save(&mesh, &skin_record, path.c_str()); });
@@ -218,9 +209,8 @@ TEST(EveryAllocation, OfGeometryAndTheMeshCacheMayFail) {
     ASSERT_EQ(qel_mesh_save(&mesh, &skin_record, path.c_str()), 0);
     ASSERT_EQ(ogawa_build_manifold(&mesh), 0);
     expect_failures("load", {}, free_cache, [&] { return qel_mesh_load(path.c_str(), &cache); });
-    expect_failures("neighbors", {-2}, release_list, [&] {
-        return ogawa_get_vertex_neighbors(&mesh.manifold, &mesh.face_counts, 0, &list, &count);
-    });
+    expect_failures("neighbors", {-2}, release_list,
+                    [&] { return ogawa_get_vertex_neighbors(&mesh.manifold, &mesh.face_counts, 0, &list, &count); });
     ogawa_free_manifold(&mesh.manifold);
 }
 
@@ -248,9 +238,8 @@ TEST(EveryAllocation, OfLargeMeshesMayFail) {
     std::uint32_t *list = nullptr, count = 0;
     expect_failures("process", {-4}, release_tokens, [&] { return qel_alembic_process_mesh(&large, 1); });
     const auto release_list = [&] { release(list); };
-    expect_failures("neighbors of a hub", {-2}, release_list, [&] {
-        return ogawa_get_vertex_neighbors(&mesh.manifold, &mesh.face_counts, 0, &list, &count);
-    });
+    expect_failures("neighbors of a hub", {-2}, release_list,
+                    [&] { return ogawa_get_vertex_neighbors(&mesh.manifold, &mesh.face_counts, 0, &list, &count); });
     ogawa_free_manifold(&mesh.manifold);
 }
 

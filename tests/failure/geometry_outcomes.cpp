@@ -81,8 +81,7 @@ std::string manifold_of(const std::string &vertex_faces, const std::string &vert
 } // namespace
 
 const std::vector<outcome> geometry_outcomes = {
-    {"ogawa_build_manifold", 0, "", [](caller &c) { return build(c); },
-     manifold_of("owned", "owned", "set", "owned")},
+    {"ogawa_build_manifold", 0, "", [](caller &c) { return build(c); }, manifold_of("owned", "owned", "set", "owned")},
     {"ogawa_build_manifold", -1, "no vertices",
      [](caller &c) {
          c.mesh.vertex_count = 0;
@@ -101,13 +100,10 @@ const std::vector<outcome> geometry_outcomes = {
 
     {"ogawa_get_vertex_faces", 0, "", [](caller &c) { return vertex_faces(c, 1); }, "faces set, count 2"},
     {"ogawa_get_vertex_faces", -1, "no such vertex", [](caller &c) { return vertex_faces(c, 4); }, "nothing"},
-    {"ogawa_get_vertex_faces", -1, "the build failed", [](caller &c) { return vertex_faces(c, 1, 3); },
-     "nothing"},
+    {"ogawa_get_vertex_faces", -1, "the build failed", [](caller &c) { return vertex_faces(c, 1, 3); }, "nothing"},
 
-    {"ogawa_get_vertex_neighbors", 0, "", [](caller &c) { return neighbors(c, 1); },
-     "neighbors owned, count 3"},
-    {"ogawa_get_vertex_neighbors", -1, "no such vertex", [](caller &c) { return neighbors(c, 4); },
-     "nothing"},
+    {"ogawa_get_vertex_neighbors", 0, "", [](caller &c) { return neighbors(c, 1); }, "neighbors owned, count 3"},
+    {"ogawa_get_vertex_neighbors", -1, "no such vertex", [](caller &c) { return neighbors(c, 4); }, "nothing"},
     {"ogawa_get_vertex_neighbors", -2, "the list", [](caller &c) { return neighbors(c, 1, 1); }, "nothing"},
     {"ogawa_get_vertex_neighbors", -2, "the result", [](caller &c) { return neighbors(c, 1, 2); }, "nothing"},
 
@@ -122,8 +118,7 @@ const std::vector<outcome> geometry_outcomes = {
          return ogawa_compute_tangent_frame(&c.mesh, nullptr);
      },
      "nothing"},
-    {"ogawa_compute_tangent_frame", -2, "no such name", [](caller &c) { return compute(c, "UV"); },
-     "nothing"},
+    {"ogawa_compute_tangent_frame", -2, "no such name", [](caller &c) { return compute(c, "UV"); }, "nothing"},
     {"ogawa_compute_tangent_frame", -2, "a count without an array",
      [](caller &c) {
          const two_triangles arrays(c.mesh);
@@ -137,8 +132,7 @@ const std::vector<outcome> geometry_outcomes = {
     {"ogawa_compute_tangent_frame", -3, "the bitangents", [](caller &c) { return compute(c, nullptr, 2); },
      "tangent_frame.tangents owned, tangent_frame.bitangents null, tangent_frame.count 4"},
 
-    {"ogawa_triangulate_face", 0, "", [](caller &c) { return triangulate(c, 4); },
-     "triangles owned, count 2"},
+    {"ogawa_triangulate_face", 0, "", [](caller &c) { return triangulate(c, 4); }, "triangles owned, count 2"},
     {"ogawa_triangulate_face", -1, "two corners", [](caller &c) { return triangulate(c, 2); }, "nothing"},
     {"ogawa_triangulate_face", -2, "", [](caller &c) { return triangulate(c, 4, 1); }, "nothing"},
 };

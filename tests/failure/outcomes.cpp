@@ -44,8 +44,8 @@ void discard_directory() {
 } // namespace
 
 caller::caller() {
-    fill(unit, archive, mesh, uv_set, frame, manifold, scene_mesh, scene, hit, skin, cache, agent, floats,
-         positions, normals, numbers, borrowed, count, scope, key, text, byte);
+    fill(unit, archive, mesh, uv_set, frame, manifold, scene_mesh, scene, hit, skin, cache, agent, floats, positions,
+         normals, numbers, borrowed, count, scope, key, text, byte);
     discard_directory();
 }
 

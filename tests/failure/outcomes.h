@@ -63,8 +63,8 @@ class caller {
     template <class T>
     void watch(const std::string &name, T &value) {
         const auto *at = reinterpret_cast<const std::uint8_t *>(&value);
-        fields_.push_back({record_, name, at, bytes(at, at + sizeof value),
-                           [this, &value] { return value_text(value, ledger); }});
+        fields_.push_back(
+            {record_, name, at, bytes(at, at + sizeof value), [this, &value] { return value_text(value, ledger); }});
     }
 
     /// What has changed since, such as "count 3, tokens owned". Of a record that was written as a whole, fields that

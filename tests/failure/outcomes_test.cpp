@@ -45,8 +45,7 @@ TEST(Outcomes, CoverEveryFunctionAndCode) {
     for (const outcome &row : all_outcomes())
         in_the_table.emplace(row.function, row.code);
     for (const auto &[function, value] : documented)
-        if (in_the_table.count({function, value}) == 0)
-            ADD_FAILURE() << function << " " << value << " has no row";
+        if (in_the_table.count({function, value}) == 0) ADD_FAILURE() << function << " " << value << " has no row";
     for (const auto &[function, value] : in_the_table)
         if (documented.count({function, value}) == 0)
             ADD_FAILURE() << function << " " << value << " is not in the header";
@@ -66,8 +65,7 @@ TEST_P(Outcome, MatchesTheTable) {
 
 std::string row_name(const testing::TestParamInfo<outcome> &row) {
     const std::string sign = row.param.code < 0 ? "_minus_" : "_";
-    return row.param.function + sign + std::to_string(std::abs(row.param.code)) + "_row_" +
-           std::to_string(row.index);
+    return row.param.function + sign + std::to_string(std::abs(row.param.code)) + "_row_" + std::to_string(row.index);
 }
 
 INSTANTIATE_TEST_SUITE_P(, Outcome, testing::ValuesIn(all_outcomes()), row_name);

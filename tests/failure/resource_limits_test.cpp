@@ -146,9 +146,7 @@ TEST_F(MemoryLimit, EndsASceneInADocumentedCode) {
     std::mt19937 random(1);
     const std::vector<float> positions = test::random_positions(random, many);
     qel_alembic_mesh mesh = {};
-    const auto load_raw = [&] {
-        return qel_alembic_load_raw(positions.data(), many, nullptr, 0, "m", &mesh);
-    };
+    const auto load_raw = [&] { return qel_alembic_load_raw(positions.data(), many, nullptr, 0, "m", &mesh); };
     const auto release_mesh = [&] { qel_alembic_mesh_free(&mesh); };
     expect_failures_and_success(answers(mebibyte, load_raw, release_mesh), {-4});
 
@@ -174,8 +172,7 @@ TEST_F(MemoryLimit, ReadsAPolymeshWithoutTheArraysThatDoNotFit) {
         if (status != 0) return status;
         return mesh.face_indices != nullptr && mesh.face_counts != nullptr && mesh.normals != nullptr ? 0 : 1;
     };
-    expect_failures_and_success(answers(mebibyte / 2, read, [&] { ogawa_free_polymesh(&mesh); }),
-                                {-1, -2, 1});
+    expect_failures_and_success(answers(mebibyte / 2, read, [&] { ogawa_free_polymesh(&mesh); }), {-1, -2, 1});
     ogawa_close(&archive);
 }
 
@@ -231,10 +228,7 @@ class WriteFailure : public testing::Test {
                  [this](const char *path) { return qel_alembic_export_file_qel(&scene_.scene, path); },
                  {},
                  -1},
-                {"mesh cache",
-                 [this](const char *path) { return qel_mesh_save(&mesh_, nullptr, path); },
-                 {},
-                 -2}};
+                {"mesh cache", [this](const char *path) { return qel_mesh_save(&mesh_, nullptr, path); }, {}, -2}};
     }
 
     void load_everything(const std::string &path) const {
@@ -269,15 +263,14 @@ TEST_F(WriteFailure, OnAFullDiskLeavesABeginningOfTheFile) {
         ASSERT_EQ(each.save(path.c_str()), 0) << each.name;
         const bytes whole = without_time(test::read_file(path));
         for (const std::size_t room :
-             {std::size_t{0}, std::size_t{10}, std::size_t{24}, std::size_t{64}, std::size_t{4096},
-              std::size_t{4099}, whole.size() / 2, whole.size() - 1, whole.size()}) {
+             {std::size_t{0}, std::size_t{10}, std::size_t{24}, std::size_t{64}, std::size_t{4096}, std::size_t{4099},
+              whole.size() / 2, whole.size() - 1, whole.size()}) {
             int status = 0;
             {
                 const lowered_limit limit(RLIMIT_FSIZE, room);
                 status = each.save(path.c_str());
             }
-            EXPECT_TRUE(status == 0 || each.when_full.count(status) == 1)
-                << each.name << " " << room << " " << status;
+            EXPECT_TRUE(status == 0 || each.when_full.count(status) == 1) << each.name << " " << room << " " << status;
             const bytes file = without_time(test::read_file(path));
             ASSERT_LE(file.size(), room) << each.name;
             EXPECT_TRUE(std::equal(file.begin(), file.end(), whole.begin())) << each.name << " " << room;

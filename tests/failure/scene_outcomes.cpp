@@ -108,8 +108,8 @@ const std::vector<outcome> scene_outcomes = {
      "name \"mesh\", vertex_count 3, face_count 1, positions owned, indices owned, bounds filled, reserved "
      "0, vertices owned, tokens owned, layer 1"},
     {"qel_alembic_load_raw", -1, "no positions",
-     [](caller &c) { return qel_alembic_load_raw(nullptr, 3, nullptr, 0, nullptr, &c.scene_mesh); },
-     "nothing", watching<&caller::scene_mesh>},
+     [](caller &c) { return qel_alembic_load_raw(nullptr, 3, nullptr, 0, nullptr, &c.scene_mesh); }, "nothing",
+     watching<&caller::scene_mesh>},
     {"qel_alembic_load_raw", -1, "no vertices", [](caller &c) { return load_raw(c, 0); },
      "name \"mesh\", face_count 1, positions owned, indices owned, rest 0"},
     {"qel_alembic_load_raw", -4, "the positions", [](caller &c) { return load_raw(c, 3, 1); },
@@ -141,20 +141,17 @@ const std::vector<outcome> scene_outcomes = {
      },
      "version 1, flags 9, source \"PATH\", meshes owned, time_end 2, fps 24, total_vertices 77, total_faces "
      "88"},
-    {"qel_alembic_load", -1, "no such file",
-     [](caller &c) { return qel_alembic_load(c.path.c_str(), &c.scene); }, "nothing",
-     watching<&caller::scene>},
+    {"qel_alembic_load", -1, "no such file", [](caller &c) { return qel_alembic_load(c.path.c_str(), &c.scene); },
+     "nothing", watching<&caller::scene>},
     {"qel_alembic_load", -2, "63 bytes", [](caller &c) { return load(c, bytes(63, 'B')); }, "nothing"},
     {"qel_alembic_load", -2, "another magic", [](caller &c) { return load(c, bytes(64, 'B')); }, "nothing"},
     {"qel_alembic_load", -3, "", [](caller &c) { return load_with(c, 4, 2); }, "version 2"},
-    {"qel_alembic_load", -4, "the meshes",
-     [](caller &c) { return load(c, sound_file(c), sizeof(qel_alembic_mesh)); },
+    {"qel_alembic_load", -4, "the meshes", [](caller &c) { return load(c, sound_file(c), sizeof(qel_alembic_mesh)); },
      "version 1, flags 9, mesh_count 1, frame_count 1, time_end 2, fps 24, total_vertices 77, total_faces "
      "88"},
     {"qel_alembic_load", -4, "the tokens", [](caller &c) { return load(c, sound_file(c), 96); },
      "version 1, flags 9, time_end 2, fps 24, total_vertices 77, total_faces 88"},
-    {"qel_alembic_load", -4, "the frames",
-     [](caller &c) { return load(c, sound_file(c), sizeof(qel_alembic_frame)); },
+    {"qel_alembic_load", -4, "the frames", [](caller &c) { return load(c, sound_file(c), sizeof(qel_alembic_frame)); },
      "version 1, flags 9, time_end 2, fps 24, total_vertices 77, total_faces 88"},
     {"qel_alembic_load", -4, "a count beyond all files", [](caller &c) { return load_with(c, 11, 0xFF); },
      "version 1, flags 9, mesh_count 4278190081, frame_count 1, time_end 2, fps 24, total_vertices 77, "
@@ -181,11 +178,9 @@ const std::vector<outcome> scene_outcomes = {
     {"qel_alembic_validate", -4, "",
      [](caller &c) { return validate(c, [](auto &, auto &mesh) { mesh.vertex_count = 0; }); }, "nothing"},
     {"qel_alembic_validate", -5, "",
-     [](caller &c) { return validate(c, [](auto &, auto &mesh) { mesh.vertices[2].matrix_z = 48; }); },
-     "nothing"},
+     [](caller &c) { return validate(c, [](auto &, auto &mesh) { mesh.vertices[2].matrix_z = 48; }); }, "nothing"},
     {"qel_alembic_validate", -6, "",
-     [](caller &c) { return validate(c, [](auto &, auto &mesh) { mesh.vertices[2].k11_level = -12; }); },
-     "nothing"},
+     [](caller &c) { return validate(c, [](auto &, auto &mesh) { mesh.vertices[2].k11_level = -12; }); }, "nothing"},
 };
 
 } // namespace qel::test

@@ -14,8 +14,7 @@ std::int32_t create_failing(caller &c, std::uint64_t allocation) {
 }
 
 /// Saves a unit of these keys whose header has another count.
-std::int32_t save(caller &c, const std::vector<std::uint64_t> &keys, std::uint32_t count,
-                  const std::string &path) {
+std::int32_t save(caller &c, const std::vector<std::uint64_t> &keys, std::uint32_t count, const std::string &path) {
     std::vector<qel_token> tokens = tokens_with_keys(keys);
     c.unit = borrowed_unit(tokens);
     c.unit.count = count;
@@ -67,8 +66,7 @@ const std::vector<outcome> unit_outcomes = {
     {"qel_unit_create", -1, "without a unit",
      [](caller &) {
          const std::uint64_t key = 1;
-         return qel_unit_create(nullptr, 1, &key, "00000000", &key,
-                                reinterpret_cast<const std::uint8_t *>(""));
+         return qel_unit_create(nullptr, 1, &key, "00000000", &key, reinterpret_cast<const std::uint8_t *>(""));
      },
      "nothing"},
     {"qel_unit_create", -2, "", [](caller &c) { return create_failing(c, 1); },
@@ -126,8 +124,7 @@ const std::vector<outcome> unit_outcomes = {
     {"qel_unit_load", -6, "", [](caller &c) { return load(c, sound_file(), 8); },
      "version 6, count 3, extra 7, rest 0"},
 
-    {"qel_unit_get_token", 0, "", [](caller &c) { return get_token(c, 0); },
-     "morton 9, hex_id \"2A9E0100\", layer 7"},
+    {"qel_unit_get_token", 0, "", [](caller &c) { return get_token(c, 0); }, "morton 9, hex_id \"2A9E0100\", layer 7"},
     {"qel_unit_get_token", -1, "no such token", [](caller &c) { return get_token(c, 1); }, "nothing"},
 };
 

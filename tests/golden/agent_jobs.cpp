@@ -13,9 +13,8 @@ constexpr std::size_t agent_time_at = 16;
 /// One operation at random on an id that may exist.
 void act(digest &results, noise &random, const std::vector<std::string> &ids) {
     const auto any_id = [&] {
-        return random.below(10) == 0 || ids.empty()
-                   ? std::string("2A9E0FFF")
-                   : ids[random.below(static_cast<std::uint32_t>(ids.size()))];
+        return random.below(10) == 0 || ids.empty() ? std::string("2A9E0FFF")
+                                                    : ids[random.below(static_cast<std::uint32_t>(ids.size()))];
     };
     const std::string id = any_id(), other = any_id();
     switch (random.below(4)) {
@@ -58,9 +57,8 @@ void agents(digest &results) {
     for (int i = 0; i < 600; ++i) {
         if (i % 2 == 0) {
             char id[9] = {};
-            const std::string parent = ids.empty()
-                                           ? std::string("ROOT0000")
-                                           : ids[random.below(static_cast<std::uint32_t>(ids.size()))];
+            const std::string parent =
+                ids.empty() ? std::string("ROOT0000") : ids[random.below(static_cast<std::uint32_t>(ids.size()))];
             const auto type = static_cast<std::uint8_t>(random.below(6));
             const auto tier = static_cast<std::uint8_t>(random.below(4));
             const char *const given = i % 5 == 0 ? nullptr : parent.c_str();
@@ -103,7 +101,6 @@ void damaged_directories(digest &results) {
 
 } // namespace
 
-const job agent_jobs[] = {
-    {"agents", agents}, {"damaged_directories", damaged_directories}, {nullptr, nullptr}};
+const job agent_jobs[] = {{"agents", agents}, {"damaged_directories", damaged_directories}, {nullptr, nullptr}};
 
 } // namespace qel::test

@@ -72,9 +72,8 @@ void read_archive(digest &results, const bytes &content) {
 /// As production tools write them, with arrays for each of the byte searches.
 void whole_archives(digest &results) {
     const plain_mesh sheet = make_sheet(11, 40, 30);
-    const archive_writer archive =
-        production_archive(sheet, {bytes_of(sheet.vertex_normals), bytes_of(sheet.tangents),
-                                   bytes_of(sheet.bitangents), bytes_of(sheet.vertex_uvs)});
+    const archive_writer archive = production_archive(sheet, {bytes_of(sheet.vertex_normals), bytes_of(sheet.tangents),
+                                                              bytes_of(sheet.bitangents), bytes_of(sheet.vertex_uvs)});
     results.add_bytes(archive.content().data(), archive.size());
     read_archive(results, archive.content());
     plain_mesh bare = make_sheet(12, 60, 40);
@@ -107,8 +106,7 @@ archive_writer damaged_archive(noise &random) {
             std::vector<std::uint64_t> children(random.below(6));
             for (std::uint64_t &child : children)
                 child = any_node();
-            nodes.push_back(
-                archive.group_claiming(children.size() + (random.below(8) == 0 ? 2 : 0), children));
+            nodes.push_back(archive.group_claiming(children.size() + (random.below(8) == 0 ? 2 : 0), children));
             continue;
         }
         std::vector<float> values;
@@ -121,8 +119,7 @@ archive_writer damaged_archive(noise &random) {
                 values.push_back(random.coordinate(200));
         if (!values.empty() && random.below(2) == 0)
             random.set_any(values[random.below(static_cast<std::uint32_t>(values.size()))]);
-        const bytes payload =
-            random.below(2) == 0 ? archive_writer::with_digest(bytes_of(values)) : bytes_of(values);
+        const bytes payload = random.below(2) == 0 ? archive_writer::with_digest(bytes_of(values)) : bytes_of(values);
         nodes.push_back(archive.data_claiming(payload.size() + (random.below(6) == 0 ? 12 : 0), payload));
     }
     archive.finish(archive.group({any_node(), any_node(), any_node(), nodes.back()}));
@@ -133,8 +130,7 @@ void damaged_archives(digest &results) {
     noise random(14);
     for (int i = 0; i < 12; ++i) {
         bytes content = damaged_archive(random).content();
-        if (i % 3 == 0)
-            content.resize(content.size() - random.below(static_cast<std::uint32_t>(content.size() / 2)));
+        if (i % 3 == 0) content.resize(content.size() - random.below(static_cast<std::uint32_t>(content.size() / 2)));
         read_archive(results, content);
     }
     const bytes whole = production_archive(make_sheet(15, 3, 3)).content();

@@ -99,9 +99,8 @@ bool agree(const digests &found, const digests &expected, const char *kernels) {
                          static_cast<unsigned long long>(value));
     }
     if (found == expected) return true;
-    std::fprintf(
-        stderr,
-        "The results differ from tests/golden/digests.txt. Where that is meant: golden_digests --update\n");
+    std::fprintf(stderr,
+                 "The results differ from tests/golden/digests.txt. Where that is meant: golden_digests --update\n");
     return false;
 }
 
@@ -121,9 +120,7 @@ int run(bool update) {
         good = agree(found, expected, names[set]) && good;
     }
     if (good && update) good = write_table(expected);
-    if (good)
-        std::printf("%zu digests, with kernels up to %s\n", expected.size(),
-                    names[static_cast<int>(machine)]);
+    if (good) std::printf("%zu digests, with kernels up to %s\n", expected.size(), names[static_cast<int>(machine)]);
     std::filesystem::current_path(before);
     return good ? 0 : 1;
 }

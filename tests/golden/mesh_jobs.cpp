@@ -95,10 +95,8 @@ void boxes_and_checks(digest &results) {
     for (std::uint32_t count = 0; count < 300; ++count) {
         std::vector<float> some(positions.begin() + count, positions.begin() + 4 * count);
         if (count > 4 && count % 3 == 0) random.set_any(some[random.below(count * 3)]);
-        if (count > 4 && count % 4 == 0)
-            some[random.below(count * 3)] = std::numeric_limits<float>::infinity();
-        if (count > 4 && count % 5 == 0)
-            some[random.below(count * 3)] = std::numeric_limits<float>::quiet_NaN();
+        if (count > 4 && count % 4 == 0) some[random.below(count * 3)] = std::numeric_limits<float>::infinity();
+        if (count > 4 && count % 5 == 0) some[random.below(count * 3)] = std::numeric_limits<float>::quiet_NaN();
         float box[6] = {};
         ogawa_compute_bounds(some.data(), count, box);
         results.add_array(box, 6);
@@ -107,8 +105,8 @@ void boxes_and_checks(digest &results) {
         results.add(qel_mesh_is_static_valid(some.data(), count));
         results.add(qel_mesh_bounds_coherence(box[0], box[1], box[2], box[3], box[4], box[5]));
         qel_mesh_verify_report report;
-        results.add(qel_mesh_verify_identity(some.data(), count, box[0], box[1], box[2], box[3], box[4],
-                                             box[5], &report));
+        results.add(
+            qel_mesh_verify_identity(some.data(), count, box[0], box[1], box[2], box[3], box[4], box[5], &report));
         results.add(report.p_minus_p_ok, report.p_div_p_ok, report.coherence, report.valid);
         results.add(report.vertex_count); // without the time of the check, which differs in each run
     }
@@ -219,8 +217,7 @@ void skinning(digest &results) {
 
 } // namespace
 
-const job mesh_jobs[] = {
-    {"adjacency", adjacency}, {"tangents", tangents}, {"boxes_and_checks", boxes_and_checks},
-    {"caches", caches},       {"skinning", skinning}, {nullptr, nullptr}};
+const job mesh_jobs[] = {{"adjacency", adjacency}, {"tangents", tangents}, {"boxes_and_checks", boxes_and_checks},
+                         {"caches", caches},       {"skinning", skinning}, {nullptr, nullptr}};
 
 } // namespace qel::test

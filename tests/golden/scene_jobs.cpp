@@ -15,8 +15,7 @@ void add_vertex(digest &results, const qel_alembic_vertex &vertex) {
     results.add_array(vertex.position, 3);
     for (const std::uint8_t part : {vertex.matrix_x, vertex.matrix_y, vertex.matrix_z})
         results.add(part);
-    results.add(vertex.morton, vertex.k11_level, vertex.i_state, vertex.phi_norm, vertex.em_coupling,
-                vertex.topology);
+    results.add(vertex.morton, vertex.k11_level, vertex.i_state, vertex.phi_norm, vertex.em_coupling, vertex.topology);
 }
 
 void add_token(digest &results, const qel_alembic_token &token) {
@@ -60,8 +59,7 @@ void lattice(digest &results) {
         add_vertex(results, vertex);
         qel_alembic_token token{};
         const std::uint8_t layer = random.byte();
-        qel_alembic_generate_token(&vertex, layer, random.below(300), static_cast<std::uint32_t>(i) << 12,
-                                   &token);
+        qel_alembic_generate_token(&vertex, layer, random.below(300), static_cast<std::uint32_t>(i) << 12, &token);
         add_token(results, token);
         float box[6];
         qel_alembic_compute_bounds(values, 3, box);
@@ -81,8 +79,7 @@ qel_alembic_file make_scene(digest &results) {
             value = value * 3.0f + random.coordinate(2) / 3.0f;
         const std::uint32_t *const indices = i == 2 ? nullptr : mesh.face_indices.data();
         results.add(qel_alembic_load_raw(mesh.positions.data(), mesh.vertex_count(), indices,
-                                         i == 2 ? 0 : mesh.face_count(), i == 1 ? nullptr : "sheet",
-                                         &scene.meshes[i]));
+                                         i == 2 ? 0 : mesh.face_count(), i == 1 ? nullptr : "sheet", &scene.meshes[i]));
     }
     scene.meshes[1].bounds[3] = 20.0f; // another box, which is kept
     results.add(qel_alembic_process_mesh(&scene.meshes[1], 7));

@@ -62,8 +62,8 @@ class reader {
             results_.add(std::string(property.metadata));
             results_.add(qel_archive_find_property(archive_, object, property.name));
         }
-        for (const std::uint32_t field : {property.kind, property.value, property.extent,
-                                          property.sample_count, property.time_sampling, property.constant})
+        for (const std::uint32_t field : {property.kind, property.value, property.extent, property.sample_count,
+                                          property.time_sampling, property.constant})
             results_.add(field);
         for (const std::uint64_t sample : samples_of(property.sample_count))
             read_sample(object, number, sample);
@@ -79,8 +79,7 @@ class reader {
         results_.add(qel_archive_property_time(archive_, object, number, sample, &seconds));
         results_.add(seconds);
         std::uint64_t size = 0;
-        const std::int32_t status =
-            qel_archive_read_property(archive_, object, number, sample, nullptr, 0, &size);
+        const std::int32_t status = qel_archive_read_property(archive_, object, number, sample, nullptr, 0, &size);
         results_.add(status, size);
         if (status != QEL_ARCHIVE_OK) return;
         bytes values(static_cast<std::size_t>(size));
@@ -177,17 +176,15 @@ archive_builder one_of_everything() {
     const std::uint32_t film = archive.add_sampling({1.0 / 24, {0.5}});
     const std::uint32_t steps = archive.add_sampling({acyclic, {0, 0.125, 2}});
     const std::uint32_t cyclic = archive.add_sampling({1, {0, 0.25}});
-    object_node &arm =
-        add_moving_xform(archive.top, "arm",
-                         {{translate(1, 2, 3), scale(2, 2, 2)}, {translate(4, 5, 6), scale(1, -1, 1)}}, film);
+    object_node &arm = add_moving_xform(
+        archive.top, "arm", {{translate(1, 2, 3), scale(2, 2, 2)}, {translate(4, 5, 6), scale(1, -1, 1)}}, film);
     set_visible(arm, {0, 1}, film);
     object_node &sheet = add_polymesh(arm, "sheet", folding_sheet(film));
     add_face_set(sheet, "front", {0});
     polymesh smooth = folding_sheet(steps);
     smooth.schema = "AbcGeom_SubD_v1";
     set_visible(add_polymesh(arm, "smooth", smooth), {-1});
-    object_node &own =
-        add_xform(arm, "own", {matrix({1, 0, 0, 0, 0, 0, 1, 0, 0, -1, 0, 0, 0.5, 0.25, -8, 1})});
+    object_node &own = add_xform(arm, "own", {matrix({1, 0, 0, 0, 0, 0, 1, 0, 0, -1, 0, 0, 0.5, 0.25, -8, 1})});
     set_inherits(own, false);
     add_points(own, "points", {{1, 2, 3}, {}, {4, 5, 6, 7, 8, 9}}, {0.5f}, steps);
     add_curves(own, "curves", {{0, 0, 0, 1, 1, 1}}, {2}, cyclic);
@@ -228,8 +225,7 @@ void damaged_structures(digest &results) {
         archive_builder archive = one_of_everything();
         if (i % 2 == 0) damage_fields(archive, random);
         const built_archive built = archive.build();
-        read_content(results, i % 2 == 0 ? built.content : damaged_bytes(built, random),
-                     transforms::left_out);
+        read_content(results, i % 2 == 0 ? built.content : damaged_bytes(built, random), transforms::left_out);
     }
     for (std::size_t size = 0; size < whole.size(); size += size < 24 ? 1 : 97)
         read_content(results, bytes(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(size)),

@@ -216,11 +216,8 @@ void damaged_units(digest &results) {
 
 } // namespace
 
-const job token_jobs[] = {{"maths", maths},
-                          {"cells", cells},
-                          {"offspring", offspring},
-                          {"units", units},
-                          {"damaged_units", damaged_units},
-                          {nullptr, nullptr}};
+const job token_jobs[] = {
+    {"maths", maths},  {"cells", cells}, {"offspring", offspring}, {"units", units}, {"damaged_units", damaged_units},
+    {nullptr, nullptr}};
 
 } // namespace qel::test

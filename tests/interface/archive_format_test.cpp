@@ -40,8 +40,7 @@ TEST(ArchiveFormat, SmallArchiveHasTheValuesOfThePage) {
     ASSERT_EQ(qel_archive_open(folder.file("small.abc").c_str(), &archive), QEL_ARCHIVE_OK);
     const std::uint32_t sail = qel_archive_find(archive, "/mill/sail");
     qel_archive_property positions;
-    ASSERT_EQ(qel_archive_get_property(archive, sail, qel_archive_find_property(archive, sail, ".geom/P"),
-                                       &positions),
+    ASSERT_EQ(qel_archive_get_property(archive, sail, qel_archive_find_property(archive, sail, ".geom/P"), &positions),
               QEL_ARCHIVE_OK);
     EXPECT_EQ(positions.sample_count, 2u);
     EXPECT_EQ(positions.time_sampling, 1u);

@@ -1,8 +1,7 @@
 /* SPDX-License-Identifier: MIT */
 #include <qel_archive.h>
 
-#if QEL_ARCHIVE_VERSION_MAJOR != QEL_UNIT_VERSION_MAJOR ||                                                   \
-    QEL_ARCHIVE_VERSION_MINOR != QEL_UNIT_VERSION_MINOR ||                                                   \
+#if QEL_ARCHIVE_VERSION_MAJOR != QEL_UNIT_VERSION_MAJOR || QEL_ARCHIVE_VERSION_MINOR != QEL_UNIT_VERSION_MINOR ||      \
     QEL_ARCHIVE_VERSION_PATCH != QEL_UNIT_VERSION_PATCH
 #error "the libraries are released together"
 #endif

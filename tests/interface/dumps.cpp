@@ -37,9 +37,8 @@ std::vector<dumped_byte> dump_of(const std::string &page_name, const std::string
         }
         std::istringstream words(parts[2]);
         for (std::string word; words >> word;)
-            dump.push_back({word == "..", word == ".."
-                                              ? std::uint8_t{0}
-                                              : static_cast<std::uint8_t>(std::stoul(word, nullptr, 16))});
+            dump.push_back({word == "..",
+                            word == ".." ? std::uint8_t{0} : static_cast<std::uint8_t>(std::stoul(word, nullptr, 16))});
     }
     return dump;
 }

@@ -41,8 +41,7 @@ TEST(Layout, SceneVertexHasFortyBytes) {
 }
 
 TEST(Layout, SceneTokenHasASlotOfThirtyTwoBytes) {
-    EXPECT_EQ(layout_of<qel_alembic_token>(),
-              "morton 0, hex_id 8, payload 16, layer 24, padding 25, size 32");
+    EXPECT_EQ(layout_of<qel_alembic_token>(), "morton 0, hex_id 8, payload 16, layer 24, padding 25, size 32");
 }
 
 TEST(Layout, IdentityAndOffspringKeepTheirFieldOrder) {
@@ -72,9 +71,8 @@ TEST(Layout, AgentHasFortyBytes) {
 }
 
 TEST(Layout, VerifyReportKeepsItsFieldOrder) {
-    EXPECT_EQ(
-        layout_of<qel_mesh_verify_report>(),
-        "p_minus_p_ok 0, p_div_p_ok 4, coherence 8, valid 12, vertex_count 16, verified_at 24, size 32");
+    EXPECT_EQ(layout_of<qel_mesh_verify_report>(),
+              "p_minus_p_ok 0, p_div_p_ok 4, coherence 8, valid 12, vertex_count 16, verified_at 24, size 32");
 }
 
 TEST(Layout, SchemasKeepTheirNumbers) {

@@ -282,8 +282,8 @@ void call_list::meshes() {
     DOES(qel_alembic_topology_hash, 3, torus_.face_indices.data(), torus_.face_count());
     DOES(qel_alembic_generate_token, &vertex, 1, 2, 3, &token);
     const auto faces = static_cast<std::uint32_t>(torus_.face_indices.size() / 3);
-    GIVES(0, qel_alembic_load_raw, positions.data(), torus_.vertex_count(), torus_.face_indices.data(), faces,
-          "torus", &meshes_[0]);
+    GIVES(0, qel_alembic_load_raw, positions.data(), torus_.vertex_count(), torus_.face_indices.data(), faces, "torus",
+          &meshes_[0]);
     std::free(meshes_[0].vertices);
     std::free(meshes_[0].tokens);
     meshes_[0].vertices = nullptr;

@@ -28,8 +28,8 @@ std::string read_text(const std::string &path) {
 names all_matches(const std::string &text, const std::string &pattern) {
     names found;
     const std::regex expression(pattern);
-    for (auto match = std::sregex_iterator(text.begin(), text.end(), expression);
-         match != std::sregex_iterator(); ++match)
+    for (auto match = std::sregex_iterator(text.begin(), text.end(), expression); match != std::sregex_iterator();
+         ++match)
         found.insert((*match)[1]);
     return found;
 }

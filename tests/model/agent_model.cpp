@@ -142,8 +142,7 @@ std::int32_t agent_model::spawn(const char *parent, std::uint8_t type, std::uint
     if (!chosen) {
         const std::uint32_t counter = dir->next_id_counter;
         dir->next_id_counter = counter + 1;
-        std::snprintf(id, sizeof id, "%02X%02X%02X%02X", 0x2Au, 0x9Eu, (counter >> 8) & 0xFFu,
-                      counter & 0xFFu);
+        std::snprintf(id, sizeof id, "%02X%02X%02X%02X", 0x2Au, 0x9Eu, (counter >> 8) & 0xFFu, counter & 0xFFu);
     }
     std::memcpy(id_out, id, 9);
     qel_agent &agent = dir->agents[dir->agent_count];

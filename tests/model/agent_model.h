@@ -46,8 +46,7 @@ class agent_model {
     void stats(std::uint32_t *total, std::uint32_t *active, std::uint32_t *counts) const;
     void free();
 
-    std::int32_t spawn(const char *parent, std::uint8_t type, std::uint8_t tier, std::uint8_t tag,
-                       char *id_out);
+    std::int32_t spawn(const char *parent, std::uint8_t type, std::uint8_t tier, std::uint8_t tag, char *id_out);
     std::int32_t terminate(const char *id);
     std::int32_t delegate(const char *from, const char *to, std::uint64_t task);
     std::int32_t query(const char *id, qel_agent *out) const;

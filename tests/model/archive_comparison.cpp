@@ -78,8 +78,7 @@ std::string comparison::where() const {
     std::string text = "object " + shown(object_) + " " + object.path;
     if (part_[0] == 'p' && model_.get_property(object_, static_cast<std::uint32_t>(number_), property) == 0)
         text += " " + property.name;
-    return text + " " + part_ + " " + shown(number_) + " sample " + shown(sample_) + " at " +
-           shown(seconds_) + ": ";
+    return text + " " + part_ + " " + shown(number_) + " sample " + shown(sample_) + " at " + shown(seconds_) + ": ";
 }
 
 void comparison::run() {
@@ -134,8 +133,7 @@ void comparison::object(std::uint32_t number) {
         property(i);
     property(no_number);
     for (const char *name : {"", ".geom", ".geom/", ".geom/P", "/", "nothing"})
-        same("find_property", qel_archive_find_property(library_, number, name),
-             model_.find_property(number, name));
+        same("find_property", qel_archive_find_property(library_, number, name), model_.find_property(number, name));
     mesh();
     for (const double seconds : times())
         at_time(seconds);
@@ -250,11 +248,10 @@ void comparison::mesh_sample(std::uint64_t i) {
     }
     same_matrix("transform", library.transform, model.transform);
     same("reserved_word", library.reserved_word, std::uint32_t{1});
-    holds("everything else zero",
-          library.reserved_array == nullptr && library.reserved_count == 0 &&
-              library.reserved_buffer == nullptr && library.tangent_frame.tangents == nullptr &&
-              library.tangent_frame.bitangents == nullptr && library.tangent_frame.count == 0 &&
-              library.tangent_frame.components == 0);
+    holds("everything else zero", library.reserved_array == nullptr && library.reserved_count == 0 &&
+                                      library.reserved_buffer == nullptr && library.tangent_frame.tangents == nullptr &&
+                                      library.tangent_frame.bitangents == nullptr && library.tangent_frame.count == 0 &&
+                                      library.tangent_frame.components == 0);
     const ogawa_manifold none = {};
     holds("no manifold", std::memcmp(&library.manifold, &none, sizeof none) == 0);
     ogawa_free_polymesh(&library);
@@ -268,9 +265,7 @@ void comparison::normals(const ogawa_polymesh &library, const archive_model_mesh
     const bool indexed = !expected.indices.empty();
     same("normals are indexed", library.normal_indices != nullptr && indexed, indexed);
     if (!expected.indexed) holds("no normal_indices", library.normal_indices == nullptr);
-    if (indexed)
-        holds("normal_indices",
-              same_array(library.normal_indices, expected.indices.size(), expected.indices));
+    if (indexed) holds("normal_indices", same_array(library.normal_indices, expected.indices.size(), expected.indices));
 }
 
 void comparison::uv_sets(const ogawa_polymesh &library, const archive_model_mesh &model) const {

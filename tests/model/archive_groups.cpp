@@ -11,8 +11,7 @@ constexpr std::uint64_t sum_limit = max_archive_properties + 1;
 /// A group among those around the ones inside it.
 class inside_group {
   public:
-    inside_group(std::set<std::uint64_t> &around, std::uint64_t reference)
-        : around_(around), reference_(reference) {
+    inside_group(std::set<std::uint64_t> &around, std::uint64_t reference) : around_(around), reference_(reference) {
         if (reference == 0) return; // the empty group
         require(around.insert(reference).second);
     }
@@ -34,8 +33,7 @@ void archive_amount::add_child(const archive_amount &child) {
 }
 
 void archive_amount::check() const {
-    require(objects <= max_archive_objects && properties <= max_archive_properties &&
-            levels <= max_archive_levels);
+    require(objects <= max_archive_objects && properties <= max_archive_properties && levels <= max_archive_levels);
 }
 
 const archive_groups::compound &archive_groups::read_compound(std::uint64_t reference) {
@@ -71,15 +69,13 @@ void archive_groups::list_properties(std::uint64_t reference, const std::string 
         archive_tree_property property{group.headers[i], group.references[i]};
         property.header.name = prefix + property.header.name;
         properties.push_back(property);
-        if (property.header.kind == 0)
-            list_properties(property.reference, property.header.name + "/", properties);
+        if (property.header.kind == 0) list_properties(property.reference, property.header.name + "/", properties);
     }
 }
 
 std::optional<std::string> archive_groups::instance_source(const archive_object_content &content) const {
     for (const archive_tree_property &property : content.properties)
-        if (property.header.name == ".instanceSource" && property.header.kind == 1 &&
-            property.header.value == 12) {
+        if (property.header.name == ".instanceSource" && property.header.kind == 1 && property.header.value == 12) {
             require(property.header.samples != 0);
             const archive_bytes text = file_.sample(property, 0);
             return std::string(text.begin(), std::find(text.begin(), text.end(), 0));
@@ -88,11 +84,9 @@ std::optional<std::string> archive_groups::instance_source(const archive_object_
 }
 
 /// The children between the compound and the headers; an object without children may lack the headers.
-void archive_groups::read_children(const std::vector<std::uint64_t> &references,
-                                   archive_object_content &content) {
+void archive_groups::read_children(const std::vector<std::uint64_t> &references, archive_object_content &content) {
     if (references.size() < 2) return;
-    content.child_headers =
-        parse_object_headers(file_.container.data(references.back()), file_.shared_metadata);
+    content.child_headers = parse_object_headers(file_.container.data(references.back()), file_.shared_metadata);
     require(content.child_headers.size() == references.size() - 2);
     for (std::size_t i = 1; i + 1 < references.size(); ++i)
         content.children.push_back(object(references[i]));

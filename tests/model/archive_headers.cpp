@@ -30,8 +30,7 @@ std::uint32_t number(archive_cursor &cursor, std::uint32_t width) {
     return cursor.value<std::uint32_t>();
 }
 
-void parse_changes(archive_cursor &cursor, std::uint32_t info, std::uint32_t width,
-                   archive_property_header &header) {
+void parse_changes(archive_cursor &cursor, std::uint32_t info, std::uint32_t width, archive_property_header &header) {
     if ((info >> 9 & 1) != 0) {
         header.first_changed = number(cursor, width);
         header.last_changed = number(cursor, width);
@@ -152,8 +151,7 @@ std::vector<archive_object_header> parse_object_headers(const archive_bytes &dat
         header.name = cursor.text(cursor.value<std::uint32_t>());
         check_name(header.name, names);
         const auto text = cursor.value<std::uint8_t>();
-        header.metadata =
-            text == own_text ? cursor.text(cursor.value<std::uint32_t>()) : shared_text(shared, text);
+        header.metadata = text == own_text ? cursor.text(cursor.value<std::uint32_t>()) : shared_text(shared, text);
         headers.push_back(header);
     }
     return headers;
@@ -165,9 +163,8 @@ std::uint64_t archive_property_header::stored_sample(std::uint64_t i) const {
     return i - first_changed + 1;
 }
 
-std::vector<archive_property_header> parse_property_headers(const archive_bytes &data,
-                                                            const std::vector<std::string> &shared,
-                                                            std::size_t time_samplings) {
+std::vector<archive_property_header>
+parse_property_headers(const archive_bytes &data, const std::vector<std::string> &shared, std::size_t time_samplings) {
     std::vector<archive_property_header> headers;
     std::set<std::string> names;
     archive_cursor cursor(data);

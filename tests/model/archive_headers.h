@@ -47,8 +47,7 @@ struct archive_property_header {
     std::uint64_t stored_sample(std::uint64_t i) const;
 };
 
-std::vector<archive_property_header> parse_property_headers(const archive_bytes &data,
-                                                            const std::vector<std::string> &shared,
-                                                            std::size_t time_samplings);
+std::vector<archive_property_header>
+parse_property_headers(const archive_bytes &data, const std::vector<std::string> &shared, std::size_t time_samplings);
 
 } // namespace qel::model

@@ -26,15 +26,14 @@ std::uint64_t nearest_sample(const archive_tree_property &property, std::uint64_
     return std::min<std::uint64_t>(sample, property.header.samples - 1);
 }
 
-bool is_of_type(const archive_tree_property &property, std::uint32_t kind, std::uint32_t value,
-                std::uint32_t extent) {
+bool is_of_type(const archive_tree_property &property, std::uint32_t kind, std::uint32_t value, std::uint32_t extent) {
     return property.header.kind == kind && property.header.value == value && property.header.extent == extent;
 }
 
 /// An array of a mesh; one that is not there is empty.
 template <class T>
-std::vector<T> mesh_array(const archive_file &file, const archive_tree_property *property,
-                          std::uint32_t value, std::uint32_t extent, std::uint64_t sample) {
+std::vector<T> mesh_array(const archive_file &file, const archive_tree_property *property, std::uint32_t value,
+                          std::uint32_t extent, std::uint64_t sample) {
     if (property == nullptr) return {};
     require(is_of_type(*property, 2, value, extent));
     if (!has_samples(property)) return {};
@@ -122,11 +121,9 @@ archive_model_parameter read_parameter(const archive_file &file, const archive_t
 }
 
 /// A missing or unsound parameter gives no value.
-std::optional<archive_model_parameter> sound_parameter(const archive_file &file,
-                                                       const archive_tree_object &object,
-                                                       const archive_tree_property *property,
-                                                       std::uint32_t extent, std::uint64_t sample,
-                                                       const mesh_sizes &sizes) {
+std::optional<archive_model_parameter> sound_parameter(const archive_file &file, const archive_tree_object &object,
+                                                       const archive_tree_property *property, std::uint32_t extent,
+                                                       std::uint64_t sample, const mesh_sizes &sizes) {
     if (property == nullptr) return std::nullopt;
     try {
         return read_parameter(file, object, *property, extent, sample, sizes);
@@ -178,8 +175,7 @@ std::uint32_t topology(const archive_tree_object &object) {
     if (has_faces(object))
         for (const char *name : {".geom/.faceCounts", ".geom/.faceIndices"}) {
             const archive_tree_property *property = object.property(name);
-            if (property != nullptr && property->header.kind != 0 && !property->header.is_constant())
-                return 2;
+            if (property != nullptr && property->header.kind != 0 && !property->header.is_constant()) return 2;
         }
     return archive_positions(object).header.is_constant() ? 0 : 1;
 }
@@ -187,10 +183,8 @@ std::uint32_t topology(const archive_tree_object &object) {
 void read_faces(const archive_file &file, const archive_tree_object &object, std::uint64_t sample,
                 archive_model_mesh &mesh) {
     if (!has_faces(object)) return;
-    mesh.face_counts =
-        mesh_array<std::uint32_t>(file, object.property(".geom/.faceCounts"), i32_value, 1, sample);
-    mesh.face_indices =
-        mesh_array<std::uint32_t>(file, object.property(".geom/.faceIndices"), i32_value, 1, sample);
+    mesh.face_counts = mesh_array<std::uint32_t>(file, object.property(".geom/.faceCounts"), i32_value, 1, sample);
+    mesh.face_indices = mesh_array<std::uint32_t>(file, object.property(".geom/.faceIndices"), i32_value, 1, sample);
 }
 
 } // namespace

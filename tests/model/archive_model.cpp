@@ -136,16 +136,14 @@ std::int32_t archive_model::read_property(std::uint32_t object, std::uint32_t pr
 
 std::int32_t archive_model::property_time(std::uint32_t object, std::uint32_t property, std::uint64_t sample,
                                           double &seconds) const {
-    return status_of(
-        [&] { seconds = file_.time(sampled_property(object, property, sample).header, sample); });
+    return status_of([&] { seconds = file_.time(sampled_property(object, property, sample).header, sample); });
 }
 
 std::int32_t archive_model::get_mesh_info(std::uint32_t object, qel_archive_mesh_info &out) const {
     return status_of([&] { out = read_archive_mesh_info(file_, object_at(object)); });
 }
 
-std::int32_t archive_model::read_mesh(std::uint32_t object, std::uint64_t sample,
-                                      archive_model_mesh &mesh) const {
+std::int32_t archive_model::read_mesh(std::uint32_t object, std::uint64_t sample, archive_model_mesh &mesh) const {
     return status_of([&] {
         mesh = read_archive_mesh(file_, object_at(object), sample);
         const double seconds = file_.time(archive_positions(objects_[object]).header, sample);
@@ -157,13 +155,11 @@ std::int32_t archive_model::sample_at(std::uint32_t object, double seconds, std:
     return status_of([&] { sample = file_.sample_at(archive_positions(object_at(object)).header, seconds); });
 }
 
-std::int32_t archive_model::local_transform(std::uint32_t object, double seconds,
-                                            archive_matrix &matrix) const {
+std::int32_t archive_model::local_transform(std::uint32_t object, double seconds, archive_matrix &matrix) const {
     return status_of([&] { matrix = archive_local_transform(file_, object_at(object), seconds); });
 }
 
-std::int32_t archive_model::world_transform(std::uint32_t object, double seconds,
-                                            archive_matrix &matrix) const {
+std::int32_t archive_model::world_transform(std::uint32_t object, double seconds, archive_matrix &matrix) const {
     return status_of([&] {
         object_at(object);
         matrix = archive_world_transform(file_, objects_, object, seconds);

@@ -55,8 +55,7 @@ class archive_model {
     std::int32_t get_info(archive_model_info &info) const;
     std::int32_t get_object(std::uint32_t object, archive_model_object &out) const;
     std::uint32_t find(const std::string &path) const;
-    std::int32_t get_property(std::uint32_t object, std::uint32_t property,
-                              archive_property_header &out) const;
+    std::int32_t get_property(std::uint32_t object, std::uint32_t property, archive_property_header &out) const;
     std::uint32_t find_property(std::uint32_t object, const std::string &name) const;
     /// The whole sample; the caller's capacity is the caller's.
     std::int32_t read_property(std::uint32_t object, std::uint32_t property, std::uint64_t sample,
@@ -86,18 +85,15 @@ class archive_model {
 ogawa_schema archive_schema(const std::string &metadata);
 
 /// The mesh of an object at a sample of its positions, but for its transform.
-archive_model_mesh read_archive_mesh(const archive_file &file, const archive_tree_object &object,
-                                     std::uint64_t sample);
+archive_model_mesh read_archive_mesh(const archive_file &file, const archive_tree_object &object, std::uint64_t sample);
 /// `.geom/P`, which has to be there and to have samples.
 const archive_tree_property &archive_positions(const archive_tree_object &object);
 qel_archive_mesh_info read_archive_mesh_info(const archive_file &file, const archive_tree_object &object);
 
-archive_matrix archive_local_transform(const archive_file &file, const archive_tree_object &object,
-                                       double seconds);
-archive_matrix archive_world_transform(const archive_file &file,
-                                       const std::vector<archive_tree_object> &objects, std::uint32_t object,
-                                       double seconds);
-bool archive_is_visible(const archive_file &file, const std::vector<archive_tree_object> &objects,
-                        std::uint32_t object, double seconds);
+archive_matrix archive_local_transform(const archive_file &file, const archive_tree_object &object, double seconds);
+archive_matrix archive_world_transform(const archive_file &file, const std::vector<archive_tree_object> &objects,
+                                       std::uint32_t object, double seconds);
+bool archive_is_visible(const archive_file &file, const std::vector<archive_tree_object> &objects, std::uint32_t object,
+                        double seconds);
 
 } // namespace qel::model

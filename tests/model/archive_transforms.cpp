@@ -55,8 +55,8 @@ archive_matrix rotation(double x, double y, double z, double degrees) {
 
 /// The values of a property at the last sample at or before a time; nothing if it has no sample.
 template <class T>
-std::optional<std::vector<T>> values_at(const archive_file &file, const archive_tree_object &object,
-                                        const char *name, std::uint32_t value, double seconds) {
+std::optional<std::vector<T>> values_at(const archive_file &file, const archive_tree_object &object, const char *name,
+                                        std::uint32_t value, double seconds) {
     const archive_tree_property *property = object.property(name);
     if (property == nullptr) return std::nullopt;
     require(property->header.kind != 0 && property->header.value == value);
@@ -121,8 +121,7 @@ bool inherits(const archive_file &file, const archive_tree_object &object, doubl
 
 } // namespace
 
-archive_matrix archive_local_transform(const archive_file &file, const archive_tree_object &object,
-                                       double seconds) {
+archive_matrix archive_local_transform(const archive_file &file, const archive_tree_object &object, double seconds) {
     if (archive_schema(object.metadata) != OGAWA_SCHEMA_XFORM) return identity;
     const auto operations = values_at<std::uint8_t>(file, object, ".xform/.ops", u8_value, seconds);
     if (!operations) return identity;
@@ -135,16 +134,15 @@ archive_matrix archive_local_transform(const archive_file &file, const archive_t
     return matrix;
 }
 
-archive_matrix archive_world_transform(const archive_file &file,
-                                       const std::vector<archive_tree_object> &objects, std::uint32_t object,
-                                       double seconds) {
+archive_matrix archive_world_transform(const archive_file &file, const std::vector<archive_tree_object> &objects,
+                                       std::uint32_t object, double seconds) {
     const archive_matrix own = archive_local_transform(file, objects[object], seconds);
     if (objects[object].parent == 0xFFFFFFFF || !inherits(file, objects[object], seconds)) return own;
     return product(own, archive_world_transform(file, objects, objects[object].parent, seconds));
 }
 
-bool archive_is_visible(const archive_file &file, const std::vector<archive_tree_object> &objects,
-                        std::uint32_t object, double seconds) {
+bool archive_is_visible(const archive_file &file, const std::vector<archive_tree_object> &objects, std::uint32_t object,
+                        double seconds) {
     const archive_tree_property *property = objects[object].property("visible");
     if (property != nullptr && property->header.kind == 1 && property->header.value == i8_value) {
         const auto values = values_at<std::uint8_t>(file, objects[object], "visible", i8_value, seconds);

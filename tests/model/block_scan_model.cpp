@@ -29,8 +29,7 @@ bool passes(std::FILE *file, std::uint64_t p, std::uint64_t size, scanned_values
     if (size < least || size > 5000000 || size % multiple != 0) return false;
     float values[6];
     seek_stream(file, p + 8);
-    if (std::fread(values, sizeof(float), static_cast<std::size_t>(tested), file) !=
-        static_cast<std::size_t>(tested))
+    if (std::fread(values, sizeof(float), static_cast<std::size_t>(tested), file) != static_cast<std::size_t>(tested))
         return false;
     return within(values, tested, uvs ? 10.0f : 1.1f);
 }

@@ -114,8 +114,7 @@ void projective(const int (&a)[3], const int (&b)[3], std::uint8_t (&child)[3]) 
 
 } // namespace
 
-qel_matrix_offspring reproduce(const qel_matrix_identity &a, const qel_matrix_identity &b,
-                               std::uint32_t mode) {
+qel_matrix_offspring reproduce(const qel_matrix_identity &a, const qel_matrix_identity &b, std::uint32_t mode) {
     int first[3] = {a.x, a.y, a.z};
     const int second[3] = {b.x, b.y, b.z};
     std::uint8_t child[3] = {};

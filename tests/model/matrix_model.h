@@ -17,7 +17,6 @@ float em_coupling(std::uint8_t x, std::uint8_t y, std::uint8_t z);
 std::uint8_t mutate_tachyon(std::uint8_t v);
 std::int32_t chirality(std::uint8_t a, std::uint8_t b);
 qel_matrix_identity identity(std::uint8_t x, std::uint8_t y, std::uint32_t z);
-qel_matrix_offspring reproduce(const qel_matrix_identity &a, const qel_matrix_identity &b,
-                               std::uint32_t mode);
+qel_matrix_offspring reproduce(const qel_matrix_identity &a, const qel_matrix_identity &b, std::uint32_t mode);
 
 } // namespace qel::model

@@ -212,8 +212,7 @@ const char *difference(const qel_mesh &mesh, const bytes &file, const loaded_mes
         return found != nullptr && (size == 0 || std::memcmp(found, values.data(), size) == 0);
     };
     if (skin.joint_count != expected.joints.size() || !same(skin.joints, expected.joints)) return "joints";
-    if (skin.weight_count != expected.weights.size() || !same(skin.weights, expected.weights))
-        return "weights";
+    if (skin.weight_count != expected.weights.size() || !same(skin.weights, expected.weights)) return "weights";
     return same(skin.bind_extra, expected.bind_extra) ? nullptr : "bind extra";
 }
 

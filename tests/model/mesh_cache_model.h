@@ -33,7 +33,6 @@ struct loaded_mesh {
 loaded_mesh load_mesh(const std::vector<std::uint8_t> &file);
 
 /// The first difference of a loaded mesh; null if there is none.
-const char *difference(const qel_mesh &mesh, const std::vector<std::uint8_t> &file,
-                       const loaded_mesh &expected);
+const char *difference(const qel_mesh &mesh, const std::vector<std::uint8_t> &file, const loaded_mesh &expected);
 
 } // namespace qel::model

@@ -263,8 +263,8 @@ bool same_polymesh(const ogawa_polymesh &a, const ogawa_polymesh &b) {
     const auto same_array = [](const void *x, const void *y, std::size_t bytes) {
         return (x == nullptr) == (y == nullptr) && (x == nullptr || std::memcmp(x, y, bytes) == 0);
     };
-    if (a.vertex_count != b.vertex_count || a.normal_count != b.normal_count ||
-        a.face_count != b.face_count || a.face_index_count != b.face_index_count)
+    if (a.vertex_count != b.vertex_count || a.normal_count != b.normal_count || a.face_count != b.face_count ||
+        a.face_index_count != b.face_index_count)
         return false;
     if (!same_array(a.positions, b.positions, std::size_t{a.vertex_count} * 12) ||
         !same_array(a.normals, b.normals, std::size_t{a.normal_count} * 12) ||

@@ -46,8 +46,8 @@ std::vector<std::uint32_t> index_table(const qel_alembic_file &scene) {
     return table;
 }
 
-std::int32_t lookup(const qel_alembic_file &scene, const std::vector<std::uint32_t> &table,
-                    std::uint64_t morton, qel_alembic_hit &out) {
+std::int32_t lookup(const qel_alembic_file &scene, const std::vector<std::uint32_t> &table, std::uint64_t morton,
+                    qel_alembic_hit &out) {
     const std::uint32_t start = first_slot(morton);
     std::uint32_t slot = start;
     do {
@@ -101,8 +101,7 @@ std::vector<qel_alembic_hit> nearest(const qel_alembic_file &scene, std::uint64_
         if (e.distance == ~std::uint64_t{0}) break;
         const qel_alembic_mesh &mesh = scene.meshes[e.mesh];
         hits.push_back({e.mesh, e.vertex, 0, mesh.vertices + e.vertex,
-                        mesh.tokens == nullptr ? nullptr : mesh.tokens + e.vertex,
-                        static_cast<float>(e.distance)});
+                        mesh.tokens == nullptr ? nullptr : mesh.tokens + e.vertex, static_cast<float>(e.distance)});
     }
     return hits;
 }

@@ -13,8 +13,8 @@ namespace qel::model {
 std::vector<std::uint32_t> index_table(const qel_alembic_file &scene);
 
 /// A lookup through a table; the answer is 0 and the hit, or -1.
-std::int32_t lookup(const qel_alembic_file &scene, const std::vector<std::uint32_t> &table,
-                    std::uint64_t morton, qel_alembic_hit &out);
+std::int32_t lookup(const qel_alembic_file &scene, const std::vector<std::uint32_t> &table, std::uint64_t morton,
+                    qel_alembic_hit &out);
 
 /// The floor of a root by Newton's iteration, in numbers wide enough for every 64-bit value.
 std::uint64_t newton_root(std::uint64_t value);

@@ -150,13 +150,9 @@ std::vector<near_token> nearest(const std::vector<qel_token> &tokens, std::uint6
     const auto count = static_cast<std::int32_t>(tokens.size());
     if (k < 1 || count < 1) return {};
     result_list list(static_cast<std::size_t>(std::min(k, count)));
-    const auto key = [&](std::int32_t i) -> std::uint64_t {
-        return tokens[static_cast<std::size_t>(i)].morton;
-    };
+    const auto key = [&](std::int32_t i) -> std::uint64_t { return tokens[static_cast<std::size_t>(i)].morton; };
     const auto apart = [&](std::int32_t i) { return key(i) > target ? key(i) - target : target - key(i); };
-    const auto offer = [&](std::int32_t i) {
-        list.offer(static_cast<std::uint32_t>(i), hops(key(i), target));
-    };
+    const auto offer = [&](std::int32_t i) { list.offer(static_cast<std::uint32_t>(i), hops(key(i), target)); };
 
     const std::int32_t start = last_examined(tokens, target);
     offer(start);

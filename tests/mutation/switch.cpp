@@ -33,8 +33,7 @@ class tracer : public testing::EmptyTestEventListener {
   public:
     explicit tracer(const char *path) : file_(std::fopen(path, "w")) {
         // Shared with the processes that a test starts.
-        void *const bytes =
-            mmap(nullptr, max_mutants, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+        void *const bytes = mmap(nullptr, max_mutants, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
         if (file_ == nullptr || bytes == MAP_FAILED) std::abort();
         reached = static_cast<unsigned char *>(bytes);
     }

@@ -59,8 +59,7 @@ struct one_less {
 template <class... Ways, class T>
 constexpr T constant(T value) {
     T result = value;
-    static_cast<void>(
-        ((Ways::taken() ? (result = static_cast<T>(Ways::operation(value)), true) : false) || ...));
+    static_cast<void>(((Ways::taken() ? (result = static_cast<T>(Ways::operation(value)), true) : false) || ...));
     return result;
 }
 
@@ -79,48 +78,45 @@ struct right_half {
 template <class Operation, class... Ways, class L, class R>
 constexpr auto apply(L left, R right) {
     auto result = Operation()(left, right);
-    static_cast<void>(
-        ((Ways::taken() ? (result = static_cast<decltype(result)>(Ways::operation(left, right)), true)
-                        : false) ||
-         ...));
+    static_cast<void>((
+        (Ways::taken() ? (result = static_cast<decltype(result)>(Ways::operation(left, right)), true) : false) || ...));
     return result;
 }
 
-#define MUTATION_OPERATION(name, ...)                                                                        \
-    struct name {                                                                                            \
-        template <class L, class R>                                                                          \
-        constexpr auto operator()(L left, R right) const {                                                   \
-            return __VA_ARGS__;                                                                              \
-        }                                                                                                    \
+#define MUTATION_OPERATION(name, ...)                                                                                  \
+    struct name {                                                                                                      \
+        template <class L, class R>                                                                                    \
+        constexpr auto operator()(L left, R right) const {                                                             \
+            return __VA_ARGS__;                                                                                        \
+        }                                                                                                              \
     };
 
-#define MUTATION_BINARY(name, sign)                                                                          \
-    MUTATION_OPERATION(name, left sign right)                                                                \
-    template <class L, class... Ways>                                                                        \
-    constexpr left_half<L, name, Ways...> operator sign(L left, place<name, Ways...>) {                      \
-        return {left};                                                                                       \
-    }                                                                                                        \
-    template <class L, class... Ways, class R>                                                               \
-    constexpr auto operator sign(left_half<L, name, Ways...> half, R right) {                                \
-        return apply<name, Ways...>(half.left, right);                                                       \
+#define MUTATION_BINARY(name, sign)                                                                                    \
+    MUTATION_OPERATION(name, left sign right)                                                                          \
+    template <class L, class... Ways>                                                                                  \
+    constexpr left_half<L, name, Ways...> operator sign(L left, place<name, Ways...>) {                                \
+        return {left};                                                                                                 \
+    }                                                                                                                  \
+    template <class L, class... Ways, class R>                                                                         \
+    constexpr auto operator sign(left_half<L, name, Ways...> half, R right) {                                          \
+        return apply<name, Ways...>(half.left, right);                                                                 \
     }
 
-#define MUTATION_COMPOUND(name, sign)                                                                        \
-    struct name {                                                                                            \
-        template <class L, class R>                                                                          \
-        constexpr void operator()(L &left, R right) const {                                                  \
-            left sign right;                                                                                 \
-        }                                                                                                    \
-    };                                                                                                       \
-    template <class... Ways, class R>                                                                        \
-    constexpr right_half<R, name, Ways...> operator sign(place<name, Ways...>, R right) {                    \
-        return {right};                                                                                      \
-    }                                                                                                        \
-    template <class L, class... Ways, class R>                                                               \
-    constexpr L &operator sign(L &left, right_half<R, name, Ways...> half) {                                 \
-        if (!((Ways::taken() ? (Ways::operation(left, half.right), true) : false) || ...))                   \
-            left sign half.right;                                                                            \
-        return left;                                                                                         \
+#define MUTATION_COMPOUND(name, sign)                                                                                  \
+    struct name {                                                                                                      \
+        template <class L, class R>                                                                                    \
+        constexpr void operator()(L &left, R right) const {                                                            \
+            left sign right;                                                                                           \
+        }                                                                                                              \
+    };                                                                                                                 \
+    template <class... Ways, class R>                                                                                  \
+    constexpr right_half<R, name, Ways...> operator sign(place<name, Ways...>, R right) {                              \
+        return {right};                                                                                                \
+    }                                                                                                                  \
+    template <class L, class... Ways, class R>                                                                         \
+    constexpr L &operator sign(L &left, right_half<R, name, Ways...> half) {                                           \
+        if (!((Ways::taken() ? (Ways::operation(left, half.right), true) : false) || ...)) left sign half.right;       \
+        return left;                                                                                                   \
     }
 
 MUTATION_BINARY(less, <)

@@ -54,8 +54,7 @@ void units(const std::string &folder) {
     }
     const std::string path = folder + "/shuffled.qel";
     qel_unit unit = {};
-    require(qel_unit_create(&unit, count, keys.data(), ids.data(), payloads.data(), layers.data()) == 0,
-            "unit create");
+    require(qel_unit_create(&unit, count, keys.data(), ids.data(), payloads.data(), layers.data()) == 0, "unit create");
     require(qel_unit_save(path.c_str(), &unit) == 0, "unit save");
     for (int i = 0; i < 10000; ++i) {
         qel_unit_lookup_morton(&unit, i % 2 == 0 ? keys[below(count)] : noise());
@@ -69,8 +68,7 @@ void units(const std::string &folder) {
     std::uint32_t numbers[8];
     std::uint64_t distances[8];
     for (int i = 0; i < 500; ++i)
-        require(qel_unit_query_nearest(&loaded, keys[below(count)], 8, numbers, distances) == 8,
-                "unit nearest");
+        require(qel_unit_query_nearest(&loaded, keys[below(count)], 8, numbers, distances) == 8, "unit nearest");
     qel_unit_free(&loaded);
     std::free(loaded.order);
 }
@@ -81,8 +79,8 @@ void lattice() {
     qel_matrix_offspring child = {};
     qel_matrix_48_identity(40, 3, 17, &partner);
     for (std::uint32_t number = 0; number < 110592; number += 7) {
-        qel_matrix_48_identity(static_cast<std::uint8_t>(number / 2304),
-                               static_cast<std::uint8_t>(number / 48 % 48), number % 48, &cell);
+        qel_matrix_48_identity(static_cast<std::uint8_t>(number / 2304), static_cast<std::uint8_t>(number / 48 % 48),
+                               number % 48, &cell);
         qel_matrix_48_reproduce(&cell, &partner, number % 3, &child);
     }
 }
@@ -101,8 +99,7 @@ void scenes(const std::string &folder) {
     for (int i = 0; i < 20; ++i)
         require(qel_alembic_query_nearest(&scene, below(1u << 18), 8, hits) == 8, "scene nearest");
     for (int i = 0; i < 200; ++i)
-        qel_alembic_lookup_morton(&scene, i % 2 == 0 ? scene.meshes[0].vertices[below(1000)].morton : noise(),
-                                  hits);
+        qel_alembic_lookup_morton(&scene, i % 2 == 0 ? scene.meshes[0].vertices[below(1000)].morton : noise(), hits);
     const std::string path = folder + "/scene.bqel";
     require(qel_alembic_save(path.c_str(), &scene) == 0, "scene save");
     qel_alembic_free(&scene);
@@ -115,8 +112,7 @@ void geometry(ogawa_polymesh &mesh, ogawa_uv_set &uvs, const std::string &folder
     require(ogawa_build_manifold(&mesh) == 0, "manifold");
     for (std::uint32_t vertex = 0; vertex < mesh.vertex_count; ++vertex) {
         std::uint32_t *neighbors = nullptr, count = 0;
-        require(ogawa_get_vertex_neighbors(&mesh.manifold, &mesh.face_counts, vertex, &neighbors, &count) ==
-                    0,
+        require(ogawa_get_vertex_neighbors(&mesh.manifold, &mesh.face_counts, vertex, &neighbors, &count) == 0,
                 "neighbours");
         std::free(neighbors);
     }
@@ -136,8 +132,7 @@ void archives(const std::string &folder) {
     const qel::test::plain_mesh torus = qel::test::make_torus(96, 48, 3.0f, 1.0f);
     const std::string path = folder + "/torus.abc";
     const qel::test::bytes tangents = qel::test::bytes_of(torus.tangents);
-    qel::test::production_archive(torus, {qel::test::bytes_of(torus.vertex_normals), tangents, tangents})
-        .save(path);
+    qel::test::production_archive(torus, {qel::test::bytes_of(torus.vertex_normals), tangents, tangents}).save(path);
     ogawa_archive archive;
     require(ogawa_open(path.c_str(), &archive) == 0, "open");
     float *normals = nullptr, *positions = nullptr;
@@ -188,8 +183,8 @@ void structures(const std::string &folder) {
     const std::uint32_t normals_number = qel_archive_find_property(opened, torus_number, ".geom/N");
     std::vector<float> values(read.normal_count * std::size_t{3});
     std::uint64_t size = 0;
-    require(qel_archive_read_property(opened, torus_number, normals_number, 0, values.data(),
-                                      values.size() * 4, &size) == QEL_ARCHIVE_OK,
+    require(qel_archive_read_property(opened, torus_number, normals_number, 0, values.data(), values.size() * 4,
+                                      &size) == QEL_ARCHIVE_OK,
             "archive property");
     ogawa_free_polymesh(&read);
     double matrix[16];

@@ -27,8 +27,7 @@ auto over_time(F &&at) {
 /// Three trains of waves; whole numbers of them fit the sea and the loop, so that both repeat without a jump.
 double sea_height(double x, double z, double time) {
     const double u = x / sea_side, v = z / sea_side;
-    return 0.16 * sine(2 * u + v - time) + 0.08 * sine(3 * v - u - 2 * time) +
-           0.05 * sine(4 * u - 3 * v - 2 * time);
+    return 0.16 * sine(2 * u + v - time) + 0.08 * sine(3 * v - u - 2 * time) + 0.05 * sine(4 * u - 3 * v - 2 * time);
 }
 
 void add_sea(object_node &harbour, std::uint32_t film) {
@@ -43,13 +42,10 @@ void add_sea(object_node &harbour, std::uint32_t film) {
 
 void add_island(object_node &harbour) {
     object_node &island = add_xform(harbour, "island", {translate(-6, 0, -4)});
-    const auto coast = [](double turns) {
-        return 1 + 0.09 * sine(2 * turns) + 0.06 * cosine(3 * turns + 0.1);
-    };
+    const auto coast = [](double turns) { return 1 + 0.09 * sine(2 * turns) + 0.06 * cosine(3 * turns + 0.1); };
     add_polymesh(
         island, "rock",
-        solid(lathe({{6.2, -1.2}, {5.6, 0.1}, {5.0, 0.55}, {4.6, 0.9}, {2.6, 1.15}, {0, 1.2}}, 28, coast),
-              0.8));
+        solid(lathe({{6.2, -1.2}, {5.6, 0.1}, {5.0, 0.55}, {4.6, 0.9}, {2.6, 1.15}, {0, 1.2}}, 28, coast), 0.8));
 }
 
 /// One arm of the mill: a spar with a lattice of cloth on one side of it, from the axis upwards.
@@ -78,10 +74,8 @@ void add_rotor(object_node &mill, std::uint32_t film) {
 
 void add_windmill(object_node &harbour, std::uint32_t film) {
     object_node &mill = add_xform(harbour, "windmill", {translate(-6, 1.1, -4), rotate_y(25)});
-    add_polymesh(mill, "tower",
-                 solid(lathe({{1.7, 0}, {1.55, 0.9}, {1.35, 2.2}, {1.2, 3.7}, {1.35, 3.8}}, 10)));
-    add_polymesh(mill, "cap",
-                 solid(lathe({{1.3, 3.8}, {1.25, 4.2}, {0.95, 4.75}, {0.5, 5.1}, {0, 5.25}}, 16)));
+    add_polymesh(mill, "tower", solid(lathe({{1.7, 0}, {1.55, 0.9}, {1.35, 2.2}, {1.2, 3.7}, {1.35, 3.8}}, 10)));
+    add_polymesh(mill, "cap", solid(lathe({{1.3, 3.8}, {1.25, 4.2}, {0.95, 4.75}, {0.5, 5.1}, {0, 5.25}}, 16)));
     add_polymesh(mill, "door", solid(box({-0.3, 0, 1.35}, {0.3, 1.1, 1.68})));
     add_rotor(mill, film);
 }
@@ -104,8 +98,7 @@ void add_light_tower(object_node &lighthouse) {
 void add_lighthouse(object_node &harbour, std::uint32_t film) {
     object_node &lighthouse = add_xform(harbour, "lighthouse", {translate(8.5, 0.5, -8)});
     const auto jagged = [](double turns) { return 1 + 0.12 * cosine(3 * turns) + 0.08 * sine(5 * turns); };
-    add_polymesh(lighthouse, "rock",
-                 solid(lathe({{2.9, -1.5}, {2.4, -0.2}, {1.6, 0.05}, {0, 0.1}}, 20, jagged)));
+    add_polymesh(lighthouse, "rock", solid(lathe({{2.9, -1.5}, {2.4, -0.2}, {1.6, 0.05}, {0, 0.1}}, 20, jagged)));
     add_light_tower(lighthouse);
     add_polymesh(lighthouse, "lantern", solid(lathe({{0.45, 5.0}, {0.45, 5.7}}, 8)));
     add_polymesh(lighthouse, "roof", solid(lathe({{0.7, 5.7}, {0.62, 5.8}, {0.12, 6.25}, {0, 6.6}}, 16)));
@@ -151,10 +144,10 @@ std::vector<std::vector<xform_operation>> afloat(double x, double z, double head
     return over_time([=](double time) {
         const double slope_x = sea_height(x + 1, z, time) - sea_height(x - 1, z, time);
         const double slope_z = sea_height(x, z + 1, time) - sea_height(x, z - 1, time);
-        return std::vector<xform_operation>{
-            translate(x, sea_height(x, z, time), z), rotate_y(heading + 3 * sine(time + 0.2)),
-            rotate_z(0.5 * degrees_per_radian * slope_x), rotate_x(-0.5 * degrees_per_radian * slope_z),
-            scale(size, size, size)};
+        return std::vector<xform_operation>{translate(x, sea_height(x, z, time), z),
+                                            rotate_y(heading + 3 * sine(time + 0.2)),
+                                            rotate_z(0.5 * degrees_per_radian * slope_x),
+                                            rotate_x(-0.5 * degrees_per_radian * slope_z), scale(size, size, size)};
     });
 }
 
@@ -175,12 +168,7 @@ void add_boats(object_node &harbour, std::uint32_t film) {
     add_polymesh(boat, "hull", solid(hull(), 0.8));
     const shape mast = lathe({{0.07, 0.3}, {0.06, 3.0}, {0.03, 4.6}, {0, 4.65}}, 8);
     const shape boom = box({-1.8, 0.94, -0.035}, {0.45, 1.01, 0.035});
-    add_polymesh(boat, "mast",
-                 solid(join(moved(mast,
-                                  [](vec3 p) {
-                                      return vec3{p.x + 0.45, p.y, p.z};
-                                  }),
-                            boom)));
+    add_polymesh(boat, "mast", solid(join(moved(mast, [](vec3 p) { return vec3{p.x + 0.45, p.y, p.z}; }), boom)));
     add_sailcloth(boat, film);
     object_node &dinghy = add_moving_xform(harbour, "dinghy", afloat(-0.6, 6.2, -35, 0.55), film);
     add_instance(dinghy, "hull", "/harbour/boat/hull");
@@ -189,8 +177,7 @@ void add_boats(object_node &harbour, std::uint32_t film) {
 /// Waves run along the flag twice a loop and grow towards its loose end.
 void add_flag(object_node &harbour, std::uint32_t film) {
     object_node &pole = add_xform(harbour, "flagpole", {translate(-2.3, 0.7, -1.6)});
-    add_polymesh(pole, "pole",
-                 solid(lathe({{0.09, 0}, {0.05, 4.4}, {0.11, 4.45}, {0.11, 4.6}, {0, 4.68}}, 10)));
+    add_polymesh(pole, "pole", solid(lathe({{0.09, 0}, {0.05, 4.4}, {0.11, 4.45}, {0.11, 4.6}, {0, 4.68}}, 10)));
     const auto frames = over_time([](double time) {
         return sheet(16, 8, [time](double u, double v) {
             const double swing = 0.26 * u * sine(1.3 * u + 0.12 * v - 2 * time);
@@ -213,8 +200,7 @@ void add_jetty(object_node &harbour) {
 /// A buoy is a cage that is meant to be subdivided.
 void add_buoy(object_node &harbour, std::uint32_t film) {
     object_node &buoy = add_moving_xform(harbour, "buoy", afloat(9.5, 5.5, 0, 0.6), film);
-    polymesh cage =
-        solid(lathe({{0.7, -0.5}, {0.9, 0.3}, {0.25, 0.7}, {0.2, 1.7}, {0.35, 1.9}, {0.1, 2.2}}, 8), 2);
+    polymesh cage = solid(lathe({{0.7, -0.5}, {0.9, 0.3}, {0.25, 0.7}, {0.2, 1.7}, {0.35, 1.9}, {0.1, 2.2}}, 8), 2);
     cage.schema = "AbcGeom_SubD_v1";
     cage.parameters.erase(cage.parameters.begin()); // the surface has its own normals
     add_polymesh(buoy, "float", cage);
@@ -246,8 +232,7 @@ void add_gulls(object_node &harbour, std::uint32_t film) {
         std::vector<vec3> points;
         for (int i = 0; i < gulls; ++i) {
             const double radius = 0.9 + 0.13 * i, turns = time * (i % 2 == 0 ? 1 : -1) + 0.37 * i;
-            points.push_back({1.1 * i - 6 + radius * cosine(turns),
-                              6.2 + 0.3 * (i % 4) + 0.25 * sine(turns + 0.1 * i),
+            points.push_back({1.1 * i - 6 + radius * cosine(turns), 6.2 + 0.3 * (i % 4) + 0.25 * sine(turns + 0.1 * i),
                               -3.5 + 0.7 * (i % 3) + radius * sine(turns)});
         }
         return stored(points);
@@ -257,8 +242,7 @@ void add_gulls(object_node &harbour, std::uint32_t film) {
 
 archive_builder harbour_scene() {
     archive_builder scene;
-    scene.metadata =
-        "FramesPerTimeUnit=24;_ai_Application=qel_unit make_scene_archive;_ai_Description=a harbour";
+    scene.metadata = "FramesPerTimeUnit=24;_ai_Application=qel_unit make_scene_archive;_ai_Description=a harbour";
     const std::uint32_t film = scene.add_sampling({1 / frames_per_second, {0}});
     object_node &harbour = add_xform(scene.top, "harbour");
     add_sea(harbour, film);

@@ -58,8 +58,8 @@ archive_builder changing() {
     mesh.time_sampling = film;
     add_polymesh(scene.top, "growing", mesh);
     add_polymesh(scene.top, "still", triangle(2));
-    object_node &arm = add_moving_xform(
-        scene.top, "arm", {{translate(0, 0, 0)}, {translate(5, 0, 0)}, {translate(9, 0, 0)}}, film);
+    object_node &arm =
+        add_moving_xform(scene.top, "arm", {{translate(0, 0, 0)}, {translate(5, 0, 0)}, {translate(9, 0, 0)}}, film);
     add_polymesh(arm, "hand", triangle());
     return scene;
 }

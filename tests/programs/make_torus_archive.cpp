@@ -19,8 +19,8 @@ int main(int argc, char **argv) {
     torus.vertex_uvs.insert(torus.vertex_uvs.end(), 2, 0.0f);
     torus.tangents.insert(torus.tangents.end(), 3, 0.0f);
     torus.bitangents.insert(torus.bitangents.end(), 3, 0.0f);
-    production_archive(torus, {bytes_of(torus.vertex_normals), bytes_of(torus.vertex_uvs),
-                               bytes_of(torus.tangents), bytes_of(torus.bitangents)})
+    production_archive(torus, {bytes_of(torus.vertex_normals), bytes_of(torus.vertex_uvs), bytes_of(torus.tangents),
+                               bytes_of(torus.bitangents)})
         .save(argv[1]);
     return 0;
 }

@@ -65,8 +65,7 @@ test::geometry_parameter corner_normals(const shape &source, double sharp_cosine
         for (std::int32_t i = 0; i < source.face_counts[face]; ++i, ++corner) {
             vec3 sum = {0, 0, 0};
             for (const std::size_t other : around[static_cast<std::size_t>(source.face_indices[corner])])
-                if (dot(unit(of_faces[face]), unit(of_faces[other])) >= sharp_cosine)
-                    sum = sum + of_faces[other];
+                if (dot(unit(of_faces[face]), unit(of_faces[other])) >= sharp_cosine) sum = sum + of_faces[other];
             const std::array<float, 3> normal = stored(unit(sum));
             const auto [entry, is_new] = known.try_emplace(normal, static_cast<std::uint32_t>(known.size()));
             if (is_new) normals.values[0].insert(normals.values[0].end(), normal.begin(), normal.end());
@@ -115,16 +114,14 @@ struct ring_corners {
     std::vector<corner> at;
 };
 
-ring_corners add_ring(shape &out, const ring &each, int sides, double v,
-                      const std::function<double(double)> &stretch) {
+ring_corners add_ring(shape &out, const ring &each, int sides, double v, const std::function<double(double)> &stretch) {
     ring_corners corners;
     const auto first = static_cast<std::int32_t>(out.points.size());
     const bool is_tip = each.radius == 0;
     for (int i = 0; i <= sides; ++i) {
         const double turns = double(i) / sides;
         const double radius = each.radius * (stretch ? stretch(turns) : 1.0);
-        if (i < (is_tip ? 1 : sides))
-            out.points.push_back({radius * cosine(turns), each.height, radius * sine(turns)});
+        if (i < (is_tip ? 1 : sides)) out.points.push_back({radius * cosine(turns), each.height, radius * sine(turns)});
         corners.at.push_back({first + (is_tip ? 0 : i % sides), add_uv(out, turns, v)});
     }
     return corners;
@@ -162,8 +159,7 @@ shape lathe(const std::vector<ring> &profile, int sides, const std::function<dou
         rings.push_back(add_ring(out, profile[i], sides, double(i) / double(profile.size() - 1), stretch));
     for (std::size_t i = 0; i + 1 < rings.size(); ++i)
         for (std::size_t side = 0; side < static_cast<std::size_t>(sides); ++side)
-            add_face(out, {rings[i].at[side], rings[i + 1].at[side], rings[i + 1].at[side + 1],
-                           rings[i].at[side + 1]});
+            add_face(out, {rings[i].at[side], rings[i + 1].at[side], rings[i + 1].at[side + 1], rings[i].at[side + 1]});
     if (profile.front().radius != 0)
         add_face(out, std::vector<corner>(rings.front().at.begin(), rings.front().at.end() - 1));
     if (profile.back().radius != 0)
@@ -190,8 +186,8 @@ shape sheet(int columns, int rows, const std::function<vec3(double, double)> &pl
 shape box(vec3 lower, vec3 upper) {
     shape out;
     for (int i = 0; i < 8; ++i)
-        out.points.push_back({(i & 1) != 0 ? upper.x : lower.x, (i & 2) != 0 ? upper.y : lower.y,
-                              (i & 4) != 0 ? upper.z : lower.z});
+        out.points.push_back(
+            {(i & 1) != 0 ? upper.x : lower.x, (i & 2) != 0 ? upper.y : lower.y, (i & 4) != 0 ? upper.z : lower.z});
     for (const double v : {0.0, 1.0})
         for (const double u : {0.0, 1.0})
             add_uv(out, u, v);

@@ -58,8 +58,7 @@ TEST(TopologyHash, MixesEachFaceOfTheVertexAndRotates) {
 }
 
 TEST(TopologyHash, DependsOnTheOrderOfFacesAndOfIndices) {
-    const std::vector<std::uint32_t> forth = {0, 1, 2, 0, 3, 4}, back = {0, 3, 4, 0, 1, 2},
-                                     turned = {1, 2, 0, 0, 3, 4};
+    const std::vector<std::uint32_t> forth = {0, 1, 2, 0, 3, 4}, back = {0, 3, 4, 0, 1, 2}, turned = {1, 2, 0, 0, 3, 4};
     const std::uint32_t hash = qel_alembic_topology_hash(0, forth.data(), 2);
     EXPECT_NE(hash, qel_alembic_topology_hash(0, back.data(), 2));
     EXPECT_NE(hash, qel_alembic_topology_hash(0, turned.data(), 2));
@@ -234,8 +233,7 @@ TEST(ProcessMesh, EqualsThePlainFormOfOneWalkPerVertex) {
 }
 
 TEST(ProcessMesh, EqualsThePlainFormAtEveryRemainderAndForExtremePositionsAndBoxes) {
-    constexpr float nan = std::numeric_limits<float>::quiet_NaN(),
-                    inf = std::numeric_limits<float>::infinity();
+    constexpr float nan = std::numeric_limits<float>::quiet_NaN(), inf = std::numeric_limits<float>::infinity();
     const float strange[] = {nan, inf, -inf, 0.0f, -0.0f, 1e-45f, 3e38f, -3e38f, 5.0f, 4.9999995f};
     const float boxes[][6] = {{-5, -5, -5, 5, 5, 5},
                               {5, 5, 5, -5, -5, -5},
@@ -278,8 +276,7 @@ TEST(ProcessMesh, OfALargeMeshEqualsThePlainFormWithAndWithoutScratchMemory) {
 TEST(ProcessMesh, OfALargeMeshWithoutPositionsUpdatesOnlyHashesAndTokens) {
     std::mt19937 random(57);
     const std::uint32_t vertices = 4100;
-    loaded_mesh owned(test::random_positions(random, vertices),
-                      test::random_triangles(random, vertices, 6000, 9));
+    loaded_mesh owned(test::random_positions(random, vertices), test::random_triangles(random, vertices, 6000, 9));
     const model::processed_mesh expected = {{owned.mesh.vertices, owned.mesh.vertices + vertices},
                                             {owned.mesh.tokens, owned.mesh.tokens + vertices}};
     for (std::uint32_t i = 0; i < vertices; ++i)

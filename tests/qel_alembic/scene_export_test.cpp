@@ -48,10 +48,9 @@ TEST_F(SceneExport, WritesLiteralBytes) {
     mesh.tokens[0].payload = 0x1817161514131211;
     std::memset(mesh.tokens[0].padding, 0xEE, sizeof mesh.tokens[0].padding);
     ASSERT_EQ(qel_alembic_export_qel(&mesh, path.c_str()), 0);
-    const bytes expected = {'Q', 'E',  'L',  0,    1,    0,    0,    0,    1,    0,   0,   0,   0,
-                            0,   0,    0,    0,    0,    0,    0,    0,    0,    0,   0,   1,   2,
-                            3,   4,    5,    6,    7,    8,    '0',  '0',  '0',  '0', '0', '0', '2',
-                            'A', 0x11, 0x12, 0x13, 0x14, 0x15, 0x16, 0x17, 0x18, 0xFE};
+    const bytes expected = {'Q', 'E', 'L', 0,   1,   0,   0,    0,    1,    0,    0,    0,    0,    0,    0,   0,   0,
+                            0,   0,   0,   0,   0,   0,   0,    1,    2,    3,    4,    5,    6,    7,    8,   '0', '0',
+                            '0', '0', '0', '0', '2', 'A', 0x11, 0x12, 0x13, 0x14, 0x15, 0x16, 0x17, 0x18, 0xFE};
     EXPECT_EQ(read_file(path), expected);
 }
 

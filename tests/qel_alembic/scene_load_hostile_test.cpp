@@ -299,8 +299,8 @@ TEST_F(HostileScene, MayLackAtMostOneGibibyteOfAnArray) {
     for (const std::uint32_t more : {0u, 1u}) {
         const std::uint32_t vertices = (gibibyte + 8) / 12 + more;
         const std::uint32_t frames = (gibibyte + 8) / sizeof(qel_alembic_frame) + more;
-        for (const bytes &file : {with_word(one_frame, header_bytes + 12, vertices),
-                                  with_word(no_mesh, frame_count_at, frames)}) {
+        for (const bytes &file :
+             {with_word(one_frame, header_bytes + 12, vertices), with_word(no_mesh, frame_count_at, frames)}) {
             qel_alembic_file scene = {};
             EXPECT_EQ(load(file, scene), more == 0 ? 0 : -4);
             qel_alembic_free(&scene);

@@ -26,8 +26,7 @@ void expect_untouched(const qel_alembic_hit &hit) {
     EXPECT_EQ(hit.distance, 94.0f);
 }
 
-void expect_hit(const qel_alembic_hit &hit, const qel_alembic_file &scene, std::uint32_t mesh,
-                std::uint32_t vertex) {
+void expect_hit(const qel_alembic_hit &hit, const qel_alembic_file &scene, std::uint32_t mesh, std::uint32_t vertex) {
     EXPECT_EQ(hit.mesh_index, mesh);
     EXPECT_EQ(hit.vertex_index, vertex);
     EXPECT_EQ(hit.frame_index, 0u);
@@ -39,9 +38,7 @@ void expect_hit(const qel_alembic_hit &hit, const qel_alembic_file &scene, std::
 class LookupMorton : public testing::Test {
   protected:
     void build() { ASSERT_EQ(qel_alembic_build_hash_table(&owned.scene), 0); }
-    std::int32_t lookup(std::uint64_t morton) {
-        return qel_alembic_lookup_morton(&owned.scene, morton, &hit);
-    }
+    std::int32_t lookup(std::uint64_t morton) { return qel_alembic_lookup_morton(&owned.scene, morton, &hit); }
 
     owned_scene owned;
     qel_alembic_hit hit = noise();

@@ -166,8 +166,7 @@ TEST_F(QueryNearest, MeasuresExactlyAtEverySquare) {
 }
 
 TEST_F(QueryNearest, MeasuresExactlyJustBelowALargeSquare) {
-    const std::uint64_t root =
-        (1 << 27) + 9; // the first that single precision rounds up; the one below, down
+    const std::uint64_t root = (1 << 27) + 9; // the first that single precision rounds up; the one below, down
     EXPECT_EQ(distance_between(0, root * root), 134217744.0f);
     EXPECT_EQ(distance_between(0, root * root - 1), 134217728.0f);
 }

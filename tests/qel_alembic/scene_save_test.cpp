@@ -50,8 +50,7 @@ TEST_F(SceneSave, FailsWithoutASceneAPathOrAFolder) {
 
 TEST_F(SceneSave, ReportsNoWriteErrors) {
     fill();
-    owned.add_empty_mesh().vertex_count =
-        0xFFFFFFFF; // 336 GiB of zero bytes, unless writing ends at the first error
+    owned.add_empty_mesh().vertex_count = 0xFFFFFFFF; // 336 GiB of zero bytes, unless writing ends at the first error
     EXPECT_EQ(qel_alembic_save("/dev/full", &owned.scene), 0);
 }
 
@@ -92,8 +91,7 @@ TEST_F(SceneSave, WritesThePlainFormOfScenesOfAnyShapeWhichLoads) {
         owned_scene made;
         for (std::size_t m = random() % 4; m > 0; --m) {
             const auto vertices = static_cast<std::uint32_t>(1 + random() % 3000);
-            made.add_mesh(random_positions(random, vertices),
-                          random_triangles(random, vertices, random() % 2000));
+            made.add_mesh(random_positions(random, vertices), random_triangles(random, vertices, random() % 2000));
         }
         for (std::size_t f = random() % 5; f > 0; --f) {
             std::vector<std::vector<float>> meshes(random() % 4);

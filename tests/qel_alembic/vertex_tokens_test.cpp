@@ -33,8 +33,7 @@ using box = std::array<float, 6>;
 
 box box_of(const std::vector<float> &positions) {
     box bounds = {};
-    qel_alembic_compute_bounds(positions.data(), static_cast<std::uint32_t>(positions.size() / 3),
-                               bounds.data());
+    qel_alembic_compute_bounds(positions.data(), static_cast<std::uint32_t>(positions.size() / 3), bounds.data());
     return bounds;
 }
 

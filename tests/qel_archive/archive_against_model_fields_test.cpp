@@ -151,12 +151,10 @@ TEST_F(ArchiveFields, OfTextsAreReadAlike) {
 TEST_F(ArchiveFields, OfSampleDataAreReadAlike) {
     property_changes changes;
     for (std::size_t size = 0; size <= 20; ++size)
-        changes.add_to_sample("size " + std::to_string(size),
-                              [=](sample_data &sample) { sample.values.resize(size); });
+        changes.add_to_sample("size " + std::to_string(size), [=](sample_data &sample) { sample.values.resize(size); });
     for (const std::size_t more : {1u, 4u, 8u, 12u, 16u})
-        changes.add_to_sample("size + " + std::to_string(more), [=](sample_data &sample) {
-            sample.values.resize(sample.values.size() + more);
-        });
+        changes.add_to_sample("size + " + std::to_string(more),
+                              [=](sample_data &sample) { sample.values.resize(sample.values.size() + more); });
     changes.add_to_sample("another last byte", [](sample_data &sample) {
         if (!sample.values.empty()) sample.values.back() = 'z';
     });
@@ -192,8 +190,7 @@ TEST_F(ArchiveFields, OfReferencesAreReadAlike) {
     for (const std::uint64_t at : {0u, 1u, 8u, 15u, 16u, 17u, 24u, 32u, 100u, 1000u, 100000u})
         for (const std::uint64_t reference : {std::uint64_t{at}, at | data}) {
             const std::string what = std::to_string(at) + (reference == at ? "" : " as data");
-            changes.push_back(
-                {"group " + what, [=](property_node &property) { property.instead = reference; }});
+            changes.push_back({"group " + what, [=](property_node &property) { property.instead = reference; }});
             changes.add_to_sample("sample " + what, [=](sample_data &sample) { sample.instead = reference; });
             changes.add_to_sample("dimensions " + what,
                                   [=](sample_data &sample) { sample.dimensions_instead = reference; });

@@ -106,8 +106,7 @@ TEST_F(ArchiveTrees, OfInstancesThatShareSourcesAreBounded) {
 
 TEST_F(ArchiveTrees, RefuseInstancesThatContainThemselves) {
     const std::vector<std::vector<std::string>> sources = {
-        {"/"},         {"/a"}, {"/b", "/a"}, {"/b/x", "/a/x"}, {"/c", "/c", "/a"}, {"/b", "/c", "/b"},
-        {"/b", "/a/x"}};
+        {"/"}, {"/a"}, {"/b", "/a"}, {"/b/x", "/a/x"}, {"/c", "/c", "/a"}, {"/b", "/c", "/b"}, {"/b", "/a/x"}};
     for (const std::vector<std::string> &paths : sources) {
         archive_builder archive;
         for (std::size_t i = 0; i < paths.size(); ++i)

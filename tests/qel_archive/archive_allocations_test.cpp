@@ -15,8 +15,7 @@ using namespace test;
 /// successful one; then nothing may be allocated. Without it, texts that the archive owns may be. Returns the number
 /// of allocations.
 std::uint64_t fail_in_turn(bool all_later, const std::function<std::int32_t()> &call,
-                           const std::function<void()> &check,
-                           const std::function<void()> &release = nullptr) {
+                           const std::function<void()> &check, const std::function<void()> &release = nullptr) {
     for (std::uint64_t n = 1;; ++n) {
         const heap_ledger ledger;
         std::int32_t status = 0;

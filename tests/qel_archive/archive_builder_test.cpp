@@ -94,7 +94,7 @@ TEST(ArchiveBuilder, WritesChildrenBeforeTheirParent) {
         digest + digest +                                  // 184: its header
         "03 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 " // 230: the top object
         "A0 00 00 00 00 00 00 00 B8 00 00 00 00 00 00 80 "
-        "03 00 00 00 00 00 00 00 6B 3D 76 " // 262: the archive's metadata
+        "03 00 00 00 00 00 00 00 6B 3D 76 "                                        // 262: the archive's metadata
         "18 00 00 00 00 00 00 00 01 00 00 00 00 00 00 00 00 00 F0 3F 01 00 00 00 " // 273: time samplings
         "00 00 00 00 00 00 00 00 "
         "09 00 00 00 00 00 00 00 08 73 63 68 65 6D 61 3D 53 "                      // 305: shared metadata
@@ -112,8 +112,7 @@ TEST(ArchiveBuilder, WritesTheKindAndExtentOfEveryValue) {
     for (std::uint32_t value = 0; value <= last; ++value) {
         property_node parent;
         const sample_data sample{bytes(24, 1), {}};
-        const property_node &node =
-            parent.add("x", property_kind::scalar, static_cast<value_kind>(value), 3, {sample});
+        const property_node &node = parent.add("x", property_kind::scalar, static_cast<value_kind>(value), 3, {sample});
         const lone_property written(node);
         EXPECT_EQ(value_at<std::uint32_t>(written.archive, written.place.header), 0x3C01 + 16 * value);
     }
@@ -198,8 +197,7 @@ TEST(ArchiveBuilder, RecognizesArraysOfOneElementPerSample) {
     property_node parent;
     EXPECT_EQ(lone_property(parent.array<std::int32_t>("x", 1, {{1}, {2}})).header(), "63 14 00 00 02 01 78");
     EXPECT_EQ(lone_property(parent.array<std::int32_t>("x", 2, {{1, 2}})).header(), "63 2C 00 00 01 01 78");
-    EXPECT_EQ(lone_property(parent.array<std::int32_t>("x", 1, {{1}, {2, 3}})).header(),
-              "62 10 00 00 02 01 78");
+    EXPECT_EQ(lone_property(parent.array<std::int32_t>("x", 1, {{1}, {2, 3}})).header(), "62 10 00 00 02 01 78");
     EXPECT_EQ(lone_property(parent.array<std::int32_t>("x", 1, {})).header(), "62 1C 00 00 00 01 78");
     EXPECT_EQ(lone_property(parent.texts("x", {"one"})).header(), "C3 1C 00 00 01 01 78");
     EXPECT_EQ(lone_property(parent.texts("x", {"one", "two"})).header(), "C2 1C 00 00 01 01 78");
@@ -231,8 +229,7 @@ TEST(ArchiveBuilder, NumbersMetadataOrPutsItIntoTheHeader) {
     EXPECT_EQ(header_of(archive, "/:e").substr(0, 29), "04 00 F0 0F 01 00 65 00 01 6D")
         << "256 bytes: too long for a shared text";
     const std::uint64_t texts = built_archive::position_of(archive.root.references[5]);
-    EXPECT_EQ(hexadecimal(archive.content.data() + texts, 16),
-              "08 00 00 00 00 00 00 00 03 6D 3D 31 03 6D 3D 32");
+    EXPECT_EQ(hexadecimal(archive.content.data() + texts, 16), "08 00 00 00 00 00 00 00 03 6D 3D 31 03 6D 3D 32");
 }
 
 TEST(ArchiveBuilder, KeepsOneNumberForTextsThatFollow) {
@@ -321,8 +318,7 @@ TEST(ArchiveBuilder, AllowsAnyReferenceAnywhere) {
     EXPECT_EQ(header_of(archive, "/:lie"), "FD 1C 00 00 40 42 0F 00 4D 00 00 00 6C 69 65");
     EXPECT_EQ(value_at<std::uint64_t>(archive, archive.root.reference), 5u);
     archive.patch(built_archive::reference_at(archive.places.at("/").reference, 1), archive.root.reference);
-    EXPECT_EQ(value_at<std::uint64_t>(archive, archive.places.at("/").reference + 16),
-              archive.root.reference);
+    EXPECT_EQ(value_at<std::uint64_t>(archive, archive.places.at("/").reference + 16), archive.root.reference);
 }
 
 TEST(ArchiveBuilder, PutsAnyBytesIntoTheDataOfASample) {
@@ -340,11 +336,10 @@ TEST(ArchiveBuilder, PutsAnyBytesIntoTheDataOfASample) {
 TEST(ArchiveSchemas, WriteATransformAsItsOperationsAndValues) {
     archive_builder builder;
     const std::uint32_t film = builder.add_sampling({1.0 / 24, {0}});
-    add_moving_xform(builder.top, "turn",
-                     {{translate(1, 2, 3), rotate_y(0)}, {translate(1, 2, 3), rotate_y(90)}}, film);
+    add_moving_xform(builder.top, "turn", {{translate(1, 2, 3), rotate_y(0)}, {translate(1, 2, 3), rotate_y(90)}},
+                     film);
     const object_node &still = add_xform(builder.top, "still");
-    EXPECT_EQ(builder.top.children.front().metadata,
-              "schema=AbcGeom_Xform_v3;schemaObjTitle=AbcGeom_Xform_v3:.xform");
+    EXPECT_EQ(builder.top.children.front().metadata, "schema=AbcGeom_Xform_v3;schemaObjTitle=AbcGeom_Xform_v3:.xform");
     EXPECT_TRUE(still.properties.children.front().children.empty());
     const built_archive archive = builder.build();
     EXPECT_EQ(header_of(archive, "/turn:.xform/.inherits"), "01 1C 00 00 01 09 2E 69 6E 68 65 72 69 74 73");
@@ -384,8 +379,7 @@ TEST(ArchiveSchemas, WriteAMeshWithItsBoundsAndParameters) {
                                                "/sail:.geom/.arbGeomParams", "/sail:.geom/.arbGeomParams/uv",
                                                "/sail:.geom/.faceCounts", "/sail:.geom/.faceIndices",
                                                "/sail:.geom/.selfBnds", "/sail:.geom/N", "/sail:.geom/P",
-                                               "/sail:.geom/uv", "/sail:.geom/uv/.indices",
-                                               "/sail:.geom/uv/.vals"}));
+                                               "/sail:.geom/uv", "/sail:.geom/uv/.indices", "/sail:.geom/uv/.vals"}));
     const std::uint64_t bounds = first_sample_of(archive, "/sail:.geom/.selfBnds");
     const double expected[6] = {0, 0, -2, 1, 5, 0};
     for (std::uint64_t i = 0; i < 6; ++i)

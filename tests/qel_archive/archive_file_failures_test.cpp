@@ -79,8 +79,7 @@ extern "C" int open(const char *path, int flags, ...) {
     return -1;
 }
 
-extern "C" int fstat(int descriptor,
-                     struct stat *status) noexcept(noexcept(fstat(0, std::declval<struct stat *>()))) {
+extern "C" int fstat(int descriptor, struct stat *status) noexcept(noexcept(fstat(0, std::declval<struct stat *>()))) {
     if (!fstat_fails) return fstatat(descriptor, "", status, AT_EMPTY_PATH);
     errno = EIO;
     return -1;
@@ -255,8 +254,7 @@ TEST(ArchiveFileFailures, ReadsOfATruncatedFileReturnDamaged) {
     for (const reading_call &call : calls)
         EXPECT_EQ(call(), QEL_ARCHIVE_DAMAGED) << "nothing is left";
     qel_archive_object object;
-    EXPECT_EQ(qel_archive_get_object(opened.get(), 1, &object), QEL_ARCHIVE_OK)
-        << "the structure is in memory";
+    EXPECT_EQ(qel_archive_get_object(opened.get(), 1, &object), QEL_ARCHIVE_OK) << "the structure is in memory";
     EXPECT_STREQ(object.path, "/arm");
 }
 

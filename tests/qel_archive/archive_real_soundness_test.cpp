@@ -30,8 +30,7 @@ void read_properties(const qel_archive *archive, std::uint32_t object, std::uint
         if (property.kind == 0 || property.sample_count == 0) continue;
         for (const std::uint64_t sample : {0u, property.sample_count - 1}) {
             std::uint64_t size = 0;
-            EXPECT_EQ(qel_archive_read_property(archive, object, i, sample, nullptr, 0, &size),
-                      QEL_ARCHIVE_OK)
+            EXPECT_EQ(qel_archive_read_property(archive, object, i, sample, nullptr, 0, &size), QEL_ARCHIVE_OK)
                 << property.name;
         }
     }

@@ -105,8 +105,7 @@ TEST(RealArchiveTable, NamesEveryMesh) {
     ASSERT_EQ(archives.size(), 11u);
     for (const expected_archive &it : archives) {
         const auto is_mesh = [](const expected_mesh &mesh) { return mesh.has_faces; };
-        EXPECT_EQ(std::count_if(it.points.begin(), it.points.end(), is_mesh),
-                  static_cast<std::ptrdiff_t>(it.meshes))
+        EXPECT_EQ(std::count_if(it.points.begin(), it.points.end(), is_mesh), static_cast<std::ptrdiff_t>(it.meshes))
             << it.file;
         EXPECT_GE(it.transforms.size(), 1u) << it.file;
     }
@@ -179,10 +178,8 @@ TEST(RealArchiveTable, HasTheWorldTransformsOfEachArchive) {
         for (const expected_transform &expected : it.transforms) {
             const std::uint32_t object = qel_archive_find(archive, expected.path.c_str());
             test::matrix_values world{};
-            ASSERT_EQ(qel_archive_world_transform(archive, object, expected.seconds, world.data()),
-                      QEL_ARCHIVE_OK);
-            for (std::size_t i = 0; i < 16;
-                 ++i) // sines and cosines differ in their last bit between platforms
+            ASSERT_EQ(qel_archive_world_transform(archive, object, expected.seconds, world.data()), QEL_ARCHIVE_OK);
+            for (std::size_t i = 0; i < 16; ++i) // sines and cosines differ in their last bit between platforms
                 EXPECT_NEAR(world[i], expected.world[i], 1e-14) << expected.path << " " << i;
         }
     });

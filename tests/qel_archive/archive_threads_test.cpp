@@ -37,8 +37,7 @@ void ask_properties(const qel_archive *archive, std::uint32_t object, std::uint3
             bytes values(10'000);
             std::uint64_t size = 0;
             double seconds = 0;
-            write(answers,
-                  qel_archive_read_property(archive, object, i, sample, values.data(), values.size(), &size));
+            write(answers, qel_archive_read_property(archive, object, i, sample, values.data(), values.size(), &size));
             write(answers, qel_archive_property_time(archive, object, i, sample, &seconds));
             write(answers, seconds);
             write(answers, values.data(), size);

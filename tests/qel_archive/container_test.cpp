@@ -66,10 +66,9 @@ std::int32_t status_with_root(bytes content, std::uint64_t root) {
 
 TEST(ArchiveContainer, RefusesARootOutsideTheFileOrInTheHeader) {
     const bytes content = sound();
-    for (const std::uint64_t root :
-         {std::uint64_t{0}, std::uint64_t{1}, std::uint64_t{8}, std::uint64_t{15},
-          std::uint64_t{content.size() - 7}, std::uint64_t{content.size()}, std::uint64_t{content.size() + 1},
-          data_bit - 1, data_bit | 16, ~std::uint64_t{0}})
+    for (const std::uint64_t root : {std::uint64_t{0}, std::uint64_t{1}, std::uint64_t{8}, std::uint64_t{15},
+                                     std::uint64_t{content.size() - 7}, std::uint64_t{content.size()},
+                                     std::uint64_t{content.size() + 1}, data_bit - 1, data_bit | 16, ~std::uint64_t{0}})
         EXPECT_EQ(status_with_root(content, root), QEL_ARCHIVE_DAMAGED) << root;
 }
 

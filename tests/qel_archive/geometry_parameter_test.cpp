@@ -59,8 +59,7 @@ TEST(ArchiveParameters, RequireTheCountOfTheirScope) {
 }
 
 TEST(ArchiveParameters, TakeTheirScopeFromTheirLength) {
-    for (const auto &[count, scope] :
-         {std::pair{corners, 4u}, {points, 3u}, {faces, 1u}, {std::size_t{1}, 0u}})
+    for (const auto &[count, scope] : {std::pair{corners, 4u}, {points, 3u}, {faces, 1u}, {std::size_t{1}, 0u}})
         for (const char *word : {"", "xyz", "fv", "fvrr"}) { // no word, or an unknown one
             const opened_archive opened = with({normals({rising(count * 3)}, word)});
             const read_mesh read = opened.mesh("/m");
@@ -146,8 +145,7 @@ polymesh empty_mesh() {
 
 /// The number of sets of a mesh whose uv is changed; the mesh itself stays sound.
 template <class Change>
-std::uint32_t sets_with(const geometry_parameter &parameter, const Change &change,
-                        polymesh mesh = two_faces()) {
+std::uint32_t sets_with(const geometry_parameter &parameter, const Change &change, polymesh mesh = two_faces()) {
     archive_builder builder;
     mesh.parameters = {parameter};
     object_node &object = add_polymesh(builder.top, "m", mesh);
@@ -182,12 +180,11 @@ TEST(ArchiveParameters, OfTwoFloatsAreSetsOfUvs) {
     geometry_parameter one_float = named(uvs({rising(7)}), "weight");
     one_float.extent = 1;
     geometry_parameter three = named(normals({rising(21)}), "color");
-    const opened_archive opened =
-        with({uvs({rising(14)}, "fvr", "main")},
-             {named(uvs({rising(10)}, "vtx", "ignored"), "second"), one_float, three,
-              named(indexed(uvs({rising(8)}), {0, 1, 2, 3, 3, 2, 1}), "third"),
-              named(uvs({rising(6)}), "unsound"), named(uvs({rising(4)}, "uni"), std::string(63, 'a')),
-              named(uvs({rising(4)}, "uni"), std::string(70, 'b'))});
+    const opened_archive opened = with(
+        {uvs({rising(14)}, "fvr", "main")},
+        {named(uvs({rising(10)}, "vtx", "ignored"), "second"), one_float, three,
+         named(indexed(uvs({rising(8)}), {0, 1, 2, 3, 3, 2, 1}), "third"), named(uvs({rising(6)}), "unsound"),
+         named(uvs({rising(4)}, "uni"), std::string(63, 'a')), named(uvs({rising(4)}, "uni"), std::string(70, 'b'))});
     const read_mesh read = opened.mesh("/m");
     ASSERT_EQ(read.status, QEL_ARCHIVE_OK);
     ASSERT_EQ(read->uv_set_count, 5u);
@@ -203,9 +200,8 @@ TEST(ArchiveParameters, OfTwoFloatsAreSetsOfUvs) {
 
 TEST(ArchiveParameters, NameTheMainSetByItsSource) {
     const std::string long_name(100, 's');
-    for (const auto &[source, name] : {std::pair<std::string, std::string>{"", "uv"},
-                                       {"map1", "map1"},
-                                       {long_name, long_name.substr(0, 63)}}) {
+    for (const auto &[source, name] :
+         {std::pair<std::string, std::string>{"", "uv"}, {"map1", "map1"}, {long_name, long_name.substr(0, 63)}}) {
         const opened_archive opened = with({uvs({rising(14)}, "fvr", source)});
         EXPECT_EQ(opened.mesh("/m")->uv_sets[0].name, name);
     }
@@ -217,9 +213,8 @@ TEST(ArchiveParameters, NameTheMainSetByItsSource) {
 }
 
 TEST(ArchiveParameters, KeepNoNameOfAnEarlierUnsoundOne) {
-    const opened_archive opened =
-        with({uvs({rising(6)}, "fvr", "unsound main set")},
-             {named(uvs({rising(6)}), "another unsound"), named(uvs({rising(14)}), "sound")});
+    const opened_archive opened = with({uvs({rising(6)}, "fvr", "unsound main set")},
+                                       {named(uvs({rising(6)}), "another unsound"), named(uvs({rising(14)}), "sound")});
     const read_mesh read = opened.mesh("/m");
     ASSERT_EQ(read->uv_set_count, 1u);
     EXPECT_STREQ(read->uv_sets[0].name, "sound");

@@ -76,8 +76,7 @@ TEST_F(ArchiveHeaderSource, StopsAtItsByteLimit) {
     ASSERT_EQ(source.read_group(group, any_count, memory, references), QEL_ARCHIVE_OK);
     ASSERT_EQ(source.read_data(data, memory, read), QEL_ARCHIVE_OK);
     EXPECT_FALSE(source.exceeded());
-    EXPECT_EQ(source.read_group(0, any_count, memory, references), QEL_ARCHIVE_OK)
-        << "position 0 takes no bytes";
+    EXPECT_EQ(source.read_group(0, any_count, memory, references), QEL_ARCHIVE_OK) << "position 0 takes no bytes";
     EXPECT_FALSE(source.exceeded());
     EXPECT_EQ(source.read_group(empty, any_count, memory, references), QEL_ARCHIVE_DAMAGED);
     EXPECT_TRUE(source.exceeded());

@@ -32,8 +32,8 @@ TEST(ArchiveHeaders, ReadNumbersOfAllWidths) {
     for (const number_width width : {number_width::u8, number_width::u16, number_width::u32}) {
         archive_builder builder;
         const std::uint32_t film = builder.add_sampling({0.25, {0}});
-        property_node &node = builder.top.properties.scalar<std::int32_t>(
-            "number", 1, {{5}, {5}, {6}, {7}, {7}}, film, "key=value");
+        property_node &node =
+            builder.top.properties.scalar<std::int32_t>("number", 1, {{5}, {5}, {6}, {7}, {7}}, film, "key=value");
         node.width = width;
         node.inline_metadata = true;
         node.changed = changes::written;
@@ -50,8 +50,7 @@ TEST(ArchiveHeaders, ReadNumbersOfAllWidths) {
 }
 
 TEST(ArchiveHeaders, RefuseAnUndefinedWidth) {
-    EXPECT_EQ(status_of_property([](property_header &header) { header.set(info_width, 3); }),
-              QEL_ARCHIVE_DAMAGED);
+    EXPECT_EQ(status_of_property([](property_header &header) { header.set(info_width, 3); }), QEL_ARCHIVE_DAMAGED);
     archive_builder builder;
     builder.top.properties.compound("c").width = number_width::undefined;
     EXPECT_EQ(status_of(builder), QEL_ARCHIVE_DAMAGED) << "of a compound too";
@@ -68,8 +67,7 @@ TEST(ArchiveHeaders, ReadLongNumbers) {
 
 TEST(ArchiveHeaders, AcceptScalarAndArrayKinds) {
     for (const std::uint32_t stored : {1u, 2u, 3u}) {
-        const opened_archive opened(
-            one_property([stored](property_header &header) { header.set(info_kind, stored); }));
+        const opened_archive opened(one_property([stored](property_header &header) { header.set(info_kind, stored); }));
         EXPECT_EQ(opened.property("/", "x").kind, stored == 1 ? 1u : 2u) << "3 is an array of one element";
     }
 }
@@ -221,9 +219,7 @@ TEST(ArchiveHeaders, RefuseASharedTextThatIsCutShort) {
     for (const int change : {-1, 0, 1}) {
         archive_builder builder;
         builder.top.add("a", "k=v");
-        builder.edit_shared_texts = [change](bytes &texts) {
-            texts[0] = static_cast<std::uint8_t>(texts[0] + change);
-        };
+        builder.edit_shared_texts = [change](bytes &texts) { texts[0] = static_cast<std::uint8_t>(texts[0] + change); };
         EXPECT_EQ(status_of(builder), change == 0 ? QEL_ARCHIVE_OK : QEL_ARCHIVE_DAMAGED) << change;
     }
 }
@@ -262,8 +258,7 @@ TEST(ArchiveHeaders, RefuseLengthsPastTheirEnd) {
     const auto beyond = [](auto &header) { header.name_length = 0xFF; };
     EXPECT_EQ(status_of_object(beyond), QEL_ARCHIVE_DAMAGED);
     EXPECT_EQ(status_of_property(beyond), QEL_ARCHIVE_DAMAGED);
-    EXPECT_EQ(status_of_object([](object_header &header) { header.name_length = 0xFFFFFFFF; }),
-              QEL_ARCHIVE_DAMAGED);
+    EXPECT_EQ(status_of_object([](object_header &header) { header.name_length = 0xFFFFFFFF; }), QEL_ARCHIVE_DAMAGED);
     EXPECT_EQ(status_of_object([](object_header &header) {
                   header.metadata_number = 0xFF;
                   header.metadata = "k=v";

@@ -13,8 +13,7 @@ namespace {
 using namespace test;
 
 constexpr std::uint32_t limits[] = {0, 1, 2, 1000, 0x7FFFFFFF, 0x80000000, 0x80000001, 0xFFFFFFFF};
-constexpr std::size_t sizes[] = {0,  1,  3,  4,    7,    8,    9,    15,   16,  17,
-                                 31, 32, 33, 2047, 2048, 2049, 2079, 2080, 5000};
+constexpr std::size_t sizes[] = {0, 1, 3, 4, 7, 8, 9, 15, 16, 17, 31, 32, 33, 2047, 2048, 2049, 2079, 2080, 5000};
 constexpr std::size_t starts = 8; // numbers that a vector holds: each start lies at another place of one
 
 std::vector<std::uint32_t> numbers_below(std::uint32_t limit, std::size_t count) {
@@ -39,8 +38,7 @@ TEST(IndexCheck, EveryFormAcceptsIndicesBelowTheLimit) {
 TEST(IndexCheck, EveryFormFindsTheLimitItselfAtEveryPlace) {
     for (const auto &form : runnable(below_kernel)) {
         for (const std::uint32_t limit : limits) {
-            for (const std::size_t size :
-                 {std::size_t{1}, std::size_t{8}, std::size_t{21}, std::size_t{75}}) {
+            for (const std::size_t size : {std::size_t{1}, std::size_t{8}, std::size_t{21}, std::size_t{75}}) {
                 for (std::size_t at = 0; at < size * starts; ++at) {
                     const std::size_t start = at % starts;
                     std::vector<std::uint32_t> numbers(start + size, 0);
@@ -64,8 +62,7 @@ TEST(IndexCheck, EveryFormSumsCountsBeyond32Bits) {
         for (const std::size_t size : sizes) {
             for (std::size_t start = 0; start < starts; ++start) {
                 const std::vector<std::uint32_t> counts(start + size, 0x7FFFFFFF);
-                EXPECT_EQ(form.call(counts.data() + start, size), size * std::uint64_t{0x7FFFFFFF})
-                    << form.name;
+                EXPECT_EQ(form.call(counts.data() + start, size), size * std::uint64_t{0x7FFFFFFF}) << form.name;
             }
         }
     }

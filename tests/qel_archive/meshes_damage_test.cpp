@@ -23,8 +23,7 @@ std::int32_t read_status(const polymesh &mesh) {
     return read.status;
 }
 
-std::int32_t status_of_faces(const std::vector<std::int32_t> &counts,
-                             const std::vector<std::int32_t> &indices) {
+std::int32_t status_of_faces(const std::vector<std::int32_t> &counts, const std::vector<std::int32_t> &indices) {
     polymesh mesh = triangle(); // three points
     mesh.face_counts = {counts};
     mesh.face_indices = {indices};

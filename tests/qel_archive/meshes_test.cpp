@@ -93,8 +93,7 @@ TEST(ArchiveMeshes, HaveTheBoundsOfTheirPositionsAndTheStoredOnes) {
         const read_mesh read = opened.mesh(path);
         ASSERT_EQ(read.status, QEL_ARCHIVE_OK) << path;
         const bool is_stored = std::string(path) == "/with";
-        const float low[] = {0, 0, 0}, high[] = {1, 2, 0}, stored_low[] = {-1, -2, -3},
-                    stored_high[] = {4, 5, 0};
+        const float low[] = {0, 0, 0}, high[] = {1, 2, 0}, stored_low[] = {-1, -2, -3}, stored_high[] = {4, 5, 0};
         EXPECT_TRUE(std::equal(low, low + 3, read->bounds_min)) << path;
         EXPECT_TRUE(std::equal(high, high + 3, read->bounds_max)) << path;
         const float *const self_low = is_stored ? stored_low : low;
@@ -248,8 +247,7 @@ TEST(ArchiveMeshes, NeedPositions) {
     add_face_set(add_polymesh(builder.top, "mesh", triangle()), "faces", {0});
     property_node &no_samples = schema_compound(add_points(builder.top, "none", {{0, 0, 0}}));
     child(no_samples, "P").samples.clear();
-    property_node &camera =
-        schema_compound(add_schema_object(builder.top, "camera", "AbcGeom_Camera_v1", ".geom"));
+    property_node &camera = schema_compound(add_schema_object(builder.top, "camera", "AbcGeom_Camera_v1", ".geom"));
     camera.compound("P");
     const opened_archive opened(builder);
     std::uint64_t sample = 77;
@@ -274,8 +272,7 @@ archive_builder moving(bool points, bool counts, bool indices) {
                              second = {9, 0, 0, 1, 0, 0, 0, 2, 0, 5, 5, 5};
     mesh.points = {first, points ? second : first};
     mesh.face_counts = {{3, 0}, counts ? std::vector<std::int32_t>{0, 3} : std::vector<std::int32_t>{3, 0}};
-    mesh.face_indices = {{0, 1, 2},
-                         indices ? std::vector<std::int32_t>{2, 1, 3} : std::vector<std::int32_t>{0, 1, 2}};
+    mesh.face_indices = {{0, 1, 2}, indices ? std::vector<std::int32_t>{2, 1, 3} : std::vector<std::int32_t>{0, 1, 2}};
     add_polymesh(builder.top, "m", mesh);
     return builder;
 }
@@ -309,8 +306,7 @@ TEST(ArchiveMeshes, RepeatTheLastSampleOfShorterProperties) {
     for (std::size_t i = 0; i < 4; ++i)
         mesh.points[i][0] = static_cast<float>(i);
     mesh.face_indices = {{0, 1, 2}, {2, 1, 0}};
-    mesh.parameters = {normals({rising(9), std::vector<float>(9, 5)}),
-                       uvs({rising(6), std::vector<float>(6, 7)})};
+    mesh.parameters = {normals({rising(9), std::vector<float>(9, 5)}), uvs({rising(6), std::vector<float>(6, 7)})};
     add_polymesh(builder.top, "m", mesh);
     child(schema_compound(builder.top.children.front()), ".selfBnds").samples.resize(2);
     const opened_archive opened(builder);
@@ -328,8 +324,8 @@ TEST(ArchiveMeshes, RepeatTheLastSampleOfShorterProperties) {
 TEST(ArchiveMeshes, HaveTheTransformOfTheirSamplesTime) {
     archive_builder builder;
     const std::uint32_t film = builder.add_sampling({1, {10}});
-    object_node &arm = add_moving_xform(
-        builder.top, "arm", {{translate(1, 0, 0)}, {translate(2, 0, 0)}, {translate(3, 0, 0)}}, film);
+    object_node &arm =
+        add_moving_xform(builder.top, "arm", {{translate(1, 0, 0)}, {translate(2, 0, 0)}, {translate(3, 0, 0)}}, film);
     polymesh mesh = triangle();
     mesh.time_sampling = builder.add_sampling({0.5, {10.75}}); // 10.75, 11.25, 11.75, 12.25
     mesh.points.resize(4, mesh.points[0]);

@@ -30,9 +30,8 @@ TEST(ArchiveNames, AreNotEmptyAndHoldNeitherSlashNorZero) {
         EXPECT_EQ(status_of_object_named(name), QEL_ARCHIVE_DAMAGED) << name;
         EXPECT_EQ(status_of_property_named(name), QEL_ARCHIVE_DAMAGED) << name;
     }
-    for (const std::string &name :
-         {std::string("a"), std::string("."), std::string(".."), std::string(" "), std::string("a:b;c=d"),
-          std::string("\xC3\xA9\xFF"), std::string(70'000, 'n')}) {
+    for (const std::string &name : {std::string("a"), std::string("."), std::string(".."), std::string(" "),
+                                    std::string("a:b;c=d"), std::string("\xC3\xA9\xFF"), std::string(70'000, 'n')}) {
         EXPECT_EQ(status_of_object_named(name), QEL_ARCHIVE_OK) << name.substr(0, 10);
         EXPECT_EQ(status_of_property_named(name), QEL_ARCHIVE_OK) << name.substr(0, 10);
     }

@@ -24,8 +24,7 @@ TEST(ArchiveObjects, AreNumberedDepthFirstInTheOrderOfTheirHeaders) {
 
 TEST(ArchiveObjects, HaveTheirNameParentAndChildren) {
     const opened_archive opened(family());
-    const qel_archive_object top = opened.object(0u), b = opened.object("/b"),
-                             deep = opened.object("/b/a/deep");
+    const qel_archive_object top = opened.object(0u), b = opened.object("/b"), deep = opened.object("/b/a/deep");
     EXPECT_STREQ(top.name, "");
     EXPECT_STREQ(top.path, "/");
     EXPECT_STREQ(top.metadata, "");
@@ -61,8 +60,8 @@ TEST(ArchiveObjects, AreFoundByTheirPathByteForByte) {
     EXPECT_EQ(opened.find("/b"), 1u);
     EXPECT_EQ(opened.find("/b/a/deep"), 4u);
     EXPECT_EQ(opened.find("/a"), 5u);
-    for (const char *path : {"", "b", "//", "/b/", "/b//a", "/B", "/b/", "/b/a/deep/x", "/aa", "/c",
-                             "/b/a/dee", "/b/a/deepe", "/a/"})
+    for (const char *path :
+         {"", "b", "//", "/b/", "/b//a", "/B", "/b/", "/b/a/deep/x", "/aa", "/c", "/b/a/dee", "/b/a/deepe", "/a/"})
         EXPECT_EQ(opened.find(path), QEL_NOT_FOUND) << path;
 }
 

@@ -34,16 +34,10 @@ class read_mesh {
     const ogawa_polymesh *operator->() const { return &record_; }
     const ogawa_polymesh &operator*() const { return record_; }
 
-    std::vector<float> positions() const {
-        return list(record_.positions, std::size_t{record_.vertex_count} * 3);
-    }
-    std::vector<float> normals() const {
-        return list(record_.normals, std::size_t{record_.normal_count} * 3);
-    }
+    std::vector<float> positions() const { return list(record_.positions, std::size_t{record_.vertex_count} * 3); }
+    std::vector<float> normals() const { return list(record_.normals, std::size_t{record_.normal_count} * 3); }
     std::vector<std::uint32_t> face_counts() const { return list(record_.face_counts, record_.face_count); }
-    std::vector<std::uint32_t> face_indices() const {
-        return list(record_.face_indices, record_.face_index_count);
-    }
+    std::vector<std::uint32_t> face_indices() const { return list(record_.face_indices, record_.face_index_count); }
     std::vector<float> uvs(std::uint32_t set) const {
         return list(record_.uv_sets[set].values, std::size_t{record_.uv_sets[set].value_count} * 2);
     }
@@ -123,8 +117,7 @@ class opened_archive {
     std::int32_t read(const char *object, const char *name, std::uint64_t sample, bytes &values) const {
         const std::uint32_t number = find(object), property = find(object, name);
         std::uint64_t size = 0;
-        const std::int32_t asked =
-            qel_archive_read_property(archive_, number, property, sample, nullptr, 0, &size);
+        const std::int32_t asked = qel_archive_read_property(archive_, number, property, sample, nullptr, 0, &size);
         if (asked != QEL_ARCHIVE_OK) return asked;
         values.assign(size, 0xAB);
         return qel_archive_read_property(archive_, number, property, sample, values.data(), size, &size);
@@ -169,14 +162,12 @@ class opened_archive {
 
     matrix_values local(const char *object, double seconds = 0) const {
         matrix_values matrix{};
-        EXPECT_EQ(qel_archive_local_transform(archive_, find(object), seconds, matrix.data()),
-                  QEL_ARCHIVE_OK);
+        EXPECT_EQ(qel_archive_local_transform(archive_, find(object), seconds, matrix.data()), QEL_ARCHIVE_OK);
         return matrix;
     }
     matrix_values world(const char *object, double seconds = 0) const {
         matrix_values matrix{};
-        EXPECT_EQ(qel_archive_world_transform(archive_, find(object), seconds, matrix.data()),
-                  QEL_ARCHIVE_OK);
+        EXPECT_EQ(qel_archive_world_transform(archive_, find(object), seconds, matrix.data()), QEL_ARCHIVE_OK);
         return matrix;
     }
     std::int32_t local_status(const char *object) const {

@@ -28,8 +28,7 @@ TEST(ArchiveProperties, AreNumberedDepthFirstWithTheCompoundBeforeWhatItHolds) {
 
 TEST(ArchiveProperties, ReportTheirKindTypeExtentAndSamples) {
     const opened_archive opened(nested());
-    const qel_archive_property b = opened.property("/", 1u), d = opened.property("/", 3u),
-                               f = opened.property("/", 5u);
+    const qel_archive_property b = opened.property("/", 1u), d = opened.property("/", 3u), f = opened.property("/", 5u);
     EXPECT_EQ(b.kind, 0u);
     EXPECT_STREQ(b.metadata, "of=b");
     EXPECT_EQ(d.kind, 2u);
@@ -46,8 +45,7 @@ TEST(ArchiveProperties, AreFoundByTheirNamesByteForByte) {
     const std::vector<std::string> names = opened.property_names("/");
     for (std::uint32_t i = 0; i < names.size(); ++i)
         EXPECT_EQ(opened.find("/", names[i].c_str()), i) << names[i];
-    for (const char *name :
-         {"", "/", "/a", "a/", "b/", "c", "b//c", "b/c/", "a/b", "b/e/x", "B", "aa", "b/c/d/"})
+    for (const char *name : {"", "/", "/a", "a/", "b/", "c", "b//c", "b/c/", "a/b", "b/e/x", "B", "aa", "b/c/d/"})
         EXPECT_EQ(opened.find("/", name), QEL_NOT_FOUND) << name;
 }
 
@@ -88,8 +86,8 @@ TEST(ArchiveProperties, MayBeMissingAltogether) {
     archive_builder builder;
     builder.top.properties.compound("position zero");
     builder.top.properties.compound("a group of headers").store_empty = true;
-    builder.top.properties.compound("a group of nothing").edit_references =
-        [](std::vector<std::uint64_t> &references, std::uint64_t) { references.clear(); };
+    builder.top.properties.compound("a group of nothing").edit_references = [](std::vector<std::uint64_t> &references,
+                                                                               std::uint64_t) { references.clear(); };
     const opened_archive opened(builder);
     ASSERT_EQ(opened.status, QEL_ARCHIVE_OK);
     EXPECT_EQ(opened.object("/").property_count, 3u);
@@ -135,8 +133,7 @@ TEST(ArchiveProperties, HaveAThousandLevelsAtMost) {
     EXPECT_EQ(opened.find("/", deepest.name), 999u);
     EXPECT_EQ(opened.values<std::uint8_t>("/", deepest.name), std::vector<std::uint8_t>{5});
     EXPECT_EQ(status_of(compound_chain(1000, true)), QEL_ARCHIVE_DAMAGED);
-    EXPECT_EQ(status_of(compound_chain(1000, false)), QEL_ARCHIVE_OK)
-        << "the last compound is one level of it";
+    EXPECT_EQ(status_of(compound_chain(1000, false)), QEL_ARCHIVE_OK) << "the last compound is one level of it";
     EXPECT_EQ(status_of(compound_chain(1001, false)), QEL_ARCHIVE_DAMAGED);
     EXPECT_EQ(status_of(compound_chain(1000, false, true)), QEL_ARCHIVE_OK) << "a group of no headers";
 }

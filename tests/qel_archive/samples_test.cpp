@@ -31,8 +31,7 @@ archive_builder array_or_scalar(bool is_array, const byte_samples &samples) {
     return is_array ? one_array(samples) : one_scalar(samples);
 }
 
-archive_builder one_sample(property_kind kind, value_kind value, std::uint32_t extent,
-                           const sample_data &sample) {
+archive_builder one_sample(property_kind kind, value_kind value, std::uint32_t extent, const sample_data &sample) {
     archive_builder builder;
     builder.top.properties.add("x", kind, value, extent, {sample});
     return builder;
@@ -82,8 +81,7 @@ TEST(ArchiveSamples, WriteNothingIfTheCapacityIsTooSmall) {
     for (const std::uint64_t capacity : {0u, 1u, 3u, 4u, 5u, 100u}) {
         bytes out(100, 0xAB);
         std::uint64_t size = 99;
-        EXPECT_EQ(qel_archive_read_property(opened.get(), 0, 0, 0, out.data(), capacity, &size),
-                  QEL_ARCHIVE_OK);
+        EXPECT_EQ(qel_archive_read_property(opened.get(), 0, 0, 0, out.data(), capacity, &size), QEL_ARCHIVE_OK);
         EXPECT_EQ(size, 4u) << capacity;
         const bytes expected = capacity < 4 ? bytes{0xAB, 0xAB, 0xAB, 0xAB, 0xAB} : bytes{1, 2, 3, 4, 0xAB};
         EXPECT_TRUE(std::equal(expected.begin(), expected.end(), out.begin())) << capacity;
@@ -149,8 +147,8 @@ TEST(ArchiveSamples, OfScalarsHaveTheSizeOfTheirExtent) {
         for (const std::uint32_t extent : {1u, 3u, 255u}) {
             const std::size_t size = sizes[value] * extent;
             for (const std::size_t stored : {std::size_t{0}, size - 1, size, size + 1, size + sizes[value]}) {
-                const archive_builder builder = one_sample(
-                    property_kind::scalar, static_cast<value_kind>(value), extent, {bytes(stored, 1), {}});
+                const archive_builder builder =
+                    one_sample(property_kind::scalar, static_cast<value_kind>(value), extent, {bytes(stored, 1), {}});
                 EXPECT_EQ(read_status(builder), stored == size ? QEL_ARCHIVE_OK : QEL_ARCHIVE_DAMAGED)
                     << value << " " << extent << " " << stored;
             }
@@ -159,8 +157,7 @@ TEST(ArchiveSamples, OfScalarsHaveTheSizeOfTheirExtent) {
 
 TEST(ArchiveSamples, OfArraysAreWholeElements) {
     for (const std::size_t stored : {0u, 1u, 4u, 11u, 12u, 13u, 16u, 24u}) {
-        const archive_builder builder =
-            one_sample(property_kind::array, value_kind::f32, 3, {bytes(stored, 1), {}});
+        const archive_builder builder = one_sample(property_kind::array, value_kind::f32, 3, {bytes(stored, 1), {}});
         EXPECT_EQ(read_status(builder), stored % 12 == 0 ? QEL_ARCHIVE_OK : QEL_ARCHIVE_DAMAGED) << stored;
     }
 }
@@ -182,8 +179,7 @@ TEST(ArchiveSamples, BeginWithAWholeDigest) {
             archive_builder builder = array_or_scalar(is_array, {{1}});
             x_of(builder).samples[0].payload = bytes(size, 3);
             const bool sound = size == 17 || (is_array && size == 16); // without an element
-            EXPECT_EQ(read_status(builder), sound ? QEL_ARCHIVE_OK : QEL_ARCHIVE_DAMAGED)
-                << is_array << " " << size;
+            EXPECT_EQ(read_status(builder), sound ? QEL_ARCHIVE_OK : QEL_ARCHIVE_DAMAGED) << is_array << " " << size;
         }
 }
 
@@ -271,8 +267,7 @@ TEST(ArchiveSamples, AreDamagedIfTheirReferenceIsInvalid) {
 
 TEST(ArchiveSamples, AreDamagedIfTheirGroupIsLargerThanTheFile) {
     built_archive built = one_scalar<std::uint8_t>({{1}}).build();
-    for (const std::uint64_t count :
-         {std::uint64_t{1} << 61, ~std::uint64_t{0}}) { // eight times 2^61 is 0 in 64 bits
+    for (const std::uint64_t count : {std::uint64_t{1} << 61, ~std::uint64_t{0}}) { // eight times 2^61 is 0 in 64 bits
         built.patch(built.places.at("/:x").reference, count);
         EXPECT_EQ(opened_archive(built.content).read_status("/", "x"), QEL_ARCHIVE_DAMAGED) << count;
     }

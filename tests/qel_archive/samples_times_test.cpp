@@ -56,8 +56,7 @@ TEST(ArchiveTimes, AreRefusedForMissingSamples) {
     const std::uint32_t p = opened.find("/p"), positions = opened.find("/p", ".geom/P");
     double seconds = 77;
     EXPECT_EQ(qel_archive_property_time(opened.get(), p, positions, 2, &seconds), QEL_ARCHIVE_NOT_FOUND);
-    EXPECT_EQ(qel_archive_property_time(opened.get(), p, 0, 0, &seconds), QEL_ARCHIVE_WRONG_KIND)
-        << "a compound";
+    EXPECT_EQ(qel_archive_property_time(opened.get(), p, 0, 0, &seconds), QEL_ARCHIVE_WRONG_KIND) << "a compound";
     EXPECT_EQ(qel_archive_property_time(opened.get(), p, 99, 0, &seconds), QEL_ARCHIVE_NOT_FOUND);
     EXPECT_EQ(qel_archive_property_time(opened.get(), 99, 0, 0, &seconds), QEL_ARCHIVE_NOT_FOUND);
     EXPECT_EQ(seconds, 77);
@@ -94,9 +93,8 @@ TEST(ArchiveTimes, AreComparedExactlyIfTheyAreListed) {
 
 TEST(ArchiveTimes, FindTheLastSampleOfACycle) {
     const opened_archive opened(moving_points({1, {0, 0.25, 0.5}}, 8));
-    const std::pair<double, std::uint64_t> expected[] = {{-1, 0},   {0.2, 0}, {0.3, 1}, {0.6, 2},
-                                                         {1.1, 3},  {1.3, 4}, {1.9, 5}, {2, 6},
-                                                         {2.24, 6}, {2.3, 7}, {100, 7}};
+    const std::pair<double, std::uint64_t> expected[] = {{-1, 0},  {0.2, 0}, {0.3, 1},  {0.6, 2}, {1.1, 3}, {1.3, 4},
+                                                         {1.9, 5}, {2, 6},   {2.24, 6}, {2.3, 7}, {100, 7}};
     for (const auto &[seconds, sample] : expected)
         EXPECT_EQ(opened.sample_at("/p", seconds), sample) << seconds;
 }
@@ -155,8 +153,7 @@ TEST(ArchiveTimes, SpanWithTheSignOfTheFirstZero) {
             archive_builder builder;
             for (const std::vector<double> &times : {first, second})
                 builder.top.properties.scalar<std::uint8_t>("p" + std::to_string(builder.samplings.size()), 1,
-                                                            {{1}, {2}},
-                                                            builder.add_sampling({acyclic, times}));
+                                                            {{1}, {2}}, builder.add_sampling({acyclic, times}));
             return opened_archive(builder).info();
         };
         EXPECT_EQ(std::signbit(span({zero, 1}, {-zero, 1}).start), std::signbit(zero));
@@ -192,8 +189,7 @@ TEST(ArchiveTimes, TakeTheFramesFromTheFirstUniformSamplingAfterSampling0) {
 }
 
 TEST(ArchiveTimes, AreRefusedWhereASamplingIsCutShortOrHasNoTimes) {
-    for (const std::size_t size :
-         {0u, 1u, 15u, 16u, 23u, 24u, 25u, 39u, 40u, 48u}) { // the static one has 24 bytes
+    for (const std::size_t size : {0u, 1u, 15u, 16u, 23u, 24u, 25u, 39u, 40u, 48u}) { // the static one has 24 bytes
         archive_builder builder;
         builder.add_sampling({1, {0, 1, 2}});
         builder.edit_samplings = [size](bytes &samplings) { samplings.resize(size); };

@@ -27,8 +27,8 @@ TEST(ArchiveInstances, AreCopiesWithTheirOwnNamePathAndParent) {
     add_instance(add_xform(builder.top, "hill", {translate(100, 0, 0)}), "second", "/mill");
     const opened_archive opened(builder);
     ASSERT_EQ(opened.status, QEL_ARCHIVE_OK);
-    EXPECT_EQ(opened.paths(), (std::vector<std::string>{"/", "/mill", "/mill/sail", "/hill", "/hill/second",
-                                                        "/hill/second/sail"}));
+    EXPECT_EQ(opened.paths(),
+              (std::vector<std::string>{"/", "/mill", "/mill/sail", "/hill", "/hill/second", "/hill/second/sail"}));
     const qel_archive_object source = opened.object("/mill"), copy = opened.object("/hill/second");
     EXPECT_STREQ(copy.name, "second");
     EXPECT_EQ(copy.parent, 3u);
@@ -38,8 +38,7 @@ TEST(ArchiveInstances, AreCopiesWithTheirOwnNamePathAndParent) {
     EXPECT_EQ(copy.child_count, 1u);
     EXPECT_EQ(copy.property_count, source.property_count);
     EXPECT_EQ(opened.property_names("/hill/second"), opened.property_names("/mill"));
-    EXPECT_EQ(opened.find("/hill/second", ".instanceSource"), 0xFFFFFFFFu)
-        << "its properties are the source's";
+    EXPECT_EQ(opened.find("/hill/second", ".instanceSource"), 0xFFFFFFFFu) << "its properties are the source's";
     EXPECT_EQ(opened.object("/hill/second/sail").parent, 4u);
     EXPECT_EQ(opened.info().mesh_count, 2u);
 }
@@ -61,8 +60,7 @@ TEST(ArchiveInstances, InheritTheTransformOfTheirOwnParent) {
 TEST(ArchiveInstances, NameTheirSourceByItsFullPath) {
     EXPECT_EQ(status_of_source("/mill"), QEL_ARCHIVE_OK);
     EXPECT_EQ(status_of_source("/mill/sail"), QEL_ARCHIVE_OK);
-    for (const char *source :
-         {"", "mill", "/mil", "/mill/", "/mill//sail", "//mill", "/mill/sail/x", "/nowhere"})
+    for (const char *source : {"", "mill", "/mil", "/mill/", "/mill//sail", "//mill", "/mill/sail/x", "/nowhere"})
         EXPECT_EQ(status_of_source(source), QEL_ARCHIVE_DAMAGED) << source;
 }
 
@@ -94,9 +92,9 @@ TEST(ArchiveInstances, MayReferToInstancesAndTheirChildren) {
     add_instance(source, "twin", "/mill/sail");
     const opened_archive opened(builder);
     ASSERT_EQ(opened.status, QEL_ARCHIVE_OK);
-    EXPECT_EQ(opened.paths(), (std::vector<std::string>{"/", "/first", "/first/sail", "/first/twin",
-                                                        "/second", "/second/sail", "/second/twin", "/below",
-                                                        "/mill", "/mill/sail", "/mill/twin"}));
+    EXPECT_EQ(opened.paths(),
+              (std::vector<std::string>{"/", "/first", "/first/sail", "/first/twin", "/second", "/second/sail",
+                                        "/second/twin", "/below", "/mill", "/mill/sail", "/mill/twin"}));
     for (const char *path : {"/first/sail", "/second/twin", "/below", "/mill/twin"}) {
         EXPECT_EQ(opened.mesh(path).positions(), triangle().points[0]) << path;
         EXPECT_EQ(opened.find(opened.object(path).path), opened.find(path));
@@ -140,14 +138,12 @@ TEST(ArchiveInstances, NeedATextThatIsStoredAndEnds) {
     EXPECT_EQ(holds({'/', 'm', 'i', 'l', 'l', 0, 0}), QEL_ARCHIVE_DAMAGED) << "two texts";
     EXPECT_EQ(holds({}), QEL_ARCHIVE_DAMAGED);
     EXPECT_EQ(status_with([](property_node &node) { node.samples.clear(); }), QEL_ARCHIVE_DAMAGED);
-    EXPECT_EQ(status_with([](property_node &node) {
-                  node.edit_header = [](property_header &header) { header.samples = 0; };
-              }),
+    EXPECT_EQ(status_with(
+                  [](property_node &node) { node.edit_header = [](property_header &header) { header.samples = 0; }; }),
               QEL_ARCHIVE_DAMAGED)
         << "of which the header says nothing";
     EXPECT_EQ(status_with([](property_node &node) { node.instead = 0; }), QEL_ARCHIVE_DAMAGED);
-    EXPECT_EQ(status_with([](property_node &node) { node.samples[0].payload = bytes(15, 0); }),
-              QEL_ARCHIVE_DAMAGED);
+    EXPECT_EQ(status_with([](property_node &node) { node.samples[0].payload = bytes(15, 0); }), QEL_ARCHIVE_DAMAGED);
     EXPECT_EQ(status_with([](property_node &node) { node.samples[0].instead = 16; }), QEL_ARCHIVE_DAMAGED);
     EXPECT_EQ(status_with([](property_node &node) { node.samples[0].instead = ~std::uint64_t{0}; }),
               QEL_ARCHIVE_DAMAGED);
@@ -156,8 +152,7 @@ TEST(ArchiveInstances, NeedATextThatIsStoredAndEnds) {
 TEST(ArchiveInstances, RefuseDamagedSourcesOfInstancesBelowThem) {
     archive_builder builder = mill();
     object_node &outer = add_instance(builder.top, "outer", "/mill");
-    sample_data &source =
-        child(add_instance(outer, "inner", "/mill").properties, ".instanceSource").samples.front();
+    sample_data &source = child(add_instance(outer, "inner", "/mill").properties, ".instanceSource").samples.front();
     const auto status_of_inner = [&](const bytes &values) {
         source.values = values;
         return status_of(builder);

@@ -11,8 +11,7 @@ inline archive_builder small_mesh() {
     archive_builder archive;
     archive.metadata = "a=b";
     const std::uint32_t film = archive.add_sampling({0.5, {0}});
-    object_node &xform =
-        add_moving_xform(archive.top, "x", {{translate(1, 2, 3)}, {translate(4, 5, 6)}}, film);
+    object_node &xform = add_moving_xform(archive.top, "x", {{translate(1, 2, 3)}, {translate(4, 5, 6)}}, film);
     polymesh mesh;
     mesh.points = {{0, 0, 0, 1, 0, 0, 0, 1, 0}};
     mesh.face_counts = {{3}};

@@ -36,8 +36,7 @@ TEST(ArchiveLimits, OfObjectsApplyWithoutSharedGroups) {
     ASSERT_EQ(opened.status, QEL_ARCHIVE_OK);
     EXPECT_EQ(opened.info().object_count, max_objects) << "with the top object";
     EXPECT_EQ(status_of(flat_objects(max_objects)), QEL_ARCHIVE_DAMAGED);
-    EXPECT_EQ(status_of(flat_objects(max_objects + 1)), QEL_ARCHIVE_DAMAGED)
-        << "more than a group may refer to";
+    EXPECT_EQ(status_of(flat_objects(max_objects + 1)), QEL_ARCHIVE_DAMAGED) << "more than a group may refer to";
 }
 
 /// Objects of 2 and of `count` children, whose headers are the first one's.
@@ -226,8 +225,7 @@ std::uint64_t blocks_for_compound_of(std::uint64_t count) {
 
 TEST(ArchiveLimits, OfACompoundsReferencesApplyBeforeTheyAreRead) {
     const std::uint64_t refused = blocks_for_compound_of(2 * max_properties);
-    EXPECT_GT(blocks_for_compound_of(max_properties + 1), refused)
-        << "a reference for each, and one to their headers";
+    EXPECT_GT(blocks_for_compound_of(max_properties + 1), refused) << "a reference for each, and one to their headers";
     EXPECT_EQ(blocks_for_compound_of(max_properties + 2), refused);
 }
 

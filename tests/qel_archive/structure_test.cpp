@@ -20,9 +20,7 @@ archive_builder scene() {
 /// Opens an archive with one child of the root replaced.
 std::int32_t status_with(std::size_t child, std::uint64_t reference) {
     archive_builder builder = scene();
-    builder.edit_root = [=](std::vector<std::uint64_t> &references, std::uint64_t) {
-        references[child] = reference;
-    };
+    builder.edit_root = [=](std::vector<std::uint64_t> &references, std::uint64_t) { references[child] = reference; };
     return status_of(builder);
 }
 
@@ -60,9 +58,7 @@ TEST(ArchiveStructure, AcceptsAnEmptyArchive) {
 TEST(ArchiveStructure, RequiresSixRootChildrenAndIgnoresFurtherOnes) {
     for (const std::size_t count : {0u, 1u, 5u}) {
         archive_builder builder = scene();
-        builder.edit_root = [=](std::vector<std::uint64_t> &references, std::uint64_t) {
-            references.resize(count);
-        };
+        builder.edit_root = [=](std::vector<std::uint64_t> &references, std::uint64_t) { references.resize(count); };
         EXPECT_EQ(status_of(builder), QEL_ARCHIVE_DAMAGED) << count;
     }
     built_archive built = scene().build(); // all six are there, but one of them is not counted
@@ -158,9 +154,7 @@ TEST(ArchiveStructure, RefusesAnObjectThatIsItsOwnCompound) {
         references[0] = place;
     };
     EXPECT_EQ(opened_archive(builder).object("/other").property_count, 1u) << "another object's compound";
-    odd.edit_references = [](std::vector<std::uint64_t> &references, std::uint64_t own) {
-        references[0] = own;
-    };
+    odd.edit_references = [](std::vector<std::uint64_t> &references, std::uint64_t own) { references[0] = own; };
     EXPECT_EQ(status_of(builder), QEL_ARCHIVE_DAMAGED);
     odd.edit_headers = [](bytes &headers) {
         property_header header;
@@ -182,8 +176,7 @@ TEST(ArchiveStructure, RefusesAnObjectInsideItsChildren) {
     const built_archive built = deep.build();
     const std::uint64_t b = built.places.at("/a/b").reference;
     for (const char *around : {"/", "/a", "/a/b"})
-        EXPECT_EQ(status_with_reference(built, b, 1, built.places.at(around).reference), QEL_ARCHIVE_DAMAGED)
-            << around;
+        EXPECT_EQ(status_with_reference(built, b, 1, built.places.at(around).reference), QEL_ARCHIVE_DAMAGED) << around;
 }
 
 TEST(ArchiveStructure, CountsSharedGroupsAsCopies) {
@@ -193,8 +186,7 @@ TEST(ArchiveStructure, CountsSharedGroupsAsCopies) {
     second.instead = builder.build().places.at("/first").reference;
     const opened_archive opened(builder);
     ASSERT_EQ(opened.status, QEL_ARCHIVE_OK);
-    EXPECT_EQ(opened.paths(),
-              (std::vector<std::string>{"/", "/first", "/first/leaf", "/second", "/second/leaf"}));
+    EXPECT_EQ(opened.paths(), (std::vector<std::string>{"/", "/first", "/first/leaf", "/second", "/second/leaf"}));
     EXPECT_EQ(opened.world("/second/leaf")[12], 1.0);
 }
 

@@ -51,8 +51,7 @@ TEST(TimeSampling, TheLastSampleAtATimeIsTheOneThatAPlainSearchFinds) {
         double seconds = sample_time(sampling, random() % samples);
         if (random() % 3 == 0) seconds += (static_cast<double>(random() % 5) - 2) * 5e-7 * cycle;
         if (random() % 20 == 0) seconds = odd[random() % 4];
-        ASSERT_EQ(last_sample_at(sampling, samples, seconds),
-                  plain_last_sample_at(sampling, samples, seconds))
+        ASSERT_EQ(last_sample_at(sampling, samples, seconds), plain_last_sample_at(sampling, samples, seconds))
             << run << " cycle " << cycle << " seconds " << seconds;
     }
 }
@@ -74,13 +73,11 @@ TEST(TimeSampling, StoredSamplingsAreReadWholeOrRefused) {
     const std::size_t ends[] = {24, 24 + 40, stored.size()};
     for (std::size_t size = 1; size < stored.size(); ++size) {
         const bool whole = size == ends[0] || size == ends[1];
-        EXPECT_EQ(read_time_samplings(stored.data(), size, memory, table),
-                  whole ? QEL_ARCHIVE_OK : QEL_ARCHIVE_DAMAGED)
+        EXPECT_EQ(read_time_samplings(stored.data(), size, memory, table), whole ? QEL_ARCHIVE_OK : QEL_ARCHIVE_DAMAGED)
             << size;
     }
     const bytes without_times = test::bytes_of_sampling({1, {}}, 1);
-    EXPECT_EQ(read_time_samplings(without_times.data(), without_times.size(), memory, table),
-              QEL_ARCHIVE_DAMAGED);
+    EXPECT_EQ(read_time_samplings(without_times.data(), without_times.size(), memory, table), QEL_ARCHIVE_DAMAGED);
 }
 
 } // namespace

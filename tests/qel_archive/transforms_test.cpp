@@ -37,8 +37,7 @@ TEST(ArchiveTransforms, AreTheIdentityWithoutOperations) {
 
 TEST(ArchiveTransforms, ScaleAndTranslateExactly) {
     EXPECT_EQ(local_of({scale(2, 3, 4)}), (matrix_values{2, 0, 0, 0, 0, 3, 0, 0, 0, 0, 4, 0, 0, 0, 0, 1}));
-    EXPECT_EQ(local_of({translate(2, 3, 4)}),
-              (matrix_values{1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 2, 3, 4, 1}));
+    EXPECT_EQ(local_of({translate(2, 3, 4)}), (matrix_values{1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 2, 3, 4, 1}));
 }
 
 TEST(ArchiveTransforms, TakeAMatrixRowByRow) {
@@ -85,10 +84,8 @@ TEST(ArchiveTransforms, RotateAboutLongAxesOfUnequalComponents) {
 }
 
 TEST(ArchiveTransforms, GiveNansForInfiniteOrNanAxes) {
-    for (const double odd :
-         {std::numeric_limits<double>::quiet_NaN(), std::numeric_limits<double>::infinity()})
-        for (const xform_operation &turn :
-             {rotate(odd, 0, 0, 30), rotate(0, odd, 0, 30), rotate(1, 1, odd, 30)})
+    for (const double odd : {std::numeric_limits<double>::quiet_NaN(), std::numeric_limits<double>::infinity()})
+        for (const xform_operation &turn : {rotate(odd, 0, 0, 30), rotate(0, odd, 0, 30), rotate(1, 1, odd, 30)})
             EXPECT_TRUE(std::isnan(local_of({turn})[0])) << odd;
 }
 
@@ -103,8 +100,7 @@ TEST(ArchiveTransforms, ApplyTheLastOperationFirst) {
 
 TEST(ArchiveTransforms, IgnoreHintsInTheLowBits) {
     for (std::uint8_t hint = 0; hint < 16; ++hint)
-        EXPECT_EQ(local_of({{static_cast<std::uint8_t>(0x10 | hint), {1, 2, 3}}}),
-                  local_of({translate(1, 2, 3)}));
+        EXPECT_EQ(local_of({{static_cast<std::uint8_t>(0x10 | hint), {1, 2, 3}}}), local_of({translate(1, 2, 3)}));
 }
 
 TEST(ArchiveTransforms, MayHaveMoreValuesThanAScalarHolds) {
@@ -125,8 +121,7 @@ std::int32_t status_of_operations(const std::vector<xform_operation> &operations
 TEST(ArchiveTransforms, AreDamagedByAnOperationAboveSix) {
     for (int code = 0; code < 16; ++code) {
         const xform_operation operation = {static_cast<std::uint8_t>(code << 4), std::vector<double>(16, 1)};
-        EXPECT_EQ(status_of_operations({operation}), code <= 6 ? QEL_ARCHIVE_OK : QEL_ARCHIVE_DAMAGED)
-            << code;
+        EXPECT_EQ(status_of_operations({operation}), code <= 6 ? QEL_ARCHIVE_OK : QEL_ARCHIVE_DAMAGED) << code;
     }
 }
 
@@ -146,8 +141,7 @@ TEST(ArchiveTransforms, AreDamagedByTooFewValues) {
         }
     archive_builder builder;
     object_node &object = add_xform(builder.top, "x", {translate(1, 2, 3)});
-    schema_compound(object).children.remove_if(
-        [](const property_node &each) { return each.name == ".vals"; });
+    schema_compound(object).children.remove_if([](const property_node &each) { return each.name == ".vals"; });
     EXPECT_EQ(opened_archive(builder).local_status("/x"), QEL_ARCHIVE_DAMAGED) << "no values at all";
 }
 
@@ -232,18 +226,17 @@ TEST(ArchiveTransforms, IgnoreDamageInUnrelatedObjects) {
 
 TEST(ArchiveTransforms, AreThoseOfTheLastSampleAtOrBefore) {
     archive_builder builder;
-    const std::uint32_t film = builder.add_sampling({0.5, {1}}),
-                        listed = builder.add_sampling({acyclic, {0, 3}});
-    object_node &arm = add_moving_xform(
-        builder.top, "arm", {{translate(1, 0, 0)}, {translate(2, 0, 0)}, {translate(3, 0, 0)}}, film);
+    const std::uint32_t film = builder.add_sampling({0.5, {1}}), listed = builder.add_sampling({acyclic, {0, 3}});
+    object_node &arm =
+        add_moving_xform(builder.top, "arm", {{translate(1, 0, 0)}, {translate(2, 0, 0)}, {translate(3, 0, 0)}}, film);
     object_node &hand = add_moving_xform(arm, "hand", {{translate(10, 0, 0)}, {translate(20, 0, 0)}}, listed);
     property_node &inherits = child(schema_compound(hand), ".inherits");
     inherits.samples = {inherits.samples[0], inherits.samples[0]};
     inherits.samples[1].values = {0};
     inherits.time_sampling = builder.add_sampling({1, {5}}); // 5: inherits, 6: no longer
     const opened_archive opened(builder);
-    const std::pair<double, double> arms[] = {
-        {0, 1}, {1, 1}, {1.49, 1}, {1.5 - 0.4e-6, 2}, {1.5 - 0.6e-6, 1}, {1.5, 2}, {2, 3}, {99, 3}};
+    const std::pair<double, double> arms[] = {{0, 1},   {1, 1}, {1.49, 1}, {1.5 - 0.4e-6, 2}, {1.5 - 0.6e-6, 1},
+                                              {1.5, 2}, {2, 3}, {99, 3}};
     for (const auto &[seconds, x] : arms)
         EXPECT_EQ(opened.local("/arm", seconds)[12], x) << seconds;
     EXPECT_EQ(opened.world("/arm/hand", 0)[12], 11.0);

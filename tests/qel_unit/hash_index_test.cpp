@@ -126,8 +126,8 @@ TEST(HashIndex, IsCreatedEmpty) {
     const owned_index index(create_index(10));
     ASSERT_NE(index, nullptr);
     EXPECT_EQ(index->node_count, 0u);
-    EXPECT_TRUE(std::all_of(index->buckets, index->buckets + 0x800000,
-                            [](std::uint32_t head) { return head == 0xFFFFFFFF; }));
+    EXPECT_TRUE(
+        std::all_of(index->buckets, index->buckets + 0x800000, [](std::uint32_t head) { return head == 0xFFFFFFFF; }));
     EXPECT_EQ(newest_entry(*index, 0), QEL_NOT_FOUND);
     EXPECT_EQ(newest_entry(*index, 0x7FFFFF), QEL_NOT_FOUND);
 }
@@ -168,8 +168,7 @@ TEST(HashIndex, IgnoresEntriesOnceItHasAsManyNodesAsBuckets) {
 }
 
 TEST(HashIndex, AllocatesItsRecordNodesAndBuckets) {
-    for (const std::size_t size :
-         {sizeof(qel_hash_index), 5 * sizeof(qel_hash_node), std::size_t{0x2000000}}) {
+    for (const std::size_t size : {sizeof(qel_hash_index), 5 * sizeof(qel_hash_node), std::size_t{0x2000000}}) {
         const failing_heap heap = failing_heap::of_size(size);
         EXPECT_EQ(create_index(5), nullptr) << size;
         EXPECT_EQ(heap.failures(), 1u) << size;

@@ -45,8 +45,7 @@ qel_matrix_identity parent(std::uint8_t x, std::uint8_t y, std::uint8_t z, float
     return identity;
 }
 
-qel_matrix_offspring reproduce(const qel_matrix_identity &a, const qel_matrix_identity &b,
-                               std::uint32_t mode) {
+qel_matrix_offspring reproduce(const qel_matrix_identity &a, const qel_matrix_identity &b, std::uint32_t mode) {
     qel_matrix_offspring child = {};
     qel_matrix_48_reproduce(&a, &b, mode, &child);
     return child;
@@ -165,8 +164,8 @@ TEST(Matrix48PhiNorm, IsLeastAtTheEightCellsAroundTheCentre) {
     for (int x = 0; x < 48; ++x)
         for (int y = 0; y < 48; ++y)
             for (int z = 0; z < 48; ++z) {
-                const float norm = qel_matrix_48_phi_norm(
-                    static_cast<std::uint8_t>(x), static_cast<std::uint8_t>(y), static_cast<std::uint8_t>(z));
+                const float norm = qel_matrix_48_phi_norm(static_cast<std::uint8_t>(x), static_cast<std::uint8_t>(y),
+                                                          static_cast<std::uint8_t>(z));
                 ASSERT_GE(norm, least);
                 cells += norm == least;
             }
@@ -219,8 +218,7 @@ TEST(Matrix48Identity, FillsEveryField) {
 
 TEST(Matrix48Identity, TakesTheLowEightBitsOfZ) {
     qel_matrix_identity wide, low;
-    EXPECT_EQ(qel_matrix_48_identity(200, 100, 0xABCDEF33, &wide),
-              qel_matrix_48_identity(200, 100, 0x33, &low));
+    EXPECT_EQ(qel_matrix_48_identity(200, 100, 0xABCDEF33, &wide), qel_matrix_48_identity(200, 100, 0x33, &low));
     EXPECT_EQ(std::memcmp(&wide, &low, sizeof wide), 0);
     EXPECT_EQ(wide.z, 0x33);
     EXPECT_EQ(wide.mirror_x, 103) << "47 - 200 wraps";
@@ -273,9 +271,8 @@ TEST(Matrix48MutateTachyon, MapsCoordinatesBeyondTheLatticeToZero) {
     EXPECT_EQ(mutate(49, 200, 255), (bytes3{0, 0, 0}));
     for (int v = 0; v < 256; ++v) {
         const auto byte = static_cast<std::uint8_t>(v), other = static_cast<std::uint8_t>(255 - v);
-        ASSERT_EQ(
-            mutate(byte, other, byte),
-            (bytes3{model::mutate_tachyon(byte), model::mutate_tachyon(other), model::mutate_tachyon(byte)}));
+        ASSERT_EQ(mutate(byte, other, byte),
+                  (bytes3{model::mutate_tachyon(byte), model::mutate_tachyon(other), model::mutate_tachyon(byte)}));
     }
 }
 
@@ -294,8 +291,7 @@ TEST(Matrix48Reproduce, CrossesOverInModeZero) {
 
 TEST(Matrix48Reproduce, MutatesTheFirstParentInModeTwo) {
     EXPECT_EQ(child_cell({0, 1, 48}, {47, 0, 10}, 2), (bytes3{47, 23, 5}));
-    EXPECT_EQ(child_cell({47, 0, 10}, {0, 1, 48}, 2), (bytes3{0, 24, 43}))
-        << "the second parent does not change";
+    EXPECT_EQ(child_cell({47, 0, 10}, {0, 1, 48}, 2), (bytes3{0, 24, 43})) << "the second parent does not change";
     EXPECT_EQ(child_cell({200, 200, 200}, {200, 200, 200}, 2), (bytes3{100, 100, 100}));
 }
 
@@ -308,16 +304,14 @@ TEST(Matrix48Reproduce, MovesTheMidpointOutwardsInOtherModes) {
 }
 
 TEST(Matrix48Reproduce, DoesNotMoveTheExactCentre) {
-    EXPECT_EQ(child_cell({23, 0, 47}, {24, 47, 0}, 1), (bytes3{23, 23, 23}))
-        << "moved by nothing, then truncated";
+    EXPECT_EQ(child_cell({23, 0, 47}, {24, 47, 0}, 1), (bytes3{23, 23, 23})) << "moved by nothing, then truncated";
 }
 
 TEST(Matrix48Reproduce, WrapsMidpointsThatLeaveTheLattice) {
     EXPECT_EQ(child_cell({47, 23, 23}, {47, 24, 24}, 1), (bytes3{0, 23, 23})) << "48.6 becomes 48, then 0";
     EXPECT_EQ(child_cell({0, 23, 23}, {0, 24, 24}, 1), (bytes3{255, 23, 23})) << "-1.6 becomes -1, then 255";
     EXPECT_EQ(child_cell({0, 0, 0}, {0, 0, 0}, 1), (bytes3{0, 0, 0})) << "-0.93 truncates to 0";
-    EXPECT_EQ(child_cell({255, 23, 23}, {255, 24, 24}, 1), (bytes3{16, 23, 23}))
-        << "256.6 becomes 256, then 16";
+    EXPECT_EQ(child_cell({255, 23, 23}, {255, 24, 24}, 1), (bytes3{16, 23, 23})) << "256.6 becomes 256, then 16";
 }
 
 TEST(Matrix48Reproduce, FillsEveryField) {
@@ -377,8 +371,7 @@ TEST(Matrix48Reproduce, EqualsThePlainFormOnEveryMidpointOfTheLattice) {
             for (int z = 0; z < 95; ++z) {
                 const auto half = [](int sum) { return static_cast<std::uint8_t>(sum / 2); };
                 const auto rest = [](int sum) { return static_cast<std::uint8_t>(sum - sum / 2); };
-                const qel_matrix_identity a = parent(half(x), half(y), half(z)),
-                                          b = parent(rest(x), rest(y), rest(z));
+                const qel_matrix_identity a = parent(half(x), half(y), half(z)), b = parent(rest(x), rest(y), rest(z));
                 expect_same(reproduce(a, b, 1), model::reproduce(a, b, 1));
                 if (HasFatalFailure()) FAIL() << x << ' ' << y << ' ' << z;
             }

@@ -67,10 +67,8 @@ TEST(NearestMerge, TakesTheNearerOfBothSides) {
 TEST(NearestMerge, TakesAllOfOneSideIfTheOtherIsFarOrEmpty) {
     expect_merged({1, 2, 3, 4, 5, 6, 7, 8, 9}, 0, 0, {0, 1, 2, 3, 4, 5, 6, 7}, {1, 1, 1, 2, 2, 2, 2, 2});
     expect_merged({1, 2, 3, 4, 5, 6, 7, 8, 9}, 10, 8, {8, 7, 6, 5, 4, 3, 2, 1}, {1, 1, 1, 2, 2, 2, 2, 2});
-    expect_merged({1, 4, 9, 16, 25, 36, 49, 64, 81}, 0, 0, {0, 1, 2, 3, 4, 5, 6, 7},
-                  {1, 2, 3, 4, 5, 6, 7, 8});
-    expect_merged({19, 36, 51, 64, 75, 84, 91, 96, 99}, 100, 8, {8, 7, 6, 5, 4, 3, 2, 1},
-                  {1, 2, 3, 4, 5, 6, 7, 8});
+    expect_merged({1, 4, 9, 16, 25, 36, 49, 64, 81}, 0, 0, {0, 1, 2, 3, 4, 5, 6, 7}, {1, 2, 3, 4, 5, 6, 7, 8});
+    expect_merged({19, 36, 51, 64, 75, 84, 91, 96, 99}, 100, 8, {8, 7, 6, 5, 4, 3, 2, 1}, {1, 2, 3, 4, 5, 6, 7, 8});
     expect_merged({1, 101, 104, 109, 116, 125, 136, 149, 164}, 100, 0, {1, 2, 3, 4, 5, 6, 7, 8},
                   {1, 2, 3, 4, 5, 6, 7, 8});
     expect_merged({1, 2, 3, 9000}, 3, 2, {2, 1, 0}, {0, 1, 1});
@@ -122,13 +120,11 @@ TEST(NearestMerge, IsTheSameInEveryForm) {
         const auto place = std::lower_bound(mortons.begin(), mortons.end(), target) - mortons.begin();
         const auto last = static_cast<std::uint32_t>(mortons.size() - 1);
         const std::uint32_t start = std::min(static_cast<std::uint32_t>(place), last);
-        const auto wanted =
-            static_cast<std::uint32_t>(random() % std::min<std::size_t>(mortons.size(), 10)) + 1;
+        const auto wanted = static_cast<std::uint32_t>(random() % std::min<std::size_t>(mortons.size(), 10)) + 1;
         const answer plain = merge(merge_kernel.forms.plain, mortons, target, start, wanted);
         (plain.given ? given : refused) += 1;
         for (const auto &form : runnable(merge_kernel))
-            ASSERT_EQ(merge(form.call, mortons, target, start, wanted), plain)
-                << form.name << ", round " << round;
+            ASSERT_EQ(merge(form.call, mortons, target, start, wanted), plain) << form.name << ", round " << round;
     }
     EXPECT_GT(given, 10000u);
     EXPECT_GT(refused, 1000u);

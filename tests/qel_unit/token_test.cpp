@@ -53,9 +53,8 @@ TEST(Token, IsTwentyFivePackedBytesLittleEndian) {
     std::memcpy(token.hex_id, "0000ABCD", 8);
     token.payload = 0x1112131415161718;
     token.layer = 0x21;
-    const unsigned char expected[25] = {0x08, 0x07, 0x06, 0x05, 0x04, 0x03, 0x02, 0x01, '0',
-                                        '0',  '0',  '0',  'A',  'B',  'C',  'D',  0x18, 0x17,
-                                        0x16, 0x15, 0x14, 0x13, 0x12, 0x11, 0x21};
+    const unsigned char expected[25] = {0x08, 0x07, 0x06, 0x05, 0x04, 0x03, 0x02, 0x01, '0',  '0',  '0',  '0', 'A',
+                                        'B',  'C',  'D',  0x18, 0x17, 0x16, 0x15, 0x14, 0x13, 0x12, 0x11, 0x21};
     EXPECT_EQ(sizeof token, 25u);
     EXPECT_EQ(std::memcmp(&token, expected, 25), 0);
 }
@@ -104,9 +103,9 @@ TEST(RuvSqrt, EqualsIntegerArithmeticOnEveryMagnitude) {
 }
 
 TEST(RuvIsqrt, GivesTruncatedRootsAndZeroBelowOne) {
-    const std::pair<std::int32_t, std::uint32_t> roots[] = {
-        {1, 1},           {2, 1}, {3, 1},  {4, 2},  {99, 9},     {16777217, 4096},
-        {int_max, 46340}, {0, 0}, {-1, 0}, {-5, 0}, {int_min, 0}};
+    const std::pair<std::int32_t, std::uint32_t> roots[] = {{1, 1},  {2, 1},           {3, 1},           {4, 2},
+                                                            {99, 9}, {16777217, 4096}, {int_max, 46340}, {0, 0},
+                                                            {-1, 0}, {-5, 0},          {int_min, 0}};
     for (const auto &[number, root] : roots)
         EXPECT_EQ(ruv_isqrt(number), root) << number;
 }

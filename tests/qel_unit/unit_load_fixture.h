@@ -19,8 +19,7 @@ class unit_load_test : public testing::Test {
     temp_folder folder;
     const std::string path = folder.file("unit.qel");
     owned_unit unit;
-    const std::vector<qel_token> unsorted = {make_token(30, "00000003", 300, 3),
-                                             make_token(10, "00000001", 100, 1),
+    const std::vector<qel_token> unsorted = {make_token(30, "00000003", 300, 3), make_token(10, "00000001", 100, 1),
                                              make_token(20, "00000002", 200, 2)};
     const std::vector<qel_token> sorted = {unsorted[1], unsorted[2], unsorted[0]};
 };

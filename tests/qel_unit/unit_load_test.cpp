@@ -111,8 +111,7 @@ TEST_F(UnitLoad, AcceptsAnyClaimedCountThatFitsMemory) {
 TEST_F(UnitLoad, ComputesTheSizeOfTheClaimedCountIn64Bits) {
     const failing_heap heap = failing_heap::of_size(std::size_t{25} * 0xFFFFFFFF);
     EXPECT_EQ(load(unit_file(0xFFFFFFFF, unsorted)), -4);
-    EXPECT_EQ(heap.failures(), sizeof(std::size_t) == 8 ? 1u : 0u)
-        << "32-bit addresses have no block of this size";
+    EXPECT_EQ(heap.failures(), sizeof(std::size_t) == 8 ? 1u : 0u) << "32-bit addresses have no block of this size";
 }
 
 TEST_F(UnitLoad, RandomBytesEndInADocumentedCode) {
@@ -124,8 +123,7 @@ TEST_F(UnitLoad, RandomBytesEndInADocumentedCode) {
         if (round % 2 == 0 && file.size() >= 12) std::memcpy(file.data(), "QEL", 4);
         if (round % 4 == 0 && file.size() >= 12) std::memcpy(&file[8], "\7\0\0", 4);
         const bool claims_much = file.size() >= 12 && file[11] != 0;
-        const std::int32_t expected =
-            claims_much && model::load(file).status == 0 ? -4 : model::load(file).status;
+        const std::int32_t expected = claims_much && model::load(file).status == 0 ? -4 : model::load(file).status;
         owned_unit loaded;
         // A claim of gigabytes is refused here on every machine.
         std::uint32_t claim = 0;
@@ -136,16 +134,14 @@ TEST_F(UnitLoad, RandomBytesEndInADocumentedCode) {
 }
 
 TEST_F(UnitLoad, ReleasesTheMemoryOfMissingRecords) {
-    const failing_heap heap =
-        failing_heap::of_size(2 * 25); // the size of the two tokens, whose allocation fails
+    const failing_heap heap = failing_heap::of_size(2 * 25); // the size of the two tokens, whose allocation fails
     ASSERT_EQ(load(unit_file(1000, {sorted[0], sorted[1]})), 0);
     EXPECT_EQ(heap.failures(), 1u);
     EXPECT_EQ(keys_of(unit), (keys{10, 20})) << "the larger block stays in use";
 }
 
 TEST_F(UnitLoad, LeaksNothing) {
-    for (const bytes &file :
-         {unit_file(sorted), unit_file(unsorted), unit_file(90, unsorted), unit_file(0, {})}) {
+    for (const bytes &file : {unit_file(sorted), unit_file(unsorted), unit_file(90, unsorted), unit_file(0, {})}) {
         const heap_ledger ledger;
         owned_unit loaded;
         ASSERT_EQ(load(file, loaded), 0);

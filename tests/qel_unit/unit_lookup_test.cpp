@@ -109,19 +109,17 @@ TEST(UnitLookupMorton, FindsAKey) {
     EXPECT_EQ(qel_unit_lookup_morton(&unit, 77), 1u);
     EXPECT_EQ(qel_unit_lookup_morton(&unit, 5), 3u);
     EXPECT_EQ(qel_unit_lookup_morton(&unit, 78), none) << "an empty bucket";
-    EXPECT_EQ(qel_unit_lookup_morton(&unit, std::uint64_t{77} << 32), none)
-        << "another key in the same bucket";
+    EXPECT_EQ(qel_unit_lookup_morton(&unit, std::uint64_t{77} << 32), none) << "another key in the same bucket";
     EXPECT_EQ(qel_unit_lookup_morton(&unit, 77 + 0x800000), none) << "another key in the same bucket";
 }
 
 TEST(UnitLookupMorton, FindsOnlyTheNewestOfABucket) {
     owned_unit unit;
-    ASSERT_EQ(create(unit, {make_token(0x0000000300000005), make_token(0x0000000500000003), make_token(8),
-                            make_token(8)}),
-              0);
+    ASSERT_EQ(
+        create(unit, {make_token(0x0000000300000005), make_token(0x0000000500000003), make_token(8), make_token(8)}),
+        0);
     EXPECT_EQ(qel_unit_lookup_morton(&unit, 0x0000000500000003), 1u);
-    EXPECT_EQ(qel_unit_lookup_morton(&unit, 0x0000000300000005), none)
-        << "in the unit, but not in the newest node";
+    EXPECT_EQ(qel_unit_lookup_morton(&unit, 0x0000000300000005), none) << "in the unit, but not in the newest node";
     EXPECT_EQ(qel_unit_lookup_morton(&unit, 8), 3u) << "of equal keys the later one";
 }
 
@@ -164,9 +162,7 @@ TEST(UnitLookupHex, ReadsExactlyEightBytes) {
 TEST(UnitLookupHex, FindsOnlyTheNewestOfABucket) {
     owned_unit unit;
     // 'A' x 33 + 'b' is 'B' x 33 + 'A': two texts with one hash.
-    ASSERT_EQ(
-        create(unit, {make_token(1, "Ab"), make_token(2, "BA"), make_token(3, "CC"), make_token(4, "CC")}),
-        0);
+    ASSERT_EQ(create(unit, {make_token(1, "Ab"), make_token(2, "BA"), make_token(3, "CC"), make_token(4, "CC")}), 0);
     ASSERT_EQ(unit.hex_index->nodes[1].next, 0u);
     EXPECT_EQ(qel_unit_lookup_hex(&unit, "BA\0\0\0\0\0"), 1u);
     EXPECT_EQ(qel_unit_lookup_hex(&unit, "Ab\0\0\0\0\0"), none) << "in the unit, but not in the newest node";
@@ -175,8 +171,7 @@ TEST(UnitLookupHex, FindsOnlyTheNewestOfABucket) {
 
 TEST(UnitQueryLatticeVertex, LooksUpThePackedKey) {
     owned_unit unit;
-    ASSERT_EQ(create(unit, {make_token(0x0000000100020003), make_token(0x0000FFFFFFFFFFFF), make_token(0)}),
-              0);
+    ASSERT_EQ(create(unit, {make_token(0x0000000100020003), make_token(0x0000FFFFFFFFFFFF), make_token(0)}), 0);
     EXPECT_EQ(qel_unit_query_lattice_vertex(&unit, 1, 2, 3), 0u);
     EXPECT_EQ(qel_unit_query_lattice_vertex(&unit, 0xFFFF, 0xFFFF, 0xFFFF), 1u);
     EXPECT_EQ(qel_unit_query_lattice_vertex(&unit, 0, 0, 0), 2u);
@@ -204,8 +199,7 @@ TEST(UnitLookup, EqualsTheHeadOfThePlainIndexOnACrowdedUnit) {
         if (tokens[expected].morton != key) expected = none;
         ASSERT_EQ(qel_unit_lookup_morton(&unit, key), expected);
         ASSERT_EQ(qel_unit_query_lattice_vertex(&unit, static_cast<std::uint16_t>(key >> 32),
-                                                static_cast<std::uint16_t>(key >> 16),
-                                                static_cast<std::uint16_t>(key)),
+                                                static_cast<std::uint16_t>(key >> 16), static_cast<std::uint16_t>(key)),
                   expected);
         expected = head(by_hex, model::hex_bucket(token.hex_id));
         if (std::memcmp(tokens[expected].hex_id, token.hex_id, 8) != 0) expected = none;
@@ -218,15 +212,14 @@ class UnitQueryLayer : public testing::Test {
     std::vector<std::uint32_t> query(std::uint8_t layer, std::int32_t max) {
         std::vector<std::uint32_t> listed(tokens.size() + 1, 4711);
         const std::uint32_t found = qel_unit_query_layer(&unit, layer, listed.data(), max);
-        EXPECT_TRUE(std::all_of(listed.begin() + found, listed.end(), [](std::uint32_t n) {
-            return n == 4711;
-        })) << "entries beyond the result do not change";
+        EXPECT_TRUE(std::all_of(listed.begin() + found, listed.end(), [](std::uint32_t n) { return n == 4711; }))
+            << "entries beyond the result do not change";
         listed.resize(found);
         return listed;
     }
 
-    std::vector<qel_token> tokens = {make_token(4, "", 0, 1), make_token(3, "", 0, 3),
-                                     make_token(2, "", 0, 1), make_token(1, "", 0, 1)};
+    std::vector<qel_token> tokens = {make_token(4, "", 0, 1), make_token(3, "", 0, 3), make_token(2, "", 0, 1),
+                                     make_token(1, "", 0, 1)};
     qel_unit unit = borrowed_unit(tokens);
     using numbers = std::vector<std::uint32_t>;
 };

@@ -44,8 +44,7 @@ results query(const qel_unit &unit, std::uint64_t target, std::int32_t k, std::s
         if (i < found) {
             list.push_back({numbers[i], distances[i]});
         } else {
-            EXPECT_EQ(numbers[i], static_cast<std::uint32_t>(untouched))
-                << "entries beyond the result do not change";
+            EXPECT_EQ(numbers[i], static_cast<std::uint32_t>(untouched)) << "entries beyond the result do not change";
             EXPECT_EQ(distances[i], untouched) << "entries beyond the result do not change";
         }
     }
@@ -138,8 +137,7 @@ TEST(UnitQueryNearest, PutsAnEqualKeyFirst) {
 }
 
 TEST(UnitQueryNearest, KeepsTheFirstFoundWhenOneSlotIsLeft) {
-    EXPECT_EQ(query(keys{6, 10, 14}, 10, 2), (results{{1, 0}, {0, 2}}))
-        << "a pass offers the left side first";
+    EXPECT_EQ(query(keys{6, 10, 14}, 10, 2), (results{{1, 0}, {0, 2}})) << "a pass offers the left side first";
     EXPECT_EQ(query(keys{6, 14}, 10, 1), (results{{1, 2}})) << "the search ends at 14, which is found first";
 }
 
@@ -155,10 +153,8 @@ TEST(UnitQueryNearest, OffersTheRightSideInThePassOfTheLeftSide) {
 }
 
 TEST(UnitQueryNearest, MayReturnMoreTokensOfOneSide) {
-    EXPECT_EQ(query(keys{0, 1000, 1001, 1002, 1003, 1004, 5000}, 1000, 4),
-              (results{{1, 0}, {2, 1}, {3, 1}, {4, 1}}));
-    EXPECT_EQ(query(keys{996, 997, 998, 999, 1000, 5000, 6000}, 1000, 4),
-              (results{{4, 0}, {3, 1}, {2, 1}, {1, 1}}));
+    EXPECT_EQ(query(keys{0, 1000, 1001, 1002, 1003, 1004, 5000}, 1000, 4), (results{{1, 0}, {2, 1}, {3, 1}, {4, 1}}));
+    EXPECT_EQ(query(keys{996, 997, 998, 999, 1000, 5000, 6000}, 1000, 4), (results{{4, 0}, {3, 1}, {2, 1}, {1, 1}}));
 }
 
 TEST(UnitQueryNearest, StopsAtTwoToTheThirtySecondHopsWhoseSquareWraps) {
@@ -212,8 +208,7 @@ const key_kind kinds[] = {
      [](std::mt19937_64 &random) -> std::uint64_t {
          return random() % 2 == 0 ? random() % 1000 : most - random() % 1000;
      }},
-    {"of every magnitude",
-     [](std::mt19937_64 &random) -> std::uint64_t { return random() >> random() % 64; }},
+    {"of every magnitude", [](std::mt19937_64 &random) -> std::uint64_t { return random() >> random() % 64; }},
     {"on the lattice", [](std::mt19937_64 &random) -> std::uint64_t {
          return random() % 48 << 32 | random() % 48 << 16 | random() % 48;
      }}};
@@ -221,9 +216,7 @@ const key_kind kinds[] = {
 enum class order { sorted, nearly_sorted, shuffled };
 
 std::ostream &operator<<(std::ostream &stream, order value) {
-    return stream << (value == order::sorted     ? "Sorted"
-                      : value == order::shuffled ? "Shuffled"
-                                                 : "NearlySorted");
+    return stream << (value == order::sorted ? "Sorted" : value == order::shuffled ? "Shuffled" : "NearlySorted");
 }
 
 class UnitQueryNearestModel : public testing::TestWithParam<order> {
@@ -250,8 +243,7 @@ TEST_P(UnitQueryNearestModel, EqualsThePlainPassesOnSmallUnits) {
         SCOPED_TRACE(kind.name);
         for (int round = 0; round < 400; ++round) {
             const std::vector<qel_token> unit = tokens(kind, random() % 12 + 1);
-            const std::uint64_t target =
-                round % 3 == 0 ? unit[random() % unit.size()].morton : kind.key(random);
+            const std::uint64_t target = round % 3 == 0 ? unit[random() % unit.size()].morton : kind.key(random);
             for (std::int32_t k = 1; k <= static_cast<std::int32_t>(unit.size()) + 1; ++k)
                 expect_as_model(unit, target, k);
         }
@@ -287,8 +279,7 @@ TEST_P(UnitQueryNearestModel, EqualsThePlainPassesWhereMostOffersComeAfterTheLis
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(, UnitQueryNearestModel,
-                         testing::Values(order::sorted, order::nearly_sorted, order::shuffled),
+INSTANTIATE_TEST_SUITE_P(, UnitQueryNearestModel, testing::Values(order::sorted, order::nearly_sorted, order::shuffled),
                          testing::PrintToStringParamName());
 
 TEST(UnitQueryNearest, MergesEightOfEachSideAndNoMore) {

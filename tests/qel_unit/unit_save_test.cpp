@@ -41,8 +41,7 @@ TEST_F(UnitSave, WritesTheHeaderAndTheTokensInStorageOrder) {
     EXPECT_EQ(bytes(file.begin(), file.begin() + 16),
               (bytes{'Q', 'E', 'L', 0, 4, 3, 2, 1, 3, 0, 0, 0, 0xA4, 0xA3, 0xA2, 0xA1}));
     EXPECT_EQ(bytes(file.begin() + 24, file.begin() + 49),
-              (bytes{1,   0,   2,   0,    3,    0, 0, 0, '0', '0', '0', '0', '0',
-                     '0', '0', '3', 0x11, 0x11, 0, 0, 0, 0,   0,   0,   3}));
+              (bytes{1, 0, 2, 0, 3, 0, 0, 0, '0', '0', '0', '0', '0', '0', '0', '3', 0x11, 0x11, 0, 0, 0, 0, 0, 0, 3}));
     EXPECT_EQ(without_time(file), unit_file(3, tokens, 0x01020304, 0xA1A2A3A4));
 }
 
@@ -111,8 +110,7 @@ TEST_F(UnitSave, ReportsAFullDiskAsTokensCutShort) {
 
 TEST_F(UnitSave, IgnoresTheResultOfClosing) {
     if (!test::file_exists("/dev/full")) GTEST_SKIP() << "no device that is always full";
-    EXPECT_EQ(qel_unit_save("/dev/full", &unit), 0)
-        << "the bytes fit the stream's buffer and fail at its close";
+    EXPECT_EQ(qel_unit_save("/dev/full", &unit), 0) << "the bytes fit the stream's buffer and fail at its close";
 }
 
 TEST_F(UnitSave, TakesTheByteCountModuloTwoToTheThirtySecond) {
@@ -120,8 +118,7 @@ TEST_F(UnitSave, TakesTheByteCountModuloTwoToTheThirtySecond) {
     ASSERT_EQ(qel_unit_save(path.c_str(), &unit), 0);
     const bytes file = read_file(path);
     ASSERT_EQ(file.size(), 28u);
-    EXPECT_EQ(bytes(file.begin() + 8, file.begin() + 12), (bytes{0xA4, 0x70, 0x3D, 0x0A}))
-        << "the count is whole";
+    EXPECT_EQ(bytes(file.begin() + 8, file.begin() + 12), (bytes{0xA4, 0x70, 0x3D, 0x0A})) << "the count is whole";
     EXPECT_EQ(bytes(file.begin() + 24, file.end()), (bytes{1, 0, 2, 0}));
 
     unit.count = 1030792153; // times 25 is 6 x 2^32 + 49

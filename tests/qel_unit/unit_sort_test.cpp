@@ -52,16 +52,15 @@ TEST_F(UnitSort, KeepsTheFilesOrderOfEqualKeys) {
 TEST_F(UnitSort, EqualsThePlainReadingOfRandomUnits) {
     std::mt19937_64 random(5);
     // Few and many differing bits, together or scattered: every number of radix passes occurs.
-    const std::uint64_t masks[] = {
-        0x0000000000000000, 0x0000000000000001, 0x00000000000000FF, 0x00000000000001FF, 0x8000000000000000,
-        0x8000000000000001, 0x0000003F003F003F, 0x0000FFFFFFFFFFFF, 0x0101010101010101, 0x8080808080808080,
-        0xF0F0F0F0F0F0F0F0, 0xFE00000000000000, 0xFFFFFFFFFFFFFFFF};
+    const std::uint64_t masks[] = {0x0000000000000000, 0x0000000000000001, 0x00000000000000FF, 0x00000000000001FF,
+                                   0x8000000000000000, 0x8000000000000001, 0x0000003F003F003F, 0x0000FFFFFFFFFFFF,
+                                   0x0101010101010101, 0x8080808080808080, 0xF0F0F0F0F0F0F0F0, 0xFE00000000000000,
+                                   0xFFFFFFFFFFFFFFFF};
     for (const std::uint64_t mask : masks) {
         std::vector<qel_token> tokens(1 + random() % 3000);
         const std::uint64_t base = random();
         for (qel_token &token : tokens) {
-            token = make_token((base & ~mask) | (random() & mask), "", random(),
-                               static_cast<std::uint8_t>(random()));
+            token = make_token((base & ~mask) | (random() & mask), "", random(), static_cast<std::uint8_t>(random()));
             std::memcpy(token.hex_id, &mask, 4);
         }
         SCOPED_TRACE(mask);

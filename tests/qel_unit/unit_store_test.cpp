@@ -16,9 +16,8 @@ namespace {
 using namespace test;
 
 std::vector<qel_token> five_tokens() {
-    return {make_token(50, "00000005", 500, 5), make_token(10, "00000001", 100, 1),
-            make_token(40, "00000004", 400, 4), make_token(20, "00000002", 200, 2),
-            make_token(30, "00000003", 300, 3)};
+    return {make_token(50, "00000005", 500, 5), make_token(10, "00000001", 100, 1), make_token(40, "00000004", 400, 4),
+            make_token(20, "00000002", 200, 2), make_token(30, "00000003", 300, 3)};
 }
 
 /// Tokens whose keys and identities often share buckets; some identities are short, some hold bytes from 0x80 on.
@@ -115,8 +114,8 @@ TEST(UnitCreate, LeavesTokensBeyondAllNodesOutOfTheIndexes) {
         keys[i] = std::uint64_t{i} << 40 | i;
     const std::vector<std::uint8_t> layers(count, 1);
     owned_unit unit;
-    ASSERT_EQ(qel_unit_create(&unit, count, keys.data(), reinterpret_cast<const char *>(keys.data()),
-                              keys.data(), layers.data()),
+    ASSERT_EQ(qel_unit_create(&unit, count, keys.data(), reinterpret_cast<const char *>(keys.data()), keys.data(),
+                              layers.data()),
               0);
     EXPECT_EQ(unit.morton_index->node_count, 0x800000u);
     EXPECT_EQ(unit.hex_index->node_count, 0x800000u);
@@ -130,8 +129,7 @@ TEST(UnitCreate, LeavesTokensBeyondAllNodesOutOfTheIndexes) {
     EXPECT_EQ(morton, keys[0x800001]);
     std::uint32_t number = 0;
     std::uint64_t distance = 1;
-    EXPECT_EQ(qel_unit_query_nearest(&unit, keys[0x800001], 1, &number, &distance), 1u)
-        << "and by the nearest query";
+    EXPECT_EQ(qel_unit_query_nearest(&unit, keys[0x800001], 1, &number, &distance), 1u) << "and by the nearest query";
     EXPECT_EQ(number, 0x800001u);
     EXPECT_EQ(distance, 0u);
     EXPECT_EQ(unit.order[0x800001], 0x800001u);
@@ -154,8 +152,8 @@ class UnitCreateFailure : public testing::Test {
     }
 
     std::int32_t create(qel_unit *into, std::uint32_t count) const {
-        return qel_unit_create(into, count, arrays.mortons.data(), arrays.hex_ids.data(),
-                               arrays.payloads.data(), arrays.layers.data());
+        return qel_unit_create(into, count, arrays.mortons.data(), arrays.hex_ids.data(), arrays.payloads.data(),
+                               arrays.layers.data());
     }
 
     const token_arrays arrays{five_tokens()};

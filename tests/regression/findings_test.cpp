@@ -39,8 +39,7 @@ constexpr finding findings[] = {
     {"UnitTokenCut", file_kind::unit, [] { return cut(sound_unit(), 24 + 25 + 7); }, 0, 0},
     {"UnitOfOtherKind", file_kind::unit, sound_agents, 0, -3},
     {"UnitCountOfGigabytesRefused", file_kind::unit, [] { return patched(sound_unit(), 8, all); }, 1, -4},
-    {"UnitOfOneMillionMissingTokens", file_kind::unit, [] { return patched(sound_unit(), 8, 1000000u); }, 0,
-     0},
+    {"UnitOfOneMillionMissingTokens", file_kind::unit, [] { return patched(sound_unit(), 8, 1000000u); }, 0, 0},
     {"UnitKeysAllAlike", file_kind::unit, [] { return replaced(replaced(sound_unit(), 7, 1), 5, 1); }, 0, 0},
     {"UnitFirstIndexMissing", file_kind::unit, sound_unit, 2, -5},
 
@@ -50,12 +49,9 @@ constexpr finding findings[] = {
     {"SceneVersionTwo", file_kind::scene, [] { return patched(sound_scene(), 4, 2u); }, 0, -3},
     {"SceneMeshCountOfGigabytes", file_kind::scene, [] { return patched(sound_scene(), 8, all); }, 0, -4},
     {"SceneFrameCountOfGigabytes", file_kind::scene, [] { return patched(sound_scene(), 12, all); }, 0, -4},
-    {"SceneVertexBytesBeyond32Bits", file_kind::scene,
-     [] { return patched(sound_scene(), 128, 0x15555556u); }, 0, -4},
-    {"SceneFaceBytesBeyond32Bits", file_kind::scene, [] { return patched(sound_scene(), 132, 0x15555556u); },
-     0, -4},
-    {"SceneOfOneMillionMissingFaces", file_kind::scene, [] { return patched(sound_scene(), 132, 1000000u); },
-     0, 0},
+    {"SceneVertexBytesBeyond32Bits", file_kind::scene, [] { return patched(sound_scene(), 128, 0x15555556u); }, 0, -4},
+    {"SceneFaceBytesBeyond32Bits", file_kind::scene, [] { return patched(sound_scene(), 132, 0x15555556u); }, 0, -4},
+    {"SceneOfOneMillionMissingFaces", file_kind::scene, [] { return patched(sound_scene(), 132, 1000000u); }, 0, 0},
     {"SceneNameWithoutEnd", file_kind::scene,
      [] {
          bytes file = sound_scene();
@@ -71,8 +67,8 @@ constexpr finding findings[] = {
     {"CacheOfFourBytes", file_kind::cache, [] { return cut(sound_cache(), 4); }, 0, 0},
     {"CacheOfOtherKind", file_kind::cache, sound_scene, 0, -5},
     {"CacheSkinBehindTheFile", file_kind::cache, [] { return patched(sound_cache(), 60, all); }, 0, 0},
-    {"CacheJointBytesBeyond32Bits", file_kind::cache,
-     [] { return patched(sound_cache(), cache_skin_at, 0x00C7CE0Du); }, 0, 0},
+    {"CacheJointBytesBeyond32Bits", file_kind::cache, [] { return patched(sound_cache(), cache_skin_at, 0x00C7CE0Du); },
+     0, 0},
     {"CacheWeightsOfGigabytes", file_kind::cache,
      [] { return patched(sound_cache(), cache_skin_at + 4 + 2 * 328, all); }, 0, 0},
     {"CacheJointsBeyondTheSkin", file_kind::cache, [] { return replaced(sound_cache(), 1, all); }, 0, 0},
@@ -83,22 +79,20 @@ constexpr finding findings[] = {
     {"AgentsTimeCut", file_kind::agents, [] { return cut(sound_agents(), 20); }, 0, 0},
     {"AgentsRecordCut", file_kind::agents, [] { return cut(sound_agents(), 24 + 40 + 1); }, 0, 0},
     {"AgentsOneMoreThanFit", file_kind::agents, [] { return patched(sound_agents(), 8, 65537u); }, 0, 0},
-    {"AgentsOfAllCounts", file_kind::agents, [] { return patched(sound_agents(), 8, ~std::uint64_t{0}); }, 0,
-     0},
+    {"AgentsOfAllCounts", file_kind::agents, [] { return patched(sound_agents(), 8, ~std::uint64_t{0}); }, 0, 0},
     {"AgentsOfOtherKind", file_kind::agents, sound_unit, 0, -4},
     {"AgentsWithoutMemory", file_kind::agents, sound_agents, 3, -1},
 
     // Archives: root reference at 8, nodes from 16 on.
     {"ArchiveHeaderCut", file_kind::archive, [] { return cut(sound_archive(), 15); }, 0, -5},
     {"ArchiveHeaderAlone", file_kind::archive, [] { return cut(sound_archive(), 16); }, 0, -1},
-    {"ArchiveRootIsItsOwnReference", file_kind::archive,
-     [] { return patched(sound_archive(), 8, std::uint64_t{8}); }, 0, 0},
-    {"ArchiveRootIsData", file_kind::archive, [] { return patched(sound_archive(), 8, data_bit | 16); }, 0,
+    {"ArchiveRootIsItsOwnReference", file_kind::archive, [] { return patched(sound_archive(), 8, std::uint64_t{8}); },
+     0, 0},
+    {"ArchiveRootIsData", file_kind::archive, [] { return patched(sound_archive(), 8, data_bit | 16); }, 0, 0},
+    {"ArchiveRootBeyondAllOffsets", file_kind::archive, [] { return patched(sound_archive(), 8, ~std::uint64_t{0}); },
+     0, 0},
+    {"ArchiveFacesOfEnormousCounts", file_kind::archive, [] { return replaced(sound_archive(), 4, 0xFFFFFFF0, 10); }, 0,
      0},
-    {"ArchiveRootBeyondAllOffsets", file_kind::archive,
-     [] { return patched(sound_archive(), 8, ~std::uint64_t{0}); }, 0, 0},
-    {"ArchiveFacesOfEnormousCounts", file_kind::archive,
-     [] { return replaced(sound_archive(), 4, 0xFFFFFFF0, 10); }, 0, 0},
     {"ArchiveWithoutMemoryForTheNodes", file_kind::archive, sound_archive, 1, 0},
 
     // Archives read by structure.
@@ -108,8 +102,7 @@ constexpr finding findings[] = {
      [] { return archive_of_a_turn(1e-200); }, 0, QEL_ARCHIVE_OK},
     {"StructureTurnsAboutAnAxisWhoseSquareOverflows", file_kind::archive_structure,
      [] { return archive_of_a_turn(1e200); }, 0, QEL_ARCHIVE_OK},
-    {"StructureWithoutMemoryForTheArchive", file_kind::archive_structure, sound_archive, 1,
-     QEL_ARCHIVE_NO_MEMORY},
+    {"StructureWithoutMemoryForTheArchive", file_kind::archive_structure, sound_archive, 1, QEL_ARCHIVE_NO_MEMORY},
 };
 
 class Findings : public testing::TestWithParam<finding> {};
@@ -121,8 +114,7 @@ TEST_P(Findings, ReturnTheirCodeAndLeakNothing) {
     EXPECT_EQ(ledger.live(), 0u);
 }
 
-INSTANTIATE_TEST_SUITE_P(, Findings, testing::ValuesIn(findings),
-                         [](const auto &each) { return each.param.name; });
+INSTANTIATE_TEST_SUITE_P(, Findings, testing::ValuesIn(findings), [](const auto &each) { return each.param.name; });
 
 } // namespace
 } // namespace qel

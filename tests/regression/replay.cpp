@@ -45,8 +45,7 @@ std::int32_t replay_unit(const std::string &path, const std::string &other, std:
 std::int32_t replay_scene(const std::string &path, const std::string &other, std::uint64_t failing) {
     owned_scene owned;
     qel_alembic_file &scene = owned.scene;
-    const std::int32_t code =
-        load_with_failure(failing, [&] { return qel_alembic_load(path.c_str(), &scene); });
+    const std::int32_t code = load_with_failure(failing, [&] { return qel_alembic_load(path.c_str(), &scene); });
     if (code != 0) return code;
     char text[2000];
     qel_alembic_hit hits[8];
@@ -137,8 +136,7 @@ std::int32_t replay_archive(const std::string &path, const std::string &other, s
 
 std::int32_t replay_archive_structure(const std::string &path, std::uint64_t failing) {
     qel_archive *archive = nullptr;
-    const std::int32_t code =
-        load_with_failure(failing, [&] { return qel_archive_open(path.c_str(), &archive); });
+    const std::int32_t code = load_with_failure(failing, [&] { return qel_archive_open(path.c_str(), &archive); });
     qel_archive_close(archive);
     if (failing == 0) {
         EXPECT_EQ(model::first_difference(path), "");
@@ -216,17 +214,14 @@ bytes archive_of_a_turn(double axis_length) {
 bytes archive_inside_itself() {
     archive_builder builder;
     object_node &object = builder.top.add("object");
-    object.edit_headers =
-        [](bytes &headers) { // as headers of objects too few, as those of properties one scalar
-            property_header header;
-            header.set(info_kind, static_cast<std::uint32_t>(property_kind::scalar));
-            header.set(info_extent, 1);
-            header.name = "x";
-            headers = bytes_of_header(header);
-        };
-    object.edit_references = [](std::vector<std::uint64_t> &references, std::uint64_t own) {
-        references[0] = own;
+    object.edit_headers = [](bytes &headers) { // as headers of objects too few, as those of properties one scalar
+        property_header header;
+        header.set(info_kind, static_cast<std::uint32_t>(property_kind::scalar));
+        header.set(info_extent, 1);
+        header.name = "x";
+        headers = bytes_of_header(header);
     };
+    object.edit_references = [](std::vector<std::uint64_t> &references, std::uint64_t own) { references[0] = own; };
     return builder.build().content;
 }
 

@@ -58,17 +58,15 @@ std::uint32_t narrowest_width(const property_header &header) {
         header.last_changed,
         header.time_sampling,
         header.name_length.value_or(static_cast<std::uint32_t>(header.name.size())),
-        static_cast<std::uint32_t>(header.get(info_metadata) == metadata_follows ? header.metadata.size()
-                                                                                 : 0)};
+        static_cast<std::uint32_t>(header.get(info_metadata) == metadata_follows ? header.metadata.size() : 0)};
     const std::uint32_t largest = *std::max_element(std::begin(numbers), std::end(numbers));
     return largest <= 0xFF ? 0 : largest <= 0xFFFF ? 1 : 2;
 }
 
 /// The parts of a header that describe samples.
 void describe_samples(property_header &header, const property_node &node) {
-    const property_kind kind = node.kind == property_kind::array && has_one_element_each(node)
-                                   ? property_kind::array_of_one
-                                   : node.kind;
+    const property_kind kind =
+        node.kind == property_kind::array && has_one_element_each(node) ? property_kind::array_of_one : node.kind;
     header.set(info_kind, static_cast<std::uint32_t>(kind));
     header.set(info_value, static_cast<std::uint32_t>(node.value));
     header.set(info_extent, node.extent);
@@ -91,16 +89,14 @@ void describe_samples(property_header &header, const property_node &node) {
 /// Writes an archive from its leaves to its root.
 class archive_output {
   public:
-    explicit archive_output(const archive_builder &source)
-        : source_(source), highest_(source.samplings.size()) {}
+    explicit archive_output(const archive_builder &source) : source_(source), highest_(source.samplings.size()) {}
 
     built_archive run();
 
   private:
     std::uint64_t shared_data(const bytes &payload);
     std::uint8_t metadata_number(const std::string &text, bool in_header);
-    void put_sample(std::vector<std::uint64_t> &references, const property_node &node,
-                    const sample_data &sample);
+    void put_sample(std::vector<std::uint64_t> &references, const property_node &node, const sample_data &sample);
     property_header header_of(const property_node &node);
     object_header header_of(const object_node &node);
     std::uint64_t put_samples(const property_node &node, node_place &place);
@@ -108,8 +104,7 @@ class archive_output {
     void put_property(const property_node &node, const std::string &path);
     std::uint64_t put_object(const object_node &node, const std::string &path);
     std::uint64_t put_child_headers(const object_node &node, const std::string &prefix, node_place &place);
-    std::uint64_t put_group(std::vector<std::uint64_t> references, const references_edit &edit,
-                            node_place &place);
+    std::uint64_t put_group(std::vector<std::uint64_t> references, const references_edit &edit, node_place &place);
     std::uint64_t put_headers(bytes headers, const std::function<void(bytes &)> &edit, node_place &place);
     std::uint64_t put_samplings();
     std::uint64_t put_shared_texts();
@@ -181,8 +176,7 @@ std::uint64_t archive_output::put_group(std::vector<std::uint64_t> references, c
     return out_.group(references);
 }
 
-std::uint64_t archive_output::put_headers(bytes headers, const std::function<void(bytes &)> &edit,
-                                          node_place &place) {
+std::uint64_t archive_output::put_headers(bytes headers, const std::function<void(bytes &)> &edit, node_place &place) {
     if (edit) edit(headers);
     place.headers = out_.size() + 8;
     place.headers_size = headers.size();
@@ -215,8 +209,7 @@ void set_header_places(std::map<std::string, node_place> &places, const std::vec
     }
 }
 
-std::uint64_t archive_output::put_compound(const property_node &node, const std::string &path,
-                                           node_place &place) {
+std::uint64_t archive_output::put_compound(const property_node &node, const std::string &path, node_place &place) {
     std::vector<std::uint64_t> references;
     std::vector<std::string> paths;
     std::vector<std::size_t> ends;
@@ -244,8 +237,7 @@ void archive_output::put_property(const property_node &node, const std::string &
     built_.places[path] = place;
 }
 
-std::uint64_t archive_output::put_child_headers(const object_node &node, const std::string &prefix,
-                                                node_place &place) {
+std::uint64_t archive_output::put_child_headers(const object_node &node, const std::string &prefix, node_place &place) {
     std::vector<std::string> paths;
     std::vector<std::size_t> ends;
     bytes headers;
@@ -302,8 +294,8 @@ built_archive archive_output::run() {
     const std::uint64_t top = put_object(source_.top, "/");
     const std::uint64_t metadata = out_.data(bytes_of_text(source_.metadata));
     const std::uint64_t samplings = put_samplings(), texts = put_shared_texts();
-    built_.root.reference = put_group({layout_version, library_version, top, metadata, samplings, texts},
-                                      source_.edit_root, built_.root);
+    built_.root.reference =
+        put_group({layout_version, library_version, top, metadata, samplings, texts}, source_.edit_root, built_.root);
     out_.set_root(built_.root.reference);
     built_.content = out_.content();
     return std::move(built_);
@@ -313,8 +305,8 @@ built_archive archive_output::run() {
 
 bool sample_data::operator==(const sample_data &other) const {
     return values == other.values && dimensions == other.dimensions && store_empty == other.store_empty &&
-           payload == other.payload && dimensions_payload == other.dimensions_payload &&
-           instead == other.instead && dimensions_instead == other.dimensions_instead;
+           payload == other.payload && dimensions_payload == other.dimensions_payload && instead == other.instead &&
+           dimensions_instead == other.dimensions_instead;
 }
 
 sample_data sample_of_texts(const std::vector<std::string> &texts, bool of_an_array) {
@@ -346,10 +338,8 @@ property_node &property_node::add(const std::string &child, property_kind child_
     return node;
 }
 
-property_node &property_node::text(const std::string &child, const std::string &value_of_it,
-                                   std::uint32_t sampling) {
-    return add(child, property_kind::scalar, value_kind::text, 1, {sample_of_texts({value_of_it}, false)},
-               sampling);
+property_node &property_node::text(const std::string &child, const std::string &value_of_it, std::uint32_t sampling) {
+    return add(child, property_kind::scalar, value_kind::text, 1, {sample_of_texts({value_of_it}, false)}, sampling);
 }
 
 property_node &property_node::texts(const std::string &child, const std::vector<std::string> &values,

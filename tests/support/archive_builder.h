@@ -79,8 +79,7 @@ enum class changes {
     every_sample, // all samples are stored, equal or not
 };
 
-using references_edit =
-    std::function<void(std::vector<std::uint64_t> &references, std::uint64_t own_position)>;
+using references_edit = std::function<void(std::vector<std::uint64_t> &references, std::uint64_t own_position)>;
 
 struct property_node {
     std::string name, metadata;
@@ -107,25 +106,22 @@ struct property_node {
     /// Adds a property to this compound. References to properties stay valid when others are added.
     property_node &compound(const std::string &child, const std::string &text = "");
     property_node &add(const std::string &child, property_kind child_kind, value_kind child_value,
-                       std::uint32_t child_extent, std::vector<sample_data> child_samples,
-                       std::uint32_t sampling = 0, const std::string &text = "");
+                       std::uint32_t child_extent, std::vector<sample_data> child_samples, std::uint32_t sampling = 0,
+                       const std::string &text = "");
     template <class T>
     property_node &scalar(const std::string &child, std::uint32_t child_extent,
                           const std::vector<std::vector<T>> &values, std::uint32_t sampling = 0,
                           const std::string &text = "") {
-        return add(child, property_kind::scalar, kind_of<T>(), child_extent, samples_of(values), sampling,
-                   text);
+        return add(child, property_kind::scalar, kind_of<T>(), child_extent, samples_of(values), sampling, text);
     }
     template <class T>
     property_node &array(const std::string &child, std::uint32_t child_extent,
                          const std::vector<std::vector<T>> &values, std::uint32_t sampling = 0,
                          const std::string &text = "") {
-        return add(child, property_kind::array, kind_of<T>(), child_extent, samples_of(values), sampling,
-                   text);
+        return add(child, property_kind::array, kind_of<T>(), child_extent, samples_of(values), sampling, text);
     }
     property_node &text(const std::string &child, const std::string &value, std::uint32_t sampling = 0);
-    property_node &texts(const std::string &child, const std::vector<std::string> &values,
-                         std::uint32_t sampling = 0);
+    property_node &texts(const std::string &child, const std::vector<std::string> &values, std::uint32_t sampling = 0);
 };
 
 struct object_node {
@@ -170,13 +166,9 @@ struct built_archive {
         std::memcpy(content.data() + at, &value_there, sizeof value_there);
     }
     /// Where a reference leads, be it to a group or to data.
-    static std::uint64_t position_of(std::uint64_t reference) {
-        return reference & ~archive_writer::data_bit;
-    }
+    static std::uint64_t position_of(std::uint64_t reference) { return reference & ~archive_writer::data_bit; }
     /// The position of reference `child` of a group.
-    static std::uint64_t reference_at(std::uint64_t group, std::uint64_t child) {
-        return group + 8 + 8 * child;
-    }
+    static std::uint64_t reference_at(std::uint64_t group, std::uint64_t child) { return group + 8 + 8 * child; }
 };
 
 struct archive_builder {

@@ -14,22 +14,7 @@ namespace qel::test {
 
 enum class property_kind : std::uint32_t { compound, scalar, array, array_of_one };
 
-enum class value_kind : std::uint32_t {
-    boolean,
-    u8,
-    i8,
-    u16,
-    i16,
-    u32,
-    i32,
-    u64,
-    i64,
-    f16,
-    f32,
-    f64,
-    text,
-    wide_text
-};
+enum class value_kind : std::uint32_t { boolean, u8, i8, u16, i16, u32, i32, u64, i64, f16, f32, f64, text, wide_text };
 
 /// Bytes of one value; 0 for texts, whose length differs.
 std::size_t value_size(value_kind value);
@@ -49,8 +34,7 @@ struct info_field {
 };
 
 constexpr info_field info_kind{0, 2}, info_width{2, 2}, info_value{4, 4}, info_has_sampling{8, 1},
-    info_has_changed{9, 1}, info_same_size{10, 1}, info_all_equal{11, 1}, info_extent{12, 8},
-    info_metadata{20, 8};
+    info_has_changed{9, 1}, info_same_size{10, 1}, info_all_equal{11, 1}, info_extent{12, 8}, info_metadata{20, 8};
 
 /// The metadata number that means: the text follows in the header.
 constexpr std::uint32_t metadata_follows = 0xFF;

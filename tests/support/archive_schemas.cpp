@@ -27,8 +27,8 @@ std::vector<double> bounds_of(const std::vector<float> &points) {
 }
 
 /// Positions and, where asked for, their bounds.
-void add_positions(property_node &geometry, const std::vector<std::vector<float>> &points,
-                   std::uint32_t time_sampling, bool with_bounds) {
+void add_positions(property_node &geometry, const std::vector<std::vector<float>> &points, std::uint32_t time_sampling,
+                   bool with_bounds) {
     if (with_bounds) {
         std::vector<std::vector<double>> bounds;
         for (const std::vector<float> &sample : points)
@@ -104,14 +104,12 @@ xform_operation rotate_z(double degrees) {
     return {0x60, {degrees}};
 }
 
-object_node &add_xform(object_node &parent, const std::string &name,
-                       const std::vector<xform_operation> &operations) {
+object_node &add_xform(object_node &parent, const std::string &name, const std::vector<xform_operation> &operations) {
     return add_moving_xform(parent, name, {operations}, 0);
 }
 
 object_node &add_moving_xform(object_node &parent, const std::string &name,
-                              const std::vector<std::vector<xform_operation>> &samples,
-                              std::uint32_t time_sampling) {
+                              const std::vector<std::vector<xform_operation>> &samples, std::uint32_t time_sampling) {
     object_node &object = add_schema_object(parent, name, "AbcGeom_Xform_v3", ".xform");
     if (samples.front().empty()) return object;
     std::vector<std::uint8_t> codes;
@@ -131,8 +129,7 @@ object_node &add_moving_xform(object_node &parent, const std::string &name,
     return object;
 }
 
-property_node &set_visible(object_node &object, const std::vector<int> &samples,
-                           std::uint32_t time_sampling) {
+property_node &set_visible(object_node &object, const std::vector<int> &samples, std::uint32_t time_sampling) {
     std::vector<std::vector<std::int8_t>> values;
     for (const int sample : samples)
         values.push_back({static_cast<std::int8_t>(sample)});
@@ -195,16 +192,14 @@ object_node &add_polymesh(object_node &parent, const std::string &name, const po
     return object;
 }
 
-object_node &add_face_set(object_node &mesh, const std::string &name,
-                          const std::vector<std::int32_t> &faces) {
+object_node &add_face_set(object_node &mesh, const std::string &name, const std::vector<std::int32_t> &faces) {
     object_node &object = add_schema_object(mesh, name, "AbcGeom_FaceSet_v1", ".faceset");
     schema_compound(object).array<std::int32_t>(".faces", 1, {faces});
     return object;
 }
 
-object_node &add_points(object_node &parent, const std::string &name,
-                        const std::vector<std::vector<float>> &points, const std::vector<float> &widths,
-                        std::uint32_t time_sampling) {
+object_node &add_points(object_node &parent, const std::string &name, const std::vector<std::vector<float>> &points,
+                        const std::vector<float> &widths, std::uint32_t time_sampling) {
     object_node &object = add_schema_object(parent, name, "AbcGeom_Points_v1", ".geom");
     property_node &geometry = schema_compound(object);
     add_positions(geometry, points, time_sampling, true);
@@ -224,8 +219,7 @@ object_node &add_points(object_node &parent, const std::string &name,
     return object;
 }
 
-object_node &add_curves(object_node &parent, const std::string &name,
-                        const std::vector<std::vector<float>> &points,
+object_node &add_curves(object_node &parent, const std::string &name, const std::vector<std::vector<float>> &points,
                         const std::vector<std::int32_t> &point_counts, std::uint32_t time_sampling) {
     object_node &object = add_schema_object(parent, name, "AbcGeom_Curve_v2", ".geom");
     property_node &geometry = schema_compound(object);
@@ -235,9 +229,8 @@ object_node &add_curves(object_node &parent, const std::string &name,
     return object;
 }
 
-object_node &add_nu_patch(object_node &parent, const std::string &name,
-                          const std::vector<std::vector<float>> &points, std::int32_t count_u,
-                          std::int32_t count_v, std::uint32_t time_sampling) {
+object_node &add_nu_patch(object_node &parent, const std::string &name, const std::vector<std::vector<float>> &points,
+                          std::int32_t count_u, std::int32_t count_v, std::uint32_t time_sampling) {
     object_node &object = add_schema_object(parent, name, "AbcGeom_NuPatch_v2", ".geom");
     property_node &geometry = schema_compound(object);
     add_positions(geometry, points, time_sampling, true);

@@ -47,12 +47,10 @@ object_node &add_xform(object_node &parent, const std::string &name,
                        const std::vector<xform_operation> &operations = {});
 /// A transform that moves: the operations of every sample, which differ in their values only.
 object_node &add_moving_xform(object_node &parent, const std::string &name,
-                              const std::vector<std::vector<xform_operation>> &samples,
-                              std::uint32_t time_sampling);
+                              const std::vector<std::vector<xform_operation>> &samples, std::uint32_t time_sampling);
 
 /// −1 as the parent, 0 hidden, 1 shown; one or more samples.
-property_node &set_visible(object_node &object, const std::vector<int> &samples,
-                           std::uint32_t time_sampling = 0);
+property_node &set_visible(object_node &object, const std::vector<int> &samples, std::uint32_t time_sampling = 0);
 /// The `.inherits` of a transform.
 property_node &set_inherits(object_node &xform, bool inherits);
 
@@ -87,15 +85,12 @@ object_node &add_polymesh(object_node &parent, const std::string &name, const po
 /// A set of faces of a mesh.
 object_node &add_face_set(object_node &mesh, const std::string &name, const std::vector<std::int32_t> &faces);
 
-object_node &add_points(object_node &parent, const std::string &name,
-                        const std::vector<std::vector<float>> &points, const std::vector<float> &widths = {},
-                        std::uint32_t time_sampling = 0);
-object_node &add_curves(object_node &parent, const std::string &name,
-                        const std::vector<std::vector<float>> &points,
+object_node &add_points(object_node &parent, const std::string &name, const std::vector<std::vector<float>> &points,
+                        const std::vector<float> &widths = {}, std::uint32_t time_sampling = 0);
+object_node &add_curves(object_node &parent, const std::string &name, const std::vector<std::vector<float>> &points,
                         const std::vector<std::int32_t> &point_counts, std::uint32_t time_sampling = 0);
-object_node &add_nu_patch(object_node &parent, const std::string &name,
-                          const std::vector<std::vector<float>> &points, std::int32_t count_u,
-                          std::int32_t count_v, std::uint32_t time_sampling = 0);
+object_node &add_nu_patch(object_node &parent, const std::string &name, const std::vector<std::vector<float>> &points,
+                          std::int32_t count_u, std::int32_t count_v, std::uint32_t time_sampling = 0);
 
 /// An instance of another object and everything below it.
 object_node &add_instance(object_node &parent, const std::string &name, const std::string &source_path);

@@ -55,8 +55,7 @@ std::uint64_t archive_writer::group(const std::vector<std::uint64_t> &children) 
     return group_claiming(children.size(), children);
 }
 
-std::uint64_t archive_writer::group_claiming(std::uint64_t count,
-                                             const std::vector<std::uint64_t> &children) {
+std::uint64_t archive_writer::group_claiming(std::uint64_t count, const std::vector<std::uint64_t> &children) {
     const std::uint64_t at = content_.size();
     append(content_, count);
     append_raw(bytes_of(children));

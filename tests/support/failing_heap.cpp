@@ -60,8 +60,7 @@ constexpr bool standard_library_allocates = false;
 bool is_due(std::size_t size) {
     if (!plan.armed) return false;
     ++plan.count;
-    const bool due =
-        plan.fail_at != 0 && (plan.all_later ? plan.count >= plan.fail_at : plan.count == plan.fail_at);
+    const bool due = plan.fail_at != 0 && (plan.all_later ? plan.count >= plan.fail_at : plan.count == plan.fail_at);
     const bool fail = due || (plan.fail_size != 0 && size == plan.fail_size);
     if (fail) ++plan.failures;
     return fail;

@@ -9,12 +9,10 @@
 /// The n-th fwrite from now on writes nothing; 0 lets all succeed.
 inline int failing_write = 0;
 
-extern "C" std::size_t __real_fwrite(const void *bytes, std::size_t size, std::size_t count,
-                                     std::FILE *stream);
+extern "C" std::size_t __real_fwrite(const void *bytes, std::size_t size, std::size_t count, std::FILE *stream);
 
 // Replaces the C library's.
-extern "C" std::size_t __wrap_fwrite(const void *bytes, std::size_t size, std::size_t count,
-                                     std::FILE *stream) {
+extern "C" std::size_t __wrap_fwrite(const void *bytes, std::size_t size, std::size_t count, std::FILE *stream) {
     if (failing_write != 0 && --failing_write == 0) return 0;
     return __real_fwrite(bytes, size, count, stream);
 }

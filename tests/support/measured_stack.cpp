@@ -80,8 +80,8 @@ std::size_t stack_taken_by(const std::function<void()> &call) {
     require(pthread_create(&thread, &attributes, run, &it) == 0, "pthread_create");
     require(pthread_join(thread, nullptr) == 0, "pthread_join");
     pthread_attr_destroy(&attributes);
-    const std::uint8_t *const touched = std::find_if<const std::uint8_t *>(
-        lowest, it.caller, [](std::uint8_t value) { return value != paint; });
+    const std::uint8_t *const touched =
+        std::find_if<const std::uint8_t *>(lowest, it.caller, [](std::uint8_t value) { return value != paint; });
     const auto taken = static_cast<std::size_t>(it.caller - touched);
     munmap(block, size);
     return taken;

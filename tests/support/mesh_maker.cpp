@@ -12,8 +12,8 @@ struct torus_point {
     float position[3], normal[3], uv[2], tangent[3], bitangent[3];
 };
 
-torus_point point_on_torus(std::uint32_t i, std::uint32_t j, std::uint32_t around, std::uint32_t across,
-                           float radius, float tube) {
+torus_point point_on_torus(std::uint32_t i, std::uint32_t j, std::uint32_t around, std::uint32_t across, float radius,
+                           float tube) {
     const double turn = 6.283185307179586;
     const double u = turn * i / around, v = turn * j / across;
     const double ring = radius + tube * std::cos(v);

@@ -23,9 +23,7 @@ class noise {
         value = (value ^ (value >> 27)) * 0x94D049BB133111EBu;
         return value ^ (value >> 31);
     }
-    std::uint32_t below(std::uint32_t limit) {
-        return static_cast<std::uint32_t>((next() >> 32) * limit >> 32);
-    }
+    std::uint32_t below(std::uint32_t limit) { return static_cast<std::uint32_t>((next() >> 32) * limit >> 32); }
     std::uint8_t byte() { return static_cast<std::uint8_t>(next() >> 56); }
     double in(double low, double high) {
         return low + (high - low) * static_cast<double>(next() >> 40) / static_cast<double>(1 << 24);

@@ -122,8 +122,8 @@ object_node &maker::add_transform(object_node &parent, const std::string &name) 
 /// Values for a mesh's first sample of faces, right for one scope and mostly named so.
 geometry_parameter maker::parameter(const polymesh &mesh, std::uint32_t extent, std::uint32_t samples) {
     static const std::vector<std::string> words = {"con", "uni", "var", "vtx", "fvr"};
-    const std::size_t places[] = {1, mesh.face_counts[0].size(), mesh.points[0].size() / 3,
-                                  mesh.points[0].size() / 3, mesh.face_indices[0].size()};
+    const std::size_t places[] = {1, mesh.face_counts[0].size(), mesh.points[0].size() / 3, mesh.points[0].size() / 3,
+                                  mesh.face_indices[0].size()};
     const std::uint32_t scope = random_.below(5);
     geometry_parameter made;
     made.extent = extent;
@@ -177,8 +177,7 @@ void maker::spoil_mesh(property_node &geometry) {
         if (random_.one_in(100)) at->name = ".other";
         if (!at->samples.empty() && random_.one_in(40)) {
             bytes &values = at->samples[random_.below(at->samples.size())].values;
-            if (!values.empty())
-                values[random_.below(values.size())] ^= static_cast<std::uint8_t>(random_.word());
+            if (!values.empty()) values[random_.below(values.size())] ^= static_cast<std::uint8_t>(random_.word());
         }
         if (!at->samples.empty() && random_.one_in(80)) at->samples.push_back(at->samples.front());
     }
@@ -241,8 +240,7 @@ property_node maker::random_property(const std::string &name) {
     property.time_sampling = sampling();
     const std::uint32_t count = random_.one_in(10) ? 0 : few_samples() + (random_.one_in(20) ? 300 : 0);
     for (std::uint32_t i = 0; i < count; ++i)
-        property.samples.push_back(i > 0 && random_.one_in(2) ? property.samples.back()
-                                                              : random_sample(property));
+        property.samples.push_back(i > 0 && random_.one_in(2) ? property.samples.back() : random_sample(property));
     if (random_.one_in(3)) property.metadata = "key=value;geoScope=vtx";
     return property;
 }

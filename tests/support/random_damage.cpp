@@ -13,8 +13,7 @@ void collect(property_node &property, std::vector<property_node *> &all) {
         collect(child, all);
 }
 
-void collect(object_node &object, std::vector<object_node *> &objects,
-             std::vector<property_node *> &properties) {
+void collect(object_node &object, std::vector<object_node *> &objects, std::vector<property_node *> &properties) {
     objects.push_back(&object);
     collect(object.properties, properties);
     for (object_node &child : object.children)
@@ -99,8 +98,7 @@ std::function<void(bytes &)> changed_bytes(chance &random) {
 
 void change_name(chance &random, std::string &name) {
     static const std::vector<std::string> names = {
-        "",  "/",       "a/b",   std::string("a\0b", 3), std::string(1, '\0'),
-        "a", "visible", ".geom", ".instanceSource",      "P"};
+        "", "/", "a/b", std::string("a\0b", 3), std::string(1, '\0'), "a", "visible", ".geom", ".instanceSource", "P"};
     name = random.of(names);
 }
 
@@ -138,8 +136,7 @@ void change_header(chance &random, property_header &header) {
                                                    info_has_sampling, info_has_changed, info_same_size,
                                                    info_all_equal,    info_extent,      info_metadata};
     const auto number = [&](std::uint32_t now) {
-        return static_cast<std::uint32_t>(random.one_in(2) ? now + 1 - random.below(3)
-                                                           : other_number(random, now));
+        return static_cast<std::uint32_t>(random.one_in(2) ? now + 1 - random.below(3) : other_number(random, now));
     };
     switch (random.below(8)) {
     case 0:
@@ -201,8 +198,7 @@ void damage_sample(chance &random, property_node &property) {
         sample.instead = other_reference(random, archive_writer::data_bit | 16, 16 + random.below(5000));
         break;
     case 1:
-        sample.dimensions_instead =
-            other_reference(random, archive_writer::data_bit | 16, 16 + random.below(5000));
+        sample.dimensions_instead = other_reference(random, archive_writer::data_bit | 16, 16 + random.below(5000));
         break;
     case 2:
         sample.dimensions = {other_number(random, sample.values.size()), random.below(3)};
@@ -283,8 +279,7 @@ std::vector<std::uint64_t> reference_places(const built_archive &archive) {
 
 void swap_references(chance &random, built_archive &archive) {
     std::vector<std::uint64_t> all = reference_places(archive);
-    all.erase(std::remove_if(all.begin(), all.end(),
-                             [&](std::uint64_t at) { return at + 8 > archive.content.size(); }),
+    all.erase(std::remove_if(all.begin(), all.end(), [&](std::uint64_t at) { return at + 8 > archive.content.size(); }),
               all.end());
     const std::uint64_t to = random.of(all), from = random.of(all);
     std::uint64_t one, other;

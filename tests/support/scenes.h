@@ -73,8 +73,7 @@ struct owned_scene {
     qel_alembic_mesh &add_empty_mesh() {
         if (scene.mesh_count >= room) {
             room = std::max(scene.mesh_count + 1, room * 2);
-            scene.meshes =
-                static_cast<qel_alembic_mesh *>(std::realloc(scene.meshes, room * sizeof *scene.meshes));
+            scene.meshes = static_cast<qel_alembic_mesh *>(std::realloc(scene.meshes, room * sizeof *scene.meshes));
         }
         qel_alembic_mesh &mesh = scene.meshes[scene.mesh_count++];
         std::memset(&mesh, 0, sizeof mesh);
@@ -82,8 +81,7 @@ struct owned_scene {
     }
 
     /// A frame with one mesh for each array of positions.
-    qel_alembic_frame &add_frame(std::int32_t number, float time,
-                                 const std::vector<std::vector<float>> &meshes) {
+    qel_alembic_frame &add_frame(std::int32_t number, float time, const std::vector<std::vector<float>> &meshes) {
         scene.frames = static_cast<qel_alembic_frame *>(
             std::realloc(scene.frames, (scene.frame_count + 1) * sizeof(qel_alembic_frame)));
         qel_alembic_frame &frame = scene.frames[scene.frame_count++];
@@ -108,8 +106,8 @@ inline std::vector<float> random_positions(std::mt19937 &random, std::size_t cou
 }
 
 /// Triangles; a vertex may repeat in one, and with `beyond` some numbers are not below `vertices`.
-inline std::vector<std::uint32_t> random_triangles(std::mt19937 &random, std::uint32_t vertices,
-                                                   std::size_t count, std::uint32_t beyond = 0) {
+inline std::vector<std::uint32_t> random_triangles(std::mt19937 &random, std::uint32_t vertices, std::size_t count,
+                                                   std::uint32_t beyond = 0) {
     std::uniform_int_distribution<std::uint32_t> vertex(0, vertices + beyond - 1);
     std::vector<std::uint32_t> indices(count * 3);
     for (std::uint32_t &index : indices)

@@ -37,8 +37,7 @@ bytes read_file(const std::string &path) {
 void write_file(const std::string &path, const bytes &content) {
     std::FILE *const stream = std::fopen(path.c_str(), "wb");
     if (stream == nullptr) throw std::runtime_error("cannot write " + path);
-    const bool whole =
-        content.empty() || std::fwrite(content.data(), 1, content.size(), stream) == content.size();
+    const bool whole = content.empty() || std::fwrite(content.data(), 1, content.size(), stream) == content.size();
     if (std::fclose(stream) != 0 || !whole) throw std::runtime_error("cannot write " + path);
 }
 

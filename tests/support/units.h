@@ -57,8 +57,8 @@ struct token_arrays {
     }
 
     std::int32_t create(qel_unit &unit) const {
-        return qel_unit_create(&unit, static_cast<std::uint32_t>(mortons.size()), mortons.data(),
-                               hex_ids.data(), payloads.data(), layers.data());
+        return qel_unit_create(&unit, static_cast<std::uint32_t>(mortons.size()), mortons.data(), hex_ids.data(),
+                               payloads.data(), layers.data());
     }
 
     std::vector<std::uint64_t> mortons;

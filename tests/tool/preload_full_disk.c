@@ -22,17 +22,16 @@ static void lift(void) {
     setrlimit(RLIMIT_FSIZE, &none);
 }
 
-#define WRITES(name, parameters, arguments)                                                                  \
-    int32_t name parameters {                                                                                \
-        int32_t(*whole) parameters;                                                                          \
-        *(void **)&whole = dlsym(RTLD_NEXT, #name);                                                          \
-        limit_from(#name);                                                                                   \
-        const int32_t code = whole arguments;                                                                \
-        lift();                                                                                              \
-        return code;                                                                                         \
+#define WRITES(name, parameters, arguments)                                                                            \
+    int32_t name parameters {                                                                                          \
+        int32_t(*whole) parameters;                                                                                    \
+        *(void **)&whole = dlsym(RTLD_NEXT, #name);                                                                    \
+        limit_from(#name);                                                                                             \
+        const int32_t code = whole arguments;                                                                          \
+        lift();                                                                                                        \
+        return code;                                                                                                   \
     }
 
 WRITES(qel_alembic_export_file_qel, (const qel_alembic_file *scene, const char *path), (scene, path))
 WRITES(qel_alembic_save, (const char *path, const qel_alembic_file *scene), (path, scene))
-WRITES(qel_mesh_save, (const ogawa_polymesh *mesh, const qel_skin *skin, const char *path),
-       (mesh, skin, path))
+WRITES(qel_mesh_save, (const ogawa_polymesh *mesh, const qel_skin *skin, const char *path), (mesh, skin, path))

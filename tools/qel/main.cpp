@@ -28,8 +28,7 @@ std::string what_is_wrong(const CLI::App &app, const char *message, const std::v
     const std::string first = words.empty() ? "-" : words.back(); // the last word comes first
     if (!app.get_subcommands().empty() || first[0] == '-') return message;
     std::string known;
-    for (const CLI::App *command :
-         app.get_subcommands([](const CLI::App *sub) { return !sub->get_group().empty(); }))
+    for (const CLI::App *command : app.get_subcommands([](const CLI::App *sub) { return !sub->get_group().empty(); }))
         known += (known.empty() ? "" : ", ") + command->get_name();
     return "\"" + first + "\" is none of the commands " + known;
 }
@@ -73,9 +72,8 @@ int perform(const request &wanted) {
 
 int main(int argc, char **argv) {
     tool::occupy_standard_descriptors();
-    CLI::App app(
-        "Looks into the files of qel_unit: units, scenes, mesh caches, agent directories and archives.",
-        "qel");
+    CLI::App app("Looks into the files of qel_unit: units, scenes, mesh caches, agent directories and archives.",
+                 "qel");
     app.set_version_flag("--version", "qel " QEL_VERSION);
     app.require_subcommand(0, 1); // an unknown command is reported by its name, a missing one below
     app.formatter(std::make_shared<tool::help_page>());

@@ -107,8 +107,7 @@ std::int32_t qel_mesh_load(const char *path, qel_mesh *mesh) {
     if (status != QEL_OK) return status;
 
     qel_mesh_header header = {}; // fields that a short file does not hold stay zero
-    std::memcpy(&header, mapping.view,
-                std::min<std::size_t>(sizeof header, static_cast<std::size_t>(mapping.size)));
+    std::memcpy(&header, mapping.view, std::min<std::size_t>(sizeof header, static_cast<std::size_t>(mapping.size)));
     if (std::memcmp(header.magic, mesh_cache_magic, sizeof header.magic) != 0) {
         unmap_file(mapping);
         return QEL_MESH_LOAD_NOT_A_CACHE;
@@ -117,8 +116,7 @@ std::int32_t qel_mesh_load(const char *path, qel_mesh *mesh) {
     mesh->view = mapping.view;
     mesh->file_size = mapping.size;
     mesh->positions = place<float>(mapping.view, header.positions_offset);
-    if (header.flags & QEL_MESH_HAS_NORMALS)
-        mesh->normals = place<float>(mapping.view, header.normals_offset);
+    if (header.flags & QEL_MESH_HAS_NORMALS) mesh->normals = place<float>(mapping.view, header.normals_offset);
     mesh->indices = place<std::uint32_t>(mapping.view, header.indices_offset);
     if (header.flags & QEL_MESH_HAS_SKIN) mesh->skin = load_skin(mapping, header.skin_offset);
     return QEL_OK;

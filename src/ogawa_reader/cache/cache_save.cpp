@@ -206,8 +206,7 @@ class triangle_writer {
 
     /// Fans at most `max_faces` faces of 3 or 4 corners, the usual sizes. Stops before a face of another size and
     /// before the buffer may overflow; returns how many were fanned. Moves `corners` past them.
-    std::uint32_t add_small(const std::uint32_t *counts, std::uint64_t max_faces,
-                            const std::uint32_t *&corners) {
+    std::uint32_t add_small(const std::uint32_t *counts, std::uint64_t max_faces, const std::uint32_t *&corners) {
         if (end_ - next_ < 6) flush();
         max_faces = std::min(max_faces, static_cast<std::uint64_t>(end_ - next_) / 6);
         std::uint32_t face = 0;
@@ -251,8 +250,7 @@ std::uint32_t corner_vertex(const ogawa_polymesh &mesh, std::uint64_t corner) {
 }
 
 /// The triangles of a face of any number of corners.
-void write_fan(triangle_writer &writer, const ogawa_polymesh &mesh, std::uint64_t face,
-               std::uint64_t face_end) {
+void write_fan(triangle_writer &writer, const ogawa_polymesh &mesh, std::uint64_t face, std::uint64_t face_end) {
     const std::uint32_t first = corner_vertex(mesh, face);
     std::uint32_t previous = corner_vertex(mesh, face + 1);
     for (std::uint64_t corner = face + 2; corner < face_end; ++corner) {
@@ -266,7 +264,7 @@ void write_fan(triangle_writer &writer, const ogawa_polymesh &mesh, std::uint64_
 /// a file of gigabytes from a small mesh.
 bool counts_fit_mesh(const ogawa_polymesh &mesh, std::uint64_t corners) {
     if (mesh.face_indices != nullptr && mesh.face_index_count == 0) return true; // unknown
-    constexpr std::uint64_t max_missing = 1 << 24; // corners: 200 MB of triangles
+    constexpr std::uint64_t max_missing = 1 << 24;                               // corners: 200 MB of triangles
     const std::uint64_t held = mesh.face_indices == nullptr ? 0 : mesh.face_index_count;
     return corners <= held + max_missing;
 }
@@ -284,8 +282,8 @@ void write_fans(std::FILE *file, const ogawa_polymesh &mesh, const face_totals &
         const std::uint64_t rest = held > face ? held - face : 0;
         const std::uint32_t *corners = mesh.face_indices + (rest != 0 ? face : 0);
         const std::uint32_t *const first = corners;
-        const std::uint32_t small = writer.add_small(
-            mesh.face_counts + f, std::min<std::uint64_t>(rest / 4, mesh.face_count - f), corners);
+        const std::uint32_t small =
+            writer.add_small(mesh.face_counts + f, std::min<std::uint64_t>(rest / 4, mesh.face_count - f), corners);
         f += small;
         face += static_cast<std::uint64_t>(corners - first);
         if (small != 0) continue;

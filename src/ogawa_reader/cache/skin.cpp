@@ -21,8 +21,8 @@ joint_matrix product(const double *left, const double *right) {
     joint_matrix result;
     for (std::size_t r = 0; r < 4; ++r)
         for (std::size_t c = 0; c < 4; ++c)
-            result.at[r][c] = left[r * 4] * right[c] + left[r * 4 + 1] * right[4 + c] +
-                              left[r * 4 + 2] * right[8 + c] + left[r * 4 + 3] * right[12 + c];
+            result.at[r][c] = left[r * 4] * right[c] + left[r * 4 + 1] * right[4 + c] + left[r * 4 + 2] * right[8 + c] +
+                              left[r * 4 + 3] * right[12 + c];
     return result;
 }
 
@@ -40,8 +40,7 @@ std::int32_t ogawa_read_skinning(const ogawa_archive *archive, const ogawa_objec
 
 void qel_skin_apply(const qel_skin *skin, const double *pose_matrices, const float *positions_in,
                     float *positions_out) {
-    if (skin == nullptr || pose_matrices == nullptr || positions_in == nullptr || positions_out == nullptr)
-        return;
+    if (skin == nullptr || pose_matrices == nullptr || positions_in == nullptr || positions_out == nullptr) return;
     // A load without memory leaves counts without arrays.
     if (skin->joints == nullptr && skin->joint_count > 0) return;
     if (skin->weights == nullptr) return;

@@ -41,8 +41,7 @@ struct wide_position {
 };
 
 /// A position moved by one joint, rounded to single precision and multiplied by the weight.
-QEL_TARGET_AVX2 inline __m128 weighed(const wide_position &position, const joint_matrix &joint,
-                                      float weight) {
+QEL_TARGET_AVX2 inline __m128 weighed(const wide_position &position, const joint_matrix &joint, float weight) {
     __m256d moved = _mm256_mul_pd(position.x, _mm256_loadu_pd(joint.at[0]));
     moved = _mm256_add_pd(moved, _mm256_mul_pd(position.y, _mm256_loadu_pd(joint.at[1])));
     moved = _mm256_add_pd(moved, _mm256_mul_pd(position.z, _mm256_loadu_pd(joint.at[2])));
@@ -60,9 +59,8 @@ QEL_TARGET_AVX2 inline unsigned heavy_slots(const qel_skin_weight &weight, __m12
     return static_cast<unsigned>(_mm_movemask_ps(_mm_and_ps(known, heavy)));
 }
 
-QEL_TARGET_AVX2 void skin_avx2(const qel_skin_weight *weights, std::uint32_t count,
-                               const joint_matrix *joints, std::uint32_t joint_count, const float *positions,
-                               float *results) {
+QEL_TARGET_AVX2 void skin_avx2(const qel_skin_weight *weights, std::uint32_t count, const joint_matrix *joints,
+                               std::uint32_t joint_count, const float *positions, float *results) {
     const __m128i limit = _mm_set1_epi32(static_cast<std::int32_t>(joint_count));
     for (const qel_skin_weight *const end = weights + count; weights != end; ++weights) {
         const wide_position position = {_mm256_set1_pd(positions[0]), _mm256_set1_pd(positions[1]),

@@ -107,8 +107,8 @@ void ogawa_get_info(const ogawa_archive *archive, char *buffer, int size) {
                   "Ogawa Archive\n=============\nPath: %.1024s\nVersion: %d.%d\nObjects: %u\n"
                   "PolyMeshes: %u\nTime Range: %s - %s sec\nFPS: %s",
                   archive->path, archive->version[0], archive->version[1], archive->object_count,
-                  archive->polymesh_count, fixed(archive->time_start, 3).text,
-                  fixed(archive->time_end, 3).text, fixed(archive->fps, 2).text);
+                  archive->polymesh_count, fixed(archive->time_start, 3).text, fixed(archive->time_end, 3).text,
+                  fixed(archive->fps, 2).text);
 }
 
 void ogawa_close(ogawa_archive *archive) {

@@ -14,8 +14,8 @@ void ogawa_compute_bounds(const float *positions, std::uint32_t count, float *bo
     compute_bounds(positions, count, bounds);
 }
 
-std::int32_t ogawa_triangulate_face(const std::uint32_t *face, std::uint32_t corner_count,
-                                    std::uint32_t **triangles, std::uint32_t *triangle_count) {
+std::int32_t ogawa_triangulate_face(const std::uint32_t *face, std::uint32_t corner_count, std::uint32_t **triangles,
+                                    std::uint32_t *triangle_count) {
     if (face == nullptr || corner_count < 3 || triangles == nullptr || triangle_count == nullptr)
         return OGAWA_TRIANGULATE_FACE_BAD_ARGUMENT;
     const std::uint32_t count = corner_count - 2;

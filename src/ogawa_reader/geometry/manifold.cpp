@@ -101,8 +101,8 @@ std::int32_t ogawa_build_manifold(ogawa_polymesh *mesh) {
     return QEL_OK;
 }
 
-std::int32_t ogawa_get_vertex_faces(const ogawa_manifold *manifold, std::uint32_t vertex,
-                                    const std::uint32_t **faces, std::uint32_t *count) {
+std::int32_t ogawa_get_vertex_faces(const ogawa_manifold *manifold, std::uint32_t vertex, const std::uint32_t **faces,
+                                    std::uint32_t *count) {
     face_list list;
     if (!find_faces(manifold, vertex, list)) return OGAWA_GET_VERTEX_FACES_NOT_FOUND;
     *faces = list.faces;

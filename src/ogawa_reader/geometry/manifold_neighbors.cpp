@@ -179,8 +179,7 @@ QEL_TARGET_AVX512 bool gather_others(const vertex_star &star, __m512i centre, __
 }
 
 /// Holds the corners in one register and finds the lanes that repeat an earlier lane (vpconflictd).
-QEL_TARGET_AVX512 bool neighbors_avx512(const vertex_star &star, std::uint32_t **neighbors,
-                                        std::uint32_t *count) {
+QEL_TARGET_AVX512 bool neighbors_avx512(const vertex_star &star, std::uint32_t **neighbors, std::uint32_t *count) {
     const __m512i centre = _mm512_set1_epi32(static_cast<int>(star.centre));
     __m512i corners;
     if (!gather_quarters(star, centre, &corners) && !gather_others(star, centre, &corners))
@@ -194,8 +193,7 @@ QEL_TARGET_AVX512 bool neighbors_avx512(const vertex_star &star, std::uint32_t *
     if (keys == nullptr) return false;
     std::uint32_t *const result = heap_array<std::uint32_t>(kept);
     if (result == nullptr) return false;
-    _mm512_mask_storeu_epi32(result, first_corners(kept),
-                             _mm512_maskz_compress_epi32(first_occurrences, corners));
+    _mm512_mask_storeu_epi32(result, first_corners(kept), _mm512_maskz_compress_epi32(first_occurrences, corners));
     *neighbors = result;
     *count = kept;
     return true;
@@ -206,8 +204,7 @@ QEL_TARGET_AVX512 bool neighbors_avx512(const vertex_star &star, std::uint32_t *
 /// `face_indices` of a mesh, from the address of its `face_counts`. The caller's record may hold only the fields from
 /// `face_counts` to `face_indices`.
 const std::uint32_t *face_indices_from(const void *faces) {
-    constexpr std::size_t distance =
-        offsetof(ogawa_polymesh, face_indices) - offsetof(ogawa_polymesh, face_counts);
+    constexpr std::size_t distance = offsetof(ogawa_polymesh, face_indices) - offsetof(ogawa_polymesh, face_counts);
     static_assert(distance == 2 * sizeof(void *), "face_counts, face_count and face_indices are neighbours");
     const std::uint32_t *indices;
     std::memcpy(&indices, static_cast<const char *>(faces) + distance, sizeof indices);
@@ -216,8 +213,7 @@ const std::uint32_t *face_indices_from(const void *faces) {
 
 } // namespace
 
-dispatched<neighbors_function> neighbors_kernel(neighbors_plain, nullptr, nullptr,
-                                                QEL_AVX2_FORM(neighbors_avx512));
+dispatched<neighbors_function> neighbors_kernel(neighbors_plain, nullptr, nullptr, QEL_AVX2_FORM(neighbors_avx512));
 
 } // namespace qel
 
@@ -225,9 +221,8 @@ using namespace qel;
 
 extern "C" {
 
-std::int32_t ogawa_get_vertex_neighbors(const ogawa_manifold *manifold, const void *faces,
-                                        std::uint32_t vertex, std::uint32_t **neighbors,
-                                        std::uint32_t *count) {
+std::int32_t ogawa_get_vertex_neighbors(const ogawa_manifold *manifold, const void *faces, std::uint32_t vertex,
+                                        std::uint32_t **neighbors, std::uint32_t *count) {
     face_list list;
     if (faces == nullptr || !find_faces(manifold, vertex, list)) return OGAWA_GET_VERTEX_NEIGHBORS_NOT_FOUND;
     if (list.count != 0 && manifold->face_offsets == nullptr) return OGAWA_GET_VERTEX_NEIGHBORS_NOT_FOUND;

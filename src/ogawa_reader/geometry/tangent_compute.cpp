@@ -90,8 +90,7 @@ face_frame frame_of(const vec3 (&points)[3], const uv_pair (&uvs)[3]) {
 }
 
 /// The vectors of a face, from its first three corners; false if one of their vertices does not exist.
-bool find_face_frame(const ogawa_polymesh &mesh, const uv_lookup &uvs, std::uint32_t first,
-                     face_frame &frame) {
+bool find_face_frame(const ogawa_polymesh &mesh, const uv_lookup &uvs, std::uint32_t first, face_frame &frame) {
     vec3 points[3];
     uv_pair corner_uvs[3];
     for (std::uint32_t m = 0; m < 3; ++m) {
@@ -154,9 +153,8 @@ bool has_name(const ogawa_uv_set &set, const char *name) {
 const ogawa_uv_set *choose_set(const ogawa_polymesh &mesh, const char *name) {
     if (mesh.uv_sets == nullptr || name == nullptr) return mesh.uv_sets;
     const ogawa_uv_set *const end = mesh.uv_sets + mesh.uv_set_count;
-    const ogawa_uv_set *const chosen =
-        std::find_if(static_cast<const ogawa_uv_set *>(mesh.uv_sets), end,
-                     [name](const ogawa_uv_set &set) { return has_name(set, name); });
+    const ogawa_uv_set *const chosen = std::find_if(static_cast<const ogawa_uv_set *>(mesh.uv_sets), end,
+                                                    [name](const ogawa_uv_set &set) { return has_name(set, name); });
     return chosen == end ? nullptr : chosen;
 }
 
@@ -177,8 +175,7 @@ std::int32_t ogawa_compute_tangent_frame(ogawa_polymesh *mesh, const char *uv_se
     const std::uint64_t float_count = std::uint64_t{frame.count} * components_per_vector;
     frame.tangents = heap_zeroed<float>(float_count);
     frame.bitangents = heap_zeroed<float>(float_count);
-    if (frame.tangents == nullptr || frame.bitangents == nullptr)
-        return OGAWA_COMPUTE_TANGENT_FRAME_NO_MEMORY;
+    if (frame.tangents == nullptr || frame.bitangents == nullptr) return OGAWA_COMPUTE_TANGENT_FRAME_NO_MEMORY;
     accumulate(*mesh, uv_lookup(*set));
     normalize(frame.tangents, frame.count);
     normalize(frame.bitangents, frame.count);

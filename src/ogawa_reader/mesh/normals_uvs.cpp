@@ -22,10 +22,9 @@ ogawa::extent find_uvs(const ogawa_archive *archive) {
     ogawa_mesh_locations locations{};
     ogawa::extent longest{0, 0};
     // block_at() checks that all tested floats of a block lie before the file's end.
-    search_mesh_data(window, tested_bytes(uv_blocks), locations,
-                     [&](const std::uint8_t *bytes, std::uint64_t at) {
-                         keep_larger(longest, block_at(bytes, at, window.length(), uv_blocks));
-                     });
+    search_mesh_data(window, tested_bytes(uv_blocks), locations, [&](const std::uint8_t *bytes, std::uint64_t at) {
+        keep_larger(longest, block_at(bytes, at, window.length(), uv_blocks));
+    });
     return locations.uvs.size != 0 ? locations.uvs : longest;
 }
 
@@ -46,9 +45,8 @@ using namespace qel;
 
 extern "C" {
 
-std::int32_t ogawa_read_normals(const ogawa_archive *archive, const ogawa_object *, std::uint64_t,
-                                float **normals, std::uint32_t **indices, std::uint32_t *count,
-                                std::uint32_t *scope) {
+std::int32_t ogawa_read_normals(const ogawa_archive *archive, const ogawa_object *, std::uint64_t, float **normals,
+                                std::uint32_t **indices, std::uint32_t *count, std::uint32_t *scope) {
     if (archive == nullptr || archive->file == nullptr) return OGAWA_READ_NORMALS_NOT_FOUND;
     // The mesh search never finds normals, so it is not run.
     const ogawa::extent block = find_longest_block(archive->file, unit_vector_blocks);

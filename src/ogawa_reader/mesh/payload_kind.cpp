@@ -14,8 +14,8 @@ namespace {
 constexpr std::uint64_t min_triples_size = 10'001;
 constexpr std::uint64_t min_faces_size = 1001;
 constexpr std::uint64_t max_face_counts_size = 499'999;
-constexpr float min_position = 1.5f; // the largest of the first six floats is above it
-constexpr float max_normal = 1.1f;   // the largest of the first six floats of unit vectors, with a margin
+constexpr float min_position = 1.5f;       // the largest of the first six floats is above it
+constexpr float max_normal = 1.1f;         // the largest of the first six floats of unit vectors, with a margin
 constexpr float max_coordinate = 50000.0f; // in magnitude
 
 /// The first twelve words of a payload, each readable as a float or an unsigned integer.
@@ -24,9 +24,7 @@ class payload_head {
     explicit payload_head(const std::uint8_t *bytes) { std::memcpy(bytes_, bytes, size); }
 
     /// Replaces the first bytes; those beyond `count` stay.
-    void replace(const std::uint8_t *bytes, std::size_t count) {
-        std::memcpy(bytes_, bytes, std::min(count, size));
-    }
+    void replace(const std::uint8_t *bytes, std::size_t count) { std::memcpy(bytes_, bytes, std::min(count, size)); }
 
     float real(std::size_t i) const { return load<float>(bytes_ + i * 4); }
     std::uint32_t word(std::size_t i) const { return load<std::uint32_t>(bytes_ + i * 4); }
@@ -95,8 +93,7 @@ void weigh_triples(const payload_head &head, const ogawa::extent &payload, mesh_
 
 void weigh_faces(const payload_head &head, const ogawa::extent &payload, mesh_extents &best) {
     if (payload.size < min_faces_size || payload.size % 4 != 0) return;
-    if (payload.size <= max_face_counts_size && like_face_counts(head))
-        keep_larger(best.face_counts, payload);
+    if (payload.size <= max_face_counts_size && like_face_counts(head)) keep_larger(best.face_counts, payload);
     if (payload.size >= min_triples_size && like_face_indices(head)) keep_larger(best.face_indices, payload);
 }
 

@@ -74,10 +74,8 @@ using namespace qel;
 
 extern "C" {
 
-int ogawa_read_polymesh(const ogawa_archive *archive, const ogawa_object *object, std::uint64_t,
-                        ogawa_polymesh *mesh) {
-    if (archive == nullptr || archive->file == nullptr || mesh == nullptr)
-        return OGAWA_READ_POLYMESH_NOT_FOUND;
+int ogawa_read_polymesh(const ogawa_archive *archive, const ogawa_object *object, std::uint64_t, ogawa_polymesh *mesh) {
+    if (archive == nullptr || archive->file == nullptr || mesh == nullptr) return OGAWA_READ_POLYMESH_NOT_FOUND;
     std::memset(mesh, 0, sizeof *mesh);
     copy_text(mesh->name, object != nullptr ? object->name : "mesh");
     copy_text(mesh->path, object != nullptr ? object->path : "/mesh");

@@ -25,8 +25,8 @@ bool find_pair(std::FILE *stream, block_pair &pair) {
     const std::uint32_t count = list_blocks(stream, unit_vector_blocks, blocks, max_blocks);
     const ogawa::extent *const end = blocks + count;
     for (const ogawa::extent *first = blocks; first != end; ++first) {
-        const ogawa::extent *const second = std::find_if(
-            first + 1, end, [first](const ogawa::extent &block) { return block.size == first->size; });
+        const ogawa::extent *const second =
+            std::find_if(first + 1, end, [first](const ogawa::extent &block) { return block.size == first->size; });
         if (second == end) continue;
         pair = {*first, *second};
         return true;
@@ -50,8 +50,7 @@ extern "C" {
 
 std::int32_t ogawa_read_tangent_frame(const ogawa_archive *archive, const ogawa_object *, std::uint64_t,
                                       ogawa_tangent_frame *frame) {
-    if (archive == nullptr || archive->file == nullptr || frame == nullptr)
-        return OGAWA_READ_TANGENT_FRAME_NOT_FOUND;
+    if (archive == nullptr || archive->file == nullptr || frame == nullptr) return OGAWA_READ_TANGENT_FRAME_NOT_FOUND;
     std::memset(frame, 0, sizeof *frame);
     block_pair pair;
     if (!find_pair(archive->file, pair)) return OGAWA_READ_TANGENT_FRAME_NOT_FOUND;

@@ -23,8 +23,7 @@ void scan_blocks(std::FILE *stream, const block_rule &rule, Take take) {
 
 } // namespace
 
-ogawa::extent block_at(const std::uint8_t *bytes, std::uint64_t at, std::uint64_t length,
-                       const block_rule &rule) {
+ogawa::extent block_at(const std::uint8_t *bytes, std::uint64_t at, std::uint64_t length, const block_rule &rule) {
     constexpr ogawa::extent none{0, 0};
     const std::uint64_t size = load<std::uint64_t>(bytes);
     if (size < rule.min_size || size > max_block_size || size % rule.record_size != 0) return none;
@@ -46,8 +45,7 @@ ogawa::extent find_longest_block(std::FILE *stream, const block_rule &rule) {
     return longest;
 }
 
-std::uint32_t list_blocks(std::FILE *stream, const block_rule &rule, ogawa::extent *list,
-                          std::uint32_t capacity) {
+std::uint32_t list_blocks(std::FILE *stream, const block_rule &rule, ogawa::extent *list, std::uint32_t capacity) {
     std::uint32_t count = 0;
     scan_blocks(stream, rule, [&](const ogawa::extent &block) {
         list[count++] = block;

@@ -28,14 +28,12 @@ constexpr std::size_t tested_bytes(const block_rule &rule) {
 
 /// The floats of the block whose size word is at `at` in a stream of `length` bytes; size 0 if there is none. `bytes`
 /// are the size word and the tested floats.
-ogawa::extent block_at(const std::uint8_t *bytes, std::uint64_t at, std::uint64_t length,
-                       const block_rule &rule);
+ogawa::extent block_at(const std::uint8_t *bytes, std::uint64_t at, std::uint64_t length, const block_rule &rule);
 
 /// The longest block of a stream, the first of equal ones; size 0 if there is none.
 ogawa::extent find_longest_block(std::FILE *stream, const block_rule &rule);
 
 /// Lists blocks in file order until the list is full. Returns how many were listed.
-std::uint32_t list_blocks(std::FILE *stream, const block_rule &rule, ogawa::extent *list,
-                          std::uint32_t capacity);
+std::uint32_t list_blocks(std::FILE *stream, const block_rule &rule, ogawa::extent *list, std::uint32_t capacity);
 
 } // namespace qel

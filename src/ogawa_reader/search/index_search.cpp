@@ -22,15 +22,13 @@ constexpr std::uint64_t max_run = 10'000'000;
 std::uint32_t mark_below(const std::uint8_t *words, std::uint32_t end) {
     std::uint32_t marks = 0;
 #if defined(__SSE2__)
-    const __m128i sign =
-        _mm_set1_epi32(std::numeric_limits<std::int32_t>::min()); // makes a signed comparison unsigned
+    const __m128i sign = _mm_set1_epi32(std::numeric_limits<std::int32_t>::min()); // makes a signed comparison unsigned
     const __m128i ends = _mm_xor_si128(_mm_set1_epi32(static_cast<std::int32_t>(end)), sign);
     const auto below = [=](std::size_t i) {
         const __m128i four = _mm_loadu_si128(reinterpret_cast<const __m128i *>(words + i * sizeof end));
         return _mm_cmplt_epi32(_mm_xor_si128(four, sign), ends);
     };
-    const __m128i packed =
-        _mm_packs_epi16(_mm_packs_epi32(below(0), below(4)), _mm_packs_epi32(below(8), below(12)));
+    const __m128i packed = _mm_packs_epi16(_mm_packs_epi32(below(0), below(4)), _mm_packs_epi32(below(8), below(12)));
     marks = static_cast<std::uint32_t>(_mm_movemask_epi8(packed));
 #else
     for (std::uint32_t i = 0; i < 16; ++i)

@@ -41,8 +41,7 @@ void weigh_candidate(const std::uint8_t *bytes, std::uint64_t at, ogawa_mesh_loc
     std::memcpy(w, bytes + sizeof size, sizeof w);
     weigh_vectors(f, {at, size}, best);
     const auto like_face_count = [](std::uint32_t word) { return word >= 3 && word <= 100; };
-    if (like_face_count(w[0]) && like_face_count(w[1]) && like_face_count(w[2]) &&
-        size <= max_counts_array_size)
+    if (like_face_count(w[0]) && like_face_count(w[1]) && like_face_count(w[2]) && size <= max_counts_array_size)
         keep_larger(best->face_counts, {at, size});
 }
 

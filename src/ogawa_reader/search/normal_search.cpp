@@ -28,8 +28,7 @@ bool like_unit_vector(const float *v) {
 
 /// Whether a block of `size` bytes whose size word is at `bytes` holds normals.
 bool holds_normals(const std::uint8_t *bytes, std::uint64_t size) {
-    if (size < min_normals_size || size > max_normals_size ||
-        (size - ogawa::digest_size) % ogawa::triple_size != 0)
+    if (size < min_normals_size || size > max_normals_size || (size - ogawa::digest_size) % ogawa::triple_size != 0)
         return false;
     float sample[6];
     std::memcpy(sample, bytes + triples_at, sizeof sample);
@@ -59,13 +58,11 @@ std::uint64_t mark_sizes(const std::uint8_t *bytes) {
 } // namespace
 
 /// A file shorter than the margin has no margin: every offset whose sample it holds is tested.
-normal_search::normal_search(std::uint64_t length)
-    : end_(length < end_margin ? length : length - end_margin) {}
+normal_search::normal_search(std::uint64_t length) : end_(length < end_margin ? length : length - end_margin) {}
 
 void normal_search::look(std::uint64_t at, const byte_view &view) {
     if (view.size < normals_sample_size || at >= end_) return;
-    const auto stop =
-        static_cast<std::size_t>(std::min<std::uint64_t>(view.size - normals_sample_size + 1, end_ - at));
+    const auto stop = static_cast<std::size_t>(std::min<std::uint64_t>(view.size - normals_sample_size + 1, end_ - at));
     std::size_t i = next_ > at ? static_cast<std::size_t>(next_ - at) : 0;
     for (; i + offsets_at_once <= stop; i += offsets_at_once) {
         for (std::uint64_t marks = mark_sizes(view.data + i); marks != 0; marks &= marks - 1) {

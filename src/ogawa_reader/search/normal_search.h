@@ -11,8 +11,7 @@
 namespace qel {
 
 /// The size of a size word, a digest and the two tested triples.
-inline constexpr std::size_t normals_sample_size =
-    sizeof(std::uint64_t) + ogawa::digest_size + 2 * ogawa::triple_size;
+inline constexpr std::size_t normals_sample_size = sizeof(std::uint64_t) + ogawa::digest_size + 2 * ogawa::triple_size;
 
 /// Finds the longest block of normals, the first of equal ones, in a stream that is passed piece by piece.
 class normal_search {

@@ -46,8 +46,8 @@ bool begins_with_digest(const float *sample) {
     const auto sum_of_magnitudes = [](const float *triple) {
         return std::fabs(triple[0]) + std::fabs(triple[1]) + std::fabs(triple[2]);
     };
-    return plausible_words <= 1 && all_in_range(sample + 4, sample + 10) &&
-           sum_of_magnitudes(sample + 4) > 1.0f && sum_of_magnitudes(sample + 7) > 1.0f;
+    return plausible_words <= 1 && all_in_range(sample + 4, sample + 10) && sum_of_magnitudes(sample + 4) > 1.0f &&
+           sum_of_magnitudes(sample + 7) > 1.0f;
 }
 
 /// The extent of the triples in a payload of `size` bytes, relative to its first byte.
@@ -109,8 +109,7 @@ qel_status ogawa_scan_positions(const ogawa_archive *archive, float **positions,
     if (*positions == nullptr) return OGAWA_READ_POSITIONS_NO_MEMORY;
 
     // The size word may exceed the bytes that the file holds.
-    const std::size_t bytes =
-        read_at(archive->file, found.at, *positions, static_cast<std::size_t>(found.size));
+    const std::size_t bytes = read_at(archive->file, found.at, *positions, static_cast<std::size_t>(found.size));
     *count = keep_triples_in_range(*positions, bytes / ogawa::triple_size);
     return *count != 0 ? QEL_OK : OGAWA_READ_POSITIONS_NOT_FOUND;
 }

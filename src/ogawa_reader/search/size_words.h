@@ -27,9 +27,7 @@ inline constexpr std::uint64_t size_word_end = std::uint64_t{1} << 24;
 inline std::uint32_t mark_size_words(const std::uint8_t *bytes) {
     std::uint32_t marks = 0;
 #if defined(__SSE2__)
-    const auto from = [bytes](std::size_t i) {
-        return _mm_loadu_si128(reinterpret_cast<const __m128i *>(bytes + i));
-    };
+    const auto from = [bytes](std::size_t i) { return _mm_loadu_si128(reinterpret_cast<const __m128i *>(bytes + i)); };
     const __m128i zero = _mm_setzero_si128();
     const __m128i small[4] = {_mm_cmpeq_epi32(from(3), zero), _mm_cmpeq_epi32(from(19), zero),
                               _mm_cmpeq_epi32(from(35), zero), _mm_cmpeq_epi32(from(51), zero)};
@@ -54,8 +52,7 @@ template <class Look>
 bool look_at_size_words(const std::uint8_t *bytes, std::size_t count, Look look) {
     std::size_t i = 0;
     for (; count - i >= steps_at_once; i += steps_at_once) {
-        for (std::uint32_t marks = mark_size_words(bytes + i * size_word_step); marks != 0;
-             marks &= marks - 1)
+        for (std::uint32_t marks = mark_size_words(bytes + i * size_word_step); marks != 0; marks &= marks - 1)
             if (!look((i + lowest_bit(marks)) * size_word_step)) return false;
     }
     for (; i < count; ++i)
@@ -73,8 +70,8 @@ void for_each_size_word(byte_window &window, std::size_t min_bytes, std::size_t 
         const std::size_t held = view.size < wanted ? min_bytes : wanted;
         if (view.size < held) return;
         const std::size_t count = (view.size - held) / size_word_step + 1;
-        const bool all = look_at_size_words(
-            view.data, count, [&](std::size_t offset) { return look(view.data + offset, at + offset); });
+        const bool all = look_at_size_words(view.data, count,
+                                            [&](std::size_t offset) { return look(view.data + offset, at + offset); });
         if (!all) return;
         at += count * size_word_step;
     }

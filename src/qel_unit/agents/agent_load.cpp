@@ -14,8 +14,7 @@ qel_status read_header(std::FILE *stream, qel_agent_dir &directory) {
     agent_header header;
     const std::size_t size = std::fread(&header, 1, sizeof header, stream);
     if (size < offsetof(agent_header, saved_at)) return QEL_AGENT_DIR_LOAD_TOO_SHORT;
-    if (std::memcmp(header.magic, agent_magic, sizeof agent_magic) != 0)
-        return QEL_AGENT_DIR_LOAD_NOT_A_DIRECTORY;
+    if (std::memcmp(header.magic, agent_magic, sizeof agent_magic) != 0) return QEL_AGENT_DIR_LOAD_NOT_A_DIRECTORY;
     directory.version = header.version;
     directory.agent_count = header.agent_count;
     directory.active_count = header.active_count;

@@ -89,8 +89,7 @@ using namespace qel;
 
 extern "C" {
 
-std::int32_t qel_agent_spawn(const char *parent, std::uint8_t type, std::uint8_t tier, std::uint8_t tag,
-                             char *id_out) {
+std::int32_t qel_agent_spawn(const char *parent, std::uint8_t type, std::uint8_t tier, std::uint8_t tag, char *id_out) {
     if (make_agent_directory(nullptr) != QEL_OK) return QEL_AGENT_SPAWN_NO_MEMORY;
     qel_agent_dir &directory = *g_agent_dir;
     if (directory.agent_count >= QEL_AGENT_CAPACITY) return QEL_AGENT_SPAWN_FULL;

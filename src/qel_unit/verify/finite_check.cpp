@@ -65,8 +65,7 @@ QEL_TARGET_AVX2 bool finite_avx2(const float *numbers, std::uint64_t count) {
         __m256i found = _mm256_setzero_si256();
         for (const std::uint64_t end = std::min(i + floats_a_block, whole); i < end; i += 16) {
             prefetch_ahead(numbers + i);
-            found =
-                _mm256_or_si256(found, _mm256_or_si256(not_finite(numbers + i), not_finite(numbers + i + 8)));
+            found = _mm256_or_si256(found, _mm256_or_si256(not_finite(numbers + i), not_finite(numbers + i + 8)));
         }
         if (_mm256_movemask_epi8(found) != 0) return false;
     }
@@ -77,8 +76,8 @@ QEL_TARGET_AVX2 bool finite_avx2(const float *numbers, std::uint64_t count) {
 
 } // namespace
 
-dispatched<finite_function> finite_kernel(finite_plain, QEL_SSE2_FORM(finite_sse2),
-                                          QEL_AVX2_FORM(finite_avx2), nullptr);
+dispatched<finite_function> finite_kernel(finite_plain, QEL_SSE2_FORM(finite_sse2), QEL_AVX2_FORM(finite_avx2),
+                                          nullptr);
 
 bool all_finite(const float *numbers, std::uint64_t count) {
     return finite_kernel(numbers, count);

@@ -40,8 +40,7 @@ std::uint32_t qel_mesh_verify_p_div_p(const float *positions, std::uint32_t coun
     return holds(positions, count);
 }
 
-float qel_mesh_bounds_coherence(float min_x, float min_y, float min_z, float max_x, float max_y,
-                                float max_z) {
+float qel_mesh_bounds_coherence(float min_x, float min_y, float min_z, float max_x, float max_y, float max_z) {
     const float x = side_length(min_x, max_x);
     const float y = side_length(min_y, max_y);
     const float z = side_length(min_z, max_z);

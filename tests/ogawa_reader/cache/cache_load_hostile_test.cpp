@@ -23,8 +23,8 @@ TEST_F(MeshCacheLoad, SurvivesExtremesInEveryWord) {
     for (std::size_t at = 0; at < 64; at += 2)
         places.push_back(at);
     for (const std::size_t at : places)
-        for (const std::uint32_t word : {0u, 1u, 3u, 0x7FFFFFFFu, 0x80000000u, 0xFFFFFFFFu, size - 133,
-                                         size - 132, size - 128, size - 4, size - 1, size, size + 1}) {
+        for (const std::uint32_t word : {0u, 1u, 3u, 0x7FFFFFFFu, 0x80000000u, 0xFFFFFFFFu, size - 133, size - 132,
+                                         size - 128, size - 4, size - 1, size, size + 1}) {
             bytes file = whole;
             std::memcpy(&file[at], &word, 4);
             expect_as_modelled(file);

@@ -181,8 +181,7 @@ TEST_F(MeshCacheLoad, IgnoresASkinWhoseCountsExceedTheFile) {
 
 TEST_F(MeshCacheLoad, IgnoresASkinOffsetPastTheEnd) {
     const bytes whole = whole_cache_file(some_skin());
-    for (const std::size_t offset :
-         {whole.size() - 3, whole.size(), whole.size() + 1, std::size_t{0xFFFFFFFF}}) {
+    for (const std::size_t offset : {whole.size() - 3, whole.size(), whole.size() + 1, std::size_t{0xFFFFFFFF}}) {
         bytes file = whole;
         const auto word = static_cast<std::uint32_t>(offset);
         std::memcpy(&file[60], &word, 4);

@@ -108,8 +108,7 @@ TEST_F(MeshCacheSaveFailure, WithoutMemoryForTrianglesTheyAreLeftOut) {
 
 TEST_F(MeshCacheSaveFailure, AllocatesTheTriangleBufferIfTheIndexCountIsZero) {
     cache_mesh mesh = quad();
-    for (const std::uint32_t corners :
-         {16'777'217u, 0xFFFFFFFFu}) { // with the quad's two, 2^32 - 1 triangles at most
+    for (const std::uint32_t corners : {16'777'217u, 0xFFFFFFFFu}) { // with the quad's two, 2^32 - 1 triangles at most
         mesh.face_counts = {4, corners};
         ogawa_polymesh record = mesh.record();
         record.face_index_count = 0;

@@ -273,8 +273,7 @@ TEST_F(MeshCacheSave, ReadsTheIndicesIfTheIndexCountIsZero) {
     mesh.face_counts = {0, 4, 0, 1}; // nothing after the last whole face is read
     ogawa_polymesh record = mesh.record();
     record.face_index_count = 0;
-    EXPECT_EQ(values_at<std::uint32_t>(saved(record), 64 + 48, 6), (numbers{3, 2, 9, 3, 9, 0}))
-        << "unchecked";
+    EXPECT_EQ(values_at<std::uint32_t>(saved(record), 64 + 48, 6), (numbers{3, 2, 9, 3, 9, 0})) << "unchecked";
     mesh.face_indices = {3, 2, 9, 0, 1, 2, 3};
     mesh.face_counts = {7}; // and likewise in a face of many corners
     record = mesh.record();
@@ -326,8 +325,7 @@ TEST_F(MeshCacheSave, AgreesWithThePlainWriterOnRandomMeshes) {
         mesh.positions = plain.positions;
         mesh.face_counts = plain.face_counts;
         mesh.face_indices = plain.face_indices;
-        if (one_in(20) && !mesh.face_indices.empty())
-            mesh.face_indices[random() % mesh.face_indices.size()] += 40;
+        if (one_in(20) && !mesh.face_indices.empty()) mesh.face_indices[random() % mesh.face_indices.size()] += 40;
         std::uniform_real_distribution<float> coordinate(-1.0f, 1.0f);
         const std::size_t normals = one_in(3) ? vertices : one_in(3) ? 0 : random() % 60;
         for (std::size_t i = 0; i < normals * 3; ++i)

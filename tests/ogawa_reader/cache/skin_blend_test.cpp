@@ -34,8 +34,8 @@ struct blend_case {
             for (std::size_t r = 0; r < 4; ++r)
                 for (std::size_t c = 0; c < 4; ++c) {
                     const double *const row = poses[j].at[r];
-                    products[j].at[r][c] = row[0] * identity[c] + row[1] * identity[4 + c] +
-                                           row[2] * identity[8 + c] + row[3] * identity[12 + c];
+                    products[j].at[r][c] = row[0] * identity[c] + row[1] * identity[4 + c] + row[2] * identity[8 + c] +
+                                           row[3] * identity[12 + c];
                 }
         return products;
     }
@@ -109,8 +109,7 @@ blend_case random_case(std::mt19937 &random, std::size_t vertices, std::size_t j
         using type = decltype(kind);
         return random() % 16 < oddness ? odd_number<type>(random) : static_cast<type>(plain(random));
     };
-    const float thresholds[] = {1e-6f,   std::nextafter(1e-6f, 0.0f), 5e-7f, 0.0f, -0.0f, -1.0f, NAN, -NAN,
-                                infinity};
+    const float thresholds[] = {1e-6f, std::nextafter(1e-6f, 0.0f), 5e-7f, 0.0f, -0.0f, -1.0f, NAN, -NAN, infinity};
     blend_case c;
     c.poses.resize(joints);
     for (joint_matrix &joint : c.poses)
@@ -141,8 +140,7 @@ TEST(SkinKernel, AgreesWithTheModelOnPlainNumbers) {
 TEST(SkinKernel, AgreesWithTheModelOnOddNumbers) {
     std::mt19937 random(92);
     for (int round = 0; round < 1500; ++round)
-        expect_all_agree(random_case(random, random() % 40, 1 + random() % 6, 1 + random() % 8),
-                         random() % 16);
+        expect_all_agree(random_case(random, random() % 40, 1 + random() % 6, 1 + random() % 8), random() % 16);
 }
 
 TEST(SkinKernel, AgreesWithTheModelWhereverSlotsAreSkipped) {
@@ -210,9 +208,9 @@ TEST(SkinChoice, IsMadeByTheFirstCallAndCanBeForced) {
     float out = 0;
     skin_blend(nullptr, 0, &joint, 1, nullptr, &out);
     EXPECT_EQ(skin_kernel.chosen(), skin_kernel.forms.best(detect_instruction_set()));
-    const forced_form<skin_function> forced(
-        skin_kernel, [](const qel_skin_weight *, std::uint32_t, const joint_matrix *, std::uint32_t,
-                        const float *, float *results) { *results = 55; });
+    const forced_form<skin_function> forced(skin_kernel,
+                                            [](const qel_skin_weight *, std::uint32_t, const joint_matrix *,
+                                               std::uint32_t, const float *, float *results) { *results = 55; });
     skin_blend(nullptr, 0, &joint, 1, nullptr, &out);
     EXPECT_EQ(out, 55.0f);
 }

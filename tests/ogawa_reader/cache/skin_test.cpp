@@ -86,8 +86,7 @@ TEST(SkinApply, UsesAWeightOfAMillionth) {
 }
 
 TEST(SkinApply, UsesANanWeight) {
-    cache_skin skin{{moving_joint(0, 0, 0)},
-                    {{{0, 0, 0, 0}, {std::numeric_limits<float>::quiet_NaN(), 1, 0, 0}}}};
+    cache_skin skin{{moving_joint(0, 0, 0)}, {{{0, 0, 0, 0}, {std::numeric_limits<float>::quiet_NaN(), 1, 0, 0}}}};
     for (const float coordinate : applied(skin, identity_poses(1), {1, 2, 3}))
         EXPECT_TRUE(std::isnan(coordinate));
 }
@@ -105,22 +104,19 @@ TEST(SkinApply, DoesNotNormalizeWeights) {
 TEST(SkinApply, AddsSlotsInOrderInSinglePrecision) {
     cache_skin skin{{moving_joint(0, 0, 0)},
                     {{{0, 0, 0, 0}, {16777216.0f, 1, 1, 0}}, {{0, 0, 0, 0}, {1, 1, 16777216.0f, 0}}}};
-    EXPECT_EQ(applied(skin, identity_poses(1), {1, 0, 0, 1, 0, 0}),
-              (triples{16777216.0f, 0, 0, 16777218.0f, 0, 0}));
+    EXPECT_EQ(applied(skin, identity_poses(1), {1, 0, 0, 1, 0, 0}), (triples{16777216.0f, 0, 0, 16777218.0f, 0, 0}));
 }
 
 TEST(SkinApply, RoundsTheMovedPositionBeforeItIsWeighted) {
     cache_skin skin{{moving_joint(1e-9, 0, 0)}, {{{0, 0, 0, 0}, {3, 0, 0, 0}}}};
     EXPECT_EQ(applied(skin, identity_poses(1), {1, 0, 0}), (triples{3, 0, 0}));
     skin.joints = {moving_joint(1e300, 0, 0)};
-    EXPECT_EQ(applied(skin, identity_poses(1), {1, 0, 0}),
-              (triples{std::numeric_limits<float>::infinity(), 0, 0}));
+    EXPECT_EQ(applied(skin, identity_poses(1), {1, 0, 0}), (triples{std::numeric_limits<float>::infinity(), 0, 0}));
 }
 
 TEST(SkinApply, UsesTheSkinsVertexCount) {
     cache_skin skin{{moving_joint(0, 0, 0)}, {whole, whole}};
-    EXPECT_EQ(applied(skin, identity_poses(1), {1, 2, 3, 4, 5, 6, 7, 8, 9}),
-              (triples{1, 2, 3, 4, 5, 6, 99, 99, 99}));
+    EXPECT_EQ(applied(skin, identity_poses(1), {1, 2, 3, 4, 5, 6, 7, 8, 9}), (triples{1, 2, 3, 4, 5, 6, 99, 99, 99}));
     skin.weights.clear();
     EXPECT_EQ(applied(skin, identity_poses(1), {1, 2, 3}), (triples{99, 99, 99}));
 }

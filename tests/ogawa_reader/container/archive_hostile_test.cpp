@@ -93,8 +93,7 @@ TEST(HostileArchives, CutAnywhereAreRead) {
     ASSERT_EQ(read_everything(archive), 0);
     int meshes = 0;
     // Every size at both ends, every seventh in between.
-    for (std::uint64_t size = whole.size() - 1; size > 0;
-         size -= size > 2000 && size < whole.size() - 2000 ? 7 : 1) {
+    for (std::uint64_t size = whole.size() - 1; size > 0; size -= size > 2000 && size < whole.size() - 2000 ? 7 : 1) {
         archive.resize(size);
         meshes += read_everything(archive) == 0;
         ASSERT_FALSE(HasFailure()) << size << " bytes";

@@ -23,8 +23,8 @@ class archive_in_memory {
         record.file = std::fopen(folder_.file("archive.abc").c_str(), "rb");
 #else
         // The C library's stream over no bytes at all writes one.
-        record.file = content_.empty() ? std::fopen("/dev/null", "rb")
-                                       : fmemopen(content_.data(), content_.size(), "rb");
+        record.file =
+            content_.empty() ? std::fopen("/dev/null", "rb") : fmemopen(content_.data(), content_.size(), "rb");
 #endif
     }
     ~archive_in_memory() {

@@ -137,9 +137,8 @@ using ArchiveInfo = Archive;
 
 TEST_F(ArchiveInfo, DescribesAFreshArchive) {
     ASSERT_EQ(open(header()), 0);
-    EXPECT_EQ(info(),
-              "Ogawa Archive\n=============\nPath: " + path +
-                  "\nVersion: 0.1\nObjects: 0\nPolyMeshes: 0\nTime Range: 0.000 - 1.000 sec\nFPS: 24.00");
+    EXPECT_EQ(info(), "Ogawa Archive\n=============\nPath: " + path +
+                          "\nVersion: 0.1\nObjects: 0\nPolyMeshes: 0\nTime Range: 0.000 - 1.000 sec\nFPS: 24.00");
     ogawa_close(&archive);
 }
 

@@ -13,8 +13,8 @@ std::uint64_t write_tree(archive_writer &archive) {
     return archive.group({empty, empty, archive.data_claiming(500, {})});
 }
 
-node_list naive(const stored_archive &archive, std::uint64_t reference, std::int32_t depth,
-                std::int32_t max_depth, std::uint64_t file_size) {
+node_list naive(const stored_archive &archive, std::uint64_t reference, std::int32_t depth, std::int32_t max_depth,
+                std::uint64_t file_size) {
     model::node_walk walk = {archive.stream(), file_size, 10, max_depth, {}};
     walk.visit(static_cast<std::int64_t>(reference), depth);
     return walk.nodes;
@@ -53,8 +53,7 @@ TEST(DataNodesLimits, AreListedWhereAGroupOfTheSamePositionIsEmpty) {
     const std::uint64_t tree = writer.group(children);
     const stored_archive archive(writer.content());
     for (const std::int32_t depth : {0, 65'535, 65'536, 70'000})
-        EXPECT_EQ(sizes(walk(archive, tree, {10, depth + 3}, depth)), size_list{150})
-            << "from level " << depth;
+        EXPECT_EQ(sizes(walk(archive, tree, {10, depth + 3}, depth)), size_list{150}) << "from level " << depth;
 }
 
 TEST(DataNodesLimits, AreListedBesideAnEmptyGroupThatBeginsOneByteBefore) {

@@ -37,8 +37,8 @@ std::uint64_t nested(archive_writer &archive, std::uint64_t reference, int group
 TEST(DataNodes, AreListedFrom101To9999999Bytes) {
     archive_writer archive;
     std::vector<std::uint64_t> children;
-    for (const std::uint64_t size : {std::uint64_t{0}, std::uint64_t{100}, std::uint64_t{101},
-                                     std::uint64_t{9999999}, std::uint64_t{10000000}, UINT64_MAX})
+    for (const std::uint64_t size : {std::uint64_t{0}, std::uint64_t{100}, std::uint64_t{101}, std::uint64_t{9999999},
+                                     std::uint64_t{10000000}, UINT64_MAX})
         children.push_back(claim(archive, size));
     const std::uint64_t group = archive.group(children);
     const std::vector<listed_node> expected = {{(children[2] & ~data_bit) + 8, 101},
@@ -71,8 +71,7 @@ TEST(DataNodes, AreAppendedAfterThoseAlreadyListed) {
     ogawa_node_collector collector = {stored.stream(), stored.length(), nodes, 1, 3, 20};
     ogawa_collect_data_nodes(&collector, static_cast<std::int64_t>(group), 0);
     EXPECT_EQ(collector.count, 3u);
-    EXPECT_EQ((size_list{nodes[0].size, nodes[1].size, nodes[2].size, nodes[3].size}),
-              (size_list{2, 200, 300, 6}));
+    EXPECT_EQ((size_list{nodes[0].size, nodes[1].size, nodes[2].size, nodes[3].size}), (size_list{2, 200, 300, 6}));
 }
 
 TEST(DataNodes, StopSilentlyWhenTheListIsFull) {
@@ -195,8 +194,7 @@ TEST(DataNodes, AreTheSameWithoutMemoryForAnythingButTheGroups) {
     const std::uint64_t start = write_cycles(stored);
     const walk_limits allowed = {500, 8};
     ASSERT_EQ(sizes(walk(stored, start, allowed)), size_list{200});
-    for (const std::size_t size :
-         {std::size_t{256} << 10, std::size_t{8192}}) { // the window, the memory of groups
+    for (const std::size_t size : {std::size_t{256} << 10, std::size_t{8192}}) { // the window, the memory of groups
         const failing_heap heap = failing_heap::of_size(size);
         EXPECT_EQ(sizes(walk(stored, start, allowed)), size_list{200});
         EXPECT_GT(heap.failures(), 0u) << size;
@@ -386,8 +384,7 @@ TEST_F(DataNodesRandom, WordsAtAnyOffsetListTheSameAsTheNaiveWalk) {
             test::append(content, word);
             if (below(10) == 0) content.push_back(static_cast<std::uint8_t>(below(3)));
         }
-        const walk_limits allowed = {static_cast<std::uint32_t>(1 + below(30)),
-                                     static_cast<std::int32_t>(below(7))};
+        const walk_limits allowed = {static_cast<std::uint32_t>(1 + below(30)), static_cast<std::int32_t>(below(7))};
         for (int i = 0; i < 5; ++i)
             compared += expect_same(content, 16 + below(length), allowed);
         if (HasFailure()) FAIL() << "round " << round;

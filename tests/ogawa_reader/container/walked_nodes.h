@@ -28,9 +28,8 @@ struct walk_limits {
 inline node_list walk(const stored_archive &archive, std::uint64_t reference, walk_limits allowed = {},
                       std::int32_t depth = 0, std::optional<std::uint64_t> size = std::nullopt) {
     std::vector<ogawa::extent> nodes(allowed.capacity + 1, {0, 0}); // one more, which must stay
-    ogawa_node_collector collector = {archive.stream(), size.value_or(archive.length()),
-                                      nodes.data(),     0,
-                                      allowed.capacity, allowed.max_depth};
+    ogawa_node_collector collector = {
+        archive.stream(), size.value_or(archive.length()), nodes.data(), 0, allowed.capacity, allowed.max_depth};
     ogawa_collect_data_nodes(&collector, static_cast<std::int64_t>(reference), depth);
     EXPECT_LE(collector.count, allowed.capacity);
     EXPECT_EQ(nodes[allowed.capacity].at, 0u);

@@ -75,8 +75,7 @@ TEST(TriangulateFace, KeepsATriangle) {
     std::uint32_t count = 0;
     ASSERT_EQ(ogawa_triangulate_face(face, 3, &triangles, &count), 0);
     ASSERT_EQ(count, 1u);
-    EXPECT_EQ(std::vector<std::uint32_t>(triangles, triangles + 3),
-              std::vector<std::uint32_t>(face, face + 3));
+    EXPECT_EQ(std::vector<std::uint32_t>(triangles, triangles + 3), std::vector<std::uint32_t>(face, face + 3));
     std::free(triangles);
 }
 

@@ -177,9 +177,8 @@ TEST(GetVertexNeighbors, DistinguishVerticesOfOneHash) {
     // The first five have the hash of the centre, the others the one before it, so that probing continues into it.
     for (const numbers &round : {numbers{34, 89, 178, 233, 267}, numbers{55, 144, 199, 288, 343},
                                  numbers{55, 34, 144, 89, 199}, numbers{34, 55, 89, 144, 178}}) {
-        mesh_record record(
-            400, {3, 4, 4},
-            {0, round[0], round[1], 0, round[1], round[2], round[3], round[3], round[0], 0, round[4]});
+        mesh_record record(400, {3, 4, 4},
+                           {0, round[0], round[1], 0, round[1], round[2], round[3], round[3], round[0], 0, round[4]});
         ASSERT_EQ(ogawa_build_manifold(&record.mesh), 0);
         EXPECT_EQ(record.neighbors_of(0), round);
     }

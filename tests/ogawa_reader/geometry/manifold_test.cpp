@@ -49,8 +49,7 @@ TEST(BuildManifold, FillsEveryFieldOfTwoTriangles) {
     EXPECT_EQ(manifold.vertex_count, 4u);
     EXPECT_EQ(manifold.face_count, 2u);
     EXPECT_EQ(manifold.face_vertices, record.mesh.face_indices);
-    EXPECT_EQ(numbers(manifold.vertex_face_offsets, manifold.vertex_face_offsets + 5),
-              (numbers{0, 1, 3, 5, 6}));
+    EXPECT_EQ(numbers(manifold.vertex_face_offsets, manifold.vertex_face_offsets + 5), (numbers{0, 1, 3, 5, 6}));
     EXPECT_EQ(numbers(manifold.vertex_faces, manifold.vertex_faces + 6), (numbers{0, 0, 1, 0, 1, 1}));
     EXPECT_EQ(record.face_offsets(), (numbers{0, 3, 6}));
     EXPECT_EQ(manifold.aux_array_a, nullptr);
@@ -186,8 +185,7 @@ TEST(VertexLookups, FindNothingInAManifoldWhoseBuildingFailed) {
         failed_build build(n);
         const std::uint32_t *faces = nullptr;
         std::uint32_t *neighbors = nullptr, count = 0;
-        EXPECT_EQ(ogawa_get_vertex_faces(&build.record.mesh.manifold, 0, &faces, &count), n < 4 ? -1 : 0)
-            << n;
+        EXPECT_EQ(ogawa_get_vertex_faces(&build.record.mesh.manifold, 0, &faces, &count), n < 4 ? -1 : 0) << n;
         EXPECT_EQ(build.record.ask(0, neighbors, count), -1) << n;
         EXPECT_EQ(neighbors, nullptr);
         build.ledger.free_all();
@@ -210,9 +208,8 @@ struct hand_made {
         const std::uint32_t *faces = nullptr;
         std::uint32_t *neighbors = nullptr, face_count = 0, neighbor_count = 0;
         const std::int32_t status = ogawa_get_vertex_faces(&manifold, vertex, &faces, &face_count);
-        EXPECT_EQ(
-            ogawa_get_vertex_neighbors(&manifold, &mesh.face_counts, vertex, &neighbors, &neighbor_count),
-            status);
+        EXPECT_EQ(ogawa_get_vertex_neighbors(&manifold, &mesh.face_counts, vertex, &neighbors, &neighbor_count),
+                  status);
         std::free(neighbors);
         EXPECT_EQ(face_count, 0u);
         EXPECT_EQ(neighbor_count, 0u);
@@ -254,8 +251,7 @@ TEST(VertexLookups, OfAMeshWithoutFacesNeedNoMemoryForTheLists) {
 }
 
 TEST(IsManifoldClosed, ReturnsFalseEvenForACube) {
-    mesh_record cube(8, {4, 4, 4, 4, 4, 4},
-                     {0, 1, 3, 2, 4, 6, 7, 5, 0, 4, 5, 1, 2, 3, 7, 6, 0, 2, 6, 4, 1, 5, 7, 3});
+    mesh_record cube(8, {4, 4, 4, 4, 4, 4}, {0, 1, 3, 2, 4, 6, 7, 5, 0, 4, 5, 1, 2, 3, 7, 6, 0, 2, 6, 4, 1, 5, 7, 3});
     ASSERT_EQ(ogawa_build_manifold(&cube.mesh), 0);
     EXPECT_EQ(ogawa_is_manifold_closed(&cube.mesh.manifold), 0);
     EXPECT_EQ(ogawa_is_manifold_closed(nullptr), 0);
@@ -288,15 +284,12 @@ void expect_equal_to_model(mesh_record &record) {
     ASSERT_EQ(ogawa_build_manifold(&record.mesh), 0);
     const ogawa_manifold &manifold = record.mesh.manifold;
     const model::plain_manifold plain = model::build_plain_manifold(record.mesh);
-    ASSERT_EQ(
-        numbers(manifold.vertex_face_offsets, manifold.vertex_face_offsets + record.mesh.vertex_count + 1),
-        plain.vertex_face_offsets);
-    ASSERT_EQ(numbers(manifold.vertex_faces, manifold.vertex_faces + plain.vertex_faces.size()),
-              plain.vertex_faces);
+    ASSERT_EQ(numbers(manifold.vertex_face_offsets, manifold.vertex_face_offsets + record.mesh.vertex_count + 1),
+              plain.vertex_face_offsets);
+    ASSERT_EQ(numbers(manifold.vertex_faces, manifold.vertex_faces + plain.vertex_faces.size()), plain.vertex_faces);
     ASSERT_EQ(record.face_offsets(), plain.face_offsets);
     for (std::uint32_t vertex = 0; vertex < record.mesh.vertex_count; ++vertex)
-        ASSERT_EQ(record.neighbors_of(vertex),
-                  model::plain_neighbors(plain, record.mesh.face_indices, vertex));
+        ASSERT_EQ(record.neighbors_of(vertex), model::plain_neighbors(plain, record.mesh.face_indices, vertex));
 }
 
 /// A record with faces of 0 to `largest` corners, some corners out of range, and at times fewer or more corners
@@ -313,8 +306,7 @@ std::unique_ptr<mesh_record> random_record(std::mt19937 &random, std::uint32_t l
     const std::uint32_t kind = below(4);
     const std::size_t held = kind == 0 ? below(claimed + 1) : kind == 1 ? claimed + below(9) : claimed;
     while (indices.size() < held)
-        indices.push_back(below(12) == 0 ? std::numeric_limits<std::uint32_t>::max() - below(3)
-                                         : below(vertices + 2));
+        indices.push_back(below(12) == 0 ? std::numeric_limits<std::uint32_t>::max() - below(3) : below(vertices + 2));
     auto record = std::make_unique<mesh_record>(vertices, counts, indices);
     if (kind == 2) record->mesh.face_index_count = 0;
     if (indices.empty()) record->mesh.face_indices = nullptr;

@@ -22,8 +22,7 @@ void expect_same(const floats &actual, const floats &expected) {
     ASSERT_EQ(actual.size(), expected.size());
     for (std::size_t i = 0; i < actual.size(); ++i) {
         if (std::isnan(actual[i]) && std::isnan(expected[i])) continue;
-        ASSERT_EQ(std::memcmp(&actual[i], &expected[i], 4), 0)
-            << i << ": " << actual[i] << ", " << expected[i];
+        ASSERT_EQ(std::memcmp(&actual[i], &expected[i], 4), 0) << i << ": " << actual[i] << ", " << expected[i];
     }
 }
 

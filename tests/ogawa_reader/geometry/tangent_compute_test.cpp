@@ -22,8 +22,7 @@ struct single_triangle : uv_mesh {
 
 /// A unit square of four vertices, its UVs turned by a quarter.
 struct turned_quad : uv_mesh {
-    turned_quad()
-        : uv_mesh({0, 0, 0, 1, 0, 0, 1, 1, 0, 0, 1, 0}, {4}, {0, 1, 2, 3}, {0, 0, 0, 1, -1, 1, -1, 0}) {}
+    turned_quad() : uv_mesh({0, 0, 0, 1, 0, 0, 1, 1, 0, 0, 1, 0}, {4}, {0, 1, 2, 3}, {0, 0, 0, 1, -1, 1, -1, 0}) {}
 };
 
 floats repeated(const floats &vector, std::size_t times) {
@@ -96,8 +95,8 @@ TEST(ComputeTangentFrame, TreatsEveryFaceAsATriangleWithoutFaceCounts) {
 
 TEST(ComputeTangentFrame, LeavesAVertexWithoutFacesZero) {
     uv_mesh record({0, 0, 0, 1, 0, 0, 0, 1, 0, 5, 5, 5}, {3}, {0, 1, 2}, {0, 0, 1, 0, 0, 1});
-    EXPECT_EQ(computed(record), (tangents_and_bitangents{{1, 0, 0, 1, 0, 0, 1, 0, 0, 0, 0, 0},
-                                                         {0, 1, 0, 0, 1, 0, 0, 1, 0, 0, 0, 0}}));
+    EXPECT_EQ(computed(record),
+              (tangents_and_bitangents{{1, 0, 0, 1, 0, 0, 1, 0, 0, 0, 0, 0}, {0, 1, 0, 0, 1, 0, 0, 1, 0, 0, 0, 0}}));
 }
 
 TEST(ComputeTangentFrame, LeavesASumNotLongerThan1em8AsItIs) {

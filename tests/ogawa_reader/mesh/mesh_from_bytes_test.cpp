@@ -85,9 +85,7 @@ struct cut_file {
     }
     static int seek(void *cookie, off64_t *offset, int origin) {
         auto &file = *static_cast<cut_file *>(cookie);
-        const std::size_t from = origin == SEEK_END   ? file.content.size()
-                                 : origin == SEEK_CUR ? file.position
-                                                      : 0;
+        const std::size_t from = origin == SEEK_END ? file.content.size() : origin == SEEK_CUR ? file.position : 0;
         file.position = from + static_cast<std::size_t>(*offset);
         *offset = static_cast<off64_t>(file.position);
         return 0;

@@ -53,8 +53,8 @@ struct uvs_result {
     std::int32_t status;
     ogawa_uv_set set;
 
-    explicit uvs_result(const ogawa_archive *archive, const ogawa_object *object = nullptr,
-                        std::uint64_t sample = 0, std::uint32_t number = 0) {
+    explicit uvs_result(const ogawa_archive *archive, const ogawa_object *object = nullptr, std::uint64_t sample = 0,
+                        std::uint32_t number = 0) {
         std::memset(static_cast<void *>(&set), 0xAB, sizeof set);
         status = ogawa_read_uvs(archive, object, sample, number, &set);
     }

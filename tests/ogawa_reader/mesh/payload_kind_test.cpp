@@ -98,8 +98,7 @@ TEST(PolymeshNormals, AreOfFaceVaryingScope) {
 TEST(PolymeshNormals, AreAlsoSmallIntegersInWholeTriples) {
     // As floats they are near zero.
     const read_mesh read(
-        archive_of({payload_of<std::uint32_t>({3, 4, 3, 4, 3, 4, 3, 4, 3, 4, 3}, 12000), some_positions()})
-            .content());
+        archive_of({payload_of<std::uint32_t>({3, 4, 3, 4, 3, 4, 3, 4, 3, 4, 3}, 12000), some_positions()}).content());
     EXPECT_EQ(read.mesh.normal_count, 1000u);
     EXPECT_EQ(read.mesh.face_count, 3000u);
     EXPECT_EQ(read.mesh.face_index_count, 3000u);
@@ -144,8 +143,7 @@ TEST(PolymeshDigest, IsSkippedByTheSizeAloneWhereItsWordsLookLikeCoordinates) {
     EXPECT_TRUE(skipped({1, 2, 3, 4, 2, 2, 2, 2, 2, 2, nan, 2}, 10024)) << "nor one after the tenth";
     EXPECT_TRUE(skipped({1, 2, 3, 4, 0, 0, 0, 0, 0, -above(1.5f), 0}, 10024));
     EXPECT_FALSE(skipped({1, 2, 3, 4, 0, 0, 0, 0, 0, 1.5f, 0}, 10024));
-    EXPECT_FALSE(skipped({1, 2, 3, 4, 0, 0, 0, 0, 0, 0, 2, 2}, 10024))
-        << "the tenth word is the last one tested";
+    EXPECT_FALSE(skipped({1, 2, 3, 4, 0, 0, 0, 0, 0, 0, 2, 2}, 10024)) << "the tenth word is the last one tested";
     EXPECT_FALSE(skipped({1, 2, 3, 4, 2}, 10012)) << "fewer than 10001 bytes would be left";
     EXPECT_FALSE(skipped({1, 2, 3, 4, 2}, 10020)) << "no whole triples without a digest";
     for (std::size_t i = 4; i < 10; ++i) {
@@ -280,8 +278,7 @@ class PolymeshClassification : public testing::Test {
     }
 
     words random_head() {
-        const float coordinates[] = {0,    -0.5f,       1, 1.1f, above(1.1f), -1.2f,
-                                     1.5f, above(1.5f), 2, -700, 50000};
+        const float coordinates[] = {0, -0.5f, 1, 1.1f, above(1.1f), -1.2f, 1.5f, above(1.5f), 2, -700, 50000};
         const float others[] = {nan, infinity, -infinity, above(50000), -1e35f};
         const std::uint32_t small[] = {0, 1, 2, 3, 4, 4, 4, 5, 8, 9, 500, 99999, 100000};
         const std::uint32_t kind = random() % 4; // small integers, mixed, floats, corner counts
@@ -310,8 +307,7 @@ class PolymeshClassification : public testing::Test {
             const bytes payload = payload_of(random_head(), std::min<std::uint64_t>(size, 13000));
             content.insert(content.end(), payload.begin(), payload.end());
         }
-        if (random() % 3 == 0)
-            content.resize((nodes.back() & ~archive_writer::data_bit) + 8 + 40 + random() % 30);
+        if (random() % 3 == 0) content.resize((nodes.back() & ~archive_writer::data_bit) + 8 + 40 + random() % 30);
         test::put(content, 8, std::uint64_t{16});
         test::put_all(content, 16, std::vector<std::uint64_t>{3, 0, 0, 64});
         test::put(content, 64, std::uint64_t{nodes.size()});

@@ -150,9 +150,8 @@ TEST(PolymeshTree, WhoseRootIsOutOfTheFileIsNotSearched) {
     archive_writer archive = test::four_arrays();
     const stored_archive whole(archive.content());
     ASSERT_EQ(read_mesh(whole).status, 0);
-    for (const std::uint64_t root :
-         {std::uint64_t{0}, archive_writer::data_bit, archive.size(), archive.size() - 1, archive.size() - 8,
-          archive.size() - 31, UINT64_MAX}) {
+    for (const std::uint64_t root : {std::uint64_t{0}, archive_writer::data_bit, archive.size(), archive.size() - 1,
+                                     archive.size() - 8, archive.size() - 31, UINT64_MAX}) {
         archive.set_root(root);
         EXPECT_EQ(read_mesh(archive.content()).status, -1) << root;
     }
@@ -221,8 +220,7 @@ TEST(PolymeshArrays, BeyondFourGibibytesAreRead) {
     constexpr std::uint64_t offset = std::uint64_t{5} << 30;
     far_part.pad_to(64, 0);
     const std::uint64_t positions = far_part.data(some_positions());
-    const std::uint64_t indices =
-        far_part.data(payload_of<std::uint32_t>({0, 1, 2, 3, 4, 5, 6, 7, 8, 9}, 10004));
+    const std::uint64_t indices = far_part.data(payload_of<std::uint32_t>({0, 1, 2, 3, 4, 5, 6, 7, 8, 9}, 10004));
     const std::uint64_t inner = far_part.group({positions + offset, indices + offset});
     const std::uint64_t root = far_part.group({0, 0, inner + offset});
     bytes header(16);

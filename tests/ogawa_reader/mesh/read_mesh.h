@@ -76,8 +76,7 @@ inline archive_writer four_arrays(int cut = -1) {
     archive.pad_to(3000, 0xFF);
     std::vector<std::uint64_t> nodes;
     for (int i = 0; i < 4; ++i)
-        nodes.push_back(
-            archive.data_claiming(i == cut ? (i < 2 ? 480000 : 480004) : payloads[i].size(), payloads[i]));
+        nodes.push_back(archive.data_claiming(i == cut ? (i < 2 ? 480000 : 480004) : payloads[i].size(), payloads[i]));
     archive.finish(archive.group(nodes));
     return archive;
 }

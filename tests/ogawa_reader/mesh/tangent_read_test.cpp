@@ -48,8 +48,7 @@ struct read_frame {
     floats tangents() const { return floats(frame.tangents, frame.tangents + frame.count * 3); }
     floats bitangents() const { return floats(frame.bitangents, frame.bitangents + frame.count * 3); }
     bool empty() const {
-        return frame.tangents == nullptr && frame.bitangents == nullptr && frame.count == 0 &&
-               frame.components == 0;
+        return frame.tangents == nullptr && frame.bitangents == nullptr && frame.count == 0 && frame.components == 0;
     }
 };
 
@@ -57,8 +56,7 @@ TEST(ReadTangentFrame, PairsTheFirstBlockWithTheNextOneOfItsSize) {
     const struct {
         std::vector<std::uint64_t> sizes;
         float tangent, bitangent; // by the blocks' numbers, from 1 on
-    } cases[] = {
-        {{48, 60, 48}, 0.01f, 0.03f}, {{48, 60, 60, 48}, 0.01f, 0.04f}, {{36, 48, 60, 48, 48}, 0.02f, 0.04f}};
+    } cases[] = {{{48, 60, 48}, 0.01f, 0.03f}, {{48, 60, 60, 48}, 0.01f, 0.04f}, {{36, 48, 60, 48, 48}, 0.02f, 0.04f}};
     for (const auto &one : cases) {
         SCOPED_TRACE(testing::PrintToString(one.sizes));
         const read_frame read(archive_of(one.sizes));

@@ -141,8 +141,7 @@ TEST(BlockScan, FindsNothingInTinyFiles) {
 }
 
 TEST(BlockScan, ListsBlocksInOrderUntilTheListIsFull) {
-    const archive_in_memory archive(
-        archive_of_blocks({{36, six}, {48, six}, {36, six}, {48, six}, {36, six}}));
+    const archive_in_memory archive(archive_of_blocks({{36, six}, {48, six}, {36, six}, {48, six}, {36, six}}));
     ogawa::extent list[5];
     ASSERT_EQ(list_blocks(archive.file(), unit_vector_blocks, list, 5), 5u);
     for (std::uint64_t i = 0; i < 5; ++i) {

@@ -35,8 +35,7 @@ TEST(IndicesFromBytes, NeedsARunOfSixWords) {
 TEST(IndicesFromBytes, HoldsWordsBelowTheVertexCount) {
     EXPECT_EQ(read_mesh(with_words({1, 2, 1000, 3, 4, 5, 6})).mesh.face_index_count, 7u);
     EXPECT_EQ(read_mesh(with_words({1, 2, 1001, 3, 4, 5, 6})).mesh.face_index_count, 0u);
-    EXPECT_EQ(read_mesh(with_words({1, 2, 1001, 3, 4, 5, 6, 7, 8})).face_indices(),
-              (words{3, 4, 5, 6, 7, 8}));
+    EXPECT_EQ(read_mesh(with_words({1, 2, 1001, 3, 4, 5, 6, 7, 8})).face_indices(), (words{3, 4, 5, 6, 7, 8}));
 }
 
 TEST(IndicesFromBytes, MayContainThreeAndFourButDoNotBeginWithThem) {

@@ -55,8 +55,7 @@ located search(const bytes &content) {
 
 /// 0xFF bytes, which never form a plausible size, with one block.
 template <class T>
-bytes block_at(std::uint64_t offset, std::uint64_t size, const std::vector<T> &payload,
-               std::uint64_t length = 400) {
+bytes block_at(std::uint64_t offset, std::uint64_t size, const std::vector<T> &payload, std::uint64_t length = 400) {
     bytes content(length, 0xFF);
     put_block(content, offset, size, payload);
     return content;
@@ -115,8 +114,8 @@ TEST(MeshSearch, TriesEveryFourthOffsetFrom16ToTheLastWholeCandidate) {
 TEST(MeshSearch, TestsEveryPositionOfALargeFile) {
     // Around the borders of chunks of 4096 and 262144 bytes, and at the end.
     const std::uint64_t length = 600000;
-    for (const std::uint64_t border : {std::uint64_t{4112}, std::uint64_t{8192}, std::uint64_t{262160},
-                                       std::uint64_t{524304}, length - 40}) {
+    for (const std::uint64_t border :
+         {std::uint64_t{4112}, std::uint64_t{8192}, std::uint64_t{262160}, std::uint64_t{524304}, length - 40}) {
         for (std::uint64_t offset = border - 40; offset <= border + 20; offset += 4) {
             const located found = search(block_at(offset, 12, words{3, 3, 3}, length));
             ASSERT_EQ(found.face_counts, (block{offset + 8, 12})) << offset;

@@ -95,8 +95,7 @@ TEST(PositionsScan, TreatsTwoPlausibleWordsAsCoordinates) {
     EXPECT_EQ(scan(block_at(100, 12028, payload)).positions,
               std::vector<float>(payload.begin(), payload.begin() + 3006));
     payload[2] = 0.0f; // now a digest
-    EXPECT_EQ(scan(block_at(100, 12028, payload)).positions,
-              std::vector<float>(payload.begin() + 4, payload.end()));
+    EXPECT_EQ(scan(block_at(100, 12028, payload)).positions, std::vector<float>(payload.begin() + 4, payload.end()));
     payload[2] = 0.0001f;
     EXPECT_EQ(scan(block_at(100, 12028, payload)).count, 1002u);
     payload[2] = below(0.0001f);
@@ -343,8 +342,7 @@ TEST(PositionsScan, AgreesWithItsPlainFormOnAdversarialFiles) {
     std::mt19937 generator(11);
     const auto random = [&] { return static_cast<std::uint32_t>(generator()); };
     const auto pick = [&](const auto &values) { return values[random() % std::size(values)]; };
-    const float plain[] = {0.0f, -0.0f, 0.005f, 0.01f,   above(0.01f), 0.25f,
-                           0.5f, 1.0f,  -3.0f,  9999.0f, 10000.0f};
+    const float plain[] = {0.0f, -0.0f, 0.005f, 0.01f, above(0.01f), 0.25f, 0.5f, 1.0f, -3.0f, 9999.0f, 10000.0f};
     const float edge[] = {below(0.0001f), 0.0001f, -0.0001f, 1.0f / 3, above(10000.0f),
                           -10000.5f,      1e30f,   nan,      infinity};
     const std::uint64_t sizes[] = {12011, 12012, 12016, 12023, 12024, 12028, 12040, 13000, 9999999, 10000000};

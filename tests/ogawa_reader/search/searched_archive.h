@@ -25,8 +25,7 @@ inline bytes vertices_only(std::uint64_t length = 40000) {
 }
 
 /// A size word, a digest of filler and unit vectors, as many as the size promises or as the file holds.
-inline void put_normals(bytes &content, std::uint64_t at, std::uint64_t size,
-                        const floats &head = {0, 0, 1, 0, 1, 0}) {
+inline void put_normals(bytes &content, std::uint64_t at, std::uint64_t size, const floats &head = {0, 0, 1, 0, 1, 0}) {
     put(content, at, size);
     floats values(std::min<std::uint64_t>((size - 16) / 12 * 3, (content.size() - at - 24) / 4), 1.0f);
     std::copy(head.begin(), head.end(), values.begin());

@@ -64,8 +64,7 @@ void AgentEquality::change() {
         const std::uint8_t type = below(2) == 0 ? byte() : static_cast<std::uint8_t>(below(4));
         const auto tier = static_cast<std::uint8_t>(below(5));
         const std::uint8_t tag = byte();
-        ASSERT_EQ(qel_agent_spawn(parent, type, tier, tag, made),
-                  model_.spawn(parent, type, tier, tag, expected));
+        ASSERT_EQ(qel_agent_spawn(parent, type, tier, tag, made), model_.spawn(parent, type, tier, tag, expected));
         ASSERT_EQ(std::memcmp(made, expected, 9), 0);
         known_.emplace_back(made, 8);
         break;
@@ -75,8 +74,7 @@ void AgentEquality::change() {
         break;
     case 2: {
         const std::uint64_t task = random_();
-        ASSERT_EQ(qel_agent_delegate(id.c_str(), to.c_str(), task),
-                  model_.delegate(id.c_str(), to.c_str(), task));
+        ASSERT_EQ(qel_agent_delegate(id.c_str(), to.c_str(), task), model_.delegate(id.c_str(), to.c_str(), task));
         break;
     }
     default:
@@ -100,8 +98,7 @@ void AgentEquality::look() {
         ASSERT_EQ(std::memcmp(&got, &expected, sizeof got), 0);
     } else {
         std::string pattern = id.substr(0, below(9));
-        if (!pattern.empty() && below(2) == 0)
-            pattern[below(static_cast<std::uint32_t>(pattern.size()))] = '*';
+        if (!pattern.empty() && below(2) == 0) pattern[below(static_cast<std::uint32_t>(pattern.size()))] = '*';
         std::vector<char> got(9 * 50, '#');
         std::vector<char> expected(9 * 50, '#');
         const std::int32_t max = static_cast<std::int32_t>(below(52)) - 1;

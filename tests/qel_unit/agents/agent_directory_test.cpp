@@ -37,8 +37,8 @@ TEST_F(AgentInit, ZeroesTheAgentsAndEmptiesEveryBucket) {
     const auto *agents = reinterpret_cast<const std::uint8_t *>(g_agent_dir->agents);
     EXPECT_TRUE(std::all_of(agents, agents + agents_bytes, [](std::uint8_t byte) { return byte == 0; }));
     const std::uint32_t *buckets = g_agent_dir->index->buckets;
-    EXPECT_TRUE(std::all_of(buckets, buckets + QEL_HASH_BUCKETS,
-                            [](std::uint32_t bucket) { return bucket == 0xFFFFFFFF; }));
+    EXPECT_TRUE(
+        std::all_of(buckets, buckets + QEL_HASH_BUCKETS, [](std::uint32_t bucket) { return bucket == 0xFFFFFFFF; }));
 }
 
 TEST_F(AgentInit, TakesNoPath) {

@@ -43,8 +43,7 @@ inline qel_agent query(const std::string &id) {
 using conditions = std::vector<std::uint64_t>;
 inline conditions condition(const std::string &id) {
     const qel_agent agent = query(id);
-    return {agent.state,          agent.flag_idle, agent.flag_terminated,
-            agent.flag_delegated, agent.cleared,   agent.task};
+    return {agent.state, agent.flag_idle, agent.flag_terminated, agent.flag_delegated, agent.cleared, agent.task};
 }
 
 inline std::string text(const char (&id)[8]) {
@@ -77,9 +76,8 @@ inline std::vector<qel_agent> full_house(std::uint32_t first) {
 }
 
 /// A directory file with any counts in its header.
-inline bytes directory_file(const std::vector<qel_agent> &agents, std::uint32_t agent_count,
-                            std::uint32_t active_count, std::int64_t saved_at = 77,
-                            std::uint32_t version = 1) {
+inline bytes directory_file(const std::vector<qel_agent> &agents, std::uint32_t agent_count, std::uint32_t active_count,
+                            std::int64_t saved_at = 77, std::uint32_t version = 1) {
     bytes file = {'Q', 'E', 'A', 'G'};
     append(file, version);
     append(file, agent_count);

@@ -11,8 +11,7 @@ using namespace test;
 
 using AgentLoad = agent_test;
 
-const std::vector<qel_agent> three = {make_agent("2A9E0100", 1), make_agent("2A9E0200", 2),
-                                      make_agent("2A9E1000", 3)};
+const std::vector<qel_agent> three = {make_agent("2A9E0100", 1), make_agent("2A9E0200", 2), make_agent("2A9E1000", 3)};
 
 TEST_F(AgentLoad, ReadsTheHeaderAndTheAgents) {
     load(directory_file(three, 3, 2, -5, 9));
@@ -114,8 +113,7 @@ TEST_F(AgentLoad, KeepsTheClaimedCountAndTheSlotsThatTheFileDoesNotReach) {
 
 TEST_F(AgentLoad, KeepsTheSlotOfATruncatedRecord) {
     write_file(path, directory_file(three));
-    const bytes cut =
-        directory_file({make_agent("2A9E0110"), make_agent("2A9E0111"), make_agent("XXXXXXXX")});
+    const bytes cut = directory_file({make_agent("2A9E0110"), make_agent("2A9E0111"), make_agent("XXXXXXXX")});
     for (const std::ptrdiff_t missing : {1, 20, 39, 40}) {
         ASSERT_EQ(qel_agent_dir_load(path.c_str()), 0);
         write_file(folder.file("cut"), bytes(cut.begin(), cut.end() - missing));
@@ -240,8 +238,7 @@ TEST_F(AgentLoad, StopsIndexingAfterAsManyEntriesAsBuckets) {
 
 TEST_F(AgentLoad, SurvivesEveryTruncationAndExtremesOfEveryHeaderField) {
     const bytes whole = directory_file(three);
-    const std::vector<std::uint32_t> extremes = {0,       1,          4,          0xFFFF,    0x10000,
-                                                 0x10001, 0x7FFFFFFF, 0x80000000, 0xFFFFFFFF};
+    const std::vector<std::uint32_t> extremes = {0, 1, 4, 0xFFFF, 0x10000, 0x10001, 0x7FFFFFFF, 0x80000000, 0xFFFFFFFF};
     for (std::size_t size = 0; size <= whole.size(); ++size) {
         for (std::size_t field = 0; field < 24; field += 4) {
             bytes file = whole;

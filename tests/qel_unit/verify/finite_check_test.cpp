@@ -61,8 +61,7 @@ TEST(FiniteKernel, ReadsNothingBeforeOrAfterTheArray) {
             for (std::size_t count = 0; count <= 64; ++count) {
                 std::fill(numbers.begin(), numbers.end(), std::numeric_limits<float>::infinity());
                 std::fill_n(numbers.begin() + static_cast<std::ptrdiff_t>(offset), count, 2.0f);
-                ASSERT_TRUE(form.call(numbers.data() + offset, count))
-                    << form.name << ' ' << offset << ' ' << count;
+                ASSERT_TRUE(form.call(numbers.data() + offset, count)) << form.name << ' ' << offset << ' ' << count;
             }
 }
 
@@ -92,8 +91,7 @@ TEST(FiniteChoice, IsMadeByTheFirstCallAndCanBeForced) {
     const float number = 1;
     EXPECT_TRUE(all_finite(&number, 1));
     EXPECT_EQ(finite_kernel.chosen(), finite_kernel.forms.best(detect_instruction_set()));
-    const forced_form<finite_function> forced(finite_kernel,
-                                              [](const float *, std::uint64_t) { return false; });
+    const forced_form<finite_function> forced(finite_kernel, [](const float *, std::uint64_t) { return false; });
     EXPECT_FALSE(all_finite(&number, 1));
 }
 

@@ -32,8 +32,7 @@ std::uint32_t verdict(const std::vector<float> &positions) {
     qel_mesh_verify_report report;
     const std::int32_t valid = qel_mesh_verify_identity(positions.data(), count, 0, 0, 0, 1, 1, 1, &report);
     const bool agree = minus == quotient && both == minus && report.p_minus_p_ok == minus &&
-                       report.p_div_p_ok == minus && report.valid == minus &&
-                       valid == static_cast<std::int32_t>(minus);
+                       report.p_div_p_ok == minus && report.valid == minus && valid == static_cast<std::int32_t>(minus);
     return agree ? minus : 2;
 }
 
@@ -97,10 +96,8 @@ TEST(MeshVerify, AgreesWithSumsAndQuotients) {
             p = from_bits(bits);
         }
         for (std::uint32_t odd = static_cast<std::uint32_t>(random() % 3); odd > 0; --odd)
-            positions[random() % positions.size()] =
-                from_bits(0x7F800000u | static_cast<std::uint32_t>(random()));
-        ASSERT_EQ(qel_mesh_verify_p_minus_p(positions.data(), count),
-                  model::p_minus_p(positions.data(), count));
+            positions[random() % positions.size()] = from_bits(0x7F800000u | static_cast<std::uint32_t>(random()));
+        ASSERT_EQ(qel_mesh_verify_p_minus_p(positions.data(), count), model::p_minus_p(positions.data(), count));
         ASSERT_EQ(qel_mesh_verify_p_div_p(positions.data(), count), model::p_div_p(positions.data(), count));
         ASSERT_NE(verdict(positions), 2u);
     }
@@ -154,9 +151,8 @@ qel_mesh_verify_report report_on(const float *positions, std::uint32_t count, co
     qel_mesh_verify_report report;
     std::memset(&report, 0xEE, sizeof report);
     const std::time_t before = std::time(nullptr);
-    EXPECT_EQ(
-        qel_mesh_verify_identity(positions, count, box[0], box[1], box[2], box[3], box[4], box[5], &report),
-        valid ? 1 : 0);
+    EXPECT_EQ(qel_mesh_verify_identity(positions, count, box[0], box[1], box[2], box[3], box[4], box[5], &report),
+              valid ? 1 : 0);
     EXPECT_EQ(report.p_minus_p_ok, valid ? 1u : 0u);
     EXPECT_EQ(report.p_div_p_ok, valid ? 1u : 0u);
     EXPECT_EQ(report.valid, valid ? 1u : 0u);
@@ -173,8 +169,7 @@ TEST(MeshVerifyIdentity, FillsEveryFieldOfTheReport) {
 
 TEST(MeshVerifyIdentity, ReportsBothIdentitiesWhenTheyFail) {
     const float positions[3] = {1, infinity, 3};
-    EXPECT_EQ(report_on(positions, 1, {0, 0, 0, 1, 1, 1}, false).coherence, 1.0f)
-        << "independent of the verdict";
+    EXPECT_EQ(report_on(positions, 1, {0, 0, 0, 1, 1, 1}, false).coherence, 1.0f) << "independent of the verdict";
 }
 
 TEST(MeshVerifyIdentity, CoherenceDoesNotAffectTheVerdict) {

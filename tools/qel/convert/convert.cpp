@@ -120,8 +120,8 @@ std::vector<std::string> lines_of(const work &item, const convert_options &optio
     std::optional<job::done_record> record;
     if (options.resume) record.emplace(item.name, item.folder, options);
     if (record && record->is_there())
-        return {line_of(item, options, item.name + ": done before",
-                        [](writer &out) { out.boolean("done_before", true); })};
+        return {
+            line_of(item, options, item.name + ": done before", [](writer &out) { out.boolean("done_before", true); })};
     const auto start = std::chrono::steady_clock::now();
     const job::outcome made = convert_one(item, options, alone);
     if (record) record->write(made);

@@ -36,8 +36,7 @@ std::string choice_of(const convert_options &options) {
     if (whole.meshes.points) text += " points";
     if (!whole.meshes.world) text += " object-space";
     if (whole.frame) text += format(" frame %d", *whole.frame);
-    if (whole.range)
-        text += format(" range %d:%d:%d", whole.range->first, whole.range->last, whole.range->step);
+    if (whole.range) text += format(" range %d:%d:%d", whole.range->first, whole.range->last, whole.range->step);
     for (const std::string &glob : whole.meshes.globs)
         text += " mesh " + quoted_text(glob);
     return text;
@@ -51,15 +50,13 @@ std::string beginning_of(const std::string &archive, const convert_options &opti
 
 } // namespace
 
-done_record::done_record(const std::string &archive, const std::string &folder,
-                         const convert_options &options)
+done_record::done_record(const std::string &archive, const std::string &folder, const convert_options &options)
     : archive_(archive), folder_(folder), beginning_(beginning_of(archive, options)) {}
 
 bool done_record::is_there() const {
     const fs::path record = fs::path(folder_) / record_name;
     std::error_code ignored;
-    if (beginning_.empty() || !fs::is_regular_file(record, ignored))
-        return false; // reading a device may never end
+    if (beginning_.empty() || !fs::is_regular_file(record, ignored)) return false; // reading a device may never end
     std::ifstream stream(record, std::ios::binary);
     std::string beginning, line;
     for (int i = 0; i < 3 && std::getline(stream, line); ++i)
@@ -81,8 +78,7 @@ void done_record::write(const outcome &made) const {
     if (state.empty() || beginning_.find("\n" + state + "\n") == std::string::npos) return;
     std::string text = beginning_;
     for (const std::string &file : made.files)
-        text += std::to_string(fs::file_size(file)) + " " +
-                fs::path(file).lexically_relative(folder_).string() + "\n";
+        text += std::to_string(fs::file_size(file)) + " " + fs::path(file).lexically_relative(folder_).string() + "\n";
     write_text((fs::path(folder_) / record_name).string(), text + last_line + "\n");
 }
 

@@ -69,9 +69,9 @@ void read_normals_and_uvs(archive_record &source, polymesh_record &mesh) {
 
 void build_adjacency(polymesh_record &mesh) {
     step building("adjacency");
-    check("adjacency", mesh->name, build_manifold(*mesh.get()),
-          {{OGAWA_BUILD_MANIFOLD_BAD_ARGUMENT, "the mesh has no vertices"},
-           {OGAWA_BUILD_MANIFOLD_NO_MEMORY, no_memory}});
+    check(
+        "adjacency", mesh->name, build_manifold(*mesh.get()),
+        {{OGAWA_BUILD_MANIFOLD_BAD_ARGUMENT, "the mesh has no vertices"}, {OGAWA_BUILD_MANIFOLD_NO_MEMORY, no_memory}});
     const std::uint32_t *faces = nullptr;
     std::uint32_t *neighbors = nullptr;
     std::uint32_t face_count = 0, neighbor_count = 0;
@@ -97,17 +97,15 @@ void make_tangents(archive_record &source, polymesh_record &mesh) {
         const int code = read_tangent_frame(*source.get(), mesh->tangent_frame);
         if (code != OGAWA_READ_TANGENT_FRAME_NOT_FOUND)
             check("tangents", mesh->name, code, {{OGAWA_READ_TANGENT_FRAME_NO_MEMORY, no_memory}});
-        making.done("no UVs on faces to compute them from; the archive's bytes hold %u",
-                    mesh->tangent_frame.count);
+        making.done("no UVs on faces to compute them from; the archive's bytes hold %u", mesh->tangent_frame.count);
     }
 }
 
-qel_mesh_verify_report verify(const std::string &step, const std::string &subject,
-                              const ogawa_polymesh &mesh) {
+qel_mesh_verify_report verify(const std::string &step, const std::string &subject, const ogawa_polymesh &mesh) {
     const float *low = mesh.bounds_min, *high = mesh.bounds_max;
     qel_mesh_verify_report report;
-    if (qel_mesh_verify_identity(mesh.positions, mesh.vertex_count, low[0], low[1], low[2], high[0], high[1],
-                                 high[2], &report) != 1)
+    if (qel_mesh_verify_identity(mesh.positions, mesh.vertex_count, low[0], low[1], low[2], high[0], high[1], high[2],
+                                 &report) != 1)
         throw step_failed(step, subject, "a position is not finite");
     return report;
 }

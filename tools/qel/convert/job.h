@@ -45,14 +45,12 @@ void build_adjacency(polymesh_record &mesh);
 void make_tangents(archive_record &source, polymesh_record &mesh);
 void verify_positions(const polymesh_record &mesh);
 /// Fails unless all positions are finite.
-qel_mesh_verify_report verify(const std::string &step, const std::string &subject,
-                              const ogawa_polymesh &mesh);
+qel_mesh_verify_report verify(const std::string &step, const std::string &subject, const ogawa_polymesh &mesh);
 
 // tokens.cpp: tokens, the scene file and the unit file
 void make_tokens(polymesh_record &mesh, const std::vector<std::uint32_t> &triangles, scene_record &made);
 /// Allocates the scene's meshes.
-void allocate_meshes(const std::string &step, const std::string &subject, std::uint32_t count,
-                     scene_record &made);
+void allocate_meshes(const std::string &step, const std::string &subject, std::uint32_t count, scene_record &made);
 result save_scene(scene_record &made, result_folder &folder);
 void reload_scene(const scene_record &made, const result &file);
 /// Writes `made->total_tokens` tokens of all meshes.

@@ -98,8 +98,7 @@ bool print_result(const child &ended, bool print_results) {
     const bool done = WIFEXITED(ended.status) && WEXITSTATUS(ended.status) == 0;
     if (done && print_results) print_line(ended.output);
     if (!done && WIFSIGNALED(ended.status))
-        print_error(ended.item->name + ": the process ended by signal " +
-                    std::to_string(WTERMSIG(ended.status)));
+        print_error(ended.item->name + ": the process ended by signal " + std::to_string(WTERMSIG(ended.status)));
     else if (!done)
         print_error(ended.output);
     return done;
@@ -117,8 +116,8 @@ int run_each(const std::vector<work> &all, unsigned processes, bool print_result
         while (next != end && running.size() < processes)
             running.push_back(start_child(*next++, run));
         read_ready(running);
-        const auto gone = std::stable_partition(running.begin(), running.end(),
-                                                [](const child &one) { return one.pipe >= 0; });
+        const auto gone =
+            std::stable_partition(running.begin(), running.end(), [](const child &one) { return one.pipe >= 0; });
         for (auto one = gone; one != running.end(); ++one)
             ended.emplace(one->item, std::move(*one));
         running.erase(gone, running.end());

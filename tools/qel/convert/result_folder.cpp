@@ -46,8 +46,8 @@ bool move_across(const result &file, const place &target) {
     std::string beside;
     const descriptor copy(make_beside(target, beside));
     if (copy.number() < 0) return false;
-    if (copy_to(copy.number(), file.path) && ::fsync(copy.number()) == 0 &&
-        target.copy_mode_to(copy.number()) && std::rename(beside.c_str(), target.path.c_str()) == 0)
+    if (copy_to(copy.number(), file.path) && ::fsync(copy.number()) == 0 && target.copy_mode_to(copy.number()) &&
+        std::rename(beside.c_str(), target.path.c_str()) == 0)
         return true;
     const int error = errno;
     ::unlink(beside.c_str());
@@ -151,8 +151,7 @@ result result_folder::file(const std::string &name) {
     return files_.back();
 }
 
-std::uint64_t result_folder::written(const std::string &step, const result &file,
-                                     std::uint64_t expected) const {
+std::uint64_t result_folder::written(const std::string &step, const result &file, std::uint64_t expected) const {
     std::error_code error;
     const std::uint64_t size = fs::file_size(file.path, error);
     if (error) throw step_failed(step, file.place, error.message());

@@ -26,12 +26,10 @@ void print_counts(unit_record &loaded) {
     std::vector<char> hex_ids(std::size_t{count} * sizeof(qel_token::hex_id));
     std::vector<std::uint8_t> layers(count);
     qel_unit_get_all_tokens(loaded.get(), mortons.data(), hex_ids.data(), layers.data());
-    const auto cells =
-        std::unique(mortons.begin(), mortons.end()) - mortons.begin(); // a loaded unit is sorted
+    const auto cells = std::unique(mortons.begin(), mortons.end()) - mortons.begin(); // a loaded unit is sorted
     std::sort(layers.begin(), layers.end());
     const auto layer_count = std::unique(layers.begin(), layers.end()) - layers.begin();
-    counting.done("%u tokens in %td cells and %td layer%s", count, cells, layer_count,
-                  layer_count == 1 ? "" : "s");
+    counting.done("%u tokens in %td cells and %td layer%s", count, cells, layer_count, layer_count == 1 ? "" : "s");
 }
 
 void print_nearest(unit_record &loaded, std::uint64_t key) {
@@ -54,8 +52,7 @@ void print_nearest(unit_record &loaded, std::uint64_t key) {
 
 } // namespace
 
-void allocate_meshes(const std::string &step, const std::string &subject, std::uint32_t count,
-                     scene_record &made) {
+void allocate_meshes(const std::string &step, const std::string &subject, std::uint32_t count, scene_record &made) {
     made->meshes = static_cast<qel_alembic_mesh *>(std::calloc(count, sizeof(qel_alembic_mesh)));
     if (made->meshes == nullptr) throw step_failed(step, subject, no_memory);
     made->mesh_count = count;

@@ -17,8 +17,8 @@ constexpr std::uint8_t layer = 1;
 class whole_conversion {
   public:
     whole_conversion(const input_file &input, const std::string &output, const whole_options &options)
-        : input_(input), options_(options), scene_(input, options.meshes),
-          plan_(plan_whole(scene_, input, options)), folder_(output, checked_names(output)) {}
+        : input_(input), options_(options), scene_(input, options.meshes), plan_(plan_whole(scene_, input, options)),
+          folder_(output, checked_names(output)) {}
 
     outcome run() {
         read_meshes();
@@ -100,10 +100,8 @@ void whole_conversion::add_to_scene(const ogawa_polymesh &mesh, std::size_t numb
           load_raw(mesh.positions, mesh.vertex_count, triangles.data(),
                    static_cast<std::uint32_t>(triangles.size() / 3), name.c_str(), made),
           load_raw_meanings);
-    for (std::uint32_t i = 0; number > 0 && i < made.vertex_count;
-         ++i) // their identities contain the mesh's number
-        qel_alembic_generate_token(&made.vertices[i], layer, static_cast<std::uint32_t>(number), i,
-                                   &made.tokens[i]);
+    for (std::uint32_t i = 0; number > 0 && i < made.vertex_count; ++i) // their identities contain the mesh's number
+        qel_alembic_generate_token(&made.vertices[i], layer, static_cast<std::uint32_t>(number), i, &made.tokens[i]);
 }
 
 /// Sets the totals, as qel_alembic_build_hash_table would with an index of 32 MiB.

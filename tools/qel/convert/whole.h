@@ -35,8 +35,7 @@ struct whole_plan {
 whole_plan plan_whole(const archive_scene &scene, const input_file &input, const whole_options &options);
 
 /// Writes a mesh's cache, maps it and compares the positions. Expands the mesh's normals first.
-void write_cache(ogawa_polymesh &mesh, const std::string &subject, const result &file,
-                 const result_folder &folder);
+void write_cache(ogawa_polymesh &mesh, const std::string &subject, const result &file, const result_folder &folder);
 
 /// Appends the frames to a scene file that was saved without any, one by one: the library's record of a scene would
 /// hold all of them at once. Returns the number of bytes written.

@@ -57,15 +57,13 @@ void note_uvs(const ogawa_polymesh &mesh, const std::string &subject) {
                 ++outside;
         }
         note("%s: UVs \"%s\", %s, %u coordinates outside 0 to 1, %u not finite", subject.c_str(),
-             printable(set.name, sizeof set.name).c_str(), counted(set.value_count, "value").c_str(), outside,
-             bad);
+             printable(set.name, sizeof set.name).c_str(), counted(set.value_count, "value").c_str(), outside, bad);
     }
 }
 
 } // namespace
 
-void write_cache(ogawa_polymesh &mesh, const std::string &subject, const result &file,
-                 const result_folder &folder) {
+void write_cache(ogawa_polymesh &mesh, const std::string &subject, const result &file, const result_folder &folder) {
     verify("caches", subject, mesh);
     note_normals(mesh, subject);
     note_uvs(mesh, subject);

@@ -16,8 +16,7 @@ constexpr std::size_t buffer_bytes = std::size_t{1} << 20;
 /// A scene file to which frames are appended.
 class frame_file {
   public:
-    explicit frame_file(const result &file)
-        : file_(file), stream_(std::fopen(file.path.c_str(), "r+b"), std::fclose) {
+    explicit frame_file(const result &file) : file_(file), stream_(std::fopen(file.path.c_str(), "r+b"), std::fclose) {
         if (!stream_ || std::setvbuf(stream_.get(), nullptr, _IOFBF, buffer_bytes) != 0 ||
             std::fseek(stream_.get(), 0, SEEK_END) != 0)
             fail();
@@ -61,8 +60,7 @@ std::uint64_t append_frames(const archive_scene &scene, const whole_plan &plan, 
             const qel_alembic_mesh &still = made.meshes[i];
             const bool moves = plan.meshes[i].mesh->moves;
             if (moves) scene.read_positions(*plan.meshes[i].mesh, frame.time, positions);
-            const auto vertices =
-                moves ? static_cast<std::uint32_t>(positions.size() / 3) : still.vertex_count;
+            const auto vertices = moves ? static_cast<std::uint32_t>(positions.size() / 3) : still.vertex_count;
             out.put(&vertices, 1);
             out.put(moves ? positions.data() : still.positions, std::size_t{vertices} * 3);
         }

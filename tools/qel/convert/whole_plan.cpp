@@ -68,22 +68,21 @@ std::vector<frame_at> frames_of(const archive_scene &scene) {
     return frames;
 }
 
-double time_of_frame(const std::vector<frame_at> &frames, std::int32_t wanted, double rate,
-                     const input_file &input) {
+double time_of_frame(const std::vector<frame_at> &frames, std::int32_t wanted, double rate, const input_file &input) {
     if (frames.size() == 1) return frames[0].time; // nothing moves: all frames are equal
     for (const frame_at &frame : frames)
         if (frame.number == wanted) return frame.time;
     if (wanted < frames.front().number || wanted > frames.back().number)
-        throw failure(input.name(), format("has the frames %d to %d, not %d", frames.front().number,
-                                           frames.back().number, wanted));
+        throw failure(input.name(),
+                      format("has the frames %d to %d, not %d", frames.front().number, frames.back().number, wanted));
     return wanted / rate;
 }
 
 void keep_range(std::vector<frame_at> &frames, const frame_range &range, const input_file &input) {
     const frame_at first = frames.front(), last = frames.back();
-    frames.erase(std::remove_if(frames.begin(), frames.end(),
-                                [&](const frame_at &frame) { return !range.has(frame.number); }),
-                 frames.end());
+    frames.erase(
+        std::remove_if(frames.begin(), frames.end(), [&](const frame_at &frame) { return !range.has(frame.number); }),
+        frames.end());
     if (frames.empty())
         throw failure(input.name(),
                       format("has the frames %d to %d, and none in the range", first.number, last.number));
@@ -107,13 +106,11 @@ bool find_points(const archive_scene &scene, const scene_mesh &mesh, double want
 }
 
 /// Fails with the reasons why there is nothing to convert.
-[[noreturn]] void nothing_to_convert(const archive_scene &scene, const input_file &input,
-                                     const scene_choice &choice) {
+[[noreturn]] void nothing_to_convert(const archive_scene &scene, const input_file &input, const scene_choice &choice) {
     std::string why;
     if (scene.empty_count() > 0) why += ", " + std::to_string(scene.empty_count()) + " without points";
     if (scene.hidden_count() > 0) why += ", " + std::to_string(scene.hidden_count()) + " hidden";
-    if (scene.other_count() > 0)
-        why += ", " + std::to_string(scene.other_count()) + " to be had with --points";
+    if (scene.other_count() > 0) why += ", " + std::to_string(scene.other_count()) + " to be had with --points";
     throw failure(input.name(),
                   std::string(choice.globs.empty() ? "has no visible mesh with points"
                                                    : "has no visible mesh with points that --mesh names") +
@@ -128,8 +125,8 @@ whole_plan plan_whole(const archive_scene &scene, const input_file &input, const
     plan.rate = scene.rate();
     plan.frames = frames_of(scene);
     if (options.range && plan.frames.size() > 1) keep_range(plan.frames, *options.range, input);
-    const double base = options.frame ? time_of_frame(plan.frames, *options.frame, plan.rate, input)
-                                      : plan.frames.front().time;
+    const double base =
+        options.frame ? time_of_frame(plan.frames, *options.frame, plan.rate, input) : plan.frames.front().time;
     name_maker names(max_name_bytes), files(max_file_bytes);
     bool moves = false;
     for (const scene_mesh &mesh : scene.meshes()) {

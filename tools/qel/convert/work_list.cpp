@@ -42,10 +42,8 @@ void add_listed(std::vector<std::string> &names, const std::string &list) {
 void add_folder(std::vector<work> &all, const std::string &name, const fs::path &output) {
     std::vector<fs::path> paths;
     std::error_code error;
-    for (fs::recursive_directory_iterator entry(name, error), end; !error && entry != end;
-         entry.increment(error))
-        if (entry->path().extension() == ".abc" && !entry->is_directory(error))
-            paths.push_back(entry->path());
+    for (fs::recursive_directory_iterator entry(name, error), end; !error && entry != end; entry.increment(error))
+        if (entry->path().extension() == ".abc" && !entry->is_directory(error)) paths.push_back(entry->path());
     if (error) throw failure(name, error.message());
     if (paths.empty()) throw failure(name, "has no archive (*.abc) in it");
     std::sort(paths.begin(), paths.end());

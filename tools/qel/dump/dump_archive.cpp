@@ -37,8 +37,7 @@ void append_utf8(std::string &text, std::uint32_t character) {
         text += {static_cast<char>(0xE0 | character >> 12), static_cast<char>(0x80 | (character >> 6 & 63)),
                  static_cast<char>(0x80 | (character & 63))};
     else
-        text += {static_cast<char>(0xF0 | (character >> 18 & 7)),
-                 static_cast<char>(0x80 | (character >> 12 & 63)),
+        text += {static_cast<char>(0xF0 | (character >> 18 & 7)), static_cast<char>(0x80 | (character >> 12 & 63)),
                  static_cast<char>(0x80 | (character >> 6 & 63)), static_cast<char>(0x80 | (character & 63))};
 }
 
@@ -89,8 +88,7 @@ void write_value(writer &out, std::uint32_t code, const std::vector<unsigned cha
     }
 }
 
-void write_values(writer &out, const qel_archive_property &property,
-                  const std::vector<unsigned char> &bytes) {
+void write_values(writer &out, const qel_archive_property &property, const std::vector<unsigned char> &bytes) {
     const std::size_t bytes_each = type_of(property.value).bytes;
     out.open_list("values");
     if (property.value == QEL_ARCHIVE_VALUE_TEXT || property.value == QEL_ARCHIVE_VALUE_WIDE_TEXT) {
@@ -144,8 +142,7 @@ class archive_dump {
                         const qel_archive_property &property) {
         out_.open_object();
         out_.utf8("name", property.name);
-        out_.utf8("type",
-                  property.kind == QEL_ARCHIVE_PROPERTY_COMPOUND ? "compound" : kind_of_values(property));
+        out_.utf8("type", property.kind == QEL_ARCHIVE_PROPERTY_COMPOUND ? "compound" : kind_of_values(property));
         out_.boolean("array", property.kind == QEL_ARCHIVE_PROPERTY_ARRAY);
         out_.utf8("metadata", property.metadata);
         out_.count("time_sampling", property.time_sampling);

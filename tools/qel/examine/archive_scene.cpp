@@ -22,17 +22,16 @@ void move(float *triples, std::size_t count, const double matrix[16]) {
         float *p = triples + i * 3;
         const double x = p[0], y = p[1], z = p[2];
         for (std::size_t axis = 0; axis < 3; ++axis)
-            p[axis] = static_cast<float>(x * matrix[axis] + y * matrix[4 + axis] + z * matrix[8 + axis] +
-                                         matrix[12 + axis]);
+            p[axis] =
+                static_cast<float>(x * matrix[axis] + y * matrix[4 + axis] + z * matrix[8 + axis] + matrix[12 + axis]);
     }
 }
 
 /// Normals are multiplied by the cofactors of the upper 3x3 matrix, which exist without an inverse too.
 void turn_normals(float *normals, std::size_t count, const double m[16]) {
-    const double turned[3][3] = {
-        {m[5] * m[10] - m[6] * m[9], m[6] * m[8] - m[4] * m[10], m[4] * m[9] - m[5] * m[8]},
-        {m[9] * m[2] - m[10] * m[1], m[10] * m[0] - m[8] * m[2], m[8] * m[1] - m[9] * m[0]},
-        {m[1] * m[6] - m[2] * m[5], m[2] * m[4] - m[0] * m[6], m[0] * m[5] - m[1] * m[4]}};
+    const double turned[3][3] = {{m[5] * m[10] - m[6] * m[9], m[6] * m[8] - m[4] * m[10], m[4] * m[9] - m[5] * m[8]},
+                                 {m[9] * m[2] - m[10] * m[1], m[10] * m[0] - m[8] * m[2], m[8] * m[1] - m[9] * m[0]},
+                                 {m[1] * m[6] - m[2] * m[5], m[2] * m[4] - m[0] * m[6], m[0] * m[5] - m[1] * m[4]}};
     for (std::size_t i = 0; i < count; ++i) {
         float *n = normals + i * 3;
         double sum[3];
@@ -72,8 +71,7 @@ void archive_scene::must(std::int32_t status, const std::string &path) const {
 bool archive_scene::add_times(std::uint32_t object, const char *property) {
     const std::uint32_t number = qel_archive_find_property(archive(), object, property);
     qel_archive_property about;
-    if (number == QEL_NOT_FOUND ||
-        qel_archive_get_property(archive(), object, number, &about) != QEL_ARCHIVE_OK)
+    if (number == QEL_NOT_FOUND || qel_archive_get_property(archive(), object, number, &about) != QEL_ARCHIVE_OK)
         return false;
     if (about.constant != 0) return false;
     // The time sampling and the count determine the times: thousands of meshes may share them.
@@ -98,8 +96,7 @@ bool archive_scene::add_times_above(std::uint32_t object) {
 
 void archive_scene::merge_times() {
     std::sort(times_.begin(), times_.end());
-    const auto end =
-        std::unique(times_.begin(), times_.end(), [](double a, double b) { return b - a < same_time; });
+    const auto end = std::unique(times_.begin(), times_.end(), [](double a, double b) { return b - a < same_time; });
     times_.erase(end, times_.end());
     if (times_.empty()) times_.push_back(info_.start);
 }
@@ -108,8 +105,7 @@ void archive_scene::merge_times() {
 bool archive_scene::is_shown_once(std::uint32_t object, std::uint32_t decider) const {
     const std::uint32_t number = qel_archive_find_property(archive(), decider, visibility);
     qel_archive_property about;
-    if (number == QEL_NOT_FOUND ||
-        qel_archive_get_property(archive(), decider, number, &about) != QEL_ARCHIVE_OK)
+    if (number == QEL_NOT_FOUND || qel_archive_get_property(archive(), decider, number, &about) != QEL_ARCHIVE_OK)
         return false;
     for (std::uint32_t sample = 0; sample < about.sample_count; ++sample) {
         double time = 0;
@@ -123,12 +119,10 @@ bool archive_scene::is_shown_once(std::uint32_t object, std::uint32_t decider) c
 
 bool archive_scene::is_shown(std::uint32_t object) const {
     std::int32_t visible = 1;
-    if (qel_archive_is_visible(archive(), object, times_[0], &visible) != QEL_ARCHIVE_OK || visible != 0)
-        return true;
+    if (qel_archive_is_visible(archive(), object, times_[0], &visible) != QEL_ARCHIVE_OK || visible != 0) return true;
     qel_archive_object about;
     for (std::uint32_t at = object;
-         at != QEL_NOT_FOUND && qel_archive_get_object(archive(), at, &about) == QEL_ARCHIVE_OK;
-         at = about.parent)
+         at != QEL_NOT_FOUND && qel_archive_get_object(archive(), at, &about) == QEL_ARCHIVE_OK; at = about.parent)
         if (is_shown_once(object, at)) return true;
     return false;
 }
@@ -183,14 +177,12 @@ void archive_scene::read(const scene_mesh &mesh, double time, ogawa_polymesh &ou
     if (out.normals != nullptr) turn_normals(out.normals, out.normal_count, matrix.data());
 }
 
-void archive_scene::read_sample(const scene_mesh &mesh, std::uint64_t sample,
-                                std::vector<float> &positions) const {
+void archive_scene::read_sample(const scene_mesh &mesh, std::uint64_t sample, std::vector<float> &positions) const {
     std::uint64_t size = 0;
     const std::uint32_t property = qel_archive_find_property(archive(), mesh.object, points);
     must(qel_archive_read_property(archive(), mesh.object, property, sample, nullptr, 0, &size), mesh.path);
     positions.resize(size / sizeof(float));
-    must(qel_archive_read_property(archive(), mesh.object, property, sample, positions.data(), size, &size),
-         mesh.path);
+    must(qel_archive_read_property(archive(), mesh.object, property, sample, positions.data(), size, &size), mesh.path);
 }
 
 void archive_scene::read_positions(const scene_mesh &mesh, double time, std::vector<float> &positions) const {

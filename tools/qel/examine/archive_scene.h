@@ -89,7 +89,6 @@ class archive_scene {
 
 /// A mesh's faces as fans of triangles. `continues`, if given, gets a 1 for each triangle of the same face as the one
 /// before it.
-std::vector<std::uint32_t> fan_triangles(const ogawa_polymesh &mesh,
-                                         std::vector<std::uint8_t> *continues = nullptr);
+std::vector<std::uint32_t> fan_triangles(const ogawa_polymesh &mesh, std::vector<std::uint8_t> *continues = nullptr);
 
 } // namespace tool

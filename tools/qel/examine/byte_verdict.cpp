@@ -21,8 +21,7 @@ struct signals {
     double named = 1; ///< share of the vertices that a corner refers to; 1 without faces
     double huge = 0;  ///< share of the coordinates beyond 1e20
     std::size_t cells = 0;
-    bool faces_fit =
-        true; ///< the faces need as many corners as there are, and each is below the vertex count
+    bool faces_fit = true; ///< the faces need as many corners as there are, and each is below the vertex count
 };
 
 signals signals_of(const ogawa_polymesh &mesh) {
@@ -69,11 +68,8 @@ std::string percent(double share) {
 std::string verdict_of(const ogawa_polymesh &mesh, bool half_faces) {
     const signals found = signals_of(mesh);
     std::string bad, odd;
-    const auto add = [](std::string &list, const std::string &what) {
-        list += (list.empty() ? "" : ", ") + what;
-    };
-    if (found.tiny > 0)
-        add(found.tiny > 0.02 ? bad : odd, percent(found.tiny) + " of the coordinates are below 1e-20");
+    const auto add = [](std::string &list, const std::string &what) { list += (list.empty() ? "" : ", ") + what; };
+    if (found.tiny > 0) add(found.tiny > 0.02 ? bad : odd, percent(found.tiny) + " of the coordinates are below 1e-20");
     if (found.huge > 0) add(bad, percent(found.huge) + " of the coordinates are beyond 1e20");
     if (!found.faces_fit) add(bad, "the faces do not fit the corners or the vertices");
     if (half_faces) add(odd, "faces without corners, or the reverse");
@@ -93,11 +89,9 @@ std::string real_mesh(const input_file &file, const ogawa_polymesh &mesh) {
         std::vector<float> positions;
         std::uint64_t compared = 0;
         for (const scene_mesh &real : scene.meshes()) {
-            if (real.info.topology != QEL_ARCHIVE_TOPOLOGY_FACES_CHANGE &&
-                real.info.vertex_count != mesh.vertex_count)
+            if (real.info.topology != QEL_ARCHIVE_TOPOLOGY_FACES_CHANGE && real.info.vertex_count != mesh.vertex_count)
                 continue;
-            for (std::uint64_t sample = 0; sample < real.info.sample_count && compared < max_compared;
-                 ++sample) {
+            for (std::uint64_t sample = 0; sample < real.info.sample_count && compared < max_compared; ++sample) {
                 scene.read_sample(real, sample, positions);
                 ++compared;
                 if (positions.size() == std::size_t{mesh.vertex_count} * 3 &&
@@ -105,8 +99,7 @@ std::string real_mesh(const input_file &file, const ogawa_polymesh &mesh) {
                     return "\"" + printable(real.path) + "\", sample " + std::to_string(sample);
             }
         }
-        return compared == max_compared ? "none among the first samples"
-                                        : "none: no object has these positions";
+        return compared == max_compared ? "none among the first samples" : "none: no object has these positions";
     } catch (const failure &) {
         return "unknown: the archive's objects cannot be read";
     }

@@ -17,9 +17,8 @@ void must_be_ok(const input_file &file, int code, meanings known) {
 
 void tally::add_problem(report &about, const char *noun, const std::string &what) const {
     if (count_ == 0) return;
-    about.problem(format("%s %s %s, the first is %s %llu", counted(count_, noun).c_str(),
-                         count_ == 1 ? "has" : "have", what.c_str(), noun,
-                         static_cast<unsigned long long>(first_)));
+    about.problem(format("%s %s %s, the first is %s %llu", counted(count_, noun).c_str(), count_ == 1 ? "has" : "have",
+                         what.c_str(), noun, static_cast<unsigned long long>(first_)));
 }
 
 void compare_sizes(report &about, std::uint64_t size, std::uint64_t expected) {
@@ -39,8 +38,7 @@ void check_version(report &about, std::uint32_t version, std::uint32_t written) 
 void check_finite(report &about, const std::string &what, const float *triples, std::uint64_t count) {
     tally bad;
     for (std::uint64_t i = 0; i < count; ++i)
-        if (!std::isfinite(triples[i * 3]) || !std::isfinite(triples[i * 3 + 1]) ||
-            !std::isfinite(triples[i * 3 + 2]))
+        if (!std::isfinite(triples[i * 3]) || !std::isfinite(triples[i * 3 + 1]) || !std::isfinite(triples[i * 3 + 2]))
             bad.found(i);
     bad.add_problem(about, what.c_str(), "a component that is not finite");
 }
@@ -58,13 +56,12 @@ void check_indices(report &about, const std::string &what, const std::uint32_t *
     tally bad;
     for (std::uint64_t i = 0; i < count; ++i)
         if (numbers[i] >= limit) bad.found(i / 3);
-    bad.add_problem(about, what.c_str(),
-                    "a corner that is not below the vertex count " + std::to_string(limit));
+    bad.add_problem(about, what.c_str(), "a corner that is not below the vertex count " + std::to_string(limit));
 }
 
 std::string box_text(const float *low, const float *high) {
-    return format("(%g, %g, %g) to (%g, %g, %g)", double{low[0]}, double{low[1]}, double{low[2]},
-                  double{high[0]}, double{high[1]}, double{high[2]});
+    return format("(%g, %g, %g) to (%g, %g, %g)", double{low[0]}, double{low[1]}, double{low[2]}, double{high[0]},
+                  double{high[1]}, double{high[2]});
 }
 
 examined::examined(const input_file &from) : file(from) {

@@ -6,16 +6,15 @@ namespace tool {
 
 namespace {
 
-constexpr std::uint64_t data_bit = std::uint64_t{1}
-                                   << 63; // set in a reference to data, clear in one to a group
+constexpr std::uint64_t data_bit = std::uint64_t{1} << 63; // set in a reference to data, clear in one to a group
 
 /// Clears faces without corners and corners without faces. Returns whether there were any.
 bool drop_half_faces(report &about, ogawa_polymesh &mesh) {
     if (mesh.face_counts != nullptr && mesh.face_indices != nullptr) return false;
     const bool half = mesh.face_count > 0 || mesh.face_index_count > 0;
     if (half)
-        about.fact("left out", counted(mesh.face_count, "face") + " with " +
-                                   counted(mesh.face_index_count, "corner") + ", one without the other");
+        about.fact("left out", counted(mesh.face_count, "face") + " with " + counted(mesh.face_index_count, "corner") +
+                                   ", one without the other");
     std::free(mesh.face_counts);
     std::free(mesh.face_indices);
     mesh.face_counts = mesh.face_indices = nullptr;

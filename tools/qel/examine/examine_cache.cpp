@@ -9,17 +9,14 @@ namespace tool {
 namespace {
 
 /// A block must be inside the file and aligned to the four bytes of its numbers.
-void check_block(report &about, const qel_mesh &cache, const char *name, std::uint64_t offset,
-                 std::uint64_t triples) {
+void check_block(report &about, const qel_mesh &cache, const char *name, std::uint64_t offset, std::uint64_t triples) {
     const std::uint64_t bytes = triples * triple_bytes;
     if (offset < sizeof(qel_mesh_header) || offset % 4 != 0)
-        about.problem(format("its %s start at %llu, which is %s", name,
-                             static_cast<unsigned long long>(offset),
+        about.problem(format("its %s start at %llu, which is %s", name, static_cast<unsigned long long>(offset),
                              offset % 4 != 0 ? "no multiple of 4" : "inside the header"));
     else if (offset > cache.file_size || bytes > cache.file_size - offset)
         about.problem(format("its %s do not lie in the file: %llu bytes from %llu on", name,
-                             static_cast<unsigned long long>(bytes),
-                             static_cast<unsigned long long>(offset)));
+                             static_cast<unsigned long long>(bytes), static_cast<unsigned long long>(offset)));
 }
 
 void check_skin(report &about, const qel_skin &skin, std::uint32_t vertices) {
@@ -64,8 +61,7 @@ void check_cache_content(report &about, const qel_mesh &cache) {
     check_box(about, "its bounds", header.bounds_min, header.bounds_max);
     check_finite(about, "position", cache.positions, header.vertex_count);
     if (cache.normals != nullptr) check_finite(about, "normal", cache.normals, header.vertex_count);
-    check_indices(about, "triangle", cache.indices, std::uint64_t{header.triangle_count} * 3,
-                  header.vertex_count);
+    check_indices(about, "triangle", cache.indices, std::uint64_t{header.triangle_count} * 3, header.vertex_count);
     if (cache.skin != nullptr) {
         check_skin(about, *cache.skin, header.vertex_count);
         if (cache.skin->joint_count != header.joint_count)
@@ -80,8 +76,7 @@ void map_cache(const input_file &file, qel_mesh &cache) {
 
 /// Without memory, a skin's array is null although its count is not 0.
 bool is_whole(const qel_skin &skin) {
-    return (skin.joints != nullptr || skin.joint_count == 0) &&
-           (skin.weights != nullptr || skin.weight_count == 0);
+    return (skin.joints != nullptr || skin.joint_count == 0) && (skin.weights != nullptr || skin.weight_count == 0);
 }
 
 void header_facts(report &about, const qel_mesh_header &header) {
@@ -101,8 +96,7 @@ void header_facts(report &about, const qel_mesh_header &header) {
 
 void examine_cache(examined &what) {
     map_cache(what.file, *what.cache.get());
-    if (what.cache->skin != nullptr && !is_whole(*what.cache->skin))
-        throw failure(what.file.name(), no_memory);
+    if (what.cache->skin != nullptr && !is_whole(*what.cache->skin)) throw failure(what.file.name(), no_memory);
     header_facts(what.about, what.cache->header);
     check_cache_layout(what.about, *what.cache.get());
     what.about.readable = what.about.problems.empty();

@@ -63,23 +63,22 @@ void examine_unit(examined &what) {
     std::set<std::uint64_t> cells;
     std::uint64_t last = 0, low = ~std::uint64_t{0}, high = 0;
     bool sorted = true;
-    const std::uint64_t found =
-        each_record<qel_token>(file, header.count, [&](std::uint64_t, const qel_token &token) {
-            sorted = sorted && token.morton >= last;
-            last = token.morton;
-            low = std::min(low, last);
-            high = std::max(high, last);
-            ++layers[token.layer];
-            if (cells.size() <= max_cells) cells.insert(last);
-        });
+    const std::uint64_t found = each_record<qel_token>(file, header.count, [&](std::uint64_t, const qel_token &token) {
+        sorted = sorted && token.morton >= last;
+        last = token.morton;
+        low = std::min(low, last);
+        high = std::max(high, last);
+        ++layers[token.layer];
+        if (cells.size() <= max_cells) cells.insert(last);
+    });
     about.fact("version", header.version);
     about.fact("tokens", found);
     about.fact("extra", header.extra);
     about.fact("saved", time_text(header.saved_at));
     about.fact("sorted", sorted ? "yes" : "no, loading sorts it");
     if (found > 0) about.fact("keys", std::to_string(low) + " to " + std::to_string(high));
-    about.fact("distinct keys", (cells.size() > max_cells ? "more than " : "") +
-                                    std::to_string(std::min(cells.size(), max_cells)));
+    about.fact("distinct keys",
+               (cells.size() > max_cells ? "more than " : "") + std::to_string(std::min(cells.size(), max_cells)));
     about.fact("layers", list_of(layers));
 }
 
@@ -91,8 +90,8 @@ void examine_agents(examined &what) {
     const std::uint32_t count = header.count, active = header.extra;
     const std::uint64_t wanted = std::min(count, QEL_AGENT_CAPACITY);
     agent_census all;
-    const std::uint64_t found = each_record<qel_agent>(
-        file, wanted, [&](std::uint64_t slot, const qel_agent &agent) { all.add(slot, agent); });
+    const std::uint64_t found =
+        each_record<qel_agent>(file, wanted, [&](std::uint64_t slot, const qel_agent &agent) { all.add(slot, agent); });
     about.fact("version", header.version);
     about.fact("agents", found);
     about.fact("active", active);
@@ -109,8 +108,8 @@ void examine_agents(examined &what) {
     all.bad_states.add_problem(about, "agent", "an impossible state");
     // A reset revives a terminated agent without counting it, so that more may run than are counted.
     if (active > all.running && found == count)
-        about.problem("it counts " + std::to_string(active) + " active, but only " +
-                      std::to_string(all.running) + " have not ended");
+        about.problem("it counts " + std::to_string(active) + " active, but only " + std::to_string(all.running) +
+                      " have not ended");
 }
 
 } // namespace tool

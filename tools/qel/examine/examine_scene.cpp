@@ -43,8 +43,7 @@ void check_mesh(report &about, const std::string &name, const qel_alembic_mesh &
     }
     check_box(about, name + "'s bounds", mesh.bounds, mesh.bounds + 3);
     check_finite(about, name + " position", mesh.positions, mesh.vertex_count);
-    check_indices(about, name + " triangle", mesh.indices, std::uint64_t{mesh.face_count} * 3,
-                  mesh.vertex_count);
+    check_indices(about, name + " triangle", mesh.indices, std::uint64_t{mesh.face_count} * 3, mesh.vertex_count);
     check_vertices(about, name, mesh);
 }
 
@@ -79,8 +78,7 @@ void check_scene(report &about, const qel_alembic_file &scene, const input_file 
     if (!std::isfinite(scene.fps) || !std::isfinite(scene.time_start) || !std::isfinite(scene.time_end))
         about.problem("its times are not finite");
     const std::uint64_t claimed = file.header<scene_header>().total_vertices;
-    if (claimed != 0 && claimed != scene.total_vertices &&
-        scene.mesh_count > 0) // 0: saved before an index was built
+    if (claimed != 0 && claimed != scene.total_vertices && scene.mesh_count > 0) // 0: saved before an index was built
         about.problem("its header counts " + std::to_string(claimed) + " vertices, its meshes " +
                       std::to_string(scene.total_vertices));
 }
@@ -107,9 +105,8 @@ void scene_facts(report &about, scene_record &scene) {
         about.fact("mesh " + std::to_string(i),
                    format("\"%s\", %s, %s, layer %u, %s",
                           printable(mesh.name, strnlen(mesh.name, sizeof mesh.name)).c_str(),
-                          counted(mesh.vertex_count, "vertex").c_str(),
-                          counted(mesh.face_count, "triangle").c_str(), unsigned{mesh.layer},
-                          box_text(mesh.bounds, mesh.bounds + 3).c_str()));
+                          counted(mesh.vertex_count, "vertex").c_str(), counted(mesh.face_count, "triangle").c_str(),
+                          unsigned{mesh.layer}, box_text(mesh.bounds, mesh.bounds + 3).c_str()));
     }
     if (scene->mesh_count > max_listed) about.fact("more meshes", scene->mesh_count - max_listed);
 }

@@ -50,15 +50,13 @@ inline int build_manifold(ogawa_polymesh &mesh) {
 }
 inline int read_tangent_frame(const ogawa_archive &archive, ogawa_tangent_frame &frame) {
     const int code = ogawa_read_tangent_frame(&archive, nullptr, 0, &frame);
-    if (code == OGAWA_READ_TANGENT_FRAME_NO_MEMORY)
-        frame = {}; // both arrays are freed, whichever allocation failed
+    if (code == OGAWA_READ_TANGENT_FRAME_NO_MEMORY) frame = {}; // both arrays are freed, whichever allocation failed
     return code;
 }
 inline int load_raw(const float *positions, std::uint32_t vertex_count, const std::uint32_t *triangles,
                     std::uint32_t triangle_count, const char *name, qel_alembic_mesh &mesh) {
     const int code = qel_alembic_load_raw(positions, vertex_count, triangles, triangle_count, name, &mesh);
-    if (code == QEL_ALEMBIC_LOAD_RAW_NO_MEMORY && triangles != nullptr && triangle_count > 0 &&
-        mesh.indices == nullptr)
+    if (code == QEL_ALEMBIC_LOAD_RAW_NO_MEMORY && triangles != nullptr && triangle_count > 0 && mesh.indices == nullptr)
         mesh.positions = nullptr;
     return code;
 }

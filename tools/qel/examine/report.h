@@ -19,13 +19,11 @@ struct report {
     };
     std::vector<entry> facts;          ///< in order
     std::vector<std::string> problems; ///< empty if the file is sound
-    std::string lack;     ///< a missing part that every command needs, of a file that is otherwise sound
-    bool readable = true; ///< the records can be read, though they may be wrong
+    std::string lack;                  ///< a missing part that every command needs, of a file that is otherwise sound
+    bool readable = true;              ///< the records can be read, though they may be wrong
 
     void fact(const std::string &name, const std::string &value) { facts.push_back({name, value, false}); }
-    void fact(const std::string &name, std::uint64_t value) {
-        facts.push_back({name, std::to_string(value), true});
-    }
+    void fact(const std::string &name, std::uint64_t value) { facts.push_back({name, std::to_string(value), true}); }
     void number(const std::string &name, double value);
     /// The message of every command that cannot use the file; empty if it can be used.
     std::string verdict() const { return problems.empty() ? lack : "not sound: " + problems[0]; }

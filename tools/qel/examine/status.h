@@ -35,8 +35,7 @@ inline constexpr meanings scene_load_meanings = {
     {QEL_ALEMBIC_LOAD_NOT_A_SCENE, "its header is cut short"}, // its magic has been checked
     {QEL_ALEMBIC_LOAD_UNKNOWN_VERSION, "its version is not supported"},
     {QEL_ALEMBIC_LOAD_NO_MEMORY, "not enough memory for what its counts claim"}};
-inline constexpr meanings scene_save_meanings = {
-    {QEL_ALEMBIC_SAVE_CANNOT_CREATE, "the file cannot be created"}};
+inline constexpr meanings scene_save_meanings = {{QEL_ALEMBIC_SAVE_CANNOT_CREATE, "the file cannot be created"}};
 inline constexpr meanings cache_load_meanings = {{QEL_MESH_LOAD_BAD_ARGUMENT, "no path"},
                                                  {QEL_MESH_LOAD_CANNOT_OPEN, "the file cannot be opened"},
                                                  {QEL_MESH_LOAD_CANNOT_MAP, "it cannot be mapped"},

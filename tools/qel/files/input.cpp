@@ -105,8 +105,8 @@ void input_file::spool(int from) {
 
 void input_file::must_be(file_kind wanted, const char *purpose) const {
     if (kind_ == wanted) return;
-    throw failure(name_, std::string("is of the kind ") + name_of(kind_) + ", but " + purpose + " wants " +
-                             name_of(wanted));
+    throw failure(name_,
+                  std::string("is of the kind ") + name_of(kind_) + ", but " + purpose + " wants " + name_of(wanted));
 }
 
 void input_file::must_not_be_at(const std::string &output) const {

@@ -44,8 +44,7 @@ void interruption::clear_and_end(int signal) {
         for (const std::string &folder : left->folders_)
             ::rmdir(folder.c_str());
     }
-    ::raise(
-        signal); // SA_RESETHAND has restored the default action, which ends the program after this returns
+    ::raise(signal); // SA_RESETHAND has restored the default action, which ends the program after this returns
 }
 
 blocked_signals::blocked_signals() {

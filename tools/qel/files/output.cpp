@@ -36,8 +36,7 @@ void output_file::finish() {
     bool written = std::ferror(stream_) == 0;
     written = std::fclose(stream_) == 0 && written;
     stream_ = nullptr;
-    if (!written ||
-        (!unfinished_path_.empty() && std::rename(unfinished_path_.c_str(), place_.path.c_str()) != 0))
+    if (!written || (!unfinished_path_.empty() && std::rename(unfinished_path_.c_str(), place_.path.c_str()) != 0))
         throw system_failure(name_);
     unfinished_path_.clear();
 }

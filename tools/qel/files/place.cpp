@@ -36,8 +36,7 @@ bool place::copy_mode_to(int descriptor) const {
 int make_beside(const place &target, std::string &path) {
     for (unsigned number = 0;; ++number) { // a killed run may have left its file
         path = target.path + ".unfinished-" + std::to_string(number);
-        const int made =
-            ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, target.exists ? 0600 : 0666);
+        const int made = ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, target.exists ? 0600 : 0666);
         if (made >= 0 || errno != EEXIST) return made;
     }
 }

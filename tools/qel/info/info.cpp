@@ -56,8 +56,7 @@ bool print_report(const input_file &file, const report &about, const archive_fac
         print_lines(about, archive, options);
     }
     if (about.verdict().empty()) return true;
-    if (options.quiet || options.json || !problem_was_shown(about))
-        print_error(file.name() + ": " + about.verdict());
+    if (options.quiet || options.json || !problem_was_shown(about)) print_error(file.name() + ": " + about.verdict());
     return false;
 }
 

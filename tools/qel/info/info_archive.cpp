@@ -77,8 +77,7 @@ void archive_facts::list_objects() {
     std::map<std::string, std::uint64_t> kinds;
     for (std::uint32_t i = 1; i < count; ++i) { // 0 is the top object
         qel_archive_object object;
-        if (qel_archive_get_object(scene_.archive(), i, &object) == QEL_ARCHIVE_OK)
-            ++kinds[kind_of_object(object)];
+        if (qel_archive_get_object(scene_.archive(), i, &object) == QEL_ARCHIVE_OK) ++kinds[kind_of_object(object)];
     }
     about_.fact("objects", count - 1);
     std::string list;
@@ -119,10 +118,9 @@ void archive_facts::read_mesh(const scene_mesh &mesh, mesh_entry &entry) {
 
 std::string archive_facts::line_of(const mesh_entry &entry) const {
     const qel_archive_mesh_info &info = entry.info;
-    std::string line =
-        format("\"%s\", %s, %s, %s, %s, %s", printable(entry.path).c_str(), entry.kind.c_str(),
-               counted(info.vertex_count, "vertex").c_str(), counted(info.face_count, "face").c_str(),
-               counted(info.corner_count, "corner").c_str(), change_text(info.topology, entry.moves));
+    std::string line = format("\"%s\", %s, %s, %s, %s, %s", printable(entry.path).c_str(), entry.kind.c_str(),
+                              counted(info.vertex_count, "vertex").c_str(), counted(info.face_count, "face").c_str(),
+                              counted(info.corner_count, "corner").c_str(), change_text(info.topology, entry.moves));
     if (info.sample_count > 1) line += " over " + counted(info.sample_count, "sample");
     if (!entry.normals.empty()) line += ", normals " + entry.normals;
     for (const std::string &set : entry.uv_sets)

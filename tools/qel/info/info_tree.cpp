@@ -61,9 +61,8 @@ void print_tree(const qel_archive *archive, bool properties) {
         lines.enter(object, depths.back());
         print_line(lines.at() + (i == 0 ? "/" : std::string(object.name) + "  " + kind_of_object(object)));
         if (properties)
-            each_property(archive, i, object.property_count, [&](const qel_archive_property &p) {
-                print_line(lines.below() + " " + line_of(p));
-            });
+            each_property(archive, i, object.property_count,
+                          [&](const qel_archive_property &p) { print_line(lines.below() + " " + line_of(p)); });
     }
 }
 
@@ -79,8 +78,8 @@ void write_objects(writer &out, const qel_archive *archive, bool properties) {
             each_property(archive, i, object.property_count, [&](const qel_archive_property &property) {
                 out.open_object();
                 out.utf8("name", property.name);
-                out.utf8("values", property.kind == QEL_ARCHIVE_PROPERTY_COMPOUND ? "compound"
-                                                                                  : kind_of_values(property));
+                out.utf8("values",
+                         property.kind == QEL_ARCHIVE_PROPERTY_COMPOUND ? "compound" : kind_of_values(property));
                 out.boolean("array", property.kind == QEL_ARCHIVE_PROPERTY_ARRAY);
                 out.count("samples", property.sample_count);
                 out.close();

@@ -20,8 +20,7 @@ std::uint64_t key_of(const nearest_options &options) {
     std::uint64_t parts[3];
     const std::string &text = options.place;
     if (parse_number(text, parts[0])) return parts[0];
-    const std::size_t first = text.find(','),
-                      second = first == std::string::npos ? first : text.find(',', first + 1);
+    const std::size_t first = text.find(','), second = first == std::string::npos ? first : text.find(',', first + 1);
     const std::uint64_t limit = options.packed ? max_packed : lattice_edge - 1;
     if (second == std::string::npos || !parse_number(text.substr(0, first), parts[0]) ||
         !parse_number(text.substr(first + 1, second - first - 1), parts[1]) ||
@@ -29,8 +28,7 @@ std::uint64_t key_of(const nearest_options &options) {
         throw usage_error("\"" + text + "\" is neither a key nor X,Y,Z with coordinates of 0 to " +
                           std::to_string(limit));
     if (options.packed) return parts[0] << 32 | parts[1] << 16 | parts[2];
-    return qel_matrix_48_morton_encode(static_cast<std::uint32_t>(parts[0]),
-                                       static_cast<std::uint32_t>(parts[1]),
+    return qel_matrix_48_morton_encode(static_cast<std::uint32_t>(parts[0]), static_cast<std::uint32_t>(parts[1]),
                                        static_cast<std::uint32_t>(parts[2]));
 }
 
@@ -51,12 +49,11 @@ void add_hits(std::vector<hit> &all, std::size_t number, const std::string &name
     if (!about.verdict().empty()) throw failure(file.name(), about.verdict());
     unit_record unit;
     load_unit(file, *unit.get());
-    const auto wanted =
-        static_cast<std::uint32_t>(std::min<std::size_t>(qel_unit_get_count(unit.get()), max_count));
+    const auto wanted = static_cast<std::uint32_t>(std::min<std::size_t>(qel_unit_get_count(unit.get()), max_count));
     std::vector<std::uint32_t> numbers(wanted);
     std::vector<std::uint64_t> distances(wanted);
-    const std::uint32_t found = qel_unit_query_nearest(unit.get(), key, static_cast<std::int32_t>(wanted),
-                                                       numbers.data(), distances.data());
+    const std::uint32_t found =
+        qel_unit_query_nearest(unit.get(), key, static_cast<std::int32_t>(wanted), numbers.data(), distances.data());
     if (found < wanted) throw failure(file.name(), no_memory);
     for (std::uint32_t i = 0; i < found; ++i)
         all.push_back({number, numbers[i], unit->tokens[numbers[i]], distances[i]});
@@ -66,8 +63,7 @@ void add_hits(std::vector<hit> &all, std::size_t number, const std::string &name
 std::uint64_t key_in_scene(const nearest_options &options) {
     float position[3];
     int end = 0;
-    if (std::sscanf(options.position.c_str(), "%f,%f,%f%n", position, position + 1, position + 2, &end) !=
-            3 ||
+    if (std::sscanf(options.position.c_str(), "%f,%f,%f%n", position, position + 1, position + 2, &end) != 3 ||
         options.position.size() != static_cast<std::size_t>(end) || !std::isfinite(position[0]) ||
         !std::isfinite(position[1]) || !std::isfinite(position[2]))
         throw usage_error("\"" + options.position + "\" is no position X,Y,Z");
@@ -81,8 +77,8 @@ std::uint64_t key_in_scene(const nearest_options &options) {
         const float *box = from.scene->meshes[i].bounds;
         double distance = 0;
         for (int axis = 0; axis < 3; ++axis) {
-            const double beyond = std::max({double{box[axis]} - double{position[axis]},
-                                            double{position[axis]} - double{box[axis + 3]}, 0.0});
+            const double beyond = std::max(
+                {double{box[axis]} - double{position[axis]}, double{position[axis]} - double{box[axis + 3]}, 0.0});
             distance += beyond * beyond;
         }
         if (best == nullptr || distance < min_distance) {
@@ -117,8 +113,8 @@ void print_json(const nearest_options &options, std::uint64_t key, const std::ve
 
 void print_table(const nearest_options &options, const std::vector<hit> &hits) {
     const bool several = options.units.size() > 1;
-    print_line(colour::heading, format("%10s  %-8s  %20s  %5s  %10s%s", "TOKEN", "ID", "KEY", "LAYER", "HOPS",
-                                       several ? "  FILE" : ""));
+    print_line(colour::heading,
+               format("%10s  %-8s  %20s  %5s  %10s%s", "TOKEN", "ID", "KEY", "LAYER", "HOPS", several ? "  FILE" : ""));
     for (const hit &found : hits)
         std::printf("%10u  %-8s  %20llu  %5u  %10llu%s\n", found.number,
                     printable(found.token.hex_id, sizeof found.token.hex_id).c_str(),
@@ -140,10 +136,8 @@ int nearest(nearest_options options) {
     for (std::size_t i = 0; i < options.units.size(); ++i)
         add_hits(hits, i, options.units[i], key, static_cast<std::size_t>(options.count));
     // Ties keep the order of the units, and within a unit the order of its query's result.
-    std::stable_sort(hits.begin(), hits.end(),
-                     [](const hit &a, const hit &b) { return a.distance < b.distance; });
-    if (hits.size() > static_cast<std::size_t>(options.count))
-        hits.resize(static_cast<std::size_t>(options.count));
+    std::stable_sort(hits.begin(), hits.end(), [](const hit &a, const hit &b) { return a.distance < b.distance; });
+    if (hits.size() > static_cast<std::size_t>(options.count)) hits.resize(static_cast<std::size_t>(options.count));
     if (options.json)
         print_json(options, key, hits);
     else

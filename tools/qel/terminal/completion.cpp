@@ -46,8 +46,7 @@ bool takes_value(const CLI::Option &option) {
 
 const word_choice &choice_of(const CLI::Option &option, const word_choices &all) {
     static const word_choice none;
-    const auto found =
-        std::find_if(all.begin(), all.end(), [&](const auto &known) { return known.first == &option; });
+    const auto found = std::find_if(all.begin(), all.end(), [&](const auto &known) { return known.first == &option; });
     return found == all.end() ? none : found->second;
 }
 
@@ -97,8 +96,7 @@ _qel() {
 )bash";
 
 std::string bash_call(const word_choice &choice) {
-    if (!choice.words.empty())
-        return (choice.several ? "_qel_list " : "_qel_words ") + joined(choice.words, " ");
+    if (!choice.words.empty()) return (choice.several ? "_qel_list " : "_qel_words ") + joined(choice.words, " ");
     if (choice.folders || !choice.extensions.empty()) return "_qel_files " + joined(choice.extensions, " ");
     return ":";
 }
@@ -156,9 +154,8 @@ std::string zsh_command(const CLI::App &command, const word_choices &choices) {
     std::string text = "    " + command.get_name() + ")\n        _arguments -s -S";
     for (const CLI::Option *option : command.get_options()) {
         if (option->get_positional())
-            text += std::string(" \\\n            '") + (option->get_items_expected_max() > 1 ? "*" : "1") +
-                    ":" + zsh_text(option->get_name(true)) + ":" + zsh_action(choice_of(*option, choices)) +
-                    "'";
+            text += std::string(" \\\n            '") + (option->get_items_expected_max() > 1 ? "*" : "1") + ":" +
+                    zsh_text(option->get_name(true)) + ":" + zsh_action(choice_of(*option, choices)) + "'";
         else
             text += " \\\n            " + zsh_option(*option, choices);
     }

@@ -27,8 +27,7 @@ std::string filled(const std::string &text, std::size_t column) {
 std::string row(const std::string &left, const std::string &right) {
     const std::string start = "  " + left;
     const bool fits = start.size() + 2 <= second_column;
-    return start +
-           (fits ? std::string(second_column - start.size(), ' ') : "\n" + std::string(second_column, ' ')) +
+    return start + (fits ? std::string(second_column - start.size(), ' ') : "\n" + std::string(second_column, ' ')) +
            filled(right, second_column);
 }
 

@@ -32,9 +32,8 @@ void add_info(CLI::App &app, request &wanted) {
         any_file());
     sub->add_flag("-t,--tree", options.tree, "Draw the objects of an archive");
     sub->add_flag("-v,--verbose", options.verbose, "Their properties too");
-    sub->add_flag(
-        "--by-bytes", options.by_bytes,
-        "Of an archive, say what is found by the look of its bytes, and which of its meshes that is");
+    sub->add_flag("--by-bytes", options.by_bytes,
+                  "Of an archive, say what is found by the look of its bytes, and which of its meshes that is");
     sub->add_flag("-j,--json", options.json, "Write JSON instead of lines");
     add_common(*sub, wanted, options.quiet, "Say nothing but what is wrong");
     sub->callback([&wanted] { wanted.command = [&wanted] { return info(wanted.info); }; });
@@ -43,19 +42,18 @@ void add_info(CLI::App &app, request &wanted) {
 void add_nearest(CLI::App &app, request &wanted) {
     CLI::App *sub = app.add_subcommand("nearest", "Find the tokens of a unit that are nearest to a key");
     wanted.choices.emplace_back(
-        sub->add_option(
-               "UNIT PLACE", wanted.nearest.units,
-               "Unit files, - is standard input, and a key, decimal or 0x..., or X,Y,Z: a cell of the "
-               "lattice, 0 to 47 each")
+        sub->add_option("UNIT PLACE", wanted.nearest.units,
+                        "Unit files, - is standard input, and a key, decimal or 0x..., or X,Y,Z: a cell of the "
+                        "lattice, 0 to 47 each")
             ->required(),
         word_choice{{"qel"}, true, {}, false});
     CLI::Option *position =
         sub->add_option("--position", wanted.nearest.position,
                         "Instead of PLACE, a position in the world, in the lattice that --scene lays")
             ->type_name("X,Y,Z");
-    CLI::Option *scene = sub->add_option("--scene", wanted.nearest.scene,
-                                         "The scene whose mesh nearest to --position lays the lattice")
-                             ->type_name("FILE");
+    CLI::Option *scene =
+        sub->add_option("--scene", wanted.nearest.scene, "The scene whose mesh nearest to --position lays the lattice")
+            ->type_name("FILE");
     wanted.choices.emplace_back(scene, word_choice{{"bqel"}, true, {}, false});
     position->needs(scene);
     scene->needs(position);
@@ -63,9 +61,8 @@ void add_nearest(CLI::App &app, request &wanted) {
         ->check(CLI::Range(1, 2147483647).description(""))
         ->type_name("N")
         ->capture_default_str();
-    sub->add_flag(
-        "-p,--packed", wanted.nearest.packed,
-        "X,Y,Z stands for the packed key of a lattice vertex (0 to 65535) instead of a Morton code");
+    sub->add_flag("-p,--packed", wanted.nearest.packed,
+                  "X,Y,Z stands for the packed key of a lattice vertex (0 to 65535) instead of a Morton code");
     sub->add_flag("-j,--json", wanted.nearest.json, "Write JSON instead of a table");
     add_common(*sub, wanted, wanted.quiet, nothing_but_errors);
     sub->callback([&wanted] {
@@ -83,13 +80,11 @@ void add_dump(CLI::App &app, request &wanted) {
                         "Unit, scene, mesh cache, agent directory or archive; - is standard input")
             ->required(),
         any_file());
-    sub->add_option("--path", options.path, "Of an archive, only this object and what is below it")
-        ->type_name("PATH");
+    sub->add_option("--path", options.path, "Of an archive, only this object and what is below it")->type_name("PATH");
     sub->add_option("--sample", options.sample,
                     "Of an archive, only this sample of each property, or the last where there are fewer")
         ->type_name("N");
-    sub->add_flag("--by-bytes", options.by_bytes,
-                  "Of an archive, the mesh that is found by the look of its bytes");
+    sub->add_flag("--by-bytes", options.by_bytes, "Of an archive, the mesh that is found by the look of its bytes");
     sub->add_flag("-j,--json", options.json, "Write JSON instead of lines \"path = value\"");
     add_common(*sub, wanted, wanted.quiet, nothing_but_errors);
     sub->callback([&wanted] { wanted.command = [&wanted] { return dump(wanted.dump); }; });
@@ -102,11 +97,10 @@ void add_view(CLI::App &app, request &wanted) {
                         "Archive, scene, mesh cache, or a folder of mesh caches; - is standard input")
             ->required(),
         word_choice{{"abc", "bqel", "qelm"}, true, {}, false});
-    wanted.choices.emplace_back(
-        sub->add_option("-o,--output", wanted.view.page, "The page; - is standard output")
-            ->required()
-            ->type_name("PAGE.html"),
-        word_choice{{"html"}, true, {}, false});
+    wanted.choices.emplace_back(sub->add_option("-o,--output", wanted.view.page, "The page; - is standard output")
+                                    ->required()
+                                    ->type_name("PAGE.html"),
+                                word_choice{{"html"}, true, {}, false});
     sub->add_option("--max-size", wanted.view.megabytes,
                     "Megabytes that the page may have: frames are left out first, then points")
         ->check(CLI::Range(1, 4096).description(""))
@@ -119,8 +113,7 @@ void add_view(CLI::App &app, request &wanted) {
 
 /// For packagers: not in the help, not completed.
 void add_completion(CLI::App &app, request &wanted) {
-    CLI::App *sub =
-        app.add_subcommand("completion", "Write what a shell reads to complete the words of a call");
+    CLI::App *sub = app.add_subcommand("completion", "Write what a shell reads to complete the words of a call");
     sub->group("");
     completion_options &options = wanted.completion;
     sub->add_option("SHELL", options.shell, "bash or zsh")
@@ -130,8 +123,8 @@ void add_completion(CLI::App &app, request &wanted) {
     sub->callback([&app, &wanted] {
         wanted.command = [&app, &wanted] {
             const bool bash = wanted.completion.shell == "bash";
-            return write_text(wanted.completion.file, bash ? bash_completion(app, wanted.choices)
-                                                           : zsh_completion(app, wanted.choices));
+            return write_text(wanted.completion.file,
+                              bash ? bash_completion(app, wanted.choices) : zsh_completion(app, wanted.choices));
         };
     });
 }
@@ -180,9 +173,8 @@ void unmark(request &wanted) {
                                             &wanted.convert.lists, &wanted.convert.whole.meshes.globs})
         for (std::string &word : *words)
             unmark(word);
-    for (std::string *word :
-         {&wanted.dump.name, &wanted.dump.path, &wanted.convert.folder, &wanted.nearest.scene,
-          &wanted.nearest.position, &wanted.view.input, &wanted.view.page, &wanted.completion.file})
+    for (std::string *word : {&wanted.dump.name, &wanted.dump.path, &wanted.convert.folder, &wanted.nearest.scene,
+                              &wanted.nearest.position, &wanted.view.input, &wanted.view.page, &wanted.completion.file})
         unmark(*word);
 }
 

@@ -16,23 +16,20 @@ bool parse_frame(const std::string &text, std::int32_t &number) {
     char *end = nullptr;
     const long long value = std::strtoll(text.c_str(), &end, 10);
     number = static_cast<std::int32_t>(value);
-    return !text.empty() && text[0] != ' ' && text[0] != '+' && *end == '\0' && value >= INT_MIN &&
-           value <= INT_MAX;
+    return !text.empty() && text[0] != ' ' && text[0] != '+' && *end == '\0' && value >= INT_MIN && value <= INT_MAX;
 }
 
 /// Parses "A:B" or "A:B:STEP"; without A or B the range is open at that end.
 frame_range parse_range(const std::string &text) {
     frame_range range;
-    const std::size_t first = text.find(':'),
-                      second = first == std::string::npos ? first : text.find(':', first + 1);
+    const std::size_t first = text.find(':'), second = first == std::string::npos ? first : text.find(':', first + 1);
     const std::string from = text.substr(0, first),
                       to = first == std::string::npos ? "" : text.substr(first + 1, second - first - 1),
                       by = second == std::string::npos ? "1" : text.substr(second + 1);
     const bool right = first != std::string::npos && (from.empty() || parse_frame(from, range.first)) &&
-                       (to.empty() || parse_frame(to, range.last)) && parse_frame(by, range.step) &&
-                       range.step > 0 && range.first <= range.last;
-    if (!right)
-        throw CLI::ValidationError("--range", "\"" + text + "\" is no range of frames A:B or A:B:STEP");
+                       (to.empty() || parse_frame(to, range.last)) && parse_frame(by, range.step) && range.step > 0 &&
+                       range.first <= range.last;
+    if (!right) throw CLI::ValidationError("--range", "\"" + text + "\" is no range of frames A:B or A:B:STEP");
     return range;
 }
 
@@ -41,8 +38,8 @@ unsigned parse_parts(const std::vector<std::string> &words) {
         {"tokens", part_tokens}, {"scene", part_scene}, {"cache", part_cache}, {"agents", part_agents}};
     unsigned wanted = 0;
     for (const std::string &word : words) {
-        const auto *const found = std::find_if(std::begin(parts), std::end(parts),
-                                               [&](const auto &known) { return word == known.first; });
+        const auto *const found =
+            std::find_if(std::begin(parts), std::end(parts), [&](const auto &known) { return word == known.first; });
         if (found == std::end(parts))
             throw CLI::ValidationError("--only", "\"" + word + "\" is none of tokens, scene, cache, agents");
         wanted |= found->second;
@@ -64,47 +61,42 @@ void parse_shard(const std::string &text, convert_options &options) {
 void add_choice(CLI::App &sub, request &wanted) {
     convert_options &options = wanted.convert;
     std::vector<CLI::Option *> whole;
-    whole.push_back(
-        sub.add_option("--mesh", options.whole.meshes.globs,
-                       "Only the meshes whose path, or name where GLOB has no slash, is like this")
-            ->type_name("GLOB")
-            ->allow_extra_args(false));
+    whole.push_back(sub.add_option("--mesh", options.whole.meshes.globs,
+                                   "Only the meshes whose path, or name where GLOB has no slash, is like this")
+                        ->type_name("GLOB")
+                        ->allow_extra_args(false));
     whole.push_back(sub.add_option_function<std::string>(
                            "--frame",
                            [&options](const std::string &text) {
                                std::int32_t number = 0;
                                if (!parse_frame(text, number))
-                                   throw CLI::ValidationError("--frame",
-                                                              "\"" + text + "\" is no number of a frame");
+                                   throw CLI::ValidationError("--frame", "\"" + text + "\" is no number of a frame");
                                options.whole.frame = number;
                            },
                            "Only as it is at this frame")
                         ->type_name("N"));
     whole.push_back(sub.add_option_function<std::string>(
-                           "--range",
-                           [&options](const std::string &text) { options.whole.range = parse_range(text); },
+                           "--range", [&options](const std::string &text) { options.whole.range = parse_range(text); },
                            "Only the frames of these numbers")
                         ->type_name("A:B:STEP")
                         ->excludes(whole.back()));
-    whole.push_back(sub.add_option_function<std::vector<std::string>>(
-                           "--only",
-                           [&options](const std::vector<std::string> &words) {
-                               options.whole.parts = parse_parts(words);
-                           },
-                           "Only these of tokens, scene, cache, agents")
-                        ->type_name("PART,...")
-                        ->delimiter(',')
-                        ->allow_extra_args(false));
-    wanted.choices.emplace_back(whole.back(),
-                                word_choice{{}, false, {"tokens", "scene", "cache", "agents"}, true});
+    whole.push_back(
+        sub.add_option_function<std::vector<std::string>>(
+               "--only",
+               [&options](const std::vector<std::string> &words) { options.whole.parts = parse_parts(words); },
+               "Only these of tokens, scene, cache, agents")
+            ->type_name("PART,...")
+            ->delimiter(',')
+            ->allow_extra_args(false));
+    wanted.choices.emplace_back(whole.back(), word_choice{{}, false, {"tokens", "scene", "cache", "agents"}, true});
     whole.push_back(sub.add_flag("--points", options.whole.meshes.points, "Points, curves and patches too"));
     whole.push_back(sub.add_flag_callback(
         "--object-space", [&options] { options.whole.meshes.world = false; },
         "Each mesh in its own space, not the world's"));
-    CLI::Option *by_bytes = sub.add_flag(
-        "--by-bytes", options.by_bytes,
-        "Find one mesh by the look of the bytes, not by what the archive says; goes with none of the "
-        "choices above");
+    CLI::Option *by_bytes =
+        sub.add_flag("--by-bytes", options.by_bytes,
+                     "Find one mesh by the look of the bytes, not by what the archive says; goes with none of the "
+                     "choices above");
     for (CLI::Option *option : whole)
         by_bytes->excludes(option);
 }
@@ -112,12 +104,11 @@ void add_choice(CLI::App &sub, request &wanted) {
 /// The options of several archives: which of them, and how many at once.
 void add_many(CLI::App &sub, request &wanted) {
     convert_options &options = wanted.convert;
-    wanted.choices.emplace_back(
-        sub.add_option("--from-file", options.lists,
-                       "Take the archives that FILE names too, one a line; - is standard input")
-            ->type_name("FILE")
-            ->allow_extra_args(false),
-        word_choice{{"txt"}, true, {}, false});
+    wanted.choices.emplace_back(sub.add_option("--from-file", options.lists,
+                                               "Take the archives that FILE names too, one a line; - is standard input")
+                                    ->type_name("FILE")
+                                    ->allow_extra_args(false),
+                                word_choice{{"txt"}, true, {}, false});
     sub.add_option("-j,--jobs", options.processes, "Archives at once, each in a process of its own")
         ->check(CLI::Range(1, 1024).description(""))
         ->type_name("N")
@@ -140,9 +131,8 @@ void add_convert(CLI::App &app, request &wanted) {
         sub->add_option("ARCHIVE", options.names, "Alembic files, or folders of them; - is standard input"),
         word_choice{{"abc"}, true, {}, false});
     wanted.choices.emplace_back(
-        sub->add_option(
-               "-o,--output", options.folder,
-               "Folder of the results, made if it is not there; of several archives each has a folder in it")
+        sub->add_option("-o,--output", options.folder,
+                        "Folder of the results, made if it is not there; of several archives each has a folder in it")
             ->required()
             ->type_name("FOLDER"),
         word_choice{{}, true, {}, false});

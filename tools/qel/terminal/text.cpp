@@ -43,9 +43,8 @@ std::size_t character_length(const char *bytes, std::size_t size) {
         if ((byte(i) & 0xC0u) != 0x80) return 0; // true of the terminating zero as well
         character = character << 6 | (byte(i) & 0x3Fu);
     }
-    const bool reorders =
-        (character >= 0x200E && character <= 0x200F) || // which can display a different text
-        (character >= 0x2028 && character <= 0x202E) || (character >= 0x2066 && character <= 0x2069);
+    const bool reorders = (character >= 0x200E && character <= 0x200F) || // which can display a different text
+                          (character >= 0x2028 && character <= 0x202E) || (character >= 0x2066 && character <= 0x2069);
     const std::uint32_t min_character = length == 4 ? 0x10000 : length == 3 ? 0x800 : 0xA0;
     const bool surrogate = character >= 0xD800 && character <= 0xDFFF;
     return character < min_character || character > 0x10FFFF || surrogate || reorders ? 0 : length;
@@ -85,8 +84,7 @@ std::string time_text(std::int64_t seconds) {
     std::tm parts{};
     char text[64];
     // A file may hold a year out of range.
-    if (gmtime_r(&time, &parts) == nullptr ||
-        std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%SZ", &parts) == 0)
+    if (gmtime_r(&time, &parts) == nullptr || std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%SZ", &parts) == 0)
         return std::to_string(seconds) + " s";
     return text;
 }
@@ -96,8 +94,7 @@ std::string counted(std::uint64_t count, const char *noun) {
     const std::string one = noun;
     const bool vertex = one.size() >= 6 && one.compare(one.size() - 6, 6, "vertex") == 0;
     const bool mesh = one.size() >= 4 && one.compare(one.size() - 4, 4, "mesh") == 0;
-    return std::to_string(count) + " " +
-           (vertex ? one.substr(0, one.size() - 2) + "ices" : one + (mesh ? "es" : "s"));
+    return std::to_string(count) + " " + (vertex ? one.substr(0, one.size() - 2) + "ices" : one + (mesh ? "es" : "s"));
 }
 
 bool parse_number(const std::string &text, std::uint64_t &number) {

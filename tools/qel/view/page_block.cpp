@@ -94,8 +94,7 @@ std::string base64(const char *bytes, std::size_t size) {
     text.reserve(base64_size(size));
     for (std::size_t i = 0; i < size; i += 3) {
         const std::size_t left = size - i;
-        const std::uint32_t group = std::uint32_t{in[i]} << 16 |
-                                    (left > 1 ? std::uint32_t{in[i + 1]} << 8 : 0u) |
+        const std::uint32_t group = std::uint32_t{in[i]} << 16 | (left > 1 ? std::uint32_t{in[i + 1]} << 8 : 0u) |
                                     (left > 2 ? std::uint32_t{in[i + 2]} : 0u);
         text += digits[group >> 18];
         text += digits[group >> 12 & 63];

@@ -11,9 +11,8 @@ namespace tool {
 /// An array of a page, packed.
 struct page_block {
     std::string name;
-    unsigned width = 1; ///< bytes of a number
-    unsigned stride =
-        1; ///< numbers of an element; each is stored as its difference from that of the element before
+    unsigned width = 1;  ///< bytes of a number
+    unsigned stride = 1; ///< numbers of an element; each is stored as its difference from that of the element before
     std::uint64_t count = 0; ///< of numbers
     bool deflated = false;
     std::string bytes;

@@ -37,8 +37,7 @@ page_model load_by_bytes(const input_file &file) {
     page_model model;
     model.kind = "archive, by its bytes";
     page_mesh mesh;
-    mesh.positions.assign(from.mesh->positions,
-                          from.mesh->positions + std::size_t{from.mesh->vertex_count} * 3);
+    mesh.positions.assign(from.mesh->positions, from.mesh->positions + std::size_t{from.mesh->vertex_count} * 3);
     mesh.triangles = fan_triangles(*from.mesh.get());
     add_mesh(model, from.mesh->name, std::move(mesh));
     return model;
@@ -63,8 +62,7 @@ page_model load_page(const input_file &file, bool by_bytes) {
 page_model load_folder(const std::string &folder) {
     std::vector<std::filesystem::path> paths;
     std::error_code error;
-    for (std::filesystem::directory_iterator entry(folder, error), end; !error && entry != end;
-         entry.increment(error))
+    for (std::filesystem::directory_iterator entry(folder, error), end; !error && entry != end; entry.increment(error))
         if (entry->path().extension() == ".qelm") paths.push_back(entry->path());
     if (error) throw failure(folder, error.message());
     if (paths.empty()) throw failure(folder, "has no mesh cache (*.qelm) in it");

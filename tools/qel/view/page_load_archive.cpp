@@ -62,8 +62,7 @@ page_mesh read_page_mesh(const archive_scene &scene, const scene_mesh &from, std
     polymesh_record read;
     scene.read(from, scene.times()[frame], *read.get());
     page_mesh mesh;
-    mesh.moves =
-        from.moves && from.info.topology != QEL_ARCHIVE_TOPOLOGY_FACES_CHANGE && scene.times().size() > 1;
+    mesh.moves = from.moves && from.info.topology != QEL_ARCHIVE_TOPOLOGY_FACES_CHANGE && scene.times().size() > 1;
     mesh.positions.assign(read->positions, read->positions + std::size_t{read->vertex_count} * 3);
     mesh.triangles = fan_triangles(*read.get(), &mesh.continues);
     mesh.normals = by_vertex(*read.get(), read->normals, read->normal_indices, read->normal_scope, 3);
@@ -102,8 +101,7 @@ std::vector<std::uint32_t> token_names(const archive_scene &scene) {
 
 void add_notes(page_model &model, const archive_scene &scene) {
     const auto note = [&](std::size_t count, const char *rest) {
-        if (count > 0)
-            model.notes.push_back(std::to_string(count) + (count == 1 ? " mesh " : " meshes ") + rest);
+        if (count > 0) model.notes.push_back(std::to_string(count) + (count == 1 ? " mesh " : " meshes ") + rest);
     };
     note(scene.hidden_count(), "hidden in the archive, left out.");
     note(scene.empty_count(), "without a point, left out.");
@@ -138,8 +136,7 @@ page_model load_archive_page(const input_file &file) {
         }
     }
     if (moves) model.times = scene->times();
-    model.positions_at = [scene, sources](std::size_t mesh, std::size_t frame,
-                                          std::vector<float> &positions) {
+    model.positions_at = [scene, sources](std::size_t mesh, std::size_t frame, std::vector<float> &positions) {
         scene->read_positions(scene->meshes()[sources[mesh]], scene->times()[frame], positions);
     };
     add_notes(model, *scene);

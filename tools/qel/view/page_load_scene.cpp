@@ -23,18 +23,15 @@ bool has_usual_tokens(const qel_alembic_mesh &mesh, std::uint32_t place, std::ui
     const array<qel_alembic_vertex> vertices(made.vertices);
     const array<qel_alembic_token> tokens(made.tokens);
     if (status != QEL_OK || mesh.vertex_count == 0) return mesh.vertex_count == 0;
-    named = std::memcmp(mesh.tokens[0].hex_id, made.tokens[0].hex_id, sizeof made.tokens[0].hex_id) == 0
-                ? 0
-                : place;
+    named = std::memcmp(mesh.tokens[0].hex_id, made.tokens[0].hex_id, sizeof made.tokens[0].hex_id) == 0 ? 0 : place;
     for (std::uint32_t i = 0; named > 0 && i < mesh.vertex_count; ++i)
         qel_alembic_generate_token(&made.vertices[i], mesh.layer, named, i, &made.tokens[i]);
     for (std::uint32_t i = 0; i < mesh.vertex_count; ++i) {
         const qel_alembic_vertex &a = mesh.vertices[i], &b = made.vertices[i];
         const qel_alembic_token &s = mesh.tokens[i], &t = made.tokens[i];
         if (a.matrix_x != b.matrix_x || a.matrix_y != b.matrix_y || a.matrix_z != b.matrix_z ||
-            a.k11_level != b.k11_level || a.i_state != b.i_state || a.phi_norm != b.phi_norm ||
-            s.morton != t.morton || s.payload != t.payload || s.layer != t.layer ||
-            std::memcmp(s.hex_id, t.hex_id, sizeof s.hex_id) != 0)
+            a.k11_level != b.k11_level || a.i_state != b.i_state || a.phi_norm != b.phi_norm || s.morton != t.morton ||
+            s.payload != t.payload || s.layer != t.layer || std::memcmp(s.hex_id, t.hex_id, sizeof s.hex_id) != 0)
             return false;
     }
     return true;
@@ -44,8 +41,7 @@ page_mesh still_mesh(const qel_alembic_mesh &mesh) {
     page_mesh made;
     made.layer = mesh.layer;
     made.positions.assign(mesh.positions, mesh.positions + std::size_t{mesh.vertex_count} * 3);
-    if (mesh.indices != nullptr)
-        made.triangles.assign(mesh.indices, mesh.indices + std::size_t{mesh.face_count} * 3);
+    if (mesh.indices != nullptr) made.triangles.assign(mesh.indices, mesh.indices + std::size_t{mesh.face_count} * 3);
     made.cells.reserve(made.positions.size());
     for (std::uint32_t i = 0; i < mesh.vertex_count; ++i)
         made.cells.insert(made.cells.end(),
@@ -63,9 +59,8 @@ std::vector<std::uint32_t> usable_frames(const qel_alembic_file &scene) {
             fits = frame.meshes[m].vertex_count == scene.meshes[m].vertex_count;
         if (fits) usable.push_back(i);
     }
-    std::stable_sort(usable.begin(), usable.end(), [&](std::uint32_t a, std::uint32_t b) {
-        return scene.frames[a].time < scene.frames[b].time;
-    });
+    std::stable_sort(usable.begin(), usable.end(),
+                     [&](std::uint32_t a, std::uint32_t b) { return scene.frames[a].time < scene.frames[b].time; });
     return usable;
 }
 

@@ -22,13 +22,13 @@ struct page_object {
 struct page_mesh {
     std::uint32_t object = 0;
     std::uint8_t layer = 1;
-    std::uint32_t named = 0;              ///< its number in its tokens' identities
-    bool moves = false;                   ///< its positions differ from frame to frame
-    std::vector<float> positions;         ///< triples, at the first frame
-    std::vector<std::uint32_t> triangles; ///< triples of the mesh's own vertex numbers
-    std::vector<std::uint8_t> continues; ///< 1 for a triangle of the same polygon as the one before; or empty
-    std::vector<float> normals, uvs;     ///< for each vertex, or empty
-    std::vector<std::uint8_t> cells;     ///< triples below 48
+    std::uint32_t named = 0;                  ///< its number in its tokens' identities
+    bool moves = false;                       ///< its positions differ from frame to frame
+    std::vector<float> positions;             ///< triples, at the first frame
+    std::vector<std::uint32_t> triangles;     ///< triples of the mesh's own vertex numbers
+    std::vector<std::uint8_t> continues;      ///< 1 for a triangle of the same polygon as the one before; or empty
+    std::vector<float> normals, uvs;          ///< for each vertex, or empty
+    std::vector<std::uint8_t> cells;          ///< triples below 48
     std::vector<qel_alembic_vertex> vertices; ///< those of a scene if they differ from the computed ones
     std::vector<qel_alembic_token> tokens;    ///< as long as `vertices`
     std::vector<std::uint32_t> numbers;       ///< of the vertices that sampling has kept, or empty

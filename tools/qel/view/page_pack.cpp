@@ -24,14 +24,12 @@ void quantize(const std::vector<float> &positions, const box &within, std::vecto
     for (std::size_t i = 0; i < positions.size(); ++i) {
         const double low = within[i % 3], span = static_cast<double>(within[i % 3 + 3]) - low;
         const double place = span > 0 ? (static_cast<double>(positions[i]) - low) / span : 0;
-        out.push_back(place > 0 ? static_cast<std::uint16_t>(std::lround(std::min(place, 1.0) * 65535.0))
-                                : 0);
+        out.push_back(place > 0 ? static_cast<std::uint16_t>(std::lround(std::min(place, 1.0) * 65535.0)) : 0);
     }
 }
 
 /// Reads the positions at a frame of the vertices that sampling has kept.
-void read_frame(const page_model &model, std::size_t number, std::size_t frame,
-                std::vector<float> &positions) {
+void read_frame(const page_model &model, std::size_t number, std::size_t frame, std::vector<float> &positions) {
     const page_mesh &mesh = model.meshes[number];
     model.positions_at(number, frame, positions);
     if (mesh.numbers.empty()) return;
@@ -78,8 +76,7 @@ void add_uvs(std::vector<std::uint16_t> &out, const std::vector<float> &uvs) {
     for (std::size_t i = 0; i < uvs.size(); ++i) {
         const double low = span[i % 2], size = static_cast<double>(span[i % 2 + 2]) - low;
         const double place = size > 0 ? (static_cast<double>(uvs[i]) - low) / size : 0;
-        out.push_back(place > 0 ? static_cast<std::uint16_t>(std::lround(std::min(place, 1.0) * 65535.0))
-                                : 0);
+        out.push_back(place > 0 ? static_cast<std::uint16_t>(std::lround(std::min(place, 1.0) * 65535.0)) : 0);
     }
 }
 
@@ -196,16 +193,15 @@ moment at_frame(const page_model &model, const std::vector<box> &boxes, std::siz
 }
 
 /// Adds every `step`th frame until one does not fit; returns the number of added frames.
-std::size_t pack_frames(const page_model &model, const std::vector<box> &boxes, std::size_t step,
-                        std::uint64_t room, std::vector<page_block> &blocks) {
+std::size_t pack_frames(const page_model &model, const std::vector<box> &boxes, std::size_t step, std::uint64_t room,
+                        std::vector<page_block> &blocks) {
     moment before = at_first(model, boxes);
     std::size_t done = 0;
     for (std::size_t frame = step; frame < model.times.size(); frame += step) {
         moment now = at_frame(model, boxes, frame);
         const std::string number = std::to_string(done + 1);
-        std::vector<page_block> added{
-            packed("positions " + number, 3, difference(now.positions, before.positions)),
-            packed("cells " + number, 3, difference(now.cells, before.cells))};
+        std::vector<page_block> added{packed("positions " + number, 3, difference(now.positions, before.positions)),
+                                      packed("cells " + number, 3, difference(now.cells, before.cells))};
         const std::uint64_t size = size_of(added);
         if (size > room) return done;
         room -= size;
@@ -224,8 +220,7 @@ std::string grouped(std::uint64_t number) {
 }
 
 /// Leaves out frames until the rest fits, and drops the times of omitted frames.
-void fit_frames(page_model &model, const std::vector<box> &boxes, std::uint64_t room,
-                std::vector<page_block> &blocks) {
+void fit_frames(page_model &model, const std::vector<box> &boxes, std::uint64_t room, std::vector<page_block> &blocks) {
     const std::size_t all = model.times.size();
     if (all < 2) return;
     std::size_t step = 1;
@@ -297,9 +292,8 @@ std::string numbers_text(const float *numbers, std::size_t count) {
 }
 
 std::string mesh_text(const page_mesh &mesh, const box &within) {
-    std::string text =
-        format("{\"object\":%u,\"vertices\":%zu,\"triangles\":%zu,\"layer\":%u,\"low\":", mesh.object,
-               mesh.vertex_count(), mesh.triangles.size() / 3, unsigned{mesh.layer});
+    std::string text = format("{\"object\":%u,\"vertices\":%zu,\"triangles\":%zu,\"layer\":%u,\"low\":", mesh.object,
+                              mesh.vertex_count(), mesh.triangles.size() / 3, unsigned{mesh.layer});
     text += numbers_text(within.data(), 3) + ",\"high\":" + numbers_text(within.data() + 3, 3);
     if (mesh.moves) text += ",\"moves\":true";
     if (mesh.named > 0) text += ",\"named\":" + std::to_string(mesh.named);
@@ -310,16 +304,13 @@ std::string mesh_text(const page_mesh &mesh, const box &within) {
     return text + "}";
 }
 
-std::string header_text(const page_model &model, const std::vector<box> &boxes,
-                        const std::vector<page_block> &blocks) {
-    std::string text =
-        "{\"format\":2,\"title\":" + json_text(model.title) + ",\"kind\":" + json_text(model.kind);
+std::string header_text(const page_model &model, const std::vector<box> &boxes, const std::vector<page_block> &blocks) {
+    std::string text = "{\"format\":2,\"title\":" + json_text(model.title) + ",\"kind\":" + json_text(model.kind);
     text += format(",\"rate\":%.9g,\"times\":", model.rate) +
             json_list(model.times, [](double time) { return format("%.9g", time); });
     text += ",\"notes\":" + json_list(model.notes, json_text);
     text += ",\n\"objects\":" + json_list(model.objects, [](const page_object &object) {
-                return "{\"name\":" + json_text(object.name) +
-                       ",\"parent\":" + std::to_string(object.parent) +
+                return "{\"name\":" + json_text(object.name) + ",\"parent\":" + std::to_string(object.parent) +
                        ",\"kind\":" + json_text(object.kind) + "}";
             });
     std::size_t number = 0;
@@ -331,8 +322,8 @@ std::string header_text(const page_model &model, const std::vector<box> &boxes,
                          return format("{\"name\":\"%s\",\"width\":%u,\"stride\":%u,\"count\":%llu,"
                                        "\"deflated\":%s,\"bytes\":%zu}",
                                        block.name.c_str(), block.width, block.stride,
-                                       static_cast<unsigned long long>(block.count),
-                                       block.deflated ? "true" : "false", block.bytes.size());
+                                       static_cast<unsigned long long>(block.count), block.deflated ? "true" : "false",
+                                       block.bytes.size());
                      }) +
            "}";
 }

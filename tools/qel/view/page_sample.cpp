@@ -36,8 +36,7 @@ class first_in_cell {
     };
 
     slot &place_of(std::uint64_t key) {
-        std::size_t at =
-            static_cast<std::size_t>(key * 0x9E3779B97F4A7C15u >> shift_); // spreads neighbouring keys
+        std::size_t at = static_cast<std::size_t>(key * 0x9E3779B97F4A7C15u >> shift_); // spreads neighbouring keys
         while (slots_[at].vertex != none && slots_[at].key != key)
             at = (at + 1) & (slots_.size() - 1);
         return slots_[at];
@@ -68,8 +67,7 @@ std::vector<std::uint32_t> cluster(const page_mesh &mesh, double cells, std::siz
     for (std::uint32_t i = 0; i < representative.size(); ++i) {
         std::uint64_t key = 0;
         for (std::size_t axis = 0; axis < 3; ++axis) {
-            const double place =
-                (static_cast<double>(mesh.positions[std::size_t{i} * 3 + axis]) - box[axis]) * scale;
+            const double place = (static_cast<double>(mesh.positions[std::size_t{i} * 3 + axis]) - box[axis]) * scale;
             key = key << 21 | (place > 0 ? static_cast<std::uint64_t>(std::min(place, 2097151.0)) : 0u);
         }
         representative[i] = first.of(key, i);
