@@ -27,17 +27,17 @@ std::uint64_t differing_bits(const qel_token *tokens, std::uint32_t count) {
 /// The part of the keys that the radix sort uses: the highest 32 of the bits in which they differ, moved together.
 /// Lattice keys differ in at most 18 bits, so that their prefix holds all of them.
 struct key_prefix {
-    explicit key_prefix(std::uint64_t differing) {
+    explicit key_prefix(std::uint64_t differing) : rest(differing) {
         unsigned low = 64;
-        while (low > 0 && bits < 32) {
-            --low;
-            if ((differing >> low & 1) == 0) continue;
+        while (rest != 0 && bits < 32) {
+            const std::uint64_t bit = std::uint64_t{1} << --low;
+            if ((rest & bit) == 0) continue;
+            rest ^= bit;
             if (count == 0 || parts[count - 1].low != low + 1) parts[count++] = {low + 1, 0};
             --parts[count - 1].low;
             ++parts[count - 1].width;
             ++bits;
         }
-        whole = (differing & ((std::uint64_t{1} << low) - 1)) == 0;
     }
 
     std::uint32_t of(std::uint64_t key) const {
@@ -54,7 +54,7 @@ struct key_prefix {
     part parts[32];
     unsigned count = 0;
     unsigned bits = 0;  // width of a prefix
-    bool whole = false; // the prefix holds every bit in which keys differ
+    std::uint64_t rest; // the bits in which keys differ and that the prefix does not hold
 };
 
 /// A token's position and the prefix of its key, with the layout of a chain node: the sort uses the nodes of the unit's
@@ -139,7 +139,7 @@ void sort_tokens(qel_unit &unit) {
     const key_prefix prefix(differing_bits(unit.tokens, unit.count));
     sort_entry *const entries =
         sort_prefixes(unit.tokens, unit.count, prefix, unit.morton_index->nodes, unit.hex_index->nodes);
-    if (!prefix.whole) sort_equal_prefixes(unit.tokens, unit.count, entries);
+    if (prefix.rest != 0) sort_equal_prefixes(unit.tokens, unit.count, entries);
     if (!move_tokens(unit, entries)) rotate_tokens(unit.tokens, unit.count, entries);
 }
 

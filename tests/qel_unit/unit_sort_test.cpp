@@ -55,7 +55,7 @@ TEST_F(UnitSort, EqualsThePlainReadingOfRandomUnits) {
     const std::uint64_t masks[] = {0x0000000000000000, 0x0000000000000001, 0x00000000000000FF, 0x00000000000001FF,
                                    0x8000000000000000, 0x8000000000000001, 0x0000003F003F003F, 0x0000FFFFFFFFFFFF,
                                    0x0101010101010101, 0x8080808080808080, 0xF0F0F0F0F0F0F0F0, 0xFE00000000000000,
-                                   0xFFFFFFFFFFFFFFFF};
+                                   0x5555555555555555, 0xFFFFFFFFFFFFFFFF};
     for (const std::uint64_t mask : masks) {
         std::vector<qel_token> tokens(1 + random() % 3000);
         const std::uint64_t base = random();
@@ -79,17 +79,19 @@ TEST_F(UnitSort, EqualsThePlainReadingOfALargeUnit) {
 TEST_F(UnitSort, ComparesWholeKeysThatAgreeInTheirHighestDifferingBits) {
     std::mt19937_64 random(8);
     // Few values of the high half, so that many tokens have equal key prefixes.
-    for (const std::uint64_t high : {1u, 2u, 40u}) {
-        std::vector<qel_token> tokens(4000);
-        for (qel_token &token : tokens) {
-            const std::uint64_t low = random() % 2 == 0 ? random() % 50 : random() & 0xFFFFFFFF;
-            token = make_token((random() % high * 0x6789ABCD) << 32 | low, "", random());
+    for (const std::uint64_t low_bits : {0xFFFFFFFFu, 1u})
+        for (const std::uint64_t high : {1u, 2u, 40u}) {
+            std::vector<qel_token> tokens(4000);
+            for (qel_token &token : tokens) {
+                const std::uint64_t low = random() % 2 == 0 ? random() % 50 : random();
+                token = make_token((random() % high * 0x6789ABCD) << 32 | (low & low_bits), "", random());
+            }
+            tokens[0].morton = 0; // all high bits and `low_bits` differ somewhere
+            tokens[1].morton = 0xFFFFFFFF00000000 | low_bits;
+            tokens[2].morton = tokens[1].morton - 1;
+            SCOPED_TRACE(testing::Message() << high << " high halves, low bits " << low_bits);
+            expect_as_model(unit_file(tokens));
         }
-        tokens[0].morton = 0; // every bit differs somewhere
-        tokens[1].morton = ~std::uint64_t{0};
-        SCOPED_TRACE(high);
-        expect_as_model(unit_file(tokens));
-    }
 }
 
 TEST_F(UnitSort, GivesTheSameOrderWithoutScratchMemory) {

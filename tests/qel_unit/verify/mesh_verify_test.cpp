@@ -164,7 +164,7 @@ qel_mesh_verify_report report_on(const float *positions, std::uint32_t count, co
 
 TEST(MeshVerifyIdentity, FillsEveryFieldOfTheReport) {
     const float positions[6] = {1, 2, 3, 4, 5, 6};
-    EXPECT_EQ(report_on(positions, 2, {1, 2, 3, 2, 3, 5}).coherence, 1.0f / 3.0f);
+    EXPECT_EQ(report_on(positions, 2, {1, 3, 10, 11, 5, 60}).coherence, 1.0f / 97.0f) << "sides 10, 2, 50";
 }
 
 TEST(MeshVerifyIdentity, ReportsBothIdentitiesWhenTheyFail) {
