@@ -48,10 +48,11 @@ def read_equivalent():
     entries, reason = [], ""
     for number, line in enumerate((HERE / "equivalent.txt").read_text().splitlines(), 1):
         if line.startswith("    "):
-            entry = line.strip()
-            if not reason or entry in Equivalent(entries):
-                sys.exit(f"equivalent.txt:{number}: {'twice' if reason else 'without a reason'}: {entry}")
-            entries.append(entry)
+            kind, _, ordinals = line.strip().rpartition(" | ")
+            for entry in [f"{kind} | {ordinal}" for ordinal in ordinals.split(", ")] if kind else [ordinals]:
+                if not reason or entry in Equivalent(entries):
+                    sys.exit(f"equivalent.txt:{number}: {'twice' if reason else 'without a reason'}: {entry}")
+                entries.append(entry)
         elif line and not line.startswith("#"):
             reason = line
     return Equivalent(entries)
