@@ -99,7 +99,7 @@ status object_reader::enter(std::uint64_t reference, std::uint32_t &node) {
 /// children the headers may be missing, and the group may be empty.
 status object_reader::read_node(std::uint64_t reference, object_node &node) {
     reference_array group;
-    status outcome = source_.read_group(reference, std::uint64_t{max_objects} + 1, memory_, group);
+    status outcome = source_.read_group(reference, std::uint64_t{max_objects} + 2, memory_, group);
     if (outcome != QEL_ARCHIVE_OK || group.count == 0) return outcome;
     outcome = compounds_.read(group.references[0], node.properties);
     if (outcome == QEL_ARCHIVE_OK) outcome = compounds_.prepare_names(node.properties);
